@@ -1,0 +1,174 @@
+#include "Core/Message.h"
+
+#include <algorithm>
+#include <new>
+
+#include "Core/Component.h"
+#include "Util/AppendFormat.h"
+
+const uint32 Message::ALLOC_BLOCK_SIZE = 64;
+unsigned long long Message::newCalled = 0;
+unsigned long long Message::deleteCalled = 0;
+unsigned long long Message::MessageIdToken = 1;
+unsigned long long Message::allocated = 0;
+unsigned long long Message::inUse = 0;
+unsigned long long Message::maxInUse = 0;
+
+struct Message::FreeStorage {
+  FreeStorage* next;
+};
+
+Message::FreeStorage* Message::freeLists[Message::POOLED_SIZES];
+
+namespace {
+
+// Messages may exist before this file's static objects do, so the counters keep their values.
+StatsContainer MakeStats() {
+  StatsContainer stats;
+  stats.AddStat(&Message::newCalled, "newCalled", "messages made", Message::newCalled);
+  stats.AddStat(&Message::deleteCalled, "deleteCalled", "messages destroyed",
+                Message::deleteCalled);
+  stats.AddStat(&Message::allocated, "allocated", "messages for which storage was taken",
+                Message::allocated);
+  stats.AddStat(&Message::inUse, "inUse", "messages that exist", Message::inUse);
+  stats.AddStat(&Message::maxInUse, "maxInUse", "most messages that existed at a time",
+                Message::maxInUse);
+  stats.AddPrefix("messages/");
+  return stats;
+}
+
+constexpr size_t UNIT = alignof(std::max_align_t);
+
+// The number of units that a message of `size` bytes takes.
+size_t Units(size_t size) { return (size + UNIT - 1) / UNIT; }
+
+const char* NameOf(const Component* component) {
+  return component == nullptr ? "-" : component->theFullName.c_str();
+}
+
+}  // namespace
+
+StatsContainer Message::stats = MakeStats();
+
+Message::Message()
+    : Buffer(nullptr), holders(0), src(nullptr), dst(nullptr), MessageId(MessageIdToken++) {}
+
+Message::Message(const Message& other)
+    : Printable(other),
+      Buffer(nullptr),
+      holders(0),
+      src(other.src),
+      dst(other.dst),
+      MessageId(MessageIdToken++) {}
+
+Message& Message::operator=(const Message& other) {
+  src = other.src;
+  dst = other.dst;
+  return *this;
+}
+
+Message::~Message() = default;
+
+void* Message::operator new(size_t size) {
+  const size_t units = Units(size);
+  void* storage;
+  if (units >= POOLED_SIZES) {
+    storage = ::operator new(size);
+    ++allocated;
+  } else {
+    FreeStorage*& freeList = freeLists[units];
+    if (freeList == nullptr) {
+      char* block = static_cast<char*>(::operator new(units* UNIT* ALLOC_BLOCK_SIZE));
+      allocated += ALLOC_BLOCK_SIZE;
+      // Last to first, so that messages made one after another lie one after another.
+      for (uint32 i = ALLOC_BLOCK_SIZE; i-- > 0;) {
+        freeList = new (block + i * units * UNIT) FreeStorage{freeList};
+      }
+    }
+    storage = freeList;
+    freeList = freeList->next;
+  }
+  ++newCalled;
+  ++inUse;
+  maxInUse = std::max(maxInUse, inUse);
+  return storage;
+}
+
+void Message::operator delete(void* storage, size_t size) {
+  if (storage == nullptr) {
+    return;
+  }
+  ++deleteCalled;
+  --inUse;
+  const size_t units = Units(size);
+  if (units >= POOLED_SIZES) {
+    ::operator delete(storage);
+    --allocated;
+  } else {
+    freeLists[units] = new (storage) FreeStorage{freeLists[units]};
+  }
+}
+
+unsigned long long Message::GetId() { return MessageId; }
+
+Message* Message::Clone() { return new Message(*this); }
+
+const char* Message::ToString(std::string& s) const {
+  s.clear();
+  AppendFormat(s, "Message %llu from %s to %s", MessageId, NameOf(src), NameOf(dst));
+  return s.c_str();
+}
+
+void Message::Take(Message* message) { ++message->holders; }
+
+void Message::Release(Message* message) {
+  --message->holders;
+  if (message->holders <= 0) {
+    delete message;
+  }
+}
+
+void Message::DumpStatus(FILE* stream) {
+  fprintf(stream, "Messages made:      %llu\n", newCalled);
+  fprintf(stream, "Messages destroyed: %llu\n", deleteCalled);
+  fprintf(stream, "Messages in use:    %llu (at most %llu)\n", inUse, maxInUse);
+  fprintf(stream, "Messages allocated: %llu\n", allocated);
+}
+
+MessageBuffer::MessageBuffer(size_t capacity) : capacity(capacity) {}
+
+MessageBuffer::~MessageBuffer() {
+  while (Message* message = Pop()) {
+    Message::Release(message);
+  }
+}
+
+bool MessageBuffer::Push(Message* message) {
+  if (IsFull()) {
+    return false;
+  }
+  Message::Take(message);
+  message->Buffer = this;
+  messages.push_back(message);
+  return true;
+}
+
+Message* MessageBuffer::Pop() {
+  if (messages.empty()) {
+    return nullptr;
+  }
+  Message* message = messages.front();
+  messages.pop_front();
+  message->Buffer = nullptr;
+  return message;
+}
+
+Message* MessageBuffer::Front() const { return messages.empty() ? nullptr : messages.front(); }
+
+size_t MessageBuffer::Size() const { return messages.size(); }
+
+size_t MessageBuffer::Capacity() const { return capacity; }
+
+bool MessageBuffer::IsEmpty() const { return messages.empty(); }
+
+bool MessageBuffer::IsFull() const { return capacity != 0 && messages.size() >= capacity; }
