@@ -1,13 +1,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <new>
 #include <stdexcept>
 
 #include "tests/support/Command.h"
 #include "tests/support/Files.h"
+#include "tests/support/Reports.h"
 #include "tests/support/TraceText.h"
+#include "tests/support/VirtualSlots.h"
 
 namespace marrowfin::testing {
 namespace {
@@ -109,6 +113,60 @@ TEST(RunCommandTest, AProgramThatCannotStartIsReported) {
   EXPECT_THROW(RunCommand({"marrowfin-no-such-program"}), std::runtime_error);
   EXPECT_THROW(RunCommand({"true"}, {"", "/nowhere/at/all", {}}), std::runtime_error);
   EXPECT_THROW(RunCommand({}), std::runtime_error);
+}
+
+// The reports name lines of Util/File.cpp, which has one such check, and of
+// Util/CommandLineParser.cpp, which has several crashes.
+int LineOf(const std::string& file, const std::string& code) {
+  const std::string source = ReadFile(std::string(MARROWFIN_SOURCE_DIR) + "/" + file);
+  const size_t found = source.find(code);
+  EXPECT_NE(std::string::npos, found);
+  return static_cast<int>(std::count(source.begin(), source.begin() + found, '\n')) + 1;
+}
+
+TEST(ReportsTest, AnAssertionReportMatchesAsAWholeAndAtTheLineOfItsCheck) {
+  const std::string file = "Util/File.cpp";
+  const std::string expression = "offset < INT_MAX";
+  const auto matcher = AssertionReport(file, expression);
+  const int line = LineOf(file, "SIM_ASSERT(" + expression + ")");
+  const std::string after = ": failed assertion `" + expression + "'\n";
+  EXPECT_TRUE(matcher.Matches(file + ":" + std::to_string(line) + after));
+  EXPECT_FALSE(matcher.Matches(file + ":" + std::to_string(line + 1) + after));
+  EXPECT_FALSE(matcher.Matches(file + ":" + std::to_string(line) + after + "more"));
+  EXPECT_FALSE(matcher.Matches("/" + file + ":" + std::to_string(line) + after));
+  EXPECT_FALSE(matcher.Matches(file + ":" + after));
+}
+
+TEST(ReportsTest, ACrashReportMatchesAsAWholeAndAtTheLineOfItsCrash) {
+  const std::string file = "Util/CommandLineParser.cpp";
+  const auto matcher = CrashReport(file, "why (not)?\n");
+  const std::string line = std::to_string(LineOf(file, "SIM_CRASH("));
+  EXPECT_TRUE(matcher.Matches("CRASH[" + file + ":" + line + "]:  why (not)?\n"));
+  EXPECT_FALSE(matcher.Matches("CRASH[" + file + ":1]:  why (not)?\n"));
+  EXPECT_FALSE(matcher.Matches("CRASH[" + file + ":" + line + "]:  why (not)?"));
+}
+
+struct Slots {
+  virtual int First() { return 1; }
+  virtual int Second() { return 2; }
+  virtual ~Slots() = default;
+  int Plain() { return 3; }
+};
+
+TEST(VirtualSlotsTest, SlotsAreCountedFromZeroAndOnlyOfVirtualOperations) {
+  EXPECT_EQ(0u, VirtualSlot(&Slots::First));
+  EXPECT_EQ(1u, VirtualSlot(&Slots::Second));
+  EXPECT_THROW(VirtualSlot(&Slots::Plain), std::invalid_argument);
+}
+
+TEST(VirtualSlotsTest, ADestructorIsCalledByItsSlot) {
+  static int destroyed;
+  struct Derived : Slots {
+    ~Derived() override { ++destroyed; }
+  };
+  alignas(Derived) char storage[sizeof(Derived)];
+  CallVirtualSlot(new (storage) Derived, 2);
+  EXPECT_EQ(1, destroyed);
 }
 
 }  // namespace
