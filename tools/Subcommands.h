@@ -1,0 +1,17 @@
+#ifndef TOOLS_SUBCOMMANDS_H
+#define TOOLS_SUBCOMMANDS_H
+
+#include <vector>
+
+#include "tools/Subcommand.h"
+
+namespace marrowfin {
+
+extern const Subcommand importSubcommand;
+
+// All subcommands, in the order in which --help lists them.
+const std::vector<const Subcommand*>& Subcommands();
+
+}  // namespace marrowfin
+
+#endif

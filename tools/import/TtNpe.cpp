@@ -1,0 +1,566 @@
+#include "tools/import/TtNpe.h"
+
+#include <algorithm>
+#include <bitset>
+#include <limits>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace marrowfin {
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr int64_t highestNumber = std::numeric_limits<int64_t>::max();
+
+// A device that the event does not name: its low bits are the place of the event's run in
+// Reader::runs.
+constexpr uint32_t unresolved = 0x80000000u;
+
+constexpr int64_t noRun = -1;
+
+// Deeper nesting than any field of a capture has.
+constexpr unsigned deepest = 64;
+
+enum Field {
+  PROC,
+  TYPE,
+  ZONE,
+  ZONE_PHASE,
+  TIMESTAMP,
+  SX,
+  SY,
+  DX,
+  DY,
+  MCAST_START_X,
+  MCAST_START_Y,
+  MCAST_END_X,
+  MCAST_END_Y,
+  SRC_DEVICE_ID,
+  DST_DEVICE_ID,
+  RUN_HOST_ID,
+  FIELD_COUNT  // also: a field that means nothing here
+};
+
+// What a field may hold. Names have a longest length, numbers lie from `lowest` to `highest`.
+struct FieldRule {
+  std::string_view name;
+  bool isName;
+  int64_t lowest;
+  int64_t highest;
+};
+
+constexpr FieldRule Name(std::string_view name) { return {name, true, 0, 0}; }
+constexpr FieldRule Number(std::string_view name, int64_t lowest, int64_t highest) {
+  return {name, false, lowest, highest};
+}
+
+// In the order of Field.
+constexpr std::array<FieldRule, FIELD_COUNT> fieldRules = {{
+    Name("proc"),
+    Name("type"),
+    Name("zone"),
+    Name("zone_phase"),
+    Number("timestamp", 0, highestNumber),
+    Number("sx", 0, highestCoordinate),
+    Number("sy", 0, highestCoordinate),
+    Number("dx", -1, highestCoordinate),  // -1: the event has no far tile
+    Number("dy", -1, highestCoordinate),
+    Number("mcast_start_x", 0, highestCoordinate),
+    Number("mcast_start_y", 0, highestCoordinate),
+    Number("mcast_end_x", 0, highestCoordinate),
+    Number("mcast_end_y", 0, highestCoordinate),
+    Number("src_device_id", 0, highestDevice),
+    Number("dst_device_id", 0, highestDevice),
+    Number("run_host_id", 0, highestNumber),
+}};
+
+Field FieldOf(std::string_view name) {
+  const auto rule = std::find_if(fieldRules.begin(), fieldRules.end(),
+                                 [name](const FieldRule& r) { return r.name == name; });
+  return static_cast<Field>(rule - fieldRules.begin());
+}
+
+bool StartsWith(std::string_view text, std::string_view start) {
+  return text.substr(0, start.size()) == start;
+}
+
+bool Contains(std::string_view text, std::string_view part) {
+  return text.find(part) != std::string_view::npos;
+}
+
+bool EndsWith(std::string_view text, std::string_view end) {
+  return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+// Whether `type` is `family` or a member of it: READ, READ_SET_STATE, but not READY.
+bool IsOf(std::string_view type, std::string_view family) {
+  return StartsWith(type, family) && (type.size() == family.size() || type[family.size()] == '_');
+}
+
+// Events by which a processor waits, or tells its network interface about transfers to come.
+bool IsWait(std::string_view type) {
+  return Contains(type, "_BARRIER") || Contains(type, "_FLUSH") || EndsWith(type, "_SET_STATE") ||
+         EndsWith(type, "_SET_TRID") || IsOf(type, "SEMAPHORE_WAIT") || type == "SEMAPHORE_SET";
+}
+
+// New members of the families come with every version of the recorder, so names are not listed.
+std::optional<EventKind> KindOf(std::string_view type) {
+  static constexpr std::pair<std::string_view, EventKind> families[] = {
+      {"READ", KIND_READ},
+      {"WRITE", KIND_WRITE},
+      {"SEMAPHORE", KIND_SEMAPHORE},
+      {"FABRIC", KIND_FABRIC}};
+  for (const auto& [family, kind] : families) {
+    if (IsOf(type, family)) {
+      return IsWait(type) ? KIND_WAIT : Contains(type, "_MULTICAST") ? KIND_MULTICAST : kind;
+    }
+  }
+  return std::nullopt;
+}
+
+bool IsZonePhase(std::string_view phase) {
+  return phase == "begin" || phase == "end" || phase == "ZONE_START" || phase == "ZONE_END";
+}
+
+// An event while its fields come in.
+struct Draft {
+  std::bitset<FIELD_COUNT> given;
+  std::array<int64_t, FIELD_COUNT> numbers;
+  std::array<std::string, FIELD_COUNT> names;
+  uint64_t start;  // offset of its first byte
+};
+
+// Follows the parser through the text, and keeps an event when its object ends.
+//
+// A list of objects as a tree of values would take some twenty times the memory of the events.
+class Reader : public nlohmann::json_sax<Json> {
+ public:
+  Reader(CharSource& source, Capture& capture)
+      : source(source), capture(capture), depth(0), field(FIELD_COUNT) {}
+
+  // After a parse that returned false.
+  const Failure& Fault() const { return *fault; }
+
+  // Finds the devices of events that name only their run.
+  void ResolveDevices();
+
+  bool null() override { return Other("null"); }
+  bool boolean(bool) override { return Other("true or false"); }
+  bool number_float(number_float_t, const string_t& digits) override;
+  bool number_integer(number_integer_t value) override { return TakeNumber(value); }
+  bool number_unsigned(number_unsigned_t value) override;
+  bool string(string_t& value) override { return TakeName(value); }
+  bool binary(binary_t&) override { return Other("binary"); }
+  bool start_object(size_t) override;
+  bool key(string_t& name) override;
+  bool end_object() override;
+  bool start_array(size_t) override;
+  bool end_array() override;
+  bool parse_error(size_t position, const std::string& token,
+                   const nlohmann::detail::exception& error) override;
+
+ private:
+  // Depth of what is open: the list is 1, an event 2, the value of one of its fields 3.
+  static constexpr unsigned inNothing = 0, inList = 1, inEvent = 2;
+
+  bool Refuse(uint64_t byte, const std::string& path, const std::string& reason,
+              const std::string& remedy);
+  bool RefuseValue(const std::string& reason, const std::string& remedy);
+  bool RefuseEvent(Field missing, const std::string& why);
+  bool Other(const char* what);
+  bool Begin(const char* what);
+  bool WrongPlace(const char* what);
+  bool TakeNumber(int64_t value);
+  bool TakeName(const std::string& value);
+  bool Ended();
+
+  std::string EventPath() const { return "[" + std::to_string(capture.eventsRead) + "]"; }
+  bool Has(Field f) const { return draft.given[f]; }
+  uint16_t Coordinate(Field f) const { return static_cast<uint16_t>(draft.numbers[f]); }
+
+  bool FinishEvent();
+  bool CheckWhole();
+  bool CheckPair(Field a, Field b, const char* why);
+  bool Count(uint16_t& processor);
+  std::optional<EventKind> Kind(SkipReason& reason) const;
+  bool HasDestination(EventKind kind) const;
+  void Convert(EventKind kind, uint16_t processor);
+  void SetDevices(CaptureEvent& event);
+  void SetFarTiles(CaptureEvent& event) const;
+  void Skip(SkipReason reason, uint64_t number);
+  std::optional<uint32_t> Resolve(uint32_t device) const;
+
+  CharSource& source;
+  Capture& capture;
+  MaybeFailure fault;
+  unsigned depth;
+  Field field;  // whose value comes next
+  Draft draft;
+  std::map<std::string, uint16_t> processors;
+  std::map<int64_t, uint32_t> runs;           // run_host_id -> place
+  std::map<uint32_t, uint32_t> runDevices;    // place -> device, or `unresolved` for several
+  std::map<uint32_t, bool> recordingDevices;  // that events were recorded on
+};
+
+// Text of the input as it may stand in a message: in quotes, short and printable.
+std::string Shown(const std::string& text) {
+  constexpr size_t most = 80;
+  const std::string part = text.substr(0, most) + (text.size() > most ? "..." : "");
+  return Json(part).dump(-1, ' ', true, Json::error_handler_t::replace);
+}
+
+bool Reader::Refuse(uint64_t byte, const std::string& path, const std::string& reason,
+                    const std::string& remedy) {
+  fault = Failure{EXIT_INPUT,
+                  source.Path() + ": byte " + std::to_string(byte) + ": " + path +
+                      (path.empty() ? "" : ": ") + reason,
+                  remedy};
+  return false;
+}
+
+bool Reader::RefuseValue(const std::string& reason, const std::string& remedy) {
+  const std::string path = EventPath() + "." + std::string(fieldRules[field].name);
+  return Refuse(source.TokenStart(), path, reason, remedy);
+}
+
+bool Reader::RefuseEvent(Field missing, const std::string& why) {
+  const std::string path = EventPath() + "." + std::string(fieldRules[missing].name);
+  return Refuse(draft.start, path, "is missing " + why,
+                "Add it to the event that begins at this byte, or remove the event.");
+}
+
+bool Reader::Ended() {
+  source.EndToken();
+  return true;
+}
+
+// A value where the list or an event has to stand.
+bool Reader::WrongPlace(const char* what) {
+  if (depth == inNothing) {
+    return Refuse(source.TokenStart(), "", std::string("the file holds ") + what + ", not a list",
+                  "A capture is one JSON list of events: [{...}, {...}].");
+  }
+  return Refuse(source.TokenStart(), EventPath(), std::string("is ") + what + ", not an object",
+                "Every member of the list has to be an event: {\"proc\": ..., ...}.");
+}
+
+// A value of a kind that no known field has.
+bool Reader::Other(const char* what) {
+  if (depth < inEvent) {
+    return WrongPlace(what);
+  }
+  if (depth == inEvent && field != FIELD_COUNT) {
+    const char* const wanted = fieldRules[field].isName ? "a text" : "a whole number";
+    return RefuseValue(std::string("is ") + what + ", must be " + wanted,
+                       "Correct the value, or record the capture again.");
+  }
+  return Ended();
+}
+
+// A list or an object at a place where it is a value.
+bool Reader::Begin(const char* what) {
+  if (depth == deepest) {
+    return Refuse(source.TokenStart(), EventPath(),
+                  "is nested more than " + std::to_string(deepest) + " deep",
+                  "Events are flat: record the capture again.");
+  }
+  if (!Other(what)) {
+    return false;
+  }
+  ++depth;
+  return true;
+}
+
+bool Reader::TakeNumber(int64_t value) {
+  if (depth != inEvent || field == FIELD_COUNT || fieldRules[field].isName) {
+    return Other("a number");
+  }
+  const FieldRule& rule = fieldRules[field];
+  if (value < rule.lowest || value > rule.highest) {
+    return RefuseValue("is " + std::to_string(value) + ", must lie from " +
+                           std::to_string(rule.lowest) + " to " + std::to_string(rule.highest),
+                       "Correct the value, or record the capture again.");
+  }
+  draft.numbers[field] = value;
+  return Ended();
+}
+
+bool Reader::number_unsigned(number_unsigned_t value) {
+  if (value > static_cast<uint64_t>(highestNumber)) {
+    return Other("a number above 2^63 - 1");
+  }
+  return TakeNumber(static_cast<int64_t>(value));
+}
+
+// Whole numbers beyond 64 bits come as floating-point ones too.
+bool Reader::number_float(number_float_t, const string_t& digits) {
+  return Other(digits.find_first_of(".eE") == std::string::npos
+                   ? "a number of too many digits"
+                   : "a number with a point or an exponent");
+}
+
+bool Reader::TakeName(const std::string& value) {
+  if (depth != inEvent || field == FIELD_COUNT || !fieldRules[field].isName) {
+    return Other("a text");
+  }
+  if (value.empty() || value.size() > longestName) {
+    return RefuseValue("is a text of " + std::to_string(value.size()) + " bytes, must have 1 to " +
+                           std::to_string(longestName),
+                       "Correct the value, or record the capture again.");
+  }
+  draft.names[field] = value;
+  return Ended();
+}
+
+bool Reader::start_array(size_t) {
+  if (depth != inNothing) {
+    return Begin("a list");
+  }
+  ++depth;
+  return Ended();
+}
+
+bool Reader::end_array() {
+  --depth;
+  return Ended();
+}
+
+bool Reader::start_object(size_t) {
+  if (depth != inList) {
+    return Begin("an object");
+  }
+  ++depth;
+  draft.given.reset();
+  draft.start = source.TokenStart();
+  return Ended();
+}
+
+bool Reader::key(string_t& name) {
+  if (depth == inEvent) {
+    field = FieldOf(name);
+    if (field != FIELD_COUNT && Has(field)) {
+      return RefuseValue("is given twice in one event", "Remove one of the two.");
+    }
+    if (field != FIELD_COUNT) {
+      draft.given.set(field);
+    }
+  }
+  return Ended();
+}
+
+bool Reader::end_object() {
+  --depth;
+  if (depth == inList && !FinishEvent()) {
+    return false;
+  }
+  return Ended();
+}
+
+bool Reader::parse_error(size_t position, const std::string&,
+                         const nlohmann::detail::exception& error) {
+  if (source.Trouble()) {
+    fault = *source.Trouble();
+    return false;
+  }
+  // "[json.exception.parse_error.101] parse error at line 1, column 2: syntax error ..."
+  const std::string text = error.what();
+  const size_t colon = text.find(": ");
+  // The parser's count includes the character that it stumbled over.
+  const uint64_t byte = source.TokenBegun() ? source.TokenStart() : position - 1;
+  return Refuse(byte, depth == inNothing ? "" : EventPath(),
+                "not JSON: " + Shown(colon == std::string::npos ? text : text.substr(colon + 2)),
+                "The file is cut or damaged here, or it is no capture: record it again.");
+}
+
+// Both or neither.
+bool Reader::CheckPair(Field a, Field b, const char* why) {
+  return Has(a) == Has(b) || RefuseEvent(Has(a) ? b : a, why);
+}
+
+bool Reader::CheckWhole() {
+  for (const Field needed : {PROC, TIMESTAMP, SX, SY}) {
+    if (!Has(needed)) {
+      return RefuseEvent(needed, "(every event needs it)");
+    }
+  }
+  if (!Has(TYPE) && !Has(ZONE)) {
+    return RefuseEvent(TYPE, "(an event has a \"type\" or a \"zone\")");
+  }
+  if (!Has(TYPE) && !Has(ZONE_PHASE)) {
+    return RefuseEvent(ZONE_PHASE, "(a zone needs it)");
+  }
+  if (Has(DST_DEVICE_ID) && !Has(SRC_DEVICE_ID)) {
+    return RefuseEvent(SRC_DEVICE_ID, "(\"dst_device_id\" needs it)");
+  }
+  if (!CheckPair(DX, DY, "(\"dx\" and \"dy\" go together)")) {
+    return false;
+  }
+  if (Has(DX) && (draft.numbers[DX] == -1) != (draft.numbers[DY] == -1)) {
+    field = draft.numbers[DX] == -1 ? DX : DY;
+    return Refuse(draft.start, EventPath() + "." + std::string(fieldRules[field].name),
+                  "is -1 (no far tile) where the other coordinate is not",
+                  "Correct the event that begins at this byte.");
+  }
+  return CheckPair(MCAST_START_X, MCAST_START_Y, "(a multicast has four corners)") &&
+         CheckPair(MCAST_START_X, MCAST_END_X, "(a multicast has four corners)") &&
+         CheckPair(MCAST_START_X, MCAST_END_Y, "(a multicast has four corners)");
+}
+
+// Gives the event's processor its place.
+bool Reader::Count(uint16_t& processor) {
+  const auto [place, isNew] =
+      processors.try_emplace(draft.names[PROC], static_cast<uint16_t>(processors.size()));
+  if (isNew && processors.size() > mostProcessors) {
+    return Refuse(draft.start, EventPath() + ".proc",
+                  "is one more name than the " + std::to_string(mostProcessors) +
+                      " processors that a capture may have",
+                  "Split the capture.");
+  }
+  if (isNew) {
+    capture.processors.push_back({draft.names[PROC], 0});
+  }
+  processor = place->second;
+  ++capture.processors[processor].events;
+  return true;
+}
+
+// Which kind the event is of, or else why it is of none.
+std::optional<EventKind> Reader::Kind(SkipReason& reason) const {
+  if (Has(TYPE)) {
+    const std::optional<EventKind> kind = KindOf(draft.names[TYPE]);
+    reason = kind ? SKIP_NO_DESTINATION : SKIP_UNKNOWN_TYPE;
+    return kind && HasDestination(*kind) ? kind : std::nullopt;
+  }
+  reason = SKIP_UNKNOWN_PHASE;
+  return IsZonePhase(draft.names[ZONE_PHASE]) ? std::optional(KIND_ZONE) : std::nullopt;
+}
+
+bool Reader::HasDestination(EventKind kind) const {
+  if (kind == KIND_MULTICAST) {
+    return Has(MCAST_START_X);
+  }
+  if (kind == KIND_FABRIC && !Has(DST_DEVICE_ID)) {
+    return false;
+  }
+  return !IsMessage(kind) || (Has(DX) && draft.numbers[DX] != -1);
+}
+
+bool Reader::FinishEvent() {
+  uint16_t processor = 0;
+  if (!CheckWhole() || !Count(processor)) {
+    return false;
+  }
+  SkipReason reason;
+  if (const std::optional<EventKind> kind = Kind(reason)) {
+    Convert(*kind, processor);
+  } else {
+    Skip(reason, capture.eventsRead);
+  }
+  ++capture.eventsRead;
+  return true;
+}
+
+void Reader::Skip(SkipReason reason, uint64_t number) {
+  Skipped& skipped = capture.skipped[reason];
+  skipped.first = skipped.events == 0 ? number : std::min(skipped.first, number);
+  ++skipped.events;
+}
+
+void Reader::Convert(EventKind kind, uint16_t processor) {
+  CaptureEvent event = {};
+  event.time = static_cast<uint64_t>(draft.numbers[TIMESTAMP]);
+  event.number = capture.eventsRead;
+  event.processor = processor;
+  event.kind = kind;
+  event.tile = {Coordinate(SX), Coordinate(SY)};
+  SetDevices(event);
+  SetFarTiles(event);
+  capture.events.push_back(event);
+}
+
+void Reader::SetDevices(CaptureEvent& event) {
+  const int64_t run = Has(RUN_HOST_ID) ? draft.numbers[RUN_HOST_ID] : noRun;
+  const uint32_t place = runs.try_emplace(run, static_cast<uint32_t>(runs.size())).first->second;
+  if (!Has(SRC_DEVICE_ID)) {
+    event.device = unresolved | place;
+    event.farDevice = event.device;
+    return;
+  }
+  event.device = static_cast<uint32_t>(draft.numbers[SRC_DEVICE_ID]);
+  event.farDevice =
+      Has(DST_DEVICE_ID) ? static_cast<uint32_t>(draft.numbers[DST_DEVICE_ID]) : event.device;
+  recordingDevices[event.device] = true;
+  if (run == noRun) {
+    return;
+  }
+  const auto [known, isNew] = runDevices.try_emplace(place, event.device);
+  if (!isNew && known->second != event.device) {
+    known->second = unresolved;
+  }
+}
+
+void Reader::SetFarTiles(CaptureEvent& event) const {
+  if (event.kind == KIND_MULTICAST) {
+    // One of the two networks runs from the far corner to the near one.
+    const auto [left, right] = std::minmax({Coordinate(MCAST_START_X), Coordinate(MCAST_END_X)});
+    const auto [low, high] = std::minmax({Coordinate(MCAST_START_Y), Coordinate(MCAST_END_Y)});
+    event.first = {left, low};
+    event.last = {right, high};
+  } else if (IsMessage(event.kind)) {
+    event.first = {Coordinate(DX), Coordinate(DY)};
+    event.last = event.first;
+  }
+}
+
+// The device of an event: the one it names, or else the one that other events of its run name, or
+// else the only one there is.
+std::optional<uint32_t> Reader::Resolve(uint32_t device) const {
+  if ((device & unresolved) == 0) {
+    return device;
+  }
+  const auto known = runDevices.find(device & ~unresolved);
+  if (known != runDevices.end() && known->second != unresolved) {
+    return known->second;
+  }
+  if (recordingDevices.empty()) {
+    return 0;
+  }
+  return recordingDevices.size() == 1 ? std::optional(recordingDevices.begin()->first)
+                                      : std::nullopt;
+}
+
+void Reader::ResolveDevices() {
+  const auto isLost = [this](CaptureEvent& event) {
+    const std::optional<uint32_t> device = Resolve(event.device);
+    if (!device) {
+      Skip(SKIP_UNKNOWN_DEVICE, event.number);
+      return true;
+    }
+    event.device = *device;
+    // An event that does not name its device does not name the far one either.
+    event.farDevice = (event.farDevice & unresolved) == 0 ? event.farDevice : *device;
+    return false;
+  };
+  std::erase_if(capture.events, isLost);
+}
+
+}  // namespace
+
+MaybeFailure ReadTtNpe(CharSource& source, Capture& capture) {
+  Reader reader(source, capture);
+  if (!Json::sax_parse(CharIterator(&source), CharIterator(), &reader)) {
+    return reader.Fault();
+  }
+  if (source.Trouble()) {
+    return source.Trouble();
+  }
+  reader.ResolveDevices();
+  NumberThreads(capture, {"BRISC", "NCRISC"});
+  return std::nullopt;
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,18 @@
+#include <unistd.h>
+
+#include <csignal>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "tools/Program.h"
+
+int main(int argc, char** argv) {
+  // A file-size limit and a reader that left are then failed writes like any other, with a text and
+  // a clean end.
+  std::signal(SIGXFSZ, SIG_IGN);
+  std::signal(SIGPIPE, SIG_IGN);
+  std::ostream* const terminal = isatty(STDERR_FILENO) != 0 ? &std::cerr : nullptr;
+  const std::vector<std::string> arguments(argv + 1, argv + argc);
+  return marrowfin::RunProgram(arguments, {std::cout, std::cerr, terminal});
+}
