@@ -1,0 +1,97 @@
+#ifndef SIM_ARRAY_H
+#define SIM_ARRAY_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Core/Component.h"
+#include "sim/Cluster.h"
+#include "sim/Context.h"
+#include "sim/Graph.h"
+#include "sim/Program.h"
+
+namespace marrowfin {
+
+// The simulated array, the root of the tree of its units.
+//
+// Calling order: construct; parse the options; Fault(); Build(); Load(); for every run Start() with
+// the data of all threads, then RunCycle() while IsRunning(), then ReadSegment().
+class Array : public Component {
+ public:
+  Array();
+  ~Array() override;
+
+  // What is wrong with the options; empty if nothing is.
+  std::string Fault() const;
+
+  const Shape& GetShape() const { return shape; }
+  const Settings& GetSettings() const { return settings; }
+
+  // The most operations that a processing element can hold.
+  uint32 PeCapacity(uint32 threads) const { return settings.operandBuffer / (threads * window); }
+
+  // Makes all units. `trace` and `log` must outlive the array.
+  void Build(uint32 threads, TraceRecorder& trace, RunLog& log);
+
+  // Why the memories cannot hold the program's segments; empty if they can. `placement` holds the
+  // processing element of each operation.
+  std::string MemoryFault(const Graph& graph, const std::vector<uint32>& placement,
+                          uint32 threads) const;
+
+  // Puts a program on the array. The graph must outlive it.
+  void Load(const Graph& graph, const std::vector<uint32>& placement);
+
+  // Fills the memories of a thread, and starts the program for all threads at the next cycle.
+  void WriteSegments(uint32 thread, const SegmentData& data);
+  void Start();
+
+  bool IsRunning() const { return scheduler->HasWork(); }
+  void RunCycle();
+
+  // The words of a written segment; zeros where no operation uses it.
+  std::vector<double> ReadSegment(uint32 segment, uint32 thread);
+
+  Cycle Cycles() const { return scheduler->Now(); }
+  unsigned long long Fires();
+
+  // Operands that wait. Those that are left when nothing runs any more can never be used.
+  unsigned long long LiveTokens() const { return loops->LiveTokens(); }
+  Cycle OldestIteration() const { return loops->OldestIteration(); }
+
+  // The sum, over all arcs between operations, of the switch transmissions that a message takes.
+  unsigned long long TotalHops(const Graph& graph, const std::vector<uint32>& placement) const;
+
+  void Compute() override;
+
+ private:
+  void AddOptions();
+  void AddStats();
+  ProcessingElement& Pe(uint32 pe);
+  void PlaceOperation(uint32 index, uint32 pe);
+  void ConnectOperation(uint32 index);
+  Cluster& ClusterOf(uint32 pe) { return *clusters[shape.ClusterOf(pe)]; }
+
+  Shape shape;
+  Settings settings;
+  uint32 window;
+  uint32 threadCount;
+  Traffic traffic;
+  std::unique_ptr<Scheduler> scheduler;
+  std::unique_ptr<LoopControl> loops;
+  std::unique_ptr<Context> context;
+  std::vector<std::unique_ptr<Cluster>> clusters;
+
+  const Graph* program;
+  std::vector<uint32> peOf;    // of each operation
+  std::vector<uint32> slotOf;  // of each operation, in its processing element
+
+  unsigned long long cycles;
+  ProcessingElement::Counts counts;
+  float firesPerCycle;
+  float utilisation;
+};
+
+}  // namespace marrowfin
+
+#endif

@@ -1,0 +1,61 @@
+#include "sim/Cluster.h"
+
+#include "sim/Share.h"
+
+namespace marrowfin {
+
+namespace {
+
+std::string NameOfCluster(const Shape& shape, uint32 number) {
+  return "c" + std::to_string(number % shape.clusters) + "_" +
+         std::to_string(number / shape.clusters);
+}
+
+}  // namespace
+
+Cluster::Cluster(const Context& context, uint32 number)
+    : Component(NameOfCluster(context.shape, number).c_str()),
+      context(context),
+      number(number),
+      clusterSwitch(context, number),
+      memory(context) {
+  AddStat(&counts.fires, "fires", "operations fired", 0);
+  AddStat(&utilisation, "utilisation", "fires, in percent of the possible ones", 0);
+  AddStat(&counts.stallOperand, "stallOperand", "cycles in which operands waited for others", 0);
+  AddStat(&counts.stallOutput, "stallOutput", "cycles in which the output queue was full", 0);
+  AddStat(&counts.stallWindow, "stallWindow", "cycles spent waiting for older iterations", 0);
+}
+
+void Cluster::Build() {
+  Adopt(this, &clusterSwitch);
+  Adopt(this, &memory);
+  const uint32 count = context.shape.DomainsPerCluster();
+  for (uint32 local = 0; local < count; ++local) {
+    domains.push_back(std::make_unique<PeDomain>(context, number * count + local));
+    Adopt(this, domains.back().get());
+    domains.back()->Build(&memory);
+    domains.back()->Join(&clusterSwitch);
+  }
+}
+
+void Cluster::Compute() {
+  counts = ProcessingElement::Counts();
+  AddCounts(*this, context.shape, counts);
+  const uint32 pes = context.shape.DomainsPerCluster() * context.shape.PesPerDomain();
+  utilisation = Percent(counts.fires, pes * context.scheduler.Now());
+}
+
+void AddCounts(Cluster& cluster, const Shape& shape, ProcessingElement::Counts& counts) {
+  for (uint32 local = 0; local < shape.DomainsPerCluster(); ++local) {
+    for (uint32 position = 0; position < shape.PesPerDomain(); ++position) {
+      ProcessingElement& pe = cluster.Domain(local).Pe(position);
+      pe.Settle();
+      counts.fires += pe.GetCounts().fires;
+      counts.stallOperand += pe.GetCounts().stallOperand;
+      counts.stallOutput += pe.GetCounts().stallOutput;
+      counts.stallWindow += pe.GetCounts().stallWindow;
+    }
+  }
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,42 @@
+#include "sim/Scheduler.h"
+
+#include <algorithm>
+
+#include "Util/Assert.h"
+#include "sim/Unit.h"
+
+namespace marrowfin {
+
+Scheduler::Scheduler(Cycle longestDelay) : wheel(longestDelay + 1), wishes(0), unitCount(0) {}
+
+void Scheduler::Add(Unit* unit) {
+  unit->JoinDomain(&clock);
+  unit->number = unitCount++;
+}
+
+void Scheduler::Wake(Unit* unit, Cycle at) {
+  SIM_ASSERT(at > Now() && at - Now() < wheel.size());
+  if (unit->lastWish != at) {
+    unit->lastWish = at;
+    WishesFor(at).push_back(unit);
+    ++wishes;
+  }
+}
+
+void Scheduler::RunCycle() {
+  SIM_ASSERT(HasWork());
+  do {
+    clock.Advance();
+  } while (WishesFor(Now()).empty());
+  running.clear();
+  running.swap(WishesFor(Now()));
+  wishes -= running.size();
+  std::sort(running.begin(), running.end(),
+            [](const Unit* a, const Unit* b) { return a->number < b->number; });
+  running.erase(std::unique(running.begin(), running.end()), running.end());
+  for (Unit* unit : running) {
+    unit->Tick(Now());
+  }
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,248 @@
+#include "sim/Simulation.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+
+#include "Core/Message.h"
+#include "Util/AppendFormat.h"
+#include "Util/SimOutput.h"
+#include "sim/CanWrite.h"
+
+namespace marrowfin {
+
+namespace {
+
+constexpr uint32 MOST_THREADS = 4096;
+
+std::string WhyNotWritable(const std::string& name) {
+  return name.empty() || CanWrite(name) ? "" : name + ": " + strerror(errno);
+}
+
+}  // namespace
+
+Simulation::Simulation() : Component("marrowfin-sim"), trace(vis), data(0), round(0) {
+  AddOption(&programName, "-program", ("what runs: " + ProgramNames()).c_str(), "matmul");
+  AddOption(&size.size, "-size", "size of the program", 16);
+  AddOption(&size.sweeps, "-sweeps", "sweeps of the stencil", 50);
+  AddOption(&size.nonzeros, "-nonzeros", "nonzeros of a row of the sparse matrix, on average", 8);
+  AddOption(&threads, "-threads", "threads that run the program at once, on data of their own", 2);
+  AddOption(&rounds, "-rounds", "how often the program runs, each time on new data", 1);
+  AddOption(&placementName, "-placement",
+            ("where operations go: " + PlacementPolicyNames()).c_str(), "greedy");
+  AddOption(&operationsPerPe, "-operationsPerPe",
+            "operations that a processing element is given; 0 spreads them evenly", 0);
+  AddOption(&size.seed, "-seed", "what data, sparse matrices and random places are drawn from", 1);
+  AddOption(&mostCycles, "-mostCycles", "cycles after which the run fails; 0 for any number", 0);
+  AddOption(&logFilename, "-logFilename", "file for the log of links and arrivals; empty for none",
+            "");
+  AddOption(&dotFilename, "-dotFilename",
+            "file for the graph of the array in the DOT language; empty for none", "");
+  AddChild(&array);
+  AddChild(&vis);
+  vis.theFullName = vis.theName;
+  AddParser(&printer);
+  printer.AddPrefix("statistics/");
+  array.AddStatContainer(&Message::stats);
+}
+
+std::string Simulation::FaultOfOptions() const {
+  if (FindProgram(programName) == nullptr) {
+    return "there is no program `" + programName + "'; there are " + ProgramNames();
+  }
+  if (FindPlacementPolicy(placementName) == nullptr) {
+    return "there is no placement `" + placementName + "'; there are " + PlacementPolicyNames();
+  }
+  if (size.size == 0 || size.sweeps == 0 || threads == 0 || rounds == 0) {
+    return "-size, -sweeps, -threads and -rounds must be at least 1";
+  }
+  if (threads > MOST_THREADS) {
+    return "-threads must be at most " + std::to_string(MOST_THREADS);
+  }
+  if (!logFilename.empty() && logFilename == vis.outFilename) {
+    return "the trace and the log cannot go to the same file";
+  }
+  return array.Fault();
+}
+
+std::string Simulation::Prepare(Interrupts& interrupts) {
+  for (const auto step : {&Simulation::MakeProgram, &Simulation::PlaceProgram}) {
+    const std::string fault = (this->*step)();
+    if (!fault.empty()) {
+      return fault;
+    }
+  }
+  array.Build(threads, trace, log);
+  array.Load(program->GetGraph(), placement);
+  data = Random(size.seed);
+  StatsContainer::output = &printer;
+  return OpenFiles(interrupts);
+}
+
+std::string Simulation::MakeProgram() {
+  const std::string fault = FaultOfOptions();
+  if (!fault.empty()) {
+    return fault;
+  }
+  const ProgramInfo& info = *FindProgram(programName);
+  const unsigned long long capacity = 1ULL * array.PeCapacity(threads) * array.GetShape().PeCount();
+  std::string text;
+  // A program that cannot fit is not even built: it might not fit into this machine either.
+  if (info.leastOperations(size.size) > capacity || size.nonzeros > capacity) {
+    AppendFormat(text, "%s of size %u is too large for the array, which holds %llu operations",
+                 info.name, size.size, capacity);
+    return text;
+  }
+  program = info.make(size);
+  return program->GetGraph().Fault();
+}
+
+std::string Simulation::PlaceProgram() {
+  const Graph& graph = program->GetGraph();
+  const uint32 capacity = array.PeCapacity(threads);
+  placement = PlaceOperations(*FindPlacementPolicy(placementName), graph, array.GetShape(),
+                              operationsPerPe, capacity, size.seed);
+  std::string text;
+  if (placement.empty()) {
+    AppendFormat(text,
+                 "the program has %zu operations; each of the %u processing elements holds %u of "
+                 "them for this number of threads",
+                 graph.Operations().size(), array.GetShape().PeCount(), capacity);
+    return text;
+  }
+  return array.MemoryFault(graph, placement, threads);
+}
+
+std::string Simulation::OpenFiles(Interrupts& interrupts) {
+  for (const std::string& name : {printer.outputFileName, logFilename, dotFilename}) {
+    const std::string fault = WhyNotWritable(name);
+    if (!fault.empty()) {
+      return fault;
+    }
+  }
+  const std::string fault = WriteGraph();
+  if (!fault.empty()) {
+    return fault;
+  }
+  if (!logFilename.empty() && !log.Open(logFilename)) {
+    return log.Error();
+  }
+  // A pipe opens when its reader comes, and waiting for that may be given up.
+  interrupts.Allow();
+  const bool isOpen = trace.Open();
+  interrupts.Hold();
+  return isOpen ? "" : trace.Error();
+}
+
+std::string Simulation::WriteGraph() {
+  if (dotFilename.empty()) {
+    return "";
+  }
+  File file(false);
+  bool isWritten = file.Open(dotFilename, File::WRITE_FLAGS, File::DEFAULT_MODE) == File::SUCCESS;
+  if (isWritten) {
+    array.PrintAsDotGraph(file.GetFILE());
+    isWritten = fflush(file.GetFILE()) == 0;
+    isWritten = file.Close() == File::SUCCESS && isWritten;
+  }
+  return isWritten ? "" : dotFilename + ": " + strerror(errno);
+}
+
+void Simulation::Run(Interrupts& interrupts) {
+  SimOutput::Print("Settings:\n");
+  PrintOptionsAndValues(SimOutput::out);
+  fflush(SimOutput::out.GetFILE());
+  for (round = 0; round < rounds && Regression::success == Regression::SUCCESS; ++round) {
+    StartRound();
+    RunRound(interrupts);
+    CheckRound();
+  }
+  CloseFiles();
+  progress.Clear();
+}
+
+void Simulation::StartRound() {
+  expected.resize(threads);
+  for (uint32 thread = 0; thread < threads; ++thread) {
+    expected[thread] = program->MakeData(data);
+    array.WriteSegments(thread, expected[thread]);
+    program->ComputePlainly(expected[thread]);
+  }
+  array.Start();
+}
+
+void Simulation::RunRound(Interrupts& interrupts) {
+  while (array.IsRunning() && !trace.HasFailed()) {
+    if (mostCycles != 0 && array.Cycles() >= mostCycles) {
+      Regression::Fail("the program did not end within %llu cycles", mostCycles);
+      return;
+    }
+    array.RunCycle();
+    interrupts.Deliver();
+    if (progress.IsDue()) {
+      progress.Show({array.Cycles(), trace.Events(), ShareDone()});
+    }
+  }
+}
+
+double Simulation::ShareDone() {
+  const unsigned long long fires = program->GetGraph().KnownFires() * threads * rounds;
+  return fires == 0 ? -1 : static_cast<double>(array.Fires()) / static_cast<double>(fires);
+}
+
+void Simulation::CheckRound() {
+  if (trace.HasFailed() || Regression::success != Regression::SUCCESS) {
+    return;
+  }
+  if (array.LiveTokens() != 0) {
+    Regression::Fail("the program stopped with %llu operands left over", array.LiveTokens());
+  }
+  for (uint32 thread = 0; thread < threads; ++thread) {
+    CheckSegments(thread, expected[thread]);
+  }
+}
+
+void Simulation::CheckSegments(uint32 thread, const SegmentData& plain) {
+  const std::vector<Segment>& segments = program->GetGraph().Segments();
+  for (uint32 segment = 0; segment < segments.size(); ++segment) {
+    if (!segments[segment].written) {
+      continue;
+    }
+    const std::vector<double> words = array.ReadSegment(segment, thread);
+    for (size_t i = 0; i < words.size(); ++i) {
+      // Written so that a result which is not a number fails.
+      if (!(std::abs(words[i] - plain[segment][i]) <= program->Tolerance())) {
+        Regression::Fail("round %u, thread %u: word %zu of result %u is %g, not %g", round, thread,
+                         i, segment, words[i], plain[segment][i]);
+        return;
+      }
+    }
+  }
+}
+
+void Simulation::CloseFiles() {
+  if (!trace.Close()) {
+    SimOutput::PrintError("marrowfin-sim: %s\n", trace.Error().c_str());
+    Regression::Fail("%s", trace.Error().c_str());
+  }
+  if (!log.Close()) {
+    SimOutput::PrintError("marrowfin-sim: %s\n", log.Error().c_str());
+    Regression::Fail("%s", log.Error().c_str());
+  }
+}
+
+void Simulation::ReportStatistics() {
+  progress.Clear();
+  array.DoStatsOutput();
+}
+
+bool Simulation::IsReportWhole() {
+  bool isWhole = fflush(stdout) == 0 && ferror(stdout) == 0;
+  if (printer.outputFile.IsOpen()) {
+    isWhole = fflush(printer.outputFile.GetFILE()) == 0 &&
+              ferror(printer.outputFile.GetFILE()) == 0 && isWhole;
+  }
+  return isWhole;
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,74 @@
+#include "sim/Switch.h"
+
+#include "sim/Share.h"
+#include "sim/TraceRecorder.h"
+
+namespace marrowfin {
+
+namespace {
+
+constexpr uint32 NO_OUTPUT = 0xFFFFFFFF;
+
+}  // namespace
+
+Switch::Switch(const Context& context, uint32 cluster)
+    : Router("switch", context), cluster(cluster) {
+  AddStat(&transmissions, "transmissions", "messages passed on", 0);
+  AddStat(&use[EAST], "eastUse", "use of the link towards higher columns, in percent", 0);
+  AddStat(&use[WEST], "westUse", "use of the link towards lower columns, in percent", 0);
+  AddStat(&use[NORTH], "northUse", "use of the link towards higher rows, in percent", 0);
+  AddStat(&use[SOUTH], "southUse", "use of the link towards lower rows, in percent", 0);
+  for (uint32& neighbour : neighbours) {
+    neighbour = NO_OUTPUT;
+  }
+}
+
+void Switch::Join(const std::vector<Switch*>& switches) {
+  const uint32 side = context.shape.clusters;
+  const uint32 latency = context.settings.switchLinkLatency;
+  const uint32 column = cluster % side;
+  const uint32 row = cluster / side;
+  if (column + 1 < side) {
+    neighbours[EAST] = AddOutput(switches[cluster + 1], latency);
+  }
+  if (column > 0) {
+    neighbours[WEST] = AddOutput(switches[cluster - 1], latency);
+  }
+  if (row + 1 < side) {
+    neighbours[NORTH] = AddOutput(switches[cluster + side], latency);
+  }
+  if (row > 0) {
+    neighbours[SOUTH] = AddOutput(switches[cluster - side], latency);
+  }
+}
+
+uint32 Switch::Route(const OperandMessage& message) const {
+  const uint32 domains = context.shape.DomainsPerCluster();
+  const uint32 toCluster = message.toDomain / domains;
+  // The outputs to the domains were added first, in the domains' order.
+  return toCluster == cluster ? message.toDomain % domains : neighbours[DirectionTo(toCluster)];
+}
+
+uint32 Switch::DirectionTo(uint32 toCluster) const {
+  const uint32 side = context.shape.clusters;
+  if (toCluster % side != cluster % side) {
+    return toCluster % side > cluster % side ? EAST : WEST;
+  }
+  return toCluster > cluster ? NORTH : SOUTH;
+}
+
+void Switch::Leave(OperandMessage* message, Cycle now) {
+  ++transmissions;
+  ++message->hops;
+  context.trace.Transmission(now, message->thread, context.shape.SwitchLocation(cluster));
+}
+
+void Switch::Compute() {
+  for (uint32 direction = 0; direction < DIRECTIONS; ++direction) {
+    if (neighbours[direction] != NO_OUTPUT) {
+      use[direction] = Percent(Transmissions(neighbours[direction]), Now());
+    }
+  }
+}
+
+}  // namespace marrowfin

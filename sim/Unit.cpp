@@ -1,0 +1,25 @@
+#include "sim/Unit.h"
+
+#include "sim/Scheduler.h"
+
+namespace marrowfin {
+
+Unit::Unit(const std::string& name, Scheduler& scheduler)
+    : Component(name.c_str()), scheduler(scheduler), number(0), lastWish(0) {
+  scheduler.Add(this);
+}
+
+bool Unit::IsClocked() { return true; }
+
+void Unit::WakeAt(Cycle at) { scheduler.Wake(this, at); }
+
+Cycle Unit::Now() const { return scheduler.Now(); }
+
+void Adopt(Component* parent, Component* child) {
+  parent->AddChild(child);
+  child->theFullName = parent->theFullName + "/" + child->theName;
+  child->FixUpStatNames();
+  child->FixUpCommandLineOptions();
+}
+
+}  // namespace marrowfin
