@@ -1,7 +1,10 @@
 #include "sim/Placement.h"
 
 #include <algorithm>
+#include <compare>
+#include <functional>
 #include <numeric>
+#include <queue>
 #include <utility>
 
 #include "sim/Random.h"
@@ -109,109 +112,125 @@ Placement PlaceRandomly(const Graph& graph, const Shape& shape, const PlacementL
   return PlaceInTurn(graph, shape, limits, order);
 }
 
-// The operations at the other ends of each operation's arcs.
-std::vector<std::vector<uint32>> Neighbours(const Graph& graph) {
-  std::vector<std::vector<uint32>> neighbours(graph.Operations().size());
-  for (uint32 i = 0; i < graph.Operations().size(); ++i) {
-    for (const std::vector<Arc>& side : graph.Operations()[i].outputs) {
-      for (const Arc& arc : side) {
-        neighbours[i].push_back(arc.operation);
-        neighbours[arc.operation].push_back(i);
-      }
-    }
-  }
-  return neighbours;
-}
-
-// Puts each group where its messages to and from what is placed already take the fewest hops.
+// Fills one domain after the other, each time with the group that has the most arcs into it: what
+// talks much comes close together. Looking for the best place for each group in the order of the
+// program was rejected; its first groups then decide for all others before these are known.
 class GreedyPlacer {
  public:
   GreedyPlacer(const Graph& graph, const Shape& shape, const PlacementLimits& limits)
-      : graph(graph),
-        shape(shape),
-        placer(graph, shape, limits),
-        neighbours(Neighbours(graph)),
-        isPlaced(graph.Operations().size()) {}
+      : graph(graph), shape(shape), placer(graph, shape, limits), groups(graph.Groups()) {
+    FindNeighbours();
+    arcs.resize(groups.size());
+    isPlaced.resize(groups.size());
+  }
 
   Placement Place() {
-    for (const Group& group : OrderByNeighbourhood()) {
-      if (!PlaceGroup(group)) {
-        return {};
-      }
+    size_t placed = 0;
+    for (uint32 step = 0; step < shape.DomainCount() && placed < groups.size(); ++step) {
+      placed += FillDomain(DomainAt(step));
     }
-    return placer.Result();
+    return placed == groups.size() ? placer.Result() : Placement();
   }
 
  private:
-  // The groups, each soon after one of its neighbours: whoever is placed without a neighbour is
-  // placed blindly.
-  std::vector<Group> OrderByNeighbourhood() const {
-    const std::vector<Group> groups = graph.Groups();
+  // How strongly a group is drawn to the domain that is being filled.
+  struct Arcs {
+    uint32 toDomain = 0;
+    uint32 toCluster = 0;
+    uint32 toPlaced = 0;
+
+    auto operator<=>(const Arcs&) const = default;
+  };
+
+  struct Candidate {
+    Arcs arcs;
+    uint32 group;
+
+    // The best comes last; of equals, the first in the program.
+    bool operator<(const Candidate& other) const {
+      return arcs != other.arcs ? arcs < other.arcs : group > other.group;
+    }
+  };
+
+  // The clusters in a snake, so that each lies beside the one before.
+  uint32 DomainAt(uint32 step) const {
+    const uint32 row = step / shape.DomainsPerCluster() / shape.clusters;
+    const uint32 along = step / shape.DomainsPerCluster() % shape.clusters;
+    const uint32 column = row % 2 == 0 ? along : shape.clusters - 1 - along;
+    return (row * shape.clusters + column) * shape.DomainsPerCluster() +
+           step % shape.DomainsPerCluster();
+  }
+
+  // The groups at the other ends of each group's arcs.
+  void FindNeighbours() {
     std::vector<uint32> groupOf(graph.Operations().size());
     for (uint32 g = 0; g < groups.size(); ++g) {
       for (const uint32 operation : groups[g]) {
         groupOf[operation] = g;
       }
     }
-    std::vector<Group> order;
-    std::vector<bool> isTaken(groups.size());
-    for (uint32 seed = 0; seed < groups.size(); ++seed) {
-      std::vector<uint32> reached = {seed};
-      for (size_t next = 0; next < reached.size(); ++next) {
-        const uint32 g = reached[next];
-        if (isTaken[g]) {
-          continue;
-        }
-        isTaken[g] = true;
-        order.push_back(groups[g]);
-        for (const uint32 operation : groups[g]) {
-          for (const uint32 neighbour : neighbours[operation]) {
-            reached.push_back(groupOf[neighbour]);
-          }
+    neighbours.resize(groups.size());
+    for (uint32 i = 0; i < graph.Operations().size(); ++i) {
+      for (const std::vector<Arc>& side : graph.Operations()[i].outputs) {
+        for (const Arc& arc : side) {
+          neighbours[groupOf[i]].push_back(groupOf[arc.operation]);
+          neighbours[groupOf[arc.operation]].push_back(groupOf[i]);
         }
       }
     }
-    return order;
   }
 
-  bool PlaceGroup(const Group& group) {
-    const std::vector<uint32> domainsOfNeighbours = PlacedDomains(group);
-    unsigned long long bestCost = ~0ULL;
-    uint32 best = shape.PeCount();
-    for (uint32 domain = 0; domain < shape.DomainCount() && bestCost != 0; ++domain) {
-      unsigned long long cost = 0;
-      for (const uint32 other : domainsOfNeighbours) {
-        cost += shape.Hops(domain, other);
+  // Returns how many groups were placed.
+  size_t FillDomain(uint32 domain) {
+    StartDomain(domain);
+    size_t placed = 0;
+    while (!candidates.empty()) {
+      const Candidate best = candidates.top();
+      candidates.pop();
+      // A group is a candidate again each time it is drawn more strongly.
+      if (isPlaced[best.group] || best.arcs != arcs[best.group]) {
+        continue;
       }
-      if (cost < bestCost) {
-        const uint32 pe = LeastLoaded(group, domain);
-        if (pe != shape.PeCount()) {
-          best = pe;
-          bestCost = cost;
+      const uint32 pe = LeastLoaded(groups[best.group], domain);
+      if (pe == shape.PeCount()) {
+        if (IsFull(domain)) {
+          break;
         }
+        continue;
       }
+      PlaceGroup(best.group, pe);
+      ++placed;
     }
-    if (best == shape.PeCount()) {
-      return false;
-    }
-    placer.Put(group, best);
-    for (const uint32 operation : group) {
-      isPlaced[operation] = true;
-    }
-    return true;
+    return placed;
   }
 
-  std::vector<uint32> PlacedDomains(const Group& group) const {
-    std::vector<uint32> domains;
-    for (const uint32 operation : group) {
-      for (const uint32 neighbour : neighbours[operation]) {
-        if (isPlaced[neighbour]) {
-          domains.push_back(shape.DomainOf(placer.Result()[neighbour]));
-        }
+  void StartDomain(uint32 domain) {
+    const bool isNewCluster = domain % shape.DomainsPerCluster() == 0;
+    std::vector<Candidate> unplaced;
+    for (uint32 g = 0; g < groups.size(); ++g) {
+      if (!isPlaced[g]) {
+        arcs[g].toDomain = 0;
+        arcs[g].toCluster = isNewCluster ? 0 : arcs[g].toCluster;
+        unplaced.push_back({arcs[g], g});
       }
     }
-    return domains;
+    candidates = std::priority_queue<Candidate>(std::less<Candidate>(), std::move(unplaced));
   }
+
+  void PlaceGroup(uint32 group, uint32 pe) {
+    placer.Put(groups[group], pe);
+    isPlaced[group] = true;
+    for (const uint32 neighbour : neighbours[group]) {
+      if (!isPlaced[neighbour]) {
+        ++arcs[neighbour].toDomain;
+        ++arcs[neighbour].toCluster;
+        ++arcs[neighbour].toPlaced;
+        candidates.push({arcs[neighbour], neighbour});
+      }
+    }
+  }
+
+  bool IsFull(uint32 domain) const { return LeastLoaded({0}, domain) == shape.PeCount(); }
 
   // The processing element of a domain that takes the group most easily; the number of all if none
   // takes it.
@@ -230,8 +249,11 @@ class GreedyPlacer {
   const Graph& graph;
   const Shape& shape;
   Placer placer;
+  std::vector<Group> groups;
   std::vector<std::vector<uint32>> neighbours;
+  std::vector<Arcs> arcs;
   std::vector<bool> isPlaced;
+  std::priority_queue<Candidate> candidates;
 };
 
 Placement PlaceGreedily(const Graph& graph, const Shape& shape, const PlacementLimits& limits,
@@ -247,7 +269,7 @@ const std::vector<PlacementPolicy>& PlacementPolicies() {
        PlaceRowMajor},
       {"blocked", "cluster by cluster, neighbours in the program together", PlaceBlocked},
       {"random", "anywhere, drawn from the seed", PlaceRandomly},
-      {"greedy", "each where its messages take the fewest hops", PlaceGreedily}};
+      {"greedy", "close to what it talks to, so that messages take few hops", PlaceGreedily}};
   return policies;
 }
 
