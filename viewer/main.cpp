@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "Core/VisTool.h"
 #include "Util/Assert.h"
@@ -133,7 +134,7 @@ int main(int argc, char** argv) {
   int clusters = 4;
   int domains = 2;
   int pes = 4;
-  const char* fileName = "-";
+  std::unique_ptr<char, decltype(&free)> fileName(strdup("-"), free);
   int fastForward = 0;
   bool demoMode = false;
 
@@ -157,7 +158,7 @@ int main(int argc, char** argv) {
         pes = atoi(optarg);
         break;
       case 'f':
-        fileName = strdup(optarg);
+        fileName.reset(strdup(optarg));
         break;
       default:
         // getopt has said what is wrong.
@@ -169,7 +170,7 @@ int main(int argc, char** argv) {
                   static_cast<unsigned int>(pes));
 
   vis = new VisTool();
-  vis->inFilename = fileName;
+  vis->inFilename = fileName.get();
   vis->InitializeForRead();
   vis->SkipTo(static_cast<Cycle>(fastForward));
 
