@@ -56,8 +56,7 @@ TEST(ArrayTest, GivesEveryUnitTheClockAndItsPlaceInTheTree) {
   EXPECT_EQ(array.theDomain, pe->theDomain);
 }
 
-TEST(ArrayTest, IsAsFineWithAnOperandOnItsWay) {
-  // Destroyed in the middle of the work: nothing is left that a leak check would find.
+TEST(ArrayTest, ReleasesTheOperandsThatAreOnTheirWayWhenItGoes) {
   const unsigned long long before = Message::inUse;
   {
     Array array(LayoutOf(2, 2, 2));
@@ -77,13 +76,35 @@ TEST(ArrayTest, AnUnfinishedProductFailsTheRun) {
   EXPECT_EQ("0 of 12 products are right\n", Regression::reason);
 }
 
-TEST(PeDeathTest, RefusesAnOperandFromAUnitThatIsNotItsNeighbour) {
-  Array array(LayoutOf(2, 1, 1));
-  Component* first = array.theChildren[2]->theChildren[1]->theChildren[0];
-  Component* last = array.theChildren[5]->theChildren[1]->theChildren[0];
-  EXPECT_DEATH(first->SendMessage(
-                   last, new Operand(array.host.schedule.TileAt(0, 2), 0, Operand::EAST, 1, 1)),
-               "array/c0_0/d0_0/pe0_0 should not send to array/c1_1/d0_0/pe0_0\\.");
+class WiringDeathTest : public ::testing::Test {
+ protected:
+  // Four clusters of one PE each.
+  Component* UnitOf(size_t cluster, size_t child) {
+    return array.theChildren[2 + cluster]->theChildren[child];
+  }
+  Component* SwitchOf(size_t cluster) { return UnitOf(cluster, 0); }
+  Component* PeOf(size_t cluster) { return UnitOf(cluster, 1)->theChildren[0]; }
+
+  Operand* NewOperand() {
+    return new Operand(array.host.schedule.TileAt(0, 2), 0, Operand::EAST, 1, 1);
+  }
+
+  Array array{LayoutOf(2, 1, 1)};
+};
+
+TEST_F(WiringDeathTest, APeRefusesAnOperandFromAUnitThatDidNotDeclareIt) {
+  EXPECT_DEATH(PeOf(0)->SendMessage(PeOf(1), NewOperand()),
+               "array/c0_0/d0_0/pe0_0 should not send to array/c0_1/d0_0/pe0_0\\.");
+}
+
+TEST_F(WiringDeathTest, ASwitchRefusesAnOperandOfAnotherCluster) {
+  EXPECT_DEATH(PeOf(0)->SendMessage(SwitchOf(1), NewOperand()),
+               "array/c0_0/d0_0/pe0_0 should not send to array/c0_1/switch\\.");
+}
+
+TEST_F(WiringDeathTest, TheHostRefusesResultsFromUnitsOtherThanPes) {
+  EXPECT_DEATH(SwitchOf(0)->SendMessage(&array.host, NewOperand()),
+               "array/c0_0/switch should not send to array/host\\.");
 }
 
 TEST(PeDeathTest, HasRoomForOneOperandADirection) {
