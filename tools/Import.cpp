@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/Flags.h"
 #include "tools/OutputFile.h"
 #include "tools/Progress.h"
 #include "tools/Subcommands.h"
@@ -134,7 +135,8 @@ Action Configure(CLI::App& app) {
                "Leave out the two records that make the viewer show every event");
   app.add_option("--max-records", flags->mostRecords,
                  "Refuse an input that becomes more records than this")
-      ->capture_default_str();
+      ->capture_default_str()
+      ->check(CheckCount);
   return [flags](const Console& console) { return Import(*flags, console); };
 }
 

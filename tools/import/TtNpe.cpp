@@ -174,7 +174,11 @@ class Reader : public nlohmann::json_sax<Json> {
   bool Other(const char* what);
   bool Begin(const char* what);
   bool WrongPlace(const char* what);
+  bool WantsNumber() const {
+    return depth == inEvent && field != FIELD_COUNT && !fieldRules[field].isName;
+  }
   bool TakeNumber(int64_t value);
+  bool RefuseRange(const std::string& digits);
   bool TakeName(const std::string& value);
   bool Ended();
 
@@ -276,31 +280,38 @@ bool Reader::Begin(const char* what) {
 }
 
 bool Reader::TakeNumber(int64_t value) {
-  if (depth != inEvent || field == FIELD_COUNT || fieldRules[field].isName) {
+  if (!WantsNumber()) {
     return Other("a number");
   }
-  const FieldRule& rule = fieldRules[field];
-  if (value < rule.lowest || value > rule.highest) {
-    return RefuseValue("is " + std::to_string(value) + ", must lie from " +
-                           std::to_string(rule.lowest) + " to " + std::to_string(rule.highest),
-                       "Correct the value, or record the capture again.");
+  if (value < fieldRules[field].lowest || value > fieldRules[field].highest) {
+    return RefuseRange(std::to_string(value));
   }
   draft.numbers[field] = value;
   return Ended();
 }
 
+bool Reader::RefuseRange(const std::string& digits) {
+  constexpr size_t most = 40;
+  const FieldRule& rule = fieldRules[field];
+  return RefuseValue("is " + digits.substr(0, most) + (digits.size() > most ? "..." : "") +
+                         ", must lie from " + std::to_string(rule.lowest) + " to " +
+                         std::to_string(rule.highest),
+                     "Correct the value, or record the capture again.");
+}
+
 bool Reader::number_unsigned(number_unsigned_t value) {
-  if (value > static_cast<uint64_t>(highestNumber)) {
-    return Other("a number above 2^63 - 1");
+  if (value > static_cast<uint64_t>(highestNumber) && WantsNumber()) {
+    return RefuseRange(std::to_string(value));
   }
   return TakeNumber(static_cast<int64_t>(value));
 }
 
 // Whole numbers beyond 64 bits come as floating-point ones too.
 bool Reader::number_float(number_float_t, const string_t& digits) {
-  return Other(digits.find_first_of(".eE") == std::string::npos
-                   ? "a number of too many digits"
-                   : "a number with a point or an exponent");
+  if (digits.find_first_of(".eE") != std::string::npos) {
+    return Other("a number with a point or an exponent");
+  }
+  return WantsNumber() ? RefuseRange(digits) : Other("a number");
 }
 
 bool Reader::TakeName(const std::string& value) {
@@ -360,19 +371,28 @@ bool Reader::end_object() {
   return Ended();
 }
 
-bool Reader::parse_error(size_t position, const std::string&,
+// "[json.exception.parse_error.101] parse error at line 1, column 2: syntax error ..."
+std::string Complaint(const nlohmann::detail::exception& error) {
+  const std::string text = error.what();
+  const size_t colon = text.find(": ");
+  return colon == std::string::npos ? text : text.substr(colon + 2);
+}
+
+bool Reader::parse_error(size_t position, const std::string& token,
                          const nlohmann::detail::exception& error) {
   if (source.Trouble()) {
     fault = *source.Trouble();
     return false;
   }
-  // "[json.exception.parse_error.101] parse error at line 1, column 2: syntax error ..."
-  const std::string text = error.what();
-  const size_t colon = text.find(": ");
+  const bool isTooLarge = dynamic_cast<const Json::out_of_range*>(&error) != nullptr;
+  if (isTooLarge && WantsNumber()) {
+    return RefuseRange(token);
+  }
   // The parser's count includes the character that it stumbled over.
   const uint64_t byte = source.TokenBegun() ? source.TokenStart() : position - 1;
   return Refuse(byte, depth == inNothing ? "" : EventPath(),
-                "not JSON: " + Shown(colon == std::string::npos ? text : text.substr(colon + 2)),
+                isTooLarge ? "no number is as large as " + Shown(token)
+                           : "not JSON: " + Shown(Complaint(error)),
                 "The file is cut or damaged here, or it is no capture: record it again.");
 }
 

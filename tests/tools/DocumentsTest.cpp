@@ -1,0 +1,90 @@
+// What the documents say about the program is what it does.
+
+#include <regex>
+
+#include "tests/support/Command.h"
+#include "tests/tools/ImportFixture.h"
+#include "tools/Subcommands.h"
+
+namespace marrowfin {
+namespace {
+
+using ::testing::HasSubstr;
+
+class DocumentsTest : public ImportFixture {
+ protected:
+  static std::string Document(const std::string& name) {
+    return testing::ReadFile(std::string(MARROWFIN_SOURCE_DIR "/docs/") + name);
+  }
+
+  // What stands between ```KIND and ```, of the first such block.
+  static std::string Block(const std::string& document, const std::string& kind) {
+    const std::string start = "```" + kind + "\n";
+    const size_t begin = document.find(start);
+    if (begin == std::string::npos) {
+      ADD_FAILURE() << "no block " << kind;
+      return "";
+    }
+    return document.substr(begin + start.size(),
+                           document.find("```", begin + start.size()) - begin - start.size());
+  }
+};
+
+std::vector<std::string> Words(const std::string& line) {
+  std::istringstream stream(line);
+  std::vector<std::string> words;
+  for (std::string word; stream >> word;) {
+    words.push_back(word);
+  }
+  return words;
+}
+
+TEST_F(DocumentsTest, TheWorkedExampleIsWhatTheProgramPrintsAndWrites) {
+  const std::string document = Document("import.md");
+  ASSERT_EQ(0, chdir(folder.Path().c_str()));
+  testing::WriteFile("example.json", Block(document, "json"));
+  std::vector<std::string> command = Words(Block(document, "sh"));
+  ASSERT_EQ("marrowfin-trace", command[0]);
+  command[0] = MARROWFIN_TRACE;
+  const testing::CommandResult result = testing::RunCommand(command);
+  EXPECT_EQ(0, result.exitStatus) << result.err;
+  EXPECT_EQ(Block(document, "text"), result.out);
+  EXPECT_EQ(testing::TraceBytes(Block(document, "records")), testing::ReadFile("example.trace"));
+}
+
+std::vector<std::string> FlagsIn(const std::string& help) {
+  static const std::regex flag("--[a-z-]+");
+  return {std::sregex_token_iterator(help.begin(), help.end(), flag), std::sregex_token_iterator()};
+}
+
+TEST_F(DocumentsTest, TheManualPageHasEverySubcommandAndFlag) {
+  std::string page = Document("man/marrowfin-trace.1");
+  page = std::regex_replace(page, std::regex(R"(\\-)"), "-");
+  ASSERT_EQ(0, Run({"--help"}));
+  std::string help = out;
+  for (const Subcommand* subcommand : Subcommands()) {
+    EXPECT_THAT(page, HasSubstr(std::string(".SS ") + subcommand->name + "\n"));
+    EXPECT_THAT(page, HasSubstr(std::string(".SS Options of ") + subcommand->name + "\n"));
+    ASSERT_EQ(0, Run({subcommand->name, "--help"}));
+    help += out;
+  }
+  ASSERT_GE(FlagsIn(help).size(), 7u);
+  for (const std::string& flag : FlagsIn(help)) {
+    EXPECT_THAT(page, HasSubstr(flag));
+  }
+}
+
+TEST_F(DocumentsTest, TheGuideNamesEveryReasonToSkipAnEvent) {
+  const std::string document = Document("import.md");
+  ASSERT_EQ(0, Import("[]", {"--json"}));
+  const nlohmann::json account = nlohmann::json::parse(out);
+  for (const auto& [reason, unused] : account["skipped"].items()) {
+    EXPECT_THAT(document, HasSubstr("`" + reason + "`"));
+  }
+  for (const auto& [kind, unused] : account["converted"].items()) {
+    EXPECT_THAT(document, HasSubstr("`" + kind + "`"));
+  }
+}
+
+}  // namespace
+}  // namespace marrowfin

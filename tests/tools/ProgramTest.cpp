@@ -1,0 +1,234 @@
+// The program as its users run it.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <thread>
+
+#include "tests/support/Command.h"
+#include "tests/support/Files.h"
+#include "tools/Subcommands.h"
+
+namespace marrowfin {
+namespace {
+
+using testing::CommandResult;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using testing::RunCommand;
+using ::testing::StartsWith;
+
+constexpr char fire[] = R"({"proc":"BRISC","sx":1,"sy":2,"timestamp":10,"type":"WRITE_FLUSH"})";
+
+std::string InShell(const std::string& redirection) { return "exec \"$0\" \"$@\" " + redirection; }
+
+class ProgramTest : public ::testing::Test {
+ protected:
+  std::vector<std::string> ImportWords(const std::string& input) const {
+    return {MARROWFIN_TRACE, "import", "--format", "tt-npe", input, "-o", folder.File("out.trace")};
+  }
+
+  // The program under a shell that does `redirection`.
+  CommandResult RunInShell(const std::string& redirection, const std::string& input) const {
+    std::vector<std::string> words = {"sh", "-c", InShell(redirection)};
+    for (const std::string& word : ImportWords(input)) {
+      words.push_back(word);
+    }
+    return RunCommand(words);
+  }
+
+  std::vector<std::string> FolderContents() const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.Path())) {
+      names.push_back(entry.path().filename());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
+  std::string CaptureOf(const std::string& json) const {
+    testing::WriteFile(folder.File("in.json"), json);
+    return folder.File("in.json");
+  }
+
+  testing::TempDir folder;
+};
+
+TEST_F(ProgramTest, TheVersionIsThatOfTheProject) {
+  const CommandResult result = RunCommand({MARROWFIN_TRACE, "--version"});
+  EXPECT_EQ(0, result.exitStatus);
+  EXPECT_EQ("marrowfin-trace " MARROWFIN_VERSION "\n", result.out);
+  EXPECT_EQ("", result.err);
+}
+
+TEST_F(ProgramTest, HelpListsEverySubcommandExamplesAndExitStatuses) {
+  const CommandResult result = RunCommand({MARROWFIN_TRACE, "--help"});
+  EXPECT_EQ(0, result.exitStatus);
+  for (const Subcommand* subcommand : Subcommands()) {
+    EXPECT_THAT(result.out, HasSubstr(subcommand->summary));
+  }
+  EXPECT_THAT(result.out, HasSubstr("Examples:\n  marrowfin-trace "));
+  EXPECT_THAT(result.out, HasSubstr("Exit status:\n  0  all went well\n"));
+}
+
+TEST_F(ProgramTest, EverySubcommandHasHelpWithExamples) {
+  for (const Subcommand* subcommand : Subcommands()) {
+    const CommandResult result = RunCommand({MARROWFIN_TRACE, subcommand->name, "--help"});
+    EXPECT_EQ(0, result.exitStatus);
+    EXPECT_THAT(result.out, StartsWith(subcommand->summary));
+    EXPECT_THAT(result.out,
+                HasSubstr(std::string("Examples:\n  marrowfin-trace ") + subcommand->name));
+    EXPECT_THAT(result.out, HasSubstr("Exit status: 0 "));
+  }
+}
+
+TEST_F(ProgramTest, AnImportPrintsItsAccountOnStandardOutputOnly) {
+  const CommandResult result = RunCommand(ImportWords(CaptureOf(std::string("[") + fire + "]")));
+  EXPECT_EQ(0, result.exitStatus);
+  EXPECT_THAT(result.out, StartsWith("events read                                            1\n"));
+  EXPECT_EQ("", result.err);
+  EXPECT_THAT(FolderContents(), ElementsAre("in.json", "out.trace"));
+}
+
+TEST_F(ProgramTest, ARefusedInputEndsWithStatus1AndALineOnStandardError) {
+  const CommandResult result = RunCommand(ImportWords(CaptureOf("[")));
+  EXPECT_EQ(1, result.exitStatus);
+  EXPECT_EQ("", result.out);
+  EXPECT_THAT(result.err, StartsWith("marrowfin-trace: " + folder.File("in.json") + ": byte 1: "));
+  EXPECT_THAT(FolderContents(), ElementsAre("in.json"));
+}
+
+TEST_F(ProgramTest, ARefusedCommandLineEndsWithStatus2) {
+  const CommandResult result = RunCommand({MARROWFIN_TRACE, "import", "--format", "vcd"});
+  EXPECT_EQ(2, result.exitStatus);
+  EXPECT_EQ("", result.out);
+  EXPECT_THAT(result.err, HasSubstr("vcd"));
+}
+
+TEST_F(ProgramTest, ADiskThatFillsUpEndsWithStatus3AndLeavesNothing) {
+  std::string json = std::string("[") + fire;
+  for (int i = 0; i < 999; ++i) {
+    json += std::string(",") + fire;
+  }
+  // Blocks of 512 bytes: 10,240 bytes of the 28,000 and more.
+  const std::vector<std::string> import = ImportWords(CaptureOf(json + "]"));
+  std::vector<std::string> words = {"sh", "-c", "ulimit -f 20; exec \"$0\" \"$@\""};
+  words.insert(words.end(), import.begin(), import.end());
+  const CommandResult result = RunCommand(words);
+  EXPECT_EQ(3, result.exitStatus);
+  EXPECT_EQ("marrowfin-trace: " + folder.File("out.trace") +
+                ": cannot write: File too large\n"
+                "  Free space there, or choose another place with -o.\n",
+            result.err);
+  EXPECT_THAT(FolderContents(), ElementsAre("in.json"));
+}
+
+TEST_F(ProgramTest, AnAccountThatCannotBePrintedEndsWithStatus3) {
+  const std::string capture = CaptureOf(std::string("[") + fire + "]");
+  EXPECT_EQ(3, RunInShell("> /dev/full", capture).exitStatus);
+  EXPECT_EQ(3, RunInShell(">&-", capture).exitStatus);
+  EXPECT_EQ(3, RunCommand({"sh", "-c", "\"$0\" --help > /dev/full", MARROWFIN_TRACE}).exitStatus);
+}
+
+TEST_F(ProgramTest, AReaderThatLeavesIsNoSignal) {
+  const std::string capture = CaptureOf(std::string("[") + fire + "]");
+  const std::string pipe = folder.File("pipe");
+  ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
+  // Opened for both directions, the pipe opens at once; its only reader is gone when the program
+  // starts.
+  const CommandResult result = RunInShell("3<> '" + pipe + "' > '" + pipe + "' 3<&-", capture);
+  EXPECT_EQ(3, result.exitStatus);
+  EXPECT_EQ(0, result.signal);
+  EXPECT_EQ(
+      "marrowfin-trace: standard output: cannot write\n"
+      "  Send it to a place with free space; files named on the command line are done.\n",
+      result.err);
+}
+
+// The terminal's end of a pair of pseudoterminals, as standard error of the program.
+class OnTerminal {
+ public:
+  explicit OnTerminal(const std::vector<std::string>& words) {
+    int slave = -1;
+    if (openpty(&master, &slave, nullptr, nullptr, nullptr) == -1) {
+      throw std::runtime_error("no pseudoterminal");
+    }
+    child = fork();
+    if (child == 0) {
+      std::vector<char*> arguments;
+      for (const std::string& word : words) {
+        arguments.push_back(const_cast<char*>(word.c_str()));
+      }
+      arguments.push_back(nullptr);
+      dup2(slave, STDERR_FILENO);
+      dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
+      execv(arguments[0], arguments.data());
+      _exit(127);
+    }
+    close(slave);
+  }
+
+  // What the terminal showed until the program ended with status 0.
+  std::string Finish() {
+    std::string text;
+    char chunk[4096];
+    ssize_t got;
+    // A pseudoterminal without a program fails to read.
+    while ((got = read(master, chunk, sizeof(chunk))) > 0) {
+      text.append(chunk, static_cast<size_t>(got));
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(0, status);
+    close(master);
+    return text;
+  }
+
+ private:
+  int master;
+  pid_t child;
+};
+
+void Feed(const std::string& pipe, const std::string& json, std::chrono::milliseconds pause) {
+  const int fd = open(pipe.c_str(), O_WRONLY);
+  ASSERT_EQ(1, write(fd, json.data(), 1));
+  std::this_thread::sleep_for(pause);
+  ASSERT_EQ(static_cast<ssize_t>(json.size() - 1), write(fd, json.data() + 1, json.size() - 1));
+  close(fd);
+}
+
+TEST_F(ProgramTest, ALongImportShowsItsProgressOnATerminalAndErasesIt) {
+  const std::string pipe = folder.File("pipe");
+  ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
+  OnTerminal program(ImportWords(pipe));
+  Feed(pipe, std::string("[") + fire + "]", std::chrono::milliseconds(700));
+  const std::string shown = program.Finish();
+  EXPECT_THAT(shown, StartsWith("\r\033[Kreading " + pipe + " 0.0 MB, "));
+  EXPECT_THAT(shown, ::testing::EndsWith("\r\033[K"));
+}
+
+TEST_F(ProgramTest, AShortImportShowsNothingOnATerminal) {
+  OnTerminal program(ImportWords(CaptureOf(std::string("[") + fire + "]")));
+  EXPECT_EQ("", program.Finish());
+}
+
+TEST_F(ProgramTest, ALongImportIsSilentWhereNoTerminalIs) {
+  const std::string pipe = folder.File("pipe");
+  ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
+  std::thread feeder(
+      [&] { Feed(pipe, std::string("[") + fire + "]", std::chrono::milliseconds(700)); });
+  const CommandResult result = RunCommand(ImportWords(pipe));
+  feeder.join();
+  EXPECT_EQ(0, result.exitStatus);
+  EXPECT_EQ("", result.err);
+}
+
+}  // namespace
+}  // namespace marrowfin

@@ -1,0 +1,70 @@
+#include "tools/Progress.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <sstream>
+
+namespace marrowfin {
+namespace {
+
+class ProgressTest : public ::testing::Test {
+ protected:
+  ProgressTest() {
+    progress.emplace(&terminal, "reading", "MB", 1e6, [this] { return now; });
+  }
+
+  // What an update `milliseconds` after the start writes.
+  std::string Update(int milliseconds, uint64_t done, uint64_t total) {
+    terminal.str("");
+    now = Progress::Time() + std::chrono::milliseconds(milliseconds);
+    progress->Update(done, total);
+    return terminal.str();
+  }
+
+  Progress::Time now;
+  std::ostringstream terminal;
+  std::optional<Progress> progress;
+};
+
+TEST_F(ProgressTest, AShortTaskShowsNothing) {
+  EXPECT_EQ("", Update(0, 0, 100));
+  EXPECT_EQ("", Update(499, 90, 100));
+  progress.reset();
+  EXPECT_EQ("", terminal.str());
+}
+
+TEST_F(ProgressTest, ALongTaskShowsShareRateAndTimeLeft) {
+  EXPECT_EQ("\r\033[Kreading  20 %, 20.0 MB/s, 4 s left", Update(1000, 20'000'000, 100'000'000));
+}
+
+TEST_F(ProgressTest, ATaskOfUnknownLengthShowsWhatIsDone) {
+  EXPECT_EQ("\r\033[Kreading 5.0 MB, 2.5 MB/s", Update(2000, 5'000'000, 0));
+}
+
+TEST_F(ProgressTest, ATaskThatHasDoneNothingYetShowsNoTimeLeft) {
+  EXPECT_EQ("\r\033[Kreading 0.0 MB, 0.0 MB/s", Update(2000, 0, 100));
+}
+
+TEST_F(ProgressTest, TheLineChangesAtMostTenTimesASecond) {
+  EXPECT_NE("", Update(500, 1, 10));
+  EXPECT_EQ("", Update(599, 2, 10));
+  EXPECT_NE("", Update(600, 3, 10));
+}
+
+TEST_F(ProgressTest, TheLineGoesWhenTheTaskEnds) {
+  EXPECT_NE("", Update(500, 1, 10));
+  terminal.str("");
+  progress.reset();
+  EXPECT_EQ("\r\033[K", terminal.str());
+}
+
+TEST(ProgressWithoutTerminalTest, NothingIsWrittenAnywhere) {
+  Progress::Time now;
+  Progress progress(nullptr, "reading", "MB", 1e6, [&now] { return now; });
+  now += std::chrono::hours(1);
+  progress.Update(1, 10);
+}
+
+}  // namespace
+}  // namespace marrowfin
