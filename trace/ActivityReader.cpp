@@ -1,0 +1,140 @@
+#include "trace/ActivityReader.h"
+
+#include <algorithm>
+#include <bit>
+
+#include "trace/PlaceTable.h"
+#include "trace/Walk.h"
+
+namespace marrowfin {
+
+namespace {
+
+uint32_t PowerFor(uint64_t extent) {
+  return extent == 0 ? 0 : static_cast<uint32_t>(std::bit_ceil(extent));
+}
+
+}  // namespace
+
+uint32_t ActivityReader::ColumnCount() const {
+  const Summary& s = index.GetSummary();
+  return PowerFor(std::max(s.fired.columns, s.sent.columns));
+}
+
+uint32_t ActivityReader::RowCount() const {
+  const Summary& s = index.GetSummary();
+  return PowerFor(std::max(s.fired.rows, s.sent.rows));
+}
+
+uint64_t ActivityReader::RecordOf(size_t boundary) const {
+  return boundary == 0 ? 0 : index.Boundaries()[boundary - 1].record;
+}
+
+// The boundary (0 is the start of the trace) that is fewest records away.
+size_t ActivityReader::Nearest(uint64_t record) const {
+  const auto boundaries = index.Boundaries();
+  const auto above =
+      std::partition_point(boundaries.begin(), boundaries.end(),
+                           [&](const IndexBoundary& b) { return b.record <= record; });
+  const size_t below = static_cast<size_t>(above - boundaries.begin());
+  if (above == boundaries.end()) {
+    return below;
+  }
+  return record - RecordOf(below) <= above->record - record ? below : below + 1;
+}
+
+bool ActivityReader::Count(uint64_t first, uint64_t last, Activity activity,
+                           std::vector<uint64_t>& counts, Fault& fault) const {
+  if (!index.HasBoundaries()) {
+    fault.kind = Fault::OUTSIDE_ARRAY;
+    fault.file = trace.Name();
+    fault.reason = "the locations of the trace span too large an array to count its units";
+    fault.remedy =
+        "use locations below " + std::to_string(Index::MAX_ELEMENTS) + " positions in all";
+    return false;
+  }
+  const bool elements = activity != TRANSMISSIONS;
+  counts.assign(elements ? static_cast<size_t>(ColumnCount()) * RowCount()
+                         : index.GetSummary().switchPlaces.size(),
+                0);
+  last = std::min(last, index.GetSummary().records);
+  first = std::min(first, last);
+  const size_t from = Nearest(first);
+  const size_t to = Nearest(last);
+  if (from >= to) {
+    return AddRecords(first, last, activity, 1, counts, fault);
+  }
+  return AddBetween(from, to, activity, counts, fault) &&
+         AddUpTo(from, first, activity, -1, counts, fault) &&
+         AddUpTo(to, last, activity, 1, counts, fault);
+}
+
+// The nodes of both boundaries that are not common to both: their prefixes share the rest.
+bool ActivityReader::AddBetween(size_t from, size_t to, Activity activity,
+                                std::vector<uint64_t>& counts, Fault& fault) const {
+  while (from != to) {
+    const bool add = to > from;
+    size_t& node = add ? to : from;
+    if (!index.AddNode(node, activity, add ? 1 : -1, ColumnCount(), RowCount(), counts, fault)) {
+      return false;
+    }
+    node &= node - 1;
+  }
+  return true;
+}
+
+// The records from a boundary up to `record`, or less those from `record` up to the boundary.
+bool ActivityReader::AddUpTo(size_t boundary, uint64_t record, Activity activity, int sign,
+                             std::vector<uint64_t>& counts, Fault& fault) const {
+  const uint64_t at = RecordOf(boundary);
+  return at <= record ? AddRecords(at, record, activity, sign, counts, fault)
+                      : AddRecords(record, at, activity, -sign, counts, fault);
+}
+
+bool ActivityReader::AddRecords(uint64_t first, uint64_t last, Activity activity, int sign,
+                                std::vector<uint64_t>& counts, Fault& fault) const {
+  const uint64_t step = sign < 0 ? ~uint64_t{0} : 1;
+  const size_t stride = ColumnCount();
+  const uint32_t type = activity == FIRES           ? FIRE_RECORD
+                        : activity == TRANSMISSIONS ? SWITCH_RECORD
+                                                    : SEND_RECORD;
+  PlaceTable slots;
+  if (activity == TRANSMISSIONS) {
+    for (const Place& place : index.GetSummary().switchPlaces) {
+      slots.Add(place);
+    }
+  }
+  return Walk(
+      trace, index, first, last,
+      [&](const Columns& columns, size_t from, size_t to) {
+        for (size_t i = from; i < to; ++i) {
+          if (columns.tag[i].type != type) {
+            continue;
+          }
+          const Place place = activity == RECEIVES ? columns.to[i] : columns.at[i];
+          counts[activity == TRANSMISSIONS ? slots.Find(place)
+                                           : place.row * stride + place.column] += step;
+        }
+        return true;
+      },
+      fault);
+}
+
+bool ActivityReader::CountCycles(uint64_t first, uint64_t last, Activity activity,
+                                 std::vector<uint64_t>& counts, Fault& fault) const {
+  if (!index.GetSummary().Ordered()) {
+    fault.kind = Fault::FALLING_CYCLE;
+    fault.file = trace.Name();
+    fault.record = index.GetSummary().firstFall;
+    fault.reason = "the cycles fall, so a range of cycles is no range of records";
+    fault.remedy = "write events in order of their cycles";
+    return false;
+  }
+  uint64_t firstRecord = 0;
+  uint64_t lastRecord = index.GetSummary().records;
+  return FindCycle(trace, index, first, firstRecord, fault) &&
+         (last == ~uint64_t{0} || FindCycle(trace, index, last + 1, lastRecord, fault)) &&
+         Count(firstRecord, lastRecord, activity, counts, fault);
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,56 @@
+#include "trace/BusGuard.h"
+
+#include <csignal>
+#include <mutex>
+
+namespace marrowfin {
+
+namespace {
+
+thread_local BusGuard* innermost = nullptr;
+struct sigaction before;
+
+}  // namespace
+
+struct BusGuardHandler {
+  static void Handle(int signalNumber, siginfo_t* info, void* context) {
+    const char* address = static_cast<const char*>(info->si_addr);
+    for (BusGuard* guard = innermost; guard != nullptr; guard = guard->outer) {
+      if (address >= guard->low && address < guard->high) {
+        siglongjmp(guard->back, 1);
+      }
+    }
+    PassOn(signalNumber, info, context);
+  }
+
+  static void PassOn(int signalNumber, siginfo_t* info, void* context) {
+    if ((before.sa_flags & SA_SIGINFO) != 0) {
+      before.sa_sigaction(signalNumber, info, context);
+    } else if (before.sa_handler != SIG_DFL && before.sa_handler != SIG_IGN) {
+      before.sa_handler(signalNumber);
+    } else {
+      // The instruction runs again and meets the default action.
+      signal(signalNumber, SIG_DFL);
+    }
+  }
+};
+
+BusGuard::BusGuard(const void* memory, size_t size)
+    : low(static_cast<const char*>(memory)), high(low + size), outer(innermost) {
+  innermost = this;
+}
+
+BusGuard::~BusGuard() { innermost = outer; }
+
+void BusGuard::Install() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    struct sigaction action = {};
+    action.sa_sigaction = BusGuardHandler::Handle;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_SIGINFO | SA_NODEFER;
+    sigaction(SIGBUS, &action, &before);
+  });
+}
+
+}  // namespace marrowfin

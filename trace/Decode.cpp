@@ -1,0 +1,59 @@
+#include "trace/Decode.h"
+
+#include <algorithm>
+
+#include "trace/BigEndian.h"
+
+namespace marrowfin {
+
+const uint8_t* DecodePortable(const uint8_t* data, const uint8_t* end, Columns& columns,
+                              DecodeState& state) {
+  size_t n = columns.size;
+  while (n < Columns::CAPACITY && static_cast<size_t>(end - data) >= SMALL_RECORD) {
+    const uint32_t type = Load32(data + TYPE_OFFSET);
+    if (!IsRecordType(type) || Load32(data + LENGTH_OFFSET) != PayloadSize(type) ||
+        static_cast<size_t>(end - data) < RecordSize(type)) {
+      break;
+    }
+    const bool send = type == SEND_RECORD;
+    const uint64_t cycle = Load64(data + CYCLE_OFFSET);
+    const uint8_t* payload = data + PAYLOAD_OFFSET;
+    const Place at = {Load32(payload), Load32(payload + 4)};
+    const Place to = send ? Place{Load32(payload + 8), Load32(payload + 12)} : Place{};
+    columns.cycle[n] = cycle;
+    columns.tag[n] = {Load32(data + THREAD_OFFSET), type};
+    columns.at[n] = at;
+    columns.to[n] = to;
+    ++n;
+    state.fell |= cycle < state.lastCycle;
+    state.lastCycle = cycle;
+    if (type == SWITCH_RECORD) {
+      state.switches = true;
+    } else {
+      state.maxColumn = std::max({state.maxColumn, at.column, to.column});
+      state.maxRow = std::max({state.maxRow, at.row, to.row});
+    }
+    data += RecordSize(type);
+  }
+  columns.size = n;
+  return data;
+}
+
+bool HasAvx2() {
+#if defined(__x86_64__)
+  static const bool has = __builtin_cpu_supports("avx2");
+  return has;
+#else
+  return false;
+#endif
+}
+
+const uint8_t* DecodeBest(const uint8_t* data, const uint8_t* end, Columns& columns,
+                          DecodeState& state) {
+  if (HasAvx2()) {
+    data = DecodeAvx2(data, end, columns, state);
+  }
+  return DecodePortable(data, end, columns, state);
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,41 @@
+#ifndef TRACE_DECODE_H
+#define TRACE_DECODE_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "trace/Columns.h"
+
+namespace marrowfin {
+
+// What the checks need to know about records that went by, gathered without a branch per record. A
+// caller that learns from it that something is wrong looks again, slowly, for the record at fault.
+struct DecodeState {
+  uint64_t lastCycle = 0;  // of the last record decoded
+  bool fell = false;       // whether any cycle was below the one before it
+  uint32_t maxColumn = 0;  // of fires and sends (both ends)
+  uint32_t maxRow = 0;
+  bool switches = false;  // whether there was a switch transmission
+};
+
+// Decodes well-formed whole records from the bytes at `data` up to `end` and appends them to
+// `columns` until it is full. Returns the first byte that it did not decode: what stands there is a
+// malformed record, the beginning of one that `end` cuts, or nothing; which, is for the caller to
+// find out.
+typedef const uint8_t* DecodeFunction(const uint8_t* data, const uint8_t* end, Columns& columns,
+                                      DecodeState& state);
+
+DecodeFunction DecodePortable;
+
+// For processors with AVX2. Reads no byte at or after `end` either, so it leaves the last records
+// of a piece to DecodePortable.
+DecodeFunction DecodeAvx2;
+
+// The fastest of the above that this processor runs, for all records of the piece.
+DecodeFunction DecodeBest;
+
+bool HasAvx2();
+
+}  // namespace marrowfin
+
+#endif

@@ -1,0 +1,187 @@
+#ifndef TRACE_INDEX_H
+#define TRACE_INDEX_H
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "trace/Fault.h"
+#include "trace/Summary.h"
+#include "trace/TraceFile.h"
+
+namespace marrowfin {
+
+// What an index knows about a trace, so that no question needs the whole of it again.
+//
+// The trace is cut into segments of some ten thousand records, more where the array is larger: the
+// cells of the index grow with the density of events and not with time, since a cycle may hold a
+// million events or none. At each boundary between segments the index keeps
+//
+// - a keyframe: for each processing element and switch the thread that touched it last and how long
+//   ago, as far as that still shows; a byte each;
+// - the activity of a power of two of segments that end there: fires, sends and receives of each
+//   processing element, transmissions of each switch. Boundary b holds the sum of the last
+//   lowbit(b) segments (a Fenwick tree), so the activity up to a boundary is the sum of at most
+//   log2(b) nodes, and the tree takes hardly more room than the segments alone. A full pyramid of
+//   bins was rejected: it holds twice as many nodes and answers no question with fewer.
+//
+// Between boundaries a sparse table tells where every 2,048th record begins.
+//
+// One keyframe or bin per span of cycles was rejected: spans that suit one part of a trace are
+// empty or endless in another. Exact times of last fires in the keyframes were rejected: they are
+// random numbers that no packing shrinks, and what has settled shows no time.
+
+// Where a record stands.
+struct IndexEntry {
+  uint64_t record = 0;
+  uint64_t offset = 0;  // its first byte
+  uint64_t cycle = 0;
+  uint64_t changes = 0;  // changes of cycle between records 0 and this one: its cycle is that of
+                         // the changes-th change
+};
+
+// A packed section of the index file.
+struct IndexSection {
+  uint64_t offset = 0;
+  uint64_t packedSize = 0;
+  uint64_t rawSize = 0;
+};
+
+// The counters of a node.
+enum Activity { FIRES = 0, SENDS = 1, RECEIVES = 2, TRANSMISSIONS = 3 };
+constexpr size_t ACTIVITIES = 4;
+
+// What is kept at the end of a segment.
+struct IndexBoundary {
+  uint64_t record = 0;     // the first record behind the segment
+  uint64_t offset = 0;     // its first byte
+  uint64_t lastCycle = 0;  // of the record before
+  uint64_t changes = 0;    // of the record before
+  uint32_t sample = 0;     // checksum of bytes of the segment, see IndexFormat
+  uint32_t columns = 0;    // the processing elements of keyframe and node
+  uint32_t rows = 0;
+  uint32_t switches = 0;  // the switches of keyframe and node: the first so many
+  IndexSection keyframe;  // columns * rows codes, row by row, then one code per switch
+  IndexSection node[ACTIVITIES];
+};
+
+// The states that keyframes tell apart, as bytes. A piece that no event has touched is 0; any other
+// has a thread (modulo 6), an age in changes of cycle, counted from the record before the event to
+// the boundary, and whether the event was a change of cycle itself. From `cap` on, ages are all the
+// same.
+class TouchCode {
+ public:
+  // A processing element's colour rests after 4 steps and a switch's after 8; one more, because the
+  // step of a change of cycle is applied ahead of the rest of its cycle.
+  static constexpr unsigned ELEMENT_CAP = 6;
+  static constexpr unsigned SWITCH_CAP = 10;
+
+  static uint8_t Encode(unsigned cap, unsigned thread, uint64_t age, bool change) {
+    const unsigned step = age >= cap ? 2 * cap : static_cast<unsigned>(age) * 2 + (change ? 1 : 0);
+    return static_cast<uint8_t>(1 + thread * (2 * cap + 1) + step);
+  }
+
+  TouchCode(unsigned cap, uint8_t code)
+      : touched(code != 0),
+        thread(touched ? (code - 1U) / (2 * cap + 1) : 0),
+        age(touched ? (code - 1U) % (2 * cap + 1) / 2 : 0),
+        change(touched && (code - 1U) % (2 * cap + 1) % 2 == 1) {}
+
+  bool touched;
+  unsigned thread;  // 0 to 5
+  unsigned age;     // at most cap, which stands for that age and all above
+  bool change;
+};
+
+// Reports how far long work is, with bytes done and in all (0 where unknown); false stops it.
+typedef std::function<bool(uint64_t done, uint64_t all)> Progress;
+
+// An index, open for questions. It holds the tables in memory and reads keyframes and nodes from
+// its file when they are asked for. From several threads at a time, each needs an object of its
+// own.
+class Index {
+ public:
+  // The index of `trace`: the one that lies beside it (TRACE.mfindex) or in the cache folder
+  // ($XDG_CACHE_HOME/marrowfin or ~/.cache/marrowfin), if it is whole and of this very trace, else
+  // one that is built now and kept there; where it can be kept in neither place, it is kept in an
+  // unnamed temporary file and `fault` stays empty. An index of a trace that has grown since is
+  // extended. A trace that breaks off is indexed up to the fault, which is GetSummary().end. Null
+  // where `fault` was set.
+  static std::unique_ptr<Index> Open(const TraceFile& trace, const Progress& progress,
+                                     Fault& fault);
+
+  // Builds the index anew in `file`, written to a temporary beside it and renamed.
+  static bool Build(const TraceFile& trace, const std::string& file, const Progress& progress,
+                    Fault& fault);
+
+  // Opens an index in `file` if it is whole and of this trace, as it is or as it was before it
+  // grew; null where it is not, with the reason in `fault`.
+  static std::unique_ptr<Index> Load(const TraceFile& trace, const std::string& file, Fault& fault);
+
+  Index(const Index&) = delete;
+  Index& operator=(const Index&) = delete;
+  ~Index();
+
+  const Summary& GetSummary() const { return summary; }
+
+  // The file that holds the index, for messages; empty for an unnamed one.
+  const std::string& FileName() const { return fileName; }
+  uint64_t FileSize() const { return fileSize; }
+
+  // The sparse table, ascending by record. The first entry is record 0; empty for an empty trace.
+  std::span<const IndexEntry> Entries() const { return entries; }
+
+  // Records between entries.
+  uint64_t Stride() const { return stride; }
+
+  // The boundaries, ascending; number b (counted from 1) is element b - 1.
+  std::span<const IndexBoundary> Boundaries() const { return boundaries; }
+
+  // Whether keyframes and nodes exist for the whole trace: not for arrays of more than MAX_ELEMENTS
+  // positions, or of more switches than a summary keeps.
+  static constexpr uint64_t MAX_ELEMENTS = 1 << 20;
+  bool HasBoundaries() const { return complete; }
+
+  // The codes of boundary b, as IndexBoundary::keyframe lays them out. False, with `fault` set,
+  // where the file is damaged.
+  bool Keyframe(size_t b, std::vector<uint8_t>& codes, Fault& fault) const;
+
+  // Adds (sign 1) or subtracts (sign -1) the node of boundary b to `sums`. Of the processing
+  // elements `sums` holds those of `columns` x `rows` positions, row by row; of switches, one per
+  // place of the summary. False, with `fault` set, where the file is damaged.
+  bool AddNode(size_t b, Activity activity, int sign, uint32_t columns, uint32_t rows,
+               std::vector<uint64_t>& sums, Fault& fault) const;
+
+ private:
+  Index() = default;
+  static std::unique_ptr<Index> Make(const TraceFile& trace, const std::string& file,
+                                     const Index* grown, const Progress& progress, Fault& fault);
+  static std::unique_ptr<Index> OpenDescriptor(const TraceFile& trace, int descriptor,
+                                               const std::string& file, Fault& fault);
+  bool ReadDirectory(Fault& fault);
+  bool IsOf(const TraceFile& trace) const;
+  bool Recognises(const TraceFile& trace, Fault& fault);
+  bool SamplesAgree(const TraceFile& trace) const;
+  bool ReadSection(const IndexSection& section, std::vector<uint8_t>& raw, Fault& fault) const;
+
+  int descriptor = -1;
+  std::string fileName;
+  uint64_t fileSize = 0;
+  uint64_t dataSize = 0;  // bytes before the directory
+  uint64_t traceSize = 0;
+  uint64_t traceModified = 0;
+  uint32_t traceEdges = 0;
+  Summary summary;
+  Summary atLastBoundary;  // the summary of what lies before the last boundary
+  bool complete = true;
+  uint64_t stride = 0;
+  std::vector<IndexEntry> entries;
+  std::vector<IndexBoundary> boundaries;
+};
+
+}  // namespace marrowfin
+
+#endif

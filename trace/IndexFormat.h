@@ -1,0 +1,44 @@
+#ifndef TRACE_INDEXFORMAT_H
+#define TRACE_INDEXFORMAT_H
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "trace/Index.h"
+
+namespace marrowfin {
+
+// The layout of an index file, see docs/index-format.md: magic, sections, directory, footer.
+constexpr uint8_t INDEX_MAGIC[8] = {'M', 'F', 'I', 'N', 'D', 'E', 'X', '1'};
+constexpr uint8_t INDEX_FOOTER_MAGIC[8] = {'M', 'F', 'I', 'N', 'D', 'E', 'X', 'E'};
+constexpr size_t INDEX_FOOTER = 8 + 8 + 8 + 4 + 8;
+
+// What the directory holds.
+struct IndexDirectory {
+  uint64_t traceSize = 0;      // of the trace when it was indexed
+  uint64_t traceModified = 0;  // its time of modification, nanoseconds since 1970
+  uint32_t traceEdges = 0;     // checksum of its first and last bytes
+  Summary summary;
+  Summary atLastBoundary;
+  bool complete = true;
+  uint64_t stride = 0;
+  std::vector<IndexEntry> entries;
+  std::vector<IndexBoundary> boundaries;
+};
+
+std::vector<uint8_t> EncodeDirectory(const IndexDirectory& directory);
+
+// False where the bytes are no directory, or one that contradicts itself: tables that do not
+// ascend, sections outside the `dataSize` bytes before the directory. What passes can be used
+// unchecked.
+bool DecodeDirectory(std::span<const uint8_t> bytes, uint64_t dataSize, IndexDirectory& directory);
+
+void EncodeFooter(const IndexSection& directory, uint8_t* bytes);
+
+// False where the bytes are no footer.
+bool DecodeFooter(const uint8_t* bytes, IndexSection& directory);
+
+}  // namespace marrowfin
+
+#endif

@@ -1,0 +1,144 @@
+#include "trace/Pack.h"
+
+#include <zstd.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <memory>
+
+namespace marrowfin {
+
+namespace {
+
+constexpr int LEVEL = 1;
+
+struct FreeContext {
+  void operator()(ZSTD_CCtx* context) const { ZSTD_freeCCtx(context); }
+};
+
+// Contexts are large: each thread keeps one.
+ZSTD_CCtx* PackContext() {
+  static thread_local std::unique_ptr<ZSTD_CCtx, FreeContext> context;
+  if (!context) {
+    context.reset(ZSTD_createCCtx());
+    ZSTD_CCtx_setParameter(context.get(), ZSTD_c_compressionLevel, LEVEL);
+    ZSTD_CCtx_setParameter(context.get(), ZSTD_c_checksumFlag, 1);
+  }
+  return context.get();
+}
+
+unsigned WidthFor(uint64_t largest) {
+  return largest == 0 ? 0 : std::bit_ceil(static_cast<unsigned>(std::bit_width(largest)));
+}
+
+size_t BytesFor(size_t count, unsigned width) { return (count * width + 7) / 8; }
+
+template <class Word>
+void AddWords(const uint8_t* bytes, int sign, std::span<uint64_t> sums) {
+  for (size_t i = 0; i < sums.size(); ++i) {
+    Word word;
+    memcpy(&word, bytes + i * sizeof(Word), sizeof(Word));
+    sums[i] += sign < 0 ? ~static_cast<uint64_t>(word) + 1 : word;
+  }
+}
+
+template <unsigned WIDTH>
+void AddBits(const uint8_t* bytes, int sign, std::span<uint64_t> sums) {
+  constexpr unsigned PER_BYTE = 8 / WIDTH;
+  constexpr uint64_t MASK = (1U << WIDTH) - 1;
+  for (size_t i = 0; i < sums.size(); ++i) {
+    const uint64_t value = (bytes[i / PER_BYTE] >> (i % PER_BYTE * WIDTH)) & MASK;
+    sums[i] += sign < 0 ? ~value + 1 : value;
+  }
+}
+
+void PutBits(std::span<const uint64_t> counts, unsigned width, uint8_t* out) {
+  for (size_t i = 0; i < counts.size(); ++i) {
+    const size_t bit = i * width;
+    out[bit / 8] = static_cast<uint8_t>(out[bit / 8] | counts[i] << bit % 8);
+  }
+}
+
+void PutBytes(std::span<const uint64_t> counts, unsigned width, uint8_t* out) {
+  for (const uint64_t count : counts) {
+    memcpy(out, &count, width / 8);  // the low bytes: the index is for little-endian hosts
+    out += width / 8;
+  }
+}
+
+}  // namespace
+
+static_assert(std::endian::native == std::endian::little, "counts are stored as the host has them");
+
+std::vector<uint8_t> Pack(std::span<const uint8_t> raw) {
+  std::vector<uint8_t> packed(ZSTD_compressBound(raw.size()));
+  const size_t size =
+      ZSTD_compress2(PackContext(), packed.data(), packed.size(), raw.data(), raw.size());
+  packed.resize(size);
+  return packed;
+}
+
+bool Unpack(std::span<const uint8_t> packed, size_t rawSize, std::vector<uint8_t>& raw) {
+  if (ZSTD_getFrameContentSize(packed.data(), packed.size()) != rawSize) {
+    return false;
+  }
+  raw.resize(rawSize);
+  return ZSTD_decompress(raw.data(), raw.size(), packed.data(), packed.size()) == rawSize;
+}
+
+std::vector<uint8_t> Narrow(std::span<const uint64_t> counts) {
+  uint64_t all = 0;
+  for (const uint64_t count : counts) {
+    all |= count;
+  }
+  const unsigned width = WidthFor(all);
+  std::vector<uint8_t> out(1 + BytesFor(counts.size(), width));
+  out[0] = static_cast<uint8_t>(width);
+  if (width >= 8) {
+    PutBytes(counts, width, out.data() + 1);
+  } else if (width > 0) {
+    PutBits(counts, width, out.data() + 1);
+  }
+  return out;
+}
+
+bool AddNarrow(std::span<const uint8_t> narrow, int sign, std::span<uint64_t> sums) {
+  if (narrow.empty()) {
+    return false;
+  }
+  const unsigned width = narrow[0];
+  const bool known = width == 0 || (width <= 64 && std::has_single_bit(width));
+  if (!known || narrow.size() != 1 + BytesFor(sums.size(), width)) {
+    return false;
+  }
+  const uint8_t* bytes = narrow.data() + 1;
+  switch (width) {
+    case 1:
+      AddBits<1>(bytes, sign, sums);
+      break;
+    case 2:
+      AddBits<2>(bytes, sign, sums);
+      break;
+    case 4:
+      AddBits<4>(bytes, sign, sums);
+      break;
+    case 8:
+      AddWords<uint8_t>(bytes, sign, sums);
+      break;
+    case 16:
+      AddWords<uint16_t>(bytes, sign, sums);
+      break;
+    case 32:
+      AddWords<uint32_t>(bytes, sign, sums);
+      break;
+    case 64:
+      AddWords<uint64_t>(bytes, sign, sums);
+      break;
+    default:
+      break;
+  }
+  return true;
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,96 @@
+#ifndef TRACE_SUMMARY_H
+#define TRACE_SUMMARY_H
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <vector>
+
+#include "trace/Columns.h"
+#include "trace/Fault.h"
+#include "trace/Place.h"
+#include "trace/PlaceTable.h"
+
+namespace marrowfin {
+
+// How far locations reach along the two axes: the largest column and row, plus one; 0 for none.
+struct Extent {
+  uint64_t columns = 0;
+  uint64_t rows = 0;
+
+  void Include(Place place) {
+    columns = columns > place.column ? columns : uint64_t{place.column} + 1;
+    rows = rows > place.row ? rows : uint64_t{place.row} + 1;
+  }
+  friend bool operator==(const Extent&, const Extent&) = default;
+};
+
+// What a whole trace amounts to.
+struct Summary {
+  uint64_t records = 0;
+  uint64_t bytes = 0;     // of whole well-formed records
+  uint64_t switches = 0;  // records by type
+  uint64_t fires = 0;
+  uint64_t sends = 0;
+  uint64_t firstCycle = 0;  // of the first and the last record
+  uint64_t lastCycle = 0;
+  uint64_t maxCycle = 0;
+  uint64_t changes = 0;    // records whose cycle is not that of the record before
+  uint64_t falls = 0;      // records whose cycle is below that of the record before
+  uint64_t firstFall = 0;  // number of the first such record
+  Extent fired;            // of fires
+  Extent sent;             // of both ends of sends
+
+  // Records by thread. Of more threads than MAX_THREADS those met later are counted together.
+  static constexpr size_t MAX_THREADS = 4096;
+  std::map<uint32_t, uint64_t> threads;
+  uint64_t otherThreads = 0;
+
+  // Where switches transmitted, in the order in which they first did. Of more than MAX_SWITCHES
+  // places those met later are left out and `switchesComplete` is false.
+  static constexpr size_t MAX_SWITCHES = 65536;
+  std::vector<Place> switchPlaces;
+  bool switchesComplete = true;
+
+  // Why the trace was not read further, if it was not read to its end.
+  Fault end;
+
+  bool Ordered() const { return falls == 0; }
+};
+
+// Gathers a summary, batch by batch.
+class Summarizer {
+ public:
+  Summarizer() = default;
+
+  // Goes on from a summary that is complete.
+  explicit Summarizer(const Summary& summary);
+
+  // Takes the records `from` up to `to` of a batch.
+  void Add(const Columns& columns, size_t from, size_t to);
+  const Summary& Get() const { return summary; }
+
+  // The number of the place among Summary::switchPlaces, or PlaceTable::NONE where it is not kept.
+  uint32_t SwitchSlot(Place place) const { return switchPlaces.Find(place); }
+
+  // Puts what was gathered so far in order; Get is complete after it.
+  void Finish();
+
+ private:
+  void CountThread(uint32_t thread);
+  void AddSwitch(Place place);
+
+  static constexpr size_t SMALL_THREADS = 64;
+  Summary summary;
+  uint64_t smallThreads[SMALL_THREADS] = {};
+  PlaceTable switchPlaces;
+};
+
+// The smallest array whose picture shows every location of the trace, switches included; nothing
+// where no array that a viewer can show does (switches at places that fit no grid, or a side above
+// 4096).
+std::optional<ArrayShape> SuggestShape(const Summary& summary);
+
+}  // namespace marrowfin
+
+#endif

@@ -1,0 +1,145 @@
+#include "trace/TraceFile.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "trace/BusGuard.h"
+#include "trace/Reader.h"
+
+namespace marrowfin {
+
+namespace {
+
+Fault NotPlain(const std::string& name, const std::string& what) {
+  Fault fault;
+  fault.kind = Fault::SYSTEM;
+  fault.file = name;
+  fault.reason = what + " cannot be read out of order";
+  fault.remedy = "copy or unpack it into a plain file";
+  return fault;
+}
+
+bool IsPacked(const uint8_t* bytes, uint64_t size) {
+  const bool gzip = size >= 2 && bytes[0] == 0x1f && bytes[1] == 0x8b;
+  const bool zstd = size >= 4 && bytes[0] == 0x28 && bytes[1] == 0xb5;
+  return gzip || zstd;
+}
+
+TraceFile::Identity IdentityOf(const struct stat& status) {
+  TraceFile::Identity identity;
+  identity.size = static_cast<uint64_t>(status.st_size);
+  identity.modified = static_cast<uint64_t>(status.st_mtim.tv_sec) * 1000000000 +
+                      static_cast<uint64_t>(status.st_mtim.tv_nsec);
+  identity.device = status.st_dev;
+  identity.inode = status.st_ino;
+  return identity;
+}
+
+}  // namespace
+
+TraceFile::TraceFile(const std::string& name, int descriptor)
+    : name(name), descriptor(descriptor) {}
+
+TraceFile::~TraceFile() {
+  if (bytes != nullptr) {
+    munmap(const_cast<uint8_t*>(bytes), size);
+  }
+  close(descriptor);
+}
+
+std::unique_ptr<TraceFile> TraceFile::Open(const std::string& name, Fault& fault) {
+  // A FIFO without a writer must not hold the caller up: it is refused below anyway.
+  const int descriptor = open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (descriptor == -1) {
+    fault = SystemFault(name, "cannot open", errno);
+    return nullptr;
+  }
+  std::unique_ptr<TraceFile> file(new TraceFile(name, descriptor));
+  struct stat status;
+  if (fstat(descriptor, &status) == -1) {
+    fault = SystemFault(name, "cannot open", errno);
+    return nullptr;
+  }
+  if (!S_ISREG(status.st_mode)) {
+    fault = NotPlain(name, "what is no plain file");
+    return nullptr;
+  }
+  file->identity = IdentityOf(status);
+  file->size = file->identity.size;
+  if (file->size > 0) {
+    void* mapped = mmap(nullptr, file->size, PROT_READ, MAP_SHARED, descriptor, 0);
+    if (mapped == MAP_FAILED) {
+      fault = SystemFault(name, "cannot map", errno);
+      return nullptr;
+    }
+    file->bytes = static_cast<const uint8_t*>(mapped);
+  }
+  bool packed = false;
+  if (!BusGuard::Run(file->bytes, file->size,
+                     [&] { packed = IsPacked(file->bytes, file->size); })) {
+    fault = file->Changed(0);
+    return nullptr;
+  }
+  if (packed) {
+    fault = NotPlain(name, "a packed trace");
+    return nullptr;
+  }
+  return file;
+}
+
+Fault TraceFile::Changed(uint64_t offset) const {
+  Fault fault;
+  fault.kind = Fault::CHANGED;
+  fault.file = name;
+  fault.offset = offset;
+  fault.reason = "the file became shorter while it was read";
+  fault.remedy = "open it again when whoever writes it is done";
+  return fault;
+}
+
+uint64_t TraceFile::Decode(uint64_t offset, uint64_t limit, Columns& columns, DecodeState& state,
+                           Fault& fault) const {
+  columns.size = 0;
+  columns.firstOffset = offset;
+  limit = std::min(limit, size);
+  if (offset >= limit) {
+    return offset;
+  }
+  const uint8_t* next = nullptr;
+  bool malformed = false;
+  const bool whole = BusGuard::Run(bytes, size, [&] {
+    next = DecodeBest(bytes + offset, bytes + limit, columns, state);
+    malformed = columns.size == 0;
+  });
+  if (!whole) {
+    columns.size = 0;
+    fault = Changed(offset);
+    return offset;
+  }
+  if (malformed) {
+    uint8_t copy[LARGE_RECORD];
+    const size_t left = static_cast<size_t>(std::min<uint64_t>(limit - offset, sizeof(copy)));
+    if (Copy(offset, left, copy, fault)) {
+      fault = MalformedRecord(copy, copy + left);
+      fault.file = name;
+      fault.offset = offset;
+    }
+  }
+  return static_cast<uint64_t>(next - bytes);
+}
+
+bool TraceFile::Copy(uint64_t offset, size_t length, uint8_t* out, Fault& fault) const {
+  if (offset + length > size ||
+      !BusGuard::Run(bytes, size, [&] { std::copy_n(bytes + offset, length, out); })) {
+    fault = Changed(offset);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace marrowfin

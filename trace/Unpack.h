@@ -1,0 +1,20 @@
+#ifndef TRACE_UNPACK_H
+#define TRACE_UNPACK_H
+
+#include <memory>
+#include <string>
+
+#include "trace/ByteSource.h"
+
+namespace marrowfin {
+
+// Unpack what `packed` delivers, all members or frames one after another. Data that does not
+// unpack, or ends early, is a DAMAGED_INPUT fault behind all bytes that could be unpacked. `name`
+// is for messages. Memory is bounded by the window that the format allows without being asked (128
+// MiB).
+std::unique_ptr<ByteSource> UnpackGzip(std::unique_ptr<ByteSource> packed, const std::string& name);
+std::unique_ptr<ByteSource> UnpackZstd(std::unique_ptr<ByteSource> packed, const std::string& name);
+
+}  // namespace marrowfin
+
+#endif
