@@ -11,6 +11,21 @@ std::string GraphOf(Component& component) {
   return WrittenBy([&](FILE* stream) { component.PrintAsDotGraph(stream); });
 }
 
+template <class Class>
+concept ShowsNodes = requires(Class c, FILE* f) {
+  c.PrintAsDotGraph_Nodes(f);
+};
+
+template <class Class>
+concept ShowsEdges = requires(Class c, FILE* f) {
+  c.PrintAsDotGraph_Edges(f);
+};
+
+TEST(DotGraphTest, TheHalvesOfTheGraphAreNotPublic) {
+  static_assert(!ShowsNodes<Component>);
+  static_assert(!ShowsEdges<Component>);
+}
+
 TEST(DotGraphTest, AFreshComponentIsOneBoxWithAnEmptyIdentifier) {
   Component component("adder");
   EXPECT_EQ(

@@ -49,6 +49,15 @@ class StatsPrinterTest : public ::testing::Test {
 
 using StatsPrinterDeathTest = StatsPrinterTest;
 
+template <class Class>
+concept ShowsItsHelper = requires(Class c, StatsContainer* s) {
+  c.Output_help(s);
+};
+
+TEST_F(StatsPrinterTest, TheWritingOfOneContainerIsNotPublic) {
+  static_assert(!ShowsItsHelper<StatsPrinter>);
+}
+
 // Lines.
 
 TEST_F(StatsPrinterTest, AnEmptyContainerPrintsNothingBetweenTheFrameLines) {
