@@ -46,6 +46,26 @@ def test_the_middle_button_does_nothing(start):
     assert viewer.said() == []
 
 
+def test_a_button_acts_when_it_goes_down_and_not_when_it_comes_up(start):
+    viewer = start("-D", layout=Layout(15, 2, 2))
+    viewer.feed("fire 1 0 5 5")
+    viewer.expect()
+    viewer.point()
+    viewer.hold(LEFT)
+    viewer.expect_lines("Left button")
+    viewer.release(LEFT)
+    viewer.expect_stillness()
+    viewer.hold(LEFT)
+    viewer.expect_lines("Left button", "Left button")
+    viewer.run()
+    viewer.expect()
+    viewer.release(LEFT)
+    viewer.feed("fire 2 0 5 5")
+    viewer.run()
+    viewer.expect()
+    assert viewer.said() == ["Left button"] * 2
+
+
 def test_in_demo_mode_the_first_click_does_nothing_and_the_second_starts(start):
     layout = Layout(15, 2, 2)
     viewer = start("-D", layout=layout)

@@ -96,6 +96,15 @@ class Display:
     def window(self, number: int) -> Window:
         return self.connection.create_resource_object("window", number)
 
+    def ask_to_close(self, number: int) -> None:
+        """What a window manager sends when the user closes a window."""
+        window = self.window(number)
+        protocols = self.connection.intern_atom("WM_PROTOCOLS")
+        delete = self.connection.intern_atom("WM_DELETE_WINDOW")
+        data = (32, [delete, X.CurrentTime, 0, 0, 0])
+        window.send_event(ClientMessage(window=window, client_type=protocols, data=data))
+        self.connection.sync()
+
     def screenshot(self) -> Image.Image:
         return ImageGrab.grab(xdisplay=self.name).convert("RGB")
 
@@ -245,22 +254,24 @@ class Viewer:
 
     def press(self, button: int) -> None:
         """Moves the pointer into the window and clicks."""
+        self.point()
+        self.display.xdotool("click", str(button))
+
+    def point(self) -> None:
         x, y, width, height = self.geometry()
-        place = (str(x + width // 2), str(y + height // 2))
-        self.display.xdotool("mousemove", *place, "click", str(button))
+        self.display.xdotool("mousemove", str(x + width // 2), str(y + height // 2))
+
+    def hold(self, button: int) -> None:
+        self.display.xdotool("mousedown", str(button))
+
+    def release(self, button: int) -> None:
+        self.display.xdotool("mouseup", str(button))
 
     def resize(self, width: int, height: int) -> None:
         self.display.xdotool("windowsize", str(self.window), str(width), str(height))
 
     def ask_to_close(self) -> None:
-        """What a window manager sends when the user closes the window."""
-        connection = self.display.connection
-        window = self.display.window(self.window)
-        protocols = connection.intern_atom("WM_PROTOCOLS")
-        delete = connection.intern_atom("WM_DELETE_WINDOW")
-        data = (32, [delete, X.CurrentTime, 0, 0, 0])
-        window.send_event(ClientMessage(window=window, client_type=protocols, data=data))
-        connection.sync()
+        self.display.ask_to_close(self.window)
 
     def stderr(self) -> str:
         return self.log.read_text()
