@@ -22,11 +22,11 @@ std::string WhyNotWritable(const std::string& name) {
 }  // namespace
 
 Simulation::Simulation() : Component("marrowfin-sim"), trace(vis), data(0), round(0) {
-  AddOption(&programName, "-program", ("what runs: " + ProgramNames()).c_str(), "matmul");
-  AddOption(&size.size, "-size", "size of the program", 16);
-  AddOption(&size.sweeps, "-sweeps", "sweeps of the stencil", 50);
+  AddOption(&programName, "-program", ("what runs: " + ProgramNames()).c_str(), "stencil");
+  AddOption(&size.size, "-size", "size of the program", 18);
+  AddOption(&size.sweeps, "-sweeps", "sweeps of the stencil", 16);
   AddOption(&size.nonzeros, "-nonzeros", "nonzeros of a row of the sparse matrix, on average", 8);
-  AddOption(&threads, "-threads", "threads that run the program at once, on data of their own", 2);
+  AddOption(&threads, "-threads", "threads that run the program at once, on data of their own", 4);
   AddOption(&rounds, "-rounds", "how often the program runs, each time on new data", 1);
   AddOption(&placementName, "-placement",
             ("where operations go: " + PlacementPolicyNames()).c_str(), "greedy");
