@@ -42,17 +42,17 @@ void Host::Step() {
 }
 
 void Host::Feed(unsigned line, const Tile& tile, unsigned step) {
-  const Product& product = ProductOf(tile);
   if (line < tile.rows) {
-    const int value = product.Left(tile.row + line, step);
+    const int value = ProductOf(tile).Left(tile.row + line, step);
     SendMessage(westEdges[line], new Operand(tile, step, Operand::EAST, value, tile.columns - 1));
   }
   if (line < tile.columns) {
-    const int value = product.Right(step, tile.column + line);
+    const int value = ProductOf(tile).Right(step, tile.column + line);
     SendMessage(northEdges[line], new Operand(tile, step, Operand::SOUTH, value, tile.rows - 1));
   }
 }
 
+// Makes the product when its first operand enters; it goes when its last result has arrived.
 Product& Host::ProductOf(const Tile& tile) {
   return unfinished.try_emplace(tile.product, schedule, seed, tile.product).first->second;
 }
@@ -83,8 +83,9 @@ void Host::Check(const Tile& tile, const Product& product) {
 }
 
 void Host::DoFinalize() {
-  if (rightProducts != schedule.Products()) {
-    Regression::Fail("%llu of %llu products are right", rightProducts, schedule.Products());
+  if (rightProducts != schedule.Products() || !unfinished.empty()) {
+    Regression::Fail("%llu of %llu products are right, %zu unfinished", rightProducts,
+                     schedule.Products(), unfinished.size());
   }
 }
 

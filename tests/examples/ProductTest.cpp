@@ -60,7 +60,7 @@ TEST(FaultTest, AFaultInAnyPeThatComputesFailsTheRunAndNamesItsElement) {
       EXPECT_EQ(column, foundColumn);
       // A faulty PE's products are one too large, and an element here is the sum of five.
       EXPECT_EQ(expected + 5, computed);
-      EXPECT_THAT(result.out, EndsWith("\n0 of 1 products are right\n\n"));
+      EXPECT_THAT(result.out, EndsWith("\n0 of 1 products are right, 0 unfinished\n\n"));
       EXPECT_EQ("1", StatisticsIn(result.out)["array/host/wrongProducts"]);
     }
   }
@@ -79,7 +79,7 @@ TEST(FaultTest, OnlyTheFirstWrongProductIsDescribed) {
   const size_t first = result.out.find("instead of");
   ASSERT_NE(std::string::npos, first);
   EXPECT_EQ(std::string::npos, result.out.find("instead of", first + 1));
-  EXPECT_THAT(result.out, HasSubstr("\n0 of 6 products are right\n"));
+  EXPECT_THAT(result.out, HasSubstr("\n0 of 6 products are right, 0 unfinished\n"));
 }
 
 TEST(SeedTest, AnotherSeedMakesOtherMatricesAndTheSameSeedTheSame) {

@@ -73,7 +73,7 @@ TEST(ArrayTest, AnUnfinishedProductFailsTheRun) {
   array.Step();
   array.DoFinalize();
   EXPECT_EQ(Regression::FAILURE, Regression::success);
-  EXPECT_EQ("0 of 12 products are right\n", Regression::reason);
+  EXPECT_EQ("0 of 12 products are right, 1 unfinished\n", Regression::reason);
 }
 
 class WiringDeathTest : public ::testing::Test {
