@@ -161,6 +161,14 @@ TEST(MessagePoolTest, AnEvenLargerMessageIsTakenFromTheSystemAndGivenBack) {
   EXPECT_EQ(before, Message::allocated);
 }
 
+TEST(MessagePoolTest, AByteMoreThanFitsIntoAUnitTakesAnother) {
+  const unsigned long long before = Message::allocated;
+  void* storage = Message::operator new(4081);
+  EXPECT_EQ(before + 1, Message::allocated);
+  Message::operator delete(storage, 4081);
+  EXPECT_EQ(before, Message::allocated);
+}
+
 // The counters.
 
 TEST(MessageTest, MakingAndDestroyingIsCounted) {

@@ -50,12 +50,12 @@ class StatsPrinterTest : public ::testing::Test {
 using StatsPrinterDeathTest = StatsPrinterTest;
 
 template <class Class>
-concept ShowsItsHelper = requires(Class c, StatsContainer* s) {
+concept WritesOneContainer = requires(Class c, StatsContainer* s) {
   c.Output_help(s);
 };
 
 TEST_F(StatsPrinterTest, TheWritingOfOneContainerIsNotPublic) {
-  static_assert(!ShowsItsHelper<StatsPrinter>);
+  static_assert(!WritesOneContainer<StatsPrinter>);
 }
 
 // Lines.
