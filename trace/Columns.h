@@ -23,9 +23,27 @@ struct Columns {
     uint32_t type;  // a RecordType
   };
 
-  size_t size = 0;           // records in the batch
+  size_t size = 0;      // records in the batch
+  size_t switches = 0;  // of them, by type
+  size_t sends = 0;
+  Place maxFired;            // at least the largest column and row of fires; (0, 0) for none
+  Place maxSent;             // and of both ends of sends
   uint64_t firstRecord = 0;  // number of the first of them, counted from 0
   uint64_t firstOffset = 0;  // byte of the trace at which it begins
+
+  size_t Fires() const { return size - switches - sends; }
+
+  // The bytes that the records take in the trace.
+  uint64_t Bytes() const { return size * SMALL_RECORD + sends * PLACE_SIZE; }
+
+  // Empties the batch.
+  void Clear() {
+    size = 0;
+    switches = 0;
+    sends = 0;
+    maxFired = {};
+    maxSent = {};
+  }
 
   alignas(64) uint64_t cycle[CAPACITY];
   alignas(64) Tag tag[CAPACITY];

@@ -6,6 +6,15 @@
 
 namespace marrowfin {
 
+namespace {
+
+void Raise(Place& most, Place place) {
+  most.column = std::max(most.column, place.column);
+  most.row = std::max(most.row, place.row);
+}
+
+}  // namespace
+
 const uint8_t* DecodePortable(const uint8_t* data, const uint8_t* end, Columns& columns,
                               DecodeState& state) {
   size_t n = columns.size;
@@ -27,11 +36,13 @@ const uint8_t* DecodePortable(const uint8_t* data, const uint8_t* end, Columns& 
     ++n;
     state.fell |= cycle < state.lastCycle;
     state.lastCycle = cycle;
-    if (type == SWITCH_RECORD) {
-      state.switches = true;
-    } else {
-      state.maxColumn = std::max({state.maxColumn, at.column, to.column});
-      state.maxRow = std::max({state.maxRow, at.row, to.row});
+    columns.switches += type == SWITCH_RECORD;
+    columns.sends += send;
+    if (send) {
+      Raise(columns.maxSent, at);
+      Raise(columns.maxSent, to);
+    } else if (type == FIRE_RECORD) {
+      Raise(columns.maxFired, at);
     }
     data += RecordSize(type);
   }

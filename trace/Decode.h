@@ -8,14 +8,12 @@
 
 namespace marrowfin {
 
-// What the checks need to know about records that went by, gathered without a branch per record. A
-// caller that learns from it that something is wrong looks again, slowly, for the record at fault.
+// What goes on from one batch to the next. Like the maxima of a batch, it is gathered without a
+// branch per record: a caller that learns from it that something is wrong looks again, slowly, for
+// the record at fault.
 struct DecodeState {
   uint64_t lastCycle = 0;  // of the last record decoded
   bool fell = false;       // whether any cycle was below the one before it
-  uint32_t maxColumn = 0;  // of fires and sends (both ends)
-  uint32_t maxRow = 0;
-  bool switches = false;  // whether there was a switch transmission
 };
 
 // Decodes well-formed whole records from the bytes at `data` up to `end` and appends them to

@@ -23,12 +23,10 @@ alignas(16) constexpr uint8_t PAYLOAD[3][16] = {
     {3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12},
 };
 
-// Which words count for the extent of the array: those of fires and sends. By type.
-alignas(16) constexpr uint32_t ELEMENT[3][4] = {
-    {0, 0, 0, 0},
-    {~0U, ~0U, ~0U, ~0U},
-    {~0U, ~0U, ~0U, ~0U},
-};
+// Which words count as places of fires and of sends. By type.
+constexpr uint32_t ALL = ~0U;
+alignas(16) constexpr uint32_t FIRED[3][4] = {{0}, {ALL, ALL, 0, 0}, {0}};
+alignas(16) constexpr uint32_t SENT[3][4] = {{0}, {0}, {ALL, ALL, ALL, ALL}};
 
 __attribute__((target("avx2"))) inline __m128i LoadAligned(const void* bytes) {
   return _mm_load_si128(static_cast<const __m128i*>(bytes));
@@ -41,6 +39,13 @@ __attribute__((target("avx2"))) inline __m128i LoadUnaligned(const void* bytes) 
 __attribute__((target("avx2"))) inline void StoreHalves(void* low, void* high, __m128i value) {
   _mm_storel_epi64(static_cast<__m128i*>(low), value);
   _mm_storeh_pd(static_cast<double*>(high), _mm_castsi128_pd(value));
+}
+
+__attribute__((target("avx2"))) inline void Raise(Place& most, __m128i lanes) {
+  alignas(16) uint32_t words[4];
+  _mm_store_si128(reinterpret_cast<__m128i*>(words), lanes);
+  most.column = std::max({most.column, words[0], words[2]});
+  most.row = std::max({most.row, words[1], words[3]});
 }
 
 // How far ahead of the decoding the bytes are fetched: the loop depends on every load, so it would
@@ -56,10 +61,12 @@ constexpr size_t AHEAD = 2048;
 __attribute__((target("avx2"))) const uint8_t* DecodeAvx2(const uint8_t* data, const uint8_t* end,
                                                           Columns& columns, DecodeState& state) {
   const __m128i headOrder = LoadAligned(HEAD);
-  __m128i most = _mm_setzero_si128();
+  __m128i fired = _mm_setzero_si128();
+  __m128i sent = _mm_setzero_si128();
+  const uint8_t* start = data;
   uint64_t lastCycle = state.lastCycle;
   uint32_t fell = 0;
-  uint32_t switches = 0;
+  size_t switches = 0;
   size_t n = columns.size;
   // Every iteration reads as many bytes as the largest record has.
   while (n < Columns::CAPACITY && end - data >= static_cast<ptrdiff_t>(LARGE_RECORD)) {
@@ -75,22 +82,23 @@ __attribute__((target("avx2"))) const uint8_t* DecodeAvx2(const uint8_t* data, c
         _mm_shuffle_epi8(LoadUnaligned(data + PAYLOAD_OFFSET), LoadAligned(PAYLOAD[kind]));
     StoreHalves(&columns.cycle[n], &columns.tag[n], head);
     StoreHalves(&columns.at[n], &columns.to[n], payload);
-    most = _mm_max_epu32(most, _mm_and_si128(payload, LoadAligned(ELEMENT[kind])));
-    switches |= kind == 0;
+    fired = _mm_max_epu32(fired, _mm_and_si128(payload, LoadAligned(FIRED[kind])));
+    sent = _mm_max_epu32(sent, _mm_and_si128(payload, LoadAligned(SENT[kind])));
+    switches += kind == 0;
     const uint64_t cycle = static_cast<uint64_t>(_mm_cvtsi128_si64(head));
     fell |= cycle < lastCycle;
     lastCycle = cycle;
     ++n;
     data = next;
   }
+  const size_t decoded = n - columns.size;
   columns.size = n;
+  columns.switches += switches;
+  columns.sends += (static_cast<size_t>(data - start) - decoded * SMALL_RECORD) / PLACE_SIZE;
+  Raise(columns.maxFired, fired);
+  Raise(columns.maxSent, sent);
   state.lastCycle = lastCycle;
   state.fell |= fell != 0;
-  state.switches |= switches != 0;
-  alignas(16) uint32_t lanes[4];
-  _mm_store_si128(reinterpret_cast<__m128i*>(lanes), most);
-  state.maxColumn = std::max({state.maxColumn, lanes[0], lanes[2]});
-  state.maxRow = std::max({state.maxRow, lanes[1], lanes[3]});
   return data;
 }
 

@@ -37,6 +37,8 @@ uint64_t TouchOf(uint8_t code, unsigned cap, uint64_t changes) {
                        : 0;
 }
 
+uint64_t PowerFor(uint64_t extent) { return extent == 0 ? 0 : std::bit_ceil(extent); }
+
 template <class T>
 std::vector<T> Relayout(const std::vector<T>& cells, uint32_t columns, uint32_t rows,
                         uint32_t newColumns, uint32_t newRows) {
@@ -72,25 +74,29 @@ uint64_t IndexBuilder::SegmentLength() const {
   return std::max<uint64_t>(32768, 2 * elements);
 }
 
+// Entries and boundaries stand between batches, so no batch needs to be split.
 void IndexBuilder::Add(const Columns& columns) {
-  size_t from = 0;
-  while (from < columns.size) {
-    if (record == nextEntry) {
-      AddEntry(columns, from);
-    }
-    const uint64_t stop = std::min({record + (columns.size - from), nextEntry, segmentEnd});
-    const size_t to = from + static_cast<size_t>(stop - record);
-    AddRange(columns, from, to);
-    from = to;
-    if (record == segmentEnd) {
-      EndSegment();
-    }
+  if (record >= nextEntry) {
+    AddEntry(columns);
+  }
+  Sample(columns);
+  summarizer.Add(columns);
+  MakeRoom();
+  MakeTouches(columns);
+  if (complete) {
+    CountElements(columns);
+    CountSwitches(columns);
+  }
+  record += columns.size;
+  offset += columns.Bytes();
+  if (record >= segmentEnd) {
+    EndSegment();
   }
 }
 
-void IndexBuilder::AddEntry(const Columns& columns, size_t i) {
-  const bool change = record > 0 && columns.cycle[i] != lastCycle;
-  entries.push_back({record, offset, columns.cycle[i], changes + (change ? 1 : 0)});
+void IndexBuilder::AddEntry(const Columns& columns) {
+  const bool change = record > 0 && columns.cycle[0] != lastCycle;
+  entries.push_back({record, offset, columns.cycle[0], changes + (change ? 1 : 0)});
   if (entries.size() >= MAX_ENTRIES) {
     for (size_t kept = 0; 2 * kept < entries.size(); ++kept) {
       entries[kept] = entries[2 * kept];
@@ -98,78 +104,24 @@ void IndexBuilder::AddEntry(const Columns& columns, size_t i) {
     entries.resize((entries.size() + 1) / 2);
     stride *= 2;
   }
-  nextEntry = entries.back().record + stride;
+  nextEntry = record + stride;
 }
 
-void IndexBuilder::AddRange(const Columns& columns, size_t from, size_t to) {
-  const size_t sampled = static_cast<size_t>(std::min<uint64_t>(sampleLeft, to - from));
-  sample = SampleRecords(columns, from, from + sampled, sample);
+void IndexBuilder::Sample(const Columns& columns) {
+  const size_t sampled = static_cast<size_t>(std::min<uint64_t>(sampleLeft, columns.size));
+  sample = SampleRecords(columns, 0, sampled, sample);
   sampleLeft -= sampled;
-  summarizer.Add(columns, from, to);
-  CountElements(columns, from, to);
-  for (size_t i = from; i < to; ++i) {
-    offset += RecordSize(columns.tag[i].type);
-  }
-  record += to - from;
 }
 
-void IndexBuilder::CountElements(const Columns& columns, size_t from, size_t to) {
-  uint64_t last = record == 0 ? columns.cycle[from] : lastCycle;
-  for (size_t i = from; i < to; ++i) {
-    const uint64_t cycle = columns.cycle[i];
-    const bool change = cycle != last;
-    const uint64_t changesBefore = changes;
-    changes += change;
-    last = cycle;
-    const Columns::Tag tag = columns.tag[i];
-    const Place at = columns.at[i];
-    if (tag.type == SWITCH_RECORD) {
-      CountSwitch(at, record + (i - from) < FIRST_IN_KEYFRAMES
-                          ? 0
-                          : MakeTouch(changesBefore, change, tag.thread));
-      continue;
-    }
-    const Place to2 = columns.to[i];
-    if (std::max(at.column, to2.column) >= columnCount || std::max(at.row, to2.row) >= rowCount) {
-      GrowTo({std::max(at.column, to2.column), std::max(at.row, to2.row)});
-    }
-    if (!complete) {
-      continue;
-    }
-    const size_t cell = static_cast<size_t>(at.row) * columnCount + at.column;
-    if (tag.type == SEND_RECORD) {
-      ++counts[SENDS][cell];
-      ++counts[RECEIVES][static_cast<size_t>(to2.row) * columnCount + to2.column];
-      continue;
-    }
-    ++counts[FIRES][cell];
-    if (record + (i - from) >= FIRST_IN_KEYFRAMES) {
-      elementTouches[cell] = MakeTouch(changesBefore, change, tag.thread);
-    }
-  }
-  lastCycle = last;
-}
-
-void IndexBuilder::CountSwitch(Place at, Touch touch) {
-  const uint32_t slot = summarizer.SwitchSlot(at);
-  if (slot == PlaceTable::NONE) {
-    complete = false;
+// Lets the cells cover all locations so far, if they can.
+void IndexBuilder::MakeRoom() {
+  const Summary& s = summarizer.Get();
+  const uint64_t columns =
+      std::max<uint64_t>(columnCount, PowerFor(std::max(s.fired.columns, s.sent.columns)));
+  const uint64_t rows = std::max<uint64_t>(rowCount, PowerFor(std::max(s.fired.rows, s.sent.rows)));
+  if (columns == columnCount && rows == rowCount) {
     return;
   }
-  if (slot >= switchTouches.size()) {
-    switchTouches.resize(slot + 1);
-    counts[TRANSMISSIONS].resize(slot + 1);
-  }
-  ++counts[TRANSMISSIONS][slot];
-  if (touch != 0) {
-    switchTouches[slot] = touch;
-  }
-}
-
-void IndexBuilder::GrowTo(Place place) {
-  const uint64_t columns =
-      std::max<uint64_t>(columnCount, std::bit_ceil(uint64_t{place.column} + 1));
-  const uint64_t rows = std::max<uint64_t>(rowCount, std::bit_ceil(uint64_t{place.row} + 1));
   if (columns > Index::MAX_ELEMENTS || columns * rows > Index::MAX_ELEMENTS) {
     complete = false;
     return;
@@ -182,6 +134,63 @@ void IndexBuilder::GrowTo(Place place) {
   }
   columnCount = newColumns;
   rowCount = newRows;
+}
+
+void IndexBuilder::MakeTouches(const Columns& columns) {
+  uint64_t last = record == 0 ? columns.cycle[0] : lastCycle;
+  for (size_t i = 0; i < columns.size; ++i) {
+    const uint64_t cycle = columns.cycle[i];
+    const bool change = cycle != last;
+    batchTouches[i] = MakeTouch(changes, change, columns.tag[i].thread);
+    changes += change;
+    last = cycle;
+  }
+  lastCycle = last;
+  for (uint64_t early = record; early < FIRST_IN_KEYFRAMES && early - record < columns.size;
+       ++early) {
+    batchTouches[early - record] = 0;
+  }
+}
+
+// Types follow each other at random as far as a processor can tell, so every record does the same:
+// what does not concern it goes nowhere.
+void IndexBuilder::CountElements(const Columns& columns) {
+  uint32_t* const at[3] = {uncounted.data(), counts[FIRES].data(), counts[SENDS].data()};
+  uint32_t* const to[3] = {uncounted.data(), uncounted.data(), counts[RECEIVES].data()};
+  Touch* const touched[3] = {untouched.data(), elementTouches.data(), untouched.data()};
+  for (size_t i = 0; i < columns.size; ++i) {
+    const uint32_t kind = columns.tag[i].type - SWITCH_RECORD;
+    const size_t nowhere = i % NOWHERE;
+    const size_t sender =
+        static_cast<size_t>(columns.at[i].row) * columnCount + columns.at[i].column;
+    const size_t receiver =
+        static_cast<size_t>(columns.to[i].row) * columnCount + columns.to[i].column;
+    ++at[kind][kind != 0 ? sender : nowhere];
+    ++to[kind][kind == 2 ? receiver : nowhere];
+    Touch& touch = touched[kind][kind == 1 ? sender : nowhere];
+    touch = batchTouches[i] != 0 ? batchTouches[i] : touch;
+  }
+}
+
+void IndexBuilder::CountSwitches(const Columns& columns) {
+  if (columns.switches == 0) {
+    return;
+  }
+  const size_t known = summarizer.SwitchCount();
+  switchTouches.resize(known);
+  counts[TRANSMISSIONS].resize(known);
+  for (size_t i = 0; i < columns.size; ++i) {
+    if (columns.tag[i].type != SWITCH_RECORD) {
+      continue;
+    }
+    const uint32_t slot = summarizer.SwitchSlot(columns.at[i]);
+    if (slot == PlaceTable::NONE) {
+      complete = false;
+      return;
+    }
+    ++counts[TRANSMISSIONS][slot];
+    switchTouches[slot] = batchTouches[i] != 0 ? batchTouches[i] : switchTouches[slot];
+  }
 }
 
 std::vector<uint8_t> IndexBuilder::KeyframeCodes() const {

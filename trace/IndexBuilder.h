@@ -55,11 +55,12 @@ class IndexBuilder {
 
   bool ResumeTouches(const Index& index, Fault& fault);
   bool ResumeNodes(const Index& index, Fault& fault);
-  void AddRange(const Columns& columns, size_t from, size_t to);
-  void AddEntry(const Columns& columns, size_t i);
-  void CountElements(const Columns& columns, size_t from, size_t to);
-  void CountSwitch(Place at, Touch touch);
-  void GrowTo(Place place);
+  void AddEntry(const Columns& columns);
+  void Sample(const Columns& columns);
+  void MakeRoom();
+  void CountElements(const Columns& columns);
+  void CountSwitches(const Columns& columns);
+  void MakeTouches(const Columns& columns);
   void EndSegment();
   std::vector<uint8_t> KeyframeCodes() const;
   Node TakeSegment();
@@ -82,6 +83,14 @@ class IndexBuilder {
   uint64_t segmentEnd = 0;
   uint32_t sample = 0;
   uint64_t sampleLeft = 0;
+
+  // Of the batch: what its events leave on their pieces.
+  std::array<Touch, Columns::CAPACITY> batchTouches;
+
+  // Where records of other types are counted, so that no branch tells the types apart.
+  static constexpr size_t NOWHERE = 64;
+  std::array<uint32_t, NOWHERE> uncounted = {};
+  std::array<Touch, NOWHERE> untouched = {};
 
   uint32_t columnCount = 0;  // powers of two
   uint32_t rowCount = 0;

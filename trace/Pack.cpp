@@ -53,17 +53,27 @@ void AddBits(const uint8_t* bytes, int sign, std::span<uint64_t> sums) {
   }
 }
 
-void PutBits(std::span<const uint64_t> counts, unsigned width, uint8_t* out) {
-  for (size_t i = 0; i < counts.size(); ++i) {
-    const size_t bit = i * width;
-    out[bit / 8] = static_cast<uint8_t>(out[bit / 8] | counts[i] << bit % 8);
+template <unsigned WIDTH>
+void PutBits(std::span<const uint64_t> counts, uint8_t* out) {
+  constexpr size_t PER_BYTE = 8 / WIDTH;
+  const size_t whole = counts.size() / PER_BYTE;
+  for (size_t byte = 0; byte < whole; ++byte) {
+    uint64_t bits = 0;
+    for (size_t i = 0; i < PER_BYTE; ++i) {
+      bits |= counts[byte * PER_BYTE + i] << i * WIDTH;
+    }
+    out[byte] = static_cast<uint8_t>(bits);
+  }
+  for (size_t i = whole * PER_BYTE; i < counts.size(); ++i) {
+    out[whole] = static_cast<uint8_t>(out[whole] | counts[i] << i % PER_BYTE * WIDTH);
   }
 }
 
-void PutBytes(std::span<const uint64_t> counts, unsigned width, uint8_t* out) {
-  for (const uint64_t count : counts) {
-    memcpy(out, &count, width / 8);  // the low bytes: the index is for little-endian hosts
-    out += width / 8;
+template <class Word>
+void PutWords(std::span<const uint64_t> counts, uint8_t* out) {
+  for (size_t i = 0; i < counts.size(); ++i) {
+    const Word word = static_cast<Word>(counts[i]);
+    memcpy(out + i * sizeof(Word), &word, sizeof(Word));
   }
 }
 
@@ -95,10 +105,31 @@ std::vector<uint8_t> Narrow(std::span<const uint64_t> counts) {
   const unsigned width = WidthFor(all);
   std::vector<uint8_t> out(1 + BytesFor(counts.size(), width));
   out[0] = static_cast<uint8_t>(width);
-  if (width >= 8) {
-    PutBytes(counts, width, out.data() + 1);
-  } else if (width > 0) {
-    PutBits(counts, width, out.data() + 1);
+  uint8_t* bytes = out.data() + 1;
+  switch (width) {
+    case 1:
+      PutBits<1>(counts, bytes);
+      break;
+    case 2:
+      PutBits<2>(counts, bytes);
+      break;
+    case 4:
+      PutBits<4>(counts, bytes);
+      break;
+    case 8:
+      PutWords<uint8_t>(counts, bytes);
+      break;
+    case 16:
+      PutWords<uint16_t>(counts, bytes);
+      break;
+    case 32:
+      PutWords<uint32_t>(counts, bytes);
+      break;
+    case 64:
+      PutWords<uint64_t>(counts, bytes);
+      break;
+    default:
+      break;
   }
   return out;
 }

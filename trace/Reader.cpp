@@ -32,6 +32,17 @@ Fault OutsideArray(Place place, const char* what) {
   return fault;
 }
 
+// Cuts a batch. Its maxima may stay too large; they are bounds.
+void Truncate(Columns& columns, size_t size) {
+  columns.size = size;
+  columns.switches = 0;
+  columns.sends = 0;
+  for (size_t i = 0; i < size; ++i) {
+    columns.switches += columns.tag[i].type == SWITCH_RECORD;
+    columns.sends += columns.tag[i].type == SEND_RECORD;
+  }
+}
+
 }  // namespace
 
 Reader::Reader(std::unique_ptr<ByteSource> source, const std::string& name, ReadOptions options)
@@ -43,7 +54,7 @@ Reader::Reader(std::unique_ptr<ByteSource> source, const std::string& name, Read
       end(block.data()) {}
 
 bool Reader::Next(Columns& columns) {
-  columns.size = 0;
+  columns.Clear();
   columns.firstRecord = record;
   columns.firstOffset = offset;
   if (fault) {
@@ -52,18 +63,17 @@ bool Reader::Next(Columns& columns) {
   DecodeState state;
   state.lastCycle = lastCycle;
   const uint8_t* next = DecodeBest(begin, end, columns, state);
-  // A record that the block cuts, or nothing at all: a malformed one shows itself again.
-  while (next == begin && Refill()) {
+  // Nothing, a record that the block cuts, or a malformed one, which shows itself again.
+  while (columns.size == 0 && Refill()) {
     next = DecodeBest(begin, end, columns, state);
   }
+  next = columns.size == 0 ? begin : next;
   const uint64_t cycleBefore = lastCycle;
   begin = next;
   lastCycle = state.lastCycle;
-  Check(columns, cycleBefore, state);
+  Check(columns, cycleBefore, state.fell);
   record += columns.size;
-  for (size_t i = 0; i < columns.size; ++i) {
-    offset += RecordSize(columns.tag[i].type);
-  }
+  offset += columns.Bytes();
   if (columns.size == 0 && !fault) {
     fault = begin == end ? behind : MalformedRecord(begin, end);
     if (fault && behind && fault.kind == Fault::CUT_RECORD) {
@@ -90,8 +100,8 @@ bool Reader::Refill() {
   return got > 0;
 }
 
-void Reader::Check(Columns& columns, uint64_t cycleBefore, const DecodeState& state) {
-  if (!IsSuspicious(options, state)) {
+void Reader::Check(Columns& columns, uint64_t cycleBefore, bool fell) {
+  if (!IsSuspicious(options, columns, fell)) {
     return;
   }
   FindInBatch(columns, cycleBefore, options.ordered, options.array,
@@ -112,16 +122,17 @@ bool Reader::Keep(Columns& columns, size_t i, const Fault& finding) {
     return true;
   }
   fault = placed;
-  columns.size = i;
+  Truncate(columns, i);
   return false;
 }
 
-bool IsSuspicious(const ReadOptions& options, const DecodeState& state) {
-  if (options.ordered && state.fell) {
+bool IsSuspicious(const ReadOptions& options, const Columns& columns, bool fell) {
+  if (options.ordered && fell) {
     return true;
   }
   return options.array.has_value() &&
-         (state.switches || !options.array->HasElement({state.maxColumn, state.maxRow}));
+         (columns.switches > 0 || !options.array->HasElement(columns.maxFired) ||
+          !options.array->HasElement(columns.maxSent));
 }
 
 void FindInBatch(const Columns& columns, uint64_t cycleBefore, bool ordered,

@@ -53,7 +53,7 @@ class Reader {
 
  private:
   bool Refill();
-  void Check(Columns& columns, uint64_t cycleBefore, const DecodeState& state);
+  void Check(Columns& columns, uint64_t cycleBefore, bool fell);
   bool Keep(Columns& columns, size_t i, const Fault& finding);
 
   std::unique_ptr<ByteSource> source;
@@ -82,8 +82,9 @@ void FindInBatch(const Columns& columns, uint64_t cycleBefore, bool ordered,
                  const std::optional<ArrayShape>& array,
                  const std::function<bool(size_t, const Fault&)>& found);
 
-// Whether the checks that `options` asks for may have something to find in what `state` saw.
-bool IsSuspicious(const ReadOptions& options, const DecodeState& state);
+// Whether the checks that `options` asks for may have something to find in the batch, in which
+// cycles fell or did not.
+bool IsSuspicious(const ReadOptions& options, const Columns& columns, bool fell);
 
 }  // namespace marrowfin
 

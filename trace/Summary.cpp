@@ -44,44 +44,63 @@ Summarizer::Summarizer(const Summary& start) : summary(start) {
   }
 }
 
-void Summarizer::Add(const Columns& columns, size_t from, size_t to) {
-  if (from == to) {
+void Summarizer::Add(const Columns& columns) {
+  if (columns.size == 0) {
     return;
   }
-  Summary& s = summary;
-  if (s.records == 0) {
-    s.firstCycle = columns.cycle[from];
-    s.lastCycle = s.firstCycle;
-  }
-  uint64_t last = s.lastCycle;
-  uint64_t counts[3] = {};
-  for (size_t i = from; i < to; ++i) {
-    const uint64_t cycle = columns.cycle[i];
-    s.changes += cycle != last;
-    if (cycle < last) {
-      s.firstFall = s.falls == 0 ? s.records + (i - from) : s.firstFall;
-      ++s.falls;
-    }
-    last = cycle;
-    s.maxCycle = std::max(s.maxCycle, cycle);
-    const uint32_t type = columns.tag[i].type;
-    ++counts[type - SWITCH_RECORD];
+  AddCycles(columns);
+  for (size_t i = 0; i < columns.size; ++i) {
     CountThread(columns.tag[i].thread);
-    if (type == FIRE_RECORD) {
-      s.fired.Include(columns.at[i]);
-    } else if (type == SEND_RECORD) {
-      s.sent.Include(columns.at[i]);
-      s.sent.Include(columns.to[i]);
-    } else {
-      AddSwitch(columns.at[i]);
-    }
   }
-  s.lastCycle = last;
-  s.records += to - from;
-  s.switches += counts[0];
-  s.fires += counts[1];
-  s.sends += counts[2];
-  s.bytes = s.records * SMALL_RECORD + s.sends * PLACE_SIZE;
+  if (columns.Fires() > 0) {
+    summary.fired.Include(columns.maxFired);
+  }
+  if (columns.sends > 0) {
+    summary.sent.Include(columns.maxSent);
+  }
+  if (columns.switches > 0) {
+    AddSwitches(columns);
+  }
+  summary.records += columns.size;
+  summary.switches += columns.switches;
+  summary.fires += columns.Fires();
+  summary.sends += columns.sends;
+  summary.bytes += columns.Bytes();
+}
+
+void Summarizer::AddCycles(const Columns& columns) {
+  if (summary.records == 0) {
+    summary.firstCycle = columns.cycle[0];
+    summary.lastCycle = columns.cycle[0];
+  }
+  uint64_t last = summary.lastCycle;
+  uint64_t changes = 0;
+  uint64_t most = summary.maxCycle;
+  bool fell = false;
+  for (size_t i = 0; i < columns.size; ++i) {
+    const uint64_t cycle = columns.cycle[i];
+    changes += cycle != last;
+    fell |= cycle < last;
+    most = std::max(most, cycle);
+    last = cycle;
+  }
+  if (fell) {
+    AddFalls(columns);
+  }
+  summary.changes += changes;
+  summary.maxCycle = most;
+  summary.lastCycle = last;
+}
+
+void Summarizer::AddFalls(const Columns& columns) {
+  uint64_t last = summary.lastCycle;
+  for (size_t i = 0; i < columns.size; ++i) {
+    if (columns.cycle[i] < last) {
+      summary.firstFall = summary.falls == 0 ? summary.records + i : summary.firstFall;
+      ++summary.falls;
+    }
+    last = columns.cycle[i];
+  }
 }
 
 void Summarizer::CountThread(uint32_t thread) {
@@ -99,11 +118,16 @@ void Summarizer::CountThread(uint32_t thread) {
   }
 }
 
-void Summarizer::AddSwitch(Place place) {
-  if (switchPlaces.Places().size() < Summary::MAX_SWITCHES) {
-    switchPlaces.Add(place);
-  } else if (switchPlaces.Find(place) == PlaceTable::NONE) {
-    summary.switchesComplete = false;
+void Summarizer::AddSwitches(const Columns& columns) {
+  for (size_t i = 0; i < columns.size; ++i) {
+    if (columns.tag[i].type != SWITCH_RECORD) {
+      continue;
+    }
+    if (switchPlaces.Places().size() < Summary::MAX_SWITCHES) {
+      switchPlaces.Add(columns.at[i]);
+    } else if (switchPlaces.Find(columns.at[i]) == PlaceTable::NONE) {
+      summary.switchesComplete = false;
+    }
   }
 }
 

@@ -66,19 +66,22 @@ class Summarizer {
   // Goes on from a summary that is complete.
   explicit Summarizer(const Summary& summary);
 
-  // Takes the records `from` up to `to` of a batch.
-  void Add(const Columns& columns, size_t from, size_t to);
+  void Add(const Columns& columns);
   const Summary& Get() const { return summary; }
 
   // The number of the place among Summary::switchPlaces, or PlaceTable::NONE where it is not kept.
   uint32_t SwitchSlot(Place place) const { return switchPlaces.Find(place); }
 
+  size_t SwitchCount() const { return switchPlaces.Places().size(); }
+
   // Puts what was gathered so far in order; Get is complete after it.
   void Finish();
 
  private:
+  void AddCycles(const Columns& columns);
+  void AddFalls(const Columns& columns);
   void CountThread(uint32_t thread);
-  void AddSwitch(Place place);
+  void AddSwitches(const Columns& columns);
 
   static constexpr size_t SMALL_THREADS = 64;
   Summary summary;

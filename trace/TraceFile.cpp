@@ -104,7 +104,7 @@ Fault TraceFile::Changed(uint64_t offset) const {
 
 uint64_t TraceFile::Decode(uint64_t offset, uint64_t limit, Columns& columns, DecodeState& state,
                            Fault& fault) const {
-  columns.size = 0;
+  columns.Clear();
   columns.firstOffset = offset;
   limit = std::min(limit, size);
   if (offset >= limit) {
@@ -117,7 +117,7 @@ uint64_t TraceFile::Decode(uint64_t offset, uint64_t limit, Columns& columns, De
     malformed = columns.size == 0;
   });
   if (!whole) {
-    columns.size = 0;
+    columns.Clear();
     fault = Changed(offset);
     return offset;
   }
