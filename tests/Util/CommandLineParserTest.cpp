@@ -41,7 +41,6 @@ std::vector<std::string> NamesOf(const std::vector<Option>& options) {
 }
 
 // ---- Data
-// ----------------------------------------------------------------------------------------
 
 TEST(ParserDataTest, ModesAreStrictNotStrictAndInvalid) {
   EXPECT_EQ(0, Parser::MODE_STRICT);
@@ -101,7 +100,6 @@ TEST(ParserDataTest, SubParsersAreNotOwned) {
 }
 
 // ---- Registration
-// --------------------------------------------------------------------------------
 
 // Registers a variable without a default and with one.
 template <class T>
@@ -199,7 +197,6 @@ TEST(ParserRegistrationTest, ListGivenOnTheCommandLineGrowsBehindItsDefault) {
 }
 
 // ---- Names
-// ---------------------------------------------------------------------------------------
 
 TEST(ParserNameTest, PrefixStandsBetweenADashAndTheBareName) {
   Parser parser;
@@ -255,7 +252,6 @@ TEST(ParserNameTest, NameWithoutADashGetsNoneWhereThereIsNoPrefix) {
 }
 
 // ---- A tree of parsers
-// ---------------------------------------------------------------------------
 
 // top with the options -a and -b; below it cpu0 and cpu1, each with -verbose; below cpu0 cache with
 // -size.
@@ -377,7 +373,6 @@ TEST_F(ParserTreeTest, ParsingOnASubParserKnowsOnlyItsOwnTree) {
 }
 
 // ---- Strictness
-// ----------------------------------------------------------------------------------
 
 TEST_F(ParserTreeTest, UnknownFirstWordIsReportedNearTheBeginning) {
   EXPECT_FALSE(ParseStrict({"-zz", "1"}));
@@ -431,7 +426,6 @@ TEST_F(ParserTreeTest, OptionInTheLastPlaceReadsAnEmptyValue) {
 }
 
 // ---- Stop word
-// -----------------------------------------------------------------------------------
 
 TEST_F(ParserTreeTest, ParsingStopsAtTheStopWord) {
   EXPECT_TRUE(ParseStrict({"-a", "1", "--", "-a", "2", "-zz"}));
@@ -503,7 +497,6 @@ TEST_F(ParserTreeTest, WordsLeftAreCopies) {
 }
 
 // ---- Patterns
-// ------------------------------------------------------------------------------------
 
 bool MatchesName(const std::string& pattern, const std::string& fullName) {
   Option option(Parser::INT32, "-registered", "", nullptr);
@@ -573,7 +566,6 @@ TEST_F(ParserTreeTest, FaultyWordOnTheCommandLineEndsTheProgram) {
 }
 
 // ---- Applying
-// ------------------------------------------------------------------------------------
 
 TEST_F(ParserTreeTest, ApplyingAWordSetsAllMatchesFromTheNextWord) {
   std::vector<Option> all = AllOptions();
@@ -602,7 +594,6 @@ TEST_F(ParserTreeTest, MatchOfTheFirstOptionIsNotForgottenAtTheLast) {
 }
 
 // ---- Checking
-// ------------------------------------------------------------------------------------
 
 bool Checks(Parser& parser, const std::vector<std::string>& words) {
   CommandLine line = Words(words);
@@ -639,7 +630,6 @@ TEST_F(ParserTreeTest, CheckKnowsTheLoadFileWordAndReadsNoFile) {
 }
 
 // ---- Usage and settings
-// --------------------------------------------------------------------------
 
 const char* const usage =
     "-a:  the a\n"

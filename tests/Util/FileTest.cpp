@@ -96,7 +96,6 @@ class FileTest : public ::testing::Test {
 };
 
 // ---- Data
-// ----------------------------------------------------------------------------------------
 
 TEST(FileDataTest, StatusesAreErrorThenEndOfFileThenSuccess) {
   EXPECT_EQ(0, File::ERROR);
@@ -204,7 +203,6 @@ TEST(FileDataTest, VirtualOperationsKeepTheirSlots) {
 }
 
 // ---- Construction, copying, destruction
-// ----------------------------------------------------------
 
 TEST(FileConstructionTest, NewFileHasNoDescriptorAndNoStream) {
   for (const bool crashOnError : {false, true}) {
@@ -317,7 +315,6 @@ TEST_F(FileTest, FilesAreEqualWhereTheyUseTheSameDescriptor) {
 }
 
 // ---- Open and SetFile
-// ----------------------------------------------------------------------------
 
 TEST_F(FileTest, OpenAttachesAStreamForReadingAndWriting) {
   SystemCalls calls;
@@ -462,7 +459,6 @@ TEST_F(FileTest, SetFileOnADescriptorForgetsAnEarlierError) {
 }
 
 // ---- Failure rule
-// --------------------------------------------------------------------------------
 
 struct FailureCase {
   std::string name;
@@ -600,7 +596,6 @@ TEST_F(FileTest, EveryOperationThatMeetsNoFailureLeavesNoError) {
 }
 
 // ---- Write
-// ---------------------------------------------------------------------------------------
 
 TEST_F(FileTest, WriteNIsOneSystemCallOfAllItsItems) {
   Hold("");
@@ -712,7 +707,6 @@ TEST(FileForwardingTest, WriteOfACharacterIsWriteNOfOneByte) {
 }
 
 // ---- Read
-// ----------------------------------------------------------------------------------------
 
 TEST(FileForwardingTest, ReadOfBytesIsReadNOfItemsOfOneByte) {
   ForwardedFile file;
@@ -833,7 +827,6 @@ TEST_F(FileTest, LineReadIsOneSystemCallAByte) {
 }
 
 // ---- Print
-// ---------------------------------------------------------------------------------------
 
 [[gnu::format(printf, 2, 3)]] int PrintByList(File& file, const char* format, ...) {
   va_list args;
@@ -892,7 +885,6 @@ TEST_F(FileTest, PrintIsBufferedByTheStreamAndWriteIsNot) {
 }
 
 // ---- Seek, Tell, Rewind
-// --------------------------------------------------------------------------
 
 TEST_F(FileTest, SeekMovesByTheLowBitsOfTheOffsetAsAnUnsignedNumber) {
   Hold("0123456789");
@@ -989,7 +981,6 @@ TEST_F(FileTest, RewindMovesToTheStart) {
 }
 
 // ---- Close
-// ---------------------------------------------------------------------------------------
 
 TEST_F(FileTest, CloseTwiceOnAnOpenedFileSucceedsBothTimesAndClosesTheStreamOnce) {
   Hold("");
@@ -1059,7 +1050,6 @@ TEST_F(FileTest, CloseThatFailsOnACrashOnErrorFileAborts) {
 }
 
 // ---- Temporary files
-// -----------------------------------------------------------------------------
 
 TEST_F(FileTest, TemporaryFileIsNamedByPrefixProcessSecondsAndCount) {
   SystemCalls calls;
@@ -1161,7 +1151,6 @@ TEST_F(FileTest, DestroyTmpFileOfAnotherFileAborts) {
 }
 
 // ---- WriteFileContents
-// ---------------------------------------------------------------------------
 
 class FileContentsTest : public FileTest {
  protected:

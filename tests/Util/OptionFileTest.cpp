@@ -63,7 +63,6 @@ class OptionFileTest : public ::testing::Test {
 };
 
 // ---- Lines
-// ---------------------------------------------------------------------------------------
 
 TEST_F(OptionFileTest, EveryLineIsAnOptionWordAndAValueWord) {
   EXPECT_TRUE(Apply("-x 3\n-y text\n"));
@@ -171,7 +170,6 @@ TEST_F(OptionFileTest, BlankLineEndsTheProgram) {
 }
 
 // ---- Strictness
-// ----------------------------------------------------------------------------------
 
 TEST_F(OptionFileTest, FirstUnmatchedLineEndsTheReadingWhereStrict) {
   EXPECT_FALSE(Apply("-x 1\n-zz 2\n-x 3\n"));
@@ -191,7 +189,6 @@ TEST_F(OptionFileTest, FaultyPatternEndsTheProgram) {
 }
 
 // ---- Opening
-// -------------------------------------------------------------------------------------
 
 TEST_F(OptionFileTest, FileIsProbedAndThenOpenedForReadingAndWriting) {
   WriteFile("settings", "");
@@ -272,7 +269,6 @@ TEST_F(OptionFileTest, FileIsLeftAsItWas) {
 }
 
 // ---- The load-file word
-// --------------------------------------------------------------------------
 
 TEST_F(OptionFileTest, LoadFileWordIsItselfTheNameOfTheFileAndItsValueIsSkipped) {
   WriteFile("-cmdLineFile", "-x 3\n");

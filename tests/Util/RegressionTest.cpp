@@ -82,7 +82,6 @@ class RegressionTest : public ::testing::Test {
 };
 
 // ---- Data
-// ----------------------------------------------------------------------------------------
 
 TEST(RegressionDataTest, StatesAreFailureThenSuccessThenUnknown) {
   EXPECT_EQ(0, Regression::FAILURE);
@@ -112,7 +111,6 @@ TEST(RegressionDataTest, CallOfACallbackIsItsOnlyVirtualOperation) {
 }
 
 // ---- Verdict
-// -------------------------------------------------------------------------------------
 
 TEST_F(RegressionTest, InitializeTakesTheThreeSignalsOverInOrderWithEmptyMaskAndNoFlags) {
   EXPECT_EXIT(
@@ -242,7 +240,6 @@ TEST_F(RegressionTest, StateThatIsNoneOfTheThreePrintsNothing) {
 }
 
 // ---- Callbacks
-// -----------------------------------------------------------------------------------
 
 TEST_F(RegressionTest, CallbacksAreKeptInOrderOfRegistrationWithDuplicates) {
   Regression::AddCrashCallback(&second);
@@ -295,7 +292,6 @@ TEST_F(RegressionTest, CancelErasesNothingPastTheEnd) {
 }
 
 // ---- Fatal signals
-// -------------------------------------------------------------------------------
 
 // The texts of these tests are in the order of time: standard output is joined with standard error,
 // and written when the process exits.

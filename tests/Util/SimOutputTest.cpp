@@ -176,7 +176,6 @@ TEST_F(SimOutputTest, MacrosGiveThePlaceAndCompleteTheLine) {
 }
 
 // ---- Crash
-// ---------------------------------------------------------------------------------------
 
 TEST(SimOutputCrashTest, CrashHasItsPrefixAlwaysCompletesTheLineAndAborts) {
   for (const bool newline : {false, true}) {
