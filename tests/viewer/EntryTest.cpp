@@ -17,6 +17,7 @@
 namespace marrowfin::testing {
 namespace {
 
+using ::testing::ContainsRegex;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -140,6 +141,12 @@ TEST(EntryTest, ItsFunctionsAndVariablesAreProgramWideButTheSpin) {
                             Symbol('T', "nextCycle()"), Symbol('T', "doAnimation()"),
                             Symbol('T', "myDisplay()"), Symbol('T', "myReshape(int, int)"),
                             Symbol('T', "myMouse(int, int, int, int)")}));
+}
+
+TEST(EntryTest, GlutAndOpenGlAreSharedLibraries) {
+  const CommandResult readelf = RunCommand({"readelf", "-d", MARROWFIN_PROGRAM});
+  EXPECT_THAT(readelf.out, HasSubstr("Shared library: [libglut.so"));
+  EXPECT_THAT(readelf.out, ContainsRegex("Shared library: \\[lib(Open)?GL\\.so"));
 }
 
 TEST(EntryTest, NothingDefinesWhereASwitchBegins) {

@@ -98,7 +98,7 @@ void PlayLine(std::istringstream& line) {
 }
 
 // A program that never comes to its end is a failure, not a test that hangs.
-[[gnu::constructor]] void LimitTime() { alarm(120); }
+[[gnu::constructor]] void LimitTime() { alarm(100); }
 
 }  // namespace
 
