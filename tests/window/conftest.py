@@ -34,7 +34,7 @@ class Starter:
 
 @pytest.fixture
 def start(display, tmp_path_factory):
-    """start(*ARGUMENTS, layout=, first=) starts a viewer, which ends with the test at the latest."""
+    """start(*ARGUMENTS, layout=, first=) starts a viewer, which ends with the test or before."""
     starter = Starter(display, tmp_path_factory)
     yield starter
     starter.close()

@@ -10,7 +10,8 @@ FOUR = Layout(2, 2, 4)
 
 def pixel(layout, shot, column, row):
     """The colour in the middle of a processing element."""
-    return tuple(int(n) for n in shot[layout.size - 1 - (layout.pe(row) + 3), layout.pe(column) + 3])
+    x, y = layout.pe(column) + 3, layout.pe(row) + 3
+    return tuple(int(n) for n in shot[layout.size - 1 - y, x])
 
 
 def switch_pixel(layout, shot, column, row):

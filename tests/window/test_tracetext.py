@@ -34,7 +34,9 @@ def test_a_send_is_36_bytes_with_the_sender_before_the_receiver():
 
 
 def test_a_raw_record_says_what_it_is_told_whatever_its_payload():
-    assert to_bytes("raw 9 1 2 12 cafe") == words("00000009 0000000000000001 00000002 0000000c cafe")
+    assert to_bytes("raw 9 1 2 12 cafe") == words(
+        "00000009 0000000000000001 00000002 0000000c cafe"
+    )
     assert to_bytes("raw 0 0 0 0") == bytes(20)
 
 

@@ -1,4 +1,4 @@
-"""The window itself: what it is called, where it stands, and what it shows before the first step."""
+"""The window: what it is called, where it stands, and what it shows before the first step."""
 
 import pytest
 
