@@ -1,0 +1,381 @@
+// The program as its users meet it: words, options, errors, files and exit statuses.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "tests/sim/Laws.h"
+#include "tests/sim/Rig.h"
+#include "tests/support/Files.h"
+
+namespace marrowfin::testing {
+
+using ::testing::AllOf;
+using ::testing::ContainsRegex;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+constexpr int FAILED = 1;
+constexpr int NOT_BEGUN = 2;
+
+class CommandTest : public ::testing::Test {
+ protected:
+  // A run that takes no time.
+  std::vector<std::string> SmallRun() const {
+    return {"-program", "reduce", "-size", "8", "-threads", "2"};
+  }
+
+  CommandResult RunSmall(const std::vector<std::string>& more) const {
+    std::vector<std::string> words = SmallRun();
+    words.insert(words.end(), more.begin(), more.end());
+    return RunSimulator(words);
+  }
+
+  // Runs with words that are wrong: nothing may happen but the complaint.
+  void ExpectComplaint(const std::vector<std::string>& words, const std::string& text) const {
+    std::vector<std::string> all = words;
+    all.insert(all.end(), {"-outFilename", Trace()});
+    const CommandResult result = RunSimulator(all);
+    EXPECT_EQ(NOT_BEGUN, result.exitStatus);
+    EXPECT_THAT(result.err, AllOf(StartsWith("marrowfin-sim: "), HasSubstr(text)));
+    EXPECT_EQ("", result.out);
+    EXPECT_FALSE(std::filesystem::exists(Trace()));
+  }
+
+  std::string Trace() const { return directory.File("run.trace"); }
+
+  TempDir directory;
+};
+
+TEST_F(CommandTest, APassedRunReportsStatisticsThenTheVerdictAndSucceeds) {
+  const CommandResult result = RunSmall({});
+  EXPECT_EQ(0, result.exitStatus);
+  EXPECT_EQ("", result.err);
+  EXPECT_THAT(result.out, StartsWith("Settings:\n-program \"reduce\"\n"));
+  EXPECT_THAT(result.out, EndsWith("STATISTICS DONE\nRegression PASSED\n"));
+}
+
+TEST_F(CommandTest, StatisticsAgreeWithTheTrace) {
+  const CommandResult result = RunSmall({"-outFilename", Trace(), "-placement", "random"});
+  ASSERT_EQ(0, result.exitStatus);
+  EXPECT_THAT(result.out, StartsWith("Opened tracefile  " + Trace() + "\n"));
+  const std::vector<size_t> counts = RecordCounts(ReadFile(Trace()));
+  EXPECT_EQ(std::to_string(counts[3]), StatisticIn(result.out, "array/fires"));
+  EXPECT_EQ(std::to_string(counts[4]), StatisticIn(result.out, "array/messages"));
+  size_t transmissions = 0;
+  for (const char* name : {"c0_0", "c1_0", "c2_0", "c3_0", "c0_1", "c1_1", "c2_1", "c3_1", "c0_2",
+                           "c1_2", "c2_2", "c3_2", "c0_3", "c1_3", "c2_3", "c3_3"}) {
+    const std::string statistic = "array/" + std::string(name) + "/switch/transmissions";
+    transmissions += std::stoul(StatisticIn(result.out, statistic));
+  }
+  EXPECT_EQ(counts[2], transmissions);
+}
+
+TEST_F(CommandTest, EveryClusterReportsItsUtilisationAndStalls) {
+  const CommandResult result =
+      RunSmall({"-array/clusters", "1", "-array/domains", "1", "-array/pes", "2"});
+  EXPECT_EQ(StatisticIn(result.out, "array/fires"), StatisticIn(result.out, "array/c0_0/fires"));
+  EXPECT_EQ(StatisticIn(result.out, "array/utilisation"),
+            StatisticIn(result.out, "array/c0_0/utilisation"));
+  EXPECT_EQ(StatisticIn(result.out, "array/stallOperand"),
+            StatisticIn(result.out, "array/c0_0/stallOperand"));
+  EXPECT_THAT(StatisticIn(result.out, "array/messageLatency"), ContainsRegex("[0-9]+\\["));
+}
+
+TEST_F(CommandTest, CyclesOfAProcessingElementAreFiresStallsOrIdleAndNeverMore) {
+  const CommandResult result =
+      RunSmall({"-array/clusters", "1", "-array/domains", "1", "-array/pes", "2",
+                "-array/peStatistics", "true", "-array/outputQueue", "1"});
+  const unsigned long cycles = std::stoul(StatisticIn(result.out, "array/cycles"));
+  for (const char* pe : {"pe0_0", "pe1_0", "pe0_1", "pe1_1"}) {
+    unsigned long sum = 0;
+    for (const char* name : {"fires", "stallOperand", "stallOutput", "stallWindow"}) {
+      sum += std::stoul(StatisticIn(result.out, "array/c0_0/d0_0/" + std::string(pe) + "/" + name));
+    }
+    EXPECT_LE(sum, cycles) << pe;
+    EXPECT_GT(sum, 0U) << pe;
+  }
+}
+
+TEST_F(CommandTest, ProcessingElementsReportOnlyWhenAsked) {
+  EXPECT_THAT(RunSmall({}).out, Not(HasSubstr("/pe0_0/")));
+  EXPECT_THAT(RunSmall({"-array/peStatistics", "true"}).out,
+              HasSubstr("array/c3_3/d1_1/pe3_3/fires = "));
+}
+
+TEST_F(CommandTest, TheReportGoesToTheFileThatIsNamed) {
+  const std::string report = directory.File("report");
+  const CommandResult result = RunSmall({"-statistics/outputFileName", report});
+  EXPECT_EQ(0, result.exitStatus);
+  EXPECT_THAT(result.out, Not(HasSubstr("STATISTICS")));
+  EXPECT_THAT(ReadFile(report), AllOf(StartsWith("STATISTICS:\n"), EndsWith("STATISTICS DONE\n")));
+}
+
+TEST_F(CommandTest, TheSameOptionsGiveTheSameTraceByteForByte) {
+  for (const char* placement : {"row-major", "blocked", "random", "greedy"}) {
+    const std::vector<std::string> words = {
+        "-program", "spmv", "-size", "9", "-seed", "3", "-placement", placement, "-outFilename"};
+    std::vector<std::string> first = words;
+    first.push_back(directory.File("first"));
+    std::vector<std::string> second = words;
+    second.push_back(directory.File("second"));
+    ASSERT_EQ(0, RunSimulator(first).exitStatus);
+    ASSERT_EQ(0, RunSimulator(second).exitStatus);
+    EXPECT_FALSE(ReadFile(directory.File("first")).empty());
+    EXPECT_TRUE(ReadFile(directory.File("first")) == ReadFile(directory.File("second")))
+        << placement;
+  }
+}
+
+TEST_F(CommandTest, AnotherSeedGivesAnotherTrace) {
+  ASSERT_EQ(
+      0, RunSmall({"-placement", "random", "-seed", "1", "-outFilename", directory.File("first")})
+             .exitStatus);
+  ASSERT_EQ(
+      0, RunSmall({"-placement", "random", "-seed", "2", "-outFilename", directory.File("second")})
+             .exitStatus);
+  EXPECT_FALSE(ReadFile(directory.File("first")) == ReadFile(directory.File("second")));
+}
+
+TEST_F(CommandTest, ALogDoesNotChangeTheTrace) {
+  ASSERT_EQ(0, RunSmall({"-outFilename", directory.File("first")}).exitStatus);
+  ASSERT_EQ(
+      0, RunSmall({"-outFilename", directory.File("second"), "-logFilename", directory.File("log")})
+             .exitStatus);
+  EXPECT_TRUE(ReadFile(directory.File("first")) == ReadFile(directory.File("second")));
+  EXPECT_THAT(ReadFile(directory.File("log")), HasSubstr("\nfire "));
+}
+
+TEST_F(CommandTest, WithoutATraceNoneIsOpened) {
+  EXPECT_THAT(RunSmall({}).out, Not(HasSubstr("Opened tracefile")));
+}
+
+TEST_F(CommandTest, RoundsRunOnNewDataOneAfterTheOther) {
+  const CommandResult once = RunSmall({});
+  const CommandResult often = RunSmall({"-rounds", "5"});
+  EXPECT_EQ(0, often.exitStatus);
+  EXPECT_EQ(5 * std::stoul(StatisticIn(once.out, "array/fires")),
+            std::stoul(StatisticIn(often.out, "array/fires")));
+  EXPECT_GT(std::stoul(StatisticIn(often.out, "array/cycles")),
+            4 * std::stoul(StatisticIn(once.out, "array/cycles")));
+}
+
+TEST_F(CommandTest, TheGraphOfTheArrayNamesItsUnitsAndJoinsThem) {
+  const std::string graph = directory.File("array.dot");
+  ASSERT_EQ(0, RunSmall({"-array/clusters", "2", "-dotFilename", graph}).exitStatus);
+  const std::string text = ReadFile(graph);
+  EXPECT_THAT(text, StartsWith("digraph \"cluster_array\" {\n"));
+  EXPECT_THAT(text, HasSubstr("\"array/c0_1/d1_0/pe3_2\" [shape=box,label=\"pe3_2\"];\n"));
+  EXPECT_THAT(text, HasSubstr("\"array/c0_1/d1_0/pe3_2\" -> \"array/c0_1/d1_0\";\n"));
+  EXPECT_THAT(text, HasSubstr("\"array/c0_1/d1_0\" -> \"array/c0_1/switch\";\n"));
+  EXPECT_THAT(text, HasSubstr("\"array/c0_1/switch\" -> \"array/c0_0/switch\";\n"));
+  EXPECT_THAT(text, Not(HasSubstr("\"array/c0_1/switch\" -> \"array/c1_0/switch\";\n")));
+}
+
+TEST_F(CommandTest, HelpDescribesEveryOptionAndSucceeds) {
+  const CommandResult result = RunSimulator({"--help"});
+  EXPECT_EQ(0, result.exitStatus);
+  EXPECT_THAT(result.out, HasSubstr("--options FILE"));
+  EXPECT_THAT(result.out, HasSubstr("Usage:  \n-program:  what runs: matmul, spmv, fft, sort"));
+  EXPECT_THAT(result.out, HasSubstr("\n-array/clusters:  clusters along each axis"));
+  EXPECT_THAT(result.out, HasSubstr("\n-outFilename:  outFilename\n"));
+  EXPECT_THAT(result.out, HasSubstr("\nSettings:\n-program \"stencil\"\n"));
+  EXPECT_THAT(result.out, HasSubstr("\n-array/clusters 4\n"));
+}
+
+TEST_F(CommandTest, VersionNamesTheProgramAndSucceeds) {
+  const CommandResult result = RunSimulator({"--version"});
+  EXPECT_EQ(0, result.exitStatus);
+  EXPECT_THAT(result.out, ContainsRegex("^marrowfin-sim [0-9]+\\.[0-9]+\\.[0-9]+\n$"));
+}
+
+TEST_F(CommandTest, SettingsPrintsWhatOptionsAndFilesHaveSetAndRunsNothing) {
+  const std::string file = directory.File("options");
+  WriteFile(file, "-size 5\n-array/.*Latency\t3 and this is ignored\n");
+  const CommandResult result =
+      RunSimulator({"--settings", "--options", file, "-threads", "7", "-outFilename", Trace()});
+  EXPECT_EQ(0, result.exitStatus);
+  EXPECT_THAT(result.out, HasSubstr("-size 5\n"));
+  EXPECT_THAT(result.out, HasSubstr("-threads 7\n"));
+  EXPECT_THAT(result.out, HasSubstr("-array/fireLatency 3\n"));
+  EXPECT_THAT(result.out, HasSubstr("-array/memoryLatency 3\n"));
+  EXPECT_FALSE(std::filesystem::exists(Trace()));
+}
+
+TEST_F(CommandTest, OptionsBehindAFileOverrideIt) {
+  const std::string file = directory.File("options");
+  WriteFile(file, "-size 5\n");
+  EXPECT_THAT(RunSimulator({"--settings", "--options=" + file, "-size", "6"}).out,
+              HasSubstr("-size 6\n"));
+}
+
+TEST_F(CommandTest, OneWordSetsEveryOptionThatItsPatternCovers) {
+  EXPECT_THAT(RunSimulator({"--settings", "-.*outFilename", "x", "-array/.*Queue", "9"}).out,
+              AllOf(HasSubstr("-outFilename \"x\"\n"), HasSubstr("-array/linkQueue 9\n"),
+                    HasSubstr("-array/outputQueue 9\n")));
+}
+
+TEST_F(CommandTest, UnknownOptionsAreErrors) {
+  ExpectComplaint({"-colour", "3"}, "there is no option `-colour'");
+  ExpectComplaint({"--colour"}, "there is no option `--colour'");
+  ExpectComplaint({"stencil", "3"}, "`stencil' is no option");
+  ExpectComplaint({"-size", "3", "--help", "x"}, "`--help' must stand in front of the options");
+  ExpectComplaint({"-cmdLineFile", "x"}, "--options FILE reads a file of options");
+}
+
+TEST_F(CommandTest, AMissingValueIsAnError) {
+  const CommandResult result = RunSimulator({"-size"});
+  EXPECT_EQ(NOT_BEGUN, result.exitStatus);
+  EXPECT_EQ("marrowfin-sim: -size wants a value\n", result.err);
+  EXPECT_EQ("marrowfin-sim: --options wants the name of a file\n", RunSimulator({"--options"}).err);
+}
+
+TEST_F(CommandTest, MalformedValuesAreErrors) {
+  ExpectComplaint({"-size", "many"}, "`many' for -size is no whole number below 2^32");
+  ExpectComplaint({"-size", "12x"}, "`12x' for -size");
+  ExpectComplaint({"-size", "-1"}, "`-1' for -size");
+  ExpectComplaint({"-size", "4294967296"}, "`4294967296' for -size");
+  ExpectComplaint({"-size", ""}, "`' for -size");
+  ExpectComplaint({"-seed", "18446744073709551616"}, "below 2^64");
+  ExpectComplaint({"-array/peStatistics", "1"}, "is neither true nor false");
+}
+
+TEST_F(CommandTest, ZeroCountsAreErrors) {
+  ExpectComplaint({"-array/clusters", "0"}, "-array/clusters must be from 1");
+  ExpectComplaint({"-array/domains", "0"}, "-array/domains must be from 1");
+  ExpectComplaint({"-array/pes", "0"}, "-array/pes must be from 1");
+  ExpectComplaint({"-array/linkQueue", "0"}, "-array/linkQueue must be from 1");
+  ExpectComplaint({"-array/memoryLatency", "0"}, "-array/memoryLatency must be from 1");
+  ExpectComplaint({"-array/window", "1"}, "-array/window must be from 2");
+  ExpectComplaint({"-size", "0"}, "must be at least 1");
+  ExpectComplaint({"-threads", "0"}, "must be at least 1");
+  ExpectComplaint({"-rounds", "0"}, "must be at least 1");
+  ExpectComplaint({"-sweeps", "0"}, "must be at least 1");
+  ExpectComplaint({"-threads", "5000"}, "-threads must be at most 4096");
+}
+
+TEST_F(CommandTest, UnknownNamesAreErrorsThatListTheKnownOnes) {
+  ExpectComplaint({"-program", "game"}, "there is no program `game'; there are matmul, spmv");
+  ExpectComplaint({"-placement", "good"}, "there are row-major, blocked, random, greedy");
+}
+
+TEST_F(CommandTest, AnArrayThatIsTooLargeIsAnError) {
+  ExpectComplaint({"-array/clusters", "100", "-array/domains", "100", "-array/pes", "100"},
+                  "1000000 processing elements along an axis; 1024 are possible");
+  ExpectComplaint({"-array/clusters", "4000000000"}, "-array/clusters must be from 1 to 1024");
+}
+
+TEST_F(CommandTest, AProgramThatDoesNotFitIsAnErrorHoweverLargeItIs) {
+  for (const char* program : {"matmul", "spmv", "fft", "sort", "stencil", "reduce"}) {
+    ExpectComplaint({"-program", program, "-size", "4294967295"}, "too large for the array");
+  }
+  ExpectComplaint({"-program", "stencil", "-size", "40"}, "operations; each of the 1024");
+  ExpectComplaint({"-program", "reduce", "-array/memoryWords", "10"},
+                  "words of a cluster's memory");
+  ExpectComplaint({"-program", "reduce", "-array/operandBuffer", "3"}, "too large for the array");
+  ExpectComplaint({"-program", "spmv", "-nonzeros", "4294967295"}, "too large for the array");
+}
+
+TEST_F(CommandTest, AProgramThatTakesTooLongFails) {
+  const CommandResult result = RunSmall({"-mostCycles", "5"});
+  EXPECT_EQ(FAILED, result.exitStatus);
+  EXPECT_THAT(result.out, HasSubstr("STATISTICS DONE\nRegression FAILED: the program did not end "
+                                    "within 5 cycles\n"));
+}
+
+TEST_F(CommandTest, OptionFilesAreCheckedLineByLine) {
+  const std::string file = directory.File("options");
+  const auto expect = [&](const std::string& text, const std::string& complaint) {
+    WriteFile(file, text);
+    ExpectComplaint({"--options", file}, file + complaint);
+  };
+  expect("-size 5\n\n", ":2: an option and a value are wanted");
+  expect("-size\n", ":1: an option and a value are wanted");
+  expect("-size 5\n-colour 3\n", ":2: there is no option `-colour'");
+  expect("-size five\n", ":1: `five' for -size");
+  expect("-size 5", ":1: the last line must end in a line feed");
+}
+
+TEST_F(CommandTest, AMissingOptionFileIsAnErrorAndIsNotMade) {
+  const std::string file = directory.File("missing");
+  ExpectComplaint({"--options", file}, file + ": No such file or directory");
+  EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+TEST_F(CommandTest, FilesThatCannotBeWrittenAreErrorsBeforeAnythingRuns) {
+  const std::string nowhere = directory.File("missing/file");
+  ExpectComplaint({"-logFilename", nowhere}, nowhere + ": No such file or directory");
+  ExpectComplaint({"-dotFilename", nowhere}, nowhere + ": No such file or directory");
+  ExpectComplaint({"-statistics/outputFileName", nowhere}, nowhere + ": No such file");
+  ExpectComplaint({"-logFilename", directory.Path()}, directory.Path() + ": Is a directory");
+  const CommandResult result = RunSmall({"-outFilename", nowhere});
+  EXPECT_EQ(NOT_BEGUN, result.exitStatus);
+  EXPECT_EQ("marrowfin-sim: " + nowhere + ": No such file or directory\n", result.err);
+}
+
+TEST_F(CommandTest, ATraceIsKeptWhenAnErrorIsFoundBeforeTheRun) {
+  WriteFile(Trace(), "precious");
+  EXPECT_EQ(NOT_BEGUN, RunSmall({"-outFilename", Trace(), "-size", "0"}).exitStatus);
+  EXPECT_EQ("precious", ReadFile(Trace()));
+}
+
+TEST_F(CommandTest, TraceAndLogCannotShareAFile) {
+  ExpectComplaint({"-logFilename", Trace()}, "cannot go to the same file");
+}
+
+TEST_F(CommandTest, AReportThatCannotBeWrittenFails) {
+  EXPECT_EQ(FAILED, RunSmall({"-statistics/outputFileName", "/dev/full"}).exitStatus);
+  const CommandResult help =
+      RunCommand({"sh", "-c", std::string(MARROWFIN_SIM) + " --help >/dev/full"});
+  EXPECT_EQ(NOT_BEGUN, help.exitStatus);
+  const CommandResult run =
+      RunCommand({"sh", "-c", std::string(MARROWFIN_SIM) + " -size 3 >/dev/full"});
+  EXPECT_EQ(FAILED, run.exitStatus);
+  EXPECT_THAT(run.err, HasSubstr("the report could not be written"));
+}
+
+TEST_F(CommandTest, NothingIsSaidOfTheProgressWhereStandardErrorIsNoTerminal) {
+  EXPECT_EQ("", RunSimulator({"-size", "6", "-rounds", "40"}).err);
+}
+
+// What the simulator writes to a terminal.
+std::string OnATerminal(const std::vector<std::string>& words) {
+  int terminal;
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child == 0) {
+    std::vector<char*> arguments = {const_cast<char*>(MARROWFIN_SIM)};
+    for (const std::string& word : words) {
+      arguments.push_back(const_cast<char*>(word.c_str()));
+    }
+    arguments.push_back(nullptr);
+    execv(arguments[0], arguments.data());
+    _exit(127);
+  }
+  std::string text;
+  char buffer[4096];
+  // Reading from a terminal whose last writer is gone is an error, and no end of the file.
+  for (ssize_t got; (got = read(terminal, buffer, sizeof(buffer))) > 0;) {
+    text.append(buffer, static_cast<size_t>(got));
+  }
+  close(terminal);
+  int status;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(0, status);
+  return text;
+}
+
+TEST_F(CommandTest, ATerminalShowsTheProgressAndItsShare) {
+  const std::string text = OnATerminal({"-size", "12", "-rounds", "60"});
+  EXPECT_THAT(text, ContainsRegex("\r[0-9]+ cycles, [0-9]+ events, [0-9]+ events/s, [0-9]+ %"));
+  EXPECT_THAT(text, EndsWith("Regression PASSED\r\n"));
+}
+
+}  // namespace marrowfin::testing
