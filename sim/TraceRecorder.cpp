@@ -69,7 +69,9 @@ void TraceRecorder::Write(VisToolEvent* event, unsigned bytes) {
   wholeBytes += bytes;
   if (!IsWhole()) {
     wholeBytes -= bytes;
-    Fail("a record was cut short");
+    // A write that is cut short does not say why; the next one does.
+    const bool goesOn = tool.outFile.Write('\0') == File::SUCCESS;
+    Fail(goesOn ? "a record was cut short" : strerror(errno));
     return;
   }
   ++records;

@@ -343,7 +343,7 @@ TEST_F(CommandTest, AReportThatCannotBeWrittenFails) {
 }
 
 TEST_F(CommandTest, NothingIsSaidOfTheProgressWhereStandardErrorIsNoTerminal) {
-  EXPECT_EQ("", RunSimulator({"-size", "6", "-rounds", "40"}).err);
+  EXPECT_EQ("", RunSimulator({"-size", "6", "-rounds", "20"}).err);
 }
 
 // What the simulator writes to a terminal.
@@ -373,7 +373,7 @@ std::string OnATerminal(const std::vector<std::string>& words) {
 }
 
 TEST_F(CommandTest, ATerminalShowsTheProgressAndItsShare) {
-  const std::string text = OnATerminal({"-size", "12", "-rounds", "60"});
+  const std::string text = OnATerminal({"-size", "12", "-rounds", "12"});
   EXPECT_THAT(text, ContainsRegex("\r[0-9]+ cycles, [0-9]+ events, [0-9]+ events/s, [0-9]+ %"));
   EXPECT_THAT(text, EndsWith("Regression PASSED\r\n"));
 }

@@ -1,0 +1,228 @@
+// Runs that are interrupted, disks that are full, and runs that are long.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include "sim/Random.h"
+#include "tests/sim/Laws.h"
+#include "tests/sim/Rig.h"
+#include "tests/support/Files.h"
+
+namespace marrowfin::testing {
+
+using ::testing::AllOf;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::MatchesRegex;
+
+constexpr int FAILED = 1;
+
+const Shape DEFAULT_SHAPE = {4, 2, 4};
+
+// A run of the simulator in the background, with its output in files.
+class Background {
+ public:
+  Background(const TempDir& directory, std::vector<std::string> words) : directory(directory) {
+    words.insert(words.begin(), MARROWFIN_SIM);
+    std::vector<char*> arguments;
+    for (std::string& word : words) {
+      arguments.push_back(word.data());
+    }
+    arguments.push_back(nullptr);
+    child = fork();
+    if (child == 0) {
+      dup2(open(directory.File("out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
+      dup2(open(directory.File("err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
+      execv(arguments[0], arguments.data());
+      _exit(127);
+    }
+  }
+
+  // Whether a file has grown to `size` bytes, before the run ended and within a minute.
+  bool WaitForSize(const std::string& file, off_t size) const {
+    for (int patience = 0; patience < 60000; ++patience) {
+      struct stat info = {};
+      if (stat(file.c_str(), &info) == 0 && info.st_size >= size) {
+        return true;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return false;
+  }
+
+  void Interrupt() const { kill(child, SIGINT); }
+
+  // Waits for the end; what the run needed is in `usage` then.
+  int ExitStatus() {
+    int status;
+    wait4(child, &status, 0, &usage);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+  std::string Out() const { return ReadFile(directory.File("out")); }
+  std::string Err() const { return ReadFile(directory.File("err")); }
+  long PeakKilobytes() const { return usage.ru_maxrss; }
+
+ private:
+  const TempDir& directory;
+  pid_t child;
+  struct rusage usage = {};
+};
+
+class InterruptTest : public ::testing::Test {
+ protected:
+  TempDir directory;
+};
+
+TEST_F(InterruptTest, AtAnyMomentLeavesWholeRecordsStatisticsAndAVerdict) {
+  Random random(4711);
+  const std::string trace = directory.File("trace");
+  for (int run = 0; run < 20; ++run) {
+    Background simulator(directory, {"-rounds", "1000000", "-outFilename", trace});
+    ASSERT_TRUE(simulator.WaitForSize(trace, 1));
+    std::this_thread::sleep_for(std::chrono::microseconds(random.Below(60000)));
+    simulator.Interrupt();
+    ASSERT_EQ(FAILED, simulator.ExitStatus());
+    EXPECT_THAT(simulator.Out(), HasSubstr("\nSTATISTICS:\narray/cycles = "));
+    EXPECT_THAT(simulator.Out(), EndsWith("STATISTICS DONE\nRegression FAILED: SIGINT\n\n"));
+    EXPECT_EQ("", simulator.Err());
+    const std::string bytes = ReadFile(trace);
+    EXPECT_THAT(BrokenTraceLaws(bytes, DEFAULT_SHAPE), IsEmpty());
+    EXPECT_EQ(std::to_string(RecordCounts(bytes)[3]), StatisticIn(simulator.Out(), "array/fires"));
+    unlink(trace.c_str());
+  }
+}
+
+TEST_F(InterruptTest, EndsARunThatWritesNoTrace) {
+  const std::string out = directory.File("out");
+  Background simulator(directory, {"-rounds", "1000000"});
+  ASSERT_TRUE(simulator.WaitForSize(out, 1));
+  simulator.Interrupt();
+  EXPECT_EQ(FAILED, simulator.ExitStatus());
+  EXPECT_THAT(simulator.Out(), EndsWith("STATISTICS DONE\nRegression FAILED: SIGINT\n\n"));
+}
+
+TEST_F(InterruptTest, GivesUpWaitingForTheReaderOfAPipe) {
+  const std::string pipe = directory.File("pipe");
+  ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
+  Background simulator(directory, {"-outFilename", pipe});
+  // There is nothing to see while it waits.
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  simulator.Interrupt();
+  EXPECT_EQ(FAILED, simulator.ExitStatus());
+  EXPECT_EQ("Regression FAILED: SIGINT\n\n", simulator.Out());
+}
+
+class DiskTest : public ::testing::Test {
+ protected:
+  // Runs behind some other command of the shell. What is printed goes through a pipe, which no
+  // limit on files concerns.
+  CommandResult RunInShell(const std::string& before, const std::string& trace) const {
+    return RunCommand(
+        {"bash", "-c", before + " " + MARROWFIN_SIM + " -size 6 -outFilename " + trace});
+  }
+
+  // The number in "holds N whole records".
+  static size_t RecordsIn(const std::string& text) {
+    const size_t found = text.find("holds ");
+    return found == std::string::npos ? 0 : std::stoul(text.substr(found + 6));
+  }
+
+  TempDir directory;
+};
+
+TEST_F(DiskTest, ADeviceThatIsFullFromTheStartHoldsNoRecords) {
+  const CommandResult result = RunInShell("", "/dev/full");
+  EXPECT_EQ(FAILED, result.exitStatus);
+  EXPECT_EQ("marrowfin-sim: /dev/full: No space left on device; it holds 0 whole records\n",
+            result.err);
+  EXPECT_THAT(result.out, HasSubstr("STATISTICS DONE\nRegression FAILED: /dev/full: No space"));
+}
+
+TEST_F(DiskTest, AFileThatReachesItsLimitHoldsTheWholeRecordsThatTheErrorSays) {
+  const std::string trace = directory.File("trace");
+  // A kilobyte is no multiple of a record's size, so a record is cut and taken back.
+  for (int kilobytes = 1; kilobytes <= 7; ++kilobytes) {
+    const CommandResult result = RunInShell("ulimit -f " + std::to_string(kilobytes) + ";", trace);
+    EXPECT_EQ(FAILED, result.exitStatus);
+    EXPECT_THAT(result.err, HasSubstr("File too large; it holds "));
+    const std::string bytes = ReadFile(trace);
+    EXPECT_GT(bytes.size() + 36, 1024U * static_cast<unsigned>(kilobytes));
+    EXPECT_THAT(BrokenTraceLaws(bytes, DEFAULT_SHAPE), IsEmpty());
+    const std::vector<size_t> counts = RecordCounts(bytes);
+    EXPECT_EQ(counts[2] + counts[3] + counts[4], RecordsIn(result.err));
+  }
+}
+
+TEST_F(DiskTest, AFullDiskEndsTheRunAndKeepsTheWholeRecords) {
+  const std::string disk = directory.File("disk");
+  const std::string copy = directory.File("copy");
+  const std::string script = "mkdir " + disk + " && mount -t tmpfs -o size=64k none " + disk +
+                             " && " + MARROWFIN_SIM + " -size 6 -outFilename " + disk +
+                             "/trace; status=$?; "
+                             "cp " +
+                             disk + "/trace " + copy + "; umount " + disk + "; exit $status";
+  const CommandResult result =
+      RunCommand({"unshare", "--user", "--map-root-user", "--mount", "bash", "-c", script});
+  EXPECT_EQ(FAILED, result.exitStatus) << result.err;
+  EXPECT_THAT(result.err, HasSubstr("No space left on device; it holds "));
+  const std::string bytes = ReadFile(copy);
+  EXPECT_GT(bytes.size() + 36, 65536U);
+  EXPECT_THAT(BrokenTraceLaws(bytes, DEFAULT_SHAPE), IsEmpty());
+  const std::vector<size_t> counts = RecordCounts(bytes);
+  EXPECT_EQ(counts[2] + counts[3] + counts[4], RecordsIn(result.err));
+}
+
+TEST_F(DiskTest, ALogThatCannotBeWrittenFailsTheRun) {
+  const CommandResult result =
+      RunSimulator({"-program", "reduce", "-size", "4", "-logFilename", "/dev/full"});
+  EXPECT_EQ(FAILED, result.exitStatus);
+  EXPECT_EQ("marrowfin-sim: /dev/full: No space left on device\n", result.err);
+}
+
+TEST_F(DiskTest, AReaderThatGoesAwayEndsTheRunWithAnError) {
+  const CommandResult result =
+      RunCommand({"bash", "-c",
+                  std::string(MARROWFIN_SIM) + " -size 6 -outFilename >(head -c 5000 >/dev/null)"});
+  EXPECT_EQ(FAILED, result.exitStatus);
+  EXPECT_THAT(result.err, HasSubstr("Broken pipe; it holds "));
+}
+
+TEST_F(DiskTest, ATraceThroughAPipeIsTheSameAsInAFile) {
+  const std::string pipe = directory.File("pipe");
+  ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
+  const CommandResult result =
+      RunCommand({"bash", "-c",
+                  "cat " + pipe + " >" + directory.File("copy") + " & " + MARROWFIN_SIM +
+                      " -size 5 -outFilename " + pipe + " && wait && " + MARROWFIN_SIM +
+                      " -size 5 -outFilename " + directory.File("trace")});
+  ASSERT_EQ(0, result.exitStatus) << result.err;
+  EXPECT_FALSE(ReadFile(directory.File("copy")).empty());
+  EXPECT_TRUE(ReadFile(directory.File("copy")) == ReadFile(directory.File("trace")));
+}
+
+TEST(LengthTest, MemoryDoesNotGrowWithTheLengthOfTheRun) {
+  const TempDir directory;
+  const auto run = [&](const char* sweeps) {
+    Background simulator(directory, {"-size", "6", "-sweeps", sweeps, "-threads", "2"});
+    EXPECT_EQ(0, simulator.ExitStatus());
+    return std::make_pair(simulator.PeakKilobytes(),
+                          StatisticIn(simulator.Out(), "messages/allocated"));
+  };
+  const auto [shortPeak, shortMessages] = run("20");
+  const auto [longPeak, longMessages] = run("2000");
+  EXPECT_LE(longPeak, shortPeak + 512);
+  EXPECT_EQ(shortMessages, longMessages);
+}
+
+}  // namespace marrowfin::testing
