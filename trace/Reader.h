@@ -18,14 +18,14 @@ namespace marrowfin {
 // What a reader holds against a trace whose records are all well-formed.
 struct ReadOptions {
   // Locations must lie on this array, if one is given.
-  std::optional<ArrayShape> array;
+  std::optional<ArrayShape> array = {};
 
   // Cycles must not fall.
   bool ordered = true;
 
   // Where set, it is told of falling cycles and of locations outside the array, and the reading
   // goes on; else the first of them ends it.
-  std::function<void(const Fault&)> onFinding;
+  std::function<void(const Fault&)> onFinding = {};
 };
 
 // Reads a trace from front to back in batches and believes nothing that it reads.

@@ -22,7 +22,7 @@ struct Event {
 // What kind of trace Random makes.
 struct RandomTraceOptions {
   size_t records = 1000;
-  ArrayShape shape;
+  ArrayShape shape = {};
   uint64_t firstCycle = 0;
   unsigned perCycle = 4;  // events per cycle on average
   unsigned threads = 9;
