@@ -182,7 +182,9 @@ class Reader : public nlohmann::json_sax<Json> {
   bool TakeName(const std::string& value);
   bool Ended();
 
-  std::string EventPath() const { return "[" + std::to_string(capture.eventsRead) + "]"; }
+  std::string EventPath() const {
+    return std::string("[").append(std::to_string(capture.eventsRead)).append("]");
+  }
   bool Has(Field f) const { return draft.given[f]; }
   uint16_t Coordinate(Field f) const { return static_cast<uint16_t>(draft.numbers[f]); }
 
