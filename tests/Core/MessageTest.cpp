@@ -18,8 +18,20 @@ namespace {
 
 using ::testing::ElementsAre;
 
+std::vector<unsigned long long> Counters() {
+  return {Message::newCalled, Message::deleteCalled, Message::allocated, Message::inUse,
+          Message::maxInUse};
+}
+
 // Made before the library's own objects where the linker puts them behind this file's.
+const std::vector<unsigned long long> atFirst = Counters();
 Message* const earliest = new Message;
+const std::vector<unsigned long long> afterOne = Counters();
+
+TEST(MessageTest, TheCountersBeginAtZero) {
+  EXPECT_THAT(atFirst, ElementsAre(0, 0, 0, 0, 0));
+  EXPECT_THAT(afterOne, ElementsAre(1, 0, 64, 1, 1));
+}
 
 TEST(MessageTest, AMessageMadeBeforeTheStatisticsIsCounted) {
   EXPECT_EQ(1u, earliest->GetId());
@@ -218,14 +230,10 @@ TEST(MessageTest, GivingBackNothingIsNotCounted) {
 // Sets the counters to what a test wants to see, for its duration.
 class FakeCounters {
  public:
-  FakeCounters() : saved(Values()) { Set({101, 102, 103, 104, 105}); }
+  FakeCounters() : saved(Counters()) { Set({101, 102, 103, 104, 105}); }
   ~FakeCounters() { Set(saved); }
 
  private:
-  static std::vector<unsigned long long> Values() {
-    return {Message::newCalled, Message::deleteCalled, Message::allocated, Message::inUse,
-            Message::maxInUse};
-  }
   static void Set(const std::vector<unsigned long long>& values) {
     Message::newCalled = values[0];
     Message::deleteCalled = values[1];
