@@ -136,11 +136,10 @@ void Simulate(Array& array) {
   sigset_t interrupt;
   sigemptyset(&interrupt);
   sigaddset(&interrupt, SIGINT);
-  sigprocmask(SIG_BLOCK, &interrupt, nullptr);
   for (Cycle left = array.Cycles(); left > 0; --left) {
-    array.Step();
     sigprocmask(SIG_UNBLOCK, &interrupt, nullptr);
     sigprocmask(SIG_BLOCK, &interrupt, nullptr);
+    array.Step();
   }
 }
 

@@ -6,6 +6,8 @@
 
 #include "Array.h"
 #include "Util/Regression.h"
+#include "tests/examples/Example.h"
+#include "tests/support/Files.h"
 
 namespace marrowfin::systolic {
 
@@ -66,6 +68,33 @@ TEST(ArrayTest, ReleasesTheOperandsThatAreOnTheirWayWhenItGoes) {
     EXPECT_LT(before, Message::inUse);
   }
   EXPECT_EQ(before, Message::inUse);
+}
+
+TEST(ArrayTest, ReportsTheSameTwice) {
+  Array array(LayoutOf(2, 1, 1));
+  for (int cycle = 0; cycle < 20; ++cycle) {
+    array.Step();
+  }
+  const testing::TempDir directory;
+  StatsPrinter once(directory.File("once"));
+  StatsPrinter again(directory.File("again"));
+  for (StatsPrinter* printer : {&once, &again}) {
+    StatsContainer::output = printer;
+    array.DoStatsOutput();
+    printer->outputFile.Close();
+  }
+  const std::string report = testing::ReadFile(directory.File("once"));
+  EXPECT_LT(0U, testing::SumOf(testing::StatisticsIn(report), "/moves"));
+  EXPECT_EQ(report, testing::ReadFile(directory.File("again")));
+}
+
+TEST(ArrayTest, HasUnitsThatWorkAtEveryCycle) {
+  Array array(LayoutOf(1, 1, 1));
+  Component* cluster = array.theChildren[2];
+  EXPECT_TRUE(array.host.IsClocked());
+  EXPECT_TRUE(cluster->theChildren[0]->IsClocked());
+  EXPECT_TRUE(cluster->theChildren[1]->theChildren[0]->IsClocked());
+  EXPECT_FALSE(array.trace.IsClocked());
 }
 
 TEST(ArrayTest, AnUnfinishedProductFailsTheRun) {
