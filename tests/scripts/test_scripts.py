@@ -1,0 +1,102 @@
+"""The scripts that judge the project can say no."""
+
+import os
+import pathlib
+import shutil
+import subprocess
+
+import pytest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+
+
+@pytest.fixture
+def project(tmp_path):
+    """A project of its own with the scripts and nothing else."""
+    shutil.copytree(ROOT / "scripts", tmp_path / "scripts")
+    (tmp_path / "build" / "logs").mkdir(parents=True)
+    return tmp_path
+
+
+def run(project, *command, captures=""):
+    environment = dict(os.environ, MARROWFIN_CAPTURES=captures)
+    return subprocess.run(
+        command, cwd=project, env=environment, capture_output=True, text=True, check=False
+    )
+
+
+def report(project, name, *cases):
+    lines = [f'<testcase name="{case}" status="{status}"/>' for case, status in cases]
+    text = "<testsuite>" + "".join(lines) + "</testsuite>"
+    (project / "build" / "logs" / name).write_text(text, encoding="utf-8")
+
+
+def count(project, *reports, captures=""):
+    result = run(project, "scripts/count-tests", *reports, captures=captures)
+    return result.returncode, result.stdout.splitlines()
+
+
+def test_passes_of_all_builds_are_added_up(project):
+    report(project, "dev.xml", ("a", "run"), ("b", "run"))
+    report(project, "asan.xml", ("a", "run"))
+    assert count(project, "dev.xml", "asan.xml", captures="c") == (0, ["3 passed, 0 failed"])
+
+
+def test_a_failed_test_fails_the_run_and_is_named(project):
+    report(project, "dev.xml", ("a", "run"), ("b", "fail"))
+    status, lines = count(project, "dev.xml", captures="c")
+    assert (status, lines) == (1, ["failed: b (dev, fail)", "1 passed, 1 failed"])
+
+
+@pytest.mark.parametrize("status", ["notrun", "disabled"])
+def test_a_test_that_did_not_run_counts_as_failed(project, status):
+    report(project, "dev.xml", ("a", status))
+    assert count(project, "dev.xml", captures="c")[1][-1] == "0 passed, 1 failed"
+
+
+def test_a_report_that_is_missing_cut_or_empty_counts_as_failed(project):
+    report(project, "empty.xml")
+    (project / "build" / "logs" / "cut.xml").write_text("<testsuite>", encoding="utf-8")
+    status, lines = count(project, "empty.xml", "cut.xml", "missing.xml", captures="c")
+    assert (status, lines[-1]) == (1, "0 passed, 3 failed")
+
+
+def test_only_tests_of_captures_may_wait_for_captures(project):
+    report(project, "dev.xml", ("a", "run"), ("RealCapture", "notrun"))
+    status, lines = count(project, "dev.xml")
+    assert (status, lines[-1]) == (0, "1 passed, 0 failed")
+    assert lines[-2].startswith("note: no captures were given, 1 tests")
+    assert count(project, "dev.xml", captures="c")[1][-1] == "1 passed, 1 failed"
+    report(project, "dev.xml", ("a", "notrun"))
+    assert count(project, "dev.xml")[1][-1] == "0 passed, 1 failed"
+
+
+def test_a_file_that_is_not_formatted_is_refused(project):
+    shutil.copy(ROOT / ".clang-format", project)
+    source = project / "File.cpp"
+    subprocess.run(["git", "init", "--quiet"], cwd=project, check=True)
+    source.write_text("int a;\n", encoding="utf-8")
+    subprocess.run(["git", "add", "File.cpp"], cwd=project, check=True)
+    assert run(project, "scripts/check-format").returncode == 0
+    source.write_text("int  a ;\n", encoding="utf-8")
+    assert run(project, "scripts/check-format").returncode != 0
+
+
+def test_formatting_nothing_is_no_success(project):
+    subprocess.run(["git", "init", "--quiet"], cwd=project, check=True)
+    assert run(project, "scripts/check-format").returncode != 0
+
+
+def test_an_unknown_group_of_packages_is_refused(project):
+    result = run(project, "scripts/install-dependencies", "nonsense")
+    assert result.returncode != 0
+    assert "nonsense" in result.stderr
+
+
+def test_planted_mistakes_are_many_and_spread_over_the_files():
+    result = run(ROOT, "scripts/mutate", "--list", "--count", "150")
+    places = [line for line in result.stdout.splitlines() if line[:1] not in "+-"]
+    sources = [p for f in ("Util", "Marrowfin", "Core", "viewer") for p in (ROOT / f).glob("*.cpp")]
+    assert len(places) == 150
+    assert {str(path.relative_to(ROOT)) for path in sources} <= {p.split(":")[0] for p in places}
+    assert run(ROOT, "scripts/mutate", "--list", "--count", "150").stdout == result.stdout
