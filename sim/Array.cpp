@@ -72,6 +72,7 @@ void Array::AddOptions() {
 
 void Array::AddStats() {
   AddStat(&cycles, "cycles", "cycles simulated", 0);
+  AddStat(&ticks, "ticks", "cycles in which some unit worked, added up over all units", 0);
   AddStat(&counts.fires, "fires", "operations fired", 0);
   AddStat(&firesPerCycle, "firesPerCycle", "operations fired in a cycle, on average", 0);
   AddStat(&utilisation, "utilisation", "fires, in percent of the possible ones", 0);
@@ -269,6 +270,7 @@ void Array::Compute() {
     AddCounts(*cluster, shape, counts);
   }
   cycles = scheduler->Now();
+  ticks = scheduler->Ticks();
   firesPerCycle = Share(counts.fires, cycles);
   utilisation = Percent(counts.fires, cycles * shape.PeCount());
 }

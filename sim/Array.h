@@ -53,6 +53,7 @@ class Array : public Component {
   std::vector<double> ReadSegment(uint32 segment, uint32 thread);
 
   Cycle Cycles() const { return scheduler->Now(); }
+  unsigned long long Ticks() const { return scheduler->Ticks(); }
   unsigned long long Fires();
 
   // Operands that wait. Those that are left when nothing runs any more can never be used.
@@ -87,6 +88,7 @@ class Array : public Component {
   std::vector<uint32> slotOf;  // of each operation, in its processing element
 
   unsigned long long cycles;
+  unsigned long long ticks;
   ProcessingElement::Counts counts;
   float firesPerCycle;
   float utilisation;

@@ -7,7 +7,7 @@
 
 namespace marrowfin {
 
-Scheduler::Scheduler(Cycle longestDelay) : wheel(longestDelay + 1), wishes(0), unitCount(0) {}
+Scheduler::Scheduler(Cycle longestDelay) : wheel(longestDelay + 1), wishes(0), unitCount(0), ticks(0) {}
 
 void Scheduler::Add(Unit* unit) {
   unit->JoinDomain(&clock);
@@ -34,6 +34,7 @@ void Scheduler::RunCycle() {
   std::sort(running.begin(), running.end(),
             [](const Unit* a, const Unit* b) { return a->number < b->number; });
   running.erase(std::unique(running.begin(), running.end()), running.end());
+  ticks += running.size();
   for (Unit* unit : running) {
     unit->Tick(Now());
   }

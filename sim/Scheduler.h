@@ -34,6 +34,9 @@ class Scheduler {
   // Goes on to the next cycle that has work, and runs it. There must be some.
   void RunCycle();
 
+  // The ticks of all units so far: what the simulation cost.
+  unsigned long long Ticks() const { return ticks; }
+
   // The cycle that runs, or the last one that ran; 0 before the first.
   Cycle Now() const { return clock.GetCurrentCycle(); }
 
@@ -48,6 +51,7 @@ class Scheduler {
   std::vector<Unit*> running;  // the list of this cycle, kept to reuse its storage
   size_t wishes;               // in all lists of the wheel
   uint32 unitCount;
+  unsigned long long ticks;
 };
 
 }  // namespace marrowfin

@@ -94,6 +94,7 @@ class Rig {
     }
     result.cycles = array.Cycles();
     result.fires = array.Fires();
+    result.ticks = array.Ticks();
     result.tokensLeft = array.LiveTokens();
     if (!recorder.Close() || !log.Close()) {
       throw std::runtime_error("can't record");

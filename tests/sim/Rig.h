@@ -31,6 +31,7 @@ struct RigResult {
   std::vector<SegmentData> results;  // what each thread ended with, in the written segments
   unsigned long long cycles = 0;
   unsigned long long fires = 0;
+  unsigned long long ticks = 0;  // of all units
   unsigned long long tokensLeft = 0;
   unsigned long long totalHops = 0;  // of all arcs, as placed
   std::string trace;                 // its bytes

@@ -1,0 +1,359 @@
+// The parts of the simulator on their own.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "sim/Array.h"
+#include "sim/Fifo.h"
+#include "sim/LoopControl.h"
+#include "sim/Placement.h"
+#include "sim/Random.h"
+#include "sim/RunLog.h"
+#include "sim/Scheduler.h"
+#include "sim/Shape.h"
+#include "sim/TraceRecorder.h"
+#include "sim/Unit.h"
+#include "tests/sim/Rig.h"
+
+namespace marrowfin::testing {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+TEST(ShapeTest, PositionsOfDomainsAndTheirProcessingElementsAreEachOthersInverse) {
+  const Shape shape = {3, 2, 4};
+  for (uint32 pe = 0; pe < shape.PeCount(); ++pe) {
+    EXPECT_EQ(pe, shape.PeAt(shape.DomainOf(pe), shape.PositionInDomain(pe)));
+    EXPECT_EQ(shape.ClusterOf(pe), shape.DomainOf(pe) / shape.DomainsPerCluster());
+  }
+}
+
+TEST(ShapeTest, ASwitchLiesFourPastTheFirstPositionOfItsCluster) {
+  EXPECT_EQ(Location(4, 4), Shape({2, 2, 4}).SwitchLocation(0));
+  EXPECT_EQ(Location(4, 12), Shape({2, 2, 4}).SwitchLocation(1));
+  EXPECT_EQ(Location(12, 4), Shape({2, 2, 4}).SwitchLocation(2));
+  EXPECT_EQ(Location(5, 5), Shape({2, 1, 1}).SwitchLocation(3));
+}
+
+TEST(ShapeTest, HopsCountTheSwitchesOnTheWay) {
+  const Shape shape = {3, 2, 2};
+  EXPECT_EQ(0U, shape.Hops(5, 5));
+  EXPECT_EQ(1U, shape.Hops(4, 5));
+  EXPECT_EQ(2U, shape.Hops(0, 4));
+  EXPECT_EQ(5U, shape.Hops(0, 35));
+  EXPECT_EQ(5U, shape.Hops(35, 0));
+}
+
+// Notes the cycles at which it ticks, and asks for further ones.
+class Ticker : public Unit {
+ public:
+  Ticker(const char* name, Scheduler& scheduler, std::vector<std::string>& order)
+      : Unit(name, scheduler), order(order) {}
+
+  void Tick(Cycle now) override {
+    order.push_back(theName + "@" + std::to_string(now));
+    for (const Cycle delay : wishes) {
+      WakeAt(now + delay);
+    }
+    wishes.clear();
+  }
+
+  std::vector<Cycle> wishes;
+
+ private:
+  std::vector<std::string>& order;
+};
+
+class SchedulerTest : public ::testing::Test {
+ protected:
+  SchedulerTest()
+      : scheduler(8), first("first", scheduler, order), second("second", scheduler, order) {}
+
+  void RunAll() {
+    while (scheduler.HasWork()) {
+      scheduler.RunCycle();
+    }
+  }
+
+  std::vector<std::string> order;
+  Scheduler scheduler;
+  Ticker first;
+  Ticker second;
+};
+
+TEST_F(SchedulerTest, RunsUnitsInTheOrderOfTheirNumbersWhoeverWasWokenFirst) {
+  scheduler.Wake(&second, 3);
+  scheduler.Wake(&first, 3);
+  RunAll();
+  EXPECT_THAT(order, ElementsAre("first@3", "second@3"));
+}
+
+TEST_F(SchedulerTest, AUnitTicksOnceACycleHoweverOftenItIsWoken) {
+  scheduler.Wake(&first, 2);
+  scheduler.Wake(&first, 1);
+  scheduler.Wake(&first, 2);
+  RunAll();
+  EXPECT_THAT(order, ElementsAre("first@1", "first@2"));
+}
+
+TEST_F(SchedulerTest, GoesStraightToTheNextCycleThatHasWork) {
+  first.wishes = {8};
+  scheduler.Wake(&first, 5);
+  scheduler.RunCycle();
+  EXPECT_EQ(5U, scheduler.Now());
+  scheduler.RunCycle();
+  EXPECT_EQ(13U, scheduler.Now());
+  EXPECT_FALSE(scheduler.HasWork());
+  EXPECT_THAT(order, ElementsAre("first@5", "first@13"));
+}
+
+TEST_F(SchedulerTest, UnitsBelongToItsClockAndAreClocked) {
+  EXPECT_EQ(scheduler.Clock(), first.theDomain);
+  EXPECT_TRUE(first.IsClocked());
+}
+
+TEST(IdleTest, AnArrayWithoutAProgramHasNoWorkAtAll) {
+  for (const uint32 clusters : {1U, 4U}) {
+    VisTool vis;
+    TraceRecorder trace(vis);
+    RunLog log;
+    Array array;
+    array.Build(1, trace, log);
+    EXPECT_FALSE(array.IsRunning()) << clusters;
+  }
+}
+
+TEST(IdleTest, UnitsThatHaveNothingToDoNeverTick) {
+  const std::unique_ptr<Program> program = FindProgram("reduce")->make({12, 1, 1, 1});
+  RigOptions small;
+  small.words = ArrayWords(1, 1, 6);
+  RigOptions large;
+  large.words = ArrayWords(5, 1, 6);
+  const RigResult alone = RunOnArray(*program, small);
+  const RigResult among = RunOnArray(*program, large);
+  EXPECT_EQ(alone.cycles, among.cycles);
+  EXPECT_EQ(alone.ticks, among.ticks);
+  EXPECT_LT(alone.ticks, 36 * alone.cycles) << "not even all of the small array's";
+}
+
+TEST(FifoTest, GivesBackInOrderAndStaysShort) {
+  Fifo<int> fifo;
+  EXPECT_TRUE(fifo.IsEmpty());
+  fifo.Push(-1);
+  for (int i = 0; i < 1000; ++i) {
+    fifo.Push(i);
+    EXPECT_EQ(i - 1, fifo.Front());
+    fifo.Pop();
+    EXPECT_EQ(1U, fifo.Size());
+  }
+}
+
+TEST(LoopControlTest, AnIterationMayCarryWhileTheNextLiesWithinTheWindow) {
+  LoopControl loops(2, 3);
+  loops.Produce(0, 0, 2);
+  EXPECT_TRUE(loops.MayCarry(0, 0));
+  EXPECT_TRUE(loops.MayCarry(0, 1));
+  EXPECT_FALSE(loops.MayCarry(0, 2));
+  loops.Produce(0, 1, 1);
+  loops.Consume(0, 0, 2);
+  EXPECT_FALSE(loops.MayCarry(0, 2)) << "the window moves at the end of the cycle";
+  loops.EndCycle();
+  EXPECT_TRUE(loops.MayCarry(0, 2));
+  EXPECT_FALSE(loops.MayCarry(1, 2)) << "every thread has a window of its own";
+  EXPECT_EQ(1U, loops.LiveTokens());
+}
+
+TEST(LoopControlTest, TheWindowMovesPastIterationsThatEndedEarly) {
+  LoopControl loops(1, 4);
+  loops.Produce(0, 0, 1);
+  loops.Produce(0, 1, 1);
+  loops.Produce(0, 2, 1);
+  loops.Consume(0, 1, 1);
+  loops.EndCycle();
+  EXPECT_EQ(0U, loops.OldestIteration());
+  loops.Consume(0, 0, 1);
+  loops.EndCycle();
+  EXPECT_EQ(2U, loops.OldestIteration());
+}
+
+TEST(GraphTest, ConstantsAreFolded) {
+  Graph graph;
+  EXPECT_EQ(5, graph.Sum(Number(2), Number(3)).constant);
+  EXPECT_EQ(-1, graph.Difference(Number(2), Number(3)).constant);
+  EXPECT_EQ(6, graph.Product(Number(2), Number(3)).constant);
+  EXPECT_TRUE(graph.Operations().empty());
+}
+
+TEST(GraphTest, OperationsThatShareAWrittenSegmentAreAGroup) {
+  Graph graph;
+  const uint32 read = graph.AddSegment(1, false);
+  const uint32 written = graph.AddSegment(1, true);
+  graph.AddMemory(Opcode::LOAD, read, {Later()});
+  graph.AddMemory(Opcode::LOAD, written, {Later()});
+  graph.AddMemory(Opcode::LOAD, read, {Later()});
+  graph.AddMemory(Opcode::STORE, written, {Later(), Number(1)});
+  EXPECT_THAT(graph.Groups(), ElementsAre(ElementsAre(0U), ElementsAre(1U, 3U), ElementsAre(2U)));
+}
+
+TEST(GraphTest, FaultsAreNamed) {
+  {
+    Graph graph;
+    graph.Add(Opcode::ADD, {Number(1), Number(2)});
+    EXPECT_EQ("operation 0 (add) has no operand that it could wait for", graph.Fault());
+  }
+  {
+    Graph graph;
+    graph.AddMemory(Opcode::STORE, graph.AddSegment(1, false), {Number(0), Later()});
+    EXPECT_EQ("operation 0 (store) writes a segment that is only read", graph.Fault());
+  }
+  {
+    Graph graph;
+    graph.AddMemory(Opcode::LOAD, 3, {Later()});
+    EXPECT_EQ("operation 0 (load) uses no segment", graph.Fault());
+  }
+  {
+    Graph graph;
+    const Value sum = graph.Add(Opcode::ADD, {Later(), Number(1)});
+    graph.Connect(sum.Otherwise(), sum, 0);
+    EXPECT_EQ("operation 0 (add) has no false side", graph.Fault());
+  }
+  {
+    Graph graph;
+    const Value sum = graph.Add(Opcode::ADD, {Later(), Number(1)});
+    graph.Carry(sum, sum, 1);
+    EXPECT_EQ("operation 0 (add) sends to a port that takes no token", graph.Fault());
+  }
+  {
+    Graph graph;
+    graph.Start(graph.Add(Opcode::ADD, {Later(), Number(1)}), 1, 0);
+    EXPECT_EQ("a start token goes to a port that takes none", graph.Fault());
+  }
+  {
+    Graph graph;
+    const Value sum = graph.Add(Opcode::ADD, {Later(), Number(1)});
+    graph.Connect(graph.Add(Opcode::ADD, {sum, Number(1)}), sum, 0);
+    EXPECT_EQ("the graph has a cycle within an iteration", graph.Fault());
+  }
+  {
+    Graph graph;
+    const Value sum = graph.Add(Opcode::ADD, {Later(), Number(1)});
+    graph.Carry(sum, sum, 0);
+    EXPECT_EQ("", graph.Fault()) << "a carried arc is no cycle within an iteration";
+  }
+}
+
+// A graph of operations without arcs.
+Graph Loose(uint32 operations) {
+  Graph graph;
+  for (uint32 i = 0; i < operations; ++i) {
+    graph.Add(Opcode::ADD, {Later(), Number(1)});
+  }
+  return graph;
+}
+
+class PlacementTest : public ::testing::TestWithParam<const char*> {
+ protected:
+  static Placement Place(const Graph& graph, const Shape& shape, uint32 share, uint32 capacity) {
+    return PlaceOperations(*FindPlacementPolicy(GetParam()), graph, shape, share, capacity, 1);
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Every, PlacementTest,
+                         ::testing::Values("row-major", "blocked", "random", "greedy"),
+                         [](const auto& parameter) {
+                           std::string name = parameter.param;
+                           name.erase(std::remove(name.begin(), name.end(), '-'), name.end());
+                           return name;
+                         });
+
+TEST_P(PlacementTest, FillsAnArrayToItsCapacityAndNoFurther) {
+  const Shape shape = {2, 1, 2};
+  EXPECT_EQ(48U, Place(Loose(48), shape, 0, 3).size());
+  EXPECT_TRUE(Place(Loose(49), shape, 0, 3).empty());
+  EXPECT_TRUE(Place(Loose(1), shape, 0, 0).empty());
+}
+
+TEST_P(PlacementTest, SpreadsOperationsEvenlyUnlessToldOtherwise) {
+  const Shape shape = {2, 1, 2};
+  const auto elements = [](const Placement& placement) {
+    return std::set<uint32>(placement.begin(), placement.end()).size();
+  };
+  EXPECT_EQ(16U, elements(Place(Loose(16), shape, 0, 64)));
+  EXPECT_EQ(16U, elements(Place(Loose(32), shape, 0, 64)));
+  EXPECT_GE(8U, Place(Loose(4), shape, 0, 64).size());
+  EXPECT_LE(4U, elements(Place(Loose(16), shape, 4, 64)));
+}
+
+TEST_P(PlacementTest, KeepsAGroupOnOneProcessingElement) {
+  Graph graph = Loose(20);
+  const uint32 segment = graph.AddSegment(1, true);
+  graph.AddMemory(Opcode::STORE, segment, {Later(), Number(1)});
+  graph.Add(Opcode::ADD, {Later(), Number(1)});
+  graph.AddMemory(Opcode::LOAD, segment, {Later()});
+  graph.AddMemory(Opcode::LOAD, segment, {Later()});
+  const Placement placement = Place(graph, {2, 1, 2}, 1, 4);
+  ASSERT_EQ(24U, placement.size());
+  EXPECT_EQ(placement[20], placement[22]);
+  EXPECT_EQ(placement[20], placement[23]);
+}
+
+TEST(PoliciesTest, RowMajorGoesAlongTheRowsAndBlockedAlongTheClusters) {
+  const Shape shape = {2, 1, 2};
+  const auto place = [&](const char* policy) {
+    return PlaceOperations(*FindPlacementPolicy(policy), Loose(6), shape, 0, 64, 1);
+  };
+  EXPECT_THAT(place("row-major"), ElementsAre(0U, 1U, 2U, 3U, 4U, 5U));
+  EXPECT_THAT(place("blocked"), ElementsAre(0U, 1U, 4U, 5U, 2U, 3U));
+}
+
+TEST(PoliciesTest, RandomPlacesFollowTheSeed) {
+  const auto place = [&](unsigned long long seed) {
+    return PlaceOperations(*FindPlacementPolicy("random"), Loose(50), {2, 2, 4}, 0, 64, seed);
+  };
+  EXPECT_EQ(place(1), place(1));
+  EXPECT_NE(place(1), place(2));
+}
+
+// Two clusters side by side; one operation on each end of the link between them.
+TEST(LatencyTest, AMessageTakesTheLatenciesOfItsLinks) {
+  struct Line : public Program {
+    Line() {
+      const Value first = graph.Add(Opcode::ADD, {Later(), Number(1)});
+      graph.Start(first, 0, 1);
+      graph.AddMemory(Opcode::STORE, graph.AddSegment(1, true), {Number(0), first});
+    }
+    void ComputePlainly(SegmentData& data) const override { data[0][0] = 2; }
+    void FillInput(SegmentData&, Random&) const override {}
+  };
+  RigOptions options;
+  options.words = ArrayWords(2, 1, 1);
+  options.words.insert(
+      options.words.end(),
+      {"-array/fireLatency", "3", "-array/peLinkLatency", "5", "-array/domainLinkLatency", "7",
+       "-array/switchLinkLatency", "11", "-array/memoryLatency", "13"});
+  options.placement = "row-major";
+  options.withLog = true;
+  Message::MessageIdToken = 1;
+  const RigResult result = RunOnArray(Line(), options);
+  EXPECT_EQ(0U, WrongWords(Line(), result));
+  // It fires at cycle 1, its result is there 3 later and takes 5, 7, 11, 7 and 5.
+  EXPECT_THAT(result.log, HasSubstr("\nfire 1 array/c0_0/d0_0/pe0_0 0 0 0 add start,constant\n"));
+  EXPECT_THAT(result.log,
+              HasSubstr("\nsend 4 1 array/c0_0/d0_0/pe0_0 array/c1_0/d0_0/pe0_0 0 0 1 1\n"));
+  EXPECT_THAT(result.log, HasSubstr("\narrive 39 1 array/c1_0/d0_0/pe0_0 2\n"));
+  EXPECT_THAT(result.log, HasSubstr("\nfire 39 array/c1_0/d0_0/pe0_0 0 0 1 store constant,1\n"));
+  // The memory hears of it one cycle later and needs 13, and its answer counts from the next one.
+  EXPECT_EQ(54U, result.cycles);
+}
+
+TEST(CapacityTest, OneEntryOfTheBufferIsNeededForEachOperationThreadAndLiveIteration) {
+  Array array;
+  std::string text;
+  EXPECT_EQ(16U, array.PeCapacity(1)) << "64 entries and a window of 4";
+  EXPECT_EQ(4U, array.PeCapacity(4));
+  EXPECT_EQ(0U, array.PeCapacity(17));
+}
+
+}  // namespace marrowfin::testing
