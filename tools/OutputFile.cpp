@@ -1,11 +1,10 @@
 #include "tools/OutputFile.h"
 
 #include <fcntl.h>
-#include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <climits>
 #include <csignal>
 #include <cstdlib>
 
