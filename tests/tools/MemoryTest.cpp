@@ -1,27 +1,9 @@
-// What happens when memory runs out. The program's allocations are those of this test program,
-// which refuses large ones on demand.
+// What happens when memory runs out.
 
-#include <cstdlib>
-#include <new>
+#include <cstdint>
 
+#include "tests/tools/Allocations.h"
 #include "tests/tools/ImportFixture.h"
-
-namespace {
-
-size_t largestAllocation = SIZE_MAX;
-
-}  // namespace
-
-void* operator new(size_t size) {
-  void* const memory = size <= largestAllocation ? std::malloc(size) : nullptr;
-  if (memory == nullptr) {
-    throw std::bad_alloc();
-  }
-  return memory;
-}
-
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, size_t) noexcept { std::free(memory); }
 
 namespace marrowfin {
 namespace {
