@@ -1,0 +1,213 @@
+// How fast the simulator is: events per second with and without a trace, what of that is the cost
+// of the trace's own write calls, and how the speed depends on the size of the array.
+//
+// Traces go to the directory that TMPDIR names, else to /tmp.
+
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "Core/VisTool.h"
+#include "sim/Array.h"
+#include "sim/Placement.h"
+#include "sim/Program.h"
+#include "sim/RunLog.h"
+#include "sim/TraceRecorder.h"
+
+namespace marrowfin {
+
+namespace {
+
+// The processor time of this process so far: other programs of the machine do not count.
+double Seconds() { return static_cast<double>(clock()) / CLOCKS_PER_SEC; }
+
+std::string TraceName() {
+  const char* directory = getenv("TMPDIR");
+  return std::string(directory == nullptr ? "/tmp" : directory) + "/marrowfin-sim-bench-" +
+         std::to_string(getpid()) + ".trace";
+}
+
+void SetOption(Array& array, const std::string& name, uint32 value) {
+  std::vector<CommandLineParser::Option> options;
+  array.CollectAllOptions(options);
+  if (!array.DoMatches("-array/" + name, std::to_string(value), options)) {
+    throw std::invalid_argument(name);
+  }
+}
+
+// A program on an array of its own.
+class Machine {
+ public:
+  Machine(const Program& program, const Shape& shape, const std::string& traceName)
+      : recorder(vis) {
+    SetOption(array, "clusters", shape.clusters);
+    SetOption(array, "domains", shape.domains);
+    SetOption(array, "pes", shape.pes);
+    SetOption(array, "operandBuffer", 1024);
+    const Placement placement = PlaceOperations(*FindPlacementPolicy("greedy"), program.GetGraph(),
+                                                array.GetShape(), 0, array.PeCapacity(1), 1);
+    array.Build(1, recorder, log);
+    array.Load(program.GetGraph(), placement);
+    Random random(1);
+    array.WriteSegments(0, program.MakeData(random));
+    vis.outFilename = traceName;
+    if (placement.empty() || !recorder.Open()) {
+      throw std::runtime_error("the benchmark cannot run");
+    }
+    array.Start();
+  }
+
+  void Run() {
+    while (array.IsRunning()) {
+      array.RunCycle();
+    }
+  }
+
+  // Closes the trace and removes it.
+  void Finish() {
+    recorder.Close();
+    unlink(vis.outFilename.c_str());
+  }
+
+  unsigned long long Events() const { return recorder.Events(); }
+  unsigned long long Cycles() const { return array.Cycles(); }
+  unsigned long long Ticks() const { return array.Ticks(); }
+
+ private:
+  VisTool vis;
+  TraceRecorder recorder;
+  RunLog log;
+  Array array;
+};
+
+std::unique_ptr<Program> MakeProgram() { return FindProgram("stencil")->make({12, 20, 1, 1}); }
+
+void SetRate(benchmark::State& state, unsigned long long events) {
+  state.counters["events/s"] =
+      benchmark::Counter(static_cast<double>(events), benchmark::Counter::kIsRate);
+}
+
+void WithoutTrace(benchmark::State& state) {
+  const std::unique_ptr<Program> program = MakeProgram();
+  unsigned long long events = 0;
+  for ([[maybe_unused]] auto iteration : state) {
+    state.PauseTiming();
+    auto machine = std::make_unique<Machine>(*program, Shape{4, 2, 4}, "");
+    state.ResumeTiming();
+    machine->Run();
+    state.PauseTiming();
+    events += machine->Events();
+    machine.reset();
+    state.ResumeTiming();
+  }
+  SetRate(state, events);
+}
+
+// The calls alone: what the trace tool asks of the system for so many records of a fire.
+double SecondsOfWrites(unsigned long long records) {
+  const std::string name = TraceName();
+  const int file = open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  const char bytes[8] = {};
+  const double start = Seconds();
+  for (unsigned long long record = 0; record < records; ++record) {
+    for (const size_t size : {4, 8, 4, 4, 8}) {
+      if (write(file, bytes, size) != static_cast<ssize_t>(size)) {
+        throw std::runtime_error("the benchmark cannot write");
+      }
+    }
+  }
+  const double seconds = Seconds() - start;
+  close(file);
+  unlink(name.c_str());
+  return seconds;
+}
+
+void WithTrace(benchmark::State& state) {
+  const std::unique_ptr<Program> program = MakeProgram();
+  unsigned long long events = 0;
+  double runSeconds = 0;
+  double writeSeconds = 0;
+  for ([[maybe_unused]] auto iteration : state) {
+    state.PauseTiming();
+    auto machine = std::make_unique<Machine>(*program, Shape{4, 2, 4}, TraceName());
+    state.ResumeTiming();
+    const double start = Seconds();
+    machine->Run();
+    runSeconds += Seconds() - start;
+    state.PauseTiming();
+    events += machine->Events();
+    machine->Finish();
+    writeSeconds += SecondsOfWrites(machine->Events());
+    machine.reset();
+    state.ResumeTiming();
+  }
+  SetRate(state, events);
+  state.counters["writes alone, events/s"] = static_cast<double>(events) / writeSeconds;
+  state.counters["times the writes"] = runSeconds / writeSeconds;
+}
+
+// The same program on arrays of 16 to 16,384 processing elements.
+void BySize(benchmark::State& state) {
+  const Shape shape = {static_cast<uint32>(state.range(0)), static_cast<uint32>(state.range(1)),
+                       static_cast<uint32>(state.range(2))};
+  const std::unique_ptr<Program> program = MakeProgram();
+  unsigned long long events = 0;
+  unsigned long long cycles = 0;
+  unsigned long long ticks = 0;
+  for ([[maybe_unused]] auto iteration : state) {
+    state.PauseTiming();
+    auto machine = std::make_unique<Machine>(*program, shape, "");
+    state.ResumeTiming();
+    machine->Run();
+    state.PauseTiming();
+    events += machine->Events();
+    cycles += machine->Cycles();
+    ticks += machine->Ticks();
+    machine.reset();
+    state.ResumeTiming();
+  }
+  SetRate(state, events);
+  state.counters["PEs"] = shape.PeCount();
+  state.counters["cycles/s"] =
+      benchmark::Counter(static_cast<double>(cycles), benchmark::Counter::kIsRate);
+  state.counters["ticks/cycle"] = static_cast<double>(ticks) / static_cast<double>(cycles);
+}
+
+// What it takes to make an array and to throw it away.
+void Building(benchmark::State& state) {
+  const std::unique_ptr<Program> program = FindProgram("reduce")->make({2, 1, 1, 1});
+  const Shape shape = {static_cast<uint32>(state.range(0)), static_cast<uint32>(state.range(1)),
+                       static_cast<uint32>(state.range(2))};
+  for ([[maybe_unused]] auto iteration : state) {
+    Machine machine(*program, shape, "");
+  }
+  state.counters["PEs"] = shape.PeCount();
+}
+
+BENCHMARK(WithoutTrace)->Unit(benchmark::kMillisecond);
+BENCHMARK(WithTrace)->Unit(benchmark::kMillisecond);
+BENCHMARK(BySize)
+    ->Unit(benchmark::kMillisecond)
+    ->Args({1, 1, 4})
+    ->Args({1, 2, 4})
+    ->Args({2, 2, 4})
+    ->Args({4, 2, 4})
+    ->Args({4, 4, 4})
+    ->Args({4, 4, 8});
+BENCHMARK(Building)
+    ->Unit(benchmark::kMillisecond)
+    ->Args({1, 1, 4})
+    ->Args({4, 2, 4})
+    ->Args({4, 4, 8});
+
+}  // namespace
+
+}  // namespace marrowfin
+
+BENCHMARK_MAIN();
