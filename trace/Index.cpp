@@ -72,7 +72,7 @@ std::vector<std::string> Places(const std::string& traceName) {
 // Adds the records from byte `offset` on to what is built; the fault that ends them is put into
 // `end`. False where the caller asked to stop or the file could not be read.
 bool AddRecords(const TraceFile& trace, uint64_t offset, IndexBuilder& builder,
-                const Progress& progress, Fault& end, Fault& fault) {
+                const ProgressCallback& progress, Fault& end, Fault& fault) {
   ReadOptions options;
   options.ordered = false;
   Reader reader(PieceSource(trace.Descriptor(), trace.Name(), offset, trace.Size() - offset),
@@ -99,7 +99,8 @@ Index::~Index() {
   }
 }
 
-std::unique_ptr<Index> Index::Open(const TraceFile& trace, const Progress& progress, Fault& fault) {
+std::unique_ptr<Index> Index::Open(const TraceFile& trace, const ProgressCallback& progress,
+                                   Fault& fault) {
   const std::vector<std::string> places = Places(trace.Name());
   std::unique_ptr<Index> grown;
   for (const std::string& place : places) {
@@ -127,13 +128,14 @@ std::unique_ptr<Index> Index::Open(const TraceFile& trace, const Progress& progr
   return Make(trace, "", grown.get(), progress, fault);
 }
 
-bool Index::Build(const TraceFile& trace, const std::string& file, const Progress& progress,
+bool Index::Build(const TraceFile& trace, const std::string& file, const ProgressCallback& progress,
                   Fault& fault) {
   return Make(trace, file, nullptr, progress, fault) != nullptr;
 }
 
 std::unique_ptr<Index> Index::Make(const TraceFile& trace, const std::string& file,
-                                   const Index* grown, const Progress& progress, Fault& fault) {
+                                   const Index* grown, const ProgressCallback& progress,
+                                   Fault& fault) {
   IndexWriter writer;
   if (!writer.Open(file, fault)) {
     return nullptr;

@@ -97,7 +97,7 @@ class TouchCode {
 };
 
 // Reports how far long work is, with bytes done and in all (0 where unknown); false stops it.
-typedef std::function<bool(uint64_t done, uint64_t all)> Progress;
+typedef std::function<bool(uint64_t done, uint64_t all)> ProgressCallback;
 
 // An index, open for questions. It holds the tables in memory and reads keyframes and nodes from
 // its file when they are asked for. From several threads at a time, each needs an object of its
@@ -110,12 +110,12 @@ class Index {
   // unnamed temporary file and `fault` stays empty. An index of a trace that has grown since is
   // extended. A trace that breaks off is indexed up to the fault, which is GetSummary().end. Null
   // where `fault` was set.
-  static std::unique_ptr<Index> Open(const TraceFile& trace, const Progress& progress,
+  static std::unique_ptr<Index> Open(const TraceFile& trace, const ProgressCallback& progress,
                                      Fault& fault);
 
   // Builds the index anew in `file`, written to a temporary beside it and renamed.
-  static bool Build(const TraceFile& trace, const std::string& file, const Progress& progress,
-                    Fault& fault);
+  static bool Build(const TraceFile& trace, const std::string& file,
+                    const ProgressCallback& progress, Fault& fault);
 
   // Opens an index in `file` if it is whole and of this trace, as it is or as it was before it
   // grew; null where it is not, with the reason in `fault`.
@@ -158,7 +158,8 @@ class Index {
  private:
   Index() = default;
   static std::unique_ptr<Index> Make(const TraceFile& trace, const std::string& file,
-                                     const Index* grown, const Progress& progress, Fault& fault);
+                                     const Index* grown, const ProgressCallback& progress,
+                                     Fault& fault);
   static std::unique_ptr<Index> OpenDescriptor(const TraceFile& trace, int descriptor,
                                                const std::string& file, Fault& fault);
   bool ReadDirectory(Fault& fault);

@@ -58,7 +58,7 @@ bool EventFilter::Matches(const TraceEvent& event) const {
 }
 
 EventCursor::EventCursor(const TraceFile& trace, const Index& index, const EventFilter& filter,
-                         Progress progress)
+                         ProgressCallback progress)
     : trace(trace),
       index(index),
       filter(filter),
@@ -237,7 +237,8 @@ bool EventCursor::Previous(TraceEvent& event) {
 
 bool ActivityOverTime(const TraceFile& trace, const Index& index, uint64_t first, uint64_t last,
                       size_t bins, Activity kind, const std::optional<Region>& region,
-                      const Progress& progress, std::vector<uint64_t>& counts, Fault& fault) {
+                      const ProgressCallback& progress, std::vector<uint64_t>& counts,
+                      Fault& fault) {
   counts.assign(bins, 0);
   const ActivityReader activity(trace, index);
   std::vector<uint64_t> cells;

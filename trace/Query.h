@@ -66,7 +66,7 @@ class EventCursor {
  public:
   // `progress`, which counts records, may stop the search.
   EventCursor(const TraceFile& trace, const Index& index, const EventFilter& filter,
-              Progress progress = {});
+              ProgressCallback progress = {});
 
   // The next event. False at the end, and where a fault was met.
   bool Next(TraceEvent& event);
@@ -87,7 +87,7 @@ class EventCursor {
   const TraceFile& trace;
   const Index& index;
   EventFilter filter;
-  Progress progress;
+  ProgressCallback progress;
   ActivityReader activity;
   Fault fault;
   bool narrowed = false;
@@ -102,7 +102,8 @@ class EventCursor {
 // index's sums where they are long. For traces whose cycles do not fall.
 bool ActivityOverTime(const TraceFile& trace, const Index& index, uint64_t first, uint64_t last,
                       size_t bins, Activity kind, const std::optional<Region>& region,
-                      const Progress& progress, std::vector<uint64_t>& counts, Fault& fault);
+                      const ProgressCallback& progress, std::vector<uint64_t>& counts,
+                      Fault& fault);
 
 }  // namespace marrowfin
 

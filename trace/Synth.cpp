@@ -38,7 +38,7 @@ Place SwitchOf(const ArrayShape& shape, Place element) {
 // Writes records and counts them, up to a number.
 class Output {
  public:
-  Output(Writer& writer, uint64_t records, const Progress& progress)
+  Output(Writer& writer, uint64_t records, const ProgressCallback& progress)
       : writer(writer), left(records), all(records), progress(progress) {}
 
   bool Full() const { return left == 0 || stopped; }
@@ -74,7 +74,7 @@ class Output {
   Writer& writer;
   uint64_t left;
   uint64_t all;
-  const Progress& progress;
+  const ProgressCallback& progress;
   bool stopped = false;
 };
 
@@ -171,7 +171,7 @@ void SynthesizeRandom(const SynthOptions& options, Random& random, Output& outpu
 
 }  // namespace
 
-bool Synthesize(const SynthOptions& options, Writer& writer, const Progress& progress) {
+bool Synthesize(const SynthOptions& options, Writer& writer, const ProgressCallback& progress) {
   Random random(options.seed);
   Output output(writer, options.records, progress);
   if (options.mode == SynthOptions::RANDOM) {

@@ -27,7 +27,7 @@ struct SynthOptions {
 
 // Writes the trace to an open writer. False where the writer has a fault or `progress`, which
 // counts records, asked to stop.
-bool Synthesize(const SynthOptions& options, Writer& writer, const Progress& progress);
+bool Synthesize(const SynthOptions& options, Writer& writer, const ProgressCallback& progress);
 
 }  // namespace marrowfin
 
