@@ -10,6 +10,7 @@
 #include <type_traits>
 
 #include "tests/Util/Fixtures.h"
+#include "tests/Util/SystemCalls.h"
 #include "tests/Util/VirtualSlots.h"
 #include "tests/support/Reports.h"
 
@@ -496,6 +497,14 @@ TEST_F(ParserTreeTest, WordsLeftAreCopies) {
   EXPECT_THAT(Taken(argv), ElementsAre("x"));
 }
 
+TEST_F(ParserTreeTest, WordsLeftHaveRoomForAllWordsAndTheNullPointer) {
+  CommandLine line = Words({"--", "x", "y"});
+  SystemCalls calls;
+  char** argv = top.GetUnparsedArgv(&line);
+  EXPECT_THAT(calls.Made(), ElementsAre(SystemCalls::Call("new[]", 4 * sizeof(char*))));
+  Taken(argv);
+}
+
 // ---- Patterns
 
 bool MatchesName(const std::string& pattern, const std::string& fullName) {
@@ -535,6 +544,14 @@ TEST(ParserPatternTest, FirstMatchCounts) {
   EXPECT_FALSE(MatchesName("ab*", "abcab"));
   EXPECT_TRUE(MatchesName("", ""));
   EXPECT_FALSE(MatchesName("", "-a"));
+}
+
+TEST(ParserPatternTest, EveryComparisonReleasesItsCompiledPattern) {
+  SystemCalls calls;
+  MatchesName("-a", "-a");
+  MatchesName("-a", "-b");
+  EXPECT_THAT(calls.Made(),
+              ElementsAre(SystemCalls::Call("regfree"), SystemCalls::Call("regfree")));
 }
 
 TEST(ParserPatternTest, PatternIsTheWordItself) {

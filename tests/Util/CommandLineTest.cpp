@@ -1,14 +1,19 @@
 #include "Util/CommandLine.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <type_traits>
 
+#include "tests/Util/SystemCalls.h"
 #include "tests/Util/VirtualSlots.h"
 
 namespace marrowfin::testing {
 namespace {
+
+using ::testing::ElementsAre;
+using ::testing::UnorderedElementsAre;
 
 CommandLine Started(std::vector<std::string> words) {
   std::vector<char*> argv;
@@ -91,6 +96,21 @@ TEST(CommandLineTest, ArgumentVectorHoldsTheWordsAndANullPointer) {
   EXPECT_EQ(line.c_args, argv);
   EXPECT_EQ(Words({"a", "b", "c"}), WordsOf(argv));
   EXPECT_EQ(line[0].c_str(), argv[0]);
+}
+
+TEST(CommandLineTest, ArgumentVectorHasRoomForTheWordsAndTheNullPointerAndReplacesTheOneBefore) {
+  CommandLine line = Started({"prog", "a", "b", "c"});
+  SystemCalls calls;
+  line.GetArgv();
+  EXPECT_THAT(calls.Made(), UnorderedElementsAre(SystemCalls::Call("delete[]"),
+                                                 SystemCalls::Call("new[]", 4 * sizeof(char*))));
+}
+
+TEST(CommandLineTest, ArgumentVectorGoesWithTheCommandLine) {
+  auto line = std::make_unique<CommandLine>(Started({"prog", "a"}));
+  SystemCalls calls;
+  line.reset();
+  EXPECT_THAT(calls.Made(), ElementsAre(SystemCalls::Call("delete[]")));
 }
 
 TEST(CommandLineTest, EraseRemovesOneWord) {

@@ -1,6 +1,7 @@
 #include "tests/Util/SystemCalls.h"
 
 #include <fcntl.h>
+#include <regex.h>
 #include <sys/time.h>
 #include <sys/types.h>
 
@@ -117,6 +118,12 @@ ssize_t __wrap_read(int descriptor, void* bytes, size_t size) {
   return MustFail("read", descriptor, size) ? -1 : __real_read(descriptor, bytes, size);
 }
 
+void __real_regfree(regex_t* pattern);
+void __wrap_regfree(regex_t* pattern) {
+  MustFail("regfree");
+  __real_regfree(pattern);
+}
+
 int __real_sigaction(int number, const struct sigaction* action, struct sigaction* before);
 int __wrap_sigaction(int number, const struct sigaction* action, struct sigaction* before) {
   const bool fails = action != nullptr &&
@@ -131,6 +138,18 @@ int __wrap_unlink(const char* name) { return MustFail("unlink", name) ? -1 : __r
 ssize_t __real_write(int descriptor, const void* bytes, size_t size);
 ssize_t __wrap_write(int descriptor, const void* bytes, size_t size) {
   return MustFail("write", descriptor, size) ? -1 : __real_write(descriptor, bytes, size);
+}
+
+void* __real__Znam(size_t size);
+void* __wrap__Znam(size_t size) {
+  MustFail("new[]", size);
+  return __real__Znam(size);
+}
+
+void __real__ZdaPv(void* array);
+void __wrap__ZdaPv(void* array) {
+  MustFail("delete[]");
+  __real__ZdaPv(array);
 }
 
 }  // extern "C"

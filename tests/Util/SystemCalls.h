@@ -10,8 +10,9 @@
 
 namespace marrowfin::testing {
 
-// Notes what the program asks of the system while the object lives, and can let it fail. One object
-// at a time. The linker leads the calls here: see the --wrap options of the test program.
+// Notes what the program asks of the system while the object lives, and can let it fail; arrays
+// taken from the heap are noted too. One object at a time. The linker leads the calls here: see the
+// --wrap options of the test program.
 class SystemCalls {
  public:
   SystemCalls();
@@ -25,6 +26,7 @@ class SystemCalls {
   //   close: descriptor                   fclose: stream
   //   fileno: stream                      unlink: name
   //   sigaction: signal, handler, flags, signals in the mask
+  //   new[]: bytes                        delete[], gettimeofday, regfree: nothing
   // with numbers in decimal.
   template <class... Arguments>
   static std::string Call(const std::string& name, const Arguments&... arguments) {
