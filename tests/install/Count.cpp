@@ -1,0 +1,22 @@
+// Counts the records of a trace with the installed trace engine.
+//
+// usage: count FILE
+
+#include <cstdio>
+#include <utility>
+
+#include "trace/ByteSource.h"
+#include "trace/Reader.h"
+
+int main(int argc, char** argv) {
+  marrowfin::Fault fault;
+  auto source = marrowfin::OpenSource(argc > 1 ? argv[1] : "", fault);
+  if (source == nullptr) {
+    return 1;
+  }
+  marrowfin::Reader reader(std::move(source), argv[1]);
+  marrowfin::Columns columns;
+  while (reader.Next(columns)) {
+  }
+  printf("%d records\n", static_cast<int>(reader.Records()));
+}
