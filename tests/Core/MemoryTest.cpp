@@ -121,6 +121,18 @@ TEST(MemoryTest, AnEventFreesTheEarlierPayloadOfTheRecordThatItFills) {
   balance.Expect();
 }
 
+TEST(MemoryTest, AnEventTakesAPayloadOfExactlyItsWords) {
+  const Location l(1, 2);
+  BinaryEvent location;
+  heap.largest = 0;
+  PEFire(0, 0, l).ToBinaryEvent(location);
+  EXPECT_EQ(8u, heap.largest);
+  BinaryEvent message;
+  heap.largest = 0;
+  MessageSend(0, 0, l, l).ToBinaryEvent(message);
+  EXPECT_EQ(16u, heap.largest);
+}
+
 TEST(MemoryTest, APayloadIsTakenInWholeWordsAndNoMore) {
   for (uint32 length = 1; length <= 40; ++length) {
     RecordingFile file(TraceBytes("raw 9 0 0 " + std::to_string(length)));
