@@ -29,6 +29,9 @@ class OutputFile {
 
   [[nodiscard]] MaybeFailure Write(const void* bytes, size_t size);
 
+  // What is written goes here too; it stays the output's.
+  int Descriptor() const { return fd; }
+
   // Ends the output: it is on the disk and has its name when this succeeds.
   [[nodiscard]] MaybeFailure Commit();
 

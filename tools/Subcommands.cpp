@@ -4,7 +4,8 @@ namespace marrowfin {
 
 const std::vector<const Subcommand*>& Subcommands() {
   static const std::vector<const Subcommand*> table = {
-      &importSubcommand,
+      &infoSubcommand,  &checkSubcommand,  &indexSubcommand,
+      &stateSubcommand, &importSubcommand, &synthSubcommand,
   };
   return table;
 }

@@ -7,7 +7,12 @@
 
 namespace marrowfin {
 
+extern const Subcommand checkSubcommand;
 extern const Subcommand importSubcommand;
+extern const Subcommand indexSubcommand;
+extern const Subcommand infoSubcommand;
+extern const Subcommand stateSubcommand;
+extern const Subcommand synthSubcommand;
 
 // All subcommands, in the order in which --help lists them.
 const std::vector<const Subcommand*>& Subcommands();

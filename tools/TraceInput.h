@@ -1,0 +1,56 @@
+#ifndef TOOLS_TRACEINPUT_H
+#define TOOLS_TRACEINPUT_H
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tools/Failure.h"
+#include "tools/Subcommand.h"
+#include "trace/Index.h"
+#include "trace/Place.h"
+#include "trace/Reader.h"
+#include "trace/Summary.h"
+
+namespace marrowfin {
+
+// What the subcommands that work on a trace share.
+
+// A fault of the trace engine in the words of the programs.
+Failure FailureOf(const Fault& fault);
+
+// Reads a trace (plain, packed, or a FIFO) from front to back with a line of progress. A fault of
+// the trace itself is put into summary.end and is no failure.
+MaybeFailure Summarize(const std::string& name, const ReadOptions& options, const Console& console,
+                       Summary& summary);
+
+// A trace that can be read anywhere, with its index, which is built or extended where it has to be.
+struct IndexedTrace {
+  std::unique_ptr<TraceFile> file;
+  std::unique_ptr<Index> index;
+};
+MaybeFailure OpenIndexed(const std::string& name, const Console& console, IndexedTrace& trace);
+
+// The flags -c, -d and -p, any of which may be left out.
+struct ShapeFlags {
+  std::optional<uint32_t> clusters;
+  std::optional<uint32_t> domains;
+  std::optional<uint32_t> pes;
+
+  void Declare(CLI::App& app);
+  bool Given() const { return clusters || domains || pes; }
+
+  // What was given, the viewer's defaults for the rest.
+  ArrayShape Shape() const;
+
+  // What was given, else what shows the whole trace; a failure where nothing does.
+  MaybeFailure ShapeFor(const std::string& name, const Summary& summary, ArrayShape& shape) const;
+};
+
+// "-c 4 -d 2 -p 4".
+std::string ShapeText(const ArrayShape& shape);
+
+}  // namespace marrowfin
+
+#endif
