@@ -14,8 +14,10 @@ struct sigaction before;
 
 struct BusGuardHandler {
   static void Handle(int signalNumber, siginfo_t* info, void* context) {
+    // A signal that another process sent comes without an address.
+    const bool raised = info->si_code > 0;
     const char* address = static_cast<const char*>(info->si_addr);
-    for (BusGuard* guard = innermost; guard != nullptr; guard = guard->outer) {
+    for (BusGuard* guard = innermost; raised && guard != nullptr; guard = guard->outer) {
       if (address >= guard->low && address < guard->high) {
         siglongjmp(guard->back, 1);
       }
@@ -28,9 +30,12 @@ struct BusGuardHandler {
       before.sa_sigaction(signalNumber, info, context);
     } else if (before.sa_handler != SIG_DFL && before.sa_handler != SIG_IGN) {
       before.sa_handler(signalNumber);
-    } else {
+    } else if (info->si_code > 0) {
       // The instruction runs again and meets the default action.
       signal(signalNumber, SIG_DFL);
+    } else if (before.sa_handler == SIG_DFL) {
+      signal(signalNumber, SIG_DFL);
+      raise(signalNumber);
     }
   }
 };
@@ -49,7 +54,9 @@ void BusGuard::Install() {
     action.sa_sigaction = BusGuardHandler::Handle;
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_SIGINFO | SA_NODEFER;
-    sigaction(SIGBUS, &action, &before);
+    // Read first: from the moment it stands the handler may need it.
+    sigaction(SIGBUS, nullptr, &before);
+    sigaction(SIGBUS, &action, nullptr);
   });
 }
 

@@ -20,9 +20,8 @@ namespace {
 class FileSource : public ByteSource {
  public:
   FileSource(int descriptor, const std::string& name) : descriptor(descriptor), name(name) {
-    struct stat status;
-    if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
-      size = static_cast<uint64_t>(status.st_size);
+    size = PlainSize();
+    if (size) {
       posix_fadvise(descriptor, 0, 0, POSIX_FADV_SEQUENTIAL);
     }
   }
@@ -67,7 +66,20 @@ class FileSource : public ByteSource {
       fault = SystemFault(name, "cannot read", errno);
       return 0;
     }
+    if (got == 0 && size && PlainSize() < size) {
+      fault.kind = Fault::CHANGED;
+      fault.file = name;
+      fault.reason = "the file became shorter while it was read";
+      fault.remedy = "open it again when whoever writes it is done";
+    }
     return static_cast<size_t>(got);
+  }
+
+  // The size of a file that has one.
+  std::optional<uint64_t> PlainSize() const {
+    struct stat status;
+    const bool plain = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+    return plain ? std::optional(static_cast<uint64_t>(status.st_size)) : std::nullopt;
   }
 
   int descriptor;

@@ -32,7 +32,8 @@ uint64_t ByteReader::Number() {
     const uint8_t byte = *next++;
     value |= static_cast<uint64_t>(byte & 0x7f) << shift;
     if (byte < 0x80) {
-      return value;
+      good = good && (shift < 63 || byte < 2);
+      return good ? value : 0;
     }
   }
   good = false;
@@ -45,7 +46,7 @@ int64_t ByteReader::Signed() {
 }
 
 std::string ByteReader::Text() {
-  const size_t size = Count();
+  const size_t size = Count(static_cast<size_t>(end - next));
   std::string text(next, next + size);
   next += size;
   return text;
@@ -61,9 +62,9 @@ bool ByteReader::Raw(uint8_t* bytes, size_t size) {
   return true;
 }
 
-size_t ByteReader::Count() {
+size_t ByteReader::Count(size_t most) {
   const uint64_t count = Number();
-  if (count > static_cast<size_t>(end - next)) {
+  if (count > most || count > static_cast<size_t>(end - next)) {
     good = false;
     return 0;
   }

@@ -35,8 +35,9 @@ class ByteReader {
   bool Raw(uint8_t* bytes, size_t size);
 
   // A number that says how many things follow, of which each takes at least one byte: one that is
-  // larger than what is left is no good and becomes 0, so nothing is allocated for it.
-  size_t Count();
+  // larger than `most` or than what is left is no good and becomes 0, so nothing is allocated for
+  // it.
+  size_t Count(size_t most);
 
   bool Good() const { return good; }
   bool AtEnd() const { return next == end; }

@@ -7,9 +7,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
+#include <thread>
 
 #include "trace/IndexBuilder.h"
 #include "trace/IndexFormat.h"
@@ -48,7 +51,8 @@ bool EdgesOf(const TraceFile& trace, uint64_t size, uint32_t& sum, Fault& fault)
 }
 
 std::string CacheFolder() {
-  if (const char* cache = getenv("XDG_CACHE_HOME"); cache != nullptr && *cache != '\0') {
+  // A relative one counts as not set.
+  if (const char* cache = getenv("XDG_CACHE_HOME"); cache != nullptr && *cache == '/') {
     return std::string(cache) + "/marrowfin";
   }
   const char* home = getenv("HOME");
@@ -69,16 +73,42 @@ std::vector<std::string> Places(const std::string& traceName) {
   return places;
 }
 
-// Adds the records from byte `offset` on to what is built; the fault that ends them is put into
-// `end`. False where the caller asked to stop or the file could not be read.
-bool AddRecords(const TraceFile& trace, uint64_t offset, IndexBuilder& builder,
-                const ProgressCallback& progress, Fault& end, Fault& fault) {
+uint64_t Nanoseconds(const struct timespec& time) {
+  return static_cast<uint64_t>(time.tv_sec) * 1000000000 + static_cast<uint64_t>(time.tv_nsec);
+}
+
+// The clock of file times moves on in ticks of some milliseconds, and what is written within the
+// tick of a change leaves the time as that change made it. So a trace is not read before the tick
+// of its last change is over: whatever is written later than that shows in its time.
+void LetTickPass(const TraceFile& trace) {
+  constexpr uint64_t TICK = 20000000;
+  const uint64_t modified = trace.GetIdentity().modified;
+  for (uint64_t waited = 0; waited < TICK; waited += 1000000) {
+    struct timespec now;
+    clock_gettime(CLOCK_REALTIME_COARSE, &now);
+    if (modified < Nanoseconds(now) || modified - Nanoseconds(now) > TICK) {
+      return;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+}
+
+mode_t PermissionsOf(const TraceFile& trace) {
+  struct stat status;
+  return fstat(trace.Descriptor(), &status) == 0 ? status.st_mode : 0;
+}
+
+// Adds the records from byte `offset` on to what is built, as long as it can be written; the fault
+// that ends them is put into `end`. False where the caller asked to stop or the file could not be
+// read.
+bool AddRecords(const TraceFile& trace, uint64_t offset, const IndexWriter& writer,
+                IndexBuilder& builder, const ProgressCallback& progress, Fault& end, Fault& fault) {
   ReadOptions options;
   options.ordered = false;
   Reader reader(PieceSource(trace.Descriptor(), trace.Name(), offset, trace.Size() - offset),
                 trace.Name(), options);
   Columns columns;
-  while (reader.Next(columns)) {
+  while (!writer.Failed() && reader.Next(columns)) {
     builder.Add(columns);
     if (progress && !progress(offset + reader.Offset(), trace.Size())) {
       fault.kind = Fault::CANCELLED;
@@ -88,7 +118,34 @@ bool AddRecords(const TraceFile& trace, uint64_t offset, IndexBuilder& builder,
     }
   }
   end = reader.GetFault();
-  return true;
+  if (end.kind == Fault::SYSTEM) {
+    // What the system refuses now says nothing about the trace.
+    fault = end;
+  } else if ((!end || end.kind == Fault::CUT_RECORD) && !writer.Failed() &&
+             offset + reader.Source().InputRead() < trace.Size()) {
+    fault = trace.Changed(offset + reader.Offset());
+  }
+  return !fault;
+}
+
+// Only faults in the trace itself end up here, so the texts are all that is kept of them.
+IndexDirectory DirectoryOf(const TraceFile& trace, const IndexBuilder& builder, const Fault& end) {
+  IndexDirectory directory;
+  directory.summary = builder.GetSummary();
+  directory.summary.end = end;
+  directory.summary.end.file = "";
+  directory.summary.end.record = directory.summary.records;
+  directory.summary.end.offset = directory.summary.bytes;
+  directory.atLastBoundary = builder.AtLastBoundary();
+  directory.complete = builder.Complete();
+  directory.stride = builder.Stride();
+  directory.entries = builder.Entries();
+  directory.boundaries = builder.Boundaries();
+  directory.traceSize = trace.Size();
+  directory.traceModified = trace.GetIdentity().modified;
+  directory.traceChanged = trace.GetIdentity().changed;
+  directory.traceInode = trace.GetIdentity().inode;
+  return directory;
 }
 
 }  // namespace
@@ -101,6 +158,7 @@ Index::~Index() {
 
 std::unique_ptr<Index> Index::Open(const TraceFile& trace, const ProgressCallback& progress,
                                    Fault& fault) {
+  LetTickPass(trace);
   const std::vector<std::string> places = Places(trace.Name());
   std::unique_ptr<Index> grown;
   for (const std::string& place : places) {
@@ -118,10 +176,8 @@ std::unique_ptr<Index> Index::Open(const TraceFile& trace, const ProgressCallbac
     if (place != places.front()) {
       std::filesystem::create_directories(std::filesystem::path(place).parent_path(), error);
     }
-    Fault why;
-    std::unique_ptr<Index> index = Make(trace, place, grown.get(), progress, why);
-    if (index || why.kind != Fault::SYSTEM || why.file != place) {
-      fault = index ? Fault() : why;
+    std::unique_ptr<Index> index = Make(trace, place, grown.get(), progress, fault);
+    if (index || fault.kind != Fault::SYSTEM || fault.file != place) {
       return index;
     }
   }
@@ -130,60 +186,48 @@ std::unique_ptr<Index> Index::Open(const TraceFile& trace, const ProgressCallbac
 
 bool Index::Build(const TraceFile& trace, const std::string& file, const ProgressCallback& progress,
                   Fault& fault) {
+  LetTickPass(trace);
   return Make(trace, file, nullptr, progress, fault) != nullptr;
 }
 
 std::unique_ptr<Index> Index::Make(const TraceFile& trace, const std::string& file,
                                    const Index* grown, const ProgressCallback& progress,
                                    Fault& fault) {
+  fault = Fault();
   IndexWriter writer;
-  if (!writer.Open(file, fault)) {
+  if (!writer.Open(file, PermissionsOf(trace), fault)) {
     return nullptr;
   }
   IndexBuilder builder([&](std::span<const uint8_t> raw) { return writer.Append(raw); });
   uint64_t offset = 0;
   if (grown != nullptr && grown->complete && !grown->boundaries.empty()) {
-    if (!writer.CopyData(grown->descriptor, grown->dataSize) ||
+    if (!writer.CopyData(grown->descriptor, grown->directorySection.offset) ||
         !builder.Resume(*grown, grown->atLastBoundary, fault)) {
       return Make(trace, file, nullptr, progress, fault);
     }
     offset = grown->boundaries.back().offset;
   }
-  IndexDirectory directory;
   Fault end;
-  if (!AddRecords(trace, offset, builder, progress, end, fault)) {
+  if (!AddRecords(trace, offset, writer, builder, progress, end, fault)) {
     return nullptr;
   }
   builder.Finish();
-  directory.summary = builder.GetSummary();
-  directory.summary.end = end;
-  directory.summary.end.file = "";
-  directory.summary.end.record = directory.summary.records;
-  directory.summary.end.offset = directory.summary.bytes;
-  directory.atLastBoundary = builder.AtLastBoundary();
-  directory.complete = builder.Complete();
-  directory.stride = builder.Stride();
-  directory.entries = builder.Entries();
-  directory.boundaries = builder.Boundaries();
-  directory.traceSize = trace.Size();
-  directory.traceModified = trace.GetIdentity().modified;
-  if (!EdgesOf(trace, trace.Size(), directory.traceEdges, fault)) {
+  IndexDirectory directory = DirectoryOf(trace, builder, end);
+  if (!EdgesOf(trace, trace.Size(), directory.traceEdges, fault) || !trace.IsUnchanged(fault)) {
     return nullptr;
   }
   const int descriptor = writer.Commit(directory, fault);
-  if (descriptor == -1) {
-    return nullptr;
-  }
-  return OpenDescriptor(trace, descriptor, file, fault);
+  return descriptor == -1 ? nullptr : OpenDescriptor(trace, descriptor, file, fault);
 }
 
 std::unique_ptr<Index> Index::Load(const TraceFile& trace, const std::string& file, Fault& fault) {
-  const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (descriptor == -1) {
     fault = SystemFault(file, "cannot open", errno);
     return nullptr;
   }
-  return OpenDescriptor(trace, descriptor, file, fault);
+  std::unique_ptr<Index> index = OpenDescriptor(trace, descriptor, file, fault);
+  return index && index->IsWhole(fault) ? std::move(index) : nullptr;
 }
 
 std::unique_ptr<Index> Index::OpenDescriptor(const TraceFile& trace, int descriptor,
@@ -191,35 +235,44 @@ std::unique_ptr<Index> Index::OpenDescriptor(const TraceFile& trace, int descrip
   std::unique_ptr<Index> index(new Index());
   index->descriptor = descriptor;
   index->fileName = file;
-  return index->ReadDirectory(fault) && index->Recognises(trace, fault) ? std::move(index)
-                                                                        : nullptr;
+  return index->ReadFooter(fault) && index->ReadDirectory(LargestDirectory(trace.Size()), fault) &&
+                 index->Recognises(trace, fault)
+             ? std::move(index)
+             : nullptr;
 }
 
-bool Index::ReadDirectory(Fault& fault) {
+bool Index::ReadFooter(Fault& fault) {
   struct stat status;
   uint8_t magic[sizeof(INDEX_MAGIC)];
-  uint8_t footer[INDEX_FOOTER];
-  if (fstat(descriptor, &status) == -1 ||
-      status.st_size < static_cast<off_t>(sizeof(magic) + sizeof(footer))) {
-    fault = NotUsable(fileName, "this is no index");
-    return false;
-  }
-  fileSize = static_cast<uint64_t>(status.st_size);
-  IndexSection section;
-  if (pread(descriptor, magic, sizeof(magic), 0) != sizeof(magic) ||
-      memcmp(magic, INDEX_MAGIC, sizeof(magic)) != 0 ||
-      pread(descriptor, footer, sizeof(footer),
-            status.st_size - static_cast<off_t>(sizeof(footer))) != sizeof(footer) ||
-      !DecodeFooter(footer, section) || section.offset > fileSize ||
-      section.packedSize != fileSize - sizeof(footer) - section.offset) {
+  uint8_t bytes[INDEX_FOOTER];
+  IndexFooter footer;
+  const ssize_t least = sizeof(magic) + sizeof(bytes);
+  const bool whole =
+      fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_size >= least &&
+      pread(descriptor, magic, sizeof(magic), 0) == sizeof(magic) &&
+      memcmp(magic, INDEX_MAGIC, sizeof(magic)) == 0 &&
+      pread(descriptor, bytes, sizeof(bytes), status.st_size - static_cast<off_t>(sizeof(bytes))) ==
+          sizeof(bytes) &&
+      DecodeFooter(bytes, footer);
+  fileSize = whole ? static_cast<uint64_t>(status.st_size) : 0;
+  directorySection = footer.directory;
+  dataSum = footer.dataSum;
+  const uint64_t end = fileSize - sizeof(bytes);
+  if (!whole || directorySection.offset > end ||
+      directorySection.packedSize != end - directorySection.offset) {
     fault = NotUsable(fileName, "this is no index, or not a whole one, or one of another version");
     return false;
   }
-  dataSize = section.offset;
+  return true;
+}
+
+// What is larger than `largest` is no directory, and no memory is spent on it.
+bool Index::ReadDirectory(uint64_t largest, Fault& fault) {
   std::vector<uint8_t> raw;
   IndexDirectory directory;
-  if (section.rawSize > (uint64_t{1} << 32) || !ReadSection(section, raw, fault) ||
-      !DecodeDirectory(raw, dataSize, directory)) {
+  if (directorySection.rawSize > largest || directorySection.packedSize > 2 * largest ||
+      !ReadSection(directorySection, raw, fault) ||
+      !DecodeDirectory(raw, directorySection.offset, directory)) {
     fault = NotUsable(fileName, "the directory of the index is damaged");
     return false;
   }
@@ -229,25 +282,48 @@ bool Index::ReadDirectory(Fault& fault) {
   stride = directory.stride;
   entries = std::move(directory.entries);
   boundaries = std::move(directory.boundaries);
-  traceSize = directory.traceSize;
-  traceModified = directory.traceModified;
+  identity.size = directory.traceSize;
+  identity.modified = directory.traceModified;
+  identity.changed = directory.traceChanged;
+  identity.inode = directory.traceInode;
   traceEdges = directory.traceEdges;
   return true;
 }
 
+bool Index::IsWhole(Fault& fault) const {
+  std::vector<uint8_t> block(256 << 10);
+  uLong sum = crc32(0, nullptr, 0);
+  for (uint64_t at = 0; at < directorySection.offset;) {
+    const size_t wanted =
+        static_cast<size_t>(std::min<uint64_t>(block.size(), directorySection.offset - at));
+    const ssize_t got = pread(descriptor, block.data(), wanted, static_cast<off_t>(at));
+    if (got <= 0) {
+      break;
+    }
+    sum = crc32(sum, block.data(), static_cast<uInt>(got));
+    at += static_cast<uint64_t>(got);
+  }
+  if (sum != dataSum) {
+    fault = NotUsable(fileName, "the index is damaged");
+  }
+  return sum == dataSum;
+}
+
 bool Index::IsOf(const TraceFile& trace) const {
-  return trace.Size() == traceSize && trace.GetIdentity().modified == traceModified;
+  return trace.Size() == identity.size && trace.GetIdentity().modified == identity.modified;
 }
 
 // Whether this is an index of the trace as it is, or as it was before it grew. Of a trace that
-// grew, some records of every segment are compared as well: whoever rewrites a trace rarely keeps
-// those.
+// grew, or is a copy, some records of every segment are compared as well: whoever rewrites a trace
+// rarely keeps those.
 bool Index::Recognises(const TraceFile& trace, Fault& fault) {
   summary.end.file = trace.Name();
   const bool same = IsOf(trace);
+  const bool untouched = same && trace.GetIdentity().changed == identity.changed &&
+                         trace.GetIdentity().inode == identity.inode;
   uint32_t edges = 0;
-  if ((!same && trace.Size() <= traceSize) || !EdgesOf(trace, traceSize, edges, fault) ||
-      edges != traceEdges || (!same && !SamplesAgree(trace))) {
+  if ((!same && trace.Size() <= identity.size) || !EdgesOf(trace, identity.size, edges, fault) ||
+      edges != traceEdges || (!untouched && !SamplesAgree(trace))) {
     fault = NotUsable(fileName, "the index belongs to another trace, or to an older state of it");
     return false;
   }

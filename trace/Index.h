@@ -109,7 +109,8 @@ class Index {
   // one that is built now and kept there; where it can be kept in neither place, it is kept in an
   // unnamed temporary file and `fault` stays empty. An index of a trace that has grown since is
   // extended. A trace that breaks off is indexed up to the fault, which is GetSummary().end. Null
-  // where `fault` was set.
+  // where `fault` was set: the trace could not be read or changed meanwhile, `progress` asked to
+  // stop, or there is no room for the index anywhere.
   static std::unique_ptr<Index> Open(const TraceFile& trace, const ProgressCallback& progress,
                                      Fault& fault);
 
@@ -162,7 +163,9 @@ class Index {
                                      Fault& fault);
   static std::unique_ptr<Index> OpenDescriptor(const TraceFile& trace, int descriptor,
                                                const std::string& file, Fault& fault);
-  bool ReadDirectory(Fault& fault);
+  bool ReadFooter(Fault& fault);
+  bool ReadDirectory(uint64_t largest, Fault& fault);
+  bool IsWhole(Fault& fault) const;
   bool IsOf(const TraceFile& trace) const;
   bool Recognises(const TraceFile& trace, Fault& fault);
   bool SamplesAgree(const TraceFile& trace) const;
@@ -171,9 +174,9 @@ class Index {
   int descriptor = -1;
   std::string fileName;
   uint64_t fileSize = 0;
-  uint64_t dataSize = 0;  // bytes before the directory
-  uint64_t traceSize = 0;
-  uint64_t traceModified = 0;
+  IndexSection directorySection;
+  uint32_t dataSum = 0;          // checksum of the bytes before the directory
+  TraceFile::Identity identity;  // of the trace when it was indexed; the device is not kept
   uint32_t traceEdges = 0;
   Summary summary;
   Summary atLastBoundary;  // the summary of what lies before the last boundary

@@ -3,10 +3,14 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "trace/BigEndian.h"
 #include "trace/Bytes.h"
+#include "trace/IndexBuilder.h"
+#include "trace/PlaceTable.h"
+#include "trace/Record.h"
 
 namespace marrowfin {
 
@@ -72,12 +76,13 @@ Summary GetSummary(ByteReader& in) {
   }
   s.fired = GetExtent(in);
   s.sent = GetExtent(in);
-  for (size_t left = in.Count(); left > 0 && in.Good(); --left) {
+  for (size_t left = in.Count(Summary::SMALL_THREADS + Summary::MAX_THREADS); left > 0 && in.Good();
+       --left) {
     const uint32_t thread = static_cast<uint32_t>(in.Number());
     s.threads[thread] = in.Number();
   }
   s.otherThreads = in.Number();
-  for (size_t left = in.Count(); left > 0 && in.Good(); --left) {
+  for (size_t left = in.Count(Summary::MAX_SWITCHES); left > 0 && in.Good(); --left) {
     const uint32_t column = static_cast<uint32_t>(in.Number());
     s.switchPlaces.push_back({column, static_cast<uint32_t>(in.Number())});
   }
@@ -100,7 +105,7 @@ void PutEntries(ByteWriter& out, const std::vector<IndexEntry>& entries) {
 
 void GetEntries(ByteReader& in, std::vector<IndexEntry>& entries) {
   IndexEntry last;
-  for (size_t left = in.Count(); left > 0 && in.Good(); --left) {
+  for (size_t left = in.Count(IndexBuilder::MAX_ENTRIES); left > 0 && in.Good(); --left) {
     last.record += in.Number();
     last.offset += in.Number();
     last.cycle += static_cast<uint64_t>(in.Signed());
@@ -155,8 +160,50 @@ IndexBoundary GetBoundary(ByteReader& in, const IndexBoundary& last) {
   return b;
 }
 
+// Whether a section lies before the directory and is not larger than packing can make it.
 bool IsInside(const IndexSection& section, uint64_t dataSize) {
-  return section.offset <= dataSize && section.packedSize <= dataSize - section.offset;
+  return section.offset <= dataSize && section.packedSize <= dataSize - section.offset &&
+         section.packedSize <= section.rawSize + section.rawSize / 128 + 1024;
+}
+
+// Whether `records` records can take `bytes` bytes.
+bool CanTake(uint64_t records, uint64_t bytes) {
+  return records <= bytes / SMALL_RECORD && bytes - records * SMALL_RECORD <= records * PLACE_SIZE;
+}
+
+bool AreThreadsSound(const Summary& s) {
+  uint64_t left = s.records;
+  for (const auto& [thread, count] : s.threads) {
+    if (count > left) {
+      return false;
+    }
+    left -= count;
+  }
+  return s.otherThreads == left;
+}
+
+bool ArePlacesSound(const Summary& s) {
+  PlaceTable table;
+  for (const Place& place : s.switchPlaces) {
+    table.Add(place);
+  }
+  return table.Places().size() == s.switchPlaces.size() &&
+         s.switchPlaces.empty() == (s.switches == 0);
+}
+
+bool IsExtentSound(const Extent& extent, uint64_t records) {
+  constexpr uint64_t MOST = uint64_t{1} << 32;
+  return extent.columns <= MOST && extent.rows <= MOST && (extent.columns == 0) == (records == 0) &&
+         (extent.rows == 0) == (records == 0);
+}
+
+bool IsSummarySound(const Summary& s, uint64_t traceSize) {
+  return s.bytes <= traceSize && CanTake(s.records, s.bytes) && s.sends <= s.records &&
+         s.bytes == s.records * SMALL_RECORD + s.sends * PLACE_SIZE &&
+         s.switches <= s.records - s.sends && s.fires == s.records - s.sends - s.switches &&
+         s.changes <= s.records && s.falls <= s.changes && s.firstFall <= s.records &&
+         IsExtentSound(s.fired, s.fires) && IsExtentSound(s.sent, s.sends) && AreThreadsSound(s) &&
+         ArePlacesSound(s);
 }
 
 // Whether the tables lie within the trace that the summary tells of, and ascend.
@@ -167,9 +214,11 @@ bool AreEntriesSound(const IndexDirectory& d) {
   IndexEntry last;
   for (size_t i = 0; i < d.entries.size(); ++i) {
     const IndexEntry& entry = d.entries[i];
-    const bool ascends = i == 0 ? entry.record == 0 && entry.offset == 0 && entry.changes == 0
-                                : entry.record > last.record && entry.offset > last.offset &&
-                                      entry.changes >= last.changes;
+    const bool ascends =
+        i == 0 ? entry.record == 0 && entry.offset == 0 && entry.changes == 0
+               : entry.record > last.record && entry.offset > last.offset &&
+                     CanTake(entry.record - last.record, entry.offset - last.offset) &&
+                     entry.changes >= last.changes;
     if (!ascends || entry.record >= d.summary.records || entry.offset >= d.summary.bytes ||
         entry.changes > d.summary.changes) {
       return false;
@@ -179,14 +228,18 @@ bool AreEntriesSound(const IndexDirectory& d) {
   return true;
 }
 
+bool IsSide(uint32_t side) { return side == 0 || std::has_single_bit(side); }
+
 bool IsBoundarySound(const IndexBoundary& b, const IndexBoundary& last, const IndexDirectory& d,
                      uint64_t dataSize) {
   const uint64_t elements = static_cast<uint64_t>(b.columns) * b.rows;
   const bool ascends =
       b.record > last.record && b.record <= d.summary.records && b.offset > last.offset &&
-      b.offset <= d.summary.bytes && b.changes >= last.changes && b.changes <= d.summary.changes &&
-      b.columns >= last.columns && b.rows >= last.rows && b.switches >= last.switches;
-  const bool fits = elements <= Index::MAX_ELEMENTS && b.columns <= Index::MAX_ELEMENTS &&
+      b.offset <= d.summary.bytes && CanTake(b.record - last.record, b.offset - last.offset) &&
+      b.changes >= last.changes && b.changes <= d.summary.changes && b.columns >= last.columns &&
+      b.rows >= last.rows && b.switches >= last.switches;
+  const bool fits = IsSide(b.columns) && IsSide(b.rows) && (b.columns == 0) == (b.rows == 0) &&
+                    elements <= Index::MAX_ELEMENTS &&
                     b.switches <= d.summary.switchPlaces.size() &&
                     b.keyframe.rawSize == elements + b.switches && IsInside(b.keyframe, dataSize);
   // A node's counts take at most 64 bits each, behind a byte.
@@ -205,16 +258,33 @@ bool AreBoundariesSound(const IndexDirectory& d, uint64_t dataSize) {
     }
     last = b;
   }
-  return d.boundaries.empty() || (d.atLastBoundary.records == last.record &&
-                                  d.atLastBoundary.switchPlaces.size() == last.switches);
+  const std::vector<Place>& places = d.summary.switchPlaces;
+  const std::vector<Place>& before = d.atLastBoundary.switchPlaces;
+  return d.atLastBoundary.records == last.record && before.size() == last.switches &&
+         std::equal(before.begin(), before.end(), places.begin());
+}
+
+// Whether what is kept of every element fits the array that it may be kept of.
+bool IsCompletenessSound(const IndexDirectory& d) {
+  const Summary& s = d.summary;
+  const uint64_t columns = std::max(s.fired.columns, s.sent.columns);
+  const uint64_t rows = std::max(s.fired.rows, s.sent.rows);
+  return !d.complete || (s.switchesComplete && columns <= Index::MAX_ELEMENTS &&
+                         std::bit_ceil(columns) * std::bit_ceil(rows) <= Index::MAX_ELEMENTS);
 }
 
 }  // namespace
+
+// The tables of bounded length take less than 8 MiB, and a boundary, of which there is none in less
+// than 112 KiB of a trace, less than 224 bytes.
+uint64_t LargestDirectory(uint64_t traceSize) { return (8 << 20) + traceSize / 512; }
 
 std::vector<uint8_t> EncodeDirectory(const IndexDirectory& directory) {
   ByteWriter out;
   out.Number(directory.traceSize);
   out.Number(directory.traceModified);
+  out.Number(directory.traceChanged);
+  out.Number(directory.traceInode);
   out.Number(directory.traceEdges);
   PutSummary(out, directory.summary);
   PutSummary(out, directory.atLastBoundary);
@@ -235,6 +305,8 @@ bool DecodeDirectory(std::span<const uint8_t> bytes, uint64_t dataSize, IndexDir
   directory = IndexDirectory();
   directory.traceSize = in.Number();
   directory.traceModified = in.Number();
+  directory.traceChanged = in.Number();
+  directory.traceInode = in.Number();
   directory.traceEdges = static_cast<uint32_t>(in.Number());
   directory.summary = GetSummary(in);
   directory.atLastBoundary = GetSummary(in);
@@ -242,28 +314,33 @@ bool DecodeDirectory(std::span<const uint8_t> bytes, uint64_t dataSize, IndexDir
   directory.stride = in.Number();
   GetEntries(in, directory.entries);
   IndexBoundary last;
-  for (size_t left = in.Count(); left > 0 && in.Good(); --left) {
+  for (size_t left = in.Count(bytes.size()); left > 0 && in.Good(); --left) {
     last = GetBoundary(in, last);
     directory.boundaries.push_back(last);
   }
-  return in.Good() && in.AtEnd() && directory.stride > 0 && AreEntriesSound(directory) &&
+  return in.Good() && in.AtEnd() && directory.stride > 0 &&
+         IsSummarySound(directory.summary, directory.traceSize) &&
+         IsSummarySound(directory.atLastBoundary, directory.traceSize) &&
+         IsCompletenessSound(directory) && AreEntriesSound(directory) &&
          AreBoundariesSound(directory, dataSize);
 }
 
-void EncodeFooter(const IndexSection& directory, uint8_t* bytes) {
-  Store64(bytes, directory.offset);
-  Store64(bytes + 8, directory.packedSize);
-  Store64(bytes + 16, directory.rawSize);
-  Store32(bytes + 24, static_cast<uint32_t>(crc32(0, bytes, 24)));
-  memcpy(bytes + 28, INDEX_FOOTER_MAGIC, sizeof(INDEX_FOOTER_MAGIC));
+void EncodeFooter(const IndexFooter& footer, uint8_t* bytes) {
+  Store64(bytes, footer.directory.offset);
+  Store64(bytes + 8, footer.directory.packedSize);
+  Store64(bytes + 16, footer.directory.rawSize);
+  Store32(bytes + 24, footer.dataSum);
+  Store32(bytes + 28, static_cast<uint32_t>(crc32(0, bytes, 28)));
+  memcpy(bytes + 32, INDEX_FOOTER_MAGIC, sizeof(INDEX_FOOTER_MAGIC));
 }
 
-bool DecodeFooter(const uint8_t* bytes, IndexSection& directory) {
-  directory.offset = Load64(bytes);
-  directory.packedSize = Load64(bytes + 8);
-  directory.rawSize = Load64(bytes + 16);
-  return Load32(bytes + 24) == static_cast<uint32_t>(crc32(0, bytes, 24)) &&
-         memcmp(bytes + 28, INDEX_FOOTER_MAGIC, sizeof(INDEX_FOOTER_MAGIC)) == 0;
+bool DecodeFooter(const uint8_t* bytes, IndexFooter& footer) {
+  footer.directory.offset = Load64(bytes);
+  footer.directory.packedSize = Load64(bytes + 8);
+  footer.directory.rawSize = Load64(bytes + 16);
+  footer.dataSum = Load32(bytes + 24);
+  return Load32(bytes + 28) == static_cast<uint32_t>(crc32(0, bytes, 28)) &&
+         memcmp(bytes + 32, INDEX_FOOTER_MAGIC, sizeof(INDEX_FOOTER_MAGIC)) == 0;
 }
 
 }  // namespace marrowfin

@@ -1,6 +1,8 @@
 #ifndef TRACE_INDEXWRITER_H
 #define TRACE_INDEXWRITER_H
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <span>
 #include <string>
@@ -23,12 +25,15 @@ class IndexWriter {
   // Removes the temporary, unless it was committed.
   ~IndexWriter();
 
-  // Begins to write what shall be `file`; an empty name stands for an unnamed file that goes away
-  // with its descriptor.
-  bool Open(const std::string& file, Fault& fault);
+  // Begins to write what shall be `file`, which those may read whom `permissions` (of the trace)
+  // allow it; an empty name stands for an unnamed file that goes away with its descriptor.
+  bool Open(const std::string& file, mode_t permissions, Fault& fault);
 
   // Packs and appends a section. After a failed write nothing more is written, and Commit fails.
   IndexSection Append(std::span<const uint8_t> raw);
+
+  // Whether a write failed, so that what follows is in vain.
+  bool Failed() const { return static_cast<bool>(failure); }
 
   // Copies the sections of an older index, so that those of its boundaries stay valid.
   bool CopyData(int from, uint64_t size);
@@ -41,13 +46,17 @@ class IndexWriter {
 
  private:
   void Put(const uint8_t* bytes, size_t count);
-  void OpenTemporary();
-  void RemoveLeftovers(const std::string& file);
+  bool Write(const uint8_t* bytes, size_t count);
+  void OpenTemporary(mode_t permissions);
+  bool IsOurs() const;
+  void RemoveLeftovers();
 
   std::string file;
+  std::string shownName;  // for messages
   std::string temporary;
   int descriptor = -1;
   uint64_t size = 0;
+  uint32_t sum = 0;  // checksum of the bytes so far
   Fault failure;
 };
 

@@ -35,9 +35,12 @@ ArrayShape ShapeOf(uint32_t clusters, uint32_t clusterSide) {
 }  // namespace
 
 Summarizer::Summarizer(const Summary& start) : summary(start) {
-  for (uint32_t thread = 0; thread < SMALL_THREADS; ++thread) {
-    const auto found = summary.threads.find(thread);
-    smallThreads[thread] = found == summary.threads.end() ? 0 : found->second;
+  for (const auto& [thread, count] : summary.threads) {
+    if (thread < Summary::SMALL_THREADS) {
+      smallThreads[thread] = count;
+    } else {
+      ++largeThreads;
+    }
   }
   for (const Place& place : summary.switchPlaces) {
     switchPlaces.Add(place);
@@ -104,15 +107,16 @@ void Summarizer::AddFalls(const Columns& columns) {
 }
 
 void Summarizer::CountThread(uint32_t thread) {
-  if (thread < SMALL_THREADS) {
+  if (thread < Summary::SMALL_THREADS) {
     ++smallThreads[thread];
     return;
   }
   const auto found = summary.threads.find(thread);
   if (found != summary.threads.end()) {
     ++found->second;
-  } else if (summary.threads.size() < Summary::MAX_THREADS) {
+  } else if (largeThreads < Summary::MAX_THREADS) {
     summary.threads.emplace(thread, 1);
+    ++largeThreads;
   } else {
     ++summary.otherThreads;
   }
@@ -132,7 +136,7 @@ void Summarizer::AddSwitches(const Columns& columns) {
 }
 
 void Summarizer::Finish() {
-  for (uint32_t thread = 0; thread < SMALL_THREADS; ++thread) {
+  for (uint32_t thread = 0; thread < Summary::SMALL_THREADS; ++thread) {
     if (smallThreads[thread] != 0) {
       summary.threads[thread] = smallThreads[thread];
     }

@@ -41,7 +41,9 @@ struct Summary {
   Extent fired;            // of fires
   Extent sent;             // of both ends of sends
 
-  // Records by thread. Of more threads than MAX_THREADS those met later are counted together.
+  // Records by thread. Threads below SMALL_THREADS are all told apart; of more than MAX_THREADS
+  // others those met later are counted together.
+  static constexpr uint32_t SMALL_THREADS = 64;
   static constexpr size_t MAX_THREADS = 4096;
   std::map<uint32_t, uint64_t> threads;
   uint64_t otherThreads = 0;
@@ -83,9 +85,9 @@ class Summarizer {
   void CountThread(uint32_t thread);
   void AddSwitches(const Columns& columns);
 
-  static constexpr size_t SMALL_THREADS = 64;
   Summary summary;
-  uint64_t smallThreads[SMALL_THREADS] = {};
+  uint64_t smallThreads[Summary::SMALL_THREADS] = {};
+  size_t largeThreads = 0;  // how many of the others are told apart
   PlaceTable switchPlaces;
 };
 

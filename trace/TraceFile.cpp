@@ -30,11 +30,15 @@ bool IsPacked(const uint8_t* bytes, uint64_t size) {
   return gzip || zstd;
 }
 
+uint64_t Nanoseconds(const struct timespec& time) {
+  return static_cast<uint64_t>(time.tv_sec) * 1000000000 + static_cast<uint64_t>(time.tv_nsec);
+}
+
 TraceFile::Identity IdentityOf(const struct stat& status) {
   TraceFile::Identity identity;
   identity.size = static_cast<uint64_t>(status.st_size);
-  identity.modified = static_cast<uint64_t>(status.st_mtim.tv_sec) * 1000000000 +
-                      static_cast<uint64_t>(status.st_mtim.tv_nsec);
+  identity.modified = Nanoseconds(status.st_mtim);
+  identity.changed = Nanoseconds(status.st_ctim);
   identity.device = status.st_dev;
   identity.inode = status.st_ino;
   return identity;
@@ -102,12 +106,35 @@ Fault TraceFile::Changed(uint64_t offset) const {
   return fault;
 }
 
+bool TraceFile::IsShorter() const {
+  struct stat status;
+  return fstat(descriptor, &status) == 0 && static_cast<uint64_t>(status.st_size) < size;
+}
+
+bool TraceFile::IsUnchanged(Fault& fault) const {
+  struct stat status;
+  if (fstat(descriptor, &status) == -1) {
+    fault = SystemFault(name, "cannot look at", errno);
+    return false;
+  }
+  const Identity now = IdentityOf(status);
+  if (now.size < size) {
+    fault = Changed(now.size);
+  } else if (now.size == size && now.modified != identity.modified) {
+    fault = Changed(0);
+    fault.reason = "the file was written to while it was read";
+  }
+  return !fault;
+}
+
 uint64_t TraceFile::Decode(uint64_t offset, uint64_t limit, Columns& columns, DecodeState& state,
                            Fault& fault) const {
   columns.Clear();
   columns.firstOffset = offset;
   limit = std::min(limit, size);
   if (offset >= limit) {
+    fault = Changed(offset);
+    fault.reason = "the trace ends where more records are expected";
     return offset;
   }
   const uint8_t* next = nullptr;
@@ -129,12 +156,14 @@ uint64_t TraceFile::Decode(uint64_t offset, uint64_t limit, Columns& columns, De
       fault.file = name;
       fault.offset = offset;
     }
+    // In the page in which a truncated file ends, zeros stand for what is gone.
+    fault = IsShorter() ? Changed(offset) : fault;
   }
   return static_cast<uint64_t>(next - bytes);
 }
 
 bool TraceFile::Copy(uint64_t offset, size_t length, uint8_t* out, Fault& fault) const {
-  if (offset + length > size ||
+  if (offset > size || length > size - offset ||
       !BusGuard::Run(bytes, size, [&] { std::copy_n(bytes + offset, length, out); })) {
     fault = Changed(offset);
     return false;

@@ -32,7 +32,8 @@ class TraceFile {
   // What tells this file from another with the same name.
   struct Identity {
     uint64_t size = 0;
-    uint64_t modified = 0;  // nanoseconds since 1970
+    uint64_t modified = 0;  // when its bytes were last written, nanoseconds since 1970
+    uint64_t changed = 0;   // when anything about it was changed, which nobody can set at will
     uint64_t device = 0;
     uint64_t inode = 0;
     friend bool operator==(const Identity&, const Identity&) = default;
@@ -43,9 +44,16 @@ class TraceFile {
   // begins, as far as they are well-formed and lie whole before byte `limit` (at most Size()), up
   // to the capacity of the batch. Returns the byte behind the last of them. Where nothing could be
   // decoded before `limit`, or the file went away, `fault` is set; its record number is left to the
-  // caller.
+  // caller. Whoever asks for records at or behind `limit` was told of a longer file.
   uint64_t Decode(uint64_t offset, uint64_t limit, Columns& columns, DecodeState& state,
                   Fault& fault) const;
+
+  // The CHANGED fault of a file that became shorter and has nothing at byte `offset` any more.
+  Fault Changed(uint64_t offset) const;
+
+  // A CHANGED fault where the file is no longer what it was when it was opened, as far as its size
+  // and its time tell; one that only grew is fine.
+  bool IsUnchanged(Fault& fault) const;
 
   // Copies `length` bytes from byte `offset`; false, with `fault` set, where the file went away.
   bool Copy(uint64_t offset, size_t length, uint8_t* out, Fault& fault) const;
@@ -58,7 +66,7 @@ class TraceFile {
 
  private:
   TraceFile(const std::string& name, int descriptor);
-  Fault Changed(uint64_t offset) const;
+  bool IsShorter() const;
 
   std::string name;
   int descriptor;
