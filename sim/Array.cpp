@@ -82,6 +82,8 @@ void Array::AddStats() {
           "cycles in which the output queue of a processing element was full", 0);
   AddStat(&counts.stallWindow, "stallWindow",
           "cycles in which a processing element waited for older iterations to end", 0);
+  AddStat(&placementHops, "placementHops",
+          "switch transmissions that one message on each arc of the program would take", 0);
   AddStat(&traffic.messages, "messages", "operands that travelled as messages", 0);
   AddStat(&traffic.latency, "messageLatency", "cycles from sending to arrival", Histogram());
   AddStat(&traffic.hops, "messageHops", "switch transmissions of a message", Histogram());
@@ -200,6 +202,7 @@ void Array::ConnectOperation(uint32 index) {
   Resident& resident = Pe(peOf[index]).At(slotOf[index]);
   for (int side = 0; side < 2; ++side) {
     for (const Arc& arc : operation.outputs[side]) {
+      placementHops += Hops(peOf[index], peOf[arc.operation]);
       resident.targets[side].push_back(
           {arc.operation, peOf[arc.operation], slotOf[arc.operation], arc.port, arc.carried});
     }
@@ -248,17 +251,8 @@ unsigned long long Array::Fires() {
   return counts.fires;
 }
 
-unsigned long long Array::TotalHops(const Graph& graph,
-                                    const std::vector<uint32>& placement) const {
-  unsigned long long hops = 0;
-  for (uint32 i = 0; i < placement.size(); ++i) {
-    for (const std::vector<Arc>& side : graph.Operations()[i].outputs) {
-      for (const Arc& arc : side) {
-        hops += shape.Hops(shape.DomainOf(placement[i]), shape.DomainOf(placement[arc.operation]));
-      }
-    }
-  }
-  return hops;
+uint32 Array::Hops(uint32 fromPe, uint32 toPe) const {
+  return shape.Hops(shape.DomainOf(fromPe), shape.DomainOf(toPe));
 }
 
 void Array::Compute() {
@@ -267,7 +261,7 @@ void Array::Compute() {
   }
   counts = ProcessingElement::Counts();
   for (const std::unique_ptr<Cluster>& cluster : clusters) {
-    AddCounts(*cluster, shape, counts);
+    cluster->AddTo(counts);
   }
   cycles = scheduler->Now();
   ticks = scheduler->Ticks();

@@ -58,10 +58,9 @@ class Array : public Component {
 
   // Operands that wait. Those that are left when nothing runs any more can never be used.
   unsigned long long LiveTokens() const { return loops->LiveTokens(); }
-  Cycle OldestIteration() const { return loops->OldestIteration(); }
 
-  // The sum, over all arcs between operations, of the switch transmissions that a message takes.
-  unsigned long long TotalHops(const Graph& graph, const std::vector<uint32>& placement) const;
+  // The switch transmissions that one message on each arc of the program would take.
+  unsigned long long PlacementHops() const { return placementHops; }
 
   void Compute() override;
 
@@ -71,6 +70,7 @@ class Array : public Component {
   ProcessingElement& Pe(uint32 pe);
   void PlaceOperation(uint32 index, uint32 pe);
   void ConnectOperation(uint32 index);
+  uint32 Hops(uint32 fromPe, uint32 toPe) const;
   Cluster& ClusterOf(uint32 pe) { return *clusters[shape.ClusterOf(pe)]; }
 
   Shape shape;
@@ -89,6 +89,7 @@ class Array : public Component {
 
   unsigned long long cycles;
   unsigned long long ticks;
+  unsigned long long placementHops;
   ProcessingElement::Counts counts;
   float firesPerCycle;
   float utilisation;

@@ -40,20 +40,20 @@ void Cluster::Build() {
 
 void Cluster::Compute() {
   counts = ProcessingElement::Counts();
-  AddCounts(*this, context.shape, counts);
+  AddTo(counts);
   const uint32 pes = context.shape.DomainsPerCluster() * context.shape.PesPerDomain();
   utilisation = Percent(counts.fires, pes * context.scheduler.Now());
 }
 
-void AddCounts(Cluster& cluster, const Shape& shape, ProcessingElement::Counts& counts) {
-  for (uint32 local = 0; local < shape.DomainsPerCluster(); ++local) {
-    for (uint32 position = 0; position < shape.PesPerDomain(); ++position) {
-      ProcessingElement& pe = cluster.Domain(local).Pe(position);
+void Cluster::AddTo(ProcessingElement::Counts& sum) {
+  for (const std::unique_ptr<PeDomain>& domain : domains) {
+    for (uint32 position = 0; position < domain->PeCount(); ++position) {
+      ProcessingElement& pe = domain->Pe(position);
       pe.Settle();
-      counts.fires += pe.GetCounts().fires;
-      counts.stallOperand += pe.GetCounts().stallOperand;
-      counts.stallOutput += pe.GetCounts().stallOutput;
-      counts.stallWindow += pe.GetCounts().stallWindow;
+      sum.fires += pe.GetCounts().fires;
+      sum.stallOperand += pe.GetCounts().stallOperand;
+      sum.stallOutput += pe.GetCounts().stallOutput;
+      sum.stallWindow += pe.GetCounts().stallWindow;
     }
   }
 }

@@ -24,6 +24,9 @@ class Cluster : public Component {
   Switch& GetSwitch() { return clusterSwitch; }
   PeDomain& Domain(uint32 local) { return *domains[local]; }
 
+  // Adds what all its processing elements have counted, up to the current cycle.
+  void AddTo(ProcessingElement::Counts& sum);
+
   void Compute() override;
 
  private:
@@ -35,9 +38,6 @@ class Cluster : public Component {
   ProcessingElement::Counts counts;
   float utilisation;
 };
-
-// Adds the counts of all processing elements of a cluster, up to the current cycle.
-void AddCounts(Cluster& cluster, const Shape& shape, ProcessingElement::Counts& counts);
 
 }  // namespace marrowfin
 

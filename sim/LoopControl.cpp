@@ -82,12 +82,4 @@ unsigned long long LoopControl::LiveTokens() const {
   return live;
 }
 
-Cycle LoopControl::OldestIteration() const {
-  Cycle oldest = threads.front().oldest;
-  for (const Thread& thread : threads) {
-    oldest = std::min(oldest, thread.oldest);
-  }
-  return oldest;
-}
-
 }  // namespace marrowfin

@@ -50,9 +50,6 @@ class LoopControl {
   // The tokens of all threads.
   unsigned long long LiveTokens() const;
 
-  // The oldest iteration that is alive in any thread.
-  Cycle OldestIteration() const;
-
   uint32 Window() const { return window; }
 
  private:

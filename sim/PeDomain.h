@@ -34,6 +34,7 @@ class PeDomain : public Router {
 
  protected:
   uint32 Route(const OperandMessage& message) const override;
+  void Leave(OperandMessage* message, Cycle now) override;
 
  private:
   uint32 number;
@@ -43,8 +44,6 @@ class PeDomain : public Router {
   unsigned long long messagesIn;      // passed on to its processing elements from elsewhere
   unsigned long long messagesUp;      // passed on to the switch
   float upUse;                        // of the link to the switch
-
-  void Leave(OperandMessage* message, Cycle now) override;
 };
 
 }  // namespace marrowfin

@@ -7,7 +7,8 @@
 
 namespace marrowfin {
 
-Scheduler::Scheduler(Cycle longestDelay) : wheel(longestDelay + 1), wishes(0), unitCount(0), ticks(0) {}
+Scheduler::Scheduler(Cycle longestDelay)
+    : wheel(longestDelay + 1), wishes(0), unitCount(0), ticks(0) {}
 
 void Scheduler::Add(Unit* unit) {
   unit->JoinDomain(&clock);

@@ -40,13 +40,10 @@ class Scheduler {
   // The cycle that runs, or the last one that ran; 0 before the first.
   Cycle Now() const { return clock.GetCurrentCycle(); }
 
-  // The clock of the array, which all units join.
-  Domain* Clock() { return &clock; }
-
  private:
   std::vector<Unit*>& WishesFor(Cycle cycle) { return wheel[cycle % wheel.size()]; }
 
-  Domain clock;
+  Domain clock;  // of all units
   std::vector<std::vector<Unit*>> wheel;
   std::vector<Unit*> running;  // the list of this cycle, kept to reuse its storage
   size_t wishes;               // in all lists of the wheel

@@ -62,7 +62,12 @@ std::string Simulation::FaultOfOptions() const {
   if (!logFilename.empty() && logFilename == vis.outFilename) {
     return "the trace and the log cannot go to the same file";
   }
-  return array.Fault();
+  const std::string fault = array.Fault();
+  if (fault.empty() && operationsPerPe > array.PeCapacity(threads)) {
+    return "-operationsPerPe must be at most " + std::to_string(array.PeCapacity(threads)) +
+           " for this buffer, window and number of threads";
+  }
+  return fault;
 }
 
 std::string Simulation::Prepare(Interrupts& interrupts) {

@@ -260,6 +260,7 @@ TEST_F(CommandTest, ZeroCountsAreErrors) {
   ExpectComplaint({"-rounds", "0"}, "must be at least 1");
   ExpectComplaint({"-sweeps", "0"}, "must be at least 1");
   ExpectComplaint({"-threads", "5000"}, "-threads must be at most 4096");
+  ExpectComplaint({"-operationsPerPe", "5"}, "-operationsPerPe must be at most 4 for this buffer");
 }
 
 TEST_F(CommandTest, UnknownNamesAreErrorsThatListTheKnownOnes) {

@@ -97,7 +97,7 @@ TEST_P(ProgramsTest, GreedyPlacementTakesFewerHopsThanRowMajorAndRandom) {
   const auto hops = [&](const char* placement) {
     RigOptions options = OnArray(4, 2, 4);
     options.placement = placement;
-    return RunOnArray(*program, options).totalHops;
+    return RunOnArray(*program, options).placementHops;
   };
   const unsigned long long greedy = hops("greedy");
   EXPECT_LT(greedy, hops("row-major"));

@@ -61,7 +61,6 @@ class Rig {
     if (result.placement.empty()) {
       return "too large";
     }
-    result.totalHops = array.TotalHops(graph, result.placement);
     return array.MemoryFault(graph, result.placement, options.threads);
   }
 
@@ -93,6 +92,7 @@ class Rig {
       result.results.push_back(words);
     }
     result.cycles = array.Cycles();
+    result.placementHops = array.PlacementHops();
     result.fires = array.Fires();
     result.ticks = array.Ticks();
     result.tokensLeft = array.LiveTokens();

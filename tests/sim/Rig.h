@@ -33,9 +33,9 @@ struct RigResult {
   unsigned long long fires = 0;
   unsigned long long ticks = 0;  // of all units
   unsigned long long tokensLeft = 0;
-  unsigned long long totalHops = 0;  // of all arcs, as placed
-  std::string trace;                 // its bytes
-  std::string log;                   // its text
+  unsigned long long placementHops = 0;
+  std::string trace;  // its bytes
+  std::string log;    // its text
 };
 
 // Runs a program once on an array of its own, without the simulator's entry.
