@@ -501,7 +501,9 @@ TEST_F(ParserTreeTest, WordsLeftHaveRoomForAllWordsAndTheNullPointer) {
   CommandLine line = Words({"--", "x", "y"});
   SystemCalls calls;
   char** argv = top.GetUnparsedArgv(&line);
-  EXPECT_THAT(calls.Made(), ElementsAre(SystemCalls::Call("new[]", 4 * sizeof(char*))));
+  EXPECT_THAT(calls.Made(),
+              ElementsAre(SystemCalls::Call("new[]", 4 * sizeof(char*)),
+                          SystemCalls::Call("strdup", "x"), SystemCalls::Call("strdup", "y")));
   Taken(argv);
 }
 

@@ -12,6 +12,7 @@
 
 #include "Util/CommandLineParser.h"
 #include "tests/Util/Fixtures.h"
+#include "tests/Util/SystemCalls.h"
 #include "tests/Util/VirtualSlots.h"
 
 namespace marrowfin::testing {
@@ -288,6 +289,17 @@ TEST(OptionParseTest, CharactersAreAFreshCopyAndTheOldOnesAreLeftAlone) {
   EXPECT_STREQ("second", second);
   free(first);
   free(second);
+}
+
+TEST(OptionParseTest, OnlyCharactersAreCopiedToTheHeapByTheLibrary) {
+  std::string text;
+  char* characters = nullptr;
+  SystemCalls calls;
+  EXPECT_TRUE(Option(Parser::STRING, "-n", "", &text).Parse(std::string("text")));
+  EXPECT_TRUE(calls.Made().empty());
+  EXPECT_TRUE(Option(Parser::CSTRING, "-n", "", &characters).Parse(std::string("word")));
+  EXPECT_THAT(calls.Made(), ElementsAre(SystemCalls::Call("strdup", "word")));
+  free(characters);
 }
 
 TEST(OptionParseTest, BoolIsTrueForTheWordTrueInAnyCase) {

@@ -144,6 +144,16 @@ TEST_F(SimOutputTest, LineFeedWithinTheFormatDoesNotEndTheLine) {
   EXPECT_EQ(OnlyTrace("a\nb\n\nc\n"), Texts());
 }
 
+TEST_F(SimOutputTest, EmptyFormatDoesNotEndTheLineWhateverStandsBeforeIt) {
+  const char* empty = &"\n"[1];
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security"
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+  SimOutput::_Trace(true, "G", 1, empty);
+#pragma GCC diagnostic pop
+  EXPECT_EQ(OnlyTrace("\n"), Texts());
+}
+
 TEST_F(SimOutputTest, PercentSignsInThePlaceAreNoDirectives) {
   SimOutput::_Debug(true, "%d%s", 1, "a");
   SimOutput::_Warn(true, "%d%s", 1, "a");

@@ -132,6 +132,12 @@ int __wrap_sigaction(int number, const struct sigaction* action, struct sigactio
   return fails ? -1 : __real_sigaction(number, action, before);
 }
 
+char* __real_strdup(const char* text);
+char* __wrap_strdup(const char* text) {
+  MustFail("strdup", text);
+  return __real_strdup(text);
+}
+
 int __real_unlink(const char* name);
 int __wrap_unlink(const char* name) { return MustFail("unlink", name) ? -1 : __real_unlink(name); }
 

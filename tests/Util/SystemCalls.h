@@ -26,7 +26,8 @@ class SystemCalls {
   //   close: descriptor                   fclose: stream
   //   fileno: stream                      unlink: name
   //   sigaction: signal, handler, flags, signals in the mask
-  //   new[]: bytes                        delete[], gettimeofday, regfree: nothing
+  //   new[]: bytes                        strdup: text
+  //   delete[], gettimeofday, regfree: nothing
   // with numbers in decimal.
   template <class... Arguments>
   static std::string Call(const std::string& name, const Arguments&... arguments) {
