@@ -256,7 +256,7 @@ bool Index::ReadFooter(Fault& fault) {
       DecodeFooter(bytes, footer);
   fileSize = whole ? static_cast<uint64_t>(status.st_size) : 0;
   directorySection = footer.directory;
-  dataSum = footer.dataSum;
+  checksum = footer.sum;
   const uint64_t end = fileSize - sizeof(bytes);
   if (!whole || directorySection.offset > end ||
       directorySection.packedSize != end - directorySection.offset) {
@@ -293,9 +293,9 @@ bool Index::ReadDirectory(uint64_t largest, Fault& fault) {
 bool Index::IsWhole(Fault& fault) const {
   std::vector<uint8_t> block(256 << 10);
   uLong sum = crc32(0, nullptr, 0);
-  for (uint64_t at = 0; at < directorySection.offset;) {
-    const size_t wanted =
-        static_cast<size_t>(std::min<uint64_t>(block.size(), directorySection.offset - at));
+  const uint64_t end = fileSize - INDEX_FOOTER;
+  for (uint64_t at = 0; at < end;) {
+    const size_t wanted = static_cast<size_t>(std::min<uint64_t>(block.size(), end - at));
     const ssize_t got = pread(descriptor, block.data(), wanted, static_cast<off_t>(at));
     if (got <= 0) {
       break;
@@ -303,10 +303,10 @@ bool Index::IsWhole(Fault& fault) const {
     sum = crc32(sum, block.data(), static_cast<uInt>(got));
     at += static_cast<uint64_t>(got);
   }
-  if (sum != dataSum) {
+  if (sum != checksum) {
     fault = NotUsable(fileName, "the index is damaged");
   }
-  return sum == dataSum;
+  return sum == checksum;
 }
 
 bool Index::IsOf(const TraceFile& trace) const {

@@ -175,7 +175,7 @@ class Index {
   std::string fileName;
   uint64_t fileSize = 0;
   IndexSection directorySection;
-  uint32_t dataSum = 0;          // checksum of the bytes before the directory
+  uint32_t checksum = 0;         // of the bytes before the footer
   TraceFile::Identity identity;  // of the trace when it was indexed; the device is not kept
   uint32_t traceEdges = 0;
   Summary summary;

@@ -329,7 +329,7 @@ void EncodeFooter(const IndexFooter& footer, uint8_t* bytes) {
   Store64(bytes, footer.directory.offset);
   Store64(bytes + 8, footer.directory.packedSize);
   Store64(bytes + 16, footer.directory.rawSize);
-  Store32(bytes + 24, footer.dataSum);
+  Store32(bytes + 24, footer.sum);
   Store32(bytes + 28, static_cast<uint32_t>(crc32(0, bytes, 28)));
   memcpy(bytes + 32, INDEX_FOOTER_MAGIC, sizeof(INDEX_FOOTER_MAGIC));
 }
@@ -338,7 +338,7 @@ bool DecodeFooter(const uint8_t* bytes, IndexFooter& footer) {
   footer.directory.offset = Load64(bytes);
   footer.directory.packedSize = Load64(bytes + 8);
   footer.directory.rawSize = Load64(bytes + 16);
-  footer.dataSum = Load32(bytes + 24);
+  footer.sum = Load32(bytes + 24);
   return Load32(bytes + 28) == static_cast<uint32_t>(crc32(0, bytes, 28)) &&
          memcmp(bytes + 32, INDEX_FOOTER_MAGIC, sizeof(INDEX_FOOTER_MAGIC)) == 0;
 }

@@ -14,11 +14,12 @@ constexpr uint8_t INDEX_MAGIC[8] = {'M', 'F', 'I', 'N', 'D', 'E', 'X', '1'};
 constexpr uint8_t INDEX_FOOTER_MAGIC[8] = {'M', 'F', 'I', 'N', 'D', 'E', 'X', 'E'};
 constexpr size_t INDEX_FOOTER = 8 + 8 + 8 + 4 + 4 + 8;
 
-// Where the directory lies, and a checksum of all bytes before it. Sections have checksums of their
-// own; this one tells damage when the file is opened, while the index can still be built anew.
+// Where the directory lies, and a checksum of all bytes before the footer. Sections have checksums
+// of their own; this one tells damage when the file is opened, while the index can still be built
+// anew.
 struct IndexFooter {
   IndexSection directory;
-  uint32_t dataSum = 0;
+  uint32_t sum = 0;
 };
 
 // What the directory holds.

@@ -173,8 +173,8 @@ bool IndexWriter::CopyData(int from, uint64_t end) {
 
 int IndexWriter::Commit(const IndexDirectory& directory, Fault& fault) {
   IndexFooter footer;
-  footer.dataSum = sum;
   footer.directory = Append(EncodeDirectory(directory));
+  footer.sum = sum;
   uint8_t bytes[INDEX_FOOTER];
   EncodeFooter(footer, bytes);
   Put(bytes, sizeof(bytes));
