@@ -59,12 +59,12 @@ Product& Host::ProductOf(const Tile& tile) {
 
 void Host::ReceiveMessage(Message* m) {
   CheckReceive(m);
-  const Result* result = dynamic_cast<Result*>(m);
-  Product& product = ProductOf(result->tile);
-  product.Store(result->row, result->column, result->value);
+  const Result& result = dynamic_cast<Result&>(*m);
+  Product& product = ProductOf(result.tile);
+  product.Store(result.row, result.column, result.value);
   if (product.IsComplete()) {
-    Check(result->tile, product);
-    unfinished.erase(result->tile.product);
+    Check(result.tile, product);
+    unfinished.erase(result.tile.product);
   }
   Message::Release(m);
 }

@@ -30,11 +30,11 @@ void Pe::ConnectNeighbour(Operand::Direction direction, Pe* neighbour, Component
 
 void Pe::ReceiveMessage(Message* m) {
   CheckReceive(m);
-  Operand* operand = dynamic_cast<Operand*>(m);
-  Lane& lane = lanes[operand->direction];
+  Operand& operand = dynamic_cast<Operand&>(*m);
+  Lane& lane = lanes[operand.direction];
   SIM_ASSERT(lane.operand == nullptr);
-  Message::Take(operand);
-  lane.operand = operand;
+  Message::Take(&operand);
+  lane.operand = &operand;
 }
 
 void Pe::Step() {

@@ -17,11 +17,11 @@ class Switch : public Component {
 
   void ReceiveMessage(Message* m) override {
     CheckReceive(m);
-    Operand* operand = dynamic_cast<Operand*>(m);
+    Operand& operand = dynamic_cast<Operand&>(*m);
     ++transmissions;
     ++thisCycle;
-    trace.Transmit(operand->tile.thread, location);
-    SendMessage(operand->destination, operand);
+    trace.Transmit(operand.tile.thread, location);
+    SendMessage(operand.destination, &operand);
   }
 
   // Ends a cycle.
