@@ -16,25 +16,35 @@ namespace {
 // keyframe.
 constexpr uint64_t FIRST_IN_KEYFRAMES = 2;
 
-constexpr uint64_t TOUCHED = uint64_t{1} << 63;
+// See IndexBuilder::Touch. A segment has far fewer than 2^27 records.
+constexpr uint32_t TOUCHED = uint32_t{1} << 31;
 
-uint64_t MakeTouch(uint64_t changesBefore, bool change, uint32_t thread) {
+uint32_t MakeTouch(uint32_t changesBefore, bool change, uint32_t thread) {
   return TOUCHED | changesBefore << 4 | (change ? 8U : 0U) | thread % 6;
 }
 
-uint8_t CodeOf(uint64_t touch, unsigned cap, uint64_t changes) {
-  if (touch == 0) {
-    return 0;
+// The codes at the end of a segment, with so many changes of cycle, from those at its start and
+// from what touched the cells since.
+template <class Cell>
+void Update(std::vector<uint8_t>& codes, const std::vector<Cell>& cells, unsigned cap,
+            uint32_t segmentChanges) {
+  std::array<uint8_t, 256> aged = {};  // of pieces that nothing touched, by their code
+  for (unsigned code = 1; code <= 6 * (2 * cap + 1); ++code) {
+    const TouchCode old(cap, static_cast<uint8_t>(code));
+    aged[code] = TouchCode::Encode(cap, old.thread, uint64_t{old.age} + segmentChanges, old.change);
   }
-  const uint64_t age = changes - (touch & ~TOUCHED) / 16;
-  return TouchCode::Encode(cap, touch & 7, age, (touch & 8) != 0);
-}
-
-uint64_t TouchOf(uint8_t code, unsigned cap, uint64_t changes) {
-  const TouchCode touch(cap, code);
-  return touch.touched ? MakeTouch(changes - std::min<uint64_t>(touch.age, changes), touch.change,
-                                   touch.thread)
-                       : 0;
+  std::array<uint8_t, 256> touched = {};  // of the others, by age and the low bits of the touch
+  for (uint32_t age = 0; age <= cap; ++age) {
+    for (uint32_t low = 0; low < 16; ++low) {
+      touched[age * 16 + low] = TouchCode::Encode(cap, low & 7, age, (low & 8) != 0);
+    }
+  }
+  for (size_t i = 0; i < cells.size(); ++i) {
+    const uint32_t touch = cells[i].touch;
+    const uint32_t age = std::min(segmentChanges - (touch & ~TOUCHED) / 16, cap);
+    const uint8_t code = touched[age * 16 + (touch & 15)];
+    codes[i] = touch != 0 ? code : aged[codes[i]];
+  }
 }
 
 uint64_t PowerFor(uint64_t extent) { return extent == 0 ? 0 : std::bit_ceil(extent); }
@@ -48,6 +58,16 @@ std::vector<T> Relayout(const std::vector<T>& cells, uint32_t columns, uint32_t 
                 moved.begin() + static_cast<ptrdiff_t>(row) * newColumns);
   }
   return moved;
+}
+
+template <class Count>
+void AddCells(const std::vector<Count>& part, uint32_t columns, uint32_t rows,
+              std::vector<Count>& sum, uint32_t sumColumns) {
+  for (uint32_t row = 0; row < rows; ++row) {
+    const Count* from = part.data() + static_cast<size_t>(row) * columns;
+    Count* to = sum.data() + static_cast<size_t>(row) * sumColumns;
+    std::transform(from, from + columns, to, to, std::plus<>());
+  }
 }
 
 }  // namespace
@@ -82,11 +102,13 @@ void IndexBuilder::Add(const Columns& columns) {
   Sample(columns);
   summarizer.Add(columns);
   MakeRoom();
-  MakeTouches(columns);
   if (complete) {
     CountElements(columns);
-    CountSwitches(columns);
+    CountSwitches();
+  } else {
+    changes = summarizer.Get().changes;
   }
+  lastCycle = columns.cycle[columns.size - 1];
   record += columns.size;
   offset += columns.Bytes();
   if (record >= segmentEnd) {
@@ -128,106 +150,111 @@ void IndexBuilder::MakeRoom() {
   }
   const uint32_t newColumns = static_cast<uint32_t>(columns);
   const uint32_t newRows = static_cast<uint32_t>(rows);
-  elementTouches = Relayout(elementTouches, columnCount, rowCount, newColumns, newRows);
-  for (const Activity activity : {FIRES, SENDS, RECEIVES}) {
-    counts[activity] = Relayout(counts[activity], columnCount, rowCount, newColumns, newRows);
-  }
+  cells = Relayout(cells, columnCount, rowCount, newColumns, newRows);
+  codes = Relayout(codes, columnCount, rowCount, newColumns, newRows);
   columnCount = newColumns;
   rowCount = newRows;
 }
 
-void IndexBuilder::MakeTouches(const Columns& columns) {
-  uint64_t last = record == 0 ? columns.cycle[0] : lastCycle;
-  for (size_t i = 0; i < columns.size; ++i) {
-    const uint64_t cycle = columns.cycle[i];
-    const bool change = cycle != last;
-    batchTouches[i] = MakeTouch(changes, change, columns.tag[i].thread);
-    changes += change;
-    last = cycle;
-  }
-  lastCycle = last;
-  for (uint64_t early = record; early < FIRST_IN_KEYFRAMES && early - record < columns.size;
-       ++early) {
-    batchTouches[early - record] = 0;
-  }
-}
-
 // Types follow each other at random as far as a processor can tell, so every record does the same:
-// what does not concern it goes nowhere.
+// what does not concern it goes nowhere. Tables and masks by type, since a compiler makes branches
+// of conditions.
 void IndexBuilder::CountElements(const Columns& columns) {
-  uint32_t* const at[3] = {uncounted.data(), counts[FIRES].data(), counts[SENDS].data()};
-  uint32_t* const to[3] = {uncounted.data(), uncounted.data(), counts[RECEIVES].data()};
-  Touch* const touched[3] = {untouched.data(), elementTouches.data(), untouched.data()};
-  for (size_t i = 0; i < columns.size; ++i) {
+  constexpr uint32_t ALL = ~0U;
+  Cell* const atCells[3] = {nowhere.data(), cells.data(), cells.data()};
+  Cell* const toCells[3] = {nowhere.data(), nowhere.data(), cells.data()};
+  constexpr uint32_t atPlace[3] = {0, ALL, ALL};
+  constexpr uint32_t atNowhere[3] = {NOWHERE - 1, 0, 0};
+  constexpr uint32_t toNowhere[3] = {NOWHERE - 1, NOWHERE - 1, 0};
+  constexpr uint32_t touches[3] = {0, ALL, 0};
+  const uint32_t stride = columnCount;
+  const uint32_t early =
+      static_cast<uint32_t>(FIRST_IN_KEYFRAMES - std::min(record, FIRST_IN_KEYFRAMES));
+  uint64_t last = record == 0 ? columns.cycle[0] : lastCycle;
+  uint32_t passed = static_cast<uint32_t>(changes - segmentChanges);
+  for (uint32_t i = 0; i < columns.size; ++i) {
     const uint32_t kind = columns.tag[i].type - SWITCH_RECORD;
-    const size_t nowhere = i % NOWHERE;
-    const size_t sender =
-        static_cast<size_t>(columns.at[i].row) * columnCount + columns.at[i].column;
-    const size_t receiver =
-        static_cast<size_t>(columns.to[i].row) * columnCount + columns.to[i].column;
-    ++at[kind][kind != 0 ? sender : nowhere];
-    ++to[kind][kind == 2 ? receiver : nowhere];
-    Touch& touch = touched[kind][kind == 1 ? sender : nowhere];
-    touch = batchTouches[i] != 0 ? batchTouches[i] : touch;
+    const bool change = columns.cycle[i] != last;
+    const Touch touch = MakeTouch(passed, change, columns.tag[i].thread);
+    const uint32_t sender = columns.at[i].row * stride + columns.at[i].column;
+    const uint32_t receiver = columns.to[i].row * stride + columns.to[i].column;
+    Cell& at = atCells[kind][(sender & atPlace[kind]) | (i & atNowhere[kind])];
+    at.fires += kind & 1;
+    at.sends += kind >> 1;
+    at.touch = (at.touch & ~touches[kind]) | (touch & touches[kind]);
+    // Of records that are no sends the receiver is (0, 0).
+    ++toCells[kind][receiver | (i & toNowhere[kind])].receives;
+    batchTouches[i] = touch;
+    passed += change;
+    last = columns.cycle[i];
+    if (i < early) [[unlikely]] {
+      batchTouches[i] = 0;
+      at.touch = 0;
+    }
   }
+  changes = segmentChanges + passed;
 }
 
-void IndexBuilder::CountSwitches(const Columns& columns) {
-  if (columns.switches == 0) {
-    return;
-  }
-  const size_t known = summarizer.SwitchCount();
-  switchTouches.resize(known);
-  counts[TRANSMISSIONS].resize(known);
-  for (size_t i = 0; i < columns.size; ++i) {
-    if (columns.tag[i].type != SWITCH_RECORD) {
-      continue;
-    }
-    const uint32_t slot = summarizer.SwitchSlot(columns.at[i]);
-    if (slot == PlaceTable::NONE) {
+void IndexBuilder::CountSwitches() {
+  switchCells.resize(summarizer.SwitchCount());
+  switchCodes.resize(summarizer.SwitchCount());
+  for (const Summarizer::Transmission& transmission : summarizer.Transmissions()) {
+    if (transmission.slot == PlaceTable::NONE) {
       complete = false;
       return;
     }
-    ++counts[TRANSMISSIONS][slot];
-    switchTouches[slot] = batchTouches[i] != 0 ? batchTouches[i] : switchTouches[slot];
+    SwitchCell& cell = switchCells[transmission.slot];
+    ++cell.transmissions;
+    cell.touch = batchTouches[transmission.record];
   }
 }
 
-std::vector<uint8_t> IndexBuilder::KeyframeCodes() const {
-  std::vector<uint8_t> codes;
-  codes.reserve(elementTouches.size() + switchTouches.size());
-  for (const Touch touch : elementTouches) {
-    codes.push_back(CodeOf(touch, TouchCode::ELEMENT_CAP, changes));
-  }
-  for (const Touch touch : switchTouches) {
-    codes.push_back(CodeOf(touch, TouchCode::SWITCH_CAP, changes));
-  }
-  return codes;
+void IndexBuilder::UpdateCodes() {
+  const uint32_t passed = static_cast<uint32_t>(changes - segmentChanges);
+  Update(codes, cells, TouchCode::ELEMENT_CAP, passed);
+  Update(switchCodes, switchCells, TouchCode::SWITCH_CAP, passed);
 }
 
-// The activity of the segment that ends now; the counters start anew.
+// The activity of the segment that ends now; the cells start anew.
 IndexBuilder::Node IndexBuilder::TakeSegment() {
   Node node;
   node.columns = columnCount;
   node.rows = rowCount;
-  for (size_t activity = 0; activity < ACTIVITIES; ++activity) {
-    node.sums[activity].assign(counts[activity].begin(), counts[activity].end());
-    std::fill(counts[activity].begin(), counts[activity].end(), 0);
+  for (const Activity activity : {FIRES, SENDS, RECEIVES}) {
+    node.sums[activity].resize(cells.size());
+  }
+  for (size_t i = 0; i < cells.size(); ++i) {
+    node.sums[FIRES][i] = cells[i].fires;
+    node.sums[SENDS][i] = cells[i].sends;
+    node.sums[RECEIVES][i] = cells[i].receives;
+    cells[i] = {};
+  }
+  for (SwitchCell& cell : switchCells) {
+    node.sums[TRANSMISSIONS].push_back(cell.transmissions);
+    cell = {};
   }
   return node;
 }
 
-// Parts are never larger than the sum: arrays only grow.
-void IndexBuilder::AddTo(Node& sum, const Node& part) {
-  for (const Activity activity : {FIRES, SENDS, RECEIVES}) {
-    for (uint32_t row = 0; row < part.rows; ++row) {
-      const uint64_t* from = part.sums[activity].data() + static_cast<size_t>(row) * part.columns;
-      uint64_t* to = sum.sums[activity].data() + static_cast<size_t>(row) * sum.columns;
-      std::transform(from, from + part.columns, to, to, std::plus<>());
-    }
+void IndexBuilder::Node::Widen() {
+  for (size_t activity = 0; activity < ACTIVITIES; ++activity) {
+    wideSums[activity].assign(sums[activity].begin(), sums[activity].end());
+    sums[activity] = {};
   }
-  for (size_t slot = 0; slot < part.sums[TRANSMISSIONS].size(); ++slot) {
-    sum.sums[TRANSMISSIONS][slot] += part.sums[TRANSMISSIONS][slot];
+}
+
+// Of the same width; the part is never of a larger array: arrays only grow.
+void IndexBuilder::Node::Add(const Node& part) {
+  for (size_t activity = 0; activity < ACTIVITIES; ++activity) {
+    const bool elements = activity != TRANSMISSIONS;
+    const size_t cells = std::max(part.sums[activity].size(), part.wideSums[activity].size());
+    const uint32_t width = elements ? part.columns : static_cast<uint32_t>(cells);
+    const uint32_t height = elements ? part.rows : 1;
+    if (part.sums[activity].empty()) {
+      AddCells(part.wideSums[activity], width, height, wideSums[activity], columns);
+    } else {
+      AddCells(part.sums[activity], width, height, sums[activity], columns);
+    }
   }
 }
 
@@ -244,19 +271,28 @@ void IndexBuilder::EndSegment() {
   boundary.sample = sample;
   boundary.columns = columnCount;
   boundary.rows = rowCount;
-  boundary.switches = static_cast<uint32_t>(switchTouches.size());
-  boundary.keyframe = sink(KeyframeCodes());
+  boundary.switches = static_cast<uint32_t>(switchCells.size());
+  UpdateCodes();
+  std::vector<uint8_t> keyframe = codes;
+  keyframe.insert(keyframe.end(), switchCodes.begin(), switchCodes.end());
+  boundary.keyframe = sink(keyframe);
   Node node = TakeSegment();
-  const size_t number = boundaries.size() + 1;
-  for (int level = std::countr_zero(number); level > 0; --level) {
-    AddTo(node, nodes.back());
+  const int levels = std::countr_zero(boundaries.size() + 1);
+  for (int level = 1; level <= levels; ++level) {
+    node.Add(nodes.back());
     nodes.pop_back();
+    if (level == WIDE_LEVEL) {
+      node.Widen();
+    }
   }
   for (size_t activity = 0; activity < ACTIVITIES; ++activity) {
-    boundary.node[activity] = sink(Narrow(node.sums[activity]));
+    boundary.node[activity] =
+        sink(levels < WIDE_LEVEL ? Narrow(std::span<const uint32_t>(node.sums[activity]))
+                                 : Narrow(std::span<const uint64_t>(node.wideSums[activity])));
   }
   nodes.push_back(std::move(node));
   boundaries.push_back(boundary);
+  segmentChanges = changes;
   sample = 0;
   sampleLeft = SAMPLED_RECORDS;
   segmentEnd = record + SegmentLength();
@@ -285,27 +321,23 @@ bool IndexBuilder::Resume(const Index& index, const Summary& summary, Fault& fau
   offset = last.offset;
   lastCycle = last.lastCycle;
   changes = last.changes;
+  segmentChanges = changes;
   columnCount = last.columns;
   rowCount = last.rows;
   segmentEnd = record + SegmentLength();
-  return ResumeTouches(index, fault) && ResumeNodes(index, fault);
+  return ResumeCodes(index, fault) && ResumeNodes(index, fault);
 }
 
-bool IndexBuilder::ResumeTouches(const Index& index, Fault& fault) {
-  std::vector<uint8_t> codes;
-  if (!index.Keyframe(boundaries.size(), codes, fault)) {
+bool IndexBuilder::ResumeCodes(const Index& index, Fault& fault) {
+  std::vector<uint8_t> keyframe;
+  if (!index.Keyframe(boundaries.size(), keyframe, fault)) {
     return false;
   }
-  const size_t elements = static_cast<size_t>(columnCount) * rowCount;
-  for (size_t i = 0; i < codes.size(); ++i) {
-    const bool element = i < elements;
-    const unsigned cap = element ? TouchCode::ELEMENT_CAP : TouchCode::SWITCH_CAP;
-    (element ? elementTouches : switchTouches).push_back(TouchOf(codes[i], cap, changes));
-  }
-  for (const Activity activity : {FIRES, SENDS, RECEIVES}) {
-    counts[activity].resize(elements);
-  }
-  counts[TRANSMISSIONS].resize(switchTouches.size());
+  cells.resize(static_cast<size_t>(columnCount) * rowCount);
+  switchCells.resize(keyframe.size() - cells.size());
+  const auto switches = keyframe.begin() + static_cast<ptrdiff_t>(cells.size());
+  codes.assign(keyframe.begin(), switches);
+  switchCodes.assign(switches, keyframe.end());
   return true;
 }
 
@@ -315,11 +347,16 @@ bool IndexBuilder::ResumeNodes(const Index& index, Fault& fault) {
     node.columns = boundaries[b - 1].columns;
     node.rows = boundaries[b - 1].rows;
     for (const Activity activity : {FIRES, SENDS, RECEIVES, TRANSMISSIONS}) {
-      std::vector<uint64_t>& sums = node.sums[activity];
-      sums.resize(activity == TRANSMISSIONS ? boundaries[b - 1].switches
-                                            : static_cast<size_t>(node.columns) * node.rows);
+      std::vector<uint64_t> sums(activity == TRANSMISSIONS
+                                     ? boundaries[b - 1].switches
+                                     : static_cast<size_t>(node.columns) * node.rows);
       if (!index.AddNode(b, activity, 1, node.columns, node.rows, sums, fault)) {
         return false;
+      }
+      if (std::countr_zero(b) < WIDE_LEVEL) {
+        node.sums[activity].assign(sums.begin(), sums.end());
+      } else {
+        node.wideSums[activity] = std::move(sums);
       }
     }
     nodes.insert(nodes.begin(), std::move(node));

@@ -43,28 +43,47 @@ class IndexBuilder {
   static constexpr size_t MAX_ENTRIES = 65536;
 
  private:
-  // The sums of a node, before they are packed.
+  // The sums of a node, before they are packed. A node of up to 2^WIDE_LEVEL segments, of at most
+  // 2 * MAX_ELEMENTS and a batch of records each, cannot overflow 32 bits, and most nodes are such:
+  // half as many bytes go through the processor's caches. Larger ones have 64.
+  static constexpr int WIDE_LEVEL = 8;
   struct Node {
     uint32_t columns = 0;
     uint32_t rows = 0;
-    std::array<std::vector<uint64_t>, ACTIVITIES> sums;
+    std::array<std::vector<uint32_t>, ACTIVITIES> sums;
+    std::array<std::vector<uint64_t>, ACTIVITIES> wideSums;  // instead
+
+    void Widen();
+    void Add(const Node& part);
   };
 
-  // When a piece was touched last; 0 for never.
-  typedef uint64_t Touch;
+  // When a piece was touched last within the segment: TOUCHED, and how many changes of cycle of the
+  // segment came before, whether it was one itself, and its thread, modulo 6. 0 for never.
+  typedef uint32_t Touch;
 
-  bool ResumeTouches(const Index& index, Fault& fault);
+  // What the segment has brought to a position of the array, and to a switch. An operation that
+  // fires mostly sends as well, so it is one line of the cache that two records write to.
+  struct Cell {
+    uint32_t fires = 0;
+    uint32_t sends = 0;
+    uint32_t receives = 0;
+    Touch touch = 0;
+  };
+  struct SwitchCell {
+    uint32_t transmissions = 0;
+    Touch touch = 0;
+  };
+
+  bool ResumeCodes(const Index& index, Fault& fault);
   bool ResumeNodes(const Index& index, Fault& fault);
   void AddEntry(const Columns& columns);
   void Sample(const Columns& columns);
   void MakeRoom();
   void CountElements(const Columns& columns);
-  void CountSwitches(const Columns& columns);
-  void MakeTouches(const Columns& columns);
+  void CountSwitches();
   void EndSegment();
-  std::vector<uint8_t> KeyframeCodes() const;
+  void UpdateCodes();
   Node TakeSegment();
-  static void AddTo(Node& sum, const Node& part);
   uint64_t SegmentLength() const;
 
   Sink sink;
@@ -84,20 +103,23 @@ class IndexBuilder {
   uint32_t sample = 0;
   uint64_t sampleLeft = 0;
 
+  uint64_t segmentChanges = 0;  // `changes` at the start of the segment
+
   // Of the batch: what its events leave on their pieces.
   std::array<Touch, Columns::CAPACITY> batchTouches;
 
-  // Where records of other types are counted, so that no branch tells the types apart.
-  static constexpr size_t NOWHERE = 64;
-  std::array<uint32_t, NOWHERE> uncounted = {};
-  std::array<Touch, NOWHERE> untouched = {};
+  // Where records of other types are counted, so that no branch tells the types apart. Several, so
+  // that one does not wait for the other.
+  static constexpr size_t NOWHERE = 16;
+  std::array<Cell, NOWHERE> nowhere;
 
   uint32_t columnCount = 0;  // powers of two
   uint32_t rowCount = 0;
-  std::vector<Touch> elementTouches;
-  std::array<std::vector<uint32_t>, ACTIVITIES> counts;  // of the segment
-  std::vector<Touch> switchTouches;
-  std::vector<Node> nodes;  // whose sum is the activity up to the last boundary
+  std::vector<Cell> cells;
+  std::vector<SwitchCell> switchCells;
+  std::vector<uint8_t> codes;        // of the last boundary, see TouchCode
+  std::vector<uint8_t> switchCodes;  // likewise
+  std::vector<Node> nodes;           // whose sum is the activity up to the last boundary
 };
 
 // The checksum by which a grown trace is recognised: of the fields of the first records of a

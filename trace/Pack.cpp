@@ -53,12 +53,12 @@ void AddBits(const uint8_t* bytes, int sign, std::span<uint64_t> sums) {
   }
 }
 
-template <unsigned WIDTH>
-void PutBits(std::span<const uint64_t> counts, uint8_t* out) {
+template <unsigned WIDTH, class Count>
+void PutBits(std::span<const Count> counts, uint8_t* out) {
   constexpr size_t PER_BYTE = 8 / WIDTH;
   const size_t whole = counts.size() / PER_BYTE;
   for (size_t byte = 0; byte < whole; ++byte) {
-    uint64_t bits = 0;
+    Count bits = 0;
     for (size_t i = 0; i < PER_BYTE; ++i) {
       bits |= counts[byte * PER_BYTE + i] << i * WIDTH;
     }
@@ -69,37 +69,18 @@ void PutBits(std::span<const uint64_t> counts, uint8_t* out) {
   }
 }
 
-template <class Word>
-void PutWords(std::span<const uint64_t> counts, uint8_t* out) {
+template <class Word, class Count>
+void PutWords(std::span<const Count> counts, uint8_t* out) {
   for (size_t i = 0; i < counts.size(); ++i) {
     const Word word = static_cast<Word>(counts[i]);
     memcpy(out + i * sizeof(Word), &word, sizeof(Word));
   }
 }
 
-}  // namespace
-
-static_assert(std::endian::native == std::endian::little, "counts are stored as the host has them");
-
-std::vector<uint8_t> Pack(std::span<const uint8_t> raw) {
-  std::vector<uint8_t> packed(ZSTD_compressBound(raw.size()));
-  const size_t size =
-      ZSTD_compress2(PackContext(), packed.data(), packed.size(), raw.data(), raw.size());
-  packed.resize(size);
-  return packed;
-}
-
-bool Unpack(std::span<const uint8_t> packed, size_t rawSize, std::vector<uint8_t>& raw) {
-  if (ZSTD_getFrameContentSize(packed.data(), packed.size()) != rawSize) {
-    return false;
-  }
-  raw.resize(rawSize);
-  return ZSTD_decompress(raw.data(), raw.size(), packed.data(), packed.size()) == rawSize;
-}
-
-std::vector<uint8_t> Narrow(std::span<const uint64_t> counts) {
-  uint64_t all = 0;
-  for (const uint64_t count : counts) {
+template <class Count>
+std::vector<uint8_t> NarrowCounts(std::span<const Count> counts) {
+  Count all = 0;
+  for (const Count count : counts) {
     all |= count;
   }
   const unsigned width = WidthFor(all);
@@ -133,6 +114,30 @@ std::vector<uint8_t> Narrow(std::span<const uint64_t> counts) {
   }
   return out;
 }
+
+}  // namespace
+
+static_assert(std::endian::native == std::endian::little, "counts are stored as the host has them");
+
+std::vector<uint8_t> Pack(std::span<const uint8_t> raw) {
+  std::vector<uint8_t> packed(ZSTD_compressBound(raw.size()));
+  const size_t size =
+      ZSTD_compress2(PackContext(), packed.data(), packed.size(), raw.data(), raw.size());
+  packed.resize(size);
+  return packed;
+}
+
+bool Unpack(std::span<const uint8_t> packed, size_t rawSize, std::vector<uint8_t>& raw) {
+  if (ZSTD_getFrameContentSize(packed.data(), packed.size()) != rawSize) {
+    return false;
+  }
+  raw.resize(rawSize);
+  return ZSTD_decompress(raw.data(), raw.size(), packed.data(), packed.size()) == rawSize;
+}
+
+std::vector<uint8_t> Narrow(std::span<const uint64_t> counts) { return NarrowCounts(counts); }
+
+std::vector<uint8_t> Narrow(std::span<const uint32_t> counts) { return NarrowCounts(counts); }
 
 bool AddNarrow(std::span<const uint8_t> narrow, int sign, std::span<uint64_t> sums) {
   if (narrow.empty()) {

@@ -19,6 +19,7 @@ bool Unpack(std::span<const uint8_t> packed, size_t rawSize, std::vector<uint8_t
 // quicker to pack and smaller when packed than one byte a count: a compressor spends at least a bit
 // a byte.
 std::vector<uint8_t> Narrow(std::span<const uint64_t> counts);
+std::vector<uint8_t> Narrow(std::span<const uint32_t> counts);
 
 // Adds the counts to `sums`, modulo 2^64; false, with `sums` unspecified, where the bytes are not
 // those of exactly sums.size() counts. `sign` is 1, or -1 to subtract.

@@ -61,6 +61,7 @@ void Summarizer::Add(const Columns& columns) {
   if (columns.sends > 0) {
     summary.sent.Include(columns.maxSent);
   }
+  transmissionCount = 0;
   if (columns.switches > 0) {
     AddSwitches(columns);
   }
@@ -122,17 +123,21 @@ void Summarizer::CountThread(uint32_t thread) {
   }
 }
 
+// Types follow each other at random as far as a processor can tell, so the switches are picked out
+// without a branch: every record is noted, and the next one overwrites it unless it counts.
 void Summarizer::AddSwitches(const Columns& columns) {
+  size_t found = 0;
   for (size_t i = 0; i < columns.size; ++i) {
-    if (columns.tag[i].type != SWITCH_RECORD) {
-      continue;
-    }
-    if (switchPlaces.Places().size() < Summary::MAX_SWITCHES) {
-      switchPlaces.Add(columns.at[i]);
-    } else if (switchPlaces.Find(columns.at[i]) == PlaceTable::NONE) {
-      summary.switchesComplete = false;
-    }
+    transmissions[found].record = static_cast<uint32_t>(i);
+    found += columns.tag[i].type == SWITCH_RECORD;
   }
+  for (size_t i = 0; i < found; ++i) {
+    const Place place = columns.at[transmissions[i].record];
+    const bool room = switchPlaces.Places().size() < Summary::MAX_SWITCHES;
+    transmissions[i].slot = room ? switchPlaces.Add(place) : switchPlaces.Find(place);
+    summary.switchesComplete &= transmissions[i].slot != PlaceTable::NONE;
+  }
+  transmissionCount = found;
 }
 
 void Summarizer::Finish() {

@@ -1,9 +1,11 @@
 #ifndef TRACE_SUMMARY_H
 #define TRACE_SUMMARY_H
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "trace/Columns.h"
@@ -71,8 +73,16 @@ class Summarizer {
   void Add(const Columns& columns);
   const Summary& Get() const { return summary; }
 
-  // The number of the place among Summary::switchPlaces, or PlaceTable::NONE where it is not kept.
-  uint32_t SwitchSlot(Place place) const { return switchPlaces.Find(place); }
+  // A switch transmission of the batch that was added last: which of its records, and the number of
+  // its place among Summary::switchPlaces, or PlaceTable::NONE where that is not kept.
+  struct Transmission {
+    uint32_t record;
+    uint32_t slot;
+  };
+
+  std::span<const Transmission> Transmissions() const {
+    return {transmissions.data(), transmissionCount};
+  }
 
   size_t SwitchCount() const { return switchPlaces.Places().size(); }
 
@@ -89,6 +99,8 @@ class Summarizer {
   uint64_t smallThreads[Summary::SMALL_THREADS] = {};
   size_t largeThreads = 0;  // how many of the others are told apart
   PlaceTable switchPlaces;
+  std::array<Transmission, Columns::CAPACITY> transmissions;
+  size_t transmissionCount = 0;
 };
 
 // The smallest array whose picture shows every location of the trace, switches included; nothing
