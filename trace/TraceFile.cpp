@@ -138,26 +138,22 @@ uint64_t TraceFile::Decode(uint64_t offset, uint64_t limit, Columns& columns, De
     return offset;
   }
   const uint8_t* next = nullptr;
-  bool malformed = false;
-  const bool whole = BusGuard::Run(bytes, size, [&] {
-    next = DecodeBest(bytes + offset, bytes + limit, columns, state);
-    malformed = columns.size == 0;
-  });
-  if (!whole) {
+  const bool whole = BusGuard::Run(
+      bytes, size, [&] { next = DecodeBest(bytes + offset, bytes + limit, columns, state); });
+  // In the page in which a truncated file ends, zeros stand for what is gone: they end the batch,
+  // and may be part of its last record.
+  const bool stopped = columns.size < Columns::CAPACITY || next == bytes + size;
+  if (!whole || (stopped && IsShorter())) {
     columns.Clear();
     fault = Changed(offset);
     return offset;
   }
-  if (malformed) {
-    uint8_t copy[LARGE_RECORD];
-    const size_t left = static_cast<size_t>(std::min<uint64_t>(limit - offset, sizeof(copy)));
-    if (Copy(offset, left, copy, fault)) {
-      fault = MalformedRecord(copy, copy + left);
-      fault.file = name;
-      fault.offset = offset;
-    }
-    // In the page in which a truncated file ends, zeros stand for what is gone.
-    fault = IsShorter() ? Changed(offset) : fault;
+  uint8_t copy[LARGE_RECORD];
+  const size_t left = static_cast<size_t>(std::min<uint64_t>(limit - offset, sizeof(copy)));
+  if (columns.size == 0 && Copy(offset, left, copy, fault)) {
+    fault = MalformedRecord(copy, copy + left);
+    fault.file = name;
+    fault.offset = offset;
   }
   return static_cast<uint64_t>(next - bytes);
 }
