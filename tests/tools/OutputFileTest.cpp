@@ -1,9 +1,11 @@
 #include "tools/OutputFile.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -144,6 +146,41 @@ TEST_F(OutputFileTest, APipeIsWrittenDirectly) {
   EXPECT_EQ("through the pipe", testing::ReadFile(path));
   waitpid(child, nullptr, 0);
   EXPECT_THAT(FolderContents(), ElementsAre("out"));
+}
+
+// A signal cuts a write to a full pipe short, or ends it before its first byte.
+TEST_F(OutputFileTest, InterruptedWritesGoOnWhereTheyStopped) {
+  ASSERT_EQ(0, mkfifo(path.c_str(), 0600));
+  std::string text;
+  for (int i = 0; text.size() < 2'000'000; ++i) {
+    text += std::to_string(i) + " ";
+  }
+  const pid_t child = fork();
+  if (child == 0) {
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGALRM, &action, nullptr);
+    const itimerval everyMillisecond = {{0, 1000}, {0, 1000}};
+    OutputFile file;
+    if (!file.Open(path)) {
+      setitimer(ITIMER_REAL, &everyMillisecond, nullptr);
+      _exit(!file.Write(text.data(), text.size()) && !file.Commit() ? 7 : 8);
+    }
+    _exit(9);
+  }
+  std::string arrived;
+  const int reader = open(path.c_str(), O_RDONLY);
+  char chunk[20000];
+  ssize_t got;
+  while ((got = read(reader, chunk, sizeof(chunk))) > 0) {
+    arrived.append(chunk, static_cast<size_t>(got));
+    usleep(3000);
+  }
+  close(reader);
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(7, WEXITSTATUS(status));
+  EXPECT_TRUE(text == arrived);
 }
 
 // A write beyond a limit of the file's size fails as one to a full disk does, on a temporary too.

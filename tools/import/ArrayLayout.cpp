@@ -63,7 +63,7 @@ ArrayLayout::ArrayLayout(const Capture& capture) : perRow(1) {
   shape.clusters *= perRow;
 }
 
-uint32_t ArrayLayout::Place(uint32_t device) const {
+uint32_t ArrayLayout::IndexOf(uint32_t device) const {
   return static_cast<uint32_t>(std::lower_bound(devices.begin(), devices.end(), device) -
                                devices.begin());
 }

@@ -4,19 +4,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "tools/Failure.h"
 #include "tools/import/Capture.h"
+#include "trace/Place.h"
 
 namespace marrowfin {
-
-// The counts by which the viewer lays out its square array: its options -c, -d and -p.
-struct ArrayShape {
-  uint32_t clusters;  // per axis
-  uint32_t domains;   // per cluster and axis
-  uint32_t pes;       // per domain and axis
-
-  uint32_t Side() const { return clusters * domains * pes; }
-};
 
 // The smallest shape whose side is at least `extent`, of those that look well: clusters of 2 x 2
 // domains, which the viewer's outlines are made for, of 2 to 8 elements a side (1 for an extent of
@@ -41,11 +32,11 @@ class ArrayLayout {
   const std::vector<uint32_t>& Devices() const { return devices; }
 
   // Where the tile at column 0 and row 0 of a device lies.
-  uint32_t FirstColumn(uint32_t device) const { return Place(device) % perRow * pitch; }
-  uint32_t FirstRow(uint32_t device) const { return Place(device) / perRow * pitch; }
+  uint32_t FirstColumn(uint32_t device) const { return IndexOf(device) % perRow * pitch; }
+  uint32_t FirstRow(uint32_t device) const { return IndexOf(device) / perRow * pitch; }
 
  private:
-  uint32_t Place(uint32_t device) const;
+  uint32_t IndexOf(uint32_t device) const;
 
   std::vector<uint32_t> devices;
   uint32_t perRow;  // devices per row of devices

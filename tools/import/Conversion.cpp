@@ -24,13 +24,13 @@ class Converter {
   }
 
  private:
-  Position On(uint32_t device, uint32_t column, uint32_t row) const {
+  Place On(uint32_t device, uint32_t column, uint32_t row) const {
     return {layout.FirstColumn(device) + column, layout.FirstRow(device) + row};
   }
-  Position Own(const CaptureEvent& event) const {
+  Place Own(const CaptureEvent& event) const {
     return On(event.device, event.tile.column, event.tile.row);
   }
-  Position Far(const CaptureEvent& event, uint32_t column, uint32_t row) const {
+  Place Far(const CaptureEvent& event, uint32_t column, uint32_t row) const {
     return On(event.farDevice, column, row);
   }
 
@@ -101,7 +101,7 @@ Account WriteRecords(const Capture& capture, const ArrayLayout& layout,
     account.origin = capture.events.front().time;
     account.lastCycle = capture.events.back().time - account.origin;
   }
-  const Position corner = {0, 0};
+  const Place corner = {0, 0};
   if (options.frame) {
     writer.Message(0, account.frameThread, corner, corner);
     ++account.frameRecords;

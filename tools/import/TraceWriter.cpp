@@ -32,18 +32,18 @@ void TraceWriter::Begin(uint32 type, Cycle cycle, uint32 thread, uint32 words) {
   Append(static_cast<uint32>(words * sizeof(uint32)));
 }
 
-void TraceWriter::Add(const Position& position) {
-  Append(position.column);
-  Append(position.row);
+void TraceWriter::Add(const Place& place) {
+  Append(place.column);
+  Append(place.row);
 }
 
-void TraceWriter::Fire(Cycle cycle, uint32 thread, const Position& at) {
+void TraceWriter::Fire(Cycle cycle, uint32 thread, const Place& at) {
   Begin(PE_FIRE, cycle, thread, 2);
   Add(at);
   ++fires;
 }
 
-void TraceWriter::Message(Cycle cycle, uint32 thread, const Position& from, const Position& to) {
+void TraceWriter::Message(Cycle cycle, uint32 thread, const Place& from, const Place& to) {
   Begin(MESSAGE_SEND, cycle, thread, 4);
   Add(from);
   Add(to);

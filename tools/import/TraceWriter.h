@@ -7,14 +7,9 @@
 #include "Util/Types.h"
 #include "tools/Failure.h"
 #include "tools/OutputFile.h"
+#include "trace/Place.h"
 
 namespace marrowfin {
-
-// A position in the array of a trace.
-struct Position {
-  uint32 column;
-  uint32 row;
-};
 
 // Writes records of a trace to an OutputFile, the same bytes as the trace tool's, many per system
 // call and without its abort when the disk is full.
@@ -24,8 +19,8 @@ class TraceWriter {
  public:
   explicit TraceWriter(OutputFile& output);
 
-  void Fire(Cycle cycle, uint32 thread, const Position& at);
-  void Message(Cycle cycle, uint32 thread, const Position& from, const Position& to);
+  void Fire(Cycle cycle, uint32 thread, const Place& at);
+  void Message(Cycle cycle, uint32 thread, const Place& from, const Place& to);
 
   // Writes what is still held back. Call it once, at the end.
   [[nodiscard]] MaybeFailure Finish();
@@ -36,7 +31,7 @@ class TraceWriter {
 
  private:
   void Begin(uint32 type, Cycle cycle, uint32 thread, uint32 words);
-  void Add(const Position& position);
+  void Add(const Place& place);
   template <class Number>
   void Append(Number value);
   void Flush();

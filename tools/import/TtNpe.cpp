@@ -17,7 +17,7 @@ using Json = nlohmann::json;
 constexpr int64_t highestNumber = std::numeric_limits<int64_t>::max();
 
 // A device that the event does not name: its low bits are the place of the event's run in
-// Reader::runs.
+// CaptureReader::runs.
 constexpr uint32_t unresolved = 0x80000000u;
 
 constexpr int64_t noRun = -1;
@@ -137,9 +137,9 @@ struct Draft {
 // Follows the parser through the text, and keeps an event when its object ends.
 //
 // A list of objects as a tree of values would take some twenty times the memory of the events.
-class Reader : public nlohmann::json_sax<Json> {
+class CaptureReader : public nlohmann::json_sax<Json> {
  public:
-  Reader(CharSource& source, Capture& capture)
+  CaptureReader(CharSource& source, Capture& capture)
       : source(source), capture(capture), depth(0), field(FIELD_COUNT) {}
 
   // After a parse that returned false.
@@ -219,8 +219,8 @@ std::string Shown(const std::string& text) {
   return Json(part).dump(-1, ' ', true, Json::error_handler_t::replace);
 }
 
-bool Reader::Refuse(uint64_t byte, const std::string& path, const std::string& reason,
-                    const std::string& remedy) {
+bool CaptureReader::Refuse(uint64_t byte, const std::string& path, const std::string& reason,
+                           const std::string& remedy) {
   fault = Failure{EXIT_INPUT,
                   source.Path() + ": byte " + std::to_string(byte) + ": " + path +
                       (path.empty() ? "" : ": ") + reason,
@@ -228,24 +228,24 @@ bool Reader::Refuse(uint64_t byte, const std::string& path, const std::string& r
   return false;
 }
 
-bool Reader::RefuseValue(const std::string& reason, const std::string& remedy) {
+bool CaptureReader::RefuseValue(const std::string& reason, const std::string& remedy) {
   const std::string path = EventPath() + "." + std::string(fieldRules[field].name);
   return Refuse(source.TokenStart(), path, reason, remedy);
 }
 
-bool Reader::RefuseEvent(Field missing, const std::string& why) {
+bool CaptureReader::RefuseEvent(Field missing, const std::string& why) {
   const std::string path = EventPath() + "." + std::string(fieldRules[missing].name);
   return Refuse(draft.start, path, "is missing " + why,
                 "Add it to the event that begins at this byte, or remove the event.");
 }
 
-bool Reader::Ended() {
+bool CaptureReader::Ended() {
   source.EndToken();
   return true;
 }
 
 // A value where the list or an event has to stand.
-bool Reader::WrongPlace(const char* what) {
+bool CaptureReader::WrongPlace(const char* what) {
   if (depth == inNothing) {
     return Refuse(source.TokenStart(), "", std::string("the file holds ") + what + ", not a list",
                   "A capture is one JSON list of events: [{...}, {...}].");
@@ -255,7 +255,7 @@ bool Reader::WrongPlace(const char* what) {
 }
 
 // A value of a kind that no known field has.
-bool Reader::Other(const char* what) {
+bool CaptureReader::Other(const char* what) {
   if (depth < inEvent) {
     return WrongPlace(what);
   }
@@ -268,7 +268,7 @@ bool Reader::Other(const char* what) {
 }
 
 // A list or an object at a place where it is a value.
-bool Reader::Begin(const char* what) {
+bool CaptureReader::Begin(const char* what) {
   if (depth == deepest) {
     return Refuse(source.TokenStart(), EventPath(),
                   "is nested more than " + std::to_string(deepest) + " deep",
@@ -281,7 +281,7 @@ bool Reader::Begin(const char* what) {
   return true;
 }
 
-bool Reader::TakeNumber(int64_t value) {
+bool CaptureReader::TakeNumber(int64_t value) {
   if (!WantsNumber()) {
     return Other("a number");
   }
@@ -292,7 +292,7 @@ bool Reader::TakeNumber(int64_t value) {
   return Ended();
 }
 
-bool Reader::RefuseRange(const std::string& digits) {
+bool CaptureReader::RefuseRange(const std::string& digits) {
   constexpr size_t most = 40;
   const FieldRule& rule = fieldRules[field];
   return RefuseValue("is " + digits.substr(0, most) + (digits.size() > most ? "..." : "") +
@@ -301,7 +301,7 @@ bool Reader::RefuseRange(const std::string& digits) {
                      "Correct the value, or record the capture again.");
 }
 
-bool Reader::number_unsigned(number_unsigned_t value) {
+bool CaptureReader::number_unsigned(number_unsigned_t value) {
   if (value > static_cast<uint64_t>(highestNumber) && WantsNumber()) {
     return RefuseRange(std::to_string(value));
   }
@@ -309,14 +309,14 @@ bool Reader::number_unsigned(number_unsigned_t value) {
 }
 
 // Whole numbers beyond 64 bits come as floating-point ones too.
-bool Reader::number_float(number_float_t, const string_t& digits) {
+bool CaptureReader::number_float(number_float_t, const string_t& digits) {
   if (digits.find_first_of(".eE") != std::string::npos) {
     return Other("a number with a point or an exponent");
   }
   return WantsNumber() ? RefuseRange(digits) : Other("a number");
 }
 
-bool Reader::TakeName(const std::string& value) {
+bool CaptureReader::TakeName(const std::string& value) {
   if (depth != inEvent || field == FIELD_COUNT || !fieldRules[field].isName) {
     return Other("a text");
   }
@@ -329,7 +329,7 @@ bool Reader::TakeName(const std::string& value) {
   return Ended();
 }
 
-bool Reader::start_array(size_t) {
+bool CaptureReader::start_array(size_t) {
   if (depth != inNothing) {
     return Begin("a list");
   }
@@ -337,12 +337,12 @@ bool Reader::start_array(size_t) {
   return Ended();
 }
 
-bool Reader::end_array() {
+bool CaptureReader::end_array() {
   --depth;
   return Ended();
 }
 
-bool Reader::start_object(size_t) {
+bool CaptureReader::start_object(size_t) {
   if (depth != inList) {
     return Begin("an object");
   }
@@ -352,7 +352,7 @@ bool Reader::start_object(size_t) {
   return Ended();
 }
 
-bool Reader::key(string_t& name) {
+bool CaptureReader::key(string_t& name) {
   if (depth == inEvent) {
     field = FieldOf(name);
     if (field != FIELD_COUNT && Has(field)) {
@@ -365,7 +365,7 @@ bool Reader::key(string_t& name) {
   return Ended();
 }
 
-bool Reader::end_object() {
+bool CaptureReader::end_object() {
   --depth;
   if (depth == inList && !FinishEvent()) {
     return false;
@@ -380,8 +380,8 @@ std::string Complaint(const nlohmann::detail::exception& error) {
   return colon == std::string::npos ? text : text.substr(colon + 2);
 }
 
-bool Reader::parse_error(size_t position, const std::string& token,
-                         const nlohmann::detail::exception& error) {
+bool CaptureReader::parse_error(size_t position, const std::string& token,
+                                const nlohmann::detail::exception& error) {
   if (source.Trouble()) {
     fault = *source.Trouble();
     return false;
@@ -399,11 +399,11 @@ bool Reader::parse_error(size_t position, const std::string& token,
 }
 
 // Both or neither.
-bool Reader::CheckPair(Field a, Field b, const char* why) {
+bool CaptureReader::CheckPair(Field a, Field b, const char* why) {
   return Has(a) == Has(b) || RefuseEvent(Has(a) ? b : a, why);
 }
 
-bool Reader::CheckWhole() {
+bool CaptureReader::CheckWhole() {
   for (const Field needed : {PROC, TIMESTAMP, SX, SY}) {
     if (!Has(needed)) {
       return RefuseEvent(needed, "(every event needs it)");
@@ -433,7 +433,7 @@ bool Reader::CheckWhole() {
 }
 
 // Gives the event's processor its place.
-bool Reader::Count(uint16_t& processor) {
+bool CaptureReader::Count(uint16_t& processor) {
   const auto [place, isNew] =
       processors.try_emplace(draft.names[PROC], static_cast<uint16_t>(processors.size()));
   if (isNew && processors.size() > mostProcessors) {
@@ -451,7 +451,7 @@ bool Reader::Count(uint16_t& processor) {
 }
 
 // Which kind the event is of, or else why it is of none.
-std::optional<EventKind> Reader::Kind(SkipReason& reason) const {
+std::optional<EventKind> CaptureReader::Kind(SkipReason& reason) const {
   if (Has(TYPE)) {
     const std::optional<EventKind> kind = KindOf(draft.names[TYPE]);
     reason = kind ? SKIP_NO_DESTINATION : SKIP_UNKNOWN_TYPE;
@@ -461,7 +461,7 @@ std::optional<EventKind> Reader::Kind(SkipReason& reason) const {
   return IsZonePhase(draft.names[ZONE_PHASE]) ? std::optional(KIND_ZONE) : std::nullopt;
 }
 
-bool Reader::HasDestination(EventKind kind) const {
+bool CaptureReader::HasDestination(EventKind kind) const {
   if (kind == KIND_MULTICAST) {
     return Has(MCAST_START_X);
   }
@@ -471,7 +471,7 @@ bool Reader::HasDestination(EventKind kind) const {
   return !IsMessage(kind) || (Has(DX) && draft.numbers[DX] != -1);
 }
 
-bool Reader::FinishEvent() {
+bool CaptureReader::FinishEvent() {
   uint16_t processor = 0;
   if (!CheckWhole() || !Count(processor)) {
     return false;
@@ -486,13 +486,13 @@ bool Reader::FinishEvent() {
   return true;
 }
 
-void Reader::Skip(SkipReason reason, uint64_t number) {
+void CaptureReader::Skip(SkipReason reason, uint64_t number) {
   Skipped& skipped = capture.skipped[reason];
   skipped.first = skipped.events == 0 ? number : std::min(skipped.first, number);
   ++skipped.events;
 }
 
-void Reader::Convert(EventKind kind, uint16_t processor) {
+void CaptureReader::Convert(EventKind kind, uint16_t processor) {
   CaptureEvent event = {};
   event.time = static_cast<uint64_t>(draft.numbers[TIMESTAMP]);
   event.number = capture.eventsRead;
@@ -504,7 +504,7 @@ void Reader::Convert(EventKind kind, uint16_t processor) {
   capture.events.push_back(event);
 }
 
-void Reader::SetDevices(CaptureEvent& event) {
+void CaptureReader::SetDevices(CaptureEvent& event) {
   const int64_t run = Has(RUN_HOST_ID) ? draft.numbers[RUN_HOST_ID] : noRun;
   const uint32_t place = runs.try_emplace(run, static_cast<uint32_t>(runs.size())).first->second;
   if (!Has(SRC_DEVICE_ID)) {
@@ -525,7 +525,7 @@ void Reader::SetDevices(CaptureEvent& event) {
   }
 }
 
-void Reader::SetFarTiles(CaptureEvent& event) const {
+void CaptureReader::SetFarTiles(CaptureEvent& event) const {
   if (event.kind == KIND_MULTICAST) {
     // One of the two networks runs from the far corner to the near one.
     const auto [left, right] = std::minmax({Coordinate(MCAST_START_X), Coordinate(MCAST_END_X)});
@@ -540,7 +540,7 @@ void Reader::SetFarTiles(CaptureEvent& event) const {
 
 // The device of an event: the one it names, or else the one that other events of its run name, or
 // else the only one there is.
-std::optional<uint32_t> Reader::Resolve(uint32_t device) const {
+std::optional<uint32_t> CaptureReader::Resolve(uint32_t device) const {
   if ((device & unresolved) == 0) {
     return device;
   }
@@ -555,7 +555,7 @@ std::optional<uint32_t> Reader::Resolve(uint32_t device) const {
                                       : std::nullopt;
 }
 
-void Reader::ResolveDevices() {
+void CaptureReader::ResolveDevices() {
   const auto isLost = [this](CaptureEvent& event) {
     const std::optional<uint32_t> device = Resolve(event.device);
     if (!device) {
@@ -573,7 +573,7 @@ void Reader::ResolveDevices() {
 }  // namespace
 
 MaybeFailure ReadTtNpe(CharSource& source, Capture& capture) {
-  Reader reader(source, capture);
+  CaptureReader reader(source, capture);
   if (!Json::sax_parse(CharIterator(&source), CharIterator(), &reader)) {
     return reader.Fault();
   }
