@@ -107,7 +107,7 @@ std::string Array::Fault() const {
       {"memoryWords", settings.memoryWords, 1, 1U << 30},
   };
   for (const Range& range : ranges) {
-    const std::string fault = FaultOf(range);
+    std::string fault = FaultOf(range);
     if (!fault.empty()) {
       return fault;
     }
@@ -128,7 +128,8 @@ void Array::Build(uint32 threads, TraceRecorder& trace, RunLog& log) {
       std::max({settings.fireLatency, settings.peLinkLatency, settings.domainLinkLatency,
                 settings.switchLinkLatency, settings.memoryLatency}));
   loops = std::make_unique<LoopControl>(threads, window);
-  context.reset(new Context{shape, settings, *scheduler, *loops, trace, log, traffic});
+  context =
+      std::make_unique<Context>(Context{shape, settings, *scheduler, *loops, trace, log, traffic});
   std::vector<Switch*> switches;
   for (uint32 number = 0; number < shape.ClusterCount(); ++number) {
     clusters.push_back(std::make_unique<Cluster>(*context, number));

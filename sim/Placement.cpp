@@ -1,7 +1,7 @@
 #include "sim/Placement.h"
 
 #include <algorithm>
-#include <compare>
+#include <array>
 #include <functional>
 #include <numeric>
 #include <queue>
@@ -133,14 +133,10 @@ class GreedyPlacer {
   }
 
  private:
-  // How strongly a group is drawn to the domain that is being filled.
-  struct Arcs {
-    uint32 toDomain = 0;
-    uint32 toCluster = 0;
-    uint32 toPlaced = 0;
-
-    auto operator<=>(const Arcs&) const = default;
-  };
+  // How many arcs of a group lead to what was placed: in the domain that is being filled, in its
+  // cluster, and anywhere. They are compared in this order.
+  enum Nearness { DOMAIN, CLUSTER, ANYWHERE, NEARNESSES };
+  typedef std::array<uint32, NEARNESSES> Arcs;
 
   struct Candidate {
     Arcs arcs;
@@ -209,8 +205,8 @@ class GreedyPlacer {
     std::vector<Candidate> unplaced;
     for (uint32 g = 0; g < groups.size(); ++g) {
       if (!isPlaced[g]) {
-        arcs[g].toDomain = 0;
-        arcs[g].toCluster = isNewCluster ? 0 : arcs[g].toCluster;
+        arcs[g][DOMAIN] = 0;
+        arcs[g][CLUSTER] = isNewCluster ? 0 : arcs[g][CLUSTER];
         unplaced.push_back({arcs[g], g});
       }
     }
@@ -222,9 +218,9 @@ class GreedyPlacer {
     isPlaced[group] = true;
     for (const uint32 neighbour : neighbours[group]) {
       if (!isPlaced[neighbour]) {
-        ++arcs[neighbour].toDomain;
-        ++arcs[neighbour].toCluster;
-        ++arcs[neighbour].toPlaced;
+        for (uint32& count : arcs[neighbour]) {
+          ++count;
+        }
         candidates.push({arcs[neighbour], neighbour});
       }
     }

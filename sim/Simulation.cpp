@@ -62,7 +62,7 @@ std::string Simulation::FaultOfOptions() const {
   if (!logFilename.empty() && logFilename == vis.outFilename) {
     return "the trace and the log cannot go to the same file";
   }
-  const std::string fault = array.Fault();
+  std::string fault = array.Fault();
   if (fault.empty() && operationsPerPe > array.PeCapacity(threads)) {
     return "-operationsPerPe must be at most " + std::to_string(array.PeCapacity(threads)) +
            " for this buffer, window and number of threads";
@@ -72,7 +72,7 @@ std::string Simulation::FaultOfOptions() const {
 
 std::string Simulation::Prepare(Interrupts& interrupts) {
   for (const auto step : {&Simulation::MakeProgram, &Simulation::PlaceProgram}) {
-    const std::string fault = (this->*step)();
+    std::string fault = (this->*step)();
     if (!fault.empty()) {
       return fault;
     }
@@ -85,7 +85,7 @@ std::string Simulation::Prepare(Interrupts& interrupts) {
 }
 
 std::string Simulation::MakeProgram() {
-  const std::string fault = FaultOfOptions();
+  std::string fault = FaultOfOptions();
   if (!fault.empty()) {
     return fault;
   }
@@ -120,12 +120,12 @@ std::string Simulation::PlaceProgram() {
 
 std::string Simulation::OpenFiles(Interrupts& interrupts) {
   for (const std::string& name : {printer.outputFileName, logFilename, dotFilename}) {
-    const std::string fault = WhyNotWritable(name);
+    std::string fault = WhyNotWritable(name);
     if (!fault.empty()) {
       return fault;
     }
   }
-  const std::string fault = WriteGraph();
+  std::string fault = WriteGraph();
   if (!fault.empty()) {
     return fault;
   }

@@ -51,7 +51,7 @@ std::string FaultOfPair(CommandLineParser& root, Options& options, const std::st
   for (CommandLineParser::Option& option : options) {
     if (root.Matches(word, option)) {
       isKnown = true;
-      const std::string fault = FaultOfValue(option.type, value);
+      std::string fault = FaultOfValue(option.type, value);
       if (!fault.empty()) {
         return Quoted(value) + " for " + option.GetName() + " " + fault;
       }
@@ -81,17 +81,17 @@ std::string FaultOfFile(CommandLineParser& root, Options& options, const std::st
   std::ifstream file(name);
   std::string line;
   for (int number = 1; std::getline(file, line); ++number) {
-    const std::string fault =
+    std::string fault =
         file.eof() ? "the last line must end in a line feed" : FaultOfLine(root, options, line);
     if (!fault.empty()) {
-      return name + ":" + std::to_string(number) + ": " + fault;
+      return name + ":" + std::to_string(number).append(": ").append(fault);
     }
   }
   return "";
 }
 
 std::string ReadOptionFile(CommandLineParser& root, Options& options, const std::string& name) {
-  const std::string fault = FaultOfFile(root, options, name);
+  std::string fault = FaultOfFile(root, options, name);
   if (fault.empty()) {
     root.ParseFile(name, options, CommandLineParser::MODE_STRICT);
   }
@@ -112,7 +112,7 @@ std::string ReadOptions(CommandLineParser& root, Options& options, CommandLine& 
     if (words[i] == root.loadFileOption) {
       return words[i] + " is not used here: --options FILE reads a file of options";
     }
-    const std::string fault = FaultOfPair(root, options, words[i], words[i + 1]);
+    std::string fault = FaultOfPair(root, options, words[i], words[i + 1]);
     if (!fault.empty()) {
       return fault;
     }

@@ -21,7 +21,10 @@ constexpr int NOT_BEGUN = 2;  // something was wrong before it began
 // Reports how far the run has come when a fatal signal ends it; the verdict follows by itself.
 class ReportOnCrash final : public StatelessCallback {
  public:
-  explicit ReportOnCrash(Simulation& simulation) : simulation(simulation) {}
+  explicit ReportOnCrash(Simulation& simulation) : simulation(simulation) {
+    Regression::AddCrashCallback(this);
+  }
+  ~ReportOnCrash() { Regression::CancelCrashCallback(this); }
 
   void operator()() override { simulation.ReportStatistics(); }
 
@@ -68,11 +71,11 @@ int RunAndReport(Simulation& simulation, Interrupts& interrupts) {
   if (!fault.empty()) {
     return Complain(fault);
   }
-  ReportOnCrash report(simulation);
-  Regression::AddCrashCallback(&report);
-  interrupts.Deliver();
-  simulation.Run(interrupts);
-  Regression::CancelCrashCallback(&report);
+  {
+    const ReportOnCrash report(simulation);
+    interrupts.Deliver();
+    simulation.Run(interrupts);
+  }
   simulation.ReportStatistics();
   Regression::PrintSuccess();
   if (!simulation.IsReportWhole()) {

@@ -15,12 +15,14 @@
 #include "sim/Shape.h"
 #include "sim/TraceRecorder.h"
 #include "sim/Unit.h"
+#include "tests/sim/Laws.h"
 #include "tests/sim/Rig.h"
 
 namespace marrowfin::testing {
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 
 TEST(ShapeTest, PositionsOfDomainsAndTheirProcessingElementsAreEachOthersInverse) {
   const Shape shape = {3, 2, 4};
@@ -349,6 +351,59 @@ TEST(LatencyTest, AMessageTakesTheLatenciesOfItsLinks) {
   EXPECT_THAT(result.log, HasSubstr("\nfire 39 array/c1_0/d0_0/pe0_0 0 0 1 store constant,1\n"));
   // The memory hears of it one cycle later and needs 13, and its answer counts from the next one.
   EXPECT_EQ(54U, result.cycles);
+}
+
+// A program that is built by hand, without results to compare.
+struct HandMade : public Program {
+  void ComputePlainly(SegmentData&) const override {}
+  void FillInput(SegmentData&, Random&) const override {}
+  using Program::graph;
+};
+
+TEST(MemoryTest, ServesAProcessingElementOnceACycle) {
+  HandMade program;
+  const uint32 segment = program.graph.AddSegment(1, false);
+  // Operation n goes to element n modulo 4. Three elements ask at once, and the third asks again
+  // in the next cycle: both its accesses are then the first ones that wait for two ports.
+  for (uint32 n = 0; n < 7; ++n) {
+    if (n == 3 || n == 4 || n == 5) {
+      program.graph.Add(Opcode::ADD, {Later(), Number(0)});
+    } else {
+      program.graph.Start(program.graph.AddMemory(Opcode::LOAD, segment, {Later()}), 0, 0);
+    }
+  }
+  RigOptions options;
+  options.words = ArrayWords(1, 1, 2);
+  options.words.insert(options.words.end(), {"-array/memoryPorts", "2"});
+  options.placement = "row-major";
+  options.withLog = true;
+  const RigResult result = RunOnArray(program, options);
+  EXPECT_EQ(4U, result.fires);
+  EXPECT_THAT(result.log, HasSubstr(" array/c0_0/memory array/c0_0/d0_0/pe0_1\n"));
+  EXPECT_THAT(BrokenLogLaws(result.log, program.graph), IsEmpty());
+}
+
+TEST(OutputQueueTest, AnElementDoesNotFireWhileItIsFull) {
+  HandMade program;
+  const Value first = program.graph.Add(Opcode::ADD, {Later(), Number(1)});
+  for (int n = 0; n < 3; ++n) {
+    program.graph.Add(Opcode::ADD, {first, Number(n)});
+  }
+  const Value second = program.graph.Add(Opcode::ADD, {Later(), Number(1)});
+  program.graph.Add(Opcode::ADD, {second, Number(1)});
+  program.graph.Start(first, 0, 1);
+  program.graph.Start(second, 0, 1);
+  const auto logWith = [&](const char* places) {
+    RigOptions options;
+    options.words = ArrayWords(1, 1, 2);
+    options.words.insert(options.words.end(), {"-array/outputQueue", places});
+    options.placement = "row-major";
+    options.withLog = true;
+    return RunOnArray(program, options).log;
+  };
+  EXPECT_THAT(logWith("2"), HasSubstr("\nfire 2 array/c0_0/d0_0/pe0_0 0 0 4 add"));
+  // The result of cycle 1 leaves in cycles 2, 3 and 4.
+  EXPECT_THAT(logWith("1"), HasSubstr("\nfire 5 array/c0_0/d0_0/pe0_0 0 0 4 add"));
 }
 
 TEST(CapacityTest, OneEntryOfTheBufferIsNeededForEachOperationThreadAndLiveIteration) {
