@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <bit>
 
-#include "trace/Pack.h"
-
 namespace marrowfin {
 
 namespace {
@@ -16,59 +14,7 @@ namespace {
 // keyframe.
 constexpr uint64_t FIRST_IN_KEYFRAMES = 2;
 
-// See IndexBuilder::Touch. A segment has far fewer than 2^27 records.
-constexpr uint32_t TOUCHED = uint32_t{1} << 31;
-
-uint32_t MakeTouch(uint32_t changesBefore, bool change, uint32_t thread) {
-  return TOUCHED | changesBefore << 4 | (change ? 8U : 0U) | thread % 6;
-}
-
-// The codes at the end of a segment, with so many changes of cycle, from those at its start and
-// from what touched the cells since.
-template <class Cell>
-void Update(std::vector<uint8_t>& codes, const std::vector<Cell>& cells, unsigned cap,
-            uint32_t segmentChanges) {
-  std::array<uint8_t, 256> aged = {};  // of pieces that nothing touched, by their code
-  for (unsigned code = 1; code <= 6 * (2 * cap + 1); ++code) {
-    const TouchCode old(cap, static_cast<uint8_t>(code));
-    aged[code] = TouchCode::Encode(cap, old.thread, uint64_t{old.age} + segmentChanges, old.change);
-  }
-  std::array<uint8_t, 256> touched = {};  // of the others, by age and the low bits of the touch
-  for (uint32_t age = 0; age <= cap; ++age) {
-    for (uint32_t low = 0; low < 16; ++low) {
-      touched[age * 16 + low] = TouchCode::Encode(cap, low & 7, age, (low & 8) != 0);
-    }
-  }
-  for (size_t i = 0; i < cells.size(); ++i) {
-    const uint32_t touch = cells[i].touch;
-    const uint32_t age = std::min(segmentChanges - (touch & ~TOUCHED) / 16, cap);
-    const uint8_t code = touched[age * 16 + (touch & 15)];
-    codes[i] = touch != 0 ? code : aged[codes[i]];
-  }
-}
-
 uint64_t PowerFor(uint64_t extent) { return extent == 0 ? 0 : std::bit_ceil(extent); }
-
-template <class T>
-std::vector<T> Relayout(const std::vector<T>& cells, uint32_t columns, uint32_t rows,
-                        uint32_t newColumns, uint32_t newRows) {
-  std::vector<T> moved(static_cast<size_t>(newColumns) * newRows);
-  for (uint32_t row = 0; row < rows; ++row) {
-    std::copy_n(cells.begin() + static_cast<ptrdiff_t>(row) * columns, columns,
-                moved.begin() + static_cast<ptrdiff_t>(row) * newColumns);
-  }
-  return moved;
-}
-
-template <class Count>
-void AddCells(const std::vector<Count>& part, uint32_t columns, uint32_t rows,
-              std::vector<Count>& sum, uint32_t sumColumns) {
-  for (uint32_t row = 0; row < rows; ++row) {
-    const Count* from = part.data() + static_cast<size_t>(row) * columns;
-    Count* to = sum.data() + static_cast<size_t>(row) * sumColumns;
-    std::transform(from, from + columns, to, to, std::plus<>());
-  }
-}
 
 }  // namespace
 
@@ -83,7 +29,8 @@ uint32_t SampleRecords(const Columns& columns, size_t from, size_t to, uint32_t 
   return static_cast<uint32_t>(sum);
 }
 
-IndexBuilder::IndexBuilder(Sink sink) : sink(std::move(sink)), sampleLeft(SAMPLED_RECORDS) {
+IndexBuilder::IndexBuilder(SegmentPacker::Sink sink)
+    : packer(std::move(sink)), sampleLeft(SAMPLED_RECORDS) {
   segmentEnd = SegmentLength();
 }
 
@@ -150,8 +97,7 @@ void IndexBuilder::MakeRoom() {
   }
   const uint32_t newColumns = static_cast<uint32_t>(columns);
   const uint32_t newRows = static_cast<uint32_t>(rows);
-  cells = Relayout(cells, columnCount, rowCount, newColumns, newRows);
-  codes = Relayout(codes, columnCount, rowCount, newColumns, newRows);
+  counted.cells = Relayout(counted.cells, columnCount, rowCount, newColumns, newRows);
   columnCount = newColumns;
   rowCount = newRows;
 }
@@ -161,8 +107,8 @@ void IndexBuilder::MakeRoom() {
 // of conditions.
 void IndexBuilder::CountElements(const Columns& columns) {
   constexpr uint32_t ALL = ~0U;
-  Cell* const atCells[3] = {nowhere.data(), cells.data(), cells.data()};
-  Cell* const toCells[3] = {nowhere.data(), nowhere.data(), cells.data()};
+  Segment::Cell* const atCells[3] = {nowhere.data(), counted.cells.data(), counted.cells.data()};
+  Segment::Cell* const toCells[3] = {nowhere.data(), nowhere.data(), counted.cells.data()};
   constexpr uint32_t atPlace[3] = {0, ALL, ALL};
   constexpr uint32_t atNowhere[3] = {NOWHERE - 1, 0, 0};
   constexpr uint32_t toNowhere[3] = {NOWHERE - 1, NOWHERE - 1, 0};
@@ -178,7 +124,7 @@ void IndexBuilder::CountElements(const Columns& columns) {
     const Touch touch = MakeTouch(passed, change, columns.tag[i].thread);
     const uint32_t sender = columns.at[i].row * stride + columns.at[i].column;
     const uint32_t receiver = columns.to[i].row * stride + columns.to[i].column;
-    Cell& at = atCells[kind][(sender & atPlace[kind]) | (i & atNowhere[kind])];
+    Segment::Cell& at = atCells[kind][(sender & atPlace[kind]) | (i & atNowhere[kind])];
     at.fires += kind & 1;
     at.sends += kind >> 1;
     at.touch = (at.touch & ~touches[kind]) | (touch & touches[kind]);
@@ -196,74 +142,25 @@ void IndexBuilder::CountElements(const Columns& columns) {
 }
 
 void IndexBuilder::CountSwitches() {
-  switchCells.resize(summarizer.SwitchCount());
-  switchCodes.resize(summarizer.SwitchCount());
+  counted.switchCells.resize(summarizer.SwitchCount());
   for (const Summarizer::Transmission& transmission : summarizer.Transmissions()) {
     if (transmission.slot == PlaceTable::NONE) {
       complete = false;
       return;
     }
-    SwitchCell& cell = switchCells[transmission.slot];
+    Segment::SwitchCell& cell = counted.switchCells[transmission.slot];
     ++cell.transmissions;
     cell.touch = batchTouches[transmission.record];
   }
 }
 
-void IndexBuilder::UpdateCodes() {
-  const uint32_t passed = static_cast<uint32_t>(changes - segmentChanges);
-  Update(codes, cells, TouchCode::ELEMENT_CAP, passed);
-  Update(switchCodes, switchCells, TouchCode::SWITCH_CAP, passed);
-}
-
-// The activity of the segment that ends now; the cells start anew.
-IndexBuilder::Node IndexBuilder::TakeSegment() {
-  Node node;
-  node.columns = columnCount;
-  node.rows = rowCount;
-  for (const Activity activity : {FIRES, SENDS, RECEIVES}) {
-    node.sums[activity].resize(cells.size());
-  }
-  for (size_t i = 0; i < cells.size(); ++i) {
-    node.sums[FIRES][i] = cells[i].fires;
-    node.sums[SENDS][i] = cells[i].sends;
-    node.sums[RECEIVES][i] = cells[i].receives;
-    cells[i] = {};
-  }
-  for (SwitchCell& cell : switchCells) {
-    node.sums[TRANSMISSIONS].push_back(cell.transmissions);
-    cell = {};
-  }
-  return node;
-}
-
-void IndexBuilder::Node::Widen() {
-  for (size_t activity = 0; activity < ACTIVITIES; ++activity) {
-    wideSums[activity].assign(sums[activity].begin(), sums[activity].end());
-    sums[activity] = {};
-  }
-}
-
-// Of the same width; the part is never of a larger array: arrays only grow.
-void IndexBuilder::Node::Add(const Node& part) {
-  for (size_t activity = 0; activity < ACTIVITIES; ++activity) {
-    const bool elements = activity != TRANSMISSIONS;
-    const size_t cells = std::max(part.sums[activity].size(), part.wideSums[activity].size());
-    const uint32_t width = elements ? part.columns : static_cast<uint32_t>(cells);
-    const uint32_t height = elements ? part.rows : 1;
-    if (part.sums[activity].empty()) {
-      AddCells(part.wideSums[activity], width, height, wideSums[activity], columns);
-    } else {
-      AddCells(part.sums[activity], width, height, sums[activity], columns);
-    }
-  }
-}
-
+// The segment is packed while the next one is counted into the cells of the one before.
 void IndexBuilder::EndSegment() {
   if (!complete) {
     segmentEnd = ~uint64_t{0};
     return;
   }
-  IndexBoundary boundary;
+  IndexBoundary& boundary = counted.boundary;
   boundary.record = record;
   boundary.offset = offset;
   boundary.lastCycle = lastCycle;
@@ -271,27 +168,13 @@ void IndexBuilder::EndSegment() {
   boundary.sample = sample;
   boundary.columns = columnCount;
   boundary.rows = rowCount;
-  boundary.switches = static_cast<uint32_t>(switchCells.size());
-  UpdateCodes();
-  std::vector<uint8_t> keyframe = codes;
-  keyframe.insert(keyframe.end(), switchCodes.begin(), switchCodes.end());
-  boundary.keyframe = sink(keyframe);
-  Node node = TakeSegment();
-  const int levels = std::countr_zero(boundaries.size() + 1);
-  for (int level = 1; level <= levels; ++level) {
-    node.Add(nodes.back());
-    nodes.pop_back();
-    if (level == WIDE_LEVEL) {
-      node.Widen();
-    }
-  }
-  for (size_t activity = 0; activity < ACTIVITIES; ++activity) {
-    boundary.node[activity] =
-        sink(levels < WIDE_LEVEL ? Narrow(std::span<const uint32_t>(node.sums[activity]))
-                                 : Narrow(std::span<const uint64_t>(node.wideSums[activity])));
-  }
-  nodes.push_back(std::move(node));
-  boundaries.push_back(boundary);
+  boundary.switches = static_cast<uint32_t>(counted.switchCells.size());
+  counted.changes = static_cast<uint32_t>(changes - segmentChanges);
+  background.Wait();
+  std::swap(counted, packed);
+  counted.cells.resize(packed.cells.size());
+  counted.switchCells.resize(packed.switchCells.size());
+  background.Run([this] { packer.Add(packed); });
   segmentChanges = changes;
   sample = 0;
   sampleLeft = SAMPLED_RECORDS;
@@ -300,14 +183,16 @@ void IndexBuilder::EndSegment() {
   atLastBoundary = summarizer.Get();
 }
 
-void IndexBuilder::Finish() { summarizer.Finish(); }
+void IndexBuilder::Finish() {
+  background.Wait();
+  summarizer.Finish();
+}
 
 bool IndexBuilder::Resume(const Index& index, const Summary& summary, Fault& fault) {
   if (index.Boundaries().empty()) {
     return true;
   }
-  boundaries.assign(index.Boundaries().begin(), index.Boundaries().end());
-  const IndexBoundary& last = boundaries.back();
+  const IndexBoundary& last = index.Boundaries().back();
   for (const IndexEntry& entry : index.Entries()) {
     if (entry.record < last.record) {
       entries.push_back(entry);
@@ -325,43 +210,9 @@ bool IndexBuilder::Resume(const Index& index, const Summary& summary, Fault& fau
   columnCount = last.columns;
   rowCount = last.rows;
   segmentEnd = record + SegmentLength();
-  return ResumeCodes(index, fault) && ResumeNodes(index, fault);
-}
-
-bool IndexBuilder::ResumeCodes(const Index& index, Fault& fault) {
-  std::vector<uint8_t> keyframe;
-  if (!index.Keyframe(boundaries.size(), keyframe, fault)) {
-    return false;
-  }
-  cells.resize(static_cast<size_t>(columnCount) * rowCount);
-  switchCells.resize(keyframe.size() - cells.size());
-  const auto switches = keyframe.begin() + static_cast<ptrdiff_t>(cells.size());
-  codes.assign(keyframe.begin(), switches);
-  switchCodes.assign(switches, keyframe.end());
-  return true;
-}
-
-bool IndexBuilder::ResumeNodes(const Index& index, Fault& fault) {
-  for (size_t b = boundaries.size(); b > 0; b &= b - 1) {
-    Node node;
-    node.columns = boundaries[b - 1].columns;
-    node.rows = boundaries[b - 1].rows;
-    for (const Activity activity : {FIRES, SENDS, RECEIVES, TRANSMISSIONS}) {
-      std::vector<uint64_t> sums(activity == TRANSMISSIONS
-                                     ? boundaries[b - 1].switches
-                                     : static_cast<size_t>(node.columns) * node.rows);
-      if (!index.AddNode(b, activity, 1, node.columns, node.rows, sums, fault)) {
-        return false;
-      }
-      if (std::countr_zero(b) < WIDE_LEVEL) {
-        node.sums[activity].assign(sums.begin(), sums.end());
-      } else {
-        node.wideSums[activity] = std::move(sums);
-      }
-    }
-    nodes.insert(nodes.begin(), std::move(node));
-  }
-  return true;
+  counted.cells.resize(static_cast<size_t>(columnCount) * rowCount);
+  counted.switchCells.resize(last.switches);
+  return packer.Resume(index, fault);
 }
 
 }  // namespace marrowfin

@@ -128,6 +128,7 @@ void IndexWriter::Put(const uint8_t* bytes, size_t count) {
   if (!failure && !Write(bytes, count)) {
     failure = SystemFault(shownName, "cannot write the index", errno);
     failure.remedy = "make room, or set XDG_CACHE_HOME to a folder that has some";
+    failed = true;
   }
   sum = static_cast<uint32_t>(crc32(sum, bytes, static_cast<uInt>(count)));
   size += count;

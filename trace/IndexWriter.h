@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <atomic>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -32,8 +33,9 @@ class IndexWriter {
   // Packs and appends a section. After a failed write nothing more is written, and Commit fails.
   IndexSection Append(std::span<const uint8_t> raw);
 
-  // Whether a write failed, so that what follows is in vain.
-  bool Failed() const { return static_cast<bool>(failure); }
+  // Whether a write failed, so that what follows is in vain. May be asked while another thread
+  // appends.
+  bool Failed() const { return failed; }
 
   // Copies the sections of an older index, so that those of its boundaries stay valid.
   bool CopyData(int from, uint64_t size);
@@ -58,6 +60,7 @@ class IndexWriter {
   uint64_t size = 0;
   uint32_t sum = 0;  // checksum of the bytes so far
   Fault failure;
+  std::atomic<bool> failed = false;
 };
 
 }  // namespace marrowfin
