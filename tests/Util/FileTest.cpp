@@ -632,12 +632,15 @@ TEST_F(FileTest, WriteNOfFewerBytesThanAskedForSucceeds) {
 // Notes what reaches the two operations that all others stand on.
 class ForwardedFile : public File {
  public:
+  using File::myErrno;
+
   ForwardedFile() : File(false) {}
 
   FileStatus WriteN(const void* buf, unsigned long size, unsigned long count,
                     unsigned long* written) override {
     bytes.assign(static_cast<const char*>(buf), size * count);
     Note(size, count, written);
+    errno = ENOTTY;
     return status;
   }
 
@@ -864,8 +867,8 @@ TEST(FilePrintTest, PrintsAListOfArguments) {
 
 TEST(FilePrintTest, PrintWithoutAStreamPrintsNothingAndIsNegative) {
   File file(false);
-  EXPECT_GT(0, file.Print("%d", 1));
-  EXPECT_GT(0, PrintByList(file, "%d", 1));
+  EXPECT_EQ(-1, file.Print("%d", 1));
+  EXPECT_EQ(-1, PrintByList(file, "%d", 1));
 }
 
 TEST(FilePrintTest, PrintOnAStreamThatIsNotForWritingIsNegative) {
@@ -1283,12 +1286,38 @@ TEST_F(FileContentsTest, FailedWriteIsAFailure) {
   EXPECT_EQ(2u, calls.Made().size());
 }
 
+TEST_F(FileContentsTest, CopyForgetsAnEarlierErrorWhateverTheOperationsBelowDo) {
+  Open(10);
+  ForwardedFile target;
+  target.myErrno = EIO;
+  EXPECT_EQ(File::SUCCESS, target.WriteFileContents(source, 10, nullptr));
+  EXPECT_EQ(bytes, target.bytes);
+  EXPECT_EQ(0, target.myErrno);
+}
+
+TEST_F(FileContentsTest, SourceThatReportsNoNumberOfBytesGivesNone) {
+  class Silent : public File {
+   public:
+    Silent() : File(false) {}
+    FileStatus ReadN(void*, unsigned long, unsigned long, unsigned long*) override {
+      return END_OF_FILE;
+    }
+  };
+  Hold("");
+  Silent silent;
+  long long copied = 77;
+  EXPECT_EQ(File::END_OF_FILE, file.WriteFileContents(silent, 10, &copied));
+  EXPECT_EQ(0, copied);
+  EXPECT_EQ("", Copied());
+}
+
 TEST_F(FileContentsTest, WriteStatusThatIsNoSuccessIsAFailure) {
   Open(10);
   ForwardedFile target;
   target.status = File::END_OF_FILE;
   long long copied = 77;
   EXPECT_EQ(File::ERROR, target.WriteFileContents(source, 10, &copied));
+  EXPECT_EQ(ENOTTY, target.myErrno);
   EXPECT_EQ(bytes, target.bytes);
   EXPECT_EQ(77, copied);
 }
