@@ -1,0 +1,177 @@
+#include <unistd.h>
+
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+#include "bench/trace/Measure.h"
+#include "bench/trace/Sections.h"
+#include "bench/trace/Table.h"
+#include "trace/ActivityReader.h"
+#include "trace/Reader.h"
+#include "trace/Split.h"
+#include "trace/StateReader.h"
+
+namespace marrowfin::bench {
+
+namespace {
+
+constexpr int QUESTIONS = 200;
+
+std::string IndexName(const Subject& subject) { return subject.file + ".mfindex"; }
+
+std::unique_ptr<TraceFile> OpenTrace(const Subject& subject) {
+  Fault fault;
+  std::unique_ptr<TraceFile> trace = TraceFile::Open(subject.file, fault);
+  Require(trace != nullptr, fault.Text());
+  return trace;
+}
+
+void DecodePlainly(const Subject& subject) {
+  ReadOptions options;
+  options.array = subject.options.shape;
+  Fault fault;
+  Reader reader(OpenSource(subject.file, fault), subject.file, options);
+  auto columns = std::make_unique<Columns>();
+  while (reader.Next(*columns)) {
+  }
+  Require(!reader.GetFault(), reader.GetFault().Text());
+}
+
+void BuildIndex(const Subject& subject, const TraceFile& trace) {
+  Fault fault;
+  Require(Index::Build(trace, IndexName(subject), {}, fault), fault.Text());
+}
+
+// The times of many single questions, by processor time.
+template <class Ask>
+std::vector<double> Times(int questions, Ask ask) {
+  std::vector<double> times;
+  for (int i = 0; i < questions; ++i) {
+    times.push_back(Measure(ask).processor);
+  }
+  return times;
+}
+
+double MeasureSeek(const TraceFile& trace, uint64_t lastCycle) {
+  Draw draw;
+  Fault fault;
+  uint64_t offset = 0;
+  const auto seek = [&] { SeekCycle(trace, draw.Below(lastCycle + 1), offset, fault); };
+  Times(QUESTIONS, seek);  // warms up
+  const double median = Median(Times(QUESTIONS, seek));
+  Require(!fault, fault.Text());
+  AtMost("seek to a cycle without index, median", median * 1e6, "us", 50);
+  return median;
+}
+
+double MeasureStates(const Subject& subject, const TraceFile& trace, const Index& index) {
+  const StateReader reader(trace, index, subject.options.shape);
+  ArrayState state;
+  Fault fault;
+  uint64_t steps = 0;
+  Require(reader.CountSteps(0, steps, fault), fault.Text());
+  Draw draw;
+  const auto atStep = [&] { reader.AtStep(draw.Below(steps + 1), 0, state, fault); };
+  const uint64_t lastCycle = index.GetSummary().lastCycle;
+  const auto atCycle = [&] { reader.AtCycle(draw.Below(lastCycle + 1), state, fault); };
+  Times(QUESTIONS / 10, atStep);
+  const std::vector<double> byStep = Times(QUESTIONS, atStep);
+  const std::vector<double> byCycle = Times(QUESTIONS, atCycle);
+  Require(!fault, fault.Text());
+  const double bar = subject.options.shape.Side() <= 64 ? 1 : 2;
+  AtMost("state at a random step, median", Median(byStep) * 1e3, "ms", bar);
+  AtMost("state at a random cycle, median", Median(byCycle) * 1e3, "ms", bar);
+  AtMost("  the slowest of a hundred steps", Quantile(byStep, 0.99) * 1e3, "ms", bar);
+  return std::max(Median(byStep), Median(byCycle));
+}
+
+// Counts without an index, from the start of the trace to the end of the range.
+void ScanFires(const Subject& subject, Answer& answer) {
+  Fault fault;
+  Reader reader(OpenSource(subject.file, fault), subject.file);
+  auto columns = std::make_unique<Columns>();
+  while (reader.Next(*columns) && columns->cycle[0] <= answer.last) {
+    for (size_t i = 0; i < columns->size; ++i) {
+      const bool counts = columns->tag[i].type == FIRE_RECORD &&
+                          columns->cycle[i] >= answer.first && columns->cycle[i] <= answer.last;
+      if (counts) {
+        ++answer.fires[columns->at[i].row * answer.columns + columns->at[i].column];
+      }
+    }
+  }
+}
+
+Answer DrawRange(Draw& draw, const ActivityReader& reader, uint64_t lastCycle) {
+  const uint64_t a = draw.Below(lastCycle + 1);
+  const uint64_t b = draw.Below(lastCycle + 1);
+  Answer answer{std::min(a, b), std::max(a, b), reader.ColumnCount(), {}};
+  answer.fires.assign(static_cast<size_t>(reader.ColumnCount()) * reader.RowCount(), 0);
+  return answer;
+}
+
+// The fires in many random ranges of cycles, some of which are counted by a scan as well. Returns a
+// range of middle length with its answer, and the median of what the index takes.
+Answer MeasureFires(const Subject& subject, const TraceFile& trace, const Index& index,
+                    double& median) {
+  const ActivityReader reader(trace, index);
+  Draw draw;
+  Fault fault;
+  const uint64_t lastCycle = index.GetSummary().lastCycle;
+  std::vector<uint64_t> fires;
+  const auto ask = [&](const Answer& range) {
+    reader.CountCycles(range.first, range.last, FIRES, fires, fault);
+  };
+  median = Median(Times(QUESTIONS, [&] { ask(DrawRange(draw, reader, lastCycle)); }));
+  std::vector<double> scans;
+  for (int i = 0; i < 5; ++i) {
+    Answer range = DrawRange(draw, reader, lastCycle);
+    scans.push_back(Measure([&] { ScanFires(subject, range); }).processor);
+    ask(range);
+    Require(!fault && fires == range.fires, "the index counts other fires than a scan");
+  }
+  AtMost("fires per PE in a random range of cycles, median", median * 1e3, "ms", 1);
+  AtLeast("  against a scan", Median(scans) / median, "x", 100);
+  Answer answer = DrawRange(draw, reader, lastCycle);
+  answer.first = lastCycle / 4;
+  answer.last = lastCycle / 4 * 3;
+  ask(answer);
+  answer.fires = fires;
+  return answer;
+}
+
+}  // namespace
+
+uint64_t Draw::Below(uint64_t bound) {
+  state = state * 6364136223846793005 + 1442695040888963407;
+  return (state >> 20) % bound;
+}
+
+Latencies MeasureIndex(const Subject& subject) {
+  const std::unique_ptr<TraceFile> trace = OpenTrace(subject);
+  const std::vector<Time> times = Alternate(
+      subject.repetitions, {[&] { DecodePlainly(subject); }, [&] { BuildIndex(subject, *trace); }});
+  const bool small = subject.options.shape.Side() <= 64;
+  AtMost("building the index against decoding by blocks (elapsed)",
+         times[1].elapsed / times[0].elapsed, "x", small ? 3 : 4);
+  Note("  the same by processor time, both threads", times[1].processor / times[0].processor, "x");
+  Fault fault;
+  const std::unique_ptr<Index> index = Index::Load(*trace, IndexName(subject), fault);
+  Require(index != nullptr, fault.Text());
+  Require(index->GetSummary().records == subject.options.records, "the index lost records");
+  AtMost("size of the index against the trace",
+         100.0 * static_cast<double>(index->FileSize()) / static_cast<double>(trace->Size()), "%",
+         small ? 1 : 3);
+  Latencies latencies;
+  latencies.seek = MeasureSeek(*trace, index->GetSummary().lastCycle);
+  latencies.state = MeasureStates(subject, *trace, *index);
+  double ask = 0;
+  const Answer answer = MeasureFires(subject, *trace, *index, ask);
+  if (subject.peers) {
+    MeasurePeers(subject, answer, times[1].processor, ask);
+  }
+  unlink(IndexName(subject).c_str());
+  return latencies;
+}
+
+}  // namespace marrowfin::bench

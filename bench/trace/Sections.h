@@ -1,0 +1,59 @@
+#ifndef BENCH_TRACE_SECTIONS_H
+#define BENCH_TRACE_SECTIONS_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "trace/Index.h"
+#include "trace/Synth.h"
+
+namespace marrowfin::bench {
+
+// A made-up trace in a file, and its index beside it.
+struct Subject {
+  SynthOptions options;
+  std::string folder;
+  std::string file;
+  bool peers = false;  // whether other programs are measured on it as well
+  int repetitions = 5;
+};
+
+// What is compared between traces of different lengths, in seconds.
+struct Latencies {
+  double seek = 0;
+  double state = 0;
+};
+
+// Decoding and writing, against a plain sum of the bytes and the trace tool.
+void MeasureDecoding(const Subject& subject);
+
+// Seeking without an index; building the index and its size; states and activity from it.
+Latencies MeasureIndex(const Subject& subject);
+
+// Ranges of cycles, and how often each processing element fired in them: row by row, as an
+// ActivityReader lays it out.
+struct Answer {
+  uint64_t first = 0;
+  uint64_t last = 0;
+  uint32_t columns = 0;
+  std::vector<uint64_t> fires;
+};
+
+// The same question to, and the same events in, other programs; `openSeconds` and `askSeconds` of
+// processor time are what opening and the question took here.
+void MeasurePeers(const Subject& subject, const Answer& answer, double openSeconds,
+                  double askSeconds);
+
+// Numbers that are the same in every run.
+class Draw {
+ public:
+  uint64_t Below(uint64_t bound);
+
+ private:
+  uint64_t state = 1;
+};
+
+}  // namespace marrowfin::bench
+
+#endif
