@@ -1,6 +1,7 @@
 #ifndef TRACE_PLACETABLE_H
 #define TRACE_PLACETABLE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
