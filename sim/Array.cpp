@@ -247,9 +247,9 @@ std::vector<double> Array::ReadSegment(uint32 segment, uint32 thread) {
   return std::vector<double>(words);
 }
 
-unsigned long long Array::Fires() {
+const ProcessingElement::Counts& Array::Counts() {
   Compute();
-  return counts.fires;
+  return counts;
 }
 
 uint32 Array::Hops(uint32 fromPe, uint32 toPe) const {

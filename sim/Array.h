@@ -54,7 +54,9 @@ class Array : public Component {
 
   Cycle Cycles() const { return scheduler->Now(); }
   unsigned long long Ticks() const { return scheduler->Ticks(); }
-  unsigned long long Fires();
+
+  // Fires and stalls of all processing elements, up to the current cycle.
+  const ProcessingElement::Counts& Counts();
 
   // Operands that wait. Those that are left when nothing runs any more can never be used.
   unsigned long long LiveTokens() const { return loops->LiveTokens(); }

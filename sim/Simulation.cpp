@@ -192,7 +192,7 @@ void Simulation::RunRound(Interrupts& interrupts) {
 
 double Simulation::ShareDone() {
   const unsigned long long fires = program->GetGraph().KnownFires() * threads * rounds;
-  return fires == 0 ? -1 : static_cast<double>(array.Fires()) / static_cast<double>(fires);
+  return fires == 0 ? -1 : static_cast<double>(array.Counts().fires) / static_cast<double>(fires);
 }
 
 void Simulation::CheckRound() {

@@ -93,7 +93,8 @@ class Rig {
     }
     result.cycles = array.Cycles();
     result.placementHops = array.PlacementHops();
-    result.fires = array.Fires();
+    result.fires = array.Counts().fires;
+    result.stalls = array.Counts();
     result.ticks = array.Ticks();
     result.tokensLeft = array.LiveTokens();
     if (!recorder.Close() || !log.Close()) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "sim/Placement.h"
+#include "sim/ProcessingElement.h"
 #include "sim/Program.h"
 #include "sim/Shape.h"
 #include "tests/support/Command.h"
@@ -31,6 +32,7 @@ struct RigResult {
   std::vector<SegmentData> results;  // what each thread ended with, in the written segments
   unsigned long long cycles = 0;
   unsigned long long fires = 0;
+  ProcessingElement::Counts stalls;
   unsigned long long ticks = 0;  // of all units
   unsigned long long tokensLeft = 0;
   unsigned long long placementHops = 0;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <sstream>
 
 #include "sim/Array.h"
 #include "sim/Fifo.h"
@@ -404,6 +405,96 @@ TEST(OutputQueueTest, AnElementDoesNotFireWhileItIsFull) {
   EXPECT_THAT(logWith("2"), HasSubstr("\nfire 2 array/c0_0/d0_0/pe0_0 0 0 4 add"));
   // The result of cycle 1 leaves in cycles 2, 3 and 4.
   EXPECT_THAT(logWith("1"), HasSubstr("\nfire 5 array/c0_0/d0_0/pe0_0 0 0 4 add"));
+}
+
+// Runs a program with one operation on each element, row by row, and logs it.
+RigResult RunByHand(const HandMade& program, std::vector<std::string> words) {
+  RigOptions options;
+  options.words = std::move(words);
+  options.placement = "row-major";
+  options.withLog = true;
+  return RunOnArray(program, options);
+}
+
+// The cycles in which a link carried messages, and which messages.
+std::vector<std::string> Uses(const std::string& log, const std::string& from,
+                              const std::string& to) {
+  std::istringstream lines(log);
+  std::vector<std::string> uses;
+  for (std::string line; std::getline(lines, line);) {
+    const std::string end = " " + from + " " + to;
+    if (line.compare(0, 5, "link ") == 0 && line.size() > end.size() &&
+        line.compare(line.size() - end.size(), end.size(), end) == 0) {
+      uses.push_back(line.substr(5, line.size() - end.size() - 5));
+    }
+  }
+  return uses;
+}
+
+TEST(LinkTest, APlaceThatWasFreedInACycleCountsFromTheNextOneOn) {
+  HandMade program;
+  const Value first = program.graph.Add(Opcode::ADD, {Later(), Number(1)});
+  for (int n = 0; n < 3; ++n) {
+    program.graph.Add(Opcode::ADD, {first, Number(n)});
+  }
+  program.graph.Start(first, 0, 1);
+  Message::MessageIdToken = 1;
+  std::vector<std::string> words = ArrayWords(1, 1, 2);
+  words.insert(words.end(), {"-array/linkQueue", "1"});
+  const RigResult narrow = RunByHand(program, words);
+  EXPECT_THAT(Uses(narrow.log, "array/c0_0/d0_0/pe0_0", "array/c0_0/d0_0"),
+              ElementsAre("2 1", "4 2", "6 3"));
+  Message::MessageIdToken = 1;
+  words.back() = "2";
+  const RigResult wide = RunByHand(program, words);
+  EXPECT_THAT(Uses(wide.log, "array/c0_0/d0_0/pe0_0", "array/c0_0/d0_0"),
+              ElementsAre("2 1", "3 2", "4 3"));
+}
+
+TEST(RouterTest, InputsThatCompeteTakeTurns) {
+  HandMade program;
+  const Value a = program.graph.Add(Opcode::ADD, {Later(), Number(1)});
+  const Value b = program.graph.Add(Opcode::ADD, {Later(), Number(1)});
+  program.graph.Start(a, 0, 1);
+  program.graph.Start(b, 0, 1);
+  // Operation n goes to element n modulo 4: the first two send three messages each to the last.
+  for (int n = 2; n < 8; ++n) {
+    const Value from = n == 3 ? a : b;
+    program.graph.Add(Opcode::SELECT, n % 4 == 3
+                                          ? std::vector<Value>{from, from, from}
+                                          : std::vector<Value>{Later(), Number(0), Number(0)});
+  }
+  Message::MessageIdToken = 1;
+  const RigResult result = RunByHand(program, ArrayWords(1, 1, 2));
+  // Both send in the same cycles, the first one first: its messages have the odd numbers.
+  EXPECT_THAT(Uses(result.log, "array/c0_0/d0_0", "array/c0_0/d0_0/pe1_1"),
+              ElementsAre("3 1", "4 2", "5 3", "6 4", "7 5", "8 6"));
+}
+
+TEST(RouterTest, MessagesGoAlongTheRowOfClustersFirst) {
+  HandMade program;
+  const Value first = program.graph.Add(Opcode::ADD, {Later(), Number(1)});
+  program.graph.Add(Opcode::ADD, {Later(), Number(1)});
+  program.graph.Add(Opcode::ADD, {Later(), Number(1)});
+  program.graph.Add(Opcode::ADD, {first, Number(1)});
+  program.graph.Start(first, 0, 1);
+  const RigResult result = RunByHand(program, ArrayWords(2, 1, 1));
+  EXPECT_EQ(1U, Uses(result.log, "array/c0_0/switch", "array/c1_0/switch").size());
+  EXPECT_EQ(1U, Uses(result.log, "array/c1_0/switch", "array/c1_1/switch").size());
+}
+
+TEST(StallTest, EveryCycleThatAnOperandWaitsForAnotherIsCounted) {
+  HandMade program;
+  const Value first = program.graph.Add(Opcode::ADD, {Later(), Number(1)});
+  const Value second = program.graph.Add(Opcode::ADD, {first, Later()});
+  program.graph.Start(first, 0, 1);
+  program.graph.Start(second, 1, 1);
+  const RigResult result = RunByHand(program, ArrayWords(1, 1, 2));
+  // The message leaves at cycle 2, as soon as the result is there, and takes two links.
+  EXPECT_THAT(result.log, HasSubstr("\nfire 4 array/c0_0/d0_0/pe1_0"));
+  EXPECT_EQ(3U, result.stalls.stallOperand);
+  EXPECT_EQ(0U, result.stalls.stallOutput);
+  EXPECT_EQ(0U, result.stalls.stallWindow);
 }
 
 TEST(CapacityTest, OneEntryOfTheBufferIsNeededForEachOperationThreadAndLiveIteration) {
