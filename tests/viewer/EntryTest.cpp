@@ -12,6 +12,7 @@
 
 #include "tests/support/Command.h"
 #include "tests/support/Reports.h"
+#include "tests/viewer/Sanitizers.h"
 #include "tests/viewer/ViewerRun.h"
 
 namespace marrowfin::testing {
@@ -93,6 +94,26 @@ TEST(EntryTest, AnEventOfAClassWithoutPieceFailsACheck) {
     EXPECT_THAT(Told(run).substr(("asked for " + kind + ", spin is 0\n").size()),
                 AssertionReport("viewer/main.cpp", "0"));
     EXPECT_EQ(SIGABRT, run.result.signal);
+  }
+}
+
+// The conversion of such an event gives a null pointer, which only the sanitizers tell apart from
+// the pointer of an unchecked one.
+TEST(EntryTest, AnEventThatIsNotOfTheClassOfItsCodeIsNeverTakenForOne) {
+  for (const auto& [kind, name] :
+       std::vector<std::pair<std::string, std::string>>{{"likeswitch", "NetworkSwitchTransmission"},
+                                                        {"likefire", "PEFire"},
+                                                        {"likesend", "MessageSend"}}) {
+    const ViewerRun run = Answer(kind + ":1", "idle");
+    if (sanitized) {
+      EXPECT_THAT(run.result.err, ContainsRegex("viewer/main.cpp:[0-9]+:[0-9]+: runtime error: .*"
+                                                "null pointer of type 'const struct " +
+                                                name + "'"));
+      EXPECT_EQ(1, run.result.exitStatus);
+    } else {
+      EXPECT_EQ("asked for " + kind + ":1, spin is 0\n", Told(run));
+      EXPECT_EQ(SIGSEGV, run.result.signal);
+    }
   }
 }
 

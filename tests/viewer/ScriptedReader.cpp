@@ -8,6 +8,8 @@
 //   fire:CYCLE   SUCCESS and a fire of thread 1 at the origin
 //   last:CYCLE   the same with END_OF_FILE
 //   plain:CYCLE, location:CYCLE   events of the classes that have no piece
+//   likeswitch:CYCLE, likefire:CYCLE, likesend:CYCLE   an event of the base class that has the code
+//                of another
 // and then END_OF_FILE without an event for ever. Standard error tells when an answer is asked for,
 // with the spin flag of the moment, and when a fire is destroyed; and first how the entry's
 // variables begin.
@@ -39,12 +41,27 @@ class ReportedFire : public PEFire {
   }
 };
 
+VisToolEvent* NewEventWithCode(unsigned code, Cycle cycle) {
+  auto* event = new VisToolEvent(cycle, 0);
+  event->JoinClass(code);
+  return event;
+}
+
 VisToolEvent* NewEvent(const std::string& kind, Cycle cycle) {
   if (kind == "plain") {
     return new VisToolEvent(cycle, 0);
   }
   if (kind == "location") {
     return new LocationEvent(cycle, 0, Location(0, 0));
+  }
+  if (kind == "likeswitch") {
+    return NewEventWithCode(NETWORK_SWITCH_TRANSMISSION, cycle);
+  }
+  if (kind == "likefire") {
+    return NewEventWithCode(PE_FIRE, cycle);
+  }
+  if (kind == "likesend") {
+    return NewEventWithCode(MESSAGE_SEND, cycle);
   }
   return kind == "fire" || kind == "last" ? new ReportedFire(cycle) : nullptr;
 }

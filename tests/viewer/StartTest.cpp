@@ -7,12 +7,14 @@
 #include <string>
 #include <vector>
 
+#include "tests/viewer/Sanitizers.h"
 #include "tests/viewer/ViewerRun.h"
 
 namespace marrowfin::testing {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
@@ -114,6 +116,30 @@ TEST(StartTest, OptionsMayBeJoinedWithTheirArgumentsAndTheLastOfAKindCounts) {
 
 TEST(StartTest, ATextWithoutLeadingDigitsReadsAsZeroAndMakesAnEmptyArray) {
   const ViewerRun run = RunViewer({.options = "-c x -f trace", .trace = "", .script = "display"});
+  EXPECT_EQ("", run.result.err);
+  EXPECT_EQ(WindowSize(40), SizeAskedFor(run));
+  EXPECT_THAT(Displays(run), ElementsAre(IsEmpty()));
+  EXPECT_EQ(0, run.result.exitStatus);
+}
+
+// The division comes before the trace, which is missing, is opened.
+TEST(StartTest, NoDomainsOrElementsEndTheProgramWhileTheArrayIsBuilt) {
+  for (const std::string counts : {"-d 0", "-p 0", "-d x -p 0"}) {
+    const ViewerRun run =
+        RunViewer({.options = "-c 1 -f none " + counts, .trace = "", .script = ""});
+    if (sanitized) {
+      EXPECT_THAT(run.result.err, HasSubstr("runtime error: division by zero"));
+      EXPECT_EQ(1, run.result.exitStatus);
+    } else {
+      EXPECT_EQ("", run.result.err);
+      EXPECT_EQ(SIGFPE, run.result.signal);
+    }
+  }
+}
+
+TEST(StartTest, AnEmptyArrayNeedsNoDomainsOrElements) {
+  const ViewerRun run =
+      RunViewer({.options = "-c 0 -d 0 -p 0 -f trace", .trace = "", .script = "display"});
   EXPECT_EQ("", run.result.err);
   EXPECT_EQ(WindowSize(40), SizeAskedFor(run));
   EXPECT_THAT(Displays(run), ElementsAre(IsEmpty()));

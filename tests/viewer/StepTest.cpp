@@ -314,6 +314,12 @@ TEST(StepTest, ATraceOfOneRecordEndsAtTheFirstStep) {
   ExpectEndOfTrace(Play("fire 3 0 0 0", "idle"));
 }
 
+TEST(StepTest, TheAbortLosesTheLineOfTheOpenedTraceWhereTheOutputIsNoTerminal) {
+  const ViewerRun run = Play("fire 0 0 0 0\nfire 1 0 0 0", "idle 2");
+  ExpectEndOfTrace(run);
+  EXPECT_EQ("", run.result.out);
+}
+
 TEST(StepTest, ARecordCutShortIsTheEndOfTheTrace) {
   const ViewerRun run = Play(
       "fire 0 0 0 0\n"
