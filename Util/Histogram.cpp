@@ -35,10 +35,10 @@ void Histogram::Reset() {
 const char* Histogram::ToString(std::string& buf) const {
   buf.clear();
   unsigned long long cdfSum = 0;
-  for (uint32 b = smallestActiveBucket; b < data.size(); ++b) {
+  for (size_t b = smallestActiveBucket; b < data.size(); ++b) {
     cdfSum += data[b];
     const double items = static_cast<double>(itemCount);
-    AppendFormat(buf, "%9u[%9llu %5.3f %9llu %5.3f]\t", b, data[b],
+    AppendFormat(buf, "%9u[%9llu %5.3f %9llu %5.3f]\t", static_cast<uint32>(b), data[b],
                  static_cast<double>(data[b]) / items, cdfSum, static_cast<double>(cdfSum) / items);
   }
   return buf.c_str();
