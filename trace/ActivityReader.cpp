@@ -93,27 +93,44 @@ bool ActivityReader::AddUpTo(size_t boundary, uint64_t record, Activity activity
 
 bool ActivityReader::AddRecords(uint64_t first, uint64_t last, Activity activity, int sign,
                                 std::vector<uint64_t>& counts, Fault& fault) const {
+  if (activity == TRANSMISSIONS) {
+    return AddTransmissions(first, last, sign, counts, fault);
+  }
+  if (counts.empty()) {
+    return true;  // a trace of switches alone
+  }
   const uint64_t step = sign < 0 ? ~uint64_t{0} : 1;
   const size_t stride = ColumnCount();
-  const uint32_t type = activity == FIRES           ? FIRE_RECORD
-                        : activity == TRANSMISSIONS ? SWITCH_RECORD
-                                                    : SEND_RECORD;
+  const uint32_t type = activity == FIRES ? FIRE_RECORD : SEND_RECORD;
+  // Whether a record counts is hard to foresee, so all are added: the others as nothing, and at the
+  // first position, since a switch may stand anywhere.
+  return Walk(
+      trace, index, first, last,
+      [&](const Columns& columns, size_t from, size_t to) {
+        const Place* places = activity == RECEIVES ? columns.to : columns.at;
+        for (size_t i = from; i < to; ++i) {
+          const size_t mask = columns.tag[i].type == type ? ~size_t{0} : 0;
+          counts[(places[i].row * stride + places[i].column) & mask] += step & mask;
+        }
+        return true;
+      },
+      fault);
+}
+
+bool ActivityReader::AddTransmissions(uint64_t first, uint64_t last, int sign,
+                                      std::vector<uint64_t>& counts, Fault& fault) const {
+  const uint64_t step = sign < 0 ? ~uint64_t{0} : 1;
   PlaceTable slots;
-  if (activity == TRANSMISSIONS) {
-    for (const Place& place : index.GetSummary().switchPlaces) {
-      slots.Add(place);
-    }
+  for (const Place& place : index.GetSummary().switchPlaces) {
+    slots.Add(place);
   }
   return Walk(
       trace, index, first, last,
       [&](const Columns& columns, size_t from, size_t to) {
         for (size_t i = from; i < to; ++i) {
-          if (columns.tag[i].type != type) {
-            continue;
+          if (columns.tag[i].type == SWITCH_RECORD) {
+            counts[slots.Find(columns.at[i])] += step;
           }
-          const Place place = activity == RECEIVES ? columns.to[i] : columns.at[i];
-          counts[activity == TRANSMISSIONS ? slots.Find(place)
-                                           : place.row * stride + place.column] += step;
         }
         return true;
       },

@@ -39,6 +39,8 @@ class ActivityReader {
  private:
   bool AddRecords(uint64_t first, uint64_t last, Activity activity, int sign,
                   std::vector<uint64_t>& counts, Fault& fault) const;
+  bool AddTransmissions(uint64_t first, uint64_t last, int sign, std::vector<uint64_t>& counts,
+                        Fault& fault) const;
   bool AddBetween(size_t from, size_t to, Activity activity, std::vector<uint64_t>& counts,
                   Fault& fault) const;
   bool AddUpTo(size_t boundary, uint64_t record, Activity activity, int sign,

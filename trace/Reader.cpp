@@ -1,6 +1,7 @@
 #include "trace/Reader.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 #include "trace/BigEndian.h"
@@ -30,6 +31,20 @@ Fault OutsideArray(Place place, const char* what) {
   fault.remedy =
       "give the counts of the array that wrote the trace (marrowfin-trace info shows them)";
   return fault;
+}
+
+// Whether every switch that transmits in the batch is one of the array. Types follow each other at
+// random as far as a processor can tell, so the switches are picked out without a branch: every
+// record is noted, and the next one overwrites it unless it counts.
+bool SwitchesFit(const Columns& columns, const ArrayShape& array) {
+  std::array<uint16_t, Columns::CAPACITY> switches;
+  size_t found = 0;
+  for (size_t i = 0; i < columns.size; ++i) {
+    switches[found] = static_cast<uint16_t>(i);
+    found += columns.tag[i].type == SWITCH_RECORD;
+  }
+  return std::all_of(switches.begin(), switches.begin() + static_cast<ptrdiff_t>(found),
+                     [&](uint16_t i) { return array.HasSwitch(columns.at[i]); });
 }
 
 // Cuts a batch. Its maxima may stay too large; they are bounds.
@@ -131,8 +146,9 @@ bool IsSuspicious(const ReadOptions& options, const Columns& columns, bool fell)
     return true;
   }
   return options.array.has_value() &&
-         (columns.switches > 0 || !options.array->HasElement(columns.maxFired) ||
-          !options.array->HasElement(columns.maxSent));
+         (!options.array->HasElement(columns.maxFired) ||
+          !options.array->HasElement(columns.maxSent) ||
+          (columns.switches > 0 && !SwitchesFit(columns, *options.array)));
 }
 
 void FindInBatch(const Columns& columns, uint64_t cycleBefore, bool ordered,

@@ -155,6 +155,8 @@ Latencies MeasureIndex(const Subject& subject) {
   AtMost("building the index against decoding by blocks (elapsed)",
          times[1].elapsed / times[0].elapsed, "x", small ? 3 : 4);
   Note("  the same by processor time, both threads", times[1].processor / times[0].processor, "x");
+  Note("  the same by processor time, reading thread alone",
+       times[1].ownProcessor / times[0].ownProcessor, "x");
   Fault fault;
   const std::unique_ptr<Index> index = Index::Load(*trace, IndexName(subject), fault);
   Require(index != nullptr, fault.Text());

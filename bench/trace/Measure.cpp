@@ -41,8 +41,10 @@ double Seconds(const struct timeval& time) {
 Time Measure(const std::function<void()>& work) {
   const double elapsed = Clock(CLOCK_MONOTONIC);
   const double processor = Clock(CLOCK_PROCESS_CPUTIME_ID);
+  const double ownProcessor = Clock(CLOCK_THREAD_CPUTIME_ID);
   work();
-  return {Clock(CLOCK_MONOTONIC) - elapsed, Clock(CLOCK_PROCESS_CPUTIME_ID) - processor};
+  return {Clock(CLOCK_MONOTONIC) - elapsed, Clock(CLOCK_PROCESS_CPUTIME_ID) - processor,
+          Clock(CLOCK_THREAD_CPUTIME_ID) - ownProcessor};
 }
 
 double Quantile(std::vector<double> values, double part) {
@@ -56,16 +58,18 @@ double Median(std::vector<double> values) { return Quantile(std::move(values), 0
 std::vector<Time> Alternate(int repetitions, const std::vector<std::function<void()>>& works) {
   std::vector<std::vector<double>> elapsed(works.size());
   std::vector<std::vector<double>> processor(works.size());
+  std::vector<std::vector<double>> ownProcessor(works.size());
   for (int i = 0; i < repetitions; ++i) {
     for (size_t work = 0; work < works.size(); ++work) {
       const Time time = Measure(works[work]);
       elapsed[work].push_back(time.elapsed);
       processor[work].push_back(time.processor);
+      ownProcessor[work].push_back(time.ownProcessor);
     }
   }
   std::vector<Time> medians;
   for (size_t work = 0; work < works.size(); ++work) {
-    medians.push_back({Median(elapsed[work]), Median(processor[work])});
+    medians.push_back({Median(elapsed[work]), Median(processor[work]), Median(ownProcessor[work])});
   }
   return medians;
 }

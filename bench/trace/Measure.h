@@ -7,11 +7,12 @@
 
 namespace marrowfin::bench {
 
-// What something took, in seconds: by the clock on the wall, and of the processors in all threads.
-// Other programs of a busy machine add to the former only.
+// What something took, in seconds: by the clock on the wall, and of the processors in all threads
+// and in the calling one. Other programs of a busy machine add to the first only.
 struct Time {
   double elapsed = 0;
   double processor = 0;
+  double ownProcessor = 0;
 };
 
 Time Measure(const std::function<void()>& work);

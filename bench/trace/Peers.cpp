@@ -316,13 +316,15 @@ void MeasureBabeltrace(const Subject& subject, double open) {
   const ChildResult import =
       RunProgram({"babeltrace2", folder, "--component", "sink.utils.counter"}, counts);
   AtLeast("opening, index included, against babeltrace2", import.time.processor / open, "x", 10);
-  // Its report names the kinds of messages and how many there were of each.
+  // It reports several times, the last time all it saw.
   const File file(fopen(counts.c_str(), "rb"));
+  Require(file != nullptr, "cannot read " + counts);
   uint64_t events = 0;
   char line[256];
-  while (file && fgets(line, sizeof(line), file.get()) != nullptr) {
+  while (fgets(line, sizeof(line), file.get()) != nullptr) {
     unsigned long long count = 0;
-    if (sscanf(line, "%llu Event message", &count) == 1) {
+    char kind[16];
+    if (sscanf(line, "%llu %15s", &count, kind) == 2 && strcmp(kind, "Event") == 0) {
       events = count;
     }
   }

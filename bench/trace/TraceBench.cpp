@@ -44,7 +44,7 @@ Subject MakeSubject(const std::string& folder, uint32_t side, SynthOptions::Mode
   subject.folder = folder;
   subject.file = folder + "/bench.trace";
   // Other programs take minutes with long traces; of those they get the likeness of real ones.
-  subject.peers = records == SMALL || (side == 64 && mode == SynthOptions::PROGRAMS);
+  subject.peers = mode == SynthOptions::PROGRAMS && (records == SMALL || side == 64);
   subject.repetitions = records == SMALL ? 7 : 3;
   return subject;
 }
