@@ -255,13 +255,15 @@ void MeasureSqlite(const Subject& subject, const Answer& answer, double open, do
 // The changes in a dump after time 0, and the fires in the answer's range.
 uint64_t CountChanges(const std::string& name, const Answer& answer, uint32_t side,
                       std::vector<uint64_t>& fires) {
-  std::vector<size_t> signals(94 * 94 * 94, ~size_t{0});
-  const auto slot = [](const std::string& id) {
+  // By identifier, of up to three of 94 characters: digits above 0, so that no two are the same.
+  std::vector<size_t> signals(95 * 95 * 95);
+  const auto slot = [&](const std::string& id) {
     size_t number = 0;
     for (const char c : id) {
-      number = number * 94 + static_cast<size_t>(c - '!') + 1;
+      number = number * 95 + static_cast<size_t>(c - '!') + 1;
     }
-    return number % (94 * 94 * 94);
+    Require(number < signals.size(), "the dump has too many signals");
+    return number;
   };
   const File file(fopen(name.c_str(), "rb"));
   Require(file != nullptr, "cannot read " + name);
