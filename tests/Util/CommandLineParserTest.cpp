@@ -578,6 +578,21 @@ TEST(ParserPatternTest, FaultyPatternEndsTheProgram) {
   }
 }
 
+void PrintFirstCallAndLeave(int) {
+  fprintf(stderr, "%s", SystemCalls::Current()->Made().front().c_str());
+  exit(7);
+}
+
+TEST(ParserPatternTest, TextOfAFaultHasRoomFor128Characters) {
+  EXPECT_EXIT(
+      {
+        signal(SIGABRT, PrintFirstCallAndLeave);
+        SystemCalls calls;
+        MatchesName("-a[", "-a");
+      },
+      ::testing::ExitedWithCode(7), ::testing::EndsWith(SystemCalls::Call("regerror", 128)));
+}
+
 TEST_F(ParserTreeTest, FaultyWordOnTheCommandLineEndsTheProgram) {
   CommandLine line = Words({"-a[", "1"});
   EXPECT_EXIT(top.ParseCommandLine(&line, Parser::MODE_NOT_STRICT), KilledBySignal(SIGABRT),

@@ -118,6 +118,12 @@ ssize_t __wrap_read(int descriptor, void* bytes, size_t size) {
   return MustFail("read", descriptor, size) ? -1 : __real_read(descriptor, bytes, size);
 }
 
+size_t __real_regerror(int error, const regex_t* pattern, char* text, size_t size);
+size_t __wrap_regerror(int error, const regex_t* pattern, char* text, size_t size) {
+  MustFail("regerror", size);
+  return __real_regerror(error, pattern, text, size);
+}
+
 void __real_regfree(regex_t* pattern);
 void __wrap_regfree(regex_t* pattern) {
   MustFail("regfree");

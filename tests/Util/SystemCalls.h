@@ -27,6 +27,7 @@ class SystemCalls {
   //   fileno: stream                      unlink: name
   //   sigaction: signal, handler, flags, signals in the mask
   //   new[]: bytes                        strdup: text
+  //   regerror: room for the text
   //   delete[], gettimeofday, regfree: nothing
   // with numbers in decimal.
   template <class... Arguments>
