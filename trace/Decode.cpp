@@ -15,8 +15,7 @@ void Raise(Place& most, Place place) {
 
 }  // namespace
 
-const uint8_t* DecodePortable(const uint8_t* data, const uint8_t* end, Columns& columns,
-                              DecodeState& state) {
+const uint8_t* DecodePortable(const uint8_t* data, const uint8_t* end, Columns& columns) {
   size_t n = columns.size;
   while (n < Columns::CAPACITY && static_cast<size_t>(end - data) >= SMALL_RECORD) {
     const uint32_t type = Load32(data + TYPE_OFFSET);
@@ -26,6 +25,7 @@ const uint8_t* DecodePortable(const uint8_t* data, const uint8_t* end, Columns& 
     }
     const bool send = type == SEND_RECORD;
     const uint64_t cycle = Load64(data + CYCLE_OFFSET);
+    const uint64_t before = n > 0 ? columns.cycle[n - 1] : cycle;
     const uint8_t* payload = data + PAYLOAD_OFFSET;
     const Place at = {Load32(payload), Load32(payload + 4)};
     const Place to = send ? Place{Load32(payload + 8), Load32(payload + 12)} : Place{};
@@ -34,8 +34,8 @@ const uint8_t* DecodePortable(const uint8_t* data, const uint8_t* end, Columns& 
     columns.at[n] = at;
     columns.to[n] = to;
     ++n;
-    state.fell |= cycle < state.lastCycle;
-    state.lastCycle = cycle;
+    columns.changes += cycle != before;
+    columns.fell |= cycle < before;
     columns.switches += type == SWITCH_RECORD;
     columns.sends += send;
     if (send) {
@@ -59,12 +59,11 @@ bool HasAvx2() {
 #endif
 }
 
-const uint8_t* DecodeBest(const uint8_t* data, const uint8_t* end, Columns& columns,
-                          DecodeState& state) {
+const uint8_t* DecodeBest(const uint8_t* data, const uint8_t* end, Columns& columns) {
   if (HasAvx2()) {
-    data = DecodeAvx2(data, end, columns, state);
+    data = DecodeAvx2(data, end, columns);
   }
-  return DecodePortable(data, end, columns, state);
+  return DecodePortable(data, end, columns);
 }
 
 }  // namespace marrowfin

@@ -8,20 +8,11 @@
 
 namespace marrowfin {
 
-// What goes on from one batch to the next. Like the maxima of a batch, it is gathered without a
-// branch per record: a caller that learns from it that something is wrong looks again, slowly, for
-// the record at fault.
-struct DecodeState {
-  uint64_t lastCycle = 0;  // of the last record decoded
-  bool fell = false;       // whether any cycle was below the one before it
-};
-
 // Decodes well-formed whole records from the bytes at `data` up to `end` and appends them to
 // `columns` until it is full. Returns the first byte that it did not decode: what stands there is a
 // malformed record, the beginning of one that `end` cuts, or nothing; which, is for the caller to
 // find out.
-typedef const uint8_t* DecodeFunction(const uint8_t* data, const uint8_t* end, Columns& columns,
-                                      DecodeState& state);
+typedef const uint8_t* DecodeFunction(const uint8_t* data, const uint8_t* end, Columns& columns);
 
 DecodeFunction DecodePortable;
 

@@ -185,20 +185,20 @@ std::unique_ptr<Index> Index::Open(const TraceFile& trace, const ProgressCallbac
 }
 
 bool Index::Build(const TraceFile& trace, const std::string& file, const ProgressCallback& progress,
-                  Fault& fault) {
+                  Fault& fault, IndexLimits limits) {
   LetTickPass(trace);
-  return Make(trace, file, nullptr, progress, fault) != nullptr;
+  return Make(trace, file, nullptr, progress, fault, limits) != nullptr;
 }
 
 std::unique_ptr<Index> Index::Make(const TraceFile& trace, const std::string& file,
                                    const Index* grown, const ProgressCallback& progress,
-                                   Fault& fault) {
+                                   Fault& fault, IndexLimits limits) {
   fault = Fault();
   IndexWriter writer;
   if (!writer.Open(file, PermissionsOf(trace), fault)) {
     return nullptr;
   }
-  IndexBuilder builder([&](std::span<const uint8_t> raw) { return writer.Append(raw); });
+  IndexBuilder builder([&](std::span<const uint8_t> raw) { return writer.Append(raw); }, limits);
   uint64_t offset = 0;
   if (grown != nullptr && grown->complete && !grown->boundaries.empty()) {
     if (!writer.CopyData(grown->descriptor, grown->directorySection.offset) ||
@@ -334,10 +334,9 @@ bool Index::SamplesAgree(const TraceFile& trace) const {
   auto columns = std::make_unique<Columns>();
   uint64_t offset = 0;
   for (const IndexBoundary& boundary : boundaries) {
-    DecodeState state;
     Fault fault;
     const uint64_t limit = std::min(boundary.offset, offset + SAMPLED_RECORDS * LARGE_RECORD);
-    trace.Decode(offset, limit, *columns, state, fault);
+    trace.Decode(offset, limit, *columns, fault);
     const size_t sampled = std::min<size_t>(columns->size, SAMPLED_RECORDS);
     if (fault || SampleRecords(*columns, 0, sampled, 0) != boundary.sample) {
       return false;
@@ -360,8 +359,22 @@ bool Index::ReadSection(const IndexSection& section, std::vector<uint8_t>& raw,
   return true;
 }
 
+// The contents of a section, good until the next one is read; null, with `fault` set, where the
+// file is damaged.
+const std::vector<uint8_t>* Index::Section(const IndexSection& section, Fault& fault) const {
+  if (const std::vector<uint8_t>* known = cache.Find(section.offset)) {
+    return known;
+  }
+  std::vector<uint8_t> raw;
+  return ReadSection(section, raw, fault) ? &cache.Put(section.offset, std::move(raw)) : nullptr;
+}
+
 bool Index::Keyframe(size_t b, std::vector<uint8_t>& codes, Fault& fault) const {
-  return ReadSection(boundaries[b - 1].keyframe, codes, fault);
+  const std::vector<uint8_t>* keyframe = Section(boundaries[b - 1].keyframe, fault);
+  if (keyframe != nullptr) {
+    codes = *keyframe;
+  }
+  return keyframe != nullptr;
 }
 
 bool Index::AddNode(size_t b, Activity activity, int sign, uint32_t columns, uint32_t rows,
@@ -370,20 +383,20 @@ bool Index::AddNode(size_t b, Activity activity, int sign, uint32_t columns, uin
   const bool elements = activity != TRANSMISSIONS;
   const size_t cells =
       elements ? static_cast<size_t>(boundary.columns) * boundary.rows : boundary.switches;
-  std::vector<uint8_t> narrow;
-  if (!ReadSection(boundary.node[activity], narrow, fault)) {
+  const std::vector<uint8_t>* narrow = Section(boundary.node[activity], fault);
+  if (narrow == nullptr) {
     return false;
   }
   // The node of a time when the array was as large as it ends up to be needs no copy.
   if (sums.size() == cells && (!elements || boundary.columns == columns)) {
-    if (!AddNarrow(narrow, sign, sums)) {
+    if (!AddNarrow(*narrow, sign, sums)) {
       fault = NotUsable(fileName, "a node of the index is damaged");
       return false;
     }
     return true;
   }
   std::vector<uint64_t> part(cells);
-  if (!AddNarrow(narrow, sign, part)) {
+  if (!AddNarrow(*narrow, sign, part)) {
     fault = NotUsable(fileName, "a node of the index is damaged");
     return false;
   }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "trace/Fault.h"
+#include "trace/SectionCache.h"
 #include "trace/Summary.h"
 #include "trace/TraceFile.h"
 
@@ -16,9 +17,10 @@ namespace marrowfin {
 
 // What an index knows about a trace, so that no question needs the whole of it again.
 //
-// The trace is cut into segments of some ten thousand records, more where the array is larger: the
-// cells of the index grow with the density of events and not with time, since a cycle may hold a
-// million events or none. At each boundary between segments the index keeps
+// The trace is cut into segments of some ten thousand records, more where the array is larger and
+// where the trace is very long: the cells of the index grow with the density of events and not with
+// time, since a cycle may hold a million events or none. At each boundary between segments the
+// index keeps
 //
 // - a keyframe: for each processing element and switch the thread that touched it last and how long
 //   ago, as far as that still shows; a byte each;
@@ -96,12 +98,25 @@ class TouchCode {
   bool change;
 };
 
+// How fine an index is. Tables do not grow with the trace: where one is full, every second row is
+// left out, and rows stand twice as far apart from then on.
+struct IndexLimits {
+  uint64_t segmentRecords = 32768;  // at least, of a segment, while the trace is short
+  uint64_t entryRecords = 2048;     // between entries of the sparse table, likewise
+  size_t boundaries = 4096;         // at most; a power of two
+  size_t entries = 16384;           // at most
+
+  // Of a segment, however long the trace: a few bytes count its events. The table of boundaries of
+  // a trace of 68 billion records and more does grow.
+  static constexpr uint64_t LARGEST_SEGMENT = uint64_t{1} << 24;
+};
+
 // Reports how far long work is, with bytes done and in all (0 where unknown); false stops it.
 typedef std::function<bool(uint64_t done, uint64_t all)> ProgressCallback;
 
-// An index, open for questions. It holds the tables in memory and reads keyframes and nodes from
-// its file when they are asked for. From several threads at a time, each needs an object of its
-// own.
+// An index, open for questions. It holds the tables in memory, reads keyframes and nodes from its
+// file when they are asked for, and keeps some megabytes of those that were used last. From several
+// threads at a time, each needs an object of its own.
 class Index {
  public:
   // The index of `trace`: the one that lies beside it (TRACE.mfindex) or in the cache folder
@@ -116,7 +131,7 @@ class Index {
 
   // Builds the index anew in `file`, written to a temporary beside it and renamed.
   static bool Build(const TraceFile& trace, const std::string& file,
-                    const ProgressCallback& progress, Fault& fault);
+                    const ProgressCallback& progress, Fault& fault, IndexLimits limits = {});
 
   // Opens an index in `file` if it is whole and of this trace, as it is or as it was before it
   // grew; null where it is not, with the reason in `fault`.
@@ -160,7 +175,7 @@ class Index {
   Index() = default;
   static std::unique_ptr<Index> Make(const TraceFile& trace, const std::string& file,
                                      const Index* grown, const ProgressCallback& progress,
-                                     Fault& fault);
+                                     Fault& fault, IndexLimits limits = {});
   static std::unique_ptr<Index> OpenDescriptor(const TraceFile& trace, int descriptor,
                                                const std::string& file, Fault& fault);
   bool ReadFooter(Fault& fault);
@@ -170,6 +185,7 @@ class Index {
   bool Recognises(const TraceFile& trace, Fault& fault);
   bool SamplesAgree(const TraceFile& trace) const;
   bool ReadSection(const IndexSection& section, std::vector<uint8_t>& raw, Fault& fault) const;
+  const std::vector<uint8_t>* Section(const IndexSection& section, Fault& fault) const;
 
   int descriptor = -1;
   std::string fileName;
@@ -184,6 +200,9 @@ class Index {
   uint64_t stride = 0;
   std::vector<IndexEntry> entries;
   std::vector<IndexBoundary> boundaries;
+
+  static constexpr size_t CACHED_BYTES = 8 << 20;
+  mutable SectionCache cache{CACHED_BYTES};
 };
 
 }  // namespace marrowfin

@@ -1,10 +1,10 @@
 #include "trace/Reader.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 
 #include "trace/BigEndian.h"
+#include "trace/SwitchGrid.h"
 
 namespace marrowfin {
 
@@ -33,28 +33,19 @@ Fault OutsideArray(Place place, const char* what) {
   return fault;
 }
 
-// Whether every switch that transmits in the batch is one of the array. Types follow each other at
-// random as far as a processor can tell, so the switches are picked out without a branch: every
-// record is noted, and the next one overwrites it unless it counts.
-bool SwitchesFit(const Columns& columns, const ArrayShape& array) {
-  std::array<uint16_t, Columns::CAPACITY> switches;
-  size_t found = 0;
-  for (size_t i = 0; i < columns.size; ++i) {
-    switches[found] = static_cast<uint16_t>(i);
-    found += columns.tag[i].type == SWITCH_RECORD;
-  }
-  return std::all_of(switches.begin(), switches.begin() + static_cast<ptrdiff_t>(found),
-                     [&](uint16_t i) { return array.HasSwitch(columns.at[i]); });
-}
-
 // Cuts a batch. Its maxima may stay too large; they are bounds.
 void Truncate(Columns& columns, size_t size) {
   columns.size = size;
   columns.switches = 0;
   columns.sends = 0;
+  columns.changes = 0;
+  columns.fell = false;
   for (size_t i = 0; i < size; ++i) {
+    const uint64_t before = columns.cycle[i > 0 ? i - 1 : 0];
     columns.switches += columns.tag[i].type == SWITCH_RECORD;
     columns.sends += columns.tag[i].type == SEND_RECORD;
+    columns.changes += columns.cycle[i] != before;
+    columns.fell |= columns.cycle[i] < before;
   }
 }
 
@@ -75,18 +66,18 @@ bool Reader::Next(Columns& columns) {
   if (fault) {
     return false;
   }
-  DecodeState state;
-  state.lastCycle = lastCycle;
-  const uint8_t* next = DecodeBest(begin, end, columns, state);
+  const uint8_t* next = DecodeBest(begin, end, columns);
   // Nothing, a record that the block cuts, or a malformed one, which shows itself again.
   while (columns.size == 0 && Refill()) {
-    next = DecodeBest(begin, end, columns, state);
+    next = DecodeBest(begin, end, columns);
   }
   next = columns.size == 0 ? begin : next;
-  const uint64_t cycleBefore = lastCycle;
   begin = next;
-  lastCycle = state.lastCycle;
-  Check(columns, cycleBefore, state.fell);
+  if (columns.size > 0) {
+    const uint64_t cycleBefore = lastCycle;
+    lastCycle = columns.cycle[columns.size - 1];
+    Check(columns, cycleBefore);
+  }
   record += columns.size;
   offset += columns.Bytes();
   if (columns.size == 0 && !fault) {
@@ -115,8 +106,8 @@ bool Reader::Refill() {
   return got > 0;
 }
 
-void Reader::Check(Columns& columns, uint64_t cycleBefore, bool fell) {
-  if (!IsSuspicious(options, columns, fell)) {
+void Reader::Check(Columns& columns, uint64_t cycleBefore) {
+  if (!IsSuspicious(options, columns, cycleBefore)) {
     return;
   }
   FindInBatch(columns, cycleBefore, options.ordered, options.array,
@@ -141,14 +132,15 @@ bool Reader::Keep(Columns& columns, size_t i, const Fault& finding) {
   return false;
 }
 
-bool IsSuspicious(const ReadOptions& options, const Columns& columns, bool fell) {
+bool IsSuspicious(const ReadOptions& options, const Columns& columns, uint64_t cycleBefore) {
+  const bool fell = columns.fell || (columns.size > 0 && columns.cycle[0] < cycleBefore);
   if (options.ordered && fell) {
     return true;
   }
   return options.array.has_value() &&
          (!options.array->HasElement(columns.maxFired) ||
           !options.array->HasElement(columns.maxSent) ||
-          (columns.switches > 0 && !SwitchesFit(columns, *options.array)));
+          (columns.switches > 0 && !SwitchGrid(*options.array).Fits(columns)));
 }
 
 void FindInBatch(const Columns& columns, uint64_t cycleBefore, bool ordered,

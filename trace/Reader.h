@@ -53,7 +53,7 @@ class Reader {
 
  private:
   bool Refill();
-  void Check(Columns& columns, uint64_t cycleBefore, bool fell);
+  void Check(Columns& columns, uint64_t cycleBefore);
   bool Keep(Columns& columns, size_t i, const Fault& finding);
 
   std::unique_ptr<ByteSource> source;
@@ -82,9 +82,9 @@ void FindInBatch(const Columns& columns, uint64_t cycleBefore, bool ordered,
                  const std::optional<ArrayShape>& array,
                  const std::function<bool(size_t, const Fault&)>& found);
 
-// Whether the checks that `options` asks for may have something to find in the batch, in which
-// cycles fell or did not.
-bool IsSuspicious(const ReadOptions& options, const Columns& columns, bool fell);
+// Whether the checks that `options` asks for may have something to find in the batch.
+// `cycleBefore` is the cycle of the record before it, or 0.
+bool IsSuspicious(const ReadOptions& options, const Columns& columns, uint64_t cycleBefore);
 
 }  // namespace marrowfin
 

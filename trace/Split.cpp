@@ -53,9 +53,8 @@ struct Piece {
     records = 0;
     fault = Fault();
     while (end < limit && !fault) {
-      DecodeState state;
       columns->firstRecord = records;
-      const uint64_t next = trace.Decode(end, limit, *columns, state, fault);
+      const uint64_t next = trace.Decode(end, limit, *columns, fault);
       if (!fault) {
         taker->Take(*columns);
         records += columns->size;
@@ -110,8 +109,7 @@ bool CycleBehind(const TraceFile& trace, uint64_t offset, std::optional<uint64_t
 bool ScanTo(const TraceFile& trace, uint64_t cycle, uint64_t& offset, Fault& fault) {
   auto columns = std::make_unique<Columns>();
   while (offset < trace.Size()) {
-    DecodeState state;
-    const uint64_t next = trace.Decode(offset, trace.Size(), *columns, state, fault);
+    const uint64_t next = trace.Decode(offset, trace.Size(), *columns, fault);
     if (fault) {
       return false;
     }

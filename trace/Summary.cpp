@@ -73,27 +73,17 @@ void Summarizer::Add(const Columns& columns) {
 }
 
 void Summarizer::AddCycles(const Columns& columns) {
+  const uint64_t first = columns.cycle[0];
   if (summary.records == 0) {
-    summary.firstCycle = columns.cycle[0];
-    summary.lastCycle = columns.cycle[0];
+    summary.firstCycle = first;
+    summary.lastCycle = first;
   }
-  uint64_t last = summary.lastCycle;
-  uint64_t changes = 0;
-  uint64_t most = summary.maxCycle;
-  bool fell = false;
-  for (size_t i = 0; i < columns.size; ++i) {
-    const uint64_t cycle = columns.cycle[i];
-    changes += cycle != last;
-    fell |= cycle < last;
-    most = std::max(most, cycle);
-    last = cycle;
-  }
-  if (fell) {
+  summary.changes += columns.changes + (first != summary.lastCycle ? 1 : 0);
+  if (columns.fell || first < summary.lastCycle) {
     AddFalls(columns);
   }
-  summary.changes += changes;
-  summary.maxCycle = most;
-  summary.lastCycle = last;
+  summary.lastCycle = columns.cycle[columns.size - 1];
+  summary.maxCycle = std::max(summary.maxCycle, summary.lastCycle);
 }
 
 void Summarizer::AddFalls(const Columns& columns) {
@@ -104,6 +94,7 @@ void Summarizer::AddFalls(const Columns& columns) {
       ++summary.falls;
     }
     last = columns.cycle[i];
+    summary.maxCycle = std::max(summary.maxCycle, last);
   }
 }
 

@@ -24,6 +24,20 @@ Fault NotPlain(const std::string& name, const std::string& what) {
   return fault;
 }
 
+// The system maps the pages around one that was touched for the first time, as many as these.
+// Decoding fetches bytes far ahead, but nothing can be fetched from a page that is not mapped: so
+// the next window is touched before the fetching gets there.
+constexpr uint64_t WINDOW = 65536;
+
+void TouchWindow(const uint8_t* bytes, uint64_t offset, uint64_t limit) {
+  constexpr uint64_t NEAR = 4096;
+  constexpr uint64_t LARGEST_BATCH = Columns::CAPACITY * LARGE_RECORD;
+  const uint64_t window = (offset + NEAR + WINDOW - 1) / WINDOW * WINDOW;
+  if (window < limit && window < offset + NEAR + LARGEST_BATCH) {
+    static_cast<void>(*static_cast<const volatile uint8_t*>(bytes + window));
+  }
+}
+
 bool IsPacked(const uint8_t* bytes, uint64_t size) {
   const bool gzip = size >= 2 && bytes[0] == 0x1f && bytes[1] == 0x8b;
   const bool zstd = size >= 4 && bytes[0] == 0x28 && bytes[1] == 0xb5;
@@ -127,8 +141,7 @@ bool TraceFile::IsUnchanged(Fault& fault) const {
   return !fault;
 }
 
-uint64_t TraceFile::Decode(uint64_t offset, uint64_t limit, Columns& columns, DecodeState& state,
-                           Fault& fault) const {
+uint64_t TraceFile::Decode(uint64_t offset, uint64_t limit, Columns& columns, Fault& fault) const {
   columns.Clear();
   columns.firstOffset = offset;
   limit = std::min(limit, size);
@@ -138,8 +151,10 @@ uint64_t TraceFile::Decode(uint64_t offset, uint64_t limit, Columns& columns, De
     return offset;
   }
   const uint8_t* next = nullptr;
-  const bool whole = BusGuard::Run(
-      bytes, size, [&] { next = DecodeBest(bytes + offset, bytes + limit, columns, state); });
+  const bool whole = BusGuard::Run(bytes, size, [&] {
+    TouchWindow(bytes, offset, limit);
+    next = DecodeBest(bytes + offset, bytes + limit, columns);
+  });
   // In the page in which a truncated file ends, zeros stand for what is gone: they end the batch,
   // and may be part of its last record.
   const bool stopped = columns.size < Columns::CAPACITY || next == bytes + size;

@@ -45,8 +45,7 @@ class TraceFile {
   // to the capacity of the batch. Returns the byte behind the last of them. Where nothing could be
   // decoded before `limit`, or the file went away, `fault` is set; its record number is left to the
   // caller. Whoever asks for records at or behind `limit` was told of a longer file.
-  uint64_t Decode(uint64_t offset, uint64_t limit, Columns& columns, DecodeState& state,
-                  Fault& fault) const;
+  uint64_t Decode(uint64_t offset, uint64_t limit, Columns& columns, Fault& fault) const;
 
   // The CHANGED fault of a file that became shorter and has nothing at byte `offset` any more.
   Fault Changed(uint64_t offset) const;

@@ -22,9 +22,8 @@ bool WalkFrom(const TraceFile& trace, const Index& index, const IndexEntry& entr
   uint64_t offset = entry.offset;
   last = std::min(last, index.GetSummary().records);
   while (record < last) {
-    DecodeState state;
     columns->firstRecord = record;
-    offset = trace.Decode(offset, index.GetSummary().bytes, *columns, state, fault);
+    offset = trace.Decode(offset, index.GetSummary().bytes, *columns, fault);
     if (fault) {
       fault.record = record;
       return false;

@@ -98,50 +98,39 @@ ReadOptions AllChecks(const Subject& subject) {
 
 class Checker : public PieceTaker {
  public:
-  explicit Checker(const ArrayShape& shape) : shape(shape) {}
+  explicit Checker(const ReadOptions& options) : options(options) {}
 
   void Take(const Columns& columns) override {
     records += columns.size;
-    outside |= !shape.HasElement(columns.maxFired) || !shape.HasElement(columns.maxSent);
-    fell |= columns.size > 0 && columns.cycle[0] < last;
-    for (size_t i = 0; i < columns.size && columns.switches > 0; ++i) {
-      outside |= columns.tag[i].type == SWITCH_RECORD && !shape.HasSwitch(columns.at[i]);
-    }
-    for (size_t i = 1; i < columns.size; ++i) {
-      fell |= columns.cycle[i] < columns.cycle[i - 1];
-    }
-    last = columns.size > 0 ? columns.cycle[columns.size - 1] : last;
+    sound &= !IsSuspicious(options, columns, last);
+    last = columns.cycle[columns.size - 1];
   }
-  void Forget() override { *this = Checker(shape); }
+  void Forget() override { *this = Checker(options); }
 
   uint64_t records = 0;
-
-  bool Sound() const { return !outside && !fell; }
+  bool sound = true;
 
  private:
-  ArrayShape shape;
+  ReadOptions options;
   uint64_t last = 0;
-  bool outside = false;
-  bool fell = false;
 };
 
 void DecodeMapped(const Subject& subject) {
   const std::unique_ptr<TraceFile> trace = Map(subject);
   auto columns = std::make_unique<Columns>();
   const ReadOptions options = AllChecks(subject);
-  DecodeState state;
   Fault fault;
   uint64_t records = 0;
+  uint64_t last = 0;
   for (uint64_t offset = 0; offset < trace->Size() && !fault;) {
-    const uint64_t cycleBefore = state.lastCycle;
-    state.fell = false;
-    offset = trace->Decode(offset, trace->Size(), *columns, state, fault);
-    if (IsSuspicious(options, *columns, state.fell)) {
-      FindInBatch(*columns, cycleBefore, true, options.array, [&](size_t, const Fault& found) {
+    offset = trace->Decode(offset, trace->Size(), *columns, fault);
+    if (!fault && IsSuspicious(options, *columns, last)) {
+      FindInBatch(*columns, last, true, options.array, [&](size_t, const Fault& found) {
         fault = found;
         return false;
       });
     }
+    last = columns->cycle[columns->size - 1];
     records += columns->size;
   }
   Require(!fault && records == subject.options.records, "the decoder lost records");
@@ -149,7 +138,7 @@ void DecodeMapped(const Subject& subject) {
 
 void DecodePieces(const Subject& subject, unsigned threads) {
   const std::unique_ptr<TraceFile> trace = Map(subject);
-  std::vector<Checker> checkers(threads, Checker(subject.options.shape));
+  std::vector<Checker> checkers(threads, Checker(AllChecks(subject)));
   std::vector<PieceTaker*> takers;
   for (Checker& checker : checkers) {
     takers.push_back(&checker);
@@ -159,7 +148,7 @@ void DecodePieces(const Subject& subject, unsigned threads) {
   uint64_t records = 0;
   for (const Checker& checker : checkers) {
     records += checker.records;
-    Require(checker.Sound(), "the decoder found what is not there");
+    Require(checker.sound, "the decoder found what is not there");
   }
   Require(!fault && records == subject.options.records, "the pieces lost records");
 }

@@ -582,10 +582,8 @@ TEST(TraceReliabilityTest, ThreadsThatReadATruncatedTraceAllSurvive) {
       Fault load;
       auto columns = std::make_unique<Columns>();
       for (int round = 0; round < 50; ++round) {
-        DecodeState state;
         fault = Fault();
-        opened.trace->Decode(opened.index->Entries()[20].offset, ~uint64_t{0}, *columns, state,
-                             fault);
+        opened.trace->Decode(opened.index->Entries()[20].offset, ~uint64_t{0}, *columns, fault);
       }
     });
   }
