@@ -29,8 +29,11 @@ uint32_t SampleRecords(const Columns& columns, size_t from, size_t to, uint32_t 
   return static_cast<uint32_t>(sum);
 }
 
-IndexBuilder::IndexBuilder(SegmentPacker::Sink sink)
-    : packer(std::move(sink)), sampleLeft(SAMPLED_RECORDS) {
+IndexBuilder::IndexBuilder(SegmentPacker::Sink sink, IndexLimits limits)
+    : limits(limits),
+      packer(std::move(sink)),
+      stride(limits.entryRecords),
+      sampleLeft(SAMPLED_RECORDS) {
   segmentEnd = SegmentLength();
 }
 
@@ -38,7 +41,7 @@ IndexBuilder::IndexBuilder(SegmentPacker::Sink sink)
 // decoded from a keyframe in a fraction of a millisecond.
 uint64_t IndexBuilder::SegmentLength() const {
   const uint64_t elements = static_cast<uint64_t>(columnCount) * rowCount;
-  return std::max<uint64_t>(32768, 2 * elements);
+  return segmentScale * std::max(limits.segmentRecords, 2 * elements);
 }
 
 // Entries and boundaries stand between batches, so no batch needs to be split.
@@ -66,7 +69,7 @@ void IndexBuilder::Add(const Columns& columns) {
 void IndexBuilder::AddEntry(const Columns& columns) {
   const bool change = record > 0 && columns.cycle[0] != lastCycle;
   entries.push_back({record, offset, columns.cycle[0], changes + (change ? 1 : 0)});
-  if (entries.size() >= MAX_ENTRIES) {
+  if (entries.size() >= limits.entries) {
     for (size_t kept = 0; 2 * kept < entries.size(); ++kept) {
       entries[kept] = entries[2 * kept];
     }
@@ -171,6 +174,7 @@ void IndexBuilder::EndSegment() {
   boundary.switches = static_cast<uint32_t>(counted.switchCells.size());
   counted.changes = static_cast<uint32_t>(changes - segmentChanges);
   background.Wait();
+  HalveBoundaries();
   std::swap(counted, packed);
   counted.cells.resize(packed.cells.size());
   counted.switchCells.resize(packed.switchCells.size());
@@ -181,6 +185,16 @@ void IndexBuilder::EndSegment() {
   segmentEnd = record + SegmentLength();
   summarizer.Finish();
   atLastBoundary = summarizer.Get();
+}
+
+// Segments may differ in length, so those that follow simply take twice as many records. Above the
+// largest segment a counter of a cell could overflow, and the table grows after all.
+void IndexBuilder::HalveBoundaries() {
+  if (packer.Boundaries().size() >= limits.boundaries &&
+      2 * SegmentLength() <= IndexLimits::LARGEST_SEGMENT) {
+    packer.Halve();
+    segmentScale *= 2;
+  }
 }
 
 void IndexBuilder::Finish() {
@@ -209,6 +223,8 @@ bool IndexBuilder::Resume(const Index& index, const Summary& summary, Fault& fau
   segmentChanges = changes;
   columnCount = last.columns;
   rowCount = last.rows;
+  segmentScale =
+      std::bit_floor(std::max<uint64_t>(1, record / index.Boundaries().size() / SegmentLength()));
   segmentEnd = record + SegmentLength();
   counted.cells.resize(static_cast<size_t>(columnCount) * rowCount);
   counted.switchCells.resize(last.switches);

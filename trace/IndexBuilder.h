@@ -15,12 +15,12 @@ namespace marrowfin {
 
 // Takes the records of a trace in order and makes the tables and sections of its index.
 //
-// Memory follows the array (and the logarithm of the trace's length), not the trace: sections are
-// handed on when they are complete, and the sparse table doubles its stride when it is full.
+// Memory follows the array, not the trace: sections are handed on when they are complete, and a
+// table that is full keeps every second of its rows and takes up half as many from then on.
 class IndexBuilder {
  public:
   // The sink is called in another thread, one call at a time and none after Finish.
-  explicit IndexBuilder(SegmentPacker::Sink sink);
+  explicit IndexBuilder(SegmentPacker::Sink sink, IndexLimits limits = {});
 
   // Takes up an index where its last boundary stands, so that records from there on can be added.
   // False, with `fault` set, where the index is damaged.
@@ -37,10 +37,6 @@ class IndexBuilder {
   bool Complete() const { return complete; }
   uint64_t Stride() const { return stride; }
 
-  // The number of records between entries of the sparse table, while it is short.
-  static constexpr uint64_t STRIDE = 2048;
-  static constexpr size_t MAX_ENTRIES = 65536;
-
  private:
   void AddEntry(const Columns& columns);
   void Sample(const Columns& columns);
@@ -48,8 +44,10 @@ class IndexBuilder {
   void CountElements(const Columns& columns);
   void CountSwitches();
   void EndSegment();
+  void HalveBoundaries();
   uint64_t SegmentLength() const;
 
+  const IndexLimits limits;
   Summarizer summarizer;
   Summary atLastBoundary;
   std::vector<IndexEntry> entries;
@@ -60,9 +58,10 @@ class IndexBuilder {
   uint64_t offset = 0;
   uint64_t lastCycle = 0;
   uint64_t changes = 0;
-  uint64_t stride = STRIDE;
+  uint64_t stride;
   uint64_t nextEntry = 0;
   uint64_t segmentEnd = 0;
+  uint64_t segmentScale = 1;  // how often boundaries were halved, as a power of two
   uint32_t sample = 0;
   uint64_t sampleLeft = 0;
 

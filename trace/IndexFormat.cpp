@@ -8,13 +8,15 @@
 
 #include "trace/BigEndian.h"
 #include "trace/Bytes.h"
-#include "trace/IndexBuilder.h"
 #include "trace/PlaceTable.h"
 #include "trace/Record.h"
 
 namespace marrowfin {
 
 namespace {
+
+// More than any index has; an index is read whole when it is opened.
+constexpr size_t MAX_ENTRIES = 65536;
 
 void PutExtent(ByteWriter& out, const Extent& extent) {
   out.Number(extent.columns);
@@ -105,7 +107,7 @@ void PutEntries(ByteWriter& out, const std::vector<IndexEntry>& entries) {
 
 void GetEntries(ByteReader& in, std::vector<IndexEntry>& entries) {
   IndexEntry last;
-  for (size_t left = in.Count(IndexBuilder::MAX_ENTRIES); left > 0 && in.Good(); --left) {
+  for (size_t left = in.Count(MAX_ENTRIES); left > 0 && in.Good(); --left) {
     last.record += in.Number();
     last.offset += in.Number();
     last.cycle += static_cast<uint64_t>(in.Signed());

@@ -34,22 +34,30 @@ unsigned WidthFor(uint64_t largest) {
 
 size_t BytesFor(size_t count, unsigned width) { return (count * width + 7) / 8; }
 
+// Adding and subtracting differ in bits, not in instructions: -x is ~x + 1.
+uint64_t Signed(uint64_t value, uint64_t flip) { return (value ^ flip) - flip; }
+
 template <class Word>
-void AddWords(const uint8_t* bytes, int sign, std::span<uint64_t> sums) {
+void AddWords(const uint8_t* bytes, uint64_t flip, std::span<uint64_t> sums) {
   for (size_t i = 0; i < sums.size(); ++i) {
     Word word;
     memcpy(&word, bytes + i * sizeof(Word), sizeof(Word));
-    sums[i] += sign < 0 ? ~static_cast<uint64_t>(word) + 1 : word;
+    sums[i] += Signed(word, flip);
   }
 }
 
 template <unsigned WIDTH>
-void AddBits(const uint8_t* bytes, int sign, std::span<uint64_t> sums) {
-  constexpr unsigned PER_BYTE = 8 / WIDTH;
-  constexpr uint64_t MASK = (1U << WIDTH) - 1;
-  for (size_t i = 0; i < sums.size(); ++i) {
-    const uint64_t value = (bytes[i / PER_BYTE] >> (i % PER_BYTE * WIDTH)) & MASK;
-    sums[i] += sign < 0 ? ~value + 1 : value;
+void AddBits(const uint8_t* bytes, uint64_t flip, std::span<uint64_t> sums) {
+  constexpr size_t PER_BYTE = 8 / WIDTH;
+  constexpr unsigned MASK = (1U << WIDTH) - 1;
+  const size_t whole = sums.size() / PER_BYTE;
+  for (size_t byte = 0; byte < whole; ++byte) {
+    for (size_t i = 0; i < PER_BYTE; ++i) {
+      sums[byte * PER_BYTE + i] += Signed(bytes[byte] >> i * WIDTH & MASK, flip);
+    }
+  }
+  for (size_t i = whole * PER_BYTE; i < sums.size(); ++i) {
+    sums[i] += Signed(bytes[whole] >> i % PER_BYTE * WIDTH & MASK, flip);
   }
 }
 
@@ -149,27 +157,28 @@ bool AddNarrow(std::span<const uint8_t> narrow, int sign, std::span<uint64_t> su
     return false;
   }
   const uint8_t* bytes = narrow.data() + 1;
+  const uint64_t flip = sign < 0 ? ~uint64_t{0} : 0;
   switch (width) {
     case 1:
-      AddBits<1>(bytes, sign, sums);
+      AddBits<1>(bytes, flip, sums);
       break;
     case 2:
-      AddBits<2>(bytes, sign, sums);
+      AddBits<2>(bytes, flip, sums);
       break;
     case 4:
-      AddBits<4>(bytes, sign, sums);
+      AddBits<4>(bytes, flip, sums);
       break;
     case 8:
-      AddWords<uint8_t>(bytes, sign, sums);
+      AddWords<uint8_t>(bytes, flip, sums);
       break;
     case 16:
-      AddWords<uint16_t>(bytes, sign, sums);
+      AddWords<uint16_t>(bytes, flip, sums);
       break;
     case 32:
-      AddWords<uint32_t>(bytes, sign, sums);
+      AddWords<uint32_t>(bytes, flip, sums);
       break;
     case 64:
-      AddWords<uint64_t>(bytes, sign, sums);
+      AddWords<uint64_t>(bytes, flip, sums);
       break;
     default:
       break;

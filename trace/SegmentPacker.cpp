@@ -33,11 +33,11 @@ void Update(std::vector<uint8_t>& codes, const std::vector<Cell>& cells, unsigne
   }
 }
 
-template <class Count>
-void AddCells(const std::vector<Count>& part, uint32_t columns, uint32_t rows,
+template <class PartCount, class Count>
+void AddCells(const std::vector<PartCount>& part, uint32_t columns, uint32_t rows,
               std::vector<Count>& sum, uint32_t sumColumns) {
   for (uint32_t row = 0; row < rows; ++row) {
-    const Count* from = part.data() + static_cast<size_t>(row) * columns;
+    const PartCount* from = part.data() + static_cast<size_t>(row) * columns;
     Count* to = sum.data() + static_cast<size_t>(row) * sumColumns;
     std::transform(from, from + columns, to, to, std::plus<>());
   }
@@ -58,6 +58,17 @@ void SegmentPacker::Add(Segment& segment) {
   }
   nodes.push_back(std::move(node));
   boundaries.push_back(boundary);
+}
+
+// A boundary with an even number keeps its place in the tree: its node is the sum of half as many
+// segments, each twice as long. The segment that ends there now begins where the one before began.
+void SegmentPacker::Halve() {
+  for (size_t kept = 0; kept < boundaries.size() / 2; ++kept) {
+    const uint32_t sample = boundaries[2 * kept].sample;
+    boundaries[kept] = boundaries[2 * kept + 1];
+    boundaries[kept].sample = sample;
+  }
+  boundaries.resize(boundaries.size() / 2);
 }
 
 void SegmentPacker::UpdateCodes(const Segment& segment) {
@@ -96,6 +107,10 @@ SegmentPacker::Node SegmentPacker::TakeNode(Segment& segment) {
 // Adds to the node of a segment those before it, of 1, 2, 4, ... segments.
 void SegmentPacker::MergeNodes(Node& node, int levels) {
   for (int level = 1; level <= levels; ++level) {
+    // Boundaries that were halved leave wide nodes one level lower.
+    if (nodes.back().wide) {
+      node.Widen();
+    }
     node.Add(nodes.back());
     nodes.pop_back();
     if (level == WIDE_LEVEL) {
@@ -105,30 +120,35 @@ void SegmentPacker::MergeNodes(Node& node, int levels) {
 }
 
 void SegmentPacker::Node::Widen() {
+  if (wide) {
+    return;
+  }
+  wide = true;
   for (size_t activity = 0; activity < ACTIVITIES; ++activity) {
     wideSums[activity].assign(sums[activity].begin(), sums[activity].end());
     sums[activity] = {};
   }
 }
 
-// Of the same width; the part is never of a larger array: arrays only grow.
+// The part is never of a larger array, since arrays only grow, and never wide where this is not.
 void SegmentPacker::Node::Add(const Node& part) {
   for (size_t activity = 0; activity < ACTIVITIES; ++activity) {
     const bool elements = activity != TRANSMISSIONS;
     const size_t cells = std::max(part.sums[activity].size(), part.wideSums[activity].size());
     const uint32_t width = elements ? part.columns : static_cast<uint32_t>(cells);
     const uint32_t height = elements ? part.rows : 1;
-    if (part.wideSums[activity].empty()) {
+    if (!wide) {
       AddCells(part.sums[activity], width, height, sums[activity], columns);
     } else {
-      AddCells(part.wideSums[activity], width, height, wideSums[activity], columns);
+      part.wide ? AddCells(part.wideSums[activity], width, height, wideSums[activity], columns)
+                : AddCells(part.sums[activity], width, height, wideSums[activity], columns);
     }
   }
 }
 
 std::vector<uint8_t> SegmentPacker::Node::Narrowed(size_t activity) const {
-  return wideSums[activity].empty() ? Narrow(std::span<const uint32_t>(sums[activity]))
-                                    : Narrow(std::span<const uint64_t>(wideSums[activity]));
+  return wide ? Narrow(std::span<const uint64_t>(wideSums[activity]))
+              : Narrow(std::span<const uint32_t>(sums[activity]));
 }
 
 bool SegmentPacker::Resume(const Index& index, Fault& fault) {
@@ -154,6 +174,7 @@ bool SegmentPacker::ResumeNodes(const Index& index, Fault& fault) {
     Node node;
     node.columns = boundaries[b - 1].columns;
     node.rows = boundaries[b - 1].rows;
+    node.wide = std::countr_zero(b) >= WIDE_LEVEL;
     for (const Activity activity : {FIRES, SENDS, RECEIVES, TRANSMISSIONS}) {
       std::vector<uint64_t> sums(activity == TRANSMISSIONS
                                      ? boundaries[b - 1].switches
@@ -161,10 +182,10 @@ bool SegmentPacker::ResumeNodes(const Index& index, Fault& fault) {
       if (!index.AddNode(b, activity, 1, node.columns, node.rows, sums, fault)) {
         return false;
       }
-      if (std::countr_zero(b) < WIDE_LEVEL) {
-        node.sums[activity].assign(sums.begin(), sums.end());
-      } else {
+      if (node.wide) {
         node.wideSums[activity] = std::move(sums);
+      } else {
+        node.sums[activity].assign(sums.begin(), sums.end());
       }
     }
     nodes.insert(nodes.begin(), std::move(node));

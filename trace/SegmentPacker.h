@@ -59,18 +59,23 @@ class SegmentPacker {
   // Adds the next segment, whose array is no smaller than those before. Its cells are reset.
   void Add(Segment& segment);
 
+  // Forgets every second boundary, the first among them; there is an even number of them. What
+  // was kept of those goes unused.
+  void Halve();
+
   const std::vector<IndexBoundary>& Boundaries() const { return boundaries; }
 
  private:
   // The sums of a node, before they are packed. Nodes of fewer than 2^WIDE_LEVEL segments, of at
-  // most 2 * Index::MAX_ELEMENTS records and a batch each, cannot overflow 32 bits, and most nodes
-  // are such: half as many bytes go through the processor's caches. Larger ones have 64.
+  // most IndexLimits::LARGEST_SEGMENT records and a batch each, cannot overflow 32 bits, and most
+  // nodes are such: half as many bytes go through the processor's caches. Larger ones have 64.
   static constexpr int WIDE_LEVEL = 8;
   struct Node {
     uint32_t columns = 0;
     uint32_t rows = 0;
     std::array<std::vector<uint32_t>, ACTIVITIES> sums;
-    std::array<std::vector<uint64_t>, ACTIVITIES> wideSums;  // instead
+    std::array<std::vector<uint64_t>, ACTIVITIES> wideSums;  // instead, if wide
+    bool wide = false;
 
     void Widen();
     void Add(const Node& part);

@@ -353,7 +353,7 @@ void WriteCrowdedIndex(const TraceFile& trace, const std::string& bytes,
   directory.traceModified = trace.GetIdentity().modified;
   directory.traceEdges = EdgesOf(bytes);
   IndexEntry entry;
-  for (; entry.record < IndexBuilder::MAX_ENTRIES - 1; ++entry.record) {
+  for (; entry.record < IndexLimits().entries - 1; ++entry.record) {
     const Event& event = events[entry.record];
     entry.changes += entry.record > 0 && event.cycle != entry.cycle ? 1 : 0;
     entry.cycle = event.cycle;
@@ -363,6 +363,80 @@ void WriteCrowdedIndex(const TraceFile& trace, const std::string& bytes,
   const int descriptor = writer.Commit(directory, fault);
   ASSERT_NE(descriptor, -1) << fault.Text();
   close(descriptor);
+}
+
+// An index with short segments has as many of them as one of a long trace.
+struct FineIndex {
+  FineIndex(const std::vector<Event>& events, IndexLimits limits) {
+    WriteFile(folder.File("t"), Encode(events));
+    Reopen(limits);
+  }
+
+  void Reopen(IndexLimits limits) {
+    Fault fault;
+    trace = TraceFile::Open(folder.File("t"), fault);
+    EXPECT_TRUE(Index::Build(*trace, folder.File("t.mfindex"), {}, fault, limits)) << fault.Text();
+    index = Index::Load(*trace, folder.File("t.mfindex"), fault);
+    EXPECT_FALSE(fault) << fault.Text();
+  }
+
+  TempDir folder;
+  std::unique_ptr<TraceFile> trace;
+  std::unique_ptr<Index> index;
+};
+
+std::vector<Event> ManyEvents(size_t records) {
+  std::mt19937 random(5);
+  RandomTraceOptions options;
+  options.shape = {2, 2, 2};
+  options.records = records;
+  options.perCycle = 20;
+  return RandomEvents(random, options);
+}
+
+// Every batch is a segment, so that nodes of 256 segments are among them.
+TEST(IndexLimitsTest, AnswersDoNotDependOnTheLengthOfSegments) {
+  const FineIndex fine(ManyEvents(80000), {.segmentRecords = 1, .entryRecords = 1});
+  ASSERT_GT(fine.index->Boundaries().size(), 300U);
+  ASSERT_EQ(fine.index->Stride(), 1U);
+  EXPECT_EQ(Answers(*fine.trace, *fine.index, {2, 2, 2}, 1, 40),
+            FreshAnswers(*fine.trace, {2, 2, 2}, 1, 40));
+}
+
+TEST(IndexLimitsTest, FullTableOfBoundariesKeepsEveryOtherOne) {
+  const std::vector<Event> events = ManyEvents(80000);
+  for (const size_t most : {2, 4, 16, 64, 256}) {
+    const FineIndex fine(events, {.segmentRecords = 1, .boundaries = most});
+    EXPECT_LE(fine.index->Boundaries().size(), most);
+    EXPECT_GT(fine.index->Boundaries().size(), most / 2);
+    EXPECT_EQ(Answers(*fine.trace, *fine.index, {2, 2, 2}, 2, 20),
+              FreshAnswers(*fine.trace, {2, 2, 2}, 2, 20))
+        << most;
+  }
+}
+
+// Which is where the samples by which a grown trace is recognised stand, too.
+TEST(IndexLimitsTest, IndexWhoseBoundariesWereHalvedIsExtended) {
+  const std::vector<Event> events = ManyEvents(60000);
+  for (const size_t records : {5000, 20000, 34567}) {
+    const FineIndex fine({events.begin(), events.begin() + static_cast<ptrdiff_t>(records)},
+                         {.segmentRecords = 1, .boundaries = 16});
+    WriteFile(fine.folder.File("t"), Encode(events));
+    Fault fault;
+    const auto trace = TraceFile::Open(fine.folder.File("t"), fault);
+    ASSERT_TRUE(Index::Load(*trace, fine.folder.File("t.mfindex"), fault)) << fault.Text();
+    uint64_t first = 0;
+    const auto index = Index::Open(
+        *trace,
+        [&](uint64_t done, uint64_t) {
+          first = first == 0 ? done : first;
+          return true;
+        },
+        fault);
+    ASSERT_TRUE(index) << fault.Text();
+    EXPECT_GT(first, records / 2 * SMALL_RECORD) << "it was built anew";
+    EXPECT_EQ(Answers(*trace, *index, {2, 2, 2}, 3, 20), FreshAnswers(*trace, {2, 2, 2}, 3, 20));
+  }
 }
 
 TEST(IndexLimitsTest, FullTableOfRecordsKeepsEveryOtherOne) {
@@ -380,17 +454,16 @@ TEST(IndexLimitsTest, FullTableOfRecordsKeepsEveryOtherOne) {
   auto index = Index::Open(*trace, {}, fault);
   ASSERT_TRUE(index) << fault.Text();
   ASSERT_EQ(index->Stride(), 1U) << "the crowded index was not taken";
-  ASSERT_GT(index->Boundaries().back().record, IndexBuilder::MAX_ENTRIES);
+  ASSERT_GT(index->Boundaries().back().record, IndexLimits().entries);
   WriteFile(folder.File("t"), Encode(events));
   trace = TraceFile::Open(folder.File("t"), fault);
   index = Index::Open(*trace, {}, fault);
   ASSERT_TRUE(index) << fault.Text();
   EXPECT_EQ(index->Stride(), 2U);
-  EXPECT_LT(index->Entries().size(), IndexBuilder::MAX_ENTRIES);
-  EXPECT_GT(index->Entries().size(), IndexBuilder::MAX_ENTRIES / 2);
+  EXPECT_LT(index->Entries().size(), IndexLimits().entries);
+  EXPECT_GT(index->Entries().size(), IndexLimits().entries / 2);
   EXPECT_EQ(index->Entries()[1].record, 2U);
-  EXPECT_EQ(index->Entries()[IndexBuilder::MAX_ENTRIES / 2 - 1].record,
-            IndexBuilder::MAX_ENTRIES - 2);
+  EXPECT_EQ(index->Entries()[IndexLimits().entries / 2 - 1].record, IndexLimits().entries - 2);
   EXPECT_EQ(Answers(*trace, *index, options.shape, 1, 20),
             FreshAnswers(*trace, options.shape, 1, 20));
 }
