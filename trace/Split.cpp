@@ -93,18 +93,6 @@ void ReadAll(const TraceFile& trace, std::vector<Piece>& pieces) {
   }
 }
 
-// The cycle of the first record at or behind `offset`; nothing at the end of the trace.
-bool CycleBehind(const TraceFile& trace, uint64_t offset, std::optional<uint64_t>& begin,
-                 std::optional<uint64_t>& cycle, Fault& fault) {
-  begin = Resynchronise(trace, offset, fault);
-  cycle.reset();
-  uint8_t bytes[PAYLOAD_OFFSET];
-  if (begin && *begin < trace.Size() && trace.Copy(*begin, sizeof(bytes), bytes, fault)) {
-    cycle = Load64(bytes + CYCLE_OFFSET);
-  }
-  return !fault;
-}
-
 // Reads on from a record until one of the cycle or later.
 bool ScanTo(const TraceFile& trace, uint64_t cycle, uint64_t& offset, Fault& fault) {
   auto columns = std::make_unique<Columns>();
@@ -124,12 +112,14 @@ bool ScanTo(const TraceFile& trace, uint64_t cycle, uint64_t& offset, Fault& fau
   return true;
 }
 
-}  // namespace
+struct RecordFound {
+  uint64_t offset = 0;
+  std::optional<uint64_t> cycle;  // none at the end of the trace
+};
 
-std::optional<uint64_t> Resynchronise(const TraceFile& trace, uint64_t offset, Fault& fault) {
-  if (offset == 0 || offset >= trace.Size()) {
-    return std::min(offset, trace.Size());
-  }
+// The first record that begins at or after byte `offset`, which is neither the first nor behind the
+// last; nothing where that cannot be told from the bytes nearby.
+std::optional<RecordFound> FindRecord(const TraceFile& trace, uint64_t offset, Fault& fault) {
   uint8_t bytes[WINDOW];
   const size_t size = static_cast<size_t>(std::min<uint64_t>(WINDOW, trace.Size() - offset));
   const bool last = offset + size == trace.Size();
@@ -138,14 +128,14 @@ std::optional<uint64_t> Resynchronise(const TraceFile& trace, uint64_t offset, F
   }
   // The end of the trace is a place where a record could begin.
   const size_t candidates = std::min(LARGE_RECORD, size + (last ? 1 : 0));
-  std::optional<uint64_t> found;
+  std::optional<size_t> found;
   for (size_t at = 0; at < candidates; ++at) {
     if (!IsChain(bytes, at, size, last)) {
       continue;
     }
     // A second chain is fine where it is the rest of the first.
     const bool same = found && [&] {
-      size_t on = static_cast<size_t>(*found - offset);
+      size_t on = *found;
       while (on < at) {
         on += RecordSize(Load32(bytes + on));
       }
@@ -154,29 +144,47 @@ std::optional<uint64_t> Resynchronise(const TraceFile& trace, uint64_t offset, F
     if (found && !same) {
       return std::nullopt;
     }
-    found = found ? found : std::optional(offset + at);
+    found = found ? found : at;
   }
-  return found;
+  if (!found) {
+    return std::nullopt;
+  }
+  RecordFound record;
+  record.offset = offset + *found;
+  if (*found < size) {
+    record.cycle = Load64(bytes + *found + CYCLE_OFFSET);
+  }
+  return record;
+}
+
+}  // namespace
+
+std::optional<uint64_t> Resynchronise(const TraceFile& trace, uint64_t offset, Fault& fault) {
+  if (offset == 0 || offset >= trace.Size()) {
+    return std::min(offset, trace.Size());
+  }
+  const std::optional<RecordFound> found = FindRecord(trace, offset, fault);
+  return found ? std::optional(found->offset) : std::nullopt;
 }
 
 bool SeekCycle(const TraceFile& trace, uint64_t cycle, uint64_t& offset, Fault& fault) {
-  // All records before `low` are below the cycle; the first that is not begins before `high`.
+  // All records before `low` are below the cycle; the first that is not begins before `high`. When
+  // they are near, reading on is quicker than another look.
   uint64_t low = 0;
   uint64_t high = trace.Size();
-  constexpr uint64_t NEAR = 4096;
+  constexpr uint64_t NEAR = 16384;
   while (high - low > NEAR) {
     const uint64_t middle = low + (high - low) / 2;
-    std::optional<uint64_t> begin;
-    std::optional<uint64_t> at;
-    if (!CycleBehind(trace, middle, begin, at, fault)) {
+    const std::optional<RecordFound> found = FindRecord(trace, middle, fault);
+    if (fault) {
       return false;
     }
-    if (!begin) {
+    if (!found) {
       offset = 0;
       return ScanTo(trace, cycle, offset, fault);
     }
-    if (at && *at < cycle) {
-      low = *begin;
+    if (found->cycle && *found->cycle < cycle) {
+      low = found->offset;
     } else {
       high = middle;
     }

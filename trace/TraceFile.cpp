@@ -173,11 +173,23 @@ uint64_t TraceFile::Decode(uint64_t offset, uint64_t limit, Columns& columns, Fa
   return static_cast<uint64_t>(next - bytes);
 }
 
+// By reading: a page that nobody has looked at yet is not mapped, and mapping it takes longer.
 bool TraceFile::Copy(uint64_t offset, size_t length, uint8_t* out, Fault& fault) const {
-  if (offset > size || length > size - offset ||
-      !BusGuard::Run(bytes, size, [&] { std::copy_n(bytes + offset, length, out); })) {
+  if (offset > size || length > size - offset) {
     fault = Changed(offset);
     return false;
+  }
+  for (size_t done = 0; done < length;) {
+    const off_t at = static_cast<off_t>(offset + done);
+    const ssize_t got = pread(descriptor, out + done, length - done, at);
+    if (got == -1 && errno == EINTR) {
+      continue;
+    }
+    if (got <= 0) {
+      fault = got == 0 ? Changed(offset) : SystemFault(name, "cannot read", errno);
+      return false;
+    }
+    done += static_cast<size_t>(got);
   }
   return true;
 }
