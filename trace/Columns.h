@@ -33,6 +33,8 @@ struct Columns {
   bool fell = false;         // whether the cycle of any is below that of the record before
   Place maxFired;            // at least the largest column and row of fires; (0, 0) for none
   Place maxSent;             // and of both ends of sends
+  Place maxSwitched;         // and of switches, counted from the place of the first switch
+  Place switchedBits;        // at least the bits that are set in any place of a switch, likewise
   uint64_t firstRecord = 0;  // number of the first of them, counted from 0
   uint64_t firstOffset = 0;  // byte of the trace at which it begins
 
@@ -50,6 +52,8 @@ struct Columns {
     fell = false;
     maxFired = {};
     maxSent = {};
+    maxSwitched = {};
+    switchedBits = {};
   }
 
   alignas(64) uint64_t cycle[CAPACITY];

@@ -38,10 +38,15 @@ const uint8_t* DecodePortable(const uint8_t* data, const uint8_t* end, Columns& 
     columns.fell |= cycle < before;
     columns.switches += type == SWITCH_RECORD;
     columns.sends += send;
-    if (send) {
+    if (type == SWITCH_RECORD) {
+      const Place apart = {at.column - FIRST_SWITCH, at.row - FIRST_SWITCH};
+      Raise(columns.maxSwitched, apart);
+      columns.switchedBits.column |= apart.column;
+      columns.switchedBits.row |= apart.row;
+    } else if (send) {
       Raise(columns.maxSent, at);
       Raise(columns.maxSent, to);
-    } else if (type == FIRE_RECORD) {
+    } else {
       Raise(columns.maxFired, at);
     }
     data += RecordSize(type);

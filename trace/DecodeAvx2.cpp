@@ -58,6 +58,15 @@ __attribute__((target("avx2"))) inline void Raise(Place& most, __m256i places) {
   }
 }
 
+__attribute__((target("avx2"))) inline void Gather(Place& bits, __m256i places) {
+  alignas(32) Place parts[GROUP];
+  _mm256_store_si256(reinterpret_cast<__m256i*>(parts), places);
+  for (const Place& part : parts) {
+    bits.column |= part.column;
+    bits.row |= part.row;
+  }
+}
+
 // `ifLarge` where `length` is that of a large record, else `ifSmall`. Records of either length
 // follow each other at random as far as a processor can tell, so this must not become a branch, and
 // no compiler can be talked into that for sure.
@@ -105,6 +114,8 @@ __attribute__((target("avx2"))) const uint8_t* DecodeAvx2(const uint8_t* data, c
   const __m256i sign = _mm256_set1_epi64x(INT64_MIN);
   __m256i fired = _mm256_setzero_si256();
   __m256i sent = _mm256_setzero_si256();
+  __m256i switched = _mm256_setzero_si256();
+  __m256i switchedBits = _mm256_setzero_si256();
   __m256i switches = _mm256_setzero_si256();
   __m256i fell = _mm256_setzero_si256();
   __m256i same = _mm256_setzero_si256();
@@ -150,6 +161,10 @@ __attribute__((target("avx2"))) const uint8_t* DecodeAvx2(const uint8_t* data, c
     Store(&columns.to[n], to);
     fired = _mm256_max_epu32(fired, _mm256_and_si256(at, isFire));
     sent = _mm256_max_epu32(sent, _mm256_max_epu32(_mm256_and_si256(at, isSend), to));
+    const __m256i apart =
+        _mm256_and_si256(_mm256_sub_epi32(at, _mm256_set1_epi32(FIRST_SWITCH)), isSwitch);
+    switched = _mm256_max_epu32(switched, apart);
+    switchedBits = _mm256_or_si256(switchedBits, apart);
     switches = _mm256_sub_epi64(switches, isSwitch);
     const __m256i now = _mm256_xor_si256(cycle, sign);
     const __m256i turned = _mm256_permute4x64_epi64(now, 0x93);
@@ -168,6 +183,8 @@ __attribute__((target("avx2"))) const uint8_t* DecodeAvx2(const uint8_t* data, c
   columns.fell |= _mm256_testz_si256(fell, fell) == 0;
   Raise(columns.maxFired, fired);
   Raise(columns.maxSent, sent);
+  Raise(columns.maxSwitched, switched);
+  Gather(columns.switchedBits, switchedBits);
   return data;
 }
 

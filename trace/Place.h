@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "trace/Record.h"
+
 namespace marrowfin {
 
 // A position in the array, in the order in which records store it.
@@ -26,8 +28,7 @@ struct ArrayShape {
 
   bool HasElement(Place place) const { return place.column < Side() && place.row < Side(); }
 
-  // Whether `place` is where the switch of a cluster is filed: four rows and four columns from the
-  // cluster's first position, whatever the cluster's size.
+  // Whether `place` is where the switch of a cluster is filed.
   bool HasSwitch(Place place) const {
     return IsSwitchIndex(place.column) && IsSwitchIndex(place.row);
   }
@@ -36,7 +37,8 @@ struct ArrayShape {
 
  private:
   bool IsSwitchIndex(uint32_t index) const {
-    return index >= 4 && (index - 4) % ClusterSide() == 0 && (index - 4) / ClusterSide() < clusters;
+    return index >= FIRST_SWITCH && (index - FIRST_SWITCH) % ClusterSide() == 0 &&
+           (index - FIRST_SWITCH) / ClusterSide() < clusters;
   }
 };
 

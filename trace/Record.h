@@ -24,6 +24,10 @@ constexpr size_t PLACE_SIZE = 8;                              // a column and a 
 constexpr size_t SMALL_RECORD = PAYLOAD_OFFSET + PLACE_SIZE;  // fires and switch transmissions
 constexpr size_t LARGE_RECORD = SMALL_RECORD + PLACE_SIZE;    // sends
 
+// The switch of a cluster is filed this many rows and columns from the cluster's first position,
+// whatever the cluster's size.
+constexpr uint32_t FIRST_SWITCH = 4;
+
 constexpr bool IsRecordType(uint32_t type) { return type >= SWITCH_RECORD && type <= SEND_RECORD; }
 
 // Bytes of a whole record of a known type.

@@ -12,8 +12,6 @@ namespace marrowfin {
 
 namespace {
 
-constexpr uint32_t FIRST_SWITCH = 4;
-
 // By Newton's iteration: each step doubles the bits that are right, of which there are three at
 // first.
 uint32_t InverseOf(uint32_t odd) {
@@ -32,6 +30,14 @@ SwitchGrid::SwitchGrid(const ArrayShape& shape)
       clusters(shape.clusters) {}
 
 bool SwitchGrid::Fits(const Columns& columns) const {
+  const uint32_t side = uint32_t{1} << shift;
+  if (inverse == 1) {
+    const auto fits = [&](uint32_t most, uint32_t bits) {
+      return most >> shift < clusters && bits % side == 0;
+    };
+    return fits(columns.maxSwitched.column, columns.switchedBits.column) &&
+           fits(columns.maxSwitched.row, columns.switchedBits.row);
+  }
   return HasAvx2() ? FitsAvx2(columns) : FitsPortable(columns);
 }
 

@@ -33,6 +33,8 @@ void ExpectSame(const Outcome& a, const Outcome& b) {
   EXPECT_EQ(a.columns->sends, b.columns->sends);
   EXPECT_TRUE(a.columns->maxFired == b.columns->maxFired);
   EXPECT_TRUE(a.columns->maxSent == b.columns->maxSent);
+  EXPECT_TRUE(a.columns->maxSwitched == b.columns->maxSwitched);
+  EXPECT_TRUE(a.columns->switchedBits == b.columns->switchedBits);
   EXPECT_EQ(a.columns->changes, b.columns->changes);
   EXPECT_EQ(a.columns->fell, b.columns->fell);
   for (size_t i = 0; i < a.columns->size; ++i) {
@@ -75,6 +77,8 @@ TEST(DecodeTest, PortableDecoderDeliversEveryField) {
   size_t switches = 0;
   size_t changes = 0;
   Place maxFired;
+  Place maxSwitched;
+  Place bits;
   for (size_t i = 0; i < events.size(); ++i) {
     EXPECT_EQ(outcome.columns->cycle[i], events[i].cycle);
     EXPECT_EQ(outcome.columns->tag[i].type, events[i].type);
@@ -83,6 +87,12 @@ TEST(DecodeTest, PortableDecoderDeliversEveryField) {
     EXPECT_TRUE(outcome.columns->to[i] == events[i].to);
     switches += events[i].type == SWITCH_RECORD;
     changes += i > 0 && events[i].cycle != events[i - 1].cycle;
+    if (events[i].type == SWITCH_RECORD) {
+      maxSwitched.column = std::max(maxSwitched.column, events[i].at.column - 4);
+      maxSwitched.row = std::max(maxSwitched.row, events[i].at.row - 4);
+      bits.column |= events[i].at.column - 4;
+      bits.row |= events[i].at.row - 4;
+    }
     if (events[i].type == FIRE_RECORD) {
       maxFired.column = std::max(maxFired.column, events[i].at.column);
       maxFired.row = std::max(maxFired.row, events[i].at.row);
@@ -91,6 +101,8 @@ TEST(DecodeTest, PortableDecoderDeliversEveryField) {
   EXPECT_EQ(outcome.columns->switches, switches);
   EXPECT_EQ(outcome.columns->changes, changes);
   EXPECT_TRUE(outcome.columns->maxFired == maxFired);
+  EXPECT_TRUE(outcome.columns->maxSwitched == maxSwitched);
+  EXPECT_TRUE(outcome.columns->switchedBits == bits);
   EXPECT_TRUE(outcome.columns->fell);
   EXPECT_EQ(outcome.columns->Bytes(), Encode(events).size());
 }

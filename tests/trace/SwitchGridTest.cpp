@@ -6,6 +6,9 @@
 #include <memory>
 #include <random>
 
+#include "tests/trace/RandomTrace.h"
+#include "trace/Decode.h"
+
 namespace marrowfin::testing {
 namespace {
 
@@ -18,6 +21,7 @@ bool FitsOne(const SwitchGrid& grid, Place place) {
   columns->size = 1;
   columns->tag[0] = {0, SWITCH_RECORD};
   columns->at[0] = place;
+  columns->maxSwitched = columns->switchedBits = {place.column - 4, place.row - 4};
   const bool fits = grid.FitsPortable(*columns);
   EXPECT_EQ(grid.FitsAvx2(*columns), fits);
   EXPECT_EQ(grid.Fits(*columns), fits);
@@ -65,6 +69,36 @@ TEST(SwitchGridTest, OnlySwitchesOfTheBatchCount) {
       columns->tag[at].type = SWITCH_RECORD;
       EXPECT_EQ(grid.FitsPortable(*columns), at >= size) << at << " of " << size;
       EXPECT_EQ(grid.FitsAvx2(*columns), at >= size) << at << " of " << size;
+    }
+  }
+}
+
+// What was gathered of several switches tells of all of them.
+TEST(SwitchGridTest, OneSwitchThatDoesNotFitIsSeenAmongOthers) {
+  std::mt19937 random(2);
+  for (const ArrayShape& shape : SHAPES) {
+    const SwitchGrid grid(shape);
+    for (int round = 0; round < 200; ++round) {
+      std::vector<Event> events(30);
+      bool all = true;
+      for (Event& event : events) {
+        event.type = SWITCH_RECORD;
+        event.at = {4 + static_cast<uint32_t>(random()) % shape.clusters * shape.ClusterSide(),
+                    4 + static_cast<uint32_t>(random()) % shape.clusters * shape.ClusterSide()};
+        if (random() % 40 == 0) {
+          event.at.column += static_cast<uint32_t>(random()) % 9;
+          event.at.row -= static_cast<uint32_t>(random()) % 3;
+        }
+        all &= shape.HasSwitch(event.at);
+      }
+      const std::string bytes = Encode(events);
+      const auto* data = reinterpret_cast<const uint8_t*>(bytes.data());
+      auto columns = std::make_unique<Columns>();
+      DecodeBest(data, data + bytes.size(), *columns);
+      ASSERT_EQ(columns->size, events.size());
+      ASSERT_EQ(grid.Fits(*columns), all);
+      ASSERT_EQ(grid.FitsPortable(*columns), all);
+      ASSERT_EQ(grid.FitsAvx2(*columns), all);
     }
   }
 }
