@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <fstream>
+#include <thread>
 
 namespace marrowfin::bench {
 
@@ -22,6 +24,19 @@ double Clock(clockid_t clock) {
 
 double Seconds(const struct timeval& time) {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+}
+
+// What stands behind "name:" in a file of the system.
+std::string FieldOf(const std::string& file, const std::string& name) {
+  std::ifstream lines(file);
+  std::string line;
+  while (std::getline(lines, line)) {
+    if (line.compare(0, name.size(), name) == 0) {
+      const size_t value = line.find_first_not_of(" \t:", name.size());
+      return value == std::string::npos ? "" : line.substr(value);
+    }
+  }
+  return "";
 }
 
 [[noreturn]] void Become(const std::vector<std::string>& arguments, const std::string& output) {
@@ -74,7 +89,7 @@ std::vector<Time> Alternate(int repetitions, const std::vector<std::function<voi
   return medians;
 }
 
-ChildResult RunProgram(const std::vector<std::string>& arguments, const std::string& output) {
+Time RunProgram(const std::vector<std::string>& arguments, const std::string& output) {
   fflush(nullptr);
   const double start = Clock(CLOCK_MONOTONIC);
   const pid_t child = fork();
@@ -86,11 +101,26 @@ ChildResult RunProgram(const std::vector<std::string>& arguments, const std::str
   struct rusage usage;
   wait4(child, &status, 0, &usage);
   Require(WIFEXITED(status) && WEXITSTATUS(status) == 0, arguments[0] + " failed");
-  ChildResult result;
-  result.time.elapsed = Clock(CLOCK_MONOTONIC) - start;
-  result.time.processor = Seconds(usage.ru_utime) + Seconds(usage.ru_stime);
-  result.peakMiB = static_cast<double>(usage.ru_maxrss) / 1024;
-  return result;
+  Time time;
+  time.elapsed = Clock(CLOCK_MONOTONIC) - start;
+  time.processor = Seconds(usage.ru_utime) + Seconds(usage.ru_stime);
+  return time;
+}
+
+double PeakMemory() {
+  const std::string peak = FieldOf("/proc/self/status", "VmHWM");
+  Require(!peak.empty(), "the system does not tell how much memory a process had");
+  return std::stod(peak) / 1024;
+}
+
+std::string Machine() {
+  double load = 0;
+  getloadavg(&load, 1);
+  char text[32];
+  snprintf(text, sizeof(text), "%.1f", load);
+  const std::string model = FieldOf("/proc/cpuinfo", "model name");
+  return (model.empty() ? "unknown processor" : model) + ", " +
+         std::to_string(std::thread::hardware_concurrency()) + " processors, load average " + text;
 }
 
 void Stop(const std::string& why) {

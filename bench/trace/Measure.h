@@ -23,12 +23,15 @@ std::vector<Time> Alternate(int repetitions, const std::vector<std::function<voi
 double Median(std::vector<double> values);
 double Quantile(std::vector<double> values, double part);
 
-// What a program took and left behind. Its standard output goes to `output`, a file.
-struct ChildResult {
-  Time time;
-  double peakMiB = 0;
-};
-ChildResult RunProgram(const std::vector<std::string>& arguments, const std::string& output);
+// What a program took. Its standard output goes to `output`, a file.
+Time RunProgram(const std::vector<std::string>& arguments, const std::string& output);
+
+// The most memory that this program has had so far, in MiB. What the system tells of a child that
+// has ended would include the memory of this one, of which it was a copy at first.
+double PeakMemory();
+
+// The processor, how many there are, and how busy they were in the last minute.
+std::string Machine();
 
 // Ends the benchmark with a message: nothing it says can be relied on.
 [[noreturn]] void Stop(const std::string& why);

@@ -299,13 +299,13 @@ void MeasureGtkwave(const Subject& subject, const Answer& answer, double open, d
   const std::string fst = subject.folder + "/events.fst";
   const std::string back = subject.folder + "/back.vcd";
   const uint64_t changes = VcdWriter(side).Write(subject, vcd);
-  const ChildResult import = RunProgram({"vcd2fst", vcd, fst}, "/dev/null");
-  AtLeast("opening, index included, against vcd2fst", import.time.processor / open, "x", 10);
-  const ChildResult query = RunProgram({"fst2vcd", fst}, back);
+  const Time import = RunProgram({"vcd2fst", vcd, fst}, "/dev/null");
+  AtLeast("opening, index included, against vcd2fst", import.processor / open, "x", 10);
+  const Time query = RunProgram({"fst2vcd", fst}, back);
   std::vector<uint64_t> fires;
   Require(CountChanges(back, answer, side, fires) == changes && fires == answer.fires,
           "the dump holds other events");
-  AtLeast("fires per PE against fst2vcd", query.time.processor / ask, "x", 100);
+  AtLeast("fires per PE against fst2vcd", query.processor / ask, "x", 100);
   for (const std::string& file : {vcd, fst, back}) {
     unlink(file.c_str());
   }
@@ -315,9 +315,9 @@ void MeasureBabeltrace(const Subject& subject, double open) {
   const std::string folder = subject.folder + "/ctf";
   const std::string counts = subject.folder + "/counts";
   WriteCtf(subject, folder);
-  const ChildResult import =
+  const Time import =
       RunProgram({"babeltrace2", folder, "--component", "sink.utils.counter"}, counts);
-  AtLeast("opening, index included, against babeltrace2", import.time.processor / open, "x", 10);
+  AtLeast("opening, index included, against babeltrace2", import.processor / open, "x", 10);
   // It reports several times, the last time all it saw.
   const File file(fopen(counts.c_str(), "rb"));
   Require(file != nullptr, "cannot read " + counts);
