@@ -1,10 +1,17 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
+#include <cstdlib>
 #include <iomanip>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <string>
 
+#include "tools/Interruption.h"
+#include "tools/Json.h"
+#include "tools/OutputFile.h"
 #include "tools/Progress.h"
 #include "tools/Subcommands.h"
 #include "tools/TraceInput.h"
@@ -21,8 +28,8 @@ constexpr char footer[] =
     "the cache folder ($XDG_CACHE_HOME/marrowfin or ~/.cache/marrowfin). One that is there and\n"
     "still right is kept; one of a trace that has grown since is extended.\n"
     "\n"
-    "Exit status: 0 done, 1 the trace cannot be read, or no index of it can be kept, 2 command\n"
-    "line refused.";
+    "Exit status: 0 done, 1 the trace cannot be read or breaks off, 2 command line refused,\n"
+    "3 no index of it can be kept.";
 
 struct IndexFlags {
   std::string trace;
@@ -30,24 +37,66 @@ struct IndexFlags {
   bool json = false;
 };
 
+bool IsLink(const std::string& path) {
+  struct stat status;
+  return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
+// Refuses an output whose replacement would destroy something else. A link is followed, so that the
+// file that it names is the one that is replaced.
+MaybeFailure CheckOutput(const IndexFlags& flags, std::string& output) {
+  constexpr char remedy[] = "Name another file with -o.";
+  if (IsSameFile(flags.trace, output)) {
+    return Failure{EXIT_USAGE, output + ": is the trace", remedy};
+  }
+  struct stat existing;
+  if (stat(output.c_str(), &existing) == -1) {
+    return std::nullopt;
+  }
+  if (!S_ISREG(existing.st_mode)) {
+    return Failure{EXIT_SYSTEM, output + ": cannot write the index: is no plain file", remedy};
+  }
+  if (access(output.c_str(), W_OK) == -1) {
+    return SystemFailure(EXIT_SYSTEM, output, "replace", remedy);
+  }
+  char* const resolved = IsLink(output) ? realpath(output.c_str(), nullptr) : nullptr;
+  if (resolved != nullptr) {
+    output = resolved;
+    free(resolved);
+  }
+  return std::nullopt;
+}
+
 MaybeFailure Load(const IndexFlags& flags, const Console& console, IndexedTrace& trace) {
   if (flags.output.empty()) {
     return OpenIndexed(flags.trace, console, trace);
+  }
+  std::string output = flags.output;
+  if (MaybeFailure failure = CheckOutput(flags, output)) {
+    return failure;
   }
   Fault fault;
   trace.file = TraceFile::Open(flags.trace, fault);
   if (!trace.file) {
     return FailureOf(fault);
   }
+  const Interruption interruption;
   Progress progress(console.terminal, "indexing " + flags.trace, "MB", 1e6);
   const auto update = [&](uint64_t done, uint64_t all) {
     progress.Update(done, all);
-    return true;
+    return !interruption.Asked();
   };
-  if (Index::Build(*trace.file, flags.output, update, fault)) {
-    trace.index = Index::Load(*trace.file, flags.output, fault);
+  if (Index::Build(*trace.file, output, update, fault)) {
+    trace.index = Index::Load(*trace.file, output, fault);
   }
-  return trace.index ? std::nullopt : MaybeFailure(FailureOf(fault));
+  if (trace.index) {
+    return std::nullopt;
+  }
+  Failure failure = IndexingFailureOf(fault, flags.trace);
+  if (failure.code == EXIT_SYSTEM) {
+    failure.remedy = "Make room there, or choose another place with -o.";
+  }
+  return failure;
 }
 
 MaybeFailure BuildIndex(const IndexFlags& flags, const Console& console) {
@@ -56,19 +105,24 @@ MaybeFailure BuildIndex(const IndexFlags& flags, const Console& console) {
     return failure;
   }
   const Index& index = *trace.index;
+  if (index.FileName().empty()) {
+    return Failure{EXIT_SYSTEM,
+                   flags.trace +
+                       ": no index can be kept: neither beside the trace nor in the "
+                       "cache folder",
+                   "Name a file with -o, or set XDG_CACHE_HOME to a folder that can be written."};
+  }
   const double share = trace.file->Size() == 0 ? 0
                                                : 100.0 * static_cast<double>(index.FileSize()) /
                                                      static_cast<double>(trace.file->Size());
   if (flags.json) {
-    console.out << nlohmann::json{{"trace", flags.trace},
-                                  {"index", index.FileName()},
-                                  {"bytes", index.FileSize()},
-                                  {"share", share / 100},
-                                  {"records", index.GetSummary().records},
-                                  {"keyframes", index.Boundaries().size()},
-                                  {"wholeArray", index.HasBoundaries()}}
-                       .dump(2)
-                << "\n";
+    console.out << JsonText({{"trace", flags.trace},
+                             {"index", index.FileName()},
+                             {"bytes", index.FileSize()},
+                             {"share", share / 100},
+                             {"records", index.GetSummary().records},
+                             {"keyframes", index.Boundaries().size()},
+                             {"wholeArray", index.HasBoundaries()}});
   } else {
     console.out << index.FileName() << ": " << index.FileSize() << " bytes, " << std::fixed
                 << std::setprecision(2) << share << " % of the trace, " << index.Boundaries().size()

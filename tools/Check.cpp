@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tools/Flags.h"
+#include "tools/Json.h"
 #include "tools/Subcommands.h"
 #include "tools/TraceInput.h"
 
@@ -18,7 +19,9 @@ constexpr char footer[] =
     "  marrowfin-trace check run.trace -c 4 -d 2 -p 4\n"
     "\n"
     "Names every fault with its record and byte: cut records, unknown types, wrong lengths and\n"
-    "falling cycles; with any of -c, -d and -p also locations that the array lacks.\n"
+    "falling cycles; with any of -c, -d and -p also locations that the array lacks. A cut record,\n"
+    "an unknown type or a wrong length is the last one: nothing tells where the next record\n"
+    "begins.\n"
     "\n"
     "Exit status: 0 nothing found, 1 faults found or the trace cannot be read, 2 command line\n"
     "refused.";
@@ -44,22 +47,22 @@ struct Findings {
   }
 };
 
-std::string AsJson(const CheckFlags& flags, const Summary& summary, const Findings& findings) {
+std::string FindingsAsJson(const CheckFlags& flags, const Summary& summary,
+                           const Findings& findings) {
   nlohmann::json json = {{"trace", flags.trace},
                          {"records", summary.records},
                          {"faults", findings.count},
                          {"shown", nlohmann::json::array()}};
   for (const Fault& fault : findings.shown) {
-    json["shown"].push_back({{"kind", FaultName(fault.kind)},
-                             {"record", fault.record},
-                             {"offset", fault.offset},
-                             {"reason", fault.reason},
-                             {"remedy", fault.remedy}});
+    json["shown"].push_back(AsJson(fault));
   }
-  return json.dump(2) + "\n";
+  return JsonText(json);
 }
 
 MaybeFailure Check(const CheckFlags& flags, const Console& console) {
+  if (MaybeFailure failure = flags.shape.Check()) {
+    return failure;
+  }
   Findings findings;
   findings.most = flags.most;
   ReadOptions options;
@@ -75,7 +78,7 @@ MaybeFailure Check(const CheckFlags& flags, const Console& console) {
     findings.Add(summary.end);
   }
   if (flags.json) {
-    console.out << AsJson(flags, summary, findings);
+    console.out << FindingsAsJson(flags, summary, findings);
   } else {
     for (const Fault& fault : findings.shown) {
       console.out << fault.Text() << "\n";

@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <CLI/CLI.hpp>
 #include <array>
 #include <memory>
@@ -69,13 +67,6 @@ std::string FormatHelp() {
 const Format& FormatNamed(const std::string& name) {
   return *std::find_if(formats.begin(), formats.end(),
                        [&name](const Format& format) { return format.name == name; });
-}
-
-bool IsSameFile(const std::string& a, const std::string& b) {
-  struct stat first;
-  struct stat second;
-  return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 &&
-         first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
 MaybeFailure ReadInput(const ImportFlags& flags, const Console& console, Capture& capture) {

@@ -1,9 +1,12 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <string>
 
+#include "tools/Json.h"
+#include "tools/ShellWord.h"
 #include "tools/Subcommands.h"
 #include "tools/TraceInput.h"
 
@@ -24,15 +27,7 @@ struct InfoFlags {
   bool json = false;
 };
 
-nlohmann::json FaultAsJson(const Fault& fault) {
-  return {{"kind", FaultName(fault.kind)},
-          {"record", fault.record},
-          {"offset", fault.offset},
-          {"reason", fault.reason},
-          {"remedy", fault.remedy}};
-}
-
-std::string AsJson(const std::string& name, const Summary& s) {
+std::string SummaryAsJson(const std::string& name, const Summary& s) {
   nlohmann::json json = {
       {"trace", name},
       {"records", s.records},
@@ -42,12 +37,14 @@ std::string AsJson(const std::string& name, const Summary& s) {
       {"switchTransmissions", s.switches},
       {"firstCycle", s.firstCycle},
       {"lastCycle", s.lastCycle},
+      {"largestCycle", s.maxCycle},
       {"changesOfCycle", s.changes},
       {"fallingCycles", s.falls},
       {"extent",
        {{"columns", std::max(s.fired.columns, s.sent.columns)},
         {"rows", std::max(s.fired.rows, s.sent.rows)}}},
       {"switches", s.switchPlaces.size()},
+      {"threads", nlohmann::json::array()},
   };
   for (const auto& [thread, count] : s.threads) {
     json["threads"].push_back({{"thread", thread}, {"records", count}});
@@ -60,9 +57,9 @@ std::string AsJson(const std::string& name, const Summary& s) {
         {"clusters", shape->clusters}, {"domains", shape->domains}, {"pes", shape->pes}};
   }
   if (s.end) {
-    json["fault"] = FaultAsJson(s.end);
+    json["fault"] = AsJson(s.end);
   }
-  return json.dump(2) + "\n";
+  return JsonText(json);
 }
 
 void PrintThreads(const Summary& s, std::ostream& out) {
@@ -98,7 +95,7 @@ void Print(const std::string& name, const Summary& s, std::ostream& out) {
   out << "extent        " << std::max(s.fired.columns, s.sent.columns) << " columns, "
       << std::max(s.fired.rows, s.sent.rows) << " rows\n";
   if (const auto shape = SuggestShape(s)) {
-    out << "view it with  marrowfin " << ShapeText(*shape) << " -f " << name << "\n";
+    out << "view it with  marrowfin " << ShapeText(*shape) << " -f " << ShellWord(name) << "\n";
   } else {
     out << "view it with  nothing: no array shows all of its locations\n";
   }
@@ -112,7 +109,7 @@ MaybeFailure Info(const InfoFlags& flags, const Console& console) {
     return failure;
   }
   if (flags.json) {
-    console.out << AsJson(flags.trace, summary);
+    console.out << SummaryAsJson(flags.trace, summary);
   } else {
     Print(flags.trace, summary, console.out);
   }

@@ -82,6 +82,13 @@ void SyncFolder(const std::string& folder) {
 
 }  // namespace
 
+bool IsSameFile(const std::string& a, const std::string& b) {
+  struct stat first;
+  struct stat second;
+  return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 &&
+         first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
 OutputFile::OutputFile() : fd(-1) {}
 
 OutputFile::~OutputFile() {

@@ -8,6 +8,10 @@
 
 namespace marrowfin {
 
+// Whether both names stand for one file that exists: an output must not replace what it is made
+// from.
+bool IsSameFile(const std::string& a, const std::string& b);
+
 // A file that is there whole or not at all.
 //
 // What is written goes to a temporary in the folder of the output, which takes the output's name

@@ -2,10 +2,12 @@
 #include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <ostream>
 #include <string>
 
 #include "tools/Flags.h"
+#include "tools/Json.h"
 #include "tools/Subcommands.h"
 #include "tools/TraceInput.h"
 #include "trace/StateReader.h"
@@ -23,14 +25,14 @@ constexpr char footer[] =
     "cycle applied. As text, elements and switches that no event has touched are left out.\n"
     "\n"
     "Exit status: 0 done, 1 the trace cannot be read or has no such moment, 2 command line\n"
-    "refused.";
+    "refused, 3 nowhere is room for the index.";
 
 struct StateFlags {
   std::string trace;
   ShapeFlags shape;
   std::optional<uint64_t> step;
   std::optional<uint64_t> cycle;
-  int skipTo = 0;
+  std::optional<int> skipTo;
   bool json = false;
 };
 
@@ -51,7 +53,7 @@ nlohmann::json Colors(const std::vector<Color>& colors, uint32_t side) {
   return rows;
 }
 
-std::string AsJson(const std::string& name, const ArrayState& s) {
+std::string StateAsJson(const std::string& name, const ArrayState& s) {
   nlohmann::json json = {{"trace", name},
                          {"clusters", s.shape.clusters},
                          {"domains", s.shape.domains},
@@ -72,7 +74,7 @@ std::string AsJson(const std::string& name, const ArrayState& s) {
                                 {"age", m.age},
                                 {"color", Hex(m.color)}});
   }
-  return json.dump() + "\n";
+  return JsonText(json, -1);
 }
 
 void PrintTouched(const char* what, const std::vector<Color>& colors, uint32_t side,
@@ -99,9 +101,20 @@ void Print(const std::string& name, const ArrayState& s, std::ostream& out) {
   }
 }
 
-MaybeFailure State(const StateFlags& flags, const Console& console) {
+MaybeFailure CheckFlags(const StateFlags& flags) {
   if (flags.step.has_value() == flags.cycle.has_value()) {
     return Failure{EXIT_USAGE, "which moment is not clear", "Give one of --step and --cycle."};
+  }
+  if (flags.skipTo && flags.cycle) {
+    return Failure{EXIT_USAGE, "--cycle leaves nothing out, so there is no skipping to a cycle",
+                   "Give -F with --step alone."};
+  }
+  return flags.shape.Check();
+}
+
+MaybeFailure State(const StateFlags& flags, const Console& console) {
+  if (MaybeFailure failure = CheckFlags(flags)) {
+    return failure;
   }
   IndexedTrace trace;
   if (MaybeFailure failure = OpenIndexed(flags.trace, console, trace)) {
@@ -117,13 +130,14 @@ MaybeFailure State(const StateFlags& flags, const Console& console) {
   // A negative cycle asks for a huge one, as it does in the viewer.
   const bool told =
       flags.step
-          ? reader.AtStep(*flags.step, static_cast<uint64_t>(int64_t{flags.skipTo}), state, fault)
+          ? reader.AtStep(*flags.step, static_cast<uint64_t>(int64_t{flags.skipTo.value_or(0)}),
+                          state, fault)
           : reader.AtCycle(*flags.cycle, state, fault);
   if (!told) {
     return FailureOf(fault);
   }
   if (flags.json) {
-    console.out << AsJson(flags.trace, state);
+    console.out << StateAsJson(flags.trace, state);
   } else {
     Print(flags.trace, state, console.out);
   }
@@ -135,7 +149,7 @@ Action Configure(CLI::App& app) {
   app.add_option("TRACE", flags->trace, "The trace: a plain file")->required();
   app.add_option("--step", flags->step, "After this many animation steps")->check(CheckCount);
   app.add_option("--cycle", flags->cycle, "With all events up to this cycle")->check(CheckCount);
-  app.add_option("-F", flags->skipTo, "Skip to this cycle first, as the viewer does");
+  app.add_option("-F", flags->skipTo, "Skip to this cycle first, as the viewer does (with --step)");
   flags->shape.Declare(app);
   app.add_flag("--json", flags->json, "Print JSON");
   return [flags](const Console& console) { return State(*flags, console); };

@@ -8,6 +8,7 @@
 #include "tools/Flags.h"
 #include "tools/OutputFile.h"
 #include "tools/Progress.h"
+#include "tools/ShellWord.h"
 #include "tools/Subcommands.h"
 #include "tools/TraceInput.h"
 #include "trace/Synth.h"
@@ -17,7 +18,7 @@ namespace {
 
 constexpr char footer[] =
     "Examples:\n"
-    "  marrowfin-trace synth -o big.trace --records 24000000 -c 4 -d 2 -p 8\n"
+    "  marrowfin-trace synth -o big.trace --records 2000000 -c 4 -d 2 -p 8\n"
     "  marrowfin-trace synth -o wild.trace --random --seed 7\n"
     "\n"
     "Makes a trace up, of any length: threads that run loops of operations near each other, with\n"
@@ -38,7 +39,7 @@ struct SynthFlags {
 MaybeFailure Synth(const SynthFlags& flags, const Console& console) {
   SynthOptions options;
   options.mode = flags.random ? SynthOptions::RANDOM : SynthOptions::PROGRAMS;
-  if (MaybeFailure failure = flags.shape.ShapeFor(flags.output, Summary(), options.shape)) {
+  if (MaybeFailure failure = flags.shape.Check()) {
     return failure;
   }
   options.shape = flags.shape.Shape();
@@ -63,7 +64,7 @@ MaybeFailure Synth(const SynthFlags& flags, const Console& console) {
     return failure;
   }
   console.out << flags.output << ": " << flags.records << " records, view it with marrowfin "
-              << ShapeText(options.shape) << " -f " << flags.output << "\n";
+              << ShapeText(options.shape) << " -f " << ShellWord(flags.output) << "\n";
   return std::nullopt;
 }
 

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/Interruption.h"
 #include "tools/Progress.h"
 
 namespace marrowfin {
@@ -13,8 +14,20 @@ Failure FailureOf(const Fault& fault) {
   if (!remedy.empty()) {
     remedy[0] = static_cast<char>(toupper(static_cast<unsigned char>(remedy[0])));
     remedy += ".";
+  } else if (fault.kind == Fault::SYSTEM) {
+    remedy = "Name a file that you may read.";
   }
   return {EXIT_INPUT, plain.Text(), remedy};
+}
+
+Failure IndexingFailureOf(const Fault& fault, const std::string& trace) {
+  Failure failure = FailureOf(fault);
+  if (fault.kind == Fault::SYSTEM && fault.file != trace) {
+    failure.code = EXIT_SYSTEM;
+    failure.remedy = fault.remedy.empty() ? "Set XDG_CACHE_HOME to a folder that can be written."
+                                          : failure.remedy;
+  }
+  return failure;
 }
 
 MaybeFailure Summarize(const std::string& name, const ReadOptions& options, const Console& console,
@@ -47,16 +60,17 @@ MaybeFailure OpenIndexed(const std::string& name, const Console& console, Indexe
   if (!trace.file) {
     return FailureOf(fault);
   }
+  const Interruption interruption;
   Progress progress(console.terminal, "indexing " + name, "MB", 1e6);
   trace.index = Index::Open(
       *trace.file,
       [&](uint64_t done, uint64_t all) {
         progress.Update(done, all);
-        return true;
+        return !interruption.Asked();
       },
       fault);
   if (!trace.index) {
-    return FailureOf(fault);
+    return IndexingFailureOf(fault, name);
   }
   return std::nullopt;
 }
@@ -69,6 +83,16 @@ void ShapeFlags::Declare(CLI::App& app) {
       ->check(positive);
 }
 
+MaybeFailure ShapeFlags::Check() const {
+  constexpr uint64_t MAX_SIDE = 4096;
+  const ArrayShape shape = Shape();
+  if (uint64_t{shape.clusters} * shape.domains * shape.pes > MAX_SIDE) {
+    return Failure{EXIT_USAGE, "an array of more than 4096 positions along each axis",
+                   "Give smaller counts with -c, -d and -p."};
+  }
+  return std::nullopt;
+}
+
 ArrayShape ShapeFlags::Shape() const {
   const ArrayShape usual;
   return {clusters.value_or(usual.clusters), domains.value_or(usual.domains),
@@ -77,13 +101,8 @@ ArrayShape ShapeFlags::Shape() const {
 
 MaybeFailure ShapeFlags::ShapeFor(const std::string& name, const Summary& summary,
                                   ArrayShape& shape) const {
-  constexpr uint64_t MAX_SIDE = 4096;
   if (Given()) {
     shape = Shape();
-    if (uint64_t{shape.clusters} * shape.domains * shape.pes > MAX_SIDE) {
-      return Failure{EXIT_USAGE, "an array of more than 4096 positions along each axis",
-                     "Give smaller counts with -c, -d and -p."};
-    }
     return std::nullopt;
   }
   const std::optional<ArrayShape> suggested = SuggestShape(summary);

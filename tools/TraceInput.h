@@ -20,12 +20,17 @@ namespace marrowfin {
 // A fault of the trace engine in the words of the programs.
 Failure FailureOf(const Fault& fault);
 
+// The same of a fault met while `trace` was indexed: where it is the index that cannot be written,
+// it is the output's.
+Failure IndexingFailureOf(const Fault& fault, const std::string& trace);
+
 // Reads a trace (plain, packed, or a FIFO) from front to back with a line of progress. A fault of
 // the trace itself is put into summary.end and is no failure.
 MaybeFailure Summarize(const std::string& name, const ReadOptions& options, const Console& console,
                        Summary& summary);
 
 // A trace that can be read anywhere, with its index, which is built or extended where it has to be.
+// A signal that ends the program meanwhile leaves nothing half written.
 struct IndexedTrace {
   std::unique_ptr<TraceFile> file;
   std::unique_ptr<Index> index;
@@ -40,6 +45,9 @@ struct ShapeFlags {
 
   void Declare(CLI::App& app);
   bool Given() const { return clusters || domains || pes; }
+
+  // A refusal where what was given is larger than any array that can be shown.
+  MaybeFailure Check() const;
 
   // What was given, the viewer's defaults for the rest.
   ArrayShape Shape() const;

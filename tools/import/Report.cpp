@@ -3,6 +3,7 @@
 #include <numeric>
 #include <sstream>
 
+#include "tools/ShellWord.h"
 #include "tools/import/Conversion.h"
 
 namespace marrowfin {
@@ -14,19 +15,6 @@ using Json = nlohmann::ordered_json;
 // are replaced, characters beyond ASCII and control characters are escaped.
 std::string Quoted(const std::string& text) {
   return Json(text).dump(-1, ' ', true, Json::error_handler_t::replace);
-}
-
-// A word of a shell command line.
-std::string ShellWord(const std::string& word) {
-  const char plain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-+=./,:@%";
-  if (!word.empty() && word.find_first_not_of(plain) == std::string::npos) {
-    return word;
-  }
-  std::string quoted = "'";
-  for (const char c : word) {
-    quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  }
-  return quoted + "'";
 }
 
 std::string ViewCommand(const ImportReport& report) {
