@@ -3,9 +3,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <pty.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -14,6 +12,7 @@
 
 #include "tests/support/Command.h"
 #include "tests/support/Files.h"
+#include "tests/tools/RunningProgram.h"
 #include "tools/Subcommands.h"
 
 namespace marrowfin {
@@ -152,49 +151,11 @@ TEST_F(ProgramTest, AReaderThatLeavesIsNoSignal) {
       result.err);
 }
 
-// The terminal's end of a pair of pseudoterminals, as standard error of the program.
-class OnTerminal {
- public:
-  explicit OnTerminal(const std::vector<std::string>& words) {
-    int slave = -1;
-    if (openpty(&master, &slave, nullptr, nullptr, nullptr) == -1) {
-      throw std::runtime_error("no pseudoterminal");
-    }
-    child = fork();
-    if (child == 0) {
-      std::vector<char*> arguments;
-      for (const std::string& word : words) {
-        arguments.push_back(const_cast<char*>(word.c_str()));
-      }
-      arguments.push_back(nullptr);
-      dup2(slave, STDERR_FILENO);
-      dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
-      execv(arguments[0], arguments.data());
-      _exit(127);
-    }
-    close(slave);
-  }
-
-  // What the terminal showed until the program ended with status 0.
-  std::string Finish() {
-    std::string text;
-    char chunk[4096];
-    ssize_t got;
-    // A pseudoterminal without a program fails to read.
-    while ((got = read(master, chunk, sizeof(chunk))) > 0) {
-      text.append(chunk, static_cast<size_t>(got));
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(0, status);
-    close(master);
-    return text;
-  }
-
- private:
-  int master;
-  pid_t child;
-};
+// What a terminal shows of a program that ends well.
+std::string ShownOnTerminal(RunningProgram& program) {
+  EXPECT_EQ(0, program.Wait());
+  return program.Err();
+}
 
 void Feed(const std::string& pipe, const std::string& json, std::chrono::milliseconds pause) {
   const int fd = open(pipe.c_str(), O_WRONLY);
@@ -207,9 +168,9 @@ void Feed(const std::string& pipe, const std::string& json, std::chrono::millise
 TEST_F(ProgramTest, ALongImportShowsItsProgressOnATerminalAndErasesIt) {
   const std::string pipe = folder.File("pipe");
   ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
-  OnTerminal program(ImportWords(pipe));
+  RunningProgram program(ImportWords(pipe), RunningProgram::TO_TERMINAL);
   Feed(pipe, std::string("[") + fire + "]", std::chrono::milliseconds(700));
-  const std::string shown = program.Finish();
+  const std::string shown = ShownOnTerminal(program);
   EXPECT_THAT(shown, StartsWith("\r\033[Kreading " + pipe + " 0.0 MB, "));
   EXPECT_THAT(shown, ::testing::EndsWith("\r\033[K"));
 }
@@ -222,7 +183,8 @@ TEST_F(ProgramTest, AShortImportShowsNothingOnATerminal) {
   Clock::duration taken = std::chrono::hours(1);
   for (int attempt = 0; attempt < 100 && taken >= std::chrono::milliseconds(500); ++attempt) {
     const Clock::time_point start = Clock::now();
-    shown = OnTerminal(ImportWords(capture)).Finish();
+    RunningProgram program(ImportWords(capture), RunningProgram::TO_TERMINAL);
+    shown = ShownOnTerminal(program);
     taken = Clock::now() - start;
   }
   ASSERT_LT(taken, std::chrono::milliseconds(500)) << "never short";

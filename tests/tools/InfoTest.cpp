@@ -1,0 +1,218 @@
+// marrowfin-trace info
+
+#include <sys/stat.h>
+
+#include <fstream>
+
+#include "tests/tools/CommandFixture.h"
+#include "tests/tools/RunningProgram.h"
+#include "tests/tools/SlowPipe.h"
+
+namespace marrowfin {
+namespace {
+
+using nlohmann::json;
+using testing::CommandResult;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class InfoTest : public CommandFixture {};
+
+// Counted by hand: 3 fires, 2 sends and 2 transmissions; 5 * 28 + 2 * 36 bytes; the cycles change
+// before the third, the fourth, the sixth and the last record; the farthest places are column 9 of
+// a send's receiver and row 17 of a fire; switches 8 apart make clusters of 8 x 8, and row 17 needs
+// three of them.
+constexpr char byHand[] =
+    "fire 5 1 7 2\n"
+    "switch 5 0 4 4\n"
+    "send 6 2 7 2 9 1\n"
+    "fire 260 1 3 17\n"
+    "switch 260 1 12 4\n"
+    "send 261 7 3 16 0 1\n"
+    "fire 4000000000 1 0 0\n";
+
+TEST_F(InfoTest, TheTextTellsTheFiguresOfATraceMadeByHand) {
+  Trace(byHand);
+  ExpectOutput(
+      "t.trace\n"
+      "records       7 (212 bytes)\n"
+      "fires         3\n"
+      "sends         2\n"
+      "transmissions 2 by 2 switches\n"
+      "cycles        5 to 4000000000, 4 changes\n"
+      "threads       4: 0 (1) 1 (4) 2 (1) 7 (1)\n"
+      "extent        10 columns, 18 rows\n"
+      "view it with  marrowfin -c 3 -d 2 -p 4 -f t.trace\n",
+      Run({"info", "t.trace"}));
+}
+
+TEST_F(InfoTest, JsonTellsTheSameFigures) {
+  Trace(byHand);
+  const json expected = {
+      {"trace", "t.trace"},
+      {"records", 7},
+      {"bytes", 212},
+      {"fires", 3},
+      {"sends", 2},
+      {"switchTransmissions", 2},
+      {"switches", 2},
+      {"firstCycle", 5},
+      {"lastCycle", 4000000000},
+      {"largestCycle", 4000000000},
+      {"changesOfCycle", 4},
+      {"fallingCycles", 0},
+      {"extent", {{"columns", 10}, {"rows", 18}}},
+      {"threads",
+       {{{"thread", 0}, {"records", 1}},
+        {{"thread", 1}, {"records", 4}},
+        {{"thread", 2}, {"records", 1}},
+        {{"thread", 7}, {"records", 1}}}},
+      {"view", {{"clusters", 3}, {"domains", 2}, {"pes", 4}}},
+  };
+  EXPECT_EQ(expected, RunForJson({"info", "t.trace"}));
+}
+
+TEST_F(InfoTest, TheLargestNumbersOfTheFormatAreToldAsTheyAre) {
+  Trace("fire 18446744073709551615 4294967295 4294967295 4294967295\n");
+  const json told = RunForJson({"info", "t.trace"});
+  EXPECT_EQ(18446744073709551615U, told["firstCycle"]);
+  EXPECT_EQ(4294967296, told["extent"]["columns"]);
+  EXPECT_EQ(4294967296, told["extent"]["rows"]);
+  EXPECT_EQ(json({{{"thread", 4294967295}, {"records", 1}}}), told["threads"]);
+}
+
+TEST_F(InfoTest, AnEmptyTraceHasNoRecordsAndIsNoFailure) {
+  Trace("");
+  ExpectOutput("t.trace\nrecords       0 (0 bytes)\n", Run({"info", "t.trace"}));
+  const json told = RunForJson({"info", "t.trace"});
+  EXPECT_EQ(0, told["records"]);
+  EXPECT_EQ(json::array(), told["threads"]);
+}
+
+TEST_F(InfoTest, FallingCyclesAreCountedAndTheFirstIsNamed) {
+  Trace("fire 5 0 0 0\nfire 9 0 0 0\nfire 4 0 0 0\nfire 8 0 0 0\nfire 7 0 0 0\n");
+  const CommandResult text = Run({"info", "t.trace"});
+  EXPECT_EQ(0, text.exitStatus) << "info tells, check judges";
+  EXPECT_THAT(text.out, HasSubstr("\ncycles        5 to 9, 4 changes\n"
+                                  "order         the cycle falls 2 times, first at record 2\n"));
+  const json told = RunForJson({"info", "t.trace"});
+  EXPECT_EQ(2, told["fallingCycles"]);
+  EXPECT_EQ(7, told["lastCycle"]);
+  EXPECT_EQ(9, told["largestCycle"]);
+}
+
+TEST_F(InfoTest, OfMoreThanEightThreadsTheTextShowsTheFirst) {
+  std::string text;
+  for (int thread = 0; thread < 9; ++thread) {
+    text += "fire 1 " + std::to_string(3 * thread) + " 0 0\n";
+  }
+  Trace(text);
+  EXPECT_THAT(Run({"info", "t.trace"}).out,
+              HasSubstr("\nthreads       9: 0 (1) 3 (1) 6 (1) 9 (1) 12 (1) 15 (1) 18 (1) 21 (1) "
+                        "...\n"));
+  EXPECT_EQ(9U, RunForJson({"info", "t.trace"})["threads"].size());
+}
+
+TEST_F(InfoTest, ThreadsThatAreNotToldApartAreCountedTogether) {
+  std::string text;
+  for (int thread = 0; thread < 4300; ++thread) {
+    text += "fire 1 " + std::to_string(100 + thread) + " 0 0\n";
+  }
+  Trace(text);
+  EXPECT_THAT(Run({"info", "t.trace"}).out, HasSubstr("\nthreads       4096 or more: 100 (1) "));
+  const json told = RunForJson({"info", "t.trace"});
+  EXPECT_EQ(4096U, told["threads"].size());
+  EXPECT_EQ(204, told["recordsOfFurtherThreads"]);
+}
+
+TEST_F(InfoTest, ATraceThatBreaksOffIsToldUpToTheFault) {
+  const std::string bytes = testing::TraceBytes(byHand);
+  testing::WriteFile(folder.File("t.trace"), bytes.substr(0, bytes.size() - 3));
+  const CommandResult text = Run({"info", "t.trace"});
+  EXPECT_EQ(1, text.exitStatus);
+  EXPECT_THAT(text.out, HasSubstr("\nrecords       6 (184 bytes)\n"));
+  EXPECT_EQ(
+      "marrowfin-trace: t.trace: record 6 at byte 184: the trace ends after 5 of the 8 bytes of a "
+      "payload\n  Run the simulator to its end, or use the records before it.\n",
+      text.err);
+  const json told = RunForJson({"info", "t.trace"}, 1);
+  EXPECT_EQ(6, told["records"]);
+  EXPECT_EQ(json({{"kind", "cut-record"},
+                  {"record", 6},
+                  {"offset", 184},
+                  {"reason", "the trace ends after 5 of the 8 bytes of a payload"},
+                  {"remedy", "run the simulator to its end, or use the records before it"}}),
+            told["fault"]);
+}
+
+TEST_F(InfoTest, PackedTracesPipesAndStandardInputAreToldLikePlainFiles) {
+  Trace(byHand);
+  const std::string expected = Run({"info", "t.trace"}).out.substr(strlen("t.trace"));
+  const std::string figures = expected.substr(0, expected.find("view it"));
+  ASSERT_EQ(0, Shell("gzip -k t.trace && zstd -q t.trace && gzip -c t.trace > odd-name &&"
+                     "mkfifo pipe && head -c 100 t.trace | gzip > two.gz && "
+                     "tail -c +101 t.trace | gzip >> two.gz")
+                   .exitStatus);
+  for (const char* name : {"t.trace.gz", "t.trace.zst", "odd-name", "two.gz"}) {
+    const CommandResult result = Run({"info", name});
+    EXPECT_EQ(0, result.exitStatus) << result.err;
+    EXPECT_THAT(result.out, ::testing::StartsWith(name + figures));
+  }
+  for (const char* from : {"t.trace", "t.trace.gz", "t.trace.zst"}) {
+    const CommandResult pipe = Shell("cat $1 > pipe & exec \"$0\" info pipe", {from});
+    EXPECT_EQ(0, pipe.exitStatus) << pipe.err;
+    EXPECT_THAT(pipe.out, ::testing::StartsWith("pipe" + figures));
+    const CommandResult input = Shell("cat $1 | \"$0\" info /dev/stdin", {from});
+    EXPECT_EQ(0, input.exitStatus) << input.err;
+    EXPECT_THAT(input.out, ::testing::StartsWith("/dev/stdin" + figures));
+  }
+}
+
+TEST_F(InfoTest, DamagedPackedDataAreToldAsFarAsTheyGo) {
+  LongTrace(20000);
+  ASSERT_EQ(0, Shell("zstd -q long.trace && head -c 30000 long.trace.zst > cut.zst").exitStatus);
+  const CommandResult result = Run({"info", "cut.zst"});
+  EXPECT_EQ(1, result.exitStatus);
+  EXPECT_THAT(result.out, HasSubstr("\nfires "));
+  EXPECT_THAT(result.err, HasSubstr(": the packed data ends early\n"));
+}
+
+TEST_F(InfoTest, WhereNoArrayShowsTheTraceItSaysSo) {
+  // Switches are filed 4 positions into their clusters: none can be at column 3.
+  for (const char* text : {"switch 1 0 3 4\n", "fire 1 0 5000 0\n", "send 1 0 0 0 0 4096\n"}) {
+    Trace(text);
+    const CommandResult result = Run({"info", "t.trace"});
+    EXPECT_EQ(0, result.exitStatus);
+    EXPECT_THAT(result.out,
+                EndsWith("\nview it with  nothing: no array shows all of its locations\n"));
+    EXPECT_FALSE(RunForJson({"info", "t.trace"}).contains("view"));
+  }
+}
+
+TEST_F(InfoTest, TheCommandToViewItWithCanBeCopied) {
+  Trace("fire 1 0 0 0\n", "it's a trace");
+  EXPECT_THAT(Run({"info", "it's a trace"}).out,
+              EndsWith("view it with  marrowfin -c 1 -d 2 -p 4 -f 'it'\\''s a trace'\n"));
+}
+
+TEST_F(InfoTest, ALongReadingShowsItsProgressOnATerminalAndErasesIt) {
+  SlowPipe pipe(folder.File("pipe"));
+  RunningProgram program(Words({"info", pipe.Name()}), RunningProgram::TO_TERMINAL);
+  pipe.FeedUntil([&] { return program.HasShown("MB/s"); });
+  EXPECT_EQ(0, program.Wait());
+  EXPECT_THAT(program.Err(), ::testing::StartsWith("\r\033[Kreading " + pipe.Name() + " 0.0 MB, "));
+  EXPECT_THAT(program.Err(), EndsWith("\r\033[K"));
+}
+
+TEST_F(InfoTest, ALongReadingIsSilentWhereNoTerminalIs) {
+  SlowPipe pipe(folder.File("pipe"));
+  RunningProgram program(Words({"info", pipe.Name()}), RunningProgram::TO_FILE);
+  pipe.FeedFor(std::chrono::milliseconds(700));
+  EXPECT_EQ(0, program.Wait());
+  EXPECT_EQ("", program.Err());
+  EXPECT_THAT(program.Out(), HasSubstr("\nrecords "));
+}
+
+}  // namespace
+}  // namespace marrowfin

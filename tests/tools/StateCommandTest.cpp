@@ -1,0 +1,359 @@
+// marrowfin-trace state
+//
+// The colours are worked out by hand. A step of the viewer fades what it shows and then applies
+// events up to and including the first one of a new cycle; it never shows the first event of all.
+// An element's red goes half of the way to 220 as long as it is below 200 or above 240, a switch's
+// colours go half of the way to 255, a message's a fifth of the way.
+
+#include <array>
+
+#include "tests/tools/CommandFixture.h"
+
+namespace marrowfin {
+namespace {
+
+using nlohmann::json;
+using testing::CommandResult;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+using ::testing::StartsWith;
+
+constexpr char byHand[] =
+    "fire 5 1 7 2\n"
+    "switch 6 0 4 4\n"
+    "send 260 2 7 2 0 1\n"
+    "fire 260 9 3 3\n"
+    "fire 261 1 7 2\n";
+
+class StateCommandTest : public CommandFixture {
+ protected:
+  StateCommandTest() { Trace(byHand); }
+
+  // What the program prints of a moment of the trace.
+  std::string At(const std::vector<std::string>& moment) const {
+    std::vector<std::string> words = {"state", "t.trace"};
+    words.insert(words.end(), moment.begin(), moment.end());
+    const CommandResult result = Run(words);
+    EXPECT_EQ(0, result.exitStatus) << result.err;
+    EXPECT_EQ("", result.err);
+    return result.out;
+  }
+};
+
+TEST_F(StateCommandTest, StepsAreThoseOfTheViewer) {
+  EXPECT_EQ(
+      "t.trace: step 0, cycle 0, 0 records from record 1, -c 1 -d 2 -p 4\n"
+      "untouched elements #000000, untouched switches #000000\n",
+      At({"--step", "0"}));
+  EXPECT_EQ(
+      "t.trace: step 1, cycle 6, 1 records from record 1, -c 1 -d 2 -p 4\n"
+      "untouched elements #6e6e6e, untouched switches #7f7f7f\n"
+      "switch 0 0 #ff0101\n",
+      At({"--step", "1"}));
+  EXPECT_EQ(
+      "t.trace: step 2, cycle 260, 2 records from record 1, -c 1 -d 2 -p 4\n"
+      "untouched elements #a5a5a5, untouched switches #bfbfbf\n"
+      "switch 0 0 #ff8080\n"
+      "message 7 2 to 0 1 #ff0000 age 0\n",
+      At({"--step", "2"}));
+  EXPECT_EQ(
+      "t.trace: step 3, cycle 261, 4 records from record 1, -c 1 -d 2 -p 4\n"
+      "untouched elements #c0c0c0, untouched switches #dfdfdf\n"
+      "element 7 2 #01ff01\n"
+      "element 3 3 #0101ff\n"
+      "switch 0 0 #ffbfbf\n"
+      "message 7 2 to 0 1 #ff3333 age 1\n",
+      At({"--step", "3"}));
+}
+
+TEST_F(StateCommandTest, TheStepInWhichTheTraceEndsIsToldAsOneThatIsNeverDrawn) {
+  EXPECT_THAT(At({"--step", "4"}),
+              StartsWith("t.trace: step 4, cycle 261, 4 records from record 1, -c 1 -d 2 -p 4, "
+                         "never drawn: the trace ends in this step\n"));
+  EXPECT_EQ(false, RunForJson({"state", "t.trace", "--step", "4"})["shown"]);
+  EXPECT_EQ(true, RunForJson({"state", "t.trace", "--step", "3"})["shown"]);
+}
+
+TEST_F(StateCommandTest, AStepBehindTheEndIsRefused) {
+  for (const std::string step : {"5", "6", "18446744073709551615"}) {
+    ExpectFailure(1,
+                  "t.trace: there is no step " + step +
+                      ": the trace ends in step 4\n  Ask for a step up to that.\n",
+                  Run({"state", "t.trace", "--step", step}));
+  }
+}
+
+TEST_F(StateCommandTest, ACycleHasEveryEventUpToIt) {
+  const std::string nothing =
+      "t.trace: step 0, cycle 0, 0 records from record 0, -c 1 -d 2 -p 4\n"
+      "untouched elements #000000, untouched switches #000000\n";
+  EXPECT_EQ(nothing, At({"--cycle", "0"}));
+  EXPECT_EQ(nothing, At({"--cycle", "4"}));
+  EXPECT_EQ(
+      "t.trace: step 1, cycle 5, 1 records from record 0, -c 1 -d 2 -p 4\n"
+      "untouched elements #6e6e6e, untouched switches #7f7f7f\n"
+      "element 7 2 #01ff01\n",
+      At({"--cycle", "5"}));
+  const std::string atSix =
+      "t.trace: step 2, cycle 6, 2 records from record 0, -c 1 -d 2 -p 4\n"
+      "untouched elements #a5a5a5, untouched switches #bfbfbf\n"
+      "element 7 2 #6eff01\n"
+      "switch 0 0 #ff0101\n";
+  EXPECT_EQ(atSix, At({"--cycle", "6"}));
+  EXPECT_EQ(atSix, At({"--cycle", "259"}));
+  EXPECT_EQ(
+      "t.trace: step 3, cycle 260, 4 records from record 0, -c 1 -d 2 -p 4\n"
+      "untouched elements #c0c0c0, untouched switches #dfdfdf\n"
+      "element 7 2 #a5ff01\n"
+      "element 3 3 #0101ff\n"
+      "switch 0 0 #ff8080\n"
+      "message 7 2 to 0 1 #ff0000 age 0\n",
+      At({"--cycle", "260"}));
+  const std::string atEnd =
+      "t.trace: step 4, cycle 261, 5 records from record 0, -c 1 -d 2 -p 4\n"
+      "untouched elements #cecece, untouched switches #efefef\n"
+      "element 7 2 #01ff01\n"
+      "element 3 3 #6e01ff\n"
+      "switch 0 0 #ffbfbf\n"
+      "message 7 2 to 0 1 #ff3333 age 1\n";
+  EXPECT_EQ(atEnd, At({"--cycle", "261"}));
+  EXPECT_EQ(atEnd, At({"--cycle", "18446744073709551615"}));
+}
+
+TEST_F(StateCommandTest, JsonTellsEveryColour) {
+  const json row(8, "#c0c0c0");
+  json elements(8, row);
+  elements[2][7] = "#a5ff01";
+  elements[3][3] = "#0101ff";
+  const json expected = {
+      {"trace", "t.trace"},
+      {"clusters", 1},
+      {"domains", 2},
+      {"pes", 4},
+      {"step", 3},
+      {"cycle", 260},
+      {"firstRecord", 0},
+      {"records", 4},
+      {"shown", true},
+      {"elements", elements},
+      {"switches", json::array({json::array({"#ff8080"})})},
+      {"messages", json::array({{{"record", 2},
+                                 {"thread", 2},
+                                 {"from", {7, 2}},
+                                 {"to", {0, 1}},
+                                 {"age", 0},
+                                 {"color", "#ff0000"}}})},
+  };
+  EXPECT_EQ(expected, RunForJson({"state", "t.trace", "--cycle", "260"}));
+}
+
+TEST_F(StateCommandTest, JsonOfAStepTellsTheSameAsItsText) {
+  const json told = RunForJson({"state", "t.trace", "--step", "3"});
+  EXPECT_EQ(3, told["step"]);
+  EXPECT_EQ(261, told["cycle"]);
+  EXPECT_EQ(1, told["firstRecord"]);
+  EXPECT_EQ(4, told["records"]);
+  EXPECT_EQ("#01ff01", told["elements"][2][7]);
+  EXPECT_EQ("#0101ff", told["elements"][3][3]);
+  EXPECT_EQ("#c0c0c0", told["elements"][0][0]);
+  EXPECT_EQ("#ffbfbf", told["switches"][0][0]);
+  EXPECT_EQ(1, told["messages"][0]["age"]);
+}
+
+TEST_F(StateCommandTest, ThreadsHaveSixColours) {
+  std::string text;
+  for (int thread = 0; thread < 7; ++thread) {
+    const std::string number = std::to_string(thread);
+    text += "fire 1 " + number + " " + number + " 0\nfire 1 " + number + " " + number + " 7\n";
+  }
+  Trace(text + "switch 1 4294967295 4 4\n");
+  EXPECT_EQ(
+      "t.trace: step 1, cycle 1, 15 records from record 0, -c 1 -d 2 -p 4\n"
+      "untouched elements #6e6e6e, untouched switches #7f7f7f\n"
+      "element 0 0 #ff0101\n"
+      "element 1 0 #01ff01\n"
+      "element 2 0 #ffff01\n"
+      "element 3 0 #0101ff\n"
+      "element 4 0 #ff01ff\n"
+      "element 5 0 #01ffff\n"
+      "element 6 0 #ff0101\n"
+      "element 0 7 #ff0101\n"
+      "element 1 7 #01ff01\n"
+      "element 2 7 #ffff01\n"
+      "element 3 7 #0101ff\n"
+      "element 4 7 #ff01ff\n"
+      "element 5 7 #01ffff\n"
+      "element 6 7 #ff0101\n"
+      "switch 0 0 #0101ff\n",  // 4294967295 is 3 modulo 6
+      At({"--cycle", "1"}));
+}
+
+TEST_F(StateCommandTest, ColoursFadeStepByStepAndRest) {
+  // Everything happens at cycle 0; what follows goes to a far corner.
+  std::string text = "fire 0 1 0 0\nfire 0 0 1 0\nswitch 0 1 4 4\nsend 0 5 1 1 2 2\n";
+  for (int cycle = 1; cycle <= 14; ++cycle) {
+    text += "send " + std::to_string(cycle) + " 0 6 6 7 7\n";
+  }
+  Trace(text);
+  const std::array<const char*, 15> green = {"01", "6e", "a5", "c0", "ce", "ce", "ce", "ce",
+                                             "ce", "ce", "ce", "ce", "ce", "ce", "ce"};
+  const std::array<const char*, 15> filed = {"01", "80", "bf", "df", "ef", "f7", "fb", "fd",
+                                             "fe", "fe", "fe", "fe", "fe", "fe", "fe"};
+  const std::array<const char*, 15> sent = {"00", "33", "5b", "7b", "95", "aa", "bb", "c8",
+                                            "d3", "db", "e2", "e7", "",   "",   ""};
+  for (size_t age = 0; age < 15; ++age) {
+    const std::string shown = At({"--cycle", std::to_string(age)});
+    EXPECT_THAT(shown, HasSubstr("\nelement 0 0 #" + std::string(green[age]) + "ff01\n"));
+    EXPECT_THAT(shown, HasSubstr(age == 0 ? "\nelement 1 0 #ff0101\n" : "\nelement 1 0 #ed0101\n"));
+    EXPECT_THAT(shown, HasSubstr("\nswitch 0 0 #" + std::string(filed[age]) + "ff" + filed[age]));
+    const std::string message = "message 1 1 to 2 2 #ff" + std::string(sent[age]) + sent[age] +
+                                " age " + std::to_string(age) + "\n";
+    const bool live = age <= 11;
+    EXPECT_EQ(live, shown.find("message 1 1 to 2 2") != std::string::npos) << age;
+    if (live) {
+      EXPECT_THAT(shown, HasSubstr(message));
+    }
+  }
+}
+
+TEST_F(StateCommandTest, TheArrayIsTheSmallestUnlessOneIsGiven) {
+  const auto shape = [&](const std::vector<std::string>& flags) {
+    std::vector<std::string> words = {"state", "t.trace", "--step", "1"};
+    words.insert(words.end(), flags.begin(), flags.end());
+    const json told = RunForJson(words);
+    EXPECT_EQ(told["elements"].size(), told["elements"][0].size());
+    EXPECT_EQ(told["switches"].size(), told["clusters"]);
+    EXPECT_EQ(told["switches"][0].size(), told["clusters"]);
+    EXPECT_EQ("#ff0101", told["switches"][0][0]);
+    return std::array<size_t, 4>{told["clusters"], told["domains"], told["pes"],
+                                 told["elements"].size()};
+  };
+  EXPECT_THAT(shape({}), ElementsAre(1, 2, 4, 8));
+  EXPECT_THAT(shape({"-c", "3"}), ElementsAre(3, 2, 4, 24));
+  EXPECT_THAT(shape({"-d", "3"}), ElementsAre(4, 3, 4, 48));
+  EXPECT_THAT(shape({"-p", "5"}), ElementsAre(4, 2, 5, 40));
+  EXPECT_THAT(shape({"--clusters", "2", "--domains", "1", "--pes", "9"}), ElementsAre(2, 1, 9, 18));
+}
+
+TEST_F(StateCommandTest, SwitchesAreNamedByTheirClusters) {
+  Trace("fire 1 0 23 0\nswitch 1 1 20 4\nswitch 1 2 4 12\n");
+  EXPECT_THAT(At({"--cycle", "1"}), HasSubstr("-c 3 -d 2 -p 4\n"));
+  EXPECT_THAT(At({"--cycle", "1"}), HasSubstr("\nswitch 2 0 #01ff01\nswitch 0 1 #ffff01\n"));
+  // In clusters of 16 positions one at column 20 is that of the second.
+  EXPECT_THAT(At({"--cycle", "0", "-c", "2", "-d", "4"}), HasSubstr("-c 2 -d 4 -p 4\n"));
+}
+
+TEST_F(StateCommandTest, AnEventThatTheArrayLacksEndsWhatCanBeTold) {
+  EXPECT_THAT(At({"--step", "2", "-d", "1", "-c", "1"}), HasSubstr("switch 0 0 #ff8080\n"));
+  const CommandResult result = Run({"state", "t.trace", "--step", "3", "-d", "1", "-c", "1"});
+  EXPECT_EQ(1, result.exitStatus);
+  EXPECT_EQ("", result.out);
+  EXPECT_THAT(result.err,
+              MatchesRegex("marrowfin-trace: t.trace: record 4 at byte [0-9]+: column 7, row 2 is "
+                           "no processing element of the array\n"
+                           "  Give the counts of the array that wrote the trace.\n"));
+}
+
+TEST_F(StateCommandTest, WhereNoArrayShowsTheTraceOneMustBeGiven) {
+  Trace("fire 1 0 0 0\nfire 2 0 0 0\nswitch 3 0 3 3\n");
+  ExpectFailure(1,
+                "t.trace: no array shows all locations of this trace\n"
+                "  Give the counts of the array with -c, -d and -p.\n",
+                Run({"state", "t.trace", "--cycle", "2"}));
+  EXPECT_THAT(At({"--cycle", "2", "-c", "1"}), HasSubstr("\nelement 0 0 #ff0101\n"));
+}
+
+// The event that is reached is read over, too.
+TEST_F(StateCommandTest, SkippingStartsBehindTheFirstEventThatIsLateEnough) {
+  const std::string skipped =
+      "t.trace: step 1, cycle 260, 1 records from record 3, -c 1 -d 2 -p 4\n"
+      "untouched elements #6e6e6e, untouched switches #7f7f7f\n"
+      "element 3 3 #0101ff\n";
+  EXPECT_EQ(skipped, At({"--step", "1", "-F", "260"}));
+  EXPECT_EQ(skipped, At({"--step", "1", "-F", "7"}));
+  EXPECT_EQ(
+      "t.trace: step 1, cycle 260, 1 records from record 2, -c 1 -d 2 -p 4\n"
+      "untouched elements #6e6e6e, untouched switches #7f7f7f\n"
+      "message 7 2 to 0 1 #ff0000 age 0\n",
+      At({"--step", "1", "-F", "6"}));
+  EXPECT_EQ(At({"--step", "1"}), At({"--step", "1", "-F", "0"}));
+  EXPECT_EQ(At({"--step", "1"}), At({"--step", "1", "-F", "5"}));
+}
+
+TEST_F(StateCommandTest, SkippingBehindTheEndLeavesNothingToShow) {
+  // A negative cycle is a huge one, as for the viewer.
+  for (const char* cycle : {"261", "262", "2147483647", "-1"}) {
+    EXPECT_EQ(
+        "t.trace: step 1, cycle 0, 0 records from record 5, -c 1 -d 2 -p 4, never drawn: the "
+        "trace ends in this step\n"
+        "untouched elements #6e6e6e, untouched switches #7f7f7f\n",
+        At({"--step", "1", "-F", cycle}));
+    EXPECT_EQ(1, Run({"state", "t.trace", "--step", "2", "-F", cycle}).exitStatus);
+  }
+}
+
+TEST_F(StateCommandTest, ATraceOfTheBaseCyclesHasNoChangeBeforeItsFirstEvent) {
+  // The viewer begins at cycle 0: of two events there, no step ends with the second.
+  Trace("fire 0 0 0 0\nfire 0 1 1 0\nfire 3 2 2 0\n");
+  EXPECT_EQ(
+      "t.trace: step 1, cycle 3, 2 records from record 1, -c 1 -d 2 -p 4\n"
+      "untouched elements #6e6e6e, untouched switches #7f7f7f\n"
+      "element 1 0 #01ff01\n"
+      "element 2 0 #ffff01\n",
+      At({"--step", "1"}));
+}
+
+TEST_F(StateCommandTest, OfATraceWhoseCyclesFallACycleHasAllEventsUpToIt) {
+  Trace("fire 5 1 7 2\nfire 4 1 7 3\nfire 9 1 7 4\nfire 3 0 1 1\n");
+  const std::string shown = At({"--cycle", "4"});
+  EXPECT_THAT(shown, HasSubstr("step 2, cycle 3"));
+  EXPECT_THAT(shown, HasSubstr("\nelement 1 1 #ff0101\nelement 7 3 #6eff01\n"));
+  EXPECT_THAT(shown, ::testing::Not(HasSubstr("element 7 2")));
+  EXPECT_THAT(shown, ::testing::Not(HasSubstr("element 7 4")));
+}
+
+TEST_F(StateCommandTest, AnEmptyTraceHasTheArrayAsBuilt) {
+  Trace("");
+  EXPECT_EQ(
+      "t.trace: step 0, cycle 0, 0 records from record 0, -c 1 -d 2 -p 4\n"
+      "untouched elements #000000, untouched switches #000000\n",
+      At({"--step", "0"}));
+  EXPECT_EQ(json::array(), RunForJson({"state", "t.trace", "--cycle", "7"})["messages"]);
+}
+
+TEST_F(StateCommandTest, ATraceThatBreaksOffIsToldUpToThere) {
+  testing::WriteFile(folder.File("t.trace"), testing::TraceBytes(byHand).substr(0, 130));
+  EXPECT_THAT(At({"--cycle", "261"}), StartsWith("t.trace: step 3, cycle 260, 4 records "));
+}
+
+// A step far into a trace of many keyframes is that of the short rest of it: what was touched long
+// ago rests.
+TEST_F(StateCommandTest, AMomentFarIntoALongTraceHasTheColoursOfItsLastEvents) {
+  const std::string head = testing::ReadFile(LongTrace(110000, "t.trace"));
+  const uint64_t last = RunForJson({"info", "t.trace"})["lastCycle"];
+  const std::string first = std::to_string(last + 100);
+  const std::string second = std::to_string(last + 200);
+  testing::WriteFile(
+      folder.File("t.trace"),
+      head + testing::TraceBytes("fire " + first + " 1 5 9\nfire " + first + " 1 6 9\nsend " +
+                                 first + " 0 1 2 3 4\nfire " + second + " 3 6 9\n"));
+  for (const std::vector<std::string>& moment : std::vector<std::vector<std::string>>{
+           {"state", "t.trace", "--cycle", second},
+           {"state", "t.trace", "--cycle", "18446744073709551615"}}) {
+    const json told = RunForJson(moment);
+    EXPECT_EQ(110004, told["records"]);
+    EXPECT_EQ("#6eff01", told["elements"][9][5]);
+    EXPECT_EQ("#0101ff", told["elements"][9][6]);
+    EXPECT_EQ(json({{"record", 110002},
+                    {"thread", 0},
+                    {"from", {1, 2}},
+                    {"to", {3, 4}},
+                    {"age", 1},
+                    {"color", "#ff3333"}}),
+              told["messages"].back());
+  }
+}
+
+}  // namespace
+}  // namespace marrowfin

@@ -1,0 +1,306 @@
+// What all subcommands that work on traces have in common.
+
+#include <sys/stat.h>
+
+#include <set>
+#include <sstream>
+
+#include "tests/tools/CommandFixture.h"
+#include "tests/tools/Rights.h"
+#include "tests/trace/Child.h"
+
+namespace marrowfin {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+using testing::CommandResult;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+typedef std::vector<std::string> Line;
+
+class SubcommandsTest : public CommandFixture {
+ protected:
+  // A command line of each subcommand that reads a trace, of this one.
+  static std::vector<Line> ReadersOf(const std::string& trace) {
+    return {{"info", trace},
+            {"check", trace},
+            {"index", trace},
+            {"state", trace, "--step", "0"},
+            {"state", trace, "--cycle", "0"}};
+  }
+};
+
+TEST_F(SubcommandsTest, AMissingFileIsNamed) {
+  for (const std::string name : {"none", "none/none", "-", ""}) {
+    for (const Line& line : ReadersOf(name)) {
+      SCOPED_TRACE(::testing::PrintToString(line));
+      ExpectFailure(1,
+                    (name.empty() ? "trace" : name) +
+                        ": cannot open: No such file or directory\n"
+                        "  Name a file that you may read.\n",
+                    Run(line));
+    }
+  }
+  EXPECT_THAT(FolderContents(), IsEmpty());
+}
+
+TEST_F(SubcommandsTest, AFolderIsNamed) {
+  fs::create_directory(folder.File("folder"));
+  for (const Line& line : ReadersOf("folder")) {
+    const CommandResult result = Run(line);
+    EXPECT_EQ(1, result.exitStatus);
+    EXPECT_EQ("", result.out);
+    EXPECT_THAT(result.err, StartsWith("marrowfin-trace: folder: "));
+  }
+  EXPECT_EQ(
+      "marrowfin-trace: folder: cannot read: Is a directory\n"
+      "  Name a file that you may read.\n",
+      Run({"info", "folder"}).err);
+  EXPECT_THAT(FolderContents(), ElementsAre("folder"));
+}
+
+TEST_F(SubcommandsTest, AFileThatMayNotBeReadIsNamed) {
+  Trace("fire 1 0 0 0\n");
+  ASSERT_EQ(0, chmod(folder.File("t.trace").c_str(), 0));
+  testing::ExpectInChild([&] {
+    GiveUpRights();
+    for (const Line& line : ReadersOf("t.trace")) {
+      ExpectFailure(1,
+                    "t.trace: cannot open: Permission denied\n"
+                    "  Name a file that you may read.\n",
+                    Run(line));
+    }
+  });
+  EXPECT_THAT(FolderContents(), ElementsAre("t.trace"));
+}
+
+TEST_F(SubcommandsTest, AnEmptyFileIsATraceWithoutRecords) {
+  Trace("");
+  for (const Line& line : ReadersOf("t.trace")) {
+    const CommandResult result = Run(line);
+    EXPECT_EQ(0, result.exitStatus) << result.err;
+    EXPECT_THAT(result.out, StartsWith("t.trace"));
+    EXPECT_EQ("", result.err);
+  }
+  EXPECT_EQ(0, RunForJson({"index", "t.trace"})["records"]);
+}
+
+TEST_F(SubcommandsTest, WhatIsNoTraceIsRefusedAtItsFirstRecord) {
+  testing::WriteFile(folder.File("t.trace"), "#!/bin/sh\necho this is no trace\n");
+  const std::string place = "t.trace: record 0 at byte 0: type 589377378 is none of 2, 3 and 4";
+  for (const char* subcommand : {"info", "index"}) {
+    const CommandResult result = Run({subcommand, "t.trace"});
+    EXPECT_EQ(1, result.exitStatus);
+    EXPECT_THAT(result.err, HasSubstr(place));
+  }
+  EXPECT_THAT(Run({"check", "t.trace"}).out, StartsWith(place));
+}
+
+TEST_F(SubcommandsTest, ACommandLineThatIsNotUnderstoodReadsAndWritesNothing) {
+  Trace("fire 1 0 0 0\nfire 2 0 0 0\n");
+  std::vector<Line> lines = {
+      {"check", "t.trace", "--most", "-1"},
+      {"check", "t.trace", "--most", "many"},
+      {"check", "t.trace", "--most", "18446744073709551616"},
+      {"check", "t.trace", "--most"},
+      {"index", "t.trace", "-o"},
+      {"state", "t.trace"},
+      {"state", "t.trace", "--step", "1", "--cycle", "1"},
+      {"state", "t.trace", "--step", "-1"},
+      {"state", "t.trace", "--step", "1.5"},
+      {"state", "t.trace", "--step", "18446744073709551616"},
+      {"state", "t.trace", "--cycle", "0x10"},
+      {"state", "t.trace", "--cycle", "18446744073709551616"},
+      {"state", "t.trace", "--cycle", "1", "-F", "1"},
+      {"state", "t.trace", "--step", "1", "-F", "one"},
+      {"state", "t.trace", "--step", "1", "-F", "2147483648"},
+      {"synth"},
+      {"synth", "-o"},
+      {"synth", "-o", "made", "more"},
+      {"synth", "-o", "made", "--json"},
+      {"synth", "-o", "made", "--records", "-1"},
+      {"synth", "-o", "made", "--records", "1e6"},
+      {"synth", "-o", "made", "--records", "18446744073709551616"},
+      {"synth", "-o", "made", "--seed", "-1"},
+      {"synth", "-o", "made", "--seed", "18446744073709551616"},
+      {"synth", "-o", "made", "--threads", "0"},
+      {"synth", "-o", "made", "--threads", "1000001"},
+      {"synth", "-o", "made", "--threads", "-1"},
+  };
+  const std::vector<Line> shaped = {{"check", "t.trace"},
+                                    {"state", "t.trace", "--step", "1"},
+                                    {"synth", "-o", "made", "--records", "1"}};
+  for (const Line& line : shaped) {
+    for (const char* flag : {"-c", "--domains", "-p"}) {
+      for (const char* count : {"0", "-1", "4097", "4294967297", "two"}) {
+        lines.push_back(line);
+        lines.back().insert(lines.back().end(), {flag, count});
+      }
+    }
+    // 2^12 positions is the most, and no product may come out small because it is too large.
+    for (const Line& array : std::vector<Line>{{"-c", "4096", "-d", "2", "-p", "1"},
+                                               {"-c", "4096", "-d", "4096", "-p", "256"},
+                                               {"-c", "17", "-d", "16", "-p", "16"}}) {
+      lines.push_back(line);
+      lines.back().insert(lines.back().end(), array.begin(), array.end());
+    }
+  }
+  for (const Line& line : ReadersOf("t.trace")) {
+    lines.push_back({line[0]});
+    for (const char* more : {"another", "--frame", "-x"}) {
+      lines.push_back(line);
+      lines.back().push_back(more);
+    }
+  }
+  for (const Line& line : lines) {
+    SCOPED_TRACE(::testing::PrintToString(line));
+    const CommandResult result = Run(line);
+    EXPECT_EQ(2, result.exitStatus);
+    EXPECT_EQ("", result.out);
+    EXPECT_THAT(result.err, Not(IsEmpty()));
+  }
+  EXPECT_THAT(FolderContents(), ElementsAre("t.trace"));
+}
+
+TEST_F(SubcommandsTest, TheLargestArrayIsUnderstood) {
+  Trace("fire 1 0 4095 4095\nfire 2 0 0 0\n");
+  const Line array = {"-c", "16", "-d", "16", "-p", "16"};
+  for (Line line :
+       std::vector<Line>{{"check", "t.trace"}, {"synth", "-o", "made", "--records", "9"}}) {
+    line.insert(line.end(), array.begin(), array.end());
+    EXPECT_EQ(0, Run(line).exitStatus);
+  }
+  EXPECT_THAT(Run({"state", "t.trace", "--cycle", "1", "-c", "4096", "-d", "1", "-p", "1"}).out,
+              HasSubstr("\nelement 4095 4095 #ff0101\n"));
+}
+
+TEST_F(SubcommandsTest, ResultsThatCannotBePrintedEndWithStatus3) {
+  Trace("fire 1 0 0 0\n");
+  std::vector<Line> lines = ReadersOf("t.trace");
+  lines.push_back({"synth", "-o", "made", "--records", "1"});
+  for (const Line& line : lines) {
+    const CommandResult result = Shell("exec \"$0\" \"$@\" > /dev/full", line);
+    EXPECT_EQ(3, result.exitStatus);
+    EXPECT_THAT(result.err, StartsWith("marrowfin-trace: standard output: cannot write\n"));
+  }
+}
+
+TEST_F(SubcommandsTest, NamesThatAreNoUtf8AreReplacedInJson) {
+  const std::string name = "\xff\xc3(\"\\\n.trace";
+  Trace("fire 1 0 0 0\nfire 0 0 0 0\n", name);
+  Line lines[] = {{"info", name}, {"check", name}, {"index", name}, {"state", name, "--step", "0"}};
+  for (Line& line : lines) {
+    const json told = RunForJson(line, line[0] == "check" ? 1 : 0);
+    EXPECT_EQ("\xef\xbf\xbd\xef\xbf\xbd(\"\\\n.trace", told["trace"]);
+  }
+}
+
+// The lines that begin with the program's name, of the part of a help text or page from `start`
+// on.
+Line ExamplesIn(const std::string& text, const std::string& start) {
+  Line examples;
+  const size_t begin = text.find(start);
+  EXPECT_NE(std::string::npos, begin);
+  std::istringstream stream(text.substr(begin == std::string::npos ? text.size() : begin));
+  for (std::string line; std::getline(stream, line);) {
+    const size_t word = line.find_first_not_of(' ');
+    if (word != std::string::npos && line.compare(word, 16, "marrowfin-trace ") == 0) {
+      examples.push_back(line.substr(word));
+    }
+  }
+  return examples;
+}
+
+class ExamplesTest : public SubcommandsTest {
+ protected:
+  ExamplesTest() {
+    LongTrace(20000, "run.trace");
+    EXPECT_EQ(0, Shell("zstd -q run.trace").exitStatus);
+    testing::WriteFile(folder.File("capture.json"),
+                       R"([{"proc":"BRISC","sx":1,"sy":2,"timestamp":10,"type":"WRITE_FLUSH"}])");
+  }
+
+  // Runs a line as it stands, in the order in which a reader may try them.
+  void ExpectRuns(const std::string& line) const {
+    const std::string path = fs::path(MARROWFIN_TRACE).parent_path();
+    const CommandResult result = Shell("PATH=" + path + ":$PATH; " + line);
+    EXPECT_EQ(0, result.exitStatus) << line << "\n" << result.err;
+    EXPECT_THAT(result.out, Not(IsEmpty())) << line;
+    EXPECT_EQ("", result.err) << line;
+    if (line.find("--json") != std::string::npos) {
+      Json(result.out);
+    }
+  }
+};
+
+TEST_F(ExamplesTest, EveryExampleOfTheHelpRunsAsItStands) {
+  for (const Line& line : std::vector<Line>{{"--help"},
+                                            {"info", "--help"},
+                                            {"check", "--help"},
+                                            {"index", "--help"},
+                                            {"state", "--help"},
+                                            {"import", "--help"},
+                                            {"synth", "--help"}}) {
+    const Line examples = ExamplesIn(Run(line).out, "\nExamples:\n");
+    EXPECT_LE(2U, examples.size()) << line[0];
+    for (const std::string& example : examples) {
+      ExpectRuns(example);
+    }
+  }
+}
+
+TEST_F(ExamplesTest, EveryExampleOfTheManualPageRunsAsItStands) {
+  std::string page = testing::ReadFile(MARROWFIN_SOURCE_DIR "/docs/man/marrowfin-trace.1");
+  page.erase(std::remove(page.begin(), page.end(), '\\'), page.end());
+  const Line examples = ExamplesIn(page, "\n.SH EXAMPLES\n");
+  EXPECT_LE(5U, examples.size());
+  for (const std::string& example : examples) {
+    ExpectRuns(example);
+  }
+}
+
+// All names of fields, at any depth.
+void AddFields(const json& value, std::set<std::string>& fields) {
+  for (const auto& [name, inner] : value.items()) {
+    if (value.is_object()) {
+      fields.insert(name);
+    }
+    if (inner.is_structured()) {
+      AddFields(inner, fields);
+    }
+  }
+}
+
+TEST_F(SubcommandsTest, TheManualPageNamesEveryFieldOfTheJson) {
+  // Threads that are not told apart, a message, and a cut.
+  std::string text;
+  for (int thread = 0; thread < 4200; ++thread) {
+    text += "send 1 " + std::to_string(100 + thread) + " 0 0 1 1\n";
+  }
+  testing::WriteFile(folder.File("t.trace"), testing::TraceBytes(text) + "cut");
+  const std::string page = testing::ReadFile(MARROWFIN_SOURCE_DIR "/docs/man/marrowfin-trace.1");
+  const size_t start = page.find("\n.SH JSON\n");
+  const size_t end = page.find("\n.SH ", start + 1);
+  ASSERT_NE(std::string::npos, end);
+  std::string section = page.substr(start, end - start);
+  section.erase(std::remove(section.begin(), section.end(), '\\'), section.end());
+  for (const Line& line : std::vector<Line>{{"info", "t.trace"},
+                                            {"check", "t.trace"},
+                                            {"index", "t.trace"},
+                                            {"state", "t.trace", "--cycle", "1"}}) {
+    std::set<std::string> fields;
+    AddFields(RunForJson(line, line[0] == "state" ? 0 : 1), fields);
+    EXPECT_LE(7U, fields.size()) << line[0];
+    for (const std::string& field : fields) {
+      EXPECT_THAT(section, ::testing::ContainsRegex("[% \"(]" + field + "[ \"\n]"));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace marrowfin
