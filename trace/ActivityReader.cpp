@@ -14,6 +14,17 @@ uint32_t PowerFor(uint64_t extent) {
   return extent == 0 ? 0 : static_cast<uint32_t>(std::bit_ceil(extent));
 }
 
+// Whoever makes up an index can make its checksums right, so what it says of the trace is no more
+// believed than the trace.
+Fault NotOfTrace(const Index& index) {
+  Fault fault;
+  fault.kind = Fault::DAMAGED_INPUT;
+  fault.file = index.FileName();
+  fault.reason = "the index contradicts its trace";
+  fault.remedy = "remove it, it is built again";
+  return fault;
+}
+
 }  // namespace
 
 uint32_t ActivityReader::ColumnCount() const {
@@ -102,11 +113,19 @@ bool ActivityReader::AddRecords(uint64_t first, uint64_t last, Activity activity
   const uint64_t step = sign < 0 ? ~uint64_t{0} : 1;
   const size_t stride = ColumnCount();
   const uint32_t type = activity == FIRES ? FIRE_RECORD : SEND_RECORD;
+  const Place most = {ColumnCount(), RowCount()};
+  const auto fits = [&](Place largest) {
+    return largest.column < most.column && largest.row < most.row;
+  };
   // Whether a record counts is hard to foresee, so all are added: the others as nothing, and at the
   // first position, since a switch may stand anywhere.
-  return Walk(
+  const bool walked = Walk(
       trace, index, first, last,
       [&](const Columns& columns, size_t from, size_t to) {
+        if (!fits(columns.maxFired) || !fits(columns.maxSent)) {
+          fault = NotOfTrace(index);
+          return false;
+        }
         const Place* places = activity == RECEIVES ? columns.to : columns.at;
         for (size_t i = from; i < to; ++i) {
           const size_t mask = columns.tag[i].type == type ? ~size_t{0} : 0;
@@ -115,6 +134,7 @@ bool ActivityReader::AddRecords(uint64_t first, uint64_t last, Activity activity
         return true;
       },
       fault);
+  return walked && !fault;
 }
 
 bool ActivityReader::AddTransmissions(uint64_t first, uint64_t last, int sign,
@@ -124,17 +144,24 @@ bool ActivityReader::AddTransmissions(uint64_t first, uint64_t last, int sign,
   for (const Place& place : index.GetSummary().switchPlaces) {
     slots.Add(place);
   }
-  return Walk(
+  const bool walked = Walk(
       trace, index, first, last,
       [&](const Columns& columns, size_t from, size_t to) {
         for (size_t i = from; i < to; ++i) {
-          if (columns.tag[i].type == SWITCH_RECORD) {
-            counts[slots.Find(columns.at[i])] += step;
+          if (columns.tag[i].type != SWITCH_RECORD) {
+            continue;
           }
+          const uint32_t slot = slots.Find(columns.at[i]);
+          if (slot == PlaceTable::NONE) {
+            fault = NotOfTrace(index);
+            return false;
+          }
+          counts[slot] += step;
         }
         return true;
       },
       fault);
+  return walked && !fault;
 }
 
 bool ActivityReader::CountCycles(uint64_t first, uint64_t last, Activity activity,
