@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace marrowfin {
@@ -17,6 +18,10 @@ class ByteWriter {
   void Raw(const uint8_t* bytes, size_t size);
 
   const std::vector<uint8_t>& Bytes() const { return bytes; }
+  std::vector<uint8_t> Take() { return std::move(bytes); }
+
+  // Makes room, so that writing so many more bytes moves nothing.
+  void Reserve(size_t more) { bytes.reserve(bytes.size() + more); }
   void Clear() { bytes.clear(); }
 
  private:

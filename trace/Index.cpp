@@ -129,7 +129,7 @@ bool AddRecords(const TraceFile& trace, uint64_t offset, const IndexWriter& writ
 }
 
 // Only faults in the trace itself end up here, so the texts are all that is kept of them.
-IndexDirectory DirectoryOf(const TraceFile& trace, const IndexBuilder& builder, const Fault& end) {
+IndexDirectory DirectoryOf(const TraceFile& trace, IndexBuilder& builder, const Fault& end) {
   IndexDirectory directory;
   directory.summary = builder.GetSummary();
   directory.summary.end = end;
@@ -139,8 +139,8 @@ IndexDirectory DirectoryOf(const TraceFile& trace, const IndexBuilder& builder, 
   directory.atLastBoundary = builder.AtLastBoundary();
   directory.complete = builder.Complete();
   directory.stride = builder.Stride();
-  directory.entries = builder.Entries();
-  directory.boundaries = builder.Boundaries();
+  directory.entries = builder.TakeEntries();
+  directory.boundaries = builder.TakeBoundaries();
   directory.traceSize = trace.Size();
   directory.traceModified = trace.GetIdentity().modified;
   directory.traceChanged = trace.GetIdentity().changed;
@@ -193,31 +193,37 @@ bool Index::Build(const TraceFile& trace, const std::string& file, const Progres
 std::unique_ptr<Index> Index::Make(const TraceFile& trace, const std::string& file,
                                    const Index* grown, const ProgressCallback& progress,
                                    Fault& fault, IndexLimits limits) {
+  const int descriptor = Write(trace, file, grown, progress, fault, limits);
+  return descriptor == -1 ? nullptr : OpenDescriptor(trace, descriptor, file, fault);
+}
+
+// Makes the file and returns a descriptor for reading it; -1 where `fault` was set.
+int Index::Write(const TraceFile& trace, const std::string& file, const Index* grown,
+                 const ProgressCallback& progress, Fault& fault, IndexLimits limits) {
   fault = Fault();
   IndexWriter writer;
   if (!writer.Open(file, PermissionsOf(trace), fault)) {
-    return nullptr;
+    return -1;
   }
   IndexBuilder builder([&](std::span<const uint8_t> raw) { return writer.Append(raw); }, limits);
   uint64_t offset = 0;
   if (grown != nullptr && grown->complete && !grown->boundaries.empty()) {
     if (!writer.CopyData(grown->descriptor, grown->directorySection.offset) ||
         !builder.Resume(*grown, grown->atLastBoundary, fault)) {
-      return Make(trace, file, nullptr, progress, fault);
+      return Write(trace, file, nullptr, progress, fault, limits);
     }
     offset = grown->boundaries.back().offset;
   }
   Fault end;
   if (!AddRecords(trace, offset, writer, builder, progress, end, fault)) {
-    return nullptr;
+    return -1;
   }
   builder.Finish();
   IndexDirectory directory = DirectoryOf(trace, builder, end);
   if (!EdgesOf(trace, trace.Size(), directory.traceEdges, fault) || !trace.IsUnchanged(fault)) {
-    return nullptr;
+    return -1;
   }
-  const int descriptor = writer.Commit(directory, fault);
-  return descriptor == -1 ? nullptr : OpenDescriptor(trace, descriptor, file, fault);
+  return writer.Commit(directory, fault);
 }
 
 std::unique_ptr<Index> Index::Load(const TraceFile& trace, const std::string& file, Fault& fault) {

@@ -103,11 +103,11 @@ class TouchCode {
 struct IndexLimits {
   uint64_t segmentRecords = 32768;  // at least, of a segment, while the trace is short
   uint64_t entryRecords = 2048;     // between entries of the sparse table, likewise
-  size_t boundaries = 4096;         // at most; a power of two
-  size_t entries = 16384;           // at most
+  size_t boundaries = 2048;         // at most; a power of two
+  size_t entries = 8192;            // at most
 
   // Of a segment, however long the trace: a few bytes count its events. The table of boundaries of
-  // a trace of 68 billion records and more does grow.
+  // a trace of 34 billion records and more does grow.
   static constexpr uint64_t LARGEST_SEGMENT = uint64_t{1} << 24;
 };
 
@@ -173,6 +173,8 @@ class Index {
 
  private:
   Index() = default;
+  static int Write(const TraceFile& trace, const std::string& file, const Index* grown,
+                   const ProgressCallback& progress, Fault& fault, IndexLimits limits);
   static std::unique_ptr<Index> Make(const TraceFile& trace, const std::string& file,
                                      const Index* grown, const ProgressCallback& progress,
                                      Fault& fault, IndexLimits limits = {});

@@ -31,10 +31,12 @@ uint32_t SampleRecords(const Columns& columns, size_t from, size_t to, uint32_t 
 
 IndexBuilder::IndexBuilder(SegmentPacker::Sink sink, IndexLimits limits)
     : limits(limits),
-      packer(std::move(sink)),
+      packer(std::move(sink), limits.boundaries),
       stride(limits.entryRecords),
       sampleLeft(SAMPLED_RECORDS) {
   segmentEnd = SegmentLength();
+  // Room that nobody touched yet takes no memory, and a table that grows would be there twice.
+  entries.reserve(limits.entries);
 }
 
 // Long enough that a segment's records outweigh the cells of its node, short enough that a state is

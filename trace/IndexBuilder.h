@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "trace/Background.h"
@@ -34,6 +35,9 @@ class IndexBuilder {
   const Summary& AtLastBoundary() const { return atLastBoundary; }
   const std::vector<IndexEntry>& Entries() const { return entries; }
   const std::vector<IndexBoundary>& Boundaries() const { return packer.Boundaries(); }
+  // The same tables, which are gone then: they are most of the memory that is left in the end.
+  std::vector<IndexEntry> TakeEntries() { return std::move(entries); }
+  std::vector<IndexBoundary> TakeBoundaries() { return packer.TakeBoundaries(); }
   bool Complete() const { return complete; }
   uint64_t Stride() const { return stride; }
 

@@ -107,7 +107,9 @@ void PutEntries(ByteWriter& out, const std::vector<IndexEntry>& entries) {
 
 void GetEntries(ByteReader& in, std::vector<IndexEntry>& entries) {
   IndexEntry last;
-  for (size_t left = in.Count(MAX_ENTRIES); left > 0 && in.Good(); --left) {
+  const size_t count = in.Count(MAX_ENTRIES);
+  entries.reserve(count);
+  for (size_t left = count; left > 0 && in.Good(); --left) {
     last.record += in.Number();
     last.offset += in.Number();
     last.cycle += static_cast<uint64_t>(in.Signed());
@@ -144,6 +146,9 @@ void PutBoundary(ByteWriter& out, const IndexBoundary& b, const IndexBoundary& l
     PutSection(out, section);
   }
 }
+
+// Each takes at least a byte.
+constexpr size_t NUMBERS_OF_BOUNDARY = 8 + 3 * (1 + ACTIVITIES);
 
 IndexBoundary GetBoundary(ByteReader& in, const IndexBoundary& last) {
   IndexBoundary b;
@@ -283,6 +288,8 @@ uint64_t LargestDirectory(uint64_t traceSize) { return (8 << 20) + traceSize / 5
 
 std::vector<uint8_t> EncodeDirectory(const IndexDirectory& directory) {
   ByteWriter out;
+  // What rows of the tables take as a rule.
+  out.Reserve(directory.entries.size() * 10 + directory.boundaries.size() * 64 + 65536);
   out.Number(directory.traceSize);
   out.Number(directory.traceModified);
   out.Number(directory.traceChanged);
@@ -299,7 +306,7 @@ std::vector<uint8_t> EncodeDirectory(const IndexDirectory& directory) {
     PutBoundary(out, boundary, last);
     last = boundary;
   }
-  return out.Bytes();
+  return out.Take();
 }
 
 bool DecodeDirectory(std::span<const uint8_t> bytes, uint64_t dataSize, IndexDirectory& directory) {
@@ -316,7 +323,9 @@ bool DecodeDirectory(std::span<const uint8_t> bytes, uint64_t dataSize, IndexDir
   directory.stride = in.Number();
   GetEntries(in, directory.entries);
   IndexBoundary last;
-  for (size_t left = in.Count(bytes.size()); left > 0 && in.Good(); --left) {
+  const size_t boundaries = in.Count(bytes.size() / NUMBERS_OF_BOUNDARY);
+  directory.boundaries.reserve(boundaries);
+  for (size_t left = boundaries; left > 0 && in.Good(); --left) {
     last = GetBoundary(in, last);
     directory.boundaries.push_back(last);
   }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "trace/Index.h"
@@ -51,7 +52,8 @@ class SegmentPacker {
   // Packs and keeps a section.
   typedef std::function<IndexSection(std::span<const uint8_t> raw)> Sink;
 
-  explicit SegmentPacker(Sink sink) : sink(std::move(sink)) {}
+  // There is room for so many boundaries; more of them move.
+  SegmentPacker(Sink sink, size_t room) : sink(std::move(sink)) { boundaries.reserve(room); }
 
   // Takes up an index behind its last boundary. False, with `fault` set, where it is damaged.
   bool Resume(const Index& index, Fault& fault);
@@ -64,6 +66,12 @@ class SegmentPacker {
   void Halve();
 
   const std::vector<IndexBoundary>& Boundaries() const { return boundaries; }
+
+  // Ends the work: what it needs apart from the boundaries is given back.
+  std::vector<IndexBoundary> TakeBoundaries() {
+    nodes = {};
+    return std::move(boundaries);
+  }
 
  private:
   // The sums of a node, before they are packed. Nodes of fewer than 2^WIDE_LEVEL segments, of at
