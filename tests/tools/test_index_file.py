@@ -1,0 +1,283 @@
+"""Index files are what docs/index-format.md says: a reader that knows nothing but that page finds in
+them what is known of the traces."""
+
+import collections
+import os
+import random
+import struct
+import subprocess
+import zlib
+
+import pytest
+
+from index_file import ACTIVITIES, IndexFile
+
+SWITCH, FIRE, SEND = 2, 3, 4
+RECORDS = 150_000
+TOP = 1 << 64
+
+Event = collections.namedtuple("Event", "kind cycle thread at to")
+
+
+def grown_power(extent):
+    return 1 << (extent - 1).bit_length() if extent else 0
+
+
+def make_events(seed):
+    """Fires, messages and transmissions on an array that grows, with cycles that sometimes fall and
+    now and then are huge."""
+    draw = random.Random(seed)
+    events = []
+    cycle = 3
+    for i in range(RECORDS):
+        side = 12 if i < 50_000 else 24 if i < 90_000 else 40
+        kind = draw.choice((SWITCH, FIRE, FIRE, SEND))
+        at = (draw.randrange(side), draw.randrange(side // 2))
+        to = (draw.randrange(side), draw.randrange(side)) if kind == SEND else None
+        if kind == SWITCH:
+            at = (4 + 8 * (at[0] // 8), 4 + 8 * (at[1] // 8))
+        events.append(Event(kind, cycle, draw.randrange(9), at, to))
+        if draw.random() < 0.03:
+            cycle = (cycle + draw.choice((1, 1, 1, 40))) % TOP
+            if draw.random() < 0.01:
+                cycle = draw.choice((cycle // 2, TOP - 1, 5))
+    # Places and threads that only the beginning knows.
+    events[7] = Event(FIRE, events[7].cycle, 77, (30, 1), None)
+    return events
+
+
+def encode(events):
+    parts = []
+    for event in events:
+        words = event.at + (event.to or ())
+        head = (event.kind, event.cycle, event.thread, 4 * len(words))
+        parts.append(struct.pack(f">IQII{len(words)}I", *head, *words))
+    return parts
+
+
+class Known:
+    """What is known of a trace, by going through it record by record."""
+
+    def __init__(self, events):
+        self.events = events
+        self.parts = encode(events)
+        self.bytes = b"".join(self.parts)
+        self.offsets = [0]
+        self.changes = []
+        for i, part in enumerate(self.parts):
+            self.offsets.append(self.offsets[-1] + len(part))
+            change = i > 0 and events[i].cycle != events[i - 1].cycle
+            self.changes.append((self.changes[-1] if i else 0) + change)
+
+    def is_change(self, i):
+        return self.changes[i] != (self.changes[i - 1] if i else 0)
+
+    def places(self, end):
+        return list(dict.fromkeys(e.at for e in self.events[:end] if e.kind == SWITCH))
+
+    def extent(self, end, kind):
+        places = [e.at for e in self.events[:end] if e.kind == kind]
+        places += [e.to for e in self.events[:end] if e.kind == kind == SEND]
+        return tuple(max((p[axis] + 1 for p in places), default=0) for axis in (0, 1))
+
+    def array(self, end):
+        fired, sent = self.extent(end, FIRE), self.extent(end, SEND)
+        return tuple(grown_power(max(fired[axis], sent[axis])) for axis in (0, 1))
+
+
+@pytest.fixture(scope="module")
+def known():
+    return Known(make_events(1))
+
+
+@pytest.fixture(scope="module", params=["built at once", "grown"])
+def index(request, known, tmp_path_factory):
+    folder = tmp_path_factory.mktemp("index")
+    if request.param == "grown":
+        build(folder, known.bytes[: known.offsets[RECORDS * 2 // 3]])
+    return build(folder, known.bytes)
+
+
+def build(folder, data, status=0):
+    trace = folder / "t.trace"
+    trace.write_bytes(data)
+    environment = dict(os.environ, XDG_CACHE_HOME=str(folder))
+    command = [os.environ["MARROWFIN_TRACE"], "index", str(trace)]
+    run = subprocess.run(command, env=environment, capture_output=True, text=True, check=False)
+    assert run.returncode == status, run.stderr
+    return IndexFile(folder / "t.trace.mfindex")
+
+
+def test_the_trace_is_told_by_its_size_times_inode_and_edges(known, tmp_path):
+    index = build(tmp_path, known.bytes)
+    status = (tmp_path / "t.trace").stat()
+    assert index.trace.size == len(known.bytes)
+    assert index.trace.modified == status.st_mtime_ns
+    assert index.trace.changed == status.st_ctime_ns
+    assert index.trace.inode == status.st_ino
+    assert index.trace.edges == zlib.crc32(known.bytes[:4096] + known.bytes[-4096:])
+
+
+def test_the_edges_of_a_short_trace_are_all_of_it_twice(tmp_path):
+    data = b"".join(encode([Event(FIRE, 1, 0, (1, 2), None)]))
+    assert build(tmp_path, data).trace.edges == zlib.crc32(data + data)
+
+
+def check_summary(summary, known, end):
+    events = known.events[:end]
+    kinds = collections.Counter(event.kind for event in events)
+    falls = [i for i in range(1, end) if events[i].cycle < events[i - 1].cycle]
+    assert summary.records == end
+    assert summary.bytes == known.offsets[end]
+    assert summary.switches == kinds[SWITCH]
+    assert summary.fires == kinds[FIRE]
+    assert summary.sends == kinds[SEND]
+    assert summary.first_cycle == events[0].cycle
+    assert summary.last_cycle == events[-1].cycle
+    assert summary.largest_cycle == max(event.cycle for event in events)
+    assert summary.changes == known.changes[end - 1]
+    assert summary.falls == len(falls) > 0
+    assert summary.first_fall == falls[0]
+    assert (summary.fired_columns, summary.fired_rows) == known.extent(end, FIRE)
+    assert (summary.sent_columns, summary.sent_rows) == known.extent(end, SEND)
+    assert summary.threads == collections.Counter(event.thread for event in events)
+    assert summary.further_threads == 0
+    assert summary.places == known.places(end)
+    assert summary.all_places == 1
+    assert summary.fault[0] == 0
+
+
+def test_both_summaries_are_those_of_their_records(index, known):
+    check_summary(index.summary, known, RECORDS)
+    check_summary(index.at_last_boundary, known, index.boundaries[-1].record)
+    assert index.complete == 1
+
+
+def test_entries_tell_where_records_stand(index, known):
+    assert index.entries[0] == (0, 0, known.events[0].cycle, 0)
+    for record, offset, cycle, changes in index.entries:
+        assert offset == known.offsets[record]
+        assert cycle == known.events[record].cycle
+        assert changes == known.changes[record]
+    records = [entry[0] for entry in index.entries] + [RECORDS]
+    for first, second in zip(records, records[1:-1]):
+        assert index.stride <= second - first < 2 * index.stride
+    assert records[-1] - records[-2] < 2 * index.stride
+
+
+def test_boundaries_tell_where_segments_end(index, known):
+    assert len(index.boundaries) >= 4
+    for boundary in index.boundaries:
+        assert boundary.offset == known.offsets[boundary.record]
+        assert boundary.cycle == known.events[boundary.record - 1].cycle
+        assert boundary.changes == known.changes[boundary.record - 1]
+        assert (boundary.columns, boundary.rows) == known.array(boundary.record)
+        assert boundary.switches == len(known.places(boundary.record))
+    starts = [0] + [boundary.record for boundary in index.boundaries]
+    for start, boundary in zip(starts, index.boundaries):
+        assert boundary.sample == zlib.crc32(b"".join(map(sampled, known.events[start : start + 8])))
+    sizes = {(b.columns, b.rows, b.switches) for b in index.boundaries}
+    assert len(sizes) > 1, "the array was to grow"
+
+
+def sampled(event):
+    numbers = (event.thread, event.kind) + event.at + (event.to or (0, 0))
+    return struct.pack("<Q6I", event.cycle, *numbers)
+
+
+def code(cap, known, i, boundary):
+    """What the page says of a piece that record `i` touched last."""
+    change = known.is_change(i)
+    age = known.changes[boundary.record - 1] - known.changes[i] + change
+    step = 2 * cap if age >= cap else 2 * age + change
+    return 1 + known.events[i].thread % 6 * (2 * cap + 1) + step
+
+
+def test_keyframes_tell_what_touched_every_piece_last(index, known):
+    last_fire, last_switch = {}, {}
+    done = 2  # records 0 and 1 are left out
+    seen = set()
+    for boundary in index.boundaries:
+        for i in range(done, boundary.record):
+            event = known.events[i]
+            if event.kind != SEND:
+                (last_fire if event.kind == FIRE else last_switch)[event.at] = i
+        done = boundary.record
+        elements, switches = index.keyframe(boundary)
+        for position, found in enumerate(elements):
+            at = (position % boundary.columns, position // boundary.columns)
+            i = last_fire.get(at)
+            assert found == (0 if i is None else code(6, known, i, boundary)), at
+            seen.add(found)
+        for place, found in zip(known.places(boundary.record), switches):
+            assert found == code(10, known, last_switch[place], boundary), place
+    assert len(seen) > 40, "few of the states were tried"
+
+
+def test_the_sums_of_nodes_are_the_counts_up_to_a_boundary(index, known):
+    sums = {activity: collections.Counter() for activity in ACTIVITIES}
+    done = 0
+    for number, boundary in enumerate(index.boundaries, start=1):
+        for event in known.events[done : boundary.record]:
+            if event.kind == FIRE:
+                sums["fires"][event.at] += 1
+            elif event.kind == SWITCH:
+                sums["transmissions"][event.at] += 1
+            else:
+                sums["sends"][event.at] += 1
+                sums["receives"][event.to] += 1
+        done = boundary.record
+        for activity in ACTIVITIES:
+            found = collections.Counter()
+            prefix = number
+            while prefix > 0:
+                add_node(index, index.boundaries[prefix - 1], activity, found, known)
+                prefix -= prefix & -prefix
+            assert +found == sums[activity], (number, activity)
+
+
+def add_node(index, boundary, activity, counts, known):
+    places = known.places(boundary.record)
+    for position, count in enumerate(index.node(boundary, activity)):
+        at = (position % boundary.columns, position // boundary.columns)
+        counts[places[position] if activity == "transmissions" else at] += count
+
+
+def test_sections_lie_one_behind_the_other(known, tmp_path):
+    index = build(tmp_path, known.bytes)
+    end = 8
+    for offset, packed, _ in sorted(index.sections()):
+        assert offset == end
+        end += packed
+    assert end == index.directory[0]
+
+
+def test_an_empty_trace_has_an_index_without_tables(tmp_path):
+    index = build(tmp_path, b"")
+    assert index.trace.size == index.summary.records == index.summary.fault[0] == 0
+    assert index.entries == index.boundaries == []
+    assert index.complete == 1
+
+
+def test_the_fault_that_ends_a_trace_is_told_in_words(tmp_path):
+    data = b"".join(encode([Event(FIRE, 1, 0, (1, 2), None), Event(FIRE, 1, 0, (1, 2), None)]))
+    kind, offset, record, reason, remedy = build(tmp_path, data[:50], status=1).summary.fault
+    assert (kind != 0, offset, record) == (True, 28, 1)
+    assert reason == "the trace ends after 2 of the 8 bytes of a payload"
+    assert remedy == "run the simulator to its end, or use the records before it"
+
+
+def test_an_array_too_large_for_keyframes_has_the_tables_alone(tmp_path):
+    events = [Event(FIRE, i, 0, (i, 1 << 20), None) for i in range(40_000)]
+    index = build(tmp_path, b"".join(encode(events)))
+    assert index.complete == 0
+    assert index.summary.records == 40_000
+    assert len(index.entries) > 10
+
+
+def test_the_page_names_what_this_reader_expects():
+    page = os.path.join(os.environ["MARROWFIN_SOURCE_DIR"], "docs", "index-format.md")
+    with open(page, encoding="utf-8") as file:
+        text = file.read()
+    for words in ("`MFINDEX1`", "`MFINDEXE`", "| footer | 40 |", "first 4,096 bytes"):
+        assert words in text
