@@ -194,7 +194,13 @@ std::unique_ptr<Index> Index::Make(const TraceFile& trace, const std::string& fi
                                    const Index* grown, const ProgressCallback& progress,
                                    Fault& fault, IndexLimits limits) {
   const int descriptor = Write(trace, file, grown, progress, fault, limits);
-  return descriptor == -1 ? nullptr : OpenDescriptor(trace, descriptor, file, fault);
+  if (descriptor == -1) {
+    return nullptr;
+  }
+  std::unique_ptr<Index> index = OpenDescriptor(trace, descriptor, file, fault);
+  // What grew out of an index that somebody made up may contradict itself.
+  return index || grown == nullptr ? std::move(index)
+                                   : Make(trace, file, nullptr, progress, fault, limits);
 }
 
 // Makes the file and returns a descriptor for reading it; -1 where `fault` was set.
@@ -366,9 +372,10 @@ bool Index::ReadSection(const IndexSection& section, std::vector<uint8_t>& raw,
 }
 
 // The contents of a section, good until the next one is read; null, with `fault` set, where the
-// file is damaged.
+// file is damaged. What begins at a byte has one size, whatever sizes a directory gives it.
 const std::vector<uint8_t>* Index::Section(const IndexSection& section, Fault& fault) const {
-  if (const std::vector<uint8_t>* known = cache.Find(section.offset)) {
+  const std::vector<uint8_t>* known = cache.Find(section.offset);
+  if (known != nullptr && known->size() == section.rawSize) {
     return known;
   }
   std::vector<uint8_t> raw;

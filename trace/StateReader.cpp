@@ -41,6 +41,17 @@ Fault NoSuchStep(const std::string& name, uint64_t step, uint64_t steps) {
   return fault;
 }
 
+// Whoever makes up an index can make its checksums right, so what it says of the trace is no more
+// believed than the trace.
+Fault NotOfTrace(const Index& index) {
+  Fault fault;
+  fault.kind = Fault::DAMAGED_INPUT;
+  fault.file = index.FileName();
+  fault.reason = "the index contradicts its trace";
+  fault.remedy = "remove it, it is built again";
+  return fault;
+}
+
 }  // namespace
 
 // How records map to steps. A viewer starts with record `start` (record 0 in the natural reading);
@@ -274,7 +285,7 @@ bool StateReader::ApplyRecords(const Clock& clock, uint64_t first, uint64_t last
   }
   const uint32_t side = shape.Side();
   bool hasBefore = first > 0;
-  return Walk(
+  const bool walked = Walk(
       trace, index, first, last,
       [&](const Columns& columns, size_t from, size_t to) {
         for (size_t i = from; i < to; ++i) {
@@ -282,10 +293,13 @@ bool StateReader::ApplyRecords(const Clock& clock, uint64_t first, uint64_t last
           const uint32_t type = columns.tag[i].type;
           const Place at = columns.at[i];
           Touch* touched = nullptr;
-          if (type == FIRE_RECORD) {
+          if (type == FIRE_RECORD && shape.HasElement(at)) {
             touched = &touches.elements[static_cast<size_t>(at.row) * side + at.column];
-          } else if (type == SWITCH_RECORD) {
+          } else if (type == SWITCH_RECORD && shape.HasSwitch(at)) {
             touched = &touches.switches[static_cast<size_t>(SwitchNumber(shape, at))];
+          } else if (type != SEND_RECORD) {
+            fault = NotOfTrace(index);
+            return false;
           }
           if (touched != nullptr && (!older || *touched == NEVER)) {
             *touched = MakeTouch(columns.tag[i].thread,
@@ -298,6 +312,7 @@ bool StateReader::ApplyRecords(const Clock& clock, uint64_t first, uint64_t last
         return true;
       },
       fault);
+  return walked && !fault;
 }
 
 bool StateReader::AddMessages(const Clock& clock, ArrayState& state, Fault& fault) const {
