@@ -248,10 +248,10 @@ bool ActivityOverTime(const TraceFile& trace, const Index& index, uint64_t first
   if (!index.GetSummary().Ordered()) {
     return activity.CountCycles(first, last, kind, cells, fault);
   }
-  // Bin b holds the cycles from `edge(b)` up to, and without, `edge(b + 1)`.
+  // Bin b holds the cycles from `edge(b)` up to, and without, `edge(b + 1)`, which may be no cycle
+  // any more.
   const auto edge = [&](size_t b) {
-    return first +
-           static_cast<uint64_t>(static_cast<unsigned __int128>(last - first + 1) * b / bins);
+    return first + (static_cast<unsigned __int128>(last - first) + 1) * b / bins;
   };
   uint64_t begin = 0;
   uint64_t end = 0;
@@ -267,7 +267,11 @@ bool ActivityOverTime(const TraceFile& trace, const Index& index, uint64_t first
         fault = Stopped(trace.Name());
         return false;
       }
-      if (!activity.CountCycles(edge(b), edge(b + 1) - 1, kind, cells, fault)) {
+      if (edge(b) == edge(b + 1)) {
+        continue;  // there are more bins than cycles
+      }
+      if (!activity.CountCycles(static_cast<uint64_t>(edge(b)),
+                                static_cast<uint64_t>(edge(b + 1) - 1), kind, cells, fault)) {
         return false;
       }
       const std::vector<Place>& places = index.GetSummary().switchPlaces;

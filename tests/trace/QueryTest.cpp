@@ -4,6 +4,7 @@
 
 #include <random>
 
+#include "tests/support/TraceText.h"
 #include "tests/trace/Opened.h"
 #include "tests/trace/RandomTrace.h"
 #include "trace/Walk.h"
@@ -250,6 +251,37 @@ TEST(ActivityTest, ActivityOverTimeAddsUpWhateverTheResolution) {
       EXPECT_EQ(counts, expected) << bins << " bins, kind " << kind;
     }
   }
+}
+
+TEST(ActivityTest, ActivityOverAllCyclesThereCanBeIsSpreadOverTheBins) {
+  constexpr uint64_t MOST = ~uint64_t{0};
+  const Opened opened(
+      TraceBytes("fire 0 0 1 1\nfire 5 0 1 1\n"
+                 "fire 9223372036854775808 0 1 1\n"
+                 "fire 18446744073709551615 0 1 1\n"));
+  std::vector<uint64_t> counts;
+  Fault fault;
+  for (const auto& [bins, expected] : std::vector<std::pair<size_t, std::vector<uint64_t>>>{
+           {1, {4}}, {2, {2, 2}}, {3, {2, 1, 1}}}) {
+    ASSERT_TRUE(ActivityOverTime(*opened.trace, *opened.index, 0, MOST, bins, FIRES, std::nullopt,
+                                 {}, counts, fault));
+    EXPECT_EQ(counts, expected);
+  }
+}
+
+TEST(ActivityTest, MoreBinsThanCyclesLeaveBinsEmpty) {
+  // So many in a cycle that they are summed from the index.
+  std::vector<Event> events(600000);
+  for (size_t i = 0; i < events.size(); ++i) {
+    events[i].cycle = i < 500000 ? i / 250000 : 9;
+    events[i].at = {static_cast<uint32_t>(i % 4), 0};
+  }
+  const Opened opened(Encode(events));
+  std::vector<uint64_t> counts;
+  Fault fault;
+  ASSERT_TRUE(ActivityOverTime(*opened.trace, *opened.index, 0, 1, 3, FIRES, std::nullopt, {},
+                               counts, fault));
+  EXPECT_EQ(counts, (std::vector<uint64_t>{0, 250000, 250000}));
 }
 
 TEST(WalkTest, RecordsChangesAndCyclesAreFoundWhereTheyAre) {
