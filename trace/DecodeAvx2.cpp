@@ -35,8 +35,8 @@ __attribute__((target("avx2"))) inline __m256i LoadHalves(const uint8_t* low, co
 // 8 bytes from each of two places.
 __attribute__((target("avx2"))) inline __m128i LoadQuarters(const uint8_t* low,
                                                             const uint8_t* high) {
-  const __m128d first = _mm_load_sd(reinterpret_cast<const double*>(low));
-  return _mm_castpd_si128(_mm_loadh_pd(first, reinterpret_cast<const double*>(high)));
+  return _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(low)),
+                            _mm_loadl_epi64(reinterpret_cast<const __m128i*>(high)));
 }
 
 __attribute__((target("avx2"))) inline void Store(void* to, __m256i value) {
