@@ -1,7 +1,9 @@
 #include "trace/Split.h"
 
 #include <algorithm>
+#include <exception>
 #include <memory>
+#include <system_error>
 #include <thread>
 
 #include "trace/BigEndian.h"
@@ -82,14 +84,37 @@ std::vector<Piece> Cut(const TraceFile& trace, const std::vector<PieceTaker*>& t
   return pieces;
 }
 
+// What a taker throws is thrown on when no thread is left; what no thread can be had for is read in
+// this one.
 void ReadAll(const TraceFile& trace, std::vector<Piece>& pieces) {
+  std::vector<std::exception_ptr> thrown(pieces.size());
+  const auto read = [&](size_t i) {
+    try {
+      pieces[i].Read(trace);
+    } catch (...) {
+      thrown[i] = std::current_exception();
+    }
+  };
   std::vector<std::thread> threads;
-  for (size_t i = 1; i < pieces.size(); ++i) {
-    threads.emplace_back([&trace, &piece = pieces[i]] { piece.Read(trace); });
+  threads.reserve(pieces.size());
+  size_t begun = 1;
+  try {
+    for (; begun < pieces.size(); ++begun) {
+      threads.emplace_back(read, begun);
+    }
+  } catch (const std::system_error&) {
   }
-  pieces[0].Read(trace);
+  read(0);
+  for (; begun < pieces.size(); ++begun) {
+    read(begun);
+  }
   for (std::thread& thread : threads) {
     thread.join();
+  }
+  for (const std::exception_ptr& exception : thrown) {
+    if (exception) {
+      std::rethrow_exception(exception);
+    }
   }
 }
 
@@ -112,13 +137,38 @@ bool ScanTo(const TraceFile& trace, uint64_t cycle, uint64_t& offset, Fault& fau
   return true;
 }
 
+// The byte behind the well-formed record at byte `at`, if there is one.
+std::optional<size_t> Behind(const uint8_t* bytes, size_t at, size_t size) {
+  if (size - at < PAYLOAD_OFFSET) {
+    return std::nullopt;
+  }
+  const uint32_t type = Load32(bytes + at + TYPE_OFFSET);
+  const bool sound = IsRecordType(type) &&
+                     Load32(bytes + at + LENGTH_OFFSET) == PayloadSize(type) &&
+                     size - at >= RecordSize(type);
+  return sound ? std::optional(at + RecordSize(type)) : std::nullopt;
+}
+
+// Where two chains of records run together.
+std::optional<size_t> Join(const uint8_t* bytes, size_t one, size_t other, size_t size) {
+  while (one != other) {
+    size_t& last = one < other ? one : other;
+    const std::optional<size_t> next = Behind(bytes, last, size);
+    if (!next) {
+      return std::nullopt;
+    }
+    last = *next;
+  }
+  return one;
+}
+
 struct RecordFound {
   uint64_t offset = 0;
   std::optional<uint64_t> cycle;  // none at the end of the trace
 };
 
-// The first record that begins at or after byte `offset`, which is neither the first nor behind the
-// last; nothing where that cannot be told from the bytes nearby.
+// A record that begins at byte `offset` or soon after it; nothing where that cannot be told from
+// the bytes nearby. `offset` is below the size of the trace.
 std::optional<RecordFound> FindRecord(const TraceFile& trace, uint64_t offset, Fault& fault) {
   uint8_t bytes[WINDOW];
   const size_t size = static_cast<size_t>(std::min<uint64_t>(WINDOW, trace.Size() - offset));
@@ -133,25 +183,18 @@ std::optional<RecordFound> FindRecord(const TraceFile& trace, uint64_t offset, F
     if (!IsChain(bytes, at, size, last)) {
       continue;
     }
-    // A second chain is fine where it is the rest of the first.
-    const bool same = found && [&] {
-      size_t on = *found;
-      while (on < at) {
-        on += RecordSize(Load32(bytes + on));
-      }
-      return on == at;
-    }();
-    if (found && !same) {
+    // One of the chains is that of the trace, so where all have run together it is for certain.
+    found = found ? Join(bytes, *found, at, size) : at;
+    if (!found) {
       return std::nullopt;
     }
-    found = found ? found : at;
   }
   if (!found) {
     return std::nullopt;
   }
   RecordFound record;
   record.offset = offset + *found;
-  if (*found < size) {
+  if (size - *found >= PAYLOAD_OFFSET) {
     record.cycle = Load64(bytes + *found + CYCLE_OFFSET);
   }
   return record;
@@ -172,6 +215,8 @@ bool SeekCycle(const TraceFile& trace, uint64_t cycle, uint64_t& offset, Fault& 
   // they are near, reading on is quicker than another look.
   uint64_t low = 0;
   uint64_t high = trace.Size();
+  uint64_t lowCycle = 0;
+  uint64_t highCycle = ~uint64_t{0};
   constexpr uint64_t NEAR = 16384;
   while (high - low > NEAR) {
     const uint64_t middle = low + (high - low) / 2;
@@ -179,14 +224,17 @@ bool SeekCycle(const TraceFile& trace, uint64_t cycle, uint64_t& offset, Fault& 
     if (fault) {
       return false;
     }
-    if (!found) {
+    const uint64_t at = found ? found->cycle.value_or(highCycle) : 0;
+    if (!found || at < lowCycle || at > highCycle) {
       offset = 0;
       return ScanTo(trace, cycle, offset, fault);
     }
-    if (found->cycle && *found->cycle < cycle) {
+    if (at < cycle) {
       low = found->offset;
+      lowCycle = at;
     } else {
       high = middle;
+      highCycle = at;
     }
   }
   offset = low;

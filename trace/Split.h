@@ -17,16 +17,17 @@ namespace marrowfin {
 // Of any LARGE_RECORD bytes in a row at least one begins a record. At that one a chain of records
 // hangs together, each known type with its own length and cycles that do not fall; at any other
 // byte such a chain is rare, unless someone wrote a payload to look like it. So a byte is believed
-// only if its chain holds and no other byte of the window has one that does.
+// only where all chains that begin in the window have run together.
 
-// The first byte at or after `offset` at which a record begins, the size of the trace at its end;
+// A byte at or soon after `offset` at which a record begins, the size of the trace at its end;
 // nothing where that cannot be told from the bytes nearby. Believe it of a well-formed trace only:
 // behind a malformed record, records that nobody can reach may look as good as any.
 std::optional<uint64_t> Resynchronise(const TraceFile& trace, uint64_t offset, Fault& fault);
 
 // The byte at which the first record of cycle `cycle` or later begins, the size of the trace where
 // there is none, found by bisection and without an index, in a trace whose cycles do not fall.
-// Where the bytes are ambiguous the trace is read from its start instead.
+// Where the bytes are ambiguous, or what is looked at on the way shows that cycles do fall, the trace
+// is read from its start instead.
 bool SeekCycle(const TraceFile& trace, uint64_t cycle, uint64_t& offset, Fault& fault);
 
 // Takes the batches of one piece of a trace, in order.
