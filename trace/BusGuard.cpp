@@ -1,5 +1,7 @@
 #include "trace/BusGuard.h"
 
+#include <ucontext.h>
+
 #include <csignal>
 #include <mutex>
 
@@ -19,6 +21,9 @@ struct BusGuardHandler {
     const char* address = static_cast<const char*>(info->si_addr);
     for (BusGuard* guard = innermost; raised && guard != nullptr; guard = guard->outer) {
       if (address >= guard->low && address < guard->high) {
+        // As it was at the fault: not all that stands between the system and a handler leaves the
+        // mask to the flags that the handler was installed with.
+        pthread_sigmask(SIG_SETMASK, &static_cast<const ucontext_t*>(context)->uc_sigmask, nullptr);
         siglongjmp(guard->back, 1);
       }
     }

@@ -20,7 +20,7 @@ class BusGuard {
   static bool Run(const void* memory, size_t size, Read read) {
     Install();
     BusGuard guard(memory, size);
-    // The mask need not be saved: the handler does not block the signal.
+    // The handler puts the mask back; saving it here would take a system call.
     if (sigsetjmp(guard.back, 0) != 0) {
       return false;
     }

@@ -198,6 +198,12 @@ std::unique_ptr<Index> Index::Make(const TraceFile& trace, const std::string& fi
     return nullptr;
   }
   std::unique_ptr<Index> index = OpenDescriptor(trace, descriptor, file, fault);
+  // Whoever writes a trace anew makes it shorter, and then perhaps longer than it was.
+  if (index && !trace.IsUntouched() && !index->SamplesAgree(trace)) {
+    fault = trace.Changed(0);
+    fault.reason = "the file was written to while it was read";
+    return nullptr;
+  }
   // What grew out of an index that somebody made up may contradict itself.
   return index || grown == nullptr ? std::move(index)
                                    : Make(trace, file, nullptr, progress, fault, limits);
@@ -209,6 +215,10 @@ int Index::Write(const TraceFile& trace, const std::string& file, const Index* g
   fault = Fault();
   IndexWriter writer;
   if (!writer.Open(file, PermissionsOf(trace), fault)) {
+    return -1;
+  }
+  uint32_t edges = 0;
+  if (!EdgesOf(trace, trace.Size(), edges, fault)) {
     return -1;
   }
   IndexBuilder builder([&](std::span<const uint8_t> raw) { return writer.Append(raw); }, limits);
@@ -227,6 +237,11 @@ int Index::Write(const TraceFile& trace, const std::string& file, const Index* g
   builder.Finish();
   IndexDirectory directory = DirectoryOf(trace, builder, end);
   if (!EdgesOf(trace, trace.Size(), directory.traceEdges, fault) || !trace.IsUnchanged(fault)) {
+    return -1;
+  }
+  if (directory.traceEdges != edges) {
+    fault = trace.Changed(0);
+    fault.reason = "the file was written to while it was read";
     return -1;
   }
   return writer.Commit(directory, fault);

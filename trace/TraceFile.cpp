@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "trace/BigEndian.h"
 #include "trace/BusGuard.h"
 #include "trace/Reader.h"
 
@@ -141,6 +142,13 @@ bool TraceFile::IsUnchanged(Fault& fault) const {
   return !fault;
 }
 
+bool TraceFile::IsUntouched() const {
+  struct stat status;
+  return fstat(descriptor, &status) == 0 &&
+         static_cast<uint64_t>(status.st_size) == identity.size &&
+         Nanoseconds(status.st_mtim) == identity.modified;
+}
+
 uint64_t TraceFile::Decode(uint64_t offset, uint64_t limit, Columns& columns, Fault& fault) const {
   columns.Clear();
   columns.firstOffset = offset;
@@ -151,13 +159,15 @@ uint64_t TraceFile::Decode(uint64_t offset, uint64_t limit, Columns& columns, Fa
     return offset;
   }
   const uint8_t* next = nullptr;
+  bool atZeros = false;
   const bool whole = BusGuard::Run(bytes, size, [&] {
     TouchWindow(bytes, offset, limit);
     next = DecodeBest(bytes + offset, bytes + limit, columns);
+    atZeros = bytes + size - next >= 4 && Load32(next) == 0;
   });
-  // In the page in which a truncated file ends, zeros stand for what is gone: they end the batch,
-  // and may be part of its last record.
-  const bool stopped = columns.size < Columns::CAPACITY || next == bytes + size;
+  // In the page in which a truncated file ends, zeros stand for what is gone: they end the batch or
+  // follow it, and may be part of its last record.
+  const bool stopped = columns.size < Columns::CAPACITY || bytes + size - next < 4 || atZeros;
   if (!whole || (stopped && IsShorter())) {
     columns.Clear();
     fault = Changed(offset);

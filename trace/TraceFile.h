@@ -54,6 +54,10 @@ class TraceFile {
   // and its time tell; one that only grew is fine.
   bool IsUnchanged(Fault& fault) const;
 
+  // Whether nobody has written to the file since it was opened, as far as its size and its time
+  // tell.
+  bool IsUntouched() const;
+
   // Copies `length` bytes from byte `offset`; false, with `fault` set, where the file went away.
   bool Copy(uint64_t offset, size_t length, uint8_t* out, Fault& fault) const;
 

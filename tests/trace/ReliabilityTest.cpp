@@ -306,6 +306,29 @@ TEST(TraceReliabilityTest, TraceThatIsTruncatedWhileItIsOpenIsAFaultThatSaysSo) 
   }
 }
 
+// Zeros that end a full batch have the right form of a record, and follow one as well as end it.
+TEST(TraceReliabilityTest, RecordWhoseEndWasTruncatedIsNoneAtTheEndOfABatchEither) {
+  for (const size_t records : {size_t{1000}, Columns::CAPACITY}) {
+    std::vector<Event> events(records);
+    for (size_t i = 0; i < records; ++i) {
+      events[i].cycle = i;
+      events[i].thread = 7;
+      events[i].at = {3, 3};
+    }
+    for (size_t left = 20; left < SMALL_RECORD; ++left) {
+      const TempDir folder;
+      WriteFile(folder.File("t"), Encode(events));
+      Fault fault;
+      const auto trace = TraceFile::Open(folder.File("t"), fault);
+      fs::resize_file(folder.File("t"), (Columns::CAPACITY - 1) * SMALL_RECORD + left);
+      auto columns = std::make_unique<Columns>();
+      trace->Decode(0, trace->Size(), *columns, fault);
+      EXPECT_EQ(fault.kind, Fault::CHANGED) << left;
+      EXPECT_EQ(columns->size, 0U);
+    }
+  }
+}
+
 TEST(TraceReliabilityTest, TraceThatIsTruncatedIsIndexedAnewWhenItIsOpenedAgain) {
   Opened opened(Trace(9, 80000));
   fs::resize_file(opened.name, 40000 * SMALL_RECORD + 5);
@@ -327,6 +350,30 @@ std::unique_ptr<Index> OpenWhile(const TraceFile& trace, const std::function<voi
         return true;
       },
       fault);
+}
+
+// A simulator that runs again empties its trace and then writes more than there was. Where the
+// first and last records happen to be the same, those at the ends of segments tell.
+TEST(TraceReliabilityTest, TraceThatIsWrittenAnewWhileItIsIndexedIsAFaultThoughItIsLonger) {
+  std::mt19937 random(10);
+  RandomTraceOptions options;
+  options.shape = SHAPE;
+  options.records = 250000;
+  std::vector<Event> events = RandomEvents(random, options);
+  const std::string bytes = Encode({events.begin(), events.begin() + 240000});
+  for (size_t i = 60000; i < 180000; ++i) {
+    events[i].thread += 1;
+  }
+  for (const std::string& longer : {Trace(11, 300000), Encode(events)}) {
+    const TempDir folder;
+    WriteFile(folder.File("t"), bytes);
+    Fault fault;
+    const auto trace = TraceFile::Open(folder.File("t"), fault);
+    const auto index = OpenWhile(
+        *trace, [&] { WriteFile(folder.File("t"), longer); }, fault);
+    EXPECT_EQ(index, nullptr);
+    EXPECT_EQ(fault.kind, Fault::CHANGED) << fault.Text();
+  }
 }
 
 TEST(TraceReliabilityTest, TraceThatIsTruncatedWhileItIsIndexedIsAFaultThatSaysSo) {
