@@ -43,7 +43,8 @@ IndexBuilder::IndexBuilder(SegmentPacker::Sink sink, IndexLimits limits)
 // decoded from a keyframe in a fraction of a millisecond.
 uint64_t IndexBuilder::SegmentLength() const {
   const uint64_t elements = static_cast<uint64_t>(columnCount) * rowCount;
-  return segmentScale * std::max(limits.segmentRecords, 2 * elements);
+  return std::min(segmentScale * std::max(limits.segmentRecords, 2 * elements),
+                  IndexLimits::LARGEST_SEGMENT);
 }
 
 // Entries and boundaries stand between batches, so no batch needs to be split.
@@ -192,7 +193,8 @@ void IndexBuilder::EndSegment() {
 // Segments may differ in length, so those that follow simply take twice as many records. Above the
 // largest segment a counter of a cell could overflow, and the table grows after all.
 void IndexBuilder::HalveBoundaries() {
-  if (packer.Boundaries().size() >= limits.boundaries &&
+  const size_t boundaries = packer.Boundaries().size();
+  if (boundaries >= limits.boundaries && boundaries % 2 == 0 &&
       2 * SegmentLength() <= IndexLimits::LARGEST_SEGMENT) {
     packer.Halve();
     segmentScale *= 2;

@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <map>
+#include <numeric>
 #include <random>
+#include <set>
 
 #include "tests/support/TraceText.h"
 #include "tests/trace/Answers.h"
@@ -437,6 +439,28 @@ TEST(IndexLimitsTest, IndexWhoseBoundariesWereHalvedIsExtended) {
     EXPECT_GT(first, records / 2 * SMALL_RECORD) << "it was built anew";
     EXPECT_EQ(Answers(*trace, *index, {2, 2, 2}, 3, 20), FreshAnswers(*trace, {2, 2, 2}, 3, 20));
   }
+}
+
+// As left by whoever had room for more; an odd number of boundaries cannot be halved.
+TEST(IndexLimitsTest, IndexWithTooManyBoundariesIsExtendedAllTheSame) {
+  const std::vector<Event> events = ManyEvents(560000);
+  std::set<size_t> parities;
+  for (const ptrdiff_t records : {540000, 540256}) {
+    const FineIndex fine({events.begin(), events.begin() + records},
+                         {.segmentRecords = 1, .boundaries = 16384});
+    ASSERT_GT(fine.index->Boundaries().size(), IndexLimits().boundaries);
+    parities.insert(fine.index->Boundaries().size() % 2);
+    WriteFile(fine.folder.File("t"), Encode(events));
+    Fault fault;
+    const auto trace = TraceFile::Open(fine.folder.File("t"), fault);
+    const auto index = Index::Open(*trace, {}, fault);
+    ASSERT_TRUE(index) << fault.Text();
+    ASSERT_GT(index->Boundaries().size(), 1000U) << "it was built anew";
+    std::vector<uint64_t> fires;
+    ASSERT_TRUE(ActivityReader(*trace, *index).Count(0, events.size(), FIRES, fires, fault));
+    EXPECT_EQ(std::accumulate(fires.begin(), fires.end(), uint64_t{0}), index->GetSummary().fires);
+  }
+  EXPECT_EQ(parities.size(), 2U);
 }
 
 TEST(IndexLimitsTest, FullTableOfRecordsKeepsEveryOtherOne) {
