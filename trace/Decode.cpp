@@ -1,12 +1,16 @@
 #include "trace/Decode.h"
 
 #include <algorithm>
+#include <atomic>
 
 #include "trace/BigEndian.h"
 
 namespace marrowfin {
 
 namespace {
+
+// Alone, so that no order with other memory is needed.
+std::atomic<bool> avx2Allowed = true;
 
 void Raise(Place& most, Place place) {
   most.column = std::max(most.column, place.column);
@@ -58,11 +62,13 @@ const uint8_t* DecodePortable(const uint8_t* data, const uint8_t* end, Columns& 
 bool HasAvx2() {
 #if defined(__x86_64__)
   static const bool has = __builtin_cpu_supports("avx2");
-  return has;
+  return has && avx2Allowed.load(std::memory_order_relaxed);
 #else
   return false;
 #endif
 }
+
+void AllowAvx2(bool allowed) { avx2Allowed.store(allowed, std::memory_order_relaxed); }
 
 const uint8_t* DecodeBest(const uint8_t* data, const uint8_t* end, Columns& columns) {
   if (HasAvx2()) {

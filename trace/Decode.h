@@ -20,10 +20,16 @@ DecodeFunction DecodePortable;
 // of a piece to DecodePortable.
 DecodeFunction DecodeAvx2;
 
-// The fastest of the above that this processor runs, for all records of the piece.
+// The fastest of the above that HasAvx2 leaves, for all records of the piece.
 DecodeFunction DecodeBest;
 
+// Whether this processor runs DecodeAvx2 and it is not ruled out.
 bool HasAvx2();
+
+// Rules everything that is made for AVX2 out, or in again, for the whole process: whether a result
+// changes tells whether a fault is to be looked for there. Any thread may call it at any time;
+// batches that are being decoded are finished as they were begun.
+void AllowAvx2(bool allowed);
 
 }  // namespace marrowfin
 

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <memory>
 #include <random>
 
@@ -67,6 +68,23 @@ TEST(DecodeTest, ThisMachineRunsBothDecoders) {
   if (!HasAvx2()) {
     GTEST_SKIP() << "this processor has no AVX2: only the portable decoder is tested";
   }
+}
+
+TEST(DecodeTest, Avx2CanBeRuledOutAndInAgain) {
+  const bool has = HasAvx2();
+  AllowAvx2(false);
+  EXPECT_FALSE(HasAvx2());
+  std::mt19937 random(8);
+  const std::string bytes = Encode(WildEvents(random, 50));
+  ExpectSame(RunDecoder(DecodePortable, bytes), RunDecoder(DecodeBest, bytes));
+  AllowAvx2(has);
+  EXPECT_EQ(HasAvx2(), has);
+}
+
+// Every other suite relies on it, see PortableDecoder.cpp.
+TEST(DecoderChoiceTest, PortableDecoderIsUsedWhereItIsWanted) {
+  const char* const decoder = std::getenv("MARROWFIN_TEST_DECODER");
+  EXPECT_FALSE(decoder != nullptr && HasAvx2());
 }
 
 TEST(DecodeTest, PortableDecoderDeliversEveryField) {
