@@ -14,17 +14,6 @@ uint32_t PowerFor(uint64_t extent) {
   return extent == 0 ? 0 : static_cast<uint32_t>(std::bit_ceil(extent));
 }
 
-// Whoever makes up an index can make its checksums right, so what it says of the trace is no more
-// believed than the trace.
-Fault NotOfTrace(const Index& index) {
-  Fault fault;
-  fault.kind = Fault::DAMAGED_INPUT;
-  fault.file = index.FileName();
-  fault.reason = "the index contradicts its trace";
-  fault.remedy = "remove it, it is built again";
-  return fault;
-}
-
 }  // namespace
 
 uint32_t ActivityReader::ColumnCount() const {
@@ -54,8 +43,8 @@ size_t ActivityReader::Nearest(uint64_t record) const {
   return record - RecordOf(below) <= above->record - record ? below : below + 1;
 }
 
-bool ActivityReader::Count(uint64_t first, uint64_t last, Activity activity,
-                           std::vector<uint64_t>& counts, Fault& fault) const {
+// Makes a count of 0 of every unit.
+bool ActivityReader::Begin(Activity activity, std::vector<uint64_t>& counts, Fault& fault) const {
   if (!index.HasBoundaries()) {
     fault.kind = Fault::OUTSIDE_ARRAY;
     fault.file = trace.Name();
@@ -68,6 +57,24 @@ bool ActivityReader::Count(uint64_t first, uint64_t last, Activity activity,
   counts.assign(elements ? static_cast<size_t>(ColumnCount()) * RowCount()
                          : index.GetSummary().switchPlaces.size(),
                 0);
+  return true;
+}
+
+bool ActivityReader::Count(uint64_t first, uint64_t last, Activity activity,
+                           std::vector<uint64_t>& counts, Fault& fault) const {
+  return Settle(trace, index, CountRecords(first, last, activity, counts, fault), fault);
+}
+
+bool ActivityReader::CountBetween(size_t from, size_t to, Activity activity,
+                                  std::vector<uint64_t>& counts, Fault& fault) const {
+  return Begin(activity, counts, fault) && AddBetween(from, to, activity, counts, fault);
+}
+
+bool ActivityReader::CountRecords(uint64_t first, uint64_t last, Activity activity,
+                                  std::vector<uint64_t>& counts, Fault& fault) const {
+  if (!Begin(activity, counts, fault)) {
+    return false;
+  }
   last = std::min(last, index.GetSummary().records);
   first = std::min(first, last);
   const size_t from = Nearest(first);
@@ -123,7 +130,7 @@ bool ActivityReader::AddRecords(uint64_t first, uint64_t last, Activity activity
       trace, index, first, last,
       [&](const Columns& columns, size_t from, size_t to) {
         if (!fits(columns.maxFired) || !fits(columns.maxSent)) {
-          fault = NotOfTrace(index);
+          fault = Contradiction(trace, index);
           return false;
         }
         const Place* places = activity == RECEIVES ? columns.to : columns.at;
@@ -153,7 +160,7 @@ bool ActivityReader::AddTransmissions(uint64_t first, uint64_t last, int sign,
           }
           const uint32_t slot = slots.Find(columns.at[i]);
           if (slot == PlaceTable::NONE) {
-            fault = NotOfTrace(index);
+            fault = Contradiction(trace, index);
             return false;
           }
           counts[slot] += step;
@@ -176,9 +183,11 @@ bool ActivityReader::CountCycles(uint64_t first, uint64_t last, Activity activit
   }
   uint64_t firstRecord = 0;
   uint64_t lastRecord = index.GetSummary().records;
-  return FindCycle(trace, index, first, firstRecord, fault) &&
-         (last == ~uint64_t{0} || FindCycle(trace, index, last + 1, lastRecord, fault)) &&
-         Count(firstRecord, lastRecord, activity, counts, fault);
+  const bool counted =
+      FindCycle(trace, index, first, firstRecord, fault) &&
+      (last == ~uint64_t{0} || FindCycle(trace, index, last + 1, lastRecord, fault)) &&
+      CountRecords(firstRecord, lastRecord, activity, counts, fault);
+  return Settle(trace, index, counted, fault);
 }
 
 }  // namespace marrowfin

@@ -31,12 +31,20 @@ class ActivityReader {
   bool Count(uint64_t first, uint64_t last, Activity activity, std::vector<uint64_t>& counts,
              Fault& fault) const;
 
+  // The same between two boundaries of the index, counted from 1 (0 is the start of the trace),
+  // out of the index alone: whether the trace is still what was indexed is not asked.
+  bool CountBetween(size_t from, size_t to, Activity activity, std::vector<uint64_t>& counts,
+                    Fault& fault) const;
+
   // The same for all records of the cycles `first` to `last` (included), in a trace whose cycles do
   // not fall; in any other it is a fault.
   bool CountCycles(uint64_t first, uint64_t last, Activity activity, std::vector<uint64_t>& counts,
                    Fault& fault) const;
 
  private:
+  bool Begin(Activity activity, std::vector<uint64_t>& counts, Fault& fault) const;
+  bool CountRecords(uint64_t first, uint64_t last, Activity activity, std::vector<uint64_t>& counts,
+                    Fault& fault) const;
   bool AddRecords(uint64_t first, uint64_t last, Activity activity, int sign,
                   std::vector<uint64_t>& counts, Fault& fault) const;
   bool AddTransmissions(uint64_t first, uint64_t last, int sign, std::vector<uint64_t>& counts,
