@@ -9,14 +9,6 @@ namespace marrowfin {
 
 namespace {
 
-Fault Stopped(const std::string& name) {
-  Fault fault;
-  fault.kind = Fault::CANCELLED;
-  fault.file = name;
-  fault.reason = "stopped";
-  return fault;
-}
-
 // The sum of the counts of a region; cells are columns x rows.
 uint64_t SumOf(const std::vector<uint64_t>& counts, uint32_t columns, uint32_t rows,
                const Region& region) {
@@ -66,90 +58,233 @@ EventCursor::EventCursor(const TraceFile& trace, const Index& index, const Event
       activity(trace, index),
       columns(std::make_unique<Columns>()) {}
 
-// Turns the range of cycles into one of records, where that is possible.
+// Turns the ranges of cycles and steps into one of records, where that is possible.
 bool EventCursor::Narrow() {
   if (narrowed) {
     return !fault;
   }
   narrowed = true;
-  begin = filter.firstRecord;
   end = std::min(filter.lastRecord, index.GetSummary().records);
-  if (index.GetSummary().Ordered()) {
-    uint64_t from = 0;
-    uint64_t to = end;
-    if (!FindCycle(trace, index, filter.firstCycle, from, fault) ||
-        (filter.lastCycle != ~uint64_t{0} &&
-         !FindCycle(trace, index, filter.lastCycle + 1, to, fault))) {
+  begin = std::min(filter.firstRecord, end);
+  if (!NarrowToCycles() || !NarrowToSteps()) {
+    return Settle(trace, index, false, fault);
+  }
+  end = std::max(begin, end);
+  next = begin;
+  return true;
+}
+
+bool EventCursor::NarrowToCycles() {
+  if (!index.GetSummary().Ordered()) {
+    return true;
+  }
+  uint64_t from = 0;
+  uint64_t to = end;
+  if (!FindCycle(trace, index, filter.firstCycle, from, fault) ||
+      (filter.lastCycle != ~uint64_t{0} &&
+       !FindCycle(trace, index, filter.lastCycle + 1, to, fault))) {
+    return false;
+  }
+  begin = std::max(begin, from);
+  end = std::min(end, to);
+  return true;
+}
+
+bool EventCursor::NarrowToSteps() {
+  if (filter.firstStep == 0 && filter.lastStep == ~uint64_t{0}) {
+    return true;
+  }
+  ViewerSteps steps;
+  uint64_t from = 0;
+  uint64_t to = 0;
+  // Nothing of the range is gone through yet.
+  const auto ask = [&](uint64_t, uint64_t) { return progress(0, end - std::min(begin, end)); };
+  if (!FindSteps(trace, index, filter.skipTo, steps, fault,
+                 progress ? ProgressCallback(ask) : ProgressCallback()) ||
+      (filter.firstStep > 0 &&
+       !FindStepEnd(trace, index, steps, filter.firstStep - 1, from, fault)) ||
+      !FindStepEnd(trace, index, steps, filter.lastStep, to, fault)) {
+    return false;
+  }
+  begin = std::max(begin, from);
+  end = std::min(end, to);
+  return true;
+}
+
+uint64_t EventCursor::RecordOf(size_t boundary) const {
+  return boundary == 0 ? 0 : index.Boundaries()[boundary - 1].record;
+}
+
+// The last boundary at or before a record.
+size_t EventCursor::BoundaryAt(uint64_t record) const {
+  const auto boundaries = index.Boundaries();
+  return static_cast<size_t>(
+      std::partition_point(boundaries.begin(), boundaries.end(),
+                           [&](const IndexBoundary& b) { return b.record <= record; }) -
+      boundaries.begin());
+}
+
+// Whether there are segments that the index may know to be quiet.
+bool EventCursor::TellsQuiet() const {
+  const bool all = filter.switches && filter.fires && filter.sends;
+  return index.HasBoundaries() && (filter.region || !all);
+}
+
+bool EventCursor::HasNone(size_t from, size_t to, Activity kind) {
+  if (!activity.CountBetween(from, to, kind, counts, fault)) {
+    return false;
+  }
+  const auto isZero = [](uint64_t count) { return count == 0; };
+  if (!filter.region) {
+    return std::all_of(counts.begin(), counts.end(), isZero);
+  }
+  if (kind != TRANSMISSIONS) {
+    return SumOf(counts, activity.ColumnCount(), activity.RowCount(), *filter.region) == 0;
+  }
+  const std::vector<Place>& places = index.GetSummary().switchPlaces;
+  for (size_t slot = 0; slot < counts.size(); ++slot) {
+    if (counts[slot] != 0 && filter.region->Has(places[slot])) {
       return false;
     }
-    begin = std::max(begin, from);
-    end = std::min(end, to);
   }
-  next = begin;
   return true;
 }
 
 // Whether the index knows that nothing that matches happened between two boundaries.
 bool EventCursor::IsQuiet(size_t from, size_t to) {
-  const auto recordOf = [&](size_t b) { return b == 0 ? 0 : index.Boundaries()[b - 1].record; };
-  std::vector<uint64_t> counts;
-  const auto none = [&](Activity kind) {
-    return activity.Count(recordOf(from), recordOf(to), kind, counts, fault) &&
-           SumOf(counts, activity.ColumnCount(), activity.RowCount(), *filter.region) == 0;
-  };
-  if (filter.switches) {
-    if (!activity.Count(recordOf(from), recordOf(to), TRANSMISSIONS, counts, fault)) {
-      return false;
-    }
-    for (size_t slot = 0; slot < counts.size(); ++slot) {
-      if (counts[slot] != 0 && filter.region->Has(index.GetSummary().switchPlaces[slot])) {
-        return false;
-      }
-    }
-  }
-  return (!filter.fires || none(FIRES)) && (!filter.sends || (none(SENDS) && none(RECEIVES)));
+  return (!filter.switches || HasNone(from, to, TRANSMISSIONS)) &&
+         (!filter.fires || HasNone(from, to, FIRES)) &&
+         (!filter.sends ||
+          (HasNone(from, to, SENDS) && (!filter.region || HasNone(from, to, RECEIVES))));
 }
 
-// The first record at or after `record` that may match: at a boundary, spans without activity in
-// the region are left out, the longest first.
+// The first record at or after `record` that may match: quiet segments are left out. A span that
+// was quiet is followed by one of twice its length, one that was not by half of it; spans begin at
+// multiples of their length, so that few nodes tell of each.
 uint64_t EventCursor::PassOver(uint64_t record) {
-  if (!filter.region || !index.HasBoundaries()) {
+  if (!TellsQuiet()) {
     return record;
   }
-  const auto boundaries = index.Boundaries();
-  const auto recordOf = [&](size_t b) { return b == 0 ? 0 : boundaries[b - 1].record; };
-  size_t b = static_cast<size_t>(
-      std::partition_point(boundaries.begin(), boundaries.end(),
-                           [&](const IndexBoundary& x) { return x.record <= record; }) -
-      boundaries.begin());
-  if (recordOf(b) != record) {
-    return record;
-  }
-  // A span that was quiet is followed by one of twice its length, one that was not by half of it.
+  size_t b = BoundaryAt(record);
   size_t span = 1;
-  while (b < boundaries.size() && recordOf(b) < end) {
-    span = std::min(span, boundaries.size() - b);
+  while (b != active && b < index.Boundaries().size() && RecordOf(b) < end &&
+         Report(std::max(record, RecordOf(b)) - begin, end - begin)) {
+    const size_t left = std::bit_floor(index.Boundaries().size() - b);
+    span = std::min({span, left, b == 0 ? left : b & -b});
     if (IsQuiet(b, b + span)) {
       b += span;
       span *= 2;
     } else if (fault || span == 1) {
-      break;
+      active = b;
     } else {
       span /= 2;
     }
   }
-  return recordOf(b);
+  return std::min(end, std::max(record, RecordOf(b)));
 }
 
-// Decodes the batch that begins with `record`.
+// The record behind the last one before `record` that may match, likewise. `from` is where the
+// search began.
+uint64_t EventCursor::PassBack(uint64_t record, uint64_t from) {
+  const size_t inside = BoundaryAt(record - 1);
+  if (!TellsQuiet() || inside == active || inside == index.Boundaries().size()) {
+    return record;
+  }
+  size_t b = inside + 1;
+  size_t span = 1;
+  while (b > 0 && b - 1 != active && RecordOf(b) > begin &&
+         Report(from - std::min(record, RecordOf(b)), from - begin)) {
+    span = std::min(span, b & -b);
+    if (IsQuiet(b - span, b)) {
+      b -= span;
+      span *= 2;
+    } else if (fault || span == 1) {
+      active = b - 1;
+    } else {
+      span /= 2;
+    }
+  }
+  return std::max(begin, std::min(record, RecordOf(b)));
+}
+
+bool EventCursor::Holds(uint64_t record) const {
+  return record >= columns->firstRecord && record < columns->firstRecord + columns->size;
+}
+
+EventCursor::Spot EventCursor::Behind() const {
+  return {columns->firstRecord + columns->size, columns->firstOffset + columns->Bytes()};
+}
+
+// The last place at or before a record that the index knows.
+EventCursor::Spot EventCursor::SpotBefore(uint64_t record) const {
+  const auto entries = index.Entries();
+  const auto above =
+      std::partition_point(entries.begin(), entries.end(),
+                           [&](const IndexEntry& entry) { return entry.record <= record; });
+  const IndexEntry& entry = above == entries.begin() ? entries.front() : *(above - 1);
+  const size_t b = BoundaryAt(record);
+  if (RecordOf(b) > entry.record) {
+    return {RecordOf(b), index.Boundaries()[b - 1].offset};
+  }
+  return {entry.record, entry.offset};
+}
+
+// Decodes the batch that begins at a place. It ends at the next boundary at the latest, so that
+// what follows can be passed over from there.
+bool EventCursor::Decode(Spot spot) {
+  const size_t b = BoundaryAt(spot.record);
+  const bool bounded = b < index.Boundaries().size();
+  const IndexBoundary boundary = bounded ? index.Boundaries()[b] : IndexBoundary();
+  const uint64_t limit = bounded ? boundary.offset : index.GetSummary().bytes;
+  Fault found;
+  settled = false;
+  columns->firstRecord = spot.record;
+  trace.Decode(spot.offset, limit, *columns, found);
+  recordsRead += columns->size;
+  const Spot behind = Behind();
+  const bool agrees = !bounded || (behind.record <= boundary.record &&
+                                   (behind.record == boundary.record) == (behind.offset == limit));
+  if (found || !agrees) {
+    const bool itself = found.kind == Fault::CHANGED || found.kind == Fault::SYSTEM;
+    fault = itself ? found : Contradiction(trace, index);
+    fault.record = spot.record;
+    columns->Clear();
+  }
+  return !fault;
+}
+
+// Decodes the batch that holds a record, from where the last one ended if that is near.
 bool EventCursor::Load(uint64_t record) {
-  return Walk(
-      trace, index, record, end,
-      [&](const Columns& batch, size_t, size_t) {
-        *columns = batch;
-        return false;
-      },
-      fault);
+  const Spot known = SpotBefore(record);
+  const Spot behind = Behind();
+  const bool goesOn = behind.record <= record && behind.record >= known.record;
+  if (!Decode(goesOn ? behind : known)) {
+    return false;
+  }
+  while (!Holds(record)) {
+    if (!Decode(Behind())) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// The same where those before it are wanted next.
+bool EventCursor::LoadBack(uint64_t record) {
+  if (!spots.empty() && record >= spots.front().record && record < spotsEnd) {
+    const auto above = std::partition_point(
+        spots.begin(), spots.end(), [&](const Spot& spot) { return spot.record <= record; });
+    return Decode(*(above - 1));
+  }
+  spots.clear();
+  for (Spot spot = SpotBefore(record); Decode(spot); spot = Behind()) {
+    spots.push_back(spot);
+    spotsEnd = Behind().record;
+    if (Holds(record)) {
+      return true;
+    }
+  }
+  return false;
 }
 
 TraceEvent EventCursor::EventAt(size_t i) const {
@@ -157,82 +292,90 @@ TraceEvent EventCursor::EventAt(size_t i) const {
           columns->tag[i].type,     columns->at[i],    columns->to[i]};
 }
 
+// Leaves out what most filters leave out, before an event is made of it.
+bool EventCursor::MayMatch(size_t i) const {
+  const Columns::Tag tag = columns->tag[i];
+  const bool typed = tag.type == FIRE_RECORD   ? filter.fires
+                     : tag.type == SEND_RECORD ? filter.sends
+                                               : filter.switches;
+  return typed && (!filter.thread || tag.thread == *filter.thread);
+}
+
+// Delivers event i of the batch if it matches; with a fault where it is of no trace that was
+// indexed.
+bool EventCursor::Take(size_t i, TraceEvent& event) {
+  const TraceEvent candidate = EventAt(i);
+  if (!filter.Matches(candidate)) {
+    return false;
+  }
+  settled = settled || IsStillIndexed(trace, index, fault);
+  if (settled) {
+    event = candidate;
+  }
+  return true;
+}
+
+bool EventCursor::Report(uint64_t done, uint64_t all) {
+  if (progress && !progress(done, all)) {
+    fault = Stopped(trace);
+  }
+  return !fault;
+}
+
 bool EventCursor::Next(TraceEvent& event) {
   if (!Narrow()) {
     return false;
   }
+  const bool hadSome = next < end;
   while (next < end && !fault) {
-    const bool loaded = next >= columns->firstRecord && next < columns->firstRecord + columns->size;
-    if (!loaded) {
+    if (!Holds(next)) {
       next = PassOver(next);
-      if (next >= end || fault || !Load(next)) {
-        break;
-      }
-      if (progress && !progress(next - begin, end - begin)) {
-        fault = Stopped(trace.Name());
+      if (next >= end || fault || !Load(next) || !Report(next - begin, end - begin)) {
         break;
       }
     }
     const uint64_t stop = std::min(end, columns->firstRecord + columns->size);
-    while (next < stop) {
-      event = EventAt(static_cast<size_t>(next++ - columns->firstRecord));
-      if (filter.Matches(event)) {
-        return true;
+    for (uint64_t record = next; record < stop; ++record) {
+      const size_t i = static_cast<size_t>(record - columns->firstRecord);
+      if (MayMatch(i) && Take(i, event)) {
+        next = record + 1;
+        return !fault;
       }
     }
+    next = std::max(next, stop);
   }
-  return false;
-}
-
-// Quiet segments before a boundary are left out one by one.
-uint64_t EventCursor::PassBack(uint64_t record) {
-  if (!filter.region || !index.HasBoundaries()) {
-    return record;
+  if (hadSome && !fault) {
+    Report(end - begin, end - begin);
   }
-  const auto boundaries = index.Boundaries();
-  const auto recordOf = [&](size_t b) { return b == 0 ? 0 : boundaries[b - 1].record; };
-  size_t b = static_cast<size_t>(
-      std::partition_point(boundaries.begin(), boundaries.end(),
-                           [&](const IndexBoundary& x) { return x.record < record; }) -
-      boundaries.begin());
-  b = b < boundaries.size() && recordOf(b + 1) == record ? b + 1 : b;
-  if (recordOf(b) != record) {
-    return record;
-  }
-  while (b > 0 && IsQuiet(b - 1, b)) {
-    --b;
-  }
-  return recordOf(b);
+  return Settle(trace, index, false, fault);
 }
 
 bool EventCursor::Previous(TraceEvent& event) {
   if (!Narrow()) {
     return false;
   }
+  const uint64_t from = next;
   uint64_t at = next;
   while (at > begin && !fault) {
-    at = std::max(PassBack(at), begin);
-    if (at == begin || fault) {
-      break;
-    }
-    const bool loaded = at > columns->firstRecord && at <= columns->firstRecord + columns->size;
-    if (!loaded && !Load(at - 1)) {
-      return false;
-    }
-    if (progress && !progress(next - at, next - begin)) {
-      fault = Stopped(trace.Name());
-      return false;
+    if (!Holds(at - 1)) {
+      at = PassBack(at, from);
+      if (at == begin || fault || !LoadBack(at - 1) || !Report(from - at, from - begin)) {
+        break;
+      }
     }
     const uint64_t floor = std::max(begin, columns->firstRecord);
     while (at > floor) {
-      event = EventAt(static_cast<size_t>(--at - columns->firstRecord));
-      if (filter.Matches(event)) {
+      const size_t i = static_cast<size_t>(--at - columns->firstRecord);
+      if (MayMatch(i) && Take(i, event)) {
         next = at;
-        return true;
+        return !fault;
       }
     }
   }
-  return false;
+  if (from > begin && !fault) {
+    Report(from - begin, from - begin);
+  }
+  return Settle(trace, index, false, fault);
 }
 
 bool ActivityOverTime(const TraceFile& trace, const Index& index, uint64_t first, uint64_t last,
@@ -242,6 +385,12 @@ bool ActivityOverTime(const TraceFile& trace, const Index& index, uint64_t first
   counts.assign(bins, 0);
   const ActivityReader activity(trace, index);
   std::vector<uint64_t> cells;
+  const auto stops = [&](uint64_t done, uint64_t all) {
+    if (progress && !progress(done, all)) {
+      fault = Stopped(trace);
+    }
+    return static_cast<bool>(fault);
+  };
   if (bins == 0 || first > last) {
     return true;
   }
@@ -263,8 +412,7 @@ bool ActivityOverTime(const TraceFile& trace, const Index& index, uint64_t first
   const bool summed = index.HasBoundaries() && (end - begin) / bins > 131072;
   if (summed) {
     for (size_t b = 0; b < bins; ++b) {
-      if (progress && !progress(b, bins)) {
-        fault = Stopped(trace.Name());
+      if (stops(b, bins)) {
         return false;
       }
       if (edge(b) == edge(b + 1)) {
@@ -284,10 +432,9 @@ bool ActivityOverTime(const TraceFile& trace, const Index& index, uint64_t first
             SumOf(cells, activity.ColumnCount(), activity.RowCount(), region.value_or(Region()));
       }
     }
-    return true;
+    return !stops(bins, bins);
   }
   size_t bin = 0;
-  bool stopped = false;
   const bool walked = Walk(
       trace, index, begin, end,
       [&](const Columns& columns, size_t from, size_t to) {
@@ -298,14 +445,10 @@ bool ActivityOverTime(const TraceFile& trace, const Index& index, uint64_t first
           const Place place = kind == RECEIVES ? columns.to[i] : columns.at[i];
           counts[bin] += columns.tag[i].type == TypeOf(kind) && (!region || region->Has(place));
         }
-        stopped = progress && !progress(columns.firstRecord + to - begin, end - begin);
-        return !stopped;
+        return !stops(columns.firstRecord + to - begin, end - begin);
       },
       fault);
-  if (stopped) {
-    fault = Stopped(trace.Name());
-  }
-  return walked && !stopped;
+  return Settle(trace, index, walked && !fault, fault);
 }
 
 }  // namespace marrowfin

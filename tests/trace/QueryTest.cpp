@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <random>
 
 #include "tests/support/TraceText.h"
@@ -16,11 +17,30 @@ TraceEvent AsTraceEvent(const Event& event, uint64_t record) {
   return {record, event.cycle, event.thread, event.type, event.at, event.to};
 }
 
+// The animation step of a viewer that consumes each event, by playing the trace.
+std::vector<uint64_t> StepsOf(const std::vector<Event>& events, uint64_t skipTo) {
+  std::vector<uint64_t> steps(events.size());
+  size_t i = 0;
+  while (i < events.size() && events[i++].cycle < skipTo) {
+  }
+  uint64_t shown = 0;
+  for (uint64_t step = 1; i < events.size(); ++i) {
+    steps[i] = step;
+    if (events[i].cycle != shown) {
+      shown = events[i].cycle;
+      ++step;
+    }
+  }
+  return steps;
+}
+
 // What a filter lets through, by looking at every event.
 std::vector<uint64_t> Expected(const std::vector<Event>& events, const EventFilter& filter) {
+  const std::vector<uint64_t> steps = StepsOf(events, filter.skipTo);
   std::vector<uint64_t> records;
   for (size_t i = 0; i < events.size(); ++i) {
-    if (filter.Matches(AsTraceEvent(events[i], i))) {
+    if (steps[i] >= filter.firstStep && steps[i] <= filter.lastStep &&
+        filter.Matches(AsTraceEvent(events[i], i))) {
       records.push_back(i);
     }
   }
@@ -38,6 +58,12 @@ EventFilter RandomFilter(std::mt19937& random, const std::vector<Event>& events,
     filter.firstRecord = random() % events.size();
     filter.lastRecord = filter.firstRecord + random() % events.size();
   }
+  if (half()) {
+    filter.skipTo = half() ? 0 : events[random() % events.size()].cycle + random() % 3;
+    const std::vector<uint64_t> steps = StepsOf(events, filter.skipTo);
+    filter.firstStep = half() ? 0 : steps[random() % events.size()];
+    filter.lastStep = half() ? ~uint64_t{0} : filter.firstStep + random() % 20;
+  }
   filter.switches = half();
   filter.fires = half();
   filter.sends = half();
@@ -54,9 +80,38 @@ EventFilter RandomFilter(std::mt19937& random, const std::vector<Event>& events,
   return filter;
 }
 
+// A trace with an index of short segments and a dense or a thin sparse table.
+void IndexAnew(Opened& opened, IndexLimits limits) {
+  Fault fault;
+  ASSERT_TRUE(Index::Build(*opened.trace, opened.index->FileName(), {}, fault, limits))
+      << fault.Text();
+  opened.Reopen();
+}
+
+std::vector<uint64_t> FindAll(EventCursor& cursor) {
+  std::vector<uint64_t> records;
+  TraceEvent event;
+  while (cursor.Next(event)) {
+    records.push_back(event.record);
+  }
+  EXPECT_FALSE(cursor.GetFault()) << cursor.GetFault().Text();
+  return records;
+}
+
+std::vector<uint64_t> FindAllBack(EventCursor& cursor) {
+  std::vector<uint64_t> records;
+  TraceEvent event;
+  while (cursor.Previous(event)) {
+    records.insert(records.begin(), event.record);
+  }
+  EXPECT_FALSE(cursor.GetFault()) << cursor.GetFault().Text();
+  return records;
+}
+
 void CompareQueries(const std::vector<Event>& events, uint32_t side, int rounds,
-                    std::mt19937& random) {
-  const Opened opened(Encode(events));
+                    std::mt19937& random, IndexLimits limits = {}) {
+  Opened opened(Encode(events));
+  IndexAnew(opened, limits);
   for (int round = 0; round < rounds; ++round) {
     const EventFilter filter = RandomFilter(random, events, side);
     EventCursor cursor(*opened.trace, *opened.index, filter);
@@ -68,12 +123,7 @@ void CompareQueries(const std::vector<Event>& events, uint32_t side, int rounds,
     }
     EXPECT_FALSE(cursor.GetFault()) << cursor.GetFault().Text();
     ASSERT_EQ(forward, Expected(events, filter)) << "round " << round;
-    std::vector<uint64_t> back;
-    while (cursor.Previous(event)) {
-      back.insert(back.begin(), event.record);
-    }
-    EXPECT_FALSE(cursor.GetFault()) << cursor.GetFault().Text();
-    ASSERT_EQ(back, forward) << "round " << round;
+    ASSERT_EQ(FindAllBack(cursor), forward) << "round " << round;
   }
 }
 
@@ -84,40 +134,274 @@ TEST(QueryTest, CursorFindsExactlyTheEventsThatMatchInBothDirections) {
     options.records = 1 + random() % 400;
     options.shape = {2, 1, 4};
     options.falling = round % 3 == 0;
+    options.firstCycle = round % 2;
     CompareQueries(RandomEvents(random, options), 8, 20, random);
     ASSERT_FALSE(HasFatalFailure());
   }
 }
 
-TEST(QueryTest, SpansWithoutActivityInTheRegionArePassedOver) {
-  std::mt19937 random(2);
+TEST(QueryTest, CursorTurnsRoundAnywhere) {
+  std::mt19937 random(12);
   RandomTraceOptions options;
-  options.records = 400000;
-  options.shape = {4, 2, 4};
+  options.records = 6000;
+  options.shape = {1, 1, 4};
+  const std::vector<Event> events = RandomEvents(random, options);
+  Opened opened(Encode(events));
+  IndexAnew(opened, {.segmentRecords = 1, .entryRecords = 600});
+  EventFilter filter;
+  filter.thread = 3;
+  filter.region = Region::Element({1, 1});
+  const std::vector<uint64_t> expected = Expected(events, filter);
+  ASSERT_GT(expected.size(), 10U);
+  EventCursor cursor(*opened.trace, *opened.index, filter);
+  size_t at = 0;  // the one that Next finds
+  TraceEvent event;
+  for (int round = 0; round < 300; ++round) {
+    for (size_t steps = random() % 20; steps > 0; --steps) {
+      if (round % 2 == 0) {
+        ASSERT_EQ(cursor.Next(event), at < expected.size());
+        at += at < expected.size() ? 1 : 0;
+        ASSERT_EQ(event.record, expected[at - 1]);
+      } else {
+        ASSERT_EQ(cursor.Previous(event), at > 0);
+        at -= at > 0 ? 1 : 0;
+        ASSERT_EQ(event.record, expected[at]);
+      }
+    }
+  }
+}
+
+TEST(QueryTest, RangesOfStepsAreWhatTheStepsOfAViewerConsume) {
+  // Record 0 goes to the start; cycle 0 lasts until the first event of cycle 5 was taken.
+  const Opened opened(
+      TraceBytes("fire 0 0 0 0\nfire 0 0 1 0\nfire 5 0 2 0\nfire 5 0 3 0\n"
+                 "fire 6 0 0 1\nfire 6 0 1 1\n"));
+  const auto find = [&](uint64_t first, uint64_t last, uint64_t skipTo) {
+    EventFilter filter;
+    filter.firstStep = first;
+    filter.lastStep = last;
+    filter.skipTo = skipTo;
+    EventCursor cursor(*opened.trace, *opened.index, filter);
+    return FindAll(cursor);
+  };
+  typedef std::vector<uint64_t> Records;
+  EXPECT_EQ(find(0, 0, 0), Records({0}));
+  EXPECT_EQ(find(1, 1, 0), Records({1, 2}));
+  EXPECT_EQ(find(2, 2, 0), Records({3, 4}));
+  EXPECT_EQ(find(3, 3, 0), Records({5}));
+  EXPECT_EQ(find(4, 9, 0), Records());
+  EXPECT_EQ(find(2, 1, 0), Records());
+  EXPECT_EQ(find(1, 2, 0), Records({1, 2, 3, 4}));
+  // A start that skips to cycle 5 takes its first event too, and the next one differs from cycle 0.
+  EXPECT_EQ(find(0, 0, 5), Records({0, 1, 2}));
+  EXPECT_EQ(find(1, 1, 5), Records({3}));
+  EXPECT_EQ(find(2, 2, 5), Records({4}));
+  EXPECT_EQ(find(3, 3, 5), Records({5}));
+  EXPECT_EQ(find(0, 0, 99), Records({0, 1, 2, 3, 4, 5}));
+  EXPECT_EQ(find(1, 1, 99), Records());
+}
+
+// Busy everywhere but in a corner, whose few events are asked for.
+constexpr size_t LONG = 120000;
+constexpr uint64_t SEGMENT = 1024;
+constexpr IndexLimits SHORT_SEGMENTS = {.segmentRecords = SEGMENT, .entryRecords = 512};
+const Region CORNER = {{0, 0}, {3, 3}};
+
+std::vector<Event> QuietCorner(std::mt19937& random, const std::vector<size_t>& known) {
+  RandomTraceOptions options;
+  options.records = LONG;
+  options.shape = {2, 2, 4};
   options.perCycle = 50;
   std::vector<Event> events = RandomEvents(random, options);
-  // A corner that only the beginning and the end know.
-  for (size_t i = 30000; i + 30000 < events.size(); ++i) {
-    events[i].at.column |= events[i].type == SWITCH_RECORD ? 0 : 16;
-    events[i].to.column |= events[i].type == SEND_RECORD ? 16 : 0;
+  for (Event& event : events) {
+    event.at.column |= event.type == SWITCH_RECORD ? 0 : 8;
+    event.to.column |= event.type == SEND_RECORD ? 8 : 0;
   }
-  CompareQueries(events, 32, 12, random);
-  const Opened opened(Encode(events));
+  for (const size_t record : known) {
+    events[record] = {FIRE_RECORD, events[record].cycle, 1, {2, 1}, {}};
+  }
+  return events;
+}
+
+TEST(QueryTest, SegmentsWithoutActivityInTheRegionAreNotRead) {
+  std::mt19937 random(2);
+  const std::vector<Event> events = QuietCorner(random, {500, 50000, 50001, 77777});
+  Opened opened(Encode(events));
+  IndexAnew(opened, SHORT_SEGMENTS);
+  ASSERT_GT(opened.index->Boundaries().size(), 100U);
   EventFilter filter;
-  filter.region = Region{{0, 0}, {3, 3}};
-  filter.switches = false;
+  filter.region = CORNER;
   EventCursor cursor(*opened.trace, *opened.index, filter);
-  std::vector<uint64_t> found;
+  EXPECT_EQ(FindAll(cursor), Expected(events, filter));
+  // Three segments have such events, and of what follows the last boundary the index knows nothing.
+  const uint64_t forward = cursor.RecordsRead();
+  EXPECT_GE(forward, 3 * SEGMENT);
+  EXPECT_LE(forward, 4 * SEGMENT);
+  EXPECT_EQ(FindAllBack(cursor), Expected(events, filter));
+  EXPECT_LE(cursor.RecordsRead() - forward, 8 * SEGMENT);
+}
+
+TEST(QueryTest, SegmentsWithoutEventsOfTheTypeAreNotRead) {
+  for (const uint32_t type : {SWITCH_RECORD, FIRE_RECORD, SEND_RECORD}) {
+    std::mt19937 random(3);
+    std::vector<Event> events = QuietCorner(random, {});
+    for (Event& event : events) {
+      event.type = type == FIRE_RECORD ? SEND_RECORD : FIRE_RECORD;
+    }
+    events[60000].type = type;
+    events[60000].at = {4, 4};
+    Opened opened(Encode(events));
+    IndexAnew(opened, SHORT_SEGMENTS);
+    EventFilter filter;
+    filter.switches = type == SWITCH_RECORD;
+    filter.fires = type == FIRE_RECORD;
+    filter.sends = type == SEND_RECORD;
+    EventCursor cursor(*opened.trace, *opened.index, filter);
+    EXPECT_EQ(FindAll(cursor), std::vector<uint64_t>({60000})) << type;
+    EXPECT_LE(cursor.RecordsRead(), 2 * SEGMENT) << type;
+  }
+}
+
+TEST(QueryTest, RangeThatBeginsWithinAQuietSegmentReadsNothingOfIt) {
+  std::mt19937 random(4);
+  const std::vector<Event> events = QuietCorner(random, {5});
+  Opened opened(Encode(events));
+  IndexAnew(opened, SHORT_SEGMENTS);
+  EventFilter filter;
+  filter.region = CORNER;
+  filter.firstRecord = 10 * SEGMENT + 300;
+  filter.lastRecord = 90 * SEGMENT + 300;
+  EventCursor cursor(*opened.trace, *opened.index, filter);
   TraceEvent event;
-  while (cursor.Next(event)) {
-    found.push_back(event.record);
+  EXPECT_FALSE(cursor.Next(event));
+  EXPECT_FALSE(cursor.Previous(event));
+  EXPECT_EQ(cursor.RecordsRead(), 0U);
+}
+
+TEST(QueryTest, EachRecordIsReadOnceOnTheWayForwardHoweverFarEntriesStandApart) {
+  std::mt19937 random(5);
+  const std::vector<Event> events = QuietCorner(random, {});
+  for (const uint64_t apart : {512U, 20000U, 1U << 20}) {
+    Opened opened(Encode(events));
+    IndexAnew(opened, {.segmentRecords = SEGMENT * 9, .entryRecords = apart});
+    EventFilter all;
+    EventFilter thread;
+    thread.thread = 3;
+    for (const EventFilter& filter : {all, thread}) {
+      EventCursor cursor(*opened.trace, *opened.index, filter);
+      EXPECT_EQ(FindAll(cursor), Expected(events, filter));
+      EXPECT_EQ(cursor.RecordsRead(), LONG) << apart;
+      EXPECT_EQ(FindAllBack(cursor), Expected(events, filter));
+      EXPECT_LE(cursor.RecordsRead(), 3 * LONG) << apart;
+    }
   }
-  EXPECT_EQ(found, Expected(events, filter));
-  std::vector<uint64_t> back;
-  while (cursor.Previous(event)) {
-    back.insert(back.begin(), event.record);
+}
+
+TEST(QueryTest, CursorFindsExactlyTheEventsThatMatchInManySegments) {
+  std::mt19937 random(6);
+  for (const bool falling : {false, true}) {
+    RandomTraceOptions options;
+    options.records = 20000;
+    options.shape = {2, 1, 4};
+    options.perCycle = 50;
+    options.falling = falling;
+    std::vector<Event> events = RandomEvents(random, options);
+    for (size_t i = 3000; i < 16000; ++i) {
+      events[i].at.column |= events[i].type == SWITCH_RECORD ? 0 : 4;
+      events[i].to.column |= events[i].type == SEND_RECORD ? 4 : 0;
+    }
+    CompareQueries(events, 8, 60, random, {.segmentRecords = 1, .entryRecords = 700});
   }
-  EXPECT_EQ(back, found);
+}
+
+// What a callback was told; it asks to stop at the `stopAt`-th call.
+struct Told {
+  ProgressCallback Callback() {
+    return [this](uint64_t done, uint64_t all) {
+      values.push_back(done);
+      wholes.push_back(all);
+      return values.size() < stopAt;
+    };
+  }
+
+  void ExpectToRiseToTheWhole() const {
+    ASSERT_GT(values.size(), 1U);
+    EXPECT_TRUE(std::is_sorted(values.begin(), values.end()));
+    EXPECT_EQ(std::vector<uint64_t>(wholes.size(), wholes[0]), wholes);
+    EXPECT_EQ(values.back(), wholes.back());
+  }
+
+  size_t stopAt = ~size_t{0};
+  std::vector<uint64_t> values;
+  std::vector<uint64_t> wholes;
+};
+
+TEST(QueryTest, ProgressOfASearchRisesToTheWholeInBothDirections) {
+  std::mt19937 random(7);
+  Opened opened(Encode(QuietCorner(random, {5, 60000})));
+  IndexAnew(opened, SHORT_SEGMENTS);
+  EventFilter filter;
+  filter.region = CORNER;
+  filter.firstRecord = 10;
+  filter.lastRecord = LONG - 2000;
+  Told told;
+  EventCursor cursor(*opened.trace, *opened.index, filter, told.Callback());
+  EXPECT_EQ(FindAll(cursor).size(), 1U);
+  told.ExpectToRiseToTheWhole();
+  EXPECT_EQ(told.wholes[0], LONG - 2010);
+  told.values.clear();
+  told.wholes.clear();
+  TraceEvent event;
+  EXPECT_TRUE(cursor.Previous(event));
+  told.values.clear();
+  told.wholes.clear();
+  EXPECT_FALSE(cursor.Previous(event));
+  told.ExpectToRiseToTheWhole();
+}
+
+TEST(QueryTest, CallerStopsWhileSegmentsArePassedOver) {
+  std::mt19937 random(8);
+  Opened opened(Encode(QuietCorner(random, {})));
+  IndexAnew(opened, SHORT_SEGMENTS);
+  EventFilter filter;
+  filter.region = CORNER;
+  filter.lastRecord = 100 * SEGMENT;
+  for (size_t stopAt = 1; stopAt < 8; ++stopAt) {
+    Told told;
+    told.stopAt = stopAt;
+    EventCursor cursor(*opened.trace, *opened.index, filter, told.Callback());
+    TraceEvent event;
+    EXPECT_FALSE(cursor.Next(event));
+    EXPECT_EQ(cursor.GetFault().kind, Fault::CANCELLED);
+    EXPECT_EQ(told.values.size(), stopAt);
+    EXPECT_EQ(cursor.RecordsRead(), 0U);
+  }
+  for (size_t stopAt = 1; stopAt < 8; ++stopAt) {
+    Told told;
+    EventCursor cursor(*opened.trace, *opened.index, filter, told.Callback());
+    EXPECT_TRUE(FindAll(cursor).empty());
+    told.stopAt = told.values.size() + stopAt;
+    TraceEvent event;
+    EXPECT_FALSE(cursor.Previous(event));
+    EXPECT_EQ(cursor.GetFault().kind, Fault::CANCELLED);
+    EXPECT_EQ(told.values.size(), told.stopAt);
+    EXPECT_EQ(cursor.RecordsRead(), 0U);
+  }
+}
+
+TEST(QueryTest, CallerStopsASearchOnItsWayBack) {
+  std::mt19937 random(9);
+  const Opened opened(Encode(RandomEvents(random, {.records = 5000})));
+  EventFilter filter;
+  filter.thread = 1000;
+  Told told;
+  EventCursor cursor(*opened.trace, *opened.index, filter, told.Callback());
+  EXPECT_TRUE(FindAll(cursor).empty());
+  told.stopAt = told.values.size() + 3;
+  TraceEvent event;
+  EXPECT_FALSE(cursor.Previous(event));
+  EXPECT_EQ(cursor.GetFault().kind, Fault::CANCELLED);
+  EXPECT_EQ(told.values.size(), told.stopAt);
 }
 
 TEST(QueryTest, CallerStopsASearch) {
@@ -282,6 +566,172 @@ TEST(ActivityTest, MoreBinsThanCyclesLeaveBinsEmpty) {
   ASSERT_TRUE(ActivityOverTime(*opened.trace, *opened.index, 0, 1, 3, FIRES, std::nullopt, {},
                                counts, fault));
   EXPECT_EQ(counts, (std::vector<uint64_t>{0, 250000, 250000}));
+}
+
+TEST(ActivityTest, CallerHearsOfActivityOverTimeAndStopsIt) {
+  std::vector<Event> events(600000);
+  for (size_t i = 0; i < events.size(); ++i) {
+    events[i].cycle = i / 1000;
+  }
+  const Opened opened(Encode(events));
+  // Summed from the index, and counted record by record.
+  for (const size_t bins : {size_t{4}, size_t{100}}) {
+    const auto ask = [&](Told& told, Fault& fault) {
+      std::vector<uint64_t> counts;
+      return ActivityOverTime(*opened.trace, *opened.index, 0, 599, bins, FIRES, std::nullopt,
+                              told.Callback(), counts, fault);
+    };
+    Told told;
+    Fault fault;
+    EXPECT_TRUE(ask(told, fault));
+    told.ExpectToRiseToTheWhole();
+    for (const size_t stopAt : {size_t{1}, size_t{3}, told.values.size()}) {
+      Told stopped;
+      stopped.stopAt = stopAt;
+      fault = Fault();
+      EXPECT_FALSE(ask(stopped, fault));
+      EXPECT_EQ(fault.kind, Fault::CANCELLED);
+      EXPECT_EQ(stopped.values.size(), stopAt);
+    }
+  }
+}
+
+TEST(WalkTest, CallerStopsTheSearchForACycleWhereCyclesFall) {
+  std::vector<Event> events(20000);
+  for (size_t i = 0; i < events.size(); ++i) {
+    events[i].cycle = i == 10 ? 9 : i == 19000 ? 7 : i % 5;
+  }
+  const Opened opened(Encode(events));
+  Told told;
+  uint64_t record = 0;
+  Fault fault;
+  ASSERT_TRUE(FindCycle(*opened.trace, *opened.index, 8, record, fault, told.Callback()));
+  EXPECT_EQ(record, 10U);
+  events[10].cycle = 3;
+  const Opened late(Encode(events));
+  ASSERT_TRUE(FindCycle(*late.trace, *late.index, 7, record, fault, told.Callback()));
+  EXPECT_EQ(record, 19000U);
+  EXPECT_GT(told.values.size(), 50U);
+  EXPECT_TRUE(std::is_sorted(told.values.begin(), told.values.end()));
+  EXPECT_EQ(told.wholes.back(), events.size());
+  Told stopped;
+  stopped.stopAt = 3;
+  EXPECT_FALSE(FindCycle(*late.trace, *late.index, 7, record, fault, stopped.Callback()));
+  EXPECT_EQ(fault.kind, Fault::CANCELLED);
+  EXPECT_EQ(stopped.values.size(), 3U);
+  // A search among steps has to find the cycle first.
+  EventFilter filter;
+  filter.skipTo = 7;
+  filter.firstStep = 1;
+  Told early;
+  early.stopAt = 2;
+  EventCursor cursor(*late.trace, *late.index, filter, early.Callback());
+  TraceEvent event;
+  EXPECT_FALSE(cursor.Next(event));
+  EXPECT_EQ(cursor.GetFault().kind, Fault::CANCELLED);
+  EXPECT_EQ(cursor.RecordsRead(), 0U);
+}
+
+// A simulator that runs again empties the file and writes it anew, while it is open here.
+class RewrittenTraceTest : public ::testing::Test {
+ protected:
+  static std::vector<Event> Run(size_t records, uint32_t column) {
+    std::vector<Event> events(records);
+    for (size_t i = 0; i < records; ++i) {
+      events[i].cycle = i / 10;
+      events[i].at = {column, static_cast<uint32_t>(i % 8)};
+    }
+    return events;
+  }
+
+  static void Expect(const Fault& fault) { EXPECT_EQ(fault.kind, Fault::CHANGED) << fault.Text(); }
+
+  static void AskAll(const Opened& opened) {
+    std::vector<uint64_t> counts;
+    const ActivityReader reader(*opened.trace, *opened.index);
+    Fault count;
+    EXPECT_FALSE(reader.Count(3, 20, FIRES, counts, count));
+    Expect(count);
+    Fault cycles;
+    EXPECT_FALSE(reader.CountCycles(3, 20, FIRES, counts, cycles));
+    Expect(cycles);
+    Fault time;
+    EXPECT_FALSE(ActivityOverTime(*opened.trace, *opened.index, 0, 100, 3, FIRES, std::nullopt, {},
+                                  counts, time));
+    Expect(time);
+    EventFilter all;
+    EventFilter none;
+    none.thread = 5;
+    EventFilter beyond;
+    beyond.firstCycle = 1 << 20;
+    for (const EventFilter& filter : {all, none, beyond}) {
+      EventCursor cursor(*opened.trace, *opened.index, filter);
+      TraceEvent event;
+      EXPECT_FALSE(cursor.Next(event));
+      Expect(cursor.GetFault());
+    }
+  }
+};
+
+TEST_F(RewrittenTraceTest, QuestionsAreAnsweredByAFaultThatSaysSo) {
+  for (const size_t records : {size_t{40000}, size_t{500}}) {
+    for (const size_t after : {records, records / 2, size_t{0}, records + 1, 2 * records}) {
+      for (const uint32_t column : {7U, 500U}) {
+        const Opened opened(Encode(Run(records, 3)));
+        WriteFile(opened.name, Encode(Run(after, column)));
+        AskAll(opened);
+        ASSERT_FALSE(HasFailure()) << records << " records, then " << after << " at " << column;
+      }
+    }
+  }
+}
+
+TEST_F(RewrittenTraceTest, WalkThatMeetsAContradictionSaysThatTheTraceChanged) {
+  const Opened opened(Encode(Run(1000, 3)));
+  WriteFile(opened.name, std::string(1000 * SMALL_RECORD, 'x'));
+  Fault fault;
+  EXPECT_FALSE(Walk(
+      *opened.trace, *opened.index, 0, 1000, [](const Columns&, size_t, size_t) { return true; },
+      fault));
+  Expect(fault);
+}
+
+TEST_F(RewrittenTraceTest, SearchThatIsUnderWayTellsNoEventOfTheNewTrace) {
+  for (const bool back : {false, true}) {
+    const Opened current(Encode(Run(40000, 3)));
+    EventFilter filter;
+    EventCursor cursor(*current.trace, *current.index, filter);
+    TraceEvent event;
+    for (int i = 0; i < 20000; ++i) {
+      ASSERT_TRUE(cursor.Next(event));
+    }
+    WriteFile(current.name, Encode(Run(40000, 4)));
+    int more = 0;
+    while (back ? cursor.Previous(event) : cursor.Next(event)) {
+      ASSERT_EQ(event.at.column, 3U);
+      ++more;
+    }
+    EXPECT_LE(more, 256);
+    Expect(cursor.GetFault());
+  }
+}
+
+TEST_F(RewrittenTraceTest, TraceThatGrewIsAnsweredAsItWas) {
+  for (const size_t records : {size_t{40000}, size_t{500}, size_t{0}}) {
+    const Opened opened(Encode(Run(records, 3)));
+    {
+      std::ofstream more(opened.name, std::ios::binary | std::ios::app);
+      more << Encode(Run(7, 9));
+    }
+    EventFilter filter;
+    filter.lastRecord = 100;
+    EventCursor cursor(*opened.trace, *opened.index, filter);
+    EXPECT_EQ(FindAll(cursor).size(), std::min(records, size_t{100}));
+    std::vector<uint64_t> counts;
+    Fault fault;
+    EXPECT_TRUE(ActivityReader(*opened.trace, *opened.index).Count(0, 9, FIRES, counts, fault))
+        << fault.Text();
+  }
 }
 
 TEST(WalkTest, RecordsChangesAndCyclesAreFoundWhereTheyAre) {
