@@ -41,36 +41,46 @@ Fault NoSuchStep(const std::string& name, uint64_t step, uint64_t steps) {
   return fault;
 }
 
-// Whoever makes up an index can make its checksums right, so what it says of the trace is no more
-// believed than the trace.
-Fault NotOfTrace(const Index& index) {
-  Fault fault;
-  fault.kind = Fault::DAMAGED_INPUT;
-  fault.file = index.FileName();
-  fault.reason = "the index contradicts its trace";
-  fault.remedy = "remove it, it is built again";
-  return fault;
+// A question takes up to three walks, of which each may go through all records: finding its
+// records, checking their locations and applying them. Their progress is told as one.
+enum Stage { FINDING = 0, CHECKING = 1, APPLYING = 2 };
+constexpr uint64_t STAGES = 3;
+
+ProgressCallback ProgressOf(Stage stage, const ProgressCallback& progress) {
+  if (!progress) {
+    return {};
+  }
+  return [stage, &progress](uint64_t record, uint64_t records) {
+    return progress(stage * records + record, STAGES * records);
+  };
+}
+
+// Ends a question: its progress too, where there was anything to read.
+bool End(const TraceFile& trace, const Index& index, bool answered,
+         const ProgressCallback& progress, Fault& fault) {
+  const uint64_t all = STAGES * index.GetSummary().records;
+  if (answered && progress && all > 0 && !progress(all, all)) {
+    fault = Stopped(trace);
+    return false;
+  }
+  return Settle(trace, index, answered, fault);
 }
 
 }  // namespace
 
-// How records map to steps. A viewer starts with record `start` (record 0 in the natural reading);
-// `changes` counts changes of cycle up to `start`, and `early` is 1 where record `start` is itself
-// a change for the viewer, whose display starts at cycle 0.
-struct StateReader::Clock {
+// How records map to steps: those of a viewer, or those of the natural reading, which begins with
+// record 0 and in which all steps are changes.
+struct StateReader::Clock : ViewerSteps {
   bool natural = false;
-  uint64_t start = 0;
-  uint64_t changes = 0;
-  uint64_t early = 0;
-  uint64_t steps = 0;  // the step that is asked for
+  uint64_t step = 0;  // the one that is asked for
 
   // The age of an event that came after `changesBefore` changes. In the natural reading the change
   // that the event makes itself is in front of it, in the viewer's behind.
   uint64_t Age(uint64_t record, uint64_t changesBefore, bool change) const {
     if (natural) {
-      return steps - 1 - changesBefore - (change ? 1 : 0);
+      return step - 1 - changesBefore - (change ? 1 : 0);
     }
-    return record == start ? steps - 1 : steps - 1 - early - (changesBefore - changes);
+    return record == start ? step - 1 : step - 1 - early - (changesBefore - changes);
   }
 };
 
@@ -79,76 +89,48 @@ struct StateReader::Touches {
   std::vector<Touch> switches;
 };
 
-bool StateReader::Start(uint64_t skipTo, Clock& clock, Fault& fault) const {
-  const uint64_t records = index.GetSummary().records;
-  uint64_t reached = 0;
-  if (!FindCycle(trace, index, skipTo, reached, fault)) {
-    return false;
-  }
-  // The event that is reached is consumed as well.
-  clock.start = std::min(reached + 1, records);
-  if (clock.start == records) {
-    return true;
-  }
-  IndexEntry entry;
-  if (!Locate(trace, index, clock.start, entry, fault)) {
-    return false;
-  }
-  clock.changes = entry.changes;
-  clock.early = entry.cycle != 0 ? 1 : 0;
-  return true;
+bool StateReader::CountSteps(uint64_t skipTo, uint64_t& steps, Fault& fault,
+                             const ProgressCallback& progress) const {
+  ViewerSteps viewer;
+  const bool found = FindSteps(trace, index, skipTo, viewer, fault, ProgressOf(FINDING, progress));
+  steps = viewer.count;
+  return End(trace, index, found, progress, fault);
 }
 
-bool StateReader::CountSteps(uint64_t skipTo, uint64_t& steps, Fault& fault) const {
-  Clock clock;
-  if (!Start(skipTo, clock, fault)) {
-    return false;
-  }
-  const Summary& summary = index.GetSummary();
-  steps = clock.start == summary.records ? 0 : clock.early + summary.changes - clock.changes;
-  return true;
+bool StateReader::AtStep(uint64_t step, uint64_t skipTo, ArrayState& state, Fault& fault,
+                         const ProgressCallback& progress) const {
+  return End(trace, index, FillStep(step, skipTo, state, fault, progress), progress, fault);
 }
 
-bool StateReader::AtStep(uint64_t step, uint64_t skipTo, ArrayState& state, Fault& fault) const {
+bool StateReader::FillStep(uint64_t step, uint64_t skipTo, ArrayState& state, Fault& fault,
+                           const ProgressCallback& progress) const {
   Clock clock;
-  if (!Start(skipTo, clock, fault)) {
+  if (!FindSteps(trace, index, skipTo, clock, fault, ProgressOf(FINDING, progress))) {
     return false;
   }
-  clock.steps = step;
+  clock.step = step;
   state = ArrayState();
-  return LastRecord(step, clock, state, fault) && Fill(clock, state, fault);
-}
-
-// Finds the records that the first `step` steps apply.
-bool StateReader::LastRecord(uint64_t step, Clock& clock, ArrayState& state, Fault& fault) const {
-  const uint64_t records = index.GetSummary().records;
-  const uint64_t steps =
-      clock.start == records ? 0 : clock.early + index.GetSummary().changes - clock.changes;
   state.first = clock.start;
-  state.last = clock.start;
-  if (step > steps + 1) {
-    fault = NoSuchStep(trace.Name(), step, steps);
+  state.shown = step <= clock.count;
+  if (step > clock.count + 1) {
+    fault = NoSuchStep(trace.Name(), step, clock.count);
     return false;
   }
-  state.shown = step <= steps;
-  if (step > steps) {
-    state.last = records;
-  } else if (step > 0 && step == clock.early) {
-    state.last = clock.start + 1;
-  } else if (step > 0) {
-    if (!FindChange(trace, index, clock.changes + step - clock.early, state.last, fault)) {
-      return false;
-    }
-    ++state.last;
-  }
-  return true;
+  return FindStepEnd(trace, index, clock, step, state.last, fault) &&
+         Fill(clock, state, fault, progress);
 }
 
-bool StateReader::AtCycle(uint64_t cycle, ArrayState& state, Fault& fault) const {
+bool StateReader::AtCycle(uint64_t cycle, ArrayState& state, Fault& fault,
+                          const ProgressCallback& progress) const {
   state = ArrayState();
-  if (!index.GetSummary().Ordered()) {
-    return AtCycleUnordered(cycle, state, fault);
-  }
+  const bool filled = index.GetSummary().Ordered()
+                          ? FillCycle(cycle, state, fault, progress)
+                          : FillCycleUnordered(cycle, state, fault, progress);
+  return End(trace, index, filled, progress, fault);
+}
+
+bool StateReader::FillCycle(uint64_t cycle, ArrayState& state, Fault& fault,
+                            const ProgressCallback& progress) const {
   state.last = index.GetSummary().records;
   if (cycle != ~uint64_t{0} && !FindCycle(trace, index, cycle + 1, state.last, fault)) {
     return false;
@@ -160,15 +142,16 @@ bool StateReader::AtCycle(uint64_t cycle, ArrayState& state, Fault& fault) const
     if (!Locate(trace, index, state.last - 1, entry, fault)) {
       return false;
     }
-    clock.steps = entry.changes + 1;
+    clock.step = entry.changes + 1;
   }
-  return Fill(clock, state, fault);
+  return Fill(clock, state, fault, progress);
 }
 
-bool StateReader::Fill(const Clock& clock, ArrayState& state, Fault& fault) const {
+bool StateReader::Fill(const Clock& clock, ArrayState& state, Fault& fault,
+                       const ProgressCallback& progress) const {
   state.shape = shape;
-  state.step = clock.steps;
-  if (!CheckLocations(state, fault)) {
+  state.step = clock.step;
+  if (!CheckLocations(state, fault, ProgressOf(CHECKING, progress))) {
     return false;
   }
   Touches touches;
@@ -176,7 +159,8 @@ bool StateReader::Fill(const Clock& clock, ArrayState& state, Fault& fault) cons
   touches.switches.assign(static_cast<size_t>(shape.clusters) * shape.clusters, NEVER);
   uint64_t next = state.first;
   if (!FromKeyframe(clock, state, touches, next, fault) ||
-      !ApplyRecords(clock, next, state.last, false, touches, fault) ||
+      !ApplyRecords(clock, next, state.last, false, touches, fault,
+                    ProgressOf(APPLYING, progress)) ||
       !AddMessages(clock, state, fault)) {
     return false;
   }
@@ -196,6 +180,10 @@ bool StateReader::Fill(const Clock& clock, ArrayState& state, Fault& fault) cons
 bool StateReader::FromKeyframe(const Clock& clock, const ArrayState& state, Touches& touches,
                                uint64_t& next, Fault& fault) const {
   const auto boundaries = index.Boundaries();
+  const bool skips = !clock.natural && clock.start > 1;
+  if (skips && !index.HasBoundaries()) {
+    return true;  // nothing tells what a keyframe has from before the skip
+  }
   const auto above =
       std::partition_point(boundaries.begin(), boundaries.end(),
                            [&](const IndexBoundary& b) { return b.record <= state.last; });
@@ -232,7 +220,7 @@ bool StateReader::FromKeyframe(const Clock& clock, const ArrayState& state, Touc
   }
   next = boundary.record;
   const uint64_t older = clock.natural ? 2 : clock.start + 1;
-  return ForgetSkipped(clock, boundary.record, touches, fault) &&
+  return (!skips || ForgetSkipped(clock, boundary.record, touches, fault)) &&
          ApplyRecords(clock, clock.start, older, true, touches, fault);
 }
 
@@ -240,9 +228,6 @@ bool StateReader::FromKeyframe(const Clock& clock, const ArrayState& state, Touc
 // event touched between the skip and the keyframe are as built.
 bool StateReader::ForgetSkipped(const Clock& clock, uint64_t until, Touches& touches,
                                 Fault& fault) const {
-  if (clock.natural || clock.start <= 1) {
-    return true;
-  }
   const ActivityReader activity(trace, index);
   std::vector<uint64_t> fires;
   std::vector<uint64_t> transmissions;
@@ -271,7 +256,8 @@ bool StateReader::ForgetSkipped(const Clock& clock, uint64_t until, Touches& tou
 // Applies fires and switch transmissions in order; those that are `older` than what is known touch
 // only what nothing has touched, the last of them first.
 bool StateReader::ApplyRecords(const Clock& clock, uint64_t first, uint64_t last, bool older,
-                               Touches& touches, Fault& fault) const {
+                               Touches& touches, Fault& fault,
+                               const ProgressCallback& progress) const {
   if (first >= last) {
     return true;
   }
@@ -298,7 +284,7 @@ bool StateReader::ApplyRecords(const Clock& clock, uint64_t first, uint64_t last
           } else if (type == SWITCH_RECORD && shape.HasSwitch(at)) {
             touched = &touches.switches[static_cast<size_t>(SwitchNumber(shape, at))];
           } else if (type != SEND_RECORD) {
-            fault = NotOfTrace(index);
+            fault = Contradiction(trace, index);
             return false;
           }
           if (touched != nullptr && (!older || *touched == NEVER)) {
@@ -311,14 +297,14 @@ bool StateReader::ApplyRecords(const Clock& clock, uint64_t first, uint64_t last
         }
         return true;
       },
-      fault);
+      fault, progress);
   return walked && !fault;
 }
 
 bool StateReader::AddMessages(const Clock& clock, ArrayState& state, Fault& fault) const {
   uint64_t first = state.first;
-  if (clock.steps > LAST_MESSAGE_AGE + 1) {
-    const uint64_t oldest = clock.steps - LAST_MESSAGE_AGE;  // the step of what is about to go
+  if (clock.step > LAST_MESSAGE_AGE + 1) {
+    const uint64_t oldest = clock.step - LAST_MESSAGE_AGE;  // the step of what is about to go
     const uint64_t changes = clock.changes + oldest - 1 - clock.early;
     if (!clock.natural && changes == clock.changes) {
       ++first;
@@ -358,7 +344,8 @@ bool StateReader::AddMessages(const Clock& clock, ArrayState& state, Fault& faul
 }
 
 // A fire or a switch transmission at a location that the array lacks ends the viewer.
-bool StateReader::CheckLocations(const ArrayState& state, Fault& fault) const {
+bool StateReader::CheckLocations(const ArrayState& state, Fault& fault,
+                                 const ProgressCallback& progress) const {
   const Summary& summary = index.GetSummary();
   const bool switchesFit = summary.switchesComplete &&
                            std::all_of(summary.switchPlaces.begin(), summary.switchPlaces.end(),
@@ -366,28 +353,37 @@ bool StateReader::CheckLocations(const ArrayState& state, Fault& fault) const {
   if (switchesFit && std::max(summary.fired.columns, summary.fired.rows) <= shape.Side()) {
     return true;
   }
-  return Walk(
-             trace, index, state.first, state.last,
-             [&](const Columns& columns, size_t from, size_t to) {
-               for (size_t i = from; i < to && !fault; ++i) {
-                 const bool fire = columns.tag[i].type == FIRE_RECORD;
-                 const Place at = columns.at[i];
-                 if (columns.tag[i].type == SEND_RECORD ||
-                     (fire ? shape.HasElement(at) : shape.HasSwitch(at))) {
-                   continue;
-                 }
-                 fault.kind = Fault::OUTSIDE_ARRAY;
-                 fault.file = trace.Name();
-                 fault.record = columns.firstRecord + i;
-                 fault.reason = "column " + std::to_string(at.column) + ", row " +
-                                std::to_string(at.row) + " is no " +
-                                (fire ? "processing element" : "switch") + " of the array";
-                 fault.remedy = "give the counts of the array that wrote the trace";
-               }
-               return !fault;
-             },
-             fault) &&
-         !fault;
+  const bool walked = Walk(
+      trace, index, state.first, state.last,
+      [&](const Columns& columns, size_t from, size_t to) {
+        size_t i = from;
+        while (i < to && IsOnArray(columns, i, fault)) {
+          ++i;
+        }
+        return i == to;
+      },
+      fault, progress);
+  return walked && !fault;
+}
+
+bool StateReader::IsOnArray(const Columns& columns, size_t i, Fault& fault) const {
+  const uint32_t type = columns.tag[i].type;
+  const Place at = columns.at[i];
+  const bool fire = type == FIRE_RECORD;
+  if (type == SEND_RECORD || (fire ? shape.HasElement(at) : shape.HasSwitch(at))) {
+    return true;
+  }
+  fault.kind = Fault::OUTSIDE_ARRAY;
+  fault.file = trace.Name();
+  fault.record = columns.firstRecord + i;
+  fault.offset = columns.firstOffset;
+  for (size_t before = 0; before < i; ++before) {
+    fault.offset += RecordSize(columns.tag[before].type);
+  }
+  fault.reason = "column " + std::to_string(at.column) + ", row " + std::to_string(at.row) +
+                 " is no " + (fire ? "processing element" : "switch") + " of the array";
+  fault.remedy = "give the counts of the array that wrote the trace";
+  return false;
 }
 
 void StateReader::Paint(const Clock& clock, const Touches& touches, ArrayState& state) const {
@@ -398,12 +394,13 @@ void StateReader::Paint(const Clock& clock, const Touches& touches, ArrayState& 
       to.push_back(touch == NEVER ? untouched : color(touch >> 8, touch & 0xFF));
     }
   };
-  paint(touches.elements, UntouchedElementColor(clock.steps), ElementColor, state.elements);
-  paint(touches.switches, UntouchedSwitchColor(clock.steps), SwitchColor, state.switches);
+  paint(touches.elements, UntouchedElementColor(clock.step), ElementColor, state.elements);
+  paint(touches.switches, UntouchedSwitchColor(clock.step), SwitchColor, state.switches);
 }
 
 // Where cycles fall, the events up to a cycle are no range of the trace: all of it is gone through.
-bool StateReader::AtCycleUnordered(uint64_t cycle, ArrayState& state, Fault& fault) const {
+bool StateReader::FillCycleUnordered(uint64_t cycle, ArrayState& state, Fault& fault,
+                                     const ProgressCallback& progress) const {
   state.shape = shape;
   const uint32_t side = shape.Side();
   struct Seen {
@@ -421,11 +418,11 @@ bool StateReader::AtCycleUnordered(uint64_t cycle, ArrayState& state, Fault& fau
     state.last = columns.firstRecord + i + 1;
     const Place at = columns.at[i];
     const uint32_t thread = columns.tag[i].thread;
-    if (columns.tag[i].type == FIRE_RECORD && shape.HasElement(at)) {
+    if (columns.tag[i].type == FIRE_RECORD) {
       elements[static_cast<size_t>(at.row) * side + at.column] = {state.step, thread};
-    } else if (columns.tag[i].type == SWITCH_RECORD && shape.HasSwitch(at)) {
+    } else if (columns.tag[i].type == SWITCH_RECORD) {
       switches[static_cast<size_t>(SwitchNumber(shape, at))] = {state.step, thread};
-    } else if (columns.tag[i].type == SEND_RECORD) {
+    } else {
       messages.push_back({columns.firstRecord + i, thread, at, columns.to[i], state.step, Color()});
     }
     while (!messages.empty() && state.step - messages.front().age > LAST_MESSAGE_AGE) {
@@ -436,13 +433,20 @@ bool StateReader::AtCycleUnordered(uint64_t cycle, ArrayState& state, Fault& fau
       trace, index, 0, index.GetSummary().records,
       [&](const Columns& columns, size_t from, size_t to) {
         for (size_t i = from; i < to; ++i) {
-          if (columns.cycle[i] <= cycle) {
-            take(columns, i);
+          if (columns.cycle[i] > cycle) {
+            continue;
           }
+          if (!IsOnArray(columns, i, fault)) {
+            return false;
+          }
+          take(columns, i);
         }
         return true;
       },
-      fault);
+      fault, ProgressOf(APPLYING, progress));
+  if (!walked || fault) {
+    return false;
+  }
   for (const Seen& seen : elements) {
     state.elements.push_back(seen.step == 0 ? UntouchedElementColor(state.step)
                                             : ElementColor(seen.thread, state.step - seen.step));
@@ -456,7 +460,7 @@ bool StateReader::AtCycleUnordered(uint64_t cycle, ArrayState& state, Fault& fau
     message.color = MessageColor(message.age);
     state.messages.push_back(message);
   }
-  return walked;
+  return true;
 }
 
 }  // namespace marrowfin

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
 #include <random>
 
 #include "tests/support/TraceText.h"
@@ -207,6 +209,158 @@ TEST(StateTest, EventAtALocationThatTheArrayLacksEndsWhatCanBeShown) {
   EXPECT_FALSE(reader.AtStep(3, 0, state, fault));
   EXPECT_EQ(fault.kind, Fault::OUTSIDE_ARRAY);
   EXPECT_EQ(fault.record, 3U);
+}
+
+TEST(StateTest, FaultOfALocationTellsWhereItStands) {
+  const Opened opened(
+      TraceBytes("fire 1 0 0 0\nsend 1 0 0 0 1 1\nswitch 2 0 4 4\nswitch 3 0 8 4\n"));
+  const StateReader reader(*opened.trace, *opened.index, {1, 1, 4});
+  ArrayState state;
+  Fault fault;
+  EXPECT_FALSE(reader.AtCycle(3, state, fault));
+  EXPECT_EQ(fault.Text(), opened.name +
+                              ": record 3 at byte 92: column 8, row 4 is no switch of the array; "
+                              "give the counts of the array that wrote the trace");
+}
+
+TEST(StateTest, EventAtALocationThatTheArrayLacksIsRefusedWhereCyclesFallToo) {
+  for (const std::string event : {"fire 4 0 9 9\n", "switch 4 0 8 4\n"}) {
+    const Opened rising(TraceBytes("fire 3 0 1 1\n" + event));
+    const Opened falling(TraceBytes("fire 5 0 1 1\n" + event));
+    for (const Opened* opened : {&rising, &falling}) {
+      const StateReader reader(*opened->trace, *opened->index, {1, 1, 4});
+      ArrayState state;
+      Fault fault;
+      EXPECT_TRUE(reader.AtCycle(3, state, fault)) << fault.Text();
+      EXPECT_FALSE(reader.AtCycle(9, state, fault)) << event;
+      EXPECT_EQ(fault.kind, Fault::OUTSIDE_ARRAY);
+      EXPECT_EQ(fault.record, 1U);
+      EXPECT_EQ(fault.offset, SMALL_RECORD);
+    }
+  }
+}
+
+// One message from far away, and the index keeps nothing of the whole any more.
+std::vector<Event> EventsWithAFarSend() {
+  std::vector<Event> events(80000);
+  for (uint32_t i = 0; i < events.size(); ++i) {
+    events[i].cycle = i / 10;
+    events[i].thread = i / 7 % 5;
+    // The row of an element tells when it fired last: some only long before a skip.
+    events[i].at = {i % 8, i < 40000 ? i / 8 % 8 : i / 8 % 4};
+  }
+  events[79000] = {SEND_RECORD, events[79000].cycle, 0, {4000000000U, 0}, {1, 1}};
+  return events;
+}
+
+TEST(StateTest, SkippingWorksInATraceOfWhichTheIndexKeepsNoBoundaries) {
+  std::mt19937 random(12);
+  const std::vector<Event> events = EventsWithAFarSend();
+  const Opened opened(Encode(events));
+  ASSERT_FALSE(opened.index->HasBoundaries());
+  for (const uint64_t skipTo : {uint64_t{0}, uint64_t{5}, events[45000].cycle}) {
+    CompareSteps(opened, {1, 2, 4}, skipTo, 100, random);
+    ASSERT_FALSE(HasFatalFailure()) << "skip to " << skipTo;
+  }
+}
+
+// What a callback was told; it asks to stop at the `stopAt`-th call.
+struct Told {
+  ProgressCallback Callback() {
+    return [this](uint64_t done, uint64_t all) {
+      values.push_back(done);
+      wholes.push_back(all);
+      return values.size() < stopAt;
+    };
+  }
+
+  size_t stopAt = ~size_t{0};
+  std::vector<uint64_t> values;
+  std::vector<uint64_t> wholes;
+};
+
+// Asks once to the end and then again and again, stopped ever later.
+void ExpectProgress(const std::function<bool(const ProgressCallback&, Fault&)>& ask) {
+  Told told;
+  Fault fault;
+  ASSERT_TRUE(ask(told.Callback(), fault)) << fault.Text();
+  ASSERT_GT(told.values.size(), 100U) << "the question was not long";
+  EXPECT_TRUE(std::is_sorted(told.values.begin(), told.values.end()));
+  EXPECT_EQ(told.wholes, std::vector<uint64_t>(told.wholes.size(), told.wholes[0]));
+  EXPECT_EQ(told.values.back(), told.wholes.back());
+  for (const size_t stopAt : {size_t{1}, size_t{50}, told.values.size()}) {
+    Told stopped;
+    stopped.stopAt = stopAt;
+    fault = Fault();
+    EXPECT_FALSE(ask(stopped.Callback(), fault));
+    EXPECT_EQ(fault.kind, Fault::CANCELLED);
+    EXPECT_EQ(stopped.values.size(), stopAt);
+  }
+}
+
+TEST(StateTest, CallerHearsOfQuestionsThatGoThroughTheWholeTraceAndStopsThem) {
+  ArrayState state;
+  std::mt19937 random(13);
+  RandomTraceOptions options;
+  options.records = 30000;
+  options.falling = true;
+  const Opened falling(Encode(RandomEvents(random, options)));
+  ExpectProgress([&](const ProgressCallback& progress, Fault& fault) {
+    const StateReader reader(*falling.trace, *falling.index, options.shape);
+    return reader.AtCycle(~uint64_t{0}, state, fault, progress);
+  });
+  const uint64_t most = falling.index->GetSummary().maxCycle;
+  ExpectProgress([&](const ProgressCallback& progress, Fault& fault) {
+    const StateReader reader(*falling.trace, *falling.index, options.shape);
+    uint64_t steps = 0;
+    return reader.CountSteps(most, steps, fault, progress);
+  });
+  // A location that the array lacks, behind the moment.
+  options.falling = false;
+  std::vector<Event> events = RandomEvents(random, options);
+  events.push_back({FIRE_RECORD, events.back().cycle + 10, 0, {5000, 0}, {}});
+  const Opened foreign(Encode(events));
+  ExpectProgress([&](const ProgressCallback& progress, Fault& fault) {
+    const StateReader reader(*foreign.trace, *foreign.index, options.shape);
+    return reader.AtCycle(events.back().cycle - 1, state, fault, progress);
+  });
+  const Opened far(Encode(EventsWithAFarSend()));
+  ExpectProgress([&](const ProgressCallback& progress, Fault& fault) {
+    const StateReader reader(*far.trace, *far.index, {1, 2, 4});
+    return reader.AtStep(7000, 5, state, fault, progress);
+  });
+}
+
+TEST(StateTest, TraceThatIsWrittenAnewInPlaceIsAFaultThatSaysSo) {
+  RandomTraceOptions options;
+  options.shape = {1, 2, 4};
+  for (const size_t records : {size_t{60000}, size_t{600}}) {
+    for (const size_t after : {records, records / 2, 2 * records}) {
+      std::mt19937 random(14);
+      options.records = records;
+      const Opened opened(Encode(RandomEvents(random, options)));
+      options.records = after;
+      std::vector<Event> events = RandomEvents(random, options);
+      for (Event& event : events) {
+        event.at.column += 500;
+      }
+      WriteFile(opened.name, Encode(events));
+      const StateReader reader(*opened.trace, *opened.index, options.shape);
+      ArrayState state;
+      uint64_t steps = 0;
+      Fault fault;
+      EXPECT_FALSE(reader.AtStep(100, 0, state, fault));
+      EXPECT_EQ(fault.kind, Fault::CHANGED) << fault.Text();
+      EXPECT_FALSE(reader.AtStep(100, 3, state, fault = Fault()));
+      EXPECT_EQ(fault.kind, Fault::CHANGED) << fault.Text();
+      EXPECT_FALSE(reader.AtStep(1 << 30, 0, state, fault = Fault()));
+      EXPECT_EQ(fault.kind, Fault::CHANGED) << fault.Text();
+      EXPECT_FALSE(reader.AtCycle(100, state, fault = Fault()));
+      EXPECT_EQ(fault.kind, Fault::CHANGED) << fault.Text();
+      EXPECT_FALSE(reader.CountSteps(0, steps, fault = Fault()));
+      EXPECT_EQ(fault.kind, Fault::CHANGED) << fault.Text();
+    }
+  }
 }
 
 }  // namespace
