@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
@@ -76,6 +78,26 @@ void PrintThreads(const Summary& s, std::ostream& out) {
   out << "\n";
 }
 
+// Whether the viewer, which unpacks nothing and reads from no pipe, can show the file as it is.
+bool IsPlain(const std::string& name) {
+  struct stat status;
+  Fault fault;
+  return stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+         TraceFile::Open(name, fault) != nullptr;
+}
+
+void PrintView(const std::string& name, const Summary& s, std::ostream& out) {
+  const auto shape = SuggestShape(s);
+  if (!shape) {
+    out << "view it with  nothing: no array shows all of its locations\n";
+  } else if (IsPlain(name)) {
+    out << "view it with  marrowfin " << ShapeText(*shape) << " -f " << ShellWord(name) << "\n";
+  } else {
+    out << "view it with  marrowfin " << ShapeText(*shape)
+        << " -f FILE, once it is unpacked into a plain FILE\n";
+  }
+}
+
 void Print(const std::string& name, const Summary& s, std::ostream& out) {
   out << name << "\n";
   out << "records       " << s.records << " (" << s.bytes << " bytes)\n";
@@ -94,11 +116,7 @@ void Print(const std::string& name, const Summary& s, std::ostream& out) {
   PrintThreads(s, out);
   out << "extent        " << std::max(s.fired.columns, s.sent.columns) << " columns, "
       << std::max(s.fired.rows, s.sent.rows) << " rows\n";
-  if (const auto shape = SuggestShape(s)) {
-    out << "view it with  marrowfin " << ShapeText(*shape) << " -f " << ShellWord(name) << "\n";
-  } else {
-    out << "view it with  nothing: no array shows all of its locations\n";
-  }
+  PrintView(name, s, out);
 }
 
 MaybeFailure Info(const InfoFlags& flags, const Console& console) {

@@ -147,18 +147,21 @@ std::optional<ArrayShape> SuggestShape(const Summary& summary) {
   if (!distance || side > MAX_SIDE || !summary.switchesComplete) {
     return std::nullopt;
   }
-  uint32_t last = 0;  // the farthest switch, from the first
+  uint64_t last = 0;  // the farthest switch, from the first
   for (const Place& place : summary.switchPlaces) {
-    last = std::max({last, place.column - 4, place.row - 4});
+    last = std::max<uint64_t>({last, place.column - 4, place.row - 4});
   }
-  // Without switches, or with a single one, clusters of eight as in the viewer's own default.
-  const uint32_t clusterSide = *distance != 0 ? *distance : 8;
-  const uint64_t clusters =
-      std::max((side + clusterSide - 1) / clusterSide, uint64_t{last} / clusterSide + 1);
-  if (clusters * clusterSide > MAX_SIDE) {
-    return std::nullopt;
+  // Without switches, or with a single one, clusters of eight as in the viewer's own default. Else
+  // switches may stand on every second cluster or third: what divides their distance will do.
+  const uint64_t between = *distance != 0 ? *distance : 8;
+  for (uint64_t clusterSide = std::min(between, MAX_SIDE); clusterSide > 0; --clusterSide) {
+    const uint64_t clusters =
+        std::max((side + clusterSide - 1) / clusterSide, last / clusterSide + 1);
+    if (between % clusterSide == 0 && clusters * clusterSide <= MAX_SIDE) {
+      return ShapeOf(static_cast<uint32_t>(clusters), static_cast<uint32_t>(clusterSide));
+    }
   }
-  return ShapeOf(static_cast<uint32_t>(clusters), clusterSide);
+  return std::nullopt;
 }
 
 }  // namespace marrowfin

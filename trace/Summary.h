@@ -103,9 +103,9 @@ class Summarizer {
   size_t transmissionCount = 0;
 };
 
-// The smallest array whose picture shows every location of the trace, switches included; nothing
-// where no array that a viewer can show does (switches at places that fit no grid, or a side above
-// 4096).
+// An array whose picture shows every location of the trace, switches included, with the largest
+// clusters that the switches allow and as few of them as will do; nothing where no array that a
+// viewer can show does (switches at places that fit no grid, or a side above 4096).
 std::optional<ArrayShape> SuggestShape(const Summary& summary);
 
 }  // namespace marrowfin

@@ -150,6 +150,9 @@ TEST_F(InfoTest, PackedTracesPipesAndStandardInputAreToldLikePlainFiles) {
   Trace(byHand);
   const std::string expected = Run({"info", "t.trace"}).out.substr(strlen("t.trace"));
   const std::string figures = expected.substr(0, expected.find("view it"));
+  // The viewer shows plain files alone.
+  const std::string unpack =
+      "view it with  marrowfin -c 3 -d 2 -p 4 -f FILE, once it is unpacked into a plain FILE\n";
   ASSERT_EQ(0, Shell("gzip -k t.trace && zstd -q t.trace && gzip -c t.trace > odd-name &&"
                      "mkfifo pipe && head -c 100 t.trace | gzip > two.gz && "
                      "tail -c +101 t.trace | gzip >> two.gz")
@@ -157,15 +160,15 @@ TEST_F(InfoTest, PackedTracesPipesAndStandardInputAreToldLikePlainFiles) {
   for (const char* name : {"t.trace.gz", "t.trace.zst", "odd-name", "two.gz"}) {
     const CommandResult result = Run({"info", name});
     EXPECT_EQ(0, result.exitStatus) << result.err;
-    EXPECT_THAT(result.out, ::testing::StartsWith(name + figures));
+    EXPECT_EQ(name + figures + unpack, result.out);
   }
   for (const char* from : {"t.trace", "t.trace.gz", "t.trace.zst"}) {
     const CommandResult pipe = Shell("cat $1 > pipe & exec \"$0\" info pipe", {from});
     EXPECT_EQ(0, pipe.exitStatus) << pipe.err;
-    EXPECT_THAT(pipe.out, ::testing::StartsWith("pipe" + figures));
+    EXPECT_EQ("pipe" + figures + unpack, pipe.out);
     const CommandResult input = Shell("cat $1 | \"$0\" info /dev/stdin", {from});
     EXPECT_EQ(0, input.exitStatus) << input.err;
-    EXPECT_THAT(input.out, ::testing::StartsWith("/dev/stdin" + figures));
+    EXPECT_EQ("/dev/stdin" + figures + unpack, input.out);
   }
 }
 
@@ -188,6 +191,24 @@ TEST_F(InfoTest, WhereNoArrayShowsTheTraceItSaysSo) {
                 EndsWith("\nview it with  nothing: no array shows all of its locations\n"));
     EXPECT_FALSE(RunForJson({"info", "t.trace"}).contains("view"));
   }
+}
+
+TEST_F(InfoTest, SwitchesThatStandFarApartLeaveRoomForSmallerClusters) {
+  // Clusters as large as the distance of the switches would need an array of 6,000 a side.
+  Trace("switch 1 0 4 4\nswitch 1 0 3004 4\nfire 1 0 3000 1\n");
+  EXPECT_THAT(Run({"info", "t.trace"}).out,
+              EndsWith("\nview it with  marrowfin -c 4 -d 2 -p 500 -f t.trace\n"));
+  // Where they fit, they are as large.
+  Trace("switch 1 0 4 4\nswitch 1 0 2004 4\nfire 1 0 2000 1\n");
+  EXPECT_THAT(Run({"info", "t.trace"}).out,
+              EndsWith("\nview it with  marrowfin -c 2 -d 2 -p 1000 -f t.trace\n"));
+  // The farthest distance that fits takes clusters of a single element.
+  Trace("switch 1 0 4 4\nswitch 1 0 4099 4\n");
+  EXPECT_THAT(Run({"info", "t.trace"}).out,
+              EndsWith("\nview it with  marrowfin -c 4096 -d 1 -p 1 -f t.trace\n"));
+  Trace("switch 1 0 4 4\nswitch 1 0 4100 4\n");
+  EXPECT_THAT(Run({"info", "t.trace"}).out,
+              EndsWith("\nview it with  nothing: no array shows all of its locations\n"));
 }
 
 TEST_F(InfoTest, TheCommandToViewItWithCanBeCopied) {
