@@ -33,22 +33,6 @@ Fault OutsideArray(Place place, const char* what) {
   return fault;
 }
 
-// Cuts a batch. Its maxima may stay too large; they are bounds.
-void Truncate(Columns& columns, size_t size) {
-  columns.size = size;
-  columns.switches = 0;
-  columns.sends = 0;
-  columns.changes = 0;
-  columns.fell = false;
-  for (size_t i = 0; i < size; ++i) {
-    const uint64_t before = columns.cycle[i > 0 ? i - 1 : 0];
-    columns.switches += columns.tag[i].type == SWITCH_RECORD;
-    columns.sends += columns.tag[i].type == SEND_RECORD;
-    columns.changes += columns.cycle[i] != before;
-    columns.fell |= columns.cycle[i] < before;
-  }
-}
-
 }  // namespace
 
 Reader::Reader(std::unique_ptr<ByteSource> source, const std::string& name, ReadOptions options)
@@ -71,12 +55,11 @@ bool Reader::Next(Columns& columns) {
   while (columns.size == 0 && Refill()) {
     next = DecodeBest(begin, end, columns);
   }
-  next = columns.size == 0 ? begin : next;
-  begin = next;
   if (columns.size > 0) {
     const uint64_t cycleBefore = lastCycle;
     lastCycle = columns.cycle[columns.size - 1];
     Check(columns, cycleBefore);
+    begin = next;
   }
   record += columns.size;
   offset += columns.Bytes();
@@ -128,7 +111,9 @@ bool Reader::Keep(Columns& columns, size_t i, const Fault& finding) {
     return true;
   }
   fault = placed;
-  Truncate(columns, i);
+  // Decoded anew up to there, so that what was gathered of the batch is of its records alone.
+  columns.Clear();
+  DecodeBest(begin, begin + (placed.offset - offset), columns);
   return false;
 }
 

@@ -62,7 +62,7 @@ class Reader {
   Fault fault;
   Fault behind;  // a fault of the source, kept until all before it is delivered
   std::vector<uint8_t> block;
-  const uint8_t* begin;
+  const uint8_t* begin;  // while a batch is checked, of its first record
   const uint8_t* end;
   bool atEnd = false;
   uint64_t record = 0;

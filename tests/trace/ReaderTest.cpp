@@ -12,6 +12,7 @@
 #include "tests/support/Files.h"
 #include "tests/support/TraceText.h"
 #include "tests/trace/RandomTrace.h"
+#include "trace/Summary.h"
 
 namespace marrowfin::testing {
 namespace {
@@ -151,6 +152,47 @@ TEST(ReaderTest, LocationsOutsideTheGivenArrayAreFound) {
     EXPECT_EQ(result.fault.kind, Fault::OUTSIDE_ARRAY) << bad;
     EXPECT_EQ(result.fault.record, 3U) << bad;
     EXPECT_EQ(result.events.size(), 3U) << bad;
+  }
+}
+
+// What is gathered of a batch as a whole must not tell of records that were cut off it.
+TEST(ReaderTest, RecordsBehindAFaultLeaveNothingInTheSummary) {
+  ReadOptions options;
+  options.array = ArrayShape{2, 1, 8};
+  const std::string good = "fire 1 0 3 2\nsend 1 0 1 5 4 1\nswitch 1 0 4 4\nfire 2 0 1 7\n";
+  const std::string behind =
+      "fire 3 0 15 14\nsend 3 0 13 12 0 0\nsend 3 0 0 0 12 13\nswitch 4 0 12 12\n";
+  for (const std::string bad : {"fire 2 0 99 0", "send 2 0 99 0 0 0", "send 2 0 0 0 0 99",
+                                "switch 2 0 13 4", "fire 1 0 9 9"}) {
+    for (const size_t before : {0U, 1U, 6U}) {
+      std::string text;
+      for (size_t i = 0; i < before; ++i) {
+        text += "send 1 0 1 1 1 1\n";
+      }
+      const std::string bytes = TraceBytes(text + good + bad + "\n" + behind + behind);
+      Reader reader(MemorySource(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()),
+                    "t.trace", options);
+      Summarizer summarizer;
+      auto columns = std::make_unique<Columns>();
+      while (reader.Next(*columns)) {
+        EXPECT_EQ(columns->maxFired, (Place{3, 7}));
+        EXPECT_EQ(columns->maxSent, (Place{4, 5}));
+        EXPECT_EQ(columns->maxSwitched, (Place{0, 0}));
+        EXPECT_EQ(columns->switchedBits, (Place{0, 0}));
+        summarizer.Add(*columns);
+      }
+      summarizer.Finish();
+      const Summary& summary = summarizer.Get();
+      EXPECT_EQ(reader.GetFault().record, before + 4) << bad;
+      EXPECT_EQ(summary.records, before + 4) << bad;
+      EXPECT_EQ(summary.fires, 2U) << bad;
+      EXPECT_EQ(summary.switches, 1U) << bad;
+      EXPECT_EQ(summary.changes, 1U) << bad;
+      EXPECT_EQ(summary.falls, 0U) << bad;
+      EXPECT_EQ(summary.bytes, reader.GetFault().offset) << bad;
+      EXPECT_EQ(summary.fired, (Extent{4, 8})) << bad;
+      EXPECT_EQ(summary.sent, (Extent{5, 6})) << bad;
+    }
   }
 }
 
