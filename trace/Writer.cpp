@@ -40,9 +40,12 @@ Writer::Writer(size_t bufferSize) : buffer(std::max(bufferSize, LARGE_RECORD)) {
 Writer::~Writer() { Close(); }
 
 bool Writer::Open(const std::string& fileName) {
+  // First, or what is still buffered gets into the file behind its emptying, where it is the same.
+  Close();
   const int opened = open(fileName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (opened == -1) {
     fault = SystemFault(fileName, "cannot write", errno);
+    written = 0;
     return false;
   }
   Attach(opened, fileName);

@@ -26,10 +26,12 @@ class Writer {
   // Writes out what is buffered, as far as that is possible, and closes the file.
   ~Writer();
 
-  // Creates `name`, or empties it. False where that fails.
+  // Creates `name`, or empties it. False where that fails. A file that is open is flushed and
+  // closed before, also where it is the same; who wants to know whether that went well calls Close.
   [[nodiscard]] bool Open(const std::string& name);
 
-  // Writes to an open descriptor, which is closed with the writer; `name` is for messages.
+  // Writes to an open descriptor, which is closed with the writer; `name` is for messages. A file
+  // that is open is closed before, as by Open.
   void Attach(int descriptor, const std::string& name);
 
   void Fire(uint64_t cycle, uint32_t thread, Place at);
