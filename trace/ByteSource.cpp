@@ -152,16 +152,18 @@ std::unique_ptr<ByteSource> OpenSource(const std::string& name, Fault& fault) {
 
 std::unique_ptr<ByteSource> OpenSource(int descriptor, const std::string& name, Fault& fault) {
   auto file = std::make_unique<FileSource>(descriptor, name);
-  // No trace begins so: its first bytes are those of a small type.
-  const std::string start = file->Peek(4, fault);
+  // No trace begins as packed data does: its first bytes are those of a small type.
+  const std::string start = file->Peek(PACKED_START, fault);
   if (fault) {
     return nullptr;
   }
-  if (start.starts_with("\x1f\x8b")) {
-    return UnpackGzip(std::move(file), name);
-  }
-  if (start == "\x28\xb5\x2f\xfd") {
-    return UnpackZstd(std::move(file), name);
+  switch (PackingOf(reinterpret_cast<const uint8_t*>(start.data()), start.size())) {
+    case Packing::GZIP:
+      return UnpackGzip(std::move(file), name);
+    case Packing::ZSTD:
+      return UnpackZstd(std::move(file), name);
+    case Packing::NONE:
+      break;
   }
   return file;
 }

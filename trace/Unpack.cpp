@@ -3,6 +3,7 @@
 #include <zlib.h>
 #include <zstd.h>
 
+#include <algorithm>
 #include <vector>
 
 namespace marrowfin {
@@ -10,6 +11,13 @@ namespace marrowfin {
 namespace {
 
 constexpr size_t BLOCK = 256 << 10;
+
+constexpr uint8_t GZIP_START[] = {0x1f, 0x8b};
+constexpr uint8_t ZSTD_START[] = {0x28, 0xb5, 0x2f, 0xfd};
+
+// A frame that holds no data but something for those who know it, such as how long the next one is
+// for whoever unpacks many at a time. The lowest four bits of its first byte are free.
+constexpr uint8_t SKIPPABLE_START[] = {0x50, 0x2a, 0x4d, 0x18};
 
 // What both formats share: a block of packed bytes that is refilled when it is used up.
 class Unpacker : public ByteSource {
@@ -74,6 +82,14 @@ class GzipUnpacker : public Unpacker {
  protected:
   size_t Unpack(uint8_t* bytes, size_t wanted, Fault& fault) override {
     if (between) {
+      SkipPadding();
+      if (used == filled) {
+        return 0;
+      }
+      if (padded || block[used] != GZIP_START[0]) {
+        Damage(fault, "gzip: something that is no gzip data follows the packed data");
+        return 0;
+      }
       inflateReset(&stream);
       between = false;
     }
@@ -91,7 +107,16 @@ class GzipUnpacker : public Unpacker {
   }
 
  private:
+  void SkipPadding() {
+    const auto* const first = block.data() + used;
+    const auto* const end = block.data() + filled;
+    const auto* const next = std::find_if(first, end, [](uint8_t byte) { return byte != 0; });
+    padded = padded || next != first;
+    used = filled - static_cast<size_t>(end - next);
+  }
+
   z_stream stream = {};
+  bool padded = false;  // whether zeros were met, which no further member follows
 };
 
 class ZstdUnpacker : public Unpacker {
@@ -106,10 +131,11 @@ class ZstdUnpacker : public Unpacker {
     ZSTD_outBuffer out = {bytes, wanted, 0};
     const size_t result = ZSTD_decompressStream(stream, &out, &in);
     used = in.pos;
-    between = result == 0;
     if (ZSTD_isError(result)) {
-      Damage(fault, std::string("zstd: ") + ZSTD_getErrorName(result));
+      Damage(fault, between ? "zstd: something that is no zstd data follows the packed data"
+                            : std::string("zstd: ") + ZSTD_getErrorName(result));
     }
+    between = result == 0;
     return out.pos;
   }
 
@@ -118,6 +144,19 @@ class ZstdUnpacker : public Unpacker {
 };
 
 }  // namespace
+
+Packing PackingOf(const uint8_t* bytes, size_t size) {
+  if (size >= sizeof(GZIP_START) && std::equal(GZIP_START, std::end(GZIP_START), bytes)) {
+    return Packing::GZIP;
+  }
+  if (size < PACKED_START) {
+    return Packing::NONE;
+  }
+  const bool frame = std::equal(ZSTD_START, std::end(ZSTD_START), bytes);
+  const bool skippable = (bytes[0] & 0xf0) == SKIPPABLE_START[0] &&
+                         std::equal(SKIPPABLE_START + 1, std::end(SKIPPABLE_START), bytes + 1);
+  return frame || skippable ? Packing::ZSTD : Packing::NONE;
+}
 
 std::unique_ptr<ByteSource> UnpackGzip(std::unique_ptr<ByteSource> packed,
                                        const std::string& name) {
