@@ -281,19 +281,17 @@ TEST(QueryTest, RangeThatBeginsWithinAQuietSegmentReadsNothingOfIt) {
 TEST(QueryTest, EachRecordIsReadOnceOnTheWayForwardHoweverFarEntriesStandApart) {
   std::mt19937 random(5);
   const std::vector<Event> events = QuietCorner(random, {});
-  for (const uint64_t apart : {512U, 20000U, 1U << 20}) {
+  EventFilter filter;
+  filter.thread = 3;
+  const std::vector<uint64_t> expected = Expected(events, filter);
+  for (const uint64_t apart : {512U, 1U << 20}) {
     Opened opened(Encode(events));
     IndexAnew(opened, {.segmentRecords = SEGMENT * 9, .entryRecords = apart});
-    EventFilter all;
-    EventFilter thread;
-    thread.thread = 3;
-    for (const EventFilter& filter : {all, thread}) {
-      EventCursor cursor(*opened.trace, *opened.index, filter);
-      EXPECT_EQ(FindAll(cursor), Expected(events, filter));
-      EXPECT_EQ(cursor.RecordsRead(), LONG) << apart;
-      EXPECT_EQ(FindAllBack(cursor), Expected(events, filter));
-      EXPECT_LE(cursor.RecordsRead(), 3 * LONG) << apart;
-    }
+    EventCursor cursor(*opened.trace, *opened.index, filter);
+    EXPECT_EQ(FindAll(cursor), expected);
+    EXPECT_EQ(cursor.RecordsRead(), LONG) << apart;
+    EXPECT_EQ(FindAllBack(cursor), expected);
+    EXPECT_LE(cursor.RecordsRead(), 3 * LONG) << apart;
   }
 }
 
