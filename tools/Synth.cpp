@@ -76,7 +76,7 @@ Action Configure(CLI::App& app) {
       ->check(CheckCount);
   app.add_option("--threads", flags->threads, "How many threads")
       ->capture_default_str()
-      ->check(CLI::Range(1U, 1000000U));
+      ->check(CLI::Range(1U, 4096U));
   app.add_option("--seed", flags->seed, "Where the random numbers start")
       ->capture_default_str()
       ->check(CheckCount);

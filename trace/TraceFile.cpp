@@ -84,8 +84,12 @@ std::unique_ptr<TraceFile> TraceFile::Open(const std::string& name, Fault& fault
     fault = SystemFault(name, "cannot open", errno);
     return nullptr;
   }
+  if (S_ISDIR(status.st_mode)) {
+    fault = SystemFault(name, "cannot read", EISDIR);
+    return nullptr;
+  }
   if (!S_ISREG(status.st_mode)) {
-    fault = NotPlain(name, "what is no plain file");
+    fault = NotPlain(name, "a pipe or device");
     return nullptr;
   }
   file->identity = IdentityOf(status);

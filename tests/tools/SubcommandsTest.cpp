@@ -55,7 +55,7 @@ TEST_F(SubcommandsTest, AFolderIsNamed) {
     const CommandResult result = Run(line);
     EXPECT_EQ(1, result.exitStatus);
     EXPECT_EQ("", result.out);
-    EXPECT_THAT(result.err, StartsWith("marrowfin-trace: folder: "));
+    EXPECT_THAT(result.err, StartsWith("marrowfin-trace: folder: cannot read: Is a directory\n"));
   }
   EXPECT_EQ(
       "marrowfin-trace: folder: cannot read: Is a directory\n"
