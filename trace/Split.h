@@ -26,8 +26,8 @@ std::optional<uint64_t> Resynchronise(const TraceFile& trace, uint64_t offset, F
 
 // The byte at which the first record of cycle `cycle` or later begins, the size of the trace where
 // there is none, found by bisection and without an index, in a trace whose cycles do not fall.
-// Where the bytes are ambiguous, or what is looked at on the way shows that cycles do fall, the trace
-// is read from its start instead.
+// Where the bytes are ambiguous, or what is looked at on the way shows that cycles do fall, the
+// trace is read from its start instead.
 bool SeekCycle(const TraceFile& trace, uint64_t cycle, uint64_t& offset, Fault& fault);
 
 // Takes the batches of one piece of a trace, in order.
