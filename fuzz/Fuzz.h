@@ -6,7 +6,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <optional>
+#include <string>
 
 #include "trace/ByteSource.h"
 
@@ -65,6 +67,22 @@ class Trickle : public ByteSource {
  private:
   Input input;
   size_t most;
+};
+
+// A folder of its own, which goes with the object.
+class TempFolder {
+ public:
+  TempFolder() : path(std::filesystem::temp_directory_path() / "marrowfin-fuzz-XXXXXX") {
+    Require(mkdtemp(path.data()) != nullptr, "a folder for files");
+  }
+  TempFolder(const TempFolder&) = delete;
+  TempFolder& operator=(const TempFolder&) = delete;
+  ~TempFolder() { std::filesystem::remove_all(path); }
+
+  std::string File(const char* name) const { return path + "/" + name; }
+
+ private:
+  std::string path;
 };
 
 }  // namespace marrowfin::fuzz

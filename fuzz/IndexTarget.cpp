@@ -4,7 +4,6 @@
 #include <zlib.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <iterator>
 #include <memory>
 #include <string>
@@ -44,9 +43,8 @@ constexpr bool IsSend(uint64_t record) { return record % 5 == 3; }
 // The trace in a folder of its own.
 class Folder {
  public:
-  Folder() : path(std::filesystem::temp_directory_path() / "marrowfin-fuzz-XXXXXX") {
-    Require(mkdtemp(path.data()) != nullptr, "a folder for the trace");
-    setenv("XDG_CACHE_HOME", path.c_str(), 1);
+  Folder() {
+    setenv("XDG_CACHE_HOME", folder.File("cache").c_str(), 1);
     Writer writer;
     Require(writer.Open(Trace()), "a trace");
     for (uint32_t i = 0; i < RECORDS; ++i) {
@@ -67,16 +65,15 @@ class Folder {
     trace = TraceFile::Open(Trace(), fault);
     Require(trace != nullptr, "an open trace");
   }
-  ~Folder() { std::filesystem::remove_all(path); }
 
-  std::string Trace() const { return path + "/t"; }
-  std::string Index() const { return path + "/t.mfindex"; }
+  std::string Trace() const { return folder.File("t"); }
+  std::string Index() const { return folder.File("t.mfindex"); }
   const TraceFile& File() const { return *trace; }
 
  private:
   static constexpr time_t MODIFIED = 1000000000;
 
-  std::string path;
+  TempFolder folder;
   std::unique_ptr<TraceFile> trace;
 };
 

@@ -1,18 +1,15 @@
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <iterator>
 #include <memory>
-#include <string>
 #include <utility>
 #include <vector>
 
 #include "Core/VisTool.h"
 #include "fuzz/Fuzz.h"
-#include "trace/BigEndian.h"
+#include "fuzz/Traces.h"
 #include "trace/Reader.h"
 #include "trace/Split.h"
 #include "trace/Summary.h"
+#include "trace/SwitchGrid.h"
 #include "trace/TraceFile.h"
 
 // Bytes as a trace: the reader, in blocks of any size and with any options, must deliver what the
@@ -22,15 +19,6 @@
 namespace marrowfin::fuzz {
 
 namespace {
-
-struct Event {
-  uint64_t cycle;
-  uint32_t thread;
-  uint32_t type;
-  Place at;
-  Place to;
-  friend bool operator==(const Event&, const Event&) = default;
-};
 
 struct Found {
   Fault::Kind kind;
@@ -44,13 +32,6 @@ struct Result {
   std::vector<Found> findings;
   Found fault = {Fault::NONE, 0, 0};
 };
-
-void Append(const Columns& columns, std::vector<Event>& events) {
-  for (size_t i = 0; i < columns.size; ++i) {
-    events.push_back({columns.cycle[i], columns.tag[i].thread, columns.tag[i].type, columns.at[i],
-                      columns.to[i]});
-  }
-}
 
 // What is to be held against an event, in the order in which the reader looks for it.
 std::vector<Fault::Kind> Findings(const Event& event, uint64_t cycleBefore,
@@ -70,36 +51,6 @@ std::vector<Fault::Kind> Findings(const Event& event, uint64_t cycleBefore,
     kinds.push_back(Fault::OUTSIDE_ARRAY);
   }
   return kinds;
-}
-
-// What is wrong with the record at `data`, of which the bytes up to `end` are all that is left.
-Fault::Kind KindOf(const uint8_t* data, const uint8_t* end) {
-  const size_t left = static_cast<size_t>(end - data);
-  if (left < PAYLOAD_OFFSET) {
-    return Fault::CUT_RECORD;
-  }
-  const uint32_t type = Load32(data + TYPE_OFFSET);
-  const uint32_t length = type == SEND_RECORD ? 16 : 8;
-  if (type != SWITCH_RECORD && type != FIRE_RECORD && type != SEND_RECORD) {
-    return Fault::UNKNOWN_TYPE;
-  }
-  if (Load32(data + LENGTH_OFFSET) != length) {
-    return Fault::WRONG_LENGTH;
-  }
-  return left < PAYLOAD_OFFSET + length ? Fault::CUT_RECORD : Fault::NONE;
-}
-
-Event EventAt(const uint8_t* data) {
-  const uint8_t* payload = data + PAYLOAD_OFFSET;
-  Event event = {Load64(data + CYCLE_OFFSET),
-                 Load32(data + THREAD_OFFSET),
-                 Load32(data + TYPE_OFFSET),
-                 {Load32(payload), Load32(payload + 4)},
-                 {}};
-  if (event.type == SEND_RECORD) {
-    event.to = {Load32(payload + 8), Load32(payload + 12)};
-  }
-  return event;
 }
 
 // One record after another, by the layout alone.
@@ -189,7 +140,9 @@ Result Read(std::unique_ptr<ByteSource> source, ReadOptions options, bool tellin
 bool AreSame(const Columns& a, const Columns& b, size_t from) {
   return a.size == b.size && a.switches == b.switches && a.sends == b.sends &&
          a.changes == b.changes && a.fell == b.fell && a.maxFired == b.maxFired &&
-         a.maxSent == b.maxSent && std::equal(a.cycle + from, a.cycle + a.size, b.cycle + from) &&
+         a.maxSent == b.maxSent && a.maxSwitched == b.maxSwitched &&
+         a.switchedBits == b.switchedBits &&
+         std::equal(a.cycle + from, a.cycle + a.size, b.cycle + from) &&
          std::equal(a.tag + from, a.tag + a.size, b.tag + from,
                     [](Columns::Tag x, Columns::Tag y) {
                       return x.thread == y.thread && x.type == y.type;
@@ -217,6 +170,23 @@ void TryDecoder(DecodeFunction* decode, const uint8_t* data, const uint8_t* end,
     filled = 0;
     expected->Clear();
     found->Clear();
+  }
+}
+
+// All batches of a trace, by every way to look for switches that an array does not have.
+void TryGrid(const ArrayShape& array, const uint8_t* data, const uint8_t* end) {
+  const SwitchGrid grid(array);
+  const auto columns = std::make_unique<Columns>();
+  for (data = DecodeBest(data, end, *columns); columns->size > 0;
+       data = DecodeBest(data, end, *columns)) {
+    bool all = true;
+    for (size_t i = 0; i < columns->size; ++i) {
+      all = all && (columns->tag[i].type != SWITCH_RECORD || array.HasSwitch(columns->at[i]));
+    }
+    Require(grid.Fits(*columns) == all && grid.FitsPortable(*columns) == all &&
+                (!HasAvx2() || grid.FitsAvx2(*columns) == all),
+            "the grid knows its switches");
+    columns->Clear();
   }
 }
 
@@ -255,23 +225,6 @@ void TrySeeking(const TraceFile& trace, const std::vector<Event>& events, uint64
   Require(SeekCycle(trace, cycle, found, fault) && found == offset,
           "seeking finds the first record of a cycle");
 }
-
-// The same bytes in a file without a name.
-class MemoryFile {
- public:
-  MemoryFile(const uint8_t* data, size_t size) : descriptor(memfd_create("trace", MFD_CLOEXEC)) {
-    Require(descriptor != -1 && write(descriptor, data, size) == static_cast<ssize_t>(size),
-            "memory for a file");
-  }
-  MemoryFile(const MemoryFile&) = delete;
-  MemoryFile& operator=(const MemoryFile&) = delete;
-  ~MemoryFile() { close(descriptor); }
-
-  std::string Name() const { return "/proc/self/fd/" + std::to_string(descriptor); }
-
- private:
-  int descriptor;
-};
 
 void TryFile(const MemoryFile& file, const Result& expected, bool ordered) {
   Fault fault;
@@ -318,30 +271,13 @@ void TryTool(const MemoryFile& file, const Result& expected) {
   tool.inFile.Close();
 }
 
-// A trace that is longer than the input: `copies` of it, the cycles of each `step` above those of
-// the one before.
-std::vector<uint8_t> Repeat(const uint8_t* data, size_t size, size_t copies, uint64_t step) {
-  constexpr size_t ENOUGH = 100000;
-  std::vector<uint8_t> trace(data, data + size);
-  for (size_t copy = 1; copy < copies && trace.size() + size <= ENOUGH; ++copy) {
-    const size_t begin = trace.size();
-    trace.insert(trace.end(), data, data + size);
-    for (size_t at = begin; at + SMALL_RECORD <= trace.size();) {
-      uint8_t* record = trace.data() + at;
-      Store64(record + CYCLE_OFFSET, Load64(record + CYCLE_OFFSET) + step * copy);
-      at += RecordSize(Load32(record + TYPE_OFFSET));
-    }
-  }
-  return {trace.begin(), trace.end()};
-}
-
 void Try(Input input) {
   const uint8_t flags = input.Byte();
   const uint8_t ways = input.Byte();
   const size_t most = input.Byte();
   const size_t copies = input.Byte();
   const uint64_t step = input.Byte();
-  const std::vector<uint8_t> trace = Repeat(input.Rest(), input.Left(), copies, step);
+  const std::vector<uint8_t> trace = Repeat(input.Rest(), input.Left(), copies, step, 100000);
   const uint8_t* data = trace.data();
   const size_t size = trace.size();
   ReadOptions options;
@@ -351,16 +287,13 @@ void Try(Input input) {
   }
   const bool telling = (flags & 4) != 0;
 
+  AllowAvx2((ways & 4) == 0);
   const Result expected = Reference(data, size, options, telling);
   const Result result = Read(std::make_unique<Trickle>(data, size, most), options, telling);
   Require(result.events == expected.events, "the reader delivers what stands there");
   Require(result.findings == expected.findings, "the reader tells every finding");
   Require(result.fault == expected.fault, "the reader breaks where the trace breaks");
 
-  TryDecoder(DecodeBest, data, data + size, most);
-  if (HasAvx2()) {
-    TryDecoder(DecodeAvx2, data, data + size, most);
-  }
   if ((ways & 3) != 0) {
     const MemoryFile file(data, size);
     ReadOptions lenient;
@@ -372,6 +305,15 @@ void Try(Input input) {
     if ((ways & 2) != 0 && size < 8192) {
       TryTool(file, all);
     }
+  }
+
+  AllowAvx2(true);
+  TryDecoder(DecodeBest, data, data + size, most);
+  if (HasAvx2()) {
+    TryDecoder(DecodeAvx2, data, data + size, most);
+  }
+  if (options.array) {
+    TryGrid(*options.array, data, data + size);
   }
 }
 

@@ -1,0 +1,290 @@
+#include <bit>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "fuzz/Fuzz.h"
+#include "fuzz/Traces.h"
+#include "trace/ActivityReader.h"
+#include "trace/Decode.h"
+#include "trace/Index.h"
+#include "trace/Query.h"
+#include "trace/StateReader.h"
+#include "trace/TraceFile.h"
+#include "trace/Walk.h"
+
+// Bytes as a trace that is indexed: what is found with the index must be what looking at every
+// event finds, and an index of many small segments must tell what one without segments tells.
+
+namespace marrowfin::fuzz {
+
+namespace {
+
+// The well-formed events of a trace and the fault behind them.
+struct Events {
+  std::vector<Event> all;
+  std::vector<uint64_t> offsets;
+  std::vector<uint64_t> changes;  // of cycle, up to each of them
+  bool ordered = true;
+  Fault::Kind end = Fault::NONE;
+
+  explicit Events(const std::vector<uint8_t>& trace) {
+    const uint8_t* const stop = trace.data() + trace.size();
+    for (const uint8_t* data = trace.data(); data < stop;) {
+      end = KindOf(data, stop);
+      if (end != Fault::NONE) {
+        return;
+      }
+      const Event event = EventAt(data);
+      const bool change = !all.empty() && event.cycle != all.back().cycle;
+      ordered = ordered && (all.empty() || event.cycle >= all.back().cycle);
+      changes.push_back(changes.empty() ? 0 : changes.back() + (change ? 1 : 0));
+      offsets.push_back(static_cast<uint64_t>(data - trace.data()));
+      all.push_back(event);
+      data += RecordSize(event.type);
+    }
+  }
+
+  // The first event that is of this cycle or later.
+  uint64_t FirstOf(uint64_t cycle) const {
+    uint64_t record = 0;
+    while (record < all.size() && all[record].cycle < cycle) {
+      ++record;
+    }
+    return record;
+  }
+};
+
+std::unique_ptr<Index> MakeIndex(const TraceFile& trace, const char* name,
+                                 const IndexLimits& limits) {
+  static const TempFolder folder;
+  const std::string file = folder.File(name);
+  Fault fault;
+  Require(Index::Build(trace, file, {}, fault, limits), "every trace has an index");
+  auto index = Index::Load(trace, file, fault);
+  Require(index != nullptr, "a new index is believed");
+  return index;
+}
+
+void AskSummary(const Index& index, const Events& events) {
+  const Summary& s = index.GetSummary();
+  Require(s.records == events.all.size() && s.Ordered() == events.ordered &&
+              s.changes == (events.changes.empty() ? 0 : events.changes.back()),
+          "the index knows how much there is");
+  Require(s.end.kind == events.end, "the index knows why the trace ends");
+}
+
+bool Counts(const Event& event, Activity kind) {
+  return event.type == (kind == FIRES           ? FIRE_RECORD
+                        : kind == TRANSMISSIONS ? SWITCH_RECORD
+                                                : SEND_RECORD);
+}
+
+void AskCounts(const TraceFile& trace, const Index& index, const Events& events, uint64_t first,
+               uint64_t last) {
+  const ActivityReader reader(trace, index);
+  const std::vector<Place>& places = index.GetSummary().switchPlaces;
+  for (const Activity kind : {FIRES, SENDS, RECEIVES, TRANSMISSIONS}) {
+    std::vector<uint64_t> counts;
+    Fault fault;
+    const bool counted = reader.Count(first, last, kind, counts, fault);
+    Require(counted == index.HasBoundaries(), "what has units has counts of them");
+    for (uint64_t i = first; counted && i < last; ++i) {
+      const Event& event = events.all[i];
+      const Place place = kind == RECEIVES ? event.to : event.at;
+      if (Counts(event, kind)) {
+        const auto slot = std::find(places.begin(), places.end(), place) - places.begin();
+        const size_t cell = kind == TRANSMISSIONS
+                                ? static_cast<size_t>(slot)
+                                : size_t{place.row} * reader.ColumnCount() + place.column;
+        Require(cell < counts.size() && counts[cell] > 0, "every event is counted");
+        --counts[cell];
+      }
+    }
+    Require(std::all_of(counts.begin(), counts.end(), [](uint64_t left) { return left == 0; }),
+            "nothing else is counted");
+  }
+}
+
+void AskOverTime(const TraceFile& trace, const Index& index, const Events& events, uint64_t first,
+                 uint64_t last, size_t bins) {
+  for (const Activity kind : {FIRES, RECEIVES}) {
+    std::vector<uint64_t> counts;
+    Fault fault;
+    const bool counted =
+        ActivityOverTime(trace, index, first, last, bins, kind, std::nullopt, {}, counts, fault);
+    Require(counted == (events.ordered || first > last), "cycles that rise have an order");
+    std::vector<uint64_t> expected(bins);
+    for (const Event& event : events.all) {
+      if (Counts(event, kind) && event.cycle >= first && event.cycle <= last) {
+        const auto span = static_cast<unsigned __int128>(last - first) + 1;
+        size_t bin = 0;
+        while (bin + 1 < bins && event.cycle - first >= span * (bin + 1) / bins) {
+          ++bin;
+        }
+        ++expected[bin];
+      }
+    }
+    Require(!counted || counts == expected, "bins hold the events of their cycles");
+  }
+}
+
+void AskPlaces(const TraceFile& trace, const Index& index, const Events& events, uint64_t record) {
+  IndexEntry entry;
+  Fault fault;
+  uint64_t found = 0;
+  Require(Locate(trace, index, record, entry, fault) && entry.record == record &&
+              entry.offset == events.offsets[record] && entry.cycle == events.all[record].cycle &&
+              entry.changes == events.changes[record],
+          "records stand where they stand");
+  const uint64_t cycle = events.all[record].cycle;
+  for (const uint64_t wanted : {cycle, cycle + 1}) {
+    Require(FindCycle(trace, index, wanted, found, fault) && found == events.FirstOf(wanted),
+            "cycles are found");
+  }
+  const auto change =
+      std::find(events.changes.begin(), events.changes.end(), events.changes[record]);
+  Require(FindChange(trace, index, events.changes[record], found, fault) &&
+              found == static_cast<uint64_t>(change - events.changes.begin()),
+          "changes of cycle are found");
+}
+
+void AskEvents(const TraceFile& trace, const Index& index, const Events& events,
+               const EventFilter& filter) {
+  EventCursor cursor(trace, index, filter);
+  TraceEvent event;
+  std::vector<uint64_t> expected;
+  for (uint64_t i = 0; i < events.all.size(); ++i) {
+    const Event& e = events.all[i];
+    if (filter.Matches({i, e.cycle, e.thread, e.type, e.at, e.to})) {
+      expected.push_back(i);
+    }
+  }
+  for (const uint64_t record : expected) {
+    Require(cursor.Next(event) && event.record == record, "what matches is found");
+    const Event& e = events.all[record];
+    Require((Event{event.cycle, event.thread, event.type, event.at, event.to}) == e,
+            "events are what they are");
+  }
+  Require(!cursor.Next(event) && !cursor.GetFault(), "nothing else is found");
+  for (; !expected.empty(); expected.pop_back()) {
+    Require(cursor.Previous(event) && event.record == expected.back(), "the way back is the same");
+  }
+  Require(!cursor.Previous(event) && !cursor.GetFault(), "the way back ends where it began");
+}
+
+bool AreSame(const ArrayState& a, const ArrayState& b) {
+  const auto same = [](const LiveMessage& x, const LiveMessage& y) {
+    return x.record == y.record && x.thread == y.thread && x.from == y.from && x.to == y.to &&
+           x.age == y.age && x.color == y.color;
+  };
+  return a.step == b.step && a.cycle == b.cycle && a.first == b.first && a.last == b.last &&
+         a.shown == b.shown && a.elements == b.elements && a.switches == b.switches &&
+         std::equal(a.messages.begin(), a.messages.end(), b.messages.begin(), b.messages.end(),
+                    same);
+}
+
+// The same question to two readers; `ask` asks it.
+template <class Ask>
+void AskBoth(const StateReader& fine, const StateReader& coarse, Ask ask) {
+  ArrayState fineState;
+  ArrayState coarseState;
+  Fault fineFault;
+  Fault coarseFault;
+  const bool known = ask(fine, fineState, fineFault);
+  Require(known == ask(coarse, coarseState, coarseFault) && fineFault.kind == coarseFault.kind &&
+              fineFault.record == coarseFault.record,
+          "states are known with segments as without");
+  Require(!known || AreSame(fineState, coarseState),
+          "states are the same with segments as without");
+}
+
+void AskStates(const StateReader& fine, const StateReader& coarse, uint64_t skipTo, uint64_t cycle,
+               unsigned part) {
+  uint64_t steps = 0;
+  uint64_t coarseSteps = 0;
+  Fault fault;
+  Require(fine.CountSteps(skipTo, steps, fault) && coarse.CountSteps(skipTo, coarseSteps, fault) &&
+              steps == coarseSteps,
+          "steps can be counted");
+  for (const uint64_t step : {steps * part / 256, steps, steps + 1, steps + 2}) {
+    AskBoth(fine, coarse, [&](const StateReader& reader, ArrayState& state, Fault& why) {
+      return reader.AtStep(step, skipTo, state, why);
+    });
+  }
+  for (const uint64_t at : {cycle, ~uint64_t{0}}) {
+    AskBoth(fine, coarse, [&](const StateReader& reader, ArrayState& state, Fault& why) {
+      return reader.AtCycle(at, state, why);
+    });
+  }
+}
+
+EventFilter FilterOf(uint8_t flags, Input& input) {
+  EventFilter filter;
+  filter.switches = (flags & 1) != 0;
+  filter.fires = (flags & 2) != 0;
+  filter.sends = (flags & 4) != 0;
+  const uint8_t first = input.Byte();
+  const uint8_t last = input.Byte();
+  if ((flags & 8) != 0) {
+    filter.region = Region{{first & 15U, first / 16U}, {last & 15U, last / 16U}};
+  }
+  const uint8_t thread = input.Byte();
+  if ((flags & 16) != 0) {
+    filter.thread = thread;
+  }
+  return filter;
+}
+
+void Try(Input input) {
+  const uint8_t flags = input.Byte();
+  EventFilter filter = FilterOf(flags, input);
+  const unsigned from = input.Byte();
+  const unsigned to = input.Byte();
+  const uint8_t shape = input.Byte();
+  const size_t copies = input.Byte() % 64;
+  const uint64_t step = input.Byte();
+  const std::vector<uint8_t> bytes = Repeat(input.Rest(), input.Left(), copies, step, 40000);
+  AllowAvx2((flags & 64) == 0);
+  const Events events(bytes);
+  const MemoryFile file(bytes.data(), bytes.size());
+  Fault fault;
+  const auto trace = TraceFile::Open(file.Name(), fault);
+  if (!trace) {
+    return;
+  }
+  const auto fine =
+      MakeIndex(*trace, "fine", {.segmentRecords = 1, .entryRecords = 1, .boundaries = 4});
+  AskSummary(*fine, events);
+  const uint64_t records = events.all.size();
+  const uint64_t first = std::min(from, to) * records / 256;
+  const uint64_t last = std::max(from, to) * records / 256;
+  AskCounts(*trace, *fine, events, first, last);
+  uint64_t cycle = 0;
+  if (records > 0) {
+    cycle = events.all[first].cycle;
+    AskPlaces(*trace, *fine, events, last);
+    if ((flags & 32) != 0) {
+      filter.firstCycle = cycle;
+      filter.lastRecord = last;
+    }
+  }
+  AskOverTime(*trace, *fine, events, cycle, records > 0 ? events.all[last].cycle : 7, 1 + to % 7);
+  AskEvents(*trace, *fine, events, filter);
+  if ((shape & 64) != 0) {
+    const auto coarse = MakeIndex(*trace, "coarse", {});
+    const ArrayShape array = {1U + (shape & 3), 1U + (shape >> 2 & 1), 3U + (shape >> 3 & 3)};
+    AskStates(StateReader(*trace, *fine, array), StateReader(*trace, *coarse, array),
+              (shape & 32) != 0 ? cycle : 0, cycle, from);
+  }
+}
+
+}  // namespace
+
+}  // namespace marrowfin::fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  marrowfin::fuzz::Try(marrowfin::fuzz::Input(data, size));
+  return 0;
+}
