@@ -265,6 +265,9 @@ void Try(Input input) {
   if (records > 0) {
     cycle = events.all[first].cycle;
     AskPlaces(*trace, *fine, events, last);
+    for (const IndexEntry& entry : fine->Entries()) {
+      AskPlaces(*trace, *fine, events, entry.record);
+    }
     if ((flags & 32) != 0) {
       filter.firstCycle = cycle;
       filter.lastRecord = last;
