@@ -11,6 +11,7 @@
 #include "trace/BigEndian.h"
 #include "trace/BusGuard.h"
 #include "trace/Reader.h"
+#include "trace/Unpack.h"
 
 namespace marrowfin {
 
@@ -40,9 +41,7 @@ void TouchWindow(const uint8_t* bytes, uint64_t offset, uint64_t limit) {
 }
 
 bool IsPacked(const uint8_t* bytes, uint64_t size) {
-  const bool gzip = size >= 2 && bytes[0] == 0x1f && bytes[1] == 0x8b;
-  const bool zstd = size >= 4 && bytes[0] == 0x28 && bytes[1] == 0xb5;
-  return gzip || zstd;
+  return PackingOf(bytes, std::min<uint64_t>(size, PACKED_START)) != Packing::NONE;
 }
 
 uint64_t Nanoseconds(const struct timespec& time) {
