@@ -21,7 +21,7 @@ class SwitchGrid {
  public:
   explicit SwitchGrid(const ArrayShape& shape);
 
-  // Where records were cut off the batch it may be false all the same.
+  // By what was gathered of the batch where that tells it, else by the fastest of the two below.
   bool Fits(const Columns& columns) const;
 
   // Record by record.
