@@ -10,7 +10,7 @@
 #include <optional>
 #include <string>
 
-#include "trace/ByteSource.h"
+#include "trace/read/ByteSource.h"
 
 // Tries one input; an input that breaks a promise of the library ends the process.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);

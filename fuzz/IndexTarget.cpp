@@ -10,16 +10,16 @@
 #include <vector>
 
 #include "fuzz/Fuzz.h"
-#include "trace/ActivityReader.h"
-#include "trace/IndexBuilder.h"
-#include "trace/IndexFormat.h"
-#include "trace/Pack.h"
-#include "trace/Query.h"
-#include "trace/Reader.h"
-#include "trace/StateReader.h"
-#include "trace/TraceFile.h"
-#include "trace/Walk.h"
-#include "trace/Writer.h"
+#include "trace/ask/ActivityReader.h"
+#include "trace/ask/Query.h"
+#include "trace/ask/StateReader.h"
+#include "trace/ask/Walk.h"
+#include "trace/index/IndexBuilder.h"
+#include "trace/index/IndexFormat.h"
+#include "trace/index/Pack.h"
+#include "trace/read/Reader.h"
+#include "trace/read/TraceFile.h"
+#include "trace/write/Writer.h"
 
 // Bytes as an index of a trace that is always the same. One that is damaged or of another trace is
 // refused, and built anew so that it is right; and nothing that an index says, sealed with

@@ -6,13 +6,13 @@
 
 #include "fuzz/Fuzz.h"
 #include "fuzz/Traces.h"
-#include "trace/ActivityReader.h"
-#include "trace/Decode.h"
-#include "trace/Index.h"
-#include "trace/Query.h"
-#include "trace/StateReader.h"
-#include "trace/TraceFile.h"
-#include "trace/Walk.h"
+#include "trace/ask/ActivityReader.h"
+#include "trace/ask/Query.h"
+#include "trace/ask/StateReader.h"
+#include "trace/ask/Walk.h"
+#include "trace/index/Index.h"
+#include "trace/read/Decode.h"
+#include "trace/read/TraceFile.h"
 
 // Bytes as a trace that is indexed: what is found with the index must be what looking at every
 // event finds, and an index of many small segments must tell what one without segments tells.

@@ -6,11 +6,11 @@
 #include "Core/VisTool.h"
 #include "fuzz/Fuzz.h"
 #include "fuzz/Traces.h"
-#include "trace/Reader.h"
-#include "trace/Split.h"
-#include "trace/Summary.h"
-#include "trace/SwitchGrid.h"
-#include "trace/TraceFile.h"
+#include "trace/read/Reader.h"
+#include "trace/read/Split.h"
+#include "trace/read/Summary.h"
+#include "trace/read/SwitchGrid.h"
+#include "trace/read/TraceFile.h"
 
 // Bytes as a trace: the reader, in blocks of any size and with any options, must deliver what the
 // layout of records tells, and break where that breaks. So must every decoder in batches, the

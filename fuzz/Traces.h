@@ -10,11 +10,11 @@
 #include <vector>
 
 #include "fuzz/Fuzz.h"
-#include "trace/BigEndian.h"
-#include "trace/Columns.h"
-#include "trace/Fault.h"
-#include "trace/Place.h"
-#include "trace/Record.h"
+#include "trace/base/BigEndian.h"
+#include "trace/base/Fault.h"
+#include "trace/base/Place.h"
+#include "trace/base/Record.h"
+#include "trace/read/Columns.h"
 
 // Traces as the layout of records tells them, without the library's ways to read them.
 

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "fuzz/Fuzz.h"
-#include "trace/Unpack.h"
+#include "trace/read/Unpack.h"
 
 // Bytes as packed data: what comes out, and the fault behind it, must not depend on the portions in
 // which data goes in and comes out.

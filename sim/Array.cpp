@@ -8,7 +8,7 @@
 #include "sim/RunLog.h"
 #include "sim/Share.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -270,4 +270,4 @@ void Array::Compute() {
   utilisation = Percent(counts.fires, cycles * shape.PeCount());
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

@@ -11,7 +11,7 @@
 #include "sim/Graph.h"
 #include "sim/Program.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // The simulated array, the root of the tree of its units.
 //
@@ -97,6 +97,6 @@ class Array : public Component {
   float utilisation;
 };
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

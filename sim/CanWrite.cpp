@@ -8,7 +8,7 @@
 
 #include "Util/File.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 bool CanWrite(const std::string& name) {
   struct stat info;
@@ -29,4 +29,4 @@ bool CanWrite(const std::string& name) {
   return true;
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

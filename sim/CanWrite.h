@@ -3,12 +3,12 @@
 
 #include <string>
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // Whether output can be written to `name`, which is made if it is not there but never emptied;
 // errno says why not.
 bool CanWrite(const std::string& name);
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

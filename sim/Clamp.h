@@ -5,7 +5,7 @@
 
 #include "Util/Types.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // The bucket in which a number of cycles is counted. A histogram is as long as its largest value,
 // and reports must not grow with the longest wait: the last bucket holds all longer ones as well.
@@ -14,6 +14,6 @@ inline uint32 Clamp(Cycle cycles) {
   return static_cast<uint32>(std::min(cycles, LAST_BUCKET));
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

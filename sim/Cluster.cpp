@@ -2,7 +2,7 @@
 
 #include "sim/Share.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -58,4 +58,4 @@ void Cluster::AddTo(ProcessingElement::Counts& sum) {
   }
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

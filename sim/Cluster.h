@@ -9,7 +9,7 @@
 #include "sim/PeDomain.h"
 #include "sim/Switch.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // A cluster: domains of processing elements, one switch and one memory.
 class Cluster : public Component {
@@ -39,6 +39,6 @@ class Cluster : public Component {
   float utilisation;
 };
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

@@ -7,7 +7,7 @@
 #include "sim/Scheduler.h"
 #include "sim/Shape.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 class RunLog;
 class TraceRecorder;
@@ -45,6 +45,6 @@ struct Context {
   Traffic& traffic;
 };
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <vector>
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // A queue for plain values that costs nothing while it is empty. std::deque takes half a kilobyte
 // even then, and an array has thousands of queues of which few are ever used.
@@ -31,6 +31,6 @@ class Fifo {
   size_t first = 0;
 };
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

@@ -6,7 +6,7 @@
 #include "Util/AppendFormat.h"
 #include "Util/Assert.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -244,4 +244,4 @@ double Evaluate(Opcode opcode, const double* operands) {
   return operands[0];
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

@@ -6,7 +6,7 @@
 
 #include "Util/Types.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // What an operation does with its operands, named by their ports 0, 1 and 2. All values are
 // doubles; a condition holds where it is not zero.
@@ -147,6 +147,6 @@ class Graph {
 // The result of an operation that only computes. `operands` holds a value for each of its ports.
 double Evaluate(Opcode opcode, const double* operands);
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

@@ -2,7 +2,7 @@
 
 #include <csignal>
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -28,4 +28,4 @@ void Interrupts::Allow() { Change(SIG_UNBLOCK); }
 
 void Interrupts::Hold() { Change(SIG_BLOCK); }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

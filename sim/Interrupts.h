@@ -1,7 +1,7 @@
 #ifndef SIM_INTERRUPTS_H
 #define SIM_INTERRUPTS_H
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // Holds SIGINT back from its construction on, but for the moments that the run chooses.
 //
@@ -25,6 +25,6 @@ class Interrupts {
   void Hold();
 };
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

@@ -6,7 +6,7 @@
 #include "Util/Assert.h"
 #include "sim/ProcessingElement.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 LoopControl::LoopControl(uint32 threads, uint32 window) : window(window), threads(threads) {
   SIM_ASSERT(window >= 2);
@@ -82,4 +82,4 @@ unsigned long long LoopControl::LiveTokens() const {
   return live;
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

@@ -5,7 +5,7 @@
 
 #include "Util/Types.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 class ProcessingElement;
 
@@ -74,6 +74,6 @@ class LoopControl {
   std::vector<uint32> touched;
 };
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

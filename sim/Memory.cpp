@@ -6,7 +6,7 @@
 #include "sim/Clamp.h"
 #include "sim/RunLog.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 Memory::Memory(const Context& context) : Unit("memory", context.scheduler), context(context) {
   AddStat(&loads, "loads", "words loaded", 0);
@@ -78,4 +78,4 @@ void Memory::Finish(MemoryMessage* access) {
   Message::Release(access);
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

@@ -9,7 +9,7 @@
 #include "sim/Messages.h"
 #include "sim/Unit.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // The memory of a cluster, for the processing elements of that cluster.
 //
@@ -48,6 +48,6 @@ class Memory : public Unit {
   Histogram queueing;  // cycles that accesses waited before they started
 };
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

@@ -2,7 +2,7 @@
 
 #include "Util/AppendFormat.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 const char* OperandMessage::ToString(std::string& s) const {
   Message::ToString(s);
@@ -17,4 +17,4 @@ const char* MemoryMessage::ToString(std::string& s) const {
   return s.c_str();
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

@@ -6,7 +6,7 @@
 #include "Core/Message.h"
 #include "Util/Types.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // One operand on its way from the processing element that computed it to one that waits for it.
 // The same message is sent on from unit to unit.
@@ -51,6 +51,6 @@ class MemoryMessage : public Message {
   Cycle readyAt = 0;   // when the memory can start, then when it is done
 };
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

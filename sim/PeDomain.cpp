@@ -4,7 +4,7 @@
 #include "sim/Share.h"
 #include "sim/Switch.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -55,4 +55,4 @@ void PeDomain::Leave(OperandMessage* message, Cycle /*now*/) {
 
 void PeDomain::Compute() { upUse = Percent(messagesUp, Now()); }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

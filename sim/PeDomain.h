@@ -7,7 +7,7 @@
 #include "sim/ProcessingElement.h"
 #include "sim/Router.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 class Memory;
 class Switch;
@@ -46,6 +46,6 @@ class PeDomain : public Router {
   float upUse;                        // of the link to the switch
 };
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

@@ -9,7 +9,7 @@
 
 #include "sim/Random.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -297,4 +297,4 @@ Placement PlaceOperations(const PlacementPolicy& policy, const Graph& graph, con
   return placement;
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

@@ -7,7 +7,7 @@
 #include "sim/Graph.h"
 #include "sim/Shape.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // How many operations go to a processing element.
 struct PlacementLimits {
@@ -41,6 +41,6 @@ std::string PlacementPolicyNames();
 Placement PlaceOperations(const PlacementPolicy& policy, const Graph& graph, const Shape& shape,
                           uint32 share, uint32 capacity, unsigned long long seed);
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

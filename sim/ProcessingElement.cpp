@@ -9,7 +9,7 @@
 #include "sim/RunLog.h"
 #include "sim/TraceRecorder.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -360,4 +360,4 @@ void ProcessingElement::LogFire(Cycle now, const Resident& resident, const Firin
                    operands);
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

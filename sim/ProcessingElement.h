@@ -12,7 +12,7 @@
 #include "sim/Router.h"
 #include "sim/Unit.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 class Memory;
 class PeDomain;
@@ -145,6 +145,6 @@ class ProcessingElement : public Unit {
   Cycle countedTo;   // the first cycle that is not counted yet
 };
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

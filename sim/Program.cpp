@@ -2,7 +2,7 @@
 
 #include "sim/programs/Programs.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -63,4 +63,4 @@ std::string ProgramNames() {
   return names;
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

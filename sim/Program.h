@@ -8,7 +8,7 @@
 #include "sim/Graph.h"
 #include "sim/Random.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // The words of every segment of a program, for one thread.
 typedef std::vector<std::vector<double>> SegmentData;
@@ -62,6 +62,6 @@ const ProgramInfo* FindProgram(const std::string& name);
 // The names of all programs, with a comma and a blank between them.
 std::string ProgramNames();
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

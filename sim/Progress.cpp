@@ -4,7 +4,7 @@
 
 #include "Util/SimOutput.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -49,4 +49,4 @@ void Progress::Clear() {
   }
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

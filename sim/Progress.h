@@ -5,7 +5,7 @@
 
 #include "Util/Types.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // How far a run has come.
 struct ProgressState {
@@ -37,6 +37,6 @@ class Progress {
   Clock::time_point next;
 };
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

@@ -1,7 +1,7 @@
 #ifndef SIM_RANDOM_H
 #define SIM_RANDOM_H
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // Pseudo-random numbers that are the same on every host: the standard library leaves its
 // distributions open, and one seed must mean one trace.
@@ -24,6 +24,6 @@ class Random {
   unsigned long long state;
 };
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

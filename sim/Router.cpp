@@ -3,7 +3,7 @@
 #include "Util/Assert.h"
 #include "sim/RunLog.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 Link::Link(const Context& context, Unit* from, Unit* to, Router* router, uint32 input,
            uint32 latency)
@@ -112,4 +112,4 @@ bool Router::Serve(Input& input, Cycle now) {
 
 void Router::Leave(OperandMessage* /*message*/, Cycle /*now*/) {}
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

@@ -10,7 +10,7 @@
 #include "sim/Messages.h"
 #include "sim/Unit.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 class Router;
 
@@ -100,6 +100,6 @@ class Router : public Unit {
   std::vector<uint32> served;   // in this cycle, with messages left; kept to reuse its storage
 };
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

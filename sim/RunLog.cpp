@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <cstring>
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 RunLog::RunLog() : isOpen(false), file(false) {}
 
@@ -72,4 +72,4 @@ bool RunLog::Close() {
   return true;
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

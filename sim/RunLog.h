@@ -9,7 +9,7 @@
 #include "sim/Graph.h"
 #include "sim/Messages.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // The simulator's own log: what a trace does not tell, one line each, for tests and for analysis.
 // docs/simulator.md describes the lines. A log that is not open takes no notice of anything.
@@ -51,6 +51,6 @@ class RunLog {
   std::vector<const Component*> pes;
 };
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

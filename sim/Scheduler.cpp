@@ -5,7 +5,7 @@
 #include "Util/Assert.h"
 #include "sim/Unit.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 Scheduler::Scheduler(Cycle longestDelay)
     : wheel(longestDelay + 1), wishes(0), unitCount(0), ticks(0) {}
@@ -41,4 +41,4 @@ void Scheduler::RunCycle() {
   }
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

@@ -7,7 +7,7 @@
 #include "Core/Domain.h"
 #include "Util/Types.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 class Unit;
 
@@ -51,6 +51,6 @@ class Scheduler {
   unsigned long long ticks;
 };
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

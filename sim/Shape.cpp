@@ -1,6 +1,6 @@
 #include "sim/Shape.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -46,4 +46,4 @@ uint32 Shape::Hops(uint32 fromDomain, uint32 toDomain) const {
   return 1 + Distance(from / clusters, to / clusters) + Distance(from % clusters, to % clusters);
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

@@ -4,7 +4,7 @@
 #include "Marrowfin/Location.h"
 #include "Util/Types.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // The shape of the array, laid out alike along both axes, and the arithmetic of its positions.
 //
@@ -44,6 +44,6 @@ struct Shape {
   uint32 Hops(uint32 fromDomain, uint32 toDomain) const;
 };
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

@@ -1,7 +1,7 @@
 #ifndef SIM_SHARE_H
 #define SIM_SHARE_H
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // `part` of `whole`; 0 where there is no whole.
 inline float Share(unsigned long long part, unsigned long long whole) {
@@ -13,6 +13,6 @@ inline float Percent(unsigned long long part, unsigned long long whole) {
   return 100 * Share(part, whole);
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

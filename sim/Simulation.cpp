@@ -9,7 +9,7 @@
 #include "Util/SimOutput.h"
 #include "sim/CanWrite.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -250,4 +250,4 @@ bool Simulation::IsReportWhole() {
   return isWhole;
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

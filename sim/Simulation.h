@@ -16,7 +16,7 @@
 #include "sim/RunLog.h"
 #include "sim/TraceRecorder.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // One run of the simulator: the options of the program, and everything from them to the verdict.
 //
@@ -76,6 +76,6 @@ class Simulation : public Component {
   uint32 round;                       // that runs, counted from 0
 };
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

@@ -3,7 +3,7 @@
 #include "sim/Share.h"
 #include "sim/TraceRecorder.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -71,4 +71,4 @@ void Switch::Compute() {
   }
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

@@ -5,7 +5,7 @@
 
 #include "sim/Router.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // The network switch of a cluster, joined to the cluster's domains and to the switches of the
 // neighbouring clusters. A message goes along its row of clusters first, then along the column.
@@ -36,6 +36,6 @@ class Switch : public Router {
   float use[DIRECTIONS];
 };
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

@@ -8,7 +8,7 @@
 #include "Util/AppendFormat.h"
 #include "sim/CanWrite.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -98,4 +98,4 @@ bool TraceRecorder::Close() {
   return !HasFailed();
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

@@ -6,7 +6,7 @@
 
 #include "Core/VisTool.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // Records what happens in the array through the trace tool, and makes sure that the file holds
 // whole records only.
@@ -51,6 +51,6 @@ class TraceRecorder {
   std::string error;
 };
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

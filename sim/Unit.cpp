@@ -2,7 +2,7 @@
 
 #include "sim/Scheduler.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 Unit::Unit(const std::string& name, Scheduler& scheduler)
     : Component(name.c_str()), scheduler(scheduler), number(0), lastWish(0) {
@@ -22,4 +22,4 @@ void Adopt(Component* parent, Component* child) {
   child->FixUpCommandLineOptions();
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

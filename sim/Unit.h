@@ -6,7 +6,7 @@
 #include "Core/Component.h"
 #include "Util/Types.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 class Scheduler;
 
@@ -41,6 +41,6 @@ class Unit : public Component {
 // Makes `child` a child of `parent`, gives it its full name, and its options and statistics theirs.
 void Adopt(Component* parent, Component* child);
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

@@ -10,7 +10,7 @@
 #include <sstream>
 #include <vector>
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -180,4 +180,4 @@ Request ReadCommandLine(int argc, char** argv, CommandLineParser& root, std::str
   return request;
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

@@ -5,7 +5,7 @@
 
 #include "Util/CommandLineParser.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // What the command line asks for, apart from options.
 enum class Request { RUN, HELP, VERSION, SETTINGS, FAULT };
@@ -18,6 +18,6 @@ enum class Request { RUN, HELP, VERSION, SETTINGS, FAULT };
 // explains. Option files are checked in the same way, and then read by the parser.
 Request ReadCommandLine(int argc, char** argv, CommandLineParser& root, std::string& fault);
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

@@ -10,7 +10,7 @@
 #include "sim/Simulation.h"
 #include "sim/Words.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -112,6 +112,6 @@ int Main(int argc, char** argv) {
 
 }  // namespace
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
-int main(int argc, char** argv) { return marrowfin::Main(argc, argv); }
+int main(int argc, char** argv) { return marrowfin::sim::Main(argc, argv); }

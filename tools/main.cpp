@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/Program.h"
+#include "tools/program/Program.h"
 
 int main(int argc, char** argv) {
   // A file-size limit and a reader that left are then failed writes like any other, with a text and

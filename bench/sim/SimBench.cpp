@@ -20,7 +20,7 @@
 #include "sim/RunLog.h"
 #include "sim/TraceRecorder.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -208,6 +208,6 @@ BENCHMARK(Building)
 
 }  // namespace
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 BENCHMARK_MAIN();

@@ -15,9 +15,9 @@
 #include "bench/trace/Measure.h"
 #include "bench/trace/Sections.h"
 #include "bench/trace/Table.h"
-#include "trace/Reader.h"
-#include "trace/Split.h"
-#include "trace/Writer.h"
+#include "trace/read/Reader.h"
+#include "trace/read/Split.h"
+#include "trace/write/Writer.h"
 
 namespace marrowfin::bench {
 

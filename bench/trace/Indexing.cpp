@@ -7,10 +7,10 @@
 #include "bench/trace/Measure.h"
 #include "bench/trace/Sections.h"
 #include "bench/trace/Table.h"
-#include "trace/ActivityReader.h"
-#include "trace/Reader.h"
-#include "trace/Split.h"
-#include "trace/StateReader.h"
+#include "trace/ask/ActivityReader.h"
+#include "trace/ask/StateReader.h"
+#include "trace/read/Reader.h"
+#include "trace/read/Split.h"
 
 namespace marrowfin::bench {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "trace/Index.h"
-#include "trace/Synth.h"
+#include "trace/index/Index.h"
+#include "trace/write/Synth.h"
 
 namespace marrowfin::bench {
 

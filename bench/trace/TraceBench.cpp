@@ -17,9 +17,9 @@
 #include "bench/trace/Measure.h"
 #include "bench/trace/Sections.h"
 #include "bench/trace/Table.h"
-#include "trace/Reader.h"
-#include "trace/StateReader.h"
-#include "trace/Writer.h"
+#include "trace/ask/StateReader.h"
+#include "trace/read/Reader.h"
+#include "trace/write/Writer.h"
 
 namespace marrowfin::bench {
 

@@ -2,7 +2,7 @@
 
 #include "sim/programs/Programs.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -82,4 +82,4 @@ std::unique_ptr<Program> MakeBitonicSort(const ProgramSize& size) {
   return std::make_unique<BitonicSort>(size.size);
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

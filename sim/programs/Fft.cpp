@@ -3,7 +3,7 @@
 
 #include "sim/programs/Programs.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -159,4 +159,4 @@ std::unique_ptr<Program> MakeFft(const ProgramSize& size) {
   return std::make_unique<Fft>(size.size);
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

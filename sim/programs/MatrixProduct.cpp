@@ -1,6 +1,6 @@
 #include "sim/programs/Programs.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -78,4 +78,4 @@ std::unique_ptr<Program> MakeMatrixProduct(const ProgramSize& size) {
   return std::make_unique<MatrixProduct>(size.size);
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

@@ -5,7 +5,7 @@
 
 #include "sim/Program.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 // C = A B for matrices of size x size whole numbers.
 std::unique_ptr<Program> MakeMatrixProduct(const ProgramSize& size);
@@ -25,6 +25,6 @@ std::unique_ptr<Program> MakeStencil(const ProgramSize& size);
 // The sum of `size` numbers, by a tree.
 std::unique_ptr<Program> MakeReduction(const ProgramSize& size);
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim
 
 #endif

@@ -2,7 +2,7 @@
 
 #include "sim/programs/Programs.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -54,4 +54,4 @@ std::unique_ptr<Program> MakeReduction(const ProgramSize& size) {
   return std::make_unique<Reduction>(size.size);
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

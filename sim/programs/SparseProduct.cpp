@@ -2,7 +2,7 @@
 
 #include "sim/programs/Programs.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -104,4 +104,4 @@ std::unique_ptr<Program> MakeSparseProduct(const ProgramSize& size) {
   return std::make_unique<SparseProduct>(size.size, size.nonzeros, size.seed);
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

@@ -1,6 +1,6 @@
 #include "sim/programs/Programs.h"
 
-namespace marrowfin {
+namespace marrowfin::sim {
 
 namespace {
 
@@ -117,4 +117,4 @@ std::unique_ptr<Program> MakeStencil(const ProgramSize& size) {
   return std::make_unique<Stencil>(size.size, size.sweeps);
 }
 
-}  // namespace marrowfin
+}  // namespace marrowfin::sim

@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <utility>
 
-#include "trace/ByteSource.h"
-#include "trace/Reader.h"
+#include "trace/read/ByteSource.h"
+#include "trace/read/Reader.h"
 
 int main(int argc, char** argv) {
   marrowfin::Fault fault;

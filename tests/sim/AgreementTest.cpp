@@ -14,7 +14,7 @@
 #include "tests/support/Files.h"
 #include "viewer/Grid.h"
 
-namespace marrowfin::testing {
+namespace marrowfin::sim::testing {
 
 using ::testing::EndsWith;
 
@@ -171,4 +171,4 @@ TEST_P(AgreementTest, EveryEventLiesWhereTheViewerHasAPiece) {
   EXPECT_LT(0U, CountUnknown(Trace(), smaller).first);
 }
 
-}  // namespace marrowfin::testing
+}  // namespace marrowfin::sim::testing

@@ -15,7 +15,7 @@
 #include "tests/sim/Rig.h"
 #include "tests/support/Files.h"
 
-namespace marrowfin::testing {
+namespace marrowfin::sim::testing {
 
 using ::testing::AllOf;
 using ::testing::ContainsRegex;
@@ -381,4 +381,4 @@ TEST_F(CommandTest, ATerminalShowsTheProgressAndItsShare) {
   EXPECT_THAT(text, EndsWith("Regression FAILED: SIGINT\r\n\r\n"));
 }
 
-}  // namespace marrowfin::testing
+}  // namespace marrowfin::sim::testing

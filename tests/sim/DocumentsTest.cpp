@@ -11,7 +11,7 @@
 #include "tests/sim/Rig.h"
 #include "tests/support/Files.h"
 
-namespace marrowfin::testing {
+namespace marrowfin::sim::testing {
 
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -129,4 +129,4 @@ TEST_F(DocumentsTest, TheProgramInCxxBuildsAndRecords) {
               "ring.trace", {1, 1, 2}, 800);
 }
 
-}  // namespace marrowfin::testing
+}  // namespace marrowfin::sim::testing

@@ -6,7 +6,7 @@
 #include <sstream>
 #include <tuple>
 
-namespace marrowfin::testing {
+namespace marrowfin::sim::testing {
 
 namespace {
 
@@ -317,4 +317,4 @@ std::vector<std::string> BrokenLogLaws(const std::string& log, const Graph& grap
   return LogReader(graph).Read(log);
 }
 
-}  // namespace marrowfin::testing
+}  // namespace marrowfin::sim::testing

@@ -7,7 +7,7 @@
 #include "sim/Graph.h"
 #include "sim/Shape.h"
 
-namespace marrowfin::testing {
+namespace marrowfin::sim::testing {
 
 // What of a trace contradicts the machine; empty if nothing does. Records have whole headers and
 // payloads, cycles never fall, and every event lies where the viewer files a piece.
@@ -23,6 +23,6 @@ std::vector<size_t> RecordCounts(const std::string& trace);
 // operation, port, thread and iteration; and no operand is used twice or left over.
 std::vector<std::string> BrokenLogLaws(const std::string& log, const Graph& graph);
 
-}  // namespace marrowfin::testing
+}  // namespace marrowfin::sim::testing
 
 #endif

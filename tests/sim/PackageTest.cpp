@@ -10,6 +10,8 @@
 namespace marrowfin::testing {
 
 using ::testing::IsEmpty;
+using sim::testing::BrokenTraceLaws;
+using sim::testing::RecordCounts;
 
 // The only block of code of a language in a document.
 std::string Block(const std::string& document, const std::string& language) {

@@ -6,7 +6,7 @@
 #include "tests/sim/Laws.h"
 #include "tests/sim/Rig.h"
 
-namespace marrowfin::testing {
+namespace marrowfin::sim::testing {
 
 using ::testing::IsEmpty;
 
@@ -122,4 +122,4 @@ TEST(CheckTest, AWrongResultIsNoticed) {
   EXPECT_EQ(1U, WrongWords(*program, result));
 }
 
-}  // namespace marrowfin::testing
+}  // namespace marrowfin::sim::testing

@@ -8,7 +8,7 @@
 #include "tests/sim/RandomProgram.h"
 #include "tests/sim/Rig.h"
 
-namespace marrowfin::testing {
+namespace marrowfin::sim::testing {
 
 using ::testing::Contains;
 using ::testing::HasSubstr;
@@ -156,4 +156,4 @@ TEST_F(BrokenLogTest, AMissingFireShows) {
   EXPECT_THAT(Broken(), Contains(HasSubstr("left over")));
 }
 
-}  // namespace marrowfin::testing
+}  // namespace marrowfin::sim::testing

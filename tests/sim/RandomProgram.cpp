@@ -4,7 +4,7 @@
 #include <map>
 #include <utility>
 
-namespace marrowfin::testing {
+namespace marrowfin::sim::testing {
 
 namespace {
 
@@ -222,4 +222,4 @@ void RandomProgram::CloseLoops() {
   }
 }
 
-}  // namespace marrowfin::testing
+}  // namespace marrowfin::sim::testing

@@ -5,7 +5,7 @@
 
 #include "sim/Program.h"
 
-namespace marrowfin::testing {
+namespace marrowfin::sim::testing {
 
 // A program drawn from a seed: loops of a few carried values, a body of operations at random,
 // branches that meet again, loads at the start, and a segment that is stored to and loaded from in
@@ -39,6 +39,6 @@ class RandomProgram : public Program {
   std::vector<Value> values;  // that are there in every iteration
 };
 
-}  // namespace marrowfin::testing
+}  // namespace marrowfin::sim::testing
 
 #endif

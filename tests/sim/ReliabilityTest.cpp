@@ -18,7 +18,7 @@
 #include "tests/sim/Rig.h"
 #include "tests/support/Files.h"
 
-namespace marrowfin::testing {
+namespace marrowfin::sim::testing {
 
 using ::testing::AllOf;
 using ::testing::EndsWith;
@@ -233,4 +233,4 @@ TEST(LengthTest, MemoryDoesNotGrowWithTheLengthOfTheRun) {
   EXPECT_EQ(shortMessages, longMessages);
 }
 
-}  // namespace marrowfin::testing
+}  // namespace marrowfin::sim::testing

@@ -10,7 +10,7 @@
 #include "sim/TraceRecorder.h"
 #include "tests/support/Files.h"
 
-namespace marrowfin::testing {
+namespace marrowfin::sim::testing {
 
 namespace {
 
@@ -156,4 +156,4 @@ std::string StatisticIn(const std::string& report, const std::string& name) {
   return report.substr(value, report.find('\n', value) - value);
 }
 
-}  // namespace marrowfin::testing
+}  // namespace marrowfin::sim::testing

@@ -10,7 +10,9 @@
 #include "sim/Shape.h"
 #include "tests/support/Command.h"
 
-namespace marrowfin::testing {
+namespace marrowfin::sim::testing {
+
+using namespace marrowfin::testing;
 
 // What a program is run on, and how.
 struct RigOptions {
@@ -55,6 +57,6 @@ CommandResult RunSimulator(const std::vector<std::string>& words);
 // The value of a statistic in a report, as text. Throws std::out_of_range where it is missing.
 std::string StatisticIn(const std::string& report, const std::string& name);
 
-}  // namespace marrowfin::testing
+}  // namespace marrowfin::sim::testing
 
 #endif

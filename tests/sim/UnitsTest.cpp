@@ -19,7 +19,7 @@
 #include "tests/sim/Laws.h"
 #include "tests/sim/Rig.h"
 
-namespace marrowfin::testing {
+namespace marrowfin::sim::testing {
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -505,4 +505,4 @@ TEST(CapacityTest, OneEntryOfTheBufferIsNeededForEachOperationThreadAndLiveItera
   EXPECT_EQ(0U, array.PeCapacity(17));
 }
 
-}  // namespace marrowfin::testing
+}  // namespace marrowfin::sim::testing

@@ -5,7 +5,7 @@
 #include "tests/tools/CommandFixture.h"
 #include "tests/tools/RunningProgram.h"
 #include "tests/tools/SlowPipe.h"
-#include "tests/trace/RandomTrace.h"
+#include "tests/trace/support/RandomTrace.h"
 
 namespace marrowfin {
 namespace {

@@ -2,7 +2,7 @@
 
 #include "tests/support/Command.h"
 #include "tests/tools/ImportFixture.h"
-#include "tools/Subcommands.h"
+#include "tools/commands/Subcommands.h"
 
 namespace marrowfin {
 namespace {

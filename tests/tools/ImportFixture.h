@@ -13,7 +13,7 @@
 #include "tests/support/Files.h"
 #include "tests/support/TraceText.h"
 #include "tests/tools/TraceRecords.h"
-#include "tools/Program.h"
+#include "tools/program/Program.h"
 
 namespace marrowfin {
 

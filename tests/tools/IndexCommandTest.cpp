@@ -10,7 +10,7 @@
 #include "tests/tools/CommandFixture.h"
 #include "tests/tools/Rights.h"
 #include "tests/tools/RunningProgram.h"
-#include "tests/trace/Child.h"
+#include "tests/trace/support/Child.h"
 
 namespace marrowfin {
 namespace {

@@ -1,4 +1,4 @@
-#include "tools/OutputFile.h"
+#include "tools/program/OutputFile.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>

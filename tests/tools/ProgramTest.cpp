@@ -13,7 +13,7 @@
 #include "tests/support/Command.h"
 #include "tests/support/Files.h"
 #include "tests/tools/RunningProgram.h"
-#include "tools/Subcommands.h"
+#include "tools/commands/Subcommands.h"
 
 namespace marrowfin {
 namespace {

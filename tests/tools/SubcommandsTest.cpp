@@ -7,7 +7,7 @@
 
 #include "tests/tools/CommandFixture.h"
 #include "tests/tools/Rights.h"
-#include "tests/trace/Child.h"
+#include "tests/trace/support/Child.h"
 
 namespace marrowfin {
 namespace {

@@ -13,7 +13,7 @@
 #include "tests/tools/CommandFixture.h"
 #include "tests/tools/RunningProgram.h"
 #include "tests/tools/TraceRecords.h"
-#include "tests/trace/Child.h"
+#include "tests/trace/support/Child.h"
 
 namespace marrowfin {
 namespace {

@@ -3,7 +3,7 @@
 #include <random>
 
 #include "tests/tools/CommandFixture.h"
-#include "tests/trace/RandomTrace.h"
+#include "tests/trace/support/RandomTrace.h"
 #include "viewer/Grid.h"
 
 namespace marrowfin {

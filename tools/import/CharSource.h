@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/Failure.h"
+#include "tools/program/Failure.h"
 
 namespace marrowfin {
 

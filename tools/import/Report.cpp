@@ -3,8 +3,8 @@
 #include <numeric>
 #include <sstream>
 
-#include "tools/ShellWord.h"
 #include "tools/import/Conversion.h"
+#include "tools/program/ShellWord.h"
 
 namespace marrowfin {
 namespace {

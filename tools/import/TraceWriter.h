@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "Util/Types.h"
-#include "tools/Failure.h"
-#include "tools/OutputFile.h"
-#include "trace/Place.h"
+#include "tools/program/Failure.h"
+#include "tools/program/OutputFile.h"
+#include "trace/base/Place.h"
 
 namespace marrowfin {
 

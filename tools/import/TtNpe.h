@@ -1,9 +1,9 @@
 #ifndef TOOLS_IMPORT_TTNPE_H
 #define TOOLS_IMPORT_TTNPE_H
 
-#include "tools/Failure.h"
 #include "tools/import/Capture.h"
 #include "tools/import/CharSource.h"
+#include "tools/program/Failure.h"
 
 namespace marrowfin {
 

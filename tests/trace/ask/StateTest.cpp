@@ -1,0 +1,367 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <random>
+
+#include "tests/support/TraceText.h"
+#include "tests/trace/ask/ViewerModel.h"
+#include "tests/trace/support/Opened.h"
+#include "tests/trace/support/RandomTrace.h"
+#include "trace/ask/StateReader.h"
+
+namespace marrowfin::testing {
+namespace {
+
+// Compares every step, or random ones of a long trace, with the viewer's own pieces.
+void CompareSteps(const Opened& opened, const ArrayShape& shape, uint64_t skipTo, unsigned share,
+                  std::mt19937& random) {
+  const StateReader reader(*opened.trace, *opened.index, shape);
+  ViewerModel viewer(opened.name, shape, skipTo);
+  uint64_t steps = 0;
+  Fault fault;
+  ASSERT_TRUE(reader.CountSteps(skipTo, steps, fault)) << fault.Text();
+  ArrayState state;
+  for (uint64_t step = 0; step <= steps + 1; ++step) {
+    if (step > 0) {
+      ASSERT_EQ(viewer.Step(), step <= steps) << "step " << step;
+    }
+    if (random() % share == 0 || step + 3 > steps) {
+      ASSERT_TRUE(reader.AtStep(step, skipTo, state, fault)) << fault.Text();
+      EXPECT_EQ(state.shown, step <= steps);
+      viewer.ExpectEqual(state);
+      if (::testing::Test::HasFatalFailure()) {
+        return;
+      }
+    }
+  }
+  EXPECT_FALSE(reader.AtStep(steps + 2, skipTo, state, fault));
+  EXPECT_EQ(fault.kind, Fault::OUT_OF_RANGE);
+}
+
+TEST(StateTest, EveryStepOfShortTracesLooksAsTheViewerShowsIt) {
+  std::mt19937 random(7);
+  for (int round = 0; round < 60; ++round) {
+    RandomTraceOptions options;
+    options.shape = {1 + static_cast<uint32_t>(random() % 3),
+                     1 + static_cast<uint32_t>(random() % 2),
+                     1 + static_cast<uint32_t>(random() % 4)};
+    options.records = random() % 200;
+    options.firstCycle = random() % 3;
+    options.perCycle = 1 + random() % 6;
+    options.falling = round % 4 == 3;
+    const std::vector<Event> events = RandomEvents(random, options);
+    const Opened opened(Encode(events));
+    for (const uint64_t skipTo : {uint64_t{0}, random() % 60, random() % 60}) {
+      CompareSteps(opened, options.shape, skipTo, 1, random);
+      ASSERT_FALSE(HasFatalFailure()) << "round " << round << ", skip to " << skipTo;
+    }
+  }
+}
+
+TEST(StateTest, StepsAcrossManyKeyframesLookAsTheViewerShowsThem) {
+  std::mt19937 random(8);
+  RandomTraceOptions options;
+  options.shape = {2, 2, 4};
+  options.records = 200000;
+  options.perCycle = 100;
+  const std::vector<Event> events = RandomEvents(random, options);
+  const Opened opened(Encode(events));
+  ASSERT_GE(opened.index->Boundaries().size(), 5U);
+  for (const uint64_t skipTo : {uint64_t{0}, uint64_t{1}, uint64_t{2}, events[70000].cycle}) {
+    CompareSteps(opened, options.shape, skipTo, 10, random);
+    ASSERT_FALSE(HasFatalFailure()) << "skip to " << skipTo;
+  }
+}
+
+// Sparse events on a large array: most pieces were touched long ago, once, or never.
+TEST(StateTest, PiecesThatWereTouchedOnceKeepTheirColours) {
+  std::mt19937 random(9);
+  RandomTraceOptions options;
+  options.shape = {4, 2, 8};
+  options.records = 80000;
+  options.perCycle = 400;
+  const std::vector<Event> events = RandomEvents(random, options);
+  const Opened opened(Encode(events));
+  for (const uint64_t skipTo : {uint64_t{0}, events[300].cycle, events[30000].cycle}) {
+    CompareSteps(opened, options.shape, skipTo, 20, random);
+    ASSERT_FALSE(HasFatalFailure()) << "skip to " << skipTo;
+  }
+}
+
+// The natural reading, one event at a time: every event is applied, and a step is one cycle.
+struct NaturalModel {
+  explicit NaturalModel(const ArrayShape& shape) : shape(shape) {
+    elements.resize(static_cast<size_t>(shape.Side()) * shape.Side());
+    switches.resize(static_cast<size_t>(shape.clusters) * shape.clusters);
+  }
+
+  void Apply(const Event& event, uint64_t record) {
+    if (step == 0 || event.cycle != cycle) {
+      ++step;
+    }
+    cycle = event.cycle;
+    const Touched touched = {step, event.thread};
+    if (event.type == FIRE_RECORD) {
+      elements[event.at.row * shape.Side() + event.at.column] = touched;
+    } else if (event.type == SWITCH_RECORD) {
+      switches[(event.at.row - 4) / shape.ClusterSide() * shape.clusters +
+               (event.at.column - 4) / shape.ClusterSide()] = touched;
+    } else {
+      messages.push_back({record, event.thread, event.at, event.to, step, Color()});
+    }
+  }
+
+  void ExpectEqual(const ArrayState& state) const {
+    ASSERT_EQ(state.step, step);
+    for (size_t i = 0; i < elements.size(); ++i) {
+      const Touched& t = elements[i];
+      ASSERT_TRUE(state.elements[i] == (t.step == 0 ? UntouchedElementColor(step)
+                                                    : ElementColor(t.thread, step - t.step)))
+          << "element " << i << ", cycle " << cycle;
+    }
+    for (size_t i = 0; i < switches.size(); ++i) {
+      const Touched& t = switches[i];
+      ASSERT_TRUE(state.switches[i] ==
+                  (t.step == 0 ? UntouchedSwitchColor(step) : SwitchColor(t.thread, step - t.step)))
+          << "switch " << i << ", cycle " << cycle;
+    }
+    size_t live = 0;
+    for (const LiveMessage& message : messages) {
+      if (step - message.age > LAST_MESSAGE_AGE) {
+        continue;
+      }
+      ASSERT_LT(live, state.messages.size());
+      EXPECT_EQ(state.messages[live].record, message.record);
+      EXPECT_EQ(state.messages[live].age, step - message.age);
+      EXPECT_TRUE(state.messages[live].color == MessageColor(step - message.age));
+      ++live;
+    }
+    EXPECT_EQ(state.messages.size(), live);
+  }
+
+  struct Touched {
+    uint64_t step = 0;
+    uint32_t thread = 0;
+  };
+  ArrayShape shape;
+  uint64_t step = 0;
+  uint64_t cycle = 0;
+  std::vector<Touched> elements;
+  std::vector<Touched> switches;
+  std::vector<LiveMessage> messages;
+};
+
+void CompareCycles(const std::vector<Event>& events, const ArrayShape& shape, int rounds,
+                   std::mt19937& random) {
+  const Opened opened(Encode(events));
+  const StateReader reader(*opened.trace, *opened.index, shape);
+  uint64_t most = 0;
+  for (const Event& event : events) {
+    most = std::max(most, event.cycle);
+  }
+  for (int round = 0; round < rounds; ++round) {
+    const uint64_t cycle = round == 0 ? ~uint64_t{0} : random() % (most + 2);
+    NaturalModel model(shape);
+    for (size_t i = 0; i < events.size(); ++i) {
+      if (events[i].cycle <= cycle) {
+        model.Apply(events[i], i);
+      }
+    }
+    ArrayState state;
+    Fault fault;
+    ASSERT_TRUE(reader.AtCycle(cycle, state, fault)) << fault.Text();
+    model.ExpectEqual(state);
+    ASSERT_FALSE(::testing::Test::HasFatalFailure()) << "at cycle " << cycle;
+  }
+}
+
+TEST(StateTest, StateAtACycleHasEveryEventUpToItAndLosesNone) {
+  std::mt19937 random(10);
+  for (int round = 0; round < 40; ++round) {
+    RandomTraceOptions options;
+    options.shape = {1 + static_cast<uint32_t>(random() % 3), 2, 2};
+    options.records = random() % 150;
+    options.firstCycle = random() % 3;
+    options.falling = round % 3 == 2;
+    CompareCycles(RandomEvents(random, options), options.shape, 20, random);
+    ASSERT_FALSE(HasFatalFailure()) << "round " << round;
+  }
+}
+
+TEST(StateTest, StateAtACycleAcrossKeyframesHasEveryEventUpToIt) {
+  std::mt19937 random(11);
+  RandomTraceOptions options;
+  options.shape = {2, 2, 4};
+  options.records = 150000;
+  options.perCycle = 300;
+  CompareCycles(RandomEvents(random, options), options.shape, 25, random);
+}
+
+TEST(StateTest, EventAtALocationThatTheArrayLacksEndsWhatCanBeShown) {
+  const Opened opened(
+      TraceBytes("fire 1 0 0 0\nfire 1 0 1 1\nfire 2 0 1 1\nfire 3 0 9 9\n"
+                 "fire 4 0 1 1\n"));
+  const StateReader reader(*opened.trace, *opened.index, {1, 1, 4});
+  ArrayState state;
+  Fault fault;
+  EXPECT_TRUE(reader.AtStep(2, 0, state, fault)) << fault.Text();
+  EXPECT_FALSE(reader.AtStep(3, 0, state, fault));
+  EXPECT_EQ(fault.kind, Fault::OUTSIDE_ARRAY);
+  EXPECT_EQ(fault.record, 3U);
+}
+
+TEST(StateTest, FaultOfALocationTellsWhereItStands) {
+  const Opened opened(
+      TraceBytes("fire 1 0 0 0\nsend 1 0 0 0 1 1\nswitch 2 0 4 4\nswitch 3 0 8 4\n"));
+  const StateReader reader(*opened.trace, *opened.index, {1, 1, 4});
+  ArrayState state;
+  Fault fault;
+  EXPECT_FALSE(reader.AtCycle(3, state, fault));
+  EXPECT_EQ(fault.Text(), opened.name +
+                              ": record 3 at byte 92: column 8, row 4 is no switch of the array; "
+                              "give the counts of the array that wrote the trace");
+}
+
+TEST(StateTest, EventAtALocationThatTheArrayLacksIsRefusedWhereCyclesFallToo) {
+  for (const std::string event : {"fire 4 0 9 9\n", "switch 4 0 8 4\n"}) {
+    const Opened rising(TraceBytes("fire 3 0 1 1\n" + event));
+    const Opened falling(TraceBytes("fire 5 0 1 1\n" + event));
+    for (const Opened* opened : {&rising, &falling}) {
+      const StateReader reader(*opened->trace, *opened->index, {1, 1, 4});
+      ArrayState state;
+      Fault fault;
+      EXPECT_TRUE(reader.AtCycle(3, state, fault)) << fault.Text();
+      EXPECT_FALSE(reader.AtCycle(9, state, fault)) << event;
+      EXPECT_EQ(fault.kind, Fault::OUTSIDE_ARRAY);
+      EXPECT_EQ(fault.record, 1U);
+      EXPECT_EQ(fault.offset, SMALL_RECORD);
+    }
+  }
+}
+
+// One message from far away, and the index keeps nothing of the whole any more.
+std::vector<Event> EventsWithAFarSend() {
+  std::vector<Event> events(80000);
+  for (uint32_t i = 0; i < events.size(); ++i) {
+    events[i].cycle = i / 10;
+    events[i].thread = i / 7 % 5;
+    // The row of an element tells when it fired last: some only long before a skip.
+    events[i].at = {i % 8, i < 40000 ? i / 8 % 8 : i / 8 % 4};
+  }
+  events[79000] = {SEND_RECORD, events[79000].cycle, 0, {4000000000U, 0}, {1, 1}};
+  return events;
+}
+
+TEST(StateTest, SkippingWorksInATraceOfWhichTheIndexKeepsNoBoundaries) {
+  std::mt19937 random(12);
+  const std::vector<Event> events = EventsWithAFarSend();
+  const Opened opened(Encode(events));
+  ASSERT_FALSE(opened.index->HasBoundaries());
+  for (const uint64_t skipTo : {uint64_t{0}, uint64_t{5}, events[45000].cycle}) {
+    CompareSteps(opened, {1, 2, 4}, skipTo, 100, random);
+    ASSERT_FALSE(HasFatalFailure()) << "skip to " << skipTo;
+  }
+}
+
+// What a callback was told; it asks to stop at the `stopAt`-th call.
+struct Told {
+  ProgressCallback Callback() {
+    return [this](uint64_t done, uint64_t all) {
+      values.push_back(done);
+      wholes.push_back(all);
+      return values.size() < stopAt;
+    };
+  }
+
+  size_t stopAt = ~size_t{0};
+  std::vector<uint64_t> values;
+  std::vector<uint64_t> wholes;
+};
+
+// Asks once to the end and then again and again, stopped ever later.
+void ExpectProgress(const std::function<bool(const ProgressCallback&, Fault&)>& ask) {
+  Told told;
+  Fault fault;
+  ASSERT_TRUE(ask(told.Callback(), fault)) << fault.Text();
+  ASSERT_GT(told.values.size(), 100U) << "the question was not long";
+  EXPECT_TRUE(std::is_sorted(told.values.begin(), told.values.end()));
+  EXPECT_EQ(told.wholes, std::vector<uint64_t>(told.wholes.size(), told.wholes[0]));
+  EXPECT_EQ(told.values.back(), told.wholes.back());
+  for (const size_t stopAt : {size_t{1}, size_t{50}, told.values.size()}) {
+    Told stopped;
+    stopped.stopAt = stopAt;
+    fault = Fault();
+    EXPECT_FALSE(ask(stopped.Callback(), fault));
+    EXPECT_EQ(fault.kind, Fault::CANCELLED);
+    EXPECT_EQ(stopped.values.size(), stopAt);
+  }
+}
+
+TEST(StateTest, CallerHearsOfQuestionsThatGoThroughTheWholeTraceAndStopsThem) {
+  ArrayState state;
+  std::mt19937 random(13);
+  RandomTraceOptions options;
+  options.records = 30000;
+  options.falling = true;
+  const Opened falling(Encode(RandomEvents(random, options)));
+  ExpectProgress([&](const ProgressCallback& progress, Fault& fault) {
+    const StateReader reader(*falling.trace, *falling.index, options.shape);
+    return reader.AtCycle(~uint64_t{0}, state, fault, progress);
+  });
+  const uint64_t most = falling.index->GetSummary().maxCycle;
+  ExpectProgress([&](const ProgressCallback& progress, Fault& fault) {
+    const StateReader reader(*falling.trace, *falling.index, options.shape);
+    uint64_t steps = 0;
+    return reader.CountSteps(most, steps, fault, progress);
+  });
+  // A location that the array lacks, behind the moment.
+  options.falling = false;
+  std::vector<Event> events = RandomEvents(random, options);
+  events.push_back({FIRE_RECORD, events.back().cycle + 10, 0, {5000, 0}, {}});
+  const Opened foreign(Encode(events));
+  ExpectProgress([&](const ProgressCallback& progress, Fault& fault) {
+    const StateReader reader(*foreign.trace, *foreign.index, options.shape);
+    return reader.AtCycle(events.back().cycle - 1, state, fault, progress);
+  });
+  const Opened far(Encode(EventsWithAFarSend()));
+  ExpectProgress([&](const ProgressCallback& progress, Fault& fault) {
+    const StateReader reader(*far.trace, *far.index, {1, 2, 4});
+    return reader.AtStep(7000, 5, state, fault, progress);
+  });
+}
+
+TEST(StateTest, TraceThatIsWrittenAnewInPlaceIsAFaultThatSaysSo) {
+  RandomTraceOptions options;
+  options.shape = {1, 2, 4};
+  for (const size_t records : {size_t{60000}, size_t{600}}) {
+    for (const size_t after : {records, records / 2, 2 * records}) {
+      std::mt19937 random(14);
+      options.records = records;
+      const Opened opened(Encode(RandomEvents(random, options)));
+      options.records = after;
+      std::vector<Event> events = RandomEvents(random, options);
+      for (Event& event : events) {
+        event.at.column += 500;
+      }
+      WriteFile(opened.name, Encode(events));
+      const StateReader reader(*opened.trace, *opened.index, options.shape);
+      ArrayState state;
+      uint64_t steps = 0;
+      Fault fault;
+      EXPECT_FALSE(reader.AtStep(100, 0, state, fault));
+      EXPECT_EQ(fault.kind, Fault::CHANGED) << fault.Text();
+      EXPECT_FALSE(reader.AtStep(100, 3, state, fault = Fault()));
+      EXPECT_EQ(fault.kind, Fault::CHANGED) << fault.Text();
+      EXPECT_FALSE(reader.AtStep(1 << 30, 0, state, fault = Fault()));
+      EXPECT_EQ(fault.kind, Fault::CHANGED) << fault.Text();
+      EXPECT_FALSE(reader.AtCycle(100, state, fault = Fault()));
+      EXPECT_EQ(fault.kind, Fault::CHANGED) << fault.Text();
+      EXPECT_FALSE(reader.CountSteps(0, steps, fault = Fault()));
+      EXPECT_EQ(fault.kind, Fault::CHANGED) << fault.Text();
+    }
+  }
+}
+
+}  // namespace
+}  // namespace marrowfin::testing

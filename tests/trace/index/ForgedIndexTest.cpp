@@ -1,0 +1,147 @@
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <functional>
+#include <iterator>
+
+#include "tests/support/Files.h"
+#include "tests/support/TraceText.h"
+#include "tests/trace/support/Opened.h"
+#include "trace/ask/ActivityReader.h"
+#include "trace/ask/StateReader.h"
+#include "trace/index/IndexFormat.h"
+#include "trace/index/Pack.h"
+
+namespace marrowfin::testing {
+namespace {
+
+// Indexes whose checksums hold and which are of the trace, but say of it what is not true: somebody
+// made them up.
+
+// Lets `change` rewrite the directory of the index and seals it again.
+void Forge(const Index& index, const std::function<void(IndexDirectory&)>& change) {
+  const std::string bytes = ReadFile(index.FileName());
+  const auto* data = reinterpret_cast<const uint8_t*>(bytes.data());
+  IndexFooter footer;
+  ASSERT_TRUE(DecodeFooter(data + bytes.size() - INDEX_FOOTER, footer));
+  std::vector<uint8_t> raw;
+  ASSERT_TRUE(Unpack({data + footer.directory.offset, footer.directory.packedSize},
+                     footer.directory.rawSize, raw));
+  IndexDirectory directory;
+  ASSERT_TRUE(DecodeDirectory(raw, footer.directory.offset, directory));
+  change(directory);
+  raw = EncodeDirectory(directory);
+  const std::vector<uint8_t> packed = Pack(raw);
+  std::vector<uint8_t> file(data, data + footer.directory.offset);
+  footer.directory.packedSize = packed.size();
+  footer.directory.rawSize = raw.size();
+  file.insert(file.end(), packed.begin(), packed.end());
+  footer.sum = static_cast<uint32_t>(crc32(0, file.data(), static_cast<uInt>(file.size())));
+  file.resize(file.size() + INDEX_FOOTER);
+  EncodeFooter(footer, file.data() + file.size() - INDEX_FOOTER);
+  WriteFile(index.FileName(), std::string(file.begin(), file.end()));
+}
+
+// Whether a question was answered by a fault that names the index.
+::testing::AssertionResult IsRefused(const Index& index, bool answered, const Fault& fault) {
+  if (answered) {
+    return ::testing::AssertionFailure() << "there was an answer";
+  }
+  if (fault.kind != Fault::DAMAGED_INPUT || fault.file != index.FileName()) {
+    return ::testing::AssertionFailure() << fault.Text();
+  }
+  return ::testing::AssertionSuccess();
+}
+
+TEST(ForgedIndexTest, FiresOutsideTheArrayAreNotAppliedWhateverTheIndexSays) {
+  Opened opened(TraceBytes("fire 1 0 1 1\nfire 2 0 900 1\nfire 3 0 1 900\n"));
+  Forge(*opened.index, [](IndexDirectory& d) { d.summary.fired = {4, 4}; });
+  opened.Reopen();
+  ASSERT_EQ(opened.index->GetSummary().fired, (Extent{4, 4})) << "the forgery was not believed";
+  const StateReader reader(*opened.trace, *opened.index, {1, 1, 4});
+  ArrayState state;
+  Fault fault;
+  EXPECT_TRUE(reader.AtCycle(1, state, fault)) << fault.Text();
+  EXPECT_TRUE(IsRefused(*opened.index, reader.AtCycle(2, state, fault), fault));
+  fault = Fault();
+  EXPECT_TRUE(IsRefused(*opened.index, reader.AtStep(3, 0, state, fault), fault));
+}
+
+TEST(ForgedIndexTest, TransmissionsOutsideTheArrayAreNotAppliedWhateverTheIndexSays) {
+  Opened opened(TraceBytes("switch 1 0 4 4\nswitch 2 0 12 4\nswitch 3 0 5 4\n"));
+  Forge(*opened.index, [](IndexDirectory& d) { d.summary.switchPlaces = {{4, 4}}; });
+  opened.Reopen();
+  ASSERT_EQ(opened.index->GetSummary().switchPlaces.size(), 1U) << "the forgery was not believed";
+  const StateReader reader(*opened.trace, *opened.index, {1, 2, 4});
+  ArrayState state;
+  Fault fault;
+  EXPECT_TRUE(reader.AtCycle(1, state, fault)) << fault.Text();
+  EXPECT_TRUE(IsRefused(*opened.index, reader.AtCycle(2, state, fault), fault));
+  fault = Fault();
+  EXPECT_TRUE(IsRefused(*opened.index, reader.AtCycle(3, state, fault), fault));
+}
+
+TEST(ForgedIndexTest, UnitsThatTheIndexDoesNotKnowAreNotCounted) {
+  Opened opened(
+      TraceBytes("fire 1 0 1 1\nsend 2 0 900 1 1 1\nfire 3 0 1 900\n"
+                 "switch 4 0 4 4\nswitch 5 0 12 4\n"));
+  Forge(*opened.index, [](IndexDirectory& d) {
+    d.summary.fired = {4, 4};
+    d.summary.sent = {4, 4};
+    d.summary.switchPlaces = {{4, 4}};
+  });
+  opened.Reopen();
+  ASSERT_EQ(opened.index->GetSummary().fired, (Extent{4, 4})) << "the forgery was not believed";
+  const ActivityReader reader(*opened.trace, *opened.index);
+  for (const Activity activity : {FIRES, SENDS, RECEIVES, TRANSMISSIONS}) {
+    std::vector<uint64_t> counts;
+    Fault fault;
+    EXPECT_TRUE(IsRefused(*opened.index, reader.Count(0, 5, activity, counts, fault), fault));
+  }
+}
+
+// A trace with an index of several segments.
+class ForgedSegmentsTest : public ::testing::Test {
+ protected:
+  static std::string Bytes(int fires) {
+    std::string text;
+    for (int i = 0; i < fires; ++i) {
+      text += "fire " + std::to_string(i / 9) + " 0 " + std::to_string(i % 16) + " 15\n";
+    }
+    return TraceBytes(text);
+  }
+
+  void SetUp() override {
+    ASSERT_TRUE(
+        Index::Build(*opened.trace, opened.index->FileName(), {}, fault, {.segmentRecords = 1}));
+    opened.Reopen();
+    ASSERT_GT(opened.index->Boundaries().size(), 1U);
+  }
+
+  Opened opened{Bytes(3000)};
+  Fault fault;
+};
+
+TEST_F(ForgedSegmentsTest, KeyframesAreAsLongAsTheyAreWhateverTheIndexSays) {
+  Forge(*opened.index, [](IndexDirectory& d) {
+    d.boundaries[0].keyframe.offset = d.boundaries[0].node[TRANSMISSIONS].offset;
+  });
+  opened.Reopen();
+  ASSERT_GT(opened.index->Boundaries().size(), 1U) << "the forgery was not believed";
+  std::vector<uint64_t> sums;
+  ASSERT_TRUE(opened.index->AddNode(1, TRANSMISSIONS, 1, 0, 0, sums, fault)) << fault.Text();
+  std::vector<uint8_t> codes;
+  EXPECT_TRUE(IsRefused(*opened.index, opened.index->Keyframe(1, codes, fault), fault));
+}
+
+TEST_F(ForgedSegmentsTest, WhatCannotBeExtendedIsBuiltAnew) {
+  Forge(*opened.index, [](IndexDirectory& d) { d.atLastBoundary.changes = 0; });
+  WriteFile(opened.name, Bytes(3010));
+  opened.Reopen();
+  ASSERT_TRUE(opened.index);
+  EXPECT_EQ(opened.index->GetSummary().records, 3010U);
+  EXPECT_EQ(opened.index->GetSummary().changes, 3009U / 9);
+}
+
+}  // namespace
+}  // namespace marrowfin::testing

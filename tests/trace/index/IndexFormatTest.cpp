@@ -1,0 +1,480 @@
+#include "trace/index/IndexFormat.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <random>
+
+#include "trace/base/Bytes.h"
+#include "trace/index/IndexBuilder.h"
+#include "trace/index/Pack.h"
+
+namespace marrowfin::testing {
+namespace {
+
+TEST(BytesTest, NumbersComeBackAsTheyWere) {
+  std::vector<uint64_t> numbers = {0, 1, 127, 128, 16383, 16384, ~uint64_t{0}, uint64_t{1} << 63};
+  std::mt19937_64 random(1);
+  for (int i = 0; i < 1000; ++i) {
+    numbers.push_back(random() >> random() % 64);
+  }
+  ByteWriter writer;
+  for (const uint64_t number : numbers) {
+    writer.Number(number);
+    writer.Signed(static_cast<int64_t>(number));
+    writer.Text(std::to_string(number));
+  }
+  ByteReader reader(writer.Bytes().data(), writer.Bytes().size());
+  for (const uint64_t number : numbers) {
+    EXPECT_EQ(reader.Number(), number);
+    EXPECT_EQ(reader.Signed(), static_cast<int64_t>(number));
+    EXPECT_EQ(reader.Text(), std::to_string(number));
+  }
+  EXPECT_TRUE(reader.Good());
+  EXPECT_TRUE(reader.AtEnd());
+}
+
+TEST(BytesTest, SmallNumbersTakeOneByteWhateverTheirSign) {
+  for (const int64_t value : {0, 1, -1, 63, -64}) {
+    ByteWriter writer;
+    writer.Signed(value);
+    EXPECT_EQ(writer.Bytes().size(), 1U) << value;
+  }
+  ByteWriter writer;
+  writer.Number(300);
+  EXPECT_EQ(writer.Bytes(), (std::vector<uint8_t>{0xAC, 0x02}));
+}
+
+TEST(BytesTest, WhatIsNoNumberIsNoGood) {
+  const std::vector<std::vector<uint8_t>> bad = {
+      {},
+      {0x80},
+      {0xFF, 0xFF},
+      // Ten bytes hold 64 bits only where the last of them is 0 or 1.
+      {0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x02},
+      {0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x00},
+  };
+  for (const std::vector<uint8_t>& bytes : bad) {
+    ByteReader reader(bytes.data(), bytes.size());
+    EXPECT_EQ(reader.Number(), 0U);
+    EXPECT_FALSE(reader.Good());
+    EXPECT_EQ(reader.Number(), 0U) << "it stays no good";
+    EXPECT_FALSE(reader.Good());
+  }
+}
+
+TEST(BytesTest, CountsAreNeverMoreThanThereCanBe) {
+  ByteWriter writer;
+  writer.Number(3);
+  writer.Number(1);
+  writer.Number(2);
+  writer.Number(3);
+  const std::vector<uint8_t>& bytes = writer.Bytes();
+  EXPECT_EQ(ByteReader(bytes.data(), bytes.size()).Count(3), 3U);
+  ByteReader few(bytes.data(), bytes.size());
+  EXPECT_EQ(few.Count(2), 0U);
+  EXPECT_FALSE(few.Good());
+  ByteReader cut(bytes.data(), bytes.size() - 1);
+  EXPECT_EQ(cut.Count(3), 0U) << "two bytes are left, which are not three things";
+  EXPECT_FALSE(cut.Good());
+  ByteWriter text;
+  text.Number(~uint64_t{0});
+  ByteReader endless(text.Bytes().data(), text.Bytes().size());
+  EXPECT_EQ(endless.Text(), "");
+  EXPECT_FALSE(endless.Good());
+}
+
+TEST(PackTest, WhatIsPackedComesBack) {
+  std::mt19937 random(2);
+  for (const size_t size : {0, 1, 100, 70000}) {
+    std::vector<uint8_t> raw(size);
+    for (uint8_t& byte : raw) {
+      byte = static_cast<uint8_t>(random() % 5);
+    }
+    const std::vector<uint8_t> packed = Pack(raw);
+    std::vector<uint8_t> back;
+    ASSERT_TRUE(Unpack(packed, size, back));
+    EXPECT_EQ(back, raw);
+    EXPECT_FALSE(Unpack(packed, size + 1, back)) << "a size that it is not";
+    for (size_t cut = 0; cut < std::min<size_t>(packed.size(), 64); ++cut) {
+      EXPECT_FALSE(Unpack({packed.data(), cut}, size, back)) << "cut to " << cut;
+    }
+  }
+}
+
+TEST(PackTest, DamagedBytesAreNotUnpackedToAnythingElse) {
+  std::mt19937 random(3);
+  std::vector<uint8_t> raw(500);
+  for (uint8_t& byte : raw) {
+    byte = static_cast<uint8_t>(random() % 7);
+  }
+  const std::vector<uint8_t> packed = Pack(raw);
+  for (size_t at = 0; at < packed.size(); ++at) {
+    for (int bit = 0; bit < 8; ++bit) {
+      std::vector<uint8_t> damaged = packed;
+      damaged[at] = static_cast<uint8_t>(damaged[at] ^ 1 << bit);
+      std::vector<uint8_t> back;
+      EXPECT_TRUE(!Unpack(damaged, raw.size(), back) || back == raw) << at << ", " << bit;
+    }
+  }
+}
+
+TEST(PackTest, CountsTakeTheNarrowestWidthThatHoldsThemAll) {
+  std::mt19937_64 random(4);
+  const std::vector<std::pair<uint64_t, unsigned>> widths = {{0, 0},
+                                                             {1, 1},
+                                                             {2, 2},
+                                                             {3, 2},
+                                                             {4, 4},
+                                                             {15, 4},
+                                                             {16, 8},
+                                                             {255, 8},
+                                                             {256, 16},
+                                                             {65535, 16},
+                                                             {65536, 32},
+                                                             {~0U, 32},
+                                                             {uint64_t{1} << 32, 64},
+                                                             {~uint64_t{0}, 64}};
+  for (const auto& [most, width] : widths) {
+    for (const size_t size : {1, 7, 8, 9, 1000}) {
+      std::vector<uint64_t> counts(size);
+      for (uint64_t& count : counts) {
+        count = most == 0 ? 0 : most == ~uint64_t{0} ? random() : random() % (most + 1);
+      }
+      counts[size / 2] = most;
+      const std::vector<uint8_t> narrow = Narrow(std::span<const uint64_t>(counts));
+      EXPECT_EQ(narrow[0], width);
+      EXPECT_EQ(narrow.size(), 1 + (size * width + 7) / 8);
+      std::vector<uint64_t> sums(size, 10);
+      ASSERT_TRUE(AddNarrow(narrow, 1, sums));
+      ASSERT_TRUE(AddNarrow(narrow, 1, sums));
+      ASSERT_TRUE(AddNarrow(narrow, -1, sums));
+      for (size_t i = 0; i < size; ++i) {
+        ASSERT_EQ(sums[i], 10 + counts[i]) << "width " << width << ", " << i << " of " << size;
+      }
+    }
+  }
+}
+
+TEST(PackTest, CountsOfAnotherLengthOrWidthAreRefused) {
+  const std::vector<uint64_t> counts = {1, 2, 3, 4, 5};
+  std::vector<uint8_t> narrow = Narrow(std::span<const uint64_t>(counts));
+  ASSERT_EQ(narrow[0], 4);
+  for (const size_t size : {0, 3, 7, 100}) {
+    std::vector<uint64_t> sums(size);
+    EXPECT_FALSE(AddNarrow(narrow, 1, sums)) << size;
+  }
+  std::vector<uint64_t> sums(5);
+  for (const uint8_t width : {0, 1, 2, 3, 5, 8, 64, 128, 255}) {
+    narrow[0] = width;
+    EXPECT_FALSE(AddNarrow(narrow, 1, sums)) << static_cast<int>(width);
+  }
+  EXPECT_FALSE(AddNarrow({}, 1, sums));
+  EXPECT_EQ(sums, std::vector<uint64_t>(5)) << "nothing was added";
+}
+
+TEST(TouchCodeTest, EveryCodeTellsThreadAgeAndChange) {
+  for (const unsigned cap : {TouchCode::ELEMENT_CAP, TouchCode::SWITCH_CAP}) {
+    EXPECT_FALSE(TouchCode(cap, 0).touched);
+    for (unsigned thread = 0; thread < 6; ++thread) {
+      for (unsigned age = 0; age < cap; ++age) {
+        for (const bool change : {false, true}) {
+          const TouchCode code(cap, TouchCode::Encode(cap, thread, age, change));
+          EXPECT_TRUE(code.touched);
+          EXPECT_EQ(code.thread, thread);
+          EXPECT_EQ(code.age, age);
+          EXPECT_EQ(code.change, change);
+        }
+      }
+      for (const uint64_t old : {uint64_t{cap}, uint64_t{1000}, ~uint64_t{0}}) {
+        const TouchCode code(cap, TouchCode::Encode(cap, thread, old, true));
+        EXPECT_EQ(code.thread, thread);
+        EXPECT_EQ(code.age, cap);
+      }
+    }
+  }
+}
+
+// A directory with everything in it; whatever is asked of it holds.
+IndexDirectory Sound() {
+  IndexDirectory d;
+  Summary& s = d.summary;
+  s.records = 100;
+  s.sends = 20;
+  s.switches = 30;
+  s.fires = 50;
+  s.bytes = 100 * 28 + 20 * 8;
+  s.firstCycle = 5;
+  s.lastCycle = 70;
+  s.maxCycle = 90;
+  s.changes = 60;
+  s.falls = 2;
+  s.firstFall = 44;
+  s.fired = {4, 3};
+  s.sent = {2, 8};
+  s.threads = {{0, 40}, {7, 50}};
+  s.otherThreads = 10;
+  s.switchPlaces = {{4, 4}, {12, 4}, {4, 12}};
+  s.end.kind = Fault::CUT_RECORD;
+  s.end.reason = "why";
+  s.end.remedy = "what to do";
+  d.atLastBoundary = s;
+  d.atLastBoundary.records = 80;
+  d.atLastBoundary.fires = 30;
+  d.atLastBoundary.bytes = 80 * 28 + 20 * 8;
+  d.atLastBoundary.threads = {{0, 40}, {7, 40}};
+  d.atLastBoundary.otherThreads = 0;
+  d.atLastBoundary.switchPlaces = {{4, 4}, {12, 4}};
+  d.traceSize = s.bytes + 11;
+  d.traceModified = 1234567;
+  d.traceChanged = 2345678;
+  d.traceInode = 99;
+  d.traceEdges = 0xABCDEF01;
+  d.stride = 2048;
+  d.entries = {{0, 0, 5, 0}, {50, 50 * 28, 90, 30}, {90, 90 * 28 + 80, 3, 59}};
+  IndexBoundary b;
+  b.record = 40;
+  b.offset = 40 * 28;
+  b.lastCycle = 33;
+  b.changes = 20;
+  b.sample = 77;
+  b.columns = 2;
+  b.rows = 4;
+  b.switches = 1;
+  b.keyframe = {8, 20, 9};
+  for (IndexSection& section : b.node) {
+    section = {28, 10, 65};
+  }
+  d.boundaries = {b, b};
+  d.boundaries[1].record = 80;
+  d.boundaries[1].offset = 80 * 28 + 160;
+  d.boundaries[1].columns = 4;
+  d.boundaries[1].rows = 8;
+  d.boundaries[1].switches = 2;
+  d.boundaries[1].keyframe = {40, 20, 34};
+  return d;
+}
+
+constexpr uint64_t DATA_SIZE = 60;
+
+bool Passes(const IndexDirectory& directory, uint64_t dataSize = DATA_SIZE) {
+  IndexDirectory decoded;
+  return DecodeDirectory(EncodeDirectory(directory), dataSize, decoded);
+}
+
+TEST(IndexFormatTest, DirectoryComesBackAsItWas) {
+  const IndexDirectory d = Sound();
+  const std::vector<uint8_t> bytes = EncodeDirectory(d);
+  IndexDirectory back;
+  ASSERT_TRUE(DecodeDirectory(bytes, DATA_SIZE, back));
+  EXPECT_EQ(EncodeDirectory(back), bytes);
+  EXPECT_EQ(back.traceSize, d.traceSize);
+  EXPECT_EQ(back.traceModified, d.traceModified);
+  EXPECT_EQ(back.traceChanged, d.traceChanged);
+  EXPECT_EQ(back.traceInode, d.traceInode);
+  EXPECT_EQ(back.traceEdges, d.traceEdges);
+  EXPECT_EQ(back.summary.threads, d.summary.threads);
+  EXPECT_EQ(back.summary.sent, d.summary.sent);
+  EXPECT_EQ(back.summary.end.reason, "why");
+  EXPECT_EQ(back.atLastBoundary.records, 80U);
+  EXPECT_EQ(back.entries[2].cycle, 3U);
+  EXPECT_EQ(back.entries[2].offset, d.entries[2].offset);
+  EXPECT_EQ(back.boundaries[1].sample, 77U);
+  EXPECT_EQ(back.boundaries[1].keyframe.offset, 40U);
+}
+
+TEST(IndexFormatTest, EveryByteOfADirectoryCounts) {
+  const std::vector<uint8_t> bytes = EncodeDirectory(Sound());
+  for (size_t size = 0; size < bytes.size(); ++size) {
+    IndexDirectory directory;
+    EXPECT_FALSE(DecodeDirectory({bytes.data(), size}, DATA_SIZE, directory)) << size;
+  }
+  std::vector<uint8_t> longer = bytes;
+  longer.push_back(0);
+  IndexDirectory directory;
+  EXPECT_FALSE(DecodeDirectory(longer, DATA_SIZE, directory));
+}
+
+TEST(IndexFormatTest, DirectoryThatContradictsItselfIsRefused) {
+  typedef std::function<void(IndexDirectory&)> Change;
+  const std::vector<std::pair<const char*, Change>> changes = {
+      {"more records than types", [](auto& d) { ++d.summary.fires; }},
+      {"more sends than records", [](auto& d) { d.summary.sends = 101; }},
+      {"bytes that records do not take", [](auto& d) { d.summary.bytes += 8; }},
+      {"bytes beyond the trace", [](auto& d) { d.traceSize = d.summary.bytes - 1; }},
+      {"more changes than records", [](auto& d) { d.summary.changes = 101; }},
+      {"more falls than changes", [](auto& d) { d.summary.falls = 61; }},
+      {"a fall behind the end", [](auto& d) { d.summary.firstFall = 101; }},
+      {"fires nowhere", [](auto& d) { d.summary.fired = {}; }},
+      {"no sends, but somewhere",
+       [](auto& d) {
+         d.summary.fires += d.summary.sends;
+         d.summary.sends = 0;
+         d.summary.bytes = 2800;
+         d.boundaries.clear();
+         d.atLastBoundary = Summary();
+         d.entries.resize(1);
+       }},
+      {"columns beyond any place", [](auto& d) { d.summary.sent.columns = uint64_t{1} << 33; }},
+      {"threads that do not add up", [](auto& d) { ++d.summary.threads[3]; }},
+      {"threads that overflow", [](auto& d) { d.summary.threads[3] = ~uint64_t{0}; }},
+      {"the same switch twice",
+       [](auto& d) {
+         d.summary.switchPlaces[2] = {4, 4};
+       }},
+      {"transmissions without switches",
+       [](auto& d) {
+         d.summary.switchPlaces.clear();
+         d.boundaries.clear();
+         d.atLastBoundary = Summary();
+       }},
+      {"an array too large to be complete", [](auto& d) { d.summary.fired.columns = 1 << 18; }},
+      {"a side too large to be complete", [](auto& d) { d.summary.fired.columns = (1 << 20) + 1; }},
+      {"complete without all switches", [](auto& d) { d.summary.switchesComplete = false; }},
+      {"no stride", [](auto& d) { d.stride = 0; }},
+      {"no entries", [](auto& d) { d.entries.clear(); }},
+      {"a first entry behind the start", [](auto& d) { d.entries.erase(d.entries.begin()); }},
+      {"entries that do not ascend", [](auto& d) { std::swap(d.entries[1], d.entries[2]); }},
+      {"an entry twice", [](auto& d) { d.entries[2] = d.entries[1]; }},
+      {"an entry behind the end", [](auto& d) { d.entries[2].record = 100; }},
+      {"an entry that records cannot reach", [](auto& d) { d.entries[1].offset = 50 * 37; }},
+      {"an entry that records overshoot", [](auto& d) { d.entries[1].offset = 50 * 27; }},
+      {"an entry with too many changes", [](auto& d) { d.entries[2].changes = 61; }},
+      {"boundaries that do not ascend", [](auto& d) { d.boundaries[1].record = 40; }},
+      {"a boundary behind the end", [](auto& d) { d.boundaries[1].record = 101; }},
+      {"a boundary that records cannot reach", [](auto& d) { d.boundaries[0].offset = 41 * 36; }},
+      {"a boundary with falling changes", [](auto& d) { d.boundaries[1].changes = 19; }},
+      {"an array that shrinks", [](auto& d) { d.boundaries[0].columns = 8; }},
+      {"a side that is no power of two",
+       [](auto& d) {
+         d.boundaries[1].columns = 3;
+         d.boundaries[1].keyframe.rawSize = 26;
+       }},
+      {"rows without columns",
+       [](auto& d) {
+         d.boundaries[0].columns = 0;
+         d.boundaries[0].keyframe.rawSize = 1;
+       }},
+      {"more switches than there are",
+       [](auto& d) {
+         d.boundaries[1].switches = 4;
+         d.boundaries[1].keyframe.rawSize = 36;
+       }},
+      {"a keyframe of another size", [](auto& d) { d.boundaries[1].keyframe.rawSize = 35; }},
+      {"a keyframe outside the file", [](auto& d) { d.boundaries[1].keyframe.offset = 41; }},
+      {"a keyframe of more than the file",
+       [](auto& d) { d.boundaries[1].keyframe.packedSize = ~uint64_t{0}; }},
+      {"a node larger than its counts", [](auto& d) { d.boundaries[0].node[2].rawSize = 66; }},
+      {"a node outside the file", [](auto& d) { d.boundaries[0].node[3].offset = 51; }},
+      {"no summary of the last boundary", [](auto& d) { d.atLastBoundary = Summary(); }},
+      {"a summary of another boundary", [](auto& d) { d.atLastBoundary.fires += 1; }},
+      {"a summary with other switches",
+       [](auto& d) {
+         d.atLastBoundary.switchPlaces[1] = {4, 12};
+       }},
+      {"a summary with too few switches", [](auto& d) { d.boundaries[1].switches = 1; }},
+  };
+  ASSERT_TRUE(Passes(Sound()));
+  for (const auto& [what, change] : changes) {
+    IndexDirectory directory = Sound();
+    change(directory);
+    EXPECT_FALSE(Passes(directory)) << what;
+  }
+  EXPECT_FALSE(Passes(Sound(), DATA_SIZE - 1)) << "a section reaches into the directory";
+}
+
+TEST(IndexFormatTest, TablesLongerThanAnyIndexHasAreRefused) {
+  IndexDirectory threads = Sound();
+  for (uint32_t i = 0; i < Summary::SMALL_THREADS + Summary::MAX_THREADS - 2; ++i) {
+    threads.summary.threads[100 + i] = 0;
+  }
+  EXPECT_TRUE(Passes(threads));
+  threads.summary.threads[99] = 0;
+  EXPECT_FALSE(Passes(threads));
+  IndexDirectory places = Sound();
+  for (uint32_t i = 3; i < Summary::MAX_SWITCHES; ++i) {
+    places.summary.switchPlaces.push_back({1000, i});
+  }
+  EXPECT_TRUE(Passes(places));
+  places.summary.switchPlaces.push_back({1001, 0});
+  EXPECT_FALSE(Passes(places));
+}
+
+TEST(IndexFormatTest, RandomBytesAreNoDirectoryAndCostNoMemory) {
+  std::mt19937 random(5);
+  const std::vector<uint8_t> sound = EncodeDirectory(Sound());
+  for (int round = 0; round < 20000; ++round) {
+    std::vector<uint8_t> bytes = sound;
+    for (size_t changes = 1 + random() % 4; changes > 0; --changes) {
+      bytes[random() % bytes.size()] = static_cast<uint8_t>(random());
+    }
+    IndexDirectory directory;
+    if (DecodeDirectory(bytes, DATA_SIZE, directory)) {
+      // What passes is at least of the form of an index.
+      EXPECT_LE(directory.summary.bytes, directory.traceSize);
+      EXPECT_EQ(directory.entries.empty(), directory.summary.records == 0);
+    }
+    ASSERT_LE(directory.entries.capacity(), 2 * sound.size());
+    ASSERT_LE(directory.boundaries.capacity(), 2 * sound.size());
+  }
+}
+
+TEST(IndexFormatTest, FooterComesBackAndAnyDamageToItShows) {
+  const IndexFooter footer = {{12, 345, 6789}, 0x12345678};
+  uint8_t bytes[INDEX_FOOTER];
+  EncodeFooter(footer, bytes);
+  IndexFooter back;
+  ASSERT_TRUE(DecodeFooter(bytes, back));
+  EXPECT_EQ(back.directory.offset, 12U);
+  EXPECT_EQ(back.directory.packedSize, 345U);
+  EXPECT_EQ(back.directory.rawSize, 6789U);
+  EXPECT_EQ(back.sum, 0x12345678U);
+  for (size_t bit = 0; bit < 8 * INDEX_FOOTER; ++bit) {
+    bytes[bit / 8] = static_cast<uint8_t>(bytes[bit / 8] ^ 1 << bit % 8);
+    EXPECT_FALSE(DecodeFooter(bytes, back)) << "bit " << bit;
+    bytes[bit / 8] = static_cast<uint8_t>(bytes[bit / 8] ^ 1 << bit % 8);
+  }
+}
+
+// More segments than one test could write to a file, one batch over and over. Nodes of many
+// segments are kept in wider numbers; none of them may lose a count.
+TEST(IndexFormatTest, NodesOfManySegmentsAddUp) {
+  auto columns = std::make_unique<Columns>();
+  columns->size = Columns::CAPACITY;
+  for (size_t i = 0; i < columns->size; ++i) {
+    columns->cycle[i] = 1;
+    columns->tag[i] = {0, i % 4 == 0 ? SEND_RECORD : i % 4 == 1 ? SWITCH_RECORD : FIRE_RECORD};
+    columns->at[i] = {4, 4};
+    columns->to[i] = {i % 4 == 0 ? 3U : 0U, i % 4 == 0 ? 2U : 0U};
+  }
+  columns->sends = columns->size / 4;
+  columns->switches = columns->size / 4;
+  columns->maxFired = {4, 4};
+  columns->maxSent = {4, 4};
+  std::vector<std::vector<uint8_t>> sections;
+  IndexBuilder builder([&](std::span<const uint8_t> raw) {
+    sections.emplace_back(raw.begin(), raw.end());
+    return IndexSection{sections.size() - 1, 0, raw.size()};
+  });
+  constexpr size_t SEGMENTS = 520;
+  while (builder.GetSummary().records < SEGMENTS * 32768) {
+    builder.Add(*columns);
+  }
+  builder.Finish();
+  ASSERT_EQ(builder.Boundaries().size(), SEGMENTS);
+  for (const size_t b : {1, 2, 3, 128, 255, 256, 257, 384, 511, 512, 516, 520}) {
+    const IndexBoundary& boundary = builder.Boundaries()[b - 1];
+    const uint64_t segments = b & (~b + 1);
+    for (const Activity activity : {FIRES, SENDS, RECEIVES, TRANSMISSIONS}) {
+      std::vector<uint64_t> sums(activity == TRANSMISSIONS ? 1 : 64);
+      ASSERT_TRUE(AddNarrow(sections[boundary.node[activity].offset], 1, sums));
+      const size_t cell = activity == TRANSMISSIONS ? 0 : activity == RECEIVES ? 2 * 8 + 3 : 36;
+      const uint64_t each = activity == FIRES ? 32768 / 2 : 32768 / 4;
+      EXPECT_EQ(sums[cell], segments * each) << "boundary " << b << ", activity " << activity;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace marrowfin::testing

@@ -1,0 +1,205 @@
+#include "tests/trace/support/Answers.h"
+
+#include <random>
+#include <sstream>
+#include <vector>
+
+#include "tests/support/Files.h"
+#include "trace/ask/ActivityReader.h"
+#include "trace/ask/Query.h"
+#include "trace/ask/StateReader.h"
+#include "trace/ask/Walk.h"
+
+namespace marrowfin::testing {
+
+namespace {
+
+// FNV-1a, so that a whole picture is one word of the answer.
+class Digest {
+ public:
+  void Add(uint64_t value) {
+    for (int shift = 0; shift < 64; shift += 8) {
+      sum = (sum ^ (value >> shift & 0xFF)) * 0x100000001B3;
+    }
+  }
+  uint64_t Sum() const { return sum; }
+
+ private:
+  uint64_t sum = 0xCBF29CE484222325;
+};
+
+class Asker {
+ public:
+  Asker(const TraceFile& trace, const Index& index, const ArrayShape& shape, uint32_t seed)
+      : trace(trace), index(index), shape(shape), random(seed) {}
+
+  std::string Ask(int questions) {
+    TellSummary();
+    for (int i = 0; i < questions; ++i) {
+      AskWhere();
+      AskActivity();
+      AskState();
+      AskEvents();
+    }
+    return text.str();
+  }
+
+ private:
+  uint64_t RandomRecord() { return Draw() % (index.GetSummary().records + 2); }
+  uint64_t RandomCycle() {
+    const uint64_t most = index.GetSummary().maxCycle;
+    return most >= ~uint64_t{0} - 2 ? Draw() : Draw() % (most + 2);
+  }
+  uint64_t Draw() { return uint64_t{random()} << 32 | random(); }
+
+  void Tell(const char* what, uint64_t value, const Fault& fault) {
+    text << what << ' ';
+    if (fault) {
+      text << FaultName(fault.kind) << ' ' << fault.record << ' ' << fault.reason << '\n';
+    } else {
+      text << value << '\n';
+    }
+  }
+
+  void TellSummary() {
+    const Summary& s = index.GetSummary();
+    text << s.records << ' ' << s.bytes << ' ' << s.switches << ' ' << s.fires << ' ' << s.sends
+         << ' ' << s.firstCycle << ' ' << s.lastCycle << ' ' << s.maxCycle << ' ' << s.changes
+         << ' ' << s.falls << ' ' << s.firstFall << ' ' << s.fired.columns << 'x' << s.fired.rows
+         << ' ' << s.sent.columns << 'x' << s.sent.rows << ' ' << s.otherThreads << ' '
+         << s.switchesComplete << ' ' << index.HasBoundaries() << '\n';
+    Digest digest;
+    for (const auto& [thread, count] : s.threads) {
+      digest.Add(thread);
+      digest.Add(count);
+    }
+    for (const Place& place : s.switchPlaces) {
+      digest.Add(place.column);
+      digest.Add(place.row);
+    }
+    text << "threads and switches " << digest.Sum() << '\n';
+    text << "end " << s.end.kind << ' ' << s.end.offset << ' ' << s.end.record << ' '
+         << s.end.reason << '\n';
+  }
+
+  void AskWhere() {
+    uint64_t record = 0;
+    Fault fault;
+    FindCycle(trace, index, RandomCycle(), record, fault);
+    Tell("cycle", record, fault);
+    fault = Fault();
+    FindChange(trace, index, Draw() % (index.GetSummary().changes + 2), record, fault);
+    Tell("change", record, fault);
+    if (index.GetSummary().records > 0) {
+      fault = Fault();
+      IndexEntry entry;
+      Locate(trace, index, RandomRecord() % index.GetSummary().records, entry, fault);
+      Tell("offset", entry.offset, fault);
+      Tell("changes", entry.changes, fault);
+    }
+  }
+
+  void AskActivity() {
+    const ActivityReader reader(trace, index);
+    const uint64_t first = RandomRecord();
+    const uint64_t last = RandomRecord();
+    for (const Activity activity : {FIRES, SENDS, RECEIVES, TRANSMISSIONS}) {
+      std::vector<uint64_t> counts;
+      Fault fault;
+      reader.Count(first, last, activity, counts, fault);
+      Digest digest;
+      for (const uint64_t count : counts) {
+        digest.Add(count);
+      }
+      Tell("counts", digest.Sum(), fault);
+    }
+    std::vector<uint64_t> bins;
+    Fault fault;
+    const uint64_t cycle = RandomCycle();
+    ActivityOverTime(trace, index, cycle / 2, cycle, 7, FIRES, std::nullopt, {}, bins, fault);
+    Digest digest;
+    for (const uint64_t count : bins) {
+      digest.Add(count);
+    }
+    Tell("over time", digest.Sum(), fault);
+  }
+
+  void AskState() {
+    const StateReader reader(trace, index, shape);
+    const uint64_t skipTo = Draw() % 3 == 0 ? RandomCycle() : 0;
+    uint64_t steps = 0;
+    ArrayState state;
+    Fault fault;
+    if (reader.CountSteps(skipTo, steps, fault)) {
+      reader.AtStep(Draw() % (steps + 3), skipTo, state, fault);
+    }
+    TellState("step", state, fault);
+    fault = Fault();
+    state = ArrayState();
+    reader.AtCycle(RandomCycle(), state, fault);
+    TellState("state", state, fault);
+  }
+
+  void TellState(const char* what, const ArrayState& state, const Fault& fault) {
+    Digest digest;
+    for (const uint64_t number : {state.step, state.cycle, state.first, state.last}) {
+      digest.Add(number);
+    }
+    for (const std::vector<Color>* colors : {&state.elements, &state.switches}) {
+      for (const Color& color : *colors) {
+        digest.Add(color.red << 16 | color.green << 8 | color.blue);
+      }
+    }
+    for (const LiveMessage& message : state.messages) {
+      digest.Add(message.record);
+      digest.Add(message.age);
+      digest.Add(message.color.red);
+    }
+    Tell(what, digest.Sum(), fault);
+  }
+
+  void AskEvents() {
+    EventFilter filter;
+    filter.firstRecord = RandomRecord();
+    filter.lastRecord = filter.firstRecord + 20000;
+    filter.switches = Draw() % 2 == 0;
+    const uint32_t column = static_cast<uint32_t>(Draw() % shape.Side());
+    filter.region = Region{{column, 0}, {column, shape.Side()}};
+    EventCursor cursor(trace, index, filter);
+    Digest digest;
+    TraceEvent event;
+    for (int left = 2000; left > 0 && cursor.Next(event); --left) {
+      digest.Add(event.record);
+    }
+    for (int left = 20; left > 0 && cursor.Previous(event); --left) {
+      digest.Add(event.record);
+    }
+    Tell("events", digest.Sum(), cursor.GetFault());
+  }
+
+  const TraceFile& trace;
+  const Index& index;
+  ArrayShape shape;
+  std::mt19937 random;
+  std::ostringstream text;
+};
+
+}  // namespace
+
+std::string Answers(const TraceFile& trace, const Index& index, const ArrayShape& shape,
+                    uint32_t seed, int questions) {
+  return Asker(trace, index, shape, seed).Ask(questions);
+}
+
+std::string FreshAnswers(const TraceFile& trace, const ArrayShape& shape, uint32_t seed,
+                         int questions) {
+  const TempDir folder;
+  Fault fault;
+  if (!Index::Build(trace, folder.File("fresh"), {}, fault)) {
+    return fault.Text();
+  }
+  const std::unique_ptr<Index> index = Index::Load(trace, folder.File("fresh"), fault);
+  return index ? Answers(trace, *index, shape, seed, questions) : fault.Text();
+}
+
+}  // namespace marrowfin::testing

@@ -1,0 +1,149 @@
+#include <sys/stat.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <string>
+
+#include "tools/commands/Subcommands.h"
+#include "tools/program/Json.h"
+#include "tools/program/ShellWord.h"
+#include "tools/program/TraceInput.h"
+
+namespace marrowfin {
+namespace {
+
+constexpr char footer[] =
+    "Examples:\n"
+    "  marrowfin-trace info run.trace\n"
+    "  marrowfin-trace info run.trace.zst --json\n"
+    "\n"
+    "Reads the trace once; gzip and zstd data are unpacked on the way.\n"
+    "\n"
+    "Exit status: 0 done, 1 the trace cannot be read or breaks off, 2 command line refused.";
+
+struct InfoFlags {
+  std::string trace;
+  bool json = false;
+};
+
+std::string SummaryAsJson(const std::string& name, const Summary& s) {
+  nlohmann::json json = {
+      {"trace", name},
+      {"records", s.records},
+      {"bytes", s.bytes},
+      {"fires", s.fires},
+      {"sends", s.sends},
+      {"switchTransmissions", s.switches},
+      {"firstCycle", s.firstCycle},
+      {"lastCycle", s.lastCycle},
+      {"largestCycle", s.maxCycle},
+      {"changesOfCycle", s.changes},
+      {"fallingCycles", s.falls},
+      {"extent",
+       {{"columns", std::max(s.fired.columns, s.sent.columns)},
+        {"rows", std::max(s.fired.rows, s.sent.rows)}}},
+      {"switches", s.switchPlaces.size()},
+      {"threads", nlohmann::json::array()},
+  };
+  for (const auto& [thread, count] : s.threads) {
+    json["threads"].push_back({{"thread", thread}, {"records", count}});
+  }
+  if (s.otherThreads > 0) {
+    json["recordsOfFurtherThreads"] = s.otherThreads;
+  }
+  if (const auto shape = SuggestShape(s)) {
+    json["view"] = {
+        {"clusters", shape->clusters}, {"domains", shape->domains}, {"pes", shape->pes}};
+  }
+  if (s.end) {
+    json["fault"] = AsJson(s.end);
+  }
+  return JsonText(json);
+}
+
+void PrintThreads(const Summary& s, std::ostream& out) {
+  constexpr size_t SHOWN = 8;
+  out << "threads       " << s.threads.size() << (s.otherThreads > 0 ? " or more" : "") << ":";
+  size_t shown = 0;
+  for (const auto& [thread, count] : s.threads) {
+    if (++shown > SHOWN) {
+      out << " ...";
+      break;
+    }
+    out << " " << thread << " (" << count << ")";
+  }
+  out << "\n";
+}
+
+// Whether the viewer, which unpacks nothing and reads from no pipe, can show the file as it is.
+bool IsPlain(const std::string& name) {
+  struct stat status;
+  Fault fault;
+  return stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+         TraceFile::Open(name, fault) != nullptr;
+}
+
+void PrintView(const std::string& name, const Summary& s, std::ostream& out) {
+  const auto shape = SuggestShape(s);
+  if (!shape) {
+    out << "view it with  nothing: no array shows all of its locations\n";
+  } else if (IsPlain(name)) {
+    out << "view it with  marrowfin " << ShapeText(*shape) << " -f " << ShellWord(name) << "\n";
+  } else {
+    out << "view it with  marrowfin " << ShapeText(*shape)
+        << " -f FILE, once it is unpacked into a plain FILE\n";
+  }
+}
+
+void Print(const std::string& name, const Summary& s, std::ostream& out) {
+  out << name << "\n";
+  out << "records       " << s.records << " (" << s.bytes << " bytes)\n";
+  if (s.records == 0) {
+    return;
+  }
+  out << "fires         " << s.fires << "\n";
+  out << "sends         " << s.sends << "\n";
+  out << "transmissions " << s.switches << " by " << s.switchPlaces.size() << " switches\n";
+  out << "cycles        " << s.firstCycle << " to " << s.maxCycle << ", " << s.changes
+      << " changes\n";
+  if (!s.Ordered()) {
+    out << "order         the cycle falls " << s.falls << " times, first at record " << s.firstFall
+        << "\n";
+  }
+  PrintThreads(s, out);
+  out << "extent        " << std::max(s.fired.columns, s.sent.columns) << " columns, "
+      << std::max(s.fired.rows, s.sent.rows) << " rows\n";
+  PrintView(name, s, out);
+}
+
+MaybeFailure Info(const InfoFlags& flags, const Console& console) {
+  Summary summary;
+  ReadOptions options;
+  options.ordered = false;
+  if (MaybeFailure failure = Summarize(flags.trace, options, console, summary)) {
+    return failure;
+  }
+  if (flags.json) {
+    console.out << SummaryAsJson(flags.trace, summary);
+  } else {
+    Print(flags.trace, summary, console.out);
+  }
+  return summary.end ? MaybeFailure(FailureOf(summary.end)) : std::nullopt;
+}
+
+Action Configure(CLI::App& app) {
+  const auto flags = std::make_shared<InfoFlags>();
+  app.add_option("TRACE", flags->trace, "The trace")->required();
+  app.add_flag("--json", flags->json, "Print JSON");
+  return [flags](const Console& console) { return Info(*flags, console); };
+}
+
+}  // namespace
+
+const Subcommand infoSubcommand = {"info", "Tell what is in a trace and how to view it", footer,
+                                   Configure};
+
+}  // namespace marrowfin

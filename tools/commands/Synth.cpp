@@ -1,0 +1,92 @@
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <ostream>
+#include <string>
+
+#include "tools/commands/Subcommands.h"
+#include "tools/program/Flags.h"
+#include "tools/program/OutputFile.h"
+#include "tools/program/Progress.h"
+#include "tools/program/ShellWord.h"
+#include "tools/program/TraceInput.h"
+#include "trace/write/Synth.h"
+
+namespace marrowfin {
+namespace {
+
+constexpr char footer[] =
+    "Examples:\n"
+    "  marrowfin-trace synth -o big.trace --records 2000000 -c 4 -d 2 -p 8\n"
+    "  marrowfin-trace synth -o wild.trace --random --seed 7\n"
+    "\n"
+    "Makes a trace up, of any length: threads that run loops of operations near each other, with\n"
+    "phases of plenty and quiet ones; or, with --random, records drawn one by one. The same\n"
+    "options give the same bytes.\n"
+    "\n"
+    "Exit status: 0 done, 2 command line refused, 3 output not written.";
+
+struct SynthFlags {
+  std::string output;
+  ShapeFlags shape;
+  uint64_t records = 1000000;
+  uint32_t threads = 4;
+  uint64_t seed = 1;
+  bool random = false;
+};
+
+MaybeFailure Synth(const SynthFlags& flags, const Console& console) {
+  SynthOptions options;
+  options.mode = flags.random ? SynthOptions::RANDOM : SynthOptions::PROGRAMS;
+  if (MaybeFailure failure = flags.shape.Check()) {
+    return failure;
+  }
+  options.shape = flags.shape.Shape();
+  options.records = flags.records;
+  options.threads = flags.threads;
+  options.seed = flags.seed;
+  OutputFile output;
+  if (MaybeFailure failure = output.Open(flags.output)) {
+    return failure;
+  }
+  Writer writer;
+  writer.Attach(dup(output.Descriptor()), flags.output);
+  Progress progress(console.terminal, "writing " + flags.output, "M records", 1e6);
+  const bool written = Synthesize(options, writer, [&](uint64_t done, uint64_t all) {
+    progress.Update(done, all);
+    return true;
+  });
+  if (!writer.Close() || !written) {
+    return Failure{EXIT_SYSTEM, writer.GetFault().Text(), "Make room and run it again."};
+  }
+  if (MaybeFailure failure = output.Commit()) {
+    return failure;
+  }
+  console.out << flags.output << ": " << flags.records << " records, view it with marrowfin "
+              << ShapeText(options.shape) << " -f " << ShellWord(flags.output) << "\n";
+  return std::nullopt;
+}
+
+Action Configure(CLI::App& app) {
+  const auto flags = std::make_shared<SynthFlags>();
+  app.add_option("-o,--output", flags->output, "The trace to write")->required();
+  app.add_option("--records", flags->records, "How many records")
+      ->capture_default_str()
+      ->check(CheckCount);
+  app.add_option("--threads", flags->threads, "How many threads")
+      ->capture_default_str()
+      ->check(CLI::Range(1U, 4096U));
+  app.add_option("--seed", flags->seed, "Where the random numbers start")
+      ->capture_default_str()
+      ->check(CheckCount);
+  app.add_flag("--random", flags->random, "Draw every record by itself");
+  flags->shape.Declare(app);
+  return [flags](const Console& console) { return Synth(*flags, console); };
+}
+
+}  // namespace
+
+const Subcommand synthSubcommand = {"synth", "Make a trace up, of any length", footer, Configure};
+
+}  // namespace marrowfin

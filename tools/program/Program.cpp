@@ -1,0 +1,97 @@
+#include "tools/program/Program.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <new>
+#include <ostream>
+
+#include "tools/commands/Subcommands.h"
+
+namespace marrowfin {
+namespace {
+
+const char programName[] = "marrowfin-trace";
+
+const char programFooter[] =
+    "Examples:\n"
+    "  marrowfin-trace info run.trace\n"
+    "  marrowfin-trace check run.trace -c 4 -d 2 -p 4\n"
+    "  marrowfin-trace state run.trace --step 100\n"
+    "  marrowfin-trace import --format tt-npe capture.json -o capture.trace\n"
+    "  marrowfin-trace import --help\n"
+    "\n"
+    "Exit status:\n"
+    "  0  all went well\n"
+    "  1  an input file cannot be read, or what it holds is refused\n"
+    "  2  the command line is refused; nothing was read or written\n"
+    "  3  the output cannot be written, or memory ran out";
+
+void Report(const Failure& failure, const Console& console) {
+  console.err << programName << ": " << failure.reason << "\n";
+  if (!failure.remedy.empty()) {
+    console.err << "  " << failure.remedy << "\n";
+  }
+}
+
+MaybeFailure RunAction(const Action& action, const Console& console) {
+  try {
+    return action(console);
+  } catch (const std::bad_alloc&) {
+    return Failure{EXIT_SYSTEM, "out of memory", "Use a smaller input or a larger machine."};
+  }
+}
+
+// Results that nobody could read are no success.
+MaybeFailure FlushResults(const Console& console) {
+  console.out.flush();
+  if (console.out) {
+    return std::nullopt;
+  }
+  return Failure{EXIT_SYSTEM, "standard output: cannot write",
+                 "Send it to a place with free space; files named on the command line are done."};
+}
+
+int Run(const Action& action, const Console& console) {
+  MaybeFailure failure = RunAction(action, console);
+  if (!failure) {
+    failure = FlushResults(console);
+  }
+  if (failure) {
+    Report(*failure, console);
+    return failure->code;
+  }
+  return EXIT_OK;
+}
+
+// Prints help and version where they were asked for, and what is wrong where something is.
+int Refuse(const CLI::App& app, const CLI::ParseError& error, const Console& console) {
+  if (app.exit(error, console.out, console.err) != 0) {
+    return EXIT_USAGE;
+  }
+  const MaybeFailure failure = FlushResults(console);
+  return failure ? failure->code : EXIT_OK;
+}
+
+}  // namespace
+
+int RunProgram(const std::vector<std::string>& arguments, const Console& console) {
+  CLI::App app("Works on the traces that marrowfin replays.", programName);
+  app.footer(programFooter);
+  app.set_version_flag("--version", std::string(programName) + " " MARROWFIN_VERSION);
+  app.require_subcommand(1);
+  Action chosen;
+  for (const Subcommand* subcommand : Subcommands()) {
+    CLI::App* const sub = app.add_subcommand(subcommand->name, subcommand->summary);
+    sub->footer(subcommand->footer);
+    sub->callback([&chosen, action = subcommand->configure(*sub)] { chosen = action; });
+  }
+  try {
+    // CLI11 takes the words from the last to the first.
+    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+  } catch (const CLI::ParseError& error) {
+    return Refuse(app, error, console);
+  }
+  return Run(chosen, console);
+}
+
+}  // namespace marrowfin

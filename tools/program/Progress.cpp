@@ -1,0 +1,63 @@
+#include "tools/program/Progress.h"
+
+#include <cstdio>
+#include <ostream>
+#include <utility>
+
+namespace marrowfin {
+namespace {
+
+constexpr std::chrono::milliseconds patience(500);
+constexpr std::chrono::milliseconds period(100);
+
+// Goes to the start of the line and erases it.
+constexpr char eraseLine[] = "\r\033[K";
+
+}  // namespace
+
+Progress::Progress(std::ostream* terminal, std::string task, std::string unit, double perUnit,
+                   Clock clock)
+    : terminal(terminal),
+      task(std::move(task)),
+      unit(std::move(unit)),
+      perUnit(perUnit),
+      clock(std::move(clock)),
+      start(this->clock()),
+      next(start + patience),
+      shown(false) {}
+
+Progress::~Progress() {
+  if (shown) {
+    *terminal << eraseLine << std::flush;
+  }
+}
+
+void Progress::Update(uint64_t done, uint64_t total) {
+  if (terminal == nullptr) {
+    return;
+  }
+  const Time now = clock();
+  if (now < next) {
+    return;
+  }
+  next = now + period;
+  shown = true;
+  const double seconds = std::chrono::duration<double>(now - start).count();
+  Show(seconds, static_cast<double>(done), static_cast<double>(total));
+}
+
+void Progress::Show(double seconds, double done, double total) {
+  const double rate = done / seconds;
+  char text[160];
+  if (total > 0 && done > 0) {
+    const double left = (total - done) / rate;
+    std::snprintf(text, sizeof(text), "%s %3.0f %%, %.1f %s/s, %.0f s left", task.c_str(),
+                  100 * done / total, rate / perUnit, unit.c_str(), left);
+  } else {
+    std::snprintf(text, sizeof(text), "%s %.1f %s, %.1f %s/s", task.c_str(), done / perUnit,
+                  unit.c_str(), rate / perUnit, unit.c_str());
+  }
+  *terminal << eraseLine << text << std::flush;
+}
+
+}  // namespace marrowfin

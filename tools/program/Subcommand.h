@@ -1,0 +1,40 @@
+#ifndef TOOLS_PROGRAM_SUBCOMMAND_H
+#define TOOLS_PROGRAM_SUBCOMMAND_H
+
+#include <functional>
+#include <iosfwd>
+
+#include "tools/program/Failure.h"
+
+namespace CLI {
+class App;
+}
+
+namespace marrowfin {
+
+// Where a subcommand speaks. Results go to `out`, progress to `terminal`; failures are returned and
+// the program prints them.
+struct Console {
+  std::ostream& out;
+  std::ostream& err;
+  std::ostream* terminal;  // null unless someone watches
+};
+
+// Runs a subcommand whose flags have been parsed.
+using Action = std::function<MaybeFailure(const Console&)>;
+
+// One entry of the program's table. A subcommand is one source file, which defines the entry; to
+// add one, declare its entry in tools/commands/Subcommands.h and list it in
+// tools/commands/Subcommands.cpp.
+struct Subcommand {
+  const char* name;
+  const char* summary;  // one line
+  const char* footer;   // examples and remarks, shown at the end of its --help
+
+  // Declares the flags on `app`. The action that comes back owns what they are parsed into.
+  Action (*configure)(CLI::App& app);
+};
+
+}  // namespace marrowfin
+
+#endif

@@ -1,0 +1,122 @@
+#include "tools/program/TraceInput.h"
+
+#include <CLI/CLI.hpp>
+
+#include "tools/program/Interruption.h"
+#include "tools/program/Progress.h"
+
+namespace marrowfin {
+
+Failure FailureOf(const Fault& fault) {
+  Fault plain = fault;
+  plain.remedy.clear();
+  std::string remedy = fault.remedy;
+  if (!remedy.empty()) {
+    remedy[0] = static_cast<char>(toupper(static_cast<unsigned char>(remedy[0])));
+    remedy += ".";
+  } else if (fault.kind == Fault::SYSTEM) {
+    remedy = "Name a file that you may read.";
+  }
+  return {EXIT_INPUT, plain.Text(), remedy};
+}
+
+Failure IndexingFailureOf(const Fault& fault, const std::string& trace) {
+  Failure failure = FailureOf(fault);
+  if (fault.kind == Fault::SYSTEM && fault.file != trace) {
+    failure.code = EXIT_SYSTEM;
+    failure.remedy = fault.remedy.empty() ? "Set XDG_CACHE_HOME to a folder that can be written."
+                                          : failure.remedy;
+  }
+  return failure;
+}
+
+MaybeFailure Summarize(const std::string& name, const ReadOptions& options, const Console& console,
+                       Summary& summary) {
+  Fault fault;
+  std::unique_ptr<ByteSource> source = OpenSource(name, fault);
+  if (!source) {
+    return FailureOf(fault);
+  }
+  Reader reader(std::move(source), name, options);
+  Progress progress(console.terminal, "reading " + name, "MB", 1e6);
+  Summarizer summarizer;
+  const auto columns = std::make_unique<Columns>();
+  while (reader.Next(*columns)) {
+    summarizer.Add(*columns);
+    progress.Update(reader.Source().InputRead(), reader.Source().InputSize().value_or(0));
+  }
+  summarizer.Finish();
+  summary = summarizer.Get();
+  summary.end = reader.GetFault();
+  if (summary.end.kind == Fault::SYSTEM) {
+    return FailureOf(summary.end);
+  }
+  return std::nullopt;
+}
+
+MaybeFailure OpenIndexed(const std::string& name, const Console& console, IndexedTrace& trace) {
+  Fault fault;
+  trace.file = TraceFile::Open(name, fault);
+  if (!trace.file) {
+    return FailureOf(fault);
+  }
+  const Interruption interruption;
+  Progress progress(console.terminal, "indexing " + name, "MB", 1e6);
+  trace.index = Index::Open(
+      *trace.file,
+      [&](uint64_t done, uint64_t all) {
+        progress.Update(done, all);
+        return !interruption.Asked();
+      },
+      fault);
+  if (!trace.index) {
+    return IndexingFailureOf(fault, name);
+  }
+  return std::nullopt;
+}
+
+void ShapeFlags::Declare(CLI::App& app) {
+  const auto positive = CLI::Range(1U, 4096U);
+  app.add_option("-c,--clusters", clusters, "Clusters along each axis")->check(positive);
+  app.add_option("-d,--domains", domains, "Domains per cluster along each axis")->check(positive);
+  app.add_option("-p,--pes", pes, "Processing elements per domain along each axis")
+      ->check(positive);
+}
+
+MaybeFailure ShapeFlags::Check() const {
+  constexpr uint64_t MAX_SIDE = 4096;
+  const ArrayShape shape = Shape();
+  if (uint64_t{shape.clusters} * shape.domains * shape.pes > MAX_SIDE) {
+    return Failure{EXIT_USAGE, "an array of more than 4096 positions along each axis",
+                   "Give smaller counts with -c, -d and -p."};
+  }
+  return std::nullopt;
+}
+
+ArrayShape ShapeFlags::Shape() const {
+  const ArrayShape usual;
+  return {clusters.value_or(usual.clusters), domains.value_or(usual.domains),
+          pes.value_or(usual.pes)};
+}
+
+MaybeFailure ShapeFlags::ShapeFor(const std::string& name, const Summary& summary,
+                                  ArrayShape& shape) const {
+  if (Given()) {
+    shape = Shape();
+    return std::nullopt;
+  }
+  const std::optional<ArrayShape> suggested = SuggestShape(summary);
+  if (!suggested) {
+    return Failure{EXIT_INPUT, name + ": no array shows all locations of this trace",
+                   "Give the counts of the array with -c, -d and -p."};
+  }
+  shape = *suggested;
+  return std::nullopt;
+}
+
+std::string ShapeText(const ArrayShape& shape) {
+  return "-c " + std::to_string(shape.clusters) + " -d " + std::to_string(shape.domains) + " -p " +
+         std::to_string(shape.pes);
+}
+
+}  // namespace marrowfin

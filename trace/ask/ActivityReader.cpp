@@ -1,0 +1,193 @@
+#include "trace/ask/ActivityReader.h"
+
+#include <algorithm>
+#include <bit>
+
+#include "trace/ask/Walk.h"
+#include "trace/base/PlaceTable.h"
+
+namespace marrowfin {
+
+namespace {
+
+uint32_t PowerFor(uint64_t extent) {
+  return extent == 0 ? 0 : static_cast<uint32_t>(std::bit_ceil(extent));
+}
+
+}  // namespace
+
+uint32_t ActivityReader::ColumnCount() const {
+  const Summary& s = index.GetSummary();
+  return PowerFor(std::max(s.fired.columns, s.sent.columns));
+}
+
+uint32_t ActivityReader::RowCount() const {
+  const Summary& s = index.GetSummary();
+  return PowerFor(std::max(s.fired.rows, s.sent.rows));
+}
+
+uint64_t ActivityReader::RecordOf(size_t boundary) const {
+  return boundary == 0 ? 0 : index.Boundaries()[boundary - 1].record;
+}
+
+// The boundary (0 is the start of the trace) that is fewest records away.
+size_t ActivityReader::Nearest(uint64_t record) const {
+  const auto boundaries = index.Boundaries();
+  const auto above =
+      std::partition_point(boundaries.begin(), boundaries.end(),
+                           [&](const IndexBoundary& b) { return b.record <= record; });
+  const size_t below = static_cast<size_t>(above - boundaries.begin());
+  if (above == boundaries.end()) {
+    return below;
+  }
+  return record - RecordOf(below) <= above->record - record ? below : below + 1;
+}
+
+// Makes a count of 0 of every unit.
+bool ActivityReader::Begin(Activity activity, std::vector<uint64_t>& counts, Fault& fault) const {
+  if (!index.HasBoundaries()) {
+    fault.kind = Fault::OUTSIDE_ARRAY;
+    fault.file = trace.Name();
+    fault.reason = "the locations of the trace span too large an array to count its units";
+    fault.remedy =
+        "use locations below " + std::to_string(Index::MAX_ELEMENTS) + " positions in all";
+    return false;
+  }
+  const bool elements = activity != TRANSMISSIONS;
+  counts.assign(elements ? static_cast<size_t>(ColumnCount()) * RowCount()
+                         : index.GetSummary().switchPlaces.size(),
+                0);
+  return true;
+}
+
+bool ActivityReader::Count(uint64_t first, uint64_t last, Activity activity,
+                           std::vector<uint64_t>& counts, Fault& fault) const {
+  return Settle(trace, index, CountRecords(first, last, activity, counts, fault), fault);
+}
+
+bool ActivityReader::CountBetween(size_t from, size_t to, Activity activity,
+                                  std::vector<uint64_t>& counts, Fault& fault) const {
+  return Begin(activity, counts, fault) && AddBetween(from, to, activity, counts, fault);
+}
+
+bool ActivityReader::CountRecords(uint64_t first, uint64_t last, Activity activity,
+                                  std::vector<uint64_t>& counts, Fault& fault) const {
+  if (!Begin(activity, counts, fault)) {
+    return false;
+  }
+  last = std::min(last, index.GetSummary().records);
+  first = std::min(first, last);
+  const size_t from = Nearest(first);
+  const size_t to = Nearest(last);
+  if (from >= to) {
+    return AddRecords(first, last, activity, 1, counts, fault);
+  }
+  return AddBetween(from, to, activity, counts, fault) &&
+         AddUpTo(from, first, activity, -1, counts, fault) &&
+         AddUpTo(to, last, activity, 1, counts, fault);
+}
+
+// The nodes of both boundaries that are not common to both: their prefixes share the rest.
+bool ActivityReader::AddBetween(size_t from, size_t to, Activity activity,
+                                std::vector<uint64_t>& counts, Fault& fault) const {
+  while (from != to) {
+    const bool add = to > from;
+    size_t& node = add ? to : from;
+    if (!index.AddNode(node, activity, add ? 1 : -1, ColumnCount(), RowCount(), counts, fault)) {
+      return false;
+    }
+    node &= node - 1;
+  }
+  return true;
+}
+
+// The records from a boundary up to `record`, or less those from `record` up to the boundary.
+bool ActivityReader::AddUpTo(size_t boundary, uint64_t record, Activity activity, int sign,
+                             std::vector<uint64_t>& counts, Fault& fault) const {
+  const uint64_t at = RecordOf(boundary);
+  return at <= record ? AddRecords(at, record, activity, sign, counts, fault)
+                      : AddRecords(record, at, activity, -sign, counts, fault);
+}
+
+bool ActivityReader::AddRecords(uint64_t first, uint64_t last, Activity activity, int sign,
+                                std::vector<uint64_t>& counts, Fault& fault) const {
+  if (activity == TRANSMISSIONS) {
+    return AddTransmissions(first, last, sign, counts, fault);
+  }
+  if (counts.empty()) {
+    return true;  // a trace of switches alone
+  }
+  const uint64_t step = sign < 0 ? ~uint64_t{0} : 1;
+  const size_t stride = ColumnCount();
+  const uint32_t type = activity == FIRES ? FIRE_RECORD : SEND_RECORD;
+  const Place most = {ColumnCount(), RowCount()};
+  const auto fits = [&](Place largest) {
+    return largest.column < most.column && largest.row < most.row;
+  };
+  // Whether a record counts is hard to foresee, so all are added: the others as nothing, and at the
+  // first position, since a switch may stand anywhere.
+  const bool walked = Walk(
+      trace, index, first, last,
+      [&](const Columns& columns, size_t from, size_t to) {
+        if (!fits(columns.maxFired) || !fits(columns.maxSent)) {
+          fault = Contradiction(trace, index);
+          return false;
+        }
+        const Place* places = activity == RECEIVES ? columns.to : columns.at;
+        for (size_t i = from; i < to; ++i) {
+          const size_t mask = columns.tag[i].type == type ? ~size_t{0} : 0;
+          counts[(places[i].row * stride + places[i].column) & mask] += step & mask;
+        }
+        return true;
+      },
+      fault);
+  return walked && !fault;
+}
+
+bool ActivityReader::AddTransmissions(uint64_t first, uint64_t last, int sign,
+                                      std::vector<uint64_t>& counts, Fault& fault) const {
+  const uint64_t step = sign < 0 ? ~uint64_t{0} : 1;
+  PlaceTable slots;
+  for (const Place& place : index.GetSummary().switchPlaces) {
+    slots.Add(place);
+  }
+  const bool walked = Walk(
+      trace, index, first, last,
+      [&](const Columns& columns, size_t from, size_t to) {
+        for (size_t i = from; i < to; ++i) {
+          if (columns.tag[i].type != SWITCH_RECORD) {
+            continue;
+          }
+          const uint32_t slot = slots.Find(columns.at[i]);
+          if (slot == PlaceTable::NONE) {
+            fault = Contradiction(trace, index);
+            return false;
+          }
+          counts[slot] += step;
+        }
+        return true;
+      },
+      fault);
+  return walked && !fault;
+}
+
+bool ActivityReader::CountCycles(uint64_t first, uint64_t last, Activity activity,
+                                 std::vector<uint64_t>& counts, Fault& fault) const {
+  if (!index.GetSummary().Ordered()) {
+    fault.kind = Fault::FALLING_CYCLE;
+    fault.file = trace.Name();
+    fault.record = index.GetSummary().firstFall;
+    fault.reason = "the cycles fall, so a range of cycles is no range of records";
+    fault.remedy = "write events in order of their cycles";
+    return false;
+  }
+  uint64_t firstRecord = 0;
+  uint64_t lastRecord = index.GetSummary().records;
+  const bool counted =
+      FindCycle(trace, index, first, firstRecord, fault) &&
+      (last == ~uint64_t{0} || FindCycle(trace, index, last + 1, lastRecord, fault)) &&
+      CountRecords(firstRecord, lastRecord, activity, counts, fault);
+  return Settle(trace, index, counted, fault);
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,466 @@
+#include "trace/ask/StateReader.h"
+
+#include <algorithm>
+#include <deque>
+#include <string>
+
+#include "trace/ask/ActivityReader.h"
+#include "trace/ask/Walk.h"
+
+namespace marrowfin {
+
+namespace {
+
+// A piece's last event: the thread modulo 6 and, in the low byte, its age in steps. All colours
+// rest long before an age fills the byte.
+typedef uint16_t Touch;
+constexpr Touch NEVER = 0xFFFF;
+constexpr uint64_t OLD = 255;
+
+Touch MakeTouch(uint32_t thread, uint64_t age) {
+  return static_cast<Touch>((thread % 6) << 8 | std::min(age, OLD));
+}
+
+// The number of the switch that is filed at `place`, row by row; nothing but -1 for other places.
+int64_t SwitchNumber(const ArrayShape& shape, Place place) {
+  if (!shape.HasSwitch(place)) {
+    return -1;
+  }
+  const uint32_t column = (place.column - 4) / shape.ClusterSide();
+  const uint32_t row = (place.row - 4) / shape.ClusterSide();
+  return static_cast<int64_t>(row) * shape.clusters + column;
+}
+
+Fault NoSuchStep(const std::string& name, uint64_t step, uint64_t steps) {
+  Fault fault;
+  fault.kind = Fault::OUT_OF_RANGE;
+  fault.file = name;
+  fault.reason = "there is no step " + std::to_string(step) + ": the trace ends in step " +
+                 std::to_string(steps + 1);
+  fault.remedy = "ask for a step up to that";
+  return fault;
+}
+
+// A question takes up to three walks, of which each may go through all records: finding its
+// records, checking their locations and applying them. Their progress is told as one.
+enum Stage { FINDING = 0, CHECKING = 1, APPLYING = 2 };
+constexpr uint64_t STAGES = 3;
+
+ProgressCallback ProgressOf(Stage stage, const ProgressCallback& progress) {
+  if (!progress) {
+    return {};
+  }
+  return [stage, &progress](uint64_t record, uint64_t records) {
+    return progress(stage * records + record, STAGES * records);
+  };
+}
+
+// Ends a question: its progress too, where there was anything to read.
+bool End(const TraceFile& trace, const Index& index, bool answered,
+         const ProgressCallback& progress, Fault& fault) {
+  const uint64_t all = STAGES * index.GetSummary().records;
+  if (answered && progress && all > 0 && !progress(all, all)) {
+    fault = Stopped(trace);
+    return false;
+  }
+  return Settle(trace, index, answered, fault);
+}
+
+}  // namespace
+
+// How records map to steps: those of a viewer, or those of the natural reading, which begins with
+// record 0 and in which all steps are changes.
+struct StateReader::Clock : ViewerSteps {
+  bool natural = false;
+  uint64_t step = 0;  // the one that is asked for
+
+  // The age of an event that came after `changesBefore` changes. In the natural reading the change
+  // that the event makes itself is in front of it, in the viewer's behind.
+  uint64_t Age(uint64_t record, uint64_t changesBefore, bool change) const {
+    if (natural) {
+      return step - 1 - changesBefore - (change ? 1 : 0);
+    }
+    return record == start ? step - 1 : step - 1 - early - (changesBefore - changes);
+  }
+};
+
+struct StateReader::Touches {
+  std::vector<Touch> elements;
+  std::vector<Touch> switches;
+};
+
+bool StateReader::CountSteps(uint64_t skipTo, uint64_t& steps, Fault& fault,
+                             const ProgressCallback& progress) const {
+  ViewerSteps viewer;
+  const bool found = FindSteps(trace, index, skipTo, viewer, fault, ProgressOf(FINDING, progress));
+  steps = viewer.count;
+  return End(trace, index, found, progress, fault);
+}
+
+bool StateReader::AtStep(uint64_t step, uint64_t skipTo, ArrayState& state, Fault& fault,
+                         const ProgressCallback& progress) const {
+  return End(trace, index, FillStep(step, skipTo, state, fault, progress), progress, fault);
+}
+
+bool StateReader::FillStep(uint64_t step, uint64_t skipTo, ArrayState& state, Fault& fault,
+                           const ProgressCallback& progress) const {
+  Clock clock;
+  if (!FindSteps(trace, index, skipTo, clock, fault, ProgressOf(FINDING, progress))) {
+    return false;
+  }
+  clock.step = step;
+  state = ArrayState();
+  state.first = clock.start;
+  state.shown = step <= clock.count;
+  if (step > clock.count + 1) {
+    fault = NoSuchStep(trace.Name(), step, clock.count);
+    return false;
+  }
+  return FindStepEnd(trace, index, clock, step, state.last, fault) &&
+         Fill(clock, state, fault, progress);
+}
+
+bool StateReader::AtCycle(uint64_t cycle, ArrayState& state, Fault& fault,
+                          const ProgressCallback& progress) const {
+  state = ArrayState();
+  const bool filled = index.GetSummary().Ordered()
+                          ? FillCycle(cycle, state, fault, progress)
+                          : FillCycleUnordered(cycle, state, fault, progress);
+  return End(trace, index, filled, progress, fault);
+}
+
+bool StateReader::FillCycle(uint64_t cycle, ArrayState& state, Fault& fault,
+                            const ProgressCallback& progress) const {
+  state.last = index.GetSummary().records;
+  if (cycle != ~uint64_t{0} && !FindCycle(trace, index, cycle + 1, state.last, fault)) {
+    return false;
+  }
+  Clock clock;
+  clock.natural = true;
+  if (state.last > 0) {
+    IndexEntry entry;
+    if (!Locate(trace, index, state.last - 1, entry, fault)) {
+      return false;
+    }
+    clock.step = entry.changes + 1;
+  }
+  return Fill(clock, state, fault, progress);
+}
+
+bool StateReader::Fill(const Clock& clock, ArrayState& state, Fault& fault,
+                       const ProgressCallback& progress) const {
+  state.shape = shape;
+  state.step = clock.step;
+  if (!CheckLocations(state, fault, ProgressOf(CHECKING, progress))) {
+    return false;
+  }
+  Touches touches;
+  touches.elements.assign(static_cast<size_t>(shape.Side()) * shape.Side(), NEVER);
+  touches.switches.assign(static_cast<size_t>(shape.clusters) * shape.clusters, NEVER);
+  uint64_t next = state.first;
+  if (!FromKeyframe(clock, state, touches, next, fault) ||
+      !ApplyRecords(clock, next, state.last, false, touches, fault,
+                    ProgressOf(APPLYING, progress)) ||
+      !AddMessages(clock, state, fault)) {
+    return false;
+  }
+  if (state.last > state.first) {
+    IndexEntry entry;
+    if (!Locate(trace, index, state.last - 1, entry, fault)) {
+      return false;
+    }
+    state.cycle = entry.cycle;
+  }
+  Paint(clock, touches, state);
+  return true;
+}
+
+// Starts from the last keyframe before the moment, where one is worth it; `next` is the first
+// record that it does not know.
+bool StateReader::FromKeyframe(const Clock& clock, const ArrayState& state, Touches& touches,
+                               uint64_t& next, Fault& fault) const {
+  const auto boundaries = index.Boundaries();
+  const bool skips = !clock.natural && clock.start > 1;
+  if (skips && !index.HasBoundaries()) {
+    return true;  // nothing tells what a keyframe has from before the skip
+  }
+  const auto above =
+      std::partition_point(boundaries.begin(), boundaries.end(),
+                           [&](const IndexBoundary& b) { return b.record <= state.last; });
+  if (above == boundaries.begin() || (above - 1)->record <= clock.start + 2) {
+    return true;
+  }
+  const IndexBoundary& boundary = *(above - 1);
+  std::vector<uint8_t> codes;
+  if (!index.Keyframe(static_cast<size_t>(above - boundaries.begin()), codes, fault)) {
+    return false;
+  }
+  const auto touchOf = [&](unsigned cap, uint8_t code) {
+    const TouchCode touch(cap, code);
+    const uint64_t before = boundary.changes - std::min<uint64_t>(touch.age, boundary.changes);
+    // An age that the code caps may come out one too small or, from before a skip, below zero; what
+    // is capped rests, and what was skipped is forgotten below.
+    const uint64_t age = touch.age >= cap ? OLD : clock.Age(~uint64_t{0}, before, touch.change);
+    return touch.touched ? MakeTouch(touch.thread, age) : NEVER;
+  };
+  const uint32_t side = shape.Side();
+  for (uint32_t row = 0; row < std::min(boundary.rows, side); ++row) {
+    for (uint32_t column = 0; column < std::min(boundary.columns, side); ++column) {
+      touches.elements[static_cast<size_t>(row) * side + column] = touchOf(
+          TouchCode::ELEMENT_CAP, codes[static_cast<size_t>(row) * boundary.columns + column]);
+    }
+  }
+  const size_t elements = static_cast<size_t>(boundary.columns) * boundary.rows;
+  for (uint32_t slot = 0; slot < boundary.switches; ++slot) {
+    const int64_t number = SwitchNumber(shape, index.GetSummary().switchPlaces[slot]);
+    if (number >= 0) {
+      touches.switches[static_cast<size_t>(number)] =
+          touchOf(TouchCode::SWITCH_CAP, codes[elements + slot]);
+    }
+  }
+  next = boundary.record;
+  const uint64_t older = clock.natural ? 2 : clock.start + 1;
+  return (!skips || ForgetSkipped(clock, boundary.record, touches, fault)) &&
+         ApplyRecords(clock, clock.start, older, true, touches, fault);
+}
+
+// A keyframe knows the whole trace before it. Where the viewer skipped some of that, pieces that no
+// event touched between the skip and the keyframe are as built.
+bool StateReader::ForgetSkipped(const Clock& clock, uint64_t until, Touches& touches,
+                                Fault& fault) const {
+  const ActivityReader activity(trace, index);
+  std::vector<uint64_t> fires;
+  std::vector<uint64_t> transmissions;
+  if (!activity.Count(clock.start + 1, until, FIRES, fires, fault) ||
+      !activity.Count(clock.start + 1, until, TRANSMISSIONS, transmissions, fault)) {
+    return false;
+  }
+  const uint32_t side = shape.Side();
+  for (uint32_t row = 0; row < side; ++row) {
+    for (uint32_t column = 0; column < side; ++column) {
+      const bool inside = row < activity.RowCount() && column < activity.ColumnCount();
+      if (!inside || fires[static_cast<size_t>(row) * activity.ColumnCount() + column] == 0) {
+        touches.elements[static_cast<size_t>(row) * side + column] = NEVER;
+      }
+    }
+  }
+  for (size_t slot = 0; slot < transmissions.size(); ++slot) {
+    const int64_t number = SwitchNumber(shape, index.GetSummary().switchPlaces[slot]);
+    if (number >= 0 && transmissions[slot] == 0) {
+      touches.switches[static_cast<size_t>(number)] = NEVER;
+    }
+  }
+  return true;
+}
+
+// Applies fires and switch transmissions in order; those that are `older` than what is known touch
+// only what nothing has touched, the last of them first.
+bool StateReader::ApplyRecords(const Clock& clock, uint64_t first, uint64_t last, bool older,
+                               Touches& touches, Fault& fault,
+                               const ProgressCallback& progress) const {
+  if (first >= last) {
+    return true;
+  }
+  IndexEntry before;
+  if (first > 0 && !Locate(trace, index, first - 1, before, fault)) {
+    return false;
+  }
+  if (older && last - first > 1) {
+    return ApplyRecords(clock, last - 1, last, true, touches, fault) &&
+           ApplyRecords(clock, first, last - 1, true, touches, fault);
+  }
+  const uint32_t side = shape.Side();
+  bool hasBefore = first > 0;
+  const bool walked = Walk(
+      trace, index, first, last,
+      [&](const Columns& columns, size_t from, size_t to) {
+        for (size_t i = from; i < to; ++i) {
+          const bool change = hasBefore && columns.cycle[i] != before.cycle;
+          const uint32_t type = columns.tag[i].type;
+          const Place at = columns.at[i];
+          Touch* touched = nullptr;
+          if (type == FIRE_RECORD && shape.HasElement(at)) {
+            touched = &touches.elements[static_cast<size_t>(at.row) * side + at.column];
+          } else if (type == SWITCH_RECORD && shape.HasSwitch(at)) {
+            touched = &touches.switches[static_cast<size_t>(SwitchNumber(shape, at))];
+          } else if (type != SEND_RECORD) {
+            fault = Contradiction(trace, index);
+            return false;
+          }
+          if (touched != nullptr && (!older || *touched == NEVER)) {
+            *touched = MakeTouch(columns.tag[i].thread,
+                                 clock.Age(columns.firstRecord + i, before.changes, change));
+          }
+          before.changes += change;
+          before.cycle = columns.cycle[i];
+          hasBefore = true;
+        }
+        return true;
+      },
+      fault, progress);
+  return walked && !fault;
+}
+
+bool StateReader::AddMessages(const Clock& clock, ArrayState& state, Fault& fault) const {
+  uint64_t first = state.first;
+  if (clock.step > LAST_MESSAGE_AGE + 1) {
+    const uint64_t oldest = clock.step - LAST_MESSAGE_AGE;  // the step of what is about to go
+    const uint64_t changes = clock.changes + oldest - 1 - clock.early;
+    if (!clock.natural && changes == clock.changes) {
+      ++first;
+    } else {
+      if (!FindChange(trace, index, changes, first, fault)) {
+        return false;
+      }
+      first += clock.natural ? 0 : 1;
+    }
+  }
+  if (first >= state.last) {
+    return true;
+  }
+  IndexEntry before;
+  if (first > 0 && !Locate(trace, index, first - 1, before, fault)) {
+    return false;
+  }
+  bool hasBefore = first > 0;
+  return Walk(
+      trace, index, first, state.last,
+      [&](const Columns& columns, size_t from, size_t to) {
+        for (size_t i = from; i < to; ++i) {
+          const bool change = hasBefore && columns.cycle[i] != before.cycle;
+          const uint64_t record = columns.firstRecord + i;
+          if (columns.tag[i].type == SEND_RECORD) {
+            const uint64_t age = clock.Age(record, before.changes, change);
+            state.messages.push_back({record, columns.tag[i].thread, columns.at[i], columns.to[i],
+                                      age, MessageColor(age)});
+          }
+          before.changes += change;
+          before.cycle = columns.cycle[i];
+          hasBefore = true;
+        }
+        return true;
+      },
+      fault);
+}
+
+// A fire or a switch transmission at a location that the array lacks ends the viewer.
+bool StateReader::CheckLocations(const ArrayState& state, Fault& fault,
+                                 const ProgressCallback& progress) const {
+  const Summary& summary = index.GetSummary();
+  const bool switchesFit = summary.switchesComplete &&
+                           std::all_of(summary.switchPlaces.begin(), summary.switchPlaces.end(),
+                                       [&](Place place) { return shape.HasSwitch(place); });
+  if (switchesFit && std::max(summary.fired.columns, summary.fired.rows) <= shape.Side()) {
+    return true;
+  }
+  const bool walked = Walk(
+      trace, index, state.first, state.last,
+      [&](const Columns& columns, size_t from, size_t to) {
+        size_t i = from;
+        while (i < to && IsOnArray(columns, i, fault)) {
+          ++i;
+        }
+        return i == to;
+      },
+      fault, progress);
+  return walked && !fault;
+}
+
+bool StateReader::IsOnArray(const Columns& columns, size_t i, Fault& fault) const {
+  const uint32_t type = columns.tag[i].type;
+  const Place at = columns.at[i];
+  const bool fire = type == FIRE_RECORD;
+  if (type == SEND_RECORD || (fire ? shape.HasElement(at) : shape.HasSwitch(at))) {
+    return true;
+  }
+  fault.kind = Fault::OUTSIDE_ARRAY;
+  fault.file = trace.Name();
+  fault.record = columns.firstRecord + i;
+  fault.offset = columns.firstOffset;
+  for (size_t before = 0; before < i; ++before) {
+    fault.offset += RecordSize(columns.tag[before].type);
+  }
+  fault.reason = "column " + std::to_string(at.column) + ", row " + std::to_string(at.row) +
+                 " is no " + (fire ? "processing element" : "switch") + " of the array";
+  fault.remedy = "give the counts of the array that wrote the trace";
+  return false;
+}
+
+void StateReader::Paint(const Clock& clock, const Touches& touches, ArrayState& state) const {
+  const auto paint = [&](const std::vector<Touch>& from, Color untouched,
+                         Color (*color)(uint32_t, uint64_t), std::vector<Color>& to) {
+    to.reserve(from.size());
+    for (const Touch touch : from) {
+      to.push_back(touch == NEVER ? untouched : color(touch >> 8, touch & 0xFF));
+    }
+  };
+  paint(touches.elements, UntouchedElementColor(clock.step), ElementColor, state.elements);
+  paint(touches.switches, UntouchedSwitchColor(clock.step), SwitchColor, state.switches);
+}
+
+// Where cycles fall, the events up to a cycle are no range of the trace: all of it is gone through.
+bool StateReader::FillCycleUnordered(uint64_t cycle, ArrayState& state, Fault& fault,
+                                     const ProgressCallback& progress) const {
+  state.shape = shape;
+  const uint32_t side = shape.Side();
+  struct Seen {
+    uint64_t step = 0;
+    uint32_t thread = 0;
+  };
+  std::vector<Seen> elements(static_cast<size_t>(side) * side);
+  std::vector<Seen> switches(static_cast<size_t>(shape.clusters) * shape.clusters);
+  std::deque<LiveMessage> messages;  // with their steps for ages
+  const auto take = [&](const Columns& columns, size_t i) {
+    if (state.step == 0 || columns.cycle[i] != state.cycle) {
+      ++state.step;
+    }
+    state.cycle = columns.cycle[i];
+    state.last = columns.firstRecord + i + 1;
+    const Place at = columns.at[i];
+    const uint32_t thread = columns.tag[i].thread;
+    if (columns.tag[i].type == FIRE_RECORD) {
+      elements[static_cast<size_t>(at.row) * side + at.column] = {state.step, thread};
+    } else if (columns.tag[i].type == SWITCH_RECORD) {
+      switches[static_cast<size_t>(SwitchNumber(shape, at))] = {state.step, thread};
+    } else {
+      messages.push_back({columns.firstRecord + i, thread, at, columns.to[i], state.step, Color()});
+    }
+    while (!messages.empty() && state.step - messages.front().age > LAST_MESSAGE_AGE) {
+      messages.pop_front();
+    }
+  };
+  const bool walked = Walk(
+      trace, index, 0, index.GetSummary().records,
+      [&](const Columns& columns, size_t from, size_t to) {
+        for (size_t i = from; i < to; ++i) {
+          if (columns.cycle[i] > cycle) {
+            continue;
+          }
+          if (!IsOnArray(columns, i, fault)) {
+            return false;
+          }
+          take(columns, i);
+        }
+        return true;
+      },
+      fault, ProgressOf(APPLYING, progress));
+  if (!walked || fault) {
+    return false;
+  }
+  for (const Seen& seen : elements) {
+    state.elements.push_back(seen.step == 0 ? UntouchedElementColor(state.step)
+                                            : ElementColor(seen.thread, state.step - seen.step));
+  }
+  for (const Seen& seen : switches) {
+    state.switches.push_back(seen.step == 0 ? UntouchedSwitchColor(state.step)
+                                            : SwitchColor(seen.thread, state.step - seen.step));
+  }
+  for (LiveMessage& message : messages) {
+    message.age = state.step - message.age;
+    message.color = MessageColor(message.age);
+    state.messages.push_back(message);
+  }
+  return true;
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,101 @@
+#ifndef TRACE_ASK_STATEREADER_H
+#define TRACE_ASK_STATEREADER_H
+
+#include <cstdint>
+#include <vector>
+
+#include "trace/ask/Fade.h"
+#include "trace/base/Fault.h"
+#include "trace/base/Place.h"
+#include "trace/index/Index.h"
+#include "trace/read/TraceFile.h"
+
+namespace marrowfin {
+
+// A message that is still to be seen.
+struct LiveMessage {
+  uint64_t record = 0;  // its number in the trace
+  uint32_t thread = 0;
+  Place from;
+  Place to;
+  uint64_t age = 0;  // steps since it was sent, at most LAST_MESSAGE_AGE
+  Color color;
+};
+
+// What the array looks like at a moment.
+struct ArrayState {
+  ArrayShape shape;
+  uint64_t step = 0;   // animation steps so far
+  uint64_t cycle = 0;  // the cycle of the last event applied; 0 before the first
+  uint64_t first = 0;  // the records applied: `first` up to `last`, not included
+  uint64_t last = 0;
+  bool shown = true;  // false where the step meets the end of the trace and is never drawn
+  std::vector<Color> elements;        // Side() x Side(), row by row
+  std::vector<Color> switches;        // clusters x clusters, row by row
+  std::vector<LiveMessage> messages;  // in order of the trace
+};
+
+// Tells what the viewer shows at any step of a trace, without the steps before it; what a step is,
+// ViewerSteps tells.
+//
+// The state comes from the nearest keyframe before it, the records between, and the rule by which
+// colours fade; of messages, from the records of the last twelve steps. Trace and index must
+// outlive the reader.
+//
+// Some questions go through all records up to the moment: those about a trace whose cycles fall,
+// about one with locations that the array or the index has no room for. They tell `progress`, in a
+// measure of their own, how far they are.
+class StateReader {
+ public:
+  StateReader(const TraceFile& trace, const Index& index, ArrayShape shape)
+      : trace(trace), index(index), shape(shape) {}
+
+  // The steps that a viewer which skips to cycle `skipTo` (its option -F) draws before it meets the
+  // end of the trace. False where `fault` was set.
+  bool CountSteps(uint64_t skipTo, uint64_t& steps, Fault& fault,
+                  const ProgressCallback& progress = {}) const;
+
+  // What that viewer shows after `step` animation steps: 0 is the array as built, and one step more
+  // than CountSteps is the step in which the trace ends. Any later step is a fault, and so is one
+  // that comes after an event at a location which the array does not have: the viewer ends there.
+  bool AtStep(uint64_t step, uint64_t skipTo, ArrayState& state, Fault& fault,
+              const ProgressCallback& progress = {}) const;
+
+  // The state with every event up to and including `cycle` applied and none lost, where each step
+  // is one cycle that has events: the natural reading, in which neither is the first event skipped
+  // nor does a step take in the first event of the next cycle. An event among them at a location
+  // which the array does not have is a fault here too.
+  bool AtCycle(uint64_t cycle, ArrayState& state, Fault& fault,
+               const ProgressCallback& progress = {}) const;
+
+ private:
+  struct Clock;
+  struct Touches;
+
+  bool FillStep(uint64_t step, uint64_t skipTo, ArrayState& state, Fault& fault,
+                const ProgressCallback& progress) const;
+  bool FillCycle(uint64_t cycle, ArrayState& state, Fault& fault,
+                 const ProgressCallback& progress) const;
+  bool Fill(const Clock& clock, ArrayState& state, Fault& fault,
+            const ProgressCallback& progress) const;
+  bool FromKeyframe(const Clock& clock, const ArrayState& state, Touches& touches, uint64_t& next,
+                    Fault& fault) const;
+  bool ForgetSkipped(const Clock& clock, uint64_t until, Touches& touches, Fault& fault) const;
+  bool ApplyRecords(const Clock& clock, uint64_t first, uint64_t last, bool older, Touches& touches,
+                    Fault& fault, const ProgressCallback& progress = {}) const;
+  bool AddMessages(const Clock& clock, ArrayState& state, Fault& fault) const;
+  bool CheckLocations(const ArrayState& state, Fault& fault,
+                      const ProgressCallback& progress) const;
+  bool IsOnArray(const Columns& columns, size_t i, Fault& fault) const;
+  bool FillCycleUnordered(uint64_t cycle, ArrayState& state, Fault& fault,
+                          const ProgressCallback& progress) const;
+  void Paint(const Clock& clock, const Touches& touches, ArrayState& state) const;
+
+  const TraceFile& trace;
+  const Index& index;
+  ArrayShape shape;
+};
+
+}  // namespace marrowfin
+
+#endif

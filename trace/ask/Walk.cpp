@@ -1,0 +1,302 @@
+#include "trace/ask/Walk.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "trace/index/IndexBuilder.h"
+
+namespace marrowfin {
+
+namespace {
+
+// The last entry of which `isBefore` is true; the first entry where it is true of none.
+template <class IsBefore>
+const IndexEntry& LastEntry(const Index& index, IsBefore isBefore) {
+  const auto entries = index.Entries();
+  const auto found = std::partition_point(entries.begin(), entries.end(), isBefore);
+  return found == entries.begin() ? entries.front() : *(found - 1);
+}
+
+// Where the trace is not what the index says, what stands there does not matter.
+Fault FaultAt(const TraceFile& trace, const Index& index, const Fault& found, uint64_t record) {
+  const bool itself = found.kind == Fault::CHANGED || found.kind == Fault::SYSTEM;
+  Fault fault = itself ? found : Contradiction(trace, index);
+  fault.record = record;
+  return fault;
+}
+
+bool WalkFrom(const TraceFile& trace, const Index& index, const IndexEntry& entry, uint64_t first,
+              uint64_t last, const BatchFunction& take, Fault& fault,
+              const ProgressCallback& progress = {}) {
+  auto columns = std::make_unique<Columns>();
+  uint64_t record = entry.record;
+  uint64_t offset = entry.offset;
+  const uint64_t all = index.GetSummary().records;
+  last = std::min(last, all);
+  while (record < last) {
+    columns->firstRecord = record;
+    Fault found;
+    offset = trace.Decode(offset, index.GetSummary().bytes, *columns, found);
+    if (found) {
+      fault = FaultAt(trace, index, found, record);
+      return false;
+    }
+    const uint64_t end = std::min(record + columns->size, last);
+    if (end > first && !take(*columns, static_cast<size_t>(std::max(first, record) - record),
+                             static_cast<size_t>(end - record))) {
+      return true;
+    }
+    record += columns->size;
+    if (progress && !progress(end, all)) {
+      fault = Stopped(trace);
+      return false;
+    }
+  }
+  return true;
+}
+
+bool HasSample(const TraceFile& trace, uint64_t offset, const IndexBoundary& boundary,
+               Columns& columns) {
+  Fault fault;
+  const uint64_t limit = std::min(boundary.offset, offset + SAMPLED_RECORDS * LARGE_RECORD);
+  trace.Decode(offset, limit, columns, fault);
+  const size_t sampled = std::min<size_t>(columns.size, SAMPLED_RECORDS);
+  return !fault && SampleRecords(columns, 0, sampled, 0) == boundary.sample;
+}
+
+// Some of the segments, the last one always.
+bool HasSamples(const TraceFile& trace, const Index& index) {
+  constexpr size_t COMPARED = 64;
+  const auto boundaries = index.Boundaries();
+  const size_t step = boundaries.size() / COMPARED + 1;
+  auto columns = std::make_unique<Columns>();
+  for (size_t b = boundaries.size(); b > 0; b -= std::min(b, step)) {
+    const uint64_t offset = b == 1 ? 0 : boundaries[b - 2].offset;
+    if (!HasSample(trace, offset, boundaries[b - 1], *columns)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Decodes the records from an entry to the end of what was indexed.
+bool AddRest(const TraceFile& trace, const Index& index, const IndexEntry& entry,
+             Summarizer& rest) {
+  const Summary& summary = index.GetSummary();
+  auto columns = std::make_unique<Columns>();
+  Fault fault;
+  for (uint64_t offset = entry.offset; offset < summary.bytes && !fault;) {
+    offset = trace.Decode(offset, summary.bytes, *columns, fault);
+    rest.Add(*columns);
+  }
+  rest.Finish();
+  return !fault;
+}
+
+bool HasEnd(const TraceFile& trace, const Index& index) {
+  const Summary& summary = index.GetSummary();
+  const IndexEntry& last = index.Entries().back();
+  Summarizer rest;
+  const bool decoded = AddRest(trace, index, last, rest);
+  const Summary& found = rest.Get();
+  return decoded && last.record + found.records == summary.records &&
+         last.cycle == found.firstCycle && last.changes + found.changes == summary.changes &&
+         found.lastCycle == summary.lastCycle;
+}
+
+// A trace too short for a segment is compared as a whole.
+bool AddsUp(const TraceFile& trace, const Index& index) {
+  const Summary& summary = index.GetSummary();
+  Summarizer all;
+  const bool decoded = AddRest(trace, index, index.Entries().front(), all);
+  const Summary& found = all.Get();
+  return decoded && found.fires == summary.fires && found.sends == summary.sends &&
+         found.changes == summary.changes && found.fired == summary.fired &&
+         found.sent == summary.sent && found.switchPlaces == summary.switchPlaces &&
+         found.threads == summary.threads;
+}
+
+bool HasSameRecords(const TraceFile& trace, const Index& index) {
+  constexpr uint64_t SHORT = 65536;
+  if (index.Entries().empty()) {
+    return true;
+  }
+  const bool isShort = index.Boundaries().empty() && index.GetSummary().records <= SHORT;
+  return HasSamples(trace, index) && HasEnd(trace, index) && (!isShort || AddsUp(trace, index));
+}
+
+}  // namespace
+
+bool Walk(const TraceFile& trace, const Index& index, uint64_t first, uint64_t last,
+          const BatchFunction& take, Fault& fault, const ProgressCallback& progress) {
+  if (index.Entries().empty() || first >= last) {
+    return true;
+  }
+  const IndexEntry& entry =
+      LastEntry(index, [&](const IndexEntry& e) { return e.record <= first; });
+  return WalkFrom(trace, index, entry, first, last, take, fault, progress);
+}
+
+bool Locate(const TraceFile& trace, const Index& index, uint64_t record, IndexEntry& located,
+            Fault& fault) {
+  const IndexEntry& entry =
+      LastEntry(index, [&](const IndexEntry& e) { return e.record <= record; });
+  located = entry;
+  return WalkFrom(
+      trace, index, entry, entry.record + 1, record + 1,
+      [&](const Columns& columns, size_t from, size_t to) {
+        for (size_t i = from; i < to; ++i) {
+          located.changes += columns.cycle[i] != located.cycle;
+          located.cycle = columns.cycle[i];
+        }
+        located.record = columns.firstRecord + to - 1;
+        located.offset = columns.firstOffset;
+        for (size_t i = 0; i + 1 < to; ++i) {
+          located.offset += RecordSize(columns.tag[i].type);
+        }
+        return true;
+      },
+      fault);
+}
+
+bool FindChange(const TraceFile& trace, const Index& index, uint64_t changes, uint64_t& record,
+                Fault& fault) {
+  record = index.GetSummary().records;
+  if (changes > index.GetSummary().changes || index.Entries().empty()) {
+    return true;
+  }
+  if (changes == 0) {
+    record = 0;
+    return true;
+  }
+  const IndexEntry& entry =
+      LastEntry(index, [&](const IndexEntry& e) { return e.changes < changes; });
+  uint64_t seen = entry.changes;
+  uint64_t cycle = entry.cycle;
+  return WalkFrom(
+      trace, index, entry, entry.record + 1, record,
+      [&](const Columns& columns, size_t from, size_t to) {
+        for (size_t i = from; i < to; ++i) {
+          seen += columns.cycle[i] != cycle;
+          cycle = columns.cycle[i];
+          if (seen == changes) {
+            record = columns.firstRecord + i;
+            return false;
+          }
+        }
+        return true;
+      },
+      fault);
+}
+
+bool FindCycle(const TraceFile& trace, const Index& index, uint64_t cycle, uint64_t& record,
+               Fault& fault, const ProgressCallback& progress) {
+  const Summary& summary = index.GetSummary();
+  record = summary.records;
+  if (index.Entries().empty() || cycle > summary.maxCycle) {
+    return true;
+  }
+  const IndexEntry& entry = LastEntry(index, [&](const IndexEntry& e) {
+    const bool rising = summary.Ordered() || e.record < summary.firstFall;
+    return rising && e.cycle < cycle;
+  });
+  return WalkFrom(
+      trace, index, entry, entry.record, record,
+      [&](const Columns& columns, size_t from, size_t to) {
+        const uint64_t* begin = columns.cycle;
+        const uint64_t* found =
+            std::find_if(begin + from, begin + to, [&](uint64_t c) { return c >= cycle; });
+        if (found == begin + to) {
+          return true;
+        }
+        record = columns.firstRecord + static_cast<uint64_t>(found - begin);
+        return false;
+      },
+      fault, progress);
+}
+
+bool FindSteps(const TraceFile& trace, const Index& index, uint64_t skipTo, ViewerSteps& steps,
+               Fault& fault, const ProgressCallback& progress) {
+  const Summary& summary = index.GetSummary();
+  uint64_t reached = 0;
+  steps = ViewerSteps();
+  if (!FindCycle(trace, index, skipTo, reached, fault, progress)) {
+    return false;
+  }
+  steps.start = std::min(reached + 1, summary.records);
+  if (steps.start == summary.records) {
+    return true;
+  }
+  IndexEntry entry;
+  if (!Locate(trace, index, steps.start, entry, fault)) {
+    return false;
+  }
+  steps.changes = entry.changes;
+  steps.early = entry.cycle != 0 ? 1 : 0;
+  steps.count = steps.early + summary.changes - steps.changes;
+  return true;
+}
+
+bool FindStepEnd(const TraceFile& trace, const Index& index, const ViewerSteps& steps,
+                 uint64_t step, uint64_t& record, Fault& fault) {
+  record = steps.start;
+  if (step == 0) {
+    return true;
+  }
+  if (step > steps.count) {
+    record = index.GetSummary().records;
+    return true;
+  }
+  if (step > steps.early &&
+      !FindChange(trace, index, steps.changes + step - steps.early, record, fault)) {
+    return false;
+  }
+  record = std::min(record + 1, index.GetSummary().records);
+  return true;
+}
+
+bool IsStillIndexed(const TraceFile& trace, const Index& index, Fault& fault) {
+  if (trace.IsUntouched()) {
+    return true;
+  }
+  if (!trace.IsUnchanged(fault)) {
+    return false;
+  }
+  if (!HasSameRecords(trace, index)) {
+    fault = trace.Changed(0);
+    fault.reason = "the file was written anew while it was read";
+    return false;
+  }
+  return true;
+}
+
+bool Settle(const TraceFile& trace, const Index& index, bool answered, Fault& fault) {
+  Fault change;
+  if (fault.kind == Fault::CHANGED || fault.kind == Fault::CANCELLED ||
+      IsStillIndexed(trace, index, change)) {
+    return answered;
+  }
+  fault = change;
+  return false;
+}
+
+Fault Contradiction(const TraceFile& trace, const Index& index) {
+  Fault fault;
+  if (IsStillIndexed(trace, index, fault)) {
+    fault.kind = Fault::DAMAGED_INPUT;
+    fault.file = index.FileName();
+    fault.reason = "the index contradicts its trace";
+    fault.remedy = "remove it, it is built again";
+  }
+  return fault;
+}
+
+Fault Stopped(const TraceFile& trace) {
+  Fault fault;
+  fault.kind = Fault::CANCELLED;
+  fault.file = trace.Name();
+  fault.reason = "stopped";
+  return fault;
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,46 @@
+#ifndef TRACE_BASE_FAULT_H
+#define TRACE_BASE_FAULT_H
+
+#include <cstdint>
+#include <string>
+
+namespace marrowfin {
+
+// What is wrong with a trace, as a value: the library neither prints nor throws nor aborts.
+struct Fault {
+  enum Kind {
+    NONE = 0,
+    CUT_RECORD,     // the trace ends inside a record
+    UNKNOWN_TYPE,   // a record's type is none of 2, 3 and 4
+    WRONG_LENGTH,   // a record's payload length is not that of its type
+    FALLING_CYCLE,  // a record's cycle is below that of the record before it
+    OUTSIDE_ARRAY,  // a location is none of the array that was given
+    DAMAGED_INPUT,  // compressed input does not unpack
+    CHANGED,        // the file was truncated or replaced while it was read
+    SYSTEM,         // the operating system refused something
+    OUT_OF_RANGE,   // the trace has nothing of what was asked for
+    CANCELLED,      // the caller's callback asked to stop
+  };
+
+  Kind kind = NONE;
+  std::string file;     // as the caller named it
+  uint64_t offset = 0;  // of the first byte of the record at fault, in the unpacked trace
+  uint64_t record = 0;  // its number, counted from 0
+  std::string reason;   // what is wrong, without a full stop
+  std::string remedy;   // what a user can do, without a full stop; may be empty
+
+  explicit operator bool() const { return kind != NONE; }
+
+  // "FILE: record N at byte OFFSET: REASON; REMEDY", or without the place where the fault has none.
+  std::string Text() const;
+};
+
+// A short lower-case name of the kind, for machines: "cut-record".
+const char* FaultName(Fault::Kind kind);
+
+// A fault of the operating system with the text of `errorNumber`.
+Fault SystemFault(const std::string& file, const std::string& action, int errorNumber);
+
+}  // namespace marrowfin
+
+#endif

@@ -1,0 +1,443 @@
+#include "trace/index/Index.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <thread>
+
+#include "trace/index/IndexBuilder.h"
+#include "trace/index/IndexFormat.h"
+#include "trace/index/IndexWriter.h"
+#include "trace/index/Pack.h"
+#include "trace/read/Reader.h"
+
+namespace marrowfin {
+
+namespace {
+
+constexpr uint64_t EDGE = 4096;
+
+Fault NotUsable(const std::string& file, const std::string& reason) {
+  Fault fault;
+  fault.kind = Fault::DAMAGED_INPUT;
+  fault.file = file;
+  fault.reason = reason;
+  fault.remedy = "remove it, it is built again";
+  return fault;
+}
+
+// A checksum of the first and the last bytes of the first `size` bytes of the trace.
+bool EdgesOf(const TraceFile& trace, uint64_t size, uint32_t& sum, Fault& fault) {
+  const size_t length = static_cast<size_t>(std::min(size, EDGE));
+  std::vector<uint8_t> bytes(length);
+  uLong crc = crc32(0, nullptr, 0);
+  for (const uint64_t offset : {uint64_t{0}, size - length}) {
+    if (!trace.Copy(offset, length, bytes.data(), fault)) {
+      return false;
+    }
+    crc = crc32(crc, bytes.data(), static_cast<uInt>(length));
+  }
+  sum = static_cast<uint32_t>(crc);
+  return true;
+}
+
+std::string CacheFolder() {
+  // A relative one counts as not set.
+  if (const char* cache = getenv("XDG_CACHE_HOME"); cache != nullptr && *cache == '/') {
+    return std::string(cache) + "/marrowfin";
+  }
+  const char* home = getenv("HOME");
+  return home == nullptr || *home == '\0' ? "" : std::string(home) + "/.cache/marrowfin";
+}
+
+// Where an index of the trace may lie, best first.
+std::vector<std::string> Places(const std::string& traceName) {
+  std::vector<std::string> places = {traceName + ".mfindex"};
+  const std::string folder = CacheFolder();
+  if (!folder.empty()) {
+    std::error_code error;
+    std::string path = std::filesystem::absolute(traceName, error).lexically_normal().string();
+    const size_t hash = std::hash<std::string>()(path);
+    places.push_back(folder + "/" + std::filesystem::path(traceName).filename().string() + "-" +
+                     std::to_string(hash) + ".mfindex");
+  }
+  return places;
+}
+
+uint64_t Nanoseconds(const struct timespec& time) {
+  return static_cast<uint64_t>(time.tv_sec) * 1000000000 + static_cast<uint64_t>(time.tv_nsec);
+}
+
+// The clock of file times moves on in ticks of some milliseconds, and what is written within the
+// tick of a change leaves the time as that change made it. So a trace is not read before the tick
+// of its last change is over: whatever is written later than that shows in its time.
+void LetTickPass(const TraceFile& trace) {
+  constexpr uint64_t TICK = 20000000;
+  const uint64_t modified = trace.GetIdentity().modified;
+  for (uint64_t waited = 0; waited < TICK; waited += 1000000) {
+    struct timespec now;
+    clock_gettime(CLOCK_REALTIME_COARSE, &now);
+    if (modified < Nanoseconds(now) || modified - Nanoseconds(now) > TICK) {
+      return;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+}
+
+mode_t PermissionsOf(const TraceFile& trace) {
+  struct stat status;
+  return fstat(trace.Descriptor(), &status) == 0 ? status.st_mode : 0;
+}
+
+// Adds the records from byte `offset` on to what is built, as long as it can be written; the fault
+// that ends them is put into `end`. False where the caller asked to stop or the file could not be
+// read.
+bool AddRecords(const TraceFile& trace, uint64_t offset, const IndexWriter& writer,
+                IndexBuilder& builder, const ProgressCallback& progress, Fault& end, Fault& fault) {
+  ReadOptions options;
+  options.ordered = false;
+  Reader reader(PieceSource(trace.Descriptor(), trace.Name(), offset, trace.Size() - offset),
+                trace.Name(), options);
+  Columns columns;
+  while (!writer.Failed() && reader.Next(columns)) {
+    builder.Add(columns);
+    if (progress && !progress(offset + reader.Offset(), trace.Size())) {
+      fault.kind = Fault::CANCELLED;
+      fault.file = trace.Name();
+      fault.reason = "stopped";
+      return false;
+    }
+  }
+  end = reader.GetFault();
+  if (end.kind == Fault::SYSTEM) {
+    // What the system refuses now says nothing about the trace.
+    fault = end;
+  } else if ((!end || end.kind == Fault::CUT_RECORD) && !writer.Failed() &&
+             offset + reader.Source().InputRead() < trace.Size()) {
+    fault = trace.Changed(offset + reader.Offset());
+  }
+  return !fault;
+}
+
+// Only faults in the trace itself end up here, so the texts are all that is kept of them.
+IndexDirectory DirectoryOf(const TraceFile& trace, IndexBuilder& builder, const Fault& end) {
+  IndexDirectory directory;
+  directory.summary = builder.GetSummary();
+  directory.summary.end = end;
+  directory.summary.end.file = "";
+  directory.summary.end.record = directory.summary.records;
+  directory.summary.end.offset = directory.summary.bytes;
+  directory.atLastBoundary = builder.AtLastBoundary();
+  directory.complete = builder.Complete();
+  directory.stride = builder.Stride();
+  directory.entries = builder.TakeEntries();
+  directory.boundaries = builder.TakeBoundaries();
+  directory.traceSize = trace.Size();
+  directory.traceModified = trace.GetIdentity().modified;
+  directory.traceChanged = trace.GetIdentity().changed;
+  directory.traceInode = trace.GetIdentity().inode;
+  return directory;
+}
+
+}  // namespace
+
+Index::~Index() {
+  if (descriptor != -1) {
+    close(descriptor);
+  }
+}
+
+std::unique_ptr<Index> Index::Open(const TraceFile& trace, const ProgressCallback& progress,
+                                   Fault& fault) {
+  LetTickPass(trace);
+  const std::vector<std::string> places = Places(trace.Name());
+  std::unique_ptr<Index> grown;
+  for (const std::string& place : places) {
+    Fault why;
+    std::unique_ptr<Index> index = Load(trace, place, why);
+    if (index && index->IsOf(trace)) {
+      return index;
+    }
+    if (index && !grown) {
+      grown = std::move(index);
+    }
+  }
+  for (const std::string& place : places) {
+    std::error_code error;
+    if (place != places.front()) {
+      std::filesystem::create_directories(std::filesystem::path(place).parent_path(), error);
+    }
+    std::unique_ptr<Index> index = Make(trace, place, grown.get(), progress, fault);
+    if (index || fault.kind != Fault::SYSTEM || fault.file != place) {
+      return index;
+    }
+  }
+  return Make(trace, "", grown.get(), progress, fault);
+}
+
+bool Index::Build(const TraceFile& trace, const std::string& file, const ProgressCallback& progress,
+                  Fault& fault, IndexLimits limits) {
+  LetTickPass(trace);
+  return Make(trace, file, nullptr, progress, fault, limits) != nullptr;
+}
+
+std::unique_ptr<Index> Index::Make(const TraceFile& trace, const std::string& file,
+                                   const Index* grown, const ProgressCallback& progress,
+                                   Fault& fault, IndexLimits limits) {
+  const int descriptor = Write(trace, file, grown, progress, fault, limits);
+  if (descriptor == -1) {
+    return nullptr;
+  }
+  std::unique_ptr<Index> index = OpenDescriptor(trace, descriptor, file, fault);
+  // Whoever writes a trace anew makes it shorter, and then perhaps longer than it was.
+  if (index && !trace.IsUntouched() && !index->SamplesAgree(trace)) {
+    fault = trace.Changed(0);
+    fault.reason = "the file was written to while it was read";
+    return nullptr;
+  }
+  // What grew out of an index that somebody made up may contradict itself.
+  return index || grown == nullptr ? std::move(index)
+                                   : Make(trace, file, nullptr, progress, fault, limits);
+}
+
+// Makes the file and returns a descriptor for reading it; -1 where `fault` was set.
+int Index::Write(const TraceFile& trace, const std::string& file, const Index* grown,
+                 const ProgressCallback& progress, Fault& fault, IndexLimits limits) {
+  fault = Fault();
+  IndexWriter writer;
+  if (!writer.Open(file, PermissionsOf(trace), fault)) {
+    return -1;
+  }
+  uint32_t edges = 0;
+  if (!EdgesOf(trace, trace.Size(), edges, fault)) {
+    return -1;
+  }
+  IndexBuilder builder([&](std::span<const uint8_t> raw) { return writer.Append(raw); }, limits);
+  uint64_t offset = 0;
+  if (grown != nullptr && grown->complete && !grown->boundaries.empty()) {
+    if (!writer.CopyData(grown->descriptor, grown->directorySection.offset) ||
+        !builder.Resume(*grown, grown->atLastBoundary, fault)) {
+      return Write(trace, file, nullptr, progress, fault, limits);
+    }
+    offset = grown->boundaries.back().offset;
+  }
+  Fault end;
+  if (!AddRecords(trace, offset, writer, builder, progress, end, fault)) {
+    return -1;
+  }
+  builder.Finish();
+  IndexDirectory directory = DirectoryOf(trace, builder, end);
+  if (!EdgesOf(trace, trace.Size(), directory.traceEdges, fault) || !trace.IsUnchanged(fault)) {
+    return -1;
+  }
+  if (directory.traceEdges != edges) {
+    fault = trace.Changed(0);
+    fault.reason = "the file was written to while it was read";
+    return -1;
+  }
+  return writer.Commit(directory, fault);
+}
+
+std::unique_ptr<Index> Index::Load(const TraceFile& trace, const std::string& file, Fault& fault) {
+  const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (descriptor == -1) {
+    fault = SystemFault(file, "cannot open", errno);
+    return nullptr;
+  }
+  std::unique_ptr<Index> index = OpenDescriptor(trace, descriptor, file, fault);
+  return index && index->IsWhole(fault) ? std::move(index) : nullptr;
+}
+
+std::unique_ptr<Index> Index::OpenDescriptor(const TraceFile& trace, int descriptor,
+                                             const std::string& file, Fault& fault) {
+  std::unique_ptr<Index> index(new Index());
+  index->descriptor = descriptor;
+  index->fileName = file;
+  return index->ReadFooter(fault) && index->ReadDirectory(LargestDirectory(trace.Size()), fault) &&
+                 index->Recognises(trace, fault)
+             ? std::move(index)
+             : nullptr;
+}
+
+bool Index::ReadFooter(Fault& fault) {
+  struct stat status;
+  uint8_t magic[sizeof(INDEX_MAGIC)];
+  uint8_t bytes[INDEX_FOOTER];
+  IndexFooter footer;
+  const ssize_t least = sizeof(magic) + sizeof(bytes);
+  const bool whole =
+      fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_size >= least &&
+      pread(descriptor, magic, sizeof(magic), 0) == sizeof(magic) &&
+      memcmp(magic, INDEX_MAGIC, sizeof(magic)) == 0 &&
+      pread(descriptor, bytes, sizeof(bytes), status.st_size - static_cast<off_t>(sizeof(bytes))) ==
+          sizeof(bytes) &&
+      DecodeFooter(bytes, footer);
+  fileSize = whole ? static_cast<uint64_t>(status.st_size) : 0;
+  directorySection = footer.directory;
+  checksum = footer.sum;
+  const uint64_t end = fileSize - sizeof(bytes);
+  if (!whole || directorySection.offset > end ||
+      directorySection.packedSize != end - directorySection.offset) {
+    fault = NotUsable(fileName, "this is no index, or not a whole one, or one of another version");
+    return false;
+  }
+  return true;
+}
+
+// What is larger than `largest` is no directory, and no memory is spent on it.
+bool Index::ReadDirectory(uint64_t largest, Fault& fault) {
+  std::vector<uint8_t> raw;
+  IndexDirectory directory;
+  if (directorySection.rawSize > largest || directorySection.packedSize > 2 * largest ||
+      !ReadSection(directorySection, raw, fault) ||
+      !DecodeDirectory(raw, directorySection.offset, directory)) {
+    fault = NotUsable(fileName, "the directory of the index is damaged");
+    return false;
+  }
+  summary = std::move(directory.summary);
+  atLastBoundary = std::move(directory.atLastBoundary);
+  complete = directory.complete;
+  stride = directory.stride;
+  entries = std::move(directory.entries);
+  boundaries = std::move(directory.boundaries);
+  identity.size = directory.traceSize;
+  identity.modified = directory.traceModified;
+  identity.changed = directory.traceChanged;
+  identity.inode = directory.traceInode;
+  traceEdges = directory.traceEdges;
+  return true;
+}
+
+bool Index::IsWhole(Fault& fault) const {
+  std::vector<uint8_t> block(256 << 10);
+  uLong sum = crc32(0, nullptr, 0);
+  const uint64_t end = fileSize - INDEX_FOOTER;
+  for (uint64_t at = 0; at < end;) {
+    const size_t wanted = static_cast<size_t>(std::min<uint64_t>(block.size(), end - at));
+    const ssize_t got = pread(descriptor, block.data(), wanted, static_cast<off_t>(at));
+    if (got <= 0) {
+      break;
+    }
+    sum = crc32(sum, block.data(), static_cast<uInt>(got));
+    at += static_cast<uint64_t>(got);
+  }
+  if (sum != checksum) {
+    fault = NotUsable(fileName, "the index is damaged");
+  }
+  return sum == checksum;
+}
+
+bool Index::IsOf(const TraceFile& trace) const {
+  return trace.Size() == identity.size && trace.GetIdentity().modified == identity.modified;
+}
+
+// Whether this is an index of the trace as it is, or as it was before it grew. Of a trace that
+// grew, or is a copy, some records of every segment are compared as well: whoever rewrites a trace
+// rarely keeps those.
+bool Index::Recognises(const TraceFile& trace, Fault& fault) {
+  summary.end.file = trace.Name();
+  const bool same = IsOf(trace);
+  const bool untouched = same && trace.GetIdentity().changed == identity.changed &&
+                         trace.GetIdentity().inode == identity.inode;
+  uint32_t edges = 0;
+  if ((!same && trace.Size() <= identity.size) || !EdgesOf(trace, identity.size, edges, fault) ||
+      edges != traceEdges || (!untouched && !SamplesAgree(trace))) {
+    fault = NotUsable(fileName, "the index belongs to another trace, or to an older state of it");
+    return false;
+  }
+  return true;
+}
+
+bool Index::SamplesAgree(const TraceFile& trace) const {
+  auto columns = std::make_unique<Columns>();
+  uint64_t offset = 0;
+  for (const IndexBoundary& boundary : boundaries) {
+    Fault fault;
+    const uint64_t limit = std::min(boundary.offset, offset + SAMPLED_RECORDS * LARGE_RECORD);
+    trace.Decode(offset, limit, *columns, fault);
+    const size_t sampled = std::min<size_t>(columns->size, SAMPLED_RECORDS);
+    if (fault || SampleRecords(*columns, 0, sampled, 0) != boundary.sample) {
+      return false;
+    }
+    offset = boundary.offset;
+  }
+  return true;
+}
+
+bool Index::ReadSection(const IndexSection& section, std::vector<uint8_t>& raw,
+                        Fault& fault) const {
+  std::vector<uint8_t> packed(section.packedSize);
+  const ssize_t got =
+      pread(descriptor, packed.data(), packed.size(), static_cast<off_t>(section.offset));
+  if (got != static_cast<ssize_t>(packed.size()) || !Unpack(packed, section.rawSize, raw)) {
+    fault = NotUsable(fileName, "a section of the index at byte " + std::to_string(section.offset) +
+                                    " is damaged");
+    return false;
+  }
+  return true;
+}
+
+// The contents of a section, good until the next one is read; null, with `fault` set, where the
+// file is damaged. What begins at a byte has one size, whatever sizes a directory gives it.
+const std::vector<uint8_t>* Index::Section(const IndexSection& section, Fault& fault) const {
+  const std::vector<uint8_t>* known = cache.Find(section.offset);
+  if (known != nullptr && known->size() == section.rawSize) {
+    return known;
+  }
+  std::vector<uint8_t> raw;
+  return ReadSection(section, raw, fault) ? &cache.Put(section.offset, std::move(raw)) : nullptr;
+}
+
+bool Index::Keyframe(size_t b, std::vector<uint8_t>& codes, Fault& fault) const {
+  const std::vector<uint8_t>* keyframe = Section(boundaries[b - 1].keyframe, fault);
+  if (keyframe != nullptr) {
+    codes = *keyframe;
+  }
+  return keyframe != nullptr;
+}
+
+bool Index::AddNode(size_t b, Activity activity, int sign, uint32_t columns, uint32_t rows,
+                    std::vector<uint64_t>& sums, Fault& fault) const {
+  const IndexBoundary& boundary = boundaries[b - 1];
+  const bool elements = activity != TRANSMISSIONS;
+  const size_t cells =
+      elements ? static_cast<size_t>(boundary.columns) * boundary.rows : boundary.switches;
+  const std::vector<uint8_t>* narrow = Section(boundary.node[activity], fault);
+  if (narrow == nullptr) {
+    return false;
+  }
+  // The node of a time when the array was as large as it ends up to be needs no copy.
+  if (sums.size() == cells && (!elements || boundary.columns == columns)) {
+    if (!AddNarrow(*narrow, sign, sums)) {
+      fault = NotUsable(fileName, "a node of the index is damaged");
+      return false;
+    }
+    return true;
+  }
+  std::vector<uint64_t> part(cells);
+  if (!AddNarrow(*narrow, sign, part)) {
+    fault = NotUsable(fileName, "a node of the index is damaged");
+    return false;
+  }
+  const uint32_t partColumns = elements ? boundary.columns : boundary.switches;
+  const uint32_t partRows = elements ? boundary.rows : 1;
+  const uint32_t sumColumns = elements ? columns : static_cast<uint32_t>(sums.size());
+  for (uint32_t row = 0; row < std::min(partRows, elements ? rows : 1); ++row) {
+    for (uint32_t column = 0; column < std::min(partColumns, sumColumns); ++column) {
+      sums[static_cast<size_t>(row) * sumColumns + column] +=
+          part[static_cast<size_t>(row) * partColumns + column];
+    }
+  }
+  return true;
+}
+
+}  // namespace marrowfin

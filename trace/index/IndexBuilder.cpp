@@ -1,0 +1,238 @@
+#include "trace/index/IndexBuilder.h"
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <bit>
+
+namespace marrowfin {
+
+namespace {
+
+// Records 0 and 1 are left out of keyframes: the viewer skips the first one, and the step of the
+// one after a skip follows a rule of its own. Whoever asks for a state applies them to the
+// keyframe.
+constexpr uint64_t FIRST_IN_KEYFRAMES = 2;
+
+uint64_t PowerFor(uint64_t extent) { return extent == 0 ? 0 : std::bit_ceil(extent); }
+
+}  // namespace
+
+uint32_t SampleRecords(const Columns& columns, size_t from, size_t to, uint32_t before) {
+  uLong sum = before;
+  for (size_t i = from; i < to; ++i) {
+    sum = crc32(sum, reinterpret_cast<const Bytef*>(&columns.cycle[i]), sizeof(columns.cycle[i]));
+    sum = crc32(sum, reinterpret_cast<const Bytef*>(&columns.tag[i]), sizeof(columns.tag[i]));
+    sum = crc32(sum, reinterpret_cast<const Bytef*>(&columns.at[i]), sizeof(columns.at[i]));
+    sum = crc32(sum, reinterpret_cast<const Bytef*>(&columns.to[i]), sizeof(columns.to[i]));
+  }
+  return static_cast<uint32_t>(sum);
+}
+
+IndexBuilder::IndexBuilder(SegmentPacker::Sink sink, IndexLimits limits)
+    : limits(limits),
+      packer(std::move(sink), limits.boundaries),
+      stride(limits.entryRecords),
+      sampleLeft(SAMPLED_RECORDS) {
+  segmentEnd = SegmentLength();
+  // Room that nobody touched yet takes no memory, and a table that grows would be there twice.
+  entries.reserve(limits.entries);
+}
+
+// Long enough that a segment's records outweigh the cells of its node, short enough that a state is
+// decoded from a keyframe in a fraction of a millisecond.
+uint64_t IndexBuilder::SegmentLength() const {
+  const uint64_t elements = static_cast<uint64_t>(columnCount) * rowCount;
+  return std::min(segmentScale * std::max(limits.segmentRecords, 2 * elements),
+                  IndexLimits::LARGEST_SEGMENT);
+}
+
+// Entries and boundaries stand between batches, so no batch needs to be split.
+void IndexBuilder::Add(const Columns& columns) {
+  if (record >= nextEntry) {
+    AddEntry(columns);
+  }
+  Sample(columns);
+  summarizer.Add(columns);
+  MakeRoom();
+  if (complete) {
+    CountElements(columns);
+    CountSwitches();
+  } else {
+    changes = summarizer.Get().changes;
+  }
+  lastCycle = columns.cycle[columns.size - 1];
+  record += columns.size;
+  offset += columns.Bytes();
+  if (record >= segmentEnd) {
+    EndSegment();
+  }
+}
+
+void IndexBuilder::AddEntry(const Columns& columns) {
+  const bool change = record > 0 && columns.cycle[0] != lastCycle;
+  entries.push_back({record, offset, columns.cycle[0], changes + (change ? 1 : 0)});
+  if (entries.size() >= limits.entries) {
+    for (size_t kept = 0; 2 * kept < entries.size(); ++kept) {
+      entries[kept] = entries[2 * kept];
+    }
+    entries.resize((entries.size() + 1) / 2);
+    stride *= 2;
+  }
+  nextEntry = record + stride;
+}
+
+void IndexBuilder::Sample(const Columns& columns) {
+  const size_t sampled = static_cast<size_t>(std::min<uint64_t>(sampleLeft, columns.size));
+  sample = SampleRecords(columns, 0, sampled, sample);
+  sampleLeft -= sampled;
+}
+
+// Lets the cells cover all locations so far, if they can.
+void IndexBuilder::MakeRoom() {
+  const Summary& s = summarizer.Get();
+  const uint64_t columns =
+      std::max<uint64_t>(columnCount, PowerFor(std::max(s.fired.columns, s.sent.columns)));
+  const uint64_t rows = std::max<uint64_t>(rowCount, PowerFor(std::max(s.fired.rows, s.sent.rows)));
+  if (columns == columnCount && rows == rowCount) {
+    return;
+  }
+  if (columns > Index::MAX_ELEMENTS || columns * rows > Index::MAX_ELEMENTS) {
+    complete = false;
+    return;
+  }
+  const uint32_t newColumns = static_cast<uint32_t>(columns);
+  const uint32_t newRows = static_cast<uint32_t>(rows);
+  counted.cells = Relayout(counted.cells, columnCount, rowCount, newColumns, newRows);
+  columnCount = newColumns;
+  rowCount = newRows;
+}
+
+// Types follow each other at random as far as a processor can tell, so every record does the same:
+// what does not concern it goes nowhere. Tables and masks by type, since a compiler makes branches
+// of conditions.
+void IndexBuilder::CountElements(const Columns& columns) {
+  constexpr uint32_t ALL = ~0U;
+  Segment::Cell* const atCells[3] = {nowhere.data(), counted.cells.data(), counted.cells.data()};
+  Segment::Cell* const toCells[3] = {nowhere.data(), nowhere.data(), counted.cells.data()};
+  constexpr uint32_t atPlace[3] = {0, ALL, ALL};
+  constexpr uint32_t atNowhere[3] = {NOWHERE - 1, 0, 0};
+  constexpr uint32_t toNowhere[3] = {NOWHERE - 1, NOWHERE - 1, 0};
+  constexpr uint32_t touches[3] = {0, ALL, 0};
+  const uint32_t stride = columnCount;
+  const uint32_t early =
+      static_cast<uint32_t>(FIRST_IN_KEYFRAMES - std::min(record, FIRST_IN_KEYFRAMES));
+  uint64_t last = record == 0 ? columns.cycle[0] : lastCycle;
+  uint32_t passed = static_cast<uint32_t>(changes - segmentChanges);
+  for (uint32_t i = 0; i < columns.size; ++i) {
+    const uint32_t kind = columns.tag[i].type - SWITCH_RECORD;
+    const bool change = columns.cycle[i] != last;
+    const Touch touch = MakeTouch(passed, change, columns.tag[i].thread);
+    const uint32_t sender = columns.at[i].row * stride + columns.at[i].column;
+    const uint32_t receiver = columns.to[i].row * stride + columns.to[i].column;
+    Segment::Cell& at = atCells[kind][(sender & atPlace[kind]) | (i & atNowhere[kind])];
+    at.fires += kind & 1;
+    at.sends += kind >> 1;
+    at.touch = (at.touch & ~touches[kind]) | (touch & touches[kind]);
+    // Of records that are no sends the receiver is (0, 0).
+    ++toCells[kind][receiver | (i & toNowhere[kind])].receives;
+    batchTouches[i] = touch;
+    passed += change;
+    last = columns.cycle[i];
+    if (i < early) [[unlikely]] {
+      batchTouches[i] = 0;
+      at.touch = 0;
+    }
+  }
+  changes = segmentChanges + passed;
+}
+
+void IndexBuilder::CountSwitches() {
+  counted.switchCells.resize(summarizer.SwitchCount());
+  for (const Summarizer::Transmission& transmission : summarizer.Transmissions()) {
+    if (transmission.slot == PlaceTable::NONE) {
+      complete = false;
+      return;
+    }
+    Segment::SwitchCell& cell = counted.switchCells[transmission.slot];
+    ++cell.transmissions;
+    cell.touch = batchTouches[transmission.record];
+  }
+}
+
+// The segment is packed while the next one is counted into the cells of the one before.
+void IndexBuilder::EndSegment() {
+  if (!complete) {
+    segmentEnd = ~uint64_t{0};
+    return;
+  }
+  IndexBoundary& boundary = counted.boundary;
+  boundary.record = record;
+  boundary.offset = offset;
+  boundary.lastCycle = lastCycle;
+  boundary.changes = changes;
+  boundary.sample = sample;
+  boundary.columns = columnCount;
+  boundary.rows = rowCount;
+  boundary.switches = static_cast<uint32_t>(counted.switchCells.size());
+  counted.changes = static_cast<uint32_t>(changes - segmentChanges);
+  background.Wait();
+  HalveBoundaries();
+  std::swap(counted, packed);
+  counted.cells.resize(packed.cells.size());
+  counted.switchCells.resize(packed.switchCells.size());
+  background.Run([this] { packer.Add(packed); });
+  segmentChanges = changes;
+  sample = 0;
+  sampleLeft = SAMPLED_RECORDS;
+  segmentEnd = record + SegmentLength();
+  summarizer.Finish();
+  atLastBoundary = summarizer.Get();
+}
+
+// Segments may differ in length, so those that follow simply take twice as many records. Above the
+// largest segment a counter of a cell could overflow, and the table grows after all.
+void IndexBuilder::HalveBoundaries() {
+  const size_t boundaries = packer.Boundaries().size();
+  if (boundaries >= limits.boundaries && boundaries % 2 == 0 &&
+      2 * SegmentLength() <= IndexLimits::LARGEST_SEGMENT) {
+    packer.Halve();
+    segmentScale *= 2;
+  }
+}
+
+void IndexBuilder::Finish() {
+  background.Wait();
+  summarizer.Finish();
+}
+
+bool IndexBuilder::Resume(const Index& index, const Summary& summary, Fault& fault) {
+  if (index.Boundaries().empty()) {
+    return true;
+  }
+  const IndexBoundary& last = index.Boundaries().back();
+  for (const IndexEntry& entry : index.Entries()) {
+    if (entry.record < last.record) {
+      entries.push_back(entry);
+    }
+  }
+  stride = index.Stride();
+  nextEntry = entries.back().record + stride;
+  summarizer = Summarizer(summary);
+  atLastBoundary = summary;
+  record = last.record;
+  offset = last.offset;
+  lastCycle = last.lastCycle;
+  changes = last.changes;
+  segmentChanges = changes;
+  columnCount = last.columns;
+  rowCount = last.rows;
+  segmentScale =
+      std::bit_floor(std::max<uint64_t>(1, record / index.Boundaries().size() / SegmentLength()));
+  segmentEnd = record + SegmentLength();
+  counted.cells.resize(static_cast<size_t>(columnCount) * rowCount);
+  counted.switchCells.resize(last.switches);
+  return packer.Resume(index, fault);
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,97 @@
+#ifndef TRACE_INDEX_INDEXBUILDER_H
+#define TRACE_INDEX_INDEXBUILDER_H
+
+#include <array>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "trace/index/Background.h"
+#include "trace/index/Index.h"
+#include "trace/index/SegmentPacker.h"
+#include "trace/read/Columns.h"
+#include "trace/read/Summary.h"
+
+namespace marrowfin {
+
+// Takes the records of a trace in order and makes the tables and sections of its index.
+//
+// Memory follows the array, not the trace: sections are handed on when they are complete, and a
+// table that is full keeps every second of its rows and takes up half as many from then on.
+class IndexBuilder {
+ public:
+  // The sink is called in another thread, one call at a time and none after Finish.
+  explicit IndexBuilder(SegmentPacker::Sink sink, IndexLimits limits = {});
+
+  // Takes up an index where its last boundary stands, so that records from there on can be added.
+  // False, with `fault` set, where the index is damaged.
+  bool Resume(const Index& index, const Summary& atLastBoundary, Fault& fault);
+
+  void Add(const Columns& columns);
+  void Finish();
+
+  const Summary& GetSummary() const { return summarizer.Get(); }
+  // What follows is complete after Finish.
+  const Summary& AtLastBoundary() const { return atLastBoundary; }
+  const std::vector<IndexEntry>& Entries() const { return entries; }
+  const std::vector<IndexBoundary>& Boundaries() const { return packer.Boundaries(); }
+  // The same tables, which are gone then: they are most of the memory that is left in the end.
+  std::vector<IndexEntry> TakeEntries() { return std::move(entries); }
+  std::vector<IndexBoundary> TakeBoundaries() { return packer.TakeBoundaries(); }
+  bool Complete() const { return complete; }
+  uint64_t Stride() const { return stride; }
+
+ private:
+  void AddEntry(const Columns& columns);
+  void Sample(const Columns& columns);
+  void MakeRoom();
+  void CountElements(const Columns& columns);
+  void CountSwitches();
+  void EndSegment();
+  void HalveBoundaries();
+  uint64_t SegmentLength() const;
+
+  const IndexLimits limits;
+  Summarizer summarizer;
+  Summary atLastBoundary;
+  std::vector<IndexEntry> entries;
+  SegmentPacker packer;
+  bool complete = true;
+
+  uint64_t record = 0;  // the next one
+  uint64_t offset = 0;
+  uint64_t lastCycle = 0;
+  uint64_t changes = 0;
+  uint64_t stride;
+  uint64_t nextEntry = 0;
+  uint64_t segmentEnd = 0;
+  uint64_t segmentScale = 1;  // how often boundaries were halved, as a power of two
+  uint32_t sample = 0;
+  uint64_t sampleLeft = 0;
+
+  uint64_t segmentChanges = 0;  // `changes` at the start of the segment
+
+  // Of the batch: what its events leave on their pieces.
+  std::array<Touch, Columns::CAPACITY> batchTouches;
+
+  // Where records of other types are counted, so that no branch tells the types apart. Several, so
+  // that one does not wait for the other.
+  static constexpr size_t NOWHERE = 16;
+  std::array<Segment::Cell, NOWHERE> nowhere;
+
+  uint32_t columnCount = 0;  // powers of two
+  uint32_t rowCount = 0;
+  Segment counted;  // the segment that grows
+  Segment packed;   // the one before; the background's until it is done
+
+  Background background;
+};
+
+// The checksum by which a grown trace is recognised: of the fields of the first records of a
+// segment.
+constexpr uint64_t SAMPLED_RECORDS = 8;
+uint32_t SampleRecords(const Columns& columns, size_t from, size_t to, uint32_t before);
+
+}  // namespace marrowfin
+
+#endif

@@ -1,0 +1,357 @@
+#include "trace/index/IndexFormat.h"
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+#include "trace/base/BigEndian.h"
+#include "trace/base/Bytes.h"
+#include "trace/base/PlaceTable.h"
+#include "trace/base/Record.h"
+
+namespace marrowfin {
+
+namespace {
+
+// More than any index has; an index is read whole when it is opened.
+constexpr size_t MAX_ENTRIES = 65536;
+
+void PutExtent(ByteWriter& out, const Extent& extent) {
+  out.Number(extent.columns);
+  out.Number(extent.rows);
+}
+
+Extent GetExtent(ByteReader& in) {
+  Extent extent;
+  extent.columns = in.Number();
+  extent.rows = in.Number();
+  return extent;
+}
+
+void PutFault(ByteWriter& out, const Fault& fault) {
+  out.Number(static_cast<uint64_t>(fault.kind));
+  out.Number(fault.offset);
+  out.Number(fault.record);
+  out.Text(fault.reason);
+  out.Text(fault.remedy);
+}
+
+Fault GetFault(ByteReader& in) {
+  Fault fault;
+  fault.kind = static_cast<Fault::Kind>(std::min<uint64_t>(in.Number(), Fault::CANCELLED));
+  fault.offset = in.Number();
+  fault.record = in.Number();
+  fault.reason = in.Text();
+  fault.remedy = in.Text();
+  return fault;
+}
+
+void PutSummary(ByteWriter& out, const Summary& s) {
+  for (const uint64_t number : {s.records, s.bytes, s.switches, s.fires, s.sends, s.firstCycle,
+                                s.lastCycle, s.maxCycle, s.changes, s.falls, s.firstFall}) {
+    out.Number(number);
+  }
+  PutExtent(out, s.fired);
+  PutExtent(out, s.sent);
+  out.Number(s.threads.size());
+  for (const auto& [thread, count] : s.threads) {
+    out.Number(thread);
+    out.Number(count);
+  }
+  out.Number(s.otherThreads);
+  out.Number(s.switchPlaces.size());
+  for (const Place& place : s.switchPlaces) {
+    out.Number(place.column);
+    out.Number(place.row);
+  }
+  out.Number(s.switchesComplete ? 1 : 0);
+  PutFault(out, s.end);
+}
+
+Summary GetSummary(ByteReader& in) {
+  Summary s;
+  for (uint64_t* number : {&s.records, &s.bytes, &s.switches, &s.fires, &s.sends, &s.firstCycle,
+                           &s.lastCycle, &s.maxCycle, &s.changes, &s.falls, &s.firstFall}) {
+    *number = in.Number();
+  }
+  s.fired = GetExtent(in);
+  s.sent = GetExtent(in);
+  for (size_t left = in.Count(Summary::SMALL_THREADS + Summary::MAX_THREADS); left > 0 && in.Good();
+       --left) {
+    const uint32_t thread = static_cast<uint32_t>(in.Number());
+    s.threads[thread] = in.Number();
+  }
+  s.otherThreads = in.Number();
+  for (size_t left = in.Count(Summary::MAX_SWITCHES); left > 0 && in.Good(); --left) {
+    const uint32_t column = static_cast<uint32_t>(in.Number());
+    s.switchPlaces.push_back({column, static_cast<uint32_t>(in.Number())});
+  }
+  s.switchesComplete = in.Number() != 0;
+  s.end = GetFault(in);
+  return s;
+}
+
+void PutEntries(ByteWriter& out, const std::vector<IndexEntry>& entries) {
+  out.Number(entries.size());
+  IndexEntry last;
+  for (const IndexEntry& entry : entries) {
+    out.Number(entry.record - last.record);
+    out.Number(entry.offset - last.offset);
+    out.Signed(static_cast<int64_t>(entry.cycle - last.cycle));
+    out.Number(entry.changes - last.changes);
+    last = entry;
+  }
+}
+
+void GetEntries(ByteReader& in, std::vector<IndexEntry>& entries) {
+  IndexEntry last;
+  const size_t count = in.Count(MAX_ENTRIES);
+  entries.reserve(count);
+  for (size_t left = count; left > 0 && in.Good(); --left) {
+    last.record += in.Number();
+    last.offset += in.Number();
+    last.cycle += static_cast<uint64_t>(in.Signed());
+    last.changes += in.Number();
+    entries.push_back(last);
+  }
+}
+
+void PutSection(ByteWriter& out, const IndexSection& section) {
+  out.Number(section.offset);
+  out.Number(section.packedSize);
+  out.Number(section.rawSize);
+}
+
+IndexSection GetSection(ByteReader& in) {
+  IndexSection section;
+  section.offset = in.Number();
+  section.packedSize = in.Number();
+  section.rawSize = in.Number();
+  return section;
+}
+
+void PutBoundary(ByteWriter& out, const IndexBoundary& b, const IndexBoundary& last) {
+  out.Number(b.record - last.record);
+  out.Number(b.offset - last.offset);
+  out.Number(b.lastCycle);
+  out.Number(b.changes - last.changes);
+  out.Number(b.sample);
+  out.Number(b.columns);
+  out.Number(b.rows);
+  out.Number(b.switches);
+  PutSection(out, b.keyframe);
+  for (const IndexSection& section : b.node) {
+    PutSection(out, section);
+  }
+}
+
+// Each takes at least a byte.
+constexpr size_t NUMBERS_OF_BOUNDARY = 8 + 3 * (1 + ACTIVITIES);
+
+IndexBoundary GetBoundary(ByteReader& in, const IndexBoundary& last) {
+  IndexBoundary b;
+  b.record = last.record + in.Number();
+  b.offset = last.offset + in.Number();
+  b.lastCycle = in.Number();
+  b.changes = last.changes + in.Number();
+  b.sample = static_cast<uint32_t>(in.Number());
+  b.columns = static_cast<uint32_t>(in.Number());
+  b.rows = static_cast<uint32_t>(in.Number());
+  b.switches = static_cast<uint32_t>(in.Number());
+  b.keyframe = GetSection(in);
+  for (IndexSection& section : b.node) {
+    section = GetSection(in);
+  }
+  return b;
+}
+
+// Whether a section lies before the directory and is not larger than packing can make it.
+bool IsInside(const IndexSection& section, uint64_t dataSize) {
+  return section.offset <= dataSize && section.packedSize <= dataSize - section.offset &&
+         section.packedSize <= section.rawSize + section.rawSize / 128 + 1024;
+}
+
+// Whether `records` records can take `bytes` bytes.
+bool CanTake(uint64_t records, uint64_t bytes) {
+  return records <= bytes / SMALL_RECORD && bytes - records * SMALL_RECORD <= records * PLACE_SIZE;
+}
+
+bool AreThreadsSound(const Summary& s) {
+  uint64_t left = s.records;
+  for (const auto& [thread, count] : s.threads) {
+    if (count > left) {
+      return false;
+    }
+    left -= count;
+  }
+  return s.otherThreads == left;
+}
+
+bool ArePlacesSound(const Summary& s) {
+  PlaceTable table;
+  for (const Place& place : s.switchPlaces) {
+    table.Add(place);
+  }
+  return table.Places().size() == s.switchPlaces.size() &&
+         s.switchPlaces.empty() == (s.switches == 0);
+}
+
+bool IsExtentSound(const Extent& extent, uint64_t records) {
+  constexpr uint64_t MOST = uint64_t{1} << 32;
+  return extent.columns <= MOST && extent.rows <= MOST && (extent.columns == 0) == (records == 0) &&
+         (extent.rows == 0) == (records == 0);
+}
+
+bool IsSummarySound(const Summary& s, uint64_t traceSize) {
+  return s.bytes <= traceSize && CanTake(s.records, s.bytes) && s.sends <= s.records &&
+         s.bytes == s.records * SMALL_RECORD + s.sends * PLACE_SIZE &&
+         s.switches <= s.records - s.sends && s.fires == s.records - s.sends - s.switches &&
+         s.changes <= s.records && s.falls <= s.changes && s.firstFall <= s.records &&
+         IsExtentSound(s.fired, s.fires) && IsExtentSound(s.sent, s.sends) && AreThreadsSound(s) &&
+         ArePlacesSound(s);
+}
+
+// Whether the tables lie within the trace that the summary tells of, and ascend.
+bool AreEntriesSound(const IndexDirectory& d) {
+  if (d.entries.empty() != (d.summary.records == 0)) {
+    return false;
+  }
+  IndexEntry last;
+  for (size_t i = 0; i < d.entries.size(); ++i) {
+    const IndexEntry& entry = d.entries[i];
+    const bool ascends =
+        i == 0 ? entry.record == 0 && entry.offset == 0 && entry.changes == 0
+               : entry.record > last.record && entry.offset > last.offset &&
+                     CanTake(entry.record - last.record, entry.offset - last.offset) &&
+                     entry.changes >= last.changes;
+    if (!ascends || entry.record >= d.summary.records || entry.offset >= d.summary.bytes ||
+        entry.changes > d.summary.changes) {
+      return false;
+    }
+    last = entry;
+  }
+  return true;
+}
+
+bool IsSide(uint32_t side) { return side == 0 || std::has_single_bit(side); }
+
+bool IsBoundarySound(const IndexBoundary& b, const IndexBoundary& last, const IndexDirectory& d,
+                     uint64_t dataSize) {
+  const uint64_t elements = static_cast<uint64_t>(b.columns) * b.rows;
+  const bool ascends =
+      b.record > last.record && b.record <= d.summary.records && b.offset > last.offset &&
+      b.offset <= d.summary.bytes && CanTake(b.record - last.record, b.offset - last.offset) &&
+      b.changes >= last.changes && b.changes <= d.summary.changes && b.columns >= last.columns &&
+      b.rows >= last.rows && b.switches >= last.switches;
+  const bool fits = IsSide(b.columns) && IsSide(b.rows) && (b.columns == 0) == (b.rows == 0) &&
+                    elements <= Index::MAX_ELEMENTS &&
+                    b.switches <= d.summary.switchPlaces.size() &&
+                    b.keyframe.rawSize == elements + b.switches && IsInside(b.keyframe, dataSize);
+  // A node's counts take at most 64 bits each, behind a byte.
+  const uint64_t largest = 1 + 8 * std::max<uint64_t>(elements, b.switches);
+  return ascends && fits &&
+         std::all_of(std::begin(b.node), std::end(b.node), [&](const IndexSection& section) {
+           return section.rawSize <= largest && IsInside(section, dataSize);
+         });
+}
+
+bool AreBoundariesSound(const IndexDirectory& d, uint64_t dataSize) {
+  IndexBoundary last;
+  for (const IndexBoundary& b : d.boundaries) {
+    if (!IsBoundarySound(b, last, d, dataSize)) {
+      return false;
+    }
+    last = b;
+  }
+  const std::vector<Place>& places = d.summary.switchPlaces;
+  const std::vector<Place>& before = d.atLastBoundary.switchPlaces;
+  return d.atLastBoundary.records == last.record && before.size() == last.switches &&
+         std::equal(before.begin(), before.end(), places.begin());
+}
+
+// Whether what is kept of every element fits the array that it may be kept of.
+bool IsCompletenessSound(const IndexDirectory& d) {
+  const Summary& s = d.summary;
+  const uint64_t columns = std::max(s.fired.columns, s.sent.columns);
+  const uint64_t rows = std::max(s.fired.rows, s.sent.rows);
+  return !d.complete || (s.switchesComplete && columns <= Index::MAX_ELEMENTS &&
+                         std::bit_ceil(columns) * std::bit_ceil(rows) <= Index::MAX_ELEMENTS);
+}
+
+}  // namespace
+
+// The tables of bounded length take less than 8 MiB, and a boundary, of which there is none in less
+// than 112 KiB of a trace, less than 224 bytes.
+uint64_t LargestDirectory(uint64_t traceSize) { return (8 << 20) + traceSize / 512; }
+
+std::vector<uint8_t> EncodeDirectory(const IndexDirectory& directory) {
+  ByteWriter out;
+  // What rows of the tables take as a rule.
+  out.Reserve(directory.entries.size() * 10 + directory.boundaries.size() * 64 + 65536);
+  out.Number(directory.traceSize);
+  out.Number(directory.traceModified);
+  out.Number(directory.traceChanged);
+  out.Number(directory.traceInode);
+  out.Number(directory.traceEdges);
+  PutSummary(out, directory.summary);
+  PutSummary(out, directory.atLastBoundary);
+  out.Number(directory.complete ? 1 : 0);
+  out.Number(directory.stride);
+  PutEntries(out, directory.entries);
+  out.Number(directory.boundaries.size());
+  IndexBoundary last;
+  for (const IndexBoundary& boundary : directory.boundaries) {
+    PutBoundary(out, boundary, last);
+    last = boundary;
+  }
+  return out.Take();
+}
+
+bool DecodeDirectory(std::span<const uint8_t> bytes, uint64_t dataSize, IndexDirectory& directory) {
+  ByteReader in(bytes.data(), bytes.size());
+  directory = IndexDirectory();
+  directory.traceSize = in.Number();
+  directory.traceModified = in.Number();
+  directory.traceChanged = in.Number();
+  directory.traceInode = in.Number();
+  directory.traceEdges = static_cast<uint32_t>(in.Number());
+  directory.summary = GetSummary(in);
+  directory.atLastBoundary = GetSummary(in);
+  directory.complete = in.Number() != 0;
+  directory.stride = in.Number();
+  GetEntries(in, directory.entries);
+  IndexBoundary last;
+  const size_t boundaries = in.Count(bytes.size() / NUMBERS_OF_BOUNDARY);
+  directory.boundaries.reserve(boundaries);
+  for (size_t left = boundaries; left > 0 && in.Good(); --left) {
+    last = GetBoundary(in, last);
+    directory.boundaries.push_back(last);
+  }
+  return in.Good() && in.AtEnd() && directory.stride > 0 &&
+         IsSummarySound(directory.summary, directory.traceSize) &&
+         IsSummarySound(directory.atLastBoundary, directory.traceSize) &&
+         IsCompletenessSound(directory) && AreEntriesSound(directory) &&
+         AreBoundariesSound(directory, dataSize);
+}
+
+void EncodeFooter(const IndexFooter& footer, uint8_t* bytes) {
+  Store64(bytes, footer.directory.offset);
+  Store64(bytes + 8, footer.directory.packedSize);
+  Store64(bytes + 16, footer.directory.rawSize);
+  Store32(bytes + 24, footer.sum);
+  Store32(bytes + 28, static_cast<uint32_t>(crc32(0, bytes, 28)));
+  memcpy(bytes + 32, INDEX_FOOTER_MAGIC, sizeof(INDEX_FOOTER_MAGIC));
+}
+
+bool DecodeFooter(const uint8_t* bytes, IndexFooter& footer) {
+  footer.directory.offset = Load64(bytes);
+  footer.directory.packedSize = Load64(bytes + 8);
+  footer.directory.rawSize = Load64(bytes + 16);
+  footer.sum = Load32(bytes + 24);
+  return Load32(bytes + 28) == static_cast<uint32_t>(crc32(0, bytes, 28)) &&
+         memcmp(bytes + 32, INDEX_FOOTER_MAGIC, sizeof(INDEX_FOOTER_MAGIC)) == 0;
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,30 @@
+#ifndef TRACE_INDEX_PACK_H
+#define TRACE_INDEX_PACK_H
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace marrowfin {
+
+// A zstd frame with a checksum of its contents.
+std::vector<uint8_t> Pack(std::span<const uint8_t> raw);
+
+// What a frame of exactly `rawSize` bytes held; false where it is damaged or holds anything else.
+bool Unpack(std::span<const uint8_t> packed, size_t rawSize, std::vector<uint8_t>& raw);
+
+// Counts at the smallest width of 1, 2, 4, ... 64 bits that holds the largest of them, behind a
+// byte that tells the width. Most counts of a short time are small, and the narrow form is both
+// quicker to pack and smaller when packed than one byte a count: a compressor spends at least a bit
+// a byte.
+std::vector<uint8_t> Narrow(std::span<const uint64_t> counts);
+std::vector<uint8_t> Narrow(std::span<const uint32_t> counts);
+
+// Adds the counts to `sums`, modulo 2^64; false, with `sums` unspecified, where the bytes are not
+// those of exactly sums.size() counts. `sign` is 1, or -1 to subtract.
+bool AddNarrow(std::span<const uint8_t> narrow, int sign, std::span<uint64_t> sums);
+
+}  // namespace marrowfin
+
+#endif

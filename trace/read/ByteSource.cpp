@@ -1,0 +1,180 @@
+#include "trace/read/ByteSource.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <vector>
+
+#include "trace/read/Unpack.h"
+
+namespace marrowfin {
+
+namespace {
+
+// Reads by plain system calls, some bytes of which have been looked at before.
+class FileSource : public ByteSource {
+ public:
+  FileSource(int descriptor, const std::string& name) : descriptor(descriptor), name(name) {
+    size = PlainSize();
+    if (size) {
+      posix_fadvise(descriptor, 0, 0, POSIX_FADV_SEQUENTIAL);
+    }
+  }
+  FileSource(const FileSource&) = delete;
+  FileSource& operator=(const FileSource&) = delete;
+  ~FileSource() override { close(descriptor); }
+
+  // The first bytes, which the next Read returns again; fewer than asked for only at the end.
+  std::string Peek(size_t wanted, Fault& fault) {
+    std::vector<uint8_t> bytes(wanted);
+    size_t got = 1;
+    while (peeked.size() < wanted && got > 0 && !fault) {
+      got = ReadFile(bytes.data(), wanted - peeked.size(), fault);
+      peeked.append(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(got));
+    }
+    return peeked;
+  }
+
+  size_t Read(uint8_t* bytes, size_t wanted, Fault& fault) override {
+    size_t got;
+    if (peeked.empty()) {
+      got = ReadFile(bytes, wanted, fault);
+    } else {
+      got = std::min(wanted, peeked.size());
+      memcpy(bytes, peeked.data(), got);
+      peeked.erase(0, got);
+    }
+    bytesRead += got;
+    return got;
+  }
+
+  std::optional<uint64_t> InputSize() const override { return size; }
+  uint64_t InputRead() const override { return bytesRead; }
+
+ private:
+  size_t ReadFile(uint8_t* bytes, size_t wanted, Fault& fault) {
+    ssize_t got;
+    do {
+      got = read(descriptor, bytes, wanted);
+    } while (got == -1 && errno == EINTR);
+    if (got == -1) {
+      fault = SystemFault(name, "cannot read", errno);
+      return 0;
+    }
+    if (got == 0 && size && PlainSize() < size) {
+      fault.kind = Fault::CHANGED;
+      fault.file = name;
+      fault.reason = "the file became shorter while it was read";
+      fault.remedy = "open it again when whoever writes it is done";
+    }
+    return static_cast<size_t>(got);
+  }
+
+  // The size of a file that has one.
+  std::optional<uint64_t> PlainSize() const {
+    struct stat status;
+    const bool plain = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+    return plain ? std::optional(static_cast<uint64_t>(status.st_size)) : std::nullopt;
+  }
+
+  int descriptor;
+  std::string name;
+  std::string peeked;
+  std::optional<uint64_t> size;
+  uint64_t bytesRead = 0;
+};
+
+class Piece : public ByteSource {
+ public:
+  Piece(int descriptor, const std::string& name, uint64_t offset, uint64_t size)
+      : descriptor(descriptor), name(name), offset(offset), size(size) {}
+
+  size_t Read(uint8_t* bytes, size_t wanted, Fault& fault) override {
+    wanted = static_cast<size_t>(std::min<uint64_t>(wanted, size - bytesRead));
+    ssize_t got;
+    do {
+      got = pread(descriptor, bytes, wanted, static_cast<off_t>(offset + bytesRead));
+    } while (got == -1 && errno == EINTR);
+    if (got == -1) {
+      fault = SystemFault(name, "cannot read", errno);
+      return 0;
+    }
+    bytesRead += static_cast<uint64_t>(got);
+    return static_cast<size_t>(got);
+  }
+
+  std::optional<uint64_t> InputSize() const override { return size; }
+  uint64_t InputRead() const override { return bytesRead; }
+
+ private:
+  int descriptor;
+  std::string name;
+  uint64_t offset;
+  uint64_t size;
+  uint64_t bytesRead = 0;
+};
+
+class Memory : public ByteSource {
+ public:
+  Memory(const uint8_t* bytes, size_t size) : bytes(bytes), size(size) {}
+
+  size_t Read(uint8_t* out, size_t wanted, Fault& /*fault*/) override {
+    const size_t got = std::min(wanted, size - position);
+    std::copy_n(bytes + position, got, out);
+    position += got;
+    return got;
+  }
+
+  std::optional<uint64_t> InputSize() const override { return size; }
+  uint64_t InputRead() const override { return position; }
+
+ private:
+  const uint8_t* bytes;
+  size_t size;
+  size_t position = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<ByteSource> OpenSource(const std::string& name, Fault& fault) {
+  const int descriptor = open(name.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor == -1) {
+    fault = SystemFault(name, "cannot open", errno);
+    return nullptr;
+  }
+  return OpenSource(descriptor, name, fault);
+}
+
+std::unique_ptr<ByteSource> OpenSource(int descriptor, const std::string& name, Fault& fault) {
+  auto file = std::make_unique<FileSource>(descriptor, name);
+  // No trace begins as packed data does: its first bytes are those of a small type.
+  const std::string start = file->Peek(PACKED_START, fault);
+  if (fault) {
+    return nullptr;
+  }
+  switch (PackingOf(reinterpret_cast<const uint8_t*>(start.data()), start.size())) {
+    case Packing::GZIP:
+      return UnpackGzip(std::move(file), name);
+    case Packing::ZSTD:
+      return UnpackZstd(std::move(file), name);
+    case Packing::NONE:
+      break;
+  }
+  return file;
+}
+
+std::unique_ptr<ByteSource> PieceSource(int descriptor, const std::string& name, uint64_t offset,
+                                        uint64_t limit) {
+  return std::make_unique<Piece>(descriptor, name, offset, limit);
+}
+
+std::unique_ptr<ByteSource> MemorySource(const uint8_t* bytes, size_t size) {
+  return std::make_unique<Memory>(bytes, size);
+}
+
+}  // namespace marrowfin

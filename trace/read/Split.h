@@ -1,0 +1,53 @@
+#ifndef TRACE_READ_SPLIT_H
+#define TRACE_READ_SPLIT_H
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include "trace/base/Fault.h"
+#include "trace/read/Columns.h"
+#include "trace/read/TraceFile.h"
+
+namespace marrowfin {
+
+// A trace has no marks between records. These find where records begin all the same.
+//
+// Of any LARGE_RECORD bytes in a row at least one begins a record. At that one a chain of records
+// hangs together, each known type with its own length and cycles that do not fall; at any other
+// byte such a chain is rare, unless someone wrote a payload to look like it. So a byte is believed
+// only where all chains that begin in the window have run together.
+
+// A byte at or soon after `offset` at which a record begins, the size of the trace at its end;
+// nothing where that cannot be told from the bytes nearby. Believe it of a well-formed trace only:
+// behind a malformed record, records that nobody can reach may look as good as any.
+std::optional<uint64_t> Resynchronise(const TraceFile& trace, uint64_t offset, Fault& fault);
+
+// The byte at which the first record of cycle `cycle` or later begins, the size of the trace where
+// there is none, found by bisection and without an index, in a trace whose cycles do not fall.
+// Where the bytes are ambiguous, or what is looked at on the way shows that cycles do fall, the
+// trace is read from its start instead.
+bool SeekCycle(const TraceFile& trace, uint64_t cycle, uint64_t& offset, Fault& fault);
+
+// Takes the batches of one piece of a trace, in order.
+class PieceTaker {
+ public:
+  virtual ~PieceTaker() = default;
+  virtual void Take(const Columns& columns) = 0;
+
+  // Forgets all that was taken: the piece began in the wrong place and is read again.
+  virtual void Forget() = 0;
+};
+
+// Reads the whole trace in `takers.size()` pieces at a time, a thread each. The result is that of
+// reading from front to back: a piece counts only where the piece before it ended exactly at its
+// first byte, and is read again from there if not. Returns the records of each piece; `fault` is
+// the fault at which the trace breaks off, if it does, and pieces behind it have forgotten
+// everything.
+std::vector<uint64_t> ReadInPieces(const TraceFile& trace, const std::vector<PieceTaker*>& takers,
+                                   Fault& fault);
+
+}  // namespace marrowfin
+
+#endif

@@ -1,0 +1,167 @@
+#include "trace/read/Summary.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace marrowfin {
+
+namespace {
+
+constexpr uint64_t MAX_SIDE = 4096;
+
+// The largest distance that separates all switch positions along both axes, 0 for a single one.
+// Nothing where a position is below the first switch's.
+std::optional<uint32_t> SwitchDistance(const std::vector<Place>& places) {
+  uint32_t distance = 0;
+  for (const Place& place : places) {
+    if (place.column < 4 || place.row < 4) {
+      return std::nullopt;
+    }
+    distance = std::gcd(distance, std::gcd(place.column - 4, place.row - 4));
+  }
+  return distance;
+}
+
+// Domains of four are what the viewer shows by default; any other split shows the same locations.
+ArrayShape ShapeOf(uint32_t clusters, uint32_t clusterSide) {
+  for (const uint32_t domains : {2U, 1U}) {
+    if (clusterSide % domains == 0) {
+      return {clusters, domains, clusterSide / domains};
+    }
+  }
+  return {clusters, 1, clusterSide};
+}
+
+}  // namespace
+
+Summarizer::Summarizer(const Summary& start) : summary(start) {
+  for (const auto& [thread, count] : summary.threads) {
+    if (thread < Summary::SMALL_THREADS) {
+      smallThreads[thread] = count;
+    } else {
+      ++largeThreads;
+    }
+  }
+  for (const Place& place : summary.switchPlaces) {
+    switchPlaces.Add(place);
+  }
+}
+
+void Summarizer::Add(const Columns& columns) {
+  if (columns.size == 0) {
+    return;
+  }
+  AddCycles(columns);
+  for (size_t i = 0; i < columns.size; ++i) {
+    CountThread(columns.tag[i].thread);
+  }
+  if (columns.Fires() > 0) {
+    summary.fired.Include(columns.maxFired);
+  }
+  if (columns.sends > 0) {
+    summary.sent.Include(columns.maxSent);
+  }
+  transmissionCount = 0;
+  if (columns.switches > 0) {
+    AddSwitches(columns);
+  }
+  summary.records += columns.size;
+  summary.switches += columns.switches;
+  summary.fires += columns.Fires();
+  summary.sends += columns.sends;
+  summary.bytes += columns.Bytes();
+}
+
+void Summarizer::AddCycles(const Columns& columns) {
+  const uint64_t first = columns.cycle[0];
+  if (summary.records == 0) {
+    summary.firstCycle = first;
+    summary.lastCycle = first;
+  }
+  summary.changes += columns.changes + (first != summary.lastCycle ? 1 : 0);
+  if (columns.fell || first < summary.lastCycle) {
+    AddFalls(columns);
+  }
+  summary.lastCycle = columns.cycle[columns.size - 1];
+  summary.maxCycle = std::max(summary.maxCycle, summary.lastCycle);
+}
+
+void Summarizer::AddFalls(const Columns& columns) {
+  uint64_t last = summary.lastCycle;
+  for (size_t i = 0; i < columns.size; ++i) {
+    if (columns.cycle[i] < last) {
+      summary.firstFall = summary.falls == 0 ? summary.records + i : summary.firstFall;
+      ++summary.falls;
+    }
+    last = columns.cycle[i];
+    summary.maxCycle = std::max(summary.maxCycle, last);
+  }
+}
+
+void Summarizer::CountThread(uint32_t thread) {
+  if (thread < Summary::SMALL_THREADS) {
+    ++smallThreads[thread];
+    return;
+  }
+  const auto found = summary.threads.find(thread);
+  if (found != summary.threads.end()) {
+    ++found->second;
+  } else if (largeThreads < Summary::MAX_THREADS) {
+    summary.threads.emplace(thread, 1);
+    ++largeThreads;
+  } else {
+    ++summary.otherThreads;
+  }
+}
+
+// Types follow each other at random as far as a processor can tell, so the switches are picked out
+// without a branch: every record is noted, and the next one overwrites it unless it counts.
+void Summarizer::AddSwitches(const Columns& columns) {
+  size_t found = 0;
+  for (size_t i = 0; i < columns.size; ++i) {
+    transmissions[found].record = static_cast<uint32_t>(i);
+    found += columns.tag[i].type == SWITCH_RECORD;
+  }
+  for (size_t i = 0; i < found; ++i) {
+    const Place place = columns.at[transmissions[i].record];
+    const bool room = switchPlaces.Places().size() < Summary::MAX_SWITCHES;
+    transmissions[i].slot = room ? switchPlaces.Add(place) : switchPlaces.Find(place);
+    summary.switchesComplete &= transmissions[i].slot != PlaceTable::NONE;
+  }
+  transmissionCount = found;
+}
+
+void Summarizer::Finish() {
+  for (uint32_t thread = 0; thread < Summary::SMALL_THREADS; ++thread) {
+    if (smallThreads[thread] != 0) {
+      summary.threads[thread] = smallThreads[thread];
+    }
+  }
+  summary.switchPlaces = switchPlaces.Places();
+}
+
+std::optional<ArrayShape> SuggestShape(const Summary& summary) {
+  const uint64_t side = std::max({summary.fired.columns, summary.fired.rows, summary.sent.columns,
+                                  summary.sent.rows, uint64_t{1}});
+  const std::optional<uint32_t> distance = SwitchDistance(summary.switchPlaces);
+  if (!distance || side > MAX_SIDE || !summary.switchesComplete) {
+    return std::nullopt;
+  }
+  uint64_t last = 0;  // the farthest switch, from the first
+  for (const Place& place : summary.switchPlaces) {
+    last = std::max<uint64_t>({last, place.column - 4, place.row - 4});
+  }
+  // Without switches, or with a single one, clusters of eight as in the viewer's own default. Else
+  // switches may stand on every second cluster or third: what divides their distance will do.
+  const uint64_t between = *distance != 0 ? *distance : 8;
+  for (uint64_t clusterSide = std::min(between, MAX_SIDE); clusterSide > 0; --clusterSide) {
+    const uint64_t clusters =
+        std::max((side + clusterSide - 1) / clusterSide, last / clusterSide + 1);
+    if (between % clusterSide == 0 && clusters * clusterSide <= MAX_SIDE) {
+      return ShapeOf(static_cast<uint32_t>(clusters), static_cast<uint32_t>(clusterSide));
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,113 @@
+#ifndef TRACE_READ_SUMMARY_H
+#define TRACE_READ_SUMMARY_H
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "trace/base/Fault.h"
+#include "trace/base/Place.h"
+#include "trace/base/PlaceTable.h"
+#include "trace/read/Columns.h"
+
+namespace marrowfin {
+
+// How far locations reach along the two axes: the largest column and row, plus one; 0 for none.
+struct Extent {
+  uint64_t columns = 0;
+  uint64_t rows = 0;
+
+  void Include(Place place) {
+    columns = columns > place.column ? columns : uint64_t{place.column} + 1;
+    rows = rows > place.row ? rows : uint64_t{place.row} + 1;
+  }
+  friend bool operator==(const Extent&, const Extent&) = default;
+};
+
+// What a whole trace amounts to.
+struct Summary {
+  uint64_t records = 0;
+  uint64_t bytes = 0;     // of whole well-formed records
+  uint64_t switches = 0;  // records by type
+  uint64_t fires = 0;
+  uint64_t sends = 0;
+  uint64_t firstCycle = 0;  // of the first and the last record
+  uint64_t lastCycle = 0;
+  uint64_t maxCycle = 0;
+  uint64_t changes = 0;    // records whose cycle is not that of the record before
+  uint64_t falls = 0;      // records whose cycle is below that of the record before
+  uint64_t firstFall = 0;  // number of the first such record
+  Extent fired;            // of fires
+  Extent sent;             // of both ends of sends
+
+  // Records by thread. Threads below SMALL_THREADS are all told apart; of more than MAX_THREADS
+  // others those met later are counted together.
+  static constexpr uint32_t SMALL_THREADS = 64;
+  static constexpr size_t MAX_THREADS = 4096;
+  std::map<uint32_t, uint64_t> threads;
+  uint64_t otherThreads = 0;
+
+  // Where switches transmitted, in the order in which they first did. Of more than MAX_SWITCHES
+  // places those met later are left out and `switchesComplete` is false.
+  static constexpr size_t MAX_SWITCHES = 65536;
+  std::vector<Place> switchPlaces;
+  bool switchesComplete = true;
+
+  // Why the trace was not read further, if it was not read to its end.
+  Fault end;
+
+  bool Ordered() const { return falls == 0; }
+};
+
+// Gathers a summary, batch by batch.
+class Summarizer {
+ public:
+  Summarizer() = default;
+
+  // Goes on from a summary that is complete.
+  explicit Summarizer(const Summary& summary);
+
+  void Add(const Columns& columns);
+  const Summary& Get() const { return summary; }
+
+  // A switch transmission of the batch that was added last: which of its records, and the number of
+  // its place among Summary::switchPlaces, or PlaceTable::NONE where that is not kept.
+  struct Transmission {
+    uint32_t record;
+    uint32_t slot;
+  };
+
+  std::span<const Transmission> Transmissions() const {
+    return {transmissions.data(), transmissionCount};
+  }
+
+  size_t SwitchCount() const { return switchPlaces.Places().size(); }
+
+  // Puts what was gathered so far in order; Get is complete after it.
+  void Finish();
+
+ private:
+  void AddCycles(const Columns& columns);
+  void AddFalls(const Columns& columns);
+  void CountThread(uint32_t thread);
+  void AddSwitches(const Columns& columns);
+
+  Summary summary;
+  uint64_t smallThreads[Summary::SMALL_THREADS] = {};
+  size_t largeThreads = 0;  // how many of the others are told apart
+  PlaceTable switchPlaces;
+  std::array<Transmission, Columns::CAPACITY> transmissions;
+  size_t transmissionCount = 0;
+};
+
+// An array whose picture shows every location of the trace, switches included, with the largest
+// clusters that the switches allow and as few of them as will do; nothing where no array that a
+// viewer can show does (switches at places that fit no grid, or a side above 4096).
+std::optional<ArrayShape> SuggestShape(const Summary& summary);
+
+}  // namespace marrowfin
+
+#endif

@@ -1,0 +1,171 @@
+#include "trace/read/Unpack.h"
+
+#include <zlib.h>
+#include <zstd.h>
+
+#include <algorithm>
+#include <vector>
+
+namespace marrowfin {
+
+namespace {
+
+constexpr size_t BLOCK = 256 << 10;
+
+constexpr uint8_t GZIP_START[] = {0x1f, 0x8b};
+constexpr uint8_t ZSTD_START[] = {0x28, 0xb5, 0x2f, 0xfd};
+
+// A frame that holds no data but something for those who know it, such as how long the next one is
+// for whoever unpacks many at a time. The lowest four bits of its first byte are free.
+constexpr uint8_t SKIPPABLE_START[] = {0x50, 0x2a, 0x4d, 0x18};
+
+// What both formats share: a block of packed bytes that is refilled when it is used up.
+class Unpacker : public ByteSource {
+ public:
+  Unpacker(std::unique_ptr<ByteSource> source, const std::string& name)
+      : source(std::move(source)), name(name), block(BLOCK) {}
+
+  std::optional<uint64_t> InputSize() const override { return source->InputSize(); }
+  uint64_t InputRead() const override { return source->InputRead(); }
+
+  size_t Read(uint8_t* bytes, size_t wanted, Fault& fault) override {
+    size_t got = 0;
+    while (got == 0 && !done) {
+      if (used == filled && !pending) {
+        filled = source->Read(block.data(), block.size(), fault);
+        used = 0;
+        if (filled == 0) {
+          done = true;
+          if (!fault && !between) {
+            Damage(fault, "the packed data ends early");
+          }
+          return 0;
+        }
+      }
+      got = Unpack(bytes, wanted, fault);
+      pending = got == wanted && !between;
+      done = done || static_cast<bool>(fault);
+    }
+    return got;
+  }
+
+ protected:
+  // Unpacks from block[used, filled) and moves `used`; sets `between` where a member or frame is
+  // complete. Returns the bytes put out.
+  virtual size_t Unpack(uint8_t* bytes, size_t wanted, Fault& fault) = 0;
+
+  void Damage(Fault& fault, const std::string& reason) {
+    fault.kind = Fault::DAMAGED_INPUT;
+    fault.file = name;
+    fault.reason = reason;
+    fault.remedy = "unpack it by hand to see how far it goes, or fetch it again";
+  }
+
+  std::unique_ptr<ByteSource> source;
+  std::string name;
+  std::vector<uint8_t> block;
+  size_t used = 0;
+  size_t filled = 0;
+  bool between = false;
+  bool pending = false;  // whether unpacked bytes may wait for room in the output
+  bool done = false;
+};
+
+class GzipUnpacker : public Unpacker {
+ public:
+  GzipUnpacker(std::unique_ptr<ByteSource> source, const std::string& name)
+      : Unpacker(std::move(source), name) {
+    inflateInit2(&stream, 15 + 16);
+  }
+  ~GzipUnpacker() override { inflateEnd(&stream); }
+
+ protected:
+  size_t Unpack(uint8_t* bytes, size_t wanted, Fault& fault) override {
+    if (between) {
+      SkipPadding();
+      if (used == filled) {
+        return 0;
+      }
+      if (padded || block[used] != GZIP_START[0]) {
+        Damage(fault, "gzip: something that is no gzip data follows the packed data");
+        return 0;
+      }
+      inflateReset(&stream);
+      between = false;
+    }
+    stream.next_in = block.data() + used;
+    stream.avail_in = static_cast<uInt>(filled - used);
+    stream.next_out = bytes;
+    stream.avail_out = static_cast<uInt>(wanted);
+    const int result = inflate(&stream, Z_NO_FLUSH);
+    used = filled - stream.avail_in;
+    between = result == Z_STREAM_END;
+    if (result != Z_OK && result != Z_STREAM_END && result != Z_BUF_ERROR) {
+      Damage(fault, std::string("gzip: ") + (stream.msg != nullptr ? stream.msg : zError(result)));
+    }
+    return wanted - stream.avail_out;
+  }
+
+ private:
+  void SkipPadding() {
+    const auto* const first = block.data() + used;
+    const auto* const end = block.data() + filled;
+    const auto* const next = std::find_if(first, end, [](uint8_t byte) { return byte != 0; });
+    padded = padded || next != first;
+    used = filled - static_cast<size_t>(end - next);
+  }
+
+  z_stream stream = {};
+  bool padded = false;  // whether zeros were met, which no further member follows
+};
+
+class ZstdUnpacker : public Unpacker {
+ public:
+  ZstdUnpacker(std::unique_ptr<ByteSource> source, const std::string& name)
+      : Unpacker(std::move(source), name), stream(ZSTD_createDStream()) {}
+  ~ZstdUnpacker() override { ZSTD_freeDStream(stream); }
+
+ protected:
+  size_t Unpack(uint8_t* bytes, size_t wanted, Fault& fault) override {
+    ZSTD_inBuffer in = {block.data(), filled, used};
+    ZSTD_outBuffer out = {bytes, wanted, 0};
+    const size_t result = ZSTD_decompressStream(stream, &out, &in);
+    used = in.pos;
+    if (ZSTD_isError(result)) {
+      Damage(fault, between ? "zstd: something that is no zstd data follows the packed data"
+                            : std::string("zstd: ") + ZSTD_getErrorName(result));
+    }
+    between = result == 0;
+    return out.pos;
+  }
+
+ private:
+  ZSTD_DStream* stream;
+};
+
+}  // namespace
+
+Packing PackingOf(const uint8_t* bytes, size_t size) {
+  if (size >= sizeof(GZIP_START) && std::equal(GZIP_START, std::end(GZIP_START), bytes)) {
+    return Packing::GZIP;
+  }
+  if (size < PACKED_START) {
+    return Packing::NONE;
+  }
+  const bool frame = std::equal(ZSTD_START, std::end(ZSTD_START), bytes);
+  const bool skippable = (bytes[0] & 0xf0) == SKIPPABLE_START[0] &&
+                         std::equal(SKIPPABLE_START + 1, std::end(SKIPPABLE_START), bytes + 1);
+  return frame || skippable ? Packing::ZSTD : Packing::NONE;
+}
+
+std::unique_ptr<ByteSource> UnpackGzip(std::unique_ptr<ByteSource> packed,
+                                       const std::string& name) {
+  return std::make_unique<GzipUnpacker>(std::move(packed), name);
+}
+
+std::unique_ptr<ByteSource> UnpackZstd(std::unique_ptr<ByteSource> packed,
+                                       const std::string& name) {
+  return std::make_unique<ZstdUnpacker>(std::move(packed), name);
+}
+
+}  // namespace marrowfin

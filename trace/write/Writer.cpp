@@ -1,0 +1,151 @@
+#include "trace/write/Writer.h"
+
+#include <fcntl.h>
+#include <limits.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "trace/base/BigEndian.h"
+#include "trace/base/Record.h"
+
+namespace marrowfin {
+
+namespace {
+
+void StorePlace(uint8_t* bytes, Place place) {
+  Store32(bytes, place.column);
+  Store32(bytes + 4, place.row);
+}
+
+// The length of the longest run of whole records within `limit` bytes.
+size_t WholeBytes(const uint8_t* bytes, size_t size, size_t limit) {
+  size_t whole = 0;
+  while (whole < size) {
+    const size_t next = whole + RecordSize(Load32(bytes + whole));
+    if (next > limit) {
+      break;
+    }
+    whole = next;
+  }
+  return whole;
+}
+
+}  // namespace
+
+Writer::Writer(size_t bufferSize) : buffer(std::max(bufferSize, LARGE_RECORD)) {}
+
+Writer::~Writer() { Close(); }
+
+bool Writer::Open(const std::string& fileName) {
+  // First, or what is still buffered gets into the file behind its emptying, where it is the same.
+  Close();
+  const int opened = open(fileName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (opened == -1) {
+    fault = SystemFault(fileName, "cannot write", errno);
+    written = 0;
+    return false;
+  }
+  Attach(opened, fileName);
+  return true;
+}
+
+void Writer::Attach(int openDescriptor, const std::string& fileName) {
+  Close();
+  descriptor = openDescriptor;
+  name = fileName;
+  fault = Fault();
+  written = 0;
+  filled = 0;
+  struct stat status;
+  isPipe = fstat(descriptor, &status) == 0 && S_ISFIFO(status.st_mode);
+}
+
+uint8_t* Writer::Begin(uint32_t type, uint64_t cycle, uint32_t thread) {
+  const size_t size = RecordSize(type);
+  if (filled + size > buffer.size()) {
+    WriteOut();
+  }
+  uint8_t* record = buffer.data() + filled;
+  filled += size;
+  Store32(record + TYPE_OFFSET, type);
+  Store64(record + CYCLE_OFFSET, cycle);
+  Store32(record + THREAD_OFFSET, thread);
+  Store32(record + LENGTH_OFFSET, PayloadSize(type));
+  return record + PAYLOAD_OFFSET;
+}
+
+void Writer::Fire(uint64_t cycle, uint32_t thread, Place at) {
+  StorePlace(Begin(FIRE_RECORD, cycle, thread), at);
+}
+
+void Writer::Switch(uint64_t cycle, uint32_t thread, Place at) {
+  StorePlace(Begin(SWITCH_RECORD, cycle, thread), at);
+}
+
+void Writer::Send(uint64_t cycle, uint32_t thread, Place from, Place to) {
+  uint8_t* payload = Begin(SEND_RECORD, cycle, thread);
+  StorePlace(payload, from);
+  StorePlace(payload + PLACE_SIZE, to);
+}
+
+// A pipe takes no more than PIPE_BUF bytes at a time whole, so that is what it gets at a time.
+void Writer::WriteOut() {
+  size_t done = 0;
+  while (done < filled && !fault) {
+    const size_t left = filled - done;
+    const uint8_t* piece = buffer.data() + done;
+    const size_t size = isPipe ? WholeBytes(piece, left, PIPE_BUF) : left;
+    WritePiece(piece, size);
+    done += size;
+  }
+  filled = 0;
+}
+
+void Writer::WritePiece(const uint8_t* bytes, size_t size) {
+  size_t done = 0;
+  while (done < size) {
+    const ssize_t put = write(descriptor, bytes + done, size - done);
+    if (put == -1 && errno == EINTR) {
+      continue;
+    }
+    if (put == -1) {
+      fault = SystemFault(name, "cannot write", errno);
+      break;
+    }
+    done += static_cast<size_t>(put);
+  }
+  CountWhole(bytes, WholeBytes(bytes, size, done));
+  if (fault) {
+    fault.reason += "; " + std::to_string(written) + " whole records were written";
+  }
+}
+
+void Writer::CountWhole(const uint8_t* bytes, size_t size) {
+  for (size_t at = 0; at < size; at += RecordSize(Load32(bytes + at))) {
+    ++written;
+  }
+}
+
+bool Writer::Flush() {
+  if (!fault) {
+    WriteOut();
+  }
+  return !fault;
+}
+
+bool Writer::Close() {
+  if (descriptor == -1) {
+    return !fault;
+  }
+  Flush();
+  if (close(descriptor) == -1 && !fault) {
+    fault = SystemFault(name, "cannot write", errno);
+  }
+  descriptor = -1;
+  return !fault;
+}
+
+}  // namespace marrowfin
