@@ -7,7 +7,7 @@
 namespace marrowfin {
 
 // What is wrong with a trace, as a value: the library neither prints nor throws nor aborts.
-struct Fault {
+struct [[nodiscard]] Fault {
   enum Kind {
     NONE = 0,
     CUT_RECORD,     // the trace ends inside a record
