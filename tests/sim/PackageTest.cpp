@@ -9,9 +9,9 @@
 
 namespace marrowfin::testing {
 
-using ::testing::IsEmpty;
 using sim::testing::BrokenTraceLaws;
 using sim::testing::RecordCounts;
+using ::testing::IsEmpty;
 
 // The only block of code of a language in a document.
 std::string Block(const std::string& document, const std::string& language) {
