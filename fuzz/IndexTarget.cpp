@@ -46,7 +46,7 @@ class Folder {
   Folder() {
     setenv("XDG_CACHE_HOME", folder.File("cache").c_str(), 1);
     Writer writer;
-    Require(writer.Open(Trace()), "a trace");
+    Require(!writer.Open(Trace()), "a trace");
     for (uint32_t i = 0; i < RECORDS; ++i) {
       const Place at = {i * 7 % SIDE, i * 5 % SIDE};
       if (i % 5 == 4) {
@@ -57,7 +57,7 @@ class Folder {
         writer.Fire(i / 6, i % 9, at);
       }
     }
-    Require(writer.Close(), "a whole trace");
+    Require(!writer.Close(), "a whole trace");
     // Always the same, so that an index file of yesterday is still one of this trace.
     const struct timespec times[2] = {{MODIFIED, 0}, {MODIFIED, 0}};
     Require(utimensat(AT_FDCWD, Trace().c_str(), times, 0) == 0, "a time of change");

@@ -244,7 +244,7 @@ void WriteByTool(const std::vector<Event>& events, const std::string& file) {
 
 void WriteBuffered(const std::vector<Event>& events, const std::string& file) {
   Writer writer;
-  Require(writer.Open(file), "cannot write");
+  Require(!writer.Open(file), "cannot write");
   for (const Event& event : events) {
     switch (event.tag.type) {
       case SWITCH_RECORD:
@@ -257,7 +257,7 @@ void WriteBuffered(const std::vector<Event>& events, const std::string& file) {
         writer.Send(event.cycle, event.tag.thread, event.at, event.to);
     }
   }
-  Require(writer.Close(), "cannot write");
+  Require(!writer.Close(), "cannot write");
 }
 
 void MeasureWriting(const Subject& subject) {

@@ -57,7 +57,7 @@ MaybeFailure Synth(const SynthFlags& flags, const Console& console) {
     progress.Update(done, all);
     return true;
   });
-  if (!writer.Close() || !written) {
+  if (writer.Close() || !written) {
     return Failure{EXIT_SYSTEM, writer.GetFault().Text(), "Make room and run it again."};
   }
   if (MaybeFailure failure = output.Commit()) {

@@ -179,7 +179,7 @@ bool Synthesize(const SynthOptions& options, Writer& writer, const ProgressCallb
   } else {
     SynthesizePrograms(options, random, output);
   }
-  return writer.Flush() && !writer.GetFault();
+  return !writer.Flush();
 }
 
 }  // namespace marrowfin

@@ -1,12 +1,11 @@
 #include "trace/write/Writer.h"
 
 #include <fcntl.h>
-#include <limits.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include "trace/base/BigEndian.h"
 #include "trace/base/Record.h"
@@ -37,30 +36,38 @@ size_t WholeBytes(const uint8_t* bytes, size_t size, size_t limit) {
 
 Writer::Writer(size_t bufferSize) : buffer(std::max(bufferSize, LARGE_RECORD)) {}
 
-Writer::~Writer() { Close(); }
+Writer::~Writer() { static_cast<void>(Close()); }
 
-bool Writer::Open(const std::string& fileName) {
+Fault Writer::Open(const std::string& fileName) {
   // First, or what is still buffered gets into the file behind its emptying, where it is the same.
-  Close();
+  static_cast<void>(Close());
   const int opened = open(fileName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (opened == -1) {
     fault = SystemFault(fileName, "cannot write", errno);
     written = 0;
-    return false;
+    return fault;
   }
   Attach(opened, fileName);
-  return true;
+  return {};
 }
 
 void Writer::Attach(int openDescriptor, const std::string& fileName) {
-  Close();
+  static_cast<void>(Close());
   descriptor = openDescriptor;
   name = fileName;
+  Use(own.emplace(descriptor, name));
+}
+
+void Writer::Attach(ByteSink& other) {
+  static_cast<void>(Close());
+  Use(other);
+}
+
+void Writer::Use(ByteSink& next) {
+  sink = &next;
   fault = Fault();
   written = 0;
   filled = 0;
-  struct stat status;
-  isPipe = fstat(descriptor, &status) == 0 && S_ISFIFO(status.st_mode);
 }
 
 uint8_t* Writer::Begin(uint32_t type, uint64_t cycle, uint32_t thread) {
@@ -91,13 +98,13 @@ void Writer::Send(uint64_t cycle, uint32_t thread, Place from, Place to) {
   StorePlace(payload + PLACE_SIZE, to);
 }
 
-// A pipe takes no more than PIPE_BUF bytes at a time whole, so that is what it gets at a time.
 void Writer::WriteOut() {
   size_t done = 0;
   while (done < filled && !fault) {
     const size_t left = filled - done;
     const uint8_t* piece = buffer.data() + done;
-    const size_t size = isPipe ? WholeBytes(piece, left, PIPE_BUF) : left;
+    const size_t largest = sink == nullptr ? 0 : sink->LargestPiece();
+    const size_t size = largest != 0 ? WholeBytes(piece, left, largest) : left;
     WritePiece(piece, size);
     done += size;
   }
@@ -105,20 +112,15 @@ void Writer::WriteOut() {
 }
 
 void Writer::WritePiece(const uint8_t* bytes, size_t size) {
-  size_t done = 0;
-  while (done < size) {
-    const ssize_t put = write(descriptor, bytes + done, size - done);
-    if (put == -1 && errno == EINTR) {
-      continue;
-    }
-    if (put == -1) {
-      fault = SystemFault(name, "cannot write", errno);
-      break;
-    }
-    done += static_cast<size_t>(put);
+  ByteSink::Written piece;
+  if (sink != nullptr) {
+    piece = sink->Write(bytes, size);
+  } else {
+    piece.fault = SystemFault("trace", "cannot write", EBADF);
   }
-  CountWhole(bytes, WholeBytes(bytes, size, done));
-  if (fault) {
+  CountWhole(bytes, WholeBytes(bytes, size, piece.taken));
+  if (piece.fault) {
+    fault = std::move(piece.fault);
     fault.reason += "; " + std::to_string(written) + " whole records were written";
   }
 }
@@ -129,23 +131,24 @@ void Writer::CountWhole(const uint8_t* bytes, size_t size) {
   }
 }
 
-bool Writer::Flush() {
+Fault Writer::Flush() {
   if (!fault) {
     WriteOut();
   }
-  return !fault;
+  return fault;
 }
 
-bool Writer::Close() {
-  if (descriptor == -1) {
-    return !fault;
+Fault Writer::Close() {
+  if (sink == nullptr) {
+    return fault;
   }
-  Flush();
-  if (close(descriptor) == -1 && !fault) {
+  static_cast<void>(Flush());
+  sink = nullptr;
+  own.reset();
+  if (descriptor != -1 && close(std::exchange(descriptor, -1)) == -1 && !fault) {
     fault = SystemFault(name, "cannot write", errno);
   }
-  descriptor = -1;
-  return !fault;
+  return fault;
 }
 
 }  // namespace marrowfin

@@ -101,9 +101,9 @@ TEST(WriterTest, ValuesOfAllSizesMakeTheBytesThatTheTraceToolWrites) {
   const std::string bytes = WriteWithTraceTool(folder.File("tool"), events);
   EXPECT_TRUE(bytes == Encode(events));
   Writer writer;
-  ASSERT_TRUE(writer.Open(folder.File("fast")));
+  ASSERT_FALSE(writer.Open(folder.File("fast")));
   Write(writer, events);
-  ASSERT_TRUE(writer.Close()) << writer.GetFault().Text();
+  ASSERT_FALSE(writer.Close()) << writer.GetFault().Text();
   EXPECT_TRUE(ReadFile(folder.File("fast")) == bytes);
   ASSERT_TRUE(WriteInPlainC(folder.File("c"), events));
   EXPECT_TRUE(ReadFile(folder.File("c")) == bytes);
@@ -115,22 +115,71 @@ TEST(WriterTest, BytesAreThoseThatTheTraceToolWrites) {
   const std::vector<Event> events = RandomEvents(random, {.records = 3000});
   for (const size_t buffer : {size_t{1}, size_t{36}, size_t{100}, size_t{4096}, size_t{1} << 20}) {
     Writer writer(buffer);
-    ASSERT_TRUE(writer.Open(folder.File("fast")));
+    ASSERT_FALSE(writer.Open(folder.File("fast")));
     Write(writer, events);
-    ASSERT_TRUE(writer.Close()) << writer.GetFault().Text();
+    ASSERT_FALSE(writer.Close()) << writer.GetFault().Text();
     EXPECT_EQ(writer.WholeRecords(), events.size());
     EXPECT_TRUE(ReadFile(folder.File("fast")) == WriteWithTraceTool(folder.File("tool"), events));
   }
+}
+
+TEST(WriterTest, SinkGetsTheBytesThatAFileWouldGet) {
+  const std::vector<Event> events = ValuesOfAllSizes();
+  MemorySink sink;
+  Writer writer(4096);
+  writer.Attach(sink);
+  Write(writer, events);
+  ASSERT_FALSE(writer.Close()) << writer.GetFault().Text();
+  EXPECT_EQ(writer.WholeRecords(), events.size());
+  EXPECT_EQ(std::string(sink.Bytes().begin(), sink.Bytes().end()), Encode(events));
+}
+
+// A sink that is full after some bytes.
+class FullSink : public ByteSink {
+ public:
+  explicit FullSink(size_t room) : room(room) {}
+
+  Written Write(const uint8_t* /*bytes*/, size_t size) override {
+    const size_t taken = std::min(size, room);
+    room -= taken;
+    return {taken, taken == size ? Fault() : SystemFault("sink", "cannot write", ENOSPC)};
+  }
+
+ private:
+  size_t room;
+};
+
+TEST(WriterTest, WholeRecordsThatASinkTookAreCountedWhereItIsFull) {
+  FullSink sink(28 * 3 + 27);
+  Writer writer;
+  writer.Attach(sink);
+  for (int i = 0; i < 10; ++i) {
+    writer.Fire(1, 2, {3, 4});
+  }
+  EXPECT_EQ(writer.Flush().Text(),
+            "sink: cannot write: No space left on device; 3 whole records were written");
+  EXPECT_EQ(writer.WholeRecords(), 3U);
+  EXPECT_TRUE(writer.Close()) << "a fault stays";
+}
+
+TEST(WriterTest, SinkIsForgottenWhenItIsClosed) {
+  MemorySink sink;
+  Writer writer;
+  writer.Attach(sink);
+  writer.Fire(1, 2, {3, 4});
+  ASSERT_FALSE(writer.Close());
+  writer.Fire(5, 6, {7, 8});
+  EXPECT_EQ(sink.Bytes().size(), 28U);
 }
 
 TEST(WriterTest, NothingIsLostWhenTheWriterGoes) {
   const TempDir folder;
   {
     Writer writer;
-    ASSERT_TRUE(writer.Open(folder.File("t")));
+    ASSERT_FALSE(writer.Open(folder.File("t")));
     writer.Fire(1, 2, {3, 4});
     EXPECT_EQ(ReadFile(folder.File("t")), "");
-    EXPECT_TRUE(writer.Flush());
+    EXPECT_FALSE(writer.Flush());
     EXPECT_EQ(ReadFile(folder.File("t")).size(), 28U);
     writer.Switch(1, 2, {3, 4});
   }
@@ -140,31 +189,31 @@ TEST(WriterTest, NothingIsLostWhenTheWriterGoes) {
 TEST(WriterTest, FileThatIsOpenIsWrittenOutBeforeAnotherIsOpened) {
   const TempDir folder;
   Writer writer;
-  ASSERT_TRUE(writer.Open(folder.File("t")));
+  ASSERT_FALSE(writer.Open(folder.File("t")));
   for (int i = 0; i < 9; ++i) {
     writer.Fire(1, 2, {3, 4});
   }
-  ASSERT_TRUE(writer.Open(folder.File("u")));
+  ASSERT_FALSE(writer.Open(folder.File("u")));
   EXPECT_EQ(ReadFile(folder.File("t")).size(), 252U);
   writer.Send(1, 2, {3, 4}, {5, 6});
-  ASSERT_FALSE(writer.Open(folder.File("none/t")));
+  ASSERT_TRUE(writer.Open(folder.File("none/t")));
   EXPECT_EQ(writer.WholeRecords(), 0U);
   EXPECT_EQ(ReadFile(folder.File("u")).size(), 36U);
   writer.Fire(1, 2, {3, 4});
-  EXPECT_FALSE(writer.Close());
+  EXPECT_TRUE(writer.Close());
   EXPECT_EQ(ReadFile(folder.File("u")).size(), 36U);
 }
 
 TEST(WriterTest, FileThatIsOpenedAgainHoldsWhatWasWrittenSinceThen) {
   const TempDir folder;
   Writer writer;
-  ASSERT_TRUE(writer.Open(folder.File("t")));
+  ASSERT_FALSE(writer.Open(folder.File("t")));
   for (int i = 0; i < 9; ++i) {
     writer.Fire(1, 2, {3, 4});
   }
-  ASSERT_TRUE(writer.Open(folder.File("t")));
+  ASSERT_FALSE(writer.Open(folder.File("t")));
   writer.Fire(7, 2, {3, 4});
-  ASSERT_TRUE(writer.Close());
+  ASSERT_FALSE(writer.Close());
   EXPECT_EQ(writer.WholeRecords(), 1U);
   EXPECT_EQ(ReadFile(folder.File("t")), Encode({{FIRE_RECORD, 7, 2, {3, 4}, {}}}));
 }
@@ -172,18 +221,18 @@ TEST(WriterTest, FileThatIsOpenedAgainHoldsWhatWasWrittenSinceThen) {
 TEST(WriterTest, FolderThatIsMissingIsAFault) {
   const TempDir folder;
   Writer writer;
-  EXPECT_FALSE(writer.Open(folder.File("none/t")));
+  EXPECT_TRUE(writer.Open(folder.File("none/t")));
   EXPECT_EQ(writer.GetFault().Text(),
             folder.File("none/t") + ": cannot write: No such file or directory");
 }
 
 TEST(WriterTest, FullDiskIsAFaultThatTellsHowManyWholeRecordsThereAre) {
   Writer writer(4096);
-  ASSERT_TRUE(writer.Open("/dev/full"));
+  ASSERT_FALSE(writer.Open("/dev/full"));
   for (int i = 0; i < 1000; ++i) {
     writer.Fire(1, 2, {3, 4});
   }
-  EXPECT_FALSE(writer.Close());
+  EXPECT_TRUE(writer.Close());
   EXPECT_EQ(writer.WholeRecords(), 0U);
   EXPECT_EQ(writer.GetFault().Text(),
             "/dev/full: cannot write: No space left on device; 0 whole records were written");
@@ -202,7 +251,7 @@ TEST(WriterTest, RecordsThatGotThereWholeAreCountedAfterAFailedWrite) {
   for (int i = 0; i < 1000; ++i) {
     writer.Fire(1, 2, {3, 4});
   }
-  EXPECT_FALSE(writer.Flush());
+  EXPECT_TRUE(writer.Flush());
   std::string got(8192, '\0');
   const ssize_t size = read(ends[0], got.data(), got.size());
   ASSERT_GT(size, 0);
