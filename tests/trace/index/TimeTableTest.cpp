@@ -1,0 +1,340 @@
+#include "trace/index/TimeTable.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <random>
+
+#include "trace/base/Bytes.h"
+#include "trace/index/TimeCounter.h"
+
+namespace marrowfin::testing {
+namespace {
+
+struct Counted {
+  uint64_t cycle;
+  uint32_t thread;
+  uint32_t type;
+  uint64_t records;
+};
+
+constexpr uint64_t LAST_CYCLE = ~uint64_t{0};
+
+void Add(TimeTable& table, const Counted& counted) {
+  table.Add(counted.cycle,
+            TimeTable::ColumnOf(table.AddThread(counted.thread), TimeTable::TypeOf(counted.type)),
+            counted.records);
+}
+
+TimeTable TableOf(const std::vector<Counted>& all, size_t cells = TimeTable::CELLS) {
+  TimeTable table(cells);
+  for (const Counted& counted : all) {
+    Add(table, counted);
+  }
+  return table;
+}
+
+// Cycles around a place that moves on, falls back and leaps.
+std::vector<Counted> RandomCounts(std::mt19937_64& random, size_t size) {
+  std::vector<Counted> all;
+  uint64_t place = random() >> random() % 64;
+  for (size_t i = 0; i < size; ++i) {
+    const uint64_t leap = random() % 200 == 0 ? random() >> random() % 64 : random() % 4;
+    place = random() % 3 == 0 ? place - leap : place + leap;
+    all.push_back({place, static_cast<uint32_t>(random() % 24 * 50),
+                   static_cast<uint32_t>(SWITCH_RECORD + random() % 3), 1 + random() % 3});
+  }
+  return all;
+}
+
+// What a table says, by cell number and column, for comparison with plain counting.
+typedef std::map<std::pair<uint64_t, size_t>, uint64_t> Model;
+
+Model ModelOf(const TimeTable& table) {
+  Model model;
+  for (size_t cell = 0; cell < table.Cells(); ++cell) {
+    for (size_t column = 0; column < TimeTable::COLUMNS; ++column) {
+      if (table.Count(column, cell) > 0) {
+        model[{table.First() + cell, column}] = table.Count(column, cell);
+      }
+    }
+  }
+  return model;
+}
+
+Model CountPlainly(const std::vector<Counted>& all, unsigned shift) {
+  std::vector<uint32_t> threads;
+  Model model;
+  for (const Counted& counted : all) {
+    auto known = std::find(threads.begin(), threads.end(), counted.thread);
+    if (known == threads.end() && threads.size() < 16) {
+      known = threads.insert(threads.end(), counted.thread);
+    }
+    const size_t slot = known == threads.end() ? 16 : static_cast<size_t>(known - threads.begin());
+    model[{counted.cycle >> shift, slot * 3 + counted.type - 2}] += counted.records;
+  }
+  return model;
+}
+
+TEST(TimeTableTest, EveryRecordIsInTheCellOfItsCycle) {
+  std::mt19937_64 random(1);
+  for (const size_t capacity : {2, 16, 1024, 16384}) {
+    for (int round = 0; round < 20; ++round) {
+      const std::vector<Counted> all = RandomCounts(random, 500);
+      const TimeTable table = TableOf(all, capacity);
+      ASSERT_LE(table.Cells(), capacity);
+      ASSERT_EQ(ModelOf(table), CountPlainly(all, table.Shift()))
+          << capacity << " cells, round " << round;
+    }
+  }
+}
+
+TEST(TimeTableTest, CellsAreAsNarrowAsTheBoundAllowsInWhateverOrderRecordsCome) {
+  std::mt19937_64 random(2);
+  for (int round = 0; round < 50; ++round) {
+    std::vector<Counted> all = RandomCounts(random, 300);
+    for (Counted& counted : all) {
+      counted.thread = 0;
+    }
+    const TimeTable table = TableOf(all, 64);
+    const auto [first, last] = std::minmax_element(
+        all.begin(), all.end(), [](const auto& a, const auto& b) { return a.cycle < b.cycle; });
+    const unsigned shift = table.Shift();
+    EXPECT_LE((last->cycle >> shift) - (first->cycle >> shift), 63U);
+    EXPECT_TRUE(shift == 0 || (last->cycle >> (shift - 1)) - (first->cycle >> (shift - 1)) > 63);
+    EXPECT_EQ(table.First(), first->cycle >> shift);
+    EXPECT_EQ(table.First() + table.Cells() - 1, last->cycle >> shift);
+    std::shuffle(all.begin(), all.end(), random);
+    EXPECT_EQ(TableOf(all, 64).Encode(), table.Encode());
+  }
+}
+
+TEST(TimeTableTest, ThreadsThatComeFirstAreToldApartAndAllOthersCountedTogether) {
+  TimeTable table;
+  for (uint32_t i = 0; i < 20; ++i) {
+    Add(table, {5, 1000 - i, FIRE_RECORD, i + 1});
+  }
+  ASSERT_EQ(table.Threads().size(), TimeTable::THREADS);
+  EXPECT_EQ(table.Threads()[3], 997U);
+  EXPECT_EQ(table.Count(TimeTable::ColumnOf(3, TimeTable::TypeOf(FIRE_RECORD)), 0), 4U);
+  EXPECT_EQ(table.Count(TimeTable::ColumnOf(TimeTable::OTHERS, TimeTable::TypeOf(FIRE_RECORD)), 0),
+            17U + 18 + 19 + 20);
+}
+
+TEST(TimeTableTest, CountsBeyond32BitsAreKept) {
+  constexpr uint64_t MANY = uint64_t{1} << 32;
+  TimeTable table(4);
+  const size_t column = TimeTable::ColumnOf(0, 0);
+  Add(table, {0, 0, SWITCH_RECORD, MANY - 1});
+  Add(table, {1, 0, SWITCH_RECORD, MANY - 1});
+  Add(table, {1, 0, SWITCH_RECORD, 1});
+  EXPECT_EQ(table.Count(column, 0), MANY - 1);
+  EXPECT_EQ(table.Count(column, 1), MANY);
+  Add(table, {4, 0, SWITCH_RECORD, 5 * MANY});
+  EXPECT_EQ(table.Shift(), 1U);
+  EXPECT_EQ(table.Count(column, 0), 2 * MANY - 1);
+  EXPECT_EQ(table.Count(column, 2), 5 * MANY);
+  std::vector<uint64_t> bins(2, 10);
+  table.AddBins(column, std::vector<size_t>{0, 0, 3}, bins);
+  EXPECT_EQ(bins, (std::vector<uint64_t>{10, 7 * MANY + 9}));
+  const std::optional<TimeTable> back = TimeTable::Decode(table.Encode());
+  ASSERT_TRUE(back);
+  EXPECT_EQ(back->Count(column, 2), 5 * MANY);
+}
+
+TEST(TimeTableTest, BinsAddUpTheirCellsWhereverTheTableBegins) {
+  std::mt19937_64 random(3);
+  for (int round = 0; round < 100; ++round) {
+    const TimeTable table = TableOf(RandomCounts(random, 200), 64);
+    std::vector<size_t> edges(2 + random() % 9);
+    for (size_t& edge : edges) {
+      edge = random() % (table.Cells() + 1);
+    }
+    std::sort(edges.begin(), edges.end());
+    for (size_t column = 0; column < TimeTable::COLUMNS; ++column) {
+      std::vector<uint64_t> bins(edges.size() - 1, 7);
+      table.AddBins(column, edges, bins);
+      for (size_t i = 0; i < bins.size(); ++i) {
+        uint64_t sum = 7;
+        for (size_t cell = edges[i]; cell < edges[i + 1]; ++cell) {
+          sum += table.Count(column, cell);
+        }
+        ASSERT_EQ(bins[i], sum);
+      }
+    }
+  }
+}
+
+TEST(TimeTableTest, BytesTellTheTableAsItWas) {
+  std::mt19937_64 random(4);
+  std::vector<TimeTable> tables = {
+      TimeTable(), TableOf({{LAST_CYCLE, 3, SEND_RECORD, 1}}),
+      TableOf({{0, 3, SEND_RECORD, 1}, {LAST_CYCLE, 4, FIRE_RECORD, 2}})};
+  for (int round = 0; round < 20; ++round) {
+    tables.push_back(TableOf(RandomCounts(random, 400)));
+  }
+  for (const TimeTable& table : tables) {
+    const std::vector<uint8_t> bytes = table.Encode();
+    EXPECT_LE(bytes.size(), TimeTable::LARGEST);
+    const std::optional<TimeTable> back = TimeTable::Decode(bytes);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->Shift(), table.Shift());
+    EXPECT_EQ(back->First(), table.First());
+    EXPECT_EQ(back->Cells(), table.Cells());
+    EXPECT_TRUE(std::ranges::equal(back->Threads(), table.Threads()));
+    EXPECT_EQ(ModelOf(*back), ModelOf(table));
+  }
+}
+
+TEST(TimeTableTest, EveryByteCounts) {
+  std::mt19937_64 random(5);
+  std::vector<uint8_t> bytes = TableOf(RandomCounts(random, 50), 32).Encode();
+  for (size_t size = 0; size < bytes.size(); ++size) {
+    EXPECT_FALSE(TimeTable::Decode({bytes.data(), size})) << size;
+  }
+  bytes.push_back(0);
+  EXPECT_FALSE(TimeTable::Decode(bytes));
+}
+
+// A table of one thread with a single column, written by hand.
+struct Written {
+  uint64_t shift = 3;
+  uint64_t first = 7;
+  uint64_t cells = 2;
+  std::vector<uint64_t> threads = {9};
+  uint64_t width = 1;
+  std::vector<uint8_t> counts = {1, 2};
+
+  bool Passes() const {
+    ByteWriter out;
+    for (const uint64_t number : {shift, first, cells, uint64_t{threads.size()}}) {
+      out.Number(number);
+    }
+    for (const uint64_t thread : threads) {
+      out.Number(thread);
+    }
+    out.Number(width);
+    out.Raw(counts.data(), counts.size());
+    for (size_t column = 1; column < 3 * (threads.size() + 1); ++column) {
+      out.Number(0);
+    }
+    return TimeTable::Decode(out.Bytes()).has_value();
+  }
+};
+
+TEST(TimeTableTest, BytesThatContradictThemselvesAreNoTable) {
+  EXPECT_TRUE(Written().Passes());
+  EXPECT_TRUE((Written{.threads = {9, 0xFFFFFFFF}}.Passes()));
+  EXPECT_FALSE((Written{.shift = 64}.Passes()));
+  EXPECT_FALSE((Written{.shift = ~uint64_t{0}}.Passes()));
+  EXPECT_TRUE((Written{.shift = 0, .first = LAST_CYCLE - 1}.Passes()));
+  EXPECT_FALSE((Written{.shift = 0, .first = LAST_CYCLE}.Passes())) << "a cell behind all cycles";
+  EXPECT_FALSE((Written{.first = uint64_t{1} << 61}.Passes()));
+  EXPECT_FALSE((Written{.cells = 3}.Passes()));
+  EXPECT_FALSE((Written{.cells = 16385, .counts = std::vector<uint8_t>(16385, 1)}.Passes()));
+  EXPECT_TRUE((Written{.cells = 16384, .counts = std::vector<uint8_t>(16384, 1)}.Passes()));
+  EXPECT_FALSE((Written{.threads = {9, 9}}.Passes())) << "a thread twice";
+  EXPECT_FALSE((Written{.threads = {uint64_t{1} << 32}}.Passes()));
+  EXPECT_FALSE((Written{.threads = std::vector<uint64_t>(17, 1)}.Passes()));
+  EXPECT_FALSE((Written{.width = 2}.Passes()));
+  EXPECT_FALSE((Written{.width = 9, .counts = std::vector<uint8_t>(18, 1)}.Passes()));
+  EXPECT_TRUE((Written{.width = 8, .counts = std::vector<uint8_t>(16, 1)}.Passes()));
+  EXPECT_FALSE((Written{.counts = {0, 2}}.Passes())) << "nothing in the first cell";
+  EXPECT_FALSE((Written{.counts = {1, 0}}.Passes())) << "nothing in the last one";
+}
+
+TEST(TimeTableTest, RandomBytesAreReadWithoutHarm) {
+  std::mt19937_64 random(6);
+  const std::vector<uint8_t> sound = TableOf(RandomCounts(random, 50), 32).Encode();
+  for (int round = 0; round < 2000; ++round) {
+    std::vector<uint8_t> bytes = sound;
+    for (size_t changes = 1 + random() % 4; changes > 0; --changes) {
+      bytes[random() % bytes.size()] = static_cast<uint8_t>(random());
+    }
+    if (const std::optional<TimeTable> table = TimeTable::Decode(bytes)) {
+      EXPECT_LE(table->Cells(), TimeTable::CELLS);
+      EXPECT_LE(table->Threads().size(), TimeTable::THREADS);
+    }
+  }
+}
+
+// The same records, as batches of random sizes.
+class TimeCounterTest : public ::testing::Test {
+ protected:
+  // Adds the records from `from` on.
+  void AddBatches(TimeCounter& counter, size_t from) {
+    while (from < all.size()) {
+      columns->Clear();
+      const size_t most = 1 + random() % Columns::CAPACITY;
+      uint64_t last = all[from].cycle;
+      for (size_t i = from; i < all.size() && columns->size < most; ++i) {
+        columns->fell |= all[i].cycle < last;
+        last = all[i].cycle;
+        columns->cycle[columns->size] = all[i].cycle;
+        columns->tag[columns->size] = {all[i].thread, all[i].type};
+        ++columns->size;
+      }
+      counter.Add(*columns, from);
+      from += columns->size;
+    }
+  }
+
+  // Long stretches of a cycle among those that change with every record, or that only rise.
+  void Draw(bool falling) {
+    all.clear();
+    uint64_t cycle = random() % 1000;
+    const size_t size = 3000;
+    for (unsigned stay = 0; all.size() < size; --stay) {
+      if (stay == 0) {
+        stay = random() % 2 == 0 ? 1 : 1 + static_cast<unsigned>(random() % 400);
+        const uint64_t step = random() % 50 == 0 ? random() % 5000 : random() % 9;
+        cycle = falling && random() % 4 == 0 && cycle > step ? cycle - step : cycle + step;
+      }
+      all.push_back({cycle, static_cast<uint32_t>(random() % 30 * 5),
+                     static_cast<uint32_t>(SWITCH_RECORD + random() % 3), 1});
+    }
+  }
+
+  std::mt19937_64 random{7};
+  std::vector<Counted> all;
+  std::unique_ptr<Columns> columns = std::make_unique<Columns>();
+};
+
+TEST_F(TimeCounterTest, BatchesAreCountedLikeRecordsOneByOne) {
+  for (int round = 0; round < 40; ++round) {
+    Draw(round % 2 == 0);
+    TimeCounter counter(TimeTable(256));
+    AddBatches(counter, 0);
+    ASSERT_EQ(counter.Get().Encode(), TableOf(all, 256).Encode()) << "round " << round;
+  }
+}
+
+TEST_F(TimeCounterTest, TableCanBeLookedAtBetweenBatches) {
+  Draw(true);
+  TimeCounter counter(TimeTable(256));
+  const std::vector<Counted> whole = all;
+  all.resize(1500);
+  AddBatches(counter, 0);
+  EXPECT_EQ(counter.Get().Encode(), TableOf(all, 256).Encode());
+  all = whole;
+  AddBatches(counter, 1500);
+  EXPECT_EQ(counter.Get().Encode(), TableOf(all, 256).Encode());
+}
+
+TEST_F(TimeCounterTest, CountingGoesOnBehindWhatATableCountedAlready) {
+  for (int round = 0; round < 20; ++round) {
+    Draw(round % 2 == 0);
+    const size_t counted = random() % all.size();
+    const size_t from = random() % (counted + 1);  // some are delivered again
+    const std::vector<Counted> before(all.begin(), all.begin() + static_cast<ptrdiff_t>(counted));
+    TimeCounter counter(TableOf(before, 256), counted);
+    AddBatches(counter, from);
+    ASSERT_EQ(counter.Get().Encode(), TableOf(all, 256).Encode())
+        << counted << " counted, again from " << from;
+  }
+}
+
+}  // namespace
+}  // namespace marrowfin::testing

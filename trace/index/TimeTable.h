@@ -1,0 +1,117 @@
+#ifndef TRACE_INDEX_TIMETABLE_H
+#define TRACE_INDEX_TIMETABLE_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "trace/base/Record.h"
+
+namespace marrowfin {
+
+class ByteReader;
+
+// How many records of each type and thread a trace has over time: in cells of 2^Shift() cycles
+// each, of which there are never more than a bound. Where the trace outgrows them, each two become
+// one, so the memory is that of the bound however long the trace, and the cells are always as
+// narrow as the bound allows: they follow from the cycles of the trace alone, not from the order of
+// its records.
+//
+// Records are counted by the cycle that they bear, also where cycles fall. Cells are numbered from
+// cycle 0 on, so that cell n of a table lies in cell n / 2 of one that is half as fine. Cells of
+// equal numbers of records were rejected: their edges suit nobody's bins, and a cycle may hold a
+// million records. Sums over both types and threads beside the counts were rejected: adding up
+// takes less time than reading them.
+//
+// Thread-compatible: any number of readers, or one writer.
+class TimeTable {
+ public:
+  static constexpr size_t CELLS = 16384;  // at most
+
+  static constexpr size_t TYPES = 3;
+  static constexpr size_t TypeOf(uint32_t recordType) { return recordType - SWITCH_RECORD; }
+
+  // Threads told apart: those of which the first records are met, whatever their numbers, so that
+  // neither the memory nor a question about all threads grows with the trace. All others are
+  // counted together. Those with the most records would be better to know, but only the end of the
+  // trace tells which they are, and what was counted together cannot be taken apart.
+  static constexpr size_t THREADS = 16;
+  static constexpr size_t OTHERS = THREADS;  // the slot of all others
+  static constexpr size_t SLOTS = THREADS + 1;
+
+  // The counts of a slot and type over time are a column.
+  static constexpr size_t COLUMNS = SLOTS * TYPES;
+  static constexpr size_t ColumnOf(size_t slot, size_t type) { return slot * TYPES + type; }
+
+  // `cells` is a power of two, from 2 to CELLS.
+  explicit TimeTable(size_t cells = CELLS) : capacity(cells) {}
+
+  // The slot of a thread, which gets one of its own if it has none and there is one left.
+  size_t AddThread(uint32_t thread);
+
+  // Adds so many records (at least one) of a cycle.
+  void Add(uint64_t cycle, size_t column, uint64_t records);
+
+  // The threads told apart, by slot.
+  std::span<const uint32_t> Threads() const { return threads; }
+
+  unsigned Shift() const { return shift; }  // cells are of 2^Shift() cycles; below 64
+
+  // The first cell that has records, and how many there are from it to the last one; 0 of an empty
+  // trace. What follows counts them from the first one on.
+  uint64_t First() const { return first; }
+  size_t Cells() const { return cells; }
+
+  // The first cycle of a cell; the last one of the cell is 2^Shift() - 1 above.
+  uint64_t CycleOf(size_t cell) const { return (first + cell) << shift; }
+
+  uint64_t Count(size_t column, size_t cell) const;
+
+  // The records of all types and threads in a cell.
+  uint64_t Records(size_t cell) const;
+
+  // Adds to bin i, for each i, the counts of the cells from edges[i] up to, and without,
+  // edges[i + 1]. Edges ascend up to Cells() at most; there is one more of them than of bins.
+  void AddBins(size_t column, std::span<const size_t> edges, std::span<uint64_t> bins) const;
+
+  // As bytes, see docs/index-format.md.
+  std::vector<uint8_t> Encode() const;
+
+  // The most bytes that Encode makes.
+  static constexpr size_t LARGEST = 1024 + COLUMNS * (1 + sizeof(uint64_t) * CELLS);
+
+  // Nothing where the bytes are no table.
+  static std::optional<TimeTable> Decode(std::span<const uint8_t> bytes);
+
+ private:
+  // The lower halves of the counts, and the upper ones once there is any that needs one: a cell
+  // with 2^32 records is rare. Cell n is at n modulo the capacity, so that the table moves on
+  // either way without moving what it holds. Empty until the first record.
+  struct Column {
+    std::vector<uint32_t> low;
+    std::vector<uint32_t> high;
+  };
+
+  size_t At(uint64_t cell) const { return static_cast<size_t>(cell & (capacity - 1)); }
+  void AddAt(Column& column, size_t at, uint64_t records) const;
+  static uint64_t CountAt(const Column& column, size_t at);
+  void MakeRoom(uint64_t cycle);
+  void Coarsen(unsigned by);
+  void DecodeColumn(ByteReader& in, size_t column);
+  size_t FileColumns() const { return (threads.size() + 1) * TYPES; }
+  size_t FromFile(size_t column) const;
+
+  size_t capacity;
+  unsigned shift = 0;
+  uint64_t first = 0;
+  size_t cells = 0;
+  std::vector<uint32_t> threads;
+  std::array<Column, COLUMNS> columns;
+};
+
+}  // namespace marrowfin
+
+#endif
