@@ -53,15 +53,20 @@ void Array::AddOptions() {
             64);
   AddOption(&settings.outputQueue, "-outputQueue", "results that may wait in a processing element",
             4);
-  AddOption(&settings.linkQueue, "-linkQueue", "messages that may wait at the end of a link", 4);
   AddOption(&window, "-window", "iterations of a thread that may be alive at a time", 4);
   AddOption(&settings.fireLatency, "-fireLatency", "cycles from a fire to its result", 1);
-  AddOption(&settings.peLinkLatency, "-peLinkLatency",
+  AddOption(&settings.peLink.latency, "-peLinkLatency",
             "cycles between a processing element and its domain", 1);
-  AddOption(&settings.domainLinkLatency, "-domainLinkLatency",
+  AddOption(&settings.peLink.queue, "-peLinkQueue",
+            "messages of a processing element that may wait in its domain", 4);
+  AddOption(&settings.domainLink.latency, "-domainLinkLatency",
             "cycles between a domain and its cluster's switch", 1);
-  AddOption(&settings.switchLinkLatency, "-switchLinkLatency",
+  AddOption(&settings.domainLink.queue, "-domainLinkQueue",
+            "messages that may wait at each end of the links between a domain and its switch", 4);
+  AddOption(&settings.switchLink.latency, "-switchLinkLatency",
             "cycles between neighbouring switches", 2);
+  AddOption(&settings.switchLink.queue, "-switchLinkQueue",
+            "messages from a neighbouring switch that may wait in a switch", 4);
   AddOption(&settings.memoryLatency, "-memoryLatency", "cycles of a memory access", 4);
   AddOption(&settings.memoryPorts, "-memoryPorts",
             "accesses that a cluster's memory starts in a cycle", 4);
@@ -96,12 +101,14 @@ std::string Array::Fault() const {
       {"pes", shape.pes, 1, MOST_POSITIONS},
       {"operandBuffer", settings.operandBuffer, 1, MOST_ENTRIES},
       {"outputQueue", settings.outputQueue, 1, MOST_ENTRIES},
-      {"linkQueue", settings.linkQueue, 1, MOST_ENTRIES},
       {"window", window, 2, MOST_ENTRIES},
       {"fireLatency", settings.fireLatency, 1, LONGEST_LATENCY},
-      {"peLinkLatency", settings.peLinkLatency, 1, LONGEST_LATENCY},
-      {"domainLinkLatency", settings.domainLinkLatency, 1, LONGEST_LATENCY},
-      {"switchLinkLatency", settings.switchLinkLatency, 1, LONGEST_LATENCY},
+      {"peLinkLatency", settings.peLink.latency, 1, LONGEST_LATENCY},
+      {"peLinkQueue", settings.peLink.queue, 1, MOST_ENTRIES},
+      {"domainLinkLatency", settings.domainLink.latency, 1, LONGEST_LATENCY},
+      {"domainLinkQueue", settings.domainLink.queue, 1, MOST_ENTRIES},
+      {"switchLinkLatency", settings.switchLink.latency, 1, LONGEST_LATENCY},
+      {"switchLinkQueue", settings.switchLink.queue, 1, MOST_ENTRIES},
       {"memoryLatency", settings.memoryLatency, 1, LONGEST_LATENCY},
       {"memoryPorts", settings.memoryPorts, 1, MOST_ENTRIES},
       {"memoryWords", settings.memoryWords, 1, 1U << 30},
@@ -125,8 +132,8 @@ std::string Array::Fault() const {
 void Array::Build(uint32 threads, TraceRecorder& trace, RunLog& log) {
   threadCount = threads;
   scheduler = std::make_unique<Scheduler>(
-      std::max({settings.fireLatency, settings.peLinkLatency, settings.domainLinkLatency,
-                settings.switchLinkLatency, settings.memoryLatency}));
+      std::max({settings.fireLatency, settings.peLink.latency, settings.domainLink.latency,
+                settings.switchLink.latency, settings.memoryLatency}));
   loops = std::make_unique<LoopControl>(threads, window);
   context =
       std::make_unique<Context>(Context{shape, settings, *scheduler, *loops, trace, log, traffic});

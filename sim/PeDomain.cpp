@@ -30,13 +30,13 @@ void PeDomain::Build(Memory* memory) {
     pes.push_back(std::make_unique<ProcessingElement>(context, pe, memory));
     Adopt(this, pes.back().get());
     pes.back()->Join(this);
-    AddSink(pes.back().get(), context.settings.peLinkLatency);
+    AddSink(pes.back().get(), context.settings.peLink);
   }
 }
 
 void PeDomain::Join(Switch* clusterSwitch) {
-  upOutput = AddOutput(clusterSwitch, context.settings.domainLinkLatency);
-  clusterSwitch->AddOutput(this, context.settings.domainLinkLatency);
+  upOutput = AddOutput(clusterSwitch, context.settings.domainLink);
+  clusterSwitch->AddOutput(this, context.settings.domainLink);
 }
 
 uint32 PeDomain::Route(const OperandMessage& message) const {

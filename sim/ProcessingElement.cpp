@@ -44,8 +44,9 @@ ProcessingElement::ProcessingElement(const Context& context, uint32 number, Memo
 }
 
 void ProcessingElement::Join(PeDomain* domain) {
-  link = std::make_unique<Link>(context, this, domain, domain, domain->AddInput(),
-                                context.settings.peLinkLatency);
+  const LinkSettings& settings = context.settings.peLink;
+  link = std::make_unique<Link>(context, this, domain, domain, domain->AddInput(settings),
+                                settings.latency);
 }
 
 uint32 ProcessingElement::Place(const Resident& resident, uint32 threads) {

@@ -19,7 +19,7 @@ Link::Link(const Context& context, Unit* from, Unit* to, Router* router, uint32 
 }
 
 bool Link::IsFree(Cycle now) const {
-  return lastUse != now && (router == nullptr || router->HasRoom(input, now));
+  return lastUse != now && (router == nullptr || router->HasCredit(input, now));
 }
 
 void Link::Send(OperandMessage* message, Cycle now) {
@@ -34,24 +34,27 @@ void Link::Send(OperandMessage* message, Cycle now) {
 Router::Router(const std::string& name, const Context& context)
     : Unit(name, context.scheduler), context(context) {}
 
-uint32 Router::AddInput() {
-  inputs.emplace_back(context.settings.linkQueue);
+uint32 Router::AddInput(const LinkSettings& link) {
+  inputs.emplace_back(link);
   return static_cast<uint32>(inputs.size() - 1);
 }
 
-uint32 Router::AddOutput(Router* to, uint32 latency) {
-  outputs.emplace_back(context, this, to, to, to->AddInput(), latency);
+uint32 Router::AddOutput(Router* to, const LinkSettings& link) {
+  outputs.emplace_back(context, this, to, to, to->AddInput(link), link.latency);
   return static_cast<uint32>(outputs.size() - 1);
 }
 
-uint32 Router::AddSink(Unit* to, uint32 latency) {
-  outputs.emplace_back(context, this, to, nullptr, 0, latency);
+uint32 Router::AddSink(Unit* to, const LinkSettings& link) {
+  outputs.emplace_back(context, this, to, nullptr, 0, link.latency);
   return static_cast<uint32>(outputs.size() - 1);
 }
 
-bool Router::HasRoom(uint32 input, Cycle now) const {
-  const Input& in = inputs[input];
-  return in.queue.Size() + (in.lastPop == now ? 1 : 0) < in.queue.Capacity();
+bool Router::HasCredit(uint32 input, Cycle now) {
+  Input& in = inputs[input];
+  while (!in.returning.IsEmpty() && in.returning.Front() <= now) {
+    in.returning.Pop();
+  }
+  return in.queue.Size() + in.returning.Size() < in.queue.Capacity();
 }
 
 void Router::ReceiveMessage(Message* m) {
@@ -103,7 +106,7 @@ bool Router::Serve(Input& input, Cycle now) {
     return false;
   }
   input.queue.Pop();
-  input.lastPop = now;
+  input.returning.Push(now + input.creditLatency);
   Leave(message, now);
   output.Send(message, now);
   Message::Release(message);

@@ -7,6 +7,7 @@
 
 #include "Core/Message.h"
 #include "sim/Context.h"
+#include "sim/Fifo.h"
 #include "sim/Messages.h"
 #include "sim/Unit.h"
 
@@ -16,13 +17,16 @@ class Router;
 
 // One direction of a wire between two units. It carries one message a cycle, which arrives after
 // the wire's latency; messages may follow each other before the first has arrived.
+//
+// The sender has credits. A message spends one when it enters the wire; it is back one latency
+// after the message has left the queue at the wire's end (LinkSettings).
 class Link {
  public:
   // Declares `to` a receiver of `from`. The message waits in queue `input` of `router`, which is
   // `to`, or is taken at once where `router` is null.
   Link(const Context& context, Unit* from, Unit* to, Router* router, uint32 input, uint32 latency);
 
-  // Whether a message can be sent at cycle `now`: the wire is free and so is a place at its end.
+  // Whether a message can be sent at cycle `now`: the wire is free and the sender has a credit.
   bool IsFree(Cycle now) const;
 
   // Sends a message; IsFree must hold.
@@ -46,7 +50,6 @@ class Link {
 //
 // Each cycle every input may pass its first message on, and every output takes one. Inputs that
 // compete are served in the order in which they were served last, so none is passed over for ever.
-// A place in a queue that was freed in a cycle counts from the next one on.
 //
 // The network cannot deadlock. A message goes up from its processing element to the domain and to
 // the switch, then along the row of clusters, then along the column, then down through switch and
@@ -61,15 +64,16 @@ class Router : public Unit {
   void Tick(Cycle now) override;
   void ReceiveMessage(Message* m) override;
 
-  // Adds a queue; returns its number.
-  uint32 AddInput();
+  // Adds the queue at the end of a link; returns its number.
+  uint32 AddInput(const LinkSettings& link);
 
   // Adds a link to another router, or to a unit that takes every message; returns its number.
-  uint32 AddOutput(Router* to, uint32 latency);
-  uint32 AddSink(Unit* to, uint32 latency);
+  uint32 AddOutput(Router* to, const LinkSettings& link);
+  uint32 AddSink(Unit* to, const LinkSettings& link);
 
-  // Whether queue `input` takes a further message at cycle `now`.
-  bool HasRoom(uint32 input, Cycle now) const;
+  // Whether the sender of queue `input` has a credit at cycle `now`. Cycles never fall from call to
+  // call.
+  bool HasCredit(uint32 input, Cycle now);
 
  protected:
   // The output that brings a message nearer to its processing element.
@@ -84,10 +88,11 @@ class Router : public Unit {
 
  private:
   struct Input {
-    explicit Input(size_t capacity) : queue(capacity) {}
+    explicit Input(const LinkSettings& link) : queue(link.Credits()), creditLatency(link.latency) {}
 
-    MessageBuffer queue;
-    Cycle lastPop = 0;
+    MessageBuffer queue;  // what is under way, and what waits
+    Cycle creditLatency;
+    Fifo<Cycle> returning;  // when credits that are on their way back arrive
   };
 
   // Passes the first message of a queue on, if it has arrived and its output is free.

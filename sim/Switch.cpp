@@ -25,20 +25,20 @@ Switch::Switch(const Context& context, uint32 cluster)
 
 void Switch::Join(const std::vector<Switch*>& switches) {
   const uint32 side = context.shape.clusters;
-  const uint32 latency = context.settings.switchLinkLatency;
+  const LinkSettings& link = context.settings.switchLink;
   const uint32 column = cluster % side;
   const uint32 row = cluster / side;
   if (column + 1 < side) {
-    neighbours[EAST] = AddOutput(switches[cluster + 1], latency);
+    neighbours[EAST] = AddOutput(switches[cluster + 1], link);
   }
   if (column > 0) {
-    neighbours[WEST] = AddOutput(switches[cluster - 1], latency);
+    neighbours[WEST] = AddOutput(switches[cluster - 1], link);
   }
   if (row + 1 < side) {
-    neighbours[NORTH] = AddOutput(switches[cluster + side], latency);
+    neighbours[NORTH] = AddOutput(switches[cluster + side], link);
   }
   if (row > 0) {
-    neighbours[SOUTH] = AddOutput(switches[cluster - side], latency);
+    neighbours[SOUTH] = AddOutput(switches[cluster - side], link);
   }
 }
 

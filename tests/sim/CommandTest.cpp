@@ -221,7 +221,7 @@ TEST_F(CommandTest, OptionsBehindAFileOverrideIt) {
 
 TEST_F(CommandTest, OneWordSetsEveryOptionThatItsPatternCovers) {
   EXPECT_THAT(RunSimulator({"--settings", "-.*outFilename", "x", "-array/.*Queue", "9"}).out,
-              AllOf(HasSubstr("-outFilename \"x\"\n"), HasSubstr("-array/linkQueue 9\n"),
+              AllOf(HasSubstr("-outFilename \"x\"\n"), HasSubstr("-array/switchLinkQueue 9\n"),
                     HasSubstr("-array/outputQueue 9\n")));
 }
 
@@ -254,7 +254,7 @@ TEST_F(CommandTest, ZeroCountsAreErrors) {
   ExpectComplaint({"-array/clusters", "0"}, "-array/clusters must be from 1");
   ExpectComplaint({"-array/domains", "0"}, "-array/domains must be from 1");
   ExpectComplaint({"-array/pes", "0"}, "-array/pes must be from 1");
-  ExpectComplaint({"-array/linkQueue", "0"}, "-array/linkQueue must be from 1");
+  ExpectComplaint({"-array/peLinkQueue", "0"}, "-array/peLinkQueue must be from 1");
   ExpectComplaint({"-array/memoryLatency", "0"}, "-array/memoryLatency must be from 1");
   ExpectComplaint({"-array/window", "1"}, "-array/window must be from 2");
   ExpectComplaint({"-size", "0"}, "must be at least 1");

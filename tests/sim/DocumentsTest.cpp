@@ -5,6 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <map>
+#include <regex>
+#include <set>
 #include <sstream>
 
 #include "tests/sim/Laws.h"
@@ -88,7 +91,73 @@ TEST_F(DocumentsTest, EveryOptionIsDescribedWithItsDefault) {
     EXPECT_THAT(manual, HasSubstr("Fl " + name.substr(1))) << name;
     ++count;
   }
-  EXPECT_EQ(29U, count);
+  EXPECT_EQ(31U, count);
+}
+
+// A formula of the page, such as "2 * peLinkLatency + 3", for these values of its names.
+Cycle Evaluate(const std::string& formula, const std::map<std::string, Cycle>& values) {
+  Cycle sum = 0;
+  std::istringstream terms(std::regex_replace(formula, std::regex("\\(hops - 1\\)"), "steps"));
+  for (std::string term; std::getline(terms, term, '+');) {
+    Cycle product = 1;
+    std::istringstream factors(term);
+    for (std::string factor; factors >> factor;) {
+      if (factor != "*") {
+        product *= isdigit(factor[0]) != 0 ? std::stoull(factor) : values.at(factor);
+      }
+    }
+    sum += product;
+  }
+  return sum;
+}
+
+// Sends one operand from element to element, each time when the one before has arrived.
+struct Relay : public Program {
+  Relay() {
+    Value last = graph.Add(Opcode::ADD, {Later(), Number(1)});
+    graph.Start(last, 0, 1);
+    for (int n = 0; n < 60; ++n) {
+      last = graph.Add(Opcode::ADD, {last, Number(1)});
+    }
+  }
+  void ComputePlainly(SegmentData&) const override {}
+  void FillInput(SegmentData&, Random&) const override {}
+};
+
+TEST_F(DocumentsTest, AMessageThatWaitsForNothingTakesTheCyclesOfThePagesFormula) {
+  const std::string page = ReadDocument("simulator.md");
+  std::smatch found;
+  ASSERT_TRUE(std::regex_search(page, found,
+                                std::regex("\n(.*\\S) +within a domain\n(.*\\S) +elsewhere\n")));
+  RigOptions options;
+  options.words = ArrayWords(3, 2, 2);
+  const std::map<std::string, Cycle> latencies = {
+      {"peLinkLatency", 3}, {"domainLinkLatency", 5}, {"switchLinkLatency", 11}};
+  for (const auto& [name, cycles] : latencies) {
+    options.words.insert(options.words.end(), {"-array/" + name, std::to_string(cycles)});
+  }
+  options.placement = "random";
+  options.withLog = true;
+  std::istringstream log(RunOnArray(Relay(), options).log);
+  std::set<Cycle> hopsSeen;
+  Cycle sent = 0;
+  for (std::string line; std::getline(log, line);) {
+    std::istringstream words(line);
+    std::string kind;
+    Cycle now = 0;
+    std::string skipped;
+    Cycle hops = 0;
+    words >> kind >> now >> skipped >> skipped >> hops;
+    if (kind == "send") {
+      sent = now;
+    } else if (kind == "arrive") {
+      std::map<std::string, Cycle> values = latencies;
+      values["steps"] = hops - 1;
+      EXPECT_EQ(Evaluate(found[hops == 0 ? 1 : 2], values), now - sent) << hops << " hops";
+      hopsSeen.insert(hops);
+    }
+  }
+  EXPECT_EQ((std::set<Cycle>{0, 1, 2, 3, 4, 5}), hopsSeen);
 }
 
 TEST_F(DocumentsTest, EveryProgramAndPlacementIsDescribed) {

@@ -24,7 +24,9 @@ RigOptions DrawOptions(Random& random) {
   };
   set("window", 2, 5);
   set("outputQueue", 1, 4);
-  set("linkQueue", 1, 4);
+  set("peLinkQueue", 1, 4);
+  set("domainLinkQueue", 1, 4);
+  set("switchLinkQueue", 1, 4);
   set("fireLatency", 1, 3);
   set("peLinkLatency", 1, 3);
   set("domainLinkLatency", 1, 3);
@@ -80,8 +82,8 @@ TEST(PropertyTest, NarrowQueuesSlowAProgramDownButNeverStopIt) {
     RigOptions options;
     options.words = ArrayWords(4, 1, 1);
     options.words.insert(options.words.end(),
-                         {"-array/linkQueue", "1", "-array/outputQueue", "1", "-array/window", "2",
-                          "-array/operandBuffer", "4000"});
+                         {"-array/.*LinkQueue", "1", "-array/outputQueue", "1", "-array/window",
+                          "2", "-array/operandBuffer", "4000"});
     options.threads = 4;
     options.placement = "random";
     options.seed = seed;

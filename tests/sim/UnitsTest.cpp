@@ -431,24 +431,98 @@ std::vector<std::string> Uses(const std::string& log, const std::string& from,
   return uses;
 }
 
-TEST(LinkTest, APlaceThatWasFreedInACycleCountsFromTheNextOneOn) {
+// The cycles of these uses.
+std::vector<Cycle> CyclesOf(const std::vector<std::string>& uses) {
+  std::vector<Cycle> cycles;
+  for (const std::string& use : uses) {
+    cycles.push_back(std::stoull(use));
+  }
+  return cycles;
+}
+
+// The cycles in which the links of all three kinds are used by twelve messages that an element
+// sends to another cluster one after the other.
+std::vector<std::vector<Cycle>> UsesByAStream(Cycle latency, Cycle queue) {
   HandMade program;
   const Value first = program.graph.Add(Opcode::ADD, {Later(), Number(1)});
-  for (int n = 0; n < 3; ++n) {
-    program.graph.Add(Opcode::ADD, {first, Number(n)});
-  }
   program.graph.Start(first, 0, 1);
-  Message::MessageIdToken = 1;
+  // Operation n goes to element n modulo 4, each of which is a cluster of its own.
+  for (int n = 1; n < 48; ++n) {
+    program.graph.Add(Opcode::ADD, {n % 4 == 1 ? first : Later(), Number(n)});
+  }
+  std::vector<std::string> words = ArrayWords(2, 1, 1);
+  words.insert(words.end(), {"-array/.*LinkLatency", std::to_string(latency), "-array/.*LinkQueue",
+                             std::to_string(queue)});
+  const std::string log = RunByHand(program, words).log;
+  std::vector<std::vector<Cycle>> uses;
+  for (const auto& [from, to] : std::vector<std::pair<std::string, std::string>>{
+           {"array/c0_0/d0_0/pe0_0", "array/c0_0/d0_0"},
+           {"array/c0_0/d0_0", "array/c0_0/switch"},
+           {"array/c0_0/switch", "array/c1_0/switch"},
+           {"array/c1_0/switch", "array/c1_0/d0_0"},
+           {"array/c1_0/d0_0", "array/c1_0/d0_0/pe0_0"}}) {
+    uses.push_back(CyclesOf(Uses(log, from, to)));
+  }
+  return uses;
+}
+
+TEST(LinkTest, CarriesAMessageACycleHoweverLongItIsAndHoweverShortItsQueue) {
+  for (const Cycle latency : {1, 2, 3, 7, 40}) {
+    for (const Cycle queue : {1, 2, 5}) {
+      SCOPED_TRACE("latency " + std::to_string(latency) + ", queue " + std::to_string(queue));
+      const std::vector<std::vector<Cycle>> uses = UsesByAStream(latency, queue);
+      for (size_t link = 0; link < uses.size(); ++link) {
+        ASSERT_EQ(12U, uses[link].size());
+        for (size_t n = 0; n < 12; ++n) {
+          EXPECT_EQ(2 + link * latency + n, uses[link][n]) << "link " << link;
+        }
+      }
+    }
+  }
+}
+
+// The cycles in which an element sends forty messages to another one of its domain that gets forty
+// from a third one at the same time. The links take three cycles.
+std::vector<Cycle> UsesWhereTwoCompete(const std::string& queue) {
+  HandMade program;
+  const Value a = program.graph.Add(Opcode::ADD, {Later(), Number(1)});
+  const Value b = program.graph.Add(Opcode::ADD, {Later(), Number(1)});
+  program.graph.Start(a, 0, 1);
+  program.graph.Start(b, 0, 1);
+  // Operation n goes to element n modulo 4.
+  for (int n = 2; n < 160; ++n) {
+    program.graph.Add(Opcode::ADD, n % 4 == 3 ? std::vector<Value>{a, b}
+                                              : std::vector<Value>{Later(), Number(0)});
+  }
   std::vector<std::string> words = ArrayWords(1, 1, 2);
-  words.insert(words.end(), {"-array/linkQueue", "1"});
-  const RigResult narrow = RunByHand(program, words);
-  EXPECT_THAT(Uses(narrow.log, "array/c0_0/d0_0/pe0_0", "array/c0_0/d0_0"),
-              ElementsAre("2 1", "4 2", "6 3"));
-  Message::MessageIdToken = 1;
-  words.back() = "2";
-  const RigResult wide = RunByHand(program, words);
-  EXPECT_THAT(Uses(wide.log, "array/c0_0/d0_0/pe0_0", "array/c0_0/d0_0"),
-              ElementsAre("2 1", "3 2", "4 3"));
+  words.insert(words.end(), {"-array/peLinkLatency", "3", "-array/peLinkQueue", queue,
+                             "-array/operandBuffer", "1000"});
+  return CyclesOf(Uses(RunByHand(program, words).log, "array/c0_0/d0_0/pe0_0", "array/c0_0/d0_0"));
+}
+
+TEST(LinkTest, ACreditIsBackOneLatencyAfterItsMessageHasLeftTheQueue) {
+  // A queue of one and the round trip make six credits, spent from cycle 2 on. Messages arrive at 5
+  // and leave at 5, 7, 9 and so on, in turn with the other element's.
+  const std::vector<Cycle> uses = UsesWhereTwoCompete("1");
+  ASSERT_EQ(40U, uses.size());
+  for (size_t n = 0; n < uses.size(); ++n) {
+    EXPECT_EQ(n < 6 ? 2 + n : 8 + 2 * (n - 6), uses[n]) << "message " << n;
+  }
+}
+
+TEST(LinkTest, ALongerQueueTakesAsManyMoreMessagesBeforeTheSenderWaits) {
+  const std::vector<Cycle> shorter = UsesWhereTwoCompete("1");
+  for (const size_t more : {1U, 2U, 9U}) {
+    const std::vector<Cycle> longer = UsesWhereTwoCompete(std::to_string(1 + more));
+    ASSERT_EQ(40U, longer.size());
+    // The sender goes on every cycle until the credits have run out, and then in the same rhythm.
+    for (size_t n = 0; n + more < longer.size(); ++n) {
+      if (longer[n + more] > longer[0] + n + more) {
+        EXPECT_EQ(shorter[n], longer[n + more]) << "message " << n << ", " << more << " more";
+      }
+    }
+    EXPECT_LT(longer[20], shorter[20]);
+  }
 }
 
 TEST(RouterTest, InputsThatCompeteTakeTurns) {
