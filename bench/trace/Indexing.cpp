@@ -79,7 +79,7 @@ double MeasureStates(const Subject& subject, const TraceFile& trace, const Index
   const std::vector<double> byStep = Times(QUESTIONS, atStep);
   const std::vector<double> byCycle = Times(QUESTIONS, atCycle);
   Require(!fault, fault.Text());
-  const double bar = subject.options.shape.Side() <= 64 ? 1 : 2;
+  const double bar = subject.options.shape.Columns() <= 64 ? 1 : 2;
   AtMost("state at a random step, median", Median(byStep) * 1e3, "ms", bar);
   AtMost("state at a random cycle, median", Median(byCycle) * 1e3, "ms", bar);
   AtMost("  the slowest of a hundred steps", Quantile(byStep, 0.99) * 1e3, "ms", bar);
@@ -151,7 +151,7 @@ Latencies MeasureIndex(const Subject& subject) {
   const std::unique_ptr<TraceFile> trace = OpenTrace(subject);
   const std::vector<Time> times = Alternate(
       subject.repetitions, {[&] { DecodePlainly(subject); }, [&] { BuildIndex(subject, *trace); }});
-  const bool small = subject.options.shape.Side() <= 64;
+  const bool small = subject.options.shape.Columns() <= 64;
   AtMost("building the index against decoding by blocks (elapsed)",
          times[1].elapsed / times[0].elapsed, "x", small ? 3 : 4);
   Note("  the same by processor time, both threads", times[1].processor / times[0].processor, "x");

@@ -294,7 +294,7 @@ uint64_t CountChanges(const std::string& name, const Answer& answer, uint32_t si
 }
 
 void MeasureGtkwave(const Subject& subject, const Answer& answer, double open, double ask) {
-  const uint32_t side = subject.options.shape.Side();
+  const uint32_t side = subject.options.shape.Columns();
   const std::string vcd = subject.folder + "/events.vcd";
   const std::string fst = subject.folder + "/events.fst";
   const std::string back = subject.folder + "/back.vcd";

@@ -51,7 +51,7 @@ Subject MakeSubject(const std::string& folder, uint32_t side, SynthOptions::Mode
 }
 
 std::string Describe(const Subject& subject) {
-  const std::string side = std::to_string(subject.options.shape.Side());
+  const std::string side = std::to_string(subject.options.shape.Columns());
   return (subject.options.mode == SynthOptions::PROGRAMS ? "Programs, " : "Random, ") + side +
          " x " + side + " PEs, " +
          std::to_string(subject.options.records / 100000 / 10.0).substr(0, 4) + " M records";

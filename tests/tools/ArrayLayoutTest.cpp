@@ -9,8 +9,8 @@ namespace marrowfin {
 namespace {
 
 std::string Text(const ArrayShape& shape) {
-  return "-c " + std::to_string(shape.clusters) + " -d " + std::to_string(shape.domains) + " -p " +
-         std::to_string(shape.pes);
+  return "-c " + std::to_string(shape.clusters.columns) + " -d " +
+         std::to_string(shape.domains.columns) + " -p " + std::to_string(shape.pes.columns);
 }
 
 CaptureEvent FireOn(uint32_t device, uint16_t column, uint16_t row) {
@@ -48,11 +48,13 @@ bool IsBestShape(const ArrayShape& shape, uint32_t extent) {
     return std::abs(static_cast<int>(clusters) - static_cast<int>(pes));
   };
   for (uint32_t pes = 2; pes <= 8; ++pes) {
-    for (uint32_t clusters = 1; 2 * clusters * pes <= shape.Side(); ++clusters) {
+    for (uint32_t clusters = 1; 2 * clusters * pes <= shape.Columns(); ++clusters) {
       const uint32_t side = 2 * clusters * pes;
       const bool isBetter =
-          side < shape.Side() || distance(clusters, pes) < distance(shape.clusters, shape.pes) ||
-          (distance(clusters, pes) == distance(shape.clusters, shape.pes) && pes > shape.pes);
+          side < shape.Columns() ||
+          distance(clusters, pes) < distance(shape.clusters.columns, shape.pes.columns) ||
+          (distance(clusters, pes) == distance(shape.clusters.columns, shape.pes.columns) &&
+           pes > shape.pes.columns);
       if (side >= extent && isBetter) {
         return false;
       }
@@ -65,11 +67,11 @@ TEST(ArrayLayoutTest, EveryExtentGetsTheSmallestShapeThatLooksWell) {
   for (uint32_t extent = 3; extent <= 4096; ++extent) {
     const ArrayShape shape = ShapeFor(extent);
     SCOPED_TRACE("extent " + std::to_string(extent) + ": " + Text(shape));
-    ASSERT_GE(shape.Side(), extent);
-    ASSERT_LE(shape.Side(), extent + 3);
-    ASSERT_EQ(2u, shape.domains);
-    ASSERT_GE(shape.pes, 2u);
-    ASSERT_LE(shape.pes, 8u);
+    ASSERT_GE(shape.Columns(), extent);
+    ASSERT_LE(shape.Columns(), extent + 3);
+    ASSERT_EQ(2u, shape.domains.columns);
+    ASSERT_GE(shape.pes.columns, 2u);
+    ASSERT_LE(shape.pes.columns, 8u);
     ASSERT_TRUE(IsBestShape(shape, extent));
   }
 }

@@ -55,8 +55,9 @@ std::string SummaryAsJson(const std::string& name, const Summary& s) {
     json["recordsOfFurtherThreads"] = s.otherThreads;
   }
   if (const auto shape = SuggestShape(s)) {
-    json["view"] = {
-        {"clusters", shape->clusters}, {"domains", shape->domains}, {"pes", shape->pes}};
+    json["view"] = {{"clusters", shape->clusters.columns},
+                    {"domains", shape->domains.columns},
+                    {"pes", shape->pes.columns}};
   }
   if (s.end) {
     json["fault"] = AsJson(s.end);

@@ -55,16 +55,16 @@ nlohmann::json Colors(const std::vector<Color>& colors, uint32_t side) {
 
 std::string StateAsJson(const std::string& name, const ArrayState& s) {
   nlohmann::json json = {{"trace", name},
-                         {"clusters", s.shape.clusters},
-                         {"domains", s.shape.domains},
-                         {"pes", s.shape.pes},
+                         {"clusters", s.shape.clusters.columns},
+                         {"domains", s.shape.domains.columns},
+                         {"pes", s.shape.pes.columns},
                          {"step", s.step},
                          {"cycle", s.cycle},
                          {"firstRecord", s.first},
                          {"records", s.last - s.first},
                          {"shown", s.shown},
-                         {"elements", Colors(s.elements, s.shape.Side())},
-                         {"switches", Colors(s.switches, s.shape.clusters)},
+                         {"elements", Colors(s.elements, s.shape.Columns())},
+                         {"switches", Colors(s.switches, s.shape.clusters.columns)},
                          {"messages", nlohmann::json::array()}};
   for (const LiveMessage& m : s.messages) {
     json["messages"].push_back({{"record", m.record},
@@ -93,8 +93,8 @@ void Print(const std::string& name, const ArrayState& s, std::ostream& out) {
   const Color element = UntouchedElementColor(s.step);
   const Color filed = UntouchedSwitchColor(s.step);
   out << "untouched elements " << Hex(element) << ", untouched switches " << Hex(filed) << "\n";
-  PrintTouched("element", s.elements, s.shape.Side(), element, out);
-  PrintTouched("switch", s.switches, s.shape.clusters, filed, out);
+  PrintTouched("element", s.elements, s.shape.Columns(), element, out);
+  PrintTouched("switch", s.switches, s.shape.clusters.columns, filed, out);
   for (const LiveMessage& m : s.messages) {
     out << "message " << m.from.column << " " << m.from.row << " to " << m.to.column << " "
         << m.to.row << " " << Hex(m.color) << " age " << m.age << "\n";

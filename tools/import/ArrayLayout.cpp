@@ -18,7 +18,8 @@ ArrayShape Split(uint32_t half) {
   for (uint32_t pes = mostPes; pes >= std::min(half, 2u); --pes) {
     const uint32_t clusters = half / pes;
     if (half % pes == 0 &&
-        (best.pes == 0 || Distance(clusters, pes) < Distance(best.clusters, best.pes))) {
+        (best.pes.columns == 0 ||
+         Distance(clusters, pes) < Distance(best.clusters.columns, best.pes.columns))) {
       best = {clusters, domainsPerCluster, pes};
     }
   }
@@ -38,7 +39,7 @@ uint32_t ExtentOf(const CaptureEvent& event) {
 ArrayShape ShapeFor(uint32_t extent) {
   uint32_t half = std::max((extent + 1) / 2, 1u);
   ArrayShape shape = Split(half);
-  while (shape.pes == 0) {
+  while (shape.pes.columns == 0) {
     shape = Split(++half);
   }
   return shape;
@@ -59,8 +60,9 @@ ArrayLayout::ArrayLayout(const Capture& capture) : perRow(1) {
     ++perRow;
   }
   shape = ShapeFor(extent);
-  pitch = shape.Side();
-  shape.clusters *= perRow;
+  pitch = shape.Columns();
+  shape.clusters.columns *= perRow;
+  shape.clusters.rows *= perRow;
 }
 
 uint32_t ArrayLayout::IndexOf(uint32_t device) const {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "tools/import/Capture.h"
-#include "trace/base/Place.h"
+#include "trace/base/ArrayShape.h"
 
 namespace marrowfin {
 

@@ -66,7 +66,7 @@ void WriteEvents(const Capture& capture, Converter& converter, TraceWriter& writ
 
 MaybeFailure CheckSize(const Capture& capture, const ArrayLayout& layout,
                        const ConversionOptions& options, const std::string& input) {
-  const uint32_t side = layout.Shape().Side();
+  const uint32_t side = layout.Shape().Columns();
   if (side > longestArraySide) {
     return Failure{
         EXIT_INPUT,

@@ -20,8 +20,8 @@ std::string Quoted(const std::string& text) {
 std::string ViewCommand(const ImportReport& report) {
   const ArrayShape& shape = report.layout.Shape();
   std::ostringstream command;
-  command << "marrowfin -c " << shape.clusters << " -d " << shape.domains << " -p " << shape.pes
-          << " -f " << ShellWord(report.output);
+  command << "marrowfin -c " << shape.clusters.columns << " -d " << shape.domains.columns << " -p "
+          << shape.pes.columns << " -f " << ShellWord(report.output);
   return command.str();
 }
 
@@ -130,10 +130,10 @@ Json DevicesAsJson(const ArrayLayout& layout) {
 
 Json ViewAsJson(const ImportReport& report) {
   const ArrayShape& shape = report.layout.Shape();
-  return {{"clusters", shape.clusters},
-          {"domains", shape.domains},
-          {"pes", shape.pes},
-          {"positions_per_side", shape.Side()},
+  return {{"clusters", shape.clusters.columns},
+          {"domains", shape.domains.columns},
+          {"pes", shape.pes.columns},
+          {"positions_per_side", shape.Columns()},
           {"command", ViewCommand(report)}};
 }
 

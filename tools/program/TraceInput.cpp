@@ -76,7 +76,7 @@ MaybeFailure OpenIndexed(const std::string& name, const Console& console, Indexe
 }
 
 void ShapeFlags::Declare(CLI::App& app) {
-  const auto positive = CLI::Range(1U, 4096U);
+  const auto positive = CLI::Range(1U, ArrayShape::LONGEST_SIDE);
   app.add_option("-c,--clusters", clusters, "Clusters along each axis")->check(positive);
   app.add_option("-d,--domains", domains, "Domains per cluster along each axis")->check(positive);
   app.add_option("-p,--pes", pes, "Processing elements per domain along each axis")
@@ -84,9 +84,7 @@ void ShapeFlags::Declare(CLI::App& app) {
 }
 
 MaybeFailure ShapeFlags::Check() const {
-  constexpr uint64_t MAX_SIDE = 4096;
-  const ArrayShape shape = Shape();
-  if (uint64_t{shape.clusters} * shape.domains * shape.pes > MAX_SIDE) {
+  if (!Shape().IsDrawable()) {
     return Failure{EXIT_USAGE, "an array of more than 4096 positions along each axis",
                    "Give smaller counts with -c, -d and -p."};
   }
@@ -95,8 +93,8 @@ MaybeFailure ShapeFlags::Check() const {
 
 ArrayShape ShapeFlags::Shape() const {
   const ArrayShape usual;
-  return {clusters.value_or(usual.clusters), domains.value_or(usual.domains),
-          pes.value_or(usual.pes)};
+  return {clusters.value_or(usual.clusters.columns), domains.value_or(usual.domains.columns),
+          pes.value_or(usual.pes.columns)};
 }
 
 MaybeFailure ShapeFlags::ShapeFor(const std::string& name, const Summary& summary,
@@ -115,8 +113,8 @@ MaybeFailure ShapeFlags::ShapeFor(const std::string& name, const Summary& summar
 }
 
 std::string ShapeText(const ArrayShape& shape) {
-  return "-c " + std::to_string(shape.clusters) + " -d " + std::to_string(shape.domains) + " -p " +
-         std::to_string(shape.pes);
+  return "-c " + std::to_string(shape.clusters.columns) + " -d " +
+         std::to_string(shape.domains.columns) + " -p " + std::to_string(shape.pes.columns);
 }
 
 }  // namespace marrowfin

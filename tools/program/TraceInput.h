@@ -8,7 +8,7 @@
 
 #include "tools/program/Failure.h"
 #include "tools/program/Subcommand.h"
-#include "trace/base/Place.h"
+#include "trace/base/ArrayShape.h"
 #include "trace/index/Index.h"
 #include "trace/read/Reader.h"
 #include "trace/read/Summary.h"

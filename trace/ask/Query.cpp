@@ -29,14 +29,13 @@ uint32_t TypeOf(Activity kind) {
 }  // namespace
 
 Region Region::Domain(const ArrayShape& shape, uint32_t column, uint32_t row) {
-  const Place first = {column * shape.pes, row * shape.pes};
-  return {first, {first.column + shape.pes - 1, first.row + shape.pes - 1}};
+  const Place first = shape.FirstOfDomain({column, row});
+  return {first, {first.column + shape.pes.columns - 1, first.row + shape.pes.rows - 1}};
 }
 
 Region Region::Cluster(const ArrayShape& shape, uint32_t column, uint32_t row) {
-  const uint32_t side = shape.ClusterSide();
-  const Place first = {column * side, row * side};
-  return {first, {first.column + side - 1, first.row + side - 1}};
+  const Place first = shape.FirstOfCluster({column, row});
+  return {first, {first.column + shape.ClusterColumns() - 1, first.row + shape.ClusterRows() - 1}};
 }
 
 bool EventFilter::Matches(const TraceEvent& event) const {

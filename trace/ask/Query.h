@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "trace/ask/ActivityReader.h"
+#include "trace/base/ArrayShape.h"
 #include "trace/base/Fault.h"
 #include "trace/index/Index.h"
 #include "trace/read/Columns.h"

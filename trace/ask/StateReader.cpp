@@ -23,12 +23,7 @@ Touch MakeTouch(uint32_t thread, uint64_t age) {
 
 // The number of the switch that is filed at `place`, row by row; nothing but -1 for other places.
 int64_t SwitchNumber(const ArrayShape& shape, Place place) {
-  if (!shape.HasSwitch(place)) {
-    return -1;
-  }
-  const uint32_t column = (place.column - 4) / shape.ClusterSide();
-  const uint32_t row = (place.row - 4) / shape.ClusterSide();
-  return static_cast<int64_t>(row) * shape.clusters + column;
+  return shape.HasSwitch(place) ? static_cast<int64_t>(shape.SwitchNumber(place)) : -1;
 }
 
 Fault NoSuchStep(const std::string& name, uint64_t step, uint64_t steps) {
@@ -155,8 +150,8 @@ bool StateReader::Fill(const Clock& clock, ArrayState& state, Fault& fault,
     return false;
   }
   Touches touches;
-  touches.elements.assign(static_cast<size_t>(shape.Side()) * shape.Side(), NEVER);
-  touches.switches.assign(static_cast<size_t>(shape.clusters) * shape.clusters, NEVER);
+  touches.elements.assign(shape.Elements(), NEVER);
+  touches.switches.assign(shape.Switches(), NEVER);
   uint64_t next = state.first;
   if (!FromKeyframe(clock, state, touches, next, fault) ||
       !ApplyRecords(clock, next, state.last, false, touches, fault,
@@ -203,10 +198,9 @@ bool StateReader::FromKeyframe(const Clock& clock, const ArrayState& state, Touc
     const uint64_t age = touch.age >= cap ? OLD : clock.Age(~uint64_t{0}, before, touch.change);
     return touch.touched ? MakeTouch(touch.thread, age) : NEVER;
   };
-  const uint32_t side = shape.Side();
-  for (uint32_t row = 0; row < std::min(boundary.rows, side); ++row) {
-    for (uint32_t column = 0; column < std::min(boundary.columns, side); ++column) {
-      touches.elements[static_cast<size_t>(row) * side + column] = touchOf(
+  for (uint32_t row = 0; row < std::min(boundary.rows, shape.Rows()); ++row) {
+    for (uint32_t column = 0; column < std::min(boundary.columns, shape.Columns()); ++column) {
+      touches.elements[shape.ElementNumber({column, row})] = touchOf(
           TouchCode::ELEMENT_CAP, codes[static_cast<size_t>(row) * boundary.columns + column]);
     }
   }
@@ -235,12 +229,11 @@ bool StateReader::ForgetSkipped(const Clock& clock, uint64_t until, Touches& tou
       !activity.Count(clock.start + 1, until, TRANSMISSIONS, transmissions, fault)) {
     return false;
   }
-  const uint32_t side = shape.Side();
-  for (uint32_t row = 0; row < side; ++row) {
-    for (uint32_t column = 0; column < side; ++column) {
+  for (uint32_t row = 0; row < shape.Rows(); ++row) {
+    for (uint32_t column = 0; column < shape.Columns(); ++column) {
       const bool inside = row < activity.RowCount() && column < activity.ColumnCount();
       if (!inside || fires[static_cast<size_t>(row) * activity.ColumnCount() + column] == 0) {
-        touches.elements[static_cast<size_t>(row) * side + column] = NEVER;
+        touches.elements[shape.ElementNumber({column, row})] = NEVER;
       }
     }
   }
@@ -269,7 +262,6 @@ bool StateReader::ApplyRecords(const Clock& clock, uint64_t first, uint64_t last
     return ApplyRecords(clock, last - 1, last, true, touches, fault) &&
            ApplyRecords(clock, first, last - 1, true, touches, fault);
   }
-  const uint32_t side = shape.Side();
   bool hasBefore = first > 0;
   const bool walked = Walk(
       trace, index, first, last,
@@ -280,9 +272,9 @@ bool StateReader::ApplyRecords(const Clock& clock, uint64_t first, uint64_t last
           const Place at = columns.at[i];
           Touch* touched = nullptr;
           if (type == FIRE_RECORD && shape.HasElement(at)) {
-            touched = &touches.elements[static_cast<size_t>(at.row) * side + at.column];
+            touched = &touches.elements[shape.ElementNumber(at)];
           } else if (type == SWITCH_RECORD && shape.HasSwitch(at)) {
-            touched = &touches.switches[static_cast<size_t>(SwitchNumber(shape, at))];
+            touched = &touches.switches[shape.SwitchNumber(at)];
           } else if (type != SEND_RECORD) {
             fault = Contradiction(trace, index);
             return false;
@@ -350,7 +342,8 @@ bool StateReader::CheckLocations(const ArrayState& state, Fault& fault,
   const bool switchesFit = summary.switchesComplete &&
                            std::all_of(summary.switchPlaces.begin(), summary.switchPlaces.end(),
                                        [&](Place place) { return shape.HasSwitch(place); });
-  if (switchesFit && std::max(summary.fired.columns, summary.fired.rows) <= shape.Side()) {
+  if (switchesFit && summary.fired.columns <= shape.Columns() &&
+      summary.fired.rows <= shape.Rows()) {
     return true;
   }
   const bool walked = Walk(
@@ -402,13 +395,12 @@ void StateReader::Paint(const Clock& clock, const Touches& touches, ArrayState& 
 bool StateReader::FillCycleUnordered(uint64_t cycle, ArrayState& state, Fault& fault,
                                      const ProgressCallback& progress) const {
   state.shape = shape;
-  const uint32_t side = shape.Side();
   struct Seen {
     uint64_t step = 0;
     uint32_t thread = 0;
   };
-  std::vector<Seen> elements(static_cast<size_t>(side) * side);
-  std::vector<Seen> switches(static_cast<size_t>(shape.clusters) * shape.clusters);
+  std::vector<Seen> elements(shape.Elements());
+  std::vector<Seen> switches(shape.Switches());
   std::deque<LiveMessage> messages;  // with their steps for ages
   const auto take = [&](const Columns& columns, size_t i) {
     if (state.step == 0 || columns.cycle[i] != state.cycle) {
@@ -419,9 +411,9 @@ bool StateReader::FillCycleUnordered(uint64_t cycle, ArrayState& state, Fault& f
     const Place at = columns.at[i];
     const uint32_t thread = columns.tag[i].thread;
     if (columns.tag[i].type == FIRE_RECORD) {
-      elements[static_cast<size_t>(at.row) * side + at.column] = {state.step, thread};
+      elements[shape.ElementNumber(at)] = {state.step, thread};
     } else if (columns.tag[i].type == SWITCH_RECORD) {
-      switches[static_cast<size_t>(SwitchNumber(shape, at))] = {state.step, thread};
+      switches[shape.SwitchNumber(at)] = {state.step, thread};
     } else {
       messages.push_back({columns.firstRecord + i, thread, at, columns.to[i], state.step, Color()});
     }

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "trace/ask/Fade.h"
+#include "trace/base/ArrayShape.h"
 #include "trace/base/Fault.h"
-#include "trace/base/Place.h"
 #include "trace/index/Index.h"
 #include "trace/read/TraceFile.h"
 
@@ -30,8 +30,8 @@ struct ArrayState {
   uint64_t first = 0;  // the records applied: `first` up to `last`, not included
   uint64_t last = 0;
   bool shown = true;  // false where the step meets the end of the trace and is never drawn
-  std::vector<Color> elements;        // Side() x Side(), row by row
-  std::vector<Color> switches;        // clusters x clusters, row by row
+  std::vector<Color> elements;        // by number, row by row
+  std::vector<Color> switches;        // likewise
   std::vector<LiveMessage> messages;  // in order of the trace
 };
 

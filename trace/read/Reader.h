@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "trace/base/ArrayShape.h"
 #include "trace/base/Fault.h"
 #include "trace/read/ByteSource.h"
 #include "trace/read/Columns.h"

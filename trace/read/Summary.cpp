@@ -7,17 +7,17 @@ namespace marrowfin {
 
 namespace {
 
-constexpr uint64_t MAX_SIDE = 4096;
+constexpr uint64_t MAX_SIDE = ArrayShape::LONGEST_SIDE;
 
 // The largest distance that separates all switch positions along both axes, 0 for a single one.
 // Nothing where a position is below the first switch's.
 std::optional<uint32_t> SwitchDistance(const std::vector<Place>& places) {
   uint32_t distance = 0;
   for (const Place& place : places) {
-    if (place.column < 4 || place.row < 4) {
+    if (place.column < FIRST_SWITCH || place.row < FIRST_SWITCH) {
       return std::nullopt;
     }
-    distance = std::gcd(distance, std::gcd(place.column - 4, place.row - 4));
+    distance = std::gcd(distance, std::gcd(place.column - FIRST_SWITCH, place.row - FIRST_SWITCH));
   }
   return distance;
 }
@@ -149,7 +149,7 @@ std::optional<ArrayShape> SuggestShape(const Summary& summary) {
   }
   uint64_t last = 0;  // the farthest switch, from the first
   for (const Place& place : summary.switchPlaces) {
-    last = std::max<uint64_t>({last, place.column - 4, place.row - 4});
+    last = std::max<uint64_t>({last, place.column - FIRST_SWITCH, place.row - FIRST_SWITCH});
   }
   // Without switches, or with a single one, clusters of eight as in the viewer's own default. Else
   // switches may stand on every second cluster or third: what divides their distance will do.

@@ -8,6 +8,7 @@
 #include <span>
 #include <vector>
 
+#include "trace/base/ArrayShape.h"
 #include "trace/base/Fault.h"
 #include "trace/base/Place.h"
 #include "trace/base/PlaceTable.h"
@@ -105,7 +106,8 @@ class Summarizer {
 
 // An array whose picture shows every location of the trace, switches included, with the largest
 // clusters that the switches allow and as few of them as will do; nothing where no array that a
-// viewer can show does (switches at places that fit no grid, or a side above 4096).
+// viewer can show does (switches at places that fit no grid, or a side above
+// ArrayShape::LONGEST_SIDE).
 std::optional<ArrayShape> SuggestShape(const Summary& summary);
 
 }  // namespace marrowfin

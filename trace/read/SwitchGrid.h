@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "trace/base/Place.h"
+#include "trace/base/ArrayShape.h"
 #include "trace/read/Columns.h"
 
 namespace marrowfin {
@@ -16,7 +16,7 @@ namespace marrowfin {
 // of s = o * 2^k, o odd, is divided by s when it is multiplied by the inverse of o modulo 2^32 and
 // turned right by k bits; from any other number the same makes a quotient above all that fit into
 // 32 bits (Granlund and Montgomery, Division by Invariant Integers using Multiplication, 1994). So
-// one comparison with the number of clusters tells both.
+// one comparison with the number of clusters tells both. Each axis has numbers of its own.
 class SwitchGrid {
  public:
   explicit SwitchGrid(const ArrayShape& shape);
@@ -29,9 +29,18 @@ class SwitchGrid {
   bool FitsAvx2(const Columns& columns) const;
 
  private:
-  uint32_t inverse;
-  int shift;
-  uint32_t clusters;
+  struct Axis {
+    Axis(uint32_t clusterSide, uint32_t clusters);
+    bool Fits(uint32_t index) const;
+    bool FitsAll(uint32_t most, uint32_t bits) const;
+
+    uint32_t inverse;
+    int shift;
+    uint32_t clusters;
+  };
+
+  Axis columnAxis;
+  Axis rowAxis;
 };
 
 }  // namespace marrowfin

@@ -31,8 +31,7 @@ class Random {
 };
 
 Place SwitchOf(const ArrayShape& shape, Place element) {
-  const uint32_t side = shape.ClusterSide();
-  return {element.column / side * side + 4, element.row / side * side + 4};
+  return shape.SwitchOf(shape.ClusterOf(element));
 }
 
 // Writes records and counts them, up to a number.
@@ -82,8 +81,7 @@ class Output {
 class Loop {
  public:
   Loop(Random& random, const ArrayShape& shape) : shape(shape) {
-    const uint32_t side = shape.Side();
-    home = {random.Below(side), random.Below(side)};
+    home = {random.Below(shape.Columns()), random.Below(shape.Rows())};
     operations.resize(8 + random.Below(57));
     for (Place& operation : operations) {
       operation = Near(random);
@@ -111,10 +109,16 @@ class Loop {
   // Three of four operations lie in the domain of the first, most others in its cluster.
   Place Near(Random& random) const {
     const uint32_t kind = random.Below(20);
-    const uint32_t extent = kind < 15 ? shape.pes : kind < 19 ? shape.ClusterSide() : shape.Side();
-    const uint32_t column = home.column / extent * extent;
-    const uint32_t row = home.row / extent * extent;
-    return {column + random.Below(extent), row + random.Below(extent)};
+    const Place domain = shape.FirstOfDomain(shape.DomainOf(home));
+    const Place cluster = shape.FirstOfCluster(shape.ClusterOf(home));
+    return kind < 15   ? Within(random, domain, shape.pes)
+           : kind < 19 ? Within(random, cluster, {shape.ClusterColumns(), shape.ClusterRows()})
+                       : Within(random, {}, {shape.Columns(), shape.Rows()});
+  }
+
+  static Place Within(Random& random, Place first, PerAxis extent) {
+    const uint32_t column = first.column + random.Below(extent.columns);
+    return {column, first.row + random.Below(extent.rows)};
   }
 
   ArrayShape shape;
@@ -126,7 +130,7 @@ class Loop {
 
 void SynthesizePrograms(const SynthOptions& options, Random& random, Output& output) {
   // Enough loops at a time that a larger array is busier.
-  const uint32_t perThread = std::max(1U, options.shape.Side() / 8);
+  const uint32_t perThread = std::max({1U, options.shape.Columns() / 8, options.shape.Rows() / 8});
   std::vector<Loop> loops;
   for (uint32_t i = 0; i < options.threads * perThread; ++i) {
     loops.emplace_back(random, options.shape);
@@ -150,12 +154,13 @@ void SynthesizePrograms(const SynthOptions& options, Random& random, Output& out
 }
 
 void SynthesizeRandom(const SynthOptions& options, Random& random, Output& output) {
-  const uint32_t side = options.shape.Side();
-  const uint32_t perCycle = std::max(2U, side * 2);
+  const uint32_t columns = options.shape.Columns();
+  const uint32_t rows = options.shape.Rows();
+  const uint32_t perCycle = std::max(2U, columns + rows);
   uint64_t cycle = 0;
   while (!output.Full()) {
-    const Place from = {random.Below(side), random.Below(side)};
-    const Place to = {random.Below(side), random.Below(side)};
+    const Place from = {random.Below(columns), random.Below(rows)};
+    const Place to = {random.Below(columns), random.Below(rows)};
     const uint32_t thread = random.Below(options.threads);
     const uint32_t kind = random.Below(10);
     if (kind < 5) {

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "trace/base/Place.h"
+#include "trace/base/ArrayShape.h"
 #include "trace/base/Progress.h"
 #include "trace/write/Writer.h"
 

@@ -92,8 +92,8 @@ TEST(StateTest, PiecesThatWereTouchedOnceKeepTheirColours) {
 // The natural reading, one event at a time: every event is applied, and a step is one cycle.
 struct NaturalModel {
   explicit NaturalModel(const ArrayShape& shape) : shape(shape) {
-    elements.resize(static_cast<size_t>(shape.Side()) * shape.Side());
-    switches.resize(static_cast<size_t>(shape.clusters) * shape.clusters);
+    elements.resize(static_cast<size_t>(shape.Columns()) * shape.Rows());
+    switches.resize(static_cast<size_t>(shape.clusters.columns) * shape.clusters.rows);
   }
 
   void Apply(const Event& event, uint64_t record) {
@@ -103,10 +103,10 @@ struct NaturalModel {
     cycle = event.cycle;
     const Touched touched = {step, event.thread};
     if (event.type == FIRE_RECORD) {
-      elements[event.at.row * shape.Side() + event.at.column] = touched;
+      elements[event.at.row * shape.Columns() + event.at.column] = touched;
     } else if (event.type == SWITCH_RECORD) {
-      switches[(event.at.row - 4) / shape.ClusterSide() * shape.clusters +
-               (event.at.column - 4) / shape.ClusterSide()] = touched;
+      switches[(event.at.row - 4) / shape.ClusterRows() * shape.clusters.columns +
+               (event.at.column - 4) / shape.ClusterColumns()] = touched;
     } else {
       messages.push_back({record, event.thread, event.at, event.to, step, Color()});
     }
@@ -196,6 +196,22 @@ TEST(StateTest, StateAtACycleAcrossKeyframesHasEveryEventUpToIt) {
   options.records = 150000;
   options.perCycle = 300;
   CompareCycles(RandomEvents(random, options), options.shape, 25, random);
+}
+
+TEST(StateTest, ArrayThatIsLongerThanWideHasAStateAtACycleToo) {
+  std::mt19937 random(15);
+  RandomTraceOptions options;
+  options.shape = {{2, 3}, {1, 2}, {5, 3}};
+  for (const bool falling : {false, true}) {
+    options.records = 2000;
+    options.falling = falling;
+    CompareCycles(RandomEvents(random, options), options.shape, 20, random);
+    ASSERT_FALSE(HasFatalFailure());
+  }
+  options.records = 150000;
+  options.perCycle = 300;
+  options.falling = false;
+  CompareCycles(RandomEvents(random, options), options.shape, 10, random);
 }
 
 TEST(StateTest, EventAtALocationThatTheArrayLacksEndsWhatCanBeShown) {

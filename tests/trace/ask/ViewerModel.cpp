@@ -5,7 +5,8 @@
 namespace marrowfin::testing {
 
 ViewerModel::ViewerModel(const std::string& traceName, const ArrayShape& shape, uint64_t skipTo)
-    : shape(shape), grid(new Grid(shape.clusters, shape.domains, shape.pes)) {
+    : shape(shape),
+      grid(new Grid(shape.clusters.columns, shape.domains.columns, shape.pes.columns)) {
   vis.inFilename = traceName;
   vis.InitializeForRead();
   vis.SkipTo(skipTo);
@@ -41,7 +42,7 @@ Color ViewerModel::ColorOf(ArchitecturePiece* piece) const {
 }
 
 void ViewerModel::ExpectEqual(const ArrayState& state) const {
-  const uint32_t side = shape.Side();
+  const uint32_t side = shape.Columns();
   ASSERT_EQ(state.elements.size(), static_cast<size_t>(side) * side);
   for (uint32_t row = 0; row < side; ++row) {
     for (uint32_t column = 0; column < side; ++column) {
@@ -51,11 +52,11 @@ void ViewerModel::ExpectEqual(const ArrayState& state) const {
     }
   }
   ASSERT_EQ(state.switches.size(), grid->networkSwitches.size());
-  for (uint32_t row = 0; row < shape.clusters; ++row) {
-    for (uint32_t column = 0; column < shape.clusters; ++column) {
-      const Location place(4 + row * shape.ClusterSide(), 4 + column * shape.ClusterSide());
+  for (uint32_t row = 0; row < shape.clusters.rows; ++row) {
+    for (uint32_t column = 0; column < shape.clusters.columns; ++column) {
+      const Location place(4 + row * shape.ClusterRows(), 4 + column * shape.ClusterColumns());
       ASSERT_TRUE(ColorOf(grid->networkSwitches.at(place)) ==
-                  state.switches[row * shape.clusters + column])
+                  state.switches[row * shape.clusters.columns + column])
           << "switch " << column << ", " << row << ", step " << state.step;
     }
   }

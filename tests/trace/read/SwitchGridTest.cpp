@@ -12,9 +12,24 @@
 namespace marrowfin::testing {
 namespace {
 
-const ArrayShape SHAPES[] = {{1, 1, 1},  {4, 2, 4},  {4, 2, 8},   {3, 1, 7},    {5, 3, 2},
-                             {1, 1, 12}, {7, 2, 6},  {1, 1, 100}, {100, 1, 1},  {2, 5, 5},
-                             {8, 4, 8},  {1, 1, 96}, {9, 1, 3},   {4096, 1, 1}, {1, 4096, 1}};
+const ArrayShape SHAPES[] = {{1, 1, 1},
+                             {4, 2, 4},
+                             {4, 2, 8},
+                             {3, 1, 7},
+                             {5, 3, 2},
+                             {1, 1, 12},
+                             {7, 2, 6},
+                             {1, 1, 100},
+                             {100, 1, 1},
+                             {2, 5, 5},
+                             {8, 4, 8},
+                             {1, 1, 96},
+                             {9, 1, 3},
+                             {4096, 1, 1},
+                             {1, 4096, 1},
+                             {{4, 3}, {2, 1}, {4, 8}},
+                             {{3, 5}, {1, 3}, {7, 2}},
+                             {{2, 9}, {2, 1}, {4, 3}}};
 
 bool FitsOne(const SwitchGrid& grid, Place place) {
   auto columns = std::make_unique<Columns>();
@@ -31,7 +46,7 @@ bool FitsOne(const SwitchGrid& grid, Place place) {
 TEST(SwitchGridTest, EveryIndexNearTheArrayIsToldAsByDivision) {
   for (const ArrayShape& shape : SHAPES) {
     const SwitchGrid grid(shape);
-    for (uint32_t index = 0; index < 3 * shape.Side() + 20; ++index) {
+    for (uint32_t index = 0; index < 3 * std::max(shape.Columns(), shape.Rows()) + 20; ++index) {
       const Place inColumn = {index, 4};
       const Place inRow = {4, index};
       ASSERT_EQ(FitsOne(grid, inColumn), shape.HasSwitch(inColumn)) << index;
@@ -83,8 +98,9 @@ TEST(SwitchGridTest, OneSwitchThatDoesNotFitIsSeenAmongOthers) {
       bool all = true;
       for (Event& event : events) {
         event.type = SWITCH_RECORD;
-        event.at = {4 + static_cast<uint32_t>(random()) % shape.clusters * shape.ClusterSide(),
-                    4 + static_cast<uint32_t>(random()) % shape.clusters * shape.ClusterSide()};
+        event.at = {
+            4 + static_cast<uint32_t>(random()) % shape.clusters.columns * shape.ClusterColumns(),
+            4 + static_cast<uint32_t>(random()) % shape.clusters.rows * shape.ClusterRows()};
         if (random() % 40 == 0) {
           event.at.column += static_cast<uint32_t>(random()) % 9;
           event.at.row -= static_cast<uint32_t>(random()) % 3;

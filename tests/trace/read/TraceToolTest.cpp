@@ -222,7 +222,7 @@ TEST_F(TraceToolTest, SynthesizedTracesAreReadAlike) {
       options.mode = mode;
       options.shape = shape;
       options.records = 20000;
-      options.seed = 7 + shape.clusters;
+      options.seed = 7 + shape.clusters.columns;
       Writer writer;
       ASSERT_FALSE(writer.Open(Trace()));
       ASSERT_TRUE(Synthesize(options, writer, nullptr));

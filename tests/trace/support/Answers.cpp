@@ -163,8 +163,8 @@ class Asker {
     filter.firstRecord = RandomRecord();
     filter.lastRecord = filter.firstRecord + 20000;
     filter.switches = Draw() % 2 == 0;
-    const uint32_t column = static_cast<uint32_t>(Draw() % shape.Side());
-    filter.region = Region{{column, 0}, {column, shape.Side()}};
+    const uint32_t column = static_cast<uint32_t>(Draw() % shape.Columns());
+    filter.region = Region{{column, 0}, {column, shape.Rows()}};
     EventCursor cursor(trace, index, filter);
     Digest digest;
     TraceEvent event;

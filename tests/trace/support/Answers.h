@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "trace/base/Place.h"
+#include "trace/base/ArrayShape.h"
 #include "trace/index/Index.h"
 #include "trace/read/TraceFile.h"
 

@@ -11,13 +11,13 @@ void Put(std::string& bytes, uint64_t value, int size) {
 }
 
 Place RandomElement(std::mt19937& random, const ArrayShape& shape) {
-  return {static_cast<uint32_t>(random() % shape.Side()),
-          static_cast<uint32_t>(random() % shape.Side())};
+  return {static_cast<uint32_t>(random() % shape.Columns()),
+          static_cast<uint32_t>(random() % shape.Rows())};
 }
 
 Place RandomSwitch(std::mt19937& random, const ArrayShape& shape) {
-  return {static_cast<uint32_t>(4 + random() % shape.clusters * shape.ClusterSide()),
-          static_cast<uint32_t>(4 + random() % shape.clusters * shape.ClusterSide())};
+  return {static_cast<uint32_t>(4 + random() % shape.clusters.columns * shape.ClusterColumns()),
+          static_cast<uint32_t>(4 + random() % shape.clusters.rows * shape.ClusterRows())};
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "trace/base/Place.h"
+#include "trace/base/ArrayShape.h"
 #include "trace/base/Record.h"
 
 namespace marrowfin::testing {
