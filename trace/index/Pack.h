@@ -6,13 +6,9 @@
 #include <span>
 #include <vector>
 
+#include "trace/base/Zstd.h"
+
 namespace marrowfin {
-
-// A zstd frame with a checksum of its contents.
-std::vector<uint8_t> Pack(std::span<const uint8_t> raw);
-
-// What a frame of exactly `rawSize` bytes held; false where it is damaged or holds anything else.
-bool Unpack(std::span<const uint8_t> packed, size_t rawSize, std::vector<uint8_t>& raw);
 
 // Counts at the smallest width of 1, 2, 4, ... 64 bits that holds the largest of them, behind a
 // byte that tells the width. Most counts of a short time are small, and the narrow form is both
