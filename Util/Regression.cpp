@@ -1,5 +1,7 @@
 #include "Util/Regression.h"
 
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdarg>
 #include <cstdio>
@@ -58,21 +60,16 @@ void Regression::PrintSuccess() {
 
 void Regression::AddCrashCallback(StatelessCallback* cb) { crashCalls.push_back(cb); }
 
-void Regression::CancelCrashCallback(StatelessCallback* cb) {
-  std::vector<size_t> positions;
-  for (size_t i = 0; i < crashCalls.size(); ++i) {
-    if (crashCalls[i] == cb) {
-      positions.push_back(i);
-    }
-  }
-  for (const size_t position : positions) {
-    if (position < crashCalls.size()) {
-      crashCalls.erase(crashCalls.begin() + static_cast<std::ptrdiff_t>(position));
-    }
-  }
-}
-
 namespace {
+
+// What the handling of a crash is at.
+enum Stage : int { NO_CRASH, CALLBACKS, VERDICT, EXIT, LEAVE };
+
+// Each fault of the machine within the handling starts it anew behind the step that faulted, in a
+// handler of its own that never returns: what it finds here is what the one below it left.
+volatile Stage stage = NO_CRASH;
+volatile int crashSignal = 0;
+volatile size_t nextCallback = 0;
 
 const char* SignalName(int theSignal) {
   switch (theSignal) {
@@ -87,23 +84,90 @@ const char* SignalName(int theSignal) {
   }
 }
 
-}  // namespace
-
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-security"
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-void PrintRegressionStateAndExit(int theSignal) {
-  static bool alreadyCrashing = false;
-  if (alreadyCrashing) {
-    return;
+[[noreturn]] void HandleCrash() {
+  // By number, and counted before it is called: a callback may register others, cancel any of them
+  // and itself, and fault.
+  while (stage == CALLBACKS && nextCallback < Regression::crashCalls.size()) {
+    const size_t current = nextCallback;
+    nextCallback = current + 1;
+    (*Regression::crashCalls[current])();
   }
-  alreadyCrashing = true;
-  // By index: a callback may register or cancel others while the list is walked.
-  for (size_t i = 0; i < Regression::crashCalls.size(); ++i) {
-    (*Regression::crashCalls[i])();
+  if (stage == CALLBACKS) {
+    stage = VERDICT;
+    Regression::Fail(SignalName(crashSignal));
+    Regression::PrintSuccess();
   }
-  Regression::Fail(SignalName(theSignal));
-  Regression::PrintSuccess();
-  exit(1);
+  if (stage == VERDICT) {
+    stage = EXIT;
+    exit(1);
+  }
+  // The program's last destructors fault: what was printed is not to be lost with them.
+  if (stage == EXIT) {
+    stage = LEAVE;
+    fflush(SimOutput::out.GetFILE());
+  }
+  _exit(1);
 }
 #pragma GCC diagnostic pop
+
+// A signal that is sent while the crash is handled does nothing, as SIGABRT and SIGINT do. A fault
+// of the machine cannot be returned from: the instruction would fault again, for ever. So the
+// handling goes on from here.
+void GoOnAfterFault(int theSignal, siginfo_t* info, void* /*context*/) {
+  if (info->si_code > 0) {
+    HandleCrash();
+  }
+  if (theSignal != SIGSEGV) {
+    // One that is no business of the crash handling keeps its effect.
+    signal(theSignal, SIG_DFL);
+    raise(theSignal);
+  }
+}
+
+// From the time of a crash on. Unblocked, since the crash may itself be such a fault, and without a
+// mask, so that a fault within the handling of a fault is handled too.
+void TakeFaultsOver() {
+  struct sigaction action = {};
+  action.sa_sigaction = GoOnAfterFault;
+  action.sa_flags = SA_SIGINFO | SA_NODEFER;
+  sigemptyset(&action.sa_mask);
+  sigset_t faults;
+  sigemptyset(&faults);
+  for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) {
+    sigaction(fault, &action, nullptr);
+    sigaddset(&faults, fault);
+  }
+  sigprocmask(SIG_UNBLOCK, &faults, nullptr);
+}
+
+}  // namespace
+
+void Regression::CancelCrashCallback(StatelessCallback* cb) {
+  std::vector<size_t> positions;
+  for (size_t i = 0; i < crashCalls.size(); ++i) {
+    if (crashCalls[i] == cb) {
+      positions.push_back(i);
+    }
+  }
+  for (const size_t position : positions) {
+    if (position < crashCalls.size()) {
+      crashCalls.erase(crashCalls.begin() + static_cast<std::ptrdiff_t>(position));
+      if (position < nextCallback) {
+        nextCallback = nextCallback - 1;
+      }
+    }
+  }
+}
+
+void PrintRegressionStateAndExit(int theSignal) {
+  if (stage != NO_CRASH) {
+    return;
+  }
+  stage = CALLBACKS;
+  crashSignal = theSignal;
+  TakeFaultsOver();
+  HandleCrash();
+}

@@ -44,18 +44,24 @@ class Regression {
   // output.
   static void PrintSuccess();
 
-  // Registers a callback; one that is registered twice is called twice.
+  // Registers a callback; one that is registered twice is called twice. One that a callback
+  // registers is called too.
   static void AddCrashCallback(StatelessCallback* cb);
 
   // Removes a callback. Where it was registered several times, the positions are looked up first
   // and not corrected after each removal, so that later removals may take other callbacks:
-  // cancelling cb in [A, cb, cb, B] leaves [A, cb].
+  // cancelling cb in [A, cb, cb, B] leaves [A, cb]. A callback may cancel itself and others.
   static void CancelCrashCallback(StatelessCallback* cb);
 };
 
 // The handler of fatal signals: calls the crash callbacks in order of registration, fails the run
-// with the signal's name, prints the verdict and exits with status 1. A fatal signal that arrives
-// while it runs does nothing.
+// with the signal's name, prints the verdict and exits with status 1.
+//
+// While it runs, SIGABRT, SIGINT and SIGSEGV do nothing where they are sent (raise, kill): what
+// they interrupted goes on. A callback in which the machine itself faults (SIGSEGV, SIGBUS, SIGFPE,
+// SIGILL) is left where it is, its destructors are not run, and the handling goes on with the next
+// callback. A callback must not call abort(), nor what ends in it, such as a failed assertion or a
+// failure of a crash-on-error File: the C library then ends the process without a verdict.
 void PrintRegressionStateAndExit(int theSignal);
 
 #endif

@@ -4,6 +4,8 @@
 // Exit status: 0 if all products are right, 1 if not or if the run crashed or was interrupted, 2
 // for a mistake on the command line.
 
+#include <fcntl.h>
+
 #include <csignal>
 #include <cstdio>
 
@@ -36,15 +38,37 @@ struct Program {
   CommandLineParser options;
 };
 
+// Whether a report can go to the file; opened as the printer does it, but without emptying it.
+bool CanReportTo(const std::string& fileName) {
+  File file(false);
+  if (file.Open(fileName, O_WRONLY | O_CREAT, File::DEFAULT_MODE) != File::SUCCESS) {
+    return false;
+  }
+  file.Close();
+  return true;
+}
+
 // Writes the report when the run ends early, so that what was measured until then is not lost.
 class ReportOnCrash final : public StatelessCallback {
  public:
-  explicit ReportOnCrash(Array& array) : array(array) { Regression::AddCrashCallback(this); }
+  explicit ReportOnCrash(Program& program) : program(program) {
+    Regression::AddCrashCallback(this);
+  }
   ~ReportOnCrash() { Regression::CancelCrashCallback(this); }
-  void operator()() override { array.DoStatsOutput(); }
+
+  // The printer ends the program where its file cannot be opened. Within a crash that would be the
+  // end without a verdict, so it is not called then.
+  void operator()() override {
+    const std::string& fileName = program.printer.outputFileName;
+    if (fileName.empty() || CanReportTo(fileName)) {
+      program.array.DoStatsOutput();
+    } else {
+      SimOutput::PrintError("systolic_matmul: can't write the report to %s\n", fileName.c_str());
+    }
+  }
 
  private:
-  Array& array;
+  Program& program;
 };
 
 bool Contains(CommandLine& commandLine, const std::string& word) {
@@ -158,7 +182,7 @@ int Run(CommandLine& commandLine) {
   WriteGraph(array);
   array.trace.InitializeForWrite();
   {
-    const ReportOnCrash reportOnCrash(array);
+    const ReportOnCrash reportOnCrash(program);
     Simulate(array);
   }
   array.DoFinalize();

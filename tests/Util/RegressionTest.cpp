@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
@@ -366,6 +368,104 @@ TEST_F(CrashTest, FatalSignalWhileTheHandlerRunsDoesNothing) {
   Regression::crashCalls = {&first, &interrupted, &second};
   EXPECT_EXIT((Start(), abort()), ExitedWithCode(1),
               Eq("first\nsecond\nRegression FAILED: SIGABRT\n\n"));
+}
+
+TEST_F(CrashTest, SignalThatIsSentWithinACallbackLetsItGoOn) {
+  Doing interrupted([] {
+    for (const int number : {SIGSEGV, SIGINT, SIGABRT}) {
+      raise(number);
+      kill(getpid(), number);
+    }
+    fprintf(stderr, "went on\n");
+  });
+  Regression::crashCalls = {&interrupted, &second};
+  for (const auto& [number, name] : {std::pair{SIGABRT, "SIGABRT"}, {SIGSEGV, "SIGSEGV"}}) {
+    EXPECT_EXIT((Start(), alarm(30), raise(number)), ExitedWithCode(1),
+                Eq("went on\nsecond\nRegression FAILED: " + std::string(name) + "\n\n"));
+  }
+}
+
+// A page that must not be touched: the access is a fault of the machine and of no sanitizer.
+void Touch() {
+  void* page = mmap(nullptr, 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  *static_cast<volatile char*>(page) = 1;
+}
+
+// The faults as the machine brings them about.
+void ReadBeyondAFile() {
+  FILE* empty = tmpfile();
+  void* page = mmap(nullptr, 4096, PROT_READ, MAP_PRIVATE, fileno(empty), 0);
+  static_cast<void>(*static_cast<volatile char*>(page));
+}
+
+void Trap() { __builtin_trap(); }
+
+void DivideByZero() {
+#if defined(__x86_64__)
+  asm volatile("xor %%edx, %%edx; mov $1, %%eax; xor %%ecx, %%ecx; div %%ecx" ::
+                   : "eax", "ecx", "edx");
+#else
+  FAIL() << "how does this machine divide by zero?";
+#endif
+}
+
+class FaultTest : public CrashTest, public ::testing::WithParamInterface<void (*)()> {};
+
+INSTANTIATE_TEST_SUITE_P(Faults, FaultTest,
+                         ::testing::Values(Touch, ReadBeyondAFile, Trap, DivideByZero));
+
+TEST_P(FaultTest, WithinACallbackLetsTheNextOnesRunAndTheVerdictCome) {
+  Doing faulting(GetParam());
+  Regression::crashCalls = {&first, &faulting, &second, &faulting, &faulting, &third};
+  for (const auto& [number, name] : {std::pair{SIGABRT, "SIGABRT"}, {SIGSEGV, "SIGSEGV"}}) {
+    EXPECT_EXIT((Start(), alarm(30), raise(number)), ExitedWithCode(1),
+                Eq("first\nsecond\nthird\nRegression FAILED: " + std::string(name) + "\n\n"));
+  }
+}
+
+TEST_P(FaultTest, WithinADestructorAtTheExitKeepsTheVerdict) {
+  static void (*fault)() = nullptr;
+  fault = GetParam();
+  EXPECT_EXIT((Start(), alarm(30), atexit([] { fault(); }), abort()), ExitedWithCode(1),
+              Eq("Regression FAILED: SIGABRT\n\n"));
+}
+
+TEST_F(CrashTest, FaultOfTheProgramAndThenOfEveryCallbackEndsAllTheSame) {
+  Doing faulting(Touch);
+  Regression::crashCalls = {&faulting, &faulting, &faulting};
+  EXPECT_EXIT((Start(), alarm(30), Touch()), ExitedWithCode(1),
+              Eq("Regression FAILED: SIGSEGV\n\n"));
+}
+
+TEST_F(CrashTest, OtherFaultsThatAreSentWithinACallbackKeepTheirEffect) {
+  Doing raising([] { raise(SIGFPE); });
+  Regression::crashCalls = {&raising};
+  EXPECT_EXIT((Start(), abort()), ::testing::KilledBySignal(SIGFPE), Eq(""));
+}
+
+TEST_F(CrashTest, CallbackThatCancelsItselfDoesNotHideTheNextOne) {
+  static StatelessCallback* itself = nullptr;
+  Doing cancelling([] {
+    fprintf(stderr, "cancelling\n");
+    Regression::CancelCrashCallback(itself);
+  });
+  itself = &cancelling;
+  Regression::crashCalls = {&first, &cancelling, &second, &third};
+  EXPECT_EXIT((Start(), abort()), ExitedWithCode(1),
+              Eq("first\ncancelling\nsecond\nthird\nRegression FAILED: SIGABRT\n\n"));
+}
+
+TEST_F(CrashTest, CallbackMayCancelTheOneBeforeItAndTheOneBehindIt) {
+  static std::vector<StatelessCallback*> others;
+  Doing cancelling([] {
+    for (StatelessCallback* other : others) {
+      Regression::CancelCrashCallback(other);
+    }
+  });
+  others = {&first, &second};
+  Regression::crashCalls = {&first, &cancelling, &second, &third};
+  EXPECT_EXIT((Start(), abort()), ExitedWithCode(1),
+              Eq("first\nthird\nRegression FAILED: SIGABRT\n\n"));
 }
 
 TEST_F(CrashTest, CallbackMayRegisterAnotherOne) {

@@ -28,15 +28,16 @@ off_t SizeOf(const std::string& path) {
 class InterruptTest : public ::testing::Test {
  protected:
   // Starts a run that nobody could wait for.
-  void Start() {
+  void Start(const std::string& reportName = "") {
     process = fork();
     ASSERT_NE(-1, process);
     if (process == 0) {
       const int out = open(directory.File("out").c_str(), O_WRONLY | O_CREAT, 0666);
       dup2(out, STDOUT_FILENO);
+      dup2(open(directory.File("err").c_str(), O_WRONLY | O_CREAT, 0666), STDERR_FILENO);
       const std::string trace = directory.File("trace");
       execl(SYSTOLIC_MATMUL, SYSTOLIC_MATMUL, "-.*/products", "1000000", "-.*outFilename",
-            trace.c_str(), static_cast<char*>(nullptr));
+            trace.c_str(), "-.*outputFileName", reportName.c_str(), static_cast<char*>(nullptr));
       _exit(127);
     }
   }
@@ -81,6 +82,27 @@ TEST_F(InterruptTest, EndsTheRunWithItsReportAndTheVerdict) {
   ASSERT_NE(std::string::npos, report);
   EXPECT_EQ(std::string::npos, out.find("STATISTICS:\n", report + 1));
   EXPECT_THAT(out, EndsWith("\nSTATISTICS DONE\nRegression FAILED: SIGINT\n\n"));
+}
+
+TEST_F(InterruptTest, EndsWithTheVerdictAlsoWhereTheReportCannotBeWritten) {
+  const std::string report = directory.File("missing/report");
+  Start(report);
+  WaitForTrace(100000);
+  const int status = Interrupt();
+  ASSERT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
+  EXPECT_EQ(1, WEXITSTATUS(status));
+  EXPECT_THAT(ReadFile(directory.File("out")), EndsWith("\nRegression FAILED: SIGINT\n\n"));
+  EXPECT_EQ("systolic_matmul: can't write the report to " + report + "\n",
+            ReadFile(directory.File("err")));
+}
+
+TEST_F(InterruptTest, LeavesTheReportInItsFile) {
+  const std::string report = directory.File("report");
+  Start(report);
+  WaitForTrace(100000);
+  Interrupt();
+  EXPECT_THAT(ReadFile(report), StartsWith("STATISTICS:\n"));
+  EXPECT_THAT(ReadFile(report), EndsWith("STATISTICS DONE\n"));
 }
 
 // The moments differ, so that interrupts fall on different places of the run.
