@@ -5,6 +5,8 @@
 
 #include "Core/Component.h"
 #include "Util/AppendFormat.h"
+#include "Util/Assert.h"
+#include "Util/InitOrder.h"
 
 const uint32 Message::ALLOC_BLOCK_SIZE = 64;
 unsigned long long Message::newCalled = 0;
@@ -22,21 +24,6 @@ Message::FreeStorage* Message::freeLists[Message::POOLED_SIZES];
 
 namespace {
 
-// Messages may exist before this file's static objects do, so the counters keep their values.
-StatsContainer MakeStats() {
-  StatsContainer stats;
-  stats.AddStat(&Message::newCalled, "newCalled", "messages made", Message::newCalled);
-  stats.AddStat(&Message::deleteCalled, "deleteCalled", "messages destroyed",
-                Message::deleteCalled);
-  stats.AddStat(&Message::allocated, "allocated", "messages for which storage was taken",
-                Message::allocated);
-  stats.AddStat(&Message::inUse, "inUse", "messages that exist", Message::inUse);
-  stats.AddStat(&Message::maxInUse, "maxInUse", "most messages that existed at a time",
-                Message::maxInUse);
-  stats.AddPrefix("messages/");
-  return stats;
-}
-
 constexpr size_t UNIT = alignof(std::max_align_t);
 
 // The number of units that a message of `size` bytes takes.
@@ -48,7 +35,29 @@ const char* NameOf(const Component* component) {
 
 }  // namespace
 
-StatsContainer Message::stats = MakeStats();
+[[gnu::init_priority(INIT_STATISTICS)]] StatsContainer Message::stats;
+
+namespace {
+
+// The counters keep their values: messages may be made before this.
+struct RegisterCounters {
+  RegisterCounters() {
+    Add(Message::newCalled, "newCalled", "messages made");
+    Add(Message::deleteCalled, "deleteCalled", "messages destroyed");
+    Add(Message::allocated, "allocated", "messages for which storage was taken");
+    Add(Message::inUse, "inUse", "messages that exist");
+    Add(Message::maxInUse, "maxInUse", "most messages that existed at a time");
+    Message::stats.AddPrefix("messages/");
+  }
+
+  static void Add(unsigned long long& counter, const char* name, const char* description) {
+    Message::stats.AddStat(&counter, name, description, counter);
+  }
+};
+
+[[gnu::init_priority(INIT_STATISTICS)]] const RegisterCounters registerCounters;
+
+}  // namespace
 
 Message::Message()
     : Buffer(nullptr), holders(0), src(nullptr), dst(nullptr), MessageId(MessageIdToken++) {}

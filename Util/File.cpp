@@ -13,6 +13,7 @@
 
 #include "Util/AppendFormat.h"
 #include "Util/Assert.h"
+#include "Util/InitOrder.h"
 #include "Util/Types.h"
 
 const int File::READ_WRITE_FLAGS = O_RDWR | O_CREAT;
@@ -21,9 +22,9 @@ const int File::READ_FLAGS = O_RDONLY;
 const unsigned short File::DEFAULT_MODE = 0666;
 int File::tmpFileCount = 0;
 
-File File::Stdout(stdout, false);
-File File::Stderr(stderr, false);
-File File::Stdin(stdin, false);
+[[gnu::init_priority(INIT_OUTPUT)]] File File::Stdout(stdout, false);
+[[gnu::init_priority(INIT_OUTPUT)]] File File::Stderr(stderr, false);
+[[gnu::init_priority(INIT_OUTPUT)]] File File::Stdin(stdin, false);
 
 File::File(bool crashOnError)
     : fDes(-1), fFile(nullptr), myErrno(0), crashOnError(crashOnError), isTmpFile(false) {}

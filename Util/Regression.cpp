@@ -7,11 +7,12 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "Util/InitOrder.h"
 #include "Util/SimOutput.h"
 
 Regression::State Regression::success = Regression::UNKNOWN;
-std::vector<StatelessCallback*> Regression::crashCalls;
-std::string Regression::reason;
+[[gnu::init_priority(INIT_OUTPUT)]] std::vector<StatelessCallback*> Regression::crashCalls;
+[[gnu::init_priority(INIT_OUTPUT)]] std::string Regression::reason;
 
 void Regression::Initialize() {
   struct sigaction action = {};

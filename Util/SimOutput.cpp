@@ -4,12 +4,13 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "Util/InitOrder.h"
 #include "Util/Regression.h"
 
-File SimOutput::err(stderr, false);
-File SimOutput::out(stdout, false);
-File SimOutput::debug(stderr, false);
-File SimOutput::trace(stderr, false);
+[[gnu::init_priority(INIT_OUTPUT)]] File SimOutput::err(stderr, false);
+[[gnu::init_priority(INIT_OUTPUT)]] File SimOutput::out(stdout, false);
+[[gnu::init_priority(INIT_OUTPUT)]] File SimOutput::debug(stderr, false);
+[[gnu::init_priority(INIT_OUTPUT)]] File SimOutput::trace(stderr, false);
 
 namespace {
 

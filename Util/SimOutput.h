@@ -4,7 +4,8 @@
 #include "Util/File.h"
 
 // The one place through which the library and the programs print: ordinary output, errors, debug
-// and trace lines, warnings and fatal crashes. There are no objects of it.
+// and trace lines, warnings and fatal crashes. There are no objects of it. Constructors and
+// destructors of a program's static objects may use it.
 //
 // All operations return the result of the last print, or 0 where their File has no stream. The
 // underscore operations are called through the macros below, which add the source file and line.

@@ -27,10 +27,15 @@ std::vector<unsigned long long> Counters() {
 const std::vector<unsigned long long> atFirst = Counters();
 Message* const earliest = new Message;
 const std::vector<unsigned long long> afterOne = Counters();
+const size_t statisticsAtFirst = Message::stats.stats.size();
 
 TEST(MessageTest, TheCountersBeginAtZero) {
   EXPECT_THAT(atFirst, ElementsAre(0, 0, 0, 0, 0));
   EXPECT_THAT(afterOne, ElementsAre(1, 0, 64, 1, 1));
+}
+
+TEST(MessageTest, TheStatisticsAreThereForTheProgramsStaticObjects) {
+  EXPECT_EQ(5u, statisticsAtFirst);
 }
 
 TEST(MessageTest, AMessageMadeBeforeTheStatisticsIsCounted) {

@@ -11,6 +11,7 @@
 #include "Util/Regression.h"
 #include "tests/Util/Fixtures.h"
 #include "tests/Util/SystemCalls.h"
+#include "tests/support/Command.h"
 
 namespace marrowfin::testing {
 namespace {
@@ -183,6 +184,21 @@ TEST_F(SimOutputTest, MacrosGiveThePlaceAndCompleteTheLine) {
                                       "[" + file + std::to_string(line + 1) + "]:  debug 1\n",
                                       "trace 2\n"}),
             Texts());
+}
+
+// ---- Static objects of a program
+
+TEST(SimOutputStaticObjectsTest, WorkInTheConstructorsAndDestructorsOfTheProgramsStaticObjects) {
+  const CommandResult run = RunCommand({STATIC_OBJECTS});
+  EXPECT_EQ(
+      "print\nstandard output\ndescriptor 0\ncalled\nRegression FAILED: too early\n\n"
+      "gone, 1 callbacks\n",
+      run.out);
+  EXPECT_EQ(
+      "error\n[tests/Util/StaticObjects.cpp:18]:  debug\ntrace\n"
+      "WARN[tests/Util/StaticObjects.cpp:20]:  warn\nstandard error\n",
+      run.err);
+  EXPECT_EQ(0, run.exitStatus);
 }
 
 // ---- Crash
