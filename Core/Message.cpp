@@ -29,6 +29,17 @@ constexpr size_t UNIT = alignof(std::max_align_t);
 // The number of units that a message of `size` bytes takes.
 size_t Units(size_t size) { return (size + UNIT - 1) / UNIT; }
 
+void CountNew() {
+  ++Message::newCalled;
+  ++Message::inUse;
+  Message::maxInUse = std::max(Message::maxInUse, Message::inUse);
+}
+
+void CountDelete() {
+  ++Message::deleteCalled;
+  --Message::inUse;
+}
+
 const char* NameOf(const Component* component) {
   return component == nullptr ? "-" : component->theFullName.c_str();
 }
@@ -97,9 +108,14 @@ void* Message::operator new(size_t size) {
     storage = freeList;
     freeList = freeList->next;
   }
-  ++newCalled;
-  ++inUse;
-  maxInUse = std::max(maxInUse, inUse);
+  CountNew();
+  return storage;
+}
+
+void* Message::operator new(size_t size, std::align_val_t alignment) {
+  void* storage = ::operator new(size, alignment);
+  ++allocated;
+  CountNew();
   return storage;
 }
 
@@ -107,8 +123,7 @@ void Message::operator delete(void* storage, size_t size) {
   if (storage == nullptr) {
     return;
   }
-  ++deleteCalled;
-  --inUse;
+  CountDelete();
   const size_t units = Units(size);
   if (units >= POOLED_SIZES) {
     ::operator delete(storage);
@@ -116,6 +131,15 @@ void Message::operator delete(void* storage, size_t size) {
   } else {
     freeLists[units] = new (storage) FreeStorage{freeLists[units]};
   }
+}
+
+void Message::operator delete(void* storage, size_t size, std::align_val_t alignment) {
+  if (storage == nullptr) {
+    return;
+  }
+  CountDelete();
+  ::operator delete(storage, size, alignment);
+  --allocated;
 }
 
 unsigned long long Message::GetId() { return MessageId; }
@@ -153,6 +177,7 @@ MessageBuffer::~MessageBuffer() {
 }
 
 bool MessageBuffer::Push(Message* message) {
+  SIM_ASSERT(message->Buffer == nullptr);
   if (IsFull()) {
     return false;
   }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <deque>
+#include <new>
 #include <string>
 
 #include "Core/StatsContainer.h"
@@ -20,7 +21,9 @@ class MessageBuffer;
 // Release, so a receiver that only looks at a message ends with Release.
 //
 // Storage comes from a pool with one free list per size; it is given back to the pool and never to
-// the system, since a simulation's need stays near its peak. Not for use by several threads.
+// the system, since a simulation's need stays near its peak. Messages of four kilobytes and more,
+// and those with an alignment of their own above that of any fundamental type, come from the system
+// and go back to it. Not for use by several threads.
 class Message : public Printable {
  public:
   Message();
@@ -32,6 +35,10 @@ class Message : public Printable {
 
   static void* operator new(size_t size);
   static void operator delete(void* storage, size_t size);
+
+  // For subclasses that are aligned more strictly than the pool: storage of their own.
+  static void* operator new(size_t size, std::align_val_t alignment);
+  static void operator delete(void* storage, size_t size, std::align_val_t alignment);
 
   // Unique among the messages of the run, counted from 1.
   unsigned long long GetId();
@@ -95,7 +102,8 @@ class MessageBuffer {
   // Releases the messages that are left.
   ~MessageBuffer();
 
-  // Appends the message; false, with nothing done, where the buffer is full.
+  // Appends the message; false, with nothing done, where the buffer is full. The message must not
+  // be waiting, here or elsewhere (asserted).
   bool Push(Message* message);
 
   // Removes the front message; the caller releases it. Null where there is none.

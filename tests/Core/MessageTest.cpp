@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -13,9 +14,11 @@
 
 #include "Core/Component.h"
 #include "tests/Core/Capture.h"
+#include "tests/support/Reports.h"
 
 namespace {
 
+using marrowfin::testing::AssertionReport;
 using ::testing::ElementsAre;
 
 std::vector<unsigned long long> Counters() {
@@ -184,6 +187,52 @@ TEST(MessagePoolTest, AByteMoreThanFitsIntoAUnitTakesAnother) {
   EXPECT_EQ(before + 1, Message::allocated);
   Message::operator delete(storage, 4081);
   EXPECT_EQ(before, Message::allocated);
+}
+
+// A message that wants more than the pool's alignment, pooled by its size or not.
+template <size_t ALIGNMENT, size_t SIZE>
+struct alignas(ALIGNMENT) Aligned : Message {
+  char contents[SIZE];
+};
+
+template <class Type>
+void ExpectAligned() {
+  const unsigned long long made = Message::newCalled;
+  const unsigned long long allocated = Message::allocated;
+  std::vector<Type*> messages = Make<Type>(5);
+  EXPECT_EQ(made + 5, Message::newCalled);
+  EXPECT_EQ(allocated + 5, Message::allocated);
+  for (Type* message : messages) {
+    EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(message) % alignof(Type));
+    memset(message->contents, 1, sizeof(message->contents));
+  }
+  const unsigned long long destroyed = Message::deleteCalled;
+  const unsigned long long inUse = Message::inUse;
+  for (Type* message : messages) {
+    Message::Release(message);
+  }
+  EXPECT_EQ(destroyed + 5, Message::deleteCalled);
+  EXPECT_EQ(inUse - 5, Message::inUse);
+  EXPECT_EQ(allocated, Message::allocated);
+}
+
+TEST(MessagePoolTest, AMessageWithAnAlignmentOfItsOwnHasIt) {
+  ExpectAligned<Aligned<32, 8>>();
+  ExpectAligned<Aligned<64, 100>>();
+  ExpectAligned<Aligned<4096, 10000>>();
+}
+
+TEST(MessagePoolTest, AMessageWithThePoolsAlignmentComesFromThePool) {
+  using Type = Aligned<alignof(std::max_align_t), 250>;
+  const unsigned long long before = Message::allocated;
+  delete new Type;
+  EXPECT_EQ(before + 64, Message::allocated);
+}
+
+TEST(MessagePoolTest, GivingBackNothingWithAnAlignmentIsNotCounted) {
+  const unsigned long long destroyed = Message::deleteCalled;
+  Message::operator delete (nullptr, sizeof(Message), std::align_val_t{64});
+  EXPECT_EQ(destroyed, Message::deleteCalled);
 }
 
 // The counters.
@@ -462,6 +511,21 @@ TEST_F(MessageBufferTest, AFullBufferTakesNothing) {
   EXPECT_EQ(0, second->holders);
   EXPECT_EQ(nullptr, second->Buffer);
   Message::Release(second);
+}
+
+TEST_F(MessageBufferTest, AMessageThatWaitsCannotBeQueuedAgainHereOrElsewhere) {
+  MessageBuffer buffer;
+  MessageBuffer other;
+  MessageBuffer full(1);
+  full.Push(new Message);
+  auto* message = new Message;
+  buffer.Push(message);
+  for (MessageBuffer* again : {&buffer, &other, &full}) {
+    EXPECT_EXIT(again->Push(message), ::testing::KilledBySignal(SIGABRT),
+                AssertionReport("Core/Message.cpp", "message->Buffer == nullptr"));
+  }
+  buffer.Pop();
+  EXPECT_TRUE(other.Push(message));
 }
 
 TEST_F(MessageBufferTest, ABufferWithoutACapacityIsNeverFull) {
