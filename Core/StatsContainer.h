@@ -33,6 +33,10 @@ class StatsContainer {
 
   StatsContainer();
 
+  // The statistics of a copy would be the variables of the original.
+  StatsContainer(const StatsContainer&) = delete;
+  StatsContainer& operator=(const StatsContainer&) = delete;
+
   // Registers a variable under a name and gives it its initial value.
   void AddStat(float* variable, const char* name, const char* description, float initial);
   void AddStat(unsigned long long* variable, const char* name, const char* description,

@@ -89,6 +89,10 @@ class CommandLineParser {
 
   CommandLineParser();
 
+  // The options of a copy would be bound to the variables of the original.
+  CommandLineParser(const CommandLineParser&) = delete;
+  CommandLineParser& operator=(const CommandLineParser&) = delete;
+
   // Gives `option` the variable `v` and, in the first form, gives the variable its default. T is
   // one of signed char, unsigned char, unsigned int, int, unsigned long long, long long, double,
   // float, std::string, char* and bool, or a std::vector of one of them. The library makes a heap

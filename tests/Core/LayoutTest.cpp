@@ -199,4 +199,32 @@ TEST(LayoutTest, AMessageIsAPrintableWithItsFieldsInOrder) {
   EXPECT_TRUE(DestructorStandsIn<Message>(3));
 }
 
+// What a copy would share with its original is bound to the original's own variables.
+template <class Class>
+constexpr bool CAN_BE_COPIED =
+    std::is_copy_constructible_v<Class> || std::is_copy_assignable_v<Class> ||
+    std::is_move_constructible_v<Class> || std::is_move_assignable_v<Class>;
+
+TEST(LayoutTest, WhatKeepsARegistryCannotBeCopied) {
+  static_assert(!CAN_BE_COPIED<CommandLineParser>);
+  static_assert(!CAN_BE_COPIED<StatsContainer>);
+  static_assert(!CAN_BE_COPIED<StatsPrinter>);
+  static_assert(!CAN_BE_COPIED<Component>);
+  static_assert(!CAN_BE_COPIED<VisTool>);
+  static_assert(!CAN_BE_COPIED<MessageBuffer>);
+  static_assert(std::is_default_constructible_v<CommandLineParser>);
+  static_assert(std::is_default_constructible_v<StatsContainer>);
+  static_assert(std::is_constructible_v<Component, const char*>);
+}
+
+TEST(LayoutTest, TheEntriesOfARegistryAndOtherValuesCanBeCopied) {
+  static_assert(CAN_BE_COPIED<CommandLineParser::Option>);
+  static_assert(CAN_BE_COPIED<CommandLine>);
+  static_assert(CAN_BE_COPIED<StatsContainer::Stat>);
+  static_assert(CAN_BE_COPIED<Histogram>);
+  static_assert(CAN_BE_COPIED<File>);
+  static_assert(CAN_BE_COPIED<Message>);
+  static_assert(CAN_BE_COPIED<PEFire>);
+}
+
 }  // namespace
