@@ -4,12 +4,20 @@
 
 #include "Core/Component.h"
 #include "tests/Core/Capture.h"
+#include "tests/support/PrivateMember.h"
 
 namespace {
 
 std::string GraphOf(Component& component) {
   return WrittenBy([&](FILE* stream) { component.PrintAsDotGraph(stream); });
 }
+
+}  // namespace
+
+template struct marrowfin::testing::PrivateMember<&Component::PrintAsDotGraph_Nodes>;
+template struct marrowfin::testing::PrivateMember<&Component::PrintAsDotGraph_Edges>;
+
+namespace {
 
 template <class Class>
 concept ShowsNodes = requires(Class c, FILE* f) {

@@ -12,7 +12,9 @@
 #include <vector>
 
 #include "Core/StatsContainer.h"
+#include "tests/Core/Capture.h"
 #include "tests/support/Files.h"
+#include "tests/support/PrivateMember.h"
 #include "tests/support/Reports.h"
 
 namespace {
@@ -48,6 +50,12 @@ class StatsPrinterTest : public ::testing::Test {
 };
 
 using StatsPrinterDeathTest = StatsPrinterTest;
+
+}  // namespace
+
+template struct marrowfin::testing::PrivateMember<&StatsPrinter::Output_help>;
+
+namespace {
 
 template <class Class>
 concept WritesOneContainer = requires(Class c, StatsContainer* s) {
@@ -268,6 +276,27 @@ TEST_F(StatsPrinterTest, WithoutANameTheReportGoesToStandardOutput) {
       ::testing::internal::GetCapturedStdout());
   EXPECT_EQ(stdout, plain.outputFile.GetFILE());
   EXPECT_TRUE(plain.outputFile == File::Stdout);
+}
+
+// Both are on the descriptor 1 of the process: only another stream in the place of one of them
+// tells which of them is taken.
+TEST_F(StatsPrinterTest, StandardOutputIsTheFileOfTheProcessAndNotThatOfOrdinaryOutput) {
+  StatsPrinter plain;
+  const File before = File::Stdout;
+  ::testing::internal::CaptureStdout();
+  const std::string report = WrittenBy([&](FILE* stream) {
+    FILE* file = tmpfile();
+    File::Stdout = File(file, false);
+    plain.Output(&container);
+    File::Stdout = before;
+    rewind(file);
+    for (int c = getc(file); c != EOF; c = getc(file)) {
+      putc(c, stream);
+    }
+    fclose(file);
+  });
+  EXPECT_EQ("", ::testing::internal::GetCapturedStdout());
+  EXPECT_EQ("STATISTICS:\nSTATISTICS DONE\n", report);
 }
 
 TEST_F(StatsPrinterTest, AnOpenFileIsUsedWhateverTheName) {

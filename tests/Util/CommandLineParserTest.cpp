@@ -373,6 +373,30 @@ TEST_F(ParserTreeTest, ParsingOnASubParserKnowsOnlyItsOwnTree) {
   EXPECT_THAT(size, ElementsAre(4));
 }
 
+// ---- An option file for a tree
+
+TEST_F(ParserTreeTest, LoadFileWordSetsOptionsOfTheWholeTree) {
+  const ScratchDirectory directory;
+  WriteFile("-cmdLineFile", "-a 3\n-.*/verbose true\n-top/cpu0/cache/size 4,5\n");
+  EXPECT_TRUE(ParseStrict({"-top/cpu0/cache/size", "1", "-cmdLineFile", "-b", "-b", "after"}));
+  EXPECT_EQ(3, a);
+  EXPECT_EQ("after", b);
+  EXPECT_TRUE(verbose0);
+  EXPECT_TRUE(verbose1);
+  EXPECT_THAT(size, ElementsAre(1, 4, 5));
+  EXPECT_EQ("", reported);
+}
+
+TEST_F(ParserTreeTest, OptionFileOfASubParserKnowsOnlyItsOwnTree) {
+  const ScratchDirectory directory;
+  WriteFile("-cmdLineFile", "-.*/verbose true\n-a 3\n");
+  CommandLine line = Words({"-cmdLineFile", ""});
+  EXPECT_TRUE(cpu0.ParseCommandLine(&line, Parser::MODE_NOT_STRICT));
+  EXPECT_TRUE(verbose0);
+  EXPECT_FALSE(verbose1);
+  EXPECT_EQ(0, a);
+}
+
 // ---- Strictness
 
 TEST_F(ParserTreeTest, UnknownFirstWordIsReportedNearTheBeginning) {
@@ -466,6 +490,17 @@ std::vector<std::string> Unparsed(Parser& parser, const std::vector<std::string>
 }
 
 TEST_F(ParserTreeTest, WordsAfterTheStopWordAreLeftForOthers) {
+  const std::vector<std::string> words = {"-a", "1", "--", "-a", "2", "-b", "taken"};
+  for (const Parser::CmdLineParseMode mode : {Parser::MODE_STRICT, Parser::MODE_NOT_STRICT}) {
+    a = 0;
+    EXPECT_TRUE(Parse(words, mode));
+    EXPECT_EQ(1, a);
+    EXPECT_EQ("", b);
+  }
+  EXPECT_THAT(Unparsed(top, words), ElementsAre("-a", "2", "-b", "taken"));
+}
+
+TEST_F(ParserTreeTest, PairThatIsTriedInFrontOfTheStopWordIsNotLeft) {
   EXPECT_TRUE(Parse({"a", "b", "--", "c", "d"}, Parser::MODE_NOT_STRICT));
   EXPECT_THAT(Unparsed(top, {"a", "b", "--", "c", "d"}), ElementsAre("c", "d"));
 }

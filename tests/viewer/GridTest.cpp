@@ -349,6 +349,22 @@ TEST(GridTest, DrawsEachOfItsOwnPiecesInOrder) {
   EXPECT_THAT(modes, ElementsAre("GL_LINE_LOOP", "GL_QUADS", "GL_QUADS", "GL_LINES"));
 }
 
+TEST(GridTest, PurgeRemovesAMessageToItsOwnPlaceAfterElevenStepsLikeAnyOther) {
+  const auto grid = Build(1, 1, 2);
+  const Location here(1, 0);
+  const Location there(0, 1);
+  grid->transient.push_back(new Transmission(here, here, grid.get()));
+  grid->transient.push_back(new Transmission(here, there, grid.get()));
+  for (int step = 1; step <= 11; ++step) {
+    grid->Purge();
+    EXPECT_THAT(grid->transient, SizeIs(2)) << "step " << step;
+    grid->Decay();
+  }
+  grid->Purge();
+  EXPECT_THAT(grid->transient, IsEmpty());
+  EXPECT_THAT(grid->persistant, SizeIs(6));
+}
+
 TEST(GridDeathTest, NoDomainsOrElementsDivideByZeroWhileClustersAreBuilt) {
   EXPECT_DIVISION_BY_ZERO(Grid(1, 0, 1));
   EXPECT_DIVISION_BY_ZERO(Grid(1, 1, 0));
