@@ -53,7 +53,7 @@ class Trickle : public ByteSource {
   // `most` bytes at a time; 0 for as many as are asked for.
   Trickle(const uint8_t* data, size_t size, size_t most) : input(data, size), most(most) {}
 
-  size_t Read(uint8_t* bytes, size_t size, Fault& /*fault*/) override {
+  Result<size_t> Read(uint8_t* bytes, size_t size) override {
     const size_t got = std::min({size, input.Left(), most == 0 ? size : most});
     for (size_t i = 0; i < got; ++i) {
       bytes[i] = input.Byte();

@@ -61,9 +61,9 @@ class Folder {
     // Always the same, so that an index file of yesterday is still one of this trace.
     const struct timespec times[2] = {{MODIFIED, 0}, {MODIFIED, 0}};
     Require(utimensat(AT_FDCWD, Trace().c_str(), times, 0) == 0, "a time of change");
-    Fault fault;
-    trace = TraceFile::Open(Trace(), fault);
-    Require(trace != nullptr, "an open trace");
+    Result<std::unique_ptr<TraceFile>> opened = TraceFile::Open(Trace());
+    Require(static_cast<bool>(opened), "an open trace");
+    trace = std::move(opened).Take();
   }
 
   std::string Trace() const { return folder.File("t"); }

@@ -249,11 +249,11 @@ void Try(Input input) {
   AllowAvx2((flags & 64) == 0);
   const Events events(bytes);
   const MemoryFile file(bytes.data(), bytes.size());
-  Fault fault;
-  const auto trace = TraceFile::Open(file.Name(), fault);
-  if (!trace) {
+  const auto opened = TraceFile::Open(file.Name());
+  if (!opened) {
     return;
   }
+  const TraceFile* trace = opened->get();
   const auto fine =
       MakeIndex(*trace, "fine", {.segmentRecords = 1, .entryRecords = 1, .boundaries = 4});
   AskSummary(*fine, events);

@@ -27,7 +27,7 @@ struct Found {
   friend bool operator==(const Found&, const Found&) = default;
 };
 
-struct Result {
+struct Outcome {
   std::vector<Event> events;
   std::vector<Found> findings;
   Found fault = {Fault::NONE, 0, 0};
@@ -54,8 +54,8 @@ std::vector<Fault::Kind> Findings(const Event& event, uint64_t cycleBefore,
 }
 
 // One record after another, by the layout alone.
-Result Reference(const uint8_t* data, size_t size, const ReadOptions& options, bool telling) {
-  Result result;
+Outcome Reference(const uint8_t* data, size_t size, const ReadOptions& options, bool telling) {
+  Outcome result;
   uint64_t cycle = 0;
   for (uint64_t offset = 0; offset < size;) {
     const uint64_t record = result.events.size();
@@ -109,8 +109,8 @@ void CheckSummary(const Summary& summary, const std::vector<Event>& events, bool
           "the summary knows how far locations reach");
 }
 
-Result Read(std::unique_ptr<ByteSource> source, ReadOptions options, bool telling) {
-  Result result;
+Outcome Read(std::unique_ptr<ByteSource> source, ReadOptions options, bool telling) {
+  Outcome result;
   if (telling) {
     options.onFinding = [&](const Fault& fault) {
       result.findings.push_back({fault.kind, fault.record, fault.offset});
@@ -197,11 +197,9 @@ class Recorder : public PieceTaker {
   std::vector<Event> events;
 };
 
-void TryPieces(const TraceFile& trace, const Result& expected) {
+void TryPieces(const TraceFile& trace, const Outcome& expected) {
   Recorder recorders[3];
-  Fault fault;
-  const std::vector<uint64_t> records =
-      ReadInPieces(trace, {&recorders[0], &recorders[1], &recorders[2]}, fault);
+  const auto [records, fault] = ReadInPieces(trace, {&recorders[0], &recorders[1], &recorders[2]});
   std::vector<Event> events;
   for (size_t i = 0; i < std::size(recorders); ++i) {
     const std::vector<Event>& piece = recorders[i].events;
@@ -220,25 +218,23 @@ void TrySeeking(const TraceFile& trace, const std::vector<Event>& events, uint64
   for (size_t i = 0; i < events.size() && events[i].cycle < cycle; ++i) {
     offset += RecordSize(events[i].type);
   }
-  uint64_t found = 0;
-  Fault fault;
-  Require(SeekCycle(trace, cycle, found, fault) && found == offset,
-          "seeking finds the first record of a cycle");
+  const auto found = SeekCycle(trace, cycle);
+  Require(found && *found == offset, "seeking finds the first record of a cycle");
 }
 
-void TryFile(const MemoryFile& file, const Result& expected, bool ordered) {
-  Fault fault;
-  const auto trace = TraceFile::Open(file.Name(), fault);
-  if (!trace) {
-    Require(fault.reason.find("packed") != std::string::npos, "every plain file opens");
+void TryFile(const MemoryFile& file, const Outcome& expected, bool ordered) {
+  const auto opened = TraceFile::Open(file.Name());
+  if (!opened) {
+    Require(opened.Why().reason.find("packed") != std::string::npos, "every plain file opens");
     return;
   }
-  TryPieces(*trace, expected);
+  const TraceFile& trace = **opened;
+  TryPieces(trace, expected);
   const std::vector<Event>& events = expected.events;
   if (ordered && !events.empty()) {
     for (const uint64_t cycle :
          {events[events.size() / 3].cycle, events[events.size() / 2].cycle + 1}) {
-      TrySeeking(*trace, events, cycle);
+      TrySeeking(trace, events, cycle);
     }
   }
 }
@@ -256,7 +252,7 @@ Event EventOf(const VisToolEvent& event) {
 }
 
 // The trace tool aborts on what is malformed, so it reads no further than the records before that.
-void TryTool(const MemoryFile& file, const Result& expected) {
+void TryTool(const MemoryFile& file, const Outcome& expected) {
   static VisTool tool;
   Require(tool.inFile.Open(file.Name(), File::READ_FLAGS, 0) == File::SUCCESS, "the file opens");
   VisToolEvent* read = nullptr;
@@ -288,8 +284,8 @@ void Try(Input input) {
   const bool telling = (flags & 4) != 0;
 
   AllowAvx2((ways & 4) == 0);
-  const Result expected = Reference(data, size, options, telling);
-  const Result result = Read(std::make_unique<Trickle>(data, size, most), options, telling);
+  const Outcome expected = Reference(data, size, options, telling);
+  const Outcome result = Read(std::make_unique<Trickle>(data, size, most), options, telling);
   Require(result.events == expected.events, "the reader delivers what stands there");
   Require(result.findings == expected.findings, "the reader tells every finding");
   Require(result.fault == expected.fault, "the reader breaks where the trace breaks");
@@ -298,7 +294,7 @@ void Try(Input input) {
     const MemoryFile file(data, size);
     ReadOptions lenient;
     lenient.ordered = false;
-    const Result all = Reference(data, size, lenient, false);
+    const Outcome all = Reference(data, size, lenient, false);
     if ((ways & 1) != 0) {
       TryFile(file, all, Reference(data, size, ReadOptions(), false).fault.kind == Fault::NONE);
     }

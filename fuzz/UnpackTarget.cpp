@@ -15,24 +15,26 @@ namespace {
 // A small input may unpack to any amount.
 constexpr size_t ENOUGH = 256 << 10;
 
-struct Result {
+struct Outcome {
   std::vector<uint8_t> bytes;
   Fault fault;
 };
 
-Result UnpackAll(std::unique_ptr<ByteSource> packed, bool zstd, size_t portion) {
+Outcome UnpackAll(std::unique_ptr<ByteSource> packed, bool zstd, size_t portion) {
   const std::unique_ptr<ByteSource> source =
       zstd ? UnpackZstd(std::move(packed), "t") : UnpackGzip(std::move(packed), "t");
-  Result result;
+  Outcome result;
   std::vector<uint8_t> block(portion);
-  size_t got = 1;
-  while (got > 0 && result.bytes.size() < ENOUGH) {
-    got = source->Read(block.data(), block.size(), result.fault);
-    Require(got <= block.size(), "no more is read than there is room for");
-    result.bytes.insert(result.bytes.end(), block.begin(),
-                        block.begin() + static_cast<ptrdiff_t>(got));
-    // A fault may come together with the last bytes.
-    got = result.fault ? 0 : got;
+  bool more = true;
+  while (more && result.bytes.size() < ENOUGH) {
+    const Result<size_t> got = source->Read(block.data(), block.size());
+    result.fault = got.Why();
+    more = got && *got > 0;
+    if (more) {
+      Require(*got <= block.size(), "no more is read than there is room for");
+      result.bytes.insert(result.bytes.end(), block.begin(),
+                          block.begin() + static_cast<ptrdiff_t>(*got));
+    }
   }
   return result;
 }
@@ -43,8 +45,8 @@ void Try(Input input) {
   const size_t portion = 1 + input.Byte() * size_t{16};
   const uint8_t* data = input.Rest();
   const size_t size = input.Left();
-  Result small = UnpackAll(std::make_unique<Trickle>(data, size, most), zstd, portion);
-  Result large = UnpackAll(std::make_unique<Trickle>(data, size, 0), zstd, 256 << 10);
+  Outcome small = UnpackAll(std::make_unique<Trickle>(data, size, most), zstd, portion);
+  Outcome large = UnpackAll(std::make_unique<Trickle>(data, size, 0), zstd, 256 << 10);
   if (small.bytes.size() < ENOUGH && large.bytes.size() < ENOUGH) {
     // That a frame is shorter than its header says hides behind an empty last block, but where the
     // zstd library has all of the frame at once.

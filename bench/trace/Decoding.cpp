@@ -56,10 +56,7 @@ __attribute__((target("avx2"))) uint64_t Sum(const uint8_t* bytes, size_t size) 
 
 // Maps the file as TraceFile does, anew each time: the faults of the pages are part of the access.
 std::unique_ptr<TraceFile> Map(const Subject& subject) {
-  Fault fault;
-  std::unique_ptr<TraceFile> trace = TraceFile::Open(subject.file, fault);
-  Require(trace != nullptr, fault.Text());
-  return trace;
+  return Value(TraceFile::Open(subject.file));
 }
 
 void SumMapped(const Subject& subject, unsigned threads) {
@@ -123,8 +120,10 @@ void DecodeMapped(const Subject& subject) {
   uint64_t records = 0;
   uint64_t last = 0;
   for (uint64_t offset = 0; offset < trace->Size() && !fault;) {
-    offset = trace->Decode(offset, trace->Size(), *columns, fault);
-    if (!fault && IsSuspicious(options, *columns, last)) {
+    const Result<uint64_t> next = trace->Decode(offset, trace->Size(), *columns);
+    Require(static_cast<bool>(next), "the decoder found a fault");
+    offset = *next;
+    if (IsSuspicious(options, *columns, last)) {
       FindInBatch(*columns, last, true, options.array, [&](size_t, const Fault& found) {
         fault = found;
         return false;
@@ -143,8 +142,7 @@ void DecodePieces(const Subject& subject, unsigned threads) {
   for (Checker& checker : checkers) {
     takers.push_back(&checker);
   }
-  Fault fault;
-  ReadInPieces(*trace, takers, fault);
+  const Fault fault = ReadInPieces(*trace, takers).end;
   uint64_t records = 0;
   for (const Checker& checker : checkers) {
     records += checker.records;
@@ -154,8 +152,7 @@ void DecodePieces(const Subject& subject, unsigned threads) {
 }
 
 void DecodeBlocks(const Subject& subject) {
-  Fault fault;
-  Reader reader(OpenSource(subject.file, fault), subject.file, AllChecks(subject));
+  Reader reader(Value(OpenSource(subject.file)), subject.file, AllChecks(subject));
   auto columns = std::make_unique<Columns>();
   while (reader.Next(*columns)) {
   }
@@ -205,8 +202,7 @@ struct Event {
 };
 
 std::vector<Event> FirstEvents(const Subject& subject, uint64_t records) {
-  Fault fault;
-  Reader reader(OpenSource(subject.file, fault), subject.file);
+  Reader reader(Value(OpenSource(subject.file)), subject.file);
   auto columns = std::make_unique<Columns>();
   std::vector<Event> events;
   while (events.size() < records && reader.Next(*columns)) {

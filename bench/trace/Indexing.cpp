@@ -21,17 +21,13 @@ constexpr int QUESTIONS = 200;
 std::string IndexName(const Subject& subject) { return subject.file + ".mfindex"; }
 
 std::unique_ptr<TraceFile> OpenTrace(const Subject& subject) {
-  Fault fault;
-  std::unique_ptr<TraceFile> trace = TraceFile::Open(subject.file, fault);
-  Require(trace != nullptr, fault.Text());
-  return trace;
+  return Value(TraceFile::Open(subject.file));
 }
 
 void DecodePlainly(const Subject& subject) {
   ReadOptions options;
   options.array = subject.options.shape;
-  Fault fault;
-  Reader reader(OpenSource(subject.file, fault), subject.file, options);
+  Reader reader(Value(OpenSource(subject.file)), subject.file, options);
   auto columns = std::make_unique<Columns>();
   while (reader.Next(*columns)) {
   }
@@ -55,12 +51,9 @@ std::vector<double> Times(int questions, Ask ask) {
 
 double MeasureSeek(const TraceFile& trace, uint64_t lastCycle) {
   Draw draw;
-  Fault fault;
-  uint64_t offset = 0;
-  const auto seek = [&] { SeekCycle(trace, draw.Below(lastCycle + 1), offset, fault); };
+  const auto seek = [&] { Value(SeekCycle(trace, draw.Below(lastCycle + 1))); };
   Times(QUESTIONS, seek);  // warms up
   const double median = Median(Times(QUESTIONS, seek));
-  Require(!fault, fault.Text());
   AtMost("seek to a cycle without index, median", median * 1e6, "us", 50);
   return median;
 }
@@ -88,8 +81,7 @@ double MeasureStates(const Subject& subject, const TraceFile& trace, const Index
 
 // Counts without an index, from the start of the trace to the end of the range.
 void ScanFires(const Subject& subject, Answer& answer) {
-  Fault fault;
-  Reader reader(OpenSource(subject.file, fault), subject.file);
+  Reader reader(Value(OpenSource(subject.file)), subject.file);
   auto columns = std::make_unique<Columns>();
   while (reader.Next(*columns) && columns->cycle[0] <= answer.last) {
     for (size_t i = 0; i < columns->size; ++i) {

@@ -3,7 +3,10 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "trace/base/Result.h"
 
 namespace marrowfin::bench {
 
@@ -36,6 +39,15 @@ std::string Machine();
 // Ends the benchmark with a message: nothing it says can be relied on.
 [[noreturn]] void Stop(const std::string& why);
 void Require(bool condition, const std::string& otherwise);
+
+// The same for what must meet no fault, or must bring a value.
+inline void Require(const Fault& fault) { Require(!fault, fault.Text()); }
+
+template <class T>
+T Value(Result<T> result) {
+  Require(result.Why());
+  return std::move(result).Take();
+}
 
 }  // namespace marrowfin::bench
 

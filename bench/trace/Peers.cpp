@@ -21,8 +21,7 @@ namespace {
 
 template <class Take>
 void ForEachEvent(const Subject& subject, Take take) {
-  Fault fault;
-  Reader reader(OpenSource(subject.file, fault), subject.file);
+  Reader reader(Value(OpenSource(subject.file)), subject.file);
   auto columns = std::make_unique<Columns>();
   while (reader.Next(*columns)) {
     for (size_t i = 0; i < columns->size; ++i) {

@@ -78,9 +78,8 @@ void MeasureArray(const std::string& folder, uint32_t side, SynthOptions::Mode m
 
 // In a process of its own: everything that is read from front to back.
 int IndexOnly(const std::string& file) {
+  const std::unique_ptr<TraceFile> trace = Value(TraceFile::Open(file));
   Fault fault;
-  const std::unique_ptr<TraceFile> trace = TraceFile::Open(file, fault);
-  Require(trace != nullptr, fault.Text());
   Require(Index::Build(*trace, file + ".mfindex", {}, fault), fault.Text());
   printf("%f\n", PeakMemory());
   return 0;

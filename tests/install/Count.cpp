@@ -9,12 +9,11 @@
 #include "trace/read/Reader.h"
 
 int main(int argc, char** argv) {
-  marrowfin::Fault fault;
-  auto source = marrowfin::OpenSource(argc > 1 ? argv[1] : "", fault);
-  if (source == nullptr) {
+  auto source = marrowfin::OpenSource(argc > 1 ? argv[1] : "");
+  if (!source) {
     return 1;
   }
-  marrowfin::Reader reader(std::move(source), argv[1]);
+  marrowfin::Reader reader(std::move(source).Take(), argv[1]);
   marrowfin::Columns columns;
   while (reader.Next(columns)) {
   }

@@ -13,7 +13,7 @@
 #include "tools/program/Interruption.h"
 #include "tools/program/Json.h"
 #include "tools/program/OutputFile.h"
-#include "tools/program/Progress.h"
+#include "tools/program/ProgressLine.h"
 #include "tools/program/TraceInput.h"
 
 namespace marrowfin {
@@ -75,17 +75,18 @@ MaybeFailure Load(const IndexFlags& flags, const Console& console, IndexedTrace&
   if (MaybeFailure failure = CheckOutput(flags, output)) {
     return failure;
   }
-  Fault fault;
-  trace.file = TraceFile::Open(flags.trace, fault);
-  if (!trace.file) {
-    return FailureOf(fault);
+  Result<std::unique_ptr<TraceFile>> file = TraceFile::Open(flags.trace);
+  if (!file) {
+    return FailureOf(file.Why());
   }
+  trace.file = std::move(file).Take();
   const Interruption interruption;
-  Progress progress(console.terminal, "indexing " + flags.trace, "MB", 1e6);
-  const auto update = [&](uint64_t done, uint64_t all) {
-    progress.Update(done, all);
+  ProgressLine progress(console.terminal, "indexing " + flags.trace, "MB", 1e6);
+  const auto update = [&](const Progress& now) {
+    progress.Update(now.done, now.all);
     return !interruption.Asked();
   };
+  Fault fault;
   if (Index::Build(*trace.file, output, update, fault)) {
     trace.index = Index::Load(*trace.file, output, fault);
   }

@@ -10,7 +10,7 @@
 #include "tools/import/TtNpe.h"
 #include "tools/program/Flags.h"
 #include "tools/program/OutputFile.h"
-#include "tools/program/Progress.h"
+#include "tools/program/ProgressLine.h"
 
 namespace marrowfin {
 namespace {
@@ -70,7 +70,7 @@ const Format& FormatNamed(const std::string& name) {
 }
 
 MaybeFailure ReadInput(const ImportFlags& flags, const Console& console, Capture& capture) {
-  Progress progress(console.terminal, "reading " + flags.input, "MB", 1e6);
+  ProgressLine progress(console.terminal, "reading " + flags.input, "MB", 1e6);
   CharSource source([&](uint64_t done, uint64_t total) { progress.Update(done, total); });
   MaybeFailure failure = source.Open(flags.input);
   return failure ? failure : FormatNamed(flags.format).read(source, capture);
@@ -82,7 +82,7 @@ MaybeFailure WriteOutput(const ImportFlags& flags, const Console& console, const
   if (MaybeFailure failure = output.Open(flags.output)) {
     return failure;
   }
-  Progress progress(console.terminal, "writing " + flags.output, "M events", 1e6);
+  ProgressLine progress(console.terminal, "writing " + flags.output, "M events", 1e6);
   TraceWriter writer(output);
   account = WriteRecords(capture, layout, {!flags.noFrame, flags.mostRecords}, writer,
                          [&](uint64_t done, uint64_t total) { progress.Update(done, total); });

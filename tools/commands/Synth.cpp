@@ -8,7 +8,7 @@
 #include "tools/commands/Subcommands.h"
 #include "tools/program/Flags.h"
 #include "tools/program/OutputFile.h"
-#include "tools/program/Progress.h"
+#include "tools/program/ProgressLine.h"
 #include "tools/program/ShellWord.h"
 #include "tools/program/TraceInput.h"
 #include "trace/write/Synth.h"
@@ -52,9 +52,9 @@ MaybeFailure Synth(const SynthFlags& flags, const Console& console) {
   }
   Writer writer;
   writer.Attach(dup(output.Descriptor()), flags.output);
-  Progress progress(console.terminal, "writing " + flags.output, "M records", 1e6);
-  const bool written = Synthesize(options, writer, [&](uint64_t done, uint64_t all) {
-    progress.Update(done, all);
+  ProgressLine progress(console.terminal, "writing " + flags.output, "M records", 1e6);
+  const bool written = Synthesize(options, writer, [&](const Progress& now) {
+    progress.Update(now.done, now.all);
     return true;
   });
   if (writer.Close() || !written) {

@@ -3,7 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/program/Interruption.h"
-#include "tools/program/Progress.h"
+#include "tools/program/ProgressLine.h"
 
 namespace marrowfin {
 
@@ -32,13 +32,12 @@ Failure IndexingFailureOf(const Fault& fault, const std::string& trace) {
 
 MaybeFailure Summarize(const std::string& name, const ReadOptions& options, const Console& console,
                        Summary& summary) {
-  Fault fault;
-  std::unique_ptr<ByteSource> source = OpenSource(name, fault);
+  Result<std::unique_ptr<ByteSource>> source = OpenSource(name);
   if (!source) {
-    return FailureOf(fault);
+    return FailureOf(source.Why());
   }
-  Reader reader(std::move(source), name, options);
-  Progress progress(console.terminal, "reading " + name, "MB", 1e6);
+  Reader reader(std::move(source).Take(), name, options);
+  ProgressLine progress(console.terminal, "reading " + name, "MB", 1e6);
   Summarizer summarizer;
   const auto columns = std::make_unique<Columns>();
   while (reader.Next(*columns)) {
@@ -55,17 +54,18 @@ MaybeFailure Summarize(const std::string& name, const ReadOptions& options, cons
 }
 
 MaybeFailure OpenIndexed(const std::string& name, const Console& console, IndexedTrace& trace) {
-  Fault fault;
-  trace.file = TraceFile::Open(name, fault);
-  if (!trace.file) {
-    return FailureOf(fault);
+  Result<std::unique_ptr<TraceFile>> file = TraceFile::Open(name);
+  if (!file) {
+    return FailureOf(file.Why());
   }
+  trace.file = std::move(file).Take();
+  Fault fault;
   const Interruption interruption;
-  Progress progress(console.terminal, "indexing " + name, "MB", 1e6);
+  ProgressLine progress(console.terminal, "indexing " + name, "MB", 1e6);
   trace.index = Index::Open(
       *trace.file,
-      [&](uint64_t done, uint64_t all) {
-        progress.Update(done, all);
+      [&](const Progress& now) {
+        progress.Update(now.done, now.all);
         return !interruption.Asked();
       },
       fault);

@@ -97,7 +97,9 @@ bool EventCursor::NarrowToSteps() {
   uint64_t from = 0;
   uint64_t to = 0;
   // Nothing of the range is gone through yet.
-  const auto ask = [&](uint64_t, uint64_t) { return progress(0, end - std::min(begin, end)); };
+  const auto ask = [&](const Progress&) {
+    return progress({0, end - std::min(begin, end), Progress::RECORDS});
+  };
   if (!FindSteps(trace, index, filter.skipTo, steps, fault,
                  progress ? ProgressCallback(ask) : ProgressCallback()) ||
       (filter.firstStep > 0 &&
@@ -235,10 +237,9 @@ bool EventCursor::Decode(Spot spot) {
   const bool bounded = b < index.Boundaries().size();
   const IndexBoundary boundary = bounded ? index.Boundaries()[b] : IndexBoundary();
   const uint64_t limit = bounded ? boundary.offset : index.GetSummary().bytes;
-  Fault found;
   settled = false;
   columns->firstRecord = spot.record;
-  trace.Decode(spot.offset, limit, *columns, found);
+  const Fault found = trace.Decode(spot.offset, limit, *columns).Why();
   recordsRead += columns->size;
   const Spot behind = Behind();
   const bool agrees = !bounded || (behind.record <= boundary.record &&
@@ -315,8 +316,8 @@ bool EventCursor::Take(size_t i, TraceEvent& event) {
 }
 
 bool EventCursor::Report(uint64_t done, uint64_t all) {
-  if (progress && !progress(done, all)) {
-    fault = Stopped(trace);
+  if (progress && !progress({done, all, Progress::RECORDS})) {
+    fault = CancelledFault(trace.Name());
   }
   return !fault;
 }
@@ -385,8 +386,8 @@ bool ActivityOverTime(const TraceFile& trace, const Index& index, uint64_t first
   const ActivityReader activity(trace, index);
   std::vector<uint64_t> cells;
   const auto stops = [&](uint64_t done, uint64_t all) {
-    if (progress && !progress(done, all)) {
-      fault = Stopped(trace);
+    if (progress && !progress({done, all, Progress::RECORDS})) {
+      fault = CancelledFault(trace.Name());
     }
     return static_cast<bool>(fault);
   };
@@ -411,7 +412,7 @@ bool ActivityOverTime(const TraceFile& trace, const Index& index, uint64_t first
   const bool summed = index.HasBoundaries() && (end - begin) / bins > 131072;
   if (summed) {
     for (size_t b = 0; b < bins; ++b) {
-      if (stops(b, bins)) {
+      if (stops((end - begin) / bins * b, end - begin)) {
         return false;
       }
       if (edge(b) == edge(b + 1)) {
@@ -431,7 +432,7 @@ bool ActivityOverTime(const TraceFile& trace, const Index& index, uint64_t first
             SumOf(cells, activity.ColumnCount(), activity.RowCount(), region.value_or(Region()));
       }
     }
-    return !stops(bins, bins);
+    return !stops(end - begin, end - begin);
   }
   size_t bin = 0;
   const bool walked = Walk(

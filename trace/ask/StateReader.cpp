@@ -45,8 +45,8 @@ ProgressCallback ProgressOf(Stage stage, const ProgressCallback& progress) {
   if (!progress) {
     return {};
   }
-  return [stage, &progress](uint64_t record, uint64_t records) {
-    return progress(stage * records + record, STAGES * records);
+  return [stage, &progress](const Progress& walk) {
+    return progress({stage * walk.all + walk.done, STAGES * walk.all, Progress::RECORDS});
   };
 }
 
@@ -54,8 +54,8 @@ ProgressCallback ProgressOf(Stage stage, const ProgressCallback& progress) {
 bool End(const TraceFile& trace, const Index& index, bool answered,
          const ProgressCallback& progress, Fault& fault) {
   const uint64_t all = STAGES * index.GetSummary().records;
-  if (answered && progress && all > 0 && !progress(all, all)) {
-    fault = Stopped(trace);
+  if (answered && progress && all > 0 && !progress({all, all, Progress::RECORDS})) {
+    fault = CancelledFault(trace.Name());
     return false;
   }
   return Settle(trace, index, answered, fault);

@@ -35,20 +35,20 @@ bool WalkFrom(const TraceFile& trace, const Index& index, const IndexEntry& entr
   last = std::min(last, all);
   while (record < last) {
     columns->firstRecord = record;
-    Fault found;
-    offset = trace.Decode(offset, index.GetSummary().bytes, *columns, found);
-    if (found) {
-      fault = FaultAt(trace, index, found, record);
+    const Result<uint64_t> next = trace.Decode(offset, index.GetSummary().bytes, *columns);
+    if (!next) {
+      fault = FaultAt(trace, index, next.Why(), record);
       return false;
     }
+    offset = *next;
     const uint64_t end = std::min(record + columns->size, last);
     if (end > first && !take(*columns, static_cast<size_t>(std::max(first, record) - record),
                              static_cast<size_t>(end - record))) {
       return true;
     }
     record += columns->size;
-    if (progress && !progress(end, all)) {
-      fault = Stopped(trace);
+    if (progress && !progress({end, all, Progress::RECORDS})) {
+      fault = CancelledFault(trace.Name());
       return false;
     }
   }
@@ -57,11 +57,10 @@ bool WalkFrom(const TraceFile& trace, const Index& index, const IndexEntry& entr
 
 bool HasSample(const TraceFile& trace, uint64_t offset, const IndexBoundary& boundary,
                Columns& columns) {
-  Fault fault;
   const uint64_t limit = std::min(boundary.offset, offset + SAMPLED_RECORDS * LARGE_RECORD);
-  trace.Decode(offset, limit, columns, fault);
+  const bool decoded = static_cast<bool>(trace.Decode(offset, limit, columns));
   const size_t sampled = std::min<size_t>(columns.size, SAMPLED_RECORDS);
-  return !fault && SampleRecords(columns, 0, sampled, 0) == boundary.sample;
+  return decoded && SampleRecords(columns, 0, sampled, 0) == boundary.sample;
 }
 
 // Some of the segments, the last one always.
@@ -84,13 +83,17 @@ bool AddRest(const TraceFile& trace, const Index& index, const IndexEntry& entry
              Summarizer& rest) {
   const Summary& summary = index.GetSummary();
   auto columns = std::make_unique<Columns>();
-  Fault fault;
-  for (uint64_t offset = entry.offset; offset < summary.bytes && !fault;) {
-    offset = trace.Decode(offset, summary.bytes, *columns, fault);
-    rest.Add(*columns);
+  bool decoded = true;
+  for (uint64_t offset = entry.offset; offset < summary.bytes && decoded;) {
+    const Result<uint64_t> next = trace.Decode(offset, summary.bytes, *columns);
+    decoded = static_cast<bool>(next);
+    if (decoded) {
+      rest.Add(*columns);
+      offset = *next;
+    }
   }
   rest.Finish();
-  return !fault;
+  return decoded;
 }
 
 bool HasEnd(const TraceFile& trace, const Index& index) {
@@ -259,7 +262,8 @@ bool IsStillIndexed(const TraceFile& trace, const Index& index, Fault& fault) {
   if (trace.IsUntouched()) {
     return true;
   }
-  if (!trace.IsUnchanged(fault)) {
+  fault = trace.CheckUnchanged();
+  if (fault) {
     return false;
   }
   if (!HasSameRecords(trace, index)) {
@@ -288,14 +292,6 @@ Fault Contradiction(const TraceFile& trace, const Index& index) {
     fault.reason = "the index contradicts its trace";
     fault.remedy = "remove it, it is built again";
   }
-  return fault;
-}
-
-Fault Stopped(const TraceFile& trace) {
-  Fault fault;
-  fault.kind = Fault::CANCELLED;
-  fault.file = trace.Name();
-  fault.reason = "stopped";
   return fault;
 }
 

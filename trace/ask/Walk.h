@@ -79,9 +79,6 @@ bool Settle(const TraceFile& trace, const Index& index, bool answered, Fault& fa
 // says of the trace is no more believed than the trace.
 Fault Contradiction(const TraceFile& trace, const Index& index);
 
-// The fault of a caller's callback that asked to stop.
-Fault Stopped(const TraceFile& trace);
-
 }  // namespace marrowfin
 
 #endif

@@ -58,4 +58,12 @@ Fault SystemFault(const std::string& file, const std::string& action, int errorN
   return fault;
 }
 
+Fault CancelledFault(const std::string& file) {
+  Fault fault;
+  fault.kind = Fault::CANCELLED;
+  fault.file = file;
+  fault.reason = "stopped";
+  return fault;
+}
+
 }  // namespace marrowfin

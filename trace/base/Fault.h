@@ -41,6 +41,9 @@ const char* FaultName(Fault::Kind kind);
 // A fault of the operating system with the text of `errorNumber`.
 Fault SystemFault(const std::string& file, const std::string& action, int errorNumber);
 
+// The fault of work on `file` that the caller's callback asked to stop.
+Fault CancelledFault(const std::string& file);
+
 }  // namespace marrowfin
 
 #endif

@@ -6,8 +6,18 @@
 
 namespace marrowfin {
 
-// Reports how far long work is, with bytes done and in all (0 where unknown); false stops it.
-typedef std::function<bool(uint64_t done, uint64_t all)> ProgressCallback;
+// How far long work is.
+struct Progress {
+  enum Unit { BYTES, RECORDS };
+
+  uint64_t done = 0;
+  uint64_t all = 0;  // 0 where unknown
+  Unit unit = BYTES;
+};
+
+// Is told of it, one call at a time; false stops the work, which then ends with a CANCELLED fault.
+// It is called in the thread that asked for the work, where nothing else is said.
+using ProgressCallback = std::function<bool(const Progress&)>;
 
 }  // namespace marrowfin
 

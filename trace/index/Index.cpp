@@ -41,7 +41,8 @@ bool EdgesOf(const TraceFile& trace, uint64_t size, uint32_t& sum, Fault& fault)
   std::vector<uint8_t> bytes(length);
   uLong crc = crc32(0, nullptr, 0);
   for (const uint64_t offset : {uint64_t{0}, size - length}) {
-    if (!trace.Copy(offset, length, bytes.data(), fault)) {
+    fault = trace.Copy(offset, length, bytes.data());
+    if (fault) {
       return false;
     }
     crc = crc32(crc, bytes.data(), static_cast<uInt>(length));
@@ -110,10 +111,8 @@ bool AddRecords(const TraceFile& trace, uint64_t offset, const IndexWriter& writ
   Columns columns;
   while (!writer.Failed() && reader.Next(columns)) {
     builder.Add(columns);
-    if (progress && !progress(offset + reader.Offset(), trace.Size())) {
-      fault.kind = Fault::CANCELLED;
-      fault.file = trace.Name();
-      fault.reason = "stopped";
+    if (progress && !progress({offset + reader.Offset(), trace.Size(), Progress::BYTES})) {
+      fault = CancelledFault(trace.Name());
       return false;
     }
   }
@@ -236,7 +235,11 @@ int Index::Write(const TraceFile& trace, const std::string& file, const Index* g
   }
   builder.Finish();
   IndexDirectory directory = DirectoryOf(trace, builder, end);
-  if (!EdgesOf(trace, trace.Size(), directory.traceEdges, fault) || !trace.IsUnchanged(fault)) {
+  if (!EdgesOf(trace, trace.Size(), directory.traceEdges, fault)) {
+    return -1;
+  }
+  fault = trace.CheckUnchanged();
+  if (fault) {
     return -1;
   }
   if (directory.traceEdges != edges) {
@@ -361,11 +364,10 @@ bool Index::SamplesAgree(const TraceFile& trace) const {
   auto columns = std::make_unique<Columns>();
   uint64_t offset = 0;
   for (const IndexBoundary& boundary : boundaries) {
-    Fault fault;
     const uint64_t limit = std::min(boundary.offset, offset + SAMPLED_RECORDS * LARGE_RECORD);
-    trace.Decode(offset, limit, *columns, fault);
+    const bool decoded = static_cast<bool>(trace.Decode(offset, limit, *columns));
     const size_t sampled = std::min<size_t>(columns->size, SAMPLED_RECORDS);
-    if (fault || SampleRecords(*columns, 0, sampled, 0) != boundary.sample) {
+    if (!decoded || SampleRecords(*columns, 0, sampled, 0) != boundary.sample) {
       return false;
     }
     offset = boundary.offset;

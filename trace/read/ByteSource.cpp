@@ -30,26 +30,24 @@ class FileSource : public ByteSource {
   ~FileSource() override { close(descriptor); }
 
   // The first bytes, which the next Read returns again; fewer than asked for only at the end.
-  std::string Peek(size_t wanted, Fault& fault) {
+  Result<std::string> Peek(size_t wanted) {
     std::vector<uint8_t> bytes(wanted);
-    size_t got = 1;
-    while (peeked.size() < wanted && got > 0 && !fault) {
-      got = ReadFile(bytes.data(), wanted - peeked.size(), fault);
-      peeked.append(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(got));
+    while (peeked.size() < wanted) {
+      const Result<size_t> got = ReadFile(bytes.data(), wanted - peeked.size());
+      if (!got) {
+        return got.Why();
+      }
+      if (*got == 0) {
+        break;
+      }
+      peeked.append(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(*got));
     }
     return peeked;
   }
 
-  size_t Read(uint8_t* bytes, size_t wanted, Fault& fault) override {
-    size_t got;
-    if (peeked.empty()) {
-      got = ReadFile(bytes, wanted, fault);
-    } else {
-      got = std::min(wanted, peeked.size());
-      memcpy(bytes, peeked.data(), got);
-      peeked.erase(0, got);
-    }
-    bytesRead += got;
+  Result<size_t> Read(uint8_t* bytes, size_t wanted) override {
+    Result<size_t> got = peeked.empty() ? ReadFile(bytes, wanted) : TakePeeked(bytes, wanted);
+    bytesRead += got ? *got : 0;
     return got;
   }
 
@@ -57,20 +55,28 @@ class FileSource : public ByteSource {
   uint64_t InputRead() const override { return bytesRead; }
 
  private:
-  size_t ReadFile(uint8_t* bytes, size_t wanted, Fault& fault) {
+  size_t TakePeeked(uint8_t* bytes, size_t wanted) {
+    const size_t got = std::min(wanted, peeked.size());
+    memcpy(bytes, peeked.data(), got);
+    peeked.erase(0, got);
+    return got;
+  }
+
+  Result<size_t> ReadFile(uint8_t* bytes, size_t wanted) {
     ssize_t got;
     do {
       got = read(descriptor, bytes, wanted);
     } while (got == -1 && errno == EINTR);
     if (got == -1) {
-      fault = SystemFault(name, "cannot read", errno);
-      return 0;
+      return SystemFault(name, "cannot read", errno);
     }
     if (got == 0 && size && PlainSize() < size) {
+      Fault fault;
       fault.kind = Fault::CHANGED;
       fault.file = name;
       fault.reason = "the file became shorter while it was read";
       fault.remedy = "open it again when whoever writes it is done";
+      return fault;
     }
     return static_cast<size_t>(got);
   }
@@ -94,15 +100,14 @@ class Piece : public ByteSource {
   Piece(int descriptor, const std::string& name, uint64_t offset, uint64_t size)
       : descriptor(descriptor), name(name), offset(offset), size(size) {}
 
-  size_t Read(uint8_t* bytes, size_t wanted, Fault& fault) override {
+  Result<size_t> Read(uint8_t* bytes, size_t wanted) override {
     wanted = static_cast<size_t>(std::min<uint64_t>(wanted, size - bytesRead));
     ssize_t got;
     do {
       got = pread(descriptor, bytes, wanted, static_cast<off_t>(offset + bytesRead));
     } while (got == -1 && errno == EINTR);
     if (got == -1) {
-      fault = SystemFault(name, "cannot read", errno);
-      return 0;
+      return SystemFault(name, "cannot read", errno);
     }
     bytesRead += static_cast<uint64_t>(got);
     return static_cast<size_t>(got);
@@ -123,7 +128,7 @@ class Memory : public ByteSource {
  public:
   Memory(const uint8_t* bytes, size_t size) : bytes(bytes), size(size) {}
 
-  size_t Read(uint8_t* out, size_t wanted, Fault& /*fault*/) override {
+  Result<size_t> Read(uint8_t* out, size_t wanted) override {
     const size_t got = std::min(wanted, size - position);
     std::copy_n(bytes + position, got, out);
     position += got;
@@ -141,23 +146,22 @@ class Memory : public ByteSource {
 
 }  // namespace
 
-std::unique_ptr<ByteSource> OpenSource(const std::string& name, Fault& fault) {
+Result<std::unique_ptr<ByteSource>> OpenSource(const std::string& name) {
   const int descriptor = open(name.c_str(), O_RDONLY | O_CLOEXEC);
   if (descriptor == -1) {
-    fault = SystemFault(name, "cannot open", errno);
-    return nullptr;
+    return SystemFault(name, "cannot open", errno);
   }
-  return OpenSource(descriptor, name, fault);
+  return OpenSource(descriptor, name);
 }
 
-std::unique_ptr<ByteSource> OpenSource(int descriptor, const std::string& name, Fault& fault) {
+Result<std::unique_ptr<ByteSource>> OpenSource(int descriptor, const std::string& name) {
   auto file = std::make_unique<FileSource>(descriptor, name);
   // No trace begins as packed data does: its first bytes are those of a small type.
-  const std::string start = file->Peek(PACKED_START, fault);
-  if (fault) {
-    return nullptr;
+  const Result<std::string> start = file->Peek(PACKED_START);
+  if (!start) {
+    return start.Why();
   }
-  switch (PackingOf(reinterpret_cast<const uint8_t*>(start.data()), start.size())) {
+  switch (PackingOf(reinterpret_cast<const uint8_t*>(start->data()), start->size())) {
     case Packing::GZIP:
       return UnpackGzip(std::move(file), name);
     case Packing::ZSTD:
@@ -165,7 +169,7 @@ std::unique_ptr<ByteSource> OpenSource(int descriptor, const std::string& name, 
     case Packing::NONE:
       break;
   }
-  return file;
+  return std::unique_ptr<ByteSource>(std::move(file));
 }
 
 std::unique_ptr<ByteSource> PieceSource(int descriptor, const std::string& name, uint64_t offset,

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "trace/base/Fault.h"
+#include "trace/base/Result.h"
 
 namespace marrowfin {
 
@@ -16,9 +16,9 @@ class ByteSource {
  public:
   virtual ~ByteSource() = default;
 
-  // Puts up to `size` bytes (at least 1) into `bytes` and returns how many; 0 at the end or where
-  // `fault` was set. May return fewer bytes than there are left.
-  virtual size_t Read(uint8_t* bytes, size_t size, Fault& fault) = 0;
+  // Puts up to `size` bytes (at least 1) into `bytes` and returns how many; 0 at the end. May
+  // return fewer bytes than there are left. A fault is behind all bytes that were returned before.
+  virtual Result<size_t> Read(uint8_t* bytes, size_t size) = 0;
 
   // The size of what is read from the system and how much of it was read, in bytes, for progress.
   // The size is unknown for a pipe.
@@ -27,11 +27,11 @@ class ByteSource {
 };
 
 // Opens a file or a FIFO and looks at its first bytes: gzip and zstd data are unpacked on the way.
-// "-" is the name of a file like any other. Null where `fault` was set.
-std::unique_ptr<ByteSource> OpenSource(const std::string& name, Fault& fault);
+// "-" is the name of a file like any other.
+Result<std::unique_ptr<ByteSource>> OpenSource(const std::string& name);
 
 // The same on a descriptor, which is closed with the source; `name` is for messages.
-std::unique_ptr<ByteSource> OpenSource(int descriptor, const std::string& name, Fault& fault);
+Result<std::unique_ptr<ByteSource>> OpenSource(int descriptor, const std::string& name);
 
 // `limit` bytes of a plain file from byte `offset` on, as they are. The descriptor, whose position
 // is neither used nor moved, must outlive the source.

@@ -82,11 +82,14 @@ bool Reader::Refill() {
     return false;
   }
   memmove(block.data(), begin, left);
-  const size_t got = source->Read(block.data() + left, block.size() - left, behind);
+  const Result<size_t> got = source->Read(block.data() + left, block.size() - left);
+  if (!got) {
+    behind = got.Why();
+  }
   begin = block.data();
-  end = begin + left + got;
-  atEnd = got == 0;
-  return got > 0;
+  end = begin + left + (got ? *got : 0);
+  atEnd = !got || *got == 0;
+  return !atEnd;
 }
 
 void Reader::Check(Columns& columns, uint64_t cycleBefore) {

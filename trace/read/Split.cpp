@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 #include <memory>
+#include <mutex>
 #include <system_error>
 #include <thread>
 
@@ -40,6 +41,34 @@ bool IsChain(const uint8_t* bytes, size_t at, size_t size, bool last) {
   return true;
 }
 
+// Tells the caller how many bytes all threads have read together.
+class Meter {
+ public:
+  Meter(const TraceFile& trace, const ProgressCallback& progress)
+      : all(trace.Size()), progress(progress) {}
+
+  // False once the caller has asked to stop.
+  bool Add(uint64_t bytes) {
+    if (!progress) {
+      return true;
+    }
+    const std::lock_guard lock(mutex);
+    done += bytes;
+    stopped = stopped || !progress({done, all, Progress::BYTES});
+    return !stopped;
+  }
+
+  void TakeBack(uint64_t bytes) { done -= bytes; }
+  bool Stopped() const { return stopped; }
+
+ private:
+  std::mutex mutex;
+  uint64_t done = 0;
+  uint64_t all;
+  const ProgressCallback& progress;
+  bool stopped = false;
+};
+
 // Reads one piece; the byte behind its last record before `limit` is put into `end`.
 struct Piece {
   PieceTaker* taker = nullptr;
@@ -49,34 +78,52 @@ struct Piece {
   uint64_t records = 0;
   Fault fault;
 
-  void Read(const TraceFile& trace) {
+  void Read(const TraceFile& trace, Meter& meter) {
     auto columns = std::make_unique<Columns>();
     end = begin;
     records = 0;
     fault = Fault();
-    while (end < limit && !fault) {
+    while (end < limit) {
       columns->firstRecord = records;
-      const uint64_t next = trace.Decode(end, limit, *columns, fault);
-      if (!fault) {
-        taker->Take(*columns);
-        records += columns->size;
-        end = next;
+      const Result<uint64_t> next = trace.Decode(end, limit, *columns);
+      if (!next) {
+        fault = next.Why();
+        return;
+      }
+      taker->Take(*columns);
+      records += columns->size;
+      const uint64_t bytes = *next - end;
+      end = *next;
+      if (!meter.Add(bytes)) {
+        return;
       }
     }
+  }
+
+  // Drops what was taken, which is read again or lies behind a fault.
+  void Forget(Meter& meter) {
+    taker->Forget();
+    meter.TakeBack(end - begin);
+    records = 0;
+    end = begin;
   }
 };
 
 // Pieces of about the same size. Where no beginning can be told from the bytes the piece is empty
 // and the one before it longer.
-std::vector<Piece> Cut(const TraceFile& trace, const std::vector<PieceTaker*>& takers,
-                       Fault& fault) {
+Result<std::vector<Piece>> Cut(const TraceFile& trace, const std::vector<PieceTaker*>& takers) {
   std::vector<Piece> pieces(takers.size());
   for (size_t i = 0; i < pieces.size(); ++i) {
     pieces[i].taker = takers[i];
-    const uint64_t even = trace.Size() / pieces.size() * i;
-    const uint64_t before = i == 0 ? 0 : pieces[i - 1].begin;
-    pieces[i].begin =
-        i == 0 ? 0 : std::max(before, Resynchronise(trace, even, fault).value_or(before));
+    if (i == 0) {
+      continue;
+    }
+    const uint64_t before = pieces[i - 1].begin;
+    const auto found = Resynchronise(trace, trace.Size() / pieces.size() * i);
+    if (!found) {
+      return found.Why();
+    }
+    pieces[i].begin = std::max(before, found->value_or(before));
   }
   for (size_t i = 0; i < pieces.size(); ++i) {
     pieces[i].limit = i + 1 < pieces.size() ? pieces[i + 1].begin : trace.Size();
@@ -86,11 +133,11 @@ std::vector<Piece> Cut(const TraceFile& trace, const std::vector<PieceTaker*>& t
 
 // What a taker throws is thrown on when no thread is left; what no thread can be had for is read in
 // this one.
-void ReadAll(const TraceFile& trace, std::vector<Piece>& pieces) {
+void ReadAll(const TraceFile& trace, std::vector<Piece>& pieces, Meter& meter) {
   std::vector<std::exception_ptr> thrown(pieces.size());
   const auto read = [&](size_t i) {
     try {
-      pieces[i].Read(trace);
+      pieces[i].Read(trace, meter);
     } catch (...) {
       thrown[i] = std::current_exception();
     }
@@ -119,22 +166,54 @@ void ReadAll(const TraceFile& trace, std::vector<Piece>& pieces) {
 }
 
 // Reads on from a record until one of the cycle or later.
-bool ScanTo(const TraceFile& trace, uint64_t cycle, uint64_t& offset, Fault& fault) {
+Result<uint64_t> ScanTo(const TraceFile& trace, uint64_t cycle, uint64_t offset,
+                        const ProgressCallback& progress) {
   auto columns = std::make_unique<Columns>();
   while (offset < trace.Size()) {
-    const uint64_t next = trace.Decode(offset, trace.Size(), *columns, fault);
-    if (fault) {
-      return false;
+    const Result<uint64_t> next = trace.Decode(offset, trace.Size(), *columns);
+    if (!next) {
+      return next.Why();
     }
     for (size_t i = 0; i < columns->size; ++i) {
       if (columns->cycle[i] >= cycle) {
-        return true;
+        return offset;
       }
       offset += RecordSize(columns->tag[i].type);
     }
-    offset = next;
+    if (progress && !progress({offset, trace.Size(), Progress::BYTES})) {
+      return CancelledFault(trace.Name());
+    }
   }
-  return true;
+  return offset;
+}
+
+// Reads again what began in the wrong place and drops what lies behind a fault.
+void JoinPieces(const TraceFile& trace, std::vector<Piece>& pieces, Meter& meter,
+                PiecesRead& read) {
+  uint64_t reached = 0;
+  uint64_t before = 0;
+  for (size_t i = 0; i < pieces.size() && !meter.Stopped(); ++i) {
+    Piece& piece = pieces[i];
+    const bool wrong = piece.begin != reached && piece.begin < piece.limit;
+    if (read.end || wrong) {
+      piece.Forget(meter);
+    }
+    // What the piece before could not place may continue here, up to this piece's end.
+    if (!read.end && (wrong || (piece.begin == piece.limit && reached < piece.limit))) {
+      piece.begin = reached;
+      piece.Read(trace, meter);
+    }
+    if (!read.end && piece.begin < piece.limit) {
+      reached = piece.end;
+      const bool lastPiece = i + 1 == pieces.size();
+      if (piece.fault && (lastPiece || piece.fault.kind != Fault::CUT_RECORD)) {
+        read.end = piece.fault;
+        read.end.record = before + piece.records;
+      }
+    }
+    read.records[i] = piece.records;
+    before += piece.records;
+  }
 }
 
 // The byte behind the well-formed record at byte `at`, if there is one.
@@ -169,12 +248,12 @@ struct RecordFound {
 
 // A record that begins at byte `offset` or soon after it; nothing where that cannot be told from
 // the bytes nearby. `offset` is below the size of the trace.
-std::optional<RecordFound> FindRecord(const TraceFile& trace, uint64_t offset, Fault& fault) {
+Result<std::optional<RecordFound>> FindRecord(const TraceFile& trace, uint64_t offset) {
   uint8_t bytes[WINDOW];
   const size_t size = static_cast<size_t>(std::min<uint64_t>(WINDOW, trace.Size() - offset));
   const bool last = offset + size == trace.Size();
-  if (!trace.Copy(offset, size, bytes, fault)) {
-    return std::nullopt;
+  if (Fault fault = trace.Copy(offset, size, bytes)) {
+    return fault;
   }
   // The end of the trace is a place where a record could begin.
   const size_t candidates = std::min(LARGE_RECORD, size + (last ? 1 : 0));
@@ -186,31 +265,35 @@ std::optional<RecordFound> FindRecord(const TraceFile& trace, uint64_t offset, F
     // One of the chains is that of the trace, so where all have run together it is for certain.
     found = found ? Join(bytes, *found, at, size) : at;
     if (!found) {
-      return std::nullopt;
+      return std::optional<RecordFound>();
     }
   }
   if (!found) {
-    return std::nullopt;
+    return std::optional<RecordFound>();
   }
   RecordFound record;
   record.offset = offset + *found;
   if (size - *found >= PAYLOAD_OFFSET) {
     record.cycle = Load64(bytes + *found + CYCLE_OFFSET);
   }
-  return record;
+  return std::optional(record);
 }
 
 }  // namespace
 
-std::optional<uint64_t> Resynchronise(const TraceFile& trace, uint64_t offset, Fault& fault) {
+Result<std::optional<uint64_t>> Resynchronise(const TraceFile& trace, uint64_t offset) {
   if (offset == 0 || offset >= trace.Size()) {
-    return std::min(offset, trace.Size());
+    return std::optional(std::min(offset, trace.Size()));
   }
-  const std::optional<RecordFound> found = FindRecord(trace, offset, fault);
-  return found ? std::optional(found->offset) : std::nullopt;
+  const auto found = FindRecord(trace, offset);
+  if (!found) {
+    return found.Why();
+  }
+  return *found ? std::optional((*found)->offset) : std::nullopt;
 }
 
-bool SeekCycle(const TraceFile& trace, uint64_t cycle, uint64_t& offset, Fault& fault) {
+Result<uint64_t> SeekCycle(const TraceFile& trace, uint64_t cycle,
+                           const ProgressCallback& progress) {
   // All records before `low` are below the cycle; the first that is not begins before `high`. When
   // they are near, reading on is quicker than another look.
   uint64_t low = 0;
@@ -220,14 +303,14 @@ bool SeekCycle(const TraceFile& trace, uint64_t cycle, uint64_t& offset, Fault& 
   constexpr uint64_t NEAR = 16384;
   while (high - low > NEAR) {
     const uint64_t middle = low + (high - low) / 2;
-    const std::optional<RecordFound> found = FindRecord(trace, middle, fault);
-    if (fault) {
-      return false;
+    const auto looked = FindRecord(trace, middle);
+    if (!looked) {
+      return looked.Why();
     }
+    const std::optional<RecordFound>& found = *looked;
     const uint64_t at = found ? found->cycle.value_or(highCycle) : 0;
     if (!found || at < lowCycle || at > highCycle) {
-      offset = 0;
-      return ScanTo(trace, cycle, offset, fault);
+      return ScanTo(trace, cycle, 0, progress);
     }
     if (at < cycle) {
       low = found->offset;
@@ -237,44 +320,29 @@ bool SeekCycle(const TraceFile& trace, uint64_t cycle, uint64_t& offset, Fault& 
       highCycle = at;
     }
   }
-  offset = low;
-  return ScanTo(trace, cycle, offset, fault);
+  return ScanTo(trace, cycle, low, progress);
 }
 
-std::vector<uint64_t> ReadInPieces(const TraceFile& trace, const std::vector<PieceTaker*>& takers,
-                                   Fault& fault) {
-  std::vector<Piece> pieces = Cut(trace, takers, fault);
-  std::vector<uint64_t> records(pieces.size());
-  if (fault) {
-    return records;
+PiecesRead ReadInPieces(const TraceFile& trace, const std::vector<PieceTaker*>& takers,
+                        const ProgressCallback& progress) {
+  PiecesRead read;
+  read.records.resize(takers.size());
+  Result<std::vector<Piece>> pieces = Cut(trace, takers);
+  if (!pieces) {
+    read.end = pieces.Why();
+    return read;
   }
-  ReadAll(trace, pieces);
-  uint64_t reached = 0;
-  uint64_t before = 0;
-  for (size_t i = 0; i < pieces.size(); ++i) {
-    Piece& piece = pieces[i];
-    const bool wrong = piece.begin != reached && piece.begin < piece.limit;
-    if (fault || wrong) {
-      piece.taker->Forget();
-      piece.records = 0;
+  Meter meter(trace, progress);
+  ReadAll(trace, *pieces, meter);
+  JoinPieces(trace, *pieces, meter, read);
+  if (meter.Stopped()) {
+    for (PieceTaker* taker : takers) {
+      taker->Forget();
     }
-    // What the piece before could not place may continue here, up to this piece's end.
-    if (!fault && (wrong || (piece.begin == piece.limit && reached < piece.limit))) {
-      piece.begin = reached;
-      piece.Read(trace);
-    }
-    if (!fault && piece.begin < piece.limit) {
-      reached = piece.end;
-      const bool lastPiece = i + 1 == pieces.size();
-      if (piece.fault && (lastPiece || piece.fault.kind != Fault::CUT_RECORD)) {
-        fault = piece.fault;
-        fault.record = before + piece.records;
-      }
-    }
-    records[i] = piece.records;
-    before += piece.records;
+    read.records.assign(takers.size(), 0);
+    read.end = CancelledFault(trace.Name());
   }
-  return records;
+  return read;
 }
 
 }  // namespace marrowfin

@@ -6,7 +6,8 @@
 #include <optional>
 #include <vector>
 
-#include "trace/base/Fault.h"
+#include "trace/base/Progress.h"
+#include "trace/base/Result.h"
 #include "trace/read/Columns.h"
 #include "trace/read/TraceFile.h"
 
@@ -22,13 +23,14 @@ namespace marrowfin {
 // A byte at or soon after `offset` at which a record begins, the size of the trace at its end;
 // nothing where that cannot be told from the bytes nearby. Believe it of a well-formed trace only:
 // behind a malformed record, records that nobody can reach may look as good as any.
-std::optional<uint64_t> Resynchronise(const TraceFile& trace, uint64_t offset, Fault& fault);
+Result<std::optional<uint64_t>> Resynchronise(const TraceFile& trace, uint64_t offset);
 
 // The byte at which the first record of cycle `cycle` or later begins, the size of the trace where
 // there is none, found by bisection and without an index, in a trace whose cycles do not fall.
 // Where the bytes are ambiguous, or what is looked at on the way shows that cycles do fall, the
-// trace is read from its start instead.
-bool SeekCycle(const TraceFile& trace, uint64_t cycle, uint64_t& offset, Fault& fault);
+// trace is read from its start instead, and `progress` is told how many bytes are gone through.
+Result<uint64_t> SeekCycle(const TraceFile& trace, uint64_t cycle,
+                           const ProgressCallback& progress = {});
 
 // Takes the batches of one piece of a trace, in order.
 class PieceTaker {
@@ -40,13 +42,22 @@ class PieceTaker {
   virtual void Forget() = 0;
 };
 
+// What the pieces of a trace amount to.
+struct PiecesRead {
+  std::vector<uint64_t> records;  // of each piece
+
+  // Why the trace was not read to its end, if it was not: the fault at which it breaks off, or that
+  // `progress` asked to stop. Pieces behind it have forgotten everything; those of a trace whose
+  // reading was stopped, all of them.
+  Fault end;
+};
+
 // Reads the whole trace in `takers.size()` pieces at a time, a thread each. The result is that of
 // reading from front to back: a piece counts only where the piece before it ended exactly at its
-// first byte, and is read again from there if not. Returns the records of each piece; `fault` is
-// the fault at which the trace breaks off, if it does, and pieces behind it have forgotten
-// everything.
-std::vector<uint64_t> ReadInPieces(const TraceFile& trace, const std::vector<PieceTaker*>& takers,
-                                   Fault& fault);
+// first byte, and is read again from there if not. `progress` is told bytes, fewer than before
+// where a piece is read again; it is called in any of the threads, one call at a time.
+PiecesRead ReadInPieces(const TraceFile& trace, const std::vector<PieceTaker*>& takers,
+                        const ProgressCallback& progress = {});
 
 }  // namespace marrowfin
 

@@ -70,48 +70,48 @@ TraceFile::~TraceFile() {
   close(descriptor);
 }
 
-std::unique_ptr<TraceFile> TraceFile::Open(const std::string& name, Fault& fault) {
+Result<std::unique_ptr<TraceFile>> TraceFile::Open(const std::string& name) {
   // A FIFO without a writer must not hold the caller up: it is refused below anyway.
   const int descriptor = open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (descriptor == -1) {
-    fault = SystemFault(name, "cannot open", errno);
-    return nullptr;
+    return SystemFault(name, "cannot open", errno);
   }
   std::unique_ptr<TraceFile> file(new TraceFile(name, descriptor));
-  struct stat status;
-  if (fstat(descriptor, &status) == -1) {
-    fault = SystemFault(name, "cannot open", errno);
-    return nullptr;
-  }
-  if (S_ISDIR(status.st_mode)) {
-    fault = SystemFault(name, "cannot read", EISDIR);
-    return nullptr;
-  }
-  if (!S_ISREG(status.st_mode)) {
-    fault = NotPlain(name, "a pipe or device");
-    return nullptr;
-  }
-  file->identity = IdentityOf(status);
-  file->size = file->identity.size;
-  if (file->size > 0) {
-    void* mapped = mmap(nullptr, file->size, PROT_READ, MAP_SHARED, descriptor, 0);
-    if (mapped == MAP_FAILED) {
-      fault = SystemFault(name, "cannot map", errno);
-      return nullptr;
-    }
-    file->bytes = static_cast<const uint8_t*>(mapped);
+  if (Fault fault = file->Map()) {
+    return fault;
   }
   bool packed = false;
   if (!BusGuard::Run(file->bytes, file->size,
                      [&] { packed = IsPacked(file->bytes, file->size); })) {
-    fault = file->Changed(0);
-    return nullptr;
+    return file->Changed(0);
   }
   if (packed) {
-    fault = NotPlain(name, "a packed trace");
-    return nullptr;
+    return NotPlain(name, "a packed trace");
   }
   return file;
+}
+
+Fault TraceFile::Map() {
+  struct stat status;
+  if (fstat(descriptor, &status) == -1) {
+    return SystemFault(name, "cannot open", errno);
+  }
+  if (S_ISDIR(status.st_mode)) {
+    return SystemFault(name, "cannot read", EISDIR);
+  }
+  if (!S_ISREG(status.st_mode)) {
+    return NotPlain(name, "a pipe or device");
+  }
+  identity = IdentityOf(status);
+  size = identity.size;
+  if (size > 0) {
+    void* mapped = mmap(nullptr, size, PROT_READ, MAP_SHARED, descriptor, 0);
+    if (mapped == MAP_FAILED) {
+      return SystemFault(name, "cannot map", errno);
+    }
+    bytes = static_cast<const uint8_t*>(mapped);
+  }
+  return {};
 }
 
 Fault TraceFile::Changed(uint64_t offset) const {
@@ -129,20 +129,21 @@ bool TraceFile::IsShorter() const {
   return fstat(descriptor, &status) == 0 && static_cast<uint64_t>(status.st_size) < size;
 }
 
-bool TraceFile::IsUnchanged(Fault& fault) const {
+Fault TraceFile::CheckUnchanged() const {
   struct stat status;
   if (fstat(descriptor, &status) == -1) {
-    fault = SystemFault(name, "cannot look at", errno);
-    return false;
+    return SystemFault(name, "cannot look at", errno);
   }
   const Identity now = IdentityOf(status);
   if (now.size < size) {
-    fault = Changed(now.size);
-  } else if (now.size == size && now.modified != identity.modified) {
-    fault = Changed(0);
-    fault.reason = "the file was written to while it was read";
+    return Changed(now.size);
   }
-  return !fault;
+  if (now.size == size && now.modified != identity.modified) {
+    Fault fault = Changed(0);
+    fault.reason = "the file was written to while it was read";
+    return fault;
+  }
+  return {};
 }
 
 bool TraceFile::IsUntouched() const {
@@ -152,14 +153,14 @@ bool TraceFile::IsUntouched() const {
          Nanoseconds(status.st_mtim) == identity.modified;
 }
 
-uint64_t TraceFile::Decode(uint64_t offset, uint64_t limit, Columns& columns, Fault& fault) const {
+Result<uint64_t> TraceFile::Decode(uint64_t offset, uint64_t limit, Columns& columns) const {
   columns.Clear();
   columns.firstOffset = offset;
   limit = std::min(limit, size);
   if (offset >= limit) {
-    fault = Changed(offset);
+    Fault fault = Changed(offset);
     fault.reason = "the trace ends where more records are expected";
-    return offset;
+    return fault;
   }
   const uint8_t* next = nullptr;
   bool atZeros = false;
@@ -173,24 +174,31 @@ uint64_t TraceFile::Decode(uint64_t offset, uint64_t limit, Columns& columns, Fa
   const bool stopped = columns.size < Columns::CAPACITY || bytes + size - next < 4 || atZeros;
   if (!whole || (stopped && IsShorter())) {
     columns.Clear();
-    fault = Changed(offset);
-    return offset;
+    return Changed(offset);
   }
-  uint8_t copy[LARGE_RECORD];
-  const size_t left = static_cast<size_t>(std::min<uint64_t>(limit - offset, sizeof(copy)));
-  if (columns.size == 0 && Copy(offset, left, copy, fault)) {
-    fault = MalformedRecord(copy, copy + left);
-    fault.file = name;
-    fault.offset = offset;
+  if (columns.size == 0) {
+    return MalformedAt(offset, limit);
   }
   return static_cast<uint64_t>(next - bytes);
 }
 
+// What is wrong with the record at byte `offset`, where none could be decoded before `limit`.
+Fault TraceFile::MalformedAt(uint64_t offset, uint64_t limit) const {
+  uint8_t copy[LARGE_RECORD];
+  const size_t left = static_cast<size_t>(std::min<uint64_t>(limit - offset, sizeof(copy)));
+  if (Fault fault = Copy(offset, left, copy)) {
+    return fault;
+  }
+  Fault fault = MalformedRecord(copy, copy + left);
+  fault.file = name;
+  fault.offset = offset;
+  return fault;
+}
+
 // By reading: a page that nobody has looked at yet is not mapped, and mapping it takes longer.
-bool TraceFile::Copy(uint64_t offset, size_t length, uint8_t* out, Fault& fault) const {
+Fault TraceFile::Copy(uint64_t offset, size_t length, uint8_t* out) const {
   if (offset > size || length > size - offset) {
-    fault = Changed(offset);
-    return false;
+    return Changed(offset);
   }
   for (size_t done = 0; done < length;) {
     const off_t at = static_cast<off_t>(offset + done);
@@ -199,12 +207,11 @@ bool TraceFile::Copy(uint64_t offset, size_t length, uint8_t* out, Fault& fault)
       continue;
     }
     if (got <= 0) {
-      fault = got == 0 ? Changed(offset) : SystemFault(name, "cannot read", errno);
-      return false;
+      return got == 0 ? Changed(offset) : SystemFault(name, "cannot read", errno);
     }
     done += static_cast<size_t>(got);
   }
-  return true;
+  return {};
 }
 
 }  // namespace marrowfin

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "trace/base/Fault.h"
+#include "trace/base/Result.h"
 #include "trace/read/Columns.h"
 #include "trace/read/Decode.h"
 
@@ -19,8 +19,7 @@ namespace marrowfin {
 // is not seen. Reading from several threads is fine.
 class TraceFile {
  public:
-  // Null where `fault` was set.
-  static std::unique_ptr<TraceFile> Open(const std::string& name, Fault& fault);
+  static Result<std::unique_ptr<TraceFile>> Open(const std::string& name);
 
   TraceFile(const TraceFile&) = delete;
   TraceFile& operator=(const TraceFile&) = delete;
@@ -42,24 +41,24 @@ class TraceFile {
 
   // Replaces `columns` by the records that begin at byte `offset`, which must be where a record
   // begins, as far as they are well-formed and lie whole before byte `limit` (at most Size()), up
-  // to the capacity of the batch. Returns the byte behind the last of them. Where nothing could be
-  // decoded before `limit`, or the file went away, `fault` is set; its record number is left to the
-  // caller. Whoever asks for records at or behind `limit` was told of a longer file.
-  uint64_t Decode(uint64_t offset, uint64_t limit, Columns& columns, Fault& fault) const;
+  // to the capacity of the batch. Returns the byte behind the last of them. A fault, with no
+  // records, where nothing could be decoded before `limit` or the file went away; its record number
+  // is left to the caller. Whoever asks for records at or behind `limit` was told of a longer file.
+  Result<uint64_t> Decode(uint64_t offset, uint64_t limit, Columns& columns) const;
 
   // The CHANGED fault of a file that became shorter and has nothing at byte `offset` any more.
   Fault Changed(uint64_t offset) const;
 
   // A CHANGED fault where the file is no longer what it was when it was opened, as far as its size
   // and its time tell; one that only grew is fine.
-  bool IsUnchanged(Fault& fault) const;
+  [[nodiscard]] Fault CheckUnchanged() const;
 
   // Whether nobody has written to the file since it was opened, as far as its size and its time
   // tell.
   bool IsUntouched() const;
 
-  // Copies `length` bytes from byte `offset`; false, with `fault` set, where the file went away.
-  bool Copy(uint64_t offset, size_t length, uint8_t* out, Fault& fault) const;
+  // Copies `length` bytes from byte `offset`; a fault where the file went away.
+  [[nodiscard]] Fault Copy(uint64_t offset, size_t length, uint8_t* out) const;
 
   // The open file, for reading at given positions; it stays the trace's.
   int Descriptor() const { return descriptor; }
@@ -69,7 +68,9 @@ class TraceFile {
 
  private:
   TraceFile(const std::string& name, int descriptor);
+  Fault Map();
   bool IsShorter() const;
+  Fault MalformedAt(uint64_t offset, uint64_t limit) const;
 
   std::string name;
   int descriptor;

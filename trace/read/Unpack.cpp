@@ -28,23 +28,18 @@ class Unpacker : public ByteSource {
   std::optional<uint64_t> InputSize() const override { return source->InputSize(); }
   uint64_t InputRead() const override { return source->InputRead(); }
 
-  size_t Read(uint8_t* bytes, size_t wanted, Fault& fault) override {
+  Result<size_t> Read(uint8_t* bytes, size_t wanted) override {
     size_t got = 0;
-    while (got == 0 && !done) {
+    while (got == 0 && !done && !fault) {
       if (used == filled && !pending) {
-        filled = source->Read(block.data(), block.size(), fault);
-        used = 0;
-        if (filled == 0) {
-          done = true;
-          if (!fault && !between) {
-            Damage(fault, "the packed data ends early");
-          }
-          return 0;
-        }
+        Refill();
+        continue;
       }
-      got = Unpack(bytes, wanted, fault);
+      got = Unpack(bytes, wanted);
       pending = got == wanted && !between;
-      done = done || static_cast<bool>(fault);
+    }
+    if (got == 0 && fault) {
+      return fault;
     }
     return got;
   }
@@ -52,9 +47,10 @@ class Unpacker : public ByteSource {
  protected:
   // Unpacks from block[used, filled) and moves `used`; sets `between` where a member or frame is
   // complete. Returns the bytes put out.
-  virtual size_t Unpack(uint8_t* bytes, size_t wanted, Fault& fault) = 0;
+  virtual size_t Unpack(uint8_t* bytes, size_t wanted) = 0;
 
-  void Damage(Fault& fault, const std::string& reason) {
+  // Ends the reading, behind what was put out so far.
+  void Damage(const std::string& reason) {
     fault.kind = Fault::DAMAGED_INPUT;
     fault.file = name;
     fault.reason = reason;
@@ -68,7 +64,22 @@ class Unpacker : public ByteSource {
   size_t filled = 0;
   bool between = false;
   bool pending = false;  // whether unpacked bytes may wait for room in the output
+
+ private:
+  void Refill() {
+    const Result<size_t> got = source->Read(block.data(), block.size());
+    filled = got ? *got : 0;
+    used = 0;
+    done = filled == 0;
+    if (!got) {
+      fault = got.Why();
+    } else if (done && !between) {
+      Damage("the packed data ends early");
+    }
+  }
+
   bool done = false;
+  Fault fault;
 };
 
 class GzipUnpacker : public Unpacker {
@@ -80,14 +91,14 @@ class GzipUnpacker : public Unpacker {
   ~GzipUnpacker() override { inflateEnd(&stream); }
 
  protected:
-  size_t Unpack(uint8_t* bytes, size_t wanted, Fault& fault) override {
+  size_t Unpack(uint8_t* bytes, size_t wanted) override {
     if (between) {
       SkipPadding();
       if (used == filled) {
         return 0;
       }
       if (padded || block[used] != GZIP_START[0]) {
-        Damage(fault, "gzip: something that is no gzip data follows the packed data");
+        Damage("gzip: something that is no gzip data follows the packed data");
         return 0;
       }
       inflateReset(&stream);
@@ -101,7 +112,7 @@ class GzipUnpacker : public Unpacker {
     used = filled - stream.avail_in;
     between = result == Z_STREAM_END;
     if (result != Z_OK && result != Z_STREAM_END && result != Z_BUF_ERROR) {
-      Damage(fault, std::string("gzip: ") + (stream.msg != nullptr ? stream.msg : zError(result)));
+      Damage(std::string("gzip: ") + (stream.msg != nullptr ? stream.msg : zError(result)));
     }
     return wanted - stream.avail_out;
   }
@@ -126,14 +137,14 @@ class ZstdUnpacker : public Unpacker {
   ~ZstdUnpacker() override { ZSTD_freeDStream(stream); }
 
  protected:
-  size_t Unpack(uint8_t* bytes, size_t wanted, Fault& fault) override {
+  size_t Unpack(uint8_t* bytes, size_t wanted) override {
     ZSTD_inBuffer in = {block.data(), filled, used};
     ZSTD_outBuffer out = {bytes, wanted, 0};
     const size_t result = ZSTD_decompressStream(stream, &out, &in);
     used = in.pos;
     if (ZSTD_isError(result)) {
-      Damage(fault, between ? "zstd: something that is no zstd data follows the packed data"
-                            : std::string("zstd: ") + ZSTD_getErrorName(result));
+      Damage(between ? "zstd: something that is no zstd data follows the packed data"
+                     : std::string("zstd: ") + ZSTD_getErrorName(result));
     }
     between = result == 0;
     return out.pos;

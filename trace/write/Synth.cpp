@@ -65,7 +65,7 @@ class Output {
     }
     --left;
     if (left % 65536 == 0) {
-      stopped = writer.GetFault() || (progress && !progress(all - left, all));
+      stopped = writer.GetFault() || (progress && !progress({all - left, all, Progress::RECORDS}));
     }
     return true;
   }

@@ -315,9 +315,10 @@ TEST(QueryTest, CursorFindsExactlyTheEventsThatMatchInManySegments) {
 // What a callback was told; it asks to stop at the `stopAt`-th call.
 struct Told {
   ProgressCallback Callback() {
-    return [this](uint64_t done, uint64_t all) {
-      values.push_back(done);
-      wholes.push_back(all);
+    return [this](const Progress& now) {
+      values.push_back(now.done);
+      wholes.push_back(now.all);
+      EXPECT_EQ(now.unit, Progress::RECORDS);
       return values.size() < stopAt;
     };
   }
@@ -408,7 +409,7 @@ TEST(QueryTest, CallerStopsASearch) {
   EventFilter filter;
   filter.thread = 1000;
   EventCursor cursor(*opened.trace, *opened.index, filter,
-                     [](uint64_t, uint64_t) { return false; });
+                     [](const Progress&) { return false; });
   TraceEvent event;
   EXPECT_FALSE(cursor.Next(event));
   EXPECT_EQ(cursor.GetFault().kind, Fault::CANCELLED);

@@ -283,9 +283,10 @@ TEST(StateTest, SkippingWorksInATraceOfWhichTheIndexKeepsNoBoundaries) {
 // What a callback was told; it asks to stop at the `stopAt`-th call.
 struct Told {
   ProgressCallback Callback() {
-    return [this](uint64_t done, uint64_t all) {
-      values.push_back(done);
-      wholes.push_back(all);
+    return [this](const Progress& now) {
+      values.push_back(now.done);
+      wholes.push_back(now.all);
+      EXPECT_EQ(now.unit, Progress::RECORDS);
       return values.size() < stopAt;
     };
   }

@@ -68,7 +68,7 @@ TEST(IndexLimitsTest, FarthestPlacesCostNoMemory) {
   ExpectInChild([&] {
     const uint64_t before = PeakMemory();
     Fault fault;
-    const auto trace = TraceFile::Open(folder.File("t"), fault);
+    const auto trace = OpenTrace(folder.File("t"));
     const auto index = Index::Open(*trace, {}, fault);
     ASSERT_TRUE(index) << fault.Text();
     EXPECT_FALSE(index->HasBoundaries());
@@ -376,7 +376,7 @@ struct FineIndex {
 
   void Reopen(IndexLimits limits) {
     Fault fault;
-    trace = TraceFile::Open(folder.File("t"), fault);
+    trace = OpenTrace(folder.File("t"));
     EXPECT_TRUE(Index::Build(*trace, folder.File("t.mfindex"), {}, fault, limits)) << fault.Text();
     index = Index::Load(*trace, folder.File("t.mfindex"), fault);
     EXPECT_FALSE(fault) << fault.Text();
@@ -425,13 +425,13 @@ TEST(IndexLimitsTest, IndexWhoseBoundariesWereHalvedIsExtended) {
                          {.segmentRecords = 1, .boundaries = 16});
     WriteFile(fine.folder.File("t"), Encode(events));
     Fault fault;
-    const auto trace = TraceFile::Open(fine.folder.File("t"), fault);
+    const auto trace = OpenTrace(fine.folder.File("t"));
     ASSERT_TRUE(Index::Load(*trace, fine.folder.File("t.mfindex"), fault)) << fault.Text();
     uint64_t first = 0;
     const auto index = Index::Open(
         *trace,
-        [&](uint64_t done, uint64_t) {
-          first = first == 0 ? done : first;
+        [&](const Progress& now) {
+          first = first == 0 ? now.done : first;
           return true;
         },
         fault);
@@ -452,7 +452,7 @@ TEST(IndexLimitsTest, IndexWithTooManyBoundariesIsExtendedAllTheSame) {
     parities.insert(fine.index->Boundaries().size() % 2);
     WriteFile(fine.folder.File("t"), Encode(events));
     Fault fault;
-    const auto trace = TraceFile::Open(fine.folder.File("t"), fault);
+    const auto trace = OpenTrace(fine.folder.File("t"));
     const auto index = Index::Open(*trace, {}, fault);
     ASSERT_TRUE(index) << fault.Text();
     ASSERT_GT(index->Boundaries().size(), 1000U) << "it was built anew";
@@ -473,14 +473,14 @@ TEST(IndexLimitsTest, FullTableOfRecordsKeepsEveryOtherOne) {
   const std::string bytes = Encode({events.begin(), events.begin() + 110000});
   WriteFile(folder.File("t"), bytes);
   Fault fault;
-  auto trace = TraceFile::Open(folder.File("t"), fault);
+  auto trace = OpenTrace(folder.File("t"));
   ASSERT_NO_FATAL_FAILURE(WriteCrowdedIndex(*trace, bytes, events));
   auto index = Index::Open(*trace, {}, fault);
   ASSERT_TRUE(index) << fault.Text();
   ASSERT_EQ(index->Stride(), 1U) << "the crowded index was not taken";
   ASSERT_GT(index->Boundaries().back().record, IndexLimits().entries);
   WriteFile(folder.File("t"), Encode(events));
-  trace = TraceFile::Open(folder.File("t"), fault);
+  trace = OpenTrace(folder.File("t"));
   index = Index::Open(*trace, {}, fault);
   ASSERT_TRUE(index) << fault.Text();
   EXPECT_EQ(index->Stride(), 2U);

@@ -186,7 +186,7 @@ TEST(IndexTest, TraceThatIsRewrittenAtOnceIsNotMistakenForTheOneBefore) {
     events[700].thread = round;
     WriteFile(name, Encode(events));
     Fault fault;
-    const auto trace = TraceFile::Open(name, fault);
+    const auto trace = OpenTrace(name);
     ASSERT_TRUE(trace) << fault.Text();
     const auto index = Index::Open(*trace, {}, fault);
     ASSERT_TRUE(index) << fault.Text();
@@ -208,7 +208,7 @@ TEST(IndexTest, CopyOfTraceAndIndexNeedsNoNewIndex) {
   }
   const Stamp before = Stamp::Of(elsewhere.File("c.mfindex"));
   Fault fault;
-  const auto trace = TraceFile::Open(elsewhere.File("c"), fault);
+  const auto trace = OpenTrace(elsewhere.File("c"));
   const auto index = Index::Open(*trace, {}, fault);
   ASSERT_TRUE(index) << fault.Text();
   EXPECT_TRUE(Stamp::Of(elsewhere.File("c.mfindex")) == before);
@@ -352,7 +352,7 @@ struct LockedAway {
 
   std::unique_ptr<Index> Open() {
     Fault fault;
-    trace = TraceFile::Open(name, fault);
+    trace = OpenTrace(name);
     EXPECT_TRUE(trace) << fault.Text();
     std::unique_ptr<Index> index = Index::Open(*trace, {}, fault);
     EXPECT_TRUE(index) << fault.Text();
@@ -414,7 +414,7 @@ TEST(IndexTest, WhereNoIndexCanBeWrittenAtAllThatIsSaid) {
     setenv("XDG_CACHE_HOME", away.outer.File("locked/cache").c_str(), 1);
     setenv("TMPDIR", away.outer.File("locked").c_str(), 1);
     Fault fault;
-    const auto trace = TraceFile::Open(away.name, fault);
+    const auto trace = OpenTrace(away.name);
     EXPECT_FALSE(Index::Open(*trace, {}, fault));
     EXPECT_EQ(fault.kind, Fault::SYSTEM);
     EXPECT_EQ(fault.Text(),
@@ -437,13 +437,14 @@ TEST(IndexTest, IndexingThatIsStoppedLeavesNothing) {
   const TempDir folder;
   WriteFile(folder.File("t"), Encode(Events(21, 40000)));
   Fault fault;
-  const auto trace = TraceFile::Open(folder.File("t"), fault);
+  const auto trace = OpenTrace(folder.File("t"));
   uint64_t last = 0;
-  const auto stop = [&](uint64_t done, uint64_t all) {
-    EXPECT_GE(done, last);
-    EXPECT_EQ(all, trace->Size());
-    last = done;
-    return done < all / 2;
+  const auto stop = [&](const Progress& now) {
+    EXPECT_GE(now.done, last);
+    EXPECT_EQ(now.all, trace->Size());
+    EXPECT_EQ(now.unit, Progress::BYTES);
+    last = now.done;
+    return now.done < now.all / 2;
   };
   EXPECT_FALSE(Index::Open(*trace, stop, fault));
   EXPECT_EQ(fault.kind, Fault::CANCELLED);
@@ -455,10 +456,10 @@ TEST(IndexTest, ProgressEndsAtTheWholeTrace) {
   const TempDir folder;
   WriteFile(folder.File("t"), Encode(Events(22, 40000)));
   Fault fault;
-  const auto trace = TraceFile::Open(folder.File("t"), fault);
+  const auto trace = OpenTrace(folder.File("t"));
   uint64_t last = 0;
   const auto index = Index::Open(
-      *trace, [&](uint64_t done, uint64_t) { return (last = done, true); }, fault);
+      *trace, [&](const Progress& now) { return (last = now.done, true); }, fault);
   EXPECT_TRUE(index);
   EXPECT_EQ(last, trace->Size());
 }
@@ -473,13 +474,13 @@ int GrowThrough(const std::string& bytes, const std::vector<size_t>& sizes,
   for (const size_t size : sizes) {
     WriteFile(name, bytes.substr(0, size));
     Fault fault;
-    const auto trace = TraceFile::Open(name, fault);
+    const auto trace = OpenTrace(name);
     EXPECT_TRUE(trace) << fault.Text();
     uint64_t firstDone = 0;
     const auto index = Index::Open(
         *trace,
-        [&](uint64_t done, uint64_t) {
-          firstDone = firstDone == 0 ? done : firstDone;
+        [&](const Progress& now) {
+          firstDone = firstDone == 0 ? now.done : firstDone;
           return true;
         },
         fault);
@@ -570,7 +571,7 @@ TEST(IndexTest, TwoProcessesThatIndexATraceAtOnceBothSucceed) {
     for (int i = 0; i < 3; ++i) {
       children.push_back(StartChild([&] {
         Fault fault;
-        const auto trace = TraceFile::Open(name, fault);
+        const auto trace = OpenTrace(name);
         const auto index = Index::Open(*trace, {}, fault);
         ASSERT_TRUE(index) << fault.Text();
         EXPECT_EQ(index->FileName(), name + ".mfindex");

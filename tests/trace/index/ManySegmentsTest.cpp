@@ -7,6 +7,7 @@
 #include <random>
 
 #include "tests/support/Files.h"
+#include "tests/trace/support/Opened.h"
 #include "tests/trace/support/RandomTrace.h"
 #include "trace/ask/ActivityReader.h"
 
@@ -44,7 +45,7 @@ class ManySegmentsTest : public ::testing::Test {
   void MakeIndex(size_t records, IndexLimits limits) {
     WriteFile(name, Encode({events.begin(), events.begin() + static_cast<ptrdiff_t>(records)}));
     Fault fault;
-    trace = TraceFile::Open(name, fault);
+    trace = OpenTrace(name);
     ASSERT_TRUE(trace) << fault.Text();
     ASSERT_TRUE(Index::Build(*trace, name + ".mfindex", {}, fault, limits)) << fault.Text();
     index = Index::Load(*trace, name + ".mfindex", fault);
@@ -140,7 +141,7 @@ TEST_F(ManySegmentsTest, CountsAreRightWhereAnIndexOfManySegmentsWasExtended) {
     ASSERT_GT(before, records / 260);
     WriteFile(name, Encode(events));
     Fault fault;
-    trace = TraceFile::Open(name, fault);
+    trace = OpenTrace(name);
     index = Index::Open(*trace, {}, fault);
     ASSERT_TRUE(index) << fault.Text();
     ASSERT_GT(index->Boundaries().size(), before) << "it was built anew";

@@ -47,13 +47,6 @@ std::string Trace(uint32_t seed, size_t records, unsigned perCycle = 60) {
   return Encode(RandomEvents(random, options));
 }
 
-std::unique_ptr<TraceFile> OpenTrace(const std::string& name) {
-  Fault fault;
-  std::unique_ptr<TraceFile> trace = TraceFile::Open(name, fault);
-  EXPECT_TRUE(trace) << fault.Text();
-  return trace;
-}
-
 std::vector<std::string> LeftoversIn(const std::string& folder) {
   std::vector<std::string> names;
   for (const auto& entry : fs::directory_iterator(folder)) {
@@ -73,7 +66,7 @@ TEST(TraceReliabilityTest, IndexingThatIsKilledLeavesNoIndexOrAWholeOne) {
   WriteFile(name, Trace(1, 50000));
   const auto index = [&] {
     Fault fault;
-    const auto trace = TraceFile::Open(name, fault);
+    const auto trace = OpenTrace(name);
     Index::Open(*trace, {}, fault);
   };
   const auto start = steady_clock::now();
@@ -241,7 +234,7 @@ TEST(TraceReliabilityTest, WhatCannotBeWrittenIsNotReadForToTheEnd) {
     Fault fault;
     const auto trace = OpenTrace(name);
     EXPECT_FALSE(Index::Build(
-        *trace, disk + "/i", [&](uint64_t done, uint64_t) { return (last = done, true); }, fault));
+        *trace, disk + "/i", [&](const Progress& now) { return (last = now.done, true); }, fault));
     EXPECT_EQ(fault.kind, Fault::SYSTEM);
     EXPECT_LT(last, trace->Size() / 2);
   });
@@ -270,11 +263,8 @@ TEST(TraceReliabilityTest, LimitOnTheSizeOfFilesIsAnErrorAndNotTheEndOfTheProces
 std::vector<Fault::Kind> AskAll(const TraceFile& trace, const Index& index) {
   std::vector<Fault::Kind> kinds;
   Answers(trace, index, SHAPE, 9);
+  kinds.push_back(SeekCycle(trace, index.GetSummary().maxCycle).Why().kind);
   Fault fault;
-  uint64_t offset = 0;
-  SeekCycle(trace, index.GetSummary().maxCycle, offset, fault);
-  kinds.push_back(fault.kind);
-  fault = Fault();
   uint64_t records = 0;
   Walk(
       trace, index, 0, ~uint64_t{0},
@@ -294,15 +284,13 @@ TEST(TraceReliabilityTest, TraceThatIsTruncatedWhileItIsOpenIsAFaultThatSaysSo) 
     fs::resize_file(opened.name, size);
     EXPECT_THAT(AskAll(*opened.trace, *opened.index), ::testing::Each(Fault::CHANGED))
         << "cut to " << size;
-    Fault fault;
     uint8_t last = 0;
     // Even where the page that the end lies in is still mapped.
-    EXPECT_FALSE(opened.trace->Copy(bytes.size() - 1, 1, &last, fault));
-    EXPECT_EQ(fault.kind, Fault::CHANGED);
-    ASSERT_FALSE(opened.trace->IsUnchanged(fault = Fault()));
-    EXPECT_EQ(fault.Text(), opened.name + ": record 0 at byte " + std::to_string(size) +
-                                ": the file became shorter while it was read; open it again when "
-                                "whoever writes it is done");
+    EXPECT_EQ(opened.trace->Copy(bytes.size() - 1, 1, &last).kind, Fault::CHANGED);
+    EXPECT_EQ(opened.trace->CheckUnchanged().Text(),
+              opened.name + ": record 0 at byte " + std::to_string(size) +
+                  ": the file became shorter while it was read; open it again when "
+                  "whoever writes it is done");
   }
 }
 
@@ -318,12 +306,10 @@ TEST(TraceReliabilityTest, RecordWhoseEndWasTruncatedIsNoneAtTheEndOfABatchEithe
     for (size_t left = 20; left < SMALL_RECORD; ++left) {
       const TempDir folder;
       WriteFile(folder.File("t"), Encode(events));
-      Fault fault;
-      const auto trace = TraceFile::Open(folder.File("t"), fault);
+      const auto trace = OpenTrace(folder.File("t"));
       fs::resize_file(folder.File("t"), (Columns::CAPACITY - 1) * SMALL_RECORD + left);
       auto columns = std::make_unique<Columns>();
-      trace->Decode(0, trace->Size(), *columns, fault);
-      EXPECT_EQ(fault.kind, Fault::CHANGED) << left;
+      EXPECT_EQ(trace->Decode(0, trace->Size(), *columns).Why().kind, Fault::CHANGED) << left;
       EXPECT_EQ(columns->size, 0U);
     }
   }
@@ -342,8 +328,8 @@ std::unique_ptr<Index> OpenWhile(const TraceFile& trace, const std::function<voi
   bool done = false;
   return Index::Open(
       trace,
-      [&](uint64_t read, uint64_t all) {
-        if (!done && read > all / 3) {
+      [&](const Progress& now) {
+        if (!done && now.done > now.all / 3) {
           done = true;
           change();
         }
@@ -368,7 +354,7 @@ TEST(TraceReliabilityTest, TraceThatIsWrittenAnewWhileItIsIndexedIsAFaultThoughI
     const TempDir folder;
     WriteFile(folder.File("t"), bytes);
     Fault fault;
-    const auto trace = TraceFile::Open(folder.File("t"), fault);
+    const auto trace = OpenTrace(folder.File("t"));
     const auto index = OpenWhile(
         *trace, [&] { WriteFile(folder.File("t"), longer); }, fault);
     EXPECT_EQ(index, nullptr);
@@ -510,8 +496,7 @@ TEST(TraceReliabilityTest, ReaderOfAFileThatGrowsReadsOn) {
   const std::string name = folder.File("t");
   const std::string bytes = Trace(22, 50000);
   WriteFile(name, bytes.substr(0, bytes.size() / 2));
-  Fault fault;
-  Reader reader(OpenSource(name, fault), name);
+  Reader reader(OpenInput(name), name);
   auto columns = std::make_unique<Columns>();
   ASSERT_TRUE(reader.Next(*columns));
   WriteFile(folder.File("rest"), bytes.substr(bytes.size() / 2));
@@ -531,8 +516,7 @@ TEST(TraceReliabilityTest, ReaderOfAFileThatIsTruncatedSaysSoBehindWhatItHas) {
     const TempDir folder;
     const std::string name = folder.File("t");
     WriteFile(name, bytes);
-    Fault fault;
-    Reader reader(OpenSource(name, fault), name);
+    Reader reader(OpenInput(name), name);
     auto columns = std::make_unique<Columns>();
     ASSERT_TRUE(reader.Next(*columns));
     fs::resize_file(name, size);
@@ -560,9 +544,9 @@ TEST(TraceReliabilityTest, PiecesOfATraceThatIsTruncatedEndWithAFault) {
   const auto trace = OpenTrace(name);
   fs::resize_file(name, 1000000);
   Counter counters[4];
-  Fault fault;
-  ReadInPieces(*trace, {&counters[0], &counters[1], &counters[2], &counters[3]}, fault);
-  EXPECT_EQ(fault.kind, Fault::CHANGED) << fault.Text();
+  const PiecesRead read =
+      ReadInPieces(*trace, {&counters[0], &counters[1], &counters[2], &counters[3]});
+  EXPECT_EQ(read.end.kind, Fault::CHANGED) << read.end.Text();
 }
 
 TEST(TraceReliabilityTest, FileThatIsAllHolesTakesNoTimeAndNoMemory) {
@@ -627,11 +611,10 @@ TEST(TraceReliabilityTest, ThreadsThatReadATruncatedTraceAllSurvive) {
   std::vector<Fault> faults(4);
   for (Fault& fault : faults) {
     threads.emplace_back([&] {
-      Fault load;
       auto columns = std::make_unique<Columns>();
       for (int round = 0; round < 50; ++round) {
-        fault = Fault();
-        opened.trace->Decode(opened.index->Entries()[20].offset, ~uint64_t{0}, *columns, fault);
+        const uint64_t offset = opened.index->Entries()[20].offset;
+        fault = opened.trace->Decode(offset, ~uint64_t{0}, *columns).Why();
       }
     });
   }

@@ -8,6 +8,7 @@
 
 #include "tests/support/Command.h"
 #include "tests/support/Files.h"
+#include "tests/trace/support/Opened.h"
 #include "tests/trace/support/RandomTrace.h"
 #include "trace/read/ByteSource.h"
 #include "trace/read/Reader.h"
@@ -49,13 +50,13 @@ class PackedTraceTest : public ::testing::Test {
   Unpacked Unpack(const std::string& packed) {
     WriteFile(folder.File("t"), packed);
     Unpacked unpacked;
-    const auto source = OpenSource(folder.File("t"), unpacked.fault);
+    const auto source = OpenInput(folder.File("t"));
     std::vector<uint8_t> block(1000);
-    size_t got = 1;
-    while (got > 0 && !unpacked.fault) {
-      got = source->Read(block.data(), block.size(), unpacked.fault);
-      unpacked.bytes.append(block.begin(), block.begin() + static_cast<ptrdiff_t>(got));
+    Result<size_t> got = source->Read(block.data(), block.size());
+    for (; got && *got > 0; got = source->Read(block.data(), block.size())) {
+      unpacked.bytes.append(block.begin(), block.begin() + static_cast<ptrdiff_t>(*got));
     }
+    unpacked.fault = got.Why();
     return unpacked;
   }
 

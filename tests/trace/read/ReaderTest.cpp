@@ -11,6 +11,7 @@
 #include "tests/support/Command.h"
 #include "tests/support/Files.h"
 #include "tests/support/TraceText.h"
+#include "tests/trace/support/Opened.h"
 #include "tests/trace/support/RandomTrace.h"
 #include "trace/read/Summary.h"
 
@@ -45,12 +46,11 @@ ReadResult ReadBytes(const std::string& bytes, ReadOptions options = {}) {
 }
 
 ReadResult ReadNamed(const std::string& name) {
-  Fault fault;
-  std::unique_ptr<ByteSource> source = OpenSource(name, fault);
+  Result<std::unique_ptr<ByteSource>> source = OpenSource(name);
   if (!source) {
-    return {{}, fault};
+    return {{}, source.Why()};
   }
-  Reader reader(std::move(source), name);
+  Reader reader(std::move(source).Take(), name);
   return ReadAll(reader);
 }
 
@@ -213,8 +213,7 @@ TEST(ReaderTest, PackedTracesReadLikePlainOnes) {
   for (const std::string suffix : {".gz", ".zst"}) {
     const std::string packed = ReadFile(name + suffix);
     WriteFile(name + "2" + suffix, packed + packed);
-    Fault fault;
-    Reader reader(OpenSource(name + "2" + suffix, fault), "twice", {.ordered = false});
+    Reader reader(OpenInput(name + "2" + suffix), "twice", {.ordered = false});
     EXPECT_EQ(ReadAll(reader).events.size(), 80000U) << suffix;
   }
 }

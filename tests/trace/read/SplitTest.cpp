@@ -9,6 +9,7 @@
 
 #include "tests/support/Files.h"
 #include "tests/support/TraceText.h"
+#include "tests/trace/support/Opened.h"
 #include "tests/trace/support/RandomTrace.h"
 #include "trace/base/BigEndian.h"
 
@@ -29,23 +30,27 @@ class Recorder : public PieceTaker {
   std::vector<Event> events;
 };
 
+// The byte at which the first record of a cycle begins; the fault is the test's.
+uint64_t OffsetOf(const TraceFile& trace, uint64_t cycle) {
+  const Result<uint64_t> offset = SeekCycle(trace, cycle);
+  EXPECT_TRUE(offset) << offset.Why().Text();
+  return offset ? *offset : ~uint64_t{0};
+}
+
 void ExpectSplittingChangesNothing(const std::string& bytes) {
   const TempDir folder;
   WriteFile(folder.File("t"), bytes);
-  Fault fault;
-  const auto trace = TraceFile::Open(folder.File("t"), fault);
-  ASSERT_TRUE(trace) << fault.Text();
+  const auto trace = OpenTrace(folder.File("t"));
+  ASSERT_TRUE(trace);
   Recorder whole;
-  Fault expected;
-  ReadInPieces(*trace, {&whole}, expected);
+  const Fault expected = ReadInPieces(*trace, {&whole}).end;
   for (const size_t pieces : {2U, 3U, 5U, 8U}) {
     std::vector<Recorder> recorders(pieces);
     std::vector<PieceTaker*> takers;
     for (Recorder& recorder : recorders) {
       takers.push_back(&recorder);
     }
-    Fault found;
-    const std::vector<uint64_t> records = ReadInPieces(*trace, takers, found);
+    const auto [records, found] = ReadInPieces(*trace, takers);
     std::vector<Event> joined;
     for (size_t i = 0; i < pieces; ++i) {
       EXPECT_EQ(records[i], recorders[i].events.size());
@@ -132,15 +137,11 @@ TEST(SplitTest, AmbiguousTraceIsNotSplitButReadAllTheSame) {
   const TempDir folder;
   const std::string bytes = AmbiguousTrace(400);
   WriteFile(folder.File("t"), bytes);
-  Fault fault;
-  const auto trace = TraceFile::Open(folder.File("t"), fault);
-  EXPECT_FALSE(Resynchronise(*trace, 36 * 100 + 5, fault)) << "two chains hold together here";
+  const auto trace = OpenTrace(folder.File("t"));
+  EXPECT_FALSE(*Resynchronise(*trace, 36 * 100 + 5)) << "two chains hold together here";
   ExpectSplittingChangesNothing(bytes);
-  uint64_t offset = 1;
-  ASSERT_TRUE(SeekCycle(*trace, 4, offset, fault)) << fault.Text();
-  EXPECT_EQ(offset, 0U);
-  ASSERT_TRUE(SeekCycle(*trace, ~uint64_t{0}, offset, fault));
-  EXPECT_EQ(offset, bytes.size());
+  EXPECT_EQ(OffsetOf(*trace, 4), 0U);
+  EXPECT_EQ(OffsetOf(*trace, ~uint64_t{0}), bytes.size());
 }
 
 TEST(SplitTest, EveryByteLeadsToARecordNearby) {
@@ -149,8 +150,7 @@ TEST(SplitTest, EveryByteLeadsToARecordNearby) {
   const std::string bytes = Encode(events);
   const TempDir folder;
   WriteFile(folder.File("t"), bytes);
-  Fault fault;
-  const auto trace = TraceFile::Open(folder.File("t"), fault);
+  const auto trace = OpenTrace(folder.File("t"));
   std::set<uint64_t> begins = {bytes.size()};
   uint64_t begin = 0;
   for (const Event& event : events) {
@@ -158,7 +158,7 @@ TEST(SplitTest, EveryByteLeadsToARecordNearby) {
     begin += RecordSize(event.type);
   }
   for (size_t at = 0; at <= bytes.size(); ++at) {
-    const std::optional<uint64_t> found = Resynchronise(*trace, at, fault);
+    const std::optional<uint64_t> found = *Resynchronise(*trace, at);
     ASSERT_TRUE(found) << "from byte " << at;
     EXPECT_EQ(begins.count(*found), 1U) << "from byte " << at;
     EXPECT_GE(*found, at);
@@ -174,17 +174,14 @@ TEST(SplitTest, SeekingFindsTheFirstRecordOfACycleWithoutAnIndex) {
   const std::vector<Event> events = RandomEvents(random, options);
   const TempDir folder;
   WriteFile(folder.File("t"), Encode(events));
-  Fault fault;
-  const auto trace = TraceFile::Open(folder.File("t"), fault);
+  const auto trace = OpenTrace(folder.File("t"));
   for (int round = 0; round < 300; ++round) {
     const uint64_t cycle = random() % (events.back().cycle + 3);
     uint64_t expected = 0;
     for (size_t i = 0; i < events.size() && events[i].cycle < cycle; ++i) {
       expected += RecordSize(events[i].type);
     }
-    uint64_t offset = 0;
-    ASSERT_TRUE(SeekCycle(*trace, cycle, offset, fault)) << fault.Text();
-    EXPECT_EQ(offset, expected) << "cycle " << cycle;
+    EXPECT_EQ(OffsetOf(*trace, cycle), expected) << "cycle " << cycle;
   }
 }
 
@@ -209,18 +206,16 @@ TEST(SplitTest, RecordInsideOfAnotherThatEndsWithItIsNotTakenForOne) {
     const std::vector<Event> events = SendsThatHoldFires(3000, cycle);
     const TempDir folder;
     WriteFile(folder.File("t"), Encode(events));
-    Fault fault;
-    const auto trace = TraceFile::Open(folder.File("t"), fault);
+    const auto trace = OpenTrace(folder.File("t"));
     const uint64_t sends = 10 * SMALL_RECORD;
     for (uint64_t at = sends; at < sends + 3 * LARGE_RECORD; ++at) {
-      const std::optional<uint64_t> found = Resynchronise(*trace, at, fault);
+      const std::optional<uint64_t> found = *Resynchronise(*trace, at);
       ASSERT_TRUE(found);
       EXPECT_EQ((*found - sends) % LARGE_RECORD, 0U) << "from byte " << at;
     }
     for (const uint64_t wanted : {uint64_t{2}, uint64_t{3}, uint64_t{17}, uint64_t{20}, cycle}) {
-      uint64_t offset = 0;
-      ASSERT_TRUE(SeekCycle(*trace, wanted, offset, fault)) << fault.Text();
-      EXPECT_EQ(offset, wanted <= cycle ? sends : trace->Size()) << "cycle " << wanted;
+      EXPECT_EQ(OffsetOf(*trace, wanted), wanted <= cycle ? sends : trace->Size())
+          << "cycle " << wanted;
     }
     ExpectSplittingChangesNothing(Encode(events));
   }
@@ -232,10 +227,9 @@ TEST(SplitTest, SeekingInPayloadsThatLookLikeRecordsFindsTheCycleAllTheSame) {
     const std::string bytes = AdversarialTrace(random, 2000, round % 2 == 0);
     const TempDir folder;
     WriteFile(folder.File("t"), bytes);
-    Fault fault;
-    const auto trace = TraceFile::Open(folder.File("t"), fault);
+    const auto trace = OpenTrace(folder.File("t"));
     Recorder whole;
-    ReadInPieces(*trace, {&whole}, fault);
+    const Fault fault = ReadInPieces(*trace, {&whole}).end;
     ASSERT_FALSE(fault) << fault.Text();
     for (int i = 0; i < 20; ++i) {
       const uint64_t cycle = whole.events[random() % whole.events.size()].cycle + random() % 2;
@@ -243,9 +237,7 @@ TEST(SplitTest, SeekingInPayloadsThatLookLikeRecordsFindsTheCycleAllTheSame) {
       for (size_t at = 0; at < whole.events.size() && whole.events[at].cycle < cycle; ++at) {
         expected += RecordSize(whole.events[at].type);
       }
-      uint64_t offset = 0;
-      ASSERT_TRUE(SeekCycle(*trace, cycle, offset, fault)) << fault.Text();
-      EXPECT_EQ(offset, expected) << "cycle " << cycle;
+      EXPECT_EQ(OffsetOf(*trace, cycle), expected) << "cycle " << cycle;
     }
   }
 }
@@ -258,11 +250,97 @@ TEST(SplitTest, SeekingAmongFallingCyclesReadsFromTheStart) {
   }
   const TempDir folder;
   WriteFile(folder.File("t"), Encode(events));
-  Fault fault;
-  const auto trace = TraceFile::Open(folder.File("t"), fault);
-  uint64_t offset = 0;
-  ASSERT_TRUE(SeekCycle(*trace, 9000, offset, fault)) << fault.Text();
-  EXPECT_EQ(offset, 500 * SMALL_RECORD);
+  const auto trace = OpenTrace(folder.File("t"));
+  EXPECT_EQ(OffsetOf(*trace, 9000), 500 * SMALL_RECORD);
+}
+
+// Falling cycles, among which seeking reads the whole trace.
+std::vector<Event> FallingEvents(size_t records) {
+  std::vector<Event> events(records);
+  for (size_t i = 0; i < records; ++i) {
+    events[i].cycle = records - i;
+  }
+  return events;
+}
+
+TEST(SplitTest, SeekingThatReadsTheWholeTraceTellsHowFarItIs) {
+  const TempDir folder;
+  WriteFile(folder.File("t"), Encode(FallingEvents(20000)));
+  const auto trace = OpenTrace(folder.File("t"));
+  uint64_t last = 0;
+  const Result<uint64_t> found = SeekCycle(*trace, ~uint64_t{0}, [&](const Progress& now) {
+    EXPECT_GT(now.done, last);
+    EXPECT_EQ(now.all, trace->Size());
+    EXPECT_EQ(now.unit, Progress::BYTES);
+    last = now.done;
+    return true;
+  });
+  ASSERT_TRUE(found) << found.Why().Text();
+  EXPECT_EQ(last, trace->Size());
+}
+
+TEST(SplitTest, SeekingThatIsStoppedIsCancelledAndSeekingAgainIsNot) {
+  const TempDir folder;
+  WriteFile(folder.File("t"), Encode(FallingEvents(20000)));
+  const auto trace = OpenTrace(folder.File("t"));
+  int calls = 0;
+  Result<uint64_t> found =
+      SeekCycle(*trace, ~uint64_t{0}, [&](const Progress&) { return ++calls < 2; });
+  EXPECT_EQ(found.Why().kind, Fault::CANCELLED);
+  EXPECT_EQ(found.Why().file, folder.File("t"));
+  EXPECT_EQ(calls, 2);
+  found = SeekCycle(*trace, ~uint64_t{0});
+  ASSERT_TRUE(found) << found.Why().Text();
+  EXPECT_EQ(*found, trace->Size());
+}
+
+TEST(SplitTest, SeekingInATraceThatIsCutIsAFaultAndNoneForTheNextTrace) {
+  const TempDir folder;
+  const std::string bytes = Encode(FallingEvents(2000));
+  WriteFile(folder.File("cut"), bytes.substr(0, bytes.size() - 1));
+  WriteFile(folder.File("whole"), bytes);
+  Result<uint64_t> found = SeekCycle(*OpenTrace(folder.File("cut")), ~uint64_t{0});
+  EXPECT_EQ(found.Why().kind, Fault::CUT_RECORD);
+  found = SeekCycle(*OpenTrace(folder.File("whole")), ~uint64_t{0});
+  EXPECT_TRUE(found) << found.Why().Text();
+}
+
+TEST(SplitTest, PiecesTellHowMuchAllOfThemHaveRead) {
+  std::mt19937 random(8);
+  const TempDir folder;
+  WriteFile(folder.File("t"), Encode(RandomEvents(random, {.records = 30000})));
+  const auto trace = OpenTrace(folder.File("t"));
+  Recorder recorders[3];
+  uint64_t last = 0;
+  const PiecesRead read =
+      ReadInPieces(*trace, {&recorders[0], &recorders[1], &recorders[2]}, [&](const Progress& now) {
+        EXPECT_GT(now.done, last);
+        EXPECT_EQ(now.all, trace->Size());
+        EXPECT_EQ(now.unit, Progress::BYTES);
+        last = now.done;
+        return true;
+      });
+  EXPECT_FALSE(read.end) << read.end.Text();
+  EXPECT_EQ(last, trace->Size());
+}
+
+TEST(SplitTest, PiecesThatAreStoppedForgetEverything) {
+  std::mt19937 random(9);
+  const TempDir folder;
+  WriteFile(folder.File("t"), Encode(RandomEvents(random, {.records = 30000})));
+  const auto trace = OpenTrace(folder.File("t"));
+  for (const int stop : {1, 2, 9}) {
+    Recorder recorders[2];
+    int calls = 0;
+    const PiecesRead read = ReadInPieces(*trace, {&recorders[0], &recorders[1]},
+                                         [&](const Progress&) { return ++calls < stop; });
+    EXPECT_EQ(read.end.kind, Fault::CANCELLED);
+    EXPECT_EQ(calls, stop) << "whoever asked to stop is not asked again";
+    for (size_t i = 0; i < 2; ++i) {
+      EXPECT_EQ(read.records[i], 0U);
+      EXPECT_TRUE(recorders[i].events.empty());
+    }
+  }
 }
 
 TEST(SplitTest, WhatATakerThrowsReachesTheCaller) {
@@ -273,12 +351,11 @@ TEST(SplitTest, WhatATakerThrowsReachesTheCaller) {
   std::mt19937 random(7);
   const TempDir folder;
   WriteFile(folder.File("t"), Encode(RandomEvents(random, {.records = 3000})));
-  Fault fault;
-  const auto trace = TraceFile::Open(folder.File("t"), fault);
+  const auto trace = OpenTrace(folder.File("t"));
   Recorder recorder;
   Thrower thrower;
-  EXPECT_THROW(ReadInPieces(*trace, {&recorder, &thrower}, fault), std::runtime_error);
-  EXPECT_THROW(ReadInPieces(*trace, {&thrower, &recorder}, fault), std::runtime_error);
+  EXPECT_THROW(ReadInPieces(*trace, {&recorder, &thrower}), std::runtime_error);
+  EXPECT_THROW(ReadInPieces(*trace, {&thrower, &recorder}), std::runtime_error);
 }
 
 }  // namespace

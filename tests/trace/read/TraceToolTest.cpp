@@ -21,6 +21,7 @@
 #include "tests/support/Command.h"
 #include "tests/support/Files.h"
 #include "tests/trace/support/Child.h"
+#include "tests/trace/support/Opened.h"
 #include "tests/trace/support/RandomTrace.h"
 #include "trace/read/Reader.h"
 #include "trace/read/TraceFile.h"
@@ -45,9 +46,7 @@ void Append(const Columns& columns, std::vector<Event>& events) {
 
 ReadResult ReadByBlocks(const std::string& name) {
   ReadResult result;
-  std::unique_ptr<ByteSource> source = OpenSource(name, result.fault);
-  EXPECT_FALSE(result.fault) << result.fault.Text();
-  Reader reader(std::move(source), name, {.ordered = false});
+  Reader reader(OpenInput(name), name, {.ordered = false});
   auto columns = std::make_unique<Columns>();
   while (reader.Next(*columns)) {
     Append(*columns, result.events);
@@ -59,11 +58,12 @@ ReadResult ReadByBlocks(const std::string& name) {
 
 ReadResult ReadMapped(const std::string& name) {
   ReadResult result;
-  const auto trace = TraceFile::Open(name, result.fault);
-  EXPECT_TRUE(trace) << result.fault.Text();
+  const auto trace = OpenTrace(name);
   auto columns = std::make_unique<Columns>();
   while (result.offset < trace->Size() && !result.fault) {
-    result.offset = trace->Decode(result.offset, trace->Size(), *columns, result.fault);
+    const Result<uint64_t> next = trace->Decode(result.offset, trace->Size(), *columns);
+    result.offset = next ? *next : result.offset;
+    result.fault = next.Why();
     Append(*columns, result.events);
   }
   result.fault.record = result.events.size();

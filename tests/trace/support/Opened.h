@@ -5,12 +5,28 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "tests/support/Files.h"
 #include "trace/index/Index.h"
+#include "trace/read/ByteSource.h"
 #include "trace/read/TraceFile.h"
 
 namespace marrowfin::testing {
+
+// The trace in a file that can be opened.
+inline std::unique_ptr<TraceFile> OpenTrace(const std::string& name) {
+  Result<std::unique_ptr<TraceFile>> trace = TraceFile::Open(name);
+  EXPECT_TRUE(trace) << trace.Why().Text();
+  return trace ? std::move(trace).Take() : nullptr;
+}
+
+// The bytes of a file that can be opened, unpacked where it is packed.
+inline std::unique_ptr<ByteSource> OpenInput(const std::string& name) {
+  Result<std::unique_ptr<ByteSource>> source = OpenSource(name);
+  EXPECT_TRUE(source) << source.Why().Text();
+  return source ? std::move(source).Take() : nullptr;
+}
 
 // A trace in a file of its own, open and indexed.
 struct Opened {
@@ -21,8 +37,7 @@ struct Opened {
 
   void Reopen() {
     Fault fault;
-    trace = TraceFile::Open(name, fault);
-    EXPECT_FALSE(fault) << fault.Text();
+    trace = OpenTrace(name);
     index = Index::Open(*trace, {}, fault);
     EXPECT_FALSE(fault) << fault.Text();
   }

@@ -1,4 +1,4 @@
-#include "tools/program/Progress.h"
+#include "tools/program/ProgressLine.h"
 
 #include <gtest/gtest.h>
 
@@ -8,60 +8,60 @@
 namespace marrowfin {
 namespace {
 
-class ProgressTest : public ::testing::Test {
+class ProgressLineTest : public ::testing::Test {
  protected:
-  ProgressTest() {
+  ProgressLineTest() {
     progress.emplace(&terminal, "reading", "MB", 1e6, [this] { return now; });
   }
 
   // What an update `milliseconds` after the start writes.
   std::string Update(int milliseconds, uint64_t done, uint64_t total) {
     terminal.str("");
-    now = Progress::Time() + std::chrono::milliseconds(milliseconds);
+    now = ProgressLine::Time() + std::chrono::milliseconds(milliseconds);
     progress->Update(done, total);
     return terminal.str();
   }
 
-  Progress::Time now;
+  ProgressLine::Time now;
   std::ostringstream terminal;
-  std::optional<Progress> progress;
+  std::optional<ProgressLine> progress;
 };
 
-TEST_F(ProgressTest, AShortTaskShowsNothing) {
+TEST_F(ProgressLineTest, AShortTaskShowsNothing) {
   EXPECT_EQ("", Update(0, 0, 100));
   EXPECT_EQ("", Update(499, 90, 100));
   progress.reset();
   EXPECT_EQ("", terminal.str());
 }
 
-TEST_F(ProgressTest, ALongTaskShowsShareRateAndTimeLeft) {
+TEST_F(ProgressLineTest, ALongTaskShowsShareRateAndTimeLeft) {
   EXPECT_EQ("\r\033[Kreading  20 %, 20.0 MB/s, 4 s left", Update(1000, 20'000'000, 100'000'000));
 }
 
-TEST_F(ProgressTest, ATaskOfUnknownLengthShowsWhatIsDone) {
+TEST_F(ProgressLineTest, ATaskOfUnknownLengthShowsWhatIsDone) {
   EXPECT_EQ("\r\033[Kreading 5.0 MB, 2.5 MB/s", Update(2000, 5'000'000, 0));
 }
 
-TEST_F(ProgressTest, ATaskThatHasDoneNothingYetShowsNoTimeLeft) {
+TEST_F(ProgressLineTest, ATaskThatHasDoneNothingYetShowsNoTimeLeft) {
   EXPECT_EQ("\r\033[Kreading 0.0 MB, 0.0 MB/s", Update(2000, 0, 100));
 }
 
-TEST_F(ProgressTest, TheLineChangesAtMostTenTimesASecond) {
+TEST_F(ProgressLineTest, TheLineChangesAtMostTenTimesASecond) {
   EXPECT_NE("", Update(500, 1, 10));
   EXPECT_EQ("", Update(599, 2, 10));
   EXPECT_NE("", Update(600, 3, 10));
 }
 
-TEST_F(ProgressTest, TheLineGoesWhenTheTaskEnds) {
+TEST_F(ProgressLineTest, TheLineGoesWhenTheTaskEnds) {
   EXPECT_NE("", Update(500, 1, 10));
   terminal.str("");
   progress.reset();
   EXPECT_EQ("\r\033[K", terminal.str());
 }
 
-TEST(ProgressWithoutTerminalTest, NothingIsWrittenAnywhere) {
-  Progress::Time now;
-  Progress progress(nullptr, "reading", "MB", 1e6, [&now] { return now; });
+TEST(ProgressLineWithoutTerminalTest, NothingIsWrittenAnywhere) {
+  ProgressLine::Time now;
+  ProgressLine progress(nullptr, "reading", "MB", 1e6, [&now] { return now; });
   now += std::chrono::hours(1);
   progress.Update(1, 10);
 }

@@ -1,5 +1,5 @@
-#ifndef TOOLS_PROGRAM_PROGRESS_H
-#define TOOLS_PROGRAM_PROGRESS_H
+#ifndef TOOLS_PROGRAM_PROGRESSLINE_H
+#define TOOLS_PROGRAM_PROGRESSLINE_H
 
 #include <chrono>
 #include <cstdint>
@@ -12,18 +12,18 @@ namespace marrowfin {
 // A line on the terminal that says how far a long task is: share done, rate and time left. It
 // appears once a task has taken half a second, changes at most ten times a second, and goes when
 // the task ends.
-class Progress {
+class ProgressLine {
  public:
   using Time = std::chrono::steady_clock::time_point;
   using Clock = std::function<Time()>;
 
   // `terminal` is null where nobody watches; nothing is then written. `task` and `unit` are words
   // for the user ("reading", "MB"); `perUnit` counts make one unit.
-  Progress(std::ostream* terminal, std::string task, std::string unit, double perUnit,
-           Clock clock = std::chrono::steady_clock::now);
-  Progress(const Progress&) = delete;
-  Progress& operator=(const Progress&) = delete;
-  ~Progress();
+  ProgressLine(std::ostream* terminal, std::string task, std::string unit, double perUnit,
+               Clock clock = std::chrono::steady_clock::now);
+  ProgressLine(const ProgressLine&) = delete;
+  ProgressLine& operator=(const ProgressLine&) = delete;
+  ~ProgressLine();
 
   // `total` is 0 where it is not known.
   void Update(uint64_t done, uint64_t total);

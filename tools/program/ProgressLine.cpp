@@ -1,4 +1,4 @@
-#include "tools/program/Progress.h"
+#include "tools/program/ProgressLine.h"
 
 #include <cstdio>
 #include <ostream>
@@ -15,8 +15,8 @@ constexpr char eraseLine[] = "\r\033[K";
 
 }  // namespace
 
-Progress::Progress(std::ostream* terminal, std::string task, std::string unit, double perUnit,
-                   Clock clock)
+ProgressLine::ProgressLine(std::ostream* terminal, std::string task, std::string unit,
+                           double perUnit, Clock clock)
     : terminal(terminal),
       task(std::move(task)),
       unit(std::move(unit)),
@@ -26,13 +26,13 @@ Progress::Progress(std::ostream* terminal, std::string task, std::string unit, d
       next(start + patience),
       shown(false) {}
 
-Progress::~Progress() {
+ProgressLine::~ProgressLine() {
   if (shown) {
     *terminal << eraseLine << std::flush;
   }
 }
 
-void Progress::Update(uint64_t done, uint64_t total) {
+void ProgressLine::Update(uint64_t done, uint64_t total) {
   if (terminal == nullptr) {
     return;
   }
@@ -46,7 +46,7 @@ void Progress::Update(uint64_t done, uint64_t total) {
   Show(seconds, static_cast<double>(done), static_cast<double>(total));
 }
 
-void Progress::Show(double seconds, double done, double total) {
+void ProgressLine::Show(double seconds, double done, double total) {
   const double rate = done / seconds;
   char text[160];
   if (total > 0 && done > 0) {
