@@ -18,7 +18,7 @@
 #include "trace/index/IndexFormat.h"
 #include "trace/index/Pack.h"
 #include "trace/read/Reader.h"
-#include "trace/read/TraceFile.h"
+#include "trace/read/TraceSource.h"
 #include "trace/write/Writer.h"
 
 // Bytes as an index of a trace that is always the same. One that is damaged or of another trace is

@@ -12,7 +12,7 @@
 #include "trace/ask/Walk.h"
 #include "trace/index/Index.h"
 #include "trace/read/Decode.h"
-#include "trace/read/TraceFile.h"
+#include "trace/read/TraceSource.h"
 
 // Bytes as a trace that is indexed: what is found with the index must be what looking at every
 // event finds, and an index of many small segments must tell what one without segments tells.

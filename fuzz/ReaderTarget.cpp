@@ -10,7 +10,7 @@
 #include "trace/read/Split.h"
 #include "trace/read/Summary.h"
 #include "trace/read/SwitchGrid.h"
-#include "trace/read/TraceFile.h"
+#include "trace/read/TraceSource.h"
 
 // Bytes as a trace: the reader, in blocks of any size and with any options, must deliver what the
 // layout of records tells, and break where that breaks. So must every decoder in batches, the

@@ -15,6 +15,7 @@
 #include "bench/trace/Measure.h"
 #include "bench/trace/Sections.h"
 #include "bench/trace/Table.h"
+#include "trace/read/OpenSource.h"
 #include "trace/read/Reader.h"
 #include "trace/read/Split.h"
 #include "trace/write/Writer.h"

@@ -9,6 +9,7 @@
 #include "bench/trace/Table.h"
 #include "trace/ask/ActivityReader.h"
 #include "trace/ask/StateReader.h"
+#include "trace/read/OpenSource.h"
 #include "trace/read/Reader.h"
 #include "trace/read/Split.h"
 

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "trace/read/ByteSource.h"
+#include "trace/read/OpenSource.h"
 #include "trace/read/Reader.h"
 
 int main(int argc, char** argv) {

@@ -10,6 +10,7 @@
 #include "tools/program/Subcommand.h"
 #include "trace/base/ArrayShape.h"
 #include "trace/index/Index.h"
+#include "trace/read/OpenSource.h"
 #include "trace/read/Reader.h"
 #include "trace/read/Summary.h"
 

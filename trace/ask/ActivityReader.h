@@ -6,7 +6,7 @@
 
 #include "trace/base/Fault.h"
 #include "trace/index/Index.h"
-#include "trace/read/TraceFile.h"
+#include "trace/read/TraceSource.h"
 
 namespace marrowfin {
 

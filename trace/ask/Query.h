@@ -12,7 +12,7 @@
 #include "trace/base/Fault.h"
 #include "trace/index/Index.h"
 #include "trace/read/Columns.h"
-#include "trace/read/TraceFile.h"
+#include "trace/read/TraceSource.h"
 
 namespace marrowfin {
 

@@ -8,7 +8,7 @@
 #include "trace/base/ArrayShape.h"
 #include "trace/base/Fault.h"
 #include "trace/index/Index.h"
-#include "trace/read/TraceFile.h"
+#include "trace/read/TraceSource.h"
 
 namespace marrowfin {
 

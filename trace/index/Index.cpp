@@ -94,11 +94,6 @@ void LetTickPass(const TraceFile& trace) {
   }
 }
 
-mode_t PermissionsOf(const TraceFile& trace) {
-  struct stat status;
-  return fstat(trace.Descriptor(), &status) == 0 ? status.st_mode : 0;
-}
-
 // Adds the records from byte `offset` on to what is built, as long as it can be written; the fault
 // that ends them is put into `end`. False where the caller asked to stop or the file could not be
 // read.
@@ -106,8 +101,7 @@ bool AddRecords(const TraceFile& trace, uint64_t offset, const IndexWriter& writ
                 IndexBuilder& builder, const ProgressCallback& progress, Fault& end, Fault& fault) {
   ReadOptions options;
   options.ordered = false;
-  Reader reader(PieceSource(trace.Descriptor(), trace.Name(), offset, trace.Size() - offset),
-                trace.Name(), options);
+  Reader reader(PieceSource(trace.File(), offset, trace.Size() - offset), trace.Name(), options);
   Columns columns;
   while (!writer.Failed() && reader.Next(columns)) {
     builder.Add(columns);
@@ -117,12 +111,10 @@ bool AddRecords(const TraceFile& trace, uint64_t offset, const IndexWriter& writ
     }
   }
   end = reader.GetFault();
-  if (end.kind == Fault::SYSTEM) {
+  if (end.kind == Fault::SYSTEM || end.kind == Fault::CHANGED) {
     // What the system refuses now says nothing about the trace.
     fault = end;
-  } else if ((!end || end.kind == Fault::CUT_RECORD) && !writer.Failed() &&
-             offset + reader.Source().InputRead() < trace.Size()) {
-    fault = trace.Changed(offset + reader.Offset());
+    fault.offset += offset;
   }
   return !fault;
 }
@@ -213,7 +205,7 @@ int Index::Write(const TraceFile& trace, const std::string& file, const Index* g
                  const ProgressCallback& progress, Fault& fault, IndexLimits limits) {
   fault = Fault();
   IndexWriter writer;
-  if (!writer.Open(file, PermissionsOf(trace), fault)) {
+  if (!writer.Open(file, trace.File().Permissions(), fault)) {
     return -1;
   }
   uint32_t edges = 0;

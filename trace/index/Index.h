@@ -12,7 +12,7 @@
 #include "trace/index/IndexTables.h"
 #include "trace/index/SectionCache.h"
 #include "trace/read/Summary.h"
-#include "trace/read/TraceFile.h"
+#include "trace/read/TraceSource.h"
 
 namespace marrowfin {
 
@@ -116,8 +116,8 @@ class Index {
   std::string fileName;
   uint64_t fileSize = 0;
   IndexSection directorySection;
-  uint32_t checksum = 0;         // of the bytes before the footer
-  TraceFile::Identity identity;  // of the trace when it was indexed; the device is not kept
+  uint32_t checksum = 0;  // of the bytes before the footer
+  FileIdentity identity;  // of the trace when it was indexed; the device is not kept
   uint32_t traceEdges = 0;
   Summary summary;
   Summary atLastBoundary;  // the summary of what lies before the last boundary

@@ -25,7 +25,7 @@ struct IndexFooter {
 // What the directory holds.
 struct IndexDirectory {
   uint64_t traceSize = 0;      // of the trace when it was indexed
-  uint64_t traceModified = 0;  // its times, see TraceFile::Identity
+  uint64_t traceModified = 0;  // its times, see FileIdentity
   uint64_t traceChanged = 0;
   uint64_t traceInode = 0;
   uint32_t traceEdges = 0;  // checksum of its first and last bytes

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <string>
 
 #include "trace/base/Result.h"
+#include "trace/read/PositionedFile.h"
 
 namespace marrowfin {
 
@@ -26,17 +26,9 @@ class ByteSource {
   virtual uint64_t InputRead() const = 0;
 };
 
-// Opens a file or a FIFO and looks at its first bytes: gzip and zstd data are unpacked on the way.
-// "-" is the name of a file like any other.
-Result<std::unique_ptr<ByteSource>> OpenSource(const std::string& name);
-
-// The same on a descriptor, which is closed with the source; `name` is for messages.
-Result<std::unique_ptr<ByteSource>> OpenSource(int descriptor, const std::string& name);
-
-// `limit` bytes of a plain file from byte `offset` on, as they are. The descriptor, whose position
-// is neither used nor moved, must outlive the source.
-std::unique_ptr<ByteSource> PieceSource(int descriptor, const std::string& name, uint64_t offset,
-                                        uint64_t limit);
+// `size` bytes of a file from byte `offset` on, all of which it must have; it must outlive the
+// source. Where the file became shorter the source has a fault.
+std::unique_ptr<ByteSource> PieceSource(const PositionedFile& file, uint64_t offset, uint64_t size);
 
 // Bytes in memory, which must outlive the source.
 std::unique_ptr<ByteSource> MemorySource(const uint8_t* bytes, size_t size);

@@ -71,11 +71,6 @@ class Reader {
   uint64_t lastCycle = 0;
 };
 
-// What is wrong with the record at `data`, of which the bytes up to `end` are all that the trace
-// has left: an unknown type, a wrong length, a cut. `data` is below `end`, and no well-formed whole
-// record stands there.
-Fault MalformedRecord(const uint8_t* data, const uint8_t* end);
-
 // Looks through a batch for records whose cycle falls (where `ordered`) or that lie outside `array`
 // (where given) and calls `found(index, fault)` for each finding in order, until it returns false.
 // `cycleBefore` is the cycle of the record before the batch.

@@ -9,7 +9,7 @@
 #include "trace/base/Progress.h"
 #include "trace/base/Result.h"
 #include "trace/read/Columns.h"
-#include "trace/read/TraceFile.h"
+#include "trace/read/TraceSource.h"
 
 namespace marrowfin {
 

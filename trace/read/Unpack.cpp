@@ -6,18 +6,13 @@
 #include <algorithm>
 #include <vector>
 
+#include "trace/read/Packing.h"
+
 namespace marrowfin {
 
 namespace {
 
 constexpr size_t BLOCK = 256 << 10;
-
-constexpr uint8_t GZIP_START[] = {0x1f, 0x8b};
-constexpr uint8_t ZSTD_START[] = {0x28, 0xb5, 0x2f, 0xfd};
-
-// A frame that holds no data but something for those who know it, such as how long the next one is
-// for whoever unpacks many at a time. The lowest four bits of its first byte are free.
-constexpr uint8_t SKIPPABLE_START[] = {0x50, 0x2a, 0x4d, 0x18};
 
 // What both formats share: a block of packed bytes that is refilled when it is used up.
 class Unpacker : public ByteSource {
@@ -97,7 +92,7 @@ class GzipUnpacker : public Unpacker {
       if (used == filled) {
         return 0;
       }
-      if (padded || block[used] != GZIP_START[0]) {
+      if (padded || block[used] != GZIP_FIRST) {
         Damage("gzip: something that is no gzip data follows the packed data");
         return 0;
       }
@@ -155,19 +150,6 @@ class ZstdUnpacker : public Unpacker {
 };
 
 }  // namespace
-
-Packing PackingOf(const uint8_t* bytes, size_t size) {
-  if (size >= sizeof(GZIP_START) && std::equal(GZIP_START, std::end(GZIP_START), bytes)) {
-    return Packing::GZIP;
-  }
-  if (size < PACKED_START) {
-    return Packing::NONE;
-  }
-  const bool frame = std::equal(ZSTD_START, std::end(ZSTD_START), bytes);
-  const bool skippable = (bytes[0] & 0xf0) == SKIPPABLE_START[0] &&
-                         std::equal(SKIPPABLE_START + 1, std::end(SKIPPABLE_START), bytes + 1);
-  return frame || skippable ? Packing::ZSTD : Packing::NONE;
-}
 
 std::unique_ptr<ByteSource> UnpackGzip(std::unique_ptr<ByteSource> packed,
                                        const std::string& name) {

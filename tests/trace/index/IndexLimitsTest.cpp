@@ -340,7 +340,7 @@ void WriteCrowdedIndex(const TraceFile& trace, const std::string& bytes,
   Fault fault;
   ASSERT_TRUE(writer.Open(trace.Name() + ".mfindex", 0644, fault)) << fault.Text();
   IndexBuilder builder([&](std::span<const uint8_t> raw) { return writer.Append(raw); });
-  Reader reader(PieceSource(trace.Descriptor(), "t", 0, trace.Size()), "t");
+  Reader reader(PieceSource(trace.File(), 0, trace.Size()), "t");
   auto columns = std::make_unique<Columns>();
   while (reader.Next(*columns)) {
     builder.Add(*columns);

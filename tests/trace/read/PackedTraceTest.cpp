@@ -11,6 +11,8 @@
 #include "tests/trace/support/Opened.h"
 #include "tests/trace/support/RandomTrace.h"
 #include "trace/read/ByteSource.h"
+#include "trace/read/OpenSource.h"
+#include "trace/read/Packing.h"
 #include "trace/read/Reader.h"
 #include "trace/read/Unpack.h"
 

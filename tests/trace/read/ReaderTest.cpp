@@ -13,6 +13,7 @@
 #include "tests/support/TraceText.h"
 #include "tests/trace/support/Opened.h"
 #include "tests/trace/support/RandomTrace.h"
+#include "trace/read/OpenSource.h"
 #include "trace/read/Summary.h"
 
 namespace marrowfin::testing {

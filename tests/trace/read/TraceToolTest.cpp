@@ -24,7 +24,7 @@
 #include "tests/trace/support/Opened.h"
 #include "tests/trace/support/RandomTrace.h"
 #include "trace/read/Reader.h"
-#include "trace/read/TraceFile.h"
+#include "trace/read/TraceSource.h"
 #include "trace/write/Synth.h"
 
 namespace marrowfin::testing {

@@ -9,8 +9,8 @@
 
 #include "tests/support/Files.h"
 #include "trace/index/Index.h"
-#include "trace/read/ByteSource.h"
-#include "trace/read/TraceFile.h"
+#include "trace/read/OpenSource.h"
+#include "trace/read/TraceSource.h"
 
 namespace marrowfin::testing {
 

@@ -1,4 +1,4 @@
-#include "trace/read/TraceFile.h"
+#include "trace/read/TraceSource.h"
 
 #include <gtest/gtest.h>
 
@@ -10,15 +10,15 @@
 namespace marrowfin::testing {
 namespace {
 
-class TraceFileTest : public ::testing::Test {
+class TraceSourceFaultTest : public ::testing::Test {
  protected:
-  TraceFileTest() { WriteFile(name, TraceBytes("fire 1 0 1 1\nfire 2 0 1 1\n")); }
+  TraceSourceFaultTest() { WriteFile(name, TraceBytes("fire 1 0 1 1\nfire 2 0 1 1\n")); }
 
   TempDir folder;
   std::string name = folder.File("t");
 };
 
-TEST_F(TraceFileTest, OpeningAFileAfterOneThatIsMissingLeavesNoFault) {
+TEST_F(TraceSourceFaultTest, OpeningAFileAfterOneThatIsMissingLeavesNoFault) {
   Result<std::unique_ptr<TraceFile>> trace = TraceFile::Open(folder.File("none"));
   EXPECT_FALSE(trace);
   EXPECT_EQ(trace.Why().kind, Fault::SYSTEM);
@@ -27,7 +27,7 @@ TEST_F(TraceFileTest, OpeningAFileAfterOneThatIsMissingLeavesNoFault) {
   EXPECT_FALSE(trace.Why());
 }
 
-TEST_F(TraceFileTest, DecodingAfterAFaultDecodesAsEver) {
+TEST_F(TraceSourceFaultTest, DecodingAfterAFaultDecodesAsEver) {
   const Result<std::unique_ptr<TraceFile>> trace = TraceFile::Open(name);
   ASSERT_TRUE(trace);
   auto columns = std::make_unique<Columns>();
@@ -41,7 +41,7 @@ TEST_F(TraceFileTest, DecodingAfterAFaultDecodesAsEver) {
   EXPECT_EQ(columns->size, 2U);
 }
 
-TEST_F(TraceFileTest, CopyingAfterAFaultCopiesAsEver) {
+TEST_F(TraceSourceFaultTest, CopyingAfterAFaultCopiesAsEver) {
   const Result<std::unique_ptr<TraceFile>> trace = TraceFile::Open(name);
   ASSERT_TRUE(trace);
   uint8_t bytes[4] = {};

@@ -1,0 +1,55 @@
+#ifndef TRACE_READ_BLOCKWINDOW_H
+#define TRACE_READ_BLOCKWINDOW_H
+
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <mutex>
+
+#include "trace/base/Fault.h"
+#include "trace/base/Result.h"
+#include "trace/read/Columns.h"
+#include "trace/read/PositionedFile.h"
+
+namespace marrowfin {
+
+// What a window on a file shows: some bytes from byte `offset` of the file on.
+struct Block {
+  uint64_t offset = 0;
+  size_t size = 0;
+  std::unique_ptr<uint8_t[]> bytes;
+
+  uint64_t End() const { return offset + size; }
+};
+
+// Reads a file in blocks, for files that have no view of themselves, and keeps those used last.
+//
+// A block goes on into the next one by as much as the longest batch takes, so that a batch that
+// begins in a block lies in it whole. From several threads at a time: a block stays as long as
+// anyone holds it.
+class BlockWindow {
+ public:
+  static constexpr size_t BLOCK = 256 << 10;
+  static constexpr size_t OVERLAP = Columns::CAPACITY * LARGE_RECORD;
+  static constexpr size_t BLOCKS = 16;
+
+  // The file must outlive the window.
+  explicit BlockWindow(const PositionedFile& file) : file(file) {}
+
+  // The block in which byte `offset` (below the size of the file) begins a batch. The fault of a
+  // file that does not deliver it.
+  [[nodiscard]] Result<std::shared_ptr<const Block>> At(uint64_t offset);
+
+ private:
+  std::shared_ptr<const Block> Find(uint64_t begin);
+  void Keep(const std::shared_ptr<const Block>& block);
+
+  const PositionedFile& file;
+  std::mutex mutex;
+  std::list<std::shared_ptr<const Block>> blocks;  // the one used last in front
+};
+
+}  // namespace marrowfin
+
+#endif

@@ -1,0 +1,155 @@
+#include "trace/read/TraceSource.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "trace/base/BigEndian.h"
+#include "trace/read/BusGuard.h"
+#include "trace/read/Decode.h"
+#include "trace/read/MalformedRecord.h"
+#include "trace/read/Packing.h"
+
+namespace marrowfin {
+
+namespace {
+
+// The system maps the pages around one that was touched for the first time, as many as these.
+// Decoding fetches bytes far ahead, but nothing can be fetched from a page that is not mapped: so
+// the next window is touched before the fetching gets there.
+constexpr uint64_t WINDOW = 65536;
+
+// `begin` is byte `offset`.
+void TouchWindow(const uint8_t* begin, uint64_t offset, uint64_t limit) {
+  constexpr uint64_t NEAR = 4096;
+  constexpr uint64_t LARGEST_BATCH = Columns::CAPACITY * LARGE_RECORD;
+  const uint64_t window = (offset + NEAR + WINDOW - 1) / WINDOW * WINDOW;
+  if (window < limit && window < offset + NEAR + LARGEST_BATCH) {
+    static_cast<void>(*static_cast<const volatile uint8_t*>(begin + (window - offset)));
+  }
+}
+
+Fault PackedTrace(const std::string& name) {
+  Fault fault;
+  fault.kind = Fault::SYSTEM;
+  fault.file = name;
+  fault.reason = "a packed trace cannot be read out of order";
+  fault.remedy = "copy or unpack it into a plain file";
+  return fault;
+}
+
+}  // namespace
+
+Result<std::unique_ptr<TraceSource>> TraceSource::Open(const std::string& name,
+                                                       PlainAccess access) {
+  Result<std::unique_ptr<PositionedFile>> file = OpenPlainFile(name, access);
+  if (!file) {
+    return file.Why();
+  }
+  return Over(std::move(file).Take());
+}
+
+Result<std::unique_ptr<TraceSource>> TraceSource::Over(std::unique_ptr<PositionedFile> file) {
+  uint8_t start[PACKED_START];
+  const size_t length = static_cast<size_t>(std::min<uint64_t>(file->Size(), sizeof(start)));
+  if (Fault fault = file->ReadAt(0, length, start)) {
+    return fault;
+  }
+  if (PackingOf(start, length) != Packing::NONE) {
+    return PackedTrace(file->Name());
+  }
+  return std::unique_ptr<TraceSource>(new TraceSource(std::move(file)));
+}
+
+TraceSource::TraceSource(std::unique_ptr<PositionedFile> opened)
+    : file(std::move(opened)), size(file->Size()), view(file->View()) {
+  if (view == nullptr) {
+    window = std::make_unique<BlockWindow>(*file);
+  }
+}
+
+Result<uint64_t> TraceSource::Decode(uint64_t offset, uint64_t limit, Columns& columns) const {
+  columns.Clear();
+  columns.firstOffset = offset;
+  limit = std::min(limit, size);
+  if (offset >= limit) {
+    Fault fault = Changed(offset);
+    fault.reason = "the trace ends where more records are expected";
+    return fault;
+  }
+  if (view != nullptr) {
+    file->AboutToRead(offset);
+    return DecodeFrom({view, 0, size}, offset, limit, columns);
+  }
+  const Result<std::shared_ptr<const Block>> block = window->At(offset);
+  if (!block) {
+    return block.Why();
+  }
+  const Shown shown = {(*block)->bytes.get(), (*block)->offset, (*block)->End()};
+  return DecodeFrom(shown, offset, std::min(limit, shown.end), columns);
+}
+
+Result<uint64_t> TraceSource::DecodeFrom(const Shown& shown, uint64_t offset, uint64_t limit,
+                                         Columns& columns) const {
+  const uint8_t* const begin = shown.bytes + static_cast<size_t>(offset - shown.begin);
+  const uint8_t* const end = begin + static_cast<size_t>(limit - offset);
+  const uint8_t* const all = begin + static_cast<size_t>(shown.end - offset);
+  const uint8_t* next = nullptr;
+  bool atZeros = false;
+  const bool whole = BusGuard::Run(shown.bytes, static_cast<size_t>(shown.end - shown.begin), [&] {
+    TouchWindow(begin, offset, limit);
+    next = DecodeBest(begin, end, columns);
+    atZeros = all - next < 4 || Load32(next) == 0;
+  });
+  // In the page in which a truncated file ends, zeros stand for what is gone: they end the batch or
+  // follow it, and may be part of its last record.
+  const bool stopped = columns.size < Columns::CAPACITY || atZeros;
+  if (!whole || (stopped && IsShorter())) {
+    columns.Clear();
+    return Changed(offset);
+  }
+  if (columns.size == 0) {
+    return MalformedAt(offset, limit);
+  }
+  return offset + static_cast<uint64_t>(next - begin);
+}
+
+// What is wrong with the record at byte `offset`, where none could be decoded before `limit`.
+Fault TraceSource::MalformedAt(uint64_t offset, uint64_t limit) const {
+  uint8_t copy[LARGE_RECORD];
+  const size_t left = static_cast<size_t>(std::min<uint64_t>(limit - offset, sizeof(copy)));
+  if (Fault fault = Copy(offset, left, copy)) {
+    return fault;
+  }
+  Fault fault = MalformedRecord(copy, copy + left);
+  fault.file = Name();
+  fault.offset = offset;
+  return fault;
+}
+
+bool TraceSource::IsShorter() const {
+  const Result<FileIdentity> now = file->Now();
+  return now && now->size < size;
+}
+
+Fault TraceSource::CheckUnchanged() const {
+  const Result<FileIdentity> now = file->Now();
+  if (!now) {
+    return now.Why();
+  }
+  if (now->size < size) {
+    return Changed(now->size);
+  }
+  if (now->size == size && now->modified != GetIdentity().modified) {
+    Fault fault = Changed(0);
+    fault.reason = "the file was written to while it was read";
+    return fault;
+  }
+  return {};
+}
+
+bool TraceSource::IsUntouched() const {
+  const Result<FileIdentity> now = file->Now();
+  return now && now->size == size && now->modified == GetIdentity().modified;
+}
+
+}  // namespace marrowfin
