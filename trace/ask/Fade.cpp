@@ -55,8 +55,8 @@ constexpr auto Table(Color (*fade)(Color)) {
   return table;
 }
 
-constexpr auto ELEMENTS = Table<4>(FadeElement);
-constexpr auto SWITCHES = Table<8>(FadeSwitch);
+constexpr auto ELEMENTS = Table<ELEMENT_REST>(FadeElement);
+constexpr auto SWITCHES = Table<SWITCH_REST>(FadeSwitch);
 constexpr auto MESSAGE = Fades<LAST_MESSAGE_AGE>({255, 0, 0}, FadeMessage);
 
 template <size_t SIZE>

@@ -16,13 +16,15 @@ struct Color {
 };
 
 // A processing element that an event of `thread` touched `age` steps ago. Its red fades and comes
-// to rest; green and blue stay.
+// to rest at age ELEMENT_REST; green and blue stay.
+constexpr unsigned ELEMENT_REST = 4;
 Color ElementColor(uint32_t thread, uint64_t age);
 
 // One that nothing has touched in `steps` steps: black that turns grey.
 Color UntouchedElementColor(uint64_t steps);
 
-// The same of a switch, which fades to white.
+// The same of a switch, which fades to white until age SWITCH_REST.
+constexpr unsigned SWITCH_REST = 8;
 Color SwitchColor(uint32_t thread, uint64_t age);
 Color UntouchedSwitchColor(uint64_t steps);
 

@@ -1,29 +1,62 @@
 #include "trace/ask/StateReader.h"
 
 #include <algorithm>
+#include <array>
 #include <deque>
 #include <string>
 
 #include "trace/ask/ActivityReader.h"
+#include "trace/ask/PieceCode.h"
 #include "trace/ask/Walk.h"
 
 namespace marrowfin {
 
 namespace {
 
-// A piece's last event: the thread modulo 6 and, in the low byte, its age in steps. All colours
-// rest long before an age fills the byte.
-typedef uint16_t Touch;
-constexpr Touch NEVER = 0xFFFF;
-constexpr uint64_t OLD = 255;
-
-Touch MakeTouch(uint32_t thread, uint64_t age) {
-  return static_cast<Touch>((thread % 6) << 8 | std::min(age, OLD));
+// The codes of a keyframe, by those of a state: what the age of an event with so many changes
+// before it is, `age` tells.
+template <class Codes, class Age>
+std::array<uint8_t, 256> Translate(unsigned cap, uint64_t changes, Age age) {
+  std::array<uint8_t, 256> translated = {};
+  for (unsigned code = 1; code < translated.size(); ++code) {
+    const TouchCode touch(cap, static_cast<uint8_t>(code));
+    const uint64_t before = changes - std::min<uint64_t>(touch.age, changes);
+    // An age that the code caps may come out one too small or, from before a skip, below zero; what
+    // is capped rests, and what was skipped is forgotten below.
+    translated[code] =
+        Codes::Encode(touch.thread, touch.age >= cap ? Codes::OLDEST : age(before, touch.change));
+  }
+  return translated;
 }
 
-// The number of the switch that is filed at `place`, row by row; nothing but -1 for other places.
-int64_t SwitchNumber(const ArrayShape& shape, Place place) {
-  return shape.HasSwitch(place) ? static_cast<int64_t>(shape.SwitchNumber(place)) : -1;
+// Gives codes the colours of a palette.
+template <class Palette>
+std::vector<Color> Painted(const std::vector<uint8_t>& codes, const Palette& palette) {
+  std::vector<Color> colors(codes.size());
+  std::transform(codes.begin(), codes.end(), colors.begin(),
+                 [&](uint8_t code) { return palette[code]; });
+  return colors;
+}
+
+void Paint(ArrayState& state) {
+  state.elements = Painted(state.elementCodes, ElementPaletteAt(state.step));
+  state.switches = Painted(state.switchCodes, SwitchPaletteAt(state.step));
+}
+
+// When a piece was touched, and by which thread as far as a code tells. Steps begin at 1.
+uint64_t Remember(uint64_t step, uint32_t thread) {
+  return step * ElementCodes::THREADS + thread % ElementCodes::THREADS;
+}
+
+template <class Codes>
+std::vector<uint8_t> Recalled(const std::vector<uint64_t>& touches, uint64_t step) {
+  std::vector<uint8_t> codes(touches.size());
+  std::transform(touches.begin(), touches.end(), codes.begin(), [&](uint64_t touch) {
+    const uint64_t then = touch / Codes::THREADS;
+    const uint32_t thread = static_cast<uint32_t>(touch % Codes::THREADS);
+    return then == 0 ? Codes::UNTOUCHED : Codes::Encode(thread, step - then);
+  });
+  return codes;
 }
 
 Fault NoSuchStep(const std::string& name, uint64_t step, uint64_t steps) {
@@ -77,11 +110,6 @@ struct StateReader::Clock : ViewerSteps {
     }
     return record == start ? step - 1 : step - 1 - early - (changesBefore - changes);
   }
-};
-
-struct StateReader::Touches {
-  std::vector<Touch> elements;
-  std::vector<Touch> switches;
 };
 
 bool StateReader::CountSteps(uint64_t skipTo, uint64_t& steps, Fault& fault,
@@ -149,13 +177,11 @@ bool StateReader::Fill(const Clock& clock, ArrayState& state, Fault& fault,
   if (!CheckLocations(state, fault, ProgressOf(CHECKING, progress))) {
     return false;
   }
-  Touches touches;
-  touches.elements.assign(shape.Elements(), NEVER);
-  touches.switches.assign(shape.Switches(), NEVER);
+  state.elementCodes.assign(shape.Elements(), ElementCodes::UNTOUCHED);
+  state.switchCodes.assign(shape.Switches(), SwitchCodes::UNTOUCHED);
   uint64_t next = state.first;
-  if (!FromKeyframe(clock, state, touches, next, fault) ||
-      !ApplyRecords(clock, next, state.last, false, touches, fault,
-                    ProgressOf(APPLYING, progress)) ||
+  if (!FromKeyframe(clock, state, next, fault) ||
+      !ApplyRecords(clock, next, state.last, false, state, fault, ProgressOf(APPLYING, progress)) ||
       !AddMessages(clock, state, fault)) {
     return false;
   }
@@ -166,14 +192,14 @@ bool StateReader::Fill(const Clock& clock, ArrayState& state, Fault& fault,
     }
     state.cycle = entry.cycle;
   }
-  Paint(clock, touches, state);
+  Paint(state);
   return true;
 }
 
 // Starts from the last keyframe before the moment, where one is worth it; `next` is the first
 // record that it does not know.
-bool StateReader::FromKeyframe(const Clock& clock, const ArrayState& state, Touches& touches,
-                               uint64_t& next, Fault& fault) const {
+bool StateReader::FromKeyframe(const Clock& clock, ArrayState& state, uint64_t& next,
+                               Fault& fault) const {
   const auto boundaries = index.Boundaries();
   const bool skips = !clock.natural && clock.start > 1;
   if (skips && !index.HasBoundaries()) {
@@ -190,37 +216,38 @@ bool StateReader::FromKeyframe(const Clock& clock, const ArrayState& state, Touc
   if (!index.Keyframe(static_cast<size_t>(above - boundaries.begin()), codes, fault)) {
     return false;
   }
-  const auto touchOf = [&](unsigned cap, uint8_t code) {
-    const TouchCode touch(cap, code);
-    const uint64_t before = boundary.changes - std::min<uint64_t>(touch.age, boundary.changes);
-    // An age that the code caps may come out one too small or, from before a skip, below zero; what
-    // is capped rests, and what was skipped is forgotten below.
-    const uint64_t age = touch.age >= cap ? OLD : clock.Age(~uint64_t{0}, before, touch.change);
-    return touch.touched ? MakeTouch(touch.thread, age) : NEVER;
-  };
-  for (uint32_t row = 0; row < std::min(boundary.rows, shape.Rows()); ++row) {
-    for (uint32_t column = 0; column < std::min(boundary.columns, shape.Columns()); ++column) {
-      touches.elements[shape.ElementNumber({column, row})] = touchOf(
-          TouchCode::ELEMENT_CAP, codes[static_cast<size_t>(row) * boundary.columns + column]);
-    }
-  }
-  const size_t elements = static_cast<size_t>(boundary.columns) * boundary.rows;
-  for (uint32_t slot = 0; slot < boundary.switches; ++slot) {
-    const int64_t number = SwitchNumber(shape, index.GetSummary().switchPlaces[slot]);
-    if (number >= 0) {
-      touches.switches[static_cast<size_t>(number)] =
-          touchOf(TouchCode::SWITCH_CAP, codes[elements + slot]);
-    }
-  }
+  TakeKeyframe(clock, boundary, codes, state);
   next = boundary.record;
   const uint64_t older = clock.natural ? 2 : clock.start + 1;
-  return (!skips || ForgetSkipped(clock, boundary.record, touches, fault)) &&
-         ApplyRecords(clock, clock.start, older, true, touches, fault);
+  return (!skips || ForgetSkipped(clock, boundary.record, state, fault)) &&
+         ApplyRecords(clock, clock.start, older, true, state, fault);
+}
+
+void StateReader::TakeKeyframe(const Clock& clock, const IndexBoundary& boundary,
+                               const std::vector<uint8_t>& keyframe, ArrayState& state) const {
+  const auto age = [&](uint64_t before, bool change) {
+    return clock.Age(~uint64_t{0}, before, change);
+  };
+  const auto elementCode = Translate<ElementCodes>(TouchCode::ELEMENT_CAP, boundary.changes, age);
+  for (uint32_t row = 0; row < std::min(boundary.rows, shape.Rows()); ++row) {
+    const uint8_t* from = keyframe.data() + static_cast<size_t>(row) * boundary.columns;
+    std::transform(from, from + std::min(boundary.columns, shape.Columns()),
+                   state.elementCodes.data() + shape.ElementNumber({0, row}),
+                   [&](uint8_t code) { return elementCode[code]; });
+  }
+  const auto switchCode = Translate<SwitchCodes>(TouchCode::SWITCH_CAP, boundary.changes, age);
+  const uint8_t* from = keyframe.data() + static_cast<size_t>(boundary.columns) * boundary.rows;
+  for (uint32_t slot = 0; slot < boundary.switches; ++slot) {
+    const Place place = index.GetSummary().switchPlaces[slot];
+    if (shape.HasSwitch(place)) {
+      state.switchCodes[shape.SwitchNumber(place)] = switchCode[from[slot]];
+    }
+  }
 }
 
 // A keyframe knows the whole trace before it. Where the viewer skipped some of that, pieces that no
 // event touched between the skip and the keyframe are as built.
-bool StateReader::ForgetSkipped(const Clock& clock, uint64_t until, Touches& touches,
+bool StateReader::ForgetSkipped(const Clock& clock, uint64_t until, ArrayState& state,
                                 Fault& fault) const {
   const ActivityReader activity(trace, index);
   std::vector<uint64_t> fires;
@@ -233,14 +260,14 @@ bool StateReader::ForgetSkipped(const Clock& clock, uint64_t until, Touches& tou
     for (uint32_t column = 0; column < shape.Columns(); ++column) {
       const bool inside = row < activity.RowCount() && column < activity.ColumnCount();
       if (!inside || fires[static_cast<size_t>(row) * activity.ColumnCount() + column] == 0) {
-        touches.elements[shape.ElementNumber({column, row})] = NEVER;
+        state.elementCodes[shape.ElementNumber({column, row})] = ElementCodes::UNTOUCHED;
       }
     }
   }
   for (size_t slot = 0; slot < transmissions.size(); ++slot) {
-    const int64_t number = SwitchNumber(shape, index.GetSummary().switchPlaces[slot]);
-    if (number >= 0 && transmissions[slot] == 0) {
-      touches.switches[static_cast<size_t>(number)] = NEVER;
+    const Place place = index.GetSummary().switchPlaces[slot];
+    if (transmissions[slot] == 0 && shape.HasSwitch(place)) {
+      state.switchCodes[shape.SwitchNumber(place)] = SwitchCodes::UNTOUCHED;
     }
   }
   return true;
@@ -249,7 +276,7 @@ bool StateReader::ForgetSkipped(const Clock& clock, uint64_t until, Touches& tou
 // Applies fires and switch transmissions in order; those that are `older` than what is known touch
 // only what nothing has touched, the last of them first.
 bool StateReader::ApplyRecords(const Clock& clock, uint64_t first, uint64_t last, bool older,
-                               Touches& touches, Fault& fault,
+                               ArrayState& state, Fault& fault,
                                const ProgressCallback& progress) const {
   if (first >= last) {
     return true;
@@ -259,8 +286,8 @@ bool StateReader::ApplyRecords(const Clock& clock, uint64_t first, uint64_t last
     return false;
   }
   if (older && last - first > 1) {
-    return ApplyRecords(clock, last - 1, last, true, touches, fault) &&
-           ApplyRecords(clock, first, last - 1, true, touches, fault);
+    return ApplyRecords(clock, last - 1, last, true, state, fault) &&
+           ApplyRecords(clock, first, last - 1, true, state, fault);
   }
   bool hasBefore = first > 0;
   const bool walked = Walk(
@@ -270,18 +297,19 @@ bool StateReader::ApplyRecords(const Clock& clock, uint64_t first, uint64_t last
           const bool change = hasBefore && columns.cycle[i] != before.cycle;
           const uint32_t type = columns.tag[i].type;
           const Place at = columns.at[i];
-          Touch* touched = nullptr;
+          const auto touch = [&](uint8_t& code, uint8_t (*encode)(uint32_t, uint64_t)) {
+            if (!older || code == 0) {
+              code = encode(columns.tag[i].thread,
+                            clock.Age(columns.firstRecord + i, before.changes, change));
+            }
+          };
           if (type == FIRE_RECORD && shape.HasElement(at)) {
-            touched = &touches.elements[shape.ElementNumber(at)];
+            touch(state.elementCodes[shape.ElementNumber(at)], ElementCodes::Encode);
           } else if (type == SWITCH_RECORD && shape.HasSwitch(at)) {
-            touched = &touches.switches[shape.SwitchNumber(at)];
+            touch(state.switchCodes[shape.SwitchNumber(at)], SwitchCodes::Encode);
           } else if (type != SEND_RECORD) {
             fault = Contradiction(trace, index);
             return false;
-          }
-          if (touched != nullptr && (!older || *touched == NEVER)) {
-            *touched = MakeTouch(columns.tag[i].thread,
-                                 clock.Age(columns.firstRecord + i, before.changes, change));
           }
           before.changes += change;
           before.cycle = columns.cycle[i];
@@ -379,28 +407,13 @@ bool StateReader::IsOnArray(const Columns& columns, size_t i, Fault& fault) cons
   return false;
 }
 
-void StateReader::Paint(const Clock& clock, const Touches& touches, ArrayState& state) const {
-  const auto paint = [&](const std::vector<Touch>& from, Color untouched,
-                         Color (*color)(uint32_t, uint64_t), std::vector<Color>& to) {
-    to.reserve(from.size());
-    for (const Touch touch : from) {
-      to.push_back(touch == NEVER ? untouched : color(touch >> 8, touch & 0xFF));
-    }
-  };
-  paint(touches.elements, UntouchedElementColor(clock.step), ElementColor, state.elements);
-  paint(touches.switches, UntouchedSwitchColor(clock.step), SwitchColor, state.switches);
-}
-
 // Where cycles fall, the events up to a cycle are no range of the trace: all of it is gone through.
 bool StateReader::FillCycleUnordered(uint64_t cycle, ArrayState& state, Fault& fault,
                                      const ProgressCallback& progress) const {
   state.shape = shape;
-  struct Seen {
-    uint64_t step = 0;
-    uint32_t thread = 0;
-  };
-  std::vector<Seen> elements(shape.Elements());
-  std::vector<Seen> switches(shape.Switches());
+  // By piece, its step and the thread of the last event, as Remember packs them; 0 for none.
+  std::vector<uint64_t> elements(shape.Elements());
+  std::vector<uint64_t> switches(shape.Switches());
   std::deque<LiveMessage> messages;  // with their steps for ages
   const auto take = [&](const Columns& columns, size_t i) {
     if (state.step == 0 || columns.cycle[i] != state.cycle) {
@@ -411,9 +424,9 @@ bool StateReader::FillCycleUnordered(uint64_t cycle, ArrayState& state, Fault& f
     const Place at = columns.at[i];
     const uint32_t thread = columns.tag[i].thread;
     if (columns.tag[i].type == FIRE_RECORD) {
-      elements[shape.ElementNumber(at)] = {state.step, thread};
+      elements[shape.ElementNumber(at)] = Remember(state.step, thread);
     } else if (columns.tag[i].type == SWITCH_RECORD) {
-      switches[shape.SwitchNumber(at)] = {state.step, thread};
+      switches[shape.SwitchNumber(at)] = Remember(state.step, thread);
     } else {
       messages.push_back({columns.firstRecord + i, thread, at, columns.to[i], state.step, Color()});
     }
@@ -439,14 +452,9 @@ bool StateReader::FillCycleUnordered(uint64_t cycle, ArrayState& state, Fault& f
   if (!walked || fault) {
     return false;
   }
-  for (const Seen& seen : elements) {
-    state.elements.push_back(seen.step == 0 ? UntouchedElementColor(state.step)
-                                            : ElementColor(seen.thread, state.step - seen.step));
-  }
-  for (const Seen& seen : switches) {
-    state.switches.push_back(seen.step == 0 ? UntouchedSwitchColor(state.step)
-                                            : SwitchColor(seen.thread, state.step - seen.step));
-  }
+  state.elementCodes = Recalled<ElementCodes>(elements, state.step);
+  state.switchCodes = Recalled<SwitchCodes>(switches, state.step);
+  Paint(state);
   for (LiveMessage& message : messages) {
     message.age = state.step - message.age;
     message.color = MessageColor(message.age);

@@ -2,38 +2,14 @@
 #define TRACE_ASK_STATEREADER_H
 
 #include <cstdint>
-#include <vector>
 
-#include "trace/ask/Fade.h"
+#include "trace/ask/ArrayState.h"
 #include "trace/base/ArrayShape.h"
 #include "trace/base/Fault.h"
 #include "trace/index/Index.h"
 #include "trace/read/TraceSource.h"
 
 namespace marrowfin {
-
-// A message that is still to be seen.
-struct LiveMessage {
-  uint64_t record = 0;  // its number in the trace
-  uint32_t thread = 0;
-  Place from;
-  Place to;
-  uint64_t age = 0;  // steps since it was sent, at most LAST_MESSAGE_AGE
-  Color color;
-};
-
-// What the array looks like at a moment.
-struct ArrayState {
-  ArrayShape shape;
-  uint64_t step = 0;   // animation steps so far
-  uint64_t cycle = 0;  // the cycle of the last event applied; 0 before the first
-  uint64_t first = 0;  // the records applied: `first` up to `last`, not included
-  uint64_t last = 0;
-  bool shown = true;  // false where the step meets the end of the trace and is never drawn
-  std::vector<Color> elements;        // by number, row by row
-  std::vector<Color> switches;        // likewise
-  std::vector<LiveMessage> messages;  // in order of the trace
-};
 
 // Tells what the viewer shows at any step of a trace, without the steps before it; what a step is,
 // ViewerSteps tells.
@@ -70,7 +46,6 @@ class StateReader {
 
  private:
   struct Clock;
-  struct Touches;
 
   bool FillStep(uint64_t step, uint64_t skipTo, ArrayState& state, Fault& fault,
                 const ProgressCallback& progress) const;
@@ -78,18 +53,18 @@ class StateReader {
                  const ProgressCallback& progress) const;
   bool Fill(const Clock& clock, ArrayState& state, Fault& fault,
             const ProgressCallback& progress) const;
-  bool FromKeyframe(const Clock& clock, const ArrayState& state, Touches& touches, uint64_t& next,
-                    Fault& fault) const;
-  bool ForgetSkipped(const Clock& clock, uint64_t until, Touches& touches, Fault& fault) const;
-  bool ApplyRecords(const Clock& clock, uint64_t first, uint64_t last, bool older, Touches& touches,
-                    Fault& fault, const ProgressCallback& progress = {}) const;
+  bool FromKeyframe(const Clock& clock, ArrayState& state, uint64_t& next, Fault& fault) const;
+  void TakeKeyframe(const Clock& clock, const IndexBoundary& boundary,
+                    const std::vector<uint8_t>& keyframe, ArrayState& state) const;
+  bool ForgetSkipped(const Clock& clock, uint64_t until, ArrayState& state, Fault& fault) const;
+  bool ApplyRecords(const Clock& clock, uint64_t first, uint64_t last, bool older,
+                    ArrayState& state, Fault& fault, const ProgressCallback& progress = {}) const;
   bool AddMessages(const Clock& clock, ArrayState& state, Fault& fault) const;
   bool CheckLocations(const ArrayState& state, Fault& fault,
                       const ProgressCallback& progress) const;
   bool IsOnArray(const Columns& columns, size_t i, Fault& fault) const;
   bool FillCycleUnordered(uint64_t cycle, ArrayState& state, Fault& fault,
                           const ProgressCallback& progress) const;
-  void Paint(const Clock& clock, const Touches& touches, ArrayState& state) const;
 
   const TraceFile& trace;
   const Index& index;

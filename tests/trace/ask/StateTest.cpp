@@ -91,6 +91,16 @@ TEST(StateTest, PiecesThatWereTouchedOnceKeepTheirColours) {
 
 // The natural reading, one event at a time: every event is applied, and a step is one cycle.
 struct NaturalModel {
+  struct Touched {
+    uint64_t step = 0;
+    uint32_t thread = 0;
+  };
+
+  template <class Codes>
+  uint8_t CodeOf(const Touched& touched) const {
+    return touched.step == 0 ? 0 : Codes::Encode(touched.thread, step - touched.step);
+  }
+
   explicit NaturalModel(const ArrayShape& shape) : shape(shape) {
     elements.resize(static_cast<size_t>(shape.Columns()) * shape.Rows());
     switches.resize(static_cast<size_t>(shape.clusters.columns) * shape.clusters.rows);
@@ -119,12 +129,14 @@ struct NaturalModel {
       ASSERT_TRUE(state.elements[i] == (t.step == 0 ? UntouchedElementColor(step)
                                                     : ElementColor(t.thread, step - t.step)))
           << "element " << i << ", cycle " << cycle;
+      ASSERT_EQ(state.elementCodes[i], CodeOf<ElementCodes>(t)) << "element " << i;
     }
     for (size_t i = 0; i < switches.size(); ++i) {
       const Touched& t = switches[i];
       ASSERT_TRUE(state.switches[i] ==
                   (t.step == 0 ? UntouchedSwitchColor(step) : SwitchColor(t.thread, step - t.step)))
           << "switch " << i << ", cycle " << cycle;
+      ASSERT_EQ(state.switchCodes[i], CodeOf<SwitchCodes>(t)) << "switch " << i;
     }
     size_t live = 0;
     for (const LiveMessage& message : messages) {
@@ -140,10 +152,6 @@ struct NaturalModel {
     EXPECT_EQ(state.messages.size(), live);
   }
 
-  struct Touched {
-    uint64_t step = 0;
-    uint32_t thread = 0;
-  };
   ArrayShape shape;
   uint64_t step = 0;
   uint64_t cycle = 0;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace marrowfin::testing {
 
 ViewerModel::ViewerModel(const std::string& traceName, const ArrayShape& shape, uint64_t skipTo)
@@ -13,6 +15,7 @@ ViewerModel::ViewerModel(const std::string& traceName, const ArrayShape& shape, 
 }
 
 bool ViewerModel::Step() {
+  ++step;
   grid->Purge();
   grid->Decay();
   for (;;) {
@@ -25,8 +28,10 @@ bool ViewerModel::Step() {
       grid->transient.push_back(new Transmission(send->from, send->to, grid.get()));
     } else if (const auto* fire = dynamic_cast<PEFire*>(raw)) {
       grid->processingElements.at(fire->l)->Update(fire);
+      fired[{fire->l.row, fire->l.column}] = {step, fire->thread};
     } else if (const auto* transmission = dynamic_cast<NetworkSwitchTransmission*>(raw)) {
       grid->networkSwitches.at(transmission->l)->Update(transmission);
+      switched[{transmission->l.row, transmission->l.column}] = {step, transmission->thread};
     }
     if (e->cyc != currentCycle) {
       currentCycle = e->cyc;
@@ -41,7 +46,20 @@ Color ViewerModel::ColorOf(ArchitecturePiece* piece) const {
   return color;
 }
 
+template <class Codes>
+void ViewerModel::ExpectCode(const Touches& touches, const Location& location, uint8_t code) const {
+  const auto found = touches.find({location.row, location.column});
+  if (found == touches.end()) {
+    ASSERT_EQ(code, Codes::UNTOUCHED) << "row " << location.row << ", column " << location.column;
+    return;
+  }
+  ASSERT_NE(code, Codes::UNTOUCHED) << "row " << location.row << ", column " << location.column;
+  ASSERT_EQ(Codes::Thread(code), found->second.thread % 6);
+  ASSERT_EQ(Codes::Age(code), std::min<uint64_t>(step - found->second.step, Codes::OLDEST));
+}
+
 void ViewerModel::ExpectEqual(const ArrayState& state) const {
+  ASSERT_EQ(state.step, step);
   const uint32_t side = shape.Columns();
   ASSERT_EQ(state.elements.size(), static_cast<size_t>(side) * side);
   for (uint32_t row = 0; row < side; ++row) {
@@ -49,6 +67,8 @@ void ViewerModel::ExpectEqual(const ArrayState& state) const {
       ASSERT_TRUE(ColorOf(grid->processingElements.at(Location(row, column))) ==
                   state.elements[row * side + column])
           << "element at column " << column << ", row " << row << ", step " << state.step;
+      ExpectCode<ElementCodes>(fired, Location(row, column),
+                               state.elementCodes[row * side + column]);
     }
   }
   ASSERT_EQ(state.switches.size(), grid->networkSwitches.size());
@@ -58,6 +78,8 @@ void ViewerModel::ExpectEqual(const ArrayState& state) const {
       ASSERT_TRUE(ColorOf(grid->networkSwitches.at(place)) ==
                   state.switches[row * shape.clusters.columns + column])
           << "switch " << column << ", " << row << ", step " << state.step;
+      ExpectCode<SwitchCodes>(switched, place,
+                              state.switchCodes[row * shape.clusters.columns + column]);
     }
   }
   ASSERT_EQ(state.messages.size(), grid->transient.size()) << "step " << state.step;

@@ -2,8 +2,10 @@
 #define TESTS_TRACE_ASK_VIEWERMODEL_H
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "Core/VisTool.h"
 #include "trace/ask/StateReader.h"
@@ -25,12 +27,25 @@ class ViewerModel {
   void ExpectEqual(const ArrayState& state) const;
 
  private:
+  // The step and the thread of the last event of a piece.
+  struct Touch {
+    uint64_t step = 0;
+    uint32_t thread = 0;
+  };
+  typedef std::map<std::pair<unsigned, unsigned>, Touch> Touches;
+
   Color ColorOf(ArchitecturePiece* piece) const;
+
+  template <class Codes>
+  void ExpectCode(const Touches& touches, const Location& location, uint8_t code) const;
 
   ArrayShape shape;
   std::unique_ptr<Grid> grid;
   VisTool vis;
   Cycle currentCycle = 0;
+  uint64_t step = 0;
+  Touches fired;  // by row and column
+  Touches switched;
 };
 
 }  // namespace marrowfin::testing
