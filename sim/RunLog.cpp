@@ -7,12 +7,13 @@ namespace marrowfin::sim {
 
 RunLog::RunLog() : isOpen(false), file(false) {}
 
-void RunLog::Attach(int descriptor, const std::string& fileName) {
+bool RunLog::Open(const std::string& fileName) {
   name = fileName;
-  isOpen = file.SetFile(descriptor, "w") == File::SUCCESS;
+  isOpen = file.Open(fileName, File::WRITE_FLAGS, File::DEFAULT_MODE) == File::SUCCESS;
   if (!isOpen) {
     error = name + ": " + strerror(errno);
   }
+  return isOpen;
 }
 
 void RunLog::Link(Cycle now, unsigned long long id, const Component& from, const Component& to) {
@@ -59,7 +60,7 @@ void RunLog::Fire(Cycle now, const Component& at, uint32 number, const Operation
 
 bool RunLog::Close() {
   if (!isOpen) {
-    return error.empty();
+    return true;
   }
   isOpen = false;
   const bool isWhole = fflush(file.GetFILE()) == 0 && ferror(file.GetFILE()) == 0;

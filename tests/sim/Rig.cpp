@@ -1,11 +1,10 @@
 #include "tests/sim/Rig.h"
 
-#include <fcntl.h>
-
 #include <cmath>
 #include <memory>
 #include <stdexcept>
 
+#include "Core/VisTool.h"
 #include "sim/Array.h"
 #include "sim/RunLog.h"
 #include "sim/TraceRecorder.h"
@@ -30,18 +29,11 @@ void Parse(Array& array, const std::vector<std::string>& words) {
   }
 }
 
-int Create(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-  if (descriptor == -1) {
-    throw std::runtime_error("can't record");
-  }
-  return descriptor;
-}
-
 // Everything of a run that must stay where it is.
 class Rig {
  public:
-  Rig(const Program& program, const RigOptions& options) : program(program), options(options) {}
+  Rig(const Program& program, const RigOptions& options)
+      : program(program), options(options), recorder(vis) {}
 
   RigResult Run() {
     Parse(array, options.words);
@@ -76,10 +68,10 @@ class Rig {
     array.Build(options.threads, recorder, log);
     array.Load(program.GetGraph(), result.placement);
     if (options.withTrace) {
-      recorder.Attach(Create(directory.File("trace")), "trace");
+      vis.outFilename = directory.File("trace");
     }
-    if (options.withLog) {
-      log.Attach(Create(directory.File("log")), "log");
+    if (!recorder.Open() || (options.withLog && !log.Open(directory.File("log")))) {
+      throw std::runtime_error("can't record");
     }
     Random random(options.seed);
     for (uint32 thread = 0; thread < options.threads; ++thread) {
@@ -115,6 +107,7 @@ class Rig {
   const Program& program;
   const RigOptions& options;
   TempDir directory;
+  VisTool vis;
   TraceRecorder recorder;
   RunLog log;
   Array array;

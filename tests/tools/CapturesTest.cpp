@@ -55,9 +55,9 @@ TEST_F(CapturesTest, EveryEventIsAccountedFor) {
     EXPECT_EQ(capture.size(), account["events"]["read"]);
     EXPECT_EQ(capture.size(),
               Sum(account["converted"], "events") + Sum(account["skipped"], "events"));
-    EXPECT_EQ(Sum(account["converted"], "records"),
-              account["records"]["fires"].get<uint64_t>() +
-                  account["records"]["messages"].get<uint64_t>());
+    EXPECT_EQ(
+        Sum(account["converted"], "records"),
+        account["records"]["fires"].get<uint64_t>() + account["records"]["sends"].get<uint64_t>());
     EXPECT_EQ(account["records"]["total"], RecordsIn(testing::ReadFile(Trace())).size());
     EXPECT_EQ(capture.size(), Sum(account["threads"], "events"));
   }
@@ -111,7 +111,7 @@ TEST_F(CapturesTest, CyclesNeverFallAndEveryPositionIsInTheArray) {
   for (const std::string& file : files) {
     SCOPED_TRACE(file);
     const nlohmann::json account = AccountOf(file);
-    const uint32_t side = account["view"]["positions_per_side"];
+    const uint32_t side = account["view"]["positionsPerSide"];
     uint64_t cycle = 0;
     for (const TraceRecord& record : RecordsIn(testing::ReadFile(Trace()))) {
       ASSERT_LE(cycle, record.cycle);

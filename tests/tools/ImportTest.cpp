@@ -75,7 +75,7 @@ TEST_F(ImportTest, ASetUpFiresWhereItIsPreparedThoughItNamesAFarTile) {
   ExpectRecords(List({Event(R"("type":"WRITE_SET_STATE","dx":200,"dy":200)")}), "fire 0 0 1 2");
   EXPECT_EQ(nlohmann::json(4),
             Account(List({Event(
-                R"("type":"WRITE_SET_STATE","dx":200,"dy":200)")}))["view"]["positions_per_side"]);
+                R"("type":"WRITE_SET_STATE","dx":200,"dy":200)")}))["view"]["positionsPerSide"]);
 }
 
 TEST_F(ImportTest, AZoneIsAFireWhenItBeginsAndWhenItEnds) {
@@ -152,9 +152,9 @@ TEST_F(ImportTest, EachDeviceGetsASquareOfWholeClustersSideBySide) {
       List({OnDevice(9, 0, 0, zone), OnDevice(2, 4, 6, zone), OnDevice(5, 1, 0, zone)});
   ExpectRecords(json, "fire 0 0 0 8\nfire 0 0 4 6\nfire 0 0 9 0");
   const nlohmann::json account = Account(json);
-  EXPECT_EQ(nlohmann::json::parse(R"([{"device":2,"first_column":0,"first_row":0},
-                                      {"device":5,"first_column":8,"first_row":0},
-                                      {"device":9,"first_column":0,"first_row":8}])"),
+  EXPECT_EQ(nlohmann::json::parse(R"([{"device":2,"firstColumn":0,"firstRow":0},
+                                      {"device":5,"firstColumn":8,"firstRow":0},
+                                      {"device":9,"firstColumn":0,"firstRow":8}])"),
             account["devices"]);
   EXPECT_EQ("marrowfin -c 4 -d 2 -p 2 -f " + Trace(), account["view"]["command"]);
 }
@@ -193,7 +193,7 @@ TEST_F(ImportTest, AnEventWhoseDeviceCannotBeKnownIsSkipped) {
             OnDevice(4, 0, 0, zone + R"(,"run_host_id":7)"), Event(zone + R"(,"run_host_id":9)"),
             OnDevice(4, 0, 0, zone), Event(zone)}));
   EXPECT_EQ(nlohmann::json::parse(R"({"events":3,"first":1})"),
-            account["skipped"]["unknown_device"]);
+            account["skipped"]["unknownDevice"]);
   EXPECT_EQ(3, account["converted"]["zones"]["events"]);
   EXPECT_EQ(5u, RecordsIn(testing::ReadFile(Trace())).size());
 }
@@ -202,14 +202,13 @@ TEST_F(ImportTest, AnEventOfAnUnknownTypeIsSkippedByName) {
   const nlohmann::json account =
       Account(List({FireAt(1), Event(R"("type":"ATOMIC_SWAP","dx":3,"dy":4)"),
                     Event(R"("type":"READY","dx":3,"dy":4)"), Event(R"("type":"write")")}));
-  EXPECT_EQ(nlohmann::json::parse(R"({"events":3,"first":1})"), account["skipped"]["unknown_type"]);
+  EXPECT_EQ(nlohmann::json::parse(R"({"events":3,"first":1})"), account["skipped"]["unknownType"]);
   EXPECT_EQ(nlohmann::json::parse(R"({"read":4,"converted":1,"skipped":3})"), account["events"]);
 }
 
 TEST_F(ImportTest, AZoneInAnUnknownPhaseIsSkippedByName) {
   const nlohmann::json account = Account(List({Event(R"("zone":"K","zone_phase":"pause")")}));
-  EXPECT_EQ(nlohmann::json::parse(R"({"events":1,"first":0})"),
-            account["skipped"]["unknown_phase"]);
+  EXPECT_EQ(nlohmann::json::parse(R"({"events":1,"first":0})"), account["skipped"]["unknownPhase"]);
 }
 
 TEST_F(ImportTest, ATransferThatNamesNoDestinationIsSkippedByName) {
@@ -218,7 +217,7 @@ TEST_F(ImportTest, ATransferThatNamesNoDestinationIsSkippedByName) {
             Event(R"("type":"SEMAPHORE_INC")"), Event(R"("type":"WRITE_MULTICAST","dx":3,"dy":4)"),
             Event(R"("type":"FABRIC_UNICAST_WRITE","dx":3,"dy":4)")}));
   EXPECT_EQ(nlohmann::json::parse(R"({"events":5,"first":0})"),
-            account["skipped"]["no_destination"]);
+            account["skipped"]["noDestination"]);
 }
 
 TEST_F(ImportTest, AKindOfItsOwnIsCountedForEachConvertedEvent) {
@@ -235,9 +234,8 @@ TEST_F(ImportTest, AKindOfItsOwnIsCountedForEachConvertedEvent) {
     EXPECT_EQ(kind == "multicasts" ? 6 : 1, counts["records"]) << kind;
   }
   EXPECT_EQ(7u, account["converted"].size());
-  EXPECT_EQ(
-      nlohmann::json::parse(R"({"fires":2,"messages":10,"frame":2,"frame_thread":2,"total":14})"),
-      account["records"]);
+  EXPECT_EQ(nlohmann::json::parse(R"({"fires":2,"sends":10,"frame":2,"frameThread":2,"total":14})"),
+            account["records"]);
 }
 
 TEST_F(ImportTest, TheFrameStandsBeforeAndBehindAllEventsOnAThreadOfItsOwn) {
@@ -298,12 +296,12 @@ TEST_F(ImportTest, TheAccountIsPrintedForPeople) {
       "events read                                            3\n"
       "  converted                                            2\n"
       "    barriers, waits, set-ups                           1  -> 1 fires\n"
-      "    reads                                              1  -> 1 messages\n"
+      "    reads                                              1  -> 1 sends\n"
       "  skipped                                              1\n"
       "    of a type that is not known                        1  first: [2]\n"
       "records written                                        4\n"
       "  fires                                                1\n"
-      "  messages                                             1\n"
+      "  sends                                                1\n"
       "  frame (before and behind, draws nothing)             2\n"
       "cycles 0 to 0 (cycle 0 is 10 in the capture)\n"
       "thread 0: processor \"BRISC\", 3 events\n"
@@ -323,15 +321,16 @@ TEST_F(ImportTest, TheAccountIsPrintedForPrograms) {
       "converted":{"zones":{"events":1,"records":1},"waits":{"events":0,"records":0},
                    "reads":{"events":0,"records":0},"writes":{"events":0,"records":0},
                    "multicasts":{"events":0,"records":0},"semaphores":{"events":0,"records":0},
-                   "fabric_writes":{"events":0,"records":0}},
-      "skipped":{"unknown_type":{"events":0},"unknown_phase":{"events":0},
-                 "no_destination":{"events":0},"unknown_device":{"events":0}},
-      "records":{"fires":1,"messages":0,"frame":2,"frame_thread":2,"total":3},
+                   "fabricWrites":{"events":0,"records":0}},
+      "skipped":{"unknownType":{"events":0},"unknownPhase":{"events":0},
+                 "noDestination":{"events":0},"unknownDevice":{"events":0},
+                 "oddValue":{"events":0},"incomplete":{"events":0}},
+      "records":{"fires":1,"sends":0,"frame":2,"frameThread":2,"total":3},
       "cycles":{"origin":10,"last":0},
       "threads":[{"thread":0,"processor":"BRISC","events":1},
                  {"thread":1,"processor":"NCRISC","events":0}],
-      "devices":[{"device":0,"first_column":0,"first_row":0}],
-      "view":{"clusters":1,"domains":2,"pes":2,"positions_per_side":4,
+      "devices":[{"device":0,"firstColumn":0,"firstRow":0}],
+      "view":{"clusters":1,"domains":2,"pes":2,"positionsPerSide":4,
               "command":"marrowfin -c 1 -d 2 -p 2 -f )" +
                                   Trace() + R"("}})"),
             Account(List({FireAt(10)})));

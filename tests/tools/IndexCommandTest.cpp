@@ -71,7 +71,7 @@ TEST_F(IndexCommandTest, JsonTellsWhatTheIndexIs) {
   EXPECT_EQ(7U, told.size()) << told;
   EXPECT_EQ("long.trace", told["trace"]);
   EXPECT_EQ("long.trace.mfindex", told["index"]);
-  EXPECT_EQ(size, told["bytes"]);
+  EXPECT_EQ(size, told["indexBytes"]);
   EXPECT_NEAR(share, told["share"].get<double>(), 1e-12);
   EXPECT_EQ(SOME, told["records"]);
   EXPECT_EQ(3, told["keyframes"]);
@@ -128,7 +128,7 @@ TEST_F(IndexCommandTest, AnOutputThatIsNamedIsBuiltAnewThere) {
     EXPECT_THAT(Run({"index", "long.trace", flag, "mine"}).out, StartsWith("mine: "));
     EXPECT_NE(version, VersionOf(folder.File("mine")));
     EXPECT_THAT(FolderContents(), ElementsAre("long.trace", "mine"));
-    EXPECT_THAT(testing::ReadFile(folder.File("mine")), StartsWith("MFINDEX2"));
+    EXPECT_THAT(testing::ReadFile(folder.File("mine")), StartsWith("MFINDEX1"));
   }
   const auto version = VersionOf(folder.File("mine"));
   EXPECT_EQ("mine", RunForJson({"index", "long.trace", "-o", "mine"})["index"]);
@@ -181,7 +181,7 @@ TEST_F(IndexCommandTest, ALinkStaysALinkAndItsFileIsReplaced) {
   fs::create_symlink("elsewhere/index", folder.File("link"));
   EXPECT_EQ(0, Run({"index", "long.trace", "-o", "link"}).exitStatus);
   EXPECT_TRUE(fs::is_symlink(folder.File("link")));
-  EXPECT_THAT(testing::ReadFile(folder.File("elsewhere/index")), StartsWith("MFINDEX2"));
+  EXPECT_THAT(testing::ReadFile(folder.File("elsewhere/index")), StartsWith("MFINDEX1"));
   EXPECT_THAT(ContentsOf(folder.File("elsewhere")), ElementsAre("index"));
 }
 
@@ -201,7 +201,7 @@ TEST_F(IndexCommandTest, WhereTheFolderCannotBeWrittenToTheIndexLiesInTheCacheFo
     const json first = RunForJson({"index", "long.trace"});
     const std::string index = first["index"];
     EXPECT_THAT(index, StartsWith(cache.File("home/marrowfin/long.trace-")));
-    EXPECT_EQ(first["bytes"], fs::file_size(index));
+    EXPECT_EQ(first["indexBytes"], fs::file_size(index));
     EXPECT_THAT(ContentsOf(cache.File("home/marrowfin")), ElementsAre(fs::path(index).filename()));
     const auto version = VersionOf(index);
     EXPECT_EQ(first, RunForJson({"index", "long.trace"}));

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <thread>
 
@@ -124,7 +125,7 @@ TEST_F(ProgramTest, ADiskThatFillsUpEndsWithStatus3AndLeavesNothing) {
   EXPECT_EQ(3, result.exitStatus);
   EXPECT_EQ("marrowfin-trace: " + folder.File("out.trace") +
                 ": cannot write: File too large\n"
-                "  Free space there, or choose another place with -o.\n",
+                "  Make room there, or choose another place.\n",
             result.err);
   EXPECT_THAT(FolderContents(), ElementsAre("in.json"));
 }
@@ -136,19 +137,58 @@ TEST_F(ProgramTest, AnAccountThatCannotBePrintedEndsWithStatus3) {
   EXPECT_EQ(3, RunCommand({"sh", "-c", "\"$0\" --help > /dev/full", MARROWFIN_TRACE}).exitStatus);
 }
 
-TEST_F(ProgramTest, AReaderThatLeavesIsNoSignal) {
+TEST_F(ProgramTest, AReaderThatLeavesEndsTheProgramQuietlyOfTheSignalThatShellsExpect) {
   const std::string capture = CaptureOf(std::string("[") + fire + "]");
   const std::string pipe = folder.File("pipe");
   ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
   // Opened for both directions, the pipe opens at once; its only reader is gone when the program
   // starts.
-  const CommandResult result = RunInShell("3<> '" + pipe + "' > '" + pipe + "' 3<&-", capture);
-  EXPECT_EQ(3, result.exitStatus);
-  EXPECT_EQ(0, result.signal);
-  EXPECT_EQ(
-      "marrowfin-trace: standard output: cannot write\n"
-      "  Send it to a place with free space; files named on the command line are done.\n",
-      result.err);
+  const std::string gone = "3<> '" + pipe + "' > '" + pipe + "' 3<&-";
+  for (const std::string start : {"", "trap '' PIPE; "}) {
+    std::vector<std::string> words = {"sh", "-c", start + InShell(gone)};
+    for (const std::string& word : ImportWords(capture)) {
+      words.push_back(word);
+    }
+    const CommandResult result = RunCommand(words);
+    if (start.empty()) {
+      EXPECT_EQ(SIGPIPE, result.signal);
+      EXPECT_EQ("", result.err);
+    } else {
+      EXPECT_EQ(3, result.exitStatus) << "where the signal is ignored, the write fails";
+      EXPECT_THAT(result.err, StartsWith("marrowfin-trace: standard output: cannot write\n"));
+    }
+  }
+}
+
+TEST_F(ProgramTest, AnOutputWhoseReaderLeavesEndsTheProgramQuietlyToo) {
+  const CommandResult result =
+      RunCommand({"bash", "-c",
+                  "\"$0\" synth -o /dev/stdout --records 100000 | head -c 1 >/dev/null; "
+                  "echo ${PIPESTATUS[0]}",
+                  MARROWFIN_TRACE});
+  EXPECT_EQ("141\n", result.out);
+  EXPECT_EQ("", result.err);
+}
+
+TEST_F(ProgramTest, AnOutputThatIsStandardOutputIsAloneThere) {
+  const std::string capture = CaptureOf(std::string("[") + fire + "]");
+  const std::vector<std::string> import = {MARROWFIN_TRACE, "import", "--format", "tt-npe",
+                                           "--no-frame",    capture,  "-o",       "/dev/stdout"};
+  const CommandResult imported = RunCommand(import);
+  EXPECT_EQ(28u, imported.out.size());
+  EXPECT_THAT(imported.err, StartsWith("events read "));
+  const CommandResult made =
+      RunCommand({MARROWFIN_TRACE, "synth", "-o", "/dev/stdout", "--records", "3", "--random"});
+  EXPECT_THAT(made.err, StartsWith("/dev/stdout: 3 records"));
+  EXPECT_THAT(made.out, ::testing::Not(HasSubstr("records")));
+  // A plain file that is appended to keeps what it has.
+  const CommandResult appended =
+      RunCommand({"sh", "-c",
+                  "cd '" + folder.Path() +
+                      "'; printf precious >t; \"$0\" synth -o /dev/stdout "
+                      "--records 1 >>t; \"$0\" synth -o t --records 1 >>t; head -c 8 t",
+                  MARROWFIN_TRACE});
+  EXPECT_EQ("precious", appended.out);
 }
 
 // What a terminal shows of a program that ends well.

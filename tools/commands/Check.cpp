@@ -110,6 +110,7 @@ Action Configure(CLI::App& app) {
 
 }  // namespace
 
-const Subcommand checkSubcommand = {"check", "Name every fault of a trace", footer, Configure};
+extern const Subcommand checkSubcommand = {"check", "Name every fault of a trace", footer,
+                                           Configure};
 
 }  // namespace marrowfin

@@ -9,8 +9,8 @@
 
 #include "tools/commands/Subcommands.h"
 #include "tools/program/Json.h"
-#include "tools/program/ShellWord.h"
 #include "tools/program/TraceInput.h"
+#include "tools/program/ViewCommand.h"
 
 namespace marrowfin {
 namespace {
@@ -90,7 +90,7 @@ void PrintView(const std::string& name, const Summary& s, std::ostream& out) {
   if (!shape) {
     out << "view it with  nothing: no array shows all of its locations\n";
   } else if (IsPlain(name)) {
-    out << "view it with  marrowfin " << ShapeText(*shape) << " -f " << ShellWord(name) << "\n";
+    out << "view it with  " << ViewCommand(*shape, name) << "\n";
   } else {
     out << "view it with  marrowfin " << ShapeText(*shape)
         << " -f FILE, once it is unpacked into a plain FILE\n";
@@ -142,7 +142,7 @@ Action Configure(CLI::App& app) {
 
 }  // namespace
 
-const Subcommand infoSubcommand = {"info", "Tell what is in a trace and how to view it", footer,
-                                   Configure};
+extern const Subcommand infoSubcommand = {"info", "Tell what is in a trace and how to view it",
+                                          footer, Configure};
 
 }  // namespace marrowfin

@@ -10,6 +10,7 @@
 #include "tools/program/Flags.h"
 #include "tools/program/Json.h"
 #include "tools/program/TraceInput.h"
+#include "tools/program/ViewCommand.h"
 #include "trace/ask/StateReader.h"
 
 namespace marrowfin {
@@ -157,7 +158,7 @@ Action Configure(CLI::App& app) {
 
 }  // namespace
 
-const Subcommand stateSubcommand = {"state", "Tell every colour at a moment of a trace", footer,
-                                    Configure};
+extern const Subcommand stateSubcommand = {"state", "Tell every colour at a moment of a trace",
+                                           footer, Configure};
 
 }  // namespace marrowfin

@@ -7,14 +7,8 @@
 
 namespace marrowfin {
 
-extern const Subcommand checkSubcommand;
-extern const Subcommand importSubcommand;
-extern const Subcommand indexSubcommand;
-extern const Subcommand infoSubcommand;
-extern const Subcommand stateSubcommand;
-extern const Subcommand synthSubcommand;
-
-// All subcommands, in the order in which --help lists them.
+// All subcommands, in the order in which --help lists them: those that the list in
+// tools/CMakeLists.txt names, from which the table is made.
 const std::vector<const Subcommand*>& Subcommands();
 
 }  // namespace marrowfin

@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <ostream>
@@ -7,10 +5,10 @@
 
 #include "tools/commands/Subcommands.h"
 #include "tools/program/Flags.h"
-#include "tools/program/OutputFile.h"
+#include "tools/program/Output.h"
 #include "tools/program/ProgressLine.h"
-#include "tools/program/ShellWord.h"
 #include "tools/program/TraceInput.h"
+#include "tools/program/ViewCommand.h"
 #include "trace/write/Synth.h"
 
 namespace marrowfin {
@@ -36,6 +34,24 @@ struct SynthFlags {
   bool random = false;
 };
 
+MaybeFailure Write(const SynthOptions& options, const std::string& file, const Console& console) {
+  Output output;
+  if (MaybeFailure failure = output.Open(file)) {
+    return failure;
+  }
+  Writer writer;
+  writer.Attach(output.Sink());
+  ProgressLine line(console.terminal, "writing " + file, "M records", 1e6);
+  const bool written = Synthesize(options, writer, [&](const Progress& now) {
+    line.Update(now.done, now.all);
+    return true;
+  });
+  if (writer.Close() || !written) {
+    return OutputFailureOf(writer.GetFault());
+  }
+  return output.Commit();
+}
+
 MaybeFailure Synth(const SynthFlags& flags, const Console& console) {
   SynthOptions options;
   options.mode = flags.random ? SynthOptions::RANDOM : SynthOptions::PROGRAMS;
@@ -46,25 +62,12 @@ MaybeFailure Synth(const SynthFlags& flags, const Console& console) {
   options.records = flags.records;
   options.threads = flags.threads;
   options.seed = flags.seed;
-  OutputFile output;
-  if (MaybeFailure failure = output.Open(flags.output)) {
+  if (MaybeFailure failure = Write(options, flags.output, console)) {
     return failure;
   }
-  Writer writer;
-  writer.Attach(dup(output.Descriptor()), flags.output);
-  ProgressLine progress(console.terminal, "writing " + flags.output, "M records", 1e6);
-  const bool written = Synthesize(options, writer, [&](const Progress& now) {
-    progress.Update(now.done, now.all);
-    return true;
-  });
-  if (writer.Close() || !written) {
-    return Failure{EXIT_SYSTEM, writer.GetFault().Text(), "Make room and run it again."};
-  }
-  if (MaybeFailure failure = output.Commit()) {
-    return failure;
-  }
-  console.out << flags.output << ": " << flags.records << " records, view it with marrowfin "
-              << ShapeText(options.shape) << " -f " << ShellWord(flags.output) << "\n";
+  AccountStream(console, flags.output)
+      << flags.output << ": " << flags.records << " records, view it with "
+      << ViewCommand(options.shape, flags.output) << "\n";
   return std::nullopt;
 }
 
@@ -87,6 +90,7 @@ Action Configure(CLI::App& app) {
 
 }  // namespace
 
-const Subcommand synthSubcommand = {"synth", "Make a trace up, of any length", footer, Configure};
+extern const Subcommand synthSubcommand = {"synth", "Make a trace up, of any length", footer,
+                                           Configure};
 
 }  // namespace marrowfin

@@ -1,12 +1,11 @@
 #ifndef TOOLS_PROGRAM_FAILURE_H
 #define TOOLS_PROGRAM_FAILURE_H
 
-#include <cerrno>
-#include <cstring>
 #include <optional>
 #include <string>
 
 #include "tools/program/ExitCode.h"
+#include "trace/base/Fault.h"
 
 namespace marrowfin {
 
@@ -20,11 +19,13 @@ struct Failure {
 // Nothing when all went well.
 using MaybeFailure = std::optional<Failure>;
 
+// A fault in the words of the programs: of an input, or of an output that cannot be written.
+Failure FailureOf(const Fault& fault);
+Failure OutputFailureOf(const Fault& fault);
+
 // The failure of a system call on `path`, from errno: "PATH: cannot ACT: TEXT OF THE SYSTEM".
-inline Failure SystemFailure(ExitCode code, const std::string& path, const std::string& act,
-                             const std::string& remedy) {
-  return {code, path + ": cannot " + act + ": " + std::strerror(errno), remedy};
-}
+Failure SystemFailure(ExitCode code, const std::string& path, const std::string& act,
+                      const std::string& remedy);
 
 }  // namespace marrowfin
 

@@ -1,41 +1,55 @@
 #include "tools/program/Interruption.h"
 
+#include <atomic>
 #include <csignal>
+
+#include "trace/write/AtomicFile.h"
 
 namespace marrowfin {
 namespace {
 
-constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+std::atomic<int> waiting = 0;  // objects for which a signal waits
+std::atomic<int> noted = 0;    // the signal that waits, or 0
+static_assert(std::atomic<int>::is_always_lock_free, "handlers use no others");
 
-volatile std::sig_atomic_t noted = 0;
+void End(int signal) {
+  RemoveTemporaries();
+  std::signal(signal, SIG_DFL);
+  raise(signal);
+}
 
-void Note(int signal) { noted = signal; }
-
-}  // namespace
-
-Interruption::Interruption() {
-  noted = 0;
-  for (const int signal : endingSignals) {
-    struct sigaction action = {};
-    sigaction(signal, nullptr, &action);
-    if (action.sa_handler == SIG_DFL) {
-      action.sa_handler = Note;
-      action.sa_flags = SA_RESTART | SA_RESETHAND;
-      sigaction(signal, &action, nullptr);
-    }
+void NoteOrEnd(int signal) {
+  if (waiting == 0 || noted == signal) {
+    End(signal);
+  } else {
+    noted = signal;
   }
 }
 
-Interruption::~Interruption() {
-  for (const int signal : endingSignals) {
-    struct sigaction action = {};
-    sigaction(signal, nullptr, &action);
-    if (action.sa_handler == Note) {
-      std::signal(signal, SIG_DFL);
-    }
+void Own(int signal, void (*handler)(int)) {
+  struct sigaction action = {};
+  sigaction(signal, nullptr, &action);
+  if (action.sa_handler == SIG_DFL) {
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    sigaction(signal, &action, nullptr);
   }
-  if (noted != 0) {
-    raise(noted);
+}
+
+}  // namespace
+
+void OwnEndingSignals() {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    Own(signal, NoteOrEnd);
+  }
+  Own(SIGPIPE, End);
+}
+
+Interruption::Interruption() { ++waiting; }
+
+Interruption::~Interruption() {
+  if (--waiting == 0 && noted != 0) {
+    End(noted);
   }
 }
 

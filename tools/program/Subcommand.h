@@ -23,9 +23,8 @@ struct Console {
 // Runs a subcommand whose flags have been parsed.
 using Action = std::function<MaybeFailure(const Console&)>;
 
-// One entry of the program's table. A subcommand is one source file, which defines the entry; to
-// add one, declare its entry in tools/commands/Subcommands.h and list it in
-// tools/commands/Subcommands.cpp.
+// One entry of the program's table. A subcommand is one source file in tools/commands, which
+// defines the entry; to add one, name it in the list in tools/CMakeLists.txt.
 struct Subcommand {
   const char* name;
   const char* summary;  // one line

@@ -7,19 +7,6 @@
 
 namespace marrowfin {
 
-Failure FailureOf(const Fault& fault) {
-  Fault plain = fault;
-  plain.remedy.clear();
-  std::string remedy = fault.remedy;
-  if (!remedy.empty()) {
-    remedy[0] = static_cast<char>(toupper(static_cast<unsigned char>(remedy[0])));
-    remedy += ".";
-  } else if (fault.kind == Fault::SYSTEM) {
-    remedy = "Name a file that you may read.";
-  }
-  return {EXIT_INPUT, plain.Text(), remedy};
-}
-
 Failure IndexingFailureOf(const Fault& fault, const std::string& trace) {
   Failure failure = FailureOf(fault);
   if (fault.kind == Fault::SYSTEM && fault.file != trace) {
@@ -110,11 +97,6 @@ MaybeFailure ShapeFlags::ShapeFor(const std::string& name, const Summary& summar
   }
   shape = *suggested;
   return std::nullopt;
-}
-
-std::string ShapeText(const ArrayShape& shape) {
-  return "-c " + std::to_string(shape.clusters.columns) + " -d " +
-         std::to_string(shape.domains.columns) + " -p " + std::to_string(shape.pes.columns);
 }
 
 }  // namespace marrowfin

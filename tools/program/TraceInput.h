@@ -18,11 +18,8 @@ namespace marrowfin {
 
 // What the subcommands that work on a trace share.
 
-// A fault of the trace engine in the words of the programs.
-Failure FailureOf(const Fault& fault);
-
-// The same of a fault met while `trace` was indexed: where it is the index that cannot be written,
-// it is the output's.
+// The failure of a fault that was met while `trace` was indexed: where it is the index that cannot
+// be written, it is the output's.
 Failure IndexingFailureOf(const Fault& fault, const std::string& trace);
 
 // Reads a trace (plain, packed, or a FIFO) from front to back with a line of progress. A fault of
@@ -56,9 +53,6 @@ struct ShapeFlags {
   // What was given, else what shows the whole trace; a failure where nothing does.
   MaybeFailure ShapeFor(const std::string& name, const Summary& summary, ArrayShape& shape) const;
 };
-
-// "-c 4 -d 2 -p 4".
-std::string ShapeText(const ArrayShape& shape);
 
 }  // namespace marrowfin
 

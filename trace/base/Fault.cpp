@@ -46,6 +46,8 @@ const char* FaultName(Fault::Kind kind) {
       return "out-of-range";
     case Fault::CANCELLED:
       return "cancelled";
+    case Fault::REFUSED_INPUT:
+      return "refused-input";
   }
   return "unknown";
 }

@@ -20,6 +20,7 @@ struct [[nodiscard]] Fault {
     SYSTEM,         // the operating system refused something
     OUT_OF_RANGE,   // the trace has nothing of what was asked for
     CANCELLED,      // the caller's callback asked to stop
+    REFUSED_INPUT,  // input of another format cannot be converted; the reason tells where
   };
 
   Kind kind = NONE;

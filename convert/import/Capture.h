@@ -1,0 +1,100 @@
+#ifndef CONVERT_IMPORT_CAPTURE_H
+#define CONVERT_IMPORT_CAPTURE_H
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace marrowfin {
+
+// What an importer makes of a recording, whatever its format: events on the tiles of one or more
+// devices, and an account of what became of each event of the input.
+
+// Limits that no recorded machine comes near, so that a damaged or hostile input is refused before
+// it asks for memory or disk.
+constexpr uint32_t highestCoordinate = 255;
+constexpr uint32_t highestDevice = 65535;
+constexpr size_t mostProcessors = 1024;
+constexpr size_t longestName = 64;  // bytes
+
+// What an event of the input was.
+enum EventKind : uint8_t {
+  KIND_ZONE,       // a kernel zone begins or ends
+  KIND_WAIT,       // a barrier, flush or wait, or the set-up of a transfer: nothing moves
+  KIND_READ,       // data comes from the far tile
+  KIND_WRITE,      // data goes to the far tile
+  KIND_MULTICAST,  // data goes to every tile of a rectangle
+  KIND_SEMAPHORE,  // a semaphore of the far tile is changed
+  KIND_FABRIC,     // data goes to a tile of another device
+  KIND_COUNT
+};
+
+// Why an event of the input became no record.
+enum SkipReason : uint8_t {
+  SKIP_UNKNOWN_TYPE,
+  SKIP_UNKNOWN_PHASE,
+  SKIP_NO_DESTINATION,
+  SKIP_UNKNOWN_DEVICE,
+  SKIP_ODD_VALUE,   // a field holds what no field of its name is known to hold
+  SKIP_INCOMPLETE,  // a field is missing that such an event needs
+  SKIP_COUNT
+};
+
+// A name for programs (in JSON) and a line for people.
+struct Label {
+  const char* name;
+  const char* text;
+};
+extern const std::array<Label, KIND_COUNT> kindLabels;
+extern const std::array<Label, SKIP_COUNT> skipLabels;
+
+struct Tile {
+  uint16_t column;
+  uint16_t row;
+};
+
+// One event that becomes records.
+struct CaptureEvent {
+  uint64_t time;       // on the recording's clock, in cycles
+  uint64_t number;     // of the event in the input, from 0
+  uint32_t device;     // of `tile`
+  uint32_t farDevice;  // of `first` and `last`
+  uint16_t processor;  // index into Capture::processors
+  EventKind kind;
+  Tile tile;   // where the event was recorded
+  Tile first;  // the far tiles: the rectangle from `first` to `last`, both included
+  Tile last;
+};
+
+struct Processor {
+  std::string name;
+  uint64_t events;  // of the input that it recorded, converted or not, but for odd ones
+};
+
+struct Skipped {
+  uint64_t events = 0;
+  uint64_t first = 0;  // number of the first one in the input
+  std::string why;     // what is wrong with that one, where the reason alone does not tell
+};
+
+struct Capture {
+  uint64_t eventsRead = 0;
+  std::array<Skipped, SKIP_COUNT> skipped;
+  std::vector<CaptureEvent> events;   // eventsRead less all skipped, in the order of the input
+  std::vector<Processor> processors;  // those of all events but odd ones; its index is its thread
+};
+
+// Whether events of this kind become messages; the others become fires of their tile.
+inline bool IsMessage(EventKind kind) { return kind != KIND_ZONE && kind != KIND_WAIT; }
+
+// Number of records that the event becomes.
+uint64_t RecordsOf(const CaptureEvent& event);
+
+// Numbers the threads: each name that stands in `fixed` keeps its place there, used or not, and the
+// others follow in alphabetical order, so that a thread means the same in every import.
+void NumberThreads(Capture& capture, const std::vector<std::string>& fixed);
+
+}  // namespace marrowfin
+
+#endif

@@ -1,0 +1,141 @@
+#include "convert/import/Conversion.h"
+
+#include <algorithm>
+
+#include "convert/import/Refusal.h"
+
+namespace marrowfin {
+namespace {
+
+constexpr uint64_t eventsPerReport = 65536;
+
+// Turns the events of one capture into records.
+class Converter {
+ public:
+  Converter(const ArrayLayout& layout, Writer& writer, Account& account)
+      : layout(layout), writer(writer), account(account) {}
+
+  void Convert(const CaptureEvent& event) {
+    const uint64_t cycle = event.time - account.origin;
+    const uint64_t before = account.fires + account.sends;
+    if (!IsMessage(event.kind)) {
+      writer.Fire(cycle, event.processor, Own(event));
+      ++account.fires;
+    } else if (event.kind == KIND_READ) {
+      Send(cycle, event, Far(event, event.first.column, event.first.row), Own(event));
+    } else {
+      SendToAll(event, cycle);
+    }
+    ++account.converted[event.kind];
+    account.convertedRecords[event.kind] += account.fires + account.sends - before;
+  }
+
+  // One of the two records that draw nothing.
+  void Frame(uint64_t cycle) {
+    const Place corner = {0, 0};
+    writer.Send(cycle, account.frameThread, corner, corner);
+    ++account.frameRecords;
+  }
+
+ private:
+  Place On(uint32_t device, uint32_t column, uint32_t row) const {
+    return {layout.FirstColumn(device) + column, layout.FirstRow(device) + row};
+  }
+  Place Own(const CaptureEvent& event) const {
+    return On(event.device, event.tile.column, event.tile.row);
+  }
+  Place Far(const CaptureEvent& event, uint32_t column, uint32_t row) const {
+    return On(event.farDevice, column, row);
+  }
+
+  void Send(uint64_t cycle, const CaptureEvent& event, Place from, Place to) {
+    writer.Send(cycle, event.processor, from, to);
+    ++account.sends;
+  }
+
+  void SendToAll(const CaptureEvent& event, uint64_t cycle) {
+    for (uint32_t row = event.first.row; row <= event.last.row; ++row) {
+      for (uint32_t column = event.first.column; column <= event.last.column; ++column) {
+        Send(cycle, event, Own(event), Far(event, column, row));
+      }
+    }
+  }
+
+  const ArrayLayout& layout;
+  Writer& writer;
+  Account& account;
+};
+
+// The records of an event are few beside the events of a capture: what is counted is events.
+Fault WriteEvents(const Capture& capture, Converter& converter, const Writer& writer,
+                  const ProgressCallback& progress) {
+  for (size_t i = 0; i < capture.events.size() && !writer.GetFault(); ++i) {
+    converter.Convert(capture.events[i]);
+    if (progress && i % eventsPerReport == 0 &&
+        !progress({i, capture.events.size(), Progress::RECORDS})) {
+      return CancelledFault("");
+    }
+  }
+  return writer.GetFault();
+}
+
+}  // namespace
+
+Fault CheckArray(const ArrayLayout& layout, const std::string& input) {
+  const uint32_t side = layout.Shape().Columns();
+  if (side <= ArrayShape::LONGEST_SIDE) {
+    return {};
+  }
+  return Refusal(
+      input,
+      std::to_string(layout.Devices().size()) + " devices need an array of " +
+          std::to_string(side) + " positions a side",
+      "the limit is " + std::to_string(ArrayShape::LONGEST_SIDE) + ": split the capture by device");
+}
+
+Fault CheckRecords(const Capture& capture, const ConversionOptions& options,
+                   const std::string& input) {
+  uint64_t records = 0;
+  for (const CaptureEvent& event : capture.events) {
+    records += RecordsOf(event);
+  }
+  if (records <= options.mostRecords) {
+    return {};
+  }
+  return Refusal(input,
+                 "becomes " + std::to_string(records) + " records, more than " +
+                     std::to_string(options.mostRecords),
+                 "allow more if the disk has room for 36 bytes each");
+}
+
+void SortByTime(Capture& capture) {
+  std::stable_sort(capture.events.begin(), capture.events.end(),
+                   [](const CaptureEvent& a, const CaptureEvent& b) { return a.time < b.time; });
+}
+
+Result<Account> WriteRecords(const Capture& capture, const ArrayLayout& layout,
+                             const ConversionOptions& options, Writer& writer,
+                             const ProgressCallback& progress) {
+  Account account;
+  account.frameThread = static_cast<uint32_t>(capture.processors.size());
+  if (!capture.events.empty()) {
+    account.origin = capture.events.front().time;
+    account.lastCycle = capture.events.back().time - account.origin;
+  }
+  Converter converter(layout, writer, account);
+  if (options.frame) {
+    converter.Frame(0);
+  }
+  if (Fault fault = WriteEvents(capture, converter, writer, progress)) {
+    return fault;
+  }
+  if (options.frame) {
+    converter.Frame(account.lastCycle + 1);
+  }
+  if (Fault fault = writer.Flush()) {
+    return fault;
+  }
+  return account;
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,57 @@
+#ifndef CONVERT_IMPORT_CONVERSION_H
+#define CONVERT_IMPORT_CONVERSION_H
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+#include "convert/import/ArrayLayout.h"
+#include "convert/import/Capture.h"
+#include "trace/base/Fault.h"
+#include "trace/base/Progress.h"
+#include "trace/base/Result.h"
+#include "trace/write/Writer.h"
+
+namespace marrowfin {
+
+struct ConversionOptions {
+  bool frame = true;                   // see Account::frameRecords
+  uint64_t mostRecords = 100'000'000;  // a capture that becomes more is refused
+};
+
+// What became of each event of the input. Of the events read, each is counted once: under its kind
+// in `converted`, or under the reason in Capture::skipped. An event may become several records.
+struct Account {
+  std::array<uint64_t, KIND_COUNT> converted = {};         // events
+  std::array<uint64_t, KIND_COUNT> convertedRecords = {};  // records that they became
+  uint64_t fires = 0;                                      // records written for events
+  uint64_t sends = 0;                                      // the same
+
+  // The viewer never shows the first record of a trace, and ends before it shows the rest of the
+  // last cycle. So the importer puts one record before all others and one behind them, which draw
+  // nothing: messages from the array's first position to itself, on a thread of their own.
+  uint64_t frameRecords = 0;
+  uint32_t frameThread = 0;
+
+  uint64_t origin = 0;     // time of the recording that became cycle 0
+  uint64_t lastCycle = 0;  // of the last event
+};
+
+// Whether the array, and the number of records, are of a size that can be asked for. `input` is for
+// messages.
+[[nodiscard]] Fault CheckArray(const ArrayLayout& layout, const std::string& input);
+[[nodiscard]] Fault CheckRecords(const Capture& capture, const ConversionOptions& options,
+                                 const std::string& input);
+
+// Brings the events into order of time; events of one time keep their order.
+void SortByTime(Capture& capture);
+
+// Writes the records of a sorted capture and flushes the writer; the first event becomes cycle 0.
+// `progress` counts events.
+[[nodiscard]] Result<Account> WriteRecords(const Capture& capture, const ArrayLayout& layout,
+                                           const ConversionOptions& options, Writer& writer,
+                                           const ProgressCallback& progress);
+
+}  // namespace marrowfin
+
+#endif

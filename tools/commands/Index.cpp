@@ -1,0 +1,149 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+#include <iomanip>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <string>
+
+#include "tools/commands/Subcommands.h"
+#include "tools/program/Interruption.h"
+#include "tools/program/Json.h"
+#include "tools/program/Output.h"
+#include "tools/program/ProgressLine.h"
+#include "tools/program/TraceInput.h"
+
+namespace marrowfin {
+namespace {
+
+constexpr char footer[] =
+    "Examples:\n"
+    "  marrowfin-trace index run.trace\n"
+    "  marrowfin-trace index run.trace --output run.mfindex\n"
+    "\n"
+    "The index lies beside the trace (TRACE.mfindex) or, where that folder cannot be written, in\n"
+    "the cache folder ($XDG_CACHE_HOME/marrowfin or ~/.cache/marrowfin). One that is there and\n"
+    "still right is kept; one of a trace that has grown since is extended.\n"
+    "\n"
+    "Exit status: 0 done, 1 the trace cannot be read or breaks off, 2 command line refused,\n"
+    "3 no index of it can be kept.";
+
+struct IndexFlags {
+  std::string trace;
+  std::string output;
+  bool json = false;
+};
+
+bool IsLink(const std::string& path) {
+  struct stat status;
+  return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
+// Refuses an output whose replacement would destroy something else. A link is followed, so that the
+// file that it names is the one that is replaced.
+MaybeFailure CheckOutput(const IndexFlags& flags, std::string& output) {
+  constexpr char remedy[] = "Name another file with -o.";
+  if (IsSameFile(flags.trace, output)) {
+    return Failure{EXIT_USAGE, output + ": is the trace", remedy};
+  }
+  struct stat existing;
+  if (stat(output.c_str(), &existing) == -1) {
+    return std::nullopt;
+  }
+  if (!S_ISREG(existing.st_mode)) {
+    return Failure{EXIT_SYSTEM, output + ": cannot write the index: is no plain file", remedy};
+  }
+  if (access(output.c_str(), W_OK) == -1) {
+    return SystemFailure(EXIT_SYSTEM, output, "replace", remedy);
+  }
+  char* const resolved = IsLink(output) ? realpath(output.c_str(), nullptr) : nullptr;
+  if (resolved != nullptr) {
+    output = resolved;
+    free(resolved);
+  }
+  return std::nullopt;
+}
+
+MaybeFailure Load(const IndexFlags& flags, const Console& console, IndexedTrace& trace) {
+  if (flags.output.empty()) {
+    return OpenIndexed(flags.trace, console, trace);
+  }
+  std::string output = flags.output;
+  if (MaybeFailure failure = CheckOutput(flags, output)) {
+    return failure;
+  }
+  Result<std::unique_ptr<TraceFile>> file = TraceFile::Open(flags.trace);
+  if (!file) {
+    return FailureOf(file.Why());
+  }
+  trace.file = std::move(file).Take();
+  const Interruption interruption;
+  ProgressLine progress(console.terminal, "indexing " + flags.trace, "MB", 1e6);
+  const auto update = [&](const Progress& now) {
+    progress.Update(now.done, now.all);
+    return !interruption.Asked();
+  };
+  Fault fault;
+  if (Index::Build(*trace.file, output, update, fault)) {
+    trace.index = Index::Load(*trace.file, output, fault);
+  }
+  if (trace.index) {
+    return std::nullopt;
+  }
+  Failure failure = IndexingFailureOf(fault, flags.trace);
+  if (failure.code == EXIT_SYSTEM) {
+    failure.remedy = "Make room there, or choose another place with -o.";
+  }
+  return failure;
+}
+
+MaybeFailure BuildIndex(const IndexFlags& flags, const Console& console) {
+  IndexedTrace trace;
+  if (MaybeFailure failure = Load(flags, console, trace)) {
+    return failure;
+  }
+  const Index& index = *trace.index;
+  if (index.FileName().empty()) {
+    return Failure{EXIT_SYSTEM,
+                   flags.trace +
+                       ": no index can be kept: neither beside the trace nor in the "
+                       "cache folder",
+                   "Name a file with -o, or set XDG_CACHE_HOME to a folder that can be written."};
+  }
+  const double share = trace.file->Size() == 0 ? 0
+                                               : 100.0 * static_cast<double>(index.FileSize()) /
+                                                     static_cast<double>(trace.file->Size());
+  if (flags.json) {
+    console.out << JsonText({{"trace", flags.trace},
+                             {"index", index.FileName()},
+                             {"indexBytes", index.FileSize()},
+                             {"share", share / 100},
+                             {"records", index.GetSummary().records},
+                             {"keyframes", index.Boundaries().size()},
+                             {"wholeArray", index.HasBoundaries()}});
+  } else {
+    console.out << index.FileName() << ": " << index.FileSize() << " bytes, " << std::fixed
+                << std::setprecision(2) << share << " % of the trace, " << index.Boundaries().size()
+                << " keyframes\n";
+  }
+  const Fault& end = index.GetSummary().end;
+  return end ? MaybeFailure(FailureOf(end)) : std::nullopt;
+}
+
+Action Configure(CLI::App& app) {
+  const auto flags = std::make_shared<IndexFlags>();
+  app.add_option("TRACE", flags->trace, "The trace: a plain file")->required();
+  app.add_option("-o,--output", flags->output, "Build the index anew, in this file");
+  app.add_flag("--json", flags->json, "Print JSON");
+  return [flags](const Console& console) { return BuildIndex(*flags, console); };
+}
+
+}  // namespace
+
+extern const Subcommand indexSubcommand = {"index", "Build the index that makes questions quick",
+                                           footer, Configure};
+
+}  // namespace marrowfin
