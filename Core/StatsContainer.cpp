@@ -82,6 +82,11 @@ void StatsPrinter::Output(StatsContainer* container) {
   fflush(outputFile.GetFILE());
 }
 
+bool StatsPrinter::IsReportWritten() {
+  return outputFile.IsOpen() && fflush(outputFile.GetFILE()) == 0 &&
+         ferror(outputFile.GetFILE()) == 0;
+}
+
 void StatsPrinter::Output_help(StatsContainer* container) {
   container->Compute();
   for (const StatsContainer::Stat& stat : container->stats) {

@@ -86,6 +86,10 @@ class StatsPrinter : public StatsOutputHandler {
   // of the same run follow it. A file that cannot be opened ends the program.
   void Output(StatsContainer* container) override;
 
+  // Whether all reports so far have reached their file, as far as the system has told. False before
+  // the first one, and where `outputFile`, made one that is not crash-on-error, cannot be opened.
+  bool IsReportWritten();
+
   File outputFile;  // closed until the first report
   std::string outputFileName;
 

@@ -17,6 +17,7 @@
 #include "trace/index/IndexBuilder.h"
 #include "trace/index/IndexFormat.h"
 #include "trace/index/Pack.h"
+#include "trace/index/TimeCounter.h"
 #include "trace/read/Reader.h"
 #include "trace/read/TraceSource.h"
 #include "trace/write/Writer.h"
@@ -85,7 +86,7 @@ const Folder& TheFolder() {
 // A sound directory of the first `records` records, and the raw contents of its sections.
 struct Contents {
   IndexDirectory directory;
-  std::vector<std::vector<uint8_t>> sections;
+  std::vector<std::vector<uint8_t>> sections;  // of the boundaries, then both time tables
 };
 
 void AddBoundary(const Summarizer& summarizer, Contents& contents) {
@@ -126,6 +127,8 @@ Contents SoundContents(const TraceFile& trace, uint64_t records) {
   Contents contents;
   IndexDirectory& d = contents.directory;
   Summarizer summarizer;
+  TimeTable times;
+  TimeCounter furtherTimes;
   auto columns = std::make_unique<Columns>();
   while (summarizer.Get().records < records) {
     // A record at a time, with an entry for every 16th and a boundary behind every 32nd.
@@ -134,6 +137,7 @@ Contents SoundContents(const TraceFile& trace, uint64_t records) {
     const uint64_t end = offset + (IsSend(record) ? LARGE_RECORD : SMALL_RECORD);
     ReadBatch(trace, offset, end, *columns);
     summarizer.Add(*columns);
+    furtherTimes.Add(*columns);
     if (record % 16 == 0) {
       d.entries.push_back({record, offset, columns->cycle[0], summarizer.Get().changes});
     }
@@ -141,8 +145,12 @@ Contents SoundContents(const TraceFile& trace, uint64_t records) {
       AddBoundary(summarizer, contents);
       summarizer.Finish();
       d.atLastBoundary = summarizer.Get();
+      times.Merge(furtherTimes.Get());
+      furtherTimes.Clear();
     }
   }
+  contents.sections.push_back(times.Encode());
+  contents.sections.push_back(furtherTimes.Get().Encode());
   summarizer.Finish();
   d.summary = summarizer.Get();
   d.stride = 16;
@@ -193,6 +201,8 @@ struct Numbers {
         Add(section);
       }
     }
+    Add(d.times);
+    Add(d.furtherTimes);
   }
 };
 
@@ -297,6 +307,8 @@ void PlaceSections(Contents& contents, std::vector<uint8_t>& file) {
     std::copy_n(placed.begin() + static_cast<ptrdiff_t>(b * SECTIONS + 1), ACTIVITIES,
                 boundary.node);
   }
+  contents.directory.times = placed[placed.size() - 2];
+  contents.directory.furtherTimes = placed.back();
 }
 
 // The checksums that bind an index to its trace, for whatever the directory says now.

@@ -29,7 +29,13 @@ class Array : public Component {
   const Settings& GetSettings() const { return settings; }
 
   // The most operations that a processing element can hold.
-  uint32 PeCapacity(uint32 threads) const { return settings.operandBuffer / (threads * window); }
+  uint32 PeCapacity(uint32 threads) const {
+    return static_cast<uint32>(settings.operandBuffer / EntriesOfOperation(threads));
+  }
+
+  // The entries of the operand buffer that an operation needs: one for every thread and live
+  // iteration.
+  unsigned long long EntriesOfOperation(uint32 threads) const { return 1ULL * threads * window; }
 
   // Makes all units. `trace` and `log` must outlive the array.
   void Build(uint32 threads, TraceRecorder& trace, RunLog& log);

@@ -7,13 +7,12 @@ namespace marrowfin::sim {
 
 RunLog::RunLog() : isOpen(false), file(false) {}
 
-bool RunLog::Open(const std::string& fileName) {
+void RunLog::Attach(int descriptor, const std::string& fileName) {
   name = fileName;
-  isOpen = file.Open(fileName, File::WRITE_FLAGS, File::DEFAULT_MODE) == File::SUCCESS;
+  isOpen = file.SetFile(descriptor, "w") == File::SUCCESS;
   if (!isOpen) {
     error = name + ": " + strerror(errno);
   }
-  return isOpen;
 }
 
 void RunLog::Link(Cycle now, unsigned long long id, const Component& from, const Component& to) {
@@ -60,7 +59,7 @@ void RunLog::Fire(Cycle now, const Component& at, uint32 number, const Operation
 
 bool RunLog::Close() {
   if (!isOpen) {
-    return true;
+    return error.empty();
   }
   isOpen = false;
   const bool isWhole = fflush(file.GetFILE()) == 0 && ferror(file.GetFILE()) == 0;

@@ -17,8 +17,8 @@ class RunLog {
  public:
   RunLog();
 
-  // Empties or makes the file. False where it cannot be written; Error() then says why.
-  bool Open(const std::string& fileName);
+  // Writes to an open file, which is the log's from then on; `fileName` is for messages.
+  void Attach(int descriptor, const std::string& fileName);
   bool IsOpen() const { return isOpen; }
 
   // Tells the log the processing elements, in the order of their numbers.
@@ -37,6 +37,9 @@ class RunLog {
   // A fire, with the sources of its operands: messages, "start", "local" and "constant".
   void Fire(Cycle now, const Component& at, uint32 number, const Operation& operation,
             uint32 thread, Cycle iteration, const std::string& operands);
+
+  // Whether some of the log could not be written. What is buffered has not been tried yet.
+  bool HasFailed() { return isOpen && ferror(file.GetFILE()) != 0; }
 
   // Writes what is left. False where any of the log could not be written.
   bool Close();

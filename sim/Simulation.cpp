@@ -1,13 +1,16 @@
 #include "sim/Simulation.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cmath>
 #include <cstring>
 
 #include "Core/Message.h"
 #include "Util/AppendFormat.h"
+#include "Util/Regression.h"
 #include "Util/SimOutput.h"
-#include "sim/CanWrite.h"
+#include "sim/OptionTable.h"
 
 namespace marrowfin::sim {
 
@@ -15,13 +18,15 @@ namespace {
 
 constexpr uint32 MOST_THREADS = 4096;
 
-std::string WhyNotWritable(const std::string& name) {
-  return name.empty() || CanWrite(name) ? "" : name + ": " + strerror(errno);
-}
+// The options that name files.
+const char* const TRACE_OPTION = "-outFilename";
+const char* const LOG_OPTION = "-logFilename";
+const char* const GRAPH_OPTION = "-dotFilename";
+const char* const STATISTICS_OPTION = "-statistics/outputFileName";
 
 }  // namespace
 
-Simulation::Simulation() : Component("marrowfin-sim"), trace(vis), data(0), round(0) {
+Simulation::Simulation() : Component("marrowfin-sim"), data(0), round(0) {
   AddOption(&programName, "-program", ("what runs: " + ProgramNames()).c_str(), "stencil");
   AddOption(&size.size, "-size", "size of the program", 18);
   AddOption(&size.sweeps, "-sweeps", "sweeps of the stencil", 16);
@@ -34,15 +39,15 @@ Simulation::Simulation() : Component("marrowfin-sim"), trace(vis), data(0), roun
             "operations that a processing element is given; 0 spreads them evenly", 0);
   AddOption(&size.seed, "-seed", "what data, sparse matrices and random places are drawn from", 1);
   AddOption(&mostCycles, "-mostCycles", "cycles after which the run fails; 0 for any number", 0);
-  AddOption(&logFilename, "-logFilename", "file for the log of links and arrivals; empty for none",
-            "");
-  AddOption(&dotFilename, "-dotFilename",
+  AddOption(&traceFilename, TRACE_OPTION, "file for the trace; empty for none", "");
+  AddOption(&logFilename, LOG_OPTION, "file for the log of links and arrivals; empty for none", "");
+  AddOption(&dotFilename, GRAPH_OPTION,
             "file for the graph of the array in the DOT language; empty for none", "");
   AddChild(&array);
-  AddChild(&vis);
-  vis.theFullName = vis.theName;
   AddParser(&printer);
   printer.AddPrefix("statistics/");
+  // A report that cannot be written is told of, and ends nothing.
+  printer.outputFile = File(false);
   array.AddStatContainer(&Message::stats);
 }
 
@@ -59,9 +64,6 @@ std::string Simulation::FaultOfOptions() const {
   if (threads > MOST_THREADS) {
     return "-threads must be at most " + std::to_string(MOST_THREADS);
   }
-  if (!logFilename.empty() && logFilename == vis.outFilename) {
-    return "the trace and the log cannot go to the same file";
-  }
   std::string fault = array.Fault();
   if (fault.empty() && operationsPerPe > array.PeCapacity(threads)) {
     return "-operationsPerPe must be at most " + std::to_string(array.PeCapacity(threads)) +
@@ -70,18 +72,22 @@ std::string Simulation::FaultOfOptions() const {
   return fault;
 }
 
-std::string Simulation::Prepare(Interrupts& interrupts) {
+std::string Simulation::Prepare(const std::vector<std::string>& optionFiles) {
   for (const auto step : {&Simulation::MakeProgram, &Simulation::PlaceProgram}) {
     std::string fault = (this->*step)();
     if (!fault.empty()) {
       return fault;
     }
   }
+  const std::string fault = FaultOfFiles(optionFiles);
+  if (!fault.empty()) {
+    return fault;
+  }
   array.Build(threads, trace, log);
   array.Load(program->GetGraph(), placement);
   data = Random(size.seed);
   StatsContainer::output = &printer;
-  return OpenFiles(interrupts);
+  return OpenFiles();
 }
 
 std::string Simulation::MakeProgram() {
@@ -118,52 +124,68 @@ std::string Simulation::PlaceProgram() {
   return array.MemoryFault(graph, placement, threads);
 }
 
-std::string Simulation::OpenFiles(Interrupts& interrupts) {
-  for (const std::string& name : {printer.outputFileName, logFilename, dotFilename}) {
-    std::string fault = WhyNotWritable(name);
-    if (!fault.empty()) {
-      return fault;
-    }
+std::string Simulation::FaultOfFiles(const std::vector<std::string>& optionFiles) {
+  files.Add(GRAPH_OPTION, dotFilename);
+  files.Add(LOG_OPTION, logFilename);
+  // A pipe opens when its reader comes, who may well read the statistics last.
+  files.Add(STATISTICS_OPTION, printer.outputFileName, false);
+  files.Add(TRACE_OPTION, traceFilename);
+  for (const std::string& name : optionFiles) {
+    files.Protect(name, "the options were read from it");
   }
-  std::string fault = WriteGraph();
+  files.Protect(STDOUT_FILENO, "it is the standard output, where the verdict goes");
+  files.Protect(STDERR_FILENO, "it is the standard error");
+  return files.Fault();
+}
+
+std::string Simulation::OpenFiles() {
+  std::string fault = files.Open();
   if (!fault.empty()) {
     return fault;
   }
-  if (!logFilename.empty() && !log.Open(logFilename)) {
-    return log.Error();
+  if (!logFilename.empty()) {
+    log.Attach(files.Take(LOG_OPTION), logFilename);
   }
-  // A pipe opens when its reader comes, and waiting for that may be given up.
-  interrupts.Allow();
-  const bool isOpen = trace.Open();
-  interrupts.Hold();
-  return isOpen ? "" : trace.Error();
+  if (!traceFilename.empty()) {
+    trace.Attach(files.Take(TRACE_OPTION), traceFilename);
+    SimOutput::Print("Opened tracefile  %s\n", traceFilename.c_str());
+  }
+  return "";
 }
 
-std::string Simulation::WriteGraph() {
+void Simulation::WriteGraph() {
   if (dotFilename.empty()) {
-    return "";
+    return;
   }
   File file(false);
-  bool isWritten = file.Open(dotFilename, File::WRITE_FLAGS, File::DEFAULT_MODE) == File::SUCCESS;
+  bool isWritten = file.SetFile(files.Take(GRAPH_OPTION), "w") == File::SUCCESS;
   if (isWritten) {
     array.PrintAsDotGraph(file.GetFILE());
-    isWritten = fflush(file.GetFILE()) == 0;
+    isWritten = fflush(file.GetFILE()) == 0 && ferror(file.GetFILE()) == 0;
     isWritten = file.Close() == File::SUCCESS && isWritten;
   }
-  return isWritten ? "" : dotFilename + ": " + strerror(errno);
+  if (!isWritten) {
+    Fail(dotFilename + ": " + strerror(errno));
+  }
 }
 
-void Simulation::Run(Interrupts& interrupts) {
-  SimOutput::Print("Settings:\n");
-  PrintOptionsAndValues(SimOutput::out);
+void Simulation::Run(const Interrupts& interrupts) {
+  SimOutput::Print("Settings:\n%s", OptionTable(*this).Text().c_str());
   fflush(SimOutput::out.GetFILE());
-  for (round = 0; round < rounds && Regression::success == Regression::SUCCESS; ++round) {
+  WriteGraph();
+  for (round = 0; round < rounds && GoesOn(); ++round) {
     StartRound();
     RunRound(interrupts);
-    CheckRound();
+    if (GoesOn()) {
+      CheckRound();
+    }
   }
   CloseFiles();
   progress.Clear();
+}
+
+bool Simulation::GoesOn() {
+  return Regression::success == Regression::SUCCESS && !trace.HasFailed() && !log.HasFailed();
 }
 
 void Simulation::StartRound() {
@@ -176,14 +198,16 @@ void Simulation::StartRound() {
   array.Start();
 }
 
-void Simulation::RunRound(Interrupts& interrupts) {
-  while (array.IsRunning() && !trace.HasFailed()) {
+void Simulation::RunRound(const Interrupts& interrupts) {
+  while (array.IsRunning() && GoesOn()) {
     if (mostCycles != 0 && array.Cycles() >= mostCycles) {
       Regression::Fail("the program did not end within %llu cycles", mostCycles);
       return;
     }
     array.RunCycle();
-    interrupts.Deliver();
+    if (const char* signal = interrupts.Noted()) {
+      Regression::Fail("%s", signal);
+    }
     if (progress.IsDue()) {
       progress.Show({array.Cycles(), trace.Events(), ShareDone()});
     }
@@ -196,9 +220,6 @@ double Simulation::ShareDone() {
 }
 
 void Simulation::CheckRound() {
-  if (trace.HasFailed() || Regression::success != Regression::SUCCESS) {
-    return;
-  }
   if (array.LiveTokens() != 0) {
     Regression::Fail("the program stopped with %llu operands left over", array.LiveTokens());
   }
@@ -227,27 +248,30 @@ void Simulation::CheckSegments(uint32 thread, const SegmentData& plain) {
 
 void Simulation::CloseFiles() {
   if (!trace.Close()) {
-    SimOutput::PrintError("marrowfin-sim: %s\n", trace.Error().c_str());
-    Regression::Fail("%s", trace.Error().c_str());
+    Fail(trace.Error());
   }
   if (!log.Close()) {
-    SimOutput::PrintError("marrowfin-sim: %s\n", log.Error().c_str());
-    Regression::Fail("%s", log.Error().c_str());
+    Fail(log.Error());
   }
+}
+
+void Simulation::Fail(const std::string& fault) {
+  SimOutput::PrintError("marrowfin-sim: %s\n", fault.c_str());
+  Regression::Fail("%s", fault.c_str());
 }
 
 void Simulation::ReportStatistics() {
   progress.Clear();
   array.DoStatsOutput();
+  if (!printer.IsReportWritten()) {
+    Fail((printer.outputFileName.empty() ? "the standard output" : printer.outputFileName) +
+         ": the report could not be written");
+  }
 }
 
-bool Simulation::IsReportWhole() {
-  bool isWhole = fflush(stdout) == 0 && ferror(stdout) == 0;
-  if (printer.outputFile.IsOpen()) {
-    isWhole = fflush(printer.outputFile.GetFILE()) == 0 &&
-              ferror(printer.outputFile.GetFILE()) == 0 && isWhole;
-  }
-  return isWhole;
+void Simulation::ReportCrash() {
+  CloseFiles();
+  ReportStatistics();
 }
 
 }  // namespace marrowfin::sim

@@ -6,10 +6,9 @@
 #include <vector>
 
 #include "Core/Component.h"
-#include "Core/VisTool.h"
-#include "Util/Regression.h"
 #include "sim/Array.h"
 #include "sim/Interrupts.h"
+#include "sim/OutputFiles.h"
 #include "sim/Placement.h"
 #include "sim/Program.h"
 #include "sim/Progress.h"
@@ -21,40 +20,45 @@ namespace marrowfin::sim {
 // One run of the simulator: the options of the program, and everything from them to the verdict.
 //
 // Calling order: construct; parse the options; Prepare(); Run(); ReportStatistics(). Errors that
-// can be known beforehand are returned by Prepare, and no file has been touched by then.
+// can be known beforehand are returned by Prepare, and no file has been touched by then. All that
+// goes wrong later is told on standard error and fails the regression.
 class Simulation : public Component {
  public:
   Simulation();
 
-  // Checks the options, builds the array, places the program and opens the files. Returns what is
-  // wrong; empty if nothing is.
-  std::string Prepare(Interrupts& interrupts);
+  // Checks the options, builds the array, places the program and opens the files, none of which may
+  // be one of `optionFiles`. Returns what is wrong; empty if nothing is.
+  std::string Prepare(const std::vector<std::string>& optionFiles);
 
-  // Runs the program until it ends or the trace fails, and settles the verdict.
-  void Run(Interrupts& interrupts);
+  // Runs the program until it ends, it is interrupted, or the trace or the log fails; closes both.
+  void Run(const Interrupts& interrupts);
 
-  // Writes the statistics so far; from a crash callback as well.
+  // Writes the statistics so far.
   void ReportStatistics();
 
-  // Whether all that was printed has reached its file.
-  bool IsReportWhole();
+  // Saves what there is when the run crashes: the trace, the log and the statistics.
+  void ReportCrash();
 
  private:
   std::string FaultOfOptions() const;
   std::string MakeProgram();
   std::string PlaceProgram();
-  std::string OpenFiles(Interrupts& interrupts);
-  std::string WriteGraph();
+  std::string FaultOfFiles(const std::vector<std::string>& optionFiles);
+  std::string OpenFiles();
+  void WriteGraph();
+  bool GoesOn();
   void StartRound();
-  void RunRound(Interrupts& interrupts);
+  void RunRound(const Interrupts& interrupts);
   void CheckRound();
   void CheckSegments(uint32 thread, const SegmentData& expected);
   void CloseFiles();
+  static void Fail(const std::string& fault);
   double ShareDone();
 
   // Options.
   std::string programName;
   std::string placementName;
+  std::string traceFilename;
   std::string logFilename;
   std::string dotFilename;
   ProgramSize size;
@@ -63,8 +67,8 @@ class Simulation : public Component {
   uint32 operationsPerPe;
   unsigned long long mostCycles;
 
+  OutputFiles files;
   Array array;
-  VisTool vis;
   StatsPrinter printer;
   TraceRecorder trace;
   RunLog log;

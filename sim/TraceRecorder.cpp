@@ -3,99 +3,88 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstring>
-
-#include "Util/AppendFormat.h"
-#include "sim/CanWrite.h"
+#include <cerrno>
+#include <utility>
 
 namespace marrowfin::sim {
 
 namespace {
 
-constexpr unsigned HEADER_BYTES = 20;
-constexpr unsigned LOCATION_BYTES = 8;
-
-bool IsRegularFile(int fd) {
+bool IsRegularFile(int descriptor) {
   struct stat info;
-  return fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
+  return fstat(descriptor, &info) == 0 && S_ISREG(info.st_mode);
 }
+
+Place PlaceOf(const Location& location) { return {location.column, location.row}; }
 
 }  // namespace
 
-TraceRecorder::TraceRecorder(VisTool& tool)
-    : tool(tool), isWriting(false), isRegular(false), events(0), records(0), wholeBytes(0) {}
+ByteSink::Written TraceRecorder::Sink::Write(const uint8_t* bytes, size_t size) {
+  Written written;
+  while (written.taken < size) {
+    const ssize_t put = write(descriptor, bytes + written.taken, size - written.taken);
+    if (put == -1) {
+      written.fault = SystemFault(name, "cannot write", errno);
+      break;
+    }
+    written.taken += static_cast<size_t>(put);
+  }
+  return written;
+}
 
-bool TraceRecorder::Open() {
-  if (tool.outFilename.empty()) {
-    return true;
-  }
-  if (!CanWrite(tool.outFilename)) {
-    error = tool.outFilename + ": " + strerror(errno);
-    return false;
-  }
-  tool.outFile = File(false);
-  tool.InitializeForWrite();
-  isRegular = IsRegularFile(tool.outFile.GetFD());
+TraceRecorder::TraceRecorder() : isWriting(false), events(0) {}
+
+TraceRecorder::~TraceRecorder() { Close(); }
+
+void TraceRecorder::Attach(int descriptor, const std::string& name) {
+  sink.descriptor = descriptor;
+  sink.name = name;
+  writer.Attach(sink);
   isWriting = true;
-  return true;
 }
 
 void TraceRecorder::Fire(Cycle now, uint32 thread, const Location& location) {
   ++events;
   if (isWriting) {
-    Write(new PEFire(now, thread, location), HEADER_BYTES + LOCATION_BYTES);
+    writer.Fire(now, thread, PlaceOf(location));
   }
 }
 
 void TraceRecorder::Transmission(Cycle now, uint32 thread, const Location& location) {
   ++events;
   if (isWriting) {
-    Write(new NetworkSwitchTransmission(now, thread, location), HEADER_BYTES + LOCATION_BYTES);
+    writer.Switch(now, thread, PlaceOf(location));
   }
 }
 
 void TraceRecorder::Send(Cycle now, uint32 thread, const Location& from, const Location& to) {
   ++events;
   if (isWriting) {
-    Write(new MessageSend(now, thread, from, to), HEADER_BYTES + 2 * LOCATION_BYTES);
+    writer.Send(now, thread, PlaceOf(from), PlaceOf(to));
   }
-}
-
-void TraceRecorder::Write(VisToolEvent* event, unsigned bytes) {
-  if (tool.WriteEvent(event) != File::SUCCESS) {
-    Fail(strerror(errno));
-    return;
-  }
-  wholeBytes += bytes;
-  if (!IsWhole()) {
-    wholeBytes -= bytes;
-    // A write that is cut short does not say why; the next one does.
-    const bool goesOn = tool.outFile.Write('\0') == File::SUCCESS;
-    Fail(goesOn ? "a record was cut short" : strerror(errno));
-    return;
-  }
-  ++records;
-}
-
-bool TraceRecorder::IsWhole() {
-  long long position;
-  return !isRegular || (tool.outFile.Tell(position) == File::SUCCESS && position == wholeBytes);
-}
-
-void TraceRecorder::Fail(const std::string& reason) {
-  isWriting = false;
-  const bool isCut = isRegular && ftruncate(tool.outFile.GetFD(), wholeBytes) != 0;
-  AppendFormat(error, "%s: %s; it holds %llu whole records%s", tool.outFilename.c_str(),
-               reason.c_str(), records, isCut ? " and a part of one" : "");
 }
 
 bool TraceRecorder::Close() {
-  if (isWriting && tool.outFile.Close() != File::SUCCESS) {
-    AppendFormat(error, "%s: %s; up to %llu records were written", tool.outFilename.c_str(),
-                 strerror(errno), records);
+  if (!isWriting) {
+    return !HasFailed();
   }
   isWriting = false;
+  Fault fault = writer.Close();
+  const std::string rest = fault ? TakeBackPart() : "";
+  if (close(std::exchange(sink.descriptor, -1)) != 0 && !fault) {
+    fault = SystemFault(sink.name, "cannot write", errno);
+  }
+  if (fault) {
+    error = fault.Text() + rest;
+  }
   return !HasFailed();
+}
+
+// Cuts the file behind its whole records. What remains to be said of it.
+std::string TraceRecorder::TakeBackPart() {
+  const bool isCut = IsRegularFile(sink.descriptor) &&
+                     ftruncate(sink.descriptor, static_cast<off_t>(writer.WholeBytes())) != 0;
+  return isCut ? ", and a part of one" : "";
 }
 
 }  // namespace marrowfin::sim

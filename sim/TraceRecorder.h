@@ -1,53 +1,66 @@
 #ifndef SIM_TRACERECORDER_H
 #define SIM_TRACERECORDER_H
 
-#include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
-#include "Core/VisTool.h"
+#include "Marrowfin/Location.h"
+#include "Util/Types.h"
+#include "trace/write/ByteSink.h"
+#include "trace/write/Writer.h"
 
 namespace marrowfin::sim {
 
-// Records what happens in the array through the trace tool, and makes sure that the file holds
-// whole records only.
+// Records what happens in the array, and makes sure that the file holds whole records only.
 //
-// The tool alone ends the program when a write fails, and takes a write that was cut short for a
-// success. So its file is made one that reports failures, and its position is checked after every
-// record. When a record cannot be written, the recorder takes back the part of it that was, stops,
-// and keeps the reason; the run is expected to look at HasFailed() between two cycles.
+// The bytes are those of the trace tool, which is not used: its five system calls a record take
+// several times as long as the simulation. When records cannot be written, the recorder stops,
+// takes back the part of a record that was, and keeps the reason; the run is expected to look at
+// HasFailed() between two cycles. A program that is killed leaves whole records too, unless that
+// happens in the middle of a write.
 class TraceRecorder {
  public:
-  // Writes through `tool`, whose outFilename may be set later.
-  explicit TraceRecorder(VisTool& tool);
+  TraceRecorder();
 
-  // Opens the trace that the tool's option names, if it names one. False where the file cannot be
-  // written; Error() then says why, and the file was not touched.
-  bool Open();
+  // Closes the trace.
+  ~TraceRecorder();
+
+  // Writes to an open file, which is the recorder's from then on; `name` is for messages. Without
+  // one, events are only counted.
+  void Attach(int descriptor, const std::string& name);
 
   void Fire(Cycle now, uint32 thread, const Location& location);
   void Transmission(Cycle now, uint32 thread, const Location& location);
   void Send(Cycle now, uint32 thread, const Location& from, const Location& to);
 
-  // Closes the trace. False where that shows that it is not complete.
+  // Writes what is left and closes the trace. False where that shows that it is not complete.
   bool Close();
 
-  bool HasFailed() const { return !error.empty(); }
+  bool HasFailed() const { return static_cast<bool>(writer.GetFault()) || !error.empty(); }
+
+  // Why, once the trace is closed.
   const std::string& Error() const { return error; }
 
-  unsigned long long Events() const { return events; }    // whether written or not
-  unsigned long long Records() const { return records; }  // whole, in the trace
+  unsigned long long Events() const { return events; }  // whether written or not
 
  private:
-  void Write(VisToolEvent* event, unsigned bytes);
-  bool IsWhole();
-  void Fail(const std::string& reason);
+  // A descriptor whose writes give up when a signal interrupts them.
+  class Sink : public ByteSink {
+   public:
+    Written Write(const uint8_t* bytes, size_t size) override;
+    size_t LargestPiece() const override { return LargestPieceOf(descriptor); }
 
-  VisTool& tool;
+    int descriptor = -1;
+    std::string name;
+  };
+
+  std::string TakeBackPart();
+
+  Sink sink;
+  Writer writer;
   bool isWriting;
-  bool isRegular;  // whether the trace is a file with a position, and no pipe or device
   unsigned long long events;
-  unsigned long long records;
-  long long wholeBytes;  // of the records
   std::string error;
 };
 

@@ -26,7 +26,7 @@ class ReportOnCrash final : public StatelessCallback {
   }
   ~ReportOnCrash() { Regression::CancelCrashCallback(this); }
 
-  void operator()() override { simulation.ReportStatistics(); }
+  void operator()() override { simulation.ReportCrash(); }
 
  private:
   Simulation& simulation;
@@ -37,11 +37,10 @@ int Complain(const std::string& fault) {
   return NOT_BEGUN;
 }
 
+bool IsOutputWritten() { return fflush(stdout) == 0 && ferror(stdout) == 0; }
+
 int FinishPrinting(int status) {
-  if (fflush(stdout) != 0 || ferror(stdout) != 0) {
-    return Complain("cannot write to the standard output");
-  }
-  return status;
+  return IsOutputWritten() ? status : Complain("cannot write to the standard output");
 }
 
 int PrintHelp(Simulation& simulation) {
@@ -53,7 +52,8 @@ int PrintHelp(Simulation& simulation) {
       "writes a trace for the viewer: marrowfin-sim -outFilename run.trace\n"
       "\n"
       "--settings      prints the settings and ends\n"
-      "--options FILE  reads options from a file, one option and its value a line\n"
+      "--options FILE  reads options from a file, one option and its value a line, as --settings\n"
+      "                prints them\n"
       "--help          prints this text and the settings as they are without options\n"
       "--version       prints the version\n"
       "\n"
@@ -61,53 +61,62 @@ int PrintHelp(Simulation& simulation) {
       "option takes a value: -array/.*Latency 3\n"
       "\n");
   simulation.PrintUsage(SimOutput::out);
-  SimOutput::Print("Settings:\n");
-  simulation.PrintOptionsAndValues(SimOutput::out);
+  SimOutput::Print("Settings:\n%s", OptionTable(simulation).Text().c_str());
   return FinishPrinting(EXIT_SUCCESS);
 }
 
-int RunAndReport(Simulation& simulation, Interrupts& interrupts) {
-  const std::string fault = simulation.Prepare(interrupts);
+int PrintSettings(Simulation& simulation) {
+  SimOutput::Print("%s", OptionTable(simulation).Text().c_str());
+  return FinishPrinting(EXIT_SUCCESS);
+}
+
+// Nothing may fail behind the verdict: what was printed until then is written out before.
+int SettleVerdict() {
+  if (!IsOutputWritten() && Regression::success == Regression::SUCCESS) {
+    Complain("cannot write to the standard output");
+    Regression::Fail("cannot write to the standard output");
+  }
+  Regression::PrintSuccess();
+  return Regression::success == Regression::SUCCESS && IsOutputWritten() ? EXIT_SUCCESS : FAILED;
+}
+
+int RunAndReport(Simulation& simulation, Interrupts& interrupts, const CommandWords& words) {
+  const std::string fault = simulation.Prepare(words.optionFiles);
   if (!fault.empty()) {
     return Complain(fault);
   }
+  interrupts.Hold();
   {
     const ReportOnCrash report(simulation);
-    interrupts.Deliver();
     simulation.Run(interrupts);
   }
   simulation.ReportStatistics();
-  Regression::PrintSuccess();
-  if (!simulation.IsReportWhole()) {
-    Complain("the report could not be written");
-    return FAILED;
-  }
-  return Regression::success == Regression::SUCCESS ? EXIT_SUCCESS : FAILED;
+  return SettleVerdict();
 }
 
 int Main(int argc, char** argv) {
-  Interrupts interrupts;
   Regression::Initialize();
+  Interrupts interrupts;
   // What cannot be written is reported by the call that tried.
   signal(SIGPIPE, SIG_IGN);
   signal(SIGXFSZ, SIG_IGN);
   Simulation simulation;
-  std::string fault;
-  switch (ReadCommandLine(argc, argv, simulation, fault)) {
+  OptionTable options(simulation);
+  const CommandWords words = ReadCommandLine(argc, argv, options);
+  switch (words.request) {
     case Request::HELP:
       return PrintHelp(simulation);
     case Request::VERSION:
       SimOutput::Print("marrowfin-sim %s\n", MARROWFIN_VERSION);
       return FinishPrinting(EXIT_SUCCESS);
     case Request::SETTINGS:
-      simulation.PrintOptionsAndValues(SimOutput::out);
-      return FinishPrinting(EXIT_SUCCESS);
+      return PrintSettings(simulation);
     case Request::RUN:
-      return RunAndReport(simulation, interrupts);
+      return RunAndReport(simulation, interrupts, words);
     case Request::FAULT:
       break;
   }
-  return Complain(fault);
+  return Complain(words.fault);
 }
 
 }  // namespace

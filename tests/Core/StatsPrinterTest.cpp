@@ -337,6 +337,27 @@ TEST_F(StatsPrinterDeathTest, AFileThatCannotBeOpenedEndsTheProgramWithTheSystem
               ::testing::Eq("No such file or directory\n"));
 }
 
+TEST_F(StatsPrinterTest, TellsWhetherItsReportsHaveReachedTheFile) {
+  EXPECT_FALSE(printer.IsReportWritten()) << "there is none yet";
+  printer.Output(&container);
+  EXPECT_TRUE(printer.IsReportWritten());
+  printer.Output(&container);
+  EXPECT_TRUE(printer.IsReportWritten());
+}
+
+TEST_F(StatsPrinterTest, AReportOnAFullDeviceIsNotWritten) {
+  printer.outputFileName = "/dev/full";
+  printer.Output(&container);
+  EXPECT_FALSE(printer.IsReportWritten());
+}
+
+TEST_F(StatsPrinterTest, AReportIsNotWrittenWhereItsFileCannotBeOpenedAndThatEndsNothing) {
+  printer.outputFile = File(false);
+  printer.outputFileName = dir.File("none/report");
+  printer.Output(&container);
+  EXPECT_FALSE(printer.IsReportWritten());
+}
+
 TEST_F(StatsPrinterDeathTest, AStatisticOfAnUnknownTypeIsFatal) {
   const int variable = 0;
   container.stats = {StatsContainer::Stat(StatsContainer::INVALID, "bad", "", &variable)};

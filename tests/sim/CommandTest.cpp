@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <regex>
@@ -188,7 +189,7 @@ TEST_F(CommandTest, HelpDescribesEveryOptionAndSucceeds) {
   EXPECT_THAT(result.out, HasSubstr("--options FILE"));
   EXPECT_THAT(result.out, HasSubstr("Usage:  \n-program:  what runs: matmul, spmv, fft, sort"));
   EXPECT_THAT(result.out, HasSubstr("\n-array/clusters:  clusters along each axis"));
-  EXPECT_THAT(result.out, HasSubstr("\n-outFilename:  outFilename\n"));
+  EXPECT_THAT(result.out, HasSubstr("\n-outFilename:  file for the trace; empty for none\n"));
   EXPECT_THAT(result.out, HasSubstr("\nSettings:\n-program \"stencil\"\n"));
   EXPECT_THAT(result.out, HasSubstr("\n-array/clusters 4\n"));
 }
@@ -201,7 +202,7 @@ TEST_F(CommandTest, VersionNamesTheProgramAndSucceeds) {
 
 TEST_F(CommandTest, SettingsPrintsWhatOptionsAndFilesHaveSetAndRunsNothing) {
   const std::string file = directory.File("options");
-  WriteFile(file, "-size 5\n-array/.*Latency\t3 and this is ignored\n");
+  WriteFile(file, "-size 5\n\n  -array/.*Latency\t3");
   const CommandResult result =
       RunSimulator({"--settings", "--options", file, "-threads", "7", "-outFilename", Trace()});
   EXPECT_EQ(0, result.exitStatus);
@@ -210,6 +211,59 @@ TEST_F(CommandTest, SettingsPrintsWhatOptionsAndFilesHaveSetAndRunsNothing) {
   EXPECT_THAT(result.out, HasSubstr("-array/fireLatency 3\n"));
   EXPECT_THAT(result.out, HasSubstr("-array/memoryLatency 3\n"));
   EXPECT_FALSE(std::filesystem::exists(Trace()));
+}
+
+TEST_F(CommandTest, SettingsCanBeReadBack) {
+  const std::string file = directory.File("options");
+  const CommandResult printed = RunSimulator(
+      {"--settings", "-seed", "18446744073709551615", "-array/window", "7", "-outFilename",
+       "a name with blanks", "-logFilename", "a\"quoted\"name", "-array/peStatistics", "true"});
+  EXPECT_THAT(printed.out, AllOf(HasSubstr("\n-seed 18446744073709551615\n"),
+                                 HasSubstr("\n-outFilename \"a name with blanks\"\n"),
+                                 HasSubstr("\n-dotFilename \"\"\n")));
+  WriteFile(file, printed.out);
+  const CommandResult readBack = RunSimulator({"--settings", "--options", file});
+  EXPECT_EQ("", readBack.err);
+  EXPECT_EQ(printed.out, readBack.out);
+}
+
+TEST_F(CommandTest, ARunPrintsTheSettingsThatGiveTheSameRun) {
+  const std::string file = directory.File("options");
+  const CommandResult first = RunSmall({"-placement", "random", "-seed", "7"});
+  const size_t begin = first.out.find("Settings:\n") + 10;
+  WriteFile(file, first.out.substr(begin, first.out.find("STATISTICS:") - begin));
+  EXPECT_EQ(first.out, RunSimulator({"--options", file}).out);
+}
+
+TEST_F(CommandTest, NumbersAreDecimalWhateverTheyBeginWith) {
+  const std::string file = directory.File("options");
+  WriteFile(file, "-threads 0010\n");
+  const CommandResult result =
+      RunSimulator({"--settings", "--options", file, "-size", "0100", "-seed", "000", "-rounds",
+                    "08", "-outFilename", "007"});
+  EXPECT_EQ("", result.err);
+  EXPECT_THAT(result.out, AllOf(HasSubstr("\n-threads 10\n"), HasSubstr("\n-size 100\n"),
+                                HasSubstr("\n-seed 0\n"), HasSubstr("\n-rounds 8\n")));
+  EXPECT_THAT(result.out, HasSubstr("\n-outFilename \"007\"\n")) << "a name is no number";
+  for (const char* word : {"0x10", "+5", " 5", "5 ", "1e3"}) {
+    ExpectComplaint({"-size", word}, "`" + std::string(word) + "' for -size is no whole number");
+  }
+}
+
+TEST_F(CommandTest, AnOptionFileNeedNotBeWritable) {
+  EXPECT_THAT(RunSimulator({"--settings", "--options", "/proc/self/cmdline"}).err,
+              HasSubstr("/proc/self/cmdline:1: "));
+  const CommandResult piped = RunCommand(
+      {"bash", "-c", std::string(MARROWFIN_SIM) + " --settings --options <(echo -size 5)"});
+  EXPECT_THAT(piped.out, HasSubstr("\n-size 5\n"));
+}
+
+TEST_F(CommandTest, AWordThatIsNoPatternIsAnError) {
+  ExpectComplaint({"-a[", "1"}, "`-a[' is no pattern: ");
+  ExpectComplaint({"-a\\(", "1"}, "`-a\\(' is no pattern: ");
+  const std::string file = directory.File("options");
+  WriteFile(file, "-size 5\n-a[ 1\n");
+  ExpectComplaint({"--options", file}, file + ":2: `-a[' is no pattern: ");
 }
 
 TEST_F(CommandTest, OptionsBehindAFileOverrideIt) {
@@ -262,6 +316,7 @@ TEST_F(CommandTest, ZeroCountsAreErrors) {
   ExpectComplaint({"-rounds", "0"}, "must be at least 1");
   ExpectComplaint({"-sweeps", "0"}, "must be at least 1");
   ExpectComplaint({"-threads", "5000"}, "-threads must be at most 4096");
+  ExpectComplaint({"-threads", "4096", "-array/window", "1048576"}, "too large for the array");
   ExpectComplaint({"-operationsPerPe", "5"}, "-operationsPerPe must be at most 4 for this buffer");
 }
 
@@ -300,11 +355,15 @@ TEST_F(CommandTest, OptionFilesAreCheckedLineByLine) {
     WriteFile(file, text);
     ExpectComplaint({"--options", file}, file + complaint);
   };
-  expect("-size 5\n\n", ":2: an option and a value are wanted");
   expect("-size\n", ":1: an option and a value are wanted");
+  expect("\n-size\n", ":2: an option and a value are wanted");
+  expect("-size 5 -threads 1\n", ":1: `-threads 1' behind the value is left over");
+  expect("-logFilename \"a\" -outFilename \"b\"\n", ":1: `-outFilename \"b\"' behind the value");
+  expect("-logFilename \"a\n", ":1: a quotation mark is not closed");
   expect("-size 5\n-colour 3\n", ":2: there is no option `-colour'");
   expect("-size five\n", ":1: `five' for -size");
-  expect("-size 5", ":1: the last line must end in a line feed");
+  expect(std::string(1 << 20, '\n') + "-size 5\n", ": too long for a file of options");
+  ExpectComplaint({"--options", directory.Path()}, directory.Path() + ": Is a directory");
 }
 
 TEST_F(CommandTest, AMissingOptionFileIsAnErrorAndIsNotMade) {
@@ -330,12 +389,97 @@ TEST_F(CommandTest, ATraceIsKeptWhenAnErrorIsFoundBeforeTheRun) {
   EXPECT_EQ("precious", ReadFile(Trace()));
 }
 
-TEST_F(CommandTest, TraceAndLogCannotShareAFile) {
-  ExpectComplaint({"-logFilename", Trace()}, "cannot go to the same file");
+TEST_F(CommandTest, AFaultOfOneOutputLeavesTheOthersAsTheyWere) {
+  const std::string nowhere = directory.File("missing/file");
+  const std::string log = directory.File("log");
+  const std::string graph = directory.File("graph");
+  WriteFile(log, "precious");
+  const CommandResult result =
+      RunSmall({"-logFilename", log, "-dotFilename", graph, "-outFilename", nowhere});
+  EXPECT_EQ(NOT_BEGUN, result.exitStatus);
+  EXPECT_EQ("precious", ReadFile(log));
+  EXPECT_FALSE(std::filesystem::exists(graph));
+}
+
+class SameFileTest : public CommandTest {
+ protected:
+  // Runs in the directory with words that name one file twice: nothing of it may change.
+  void ExpectRefusal(const std::string& words, const std::string& text) const {
+    const auto before = Contents();
+    const CommandResult result =
+        RunCommand({"bash", "-c", "cd " + directory.Path() + " && " + MARROWFIN_SIM + " " + words});
+    EXPECT_EQ(NOT_BEGUN, result.exitStatus) << words;
+    EXPECT_THAT(result.err, AllOf(StartsWith("marrowfin-sim: "), HasSubstr(text))) << words;
+    EXPECT_EQ(before, Contents()) << words;
+  }
+
+  // The names in the directory, and what lies behind them.
+  std::vector<std::string> Contents() const {
+    std::vector<std::string> contents;
+    for (const auto& entry : std::filesystem::directory_iterator(directory.Path())) {
+      contents.push_back(entry.path().string() +
+                         (entry.is_regular_file() ? ": " + ReadFile(entry.path()) : ""));
+    }
+    std::sort(contents.begin(), contents.end());
+    return contents;
+  }
+};
+
+TEST_F(SameFileTest, NoTwoOutputsCanBeOneFileHoweverItIsNamed) {
+  std::filesystem::create_directory(directory.File("folder"));
+  std::filesystem::create_symlink("folder", directory.File("other"));
+  std::filesystem::create_symlink("q", directory.File("link"));
+  std::filesystem::create_symlink("../q", directory.File("folder/back"));
+  const std::string text = "cannot go to the same file";
+  for (const std::string name : {"q", "./q", "folder/../q", "link", "folder/back", "other/back"}) {
+    ExpectRefusal("-outFilename q -statistics/outputFileName " + name, text);
+    ExpectRefusal("-outFilename " + name + " -logFilename q", text);
+    ExpectRefusal("-logFilename " + name + " -dotFilename q", text);
+  }
+  ExpectRefusal("-outFilename folder/new -logFilename other/new", text);
+  // And when it is there.
+  WriteFile(directory.File("q"), "precious");
+  std::filesystem::create_hard_link(directory.File("q"), directory.File("hard"));
+  for (const std::string name : {"q", "./q", "link", "folder/back", "hard"}) {
+    ExpectRefusal("-outFilename q -statistics/outputFileName " + name, text);
+  }
+  ExpectRefusal("-.*Filename q", text);
+}
+
+TEST_F(SameFileTest, NoOutputCanBeAnOptionFile) {
+  WriteFile(directory.File("q"), "-size 5\n");
+  std::filesystem::create_symlink("q", directory.File("link"));
+  for (const char* option :
+       {"-outFilename", "-logFilename", "-dotFilename", "-statistics/outputFileName"}) {
+    ExpectRefusal("--options q " + std::string(option) + " link", "the options were read from it");
+  }
+}
+
+TEST_F(SameFileTest, NoOutputCanBeTheFileThatTheStandardOutputGoesTo) {
+  WriteFile(directory.File("out"), "");
+  ExpectRefusal("-outFilename out >out", "it is the standard output, where the verdict goes");
+  ExpectRefusal("-statistics/outputFileName /dev/stdout | cat; exit ${PIPESTATUS[0]}",
+                "it is the standard output");
+}
+
+TEST_F(SameFileTest, OutputsMayShareADevice) {
+  EXPECT_EQ(0, RunSmall({"-outFilename", "/dev/null", "-logFilename", "/dev/null"}).exitStatus);
+}
+
+TEST_F(SameFileTest, FilesThatOnlyLookAlikeAreTwo) {
+  std::filesystem::create_directory(directory.File("folder"));
+  EXPECT_EQ(
+      0, RunSmall({"-outFilename", directory.File("q"), "-logFilename", directory.File("folder/q")})
+             .exitStatus);
+  EXPECT_FALSE(ReadFile(directory.File("q")) == ReadFile(directory.File("folder/q")));
 }
 
 TEST_F(CommandTest, AReportThatCannotBeWrittenFails) {
-  EXPECT_EQ(FAILED, RunSmall({"-statistics/outputFileName", "/dev/full"}).exitStatus);
+  const CommandResult full = RunSmall({"-statistics/outputFileName", "/dev/full"});
+  EXPECT_EQ(FAILED, full.exitStatus);
+  EXPECT_THAT(full.out, EndsWith("Regression FAILED: /dev/full: the report could not be written\n"
+                                 "\n"));
+  EXPECT_EQ("marrowfin-sim: /dev/full: the report could not be written\n", full.err);
   const CommandResult help =
       RunCommand({"sh", "-c", std::string(MARROWFIN_SIM) + " --help >/dev/full"});
   EXPECT_EQ(NOT_BEGUN, help.exitStatus);
@@ -343,6 +487,19 @@ TEST_F(CommandTest, AReportThatCannotBeWrittenFails) {
       RunCommand({"sh", "-c", std::string(MARROWFIN_SIM) + " -size 3 >/dev/full"});
   EXPECT_EQ(FAILED, run.exitStatus);
   EXPECT_THAT(run.err, HasSubstr("the report could not be written"));
+  const CommandResult verdict =
+      RunCommand({"sh", "-c",
+                  std::string(MARROWFIN_SIM) + " -size 3 -statistics/outputFileName " +
+                      directory.File("report") + " >/dev/full"});
+  EXPECT_EQ(FAILED, verdict.exitStatus);
+  EXPECT_EQ("marrowfin-sim: cannot write to the standard output\n", verdict.err);
+}
+
+TEST_F(CommandTest, AGraphThatCannotBeWrittenFailsTheRun) {
+  const CommandResult result = RunSmall({"-dotFilename", "/dev/full"});
+  EXPECT_EQ(FAILED, result.exitStatus);
+  EXPECT_EQ("marrowfin-sim: /dev/full: No space left on device\n", result.err);
+  EXPECT_THAT(result.out, HasSubstr("STATISTICS DONE\nRegression FAILED: /dev/full: No space"));
 }
 
 TEST_F(CommandTest, NothingIsSaidOfTheProgressWhereStandardErrorIsNoTerminal) {

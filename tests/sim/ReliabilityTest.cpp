@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -24,7 +25,7 @@ using ::testing::AllOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::MatchesRegex;
+using ::testing::Not;
 
 constexpr int FAILED = 1;
 
@@ -33,7 +34,9 @@ const Shape DEFAULT_SHAPE = {4, 2, 4};
 // A run of the simulator in the background, with its output in files.
 class Background {
  public:
-  Background(const TempDir& directory, std::vector<std::string> words) : directory(directory) {
+  // `ignored` is a signal that is ignored when the run starts, as by nohup; 0 for none.
+  Background(const TempDir& directory, std::vector<std::string> words, int ignored = 0)
+      : directory(directory) {
     words.insert(words.begin(), MARROWFIN_SIM);
     std::vector<char*> arguments;
     for (std::string& word : words) {
@@ -42,6 +45,9 @@ class Background {
     arguments.push_back(nullptr);
     child = fork();
     if (child == 0) {
+      if (ignored != 0) {
+        signal(ignored, SIG_IGN);
+      }
       dup2(open(directory.File("out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
       dup2(open(directory.File("err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
       execv(arguments[0], arguments.data());
@@ -61,7 +67,14 @@ class Background {
     return false;
   }
 
-  void Interrupt() const { kill(child, SIGINT); }
+  void Interrupt(int number = SIGINT) const { kill(child, number); }
+
+  // Whether it still runs.
+  bool IsRunning() const {
+    siginfo_t info = {};
+    return waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           info.si_pid == 0;
+  }
 
   // Waits for the end; what the run needed is in `usage` then.
   int ExitStatus() {
@@ -104,6 +117,117 @@ TEST_F(InterruptTest, AtAnyMomentLeavesWholeRecordsStatisticsAndAVerdict) {
   }
 }
 
+struct Signal {
+  int number;
+  const char* name;
+};
+
+class SignalTest : public InterruptTest, public ::testing::WithParamInterface<Signal> {};
+
+INSTANTIATE_TEST_SUITE_P(Every, SignalTest,
+                         ::testing::Values(Signal{SIGTERM, "SIGTERM"}, Signal{SIGHUP, "SIGHUP"},
+                                           Signal{SIGQUIT, "SIGQUIT"}, Signal{SIGXCPU, "SIGXCPU"}),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST_P(SignalTest, EndsTheRunLikeAnInterrupt) {
+  Random random(static_cast<unsigned long long>(GetParam().number));
+  const std::string trace = directory.File("trace");
+  for (int run = 0; run < 6; ++run) {
+    Background simulator(directory, {"-rounds", "1000000", "-outFilename", trace});
+    ASSERT_TRUE(simulator.WaitForSize(trace, 1));
+    std::this_thread::sleep_for(std::chrono::microseconds(random.Below(60000)));
+    simulator.Interrupt(GetParam().number);
+    ASSERT_EQ(FAILED, simulator.ExitStatus());
+    EXPECT_THAT(
+        simulator.Out(),
+        EndsWith("STATISTICS DONE\nRegression FAILED: " + std::string(GetParam().name) + "\n\n"));
+    const std::string bytes = ReadFile(trace);
+    EXPECT_THAT(BrokenTraceLaws(bytes, DEFAULT_SHAPE), IsEmpty());
+    EXPECT_EQ(std::to_string(RecordCounts(bytes)[3]), StatisticIn(simulator.Out(), "array/fires"));
+    unlink(trace.c_str());
+  }
+}
+
+TEST_F(InterruptTest, ALimitOnTheProcessorTimeEndsARunLikeAnInterrupt) {
+  const std::string trace = directory.File("trace");
+  const CommandResult result = RunCommand(
+      {"bash", "-c",
+       "ulimit -S -t 1; " + std::string(MARROWFIN_SIM) + " -rounds 1000000 -outFilename " + trace});
+  EXPECT_EQ(FAILED, result.exitStatus);
+  EXPECT_THAT(result.out, EndsWith("Regression FAILED: SIGXCPU\n\n"));
+  EXPECT_THAT(BrokenTraceLaws(ReadFile(trace), DEFAULT_SHAPE), IsEmpty());
+}
+
+TEST_F(InterruptTest, AKillLeavesWholeRecords) {
+  Random random(815);
+  const std::string trace = directory.File("trace");
+  for (int run = 0; run < 20; ++run) {
+    Background simulator(directory, {"-rounds", "1000000", "-outFilename", trace});
+    ASSERT_TRUE(simulator.WaitForSize(trace, 1));
+    std::this_thread::sleep_for(std::chrono::microseconds(random.Below(60000)));
+    simulator.Interrupt(SIGKILL);
+    ASSERT_EQ(-1, simulator.ExitStatus());
+    EXPECT_THAT(BrokenTraceLaws(ReadFile(trace), DEFAULT_SHAPE), IsEmpty());
+    unlink(trace.c_str());
+  }
+}
+
+TEST_F(InterruptTest, AHangUpThatIsIgnoredStaysIgnored) {
+  const std::string trace = directory.File("trace");
+  Background simulator(directory, {"-rounds", "1000000", "-outFilename", trace}, SIGHUP);
+  ASSERT_TRUE(simulator.WaitForSize(trace, 1));
+  simulator.Interrupt(SIGHUP);
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  EXPECT_TRUE(simulator.IsRunning());
+  simulator.Interrupt(SIGTERM);
+  EXPECT_EQ(FAILED, simulator.ExitStatus());
+  EXPECT_THAT(simulator.Out(), EndsWith("Regression FAILED: SIGTERM\n\n"));
+}
+
+TEST_F(InterruptTest, AnInterruptIsTakenAlsoWhereAShellHasItIgnored) {
+  const std::string trace = directory.File("trace");
+  Background simulator(directory, {"-rounds", "1000000", "-outFilename", trace}, SIGINT);
+  ASSERT_TRUE(simulator.WaitForSize(trace, 1));
+  simulator.Interrupt();
+  EXPECT_EQ(FAILED, simulator.ExitStatus());
+}
+
+TEST_F(InterruptTest, AStatisticsFileThatIsGoneByThenCostsNeitherVerdictNorStatus) {
+  const std::string trace = directory.File("trace");
+  mkdir(directory.File("folder").c_str(), 0700);
+  Background simulator(directory, {"-rounds", "1000000", "-outFilename", trace,
+                                   "-statistics/outputFileName", directory.File("folder/report")});
+  ASSERT_TRUE(simulator.WaitForSize(trace, 1));
+  ASSERT_EQ(0, rmdir(directory.File("folder").c_str()));
+  simulator.Interrupt();
+  EXPECT_EQ(FAILED, simulator.ExitStatus());
+  EXPECT_THAT(simulator.Out(),
+              EndsWith("Regression FAILED: SIGINT\n" + directory.File("folder/report") +
+                       ": the report could not be written\n\n"));
+}
+
+TEST_F(InterruptTest, AReaderThatHasStoppedReadingHoldsARunUpForTwoSignalsAtMost) {
+  const std::string pipe = directory.File("pipe");
+  ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
+  Background simulator(directory, {"-rounds", "1000000", "-outFilename", pipe});
+  const int reader = open(pipe.c_str(), O_RDONLY);
+  ASSERT_NE(-1, reader);
+  // Nothing more happens once the pipe is full.
+  int before = -1;
+  for (int waiting = 0; waiting != before || waiting == 0;) {
+    before = waiting;
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    ASSERT_EQ(0, ioctl(reader, FIONREAD, &waiting));
+  }
+  while (simulator.IsRunning()) {
+    simulator.Interrupt(SIGTERM);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  EXPECT_EQ(FAILED, simulator.ExitStatus());
+  EXPECT_THAT(simulator.Out(), HasSubstr("\nRegression FAILED: SIGTERM\n"));
+  close(reader);
+}
+
 TEST_F(InterruptTest, EndsARunThatWritesNoTrace) {
   const std::string out = directory.File("out");
   Background simulator(directory, {"-rounds", "1000000"});
@@ -129,14 +253,16 @@ class DiskTest : public ::testing::Test {
   // Runs behind some other command of the shell. What is printed goes through a pipe, which no
   // limit on files concerns.
   CommandResult RunInShell(const std::string& before, const std::string& trace) const {
-    return RunCommand(
-        {"bash", "-c", before + " " + MARROWFIN_SIM + " -size 6 -outFilename " + trace});
+    return RunCommand({"bash", "-c",
+                       "(" + before + " " + MARROWFIN_SIM + " -size 6 -outFilename " + trace +
+                           ") | cat; exit ${PIPESTATUS[0]}"});
   }
 
-  // The number in "holds N whole records".
+  // The number in "N whole records were written".
   static size_t RecordsIn(const std::string& text) {
-    const size_t found = text.find("holds ");
-    return found == std::string::npos ? 0 : std::stoul(text.substr(found + 6));
+    const size_t found = text.find(" whole records were written");
+    const size_t number = text.rfind(' ', found - 1);
+    return found == std::string::npos ? 0 : std::stoul(text.substr(number));
   }
 
   TempDir directory;
@@ -145,9 +271,10 @@ class DiskTest : public ::testing::Test {
 TEST_F(DiskTest, ADeviceThatIsFullFromTheStartHoldsNoRecords) {
   const CommandResult result = RunInShell("", "/dev/full");
   EXPECT_EQ(FAILED, result.exitStatus);
-  EXPECT_EQ("marrowfin-sim: /dev/full: No space left on device; it holds 0 whole records\n",
-            result.err);
-  EXPECT_THAT(result.out, HasSubstr("STATISTICS DONE\nRegression FAILED: /dev/full: No space"));
+  const std::string fault =
+      "/dev/full: cannot write: No space left on device; 0 whole records were written\n";
+  EXPECT_EQ("marrowfin-sim: " + fault, result.err);
+  EXPECT_THAT(result.out, HasSubstr("STATISTICS DONE\nRegression FAILED: " + fault));
 }
 
 TEST_F(DiskTest, AFileThatReachesItsLimitHoldsTheWholeRecordsThatTheErrorSays) {
@@ -156,7 +283,7 @@ TEST_F(DiskTest, AFileThatReachesItsLimitHoldsTheWholeRecordsThatTheErrorSays) {
   for (int kilobytes = 1; kilobytes <= 7; ++kilobytes) {
     const CommandResult result = RunInShell("ulimit -f " + std::to_string(kilobytes) + ";", trace);
     EXPECT_EQ(FAILED, result.exitStatus);
-    EXPECT_THAT(result.err, HasSubstr("File too large; it holds "));
+    EXPECT_THAT(result.err, HasSubstr("File too large; "));
     const std::string bytes = ReadFile(trace);
     EXPECT_GT(bytes.size() + 36, 1024U * static_cast<unsigned>(kilobytes));
     EXPECT_THAT(BrokenTraceLaws(bytes, DEFAULT_SHAPE), IsEmpty());
@@ -176,12 +303,28 @@ TEST_F(DiskTest, AFullDiskEndsTheRunAndKeepsTheWholeRecords) {
   const CommandResult result =
       RunCommand({"unshare", "--user", "--map-root-user", "--mount", "bash", "-c", script});
   EXPECT_EQ(FAILED, result.exitStatus) << result.err;
-  EXPECT_THAT(result.err, HasSubstr("No space left on device; it holds "));
+  EXPECT_THAT(result.err, HasSubstr("No space left on device; "));
   const std::string bytes = ReadFile(copy);
   EXPECT_GT(bytes.size() + 36, 65536U);
   EXPECT_THAT(BrokenTraceLaws(bytes, DEFAULT_SHAPE), IsEmpty());
   const std::vector<size_t> counts = RecordCounts(bytes);
   EXPECT_EQ(counts[2] + counts[3] + counts[4], RecordsIn(result.err));
+}
+
+TEST_F(DiskTest, AFullDiskEndsARunOfManyRoundsWithItsReportAndTheVerdict) {
+  const CommandResult result =
+      RunSimulator({"-size", "6", "-rounds", "1000000", "-outFilename", "/dev/full"});
+  EXPECT_EQ(FAILED, result.exitStatus);
+  EXPECT_THAT(result.err, AllOf(HasSubstr("No space left on device"), Not(HasSubstr("assertion"))));
+  EXPECT_THAT(result.out, HasSubstr("STATISTICS DONE\nRegression FAILED: /dev/full: cannot write"));
+}
+
+TEST_F(DiskTest, ALogOnAFullDiskEndsTheRunAsSoonAsItIsNoticed) {
+  const CommandResult result =
+      RunSimulator({"-size", "6", "-rounds", "1000000", "-logFilename", "/dev/full"});
+  EXPECT_EQ(FAILED, result.exitStatus);
+  EXPECT_EQ("marrowfin-sim: /dev/full: No space left on device\n", result.err);
+  EXPECT_THAT(result.out, HasSubstr("STATISTICS DONE\nRegression FAILED: /dev/full: No space"));
 }
 
 TEST_F(DiskTest, ALogThatCannotBeWrittenFailsTheRun) {
@@ -196,7 +339,7 @@ TEST_F(DiskTest, AReaderThatGoesAwayEndsTheRunWithAnError) {
       RunCommand({"bash", "-c",
                   std::string(MARROWFIN_SIM) + " -size 6 -outFilename >(head -c 5000 >/dev/null)"});
   EXPECT_EQ(FAILED, result.exitStatus);
-  EXPECT_THAT(result.err, HasSubstr("Broken pipe; it holds "));
+  EXPECT_THAT(result.err, HasSubstr("Broken pipe; "));
 }
 
 TEST_F(DiskTest, ATraceThroughAPipeIsTheSameAsInAFile) {

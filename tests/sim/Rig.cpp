@@ -1,10 +1,11 @@
 #include "tests/sim/Rig.h"
 
+#include <fcntl.h>
+
 #include <cmath>
 #include <memory>
 #include <stdexcept>
 
-#include "Core/VisTool.h"
 #include "sim/Array.h"
 #include "sim/RunLog.h"
 #include "sim/TraceRecorder.h"
@@ -29,11 +30,18 @@ void Parse(Array& array, const std::vector<std::string>& words) {
   }
 }
 
+int Create(const std::string& path) {
+  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  if (descriptor == -1) {
+    throw std::runtime_error("can't record");
+  }
+  return descriptor;
+}
+
 // Everything of a run that must stay where it is.
 class Rig {
  public:
-  Rig(const Program& program, const RigOptions& options)
-      : program(program), options(options), recorder(vis) {}
+  Rig(const Program& program, const RigOptions& options) : program(program), options(options) {}
 
   RigResult Run() {
     Parse(array, options.words);
@@ -68,10 +76,10 @@ class Rig {
     array.Build(options.threads, recorder, log);
     array.Load(program.GetGraph(), result.placement);
     if (options.withTrace) {
-      vis.outFilename = directory.File("trace");
+      recorder.Attach(Create(directory.File("trace")), "trace");
     }
-    if (!recorder.Open() || (options.withLog && !log.Open(directory.File("log")))) {
-      throw std::runtime_error("can't record");
+    if (options.withLog) {
+      log.Attach(Create(directory.File("log")), "log");
     }
     Random random(options.seed);
     for (uint32 thread = 0; thread < options.threads; ++thread) {
@@ -107,7 +115,6 @@ class Rig {
   const Program& program;
   const RigOptions& options;
   TempDir directory;
-  VisTool vis;
   TraceRecorder recorder;
   RunLog log;
   Array array;

@@ -1,11 +1,13 @@
 // The parts of the simulator on their own.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <set>
 #include <sstream>
 
+#include "Core/VisTool.h"
 #include "sim/Array.h"
 #include "sim/Fifo.h"
 #include "sim/LoopControl.h"
@@ -18,6 +20,7 @@
 #include "sim/Unit.h"
 #include "tests/sim/Laws.h"
 #include "tests/sim/Rig.h"
+#include "tests/support/Files.h"
 
 namespace marrowfin::sim::testing {
 
@@ -121,8 +124,7 @@ TEST_F(SchedulerTest, UnitsBelongToItsClockAndAreClocked) {
 
 TEST(IdleTest, AnArrayWithoutAProgramHasNoWorkAtAll) {
   for (const uint32 clusters : {1U, 4U}) {
-    VisTool vis;
-    TraceRecorder trace(vis);
+    TraceRecorder trace;
     RunLog log;
     Array array;
     array.Build(1, trace, log);
@@ -569,6 +571,32 @@ TEST(StallTest, EveryCycleThatAnOperandWaitsForAnotherIsCounted) {
   EXPECT_EQ(3U, result.stalls.stallOperand);
   EXPECT_EQ(0U, result.stalls.stallOutput);
   EXPECT_EQ(0U, result.stalls.stallWindow);
+}
+
+TEST(RecorderTest, WritesTheBytesThatTheTraceToolWrites) {
+  const TempDir directory;
+  VisTool tool;
+  tool.outFilename = directory.File("tool");
+  tool.InitializeForWrite();
+  TraceRecorder recorder;
+  recorder.Attach(open(directory.File("recorder").c_str(), O_WRONLY | O_CREAT, 0600), "recorder");
+  Random random(99);
+  for (int n = 0; n < 20000; ++n) {
+    const Cycle now = random.Next();
+    const uint32 thread = random.Below(1U << 31);
+    const Location from(random.Below(1U << 31), random.Below(100));
+    const Location to(random.Below(100), random.Below(1U << 31));
+    recorder.Fire(now, thread, from);
+    tool.WriteEvent(new PEFire(now, thread, from));
+    recorder.Transmission(now, thread, to);
+    tool.WriteEvent(new NetworkSwitchTransmission(now, thread, to));
+    recorder.Send(now, thread, from, to);
+    tool.WriteEvent(new MessageSend(now, thread, from, to));
+  }
+  EXPECT_TRUE(recorder.Close());
+  EXPECT_EQ(60000U, recorder.Events());
+  tool.outFile.Close();
+  EXPECT_TRUE(ReadFile(directory.File("tool")) == ReadFile(directory.File("recorder")));
 }
 
 TEST(CapacityTest, OneEntryOfTheBufferIsNeededForEachOperationThreadAndLiveIteration) {

@@ -4,9 +4,12 @@ import subprocess
 import types
 import zlib
 
-MAGIC = b"MFINDEX1"
+MAGIC = b"MFINDEX2"
 FOOTER_MAGIC = b"MFINDEXE"
 FOOTER = 40
+
+MOST_CELLS = 16384
+THREADS = 16  # told apart in a time table
 
 ACTIVITIES = ("fires", "sends", "receives", "transmissions")
 
@@ -60,6 +63,7 @@ class IndexFile:
         self.stride = numbers.number()
         self.entries = list(read_entries(numbers))
         self.boundaries = list(read_boundaries(numbers))
+        self.times, self.further_times = numbers.section(), numbers.section()
         assert numbers.at == len(numbers.data), "there is more in the directory"
 
     def check_frame(self):
@@ -99,10 +103,31 @@ class IndexFile:
         bits = int.from_bytes(raw[1:], "little")
         return [bits >> (width * i) & ((1 << width) - 1) for i in range(count)]
 
+    def time_table(self, section):
+        """The width of a cell in cycles, the number of the first cell, the threads told apart, and
+        by cell (from the first on), thread (the others last) and type the counts."""
+        numbers = Numbers(self.unpack(section))
+        shift, first, cells, threads = numbers.numbers(4)
+        assert shift < 64 and cells <= MOST_CELLS and threads <= THREADS
+        table = types.SimpleNamespace(width=1 << shift, first=first)
+        table.threads = numbers.numbers(threads)
+        table.counts = [[[0] * 3 for _ in range(threads + 1)] for _ in range(cells)]
+        for thread in range(threads + 1):
+            for kind in range(3):
+                for byte in range(numbers.number()):
+                    plane = numbers.data[numbers.at : numbers.at + cells]
+                    numbers.at += cells
+                    for cell, value in enumerate(plane):
+                        table.counts[cell][thread][kind] += value << 8 * byte
+        assert numbers.at == len(numbers.data), "there is more in the table"
+        return table
+
     def sections(self):
         for boundary in self.boundaries:
             yield boundary.keyframe
             yield from boundary.nodes.values()
+        yield self.times
+        yield self.further_times
 
 
 def read_summary(numbers):

@@ -248,8 +248,50 @@ def add_node(index, boundary, activity, counts, known):
         counts[places[position] if activity == "transmissions" else at] += count
 
 
-def test_sections_lie_one_behind_the_other(known, tmp_path):
-    index = build(tmp_path, known.bytes)
+def count_times(events, width, threads):
+    """By cell, place of the thread and type."""
+    counts = collections.Counter()
+    for event in events:
+        told = threads.index(event.thread) if event.thread in threads else len(threads)
+        counts[event.cycle // width, told, event.kind - SWITCH] += 1
+    return counts
+
+
+def counts_of(table):
+    return collections.Counter(
+        {
+            (table.first + cell, thread, kind): count
+            for cell, by_thread in enumerate(table.counts)
+            for thread, by_kind in enumerate(by_thread)
+            for kind, count in enumerate(by_kind)
+            if count
+        }
+    )
+
+
+def test_time_tables_tell_how_many_records_the_cycles_have(index, known):
+    end = index.boundaries[-1].record
+    for section, first, last in ((index.times, 0, end), (index.further_times, end, RECORDS)):
+        table = index.time_table(section)
+        assert table.threads == list(dict.fromkeys(e.thread for e in known.events[:last]))
+        assert counts_of(table) == count_times(known.events[first:last], table.width, table.threads)
+        cells = [event.cycle // table.width for event in known.events[first:last]]
+        assert table.first == min(cells)
+        assert table.first + len(table.counts) - 1 == max(cells)
+
+
+def test_cells_of_time_are_as_narrow_as_their_number_allows(tmp_path):
+    cycles = [5 + 3 * i for i in range(40_000)]
+    events = [Event(FIRE, cycle, cycle % 40, (1, 2), None) for cycle in cycles]
+    index = build(tmp_path, b"".join(encode(events)))
+    before, behind = index.time_table(index.times), index.time_table(index.further_times)
+    assert before.width == behind.width == 8
+    assert before.threads == behind.threads == [event.thread for event in events[:16]]
+    counts = counts_of(before) + counts_of(behind)
+    assert counts == count_times(events, 8, before.threads)
+
+
+def test_sections_lie_one_behind_the_other(index):
     end = 8
     for offset, packed, _ in sorted(index.sections()):
         assert offset == end
@@ -261,6 +303,8 @@ def test_an_empty_trace_has_an_index_without_tables(tmp_path):
     index = build(tmp_path, b"")
     assert index.trace.size == index.summary.records == index.summary.fault[0] == 0
     assert index.entries == index.boundaries == []
+    assert index.time_table(index.times).counts == []
+    assert index.time_table(index.further_times).counts == []
     assert index.complete == 1
 
 
@@ -284,5 +328,5 @@ def test_the_page_names_what_this_reader_expects():
     page = os.path.join(os.environ["MARROWFIN_SOURCE_DIR"], "docs", "index-format.md")
     with open(page, encoding="utf-8") as file:
         text = file.read()
-    for words in ("`MFINDEX1`", "`MFINDEXE`", "| footer | 40 |", "first 4,096 bytes"):
+    for words in ("`MFINDEX2`", "`MFINDEXE`", "| footer | 40 |", "first 4,096 bytes"):
         assert words in text

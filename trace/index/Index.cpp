@@ -215,7 +215,7 @@ int Index::Write(const TraceFile& trace, const std::string& file, const Index* g
   IndexBuilder builder([&](std::span<const uint8_t> raw) { return writer.Append(raw); }, limits);
   uint64_t offset = 0;
   if (grown != nullptr && grown->complete && !grown->boundaries.empty()) {
-    if (!writer.CopyData(grown->descriptor, grown->directorySection.offset) ||
+    if (!writer.CopyData(grown->descriptor, grown->EndOfBoundaries()) ||
         !builder.Resume(*grown, grown->atLastBoundary, fault)) {
       return Write(trace, file, nullptr, progress, fault, limits);
     }
@@ -227,6 +227,8 @@ int Index::Write(const TraceFile& trace, const std::string& file, const Index* g
   }
   builder.Finish();
   IndexDirectory directory = DirectoryOf(trace, builder, end);
+  directory.times = writer.Append(builder.Times().Encode());
+  directory.furtherTimes = writer.Append(builder.FurtherTimes().Encode());
   if (!EdgesOf(trace, trace.Size(), directory.traceEdges, fault)) {
     return -1;
   }
@@ -261,6 +263,18 @@ std::unique_ptr<Index> Index::OpenDescriptor(const TraceFile& trace, int descrip
                  index->Recognises(trace, fault)
              ? std::move(index)
              : nullptr;
+}
+
+// The end of all that boundaries name: what lies behind it is made anew when the trace has grown.
+uint64_t Index::EndOfBoundaries() const {
+  uint64_t end = 0;
+  for (const IndexBoundary& boundary : boundaries) {
+    end = std::max(end, boundary.keyframe.offset + boundary.keyframe.packedSize);
+    for (const IndexSection& section : boundary.node) {
+      end = std::max(end, section.offset + section.packedSize);
+    }
+  }
+  return end;
 }
 
 bool Index::ReadFooter(Fault& fault) {
@@ -304,6 +318,8 @@ bool Index::ReadDirectory(uint64_t largest, Fault& fault) {
   stride = directory.stride;
   entries = std::move(directory.entries);
   boundaries = std::move(directory.boundaries);
+  times = directory.times;
+  furtherTimes = directory.furtherTimes;
   identity.size = directory.traceSize;
   identity.modified = directory.traceModified;
   identity.changed = directory.traceChanged;
@@ -389,6 +405,36 @@ const std::vector<uint8_t>* Index::Section(const IndexSection& section, Fault& f
   }
   std::vector<uint8_t> raw;
   return ReadSection(section, raw, fault) ? &cache.Put(section.offset, std::move(raw)) : nullptr;
+}
+
+Result<TimeTable> Index::TimesAtLastBoundary() const {
+  std::vector<uint8_t> raw;
+  Fault fault;
+  if (!ReadSection(times, raw, fault)) {
+    return fault;
+  }
+  std::optional<TimeTable> table = DecodeTimes(raw, atLastBoundary);
+  if (!table) {
+    return NotUsable(fileName, "the time table of the index is damaged");
+  }
+  return std::move(*table);
+}
+
+Result<const TimeTable*> Index::Times() const {
+  if (allTimes) {
+    return &*allTimes;
+  }
+  Result<TimeTable> before = TimesAtLastBoundary();
+  std::vector<uint8_t> raw;
+  Fault fault;
+  if (!before || !ReadSection(furtherTimes, raw, fault)) {
+    return before ? fault : before.Why();
+  }
+  allTimes = DecodeFurtherTimes(std::move(before).Take(), raw, summary);
+  if (!allTimes) {
+    return NotUsable(fileName, "the time table of the index is damaged");
+  }
+  return &*allTimes;
 }
 
 bool Index::Keyframe(size_t b, std::vector<uint8_t>& codes, Fault& fault) const {

@@ -3,14 +3,17 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "trace/base/Fault.h"
 #include "trace/base/Progress.h"
+#include "trace/base/Result.h"
 #include "trace/index/IndexTables.h"
 #include "trace/index/SectionCache.h"
+#include "trace/index/TimeTable.h"
 #include "trace/read/Summary.h"
 #include "trace/read/TraceSource.h"
 
@@ -31,7 +34,8 @@ namespace marrowfin {
 //   log2(b) nodes, and the tree takes hardly more room than the segments alone. A full pyramid of
 //   bins was rejected: it holds twice as many nodes and answers no question with fewer.
 //
-// Between boundaries a sparse table tells where every 2,048th record begins.
+// Between boundaries a sparse table tells where every 2,048th record begins. For the whole of the
+// trace a time table tells how many records of each type and thread the cycles have.
 //
 // One keyframe or bin per span of cycles was rejected: spans that suit one part of a trace are
 // empty or endless in another. Exact times of last fires in the keyframes were rejected: they are
@@ -84,6 +88,13 @@ class Index {
   static constexpr uint64_t MAX_ELEMENTS = 1 << 20;
   bool HasBoundaries() const { return complete; }
 
+  // How many records of each type and thread the cycles have. Read when it is asked for first, and
+  // the index's from then on; a fault where the file is damaged.
+  Result<const TimeTable*> Times() const;
+
+  // The same of the records before the last boundary, for whoever goes on from there.
+  Result<TimeTable> TimesAtLastBoundary() const;
+
   // The codes of boundary b, as IndexBoundary::keyframe lays them out. False, with `fault` set,
   // where the file is damaged.
   bool Keyframe(size_t b, std::vector<uint8_t>& codes, Fault& fault) const;
@@ -103,6 +114,7 @@ class Index {
                                      Fault& fault, IndexLimits limits = {});
   static std::unique_ptr<Index> OpenDescriptor(const TraceFile& trace, int descriptor,
                                                const std::string& file, Fault& fault);
+  uint64_t EndOfBoundaries() const;
   bool ReadFooter(Fault& fault);
   bool ReadDirectory(uint64_t largest, Fault& fault);
   bool IsWhole(Fault& fault) const;
@@ -125,6 +137,9 @@ class Index {
   uint64_t stride = 0;
   std::vector<IndexEntry> entries;
   std::vector<IndexBoundary> boundaries;
+  IndexSection times;         // the time table of what lies before the last boundary
+  IndexSection furtherTimes;  // and of what lies behind it
+  mutable std::optional<TimeTable> allTimes;
 
   static constexpr size_t CACHED_BYTES = 8 << 20;
   mutable SectionCache cache{CACHED_BYTES};

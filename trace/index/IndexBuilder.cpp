@@ -32,6 +32,8 @@ uint32_t SampleRecords(const Columns& columns, size_t from, size_t to, uint32_t 
 IndexBuilder::IndexBuilder(SegmentPacker::Sink sink, IndexLimits limits)
     : limits(limits),
       packer(std::move(sink), limits.boundaries),
+      times(limits.timeCells),
+      furtherTimes(times),
       stride(limits.entryRecords),
       sampleLeft(SAMPLED_RECORDS) {
   segmentEnd = SegmentLength();
@@ -54,6 +56,7 @@ void IndexBuilder::Add(const Columns& columns) {
   }
   Sample(columns);
   summarizer.Add(columns);
+  furtherTimes.Add(columns);
   MakeRoom();
   if (complete) {
     CountElements(columns);
@@ -188,6 +191,8 @@ void IndexBuilder::EndSegment() {
   segmentEnd = record + SegmentLength();
   summarizer.Finish();
   atLastBoundary = summarizer.Get();
+  times.Merge(furtherTimes.Get());
+  furtherTimes.Clear();
 }
 
 // Segments may differ in length, so those that follow simply take twice as many records. Above the
@@ -232,6 +237,14 @@ bool IndexBuilder::Resume(const Index& index, const Summary& summary, Fault& fau
   segmentEnd = record + SegmentLength();
   counted.cells.resize(static_cast<size_t>(columnCount) * rowCount);
   counted.switchCells.resize(last.switches);
+  Result<TimeTable> known = index.TimesAtLastBoundary();
+  if (!known) {
+    fault = known.Why();
+    return false;
+  }
+  times = std::move(known).Take();
+  furtherTimes = TimeCounter(times);
+  furtherTimes.Clear();
   return packer.Resume(index, fault);
 }
 

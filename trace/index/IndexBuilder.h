@@ -9,6 +9,7 @@
 #include "trace/index/Background.h"
 #include "trace/index/Index.h"
 #include "trace/index/SegmentPacker.h"
+#include "trace/index/TimeCounter.h"
 #include "trace/read/Columns.h"
 #include "trace/read/Summary.h"
 
@@ -38,6 +39,9 @@ class IndexBuilder {
   // The same tables, which are gone then: they are most of the memory that is left in the end.
   std::vector<IndexEntry> TakeEntries() { return std::move(entries); }
   std::vector<IndexBoundary> TakeBoundaries() { return packer.TakeBoundaries(); }
+  // The time table up to the last boundary, and that of the records behind it.
+  const TimeTable& Times() const { return times; }
+  const TimeTable& FurtherTimes() { return furtherTimes.Get(); }
   bool Complete() const { return complete; }
   uint64_t Stride() const { return stride; }
 
@@ -56,6 +60,8 @@ class IndexBuilder {
   Summary atLastBoundary;
   std::vector<IndexEntry> entries;
   SegmentPacker packer;
+  TimeTable times;           // up to the last boundary
+  TimeCounter furtherTimes;  // of the segment that grows
   bool complete = true;
 
   uint64_t record = 0;  // the next one

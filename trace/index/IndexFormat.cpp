@@ -271,6 +271,54 @@ bool AreBoundariesSound(const IndexDirectory& d, uint64_t dataSize) {
          std::equal(before.begin(), before.end(), places.begin());
 }
 
+bool AreTimesInside(const IndexDirectory& d, uint64_t dataSize) {
+  return d.times.rawSize <= TimeTable::LARGEST && IsInside(d.times, dataSize) &&
+         d.furtherTimes.rawSize <= TimeTable::LARGEST && IsInside(d.furtherTimes, dataSize);
+}
+
+// Whether the cells reach from the first cycle to the last one that the summary knows.
+bool HaveCyclesOf(const TimeTable& table, const Summary& s) {
+  if (s.records == 0 || table.Cells() == 0) {
+    return s.records == 0 && table.Cells() == 0;
+  }
+  const uint64_t firstCell = s.firstCycle >> table.Shift();
+  return table.First() + (table.Cells() - 1) == s.maxCycle >> table.Shift() &&
+         (s.Ordered() ? table.First() == firstCell : table.First() <= firstCell);
+}
+
+// Whether the counts are as many of each thread and type as the summary tells.
+bool HaveCountsOf(const TimeTable& table, const Summary& s) {
+  const std::vector<size_t> whole = {0, table.Cells()};
+  const uint64_t ofType[TimeTable::TYPES] = {s.switches, s.fires, s.sends};
+  uint64_t types[TimeTable::TYPES] = {};
+  for (size_t slot = 0; slot < TimeTable::SLOTS; ++slot) {
+    uint64_t records = 0;
+    for (size_t type = 0; type < TimeTable::TYPES; ++type) {
+      const size_t column = TimeTable::ColumnOf(slot, type);
+      // What is too large by itself could come out right in the sum.
+      for (size_t cell = 0; cell < table.Cells(); ++cell) {
+        if (table.Count(column, cell) > ofType[type] - types[type]) {
+          return false;
+        }
+        types[type] += table.Count(column, cell);
+        records += table.Count(column, cell);
+      }
+    }
+    if (slot < table.Threads().size()) {
+      const auto thread = s.threads.find(table.Threads()[slot]);
+      if (thread == s.threads.end() || thread->second != records) {
+        return false;
+      }
+    }
+  }
+  return std::equal(std::begin(types), std::end(types), std::begin(ofType));
+}
+
+bool IsOf(const TimeTable& table, const Summary& s) {
+  return table.Threads().size() == std::min(TimeTable::THREADS, s.threads.size()) &&
+         HaveCyclesOf(table, s) && HaveCountsOf(table, s);
+}
+
 // Whether what is kept of every element fits the array that it may be kept of.
 bool IsCompletenessSound(const IndexDirectory& d) {
   const Summary& s = d.summary;
@@ -306,6 +354,8 @@ std::vector<uint8_t> EncodeDirectory(const IndexDirectory& directory) {
     PutBoundary(out, boundary, last);
     last = boundary;
   }
+  PutSection(out, directory.times);
+  PutSection(out, directory.furtherTimes);
   return out.Take();
 }
 
@@ -329,11 +379,30 @@ bool DecodeDirectory(std::span<const uint8_t> bytes, uint64_t dataSize, IndexDir
     last = GetBoundary(in, last);
     directory.boundaries.push_back(last);
   }
+  directory.times = GetSection(in);
+  directory.furtherTimes = GetSection(in);
   return in.Good() && in.AtEnd() && directory.stride > 0 &&
          IsSummarySound(directory.summary, directory.traceSize) &&
          IsSummarySound(directory.atLastBoundary, directory.traceSize) &&
          IsCompletenessSound(directory) && AreEntriesSound(directory) &&
-         AreBoundariesSound(directory, dataSize);
+         AreBoundariesSound(directory, dataSize) && AreTimesInside(directory, dataSize);
+}
+
+std::optional<TimeTable> DecodeTimes(std::span<const uint8_t> bytes, const Summary& summary) {
+  std::optional<TimeTable> table = TimeTable::Decode(bytes);
+  return table && IsOf(*table, summary) ? std::move(table) : std::nullopt;
+}
+
+std::optional<TimeTable> DecodeFurtherTimes(TimeTable times, std::span<const uint8_t> bytes,
+                                            const Summary& summary) {
+  const std::optional<TimeTable> further = TimeTable::Decode(bytes);
+  const auto known = times.Threads();
+  if (!further || further->Threads().size() < known.size() ||
+      !std::equal(known.begin(), known.end(), further->Threads().begin())) {
+    return std::nullopt;
+  }
+  times.Merge(*further);
+  return IsOf(times, summary) ? std::optional(std::move(times)) : std::nullopt;
 }
 
 void EncodeFooter(const IndexFooter& footer, uint8_t* bytes) {

@@ -2,15 +2,17 @@
 #define TRACE_INDEX_INDEXFORMAT_H
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
 #include "trace/index/Index.h"
+#include "trace/index/TimeTable.h"
 
 namespace marrowfin {
 
 // The layout of an index file, see docs/index-format.md: magic, sections, directory, footer.
-constexpr uint8_t INDEX_MAGIC[8] = {'M', 'F', 'I', 'N', 'D', 'E', 'X', '1'};
+constexpr uint8_t INDEX_MAGIC[8] = {'M', 'F', 'I', 'N', 'D', 'E', 'X', '2'};
 constexpr uint8_t INDEX_FOOTER_MAGIC[8] = {'M', 'F', 'I', 'N', 'D', 'E', 'X', 'E'};
 constexpr size_t INDEX_FOOTER = 8 + 8 + 8 + 4 + 4 + 8;
 
@@ -35,6 +37,8 @@ struct IndexDirectory {
   uint64_t stride = 0;
   std::vector<IndexEntry> entries;
   std::vector<IndexBoundary> boundaries;
+  IndexSection times;         // the time table of the records before the last boundary
+  IndexSection furtherTimes;  // and of those behind it
 };
 
 std::vector<uint8_t> EncodeDirectory(const IndexDirectory& directory);
@@ -46,6 +50,15 @@ uint64_t LargestDirectory(uint64_t traceSize);
 // up, tables that do not ascend, sections outside the `dataSize` bytes before the directory. What
 // passes can be used unchecked and costs no more memory than an index of a trace of that size.
 bool DecodeDirectory(std::span<const uint8_t> bytes, uint64_t dataSize, IndexDirectory& directory);
+
+// The time table of the records that a summary tells of; nothing where the bytes are no table, or
+// one that contradicts the summary.
+std::optional<TimeTable> DecodeTimes(std::span<const uint8_t> bytes, const Summary& summary);
+
+// The time table of all records, from that of those before the last boundary and the bytes of that
+// of the others; nothing where it contradicts the summary of all, or the tables each other.
+std::optional<TimeTable> DecodeFurtherTimes(TimeTable times, std::span<const uint8_t> bytes,
+                                            const Summary& summary);
 
 void EncodeFooter(const IndexFooter& footer, uint8_t* bytes);
 

@@ -75,6 +75,7 @@ struct IndexLimits {
   uint64_t entryRecords = 2048;     // between entries of the sparse table, likewise
   size_t boundaries = 2048;         // at most; a power of two
   size_t entries = 8192;            // at most
+  size_t timeCells = 16384;         // of the time table, at most; a power of two
 
   // Of a segment, however long the trace: a few bytes count its events. The table of boundaries of
   // a trace of 34 billion records and more does grow.

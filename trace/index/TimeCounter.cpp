@@ -1,15 +1,9 @@
 #include "trace/index/TimeCounter.h"
 
-#include <algorithm>
 #include <limits>
 #include <utility>
 
 namespace marrowfin {
-
-TimeCounter::TimeCounter(TimeTable table, uint64_t counted)
-    : table(std::move(table)), counted(counted) {
-  smallSlots.fill(UNKNOWN);
-}
 
 size_t TimeCounter::SlotOf(uint32_t thread) {
   const uint8_t slot = thread < SMALL ? smallSlots[thread] : UNKNOWN;
@@ -44,10 +38,8 @@ bool TimeCounter::IsPending(uint64_t cycle) const {
   return (cycle ^ pendingCycle) >> table.Shift() == 0;
 }
 
-void TimeCounter::Add(const Columns& columns, uint64_t firstRecord) {
-  const uint64_t known = counted > firstRecord ? counted - firstRecord : 0;
-  size_t from = static_cast<size_t>(std::min<uint64_t>(known, columns.size));
-  while (from < columns.size) {
+void TimeCounter::Add(const Columns& columns) {
+  for (size_t from = 0; from < columns.size;) {
     const uint64_t cycle = columns.cycle[from];
     const size_t end = EndOfCell(columns, from);
     if (end - from < LONG_RUN && !IsPending(cycle)) {
@@ -93,6 +85,11 @@ void TimeCounter::Flush() {
 const TimeTable& TimeCounter::Get() {
   Flush();
   return table;
+}
+
+void TimeCounter::Clear() {
+  Flush();
+  table.Clear();
 }
 
 }  // namespace marrowfin

@@ -3,7 +3,7 @@
 
 #include <array>
 #include <cstdint>
-#include <vector>
+#include <utility>
 
 #include "trace/index/TimeTable.h"
 #include "trace/read/Columns.h"
@@ -16,15 +16,18 @@ namespace marrowfin {
 // processor's cache, which the table gets when another cell begins.
 class TimeCounter {
  public:
-  // Goes on from a table that has counted the first `counted` records already: of those, whoever
-  // delivers them again, nothing is added.
-  explicit TimeCounter(TimeTable table = TimeTable(), uint64_t counted = 0);
+  // Adds to what a table counted already.
+  explicit TimeCounter(TimeTable table = TimeTable()) : table(std::move(table)) {
+    smallSlots.fill(UNKNOWN);
+  }
 
-  // Takes the next records; `firstRecord` is the number of the first of them.
-  void Add(const Columns& columns, uint64_t firstRecord);
+  void Add(const Columns& columns);
 
   // The table of all that was added.
   const TimeTable& Get();
+
+  // Forgets it, see TimeTable::Clear.
+  void Clear();
 
  private:
   // Threads by number, for those that have a small one, as most have.
@@ -47,7 +50,6 @@ class TimeCounter {
   void Flush();
 
   TimeTable table;
-  uint64_t counted;
   std::array<uint8_t, SMALL> smallSlots;
   uint64_t pendingCycle = 0;    // a cycle of the cell
   uint64_t pendingRecords = 0;  // in the lanes

@@ -77,6 +77,7 @@ void TimeTable::MakeRoom(uint64_t cycle) {
 
 // Makes one cell of each 2^by.
 void TimeTable::Coarsen(unsigned by) {
+  const uint64_t last = first + (cells == 0 ? 0 : cells - 1);
   for (Column& column : columns) {
     if (column.low.empty()) {
       continue;
@@ -87,7 +88,46 @@ void TimeTable::Coarsen(unsigned by) {
     }
     column = std::move(coarse);
   }
+  first >>= by;
+  cells = cells == 0 ? 0 : static_cast<size_t>((last >> by) - first) + 1;
   shift += by;
+}
+
+void TimeTable::Merge(const TimeTable& other) {
+  std::array<size_t, SLOTS> slots;
+  slots[OTHERS] = OTHERS;
+  for (size_t slot = 0; slot < other.threads.size(); ++slot) {
+    slots[slot] = AddThread(other.threads[slot]);
+  }
+  if (other.cells == 0) {
+    return;
+  }
+  if (other.shift > shift) {
+    Coarsen(other.shift - shift);
+  }
+  MakeRoom(other.CycleOf(0));
+  MakeRoom(other.CycleOf(other.cells - 1));
+  const unsigned by = shift - other.shift;
+  for (size_t column = 0; column < COLUMNS; ++column) {
+    if (other.columns[column].low.empty()) {
+      continue;
+    }
+    Column& sums = columns[ColumnOf(slots[column / TYPES], column % TYPES)];
+    for (size_t cell = 0; cell < other.cells; ++cell) {
+      AddAt(sums, At((other.first + cell) >> by), other.Count(column, cell));
+    }
+  }
+}
+
+void TimeTable::Clear() {
+  for (Column& column : columns) {
+    for (size_t cell = 0; cell < cells && !column.low.empty(); ++cell) {
+      column.low[At(first + cell)] = 0;
+    }
+    column.high.clear();
+  }
+  first = 0;
+  cells = 0;
 }
 
 uint64_t TimeTable::Count(size_t column, size_t cell) const {

@@ -55,6 +55,15 @@ class TimeTable {
   // Adds so many records (at least one) of a cycle.
   void Add(uint64_t cycle, size_t column, uint64_t records);
 
+  // Adds what another table counted. Of its threads those that have a slot there get one here as
+  // far as there is any left.
+  void Merge(const TimeTable& other);
+
+  // Forgets all records, but neither the threads nor the width of the cells, so that what is
+  // counted from now on can be merged into the table that this one was a copy of. Costs what there
+  // is to forget.
+  void Clear();
+
   // The threads told apart, by slot.
   std::span<const uint32_t> Threads() const { return threads; }
 

@@ -20,7 +20,7 @@ void StorePlace(uint8_t* bytes, Place place) {
 }
 
 // The length of the longest run of whole records within `limit` bytes.
-size_t WholeBytes(const uint8_t* bytes, size_t size, size_t limit) {
+size_t LengthOfWhole(const uint8_t* bytes, size_t size, size_t limit) {
   size_t whole = 0;
   while (whole < size) {
     const size_t next = whole + RecordSize(Load32(bytes + whole));
@@ -45,6 +45,7 @@ Fault Writer::Open(const std::string& fileName) {
   if (opened == -1) {
     fault = SystemFault(fileName, "cannot write", errno);
     written = 0;
+    writtenBytes = 0;
     return fault;
   }
   Attach(opened, fileName);
@@ -67,6 +68,7 @@ void Writer::Use(ByteSink& next) {
   sink = &next;
   fault = Fault();
   written = 0;
+  writtenBytes = 0;
   filled = 0;
 }
 
@@ -104,7 +106,7 @@ void Writer::WriteOut() {
     const size_t left = filled - done;
     const uint8_t* piece = buffer.data() + done;
     const size_t largest = sink == nullptr ? 0 : sink->LargestPiece();
-    const size_t size = largest != 0 ? WholeBytes(piece, left, largest) : left;
+    const size_t size = largest != 0 ? LengthOfWhole(piece, left, largest) : left;
     WritePiece(piece, size);
     done += size;
   }
@@ -118,7 +120,7 @@ void Writer::WritePiece(const uint8_t* bytes, size_t size) {
   } else {
     piece.fault = SystemFault("trace", "cannot write", EBADF);
   }
-  CountWhole(bytes, WholeBytes(bytes, size, piece.taken));
+  CountWhole(bytes, LengthOfWhole(bytes, size, piece.taken));
   if (piece.fault) {
     fault = std::move(piece.fault);
     // What becomes of the rest of a sink is known to its owner alone.
@@ -130,6 +132,7 @@ void Writer::CountWhole(const uint8_t* bytes, size_t size) {
   for (size_t at = 0; at < size; at += RecordSize(Load32(bytes + at))) {
     ++written;
   }
+  writtenBytes += size;
 }
 
 Fault Writer::Flush() {

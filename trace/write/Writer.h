@@ -58,6 +58,9 @@ class Writer {
   // got there.
   uint64_t WholeRecords() const { return written; }
 
+  // The bytes of these. A sink that failed may hold a part of the next record behind them.
+  uint64_t WholeBytes() const { return writtenBytes; }
+
  private:
   void Use(ByteSink& next);
   uint8_t* Begin(uint32_t type, uint64_t cycle, uint32_t thread);
@@ -73,6 +76,7 @@ class Writer {
   std::string name;  // of the descriptor
   Fault fault;
   uint64_t written = 0;
+  uint64_t writtenBytes = 0;
 };
 
 }  // namespace marrowfin

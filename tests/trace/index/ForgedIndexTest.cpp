@@ -134,6 +134,31 @@ TEST_F(ForgedSegmentsTest, KeyframesAreAsLongAsTheyAreWhateverTheIndexSays) {
   EXPECT_TRUE(IsRefused(*opened.index, opened.index->Keyframe(1, codes, fault), fault));
 }
 
+TEST_F(ForgedSegmentsTest, TimeTablesTellAsManyRecordsAsTheTraceHas) {
+  ASSERT_TRUE(opened.index->Times());
+  Forge(*opened.index, [](IndexDirectory& d) { d.furtherTimes = d.times; });
+  opened.Reopen();
+  ASSERT_TRUE(opened.index->TimesAtLastBoundary()) << "the forgery was not believed";
+  const Result<const TimeTable*> times = opened.index->Times();
+  EXPECT_TRUE(IsRefused(*opened.index, static_cast<bool>(times), times.Why()));
+}
+
+TEST_F(ForgedSegmentsTest, TimeTableThatIsNoneIsRefused) {
+  Forge(*opened.index, [](IndexDirectory& d) { d.times = d.boundaries[0].keyframe; });
+  opened.Reopen();
+  const Result<const TimeTable*> times = opened.index->Times();
+  EXPECT_TRUE(IsRefused(*opened.index, static_cast<bool>(times), times.Why()));
+}
+
+TEST_F(ForgedSegmentsTest, IndexWhoseTimeTableIsDamagedIsNotExtendedButBuiltAnew) {
+  Forge(*opened.index, [](IndexDirectory& d) { d.times = d.furtherTimes; });
+  WriteFile(opened.name, Bytes(3010));
+  opened.Reopen();
+  const Result<const TimeTable*> times = opened.index->Times();
+  ASSERT_TRUE(times) << times.Why().Text();
+  EXPECT_EQ((*times)->Records(0), 9U);
+}
+
 TEST_F(ForgedSegmentsTest, WhatCannotBeExtendedIsBuiltAnew) {
   Forge(*opened.index, [](IndexDirectory& d) { d.atLastBoundary.changes = 0; });
   WriteFile(opened.name, Bytes(3010));

@@ -253,6 +253,8 @@ IndexDirectory Sound() {
   d.boundaries[1].rows = 8;
   d.boundaries[1].switches = 2;
   d.boundaries[1].keyframe = {40, 20, 34};
+  d.times = {8, 52, 1000};
+  d.furtherTimes = {50, 10, 100};
   return d;
 }
 
@@ -282,6 +284,8 @@ TEST(IndexFormatTest, DirectoryComesBackAsItWas) {
   EXPECT_EQ(back.entries[2].offset, d.entries[2].offset);
   EXPECT_EQ(back.boundaries[1].sample, 77U);
   EXPECT_EQ(back.boundaries[1].keyframe.offset, 40U);
+  EXPECT_EQ(back.times.rawSize, 1000U);
+  EXPECT_EQ(back.furtherTimes.offset, 50U);
 }
 
 TEST(IndexFormatTest, EveryByteOfADirectoryCounts) {
@@ -367,6 +371,11 @@ TEST(IndexFormatTest, DirectoryThatContradictsItselfIsRefused) {
        [](auto& d) { d.boundaries[1].keyframe.packedSize = ~uint64_t{0}; }},
       {"a node larger than its counts", [](auto& d) { d.boundaries[0].node[2].rawSize = 66; }},
       {"a node outside the file", [](auto& d) { d.boundaries[0].node[3].offset = 51; }},
+      {"a time table outside the file", [](auto& d) { d.times.offset = 9; }},
+      {"another one outside the file", [](auto& d) { d.furtherTimes.packedSize = 11; }},
+      {"a time table larger than any", [](auto& d) { d.times.rawSize = TimeTable::LARGEST + 1; }},
+      {"another one larger than any",
+       [](auto& d) { d.furtherTimes.rawSize = TimeTable::LARGEST + 1; }},
       {"no summary of the last boundary", [](auto& d) { d.atLastBoundary = Summary(); }},
       {"a summary of another boundary", [](auto& d) { d.atLastBoundary.fires += 1; }},
       {"a summary with other switches",
@@ -418,6 +427,116 @@ TEST(IndexFormatTest, RandomBytesAreNoDirectoryAndCostNoMemory) {
     ASSERT_LE(directory.entries.capacity(), 2 * sound.size());
     ASSERT_LE(directory.boundaries.capacity(), 2 * sound.size());
   }
+}
+
+// Time tables of the records of a few cycles, and what a summary tells of them.
+struct Timed {
+  Timed() {
+    summary.firstCycle = 5;
+    Count(before, 5, 7, FIRE_RECORD, 3);
+    Count(before, 9, 8, SWITCH_RECORD, 1);
+    atLastBoundary = summary;
+    behind = before;
+    behind.Clear();
+    Count(behind, 9, 7, SEND_RECORD, 2);
+    Count(behind, 12, 9, FIRE_RECORD, 4);
+  }
+
+  void Count(TimeTable& table, uint64_t cycle, uint32_t thread, uint32_t type, uint64_t records) {
+    table.Add(cycle, TimeTable::ColumnOf(table.AddThread(thread), TimeTable::TypeOf(type)),
+              records);
+    summary.records += records;
+    summary.threads[thread] += records;
+    (type == FIRE_RECORD   ? summary.fires
+     : type == SEND_RECORD ? summary.sends
+                           : summary.switches) += records;
+    summary.maxCycle = std::max(summary.maxCycle, cycle);
+  }
+
+  bool PassesBefore() const { return DecodeTimes(before.Encode(), atLastBoundary).has_value(); }
+  bool PassesBehind() const {
+    return DecodeFurtherTimes(before, behind.Encode(), summary).has_value();
+  }
+
+  TimeTable before;
+  TimeTable behind;
+  Summary atLastBoundary;
+  Summary summary;
+};
+
+TEST(IndexFormatTest, TimeTablesOfBothPartsAreThatOfTheWhole) {
+  const Timed timed;
+  ASSERT_TRUE(timed.PassesBefore());
+  const auto whole = DecodeFurtherTimes(timed.before, timed.behind.Encode(), timed.summary);
+  ASSERT_TRUE(whole);
+  EXPECT_EQ(whole->First(), 5U);
+  EXPECT_EQ(whole->Cells(), 8U);
+  EXPECT_EQ(whole->Records(4), 3U);
+  EXPECT_EQ(whole->Threads().size(), 3U);
+}
+
+TEST(IndexFormatTest, TimeTableThatContradictsTheSummaryIsRefused) {
+  typedef std::function<void(Timed&)> Change;
+  const std::vector<std::pair<const char*, Change>> changes = {
+      {"more fires", [](auto& t) { t.before.Add(5, TimeTable::ColumnOf(0, 1), 1); }},
+      {"fewer fires", [](auto& t) { ++t.atLastBoundary.fires; }},
+      {"fewer sends", [](auto& t) { ++t.atLastBoundary.sends; }},
+      {"counts that overflow to what is right",
+       [](auto& t) {
+         t.before.Add(5, TimeTable::ColumnOf(0, 1), uint64_t{1} << 63);
+         t.before.Add(9, TimeTable::ColumnOf(0, 1), uint64_t{1} << 63);
+       }},
+      {"records of another thread",
+       [](auto& t) {
+         ++t.atLastBoundary.threads[7];
+         --t.atLastBoundary.threads[8];
+       }},
+      {"a thread that the trace has not",
+       [](auto& t) {
+         t.atLastBoundary.threads[9] = t.atLastBoundary.threads[8];
+         t.atLastBoundary.threads.erase(8);
+       }},
+      {"too few threads told apart", [](auto& t) { t.atLastBoundary.threads[10] = 0; }},
+      {"a first cell too early", [](auto& t) { t.atLastBoundary.firstCycle = 6; }},
+      {"a first cell too late", [](auto& t) { t.atLastBoundary.firstCycle = 4; }},
+      {"a first cell too late for cycles that fall",
+       [](auto& t) {
+         t.atLastBoundary.firstCycle = 4;
+         t.atLastBoundary.falls = 1;
+       }},
+      {"a last cell too early", [](auto& t) { t.atLastBoundary.maxCycle = 10; }},
+      {"a last cell too late", [](auto& t) { t.atLastBoundary.maxCycle = 8; }},
+      {"records of none", [](auto& t) { t.atLastBoundary = Summary(); }},
+      {"none of some", [](auto& t) { t.before = TimeTable(); }},
+  };
+  for (const auto& [what, change] : changes) {
+    Timed timed;
+    change(timed);
+    EXPECT_FALSE(timed.PassesBefore()) << what;
+  }
+  Timed falling;
+  falling.atLastBoundary.firstCycle = 6;
+  falling.atLastBoundary.falls = 1;
+  EXPECT_TRUE(falling.PassesBefore()) << "cycles that fall may fall below the first";
+}
+
+TEST(IndexFormatTest, TimeTablesThatContradictEachOtherAreRefused) {
+  ASSERT_TRUE(Timed().PassesBehind());
+  Timed again;
+  again.behind = again.before;
+  EXPECT_FALSE(again.PassesBehind()) << "what is before the boundary cannot be behind it as well";
+  Timed fewer;
+  fewer.behind = TimeTable();
+  fewer.summary = fewer.atLastBoundary;
+  EXPECT_FALSE(fewer.PassesBehind()) << "threads are not forgotten";
+  Timed others;
+  others.behind = TimeTable();
+  for (const uint32_t thread : {8, 7}) {
+    others.behind.AddThread(thread);
+  }
+  others.summary = others.atLastBoundary;
+  EXPECT_FALSE(others.PassesBehind()) << "threads keep their places";
+  EXPECT_FALSE(DecodeFurtherTimes(again.before, {}, again.summary)) << "no table";
 }
 
 TEST(IndexFormatTest, FooterComesBackAndAnyDamageToItShows) {

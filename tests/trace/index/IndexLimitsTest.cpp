@@ -354,6 +354,8 @@ void WriteCrowdedIndex(const TraceFile& trace, const std::string& bytes,
   directory.traceSize = trace.Size();
   directory.traceModified = trace.GetIdentity().modified;
   directory.traceEdges = EdgesOf(bytes);
+  directory.times = writer.Append(builder.Times().Encode());
+  directory.furtherTimes = writer.Append(builder.FurtherTimes().Encode());
   IndexEntry entry;
   for (; entry.record < IndexLimits().entries - 1; ++entry.record) {
     const Event& event = events[entry.record];

@@ -298,15 +298,17 @@ TEST(IndexTest, EveryDamagedByteOfTheIndexOfAShortTraceLeadsToANewOne) {
 TEST(IndexTest, IndexOfAnotherVersionIsBuiltAnew) {
   Opened opened(Encode(Events(17, 100)));
   const std::string file = opened.name + ".mfindex";
-  std::string bytes = ReadFile(file);
-  ASSERT_EQ(bytes.substr(0, 8), "MFINDEX1");
-  bytes[7] = '2';
-  WriteFile(file, bytes);
-  Fault fault;
-  EXPECT_FALSE(Index::Load(*opened.trace, file, fault));
-  EXPECT_THAT(fault.Text(), ::testing::HasSubstr("another version"));
-  ExpectRebuilt(opened);
-  EXPECT_EQ(ReadFile(file).substr(0, 8), "MFINDEX1");
+  for (const char version : {'1', '3'}) {
+    std::string bytes = ReadFile(file);
+    ASSERT_EQ(bytes.substr(0, 8), "MFINDEX2");
+    bytes[7] = version;
+    WriteFile(file, bytes);
+    Fault fault;
+    EXPECT_FALSE(Index::Load(*opened.trace, file, fault));
+    EXPECT_THAT(fault.Text(), ::testing::HasSubstr("another version"));
+    ExpectRebuilt(opened);
+    EXPECT_EQ(ReadFile(file).substr(0, 8), "MFINDEX2");
+  }
 }
 
 TEST(IndexTest, WhatIsNoPlainFileIsNoIndex) {

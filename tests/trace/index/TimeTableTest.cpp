@@ -167,6 +167,46 @@ TEST(TimeTableTest, BinsAddUpTheirCellsWhereverTheTableBegins) {
   }
 }
 
+TEST(TimeTableTest, TablesOfAnyWidthsAreMerged) {
+  std::mt19937_64 random(8);
+  for (int round = 0; round < 50; ++round) {
+    std::vector<Counted> all = RandomCounts(random, 200);
+    const std::vector<Counted> more = RandomCounts(random, random() % 200);
+    TimeTable table = TableOf(all, 32);
+    const TimeTable other = TableOf(more, 128);
+    table.Merge(other);
+    EXPECT_GE(table.Shift(), other.Shift());
+    std::map<std::pair<uint64_t, uint32_t>, uint64_t> expected;
+    all.insert(all.end(), more.begin(), more.end());
+    for (const Counted& counted : all) {
+      expected[{counted.cycle >> table.Shift(), counted.type}] += counted.records;
+    }
+    for (const auto& [key, records] : expected) {
+      uint64_t sum = 0;
+      for (size_t slot = 0; slot < TimeTable::SLOTS; ++slot) {
+        sum += table.Count(TimeTable::ColumnOf(slot, TimeTable::TypeOf(key.second)),
+                           static_cast<size_t>(key.first - table.First()));
+      }
+      ASSERT_EQ(sum, records);
+    }
+  }
+}
+
+TEST(TimeTableTest, ClearedTableKeepsThreadsAndWidthAndCountsAnew) {
+  const std::vector<Counted> old = {{0, 7, FIRE_RECORD, uint64_t{1} << 40},
+                                    {999, 8, SEND_RECORD, 3}};
+  TimeTable table = TableOf(old, 16);
+  const unsigned shift = table.Shift();
+  table.Clear();
+  EXPECT_EQ(table.Cells(), 0U);
+  EXPECT_EQ(table.Shift(), shift);
+  EXPECT_EQ(table.Threads().size(), 2U);
+  Add(table, {0, 8, FIRE_RECORD, 1});
+  Add(table, {999, 8, FIRE_RECORD, 2});
+  EXPECT_EQ(ModelOf(table), (Model{{{0, TimeTable::ColumnOf(1, 1)}, 1},
+                                   {{999 >> shift, TimeTable::ColumnOf(1, 1)}, 2}}));
+}
+
 TEST(TimeTableTest, BytesTellTheTableAsItWas) {
   std::mt19937_64 random(4);
   std::vector<TimeTable> tables = {
@@ -276,7 +316,7 @@ class TimeCounterTest : public ::testing::Test {
         columns->tag[columns->size] = {all[i].thread, all[i].type};
         ++columns->size;
       }
-      counter.Add(*columns, from);
+      counter.Add(*columns);
       from += columns->size;
     }
   }
@@ -323,16 +363,21 @@ TEST_F(TimeCounterTest, TableCanBeLookedAtBetweenBatches) {
   EXPECT_EQ(counter.Get().Encode(), TableOf(all, 256).Encode());
 }
 
-TEST_F(TimeCounterTest, CountingGoesOnBehindWhatATableCountedAlready) {
+TEST_F(TimeCounterTest, WhatIsCountedInPartsAddsUp) {
   for (int round = 0; round < 20; ++round) {
     Draw(round % 2 == 0);
-    const size_t counted = random() % all.size();
-    const size_t from = random() % (counted + 1);  // some are delivered again
-    const std::vector<Counted> before(all.begin(), all.begin() + static_cast<ptrdiff_t>(counted));
-    TimeCounter counter(TableOf(before, 256), counted);
-    AddBatches(counter, from);
-    ASSERT_EQ(counter.Get().Encode(), TableOf(all, 256).Encode())
-        << counted << " counted, again from " << from;
+    TimeTable sum(256);
+    TimeCounter part(TimeTable(256));
+    const std::vector<Counted> whole = all;
+    for (size_t from = 0; from < whole.size();) {
+      all.resize(std::min(whole.size(), from + random() % 1000));
+      AddBatches(part, from);
+      sum.Merge(part.Get());
+      part.Clear();
+      from = all.size();
+      all = whole;
+    }
+    ASSERT_EQ(sum.Encode(), TableOf(all, 256).Encode()) << "round " << round;
   }
 }
 

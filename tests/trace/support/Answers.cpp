@@ -35,6 +35,7 @@ class Asker {
 
   std::string Ask(int questions) {
     TellSummary();
+    TellTimes();
     for (int i = 0; i < questions; ++i) {
       AskWhere();
       AskActivity();
@@ -80,6 +81,15 @@ class Asker {
     text << "threads and switches " << digest.Sum() << '\n';
     text << "end " << s.end.kind << ' ' << s.end.offset << ' ' << s.end.record << ' '
          << s.end.reason << '\n';
+  }
+
+  void TellTimes() {
+    const Result<const TimeTable*> times = index.Times();
+    Digest digest;
+    for (const uint8_t byte : times ? (*times)->Encode() : std::vector<uint8_t>()) {
+      digest.Add(byte);
+    }
+    Tell("times", digest.Sum(), times.Why());
   }
 
   void AskWhere() {

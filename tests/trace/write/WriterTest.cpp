@@ -158,6 +158,7 @@ TEST(WriterTest, WholeRecordsThatASinkTookAreCountedWhereItIsFull) {
   }
   EXPECT_EQ(writer.Flush().Text(), "sink: cannot write: No space left on device");
   EXPECT_EQ(writer.WholeRecords(), 3U);
+  EXPECT_EQ(writer.WholeBytes(), 28U * 3);
   EXPECT_TRUE(writer.Close()) << "a fault stays";
 }
 
