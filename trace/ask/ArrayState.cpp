@@ -18,6 +18,14 @@ std::vector<PieceChange> PieceDifference(const std::vector<uint8_t>& before,
   return changes;
 }
 
+template <class Palette>
+std::vector<Color> Painted(const std::vector<uint8_t>& codes, const Palette& palette) {
+  std::vector<Color> colors(codes.size());
+  std::transform(codes.begin(), codes.end(), colors.begin(),
+                 [&](uint8_t code) { return palette[code]; });
+  return colors;
+}
+
 // The messages of one state that the other has not.
 std::vector<LiveMessage> Missing(const std::vector<LiveMessage>& messages,
                                  const std::vector<LiveMessage>& others) {
@@ -29,6 +37,20 @@ std::vector<LiveMessage> Missing(const std::vector<LiveMessage>& messages,
 }
 
 }  // namespace
+
+ArrayState AsBuilt(const ArrayShape& shape) {
+  ArrayState state;
+  state.shape = shape;
+  state.elementCodes.assign(shape.Elements(), ElementCodes::UNTOUCHED);
+  state.switchCodes.assign(shape.Switches(), SwitchCodes::UNTOUCHED);
+  Paint(state);
+  return state;
+}
+
+void Paint(ArrayState& state) {
+  state.elements = Painted(state.elementCodes, ElementPaletteAt(state.step));
+  state.switches = Painted(state.switchCodes, SwitchPaletteAt(state.step));
+}
 
 StateChanges Difference(const ArrayState& before, const ArrayState& after) {
   StateChanges changes;

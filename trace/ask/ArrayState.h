@@ -44,6 +44,12 @@ struct ArrayState {
   friend bool operator==(const ArrayState&, const ArrayState&) = default;
 };
 
+// The array before anything has happened.
+ArrayState AsBuilt(const ArrayShape& shape);
+
+// Gives the codes their colours.
+void Paint(ArrayState& state);
+
 // A piece whose code is another one than it was.
 struct PieceChange {
   uint32_t number = 0;  // of the element or the switch

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "trace/ask/ActivityReader.h"
+#include "trace/ask/OnArray.h"
 #include "trace/ask/PieceCode.h"
 #include "trace/ask/Walk.h"
 
@@ -27,20 +28,6 @@ std::array<uint8_t, 256> Translate(unsigned cap, uint64_t changes, Age age) {
         Codes::Encode(touch.thread, touch.age >= cap ? Codes::OLDEST : age(before, touch.change));
   }
   return translated;
-}
-
-// Gives codes the colours of a palette.
-template <class Palette>
-std::vector<Color> Painted(const std::vector<uint8_t>& codes, const Palette& palette) {
-  std::vector<Color> colors(codes.size());
-  std::transform(codes.begin(), codes.end(), colors.begin(),
-                 [&](uint8_t code) { return palette[code]; });
-  return colors;
-}
-
-void Paint(ArrayState& state) {
-  state.elements = Painted(state.elementCodes, ElementPaletteAt(state.step));
-  state.switches = Painted(state.switchCodes, SwitchPaletteAt(state.step));
 }
 
 // When a piece was touched, and by which thread as far as a code tells. Steps begin at 1.
@@ -140,7 +127,22 @@ bool StateReader::FillStep(uint64_t step, uint64_t skipTo, ArrayState& state, Fa
     return false;
   }
   return FindStepEnd(trace, index, clock, step, state.last, fault) &&
+         CheckLocations(state, fault, ProgressOf(CHECKING, progress)) &&
          Fill(clock, state, fault, progress);
+}
+
+bool StateReader::FillKnown(const ViewerSteps& steps, bool natural, uint64_t step,
+                            ArrayState& state, Fault& fault,
+                            const ProgressCallback& progress) const {
+  Clock clock;
+  static_cast<ViewerSteps&>(clock) = steps;
+  clock.natural = natural;
+  clock.step = step;
+  state = ArrayState();
+  state.first = clock.start;
+  const bool found = natural ? FindChange(trace, index, step, state.last, fault)
+                             : FindStepEnd(trace, index, clock, step, state.last, fault);
+  return found && Fill(clock, state, fault, progress);
 }
 
 bool StateReader::AtCycle(uint64_t cycle, ArrayState& state, Fault& fault,
@@ -167,16 +169,14 @@ bool StateReader::FillCycle(uint64_t cycle, ArrayState& state, Fault& fault,
     }
     clock.step = entry.changes + 1;
   }
-  return Fill(clock, state, fault, progress);
+  return CheckLocations(state, fault, ProgressOf(CHECKING, progress)) &&
+         Fill(clock, state, fault, progress);
 }
 
 bool StateReader::Fill(const Clock& clock, ArrayState& state, Fault& fault,
                        const ProgressCallback& progress) const {
   state.shape = shape;
   state.step = clock.step;
-  if (!CheckLocations(state, fault, ProgressOf(CHECKING, progress))) {
-    return false;
-  }
   state.elementCodes.assign(shape.Elements(), ElementCodes::UNTOUCHED);
   state.switchCodes.assign(shape.Switches(), SwitchCodes::UNTOUCHED);
   uint64_t next = state.first;
@@ -378,33 +378,14 @@ bool StateReader::CheckLocations(const ArrayState& state, Fault& fault,
       trace, index, state.first, state.last,
       [&](const Columns& columns, size_t from, size_t to) {
         size_t i = from;
-        while (i < to && IsOnArray(columns, i, fault)) {
+        while (i < to && IsOnArray(shape, columns, i)) {
           ++i;
         }
+        fault = i < to ? OutsideArray(trace, columns, i) : Fault();
         return i == to;
       },
       fault, progress);
   return walked && !fault;
-}
-
-bool StateReader::IsOnArray(const Columns& columns, size_t i, Fault& fault) const {
-  const uint32_t type = columns.tag[i].type;
-  const Place at = columns.at[i];
-  const bool fire = type == FIRE_RECORD;
-  if (type == SEND_RECORD || (fire ? shape.HasElement(at) : shape.HasSwitch(at))) {
-    return true;
-  }
-  fault.kind = Fault::OUTSIDE_ARRAY;
-  fault.file = trace.Name();
-  fault.record = columns.firstRecord + i;
-  fault.offset = columns.firstOffset;
-  for (size_t before = 0; before < i; ++before) {
-    fault.offset += RecordSize(columns.tag[before].type);
-  }
-  fault.reason = "column " + std::to_string(at.column) + ", row " + std::to_string(at.row) +
-                 " is no " + (fire ? "processing element" : "switch") + " of the array";
-  fault.remedy = "give the counts of the array that wrote the trace";
-  return false;
 }
 
 // Where cycles fall, the events up to a cycle are no range of the trace: all of it is gone through.
@@ -441,7 +422,8 @@ bool StateReader::FillCycleUnordered(uint64_t cycle, ArrayState& state, Fault& f
           if (columns.cycle[i] > cycle) {
             continue;
           }
-          if (!IsOnArray(columns, i, fault)) {
+          if (!IsOnArray(shape, columns, i)) {
+            fault = OutsideArray(trace, columns, i);
             return false;
           }
           take(columns, i);

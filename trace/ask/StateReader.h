@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "trace/ask/ArrayState.h"
+#include "trace/ask/Walk.h"
 #include "trace/base/ArrayShape.h"
 #include "trace/base/Fault.h"
 #include "trace/index/Index.h"
@@ -45,12 +46,17 @@ class StateReader {
                const ProgressCallback& progress = {}) const;
 
  private:
+  friend class StateCursor;
   struct Clock;
 
   bool FillStep(uint64_t step, uint64_t skipTo, ArrayState& state, Fault& fault,
                 const ProgressCallback& progress) const;
   bool FillCycle(uint64_t cycle, ArrayState& state, Fault& fault,
                  const ProgressCallback& progress) const;
+  // The state at a step up to which all locations are known to be on the array, of the natural
+  // reading or of a viewer with these steps.
+  bool FillKnown(const ViewerSteps& steps, bool natural, uint64_t step, ArrayState& state,
+                 Fault& fault, const ProgressCallback& progress) const;
   bool Fill(const Clock& clock, ArrayState& state, Fault& fault,
             const ProgressCallback& progress) const;
   bool FromKeyframe(const Clock& clock, ArrayState& state, uint64_t& next, Fault& fault) const;
@@ -62,7 +68,6 @@ class StateReader {
   bool AddMessages(const Clock& clock, ArrayState& state, Fault& fault) const;
   bool CheckLocations(const ArrayState& state, Fault& fault,
                       const ProgressCallback& progress) const;
-  bool IsOnArray(const Columns& columns, size_t i, Fault& fault) const;
   bool FillCycleUnordered(uint64_t cycle, ArrayState& state, Fault& fault,
                           const ProgressCallback& progress) const;
 

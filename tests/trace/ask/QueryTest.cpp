@@ -408,8 +408,7 @@ TEST(QueryTest, CallerStopsASearch) {
   const Opened opened(Encode(RandomEvents(random, {.records = 5000})));
   EventFilter filter;
   filter.thread = 1000;
-  EventCursor cursor(*opened.trace, *opened.index, filter,
-                     [](const Progress&) { return false; });
+  EventCursor cursor(*opened.trace, *opened.index, filter, [](const Progress&) { return false; });
   TraceEvent event;
   EXPECT_FALSE(cursor.Next(event));
   EXPECT_EQ(cursor.GetFault().kind, Fault::CANCELLED);

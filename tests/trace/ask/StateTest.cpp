@@ -8,6 +8,7 @@
 #include "tests/trace/ask/ViewerModel.h"
 #include "tests/trace/support/Opened.h"
 #include "tests/trace/support/RandomTrace.h"
+#include "trace/ask/StateCursor.h"
 #include "trace/ask/StateReader.h"
 
 namespace marrowfin::testing {
@@ -22,14 +23,18 @@ void CompareSteps(const Opened& opened, const ArrayShape& shape, uint64_t skipTo
   Fault fault;
   ASSERT_TRUE(reader.CountSteps(skipTo, steps, fault)) << fault.Text();
   ArrayState state;
+  StateCursor cursor(*opened.trace, *opened.index, shape);
+  ASSERT_FALSE(fault = cursor.MoveToStep(0, skipTo)) << fault.Text();
   for (uint64_t step = 0; step <= steps + 1; ++step) {
     if (step > 0) {
       ASSERT_EQ(viewer.Step(), step <= steps) << "step " << step;
+      ASSERT_TRUE(*cursor.Next()) << "step " << step;
     }
     if (random() % share == 0 || step + 3 > steps) {
       ASSERT_TRUE(reader.AtStep(step, skipTo, state, fault)) << fault.Text();
       EXPECT_EQ(state.shown, step <= steps);
       viewer.ExpectEqual(state);
+      viewer.ExpectEqual(cursor.State());
       if (::testing::Test::HasFatalFailure()) {
         return;
       }
