@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "trace/base/BigEndian.h"
+#include "trace/read/BlockWindow.h"
 #include "trace/read/BusGuard.h"
 #include "trace/read/Decode.h"
 #include "trace/read/MalformedRecord.h"
@@ -66,6 +67,8 @@ TraceSource::TraceSource(std::unique_ptr<PositionedFile> opened)
     window = std::make_unique<BlockWindow>(*file);
   }
 }
+
+TraceSource::~TraceSource() = default;
 
 Result<uint64_t> TraceSource::Decode(uint64_t offset, uint64_t limit, Columns& columns) const {
   columns.Clear();

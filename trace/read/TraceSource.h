@@ -6,11 +6,12 @@
 #include <string>
 
 #include "trace/base/Result.h"
-#include "trace/read/BlockWindow.h"
 #include "trace/read/Columns.h"
 #include "trace/read/PositionedFile.h"
 
 namespace marrowfin {
+
+class BlockWindow;
 
 // A trace that can be read anywhere in it, wherever its bytes are: what an index and all questions
 // ask. Pipes and packed files have no such thing: they are read from front to back with a Reader.
@@ -32,6 +33,7 @@ class TraceSource {
 
   TraceSource(const TraceSource&) = delete;
   TraceSource& operator=(const TraceSource&) = delete;
+  ~TraceSource();
 
   const std::string& Name() const { return file->Name(); }
   uint64_t Size() const { return size; }  // bytes

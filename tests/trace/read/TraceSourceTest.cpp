@@ -16,6 +16,7 @@
 #include "tests/support/Files.h"
 #include "tests/trace/support/Child.h"
 #include "tests/trace/support/RandomTrace.h"
+#include "trace/read/BlockWindow.h"
 #include "trace/read/Residence.h"
 
 namespace marrowfin::testing {
