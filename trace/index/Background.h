@@ -1,19 +1,17 @@
 #ifndef TRACE_INDEX_BACKGROUND_H
 #define TRACE_INDEX_BACKGROUND_H
 
-#include <condition_variable>
-#include <exception>
 #include <functional>
-#include <mutex>
-#include <thread>
+#include <memory>
 
 namespace marrowfin {
 
 // A thread that does one piece of work at a time, in the order in which they are given. It is
-// started by the first piece; where the system grants no thread, work is done at once instead.
+// started by the first piece; where there are no threads, or the system grants none, work is done
+// at once instead. Used by one thread.
 class Background {
  public:
-  Background() = default;
+  Background();
   Background(const Background&) = delete;
   Background& operator=(const Background&) = delete;
 
@@ -28,15 +26,8 @@ class Background {
   void Wait();
 
  private:
-  bool Start();
-  void Loop();
-
-  std::mutex mutex;
-  std::condition_variable changed;
-  std::function<void()> given;  // empty where there is nothing to do
-  std::exception_ptr thrown;
-  bool ending = false;
-  std::thread thread;
+  class Worker;
+  std::unique_ptr<Worker> worker;
 };
 
 }  // namespace marrowfin
