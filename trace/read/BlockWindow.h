@@ -6,6 +6,7 @@
 #include <list>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 #include "trace/base/Fault.h"
 #include "trace/base/Result.h"
@@ -27,7 +28,7 @@ struct Block {
 //
 // A block goes on into the next one by as much as the longest batch takes, so that a batch that
 // begins in a block lies in it whole. From several threads at a time: a block stays as long as
-// anyone holds it.
+// anyone holds it, and nobody holds one when the window goes.
 class BlockWindow {
  public:
   static constexpr size_t BLOCK = 256 << 10;
@@ -36,6 +37,8 @@ class BlockWindow {
 
   // The file must outlive the window.
   explicit BlockWindow(const PositionedFile& file) : file(file) {}
+  BlockWindow(const BlockWindow&) = delete;
+  BlockWindow& operator=(const BlockWindow&) = delete;
 
   // The block in which byte `offset` (below the size of the file) begins a batch. The fault of a
   // file that does not deliver it.
@@ -43,10 +46,13 @@ class BlockWindow {
 
  private:
   std::shared_ptr<const Block> Find(uint64_t begin);
+  std::shared_ptr<Block> Fresh();
   void Keep(const std::shared_ptr<const Block>& block);
+  void GiveBack(Block* block);
 
   const PositionedFile& file;
   std::mutex mutex;
+  std::vector<std::unique_ptr<Block>> unused;
   std::list<std::shared_ptr<const Block>> blocks;  // the one used last in front
 };
 
