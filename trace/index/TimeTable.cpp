@@ -15,13 +15,15 @@ unsigned BytesFor(uint64_t count) { return (static_cast<unsigned>(std::bit_width
 
 }  // namespace
 
-size_t TimeTable::AddThread(uint32_t thread) {
+size_t TimeTable::SlotOf(uint32_t thread) const {
   const auto known = std::find(threads.begin(), threads.end(), thread);
-  if (known != threads.end()) {
-    return static_cast<size_t>(known - threads.begin());
-  }
-  if (threads.size() == THREADS) {
-    return OTHERS;
+  return known != threads.end() ? static_cast<size_t>(known - threads.begin()) : OTHERS;
+}
+
+size_t TimeTable::AddThread(uint32_t thread) {
+  const size_t slot = SlotOf(thread);
+  if (slot != OTHERS || threads.size() == THREADS) {
+    return slot;
   }
   threads.push_back(thread);
   return threads.size() - 1;
@@ -143,7 +145,7 @@ uint64_t TimeTable::Records(size_t cell) const {
   return records;
 }
 
-void TimeTable::AddBins(size_t column, std::span<const size_t> edges,
+void TimeTable::AddBins(size_t column, std::span<const CellRange> ranges,
                         std::span<uint64_t> bins) const {
   const Column& counts = columns[column];
   if (counts.low.empty()) {
@@ -151,10 +153,10 @@ void TimeTable::AddBins(size_t column, std::span<const size_t> edges,
   }
   for (size_t i = 0; i < bins.size(); ++i) {
     uint64_t sum = 0;
-    for (size_t cell = edges[i]; cell < edges[i + 1]; ++cell) {
+    for (size_t cell = ranges[i].from; cell < ranges[i].to; ++cell) {
       sum += counts.low[At(first + cell)];
     }
-    for (size_t cell = edges[i]; cell < edges[i + 1] && !counts.high.empty(); ++cell) {
+    for (size_t cell = ranges[i].from; cell < ranges[i].to && !counts.high.empty(); ++cell) {
       sum += static_cast<uint64_t>(counts.high[At(first + cell)]) << HALF;
     }
     bins[i] += sum;

@@ -67,6 +67,9 @@ class TimeTable {
   // The threads told apart, by slot.
   std::span<const uint32_t> Threads() const { return threads; }
 
+  // The slot in which a thread is counted.
+  size_t SlotOf(uint32_t thread) const;
+
   unsigned Shift() const { return shift; }  // cells are of 2^Shift() cycles; below 64
 
   // The first cell that has records, and how many there are from it to the last one; 0 of an empty
@@ -82,9 +85,15 @@ class TimeTable {
   // The records of all types and threads in a cell.
   uint64_t Records(size_t cell) const;
 
-  // Adds to bin i, for each i, the counts of the cells from edges[i] up to, and without,
-  // edges[i + 1]. Edges ascend up to Cells() at most; there is one more of them than of bins.
-  void AddBins(size_t column, std::span<const size_t> edges, std::span<uint64_t> bins) const;
+  // The cells from one up to, and without, another one, at most Cells(); none where it is not
+  // above.
+  struct CellRange {
+    size_t from;
+    size_t to;
+  };
+
+  // Adds to each bin the counts of the cells in the range of the same number.
+  void AddBins(size_t column, std::span<const CellRange> ranges, std::span<uint64_t> bins) const;
 
   // As bytes, see docs/index-format.md.
   std::vector<uint8_t> Encode() const;

@@ -137,7 +137,7 @@ TEST(TimeTableTest, CountsBeyond32BitsAreKept) {
   EXPECT_EQ(table.Count(column, 0), 2 * MANY - 1);
   EXPECT_EQ(table.Count(column, 2), 5 * MANY);
   std::vector<uint64_t> bins(2, 10);
-  table.AddBins(column, std::vector<size_t>{0, 0, 3}, bins);
+  table.AddBins(column, std::vector<TimeTable::CellRange>{{2, 0}, {0, 3}}, bins);
   EXPECT_EQ(bins, (std::vector<uint64_t>{10, 7 * MANY + 9}));
   const std::optional<TimeTable> back = TimeTable::Decode(table.Encode());
   ASSERT_TRUE(back);
@@ -148,17 +148,16 @@ TEST(TimeTableTest, BinsAddUpTheirCellsWhereverTheTableBegins) {
   std::mt19937_64 random(3);
   for (int round = 0; round < 100; ++round) {
     const TimeTable table = TableOf(RandomCounts(random, 200), 64);
-    std::vector<size_t> edges(2 + random() % 9);
-    for (size_t& edge : edges) {
-      edge = random() % (table.Cells() + 1);
+    std::vector<TimeTable::CellRange> ranges(1 + random() % 9);
+    for (TimeTable::CellRange& range : ranges) {
+      range = {random() % (table.Cells() + 1), random() % (table.Cells() + 1)};
     }
-    std::sort(edges.begin(), edges.end());
     for (size_t column = 0; column < TimeTable::COLUMNS; ++column) {
-      std::vector<uint64_t> bins(edges.size() - 1, 7);
-      table.AddBins(column, edges, bins);
+      std::vector<uint64_t> bins(ranges.size(), 7);
+      table.AddBins(column, ranges, bins);
       for (size_t i = 0; i < bins.size(); ++i) {
         uint64_t sum = 7;
-        for (size_t cell = edges[i]; cell < edges[i + 1]; ++cell) {
+        for (size_t cell = ranges[i].from; cell < ranges[i].to; ++cell) {
           sum += table.Count(column, cell);
         }
         ASSERT_EQ(bins[i], sum);
