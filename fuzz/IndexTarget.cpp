@@ -533,17 +533,15 @@ void Ask(const TraceFile& trace, const Index& index) {
 }
 
 std::unique_ptr<Index> Load() {
-  Fault fault;
-  auto index = Index::Load(TheFolder().File(), TheFolder().Index(), fault);
-  Require(index != nullptr || (fault && !fault.reason.empty()), "no index without a reason");
-  return index;
+  auto index = Index::Load(TheFolder().File(), TheFolder().Index());
+  Require(index || !index.Why().reason.empty(), "no index without a reason");
+  return index ? std::move(index).Take() : nullptr;
 }
 
 std::unique_ptr<Index> Open() {
-  Fault fault;
-  auto index = Index::Open(TheFolder().File(), {}, fault);
-  Require(index != nullptr && !fault, "whatever lies beside the trace, there is an index of it");
-  return index;
+  auto index = Index::Open(TheFolder().File());
+  Require(static_cast<bool>(index), "whatever lies beside the trace, there is an index of it");
+  return std::move(index).Take();
 }
 
 // Whether the directory of an index is what the trace says, as far as the records' numbers go.

@@ -60,11 +60,10 @@ std::unique_ptr<Index> MakeIndex(const TraceFile& trace, const char* name,
                                  const IndexLimits& limits) {
   static const TempFolder folder;
   const std::string file = folder.File(name);
-  Fault fault;
-  Require(Index::Build(trace, file, {}, fault, limits), "every trace has an index");
-  auto index = Index::Load(trace, file, fault);
-  Require(index != nullptr, "a new index is believed");
-  return index;
+  Require(!Index::Build(trace, file, {}, limits), "every trace has an index");
+  auto index = Index::Load(trace, file);
+  Require(static_cast<bool>(index), "a new index is believed");
+  return std::move(index).Take();
 }
 
 void AskSummary(const Index& index, const Events& events) {

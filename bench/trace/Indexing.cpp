@@ -36,8 +36,7 @@ void DecodePlainly(const Subject& subject) {
 }
 
 void BuildIndex(const Subject& subject, const TraceFile& trace) {
-  Fault fault;
-  Require(Index::Build(trace, IndexName(subject), {}, fault), fault.Text());
+  Require(Index::Build(trace, IndexName(subject)));
 }
 
 // The times of many single questions, by processor time.
@@ -150,9 +149,7 @@ Latencies MeasureIndex(const Subject& subject) {
   Note("  the same by processor time, both threads", times[1].processor / times[0].processor, "x");
   Note("  the same by processor time, reading thread alone",
        times[1].ownProcessor / times[0].ownProcessor, "x");
-  Fault fault;
-  const std::unique_ptr<Index> index = Index::Load(*trace, IndexName(subject), fault);
-  Require(index != nullptr, fault.Text());
+  const std::unique_ptr<Index> index = Value(Index::Load(*trace, IndexName(subject)));
   Require(index->GetSummary().records == subject.options.records, "the index lost records");
   AtMost("size of the index against the trace",
          100.0 * static_cast<double>(index->FileSize()) / static_cast<double>(trace->Size()), "%",

@@ -79,8 +79,7 @@ void MeasureArray(const std::string& folder, uint32_t side, SynthOptions::Mode m
 // In a process of its own: everything that is read from front to back.
 int IndexOnly(const std::string& file) {
   const std::unique_ptr<TraceFile> trace = Value(TraceFile::Open(file));
-  Fault fault;
-  Require(Index::Build(*trace, file + ".mfindex", {}, fault), fault.Text());
+  Require(Index::Build(*trace, file + ".mfindex"));
   printf("%f\n", PeakMemory());
   return 0;
 }

@@ -86,12 +86,14 @@ MaybeFailure Load(const IndexFlags& flags, const Console& console, IndexedTrace&
     progress.Update(now.done, now.all);
     return !interruption.Asked();
   };
-  Fault fault;
-  if (Index::Build(*trace.file, output, update, fault)) {
-    trace.index = Index::Load(*trace.file, output, fault);
-  }
-  if (trace.index) {
-    return std::nullopt;
+  Fault fault = Index::Build(*trace.file, output, update);
+  if (!fault) {
+    Result<std::unique_ptr<Index>> index = Index::Load(*trace.file, output);
+    if (index) {
+      trace.index = std::move(index).Take();
+      return std::nullopt;
+    }
+    fault = index.Why();
   }
   Failure failure = IndexingFailureOf(fault, flags.trace);
   if (failure.code == EXIT_SYSTEM) {

@@ -46,19 +46,16 @@ MaybeFailure OpenIndexed(const std::string& name, const Console& console, Indexe
     return FailureOf(file.Why());
   }
   trace.file = std::move(file).Take();
-  Fault fault;
   const Interruption interruption;
   ProgressLine progress(console.terminal, "indexing " + name, "MB", 1e6);
-  trace.index = Index::Open(
-      *trace.file,
-      [&](const Progress& now) {
-        progress.Update(now.done, now.all);
-        return !interruption.Asked();
-      },
-      fault);
-  if (!trace.index) {
-    return IndexingFailureOf(fault, name);
+  Result<std::unique_ptr<Index>> index = Index::Open(*trace.file, [&](const Progress& now) {
+    progress.Update(now.done, now.all);
+    return !interruption.Asked();
+  });
+  if (!index) {
+    return IndexingFailureOf(index.Why(), name);
   }
+  trace.index = std::move(index).Take();
   return std::nullopt;
 }
 

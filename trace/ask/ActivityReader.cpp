@@ -93,7 +93,8 @@ bool ActivityReader::AddBetween(size_t from, size_t to, Activity activity,
   while (from != to) {
     const bool add = to > from;
     size_t& node = add ? to : from;
-    if (!index.AddNode(node, activity, add ? 1 : -1, ColumnCount(), RowCount(), counts, fault)) {
+    fault = index.AddNode(node, activity, add ? 1 : -1, ColumnCount(), RowCount(), counts);
+    if (fault) {
       return false;
     }
     node &= node - 1;

@@ -212,11 +212,12 @@ bool StateReader::FromKeyframe(const Clock& clock, ArrayState& state, uint64_t& 
     return true;
   }
   const IndexBoundary& boundary = *(above - 1);
-  std::vector<uint8_t> codes;
-  if (!index.Keyframe(static_cast<size_t>(above - boundaries.begin()), codes, fault)) {
+  const auto keyframe = index.Keyframe(static_cast<size_t>(above - boundaries.begin()));
+  if (!keyframe) {
+    fault = keyframe.Why();
     return false;
   }
-  TakeKeyframe(clock, boundary, codes, state);
+  TakeKeyframe(clock, boundary, *keyframe, state);
   next = boundary.record;
   const uint64_t older = clock.natural ? 2 : clock.start + 1;
   return (!skips || ForgetSkipped(clock, boundary.record, state, fault)) &&
@@ -224,7 +225,7 @@ bool StateReader::FromKeyframe(const Clock& clock, ArrayState& state, uint64_t& 
 }
 
 void StateReader::TakeKeyframe(const Clock& clock, const IndexBoundary& boundary,
-                               const std::vector<uint8_t>& keyframe, ArrayState& state) const {
+                               std::span<const uint8_t> keyframe, ArrayState& state) const {
   const auto age = [&](uint64_t before, bool change) {
     return clock.Age(~uint64_t{0}, before, change);
   };

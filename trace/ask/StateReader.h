@@ -2,6 +2,7 @@
 #define TRACE_ASK_STATEREADER_H
 
 #include <cstdint>
+#include <span>
 
 #include "trace/ask/ArrayState.h"
 #include "trace/ask/Walk.h"
@@ -61,7 +62,7 @@ class StateReader {
             const ProgressCallback& progress) const;
   bool FromKeyframe(const Clock& clock, ArrayState& state, uint64_t& next, Fault& fault) const;
   void TakeKeyframe(const Clock& clock, const IndexBoundary& boundary,
-                    const std::vector<uint8_t>& keyframe, ArrayState& state) const;
+                    std::span<const uint8_t> keyframe, ArrayState& state) const;
   bool ForgetSkipped(const Clock& clock, uint64_t until, ArrayState& state, Fault& fault) const;
   bool ApplyRecords(const Clock& clock, uint64_t first, uint64_t last, bool older,
                     ArrayState& state, Fault& fault, const ProgressCallback& progress = {}) const;

@@ -36,19 +36,17 @@ Fault NotUsable(const std::string& file, const std::string& reason) {
 }
 
 // A checksum of the first and the last bytes of the first `size` bytes of the trace.
-bool EdgesOf(const TraceFile& trace, uint64_t size, uint32_t& sum, Fault& fault) {
+Result<uint32_t> EdgesOf(const TraceFile& trace, uint64_t size) {
   const size_t length = static_cast<size_t>(std::min(size, EDGE));
   std::vector<uint8_t> bytes(length);
   uLong crc = crc32(0, nullptr, 0);
   for (const uint64_t offset : {uint64_t{0}, size - length}) {
-    fault = trace.Copy(offset, length, bytes.data());
-    if (fault) {
-      return false;
+    if (Fault fault = trace.Copy(offset, length, bytes.data())) {
+      return fault;
     }
     crc = crc32(crc, bytes.data(), static_cast<uInt>(length));
   }
-  sum = static_cast<uint32_t>(crc);
-  return true;
+  return static_cast<uint32_t>(crc);
 }
 
 std::string CacheFolder() {
@@ -95,10 +93,10 @@ void LetTickPass(const TraceFile& trace) {
 }
 
 // Adds the records from byte `offset` on to what is built, as long as it can be written; the fault
-// that ends them is put into `end`. False where the caller asked to stop or the file could not be
-// read.
-bool AddRecords(const TraceFile& trace, uint64_t offset, const IndexWriter& writer,
-                IndexBuilder& builder, const ProgressCallback& progress, Fault& end, Fault& fault) {
+// that ends them is put into `end`. A fault of its own where the caller asked to stop or the file
+// could not be read.
+Fault AddRecords(const TraceFile& trace, uint64_t offset, const IndexWriter& writer,
+                 IndexBuilder& builder, const ProgressCallback& progress, Fault& end) {
   ReadOptions options;
   options.ordered = false;
   Reader reader(PieceSource(trace.File(), offset, trace.Size() - offset), trace.Name(), options);
@@ -106,17 +104,23 @@ bool AddRecords(const TraceFile& trace, uint64_t offset, const IndexWriter& writ
   while (!writer.Failed() && reader.Next(columns)) {
     builder.Add(columns);
     if (progress && !progress({offset + reader.Offset(), trace.Size(), Progress::BYTES})) {
-      fault = CancelledFault(trace.Name());
-      return false;
+      return CancelledFault(trace.Name());
     }
   }
   end = reader.GetFault();
   if (end.kind == Fault::SYSTEM || end.kind == Fault::CHANGED) {
     // What the system refuses now says nothing about the trace.
-    fault = end;
+    Fault fault = end;
     fault.offset += offset;
+    return fault;
   }
-  return !fault;
+  return {};
+}
+
+Fault WrittenMeanwhile(const TraceFile& trace) {
+  Fault fault = trace.Changed(0);
+  fault.reason = "the file was written to while it was read";
+  return fault;
 }
 
 // Only faults in the trace itself end up here, so the texts are all that is kept of them.
@@ -147,19 +151,18 @@ Index::~Index() {
   }
 }
 
-std::unique_ptr<Index> Index::Open(const TraceFile& trace, const ProgressCallback& progress,
-                                   Fault& fault) {
+Result<std::unique_ptr<Index>> Index::Open(const TraceFile& trace,
+                                           const ProgressCallback& progress) {
   LetTickPass(trace);
   const std::vector<std::string> places = Places(trace.Name());
   std::unique_ptr<Index> grown;
   for (const std::string& place : places) {
-    Fault why;
-    std::unique_ptr<Index> index = Load(trace, place, why);
-    if (index && index->IsOf(trace)) {
+    Result<std::unique_ptr<Index>> index = Load(trace, place);
+    if (index && (*index)->IsOf(trace)) {
       return index;
     }
     if (index && !grown) {
-      grown = std::move(index);
+      grown = std::move(index).Take();
     }
   }
   for (const std::string& place : places) {
@@ -167,102 +170,110 @@ std::unique_ptr<Index> Index::Open(const TraceFile& trace, const ProgressCallbac
     if (place != places.front()) {
       std::filesystem::create_directories(std::filesystem::path(place).parent_path(), error);
     }
-    std::unique_ptr<Index> index = Make(trace, place, grown.get(), progress, fault);
+    Result<std::unique_ptr<Index>> index = Make(trace, place, grown.get(), progress);
+    const Fault fault = index.Why();
     if (index || fault.kind != Fault::SYSTEM || fault.file != place) {
       return index;
     }
   }
-  return Make(trace, "", grown.get(), progress, fault);
+  return Make(trace, "", grown.get(), progress);
 }
 
-bool Index::Build(const TraceFile& trace, const std::string& file, const ProgressCallback& progress,
-                  Fault& fault, IndexLimits limits) {
+Fault Index::Build(const TraceFile& trace, const std::string& file,
+                   const ProgressCallback& progress, IndexLimits limits) {
   LetTickPass(trace);
-  return Make(trace, file, nullptr, progress, fault, limits) != nullptr;
+  return Make(trace, file, nullptr, progress, limits).Why();
 }
 
-std::unique_ptr<Index> Index::Make(const TraceFile& trace, const std::string& file,
-                                   const Index* grown, const ProgressCallback& progress,
-                                   Fault& fault, IndexLimits limits) {
-  const int descriptor = Write(trace, file, grown, progress, fault, limits);
-  if (descriptor == -1) {
-    return nullptr;
+Result<std::unique_ptr<Index>> Index::Make(const TraceFile& trace, const std::string& file,
+                                           const Index* grown, const ProgressCallback& progress,
+                                           IndexLimits limits) {
+  const Result<int> descriptor = Write(trace, file, grown, progress, limits);
+  if (!descriptor) {
+    return descriptor.Why();
   }
-  std::unique_ptr<Index> index = OpenDescriptor(trace, descriptor, file, fault);
+  Result<std::unique_ptr<Index>> index = OpenDescriptor(trace, *descriptor, file);
   // Whoever writes a trace anew makes it shorter, and then perhaps longer than it was.
-  if (index && !trace.IsUntouched() && !index->SamplesAgree(trace)) {
-    fault = trace.Changed(0);
-    fault.reason = "the file was written to while it was read";
-    return nullptr;
+  if (index && !trace.IsUntouched() && !(*index)->SamplesAgree(trace)) {
+    return WrittenMeanwhile(trace);
   }
   // What grew out of an index that somebody made up may contradict itself.
   return index || grown == nullptr ? std::move(index)
-                                   : Make(trace, file, nullptr, progress, fault, limits);
+                                   : Make(trace, file, nullptr, progress, limits);
 }
 
-// Makes the file and returns a descriptor for reading it; -1 where `fault` was set.
-int Index::Write(const TraceFile& trace, const std::string& file, const Index* grown,
-                 const ProgressCallback& progress, Fault& fault, IndexLimits limits) {
-  fault = Fault();
+// Makes the file and returns a descriptor for reading it.
+Result<int> Index::Write(const TraceFile& trace, const std::string& file, const Index* grown,
+                         const ProgressCallback& progress, IndexLimits limits) {
   IndexWriter writer;
-  if (!writer.Open(file, trace.File().Permissions(), fault)) {
-    return -1;
+  if (Fault fault = writer.Open(file, trace.File().Permissions())) {
+    return fault;
   }
-  uint32_t edges = 0;
-  if (!EdgesOf(trace, trace.Size(), edges, fault)) {
-    return -1;
+  const Result<uint32_t> before = EdgesOf(trace, trace.Size());
+  if (!before) {
+    return before.Why();
   }
   IndexBuilder builder([&](std::span<const uint8_t> raw) { return writer.Append(raw); }, limits);
   uint64_t offset = 0;
   if (grown != nullptr && grown->complete && !grown->boundaries.empty()) {
     if (!writer.CopyData(grown->descriptor, grown->EndOfBoundaries()) ||
-        !builder.Resume(*grown, grown->atLastBoundary, fault)) {
-      return Write(trace, file, nullptr, progress, fault, limits);
+        builder.Resume(*grown, grown->atLastBoundary)) {
+      return Write(trace, file, nullptr, progress, limits);
     }
     offset = grown->boundaries.back().offset;
   }
   Fault end;
-  if (!AddRecords(trace, offset, writer, builder, progress, end, fault)) {
-    return -1;
+  if (Fault fault = AddRecords(trace, offset, writer, builder, progress, end)) {
+    return fault;
   }
   builder.Finish();
+  const Result<uint32_t> after = EdgesOf(trace, trace.Size());
+  if (!after) {
+    return after.Why();
+  }
+  if (Fault fault = trace.CheckUnchanged()) {
+    return fault;
+  }
+  if (*after != *before) {
+    return WrittenMeanwhile(trace);
+  }
   IndexDirectory directory = DirectoryOf(trace, builder, end);
+  directory.traceEdges = *after;
   directory.times = writer.Append(builder.Times().Encode());
   directory.furtherTimes = writer.Append(builder.FurtherTimes().Encode());
-  if (!EdgesOf(trace, trace.Size(), directory.traceEdges, fault)) {
-    return -1;
-  }
-  fault = trace.CheckUnchanged();
-  if (fault) {
-    return -1;
-  }
-  if (directory.traceEdges != edges) {
-    fault = trace.Changed(0);
-    fault.reason = "the file was written to while it was read";
-    return -1;
-  }
-  return writer.Commit(directory, fault);
+  return writer.Commit(directory);
 }
 
-std::unique_ptr<Index> Index::Load(const TraceFile& trace, const std::string& file, Fault& fault) {
+Result<std::unique_ptr<Index>> Index::Load(const TraceFile& trace, const std::string& file) {
   const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (descriptor == -1) {
-    fault = SystemFault(file, "cannot open", errno);
-    return nullptr;
+    return SystemFault(file, "cannot open", errno);
   }
-  std::unique_ptr<Index> index = OpenDescriptor(trace, descriptor, file, fault);
-  return index && index->IsWhole(fault) ? std::move(index) : nullptr;
+  Result<std::unique_ptr<Index>> index = OpenDescriptor(trace, descriptor, file);
+  if (!index) {
+    return index;
+  }
+  if (Fault fault = (*index)->CheckWhole()) {
+    return fault;
+  }
+  return index;
 }
 
-std::unique_ptr<Index> Index::OpenDescriptor(const TraceFile& trace, int descriptor,
-                                             const std::string& file, Fault& fault) {
+Result<std::unique_ptr<Index>> Index::OpenDescriptor(const TraceFile& trace, int descriptor,
+                                                     const std::string& file) {
   std::unique_ptr<Index> index(new Index());
   index->descriptor = descriptor;
   index->fileName = file;
-  return index->ReadFooter(fault) && index->ReadDirectory(LargestDirectory(trace.Size()), fault) &&
-                 index->Recognises(trace, fault)
-             ? std::move(index)
-             : nullptr;
+  if (Fault fault = index->ReadFooter()) {
+    return fault;
+  }
+  if (Fault fault = index->ReadDirectory(LargestDirectory(trace.Size()))) {
+    return fault;
+  }
+  if (Fault fault = index->Recognise(trace)) {
+    return fault;
+  }
+  return index;
 }
 
 // The end of all that boundaries name: what lies behind it is made anew when the trace has grown.
@@ -277,7 +288,7 @@ uint64_t Index::EndOfBoundaries() const {
   return end;
 }
 
-bool Index::ReadFooter(Fault& fault) {
+Fault Index::ReadFooter() {
   struct stat status;
   uint8_t magic[sizeof(INDEX_MAGIC)];
   uint8_t bytes[INDEX_FOOTER];
@@ -296,21 +307,21 @@ bool Index::ReadFooter(Fault& fault) {
   const uint64_t end = fileSize - sizeof(bytes);
   if (!whole || directorySection.offset > end ||
       directorySection.packedSize != end - directorySection.offset) {
-    fault = NotUsable(fileName, "this is no index, or not a whole one, or one of another version");
-    return false;
+    return NotUsable(fileName, "this is no index, or not a whole one, or one of another version");
   }
-  return true;
+  return {};
 }
 
 // What is larger than `largest` is no directory, and no memory is spent on it.
-bool Index::ReadDirectory(uint64_t largest, Fault& fault) {
-  std::vector<uint8_t> raw;
+Fault Index::ReadDirectory(uint64_t largest) {
+  const Fault damaged = NotUsable(fileName, "the directory of the index is damaged");
+  if (directorySection.rawSize > largest || directorySection.packedSize > 2 * largest) {
+    return damaged;
+  }
+  const Result<std::vector<uint8_t>> raw = ReadSection(directorySection);
   IndexDirectory directory;
-  if (directorySection.rawSize > largest || directorySection.packedSize > 2 * largest ||
-      !ReadSection(directorySection, raw, fault) ||
-      !DecodeDirectory(raw, directorySection.offset, directory)) {
-    fault = NotUsable(fileName, "the directory of the index is damaged");
-    return false;
+  if (!raw || !DecodeDirectory(*raw, directorySection.offset, directory)) {
+    return damaged;
   }
   summary = std::move(directory.summary);
   atLastBoundary = std::move(directory.atLastBoundary);
@@ -325,10 +336,10 @@ bool Index::ReadDirectory(uint64_t largest, Fault& fault) {
   identity.changed = directory.traceChanged;
   identity.inode = directory.traceInode;
   traceEdges = directory.traceEdges;
-  return true;
+  return {};
 }
 
-bool Index::IsWhole(Fault& fault) const {
+Fault Index::CheckWhole() const {
   std::vector<uint8_t> block(256 << 10);
   uLong sum = crc32(0, nullptr, 0);
   const uint64_t end = fileSize - INDEX_FOOTER;
@@ -341,10 +352,7 @@ bool Index::IsWhole(Fault& fault) const {
     sum = crc32(sum, block.data(), static_cast<uInt>(got));
     at += static_cast<uint64_t>(got);
   }
-  if (sum != checksum) {
-    fault = NotUsable(fileName, "the index is damaged");
-  }
-  return sum == checksum;
+  return sum == checksum ? Fault() : NotUsable(fileName, "the index is damaged");
 }
 
 bool Index::IsOf(const TraceFile& trace) const {
@@ -354,18 +362,17 @@ bool Index::IsOf(const TraceFile& trace) const {
 // Whether this is an index of the trace as it is, or as it was before it grew. Of a trace that
 // grew, or is a copy, some records of every segment are compared as well: whoever rewrites a trace
 // rarely keeps those.
-bool Index::Recognises(const TraceFile& trace, Fault& fault) {
+Fault Index::Recognise(const TraceFile& trace) {
   summary.end.file = trace.Name();
   const bool same = IsOf(trace);
   const bool untouched = same && trace.GetIdentity().changed == identity.changed &&
                          trace.GetIdentity().inode == identity.inode;
-  uint32_t edges = 0;
-  if ((!same && trace.Size() <= identity.size) || !EdgesOf(trace, identity.size, edges, fault) ||
-      edges != traceEdges || (!untouched && !SamplesAgree(trace))) {
-    fault = NotUsable(fileName, "the index belongs to another trace, or to an older state of it");
-    return false;
+  const bool fits = same || trace.Size() > identity.size;
+  const Result<uint32_t> edges = EdgesOf(trace, fits ? identity.size : 0);
+  if (!fits || !edges || *edges != traceEdges || (!untouched && !SamplesAgree(trace))) {
+    return NotUsable(fileName, "the index belongs to another trace, or to an older state of it");
   }
-  return true;
+  return {};
 }
 
 bool Index::SamplesAgree(const TraceFile& trace) const {
@@ -383,37 +390,38 @@ bool Index::SamplesAgree(const TraceFile& trace) const {
   return true;
 }
 
-bool Index::ReadSection(const IndexSection& section, std::vector<uint8_t>& raw,
-                        Fault& fault) const {
+Result<std::vector<uint8_t>> Index::ReadSection(const IndexSection& section) const {
   std::vector<uint8_t> packed(section.packedSize);
+  std::vector<uint8_t> raw;
   const ssize_t got =
       pread(descriptor, packed.data(), packed.size(), static_cast<off_t>(section.offset));
   if (got != static_cast<ssize_t>(packed.size()) || !Unpack(packed, section.rawSize, raw)) {
-    fault = NotUsable(fileName, "a section of the index at byte " + std::to_string(section.offset) +
-                                    " is damaged");
-    return false;
+    return NotUsable(fileName, "a section of the index at byte " + std::to_string(section.offset) +
+                                   " is damaged");
   }
-  return true;
+  return raw;
 }
 
-// The contents of a section, good until the next one is read; null, with `fault` set, where the
-// file is damaged. What begins at a byte has one size, whatever sizes a directory gives it.
-const std::vector<uint8_t>* Index::Section(const IndexSection& section, Fault& fault) const {
+// The contents of a section, good until the next one is read. What begins at a byte has one size,
+// whatever sizes a directory gives it.
+Result<const std::vector<uint8_t>*> Index::Section(const IndexSection& section) const {
   const std::vector<uint8_t>* known = cache.Find(section.offset);
   if (known != nullptr && known->size() == section.rawSize) {
     return known;
   }
-  std::vector<uint8_t> raw;
-  return ReadSection(section, raw, fault) ? &cache.Put(section.offset, std::move(raw)) : nullptr;
+  Result<std::vector<uint8_t>> raw = ReadSection(section);
+  if (!raw) {
+    return raw.Why();
+  }
+  return &cache.Put(section.offset, std::move(raw).Take());
 }
 
 Result<TimeTable> Index::TimesAtLastBoundary() const {
-  std::vector<uint8_t> raw;
-  Fault fault;
-  if (!ReadSection(times, raw, fault)) {
-    return fault;
+  const Result<std::vector<uint8_t>> raw = ReadSection(times);
+  if (!raw) {
+    return raw.Why();
   }
-  std::optional<TimeTable> table = DecodeTimes(raw, atLastBoundary);
+  std::optional<TimeTable> table = DecodeTimes(*raw, atLastBoundary);
   if (!table) {
     return NotUsable(fileName, "the time table of the index is damaged");
   }
@@ -425,48 +433,45 @@ Result<const TimeTable*> Index::Times() const {
     return &*allTimes;
   }
   Result<TimeTable> before = TimesAtLastBoundary();
-  std::vector<uint8_t> raw;
-  Fault fault;
-  if (!before || !ReadSection(furtherTimes, raw, fault)) {
-    return before ? fault : before.Why();
+  if (!before) {
+    return before.Why();
   }
-  allTimes = DecodeFurtherTimes(std::move(before).Take(), raw, summary);
+  const Result<std::vector<uint8_t>> raw = ReadSection(furtherTimes);
+  if (!raw) {
+    return raw.Why();
+  }
+  allTimes = DecodeFurtherTimes(std::move(before).Take(), *raw, summary);
   if (!allTimes) {
     return NotUsable(fileName, "the time table of the index is damaged");
   }
   return &*allTimes;
 }
 
-bool Index::Keyframe(size_t b, std::vector<uint8_t>& codes, Fault& fault) const {
-  const std::vector<uint8_t>* keyframe = Section(boundaries[b - 1].keyframe, fault);
-  if (keyframe != nullptr) {
-    codes = *keyframe;
+Result<std::span<const uint8_t>> Index::Keyframe(size_t b) const {
+  const auto keyframe = Section(boundaries[b - 1].keyframe);
+  if (!keyframe) {
+    return keyframe.Why();
   }
-  return keyframe != nullptr;
+  return std::span<const uint8_t>(**keyframe);
 }
 
-bool Index::AddNode(size_t b, Activity activity, int sign, uint32_t columns, uint32_t rows,
-                    std::vector<uint64_t>& sums, Fault& fault) const {
+Fault Index::AddNode(size_t b, Activity activity, int sign, uint32_t columns, uint32_t rows,
+                     std::vector<uint64_t>& sums) const {
   const IndexBoundary& boundary = boundaries[b - 1];
   const bool elements = activity != TRANSMISSIONS;
   const size_t cells =
       elements ? static_cast<size_t>(boundary.columns) * boundary.rows : boundary.switches;
-  const std::vector<uint8_t>* narrow = Section(boundary.node[activity], fault);
-  if (narrow == nullptr) {
-    return false;
+  const auto narrow = Section(boundary.node[activity]);
+  if (!narrow) {
+    return narrow.Why();
   }
   // The node of a time when the array was as large as it ends up to be needs no copy.
   if (sums.size() == cells && (!elements || boundary.columns == columns)) {
-    if (!AddNarrow(*narrow, sign, sums)) {
-      fault = NotUsable(fileName, "a node of the index is damaged");
-      return false;
-    }
-    return true;
+    return AddNarrow(**narrow, sign, sums) ? Fault() : DamagedNode();
   }
   std::vector<uint64_t> part(cells);
-  if (!AddNarrow(*narrow, sign, part)) {
-    fault = NotUsable(fileName, "a node of the index is damaged");
-    return false;
+  if (!AddNarrow(**narrow, sign, part)) {
+    return DamagedNode();
   }
   const uint32_t partColumns = elements ? boundary.columns : boundary.switches;
   const uint32_t partRows = elements ? boundary.rows : 1;
@@ -477,7 +482,9 @@ bool Index::AddNode(size_t b, Activity activity, int sign, uint32_t columns, uin
           part[static_cast<size_t>(row) * partColumns + column];
     }
   }
-  return true;
+  return {};
 }
+
+Fault Index::DamagedNode() const { return NotUsable(fileName, "a node of the index is damaged"); }
 
 }  // namespace marrowfin

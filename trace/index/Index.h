@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "trace/base/Fault.h"
 #include "trace/base/Progress.h"
 #include "trace/base/Result.h"
 #include "trace/index/IndexTables.h"
@@ -49,20 +48,20 @@ class Index {
   // The index of `trace`: the one that lies beside it (TRACE.mfindex) or in the cache folder
   // ($XDG_CACHE_HOME/marrowfin or ~/.cache/marrowfin), if it is whole and of this very trace, else
   // one that is built now and kept there; where it can be kept in neither place, it is kept in an
-  // unnamed temporary file and `fault` stays empty. An index of a trace that has grown since is
-  // extended. A trace that breaks off is indexed up to the fault, which is GetSummary().end. Null
-  // where `fault` was set: the trace could not be read or changed meanwhile, `progress` asked to
-  // stop, or there is no room for the index anywhere.
-  static std::unique_ptr<Index> Open(const TraceFile& trace, const ProgressCallback& progress,
-                                     Fault& fault);
+  // unnamed temporary file, which is no fault. An index of a trace that has grown since is
+  // extended. A trace that breaks off is indexed up to the fault, which is GetSummary().end. A
+  // fault where the trace could not be read or changed meanwhile, `progress`, which is told bytes
+  // of the trace, asked to stop, or there is no room for the index anywhere.
+  static Result<std::unique_ptr<Index>> Open(const TraceFile& trace,
+                                             const ProgressCallback& progress = {});
 
   // Builds the index anew in `file`, written to a temporary beside it and renamed.
-  static bool Build(const TraceFile& trace, const std::string& file,
-                    const ProgressCallback& progress, Fault& fault, IndexLimits limits = {});
+  [[nodiscard]] static Fault Build(const TraceFile& trace, const std::string& file,
+                                   const ProgressCallback& progress = {}, IndexLimits limits = {});
 
   // Opens an index in `file` if it is whole and of this trace, as it is or as it was before it
-  // grew; null where it is not, with the reason in `fault`.
-  static std::unique_ptr<Index> Load(const TraceFile& trace, const std::string& file, Fault& fault);
+  // grew; the fault tells why it is not.
+  static Result<std::unique_ptr<Index>> Load(const TraceFile& trace, const std::string& file);
 
   Index(const Index&) = delete;
   Index& operator=(const Index&) = delete;
@@ -95,34 +94,35 @@ class Index {
   // The same of the records before the last boundary, for whoever goes on from there.
   Result<TimeTable> TimesAtLastBoundary() const;
 
-  // The codes of boundary b, as IndexBoundary::keyframe lays them out. False, with `fault` set,
-  // where the file is damaged.
-  bool Keyframe(size_t b, std::vector<uint8_t>& codes, Fault& fault) const;
+  // The codes of boundary b, as IndexBoundary::keyframe lays them out, good until the next keyframe
+  // or node is asked for. A fault where the file is damaged.
+  Result<std::span<const uint8_t>> Keyframe(size_t b) const;
 
   // Adds (sign 1) or subtracts (sign -1) the node of boundary b to `sums`. Of the processing
   // elements `sums` holds those of `columns` x `rows` positions, row by row; of switches, one per
-  // place of the summary. False, with `fault` set, where the file is damaged.
-  bool AddNode(size_t b, Activity activity, int sign, uint32_t columns, uint32_t rows,
-               std::vector<uint64_t>& sums, Fault& fault) const;
+  // place of the summary. A fault, with `sums` of no use, where the file is damaged.
+  [[nodiscard]] Fault AddNode(size_t b, Activity activity, int sign, uint32_t columns,
+                              uint32_t rows, std::vector<uint64_t>& sums) const;
 
  private:
   Index() = default;
-  static int Write(const TraceFile& trace, const std::string& file, const Index* grown,
-                   const ProgressCallback& progress, Fault& fault, IndexLimits limits);
-  static std::unique_ptr<Index> Make(const TraceFile& trace, const std::string& file,
-                                     const Index* grown, const ProgressCallback& progress,
-                                     Fault& fault, IndexLimits limits = {});
-  static std::unique_ptr<Index> OpenDescriptor(const TraceFile& trace, int descriptor,
-                                               const std::string& file, Fault& fault);
+  static Result<int> Write(const TraceFile& trace, const std::string& file, const Index* grown,
+                           const ProgressCallback& progress, IndexLimits limits);
+  static Result<std::unique_ptr<Index>> Make(const TraceFile& trace, const std::string& file,
+                                             const Index* grown, const ProgressCallback& progress,
+                                             IndexLimits limits = {});
+  static Result<std::unique_ptr<Index>> OpenDescriptor(const TraceFile& trace, int descriptor,
+                                                       const std::string& file);
   uint64_t EndOfBoundaries() const;
-  bool ReadFooter(Fault& fault);
-  bool ReadDirectory(uint64_t largest, Fault& fault);
-  bool IsWhole(Fault& fault) const;
+  Fault ReadFooter();
+  Fault ReadDirectory(uint64_t largest);
+  Fault CheckWhole() const;
   bool IsOf(const TraceFile& trace) const;
-  bool Recognises(const TraceFile& trace, Fault& fault);
+  Fault Recognise(const TraceFile& trace);
   bool SamplesAgree(const TraceFile& trace) const;
-  bool ReadSection(const IndexSection& section, std::vector<uint8_t>& raw, Fault& fault) const;
-  const std::vector<uint8_t>* Section(const IndexSection& section, Fault& fault) const;
+  Result<std::vector<uint8_t>> ReadSection(const IndexSection& section) const;
+  Result<const std::vector<uint8_t>*> Section(const IndexSection& section) const;
+  Fault DamagedNode() const;
 
   int descriptor = -1;
   std::string fileName;

@@ -211,9 +211,9 @@ void IndexBuilder::Finish() {
   summarizer.Finish();
 }
 
-bool IndexBuilder::Resume(const Index& index, const Summary& summary, Fault& fault) {
+Fault IndexBuilder::Resume(const Index& index, const Summary& summary) {
   if (index.Boundaries().empty()) {
-    return true;
+    return {};
   }
   const IndexBoundary& last = index.Boundaries().back();
   for (const IndexEntry& entry : index.Entries()) {
@@ -239,13 +239,12 @@ bool IndexBuilder::Resume(const Index& index, const Summary& summary, Fault& fau
   counted.switchCells.resize(last.switches);
   Result<TimeTable> known = index.TimesAtLastBoundary();
   if (!known) {
-    fault = known.Why();
-    return false;
+    return known.Why();
   }
   times = std::move(known).Take();
   furtherTimes = TimeCounter(times);
   furtherTimes.Clear();
-  return packer.Resume(index, fault);
+  return packer.Resume(index);
 }
 
 }  // namespace marrowfin

@@ -25,8 +25,8 @@ class IndexBuilder {
   explicit IndexBuilder(SegmentPacker::Sink sink, IndexLimits limits = {});
 
   // Takes up an index where its last boundary stands, so that records from there on can be added.
-  // False, with `fault` set, where the index is damaged.
-  bool Resume(const Index& index, const Summary& atLastBoundary, Fault& fault);
+  // A fault where the index is damaged.
+  [[nodiscard]] Fault Resume(const Index& index, const Summary& atLastBoundary);
 
   void Add(const Columns& columns);
   void Finish();

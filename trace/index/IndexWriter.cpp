@@ -55,7 +55,7 @@ IndexWriter::~IndexWriter() {
   }
 }
 
-bool IndexWriter::Open(const std::string& name, mode_t permissions, Fault& fault) {
+Fault IndexWriter::Open(const std::string& name, mode_t permissions) {
   file = name;
   shownName = name;
   if (file.empty()) {
@@ -67,11 +67,10 @@ bool IndexWriter::Open(const std::string& name, mode_t permissions, Fault& fault
     OpenTemporary(permissions);
   }
   if (descriptor == -1) {
-    fault = SystemFault(shownName, "cannot write the index", errno);
-    return false;
+    return SystemFault(shownName, "cannot write the index", errno);
   }
   Put(INDEX_MAGIC, sizeof(INDEX_MAGIC));
-  return true;
+  return {};
 }
 
 void IndexWriter::OpenTemporary(mode_t permissions) {
@@ -172,7 +171,7 @@ bool IndexWriter::CopyData(int from, uint64_t end) {
   return true;
 }
 
-int IndexWriter::Commit(const IndexDirectory& directory, Fault& fault) {
+Result<int> IndexWriter::Commit(const IndexDirectory& directory) {
   IndexFooter footer;
   footer.directory = Append(EncodeDirectory(directory));
   footer.sum = sum;
@@ -185,8 +184,7 @@ int IndexWriter::Commit(const IndexDirectory& directory, Fault& fault) {
     failure = SystemFault(shownName, "cannot write the index", errno);
   }
   if (failure) {
-    fault = failure;
-    return -1;
+    return failure;
   }
   temporary.clear();
   const int kept = descriptor;

@@ -8,7 +8,7 @@
 #include <span>
 #include <string>
 
-#include "trace/base/Fault.h"
+#include "trace/base/Result.h"
 #include "trace/index/Index.h"
 #include "trace/index/IndexFormat.h"
 
@@ -28,7 +28,7 @@ class IndexWriter {
 
   // Begins to write what shall be `file`, which those may read whom `permissions` (of the trace)
   // allow it; an empty name stands for an unnamed file that goes away with its descriptor.
-  bool Open(const std::string& file, mode_t permissions, Fault& fault);
+  [[nodiscard]] Fault Open(const std::string& file, mode_t permissions);
 
   // Packs and appends a section. After a failed write nothing more is written, and Commit fails.
   IndexSection Append(std::span<const uint8_t> raw);
@@ -41,8 +41,8 @@ class IndexWriter {
   bool CopyData(int from, uint64_t size);
 
   // Writes the directory, makes it durable and gives the file its name. Returns a descriptor for
-  // reading, which the caller closes, or -1 with `fault` set.
-  int Commit(const IndexDirectory& directory, Fault& fault);
+  // reading, which the caller closes.
+  Result<int> Commit(const IndexDirectory& directory);
 
   uint64_t Size() const { return size; }
 

@@ -151,25 +151,28 @@ std::vector<uint8_t> SegmentPacker::Node::Narrowed(size_t activity) const {
               : Narrow(std::span<const uint32_t>(sums[activity]));
 }
 
-bool SegmentPacker::Resume(const Index& index, Fault& fault) {
+Fault SegmentPacker::Resume(const Index& index) {
   boundaries.assign(index.Boundaries().begin(), index.Boundaries().end());
   columns = boundaries.back().columns;
   rows = boundaries.back().rows;
-  return ResumeCodes(index, fault) && ResumeNodes(index, fault);
-}
-
-bool SegmentPacker::ResumeCodes(const Index& index, Fault& fault) {
-  std::vector<uint8_t> keyframe;
-  if (!index.Keyframe(boundaries.size(), keyframe, fault)) {
-    return false;
+  if (Fault fault = ResumeCodes(index)) {
+    return fault;
   }
-  const auto switches = keyframe.end() - static_cast<ptrdiff_t>(boundaries.back().switches);
-  codes.assign(keyframe.begin(), switches);
-  switchCodes.assign(switches, keyframe.end());
-  return true;
+  return ResumeNodes(index);
 }
 
-bool SegmentPacker::ResumeNodes(const Index& index, Fault& fault) {
+Fault SegmentPacker::ResumeCodes(const Index& index) {
+  const Result<std::span<const uint8_t>> keyframe = index.Keyframe(boundaries.size());
+  if (!keyframe) {
+    return keyframe.Why();
+  }
+  const auto switches = keyframe->end() - static_cast<ptrdiff_t>(boundaries.back().switches);
+  codes.assign(keyframe->begin(), switches);
+  switchCodes.assign(switches, keyframe->end());
+  return {};
+}
+
+Fault SegmentPacker::ResumeNodes(const Index& index) {
   for (size_t b = boundaries.size(); b > 0; b &= b - 1) {
     Node node;
     node.columns = boundaries[b - 1].columns;
@@ -179,8 +182,8 @@ bool SegmentPacker::ResumeNodes(const Index& index, Fault& fault) {
       std::vector<uint64_t> sums(activity == TRANSMISSIONS
                                      ? boundaries[b - 1].switches
                                      : static_cast<size_t>(node.columns) * node.rows);
-      if (!index.AddNode(b, activity, 1, node.columns, node.rows, sums, fault)) {
-        return false;
+      if (Fault fault = index.AddNode(b, activity, 1, node.columns, node.rows, sums)) {
+        return fault;
       }
       if (node.wide) {
         node.wideSums[activity] = std::move(sums);
@@ -190,7 +193,7 @@ bool SegmentPacker::ResumeNodes(const Index& index, Fault& fault) {
     }
     nodes.insert(nodes.begin(), std::move(node));
   }
-  return true;
+  return {};
 }
 
 }  // namespace marrowfin

@@ -55,8 +55,8 @@ class SegmentPacker {
   // There is room for so many boundaries; more of them move.
   SegmentPacker(Sink sink, size_t room) : sink(std::move(sink)) { boundaries.reserve(room); }
 
-  // Takes up an index behind its last boundary. False, with `fault` set, where it is damaged.
-  bool Resume(const Index& index, Fault& fault);
+  // Takes up an index behind its last boundary. A fault where it is damaged.
+  [[nodiscard]] Fault Resume(const Index& index);
 
   // Adds the next segment, whose array is no smaller than those before. Its cells are reset.
   void Add(Segment& segment);
@@ -90,8 +90,8 @@ class SegmentPacker {
     std::vector<uint8_t> Narrowed(size_t activity) const;
   };
 
-  bool ResumeCodes(const Index& index, Fault& fault);
-  bool ResumeNodes(const Index& index, Fault& fault);
+  Fault ResumeCodes(const Index& index);
+  Fault ResumeNodes(const Index& index);
   void UpdateCodes(const Segment& segment);
   static Node TakeNode(Segment& segment);
   void MergeNodes(Node& node, int levels);

@@ -20,10 +20,8 @@ constexpr uint64_t LAST_CYCLE = ~uint64_t{0};
 // A trace whose index has a time table of few cells, as that of a long trace has.
 struct Coarse {
   explicit Coarse(const std::vector<Event>& events, size_t cells = 32) : opened(Encode(events)) {
-    Fault fault;
-    EXPECT_TRUE(Index::Build(*opened.trace, opened.index->FileName(), {}, fault,
-                             {.segmentRecords = 1, .entryRecords = 1, .timeCells = cells}))
-        << fault.Text();
+    EXPECT_TRUE(IsFine(Index::Build(*opened.trace, opened.index->FileName(), {},
+                                    {.segmentRecords = 1, .entryRecords = 1, .timeCells = cells})));
     opened.Reopen();
   }
 

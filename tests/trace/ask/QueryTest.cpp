@@ -82,9 +82,7 @@ EventFilter RandomFilter(std::mt19937& random, const std::vector<Event>& events,
 
 // A trace with an index of short segments and a dense or a thin sparse table.
 void IndexAnew(Opened& opened, IndexLimits limits) {
-  Fault fault;
-  ASSERT_TRUE(Index::Build(*opened.trace, opened.index->FileName(), {}, fault, limits))
-      << fault.Text();
+  ASSERT_TRUE(IsFine(Index::Build(*opened.trace, opened.index->FileName(), {}, limits)));
   opened.Reopen();
 }
 

@@ -113,13 +113,12 @@ class ForgedSegmentsTest : public ::testing::Test {
 
   void SetUp() override {
     ASSERT_TRUE(
-        Index::Build(*opened.trace, opened.index->FileName(), {}, fault, {.segmentRecords = 1}));
+        IsFine(Index::Build(*opened.trace, opened.index->FileName(), {}, {.segmentRecords = 1})));
     opened.Reopen();
     ASSERT_GT(opened.index->Boundaries().size(), 1U);
   }
 
   Opened opened{Bytes(3000)};
-  Fault fault;
 };
 
 TEST_F(ForgedSegmentsTest, KeyframesAreAsLongAsTheyAreWhateverTheIndexSays) {
@@ -129,9 +128,9 @@ TEST_F(ForgedSegmentsTest, KeyframesAreAsLongAsTheyAreWhateverTheIndexSays) {
   opened.Reopen();
   ASSERT_GT(opened.index->Boundaries().size(), 1U) << "the forgery was not believed";
   std::vector<uint64_t> sums;
-  ASSERT_TRUE(opened.index->AddNode(1, TRANSMISSIONS, 1, 0, 0, sums, fault)) << fault.Text();
-  std::vector<uint8_t> codes;
-  EXPECT_TRUE(IsRefused(*opened.index, opened.index->Keyframe(1, codes, fault), fault));
+  ASSERT_TRUE(IsFine(opened.index->AddNode(1, TRANSMISSIONS, 1, 0, 0, sums)));
+  const auto keyframe = opened.index->Keyframe(1);
+  EXPECT_TRUE(IsRefused(*opened.index, static_cast<bool>(keyframe), keyframe.Why()));
 }
 
 TEST_F(ForgedSegmentsTest, TimeTablesTellAsManyRecordsAsTheTraceHas) {

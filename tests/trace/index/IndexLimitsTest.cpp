@@ -67,10 +67,9 @@ TEST(IndexLimitsTest, FarthestPlacesCostNoMemory) {
   WriteFile(folder.File("t"), Encode(FarEvents(150000)));
   ExpectInChild([&] {
     const uint64_t before = PeakMemory();
-    Fault fault;
     const auto trace = OpenTrace(folder.File("t"));
-    const auto index = Index::Open(*trace, {}, fault);
-    ASSERT_TRUE(index) << fault.Text();
+    const auto index = OpenIndex(*trace);
+    ASSERT_TRUE(index);
     EXPECT_FALSE(index->HasBoundaries());
     EXPECT_EQ(index->GetSummary().fired.columns, uint64_t{1} << 32);
     EXPECT_EQ(index->GetSummary().sent.columns, uint64_t{1} << 32);
@@ -337,8 +336,7 @@ uint32_t EdgesOf(const std::string& bytes) {
 void WriteCrowdedIndex(const TraceFile& trace, const std::string& bytes,
                        const std::vector<Event>& events) {
   IndexWriter writer;
-  Fault fault;
-  ASSERT_TRUE(writer.Open(trace.Name() + ".mfindex", 0644, fault)) << fault.Text();
+  ASSERT_TRUE(IsFine(writer.Open(trace.Name() + ".mfindex", 0644)));
   IndexBuilder builder([&](std::span<const uint8_t> raw) { return writer.Append(raw); });
   Reader reader(PieceSource(trace.File(), 0, trace.Size()), "t");
   auto columns = std::make_unique<Columns>();
@@ -364,9 +362,9 @@ void WriteCrowdedIndex(const TraceFile& trace, const std::string& bytes,
     directory.entries.push_back(entry);
     entry.offset += RecordSize(event.type);
   }
-  const int descriptor = writer.Commit(directory, fault);
-  ASSERT_NE(descriptor, -1) << fault.Text();
-  close(descriptor);
+  const Result<int> descriptor = writer.Commit(directory);
+  ASSERT_TRUE(IsFine(descriptor.Why()));
+  close(*descriptor);
 }
 
 // An index with short segments has as many of them as one of a long trace.
@@ -377,11 +375,9 @@ struct FineIndex {
   }
 
   void Reopen(IndexLimits limits) {
-    Fault fault;
     trace = OpenTrace(folder.File("t"));
-    EXPECT_TRUE(Index::Build(*trace, folder.File("t.mfindex"), {}, fault, limits)) << fault.Text();
-    index = Index::Load(*trace, folder.File("t.mfindex"), fault);
-    EXPECT_FALSE(fault) << fault.Text();
+    EXPECT_TRUE(IsFine(Index::Build(*trace, folder.File("t.mfindex"), {}, limits)));
+    index = Made(Index::Load(*trace, folder.File("t.mfindex")));
   }
 
   TempDir folder;
@@ -426,18 +422,14 @@ TEST(IndexLimitsTest, IndexWhoseBoundariesWereHalvedIsExtended) {
     const FineIndex fine({events.begin(), events.begin() + static_cast<ptrdiff_t>(records)},
                          {.segmentRecords = 1, .boundaries = 16});
     WriteFile(fine.folder.File("t"), Encode(events));
-    Fault fault;
     const auto trace = OpenTrace(fine.folder.File("t"));
-    ASSERT_TRUE(Index::Load(*trace, fine.folder.File("t.mfindex"), fault)) << fault.Text();
+    ASSERT_TRUE(Made(Index::Load(*trace, fine.folder.File("t.mfindex"))));
     uint64_t first = 0;
-    const auto index = Index::Open(
-        *trace,
-        [&](const Progress& now) {
-          first = first == 0 ? now.done : first;
-          return true;
-        },
-        fault);
-    ASSERT_TRUE(index) << fault.Text();
+    const auto index = OpenIndex(*trace, [&](const Progress& now) {
+      first = first == 0 ? now.done : first;
+      return true;
+    });
+    ASSERT_TRUE(index);
     EXPECT_GT(first, records / 2 * SMALL_RECORD) << "it was built anew";
     EXPECT_EQ(Answers(*trace, *index, {2, 2, 2}, 3, 20), FreshAnswers(*trace, {2, 2, 2}, 3, 20));
   }
@@ -455,8 +447,8 @@ TEST(IndexLimitsTest, IndexWithTooManyBoundariesIsExtendedAllTheSame) {
     WriteFile(fine.folder.File("t"), Encode(events));
     Fault fault;
     const auto trace = OpenTrace(fine.folder.File("t"));
-    const auto index = Index::Open(*trace, {}, fault);
-    ASSERT_TRUE(index) << fault.Text();
+    const auto index = OpenIndex(*trace);
+    ASSERT_TRUE(index);
     ASSERT_GT(index->Boundaries().size(), 1000U) << "it was built anew";
     std::vector<uint64_t> fires;
     ASSERT_TRUE(ActivityReader(*trace, *index).Count(0, events.size(), FIRES, fires, fault));
@@ -474,17 +466,16 @@ TEST(IndexLimitsTest, FullTableOfRecordsKeepsEveryOtherOne) {
   const TempDir folder;
   const std::string bytes = Encode({events.begin(), events.begin() + 110000});
   WriteFile(folder.File("t"), bytes);
-  Fault fault;
   auto trace = OpenTrace(folder.File("t"));
   ASSERT_NO_FATAL_FAILURE(WriteCrowdedIndex(*trace, bytes, events));
-  auto index = Index::Open(*trace, {}, fault);
-  ASSERT_TRUE(index) << fault.Text();
+  auto index = OpenIndex(*trace);
+  ASSERT_TRUE(index);
   ASSERT_EQ(index->Stride(), 1U) << "the crowded index was not taken";
   ASSERT_GT(index->Boundaries().back().record, IndexLimits().entries);
   WriteFile(folder.File("t"), Encode(events));
   trace = OpenTrace(folder.File("t"));
-  index = Index::Open(*trace, {}, fault);
-  ASSERT_TRUE(index) << fault.Text();
+  index = OpenIndex(*trace);
+  ASSERT_TRUE(index);
   EXPECT_EQ(index->Stride(), 2U);
   EXPECT_LT(index->Entries().size(), IndexLimits().entries);
   EXPECT_GT(index->Entries().size(), IndexLimits().entries / 2);

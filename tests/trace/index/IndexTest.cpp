@@ -185,11 +185,10 @@ TEST(IndexTest, TraceThatIsRewrittenAtOnceIsNotMistakenForTheOneBefore) {
   for (uint32_t round = 0; round < 60; ++round) {
     events[700].thread = round;
     WriteFile(name, Encode(events));
-    Fault fault;
     const auto trace = OpenTrace(name);
-    ASSERT_TRUE(trace) << fault.Text();
-    const auto index = Index::Open(*trace, {}, fault);
-    ASSERT_TRUE(index) << fault.Text();
+    ASSERT_TRUE(trace);
+    const auto index = OpenIndex(*trace);
+    ASSERT_TRUE(index);
     // Record 700 lies outside the edges, so only its time tells the traces apart.
     std::map<uint32_t, uint64_t> threads;
     for (const Event& event : events) {
@@ -207,10 +206,9 @@ TEST(IndexTest, CopyOfTraceAndIndexNeedsNoNewIndex) {
     CopyTime(opened.name + suffix, elsewhere.File("c" + suffix));
   }
   const Stamp before = Stamp::Of(elsewhere.File("c.mfindex"));
-  Fault fault;
   const auto trace = OpenTrace(elsewhere.File("c"));
-  const auto index = Index::Open(*trace, {}, fault);
-  ASSERT_TRUE(index) << fault.Text();
+  const auto index = OpenIndex(*trace);
+  ASSERT_TRUE(index);
   EXPECT_TRUE(Stamp::Of(elsewhere.File("c.mfindex")) == before);
   EXPECT_EQ(Answers(*trace, *index, SHAPE, 1), FreshAnswers(*trace, SHAPE, 1));
 }
@@ -220,8 +218,7 @@ TEST(IndexTest, IndexOfAnotherTraceIsNotBelieved) {
   Opened other(Encode(Events(12, 80000)));
   fs::copy_file(one.name + ".mfindex", other.name + ".mfindex",
                 fs::copy_options::overwrite_existing);
-  Fault fault;
-  EXPECT_FALSE(Index::Load(*other.trace, other.name + ".mfindex", fault));
+  const Fault fault = Index::Load(*other.trace, other.name + ".mfindex").Why();
   EXPECT_EQ(fault.kind, Fault::DAMAGED_INPUT);
   EXPECT_THAT(fault.Text(), ::testing::HasSubstr("belongs to another trace"));
   ExpectRebuilt(other);
@@ -247,15 +244,13 @@ TEST(IndexTest, CutIndexIsNotBelievedWhereverItIsCut) {
   const std::string bytes = ReadFile(file);
   for (size_t size = 0; size < bytes.size(); ++size) {
     Replace(file, bytes.substr(0, size));
-    Fault fault;
-    ASSERT_FALSE(Index::Load(*opened.trace, file, fault)) << "cut at byte " << size;
-    EXPECT_EQ(fault.kind, Fault::DAMAGED_INPUT);
+    const Fault fault = Index::Load(*opened.trace, file).Why();
+    ASSERT_EQ(fault.kind, Fault::DAMAGED_INPUT) << "cut at byte " << size;
     EXPECT_EQ(fault.file, file);
   }
   ExpectRebuilt(opened);
   WriteFile(file, bytes + "x");
-  Fault fault;
-  EXPECT_FALSE(Index::Load(*opened.trace, file, fault)) << "bytes were appended";
+  EXPECT_FALSE(Index::Load(*opened.trace, file)) << "bytes were appended";
 }
 
 TEST(IndexTest, IndexIsNotBelievedWhicheverByteIsDamaged) {
@@ -269,9 +264,8 @@ TEST(IndexTest, IndexIsNotBelievedWhicheverByteIsDamaged) {
       std::string damaged = bytes;
       damaged[at] = static_cast<char>(damaged[at] ^ flip);
       Replace(file, damaged);
-      Fault fault;
-      ASSERT_FALSE(Index::Load(*opened.trace, file, fault)) << "byte " << at;
-      EXPECT_EQ(fault.kind, Fault::DAMAGED_INPUT);
+      const Fault fault = Index::Load(*opened.trace, file).Why();
+      ASSERT_EQ(fault.kind, Fault::DAMAGED_INPUT) << "byte " << at;
     }
     if (at % 101 == 0) {
       ExpectRebuilt(opened);
@@ -303,8 +297,7 @@ TEST(IndexTest, IndexOfAnotherVersionIsBuiltAnew) {
     ASSERT_EQ(bytes.substr(0, 8), "MFINDEX2");
     bytes[7] = version;
     WriteFile(file, bytes);
-    Fault fault;
-    EXPECT_FALSE(Index::Load(*opened.trace, file, fault));
+    const Fault fault = Index::Load(*opened.trace, file).Why();
     EXPECT_THAT(fault.Text(), ::testing::HasSubstr("another version"));
     ExpectRebuilt(opened);
     EXPECT_EQ(ReadFile(file).substr(0, 8), "MFINDEX2");
@@ -353,12 +346,10 @@ struct LockedAway {
   }
 
   std::unique_ptr<Index> Open() {
-    Fault fault;
     trace = OpenTrace(name);
-    EXPECT_TRUE(trace) << fault.Text();
-    std::unique_ptr<Index> index = Index::Open(*trace, {}, fault);
-    EXPECT_TRUE(index) << fault.Text();
-    EXPECT_FALSE(fault) << fault.Text();
+    EXPECT_TRUE(trace);
+    std::unique_ptr<Index> index = OpenIndex(*trace);
+    EXPECT_TRUE(index);
     return index;
   }
 
@@ -415,9 +406,8 @@ TEST(IndexTest, WhereNoIndexCanBeWrittenAtAllThatIsSaid) {
     BecomeOrdinaryUser();
     setenv("XDG_CACHE_HOME", away.outer.File("locked/cache").c_str(), 1);
     setenv("TMPDIR", away.outer.File("locked").c_str(), 1);
-    Fault fault;
     const auto trace = OpenTrace(away.name);
-    EXPECT_FALSE(Index::Open(*trace, {}, fault));
+    const Fault fault = Index::Open(*trace).Why();
     EXPECT_EQ(fault.kind, Fault::SYSTEM);
     EXPECT_EQ(fault.Text(),
               away.outer.File("locked") + ": cannot write the index: Permission denied");
@@ -438,7 +428,6 @@ TEST(IndexTest, StaleIndexInAFolderThatCannotBeWrittenToIsPassedOver) {
 TEST(IndexTest, IndexingThatIsStoppedLeavesNothing) {
   const TempDir folder;
   WriteFile(folder.File("t"), Encode(Events(21, 40000)));
-  Fault fault;
   const auto trace = OpenTrace(folder.File("t"));
   uint64_t last = 0;
   const auto stop = [&](const Progress& now) {
@@ -448,8 +437,7 @@ TEST(IndexTest, IndexingThatIsStoppedLeavesNothing) {
     last = now.done;
     return now.done < now.all / 2;
   };
-  EXPECT_FALSE(Index::Open(*trace, stop, fault));
-  EXPECT_EQ(fault.kind, Fault::CANCELLED);
+  EXPECT_EQ(Index::Open(*trace, stop).Why().kind, Fault::CANCELLED);
   EXPECT_GT(last, 0U);
   EXPECT_THAT(FilesIn(folder.Path()), ::testing::ElementsAre("t"));
 }
@@ -457,12 +445,9 @@ TEST(IndexTest, IndexingThatIsStoppedLeavesNothing) {
 TEST(IndexTest, ProgressEndsAtTheWholeTrace) {
   const TempDir folder;
   WriteFile(folder.File("t"), Encode(Events(22, 40000)));
-  Fault fault;
   const auto trace = OpenTrace(folder.File("t"));
   uint64_t last = 0;
-  const auto index = Index::Open(
-      *trace, [&](const Progress& now) { return (last = now.done, true); }, fault);
-  EXPECT_TRUE(index);
+  EXPECT_TRUE(OpenIndex(*trace, [&](const Progress& now) { return (last = now.done, true); }));
   EXPECT_EQ(last, trace->Size());
 }
 
@@ -475,19 +460,14 @@ int GrowThrough(const std::string& bytes, const std::vector<size_t>& sizes,
   int extended = 0;
   for (const size_t size : sizes) {
     WriteFile(name, bytes.substr(0, size));
-    Fault fault;
     const auto trace = OpenTrace(name);
-    EXPECT_TRUE(trace) << fault.Text();
+    EXPECT_TRUE(trace);
     uint64_t firstDone = 0;
-    const auto index = Index::Open(
-        *trace,
-        [&](const Progress& now) {
-          firstDone = firstDone == 0 ? now.done : firstDone;
-          return true;
-        },
-        fault);
+    const auto index = OpenIndex(*trace, [&](const Progress& now) {
+      firstDone = firstDone == 0 ? now.done : firstDone;
+      return true;
+    });
     if (!index) {
-      ADD_FAILURE() << fault.Text();
       return extended;
     }
     // Whatever is built anew begins with the first batch.
@@ -572,10 +552,9 @@ TEST(IndexTest, TwoProcessesThatIndexATraceAtOnceBothSucceed) {
     std::vector<pid_t> children;
     for (int i = 0; i < 3; ++i) {
       children.push_back(StartChild([&] {
-        Fault fault;
         const auto trace = OpenTrace(name);
-        const auto index = Index::Open(*trace, {}, fault);
-        ASSERT_TRUE(index) << fault.Text();
+        const auto index = OpenIndex(*trace);
+        ASSERT_TRUE(index);
         EXPECT_EQ(index->FileName(), name + ".mfindex");
         EXPECT_EQ(index->GetSummary().records, 60000U);
       }));

@@ -44,12 +44,11 @@ class ManySegmentsTest : public ::testing::Test {
 
   void MakeIndex(size_t records, IndexLimits limits) {
     WriteFile(name, Encode({events.begin(), events.begin() + static_cast<ptrdiff_t>(records)}));
-    Fault fault;
     trace = OpenTrace(name);
-    ASSERT_TRUE(trace) << fault.Text();
-    ASSERT_TRUE(Index::Build(*trace, name + ".mfindex", {}, fault, limits)) << fault.Text();
-    index = Index::Load(*trace, name + ".mfindex", fault);
-    ASSERT_TRUE(index) << fault.Text();
+    ASSERT_TRUE(trace);
+    ASSERT_TRUE(IsFine(Index::Build(*trace, name + ".mfindex", {}, limits)));
+    index = Made(Index::Load(*trace, name + ".mfindex"));
+    ASSERT_TRUE(index);
   }
 
   // One count of each unit, by looking at every event.
@@ -140,10 +139,9 @@ TEST_F(ManySegmentsTest, CountsAreRightWhereAnIndexOfManySegmentsWasExtended) {
     const size_t before = index->Boundaries().size();
     ASSERT_GT(before, records / 260);
     WriteFile(name, Encode(events));
-    Fault fault;
     trace = OpenTrace(name);
-    index = Index::Open(*trace, {}, fault);
-    ASSERT_TRUE(index) << fault.Text();
+    index = OpenIndex(*trace);
+    ASSERT_TRUE(index);
     ASSERT_GT(index->Boundaries().size(), before) << "it was built anew";
     ExpectPlainCountsOfRandomRanges(20);
   }

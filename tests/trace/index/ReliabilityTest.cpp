@@ -67,7 +67,7 @@ TEST(TraceReliabilityTest, IndexingThatIsKilledLeavesNoIndexOrAWholeOne) {
   const auto index = [&] {
     Fault fault;
     const auto trace = OpenTrace(name);
-    Index::Open(*trace, {}, fault);
+    static_cast<void>(Index::Open(*trace));
   };
   const auto start = steady_clock::now();
   ExpectInChild(index);
@@ -94,9 +94,8 @@ TEST(TraceReliabilityTest, IndexingThatIsKilledLeavesNoIndexOrAWholeOne) {
       continue;
     }
     ++whole;
-    Fault fault;
-    const auto loaded = Index::Load(*trace, name + ".mfindex", fault);
-    ASSERT_TRUE(loaded) << "round " << round << ": " << fault.Text();
+    const auto loaded = Made(Index::Load(*trace, name + ".mfindex"));
+    ASSERT_TRUE(loaded) << "round " << round;
     ASSERT_EQ(Answers(*trace, *loaded, SHAPE, 1, 1), expected);
   }
   EXPECT_GT(none, 10) << "it was killed too late";
@@ -112,29 +111,25 @@ TEST(TraceReliabilityTest, ExtendingThatIsKilledKeepsTheOldIndexOrLeavesTheNewOn
   const std::string name = folder.File("t");
   const std::string bytes = Trace(2, 110000);
   WriteFile(name, bytes.substr(0, bytes.size() / 2));
-  Fault fault;
-  ASSERT_TRUE(Index::Open(*OpenTrace(name), {}, fault)) << fault.Text();
+  ASSERT_TRUE(OpenIndex(*OpenTrace(name)));
   const std::string old = ReadFile(name + ".mfindex");
   WriteFile(name, bytes);
   const auto trace = OpenTrace(name);
   std::mt19937 random(2);
   for (int round = 0; round < 30; ++round) {
-    const pid_t child = StartChild([&] {
-      Fault ignored;
-      Index::Open(*OpenTrace(name), {}, ignored);
-    });
+    const pid_t child = StartChild([&] { static_cast<void>(Index::Open(*OpenTrace(name))); });
     usleep(static_cast<useconds_t>(random() % 40000));
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);
     if (ReadFile(name + ".mfindex") != old) {
-      const auto loaded = Index::Load(*trace, name + ".mfindex", fault);
-      ASSERT_TRUE(loaded) << fault.Text();
+      const auto loaded = Made(Index::Load(*trace, name + ".mfindex"));
+      ASSERT_TRUE(loaded);
       ASSERT_EQ(loaded->GetSummary().bytes, bytes.size());
       fs::remove(name + ".mfindex");
       WriteFile(name + ".mfindex", old);
     }
   }
-  ASSERT_TRUE(Index::Open(*trace, {}, fault)) << fault.Text();
+  ASSERT_TRUE(OpenIndex(*trace));
   EXPECT_TRUE(LeftoversIn(folder.Path()).empty());
 }
 
@@ -151,15 +146,15 @@ TEST(TraceReliabilityTest, OnlyTemporariesThatNobodyWritesAnyMoreAreRemoved) {
   ASSERT_EQ(symlink("t", (prefix + "link01").c_str()), 0);
   IndexWriter writing;
   Fault fault;
-  ASSERT_TRUE(writing.Open(name + ".mfindex", 0600, fault)) << fault.Text();
+  ASSERT_TRUE(IsFine(writing.Open(name + ".mfindex", 0600)));
   const std::vector<std::string> one = LeftoversIn(folder.Path());
-  ASSERT_TRUE(Index::Open(*OpenTrace(name), {}, fault)) << fault.Text();
+  ASSERT_TRUE(OpenIndex(*OpenTrace(name)));
   std::vector<std::string> left = LeftoversIn(folder.Path());
   EXPECT_EQ(left.size(), 6U) << "those with other names, the link and the one that is written";
   for (const std::string gone : {"t.mfindex.part-dead01", "t.mfindex.part-dead02"}) {
     EXPECT_THAT(left, ::testing::Not(::testing::Contains(gone)));
   }
-  EXPECT_EQ(writing.Commit(IndexDirectory(), fault) != -1, true) << fault.Text();
+  EXPECT_TRUE(IsFine(writing.Commit(IndexDirectory()).Why()));
   EXPECT_EQ(LeftoversIn(folder.Path()).size(), 5U);
 }
 
@@ -177,9 +172,8 @@ TEST(TraceReliabilityTest, FullDiskSendsTheIndexToTheCacheFolder) {
     ASSERT_NO_FATAL_FAILURE(FillDisk(disk));
     Fault fault;
     const auto trace = OpenTrace(disk + "/t");
-    const auto index = Index::Open(*trace, {}, fault);
-    ASSERT_TRUE(index) << fault.Text();
-    EXPECT_FALSE(fault);
+    const auto index = OpenIndex(*trace);
+    ASSERT_TRUE(index);
     EXPECT_THAT(index->FileName(), ::testing::StartsWith(folder.File("cache/marrowfin/t-")));
     EXPECT_EQ(Answers(*trace, *index, SHAPE, 1), FreshAnswers(*trace, SHAPE, 1));
     EXPECT_TRUE(LeftoversIn(disk).empty());
@@ -198,13 +192,12 @@ TEST(TraceReliabilityTest, FullDiskEverywhereIsAClearErrorAndTheOldIndexStays) {
     setenv("TMPDIR", disk.c_str(), 1);
     const std::string bytes = Trace(5, 100000);
     WriteFile(disk + "/t", bytes.substr(0, bytes.size() / 2));
-    Fault fault;
-    ASSERT_TRUE(Index::Open(*OpenTrace(disk + "/t"), {}, fault)) << fault.Text();
+    ASSERT_TRUE(OpenIndex(*OpenTrace(disk + "/t")));
     const std::string old = ReadFile(disk + "/t.mfindex");
     WriteFile(disk + "/t", bytes);
     ASSERT_NO_FATAL_FAILURE(FillDisk(disk));
     const auto trace = OpenTrace(disk + "/t");
-    EXPECT_FALSE(Index::Open(*trace, {}, fault));
+    const Fault fault = Index::Open(*trace).Why();
     EXPECT_EQ(fault.kind, Fault::SYSTEM);
     EXPECT_EQ(fault.Text(), disk +
                                 ": cannot write the index: No space left on device; make room, "
@@ -214,8 +207,8 @@ TEST(TraceReliabilityTest, FullDiskEverywhereIsAClearErrorAndTheOldIndexStays) {
     EXPECT_TRUE(LeftoversIn(disk).empty());
     // With room again, all is well.
     fs::remove(disk + "/filler");
-    const auto index = Index::Open(*trace, {}, fault);
-    ASSERT_TRUE(index) << fault.Text();
+    const auto index = OpenIndex(*trace);
+    ASSERT_TRUE(index);
     EXPECT_EQ(index->GetSummary().bytes, bytes.size());
   });
 }
@@ -231,10 +224,9 @@ TEST(TraceReliabilityTest, WhatCannotBeWrittenIsNotReadForToTheEnd) {
     ASSERT_NO_FATAL_FAILURE(MountSmallDisk(disk, 64 << 10));
     ASSERT_NO_FATAL_FAILURE(FillDisk(disk));
     uint64_t last = 0;
-    Fault fault;
     const auto trace = OpenTrace(name);
-    EXPECT_FALSE(Index::Build(
-        *trace, disk + "/i", [&](const Progress& now) { return (last = now.done, true); }, fault));
+    const Fault fault = Index::Build(*trace, disk + "/i",
+                                     [&](const Progress& now) { return (last = now.done, true); });
     EXPECT_EQ(fault.kind, Fault::SYSTEM);
     EXPECT_LT(last, trace->Size() / 2);
   });
@@ -247,12 +239,11 @@ TEST(TraceReliabilityTest, LimitOnTheSizeOfFilesIsAnErrorAndNotTheEndOfTheProces
   ExpectInChild([&] {
     const struct rlimit limit = {1000, 1000};
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-    Fault fault;
     const auto trace = OpenTrace(name);
-    EXPECT_FALSE(Index::Build(*trace, folder.File("i"), {}, fault));
+    const Fault fault = Index::Build(*trace, folder.File("i"));
     EXPECT_EQ(fault.kind, Fault::SYSTEM);
     EXPECT_THAT(fault.Text(), ::testing::HasSubstr("cannot write the index: File too large"));
-    EXPECT_FALSE(Index::Open(*trace, {}, fault));
+    EXPECT_EQ(Index::Open(*trace).Why().kind, Fault::SYSTEM);
     EXPECT_TRUE(LeftoversIn(folder.Path()).empty());
   });
 }
@@ -323,19 +314,16 @@ TEST(TraceReliabilityTest, TraceThatIsTruncatedIsIndexedAnewWhenItIsOpenedAgain)
 }
 
 // Does something to a trace while it is being indexed.
-std::unique_ptr<Index> OpenWhile(const TraceFile& trace, const std::function<void()>& change,
-                                 Fault& fault) {
+Result<std::unique_ptr<Index>> OpenWhile(const TraceFile& trace,
+                                         const std::function<void()>& change) {
   bool done = false;
-  return Index::Open(
-      trace,
-      [&](const Progress& now) {
-        if (!done && now.done > now.all / 3) {
-          done = true;
-          change();
-        }
-        return true;
-      },
-      fault);
+  return Index::Open(trace, [&](const Progress& now) {
+    if (!done && now.done > now.all / 3) {
+      done = true;
+      change();
+    }
+    return true;
+  });
 }
 
 // A simulator that runs again empties its trace and then writes more than there was. Where the
@@ -353,11 +341,8 @@ TEST(TraceReliabilityTest, TraceThatIsWrittenAnewWhileItIsIndexedIsAFaultThoughI
   for (const std::string& longer : {Trace(11, 300000), Encode(events)}) {
     const TempDir folder;
     WriteFile(folder.File("t"), bytes);
-    Fault fault;
     const auto trace = OpenTrace(folder.File("t"));
-    const auto index = OpenWhile(
-        *trace, [&] { WriteFile(folder.File("t"), longer); }, fault);
-    EXPECT_EQ(index, nullptr);
+    const Fault fault = OpenWhile(*trace, [&] { WriteFile(folder.File("t"), longer); }).Why();
     EXPECT_EQ(fault.kind, Fault::CHANGED) << fault.Text();
   }
 }
@@ -368,9 +353,8 @@ TEST(TraceReliabilityTest, TraceThatIsTruncatedWhileItIsIndexedIsAFaultThatSaysS
     const TempDir folder;
     const std::string name = folder.File("t");
     WriteFile(name, bytes);
-    Fault fault;
-    EXPECT_FALSE(OpenWhile(
-        *OpenTrace(name), [&] { fs::resize_file(name, size); }, fault));
+    const auto trace = OpenTrace(name);
+    const Fault fault = OpenWhile(*trace, [&] { fs::resize_file(name, size); }).Why();
     EXPECT_EQ(fault.kind, Fault::CHANGED) << fault.Text();
     EXPECT_THAT(fault.Text(), ::testing::HasSubstr("became shorter while it was read"));
     EXPECT_FALSE(fs::exists(name + ".mfindex"));
@@ -383,13 +367,10 @@ TEST(TraceReliabilityTest, TraceThatIsWrittenAnewWhileItIsIndexedIsNotBelievedLa
   const TempDir folder;
   const std::string name = folder.File("t");
   WriteFile(name, Trace(11, 80000));
-  Fault fault;
-  OpenWhile(
-      *OpenTrace(name), [&] { WriteFile(name, Trace(12, 90000)); }, fault);
+  static_cast<void>(OpenWhile(*OpenTrace(name), [&] { WriteFile(name, Trace(12, 90000)); }));
   const auto trace = OpenTrace(name);
-  fault = Fault();
-  const auto index = Index::Open(*trace, {}, fault);
-  ASSERT_TRUE(index) << fault.Text();
+  const auto index = OpenIndex(*trace);
+  ASSERT_TRUE(index);
   EXPECT_EQ(Answers(*trace, *index, SHAPE, 1), FreshAnswers(*trace, SHAPE, 1));
 }
 
@@ -398,13 +379,12 @@ TEST(TraceReliabilityTest, TraceWhoseBytesChangeWhileItIsIndexedIsAFaultThatSays
   const std::string name = folder.File("t");
   WriteFile(name, Trace(13, 80000));
   const std::string other = Trace(14, 1);
-  Fault fault;
   const auto change = [&] {
     const int file = open(name.c_str(), O_WRONLY | O_CLOEXEC);
     EXPECT_EQ(pwrite(file, other.data(), other.size(), 0), static_cast<ssize_t>(other.size()));
     close(file);
   };
-  EXPECT_FALSE(OpenWhile(*OpenTrace(name), change, fault));
+  const Fault fault = OpenWhile(*OpenTrace(name), change).Why();
   EXPECT_EQ(fault.kind, Fault::CHANGED);
   EXPECT_THAT(fault.Text(), ::testing::HasSubstr("was written to while it was read"));
 }
@@ -422,13 +402,13 @@ TEST(TraceReliabilityTest, TraceThatGrowsWhileItIsIndexedIsIndexedAsItWas) {
     EXPECT_EQ(write(file, rest.data(), rest.size()), static_cast<ssize_t>(rest.size()));
     close(file);
   };
-  const auto half = OpenWhile(*before, grow, fault);
-  ASSERT_TRUE(half) << fault.Text();
+  const auto half = Made(OpenWhile(*before, grow));
+  ASSERT_TRUE(half);
   EXPECT_LE(half->GetSummary().bytes, bytes.size() / 2);
   EXPECT_GT(half->GetSummary().bytes, bytes.size() / 2 - LARGE_RECORD);
   const auto trace = OpenTrace(name);
-  const auto index = Index::Open(*trace, {}, fault);
-  ASSERT_TRUE(index) << fault.Text();
+  const auto index = OpenIndex(*trace);
+  ASSERT_TRUE(index);
   EXPECT_EQ(index->GetSummary().bytes, bytes.size());
   EXPECT_EQ(Answers(*trace, *index, SHAPE, 1), FreshAnswers(*trace, SHAPE, 1));
 }
@@ -451,13 +431,12 @@ TEST(TraceReliabilityTest, TraceThatIsReplacedWhileItIsIndexedIsIndexedAnewNextT
   WriteFile(folder.File("new"), Trace(19, 80000));
   Fault fault;
   const auto before = OpenTrace(name);
-  const auto index = OpenWhile(
-      *before, [&] { fs::rename(folder.File("new"), name); }, fault);
-  ASSERT_TRUE(index) << fault.Text();
+  const auto index = Made(OpenWhile(*before, [&] { fs::rename(folder.File("new"), name); }));
+  ASSERT_TRUE(index);
   EXPECT_EQ(Answers(*before, *index, SHAPE, 1), FreshAnswers(*before, SHAPE, 1));
   const auto after = OpenTrace(name);
-  const auto anew = Index::Open(*after, {}, fault);
-  ASSERT_TRUE(anew) << fault.Text();
+  const auto anew = OpenIndex(*after);
+  ASSERT_TRUE(anew);
   EXPECT_EQ(Answers(*after, *anew, SHAPE, 1), FreshAnswers(*after, SHAPE, 1));
 }
 
@@ -474,9 +453,7 @@ TEST(TraceReliabilityTest, IndexThatIsDamagedWhileItIsOpenIsAFaultThatNamesIt) {
   const std::string file = opened.name + ".mfindex";
   const std::string bytes = ReadFile(file);
   fs::resize_file(file, 8);
-  Fault fault;
-  std::vector<uint8_t> codes;
-  EXPECT_FALSE(opened.index->Keyframe(1, codes, fault));
+  Fault fault = opened.index->Keyframe(1).Why();
   EXPECT_EQ(fault.kind, Fault::DAMAGED_INPUT);
   EXPECT_EQ(fault.Text(), file +
                               ": record 0 at byte 0: a section of the index at byte 8 is "
@@ -487,7 +464,7 @@ TEST(TraceReliabilityTest, IndexThatIsDamagedWhileItIsOpenIsAFaultThatNamesIt) {
   EXPECT_EQ(fault.kind, Fault::DAMAGED_INPUT);
   Answers(*opened.trace, *opened.index, SHAPE, 1);
   WriteFile(file, std::string(bytes.size(), 'x'));
-  EXPECT_FALSE(opened.index->Keyframe(1, codes, fault));
+  EXPECT_FALSE(opened.index->Keyframe(1));
   Answers(*opened.trace, *opened.index, SHAPE, 1);
 }
 
@@ -554,10 +531,9 @@ TEST(TraceReliabilityTest, FileThatIsAllHolesTakesNoTimeAndNoMemory) {
   const std::string name = folder.File("t");
   WriteFile(name, "");
   fs::resize_file(name, uintmax_t{1} << 42);
-  Fault fault;
   const auto trace = OpenTrace(name);
-  const auto index = Index::Open(*trace, {}, fault);
-  ASSERT_TRUE(index) << fault.Text();
+  const auto index = OpenIndex(*trace);
+  ASSERT_TRUE(index);
   EXPECT_EQ(index->GetSummary().records, 0U);
   EXPECT_EQ(index->GetSummary().end.kind, Fault::UNKNOWN_TYPE);
 }
@@ -571,8 +547,7 @@ TEST(TraceReliabilityTest, ThreadsWithAnIndexEachGetTheSameAnswers) {
   std::vector<std::thread> threads;
   for (std::string& answer : answers) {
     threads.emplace_back([&] {
-      Fault fault;
-      const auto index = Index::Open(*opened.trace, {}, fault);
+      const auto index = OpenIndex(*opened.trace);
       answer = Answers(*opened.trace, *index, SHAPE, 1);
     });
   }
@@ -592,9 +567,8 @@ TEST(TraceReliabilityTest, ThreadsMayIndexTheSameTraceAtOnce) {
   std::vector<std::thread> threads;
   for (std::string& answer : answers) {
     threads.emplace_back([&] {
-      Fault fault;
-      const auto index = Index::Open(*trace, {}, fault);
-      answer = index ? Answers(*trace, *index, SHAPE, 1) : fault.Text();
+      const auto index = Index::Open(*trace);
+      answer = index ? Answers(*trace, **index, SHAPE, 1) : index.Why().Text();
     });
   }
   for (std::thread& thread : threads) {

@@ -204,12 +204,11 @@ std::string Answers(const TraceFile& trace, const Index& index, const ArrayShape
 std::string FreshAnswers(const TraceFile& trace, const ArrayShape& shape, uint32_t seed,
                          int questions) {
   const TempDir folder;
-  Fault fault;
-  if (!Index::Build(trace, folder.File("fresh"), {}, fault)) {
+  if (const Fault fault = Index::Build(trace, folder.File("fresh"))) {
     return fault.Text();
   }
-  const std::unique_ptr<Index> index = Index::Load(trace, folder.File("fresh"), fault);
-  return index ? Answers(trace, *index, shape, seed, questions) : fault.Text();
+  const auto index = Index::Load(trace, folder.File("fresh"));
+  return index ? Answers(trace, **index, shape, seed, questions) : index.Why().Text();
 }
 
 }  // namespace marrowfin::testing

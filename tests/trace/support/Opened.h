@@ -14,18 +14,32 @@
 
 namespace marrowfin::testing {
 
+// Whether a call met no fault; says which one it met.
+inline ::testing::AssertionResult IsFine(const Fault& fault) {
+  return fault ? ::testing::AssertionFailure() << fault.Text() : ::testing::AssertionSuccess();
+}
+
+// What a call made, which must not have failed; null where it did.
+template <class T>
+std::unique_ptr<T> Made(Result<std::unique_ptr<T>> result) {
+  EXPECT_TRUE(IsFine(result.Why()));
+  return result ? std::move(result).Take() : nullptr;
+}
+
 // The trace in a file that can be opened.
 inline std::unique_ptr<TraceFile> OpenTrace(const std::string& name) {
-  Result<std::unique_ptr<TraceFile>> trace = TraceFile::Open(name);
-  EXPECT_TRUE(trace) << trace.Why().Text();
-  return trace ? std::move(trace).Take() : nullptr;
+  return Made(TraceFile::Open(name));
 }
 
 // The bytes of a file that can be opened, unpacked where it is packed.
 inline std::unique_ptr<ByteSource> OpenInput(const std::string& name) {
-  Result<std::unique_ptr<ByteSource>> source = OpenSource(name);
-  EXPECT_TRUE(source) << source.Why().Text();
-  return source ? std::move(source).Take() : nullptr;
+  return Made(OpenSource(name));
+}
+
+// The index of a trace that can be indexed.
+inline std::unique_ptr<Index> OpenIndex(const TraceFile& trace,
+                                        const ProgressCallback& progress = {}) {
+  return Made(Index::Open(trace, progress));
 }
 
 // A trace in a file of its own, open and indexed.
@@ -36,10 +50,8 @@ struct Opened {
   }
 
   void Reopen() {
-    Fault fault;
     trace = OpenTrace(name);
-    index = Index::Open(*trace, {}, fault);
-    EXPECT_FALSE(fault) << fault.Text();
+    index = OpenIndex(*trace);
   }
 
   TempDir folder;
