@@ -6,7 +6,7 @@ Array::Array(const Layout& layout)
     : Component("array"), layout(layout), pes(1UL * layout.Side() * layout.Side()) {
   AddOption(&dotFile, "-dotFile", "file for the graph of the units in the DOT language", "");
   AddStat(&cycles, "cycles", "simulated", 0);
-  AddStat(&utilization, "utilization", "multiplications per PE and cycle", 0);
+  AddStat(&utilisation, "utilisation", "multiplications per PE and cycle", 0);
   AddStatContainer(&Message::stats);
   AddChild(&host);
   AddChild(&trace);
@@ -116,7 +116,7 @@ void Array::Compute() {
     multiplications += pe->multiplications;
   }
   const double slots = static_cast<double>(cycles) * static_cast<double>(pes.size());
-  utilization = cycles == 0 ? 0 : static_cast<float>(static_cast<double>(multiplications) / slots);
+  utilisation = cycles == 0 ? 0 : static_cast<float>(static_cast<double>(multiplications) / slots);
 }
 
 }  // namespace marrowfin::systolic

@@ -52,7 +52,7 @@ class Array : public Component {
   std::vector<Pe*> pes;                           // row by row
   std::vector<Switch*> switches;                  // row by row
   unsigned long long cycles;
-  float utilization;
+  float utilisation;
 };
 
 }  // namespace marrowfin::systolic

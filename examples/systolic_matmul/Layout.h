@@ -34,9 +34,9 @@ struct Layout {
   unsigned pes = 4;
 };
 
-// "pe3_2": a kind of unit, its row and its column.
+// "pe3_2": a kind of unit, its column and its row.
 inline std::string UnitName(const char* kind, unsigned row, unsigned column) {
-  return kind + std::to_string(row) + "_" + std::to_string(column);
+  return kind + std::to_string(column) + "_" + std::to_string(row);
 }
 
 }  // namespace marrowfin::systolic

@@ -6,8 +6,10 @@
 
 #include <fcntl.h>
 
+#include <cctype>
 #include <csignal>
 #include <cstdio>
+#include <vector>
 
 #include "Array.h"
 #include "Util/Regression.h"
@@ -90,7 +92,7 @@ int PrintHelp() {
       "Multiplies matrices on a systolic array and checks the products.\n\n"
       "An OPTION is a basic regular expression for whole names of options:\n"
       "  systolic_matmul -c 2 -.*inner 20 -.*outFilename run.trace\n"
-      "Units are named CLUSTER/DOMAIN/PE, each by row and column: c0_1/d1_0/pe3_2.\n\n");
+      "Units are named CLUSTER/DOMAIN/PE, each by column and row: c0_1/d1_0/pe3_2.\n\n");
   program.options.PrintUsage(SimOutput::out);
   return 0;
 }
@@ -134,12 +136,38 @@ bool IsPossible(const Schedule& schedule) {
          IsWithin("gap", schedule.gap, 0, MAX_LENGTH);
 }
 
+// Whether a word sets an option that is a number.
+bool SetsNumber(CommandLineParser& parser, const std::string& word) {
+  std::vector<CommandLineParser::Option> options;
+  parser.CollectAllOptions(options);
+  for (CommandLineParser::Option& option : options) {
+    if (option.type == CommandLineParser::UINT32 && parser.Matches(word, option)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// The library takes a number that begins with a zero for an octal one. Here numbers are decimal, so
+// such zeros are taken away before it sees them; names of files keep theirs.
+void MakeDecimal(CommandLine& commandLine, CommandLineParser& parser) {
+  for (unsigned i = 0; i + 1 < commandLine.size() && commandLine[i] != "--"; i += 2) {
+    std::string& value = commandLine[i + 1];
+    const size_t digits = value.find_first_not_of('0');
+    if (digits != 0 && digits != std::string::npos && isdigit(value[digits]) != 0 &&
+        SetsNumber(parser, commandLine[i])) {
+      value.erase(0, digits);
+    }
+  }
+}
+
 // The layout has to be known before the units, and with them the other options, exist: it is looked
 // for among words that mean nothing yet.
 Layout FindLayout(CommandLine& commandLine) {
   Layout layout;
   CommandLineParser parser;
   layout.AddOptions(parser);
+  MakeDecimal(commandLine, parser);
   parser.ParseCommandLine(&commandLine, CommandLineParser::MODE_NOT_STRICT);
   return layout;
 }
@@ -174,6 +202,7 @@ int Run(CommandLine& commandLine) {
   }
   Program program(layout);
   Array& array = program.array;
+  MakeDecimal(commandLine, program.options);
   if (!program.options.ParseCommandLine(&commandLine, CommandLineParser::MODE_STRICT) ||
       !IsPossible(array.host.schedule)) {
     SimOutput::PrintError("systolic_matmul: --help lists the options\n");
@@ -187,6 +216,9 @@ int Run(CommandLine& commandLine) {
   }
   array.DoFinalize();
   array.DoStatsOutput();
+  if (!program.printer.IsReportWritten()) {
+    Regression::Fail("the report could not be written");
+  }
   Regression::PrintSuccess();
   return Regression::success == Regression::SUCCESS ? 0 : 1;
 }

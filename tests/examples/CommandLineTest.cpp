@@ -130,6 +130,21 @@ TEST(CommandLineTest, ATraceThatCannotBeWrittenEndsTheRunWithTheSystemsTextAndAR
                                 EndsWith("STATISTICS DONE\nRegression FAILED: SIGABRT\n\n")));
 }
 
+TEST(CommandLineTest, AReportThatCannotBeWrittenFailsTheRun) {
+  const CommandResult result = RunExample({"-c", "1", "-.*outputFileName", "/dev/full"});
+  EXPECT_EQ(1, result.exitStatus);
+  EXPECT_EQ("Regression FAILED: the report could not be written\n\n", result.out);
+}
+
+TEST(CommandLineTest, NumbersAreDecimalWhateverTheyBeginWith) {
+  const Words plain = {"-c", "2", "-d", "1", "-p", "4", "-.*rows", "10", "-.*gap", "0"};
+  const Words zeros = {"-c", "02", "-d", "0001", "-p", "04", "-.*rows", "010", "-.*gap", "000"};
+  EXPECT_EQ(RunExample(plain).out, RunExample(zeros).out);
+  const TempDir directory;
+  EXPECT_EQ(0, RunExample({"-c", "1", "-.*outFilename", "007"}, directory.Path()).exitStatus);
+  EXPECT_EQ("007\n", RunCommand({"ls", "-A", directory.Path()}).out);
+}
+
 // Of the products of four clusters, only those with work in a faulty one go wrong.
 int StatusWithFaulty(const std::string& pattern) {
   Words arguments = Shape{2, 2, 2, 4, 3, 4, 1, 1, 0}.Arguments();
@@ -146,6 +161,19 @@ TEST(PatternTest, OneWordReachesManyUnits) {
 TEST(PatternTest, ReachesNoOtherUnit) {
   EXPECT_EQ(0, StatusWithFaulty("-array/c0_1/.*"));
   EXPECT_EQ(0, StatusWithFaulty("-array/c1_.*/faulty"));
+}
+
+// Two clusters beside each other have work, and the two above them have none.
+TEST(PatternTest, NamesClustersByColumnAndRow) {
+  const auto status = [](const std::string& pattern) {
+    Words arguments = Shape{2, 1, 2, 2, 3, 4, 1, 1, 0}.Arguments();
+    arguments.insert(arguments.end(), {pattern, "true"});
+    return RunExample(arguments).exitStatus;
+  };
+  EXPECT_EQ(1, status("-array/c1_0/.*"));
+  EXPECT_EQ(1, status("-array/c._0/.*"));
+  EXPECT_EQ(0, status("-array/c0_1/.*"));
+  EXPECT_EQ(0, status("-array/c._1/.*"));
 }
 
 TEST(PatternTest, MustCoverTheWholeName) {

@@ -33,8 +33,8 @@ TEST_P(ProductOfShape, EveryProductIsComputedAndFoundRight) {
 // Breaks one PE of a 4 x 4 array that computes a 3 x 2 product.
 CommandResult RunWithFaultyPe(unsigned row, unsigned column) {
   char pe[100];
-  snprintf(pe, sizeof(pe), "-array/c%u_%u/d0_0/pe%u_%u/faulty", row / 2, column / 2, row % 2,
-           column % 2);
+  snprintf(pe, sizeof(pe), "-array/c%u_%u/d0_0/pe%u_%u/faulty", column / 2, row / 2, column % 2,
+           row % 2);
   Words arguments = Shape{2, 1, 2, 3, 5, 2, 1, 1, 0}.Arguments();
   arguments.insert(arguments.end(), {pe, "true"});
   return RunExample(arguments);

@@ -17,9 +17,9 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-// "c0_1" and the like.
+// "c0_1" and the like: column and row.
 std::string Unit(const char* kind, unsigned row, unsigned column) {
-  return kind + std::to_string(row) + "_" + std::to_string(column);
+  return kind + std::to_string(column) + "_" + std::to_string(row);
 }
 
 // The full names of the units that hold the PE at a position.
@@ -115,7 +115,7 @@ TEST_P(ReportOfShape, TheLoadOfASwitchHoldsEveryCycleAndEveryTransmission) {
 TEST_P(ReportOfShape, TheUtilizationIsMultiplicationsPerPeAndCycle) {
   const double multiplications = static_cast<double>(SumOf(statistics, "/multiplications"));
   const double slots = std::stod(statistics.at("array/cycles")) * shape.Side() * shape.Side();
-  EXPECT_NEAR(multiplications / slots, std::stod(statistics.at("array/utilization")), 0.0051);
+  EXPECT_NEAR(multiplications / slots, std::stod(statistics.at("array/utilisation")), 0.0051);
 }
 
 TEST_P(ReportOfShape, TheRunLastsUntilThePesAreDoneAndNotMuchLonger) {

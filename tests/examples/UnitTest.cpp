@@ -123,12 +123,12 @@ class WiringDeathTest : public ::testing::Test {
 
 TEST_F(WiringDeathTest, APeRefusesAnOperandFromAUnitThatDidNotDeclareIt) {
   EXPECT_DEATH(PeOf(0)->SendMessage(PeOf(1), NewOperand()),
-               "array/c0_0/d0_0/pe0_0 should not send to array/c0_1/d0_0/pe0_0\\.");
+               "array/c0_0/d0_0/pe0_0 should not send to array/c1_0/d0_0/pe0_0\\.");
 }
 
 TEST_F(WiringDeathTest, ASwitchRefusesAnOperandOfAnotherCluster) {
   EXPECT_DEATH(PeOf(0)->SendMessage(SwitchOf(1), NewOperand()),
-               "array/c0_0/d0_0/pe0_0 should not send to array/c0_1/switch\\.");
+               "array/c0_0/d0_0/pe0_0 should not send to array/c1_0/switch\\.");
 }
 
 TEST_F(WiringDeathTest, TheHostRefusesResultsFromUnitsOtherThanPes) {
