@@ -14,7 +14,7 @@ namespace {
 
 constexpr uint32 MOST_POSITIONS = 1024;  // of the array along an axis
 constexpr uint32 LONGEST_LATENCY = 4096;
-constexpr uint32 MOST_ENTRIES = 1 << 20;
+constexpr uint32 MOST_QUEUED = 1 << 20;
 
 struct Range {
   const char* name;
@@ -100,18 +100,18 @@ std::string Array::Fault() const {
       {"domains", shape.domains, 1, MOST_POSITIONS},
       {"pes", shape.pes, 1, MOST_POSITIONS},
       {"operandBuffer", settings.operandBuffer, 1, MOST_ENTRIES},
-      {"outputQueue", settings.outputQueue, 1, MOST_ENTRIES},
+      {"outputQueue", settings.outputQueue, 1, MOST_QUEUED},
       {"window", window, 2, MOST_ENTRIES},
       {"fireLatency", settings.fireLatency, 1, LONGEST_LATENCY},
       {"peLinkLatency", settings.peLink.latency, 1, LONGEST_LATENCY},
-      {"peLinkQueue", settings.peLink.queue, 1, MOST_ENTRIES},
+      {"peLinkQueue", settings.peLink.queue, 1, MOST_QUEUED},
       {"domainLinkLatency", settings.domainLink.latency, 1, LONGEST_LATENCY},
-      {"domainLinkQueue", settings.domainLink.queue, 1, MOST_ENTRIES},
+      {"domainLinkQueue", settings.domainLink.queue, 1, MOST_QUEUED},
       {"switchLinkLatency", settings.switchLink.latency, 1, LONGEST_LATENCY},
-      {"switchLinkQueue", settings.switchLink.queue, 1, MOST_ENTRIES},
+      {"switchLinkQueue", settings.switchLink.queue, 1, MOST_QUEUED},
       {"memoryLatency", settings.memoryLatency, 1, LONGEST_LATENCY},
-      {"memoryPorts", settings.memoryPorts, 1, MOST_ENTRIES},
-      {"memoryWords", settings.memoryWords, 1, 1U << 30},
+      {"memoryPorts", settings.memoryPorts, 1, MOST_QUEUED},
+      {"memoryWords", settings.memoryWords, 1, MOST_WORDS},
   };
   for (const Range& range : ranges) {
     std::string fault = FaultOf(range);
@@ -159,8 +159,8 @@ ProcessingElement& Array::Pe(uint32 pe) {
   return ClusterOf(pe).Domain(domain % shape.DomainsPerCluster()).Pe(shape.PositionInDomain(pe));
 }
 
-std::string Array::MemoryFault(const Graph& graph, const std::vector<uint32>& placement,
-                               uint32 threads) const {
+unsigned long long Array::MemoryNeed(const Graph& graph, const std::vector<uint32>& placement,
+                                     uint32 threads) const {
   std::vector<std::pair<uint32, uint32>> places;  // of segments in clusters
   for (uint32 i = 0; i < graph.Operations().size(); ++i) {
     if (graph.Operations()[i].UsesMemory()) {
@@ -173,7 +173,12 @@ std::string Array::MemoryFault(const Graph& graph, const std::vector<uint32>& pl
   for (const auto& [cluster, segment] : places) {
     words[cluster] += 1ULL * graph.Segments()[segment].words * threads;
   }
-  const unsigned long long most = *std::max_element(words.begin(), words.end());
+  return *std::max_element(words.begin(), words.end());
+}
+
+std::string Array::MemoryFault(const Graph& graph, const std::vector<uint32>& placement,
+                               uint32 threads) const {
+  const unsigned long long most = MemoryNeed(graph, placement, threads);
   std::string text;
   if (most > settings.memoryWords) {
     AppendFormat(text, "the program needs %llu words of a cluster's memory, which has %u", most,

@@ -19,6 +19,10 @@ namespace marrowfin::sim {
 // the data of all threads, then RunCycle() while IsRunning(), then ReadSegment().
 class Array : public Component {
  public:
+  // The largest values of -operandBuffer and of -memoryWords.
+  static constexpr uint32 MOST_ENTRIES = 1 << 20;
+  static constexpr uint32 MOST_WORDS = 1 << 30;
+
   Array();
   ~Array() override;
 
@@ -40,8 +44,12 @@ class Array : public Component {
   // Makes all units. `trace` and `log` must outlive the array.
   void Build(uint32 threads, TraceRecorder& trace, RunLog& log);
 
-  // Why the memories cannot hold the program's segments; empty if they can. `placement` holds the
-  // processing element of each operation.
+  // The words of the memory of the cluster that needs most for the program's segments. `placement`
+  // holds the processing element of each operation.
+  unsigned long long MemoryNeed(const Graph& graph, const std::vector<uint32>& placement,
+                                uint32 threads) const;
+
+  // Why the memories cannot hold the program's segments; empty if they can.
   std::string MemoryFault(const Graph& graph, const std::vector<uint32>& placement,
                           uint32 threads) const;
 

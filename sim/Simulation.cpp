@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -11,12 +12,16 @@
 #include "Util/Regression.h"
 #include "Util/SimOutput.h"
 #include "sim/OptionTable.h"
+#include "sim/Remedy.h"
 
 namespace marrowfin::sim {
 
 namespace {
 
 constexpr uint32 MOST_THREADS = 4096;
+
+// The least operations of the largest program that is built only to find out what it would need.
+constexpr unsigned long long MOST_TRIED = 1 << 16;
 
 // The options that name files.
 const char* const TRACE_OPTION = "-outFilename";
@@ -66,8 +71,13 @@ std::string Simulation::FaultOfOptions() const {
   }
   std::string fault = array.Fault();
   if (fault.empty() && operationsPerPe > array.PeCapacity(threads)) {
-    return "-operationsPerPe must be at most " + std::to_string(array.PeCapacity(threads)) +
-           " for this buffer, window and number of threads";
+    AppendFormat(
+        fault, "-operationsPerPe must be at most %u for this buffer, window and number of threads",
+        array.PeCapacity(threads));
+    const unsigned long long entries = operationsPerPe * array.EntriesOfOperation(threads);
+    if (entries <= Array::MOST_ENTRIES) {
+      AppendFormat(fault, ": -array/operandBuffer %llu would do", entries);
+    }
   }
   return fault;
 }
@@ -97,9 +107,11 @@ std::string Simulation::MakeProgram() {
   }
   const ProgramInfo& info = *FindProgram(programName);
   const unsigned long long capacity = 1ULL * array.PeCapacity(threads) * array.GetShape().PeCount();
+  const unsigned long long least = info.leastOperations(size.size);
   std::string text;
-  // A program that cannot fit is not even built: it might not fit into this machine either.
-  if (info.leastOperations(size.size) > capacity || size.nonzeros > capacity) {
+  // A program that may not fit into this machine either is not even built to find out what it
+  // needs.
+  if ((least > capacity && least > MOST_TRIED) || size.nonzeros > std::max(capacity, MOST_TRIED)) {
     AppendFormat(text, "%s of size %u is too large for the array, which holds %llu operations",
                  info.name, size.size, capacity);
     return text;
@@ -108,20 +120,29 @@ std::string Simulation::MakeProgram() {
   return program->GetGraph().Fault();
 }
 
+Placement Simulation::PlaceWithin(uint32 capacity) const {
+  return PlaceOperations(*FindPlacementPolicy(placementName), program->GetGraph(), array.GetShape(),
+                         operationsPerPe, capacity, size.seed);
+}
+
 std::string Simulation::PlaceProgram() {
   const Graph& graph = program->GetGraph();
   const uint32 capacity = array.PeCapacity(threads);
-  placement = PlaceOperations(*FindPlacementPolicy(placementName), graph, array.GetShape(),
-                              operationsPerPe, capacity, size.seed);
+  placement = PlaceWithin(capacity);
   std::string text;
   if (placement.empty()) {
     AppendFormat(text,
                  "the program has %zu operations; each of the %u processing elements holds %u of "
                  "them for this number of threads",
                  graph.Operations().size(), array.GetShape().PeCount(), capacity);
-    return text;
+  } else {
+    text = array.MemoryFault(graph, placement, threads);
   }
-  return array.MemoryFault(graph, placement, threads);
+  if (text.empty()) {
+    return "";
+  }
+  const auto place = [this](uint32 within) { return PlaceWithin(within); };
+  return text + ": " + RemedyFor(array, graph, threads, operationsPerPe, place);
 }
 
 std::string Simulation::FaultOfFiles(const std::vector<std::string>& optionFiles) {

@@ -43,6 +43,7 @@ class Simulation : public Component {
   std::string FaultOfOptions() const;
   std::string MakeProgram();
   std::string PlaceProgram();
+  Placement PlaceWithin(uint32 capacity) const;
   std::string FaultOfFiles(const std::vector<std::string>& optionFiles);
   std::string OpenFiles();
   void WriteGraph();

@@ -11,6 +11,7 @@
 #include <csignal>
 #include <filesystem>
 #include <regex>
+#include <sstream>
 
 #include "tests/sim/Laws.h"
 #include "tests/sim/Rig.h"
@@ -316,8 +317,10 @@ TEST_F(CommandTest, ZeroCountsAreErrors) {
   ExpectComplaint({"-rounds", "0"}, "must be at least 1");
   ExpectComplaint({"-sweeps", "0"}, "must be at least 1");
   ExpectComplaint({"-threads", "5000"}, "-threads must be at most 4096");
-  ExpectComplaint({"-threads", "4096", "-array/window", "1048576"}, "too large for the array");
+  ExpectComplaint({"-threads", "4096", "-array/window", "1048576"},
+                  "no operand buffer would do for these -threads and this -array/window");
   ExpectComplaint({"-operationsPerPe", "5"}, "-operationsPerPe must be at most 4 for this buffer");
+  ExpectComplaint({"-operationsPerPe", "5"}, ": -array/operandBuffer 80 would do\n");
 }
 
 TEST_F(CommandTest, UnknownNamesAreErrorsThatListTheKnownOnes) {
@@ -338,8 +341,47 @@ TEST_F(CommandTest, AProgramThatDoesNotFitIsAnErrorHoweverLargeItIs) {
   ExpectComplaint({"-program", "stencil", "-size", "40"}, "operations; each of the 1024");
   ExpectComplaint({"-program", "reduce", "-array/memoryWords", "10"},
                   "words of a cluster's memory");
-  ExpectComplaint({"-program", "reduce", "-array/operandBuffer", "3"}, "too large for the array");
+  ExpectComplaint({"-program", "reduce", "-array/operandBuffer", "3"},
+                  "holds 0 of them for this number of threads: -array/operandBuffer 16 would do");
   ExpectComplaint({"-program", "spmv", "-nonzeros", "4294967295"}, "too large for the array");
+}
+
+// The options that a complaint names, and their values.
+std::vector<std::string> RemedyIn(const std::string& complaint) {
+  std::smatch found;
+  std::vector<std::string> words;
+  if (std::regex_search(complaint, found, std::regex(": ((-[A-Za-z/]+ [0-9]+ )+)would do\n"))) {
+    std::istringstream remedy(found[1]);
+    for (std::string word; remedy >> word;) {
+      words.push_back(word);
+    }
+  }
+  return words;
+}
+
+TEST_F(CommandTest, AProgramThatDoesNotFitRunsWithTheValuesThatTheComplaintNames) {
+  const std::vector<std::vector<std::string>> runs = {
+      {"-program", "matmul", "-size", "32"},
+      {"-program", "matmul", "-size", "8", "-placement", "random", "-threads", "64"},
+      {"-program", "spmv", "-size", "500", "-threads", "1", "-array/memoryWords", "50",
+       "-array/operandBuffer", "16"},
+      {"-program", "fft", "-size", "128"},
+      {"-program", "sort", "-size", "128", "-placement", "blocked"},
+      {"-program", "stencil", "-size", "24", "-sweeps", "1"},
+      {"-program", "stencil", "-size", "12", "-sweeps", "1", "-array/clusters", "1"},
+      {"-program", "reduce", "-size", "3000", "-placement", "row-major"},
+      {"-program", "reduce", "-size", "100", "-array/memoryWords", "5"}};
+  for (std::vector<std::string> words : runs) {
+    const CommandResult refused = RunSimulator(words);
+    EXPECT_EQ(NOT_BEGUN, refused.exitStatus);
+    const std::vector<std::string> remedy = RemedyIn(refused.err);
+    ASSERT_THAT(remedy, Not(IsEmpty())) << refused.err;
+    words.insert(words.end(), remedy.begin(), remedy.end());
+    EXPECT_EQ(0, RunSimulator(words).exitStatus) << refused.err;
+    // One less is not enough.
+    words.back() = std::to_string(std::stoul(words.back()) - 1);
+    EXPECT_EQ(NOT_BEGUN, RunSimulator(words).exitStatus) << refused.err;
+  }
 }
 
 TEST_F(CommandTest, AProgramThatTakesTooLongFails) {
