@@ -133,12 +133,12 @@ void Message::operator delete(void* storage, size_t size) {
   }
 }
 
-void Message::operator delete(void* storage, size_t size, std::align_val_t alignment) {
+void Message::operator delete(void* storage, size_t /*size*/, std::align_val_t alignment) {
   if (storage == nullptr) {
     return;
   }
   CountDelete();
-  ::operator delete(storage, size, alignment);
+  ::operator delete(storage, alignment);
   --allocated;
 }
 
