@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 #include "Util/AppendFormat.h"
 #include "Util/SimOutput.h"
@@ -14,38 +15,83 @@ namespace {
 
 typedef CommandLineParser::OptionType OptionType;
 
-template <class T>
-T& At(void* storage) {
-  return *static_cast<T*>(storage);
+bool IsKnown(OptionType type) {
+  return type > CommandLineParser::INVALID && type <= CommandLineParser::VECTOR_OF_BOOL;
 }
 
-template <class T>
-const T& ValueAt(const void* storage) {
-  return *static_cast<const T*>(storage);
+bool IsList(OptionType type) { return IsKnown(type) && type % 2 == 0; }
+
+bool IsItem(OptionType type) { return IsKnown(type) && type % 2 == 1; }
+
+OptionType ItemOf(OptionType list) { return static_cast<OptionType>(list - 1); }
+
+// The value of a word, one operation for every type of item.
+
+template <class Number>
+void Read(const std::string& word, Number& value) {
+  if constexpr (std::is_floating_point_v<Number>) {
+    value = static_cast<Number>(strtod(word.c_str(), nullptr));
+  } else if constexpr (std::is_signed_v<Number>) {
+    value = static_cast<Number>(strtoll(word.c_str(), nullptr, 0));
+  } else {
+    value = static_cast<Number>(strtoull(word.c_str(), nullptr, 0));
+  }
 }
 
-template <class T>
-bool AppendItem(const std::string& word, OptionType itemType, void* list) {
-  T item{};
-  const bool parsed = CommandLineParser::Option::ParseItem(word, itemType, &item);
-  At<std::vector<T>>(list).push_back(item);
-  return parsed;
+void Read(const std::string& word, std::string& value) { value = word; }
+
+// The copy that was there before is left alone: the library cannot know who else uses it.
+void Read(const std::string& word, char*& value) { value = strdup(word.c_str()); }
+
+void Read(const std::string& word, bool& value) { value = strcasecmp(word.c_str(), "true") == 0; }
+
+// Appends a value behind the text `front`, one operation for every type of item. The two 64-bit
+// types print through each other's conversion: that is how settings have always been written down.
+
+void Append(std::string& s, const char* front, signed char v) {
+  AppendFormat(s, "%s%hhd", front, v);
 }
 
-const char* BoolName(bool value) { return value ? "true" : "false"; }
+void Append(std::string& s, const char* front, unsigned char v) {
+  AppendFormat(s, "%s%hhu", front, v);
+}
 
-// Prints the elements of a list one piece each, separated by commas. `print` gets the text that
-// goes in front of the element.
-template <class T, class PrintElement>
-void AppendList(std::string& s, const void* storage, PrintElement print) {
-  const std::vector<T>& list = ValueAt<std::vector<T>>(storage);
+void Append(std::string& s, const char* front, unsigned int v) {
+  AppendFormat(s, "%s%u", front, v);
+}
+
+void Append(std::string& s, const char* front, int v) { AppendFormat(s, "%s%d", front, v); }
+
+void Append(std::string& s, const char* front, unsigned long long v) {
+  AppendFormat(s, "%s%lld", front, static_cast<long long>(v));
+}
+
+void Append(std::string& s, const char* front, long long v) {
+  AppendFormat(s, "%s%llu", front, static_cast<unsigned long long>(v));
+}
+
+void Append(std::string& s, const char* front, double v) { AppendFormat(s, "%s%f", front, v); }
+
+void Append(std::string& s, const char* front, const std::string& v) {
+  AppendFormat(s, "%s\"%s\"", front, v.c_str());
+}
+
+void Append(std::string& s, const char* front, const char* v) { AppendFormat(s, "%s%s", front, v); }
+
+void Append(std::string& s, const char* front, bool v) {
+  AppendFormat(s, "%s%s", front, v ? "true" : "false");
+}
+
+// The elements one piece each, with commas between them.
+template <class Item>
+void AppendList(std::string& s, const std::vector<Item>& list) {
   if (list.empty()) {
     s += "<empty>";
   }
-  bool isFirst = true;
-  for (typename std::vector<T>::const_reference element : list) {
-    print(s, isFirst ? "" : ",", element);
-    isFirst = false;
+  const char* front = "";
+  for (typename std::vector<Item>::const_reference element : list) {
+    Append(s, front, element);
+    front = ",";
   }
 }
 
@@ -59,7 +105,7 @@ CommandLineParser::Option::Option(OptionType aType, const char* aName, const cha
 std::string CommandLineParser::Option::GetName() const { return fullName; }
 
 bool CommandLineParser::Option::Parse(CommandLine* cmdLine, int index) {
-  if (type <= INVALID || type > VECTOR_OF_BOOL) {
+  if (!IsKnown(type)) {
     SIM_CRASH("Illegal Type");
   }
   const unsigned int valueIndex = static_cast<unsigned int>(index) + 1;
@@ -67,232 +113,58 @@ bool CommandLineParser::Option::Parse(CommandLine* cmdLine, int index) {
 }
 
 bool CommandLineParser::Option::Parse(std::string value) {
-  switch (type) {
-    case INT8:
-    case UINT8:
-    case UINT32:
-    case INT32:
-    case UINT64:
-    case INT64:
-    case DOUBLE:
-    case FLOAT:
-    case STRING:
-    case CSTRING:
-    case BOOL:
-      return ParseItem(value, type, storage);
-    case VECTOR_OF_INT8:
-    case VECTOR_OF_UINT8:
-    case VECTOR_OF_UINT32:
-    case VECTOR_OF_INT32:
-    case VECTOR_OF_UINT64:
-    case VECTOR_OF_INT64:
-    case VECTOR_OF_DOUBLE:
-    case VECTOR_OF_FLOAT:
-    case VECTOR_OF_STRING:
-    case VECTOR_OF_CSTRING:
-    case VECTOR_OF_BOOL:
-      return ParseList(value, type, storage);
-    default:
-      SIM_CRASH("Illegal Type");
+  if (!IsKnown(type)) {
+    SIM_CRASH("Illegal Type");
   }
+  return IsList(type) ? ParseList(value, type, storage) : ParseItem(value, type, storage);
 }
 
 bool CommandLineParser::Option::ParseItem(std::string s, OptionType type, void* storage) {
-  const char* word = s.c_str();
-  switch (type) {
-    case INT8:
-      At<signed char>(storage) = static_cast<signed char>(strtoll(word, nullptr, 0));
-      break;
-    case UINT8:
-      At<unsigned char>(storage) = static_cast<unsigned char>(strtoull(word, nullptr, 0));
-      break;
-    case UINT32:
-      At<unsigned int>(storage) = static_cast<unsigned int>(strtoull(word, nullptr, 0));
-      break;
-    case INT32:
-      At<int>(storage) = static_cast<int>(strtoll(word, nullptr, 0));
-      break;
-    case UINT64:
-      At<unsigned long long>(storage) = strtoull(word, nullptr, 0);
-      break;
-    case INT64:
-      At<long long>(storage) = strtoll(word, nullptr, 0);
-      break;
-    case DOUBLE:
-      At<double>(storage) = strtod(word, nullptr);
-      break;
-    case FLOAT:
-      At<float>(storage) = static_cast<float>(strtod(word, nullptr));
-      break;
-    case STRING:
-      At<std::string>(storage) = s;
-      break;
-    case CSTRING:
-      // The copy that was there before is left alone: the library cannot know who else uses it.
-      At<char*>(storage) = strdup(word);
-      break;
-    case BOOL:
-      At<bool>(storage) = strcasecmp(word, "true") == 0;
-      break;
-    default:
-      SIM_CRASH("Illegal Type");
+  if (!IsItem(type)) {
+    SIM_CRASH("Illegal Type");
   }
+  OptionVariables::WithItem(type,
+                            [&]<class Item>(Item*) { Read(s, *static_cast<Item*>(storage)); });
   return true;
 }
 
 bool CommandLineParser::Option::ParseList(std::string s, OptionType type, void* l) {
+  if (!IsList(type)) {
+    SIM_CRASH("Illegal Type");
+  }
   bool parsed = true;
   size_t start = 0;
   bool last = false;
   while (!last) {
     const size_t comma = s.find(',', start);
     last = comma == std::string::npos;
-    const std::string item = s.substr(start, last ? std::string::npos : comma - start);
+    const std::string word = s.substr(start, last ? std::string::npos : comma - start);
     start = comma + 1;
-    const OptionType itemType = static_cast<OptionType>(type - 1);
-    switch (type) {
-      case VECTOR_OF_INT8:
-        parsed &= AppendItem<signed char>(item, itemType, l);
-        break;
-      case VECTOR_OF_UINT8:
-        parsed &= AppendItem<unsigned char>(item, itemType, l);
-        break;
-      case VECTOR_OF_UINT32:
-        parsed &= AppendItem<unsigned int>(item, itemType, l);
-        break;
-      case VECTOR_OF_INT32:
-        parsed &= AppendItem<int>(item, itemType, l);
-        break;
-      case VECTOR_OF_UINT64:
-        parsed &= AppendItem<unsigned long long>(item, itemType, l);
-        break;
-      case VECTOR_OF_INT64:
-        parsed &= AppendItem<long long>(item, itemType, l);
-        break;
-      case VECTOR_OF_DOUBLE:
-        parsed &= AppendItem<double>(item, itemType, l);
-        break;
-      case VECTOR_OF_FLOAT:
-        parsed &= AppendItem<float>(item, itemType, l);
-        break;
-      case VECTOR_OF_STRING:
-        parsed &= AppendItem<std::string>(item, itemType, l);
-        break;
-      case VECTOR_OF_CSTRING:
-        parsed &= AppendItem<char*>(item, itemType, l);
-        break;
-      case VECTOR_OF_BOOL:
-        parsed &= AppendItem<bool>(item, itemType, l);
-        break;
-      default:
-        SIM_CRASH("Illegal Type");
-    }
+    OptionVariables::WithItem(ItemOf(type), [&]<class Item>(Item*) {
+      Item item{};
+      parsed &= ParseItem(word, ItemOf(type), &item);
+      static_cast<std::vector<Item>*>(l)->push_back(item);
+    });
   }
   return parsed;
 }
 
 const char* CommandLineParser::Option::ToString(std::string& s) const {
-  s.clear();
-  const char* n = fullName.c_str();
-  if (type > INVALID && type <= VECTOR_OF_BOOL && type % 2 == 0) {
-    AppendFormat(s, "%s ", n);
+  if (!IsKnown(type)) {
+    SIM_CRASH("Illegal option type.");
   }
-  // The two 64-bit types print through each other's conversion; users' saved settings rely on it.
-  switch (type) {
-    case INT8:
-      AppendFormat(s, "%s %hhd", n, ValueAt<signed char>(storage));
-      break;
-    case UINT8:
-      AppendFormat(s, "%s %hhu", n, ValueAt<unsigned char>(storage));
-      break;
-    case UINT32:
-      AppendFormat(s, "%s %u", n, ValueAt<unsigned int>(storage));
-      break;
-    case INT32:
-      AppendFormat(s, "%s %d", n, ValueAt<int>(storage));
-      break;
-    case UINT64:
-      AppendFormat(s, "%s %lld", n, static_cast<long long>(ValueAt<unsigned long long>(storage)));
-      break;
-    case INT64:
-      AppendFormat(s, "%s %llu", n, static_cast<unsigned long long>(ValueAt<long long>(storage)));
-      break;
-    case DOUBLE:
-      AppendFormat(s, "%s %f", n, ValueAt<double>(storage));
-      break;
-    case FLOAT:
-      AppendFormat(s, "%s %f", n, static_cast<double>(ValueAt<float>(storage)));
-      break;
-    case STRING:
-      AppendFormat(s, "%s \"%s\"", n, ValueAt<std::string>(storage).c_str());
-      break;
-    case CSTRING:
-      AppendFormat(s, "%s %s", n, ValueAt<char*>(storage));
-      break;
-    case BOOL:
-      AppendFormat(s, "%s %s", n, BoolName(ValueAt<bool>(storage)));
-      break;
-    case VECTOR_OF_INT8:
-      AppendList<signed char>(s, storage, [](std::string& text, const char* comma, signed char v) {
-        AppendFormat(text, "%s%hhd", comma, v);
-      });
-      break;
-    case VECTOR_OF_UINT8:
-      AppendList<unsigned char>(s, storage,
-                                [](std::string& text, const char* comma, unsigned char v) {
-                                  AppendFormat(text, "%s%hhu", comma, v);
-                                });
-      break;
-    case VECTOR_OF_UINT32:
-      AppendList<unsigned int>(s, storage,
-                               [](std::string& text, const char* comma, unsigned int v) {
-                                 AppendFormat(text, "%s%u", comma, v);
-                               });
-      break;
-    case VECTOR_OF_INT32:
-      AppendList<int>(s, storage, [](std::string& text, const char* comma, int v) {
-        AppendFormat(text, "%s%d", comma, v);
-      });
-      break;
-    case VECTOR_OF_UINT64:
-      AppendList<unsigned long long>(
-          s, storage, [](std::string& text, const char* comma, unsigned long long v) {
-            AppendFormat(text, "%s%lld", comma, static_cast<long long>(v));
-          });
-      break;
-    case VECTOR_OF_INT64:
-      AppendList<long long>(s, storage, [](std::string& text, const char* comma, long long v) {
-        AppendFormat(text, "%s%llu", comma, static_cast<unsigned long long>(v));
-      });
-      break;
-    case VECTOR_OF_DOUBLE:
-      AppendList<double>(s, storage, [](std::string& text, const char* comma, double v) {
-        AppendFormat(text, "%s%f", comma, v);
-      });
-      break;
-    case VECTOR_OF_FLOAT:
-      AppendList<float>(s, storage, [](std::string& text, const char* comma, float v) {
-        AppendFormat(text, "%s%f", comma, static_cast<double>(v));
-      });
-      break;
-    case VECTOR_OF_STRING:
-      AppendList<std::string>(s, storage,
-                              [](std::string& text, const char* comma, const std::string& v) {
-                                AppendFormat(text, "%s\"%s\"", comma, v.c_str());
-                              });
-      break;
-    case VECTOR_OF_CSTRING:
-      AppendList<char*>(s, storage, [](std::string& text, const char* comma, const char* v) {
-        AppendFormat(text, "%s%s", comma, v);
-      });
-      break;
-    case VECTOR_OF_BOOL:
-      AppendList<bool>(s, storage, [](std::string& text, const char* comma, bool v) {
-        AppendFormat(text, "%s%s", comma, BoolName(v));
-      });
-      break;
-    default:
-      SIM_CRASH("Illegal option type.");
+  // Up to a null character in the name, as printf takes it.
+  const std::string front = std::string(fullName.c_str()) + " ";
+  s.clear();
+  if (IsList(type)) {
+    s = front;
+    OptionVariables::WithItem(ItemOf(type), [&]<class Item>(Item*) {
+      AppendList(s, *static_cast<const std::vector<Item>*>(storage));
+    });
+  } else {
+    OptionVariables::WithItem(type, [&]<class Item>(Item*) {
+      Append(s, front.c_str(), *static_cast<const Item*>(storage));
+    });
   }
   return s.c_str();
 }

@@ -2,11 +2,11 @@
 #define UTIL_COMMANDLINEPARSER_H
 
 #include <string>
-#include <type_traits>
 #include <vector>
 
 #include "Util/CommandLine.h"
 #include "Util/File.h"
+#include "Util/OptionTypes.h"
 #include "Util/Printable.h"
 
 // The options of one unit and, through its sub-parsers, of all units below it.
@@ -20,7 +20,8 @@
 // parser.
 class CommandLineParser {
  public:
-  // The code of a list is that of its items plus one.
+  // The code of a list is that of its items plus one; which variable each stands for is said in
+  // Util/OptionTypes.h.
   enum OptionType : int {
     INVALID = 0,
     INT8,
@@ -93,19 +94,21 @@ class CommandLineParser {
   CommandLineParser(const CommandLineParser&) = delete;
   CommandLineParser& operator=(const CommandLineParser&) = delete;
 
-  // Gives `option` the variable `v` and, in the first form, gives the variable its default. T is
-  // one of signed char, unsigned char, unsigned int, int, unsigned long long, long long, double,
-  // float, std::string, char* and bool, or a std::vector of one of them. The library makes a heap
-  // copy of every char* value that it stores and never frees one.
-  template <class T>
+  // Gives `option` the variable `v` and, in the first form, gives the variable its default. The
+  // variable is one of signed char, unsigned char, unsigned int, int, unsigned long long, long
+  // long, double, float, std::string, char* and bool, or a std::vector of one of them; no other
+  // compiles. The library makes a heap copy of every char* value that it stores and never frees
+  // one.
+  template <class T, class Type = decltype(OptionVariables::Of(static_cast<T*>(nullptr)))>
   void AddOption(T* v, const char* option, const char* description,
-                 std::type_identity_t<T> defaultValue) {
+                 typename Type::Variable defaultValue) {
     AddOption(v, option, description);
-    *v = defaultValue;
+    *static_cast<typename Type::Variable*>(v) = defaultValue;
   }
-  template <class T>
+  template <class T, class Type = decltype(OptionVariables::Of(static_cast<T*>(nullptr)))>
   void AddOption(T* v, const char* option, const char* description) {
-    options.push_back(Option(TypeOf(v), option, description, v));
+    typename Type::Variable* const variable = v;
+    options.push_back(Option(static_cast<OptionType>(Type::CODE), option, description, variable));
   }
 
   // The word that ends the options; "--" where this is never called.
@@ -169,24 +172,6 @@ class CommandLineParser {
   std::vector<CommandLineParser*> subParsers;  // in order of adding; not owned
   std::string stopOption;
   std::string loadFileOption;
-
- private:
-  // The type code for a variable, one overload for each type that an option may have.
-  static OptionType TypeOf(signed char*) { return INT8; }
-  static OptionType TypeOf(unsigned char*) { return UINT8; }
-  static OptionType TypeOf(unsigned int*) { return UINT32; }
-  static OptionType TypeOf(int*) { return INT32; }
-  static OptionType TypeOf(unsigned long long*) { return UINT64; }
-  static OptionType TypeOf(long long*) { return INT64; }
-  static OptionType TypeOf(double*) { return DOUBLE; }
-  static OptionType TypeOf(float*) { return FLOAT; }
-  static OptionType TypeOf(std::string*) { return STRING; }
-  static OptionType TypeOf(char**) { return CSTRING; }
-  static OptionType TypeOf(bool*) { return BOOL; }
-  template <class Item>
-  static OptionType TypeOf(std::vector<Item>*) {
-    return static_cast<OptionType>(TypeOf(static_cast<Item*>(nullptr)) + 1);
-  }
 };
 
 #endif

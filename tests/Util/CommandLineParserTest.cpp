@@ -157,6 +157,51 @@ TEST(ParserRegistrationTest, EveryTypeOfListHasItsOptionType) {
   ExpectRegistered<std::vector<bool>>(Parser::VECTOR_OF_BOOL, {false}, {true, false});
 }
 
+// Whether a variable can be registered, without a default or with one.
+template <class T>
+concept CanBeRegistered = requires(Parser parser, T* variable) {
+  parser.AddOption(variable, "-x", "");
+};
+template <class T, class Default = T>
+concept CanBeRegisteredWithADefault = requires(Parser parser, T* variable, Default defaultValue) {
+  parser.AddOption(variable, "-x", "", defaultValue);
+};
+
+template <class... Types>
+constexpr bool AnyCanBeRegistered() {
+  return ((CanBeRegistered<Types> || CanBeRegisteredWithADefault<Types>) || ...);
+}
+
+TEST(ParserRegistrationTest, NoOtherTypeOfVariableCompiles) {
+  static_assert(CanBeRegistered<int> && CanBeRegisteredWithADefault<int>);
+  static_assert(CanBeRegistered<std::vector<int>>);
+  static_assert(CanBeRegisteredWithADefault<std::vector<int>>);
+  static_assert(!CanBeRegisteredWithADefault<int, std::string>);
+  static_assert(!CanBeRegisteredWithADefault<std::vector<int>, int>);
+  enum Number : int { ZERO };
+  static_assert(!AnyCanBeRegistered<std::vector<std::vector<int>>, std::vector<std::vector<bool>>,
+                                    std::vector<std::vector<std::string>>>());
+  static_assert(!AnyCanBeRegistered<char, short, unsigned short, long, unsigned long, long double,
+                                    Number, void*, int*, const char*, std::string*>());
+  static_assert(!AnyCanBeRegistered<const int, volatile int, const std::string,
+                                    const std::vector<int>, std::vector<long>, std::vector<char>,
+                                    std::vector<const char*>, std::vector<int*>, Option>());
+}
+
+TEST(ParserRegistrationTest, VariableOfADerivedTypeIsTakenForWhatItIs) {
+  struct Text : std::string {};
+  struct Numbers : std::vector<int> {};
+  Text text;
+  Numbers numbers;
+  Parser parser;
+  parser.AddOption(&text, "-t", "", "abc");
+  parser.AddOption(&numbers, "-n", "", {4, 5});
+  EXPECT_EQ(Parser::STRING, parser.options[0].type);
+  EXPECT_EQ(Parser::VECTOR_OF_INT32, parser.options[1].type);
+  EXPECT_EQ("abc", text);
+  EXPECT_THAT(numbers, ElementsAre(4, 5));
+}
+
 TEST(ParserRegistrationTest, DefaultMayBeOfAnyTypeThatConverts) {
   Parser parser;
   unsigned long long number = 1;
