@@ -40,8 +40,14 @@ void Read(const std::string& word, Number& value) {
 
 void Read(const std::string& word, std::string& value) { value = word; }
 
+// Never released. In a function of its own, which keeps a name in every build: the search for leaks
+// passes over what is allocated here and over nothing else of an option.
+[[gnu::noinline]] char* NewCStringThatStays(const std::string& word) {
+  return strdup(word.c_str());
+}
+
 // The copy that was there before is left alone: the library cannot know who else uses it.
-void Read(const std::string& word, char*& value) { value = strdup(word.c_str()); }
+void Read(const std::string& word, char*& value) { value = NewCStringThatStays(word); }
 
 void Read(const std::string& word, bool& value) { value = strcasecmp(word.c_str(), "true") == 0; }
 

@@ -48,7 +48,7 @@ class ArchitecturePiece {
 
  protected:
   // The vertices and colours as OpenGL primitives of kind `mode`.
-  void DrawAs(GLenum mode);
+  void DrawAs(GLenum mode) const;
 
   // Sets vertex number `index`.
   void SetVertex(unsigned int index, unsigned int x, unsigned int y, unsigned int z);

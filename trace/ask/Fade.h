@@ -5,7 +5,8 @@
 
 namespace marrowfin {
 
-// The colours that the viewer shows, as functions of how many steps ago a piece was touched. All of
+// The colours that the viewer shows (viewer/ArchPiece.h, of which the engine knows nothing: a test
+// holds the two together), as functions of how many steps ago a piece was touched. All of
 // them come to rest after a few steps, so they are looked up and not stepped through.
 struct Color {
   uint8_t red = 0;
