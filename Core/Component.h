@@ -17,7 +17,8 @@
 // theFullName (for example the parent's full name, "/" and its own name), call
 // FixUpCommandLineOptions and FixUpStatNames on each, parse the command line on the root, run.
 //
-// A component owns none of the components and domains that it points to.
+// A component owns none of the components and domains that it points to. The order of the bases, of
+// the virtual operations and of the fields is fixed.
 class Component : public CommandLineParser, public StatsContainer {
  public:
   explicit Component(const char* name);

@@ -23,7 +23,8 @@ class MessageBuffer;
 // Storage comes from a pool with one free list per size; it is given back to the pool and never to
 // the system, since a simulation's need stays near its peak. Messages of four kilobytes and more,
 // and those with an alignment of their own above that of any fundamental type, come from the system
-// and go back to it. Not for use by several threads.
+// and go back to it. Not for use by several threads. The order of the virtual operations and of the
+// fields is fixed.
 class Message : public Printable {
  public:
   Message();

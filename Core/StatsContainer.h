@@ -12,6 +12,8 @@ class StatsOutputHandler;
 
 // The statistics of one unit and, through its sub-containers, of all units below it. A statistic
 // stays a plain variable of its owner and is read when a report is written.
+//
+// The order of the virtual operations and of the fields is fixed, here and in the classes below.
 class StatsContainer {
  public:
   enum StatType { INVALID = 0, FLOAT = 1, COUNTER = 2, HISTOGRAM = 3 };

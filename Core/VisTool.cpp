@@ -114,8 +114,9 @@ LocationEvent::LocationEvent(Cycle cyc, uint32 thread, const Location& l)
 
 LocationEvent::~LocationEvent() = default;
 
-// The event texts name the base's operation outright: no event class but these has a text of its
-// own, so what stands in front is always the text of an object without one.
+// The texts of LocationEvent, PEFire and MessageSend begin with that of VisToolEvent, which has none
+// of its own to give: "UNDEFINED PRINT METHOD". It is asked for by name, since a virtual call would
+// come back here. NetworkSwitchTransmission does without.
 const char* LocationEvent::ToString(std::string& s) const {
   std::string location;
   s.clear();

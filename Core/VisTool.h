@@ -19,6 +19,9 @@ enum VisToolEventCode {
   MESSAGE_SEND = 4
 };
 
+// The order of the bases, of the virtual operations and of the fields is fixed in all classes
+// below.
+
 // One record of a trace: 20 bytes and the payload, all numbers most significant byte first.
 struct BinaryEvent {
   BinaryEvent();

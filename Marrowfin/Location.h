@@ -6,7 +6,8 @@
 #include "Util/Printable.h"
 #include "Util/Types.h"
 
-// A position in the processor array, counted from 0.
+// A position in the processor array, counted from 0. The order of the virtual operations and of the
+// fields is fixed.
 class Location : public Printable {
  public:
   static const uint32 MAX_ROW;

@@ -7,7 +7,7 @@
 //
 // Every class of a hierarchy has a fixed small code (0 to 63) and joins it in its constructor,
 // after its base has joined its own; the code of an event is also the type of its record in a
-// trace.
+// trace. The order of the fields is fixed.
 class ClassInfo {
  public:
   ClassInfo();

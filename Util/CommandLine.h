@@ -7,7 +7,7 @@
 #include "Util/Printable.h"
 
 // The words with which a program was started, as the option parser walks them: position 0 is the
-// first word after the program's name.
+// first word after the program's name. The order of the fields is fixed.
 class CommandLine : public Printable {
  public:
   struct Arg {

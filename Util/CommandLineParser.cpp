@@ -52,7 +52,7 @@ void Read(const std::string& word, char*& value) { value = NewCStringThatStays(w
 void Read(const std::string& word, bool& value) { value = strcasecmp(word.c_str(), "true") == 0; }
 
 // Appends a value behind the text `front`, one operation for every type of item. The two 64-bit
-// types print through each other's conversion: that is how settings have always been written down.
+// types print through each other's conversion, on purpose: see docs/limits.md.
 
 void Append(std::string& s, const char* front, signed char v) {
   AppendFormat(s, "%s%hhd", front, v);

@@ -18,6 +18,8 @@
 // Options are registered in the units' constructors, then AddPrefix gives them the path of their
 // unit, then ParseCommandLine is called once, on the root. The bound variables must outlive the
 // parser.
+//
+// The order of the virtual operations and of the fields is fixed, also of an option's.
 class CommandLineParser {
  public:
   // The code of a list is that of its items plus one; which variable each stands for is said in
@@ -165,7 +167,8 @@ class CommandLineParser {
   char** GetUnparsedArgv(CommandLine* cmdLine);
 
   // Whether ParseCommandLine would find every option word up to the stop word known and followed by
-  // a value; sets and prints nothing.
+  // a value. Sets nothing and reads no option file. A word that is no valid pattern is reported and
+  // ends the program, as it does there; nothing else is printed.
   bool CheckCommandLine(CommandLine* cmdLine);
 
   std::vector<Option> options;                 // own, in order of registration

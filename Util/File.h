@@ -15,6 +15,8 @@
 // a File that is crash-on-error it then prints the system's error text and aborts, on any other it
 // returns ERROR. A File is not closed by its destructor: copies share the descriptor and the
 // stream.
+//
+// The order of the virtual operations and of the fields is fixed.
 class File {
   // Whether an argument of this type is what a va_list turns into when it is passed on. A va_list
   // parameter decays, so the type is taken from a function that has one.

@@ -7,7 +7,7 @@
 #include "Util/Printable.h"
 #include "Util/Types.h"
 
-// Counts of recorded values, one bucket a value.
+// Counts of recorded values, one bucket a value. The order of the fields is fixed.
 class Histogram : public Printable {
  public:
   Histogram();

@@ -5,7 +5,8 @@
 #include <string>
 
 // The base of everything that describes itself as text. It holds nothing but its virtual
-// operations.
+// operations, whose order is fixed: programs compiled apart rely on it, here and in the headers
+// that say the same.
 class Printable {
  public:
   // The text, in storage that is good until the calling thread asks any Printable for its text in

@@ -12,6 +12,8 @@ extern const GLubyte threadColors[6][3];
 
 // A drawable part of the array: vertices that never change, and one colour for all of them. Both
 // are kept in the layout that OpenGL's vertex arrays take, so that drawing computes nothing.
+//
+// The order of the virtual operations and of the fields is fixed.
 class ArchitecturePiece {
  public:
   // Room for `vCount` vertices, which the subclass fills. Every piece starts black.
@@ -83,7 +85,7 @@ class Cluster : public ArchitecturePiece {
 };
 
 // A message on its way: a red band of four lines from sender to receiver, which fades towards white
-// and is finished after eleven steps.
+// and is finished after eleven steps. It is still drawn then: a message is in twelve pictures.
 class Transmission : public ArchitecturePiece {
  public:
   Transmission(const Location& from, const Location& to, Grid* grid);

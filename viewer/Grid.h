@@ -13,10 +13,10 @@ class ArchitecturePiece;
 //
 // The array is square and laid out alike along both axes: `clusters` clusters of `domains` domains
 // of `pes` processing elements, so positions run from 0 to clusters * domains * pes - 1. The counts
-// are not checked; `domains` and `pes` must be at least 1. An outline is sized for two domains: of
-// three or more the last ones reach past it.
+// are not checked; `domains` and `pes` must be at least 1. An outline grows with the domains but
+// has the room of one switch among them: of three domains or more the last one reaches past it.
 //
-// The grid owns all pieces; the maps only point at them.
+// The grid owns all pieces; the maps only point at them. The order of the fields is fixed.
 class Grid {
  public:
   Grid(unsigned int c, unsigned int d, unsigned int p);
