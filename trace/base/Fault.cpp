@@ -48,6 +48,12 @@ const char* FaultName(Fault::Kind kind) {
       return "cancelled";
     case Fault::REFUSED_INPUT:
       return "refused-input";
+    case Fault::CUT_NOTES:
+      return "cut-notes";
+    case Fault::DAMAGED_NOTES:
+      return "damaged-notes";
+    case Fault::OTHER_TRACE:
+      return "other-trace";
   }
   return "unknown";
 }

@@ -21,6 +21,9 @@ struct [[nodiscard]] Fault {
     OUT_OF_RANGE,   // the trace has nothing of what was asked for
     CANCELLED,      // the caller's callback asked to stop
     REFUSED_INPUT,  // input of another format cannot be converted; the reason tells where
+    CUT_NOTES,      // the notes beside a trace end inside a block
+    DAMAGED_NOTES,  // what stands beside a trace is not what stands in its format
+    OTHER_TRACE,    // what stands beside a trace is about another one
   };
 
   Kind kind = NONE;

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "Core/VisTool.h"
-#include "tests/sim/PlainC.h"
 #include "tests/support/Files.h"
+#include "tests/trace/write/PlainC.h"
 #include "trace/marrowfin_trace.h"
 
 namespace marrowfin::testing {

@@ -1,5 +1,5 @@
-#ifndef TESTS_SIM_PLAINC_H
-#define TESTS_SIM_PLAINC_H
+#ifndef TESTS_TRACE_WRITE_PLAINC_H
+#define TESTS_TRACE_WRITE_PLAINC_H
 
 #ifdef __cplusplus
 extern "C" {

@@ -1,4 +1,4 @@
-#include "tests/sim/PlainC.h"
+#include "tests/trace/write/PlainC.h"
 
 #include "trace/marrowfin_trace.h"
 

@@ -1,0 +1,357 @@
+// Notes files that are cut, damaged, made up, or grow.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <fstream>
+
+#include "tests/support/Files.h"
+#include "trace/base/BigEndian.h"
+#include "trace/base/Bytes.h"
+#include "trace/base/Zstd.h"
+#include "trace/marrowfin_trace.h"
+#include "trace/read/NotesDecode.h"
+#include "trace/read/NotesFile.h"
+
+namespace marrowfin::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+typedef std::vector<uint8_t> Body;
+
+const std::string MAGIC = "MFNOTES1";
+
+std::string Block(uint8_t kind, const Body& body, bool packed = false) {
+  const Body stored = packed ? Pack(body) : body;
+  uint8_t head[NOTES_BLOCK_HEAD] = {kind, static_cast<uint8_t>(packed)};
+  Store32(head + 4, static_cast<uint32_t>(stored.size()));
+  Store32(head + 8, static_cast<uint32_t>(body.size()));
+  uLong sum = crc32(0, head, 12);
+  sum = crc32(sum, stored.data(), static_cast<uInt>(stored.size()));
+  Store32(head + 12, static_cast<uint32_t>(sum));
+  return std::string(head, head + sizeof(head)) + std::string(stored.begin(), stored.end());
+}
+
+// Numbers as they stand in a body; texts as text.
+class Writing {
+ public:
+  Writing& N(uint64_t number) {
+    bytes.Number(number);
+    return *this;
+  }
+  Writing& S(int64_t number) {
+    bytes.Signed(number);
+    return *this;
+  }
+  Writing& T(const std::string& text) {
+    bytes.Text(text);
+    return *this;
+  }
+  Writing& Raw(const Body& more) {
+    bytes.Raw(more.data(), more.size());
+    return *this;
+  }
+  Writing& Sized(const Body& more) { return N(more.size()).Raw(more); }
+  operator Body() { return bytes.Bytes(); }
+
+ private:
+  ByteWriter bytes;
+};
+
+Body Attribute(uint64_t number, uint64_t type, const std::string& name) {
+  return Writing().N(1).N(number).N(type).T(name).T("");
+}
+
+const Body NO_PRINT = {0, 0, 0, 0, 0, 0, 0, 0};
+
+class NotesTest : public ::testing::Test {
+ protected:
+  std::unique_ptr<NotesFile> Open(const std::string& bytes) {
+    Result<std::unique_ptr<NotesFile>> notes =
+        NotesFile::Open(MemoryFile(Body(bytes.begin(), bytes.end()), "t.notes"));
+    EXPECT_TRUE(notes) << notes.Why().Text();
+    return notes ? std::move(notes).Take() : nullptr;
+  }
+
+  // What is wrong with a notes file that declares a number, a name and a list of records, and has
+  // a block of ten records with `columns` behind it.
+  std::string WrongColumns(uint64_t count, const Body& columns) {
+    const std::string bytes = MAGIC +
+                              Block(1, Writing()
+                                           .Sized(Attribute(0, 1, "packet"))
+                                           .Sized(Attribute(1, 4, "kind"))
+                                           .Sized(Attribute(2, 5, "consumes"))) +
+                              Block(2, Writing().N(5).N(10).Raw(NO_PRINT).N(count).Raw(columns));
+    const std::unique_ptr<NotesFile> notes = Open(bytes);
+    EXPECT_EQ(notes->End().kind != Fault::NONE, notes->Blocks().empty());
+    return notes->End().reason;
+  }
+
+  std::string WrongDeclarations(const Body& entries) {
+    return Open(MAGIC + Block(1, entries))->End().reason;
+  }
+
+  // A file as a recorder writes it.
+  std::string Recorded() {
+    const std::string name = folder.File("run.trace");
+    marrowfin_trace trace;
+    marrowfin_trace_open(&trace, name.c_str());
+    marrowfin_trace_companion(&trace);
+    const int packet = marrowfin_trace_attribute(&trace, "packet", MARROWFIN_TRACE_NUMBER, "");
+    const int queue = marrowfin_trace_counter(&trace, "queue", "flits");
+    for (uint64_t i = 0; i < 40; ++i) {
+      marrowfin_trace_fire(&trace, i, 0, 0, 0);
+      marrowfin_trace_note(&trace, packet, i * i);
+      marrowfin_trace_count(&trace, i, 0, 0, queue, static_cast<double>(i));
+      if (i % 8 == 7) {
+        EXPECT_EQ(0, marrowfin_trace_flush(&trace));
+      }
+    }
+    EXPECT_EQ(0, marrowfin_trace_close(&trace));
+    return ReadFile(name + ".notes");
+  }
+
+  // All that can be read of a file, as text.
+  std::string All(const NotesFile& notes) {
+    std::string all;
+    for (size_t number = 0; number < notes.Blocks().size(); ++number) {
+      if (notes.Blocks()[number].kind == NotesBlockKind::SAMPLES) {
+        const Result<std::vector<CounterSample>> samples = notes.Samples(number);
+        EXPECT_TRUE(samples) << samples.Why().Text();
+        for (const CounterSample& sample : *samples) {
+          all += std::to_string(sample.cycle) + ":" + std::to_string(sample.value) + " ";
+        }
+        continue;
+      }
+      const Result<NotesBlock> block = notes.Notes(number);
+      EXPECT_TRUE(block) << block.Why().Text();
+      for (size_t i = 0; i < block->columns[0].values.size(); ++i) {
+        all += std::to_string(block->first + block->columns[0].positions[i]) + "=" +
+               std::to_string(block->columns[0].values[i]) + " ";
+      }
+    }
+    return all;
+  }
+
+  TempDir folder;
+};
+
+TEST_F(NotesTest, ExampleOfTheDocumentIsReadAsItSays) {
+  const std::string bytes = MAGIC + Block(1, Writing()
+                                                 .Sized(Attribute(0, 4, "kind"))
+                                                 .Sized(Writing().N(2).N(0).N(0).T("compute"))
+                                                 .Sized(Attribute(1, 1, "packet")));
+  EXPECT_EQ("compute", Open(bytes)->Declarations().attributes[0].names.at(0));
+  EXPECT_EQ(1U, Open(bytes)->Declarations().Attribute("packet"));
+  EXPECT_EQ(std::nullopt, Open(bytes)->Declarations().Attribute("size"));
+}
+
+TEST_F(NotesTest, FileThatIsCutAnywhereKeepsItsWholeBlocks) {
+  const std::string bytes = Recorded();
+  const std::string all = All(*Open(bytes));
+  size_t most = 0;
+  for (size_t size = 0; size < bytes.size(); ++size) {
+    Result<std::unique_ptr<NotesFile>> notes =
+        NotesFile::Open(MemoryFile(Body(bytes.begin(), bytes.begin() + size), "t.notes"));
+    if (size < MAGIC.size()) {
+      EXPECT_FALSE(notes);
+      continue;
+    }
+    ASSERT_TRUE(notes) << "cut at " << size;
+    const std::string kept = All(**notes);
+    EXPECT_EQ(all.substr(0, kept.size()), kept);
+    EXPECT_GE(kept.size(), most) << "cut at " << size;
+    most = kept.size();
+    EXPECT_TRUE((*notes)->End().kind == Fault::CUT_NOTES || (*notes)->End().kind == Fault::NONE);
+  }
+  EXPECT_EQ(all.size(), most);
+}
+
+TEST_F(NotesTest, FlippedBitIsNeverBelieved) {
+  const std::string bytes = Recorded();
+  const std::string all = All(*Open(bytes));
+  for (size_t at = 0; at < bytes.size() * 8; ++at) {
+    std::string flipped = bytes;
+    flipped[at / 8] = static_cast<char>(flipped[at / 8] ^ 1 << at % 8);
+    Result<std::unique_ptr<NotesFile>> notes =
+        NotesFile::Open(MemoryFile(Body(flipped.begin(), flipped.end()), "t.notes"));
+    if (!notes) {
+      EXPECT_LT(at / 8, MAGIC.size());
+      continue;
+    }
+    for (size_t number = 0; number < (*notes)->Blocks().size(); ++number) {
+      if ((*notes)->Blocks()[number].kind == NotesBlockKind::NOTES) {
+        const Result<NotesBlock> block = (*notes)->Notes(number);
+        for (size_t i = 0; block && i < block->columns[0].values.size(); ++i) {
+          const uint64_t record = block->first + block->columns[0].positions[i];
+          ASSERT_EQ(record * record, block->columns[0].values[i]) << "bit " << at;
+        }
+      }
+    }
+  }
+}
+
+TEST_F(NotesTest, TableAndBlocksTellTheSame) {
+  const std::string bytes = Recorded();
+  const std::unique_ptr<NotesFile> byTable = Open(bytes);
+  // Without its last bytes there is no table, and a cut block.
+  const std::unique_ptr<NotesFile> byBlocks = Open(bytes.substr(0, bytes.size() - 1));
+  EXPECT_FALSE(byTable->End());
+  EXPECT_EQ(Fault::CUT_NOTES, byBlocks->End().kind);
+  EXPECT_EQ(std::vector<NotesEntry>(byTable->Blocks().begin(), byTable->Blocks().end()),
+            std::vector<NotesEntry>(byBlocks->Blocks().begin(), byBlocks->Blocks().end()));
+  EXPECT_EQ(byTable->Declarations(), byBlocks->Declarations());
+  EXPECT_EQ(40U, byTable->Records());
+  EXPECT_EQ(40U, byBlocks->Records());
+}
+
+TEST_F(NotesTest, BlocksBehindATableAreRead) {
+  const std::string bytes = Recorded() + Block(2, Writing().N(50).N(1).Raw(NO_PRINT).N(0));
+  const std::unique_ptr<NotesFile> notes = Open(bytes);
+  EXPECT_FALSE(notes->End()) << notes->End().Text();
+  EXPECT_EQ(51U, notes->Records());
+}
+
+TEST_F(NotesTest, FileThatGrowsIsFollowed) {
+  const std::string bytes = Recorded();
+  const std::string name = folder.File("grows.notes");
+  const std::unique_ptr<NotesFile> whole = Open(bytes);
+  const size_t third = whole->Blocks()[2].offset;
+  WriteFile(name, bytes.substr(0, third + 5));
+  Result<std::unique_ptr<NotesFile>> notes = NotesFile::Open(name);
+  ASSERT_TRUE(notes);
+  EXPECT_EQ(2U, (*notes)->Blocks().size());
+  EXPECT_EQ(Fault::CUT_NOTES, (*notes)->End().kind);
+  std::ofstream(name, std::ios::app | std::ios::binary) << bytes.substr(third + 5);
+  EXPECT_FALSE((*notes)->Follow());
+  EXPECT_FALSE((*notes)->End());
+  EXPECT_EQ(All(*whole), All(**notes));
+  std::ofstream(name, std::ios::binary) << "MFNOTES1";
+  EXPECT_EQ(Fault::CHANGED, (*notes)->Follow().kind);
+}
+
+TEST_F(NotesTest, PackedBlocksAreReadLikeOthers) {
+  const Body body = Writing().N(5).N(10).Raw(NO_PRINT).N(1).N(0).Sized(Writing().N(1).N(9).S(3));
+  const std::string head = MAGIC + Block(1, Writing().Sized(Attribute(0, 1, "packet")));
+  for (const bool packed : {false, true}) {
+    const std::unique_ptr<NotesFile> notes = Open(head + Block(2, body, packed));
+    const Result<NotesBlock> block = notes->Notes(0);
+    ASSERT_TRUE(block) << block.Why().Text();
+    EXPECT_THAT(block->columns[0].positions, ElementsAre(9));
+    EXPECT_THAT(block->columns[0].values, ElementsAre(3));
+  }
+}
+
+TEST_F(NotesTest, UnknownKindsOfBlocksAndDeclarationsArePassedOver) {
+  const std::unique_ptr<NotesFile> notes =
+      Open(MAGIC + Block(77, {1, 2, 3}) +
+           Block(1, Writing().Sized(Writing().N(44).N(1).N(2)).Sized(Attribute(0, 1, "packet"))) +
+           Block(2, Writing().N(0).N(1).Raw(NO_PRINT).N(0)));
+  EXPECT_FALSE(notes->End()) << notes->End().Text();
+  EXPECT_EQ(1U, notes->Blocks().size());
+  EXPECT_EQ(1U, notes->Declarations().attributes.size());
+}
+
+TEST_F(NotesTest, OtherFilesAndVersionsAreRefused) {
+  const auto why = [](const std::string& bytes) {
+    return NotesFile::Open(MemoryFile(Body(bytes.begin(), bytes.end()), "t.notes")).Why().reason;
+  };
+  EXPECT_THAT(why("something else"), HasSubstr("these are no notes"));
+  EXPECT_THAT(why("MFNOTES2"), HasSubstr("notes of another version"));
+  EXPECT_THAT(why("MFN"), HasSubstr("these are no notes"));
+  EXPECT_EQ(Fault::SYSTEM, NotesFile::Open(folder.File("missing")).Why().kind);
+}
+
+TEST_F(NotesTest, DeclarationsThatContradictThemselvesAreRefused) {
+  EXPECT_EQ("",
+            WrongDeclarations(Writing().Sized(Attribute(0, 1, "a")).Sized(Attribute(0, 1, "a"))));
+  EXPECT_THAT(WrongDeclarations(Writing().Sized(Attribute(0, 1, "a")).Sized(Attribute(0, 2, "a"))),
+              HasSubstr("declared twice"));
+  EXPECT_THAT(WrongDeclarations(Writing().Sized(Attribute(1, 1, "a"))),
+              HasSubstr("not declared as"));
+  EXPECT_THAT(WrongDeclarations(Writing().Sized(Attribute(0, 1, ""))),
+              HasSubstr("not declared as"));
+  EXPECT_THAT(WrongDeclarations(Writing().Sized(Attribute(0, 6, "a"))),
+              HasSubstr("not declared as"));
+  EXPECT_THAT(WrongDeclarations(Writing().Sized(Attribute(0, 1, "\xff"))),
+              HasSubstr("not declared as"));
+  EXPECT_THAT(WrongDeclarations(Writing().Sized(Attribute(0, 1, "\xed\xa0\x80"))),
+              HasSubstr("not declared as"));
+  EXPECT_EQ("", WrongDeclarations(Writing().Sized(Attribute(0, 1, "\xc3\xa4\xf0\x9f\x90\x9f"))));
+  EXPECT_THAT(WrongDeclarations(Writing().Sized(Attribute(0, 1, "a")).Sized(Attribute(1, 1, "a"))),
+              HasSubstr("one name"));
+  EXPECT_THAT(WrongDeclarations(
+                  Writing().Sized(Attribute(0, 1, "a")).Sized(Writing().N(2).N(0).N(1).T("x"))),
+              HasSubstr("not declared as"));
+  EXPECT_THAT(WrongDeclarations(Writing()
+                                    .Sized(Attribute(0, 4, "a"))
+                                    .Sized(Writing().N(2).N(0).N(1).T("x"))
+                                    .Sized(Writing().N(2).N(0).N(1).T("y"))),
+              HasSubstr("two names"));
+  EXPECT_THAT(WrongDeclarations(Writing()
+                                    .Sized(Writing().N(3).N(0).T("x").T(""))
+                                    .Sized(Writing().N(3).N(0).T("x").T("W"))),
+              HasSubstr("declared twice"));
+  EXPECT_THAT(WrongDeclarations(Writing().N(9).N(1)), HasSubstr("cut"));
+}
+
+TEST_F(NotesTest, ColumnsThatContradictThemselvesAreRefused) {
+  const Body good = Writing().N(2).N(3).N(4).S(1).S(1);  // of records 3 and 7
+  EXPECT_EQ("", WrongColumns(1, Writing().N(0).Sized(good)));
+  EXPECT_THAT(WrongColumns(2, Writing().N(0).Sized(good).N(0).Sized(good)),
+              HasSubstr("two columns"));
+  EXPECT_THAT(WrongColumns(1, Writing().N(3).Sized(good)),
+              HasSubstr("attribute 3 was not declared"));
+  EXPECT_THAT(WrongColumns(2, Writing().N(0).Sized(good)), HasSubstr("cut"));
+  EXPECT_THAT(WrongColumns(0, Writing().N(0)), HasSubstr("another size"));
+  const auto column = [this](const Body& body) {
+    return WrongColumns(1, Writing().N(0).Sized(body));
+  };
+  EXPECT_THAT(column(Writing().N(2).N(3).N(0).S(1).S(1)), HasSubstr("damaged"))
+      << "equal positions";
+  EXPECT_THAT(column(Writing().N(2).N(3).N(7).S(1).S(1)), HasSubstr("damaged")) << "behind the end";
+  EXPECT_THAT(column(Writing().N(2).N(3).N(4).S(1)), HasSubstr("damaged")) << "a value is missing";
+  EXPECT_THAT(column(Writing().N(2).N(3).N(4).S(1).S(1).S(1)), HasSubstr("damaged")) << "too many";
+  EXPECT_THAT(column(Writing().N(11)), HasSubstr("damaged")) << "more values than records";
+  const auto records = [this](const Body& body) {
+    return WrongColumns(1, Writing().N(2).Sized(body));
+  };
+  EXPECT_EQ("", records(Writing().N(2).N(3).N(0).N(1).N(8)));
+  EXPECT_THAT(records(Writing().N(1).N(3).N(0)), HasSubstr("damaged")) << "it consumes itself";
+  EXPECT_THAT(records(Writing().N(1).N(3).N(9)), HasSubstr("damaged")) << "before the first record";
+  EXPECT_THAT(records(Writing().N(0)), HasSubstr("damaged"));
+}
+
+TEST_F(NotesTest, BlocksThatGoBackOrOverlapAreRefused) {
+  const auto block = [](uint64_t first, uint64_t count) {
+    return Block(2, Writing().N(first).N(count).Raw(NO_PRINT).N(0));
+  };
+  EXPECT_FALSE(Open(MAGIC + block(0, 10) + block(10, 1) + block(20, 1))->End());
+  const std::unique_ptr<NotesFile> notes = Open(MAGIC + block(0, 10) + block(9, 1));
+  EXPECT_THAT(notes->End().reason, HasSubstr("told of"));
+  EXPECT_EQ(10U, notes->Records());
+  EXPECT_TRUE(Open(MAGIC + block(0, 0))->End());
+  EXPECT_TRUE(Open(MAGIC + block(0, 65537))->End());
+  EXPECT_TRUE(Open(MAGIC + block(UINT64_MAX, 2))->End());
+}
+
+TEST_F(NotesTest, SamplesThatContradictThemselvesAreRefused) {
+  const auto samples = [this](const Body& body) {
+    return Open(MAGIC + Block(1, Writing().Sized(Writing().N(3).N(0).T("queue").T(""))) +
+                Block(3, body))
+        ->End()
+        .reason;
+  };
+  EXPECT_EQ("", samples(Writing().N(1).S(7).N(0).S(2).S(3).N(0).S(-5)));
+  EXPECT_THAT(samples(Writing().N(1).S(7).N(1).S(2).S(3).N(0).S(-5)), HasSubstr("not declared"));
+  EXPECT_THAT(samples(Writing().N(1).S(7).N(0).S(-2).S(3).N(0).S(-5)), HasSubstr("damaged"));
+  EXPECT_THAT(samples(Writing().N(1).S(7).N(0).S(2).S(3).N(2).S(-5)), HasSubstr("damaged"));
+  EXPECT_THAT(samples(Writing().N(1).S(7).N(0).S(2).S(3).N(1).S(-5)), HasSubstr("damaged"));
+  EXPECT_THAT(samples(Writing().N(0)), HasSubstr("damaged"));
+}
+
+}  // namespace
+}  // namespace marrowfin::testing

@@ -1,0 +1,390 @@
+#include "trace/read/NotesDecode.h"
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+#include "trace/base/BigEndian.h"
+#include "trace/base/Bytes.h"
+#include "trace/base/Zstd.h"
+
+namespace marrowfin {
+
+namespace {
+
+constexpr size_t FIELDS_BEFORE_SUM = 12;
+
+bool IsUtf8(const std::string& text) {
+  size_t i = 0;
+  while (i < text.size()) {
+    const auto lead = static_cast<uint8_t>(text[i]);
+    const size_t more = lead < 0x80 ? 0 : lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : 1;
+    if ((lead >= 0x80 && lead < 0xC2) || lead > 0xF4 || text.size() - i <= more) {
+      return false;
+    }
+    uint32_t point = more == 0 ? lead : lead & (0x3FU >> more);
+    for (size_t k = 1; k <= more; ++k) {
+      const auto next = static_cast<uint8_t>(text[i + k]);
+      if ((next & 0xC0) != 0x80) {
+        return false;
+      }
+      point = point << 6 | (next & 0x3F);
+    }
+    constexpr uint32_t LEAST[] = {0, 0x80, 0x800, 0x10000};
+    if (point < LEAST[more] || point > 0x10FFFF || (point >= 0xD800 && point < 0xE000)) {
+      return false;
+    }
+    i += more + 1;
+  }
+  return true;
+}
+
+std::string DecodeAttribute(ByteReader& reader, NoteDeclarations& declarations) {
+  const uint64_t number = reader.Number();
+  const uint64_t type = reader.Number();
+  NoteAttribute attribute;
+  attribute.name = reader.Text();
+  attribute.unit = reader.Text();
+  if (!reader.Good() || number > declarations.attributes.size() ||
+      number >= NOTES_MOST_ATTRIBUTES || type < 1 || type > 5 || attribute.name.empty() ||
+      !IsUtf8(attribute.name) || !IsUtf8(attribute.unit)) {
+    return "an attribute is not declared as attributes are";
+  }
+  attribute.type = static_cast<NoteType>(type);
+  if (number < declarations.attributes.size()) {
+    attribute.names = declarations.attributes[number].names;
+    return attribute == declarations.attributes[number]
+               ? ""
+               : "attribute " + std::to_string(number) + " is declared twice, in different ways";
+  }
+  if (declarations.Attribute(attribute.name)) {
+    return "two attributes have one name";
+  }
+  declarations.attributes.push_back(std::move(attribute));
+  return "";
+}
+
+std::string DecodeValueName(ByteReader& reader, NoteDeclarations& declarations) {
+  const uint64_t number = reader.Number();
+  const uint64_t value = reader.Number();
+  const std::string name = reader.Text();
+  if (!reader.Good() || number >= declarations.attributes.size() || name.empty() || !IsUtf8(name) ||
+      declarations.attributes[number].type != NoteType::NAME) {
+    return "the name of a value is not declared as such names are";
+  }
+  const std::string& known =
+      declarations.attributes[number].names.try_emplace(value, name).first->second;
+  return known == name ? ""
+                       : "a value of " + declarations.attributes[number].name + " has two names";
+}
+
+std::string DecodeCounter(ByteReader& reader, NoteDeclarations& declarations) {
+  const uint64_t number = reader.Number();
+  NoteCounter counter;
+  counter.name = reader.Text();
+  counter.unit = reader.Text();
+  if (!reader.Good() || number > declarations.counters.size() || number >= NOTES_MOST_COUNTERS ||
+      counter.name.empty() || !IsUtf8(counter.name) || !IsUtf8(counter.unit)) {
+    return "a counter is not declared as counters are";
+  }
+  if (number < declarations.counters.size()) {
+    return counter == declarations.counters[number]
+               ? ""
+               : "counter " + std::to_string(number) + " is declared twice, in different ways";
+  }
+  if (declarations.Counter(counter.name)) {
+    return "two counters have one name";
+  }
+  declarations.counters.push_back(std::move(counter));
+  return "";
+}
+
+// The positions of a column: all records of the block, or those that it lists.
+bool DecodePositions(ByteReader& reader, uint32_t count, NoteType type, NoteColumn& column) {
+  const bool several = type == NoteType::RECORDS;
+  const size_t listed = reader.Count(several ? NOTES_LARGEST_BODY : count);
+  if (listed == 0) {
+    column.positions.resize(count);
+    for (uint32_t i = 0; i < count; ++i) {
+      column.positions[i] = i;
+    }
+    return reader.Good() && !several;
+  }
+  column.positions.resize(listed);
+  uint64_t at = 0;
+  for (size_t i = 0; i < listed; ++i) {
+    const uint64_t step = reader.Number();
+    if (step >= count || (i > 0 && step == 0 && !several)) {
+      return false;
+    }
+    at += step;
+    if (at >= count) {
+      return false;
+    }
+    column.positions[i] = static_cast<uint32_t>(at);
+  }
+  return reader.Good();
+}
+
+uint64_t DecodeReal(ByteReader& reader) {
+  uint8_t bytes[8] = {};
+  reader.Raw(bytes, sizeof(bytes));
+  return Load64(bytes);
+}
+
+bool DecodeValues(ByteReader& reader, uint64_t first, NoteType type, NoteColumn& column) {
+  column.values.resize(column.positions.size());
+  uint64_t before = 0;
+  for (size_t i = 0; i < column.values.size() && reader.Good(); ++i) {
+    uint64_t& value = column.values[i];
+    if (type == NoteType::REAL) {
+      value = DecodeReal(reader);
+    } else if (type == NoteType::CYCLE) {
+      value = static_cast<uint64_t>(reader.Signed());
+    } else if (type == NoteType::RECORDS) {
+      const uint64_t record = first + column.positions[i];
+      const uint64_t distance = reader.Number();
+      if (distance == 0 || distance > record) {
+        return false;
+      }
+      value = record - distance;
+    } else {
+      value = before + static_cast<uint64_t>(reader.Signed());
+      before = value;
+    }
+  }
+  return reader.Good();
+}
+
+std::string DecodeColumn(ByteReader& reader, const NoteDeclarations& declarations,
+                         NotesBlock& block, uint32_t& seen) {
+  const uint64_t attribute = reader.Number();
+  const size_t size = reader.Count(NOTES_LARGEST_BODY);
+  std::vector<uint8_t> bytes(size);
+  if (!reader.Raw(bytes.data(), size) || !reader.Good()) {
+    return "a column is cut";
+  }
+  if (attribute >= declarations.attributes.size()) {
+    return "attribute " + std::to_string(attribute) + " was not declared";
+  }
+  if ((seen >> attribute & 1) != 0) {
+    return "there are two columns of " + declarations.attributes[attribute].name;
+  }
+  seen |= uint32_t{1} << attribute;
+  NoteColumn column;
+  column.attribute = static_cast<uint32_t>(attribute);
+  const NoteType type = declarations.attributes[attribute].type;
+  ByteReader inner(bytes.data(), bytes.size());
+  if (!DecodePositions(inner, block.count, type, column) ||
+      !DecodeValues(inner, block.first, type, column) || !inner.AtEnd()) {
+    return "the column of " + declarations.attributes[attribute].name + " is damaged";
+  }
+  block.columns.push_back(std::move(column));
+  return "";
+}
+
+double DecodeSampleValue(ByteReader& reader, bool& good) {
+  uint8_t form = 2;
+  reader.Raw(&form, 1);
+  if (form == 0) {
+    return static_cast<double>(reader.Signed());
+  }
+  good = good && form == 1;
+  return std::bit_cast<double>(DecodeReal(reader));
+}
+
+// Numbers of 32 bits, each as the difference to the one before.
+bool DecodeCoordinates(ByteReader& reader, std::vector<CounterSample>& samples,
+                       uint32_t Place::*coordinate) {
+  uint64_t before = 0;
+  for (CounterSample& sample : samples) {
+    before += static_cast<uint64_t>(reader.Signed());
+    if (before > UINT32_MAX) {
+      return false;
+    }
+    sample.at.*coordinate = static_cast<uint32_t>(before);
+  }
+  return reader.Good();
+}
+
+bool DecodeEntry(ByteReader& reader, NotesEntry& entry, uint64_t& offset, uint64_t& first) {
+  uint8_t kind = 0;
+  reader.Raw(&kind, 1);
+  const uint64_t step = reader.Number();
+  entry.kind = static_cast<NotesBlockKind>(kind);
+  offset += step;
+  entry.offset = offset;
+  if (step == 0 || offset < step) {
+    return false;
+  }
+  if (entry.kind == NotesBlockKind::DECLARATIONS) {
+    return reader.Good();
+  }
+  const uint64_t low = reader.Number();
+  const uint64_t span = reader.Number();
+  const bool notes = entry.kind == NotesBlockKind::NOTES;
+  entry.low = notes ? first + low : low;
+  entry.high = entry.low + span;
+  first = notes ? entry.low : first;
+  return reader.Good() && entry.high >= entry.low &&
+         (notes ? entry.low >= low && span >= 1 && span <= NOTES_MOST_RECORDS
+                : entry.kind == NotesBlockKind::SAMPLES);
+}
+
+}  // namespace
+
+NotesBlockHead DecodeNotesHead(std::span<const uint8_t, NOTES_BLOCK_HEAD> bytes) {
+  NotesBlockHead head;
+  head.kind = bytes[0];
+  head.packing = bytes[1];
+  head.stored = Load32(bytes.data() + 4);
+  head.raw = Load32(bytes.data() + 8);
+  head.sum = Load32(bytes.data() + FIELDS_BEFORE_SUM);
+  return head;
+}
+
+std::string UnpackNotesBody(std::span<const uint8_t, NOTES_BLOCK_HEAD> head,
+                            std::span<const uint8_t> stored, std::vector<uint8_t>& body) {
+  const NotesBlockHead fields = DecodeNotesHead(head);
+  uLong sum = crc32(0, head.data(), FIELDS_BEFORE_SUM);
+  sum = crc32(sum, stored.data(), static_cast<uInt>(stored.size()));
+  if (sum != fields.sum || stored.size() != fields.stored) {
+    return "the checksum of a block is wrong";
+  }
+  if (fields.raw > NOTES_LARGEST_BODY) {
+    return "a block is larger than any may be";
+  }
+  if (fields.packing == static_cast<uint8_t>(NotesPacking::NONE)) {
+    body.assign(stored.begin(), stored.end());
+    return body.size() == fields.raw ? "" : "a block has another size than it says";
+  }
+  if (fields.packing != static_cast<uint8_t>(NotesPacking::ZSTD)) {
+    return "a block is packed in an unknown way";
+  }
+  return Unpack(stored, fields.raw, body) ? "" : "a block does not unpack";
+}
+
+std::string DecodeDeclarations(std::span<const uint8_t> body, NoteDeclarations& declarations) {
+  ByteReader reader(body.data(), body.size());
+  std::vector<uint8_t> bytes;
+  while (!reader.AtEnd()) {
+    bytes.resize(reader.Count(body.size()));
+    if (!reader.Raw(bytes.data(), bytes.size()) || !reader.Good()) {
+      return "a declaration is cut";
+    }
+    ByteReader entry(bytes.data(), bytes.size());
+    const uint64_t what = entry.Number();
+    std::string wrong;
+    if (what == 1) {
+      wrong = DecodeAttribute(entry, declarations);
+    } else if (what == 2) {
+      wrong = DecodeValueName(entry, declarations);
+    } else if (what == 3) {
+      wrong = DecodeCounter(entry, declarations);
+    } else if (!entry.Good()) {
+      wrong = "a declaration is empty";
+    }
+    if (!wrong.empty()) {
+      return wrong;
+    }
+  }
+  return "";
+}
+
+std::string DecodeNotesRange(std::span<const uint8_t> body, uint64_t& first, uint32_t& count) {
+  ByteReader reader(body.data(), body.size());
+  first = reader.Number();
+  const uint64_t number = reader.Number();
+  if (!reader.Good() || number < 1 || number > NOTES_MOST_RECORDS || first + number < first) {
+    return "a block of notes does not say which records it is about";
+  }
+  count = static_cast<uint32_t>(number);
+  return "";
+}
+
+std::string DecodeNotes(std::span<const uint8_t> body, const NoteDeclarations& declarations,
+                        NotesBlock& block) {
+  block.columns.clear();
+  std::string wrong = DecodeNotesRange(body, block.first, block.count);
+  if (!wrong.empty()) {
+    return wrong;
+  }
+  ByteReader reader(body.data(), body.size());
+  reader.Number();
+  reader.Number();
+  block.fingerprint = DecodeReal(reader);
+  const size_t columns = reader.Count(NOTES_MOST_ATTRIBUTES);
+  uint32_t seen = 0;
+  for (size_t i = 0; i < columns && wrong.empty(); ++i) {
+    wrong = DecodeColumn(reader, declarations, block, seen);
+  }
+  if (wrong.empty() && (!reader.Good() || !reader.AtEnd())) {
+    return "a block of notes has another size than its columns";
+  }
+  return wrong;
+}
+
+void ResolveCycles(const NoteDeclarations& declarations, std::span<const uint64_t> cycles,
+                   NotesBlock& block) {
+  for (NoteColumn& column : block.columns) {
+    if (declarations.attributes[column.attribute].type == NoteType::CYCLE) {
+      for (size_t i = 0; i < column.values.size(); ++i) {
+        column.values[i] = cycles[column.positions[i]] - column.values[i];
+      }
+    }
+  }
+}
+
+std::string DecodeSamples(std::span<const uint8_t> body, size_t counters,
+                          std::vector<CounterSample>& samples) {
+  ByteReader reader(body.data(), body.size());
+  samples.assign(reader.Count(NOTES_MOST_SAMPLES), CounterSample());
+  uint64_t cycle = 0;
+  for (CounterSample& sample : samples) {
+    cycle += static_cast<uint64_t>(reader.Signed());
+    sample.cycle = cycle;
+  }
+  for (CounterSample& sample : samples) {
+    const uint64_t counter = reader.Number();
+    if (counter >= counters) {
+      return "counter " + std::to_string(counter) + " was not declared";
+    }
+    sample.counter = static_cast<uint32_t>(counter);
+  }
+  bool good = DecodeCoordinates(reader, samples, &Place::column) &&
+              DecodeCoordinates(reader, samples, &Place::row);
+  for (CounterSample& sample : samples) {
+    sample.value = DecodeSampleValue(reader, good);
+  }
+  return good && reader.Good() && reader.AtEnd() && !samples.empty()
+             ? ""
+             : "a block of samples is damaged";
+}
+
+std::string DecodeNotesTable(std::span<const uint8_t> body, uint64_t offset,
+                             std::vector<NotesEntry>& entries) {
+  const std::string damaged = "the table of blocks is damaged";
+  if (body.size() < NOTES_TABLE_TAIL) {
+    return damaged;
+  }
+  const std::span<const uint8_t> tail = body.last(NOTES_TABLE_TAIL);
+  ByteReader reader(body.data(), body.size() - NOTES_TABLE_TAIL);
+  entries.assign(reader.Count(body.size()), NotesEntry());
+  uint64_t at = 0;
+  uint64_t first = 0;
+  uint64_t end = 0;
+  for (NotesEntry& entry : entries) {
+    if (!DecodeEntry(reader, entry, at, first) || entry.offset >= offset ||
+        (entry.kind == NotesBlockKind::NOTES && entry.low < end)) {
+      return damaged;
+    }
+    end = entry.kind == NotesBlockKind::NOTES ? entry.high : end;
+  }
+  const bool whole = reader.Good() && reader.AtEnd() && Load64(tail.data()) == offset &&
+                     memcmp(tail.data() + 8, NOTES_TABLE_MAGIC, sizeof(NOTES_TABLE_MAGIC)) == 0;
+  return whole ? "" : damaged;
+}
+
+}  // namespace marrowfin
