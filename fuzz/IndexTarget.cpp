@@ -17,6 +17,7 @@
 #include "trace/index/IndexBuilder.h"
 #include "trace/index/IndexFormat.h"
 #include "trace/index/Pack.h"
+#include "trace/index/ThreadMask.h"
 #include "trace/index/TimeCounter.h"
 #include "trace/read/Reader.h"
 #include "trace/read/TraceSource.h"
@@ -37,7 +38,7 @@ namespace {
 constexpr uint32_t RECORDS = 150;
 constexpr uint32_t OLD_RECORDS = 100;  // of the state of the trace that it grew from
 constexpr uint32_t SIDE = 8;
-constexpr size_t SECTIONS = 1 + ACTIVITIES;  // of a boundary
+constexpr size_t SECTIONS = 1 + ACTIVITIES + 1;  // of a boundary: keyframe, node, mask
 
 constexpr bool IsSend(uint64_t record) { return record % 5 == 3; }
 
@@ -100,18 +101,20 @@ void AddBoundary(const Summarizer& summarizer, Contents& contents) {
   b.columns = SIDE;
   b.rows = SIDE;
   b.switches = static_cast<uint32_t>(summarizer.SwitchCount());
+  b.threadSlots = static_cast<uint32_t>(s.ThreadSlots());
   d.boundaries.push_back(b);
   std::vector<uint8_t> keyframe(SIDE * SIDE + b.switches);
-  std::vector<uint64_t> counts(SIDE * SIDE);
+  std::vector<uint64_t> counts(std::max<size_t>(SIDE * SIDE, CountersOf(b, THREAD_RECORDS)));
   for (size_t i = 0; i < keyframe.size(); ++i) {
     keyframe[i] = static_cast<uint8_t>(i * 11 % 79);
     counts[i % counts.size()] = i % 5;
   }
   contents.sections.push_back(keyframe);
-  for (const Activity activity : {FIRES, SENDS, RECEIVES, TRANSMISSIONS}) {
-    const size_t cells = activity == TRANSMISSIONS ? b.switches : counts.size();
-    contents.sections.push_back(Narrow({counts.data(), cells}));
+  for (const Activity activity : {FIRES, SENDS, RECEIVES, TRANSMISSIONS, THREAD_RECORDS}) {
+    contents.sections.push_back(Narrow({counts.data(), CountersOf(b, activity)}));
   }
+  contents.sections.push_back(
+      ThreadMask::Encode(std::vector<uint8_t>(SIDE * SIDE, 3), SIDE, SIDE, b.record));
 }
 
 // The first batch of records that lie whole in the trace's bytes `begin` to `end`.
@@ -176,6 +179,9 @@ struct Numbers {
     for (auto& [thread, count] : s.threads) {
       wide.push_back(&count);
     }
+    for (uint32_t& thread : s.largeThreads) {
+      narrow.push_back(&thread);
+    }
     for (Place& place : s.switchPlaces) {
       narrow.push_back(&place.column);
       narrow.push_back(&place.row);
@@ -195,9 +201,12 @@ struct Numbers {
     }
     for (IndexBoundary& b : d.boundaries) {
       wide.insert(wide.end(), {&b.record, &b.offset, &b.lastCycle, &b.changes});
-      narrow.insert(narrow.end(), {&b.columns, &b.rows, &b.switches});
+      narrow.insert(narrow.end(), {&b.columns, &b.rows, &b.switches, &b.threadSlots});
       Add(b.keyframe);
       for (IndexSection& section : b.node) {
+        Add(section);
+      }
+      for (IndexSection& section : b.masks) {
         Add(section);
       }
     }
@@ -306,6 +315,7 @@ void PlaceSections(Contents& contents, std::vector<uint8_t>& file) {
     boundary.keyframe = placed[b * SECTIONS];
     std::copy_n(placed.begin() + static_cast<ptrdiff_t>(b * SECTIONS + 1), ACTIVITIES,
                 boundary.node);
+    boundary.masks = {placed[b * SECTIONS + 1 + ACTIVITIES]};
   }
   contents.directory.times = placed[placed.size() - 2];
   contents.directory.furtherTimes = placed.back();

@@ -11,7 +11,8 @@ FOOTER = 40
 MOST_CELLS = 16384
 THREADS = 16  # told apart in a time table
 
-ACTIVITIES = ("fires", "sends", "receives", "transmissions")
+ACTIVITIES = ("fires", "sends", "receives", "transmissions", "thread records")
+OTHER_THREADS, SMALL_THREADS = 0, 64
 
 
 class Numbers:
@@ -95,13 +96,28 @@ class IndexFile:
     def node(self, boundary, activity):
         """The counts of a node."""
         raw = self.unpack(boundary.nodes[activity])
-        elements = boundary.columns * boundary.rows
-        count = boundary.switches if activity == "transmissions" else elements
+        count = boundary.columns * boundary.rows
+        if activity == "transmissions":
+            count = boundary.switches
+        elif activity == "thread records":
+            count = 3 * boundary.thread_slots
         width = raw[0]
         assert width in (0, 1, 2, 4, 8, 16, 32, 64)
         assert len(raw) == 1 + (width * count + 7) // 8
         bits = int.from_bytes(raw[1:], "little")
         return [bits >> (width * i) & ((1 << width) - 1) for i in range(count)]
+
+    def mask(self, boundary, section):
+        """The bits of every position."""
+        raw = self.unpack(section)
+        columns, rows = max(1, boundary.columns >> raw[0]), max(1, boundary.rows >> raw[0])
+        assert len(raw) == 1 + columns * rows
+        across, down = boundary.columns // columns, boundary.rows // rows
+        return [
+            raw[1 + row // down * columns + column // across]
+            for row in range(boundary.rows)
+            for column in range(boundary.columns)
+        ]
 
     def time_table(self, section):
         """The width of a cell in cycles, the number of the first cell, the threads told apart, and
@@ -126,6 +142,7 @@ class IndexFile:
         for boundary in self.boundaries:
             yield boundary.keyframe
             yield from boundary.nodes.values()
+            yield from boundary.masks
         yield self.times
         yield self.further_times
 
@@ -136,6 +153,7 @@ def read_summary(numbers):
              "sent_columns", "sent_rows")
     summary = types.SimpleNamespace(**dict(zip(names, numbers.numbers(15))))
     summary.threads = dict(numbers.numbers(2) for _ in range(numbers.number()))
+    summary.large_threads = [thread for thread in summary.threads if thread >= SMALL_THREADS]
     summary.further_threads = numbers.number()
     summary.places = [tuple(numbers.numbers(2)) for _ in range(numbers.number())]
     summary.all_places = numbers.number()
@@ -163,8 +181,9 @@ def read_boundaries(numbers):
         boundary.record, boundary.offset, boundary.cycle = record, offset, numbers.number()
         changes += numbers.number()
         boundary.changes = changes
-        names = ("sample", "columns", "rows", "switches")
-        vars(boundary).update(zip(names, numbers.numbers(4)))
+        names = ("sample", "columns", "rows", "switches", "thread_slots")
+        vars(boundary).update(zip(names, numbers.numbers(5)))
         boundary.keyframe = numbers.section()
         boundary.nodes = {activity: numbers.section() for activity in ACTIVITIES}
+        boundary.masks = [numbers.section() for _ in range(numbers.number())]
         yield boundary

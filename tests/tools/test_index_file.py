@@ -10,10 +10,10 @@ import zlib
 
 import pytest
 
-from index_file import ACTIVITIES, IndexFile
+from index_file import ACTIVITIES, SMALL_THREADS, IndexFile
 
 SWITCH, FIRE, SEND = 2, 3, 4
-RECORDS = 150_000
+RECORDS = 300_000
 TOP = 1 << 64
 
 Event = collections.namedtuple("Event", "kind cycle thread at to")
@@ -47,6 +47,8 @@ def make_events(seed):
     events[97_999] = Event(SWITCH, 10_002, 1, (36, 4), None)
     # Places and threads that only the beginning knows.
     events[7] = Event(FIRE, events[7].cycle, 77, (30, 1), None)
+    events[8] = Event(FIRE, events[8].cycle, 1000, (30, 1), None)
+    events[120_000] = Event(FIRE, events[120_000].cycle, 65, (30, 1), None)
     return events
 
 
@@ -78,6 +80,10 @@ class Known:
 
     def places(self, end):
         return list(dict.fromkeys(e.at for e in self.events[:end] if e.kind == SWITCH))
+
+    def large_threads(self, end):
+        large = (e.thread for e in self.events[:end] if e.thread >= SMALL_THREADS)
+        return list(dict.fromkeys(large))
 
     def extent(self, end, kind):
         places = [e.at for e in self.events[:end] if e.kind == kind]
@@ -145,6 +151,7 @@ def check_summary(summary, known, end):
     assert (summary.fired_columns, summary.fired_rows) == known.extent(end, FIRE)
     assert (summary.sent_columns, summary.sent_rows) == known.extent(end, SEND)
     assert summary.threads == collections.Counter(event.thread for event in events)
+    assert summary.large_threads == known.large_threads(end)
     assert summary.further_threads == 0
     assert summary.places == known.places(end)
     assert summary.all_places == 1
@@ -177,6 +184,7 @@ def test_boundaries_tell_where_segments_end(index, known):
         assert boundary.changes == known.changes[boundary.record - 1]
         assert (boundary.columns, boundary.rows) == known.array(boundary.record)
         assert boundary.switches == len(known.places(boundary.record))
+        assert boundary.thread_slots == 1 + SMALL_THREADS + len(known.large_threads(boundary.record))
     starts = [0] + [boundary.record for boundary in index.boundaries]
     for start, boundary in zip(starts, index.boundaries):
         first = known.events[start : start + 8]
@@ -231,6 +239,7 @@ def test_the_sums_of_nodes_are_the_counts_up_to_a_boundary(index, known):
             else:
                 sums["sends"][event.at] += 1
                 sums["receives"][event.to] += 1
+            sums["thread records"][event.thread, event.kind] += 1
         done = boundary.record
         for activity in ACTIVITIES:
             found = collections.Counter()
@@ -243,9 +252,40 @@ def test_the_sums_of_nodes_are_the_counts_up_to_a_boundary(index, known):
 
 def add_node(index, boundary, activity, counts, known):
     places = known.places(boundary.record)
+    threads = [None, *range(SMALL_THREADS), *known.large_threads(boundary.record)]
     for position, count in enumerate(index.node(boundary, activity)):
-        at = (position % boundary.columns, position // boundary.columns)
-        counts[places[position] if activity == "transmissions" else at] += count
+        if activity == "transmissions":
+            unit = places[position]
+        elif activity == "thread records":
+            unit = (threads[position // 3], position % 3 + SWITCH)
+        else:
+            unit = (position % boundary.columns, position // boundary.columns)
+        counts[unit] += count
+
+
+def thread_bit(thread):
+    """The bit of a thread in a mask, as the page gives it."""
+    return 1 << thread % 4096 * 585 // 512 % 8
+
+
+def test_masks_tell_which_threads_touched_which_elements(index, known):
+    seen = 0
+    for number, boundary in enumerate(index.boundaries, start=1):
+        level = (number & -number).bit_length() - len(boundary.masks)
+        for section in boundary.masks:
+            before = number - (1 << level)
+            start = index.boundaries[before - 1].record if before > 0 else 0
+            assert boundary.record - start >= 262144
+            expected = collections.Counter()
+            for event in known.events[start : boundary.record]:
+                for place in () if event.kind == SWITCH else filter(None, (event.at, event.to)):
+                    expected[place] |= thread_bit(event.thread)
+            for position, bits in enumerate(index.mask(boundary, section)):
+                at = (position % boundary.columns, position // boundary.columns)
+                assert bits & expected[at] == expected[at], (number, level, at)
+            seen += 1
+            level += 1
+    assert seen > 0, "the trace was to be long enough"
 
 
 def count_times(events, width, threads):

@@ -29,6 +29,8 @@ constexpr size_t LARGE_RECORD = SMALL_RECORD + PLACE_SIZE;    // sends
 // whatever the cluster's size.
 constexpr uint32_t FIRST_SWITCH = 4;
 
+constexpr size_t RECORD_TYPES = 3;
+
 constexpr bool IsRecordType(uint32_t type) { return type >= SWITCH_RECORD && type <= SEND_RECORD; }
 
 // Bytes of a whole record of a known type.

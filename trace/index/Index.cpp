@@ -6,6 +6,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
@@ -18,6 +19,7 @@
 #include "trace/index/IndexFormat.h"
 #include "trace/index/IndexWriter.h"
 #include "trace/index/Pack.h"
+#include "trace/index/ThreadMask.h"
 #include "trace/read/Reader.h"
 
 namespace marrowfin {
@@ -284,6 +286,9 @@ uint64_t Index::EndOfBoundaries() const {
     for (const IndexSection& section : boundary.node) {
       end = std::max(end, section.offset + section.packedSize);
     }
+    for (const IndexSection& section : boundary.masks) {
+      end = std::max(end, section.offset + section.packedSize);
+    }
   }
   return end;
 }
@@ -458,9 +463,8 @@ Result<std::span<const uint8_t>> Index::Keyframe(size_t b) const {
 Fault Index::AddNode(size_t b, Activity activity, int sign, uint32_t columns, uint32_t rows,
                      std::vector<uint64_t>& sums) const {
   const IndexBoundary& boundary = boundaries[b - 1];
-  const bool elements = activity != TRANSMISSIONS;
-  const size_t cells =
-      elements ? static_cast<size_t>(boundary.columns) * boundary.rows : boundary.switches;
+  const bool elements = activity < TRANSMISSIONS;
+  const size_t cells = CountersOf(boundary, activity);
   const auto narrow = Section(boundary.node[activity]);
   if (!narrow) {
     return narrow.Why();
@@ -473,7 +477,7 @@ Fault Index::AddNode(size_t b, Activity activity, int sign, uint32_t columns, ui
   if (!AddNarrow(**narrow, sign, part)) {
     return DamagedNode();
   }
-  const uint32_t partColumns = elements ? boundary.columns : boundary.switches;
+  const uint32_t partColumns = elements ? boundary.columns : static_cast<uint32_t>(cells);
   const uint32_t partRows = elements ? boundary.rows : 1;
   const uint32_t sumColumns = elements ? columns : static_cast<uint32_t>(sums.size());
   for (uint32_t row = 0; row < std::min(partRows, elements ? rows : 1); ++row) {
@@ -486,5 +490,69 @@ Fault Index::AddNode(size_t b, Activity activity, int sign, uint32_t columns, ui
 }
 
 Fault Index::DamagedNode() const { return NotUsable(fileName, "a node of the index is damaged"); }
+
+// The counts of a node, as many as its boundary says.
+Result<const std::vector<uint8_t>*> Index::Node(size_t b, Activity activity) const {
+  const IndexBoundary& boundary = boundaries[b - 1];
+  Result<const std::vector<uint8_t>*> narrow = Section(boundary.node[activity]);
+  if (narrow && !IsNarrow(**narrow, CountersOf(boundary, activity))) {
+    return DamagedNode();
+  }
+  return narrow;
+}
+
+Result<uint64_t> Index::SumNode(size_t b, Activity activity, Place first, Place last) const {
+  const auto narrow = Node(b, activity);
+  if (!narrow) {
+    return narrow.Why();
+  }
+  const IndexBoundary& boundary = boundaries[b - 1];
+  const size_t end = std::min<size_t>(size_t{last.column} + 1, boundary.columns);
+  uint64_t sum = 0;
+  for (size_t row = first.row; row < boundary.rows && row <= last.row && first.column < end;
+       ++row) {
+    const size_t start = row * boundary.columns;
+    sum += SumNarrow(**narrow, start + first.column, start + end);
+  }
+  return sum;
+}
+
+Result<uint64_t> Index::Counter(size_t b, Activity activity, size_t number) const {
+  const auto narrow = Node(b, activity);
+  if (!narrow) {
+    return narrow.Why();
+  }
+  const size_t counters = CountersOf(boundaries[b - 1], activity);
+  return number < counters ? SumNarrow(**narrow, number, number + 1) : 0;
+}
+
+// Of which levels there are masks: the uppermost ones.
+bool Index::HasMask(size_t b, size_t level) const {
+  const size_t levels = static_cast<size_t>(std::countr_zero(b)) + 1;
+  return level < levels && level + boundaries[b - 1].masks.size() >= levels;
+}
+
+const IndexSection& Index::MaskSection(size_t b, size_t level) const {
+  const std::vector<IndexSection>& masks = boundaries[b - 1].masks;
+  const size_t levels = static_cast<size_t>(std::countr_zero(b)) + 1;
+  return masks[level + masks.size() - levels];
+}
+
+Result<std::span<const uint8_t>> Index::Mask(size_t b, size_t level) const {
+  const auto section = Section(MaskSection(b, level));
+  if (!section) {
+    return section.Why();
+  }
+  return std::span<const uint8_t>(**section);
+}
+
+Result<uint8_t> Index::MaskOf(size_t b, size_t level, Place first, Place last) const {
+  const auto section = Section(MaskSection(b, level));
+  if (!section) {
+    return section.Why();
+  }
+  const IndexBoundary& boundary = boundaries[b - 1];
+  return ThreadMask::Gather(**section, boundary.columns, boundary.rows, first, last);
+}
 
 }  // namespace marrowfin

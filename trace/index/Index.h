@@ -104,6 +104,23 @@ class Index {
   [[nodiscard]] Fault AddNode(size_t b, Activity activity, int sign, uint32_t columns,
                               uint32_t rows, std::vector<uint64_t>& sums) const;
 
+  // The sum of the counters of a rectangle of the processing elements, `first` to `last` included,
+  // in the node of boundary b; there are none outside the array. `activity` is FIRES, SENDS or
+  // RECEIVES. Costs what the rectangle holds, once the section is unpacked. A fault where the file
+  // is damaged.
+  Result<uint64_t> SumNode(size_t b, Activity activity, Place first, Place last) const;
+
+  // One counter of the node of boundary b; 0 where it has none of that number.
+  Result<uint64_t> Counter(size_t b, Activity activity, size_t number) const;
+
+  // Whether there is a mask of the last 2^level segments up to boundary b, whose number is a
+  // multiple of 2^level, and its section, see ThreadMask; good until the next question.
+  bool HasMask(size_t b, size_t level) const;
+  Result<std::span<const uint8_t>> Mask(size_t b, size_t level) const;
+
+  // The bits of that mask, which must be there, in a rectangle.
+  Result<uint8_t> MaskOf(size_t b, size_t level, Place first, Place last) const;
+
  private:
   Index() = default;
   static Result<int> Write(const TraceFile& trace, const std::string& file, const Index* grown,
@@ -123,6 +140,8 @@ class Index {
   Result<std::vector<uint8_t>> ReadSection(const IndexSection& section) const;
   Result<const std::vector<uint8_t>*> Section(const IndexSection& section) const;
   Fault DamagedNode() const;
+  Result<const std::vector<uint8_t>*> Node(size_t b, Activity activity) const;
+  const IndexSection& MaskSection(size_t b, size_t level) const;
 
   int descriptor = -1;
   std::string fileName;

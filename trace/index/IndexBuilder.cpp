@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <bit>
 
+#include "trace/index/ThreadMask.h"
+
 namespace marrowfin {
 
 namespace {
@@ -130,15 +132,18 @@ void IndexBuilder::CountElements(const Columns& columns) {
   for (uint32_t i = 0; i < columns.size; ++i) {
     const uint32_t kind = columns.tag[i].type - SWITCH_RECORD;
     const bool change = columns.cycle[i] != last;
-    const Touch touch = MakeTouch(passed, change, columns.tag[i].thread);
+    const uint32_t thread = columns.tag[i].thread;
+    const Touch touch = MakeTouch(passed, change, thread);
+    const uint32_t mark = uint32_t{1} << Segment::Cell::MASK_SHIFT << ThreadMask::ClassOf(thread);
     const uint32_t sender = columns.at[i].row * stride + columns.at[i].column;
     const uint32_t receiver = columns.to[i].row * stride + columns.to[i].column;
     Segment::Cell& at = atCells[kind][(sender & atPlace[kind]) | (i & atNowhere[kind])];
-    at.fires += kind & 1;
+    at.fires = (at.fires + (kind & 1)) | mark;
     at.sends += kind >> 1;
     at.touch = (at.touch & ~touches[kind]) | (touch & touches[kind]);
     // Of records that are no sends the receiver is (0, 0).
-    ++toCells[kind][receiver | (i & toNowhere[kind])].receives;
+    uint32_t& receives = toCells[kind][receiver | (i & toNowhere[kind])].receives;
+    receives = (receives + 1) | mark;
     batchTouches[i] = touch;
     passed += change;
     last = columns.cycle[i];
@@ -163,6 +168,17 @@ void IndexBuilder::CountSwitches() {
   }
 }
 
+// What the segment has brought to each thread is what has been counted since its start.
+void IndexBuilder::CountThreads() {
+  const std::span<const uint64_t> counts = summarizer.ThreadCounts();
+  segmentThreads.resize(counts.size());
+  counted.threadCounts.resize(counts.size());
+  for (size_t i = 0; i < counts.size(); ++i) {
+    counted.threadCounts[i] = static_cast<uint32_t>(counts[i] - segmentThreads[i]);
+    segmentThreads[i] = counts[i];
+  }
+}
+
 // The segment is packed while the next one is counted into the cells of the one before.
 void IndexBuilder::EndSegment() {
   if (!complete) {
@@ -178,7 +194,9 @@ void IndexBuilder::EndSegment() {
   boundary.columns = columnCount;
   boundary.rows = rowCount;
   boundary.switches = static_cast<uint32_t>(counted.switchCells.size());
+  boundary.threadSlots = static_cast<uint32_t>(summarizer.Get().ThreadSlots());
   counted.changes = static_cast<uint32_t>(changes - segmentChanges);
+  CountThreads();
   background.Wait();
   HalveBoundaries();
   std::swap(counted, packed);
@@ -224,6 +242,7 @@ Fault IndexBuilder::Resume(const Index& index, const Summary& summary) {
   stride = index.Stride();
   nextEntry = entries.back().record + stride;
   summarizer = Summarizer(summary);
+  segmentThreads.assign(summarizer.ThreadCounts().begin(), summarizer.ThreadCounts().end());
   atLastBoundary = summary;
   record = last.record;
   offset = last.offset;

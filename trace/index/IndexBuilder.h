@@ -51,6 +51,7 @@ class IndexBuilder {
   void MakeRoom();
   void CountElements(const Columns& columns);
   void CountSwitches();
+  void CountThreads();
   void EndSegment();
   void HalveBoundaries();
   uint64_t SegmentLength() const;
@@ -75,7 +76,8 @@ class IndexBuilder {
   uint32_t sample = 0;
   uint64_t sampleLeft = 0;
 
-  uint64_t segmentChanges = 0;  // `changes` at the start of the segment
+  uint64_t segmentChanges = 0;           // `changes` at the start of the segment
+  std::vector<uint64_t> segmentThreads;  // and the records by thread, see Summarizer::ThreadCounts
 
   // Of the batch: what its events leave on their pieces.
   std::array<Touch, Columns::CAPACITY> batchTouches;

@@ -10,6 +10,7 @@
 #include "trace/base/Bytes.h"
 #include "trace/base/PlaceTable.h"
 #include "trace/base/Record.h"
+#include "trace/index/ThreadMask.h"
 
 namespace marrowfin {
 
@@ -48,6 +49,33 @@ Fault GetFault(ByteReader& in) {
   return fault;
 }
 
+// Those that are told apart, in the order of their slots.
+void PutThreads(ByteWriter& out, const Summary& s) {
+  const auto firstLarge = s.threads.lower_bound(Summary::SMALL_THREADS);
+  out.Number(static_cast<uint64_t>(std::distance(s.threads.begin(), firstLarge)) +
+             s.largeThreads.size());
+  for (auto small = s.threads.begin(); small != firstLarge; ++small) {
+    out.Number(small->first);
+    out.Number(small->second);
+  }
+  for (const uint32_t thread : s.largeThreads) {
+    const auto found = s.threads.find(thread);
+    out.Number(thread);
+    out.Number(found == s.threads.end() ? 0 : found->second);
+  }
+}
+
+void GetThreads(ByteReader& in, Summary& s) {
+  for (size_t left = in.Count(Summary::SMALL_THREADS + Summary::MAX_THREADS); left > 0 && in.Good();
+       --left) {
+    const uint32_t thread = static_cast<uint32_t>(in.Number());
+    s.threads[thread] = in.Number();
+    if (thread >= Summary::SMALL_THREADS) {
+      s.largeThreads.push_back(thread);
+    }
+  }
+}
+
 void PutSummary(ByteWriter& out, const Summary& s) {
   for (const uint64_t number : {s.records, s.bytes, s.switches, s.fires, s.sends, s.firstCycle,
                                 s.lastCycle, s.maxCycle, s.changes, s.falls, s.firstFall}) {
@@ -55,11 +83,7 @@ void PutSummary(ByteWriter& out, const Summary& s) {
   }
   PutExtent(out, s.fired);
   PutExtent(out, s.sent);
-  out.Number(s.threads.size());
-  for (const auto& [thread, count] : s.threads) {
-    out.Number(thread);
-    out.Number(count);
-  }
+  PutThreads(out, s);
   out.Number(s.otherThreads);
   out.Number(s.switchPlaces.size());
   for (const Place& place : s.switchPlaces) {
@@ -78,11 +102,7 @@ Summary GetSummary(ByteReader& in) {
   }
   s.fired = GetExtent(in);
   s.sent = GetExtent(in);
-  for (size_t left = in.Count(Summary::SMALL_THREADS + Summary::MAX_THREADS); left > 0 && in.Good();
-       --left) {
-    const uint32_t thread = static_cast<uint32_t>(in.Number());
-    s.threads[thread] = in.Number();
-  }
+  GetThreads(in, s);
   s.otherThreads = in.Number();
   for (size_t left = in.Count(Summary::MAX_SWITCHES); left > 0 && in.Good(); --left) {
     const uint32_t column = static_cast<uint32_t>(in.Number());
@@ -141,14 +161,22 @@ void PutBoundary(ByteWriter& out, const IndexBoundary& b, const IndexBoundary& l
   out.Number(b.columns);
   out.Number(b.rows);
   out.Number(b.switches);
+  out.Number(b.threadSlots);
   PutSection(out, b.keyframe);
   for (const IndexSection& section : b.node) {
+    PutSection(out, section);
+  }
+  out.Number(b.masks.size());
+  for (const IndexSection& section : b.masks) {
     PutSection(out, section);
   }
 }
 
 // Each takes at least a byte.
-constexpr size_t NUMBERS_OF_BOUNDARY = 8 + 3 * (1 + ACTIVITIES);
+constexpr size_t NUMBERS_OF_BOUNDARY = 9 + 3 * (1 + ACTIVITIES) + 1;
+
+// More levels than there are of boundaries.
+constexpr size_t MAX_MASKS = 32;
 
 IndexBoundary GetBoundary(ByteReader& in, const IndexBoundary& last) {
   IndexBoundary b;
@@ -160,8 +188,13 @@ IndexBoundary GetBoundary(ByteReader& in, const IndexBoundary& last) {
   b.columns = static_cast<uint32_t>(in.Number());
   b.rows = static_cast<uint32_t>(in.Number());
   b.switches = static_cast<uint32_t>(in.Number());
+  b.threadSlots = static_cast<uint32_t>(in.Number());
   b.keyframe = GetSection(in);
   for (IndexSection& section : b.node) {
+    section = GetSection(in);
+  }
+  b.masks.resize(in.Count(MAX_MASKS));
+  for (IndexSection& section : b.masks) {
     section = GetSection(in);
   }
   return b;
@@ -180,13 +213,15 @@ bool CanTake(uint64_t records, uint64_t bytes) {
 
 bool AreThreadsSound(const Summary& s) {
   uint64_t left = s.records;
+  size_t large = 0;
   for (const auto& [thread, count] : s.threads) {
+    large += thread >= Summary::SMALL_THREADS ? 1 : 0;
     if (count > left) {
       return false;
     }
     left -= count;
   }
-  return s.otherThreads == left;
+  return s.otherThreads == left && large == s.largeThreads.size();
 }
 
 bool ArePlacesSound(const Summary& s) {
@@ -237,8 +272,27 @@ bool AreEntriesSound(const IndexDirectory& d) {
 
 bool IsSide(uint32_t side) { return side == 0 || std::has_single_bit(side); }
 
-bool IsBoundarySound(const IndexBoundary& b, const IndexBoundary& last, const IndexDirectory& d,
-                     uint64_t dataSize) {
+// A node's counts take at most 64 bits each, behind a byte.
+bool AreNodesSound(const IndexBoundary& b, uint64_t dataSize) {
+  for (size_t activity = 0; activity < ACTIVITIES; ++activity) {
+    const uint64_t largest = 1 + 8 * uint64_t{CountersOf(b, static_cast<Activity>(activity))};
+    if (b.node[activity].rawSize > largest || !IsInside(b.node[activity], dataSize)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool AreMasksSound(const IndexBoundary& b, size_t number, uint64_t dataSize) {
+  const uint64_t largest = ThreadMask::Largest(uint64_t{b.columns} * b.rows);
+  return b.masks.size() <= static_cast<size_t>(std::countr_zero(number)) + 1 &&
+         std::all_of(b.masks.begin(), b.masks.end(), [&](const IndexSection& section) {
+           return section.rawSize <= largest && IsInside(section, dataSize);
+         });
+}
+
+bool IsBoundarySound(const IndexBoundary& b, size_t number, const IndexBoundary& last,
+                     const IndexDirectory& d, uint64_t dataSize) {
   const uint64_t elements = static_cast<uint64_t>(b.columns) * b.rows;
   const bool ascends =
       b.record > last.record && b.record <= d.summary.records && b.offset > last.offset &&
@@ -248,26 +302,24 @@ bool IsBoundarySound(const IndexBoundary& b, const IndexBoundary& last, const In
   const bool fits = IsSide(b.columns) && IsSide(b.rows) && (b.columns == 0) == (b.rows == 0) &&
                     elements <= Index::MAX_ELEMENTS &&
                     b.switches <= d.summary.switchPlaces.size() &&
+                    b.threadSlots >= last.threadSlots && b.threadSlots <= d.summary.ThreadSlots() &&
                     b.keyframe.rawSize == elements + b.switches && IsInside(b.keyframe, dataSize);
-  // A node's counts take at most 64 bits each, behind a byte.
-  const uint64_t largest = 1 + 8 * std::max<uint64_t>(elements, b.switches);
-  return ascends && fits &&
-         std::all_of(std::begin(b.node), std::end(b.node), [&](const IndexSection& section) {
-           return section.rawSize <= largest && IsInside(section, dataSize);
-         });
+  return ascends && fits && AreNodesSound(b, dataSize) && AreMasksSound(b, number, dataSize);
 }
 
 bool AreBoundariesSound(const IndexDirectory& d, uint64_t dataSize) {
   IndexBoundary last;
+  size_t number = 0;
   for (const IndexBoundary& b : d.boundaries) {
-    if (!IsBoundarySound(b, last, d, dataSize)) {
+    if (!IsBoundarySound(b, ++number, last, d, dataSize)) {
       return false;
     }
     last = b;
   }
   const std::vector<Place>& places = d.summary.switchPlaces;
   const std::vector<Place>& before = d.atLastBoundary.switchPlaces;
-  return d.atLastBoundary.records == last.record && before.size() == last.switches &&
+  const bool slotted = d.boundaries.empty() || d.atLastBoundary.ThreadSlots() == last.threadSlots;
+  return d.atLastBoundary.records == last.record && slotted && before.size() == last.switches &&
          std::equal(before.begin(), before.end(), places.begin());
 }
 

@@ -3,6 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
+
+#include "trace/base/Record.h"
 
 namespace marrowfin {
 
@@ -22,9 +25,10 @@ struct IndexSection {
   uint64_t rawSize = 0;
 };
 
-// The counters of a node.
-enum Activity { FIRES = 0, SENDS = 1, RECEIVES = 2, TRANSMISSIONS = 3 };
-constexpr size_t ACTIVITIES = 4;
+// The counters of a node: of each unit of the array, and THREAD_RECORDS, which knows no units: the
+// records of each slot of Summary::ThreadSlot, RECORD_TYPES counts each.
+enum Activity { FIRES = 0, SENDS = 1, RECEIVES = 2, TRANSMISSIONS = 3, THREAD_RECORDS = 4 };
+constexpr size_t ACTIVITIES = 5;
 
 // What is kept at the end of a segment.
 struct IndexBoundary {
@@ -35,10 +39,23 @@ struct IndexBoundary {
   uint32_t sample = 0;     // checksum of bytes of the segment, see IndexFormat
   uint32_t columns = 0;    // the processing elements of keyframe and node
   uint32_t rows = 0;
-  uint32_t switches = 0;  // the switches of keyframe and node: the first so many
-  IndexSection keyframe;  // columns * rows codes, row by row, then one code per switch
+  uint32_t switches = 0;     // the switches of keyframe and node: the first so many
+  uint32_t threadSlots = 0;  // of Summary::ThreadSlot, likewise
+  IndexSection keyframe;     // columns * rows codes, row by row, then one code per switch
   IndexSection node[ACTIVITIES];
+
+  // Which threads touched which processing element in the last 2^L segments, see ThreadMask, for
+  // the uppermost levels L that the number of the boundary is a multiple of 2^L for; the lowest
+  // first.
+  std::vector<IndexSection> masks;
 };
+
+// How many counters of a kind the node of a boundary has.
+inline size_t CountersOf(const IndexBoundary& boundary, Activity activity) {
+  return activity == TRANSMISSIONS    ? boundary.switches
+         : activity == THREAD_RECORDS ? size_t{boundary.threadSlots} * RECORD_TYPES
+                                      : size_t{boundary.columns} * boundary.rows;
+}
 
 // The states that keyframes tell apart, as bytes. A piece that no event has touched is 0; any other
 // has a thread (modulo 6), an age in changes of cycle, counted from the record before the event to
@@ -77,9 +94,9 @@ struct IndexLimits {
   size_t entries = 8192;            // at most
   size_t timeCells = 16384;         // of the time table, at most; a power of two
 
-  // Of a segment, however long the trace: a few bytes count its events. The table of boundaries of
-  // a trace of 34 billion records and more does grow.
-  static constexpr uint64_t LARGEST_SEGMENT = uint64_t{1} << 24;
+  // Of a segment, however long the trace: three bytes count its events. The table of boundaries of
+  // a trace of 17 billion records and more does grow.
+  static constexpr uint64_t LARGEST_SEGMENT = uint64_t{1} << 23;
 };
 
 }  // namespace marrowfin

@@ -111,15 +111,33 @@ std::vector<uint8_t> Narrow(std::span<const uint64_t> counts) { return NarrowCou
 
 std::vector<uint8_t> Narrow(std::span<const uint32_t> counts) { return NarrowCounts(counts); }
 
+bool IsNarrow(std::span<const uint8_t> narrow, size_t count) {
+  const unsigned width = narrow.empty() ? 1 : narrow[0];
+  const bool known = width == 0 || (width <= 64 && std::has_single_bit(width));
+  return known && narrow.size() == 1 + BytesFor(count, width);
+}
+
+uint64_t SumNarrow(std::span<const uint8_t> narrow, size_t first, size_t end) {
+  const unsigned width = narrow[0];
+  const uint8_t* bytes = narrow.data() + 1;
+  uint64_t sum = 0;
+  for (size_t i = first; i < end && width > 0; ++i) {
+    uint64_t count = 0;
+    if (width < 8) {
+      count = bytes[i * width / 8] >> i * width % 8 & ((1U << width) - 1);
+    } else {
+      memcpy(&count, bytes + i * (width / 8), width / 8);
+    }
+    sum += count;
+  }
+  return sum;
+}
+
 bool AddNarrow(std::span<const uint8_t> narrow, int sign, std::span<uint64_t> sums) {
-  if (narrow.empty()) {
+  if (!IsNarrow(narrow, sums.size())) {
     return false;
   }
   const unsigned width = narrow[0];
-  const bool known = width == 0 || (width <= 64 && std::has_single_bit(width));
-  if (!known || narrow.size() != 1 + BytesFor(sums.size(), width)) {
-    return false;
-  }
   const uint8_t* bytes = narrow.data() + 1;
   const uint64_t flip = sign < 0 ? ~uint64_t{0} : 0;
   switch (width) {

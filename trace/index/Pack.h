@@ -21,6 +21,13 @@ std::vector<uint8_t> Narrow(std::span<const uint32_t> counts);
 // those of exactly sums.size() counts. `sign` is 1, or -1 to subtract.
 bool AddNarrow(std::span<const uint8_t> narrow, int sign, std::span<uint64_t> sums);
 
+// Whether the bytes are those of exactly `count` counts.
+bool IsNarrow(std::span<const uint8_t> narrow, size_t count);
+
+// The sum of the counts from number `first` up to `end` (not included), modulo 2^64; all of them
+// are among those of `narrow`, which IsNarrow found to be right.
+uint64_t SumNarrow(std::span<const uint8_t> narrow, size_t first, size_t end);
+
 }  // namespace marrowfin
 
 #endif

@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "trace/index/Pack.h"
+#include "trace/index/ThreadMask.h"
 
 namespace marrowfin {
 
@@ -33,13 +34,13 @@ void Update(std::vector<uint8_t>& codes, const std::vector<Cell>& cells, unsigne
   }
 }
 
-template <class PartCount, class Count>
+template <class PartCount, class Count, class Operation = std::plus<>>
 void AddCells(const std::vector<PartCount>& part, uint32_t columns, uint32_t rows,
-              std::vector<Count>& sum, uint32_t sumColumns) {
+              std::vector<Count>& sum, uint32_t sumColumns, Operation operation = {}) {
   for (uint32_t row = 0; row < rows; ++row) {
     const PartCount* from = part.data() + static_cast<size_t>(row) * columns;
     Count* to = sum.data() + static_cast<size_t>(row) * sumColumns;
-    std::transform(from, from + columns, to, to, std::plus<>());
+    std::transform(from, from + columns, to, to, operation);
   }
 }
 
@@ -52,7 +53,7 @@ void SegmentPacker::Add(Segment& segment) {
   keyframe.insert(keyframe.end(), switchCodes.begin(), switchCodes.end());
   boundary.keyframe = sink(keyframe);
   Node node = TakeNode(segment);
-  MergeNodes(node, std::countr_zero(boundaries.size() + 1));
+  MergeNodes(node, std::countr_zero(boundaries.size() + 1), boundary);
   for (size_t activity = 0; activity < ACTIVITIES; ++activity) {
     boundary.node[activity] = sink(node.Narrowed(activity));
   }
@@ -62,11 +63,17 @@ void SegmentPacker::Add(Segment& segment) {
 
 // A boundary with an even number keeps its place in the tree: its node is the sum of half as many
 // segments, each twice as long. The segment that ends there now begins where the one before began.
+// A mask of half of it goes.
 void SegmentPacker::Halve() {
   for (size_t kept = 0; kept < boundaries.size() / 2; ++kept) {
     const uint32_t sample = boundaries[2 * kept].sample;
-    boundaries[kept] = boundaries[2 * kept + 1];
-    boundaries[kept].sample = sample;
+    IndexBoundary& boundary = boundaries[kept];
+    boundary = std::move(boundaries[2 * kept + 1]);
+    boundary.sample = sample;
+    const size_t levels = static_cast<size_t>(std::countr_zero(kept + 1)) + 1;
+    if (boundary.masks.size() > levels) {
+      boundary.masks.erase(boundary.masks.begin());
+    }
   }
   boundaries.resize(boundaries.size() / 2);
 }
@@ -91,12 +98,16 @@ SegmentPacker::Node SegmentPacker::TakeNode(Segment& segment) {
   for (const Activity activity : {FIRES, SENDS, RECEIVES}) {
     node.sums[activity].resize(segment.cells.size());
   }
+  node.mask.resize(segment.cells.size());
   for (size_t i = 0; i < segment.cells.size(); ++i) {
-    node.sums[FIRES][i] = segment.cells[i].fires;
-    node.sums[SENDS][i] = segment.cells[i].sends;
-    node.sums[RECEIVES][i] = segment.cells[i].receives;
-    segment.cells[i] = {};
+    Segment::Cell& cell = segment.cells[i];
+    node.sums[FIRES][i] = cell.fires & Segment::Cell::COUNT;
+    node.sums[SENDS][i] = cell.sends;
+    node.sums[RECEIVES][i] = cell.receives & Segment::Cell::COUNT;
+    node.mask[i] = cell.Mask();
+    cell = {};
   }
+  node.sums[THREAD_RECORDS] = std::move(segment.threadCounts);
   for (Segment::SwitchCell& cell : segment.switchCells) {
     node.sums[TRANSMISSIONS].push_back(cell.transmissions);
     cell = {};
@@ -104,8 +115,10 @@ SegmentPacker::Node SegmentPacker::TakeNode(Segment& segment) {
   return node;
 }
 
-// Adds to the node of a segment those before it, of 1, 2, 4, ... segments.
-void SegmentPacker::MergeNodes(Node& node, int levels) {
+// Adds to the node of a segment those before it, of 1, 2, 4, ... segments. What is known by then is
+// the whole of a node that is kept, but of masks every stage is, since they cannot be taken apart.
+void SegmentPacker::MergeNodes(Node& node, int levels, IndexBoundary& boundary) {
+  AddMask(node, 0, boundary);
   for (int level = 1; level <= levels; ++level) {
     // Boundaries that were halved leave wide nodes one level lower.
     if (nodes.back().wide) {
@@ -116,6 +129,16 @@ void SegmentPacker::MergeNodes(Node& node, int levels) {
     if (level == WIDE_LEVEL) {
       node.Widen();
     }
+    AddMask(node, level, boundary);
+  }
+}
+
+// The mask of the last 2^level segments up to a boundary that is about to be added.
+void SegmentPacker::AddMask(const Node& node, int level, IndexBoundary& boundary) {
+  const size_t before = boundaries.size() + 1 - (size_t{1} << level);
+  const uint64_t records = boundary.record - (before == 0 ? 0 : boundaries[before - 1].record);
+  if (records >= ThreadMask::LEAST_RECORDS && !node.mask.empty()) {
+    boundary.masks.push_back(sink(ThreadMask::Encode(node.mask, node.columns, node.rows, records)));
   }
 }
 
@@ -132,8 +155,9 @@ void SegmentPacker::Node::Widen() {
 
 // The part is never of a larger array, since arrays only grow, and never wide where this is not.
 void SegmentPacker::Node::Add(const Node& part) {
+  AddCells(part.mask, part.columns, part.rows, mask, columns, std::bit_or<>());
   for (size_t activity = 0; activity < ACTIVITIES; ++activity) {
-    const bool elements = activity != TRANSMISSIONS;
+    const bool elements = activity < TRANSMISSIONS;
     const size_t cells = std::max(part.sums[activity].size(), part.wideSums[activity].size());
     const uint32_t width = elements ? part.columns : static_cast<uint32_t>(cells);
     const uint32_t height = elements ? part.rows : 1;
@@ -178,10 +202,8 @@ Fault SegmentPacker::ResumeNodes(const Index& index) {
     node.columns = boundaries[b - 1].columns;
     node.rows = boundaries[b - 1].rows;
     node.wide = std::countr_zero(b) >= WIDE_LEVEL;
-    for (const Activity activity : {FIRES, SENDS, RECEIVES, TRANSMISSIONS}) {
-      std::vector<uint64_t> sums(activity == TRANSMISSIONS
-                                     ? boundaries[b - 1].switches
-                                     : static_cast<size_t>(node.columns) * node.rows);
+    for (const Activity activity : {FIRES, SENDS, RECEIVES, TRANSMISSIONS, THREAD_RECORDS}) {
+      std::vector<uint64_t> sums(CountersOf(boundaries[b - 1], activity));
       if (Fault fault = index.AddNode(b, activity, 1, node.columns, node.rows, sums)) {
         return fault;
       }
@@ -191,8 +213,33 @@ Fault SegmentPacker::ResumeNodes(const Index& index) {
         node.sums[activity].assign(sums.begin(), sums.end());
       }
     }
+    if (Fault fault = ResumeMask(index, b, node)) {
+      return fault;
+    }
     nodes.insert(nodes.begin(), std::move(node));
   }
+  return {};
+}
+
+// What the bits of a node may have been: where something happened, and the mask that is kept of it,
+// if any, does not rule it out.
+Fault SegmentPacker::ResumeMask(const Index& index, size_t b, Node& node) {
+  const IndexBoundary& boundary = index.Boundaries()[b - 1];
+  node.mask.assign(CountersOf(boundary, FIRES), 0);
+  for (const Activity activity : {FIRES, SENDS, RECEIVES}) {
+    for (size_t i = 0; i < node.mask.size(); ++i) {
+      const uint64_t count = node.wide ? node.wideSums[activity][i] : node.sums[activity][i];
+      node.mask[i] = count != 0 ? 0xFF : node.mask[i];
+    }
+  }
+  if (boundary.masks.empty()) {
+    return {};
+  }
+  const auto kept = index.Mask(b, static_cast<size_t>(std::countr_zero(b)));
+  if (!kept) {
+    return kept.Why();
+  }
+  ThreadMask::Restrict(*kept, node.columns, node.rows, node.mask);
   return {};
 }
 

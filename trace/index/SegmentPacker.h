@@ -27,12 +27,18 @@ constexpr Touch MakeTouch(uint32_t changesBefore, bool change, uint32_t thread) 
 // switch.
 struct Segment {
   // An operation that fires mostly sends as well, so it is one line of the processor's cache that
-  // two records write to.
+  // two records write to. The uppermost bytes of `fires` and `receives` are bits of a ThreadMask,
+  // of who fired and sent and of who sent to here: beside the count they cost no access of their
+  // own.
   struct Cell {
     uint32_t fires = 0;
     uint32_t sends = 0;
     uint32_t receives = 0;
     Touch touch = 0;
+
+    static constexpr unsigned MASK_SHIFT = 24;
+    static constexpr uint32_t COUNT = (uint32_t{1} << MASK_SHIFT) - 1;
+    uint8_t Mask() const { return static_cast<uint8_t>((fires | receives) >> MASK_SHIFT); }
   };
   struct SwitchCell {
     uint32_t transmissions = 0;
@@ -43,6 +49,7 @@ struct Segment {
   uint32_t changes = 0;    // of cycle, in the segment
   std::vector<Cell> cells;
   std::vector<SwitchCell> switchCells;
+  std::vector<uint32_t> threadCounts;  // as Summarizer::ThreadCounts
 };
 
 // Makes the sections of an index from one segment after another: keeps the state at the end of the
@@ -84,6 +91,7 @@ class SegmentPacker {
     std::array<std::vector<uint32_t>, ACTIVITIES> sums;
     std::array<std::vector<uint64_t>, ACTIVITIES> wideSums;  // instead, if wide
     bool wide = false;
+    std::vector<uint8_t> mask;  // bits of a ThreadMask
 
     void Widen();
     void Add(const Node& part);
@@ -92,9 +100,11 @@ class SegmentPacker {
 
   Fault ResumeCodes(const Index& index);
   Fault ResumeNodes(const Index& index);
+  static Fault ResumeMask(const Index& index, size_t b, Node& node);
   void UpdateCodes(const Segment& segment);
   static Node TakeNode(Segment& segment);
-  void MergeNodes(Node& node, int levels);
+  void MergeNodes(Node& node, int levels, IndexBoundary& boundary);
+  void AddMask(const Node& node, int level, IndexBoundary& boundary);
 
   Sink sink;
   std::vector<IndexBoundary> boundaries;

@@ -34,13 +34,25 @@ ArrayShape ShapeOf(uint32_t clusters, uint32_t clusterSide) {
 
 }  // namespace
 
+size_t Summary::ThreadSlot(uint32_t thread) const {
+  if (thread < SMALL_THREADS) {
+    return 1 + thread;
+  }
+  const auto found = std::find(largeThreads.begin(), largeThreads.end(), thread);
+  return found == largeThreads.end()
+             ? OTHER_THREADS
+             : 1 + SMALL_THREADS + static_cast<size_t>(found - largeThreads.begin());
+}
+
 Summarizer::Summarizer(const Summary& start) : summary(start) {
+  threadCounts.resize(RECORD_TYPES * summary.ThreadSlots());
+  for (size_t i = 0; i < summary.largeThreads.size(); ++i) {
+    largeSlots[summary.largeThreads[i]] = 1 + Summary::SMALL_THREADS + i;
+  }
+  threadCounts[RECORD_TYPES * Summary::OTHER_THREADS] = summary.otherThreads;
   for (const auto& [thread, count] : summary.threads) {
-    if (thread < Summary::SMALL_THREADS) {
-      smallThreads[thread] = count;
-    } else {
-      ++largeThreads;
-    }
+    const size_t slot = thread < Summary::SMALL_THREADS ? 1 + thread : largeSlots[thread];
+    threadCounts[RECORD_TYPES * slot] = count;
   }
   for (const Place& place : summary.switchPlaces) {
     switchPlaces.Add(place);
@@ -53,7 +65,7 @@ void Summarizer::Add(const Columns& columns) {
   }
   AddCycles(columns);
   for (size_t i = 0; i < columns.size; ++i) {
-    CountThread(columns.tag[i].thread);
+    CountThread(columns.tag[i]);
   }
   if (columns.Fires() > 0) {
     summary.fired.Include(columns.maxFired);
@@ -98,20 +110,26 @@ void Summarizer::AddFalls(const Columns& columns) {
   }
 }
 
-void Summarizer::CountThread(uint32_t thread) {
-  if (thread < Summary::SMALL_THREADS) {
-    ++smallThreads[thread];
-    return;
+void Summarizer::CountThread(Columns::Tag tag) {
+  const size_t slot =
+      tag.thread < Summary::SMALL_THREADS ? 1 + size_t{tag.thread} : LargeSlot(tag.thread);
+  ++threadCounts[RECORD_TYPES * slot + tag.type - SWITCH_RECORD];
+}
+
+// The slot of a large thread, which gets one while there is room.
+size_t Summarizer::LargeSlot(uint32_t thread) {
+  const auto found = largeSlots.find(thread);
+  if (found != largeSlots.end()) {
+    return found->second;
   }
-  const auto found = summary.threads.find(thread);
-  if (found != summary.threads.end()) {
-    ++found->second;
-  } else if (largeThreads < Summary::MAX_THREADS) {
-    summary.threads.emplace(thread, 1);
-    ++largeThreads;
-  } else {
-    ++summary.otherThreads;
+  if (summary.largeThreads.size() >= Summary::MAX_THREADS) {
+    return Summary::OTHER_THREADS;
   }
+  const size_t slot = summary.ThreadSlots();
+  summary.largeThreads.push_back(thread);
+  largeSlots.emplace(thread, slot);
+  threadCounts.resize(RECORD_TYPES * (slot + 1));
+  return slot;
 }
 
 // Types follow each other at random as far as a processor can tell, so the switches are picked out
@@ -132,10 +150,18 @@ void Summarizer::AddSwitches(const Columns& columns) {
 }
 
 void Summarizer::Finish() {
+  const auto recordsOf = [&](size_t slot) {
+    const auto first = threadCounts.begin() + static_cast<ptrdiff_t>(RECORD_TYPES * slot);
+    return std::accumulate(first, first + RECORD_TYPES, uint64_t{0});
+  };
+  summary.otherThreads = recordsOf(Summary::OTHER_THREADS);
   for (uint32_t thread = 0; thread < Summary::SMALL_THREADS; ++thread) {
-    if (smallThreads[thread] != 0) {
-      summary.threads[thread] = smallThreads[thread];
+    if (const uint64_t records = recordsOf(1 + thread); records != 0) {
+      summary.threads[thread] = records;
     }
+  }
+  for (const auto& [thread, slot] : largeSlots) {
+    summary.threads[thread] = recordsOf(slot);
   }
   summary.switchPlaces = switchPlaces.Places();
 }

@@ -6,6 +6,7 @@
 #include <map>
 #include <optional>
 #include <span>
+#include <unordered_map>
 #include <vector>
 
 #include "trace/base/ArrayShape.h"
@@ -51,6 +52,20 @@ struct Summary {
   std::map<uint32_t, uint64_t> threads;
   uint64_t otherThreads = 0;
 
+  // Those of `threads` from SMALL_THREADS on, in the order in which they were first met.
+  std::vector<uint32_t> largeThreads;
+
+  // What is kept by thread has a slot for each thread that is told apart, and one for all others
+  // together. Slots do not change while a trace grows.
+  static constexpr size_t OTHER_THREADS = 0;
+  size_t ThreadSlots() const { return 1 + SMALL_THREADS + largeThreads.size(); }
+  size_t ThreadSlot(uint32_t thread) const;
+
+  // Whether any record is, or may be, of the thread.
+  bool MayHaveThread(uint32_t thread) const {
+    return otherThreads > 0 || threads.find(thread) != threads.end();
+  }
+
   // Where switches transmitted, in the order in which they first did. Of more than MAX_SWITCHES
   // places those met later are left out and `switchesComplete` is false.
   static constexpr size_t MAX_SWITCHES = 65536;
@@ -87,18 +102,25 @@ class Summarizer {
 
   size_t SwitchCount() const { return switchPlaces.Places().size(); }
 
+  // The records so far by thread and type: RECORD_TYPES counts for each of the slots that
+  // Summary::ThreadSlot tells, SWITCH_RECORD first. After a start from a summary, what that held
+  // counts as of one type, so only differences tell types apart.
+  std::span<const uint64_t> ThreadCounts() const { return threadCounts; }
+
   // Puts what was gathered so far in order; Get is complete after it.
   void Finish();
 
  private:
   void AddCycles(const Columns& columns);
   void AddFalls(const Columns& columns);
-  void CountThread(uint32_t thread);
+  void CountThread(Columns::Tag tag);
+  size_t LargeSlot(uint32_t thread);
   void AddSwitches(const Columns& columns);
 
   Summary summary;
-  uint64_t smallThreads[Summary::SMALL_THREADS] = {};
-  size_t largeThreads = 0;  // how many of the others are told apart
+  std::vector<uint64_t> threadCounts =
+      std::vector<uint64_t>(RECORD_TYPES * (1 + Summary::SMALL_THREADS));
+  std::unordered_map<uint32_t, size_t> largeSlots;
   PlaceTable switchPlaces;
   std::array<Transmission, Columns::CAPACITY> transmissions;
   size_t transmissionCount = 0;

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <numeric>
 #include <random>
 
 #include "trace/base/Bytes.h"
@@ -213,7 +214,8 @@ IndexDirectory Sound() {
   s.firstFall = 44;
   s.fired = {4, 3};
   s.sent = {2, 8};
-  s.threads = {{0, 40}, {7, 50}};
+  s.threads = {{0, 40}, {7, 20}, {70, 20}, {900, 10}};
+  s.largeThreads = {900, 70};
   s.otherThreads = 10;
   s.switchPlaces = {{4, 4}, {12, 4}, {4, 12}};
   s.end.kind = Fault::CUT_RECORD;
@@ -223,7 +225,8 @@ IndexDirectory Sound() {
   d.atLastBoundary.records = 80;
   d.atLastBoundary.fires = 30;
   d.atLastBoundary.bytes = 80 * 28 + 20 * 8;
-  d.atLastBoundary.threads = {{0, 40}, {7, 40}};
+  d.atLastBoundary.threads = {{0, 40}, {7, 35}, {900, 5}};
+  d.atLastBoundary.largeThreads = {900};
   d.atLastBoundary.otherThreads = 0;
   d.atLastBoundary.switchPlaces = {{4, 4}, {12, 4}};
   d.traceSize = s.bytes + 11;
@@ -242,17 +245,22 @@ IndexDirectory Sound() {
   b.columns = 2;
   b.rows = 4;
   b.switches = 1;
+  b.threadSlots = 1 + Summary::SMALL_THREADS;
   b.keyframe = {8, 20, 9};
   for (IndexSection& section : b.node) {
     section = {28, 10, 65};
   }
+  b.node[TRANSMISSIONS].rawSize = 9;
+  b.masks = {{28, 10, 9}};
   d.boundaries = {b, b};
   d.boundaries[1].record = 80;
   d.boundaries[1].offset = 80 * 28 + 160;
   d.boundaries[1].columns = 4;
   d.boundaries[1].rows = 8;
   d.boundaries[1].switches = 2;
+  d.boundaries[1].threadSlots = 2 + Summary::SMALL_THREADS;
   d.boundaries[1].keyframe = {40, 20, 34};
+  d.boundaries[1].masks.push_back({38, 10, 33});
   d.times = {8, 52, 1000};
   d.furtherTimes = {50, 10, 100};
   return d;
@@ -277,6 +285,7 @@ TEST(IndexFormatTest, DirectoryComesBackAsItWas) {
   EXPECT_EQ(back.traceInode, d.traceInode);
   EXPECT_EQ(back.traceEdges, d.traceEdges);
   EXPECT_EQ(back.summary.threads, d.summary.threads);
+  EXPECT_EQ(back.summary.largeThreads, d.summary.largeThreads);
   EXPECT_EQ(back.summary.sent, d.summary.sent);
   EXPECT_EQ(back.summary.end.reason, "why");
   EXPECT_EQ(back.atLastBoundary.records, 80U);
@@ -284,6 +293,9 @@ TEST(IndexFormatTest, DirectoryComesBackAsItWas) {
   EXPECT_EQ(back.entries[2].offset, d.entries[2].offset);
   EXPECT_EQ(back.boundaries[1].sample, 77U);
   EXPECT_EQ(back.boundaries[1].keyframe.offset, 40U);
+  EXPECT_EQ(back.boundaries[1].threadSlots, 2 + Summary::SMALL_THREADS);
+  ASSERT_EQ(back.boundaries[1].masks.size(), 2U);
+  EXPECT_EQ(back.boundaries[1].masks[1].offset, 38U);
   EXPECT_EQ(back.times.rawSize, 1000U);
   EXPECT_EQ(back.furtherTimes.offset, 50U);
 }
@@ -383,6 +395,25 @@ TEST(IndexFormatTest, DirectoryThatContradictsItselfIsRefused) {
          d.atLastBoundary.switchPlaces[1] = {4, 12};
        }},
       {"a summary with too few switches", [](auto& d) { d.boundaries[1].switches = 1; }},
+      {"a summary with more slots than the last boundary",
+       [](auto& d) { d.boundaries[1].threadSlots = 1 + Summary::SMALL_THREADS; }},
+      {"fewer slots than before", [](auto& d) { d.boundaries[0].threadSlots += 2; }},
+      {"more slots than the trace has",
+       [](auto& d) {
+         d.boundaries[1].threadSlots += 2;
+         d.atLastBoundary.threads[1000] = 0;
+         d.atLastBoundary.threads[1001] = 0;
+         d.atLastBoundary.largeThreads = {900, 1000, 1001};
+       }},
+      {"a thread with two slots", [](auto& d) { d.summary.largeThreads.push_back(70); }},
+      {"a node of switches that are not there",
+       [](auto& d) { d.boundaries[0].node[TRANSMISSIONS].rawSize = 10; }},
+      {"more masks than levels",
+       [](auto& d) {
+         d.boundaries[0].masks.push_back({28, 10, 9});
+       }},
+      {"a mask larger than the array", [](auto& d) { d.boundaries[0].masks[0].rawSize = 10; }},
+      {"a mask in the directory", [](auto& d) { d.boundaries[1].masks[0].offset = 51; }},
   };
   ASSERT_TRUE(Passes(Sound()));
   for (const auto& [what, change] : changes) {
@@ -395,11 +426,13 @@ TEST(IndexFormatTest, DirectoryThatContradictsItselfIsRefused) {
 
 TEST(IndexFormatTest, TablesLongerThanAnyIndexHasAreRefused) {
   IndexDirectory threads = Sound();
-  for (uint32_t i = 0; i < Summary::SMALL_THREADS + Summary::MAX_THREADS - 2; ++i) {
-    threads.summary.threads[100 + i] = 0;
+  for (uint32_t i = 0; i < Summary::SMALL_THREADS + Summary::MAX_THREADS - 4; ++i) {
+    threads.summary.threads[1000 + i] = 0;
+    threads.summary.largeThreads.push_back(1000 + i);
   }
   EXPECT_TRUE(Passes(threads));
   threads.summary.threads[99] = 0;
+  threads.summary.largeThreads.push_back(99);
   EXPECT_FALSE(Passes(threads));
   IndexDirectory places = Sound();
   for (uint32_t i = 3; i < Summary::MAX_SWITCHES; ++i) {
@@ -592,6 +625,11 @@ TEST(IndexFormatTest, NodesOfManySegmentsAddUp) {
       const uint64_t each = activity == FIRES ? 32768 / 2 : 32768 / 4;
       EXPECT_EQ(sums[cell], segments * each) << "boundary " << b << ", activity " << activity;
     }
+    std::vector<uint64_t> threads(CountersOf(boundary, THREAD_RECORDS));
+    ASSERT_TRUE(AddNarrow(sections[boundary.node[THREAD_RECORDS].offset], 1, threads));
+    EXPECT_EQ(threads[RECORD_TYPES * 1 + SEND_RECORD - SWITCH_RECORD], segments * 32768 / 4) << b;
+    EXPECT_EQ(threads[RECORD_TYPES * 1 + FIRE_RECORD - SWITCH_RECORD], segments * 32768 / 2) << b;
+    EXPECT_EQ(std::accumulate(threads.begin(), threads.end(), uint64_t{0}), segments * 32768) << b;
   }
 }
 
