@@ -1,0 +1,302 @@
+// The mesh against its own recording: what can be counted in trace and notes is what it says of
+// itself.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <set>
+#include <sstream>
+
+#include "tests/support/Command.h"
+#include "tests/support/Files.h"
+#include "trace/base/Fingerprint.h"
+#include "trace/read/Columns.h"
+#include "trace/read/NotesDecode.h"
+#include "trace/read/NotesFile.h"
+#include "trace/read/OpenSource.h"
+#include "trace/read/Reader.h"
+
+namespace marrowfin::testing {
+namespace {
+
+using ::testing::HasSubstr;
+
+typedef std::vector<std::string> Words;
+typedef std::map<std::string, double> Results;
+
+CommandResult RunMesh(const Words& arguments) {
+  Words words = {MESH_NOC};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  return RunCommand(words);
+}
+
+Results ResultsOf(const Words& arguments) {
+  const CommandResult run = RunMesh(arguments);
+  EXPECT_EQ(0, run.exitStatus) << run.err;
+  std::istringstream in(run.out);
+  Results results;
+  std::string name;
+  for (double value = 0; in >> name >> value;) {
+    results[name] = value;
+  }
+  EXPECT_EQ(9U, results.size()) << run.out;
+  return results;
+}
+
+struct Event {
+  uint32_t type;
+  uint64_t cycle;
+  uint32_t thread;
+  Place at;
+  Place to;
+  std::string kind;
+  uint64_t packet = 0;
+  uint64_t created = 0;
+  uint64_t size = 0;
+  std::vector<uint64_t> consumes;
+};
+
+std::vector<Event> EventsIn(const std::string& name) {
+  std::vector<Event> events;
+  Result<std::unique_ptr<ByteSource>> source = OpenSource(name);
+  EXPECT_TRUE(source) << source.Why().Text();
+  Reader reader(std::move(source).Take(), name);
+  Columns columns;
+  while (reader.Next(columns)) {
+    for (size_t i = 0; i < columns.size; ++i) {
+      events.push_back({columns.tag[i].type,
+                        columns.cycle[i],
+                        columns.tag[i].thread,
+                        columns.at[i],
+                        columns.to[i],
+                        "",
+                        0,
+                        0,
+                        0,
+                        {}});
+    }
+  }
+  EXPECT_FALSE(reader.GetFault()) << reader.GetFault().Text();
+  return events;
+}
+
+void AddNote(const NoteAttribute& attribute, uint64_t value, Event& event) {
+  if (attribute.name == KIND_ATTRIBUTE) {
+    event.kind = attribute.names.at(value);
+  } else if (attribute.name == PACKET_ATTRIBUTE) {
+    event.packet = value;
+  } else if (attribute.name == CREATED_ATTRIBUTE) {
+    event.created = value;
+  } else if (attribute.name == SIZE_ATTRIBUTE) {
+    event.size = value;
+  } else {
+    event.consumes.push_back(value);
+  }
+}
+
+void AddBlock(const NoteDeclarations& declarations, NotesBlock block, std::vector<Event>& events) {
+  ASSERT_LE(block.first + block.count, events.size());
+  Fingerprint print;
+  std::vector<uint64_t> cycles;
+  for (uint64_t i = block.first; i < block.first + block.count; ++i) {
+    const Event& event = events[i];
+    print.Add(event.type, event.cycle, event.thread, event.at, event.to);
+    cycles.push_back(event.cycle);
+  }
+  ASSERT_EQ(print.Value(), block.fingerprint);
+  ResolveCycles(declarations, cycles, block);
+  for (const NoteColumn& column : block.columns) {
+    for (size_t i = 0; i < column.values.size(); ++i) {
+      AddNote(declarations.attributes[column.attribute], column.values[i],
+              events[block.first + column.positions[i]]);
+    }
+  }
+}
+
+// The recording without its frame; `samples` are added to, if given.
+std::vector<Event> Recorded(const std::string& name,
+                            std::vector<CounterSample>* samples = nullptr) {
+  std::vector<Event> events = EventsIn(name);
+  const Result<std::unique_ptr<NotesFile>> notes = NotesFile::Open(NotesFile::NameBeside(name));
+  EXPECT_TRUE(notes) << notes.Why().Text();
+  EXPECT_EQ(events.size(), (*notes)->Records());
+  for (size_t number = 0; number < (*notes)->Blocks().size(); ++number) {
+    if ((*notes)->Blocks()[number].kind == NotesBlockKind::NOTES) {
+      Result<NotesBlock> block = (*notes)->Notes(number);
+      EXPECT_TRUE(block) << block.Why().Text();
+      AddBlock((*notes)->Declarations(), *block, events);
+    } else if (samples != nullptr) {
+      const Result<std::vector<CounterSample>> more = (*notes)->Samples(number);
+      EXPECT_TRUE(more) << more.Why().Text();
+      samples->insert(samples->end(), more->begin(), more->end());
+    }
+  }
+  return events;
+}
+
+class MeshTest : public ::testing::TestWithParam<Words> {
+ protected:
+  TempDir folder;
+  std::string name = folder.File("mesh.trace");
+};
+
+TEST_P(MeshTest, WhatTheRecordingCountsIsWhatTheSimulatorSays) {
+  Words words = GetParam();
+  const Results alone = ResultsOf(words);
+  words.insert(words.end(), {"--trace", name});
+  const Results results = ResultsOf(words);
+  EXPECT_EQ(alone, results) << "recording changes nothing";
+
+  const std::vector<Event> events = Recorded(name);
+  ASSERT_GE(events.size(), 2U);
+  uint64_t heads = 0;
+  uint64_t ejected = 0;
+  uint64_t latencySum = 0;
+  uint64_t latencyMax = 0;
+  uint64_t bytes = 0;
+  std::map<uint64_t, uint64_t> injectedAt;
+  for (size_t i = 1; i + 1 < events.size(); ++i) {
+    const Event& event = events[i];
+    EXPECT_LE(event.created, event.cycle);
+    heads += event.kind == "head";
+    if (event.kind == "inject") {
+      EXPECT_TRUE(injectedAt.emplace(event.packet, event.cycle).second);
+    }
+    if (event.kind == "eject") {
+      ++ejected;
+      latencySum += event.cycle - event.created;
+      latencyMax = std::max(latencyMax, event.cycle - event.created);
+      bytes += event.size;
+      ASSERT_EQ(1U, event.consumes.size());
+      const Event& last = events[event.consumes[0]];
+      EXPECT_EQ(event.packet, last.packet);
+      EXPECT_EQ(event.at, last.to);
+      EXPECT_LT(last.cycle, event.cycle);
+    }
+    if (event.type == SEND_RECORD) {
+      const uint32_t columns = event.at.column > event.to.column
+                                   ? event.at.column - event.to.column
+                                   : event.to.column - event.at.column;
+      const uint32_t rows =
+          event.at.row > event.to.row ? event.at.row - event.to.row : event.to.row - event.at.row;
+      ASSERT_EQ(1U, columns + rows) << "a link joins neighbours";
+    }
+  }
+  EXPECT_EQ(results.at("packets"), static_cast<double>(ejected));
+  EXPECT_EQ(results.at("packets"), static_cast<double>(injectedAt.size()));
+  EXPECT_EQ(results.at("hops"), static_cast<double>(heads));
+  EXPECT_EQ(results.at("latencySum"), static_cast<double>(latencySum));
+  EXPECT_EQ(results.at("latencyMax"), static_cast<double>(latencyMax));
+  EXPECT_EQ(results.at("flits") * 16, static_cast<double>(bytes));
+}
+
+TEST_P(MeshTest, LinkCarriesOneFlitACycleAndARouterHoldsWhatCameAndDidNotGo) {
+  Words words = GetParam();
+  words.insert(words.end(), {"--trace", name});
+  ResultsOf(words);
+  std::vector<CounterSample> samples;
+  const std::vector<Event> events = Recorded(name, &samples);
+  std::set<std::vector<uint64_t>> used;
+  for (size_t i = 1; i + 1 < events.size(); ++i) {
+    const Event& e = events[i];
+    if (e.type == SEND_RECORD) {
+      EXPECT_TRUE(used.insert({e.cycle, e.at.column, e.at.row, e.to.column, e.to.row}).second);
+    }
+  }
+  // In the end nothing is left.
+  std::map<std::pair<uint32_t, uint32_t>, double> occupancy;
+  for (const CounterSample& sample : samples) {
+    EXPECT_GE(sample.value, 0);
+    occupancy[{sample.at.column, sample.at.row}] = sample.value;
+  }
+  EXPECT_FALSE(occupancy.empty());
+  for (const auto& [place, flits] : occupancy) {
+    EXPECT_EQ(0, flits) << place.first << ", " << place.second;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Runs, MeshTest,
+    ::testing::Values(Words{"--cycles", "600"},
+                      Words{"--cycles", "400", "--routing", "adaptive", "--rate", "0.1"},
+                      Words{"--cycles", "600", "--traffic", "transpose", "--flits", "7"},
+                      Words{"--cycles", "300", "--traffic", "hotspot", "--size", "5", "--depth",
+                            "1"},
+                      Words{"--cycles", "600", "--traffic", "neighbour", "--channels", "1"},
+                      Words{"--cycles", "200", "--routing", "adaptive", "--channels", "2", "--rate",
+                            "0.5", "--size", "4", "--seed", "7", "--flits", "1"}));
+
+TEST_F(MeshTest, PacketThatMeetsNoOtherTakesItsHopsAndItsFlits) {
+  // With so low a rate hardly ever two packets are on their way at a time.
+  const Results results = ResultsOf({"--cycles", "3000", "--rate", "0.0001", "--flits", "5"});
+  EXPECT_GT(results.at("packets"), 5);
+  // A cycle for each link, one into the router of the source and one to the sink, and the flits
+  // behind the head.
+  EXPECT_NEAR(results.at("hopsMean") + 1 + 4, results.at("latencyMean"), 0.2);
+}
+
+TEST_F(MeshTest, AdaptiveRoutingTakesShortestWays) {
+  const Results xy = ResultsOf({"--cycles", "500", "--traffic", "transpose"});
+  const Results adaptive =
+      ResultsOf({"--cycles", "500", "--traffic", "transpose", "--routing", "adaptive"});
+  EXPECT_EQ(xy.at("hops"), adaptive.at("hops"));
+  EXPECT_LT(adaptive.at("latencySum"), xy.at("latencySum"));
+}
+
+TEST_F(MeshTest, LastCyclesAreThoseOfTheWholeRecording) {
+  ResultsOf({"--cycles", "500", "--trace", name});
+  const std::vector<Event> all = Recorded(name);
+  const std::string tail = folder.File("tail.trace");
+  ResultsOf({"--cycles", "500", "--trace", tail, "--keep-last", "50"});
+  const std::vector<Event> last = Recorded(tail);
+  ASSERT_GT(last.size(), 100U);
+  ASSERT_LT(last.size(), all.size());
+  const uint64_t end = all[all.size() - 2].cycle;
+  for (size_t i = 1; i + 1 < last.size(); ++i) {
+    const Event& kept = last[last.size() - 1 - i];
+    const Event& whole = all[all.size() - 1 - i];
+    EXPECT_GT(kept.cycle + 50, end);
+    EXPECT_EQ(std::tie(kept.cycle, kept.type, kept.packet, kept.kind, kept.created),
+              std::tie(whole.cycle, whole.type, whole.packet, whole.kind, whole.created));
+  }
+}
+
+TEST_F(MeshTest, WrongCommandLinesAreRefused) {
+  for (const Words& words :
+       {Words{"--size", "1"}, Words{"--rate", "2"}, Words{"--routing", "west"}, Words{"--depth"},
+        Words{"--routing", "adaptive", "--channels", "1"}, Words{"more"}}) {
+    const CommandResult run = RunMesh(words);
+    EXPECT_EQ(2, run.exitStatus) << words[0];
+    EXPECT_NE("", run.err);
+  }
+  EXPECT_EQ(0, RunMesh({"--help"}).exitStatus);
+  EXPECT_THAT(RunMesh({"--version"}).out, HasSubstr("mesh_noc " MARROWFIN_VERSION));
+}
+
+TEST_F(MeshTest, RecordingThatFailsIsToldAndTheResultsAreThere) {
+  const CommandResult run = RunMesh({"--cycles", "50", "--trace", folder.File("no/such/trace")});
+  EXPECT_EQ(1, run.exitStatus);
+  EXPECT_THAT(run.out, HasSubstr("packets "));
+  EXPECT_THAT(run.err, HasSubstr("no/such/trace: cannot open"));
+}
+
+TEST_F(MeshTest, CurveIsDrawnAndABadCallIsRefused) {
+  const std::string script = MESH_NOC_SOURCES "/saturation";
+  const CommandResult run = RunCommand({script, MESH_NOC, folder.File("curve.svg")});
+  ASSERT_EQ(0, run.exitStatus) << run.err;
+  const std::string picture = ReadFile(folder.File("curve.svg"));
+  EXPECT_THAT(picture, HasSubstr("mean latency of a packet"));
+  EXPECT_THAT(picture, HasSubstr("transpose, adaptive"));
+  EXPECT_EQ(2, RunCommand({script, "no-such-program", folder.File("none.svg")}).exitStatus);
+}
+
+TEST_F(MeshTest, SimulatorHasAtMostFiveHundredLinesOfCode) {
+  const CommandResult run = RunCommand({"bash", "-c",
+                                        "cat " MESH_NOC_SOURCES "/*.h " MESH_NOC_SOURCES
+                                        "/*.cpp | grep -cvE '^[[:space:]]*(//.*)?$'"});
+  EXPECT_LE(std::stoi(run.out), 500);
+}
+
+}  // namespace
+}  // namespace marrowfin::testing
