@@ -86,8 +86,7 @@ void AskCounts(const TraceFile& trace, const Index& index, const Events& events,
   const std::vector<Place>& places = index.GetSummary().switchPlaces;
   for (const Activity kind : {FIRES, SENDS, RECEIVES, TRANSMISSIONS}) {
     std::vector<uint64_t> counts;
-    Fault fault;
-    const bool counted = reader.Count(first, last, kind, counts, fault);
+    const bool counted = !reader.Count(first, last, kind, counts);
     Require(counted == index.HasBoundaries(), "what has units has counts of them");
     for (uint64_t i = first; counted && i < last; ++i) {
       const Event& event = events.all[i];
@@ -109,10 +108,8 @@ void AskCounts(const TraceFile& trace, const Index& index, const Events& events,
 void AskOverTime(const TraceFile& trace, const Index& index, const Events& events, uint64_t first,
                  uint64_t last, size_t bins) {
   for (const Activity kind : {FIRES, RECEIVES}) {
-    std::vector<uint64_t> counts;
-    Fault fault;
-    const bool counted =
-        ActivityOverTime(trace, index, first, last, bins, kind, std::nullopt, {}, counts, fault);
+    const auto counts = ActivityOverTime(trace, index, first, last, bins, kind);
+    const bool counted = static_cast<bool>(counts);
     Require(counted == (events.ordered || first > last), "cycles that rise have an order");
     std::vector<uint64_t> expected(bins);
     for (const Event& event : events.all) {
@@ -125,27 +122,24 @@ void AskOverTime(const TraceFile& trace, const Index& index, const Events& event
         ++expected[bin];
       }
     }
-    Require(!counted || counts == expected, "bins hold the events of their cycles");
+    Require(!counted || *counts == expected, "bins hold the events of their cycles");
   }
 }
 
 void AskPlaces(const TraceFile& trace, const Index& index, const Events& events, uint64_t record) {
-  IndexEntry entry;
-  Fault fault;
-  uint64_t found = 0;
-  Require(Locate(trace, index, record, entry, fault) && entry.record == record &&
-              entry.offset == events.offsets[record] && entry.cycle == events.all[record].cycle &&
-              entry.changes == events.changes[record],
+  const Result<IndexEntry> entry = Locate(trace, index, record);
+  Require(entry && entry->record == record && entry->offset == events.offsets[record] &&
+              entry->cycle == events.all[record].cycle && entry->changes == events.changes[record],
           "records stand where they stand");
   const uint64_t cycle = events.all[record].cycle;
   for (const uint64_t wanted : {cycle, cycle + 1}) {
-    Require(FindCycle(trace, index, wanted, found, fault) && found == events.FirstOf(wanted),
-            "cycles are found");
+    const Result<uint64_t> found = FindCycle(trace, index, wanted);
+    Require(found && *found == events.FirstOf(wanted), "cycles are found");
   }
   const auto change =
       std::find(events.changes.begin(), events.changes.end(), events.changes[record]);
-  Require(FindChange(trace, index, events.changes[record], found, fault) &&
-              found == static_cast<uint64_t>(change - events.changes.begin()),
+  const Result<uint64_t> found = FindChange(trace, index, events.changes[record]);
+  Require(found && *found == static_cast<uint64_t>(change - events.changes.begin()),
           "changes of cycle are found");
 }
 
@@ -187,35 +181,24 @@ bool AreSame(const ArrayState& a, const ArrayState& b) {
 // The same question to two readers; `ask` asks it.
 template <class Ask>
 void AskBoth(const StateReader& fine, const StateReader& coarse, Ask ask) {
-  ArrayState fineState;
-  ArrayState coarseState;
-  Fault fineFault;
-  Fault coarseFault;
-  const bool known = ask(fine, fineState, fineFault);
-  Require(known == ask(coarse, coarseState, coarseFault) && fineFault.kind == coarseFault.kind &&
-              fineFault.record == coarseFault.record,
+  const Result<ArrayState> one = ask(fine);
+  const Result<ArrayState> other = ask(coarse);
+  Require(one.Why().kind == other.Why().kind && one.Why().record == other.Why().record,
           "states are known with segments as without");
-  Require(!known || AreSame(fineState, coarseState),
-          "states are the same with segments as without");
+  Require(!one || AreSame(*one, *other), "states are the same with segments as without");
 }
 
 void AskStates(const StateReader& fine, const StateReader& coarse, uint64_t skipTo, uint64_t cycle,
                unsigned part) {
-  uint64_t steps = 0;
-  uint64_t coarseSteps = 0;
-  Fault fault;
-  Require(fine.CountSteps(skipTo, steps, fault) && coarse.CountSteps(skipTo, coarseSteps, fault) &&
-              steps == coarseSteps,
-          "steps can be counted");
+  const Result<uint64_t> counted = fine.CountSteps(skipTo);
+  const Result<uint64_t> coarseCounted = coarse.CountSteps(skipTo);
+  Require(counted && coarseCounted && *counted == *coarseCounted, "steps can be counted");
+  const uint64_t steps = *counted;
   for (const uint64_t step : {steps * part / 256, steps, steps + 1, steps + 2}) {
-    AskBoth(fine, coarse, [&](const StateReader& reader, ArrayState& state, Fault& why) {
-      return reader.AtStep(step, skipTo, state, why);
-    });
+    AskBoth(fine, coarse, [&](const StateReader& reader) { return reader.AtStep(step, skipTo); });
   }
   for (const uint64_t at : {cycle, ~uint64_t{0}}) {
-    AskBoth(fine, coarse, [&](const StateReader& reader, ArrayState& state, Fault& why) {
-      return reader.AtCycle(at, state, why);
-    });
+    AskBoth(fine, coarse, [&](const StateReader& reader) { return reader.AtCycle(at); });
   }
 }
 

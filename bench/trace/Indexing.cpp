@@ -60,18 +60,14 @@ double MeasureSeek(const TraceFile& trace, uint64_t lastCycle) {
 
 double MeasureStates(const Subject& subject, const TraceFile& trace, const Index& index) {
   const StateReader reader(trace, index, subject.options.shape);
-  ArrayState state;
-  Fault fault;
-  uint64_t steps = 0;
-  Require(reader.CountSteps(0, steps, fault), fault.Text());
+  const uint64_t steps = Value(reader.CountSteps(0));
   Draw draw;
-  const auto atStep = [&] { reader.AtStep(draw.Below(steps + 1), 0, state, fault); };
+  const auto atStep = [&] { Value(reader.AtStep(draw.Below(steps + 1), 0)); };
   const uint64_t lastCycle = index.GetSummary().lastCycle;
-  const auto atCycle = [&] { reader.AtCycle(draw.Below(lastCycle + 1), state, fault); };
+  const auto atCycle = [&] { Value(reader.AtCycle(draw.Below(lastCycle + 1))); };
   Times(QUESTIONS / 10, atStep);
   const std::vector<double> byStep = Times(QUESTIONS, atStep);
   const std::vector<double> byCycle = Times(QUESTIONS, atCycle);
-  Require(!fault, fault.Text());
   const double bar = subject.options.shape.Columns() <= 64 ? 1 : 2;
   AtMost("state at a random step, median", Median(byStep) * 1e3, "ms", bar);
   AtMost("state at a random cycle, median", Median(byCycle) * 1e3, "ms", bar);
@@ -108,11 +104,10 @@ Answer MeasureFires(const Subject& subject, const TraceFile& trace, const Index&
                     double& median) {
   const ActivityReader reader(trace, index);
   Draw draw;
-  Fault fault;
   const uint64_t lastCycle = index.GetSummary().lastCycle;
   std::vector<uint64_t> fires;
   const auto ask = [&](const Answer& range) {
-    reader.CountCycles(range.first, range.last, FIRES, fires, fault);
+    Require(reader.CountCycles(range.first, range.last, FIRES, fires));
   };
   median = Median(Times(QUESTIONS, [&] { ask(DrawRange(draw, reader, lastCycle)); }));
   std::vector<double> scans;
@@ -120,7 +115,7 @@ Answer MeasureFires(const Subject& subject, const TraceFile& trace, const Index&
     Answer range = DrawRange(draw, reader, lastCycle);
     scans.push_back(Measure([&] { ScanFires(subject, range); }).processor);
     ask(range);
-    Require(!fault && fires == range.fires, "the index counts other fires than a scan");
+    Require(fires == range.fires, "the index counts other fires than a scan");
   }
   AtMost("fires per PE in a random range of cycles, median", median * 1e3, "ms", 1);
   AtLeast("  against a scan", Median(scans) / median, "x", 100);

@@ -126,17 +126,14 @@ MaybeFailure State(const StateFlags& flags, const Console& console) {
     return failure;
   }
   const StateReader reader(*trace.file, *trace.index, shape);
-  ArrayState state;
-  Fault fault;
   // A negative cycle asks for a huge one, as it does in the viewer.
-  const bool told =
-      flags.step
-          ? reader.AtStep(*flags.step, static_cast<uint64_t>(int64_t{flags.skipTo.value_or(0)}),
-                          state, fault)
-          : reader.AtCycle(*flags.cycle, state, fault);
+  const uint64_t skipTo = static_cast<uint64_t>(int64_t{flags.skipTo.value_or(0)});
+  const Result<ArrayState> told =
+      flags.step ? reader.AtStep(*flags.step, skipTo) : reader.AtCycle(*flags.cycle);
   if (!told) {
-    return FailureOf(fault);
+    return FailureOf(told.Why());
   }
+  const ArrayState& state = *told;
   if (flags.json) {
     console.out << StateAsJson(flags.trace, state);
   } else {

@@ -195,18 +195,19 @@ Fault AddRecords(const TraceFile& trace, const Index& index, const std::vector<R
                  const ProgressCallback& progress, CellCounter& counter) {
   const uint64_t all = RecordsIn(ranges);
   uint64_t done = 0;
-  Fault fault;
+  bool stopped = false;
+  const auto take = [&](const Columns& columns, size_t from, size_t to) {
+    counter.Add(columns, from, to);
+    done += to - from;
+    stopped = progress && !progress({done, all, Progress::RECORDS});
+    return !stopped;
+  };
   for (const RecordRange& range : ranges) {
-    const auto take = [&](const Columns& columns, size_t from, size_t to) {
-      counter.Add(columns, from, to);
-      done += to - from;
-      if (progress && !progress({done, all, Progress::RECORDS})) {
-        fault = CancelledFault(trace.Name());
-      }
-      return !fault;
-    };
-    if (!Walk(trace, index, range.from, range.to, take, fault) || fault) {
+    if (Fault fault = Walk(trace, index, range.from, range.to, take)) {
       return fault;
+    }
+    if (stopped) {
+      return CancelledFault(trace.Name());
     }
   }
   return counter.IsComplete() ? Fault() : Contradiction(trace, index);
@@ -260,8 +261,8 @@ Result<ActivityBins> ActivityOverTime(const TraceFile& trace, const Index& index
   ActivityBins bins = EmptyBins(cut.Edges(), table);
   AddWholeCells(cut, table, bins);
   CellCounter counter(table, cells, cut.Edges(), bins);
-  Fault fault = AddRecords(trace, index, ranges, progress, counter);
-  if (!Settle(trace, index, !fault, fault)) {
+  const Fault found = AddRecords(trace, index, ranges, progress, counter);
+  if (Fault fault = Settle(trace, index, found)) {
     return fault;
   }
   return bins;

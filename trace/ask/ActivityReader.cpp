@@ -44,79 +44,87 @@ size_t ActivityReader::Nearest(uint64_t record) const {
 }
 
 // Makes a count of 0 of every unit.
-bool ActivityReader::Begin(Activity activity, std::vector<uint64_t>& counts, Fault& fault) const {
+Fault ActivityReader::Begin(Activity activity, std::vector<uint64_t>& counts) const {
   if (!index.HasBoundaries()) {
+    Fault fault;
     fault.kind = Fault::OUTSIDE_ARRAY;
     fault.file = trace.Name();
     fault.reason = "the locations of the trace span too large an array to count its units";
     fault.remedy =
         "use locations below " + std::to_string(Index::MAX_ELEMENTS) + " positions in all";
-    return false;
+    return fault;
   }
   const bool elements = activity != TRANSMISSIONS;
   counts.assign(elements ? static_cast<size_t>(ColumnCount()) * RowCount()
                          : index.GetSummary().switchPlaces.size(),
                 0);
-  return true;
+  return {};
 }
 
-bool ActivityReader::Count(uint64_t first, uint64_t last, Activity activity,
-                           std::vector<uint64_t>& counts, Fault& fault) const {
-  return Settle(trace, index, CountRecords(first, last, activity, counts, fault), fault);
+Fault ActivityReader::Count(uint64_t first, uint64_t last, Activity activity,
+                            std::vector<uint64_t>& counts) const {
+  return Settle(trace, index, CountRange(first, last, activity, counts));
 }
 
-bool ActivityReader::CountBetween(size_t from, size_t to, Activity activity,
-                                  std::vector<uint64_t>& counts, Fault& fault) const {
-  return Begin(activity, counts, fault) && AddBetween(from, to, activity, counts, fault);
+Fault ActivityReader::CountBetween(size_t from, size_t to, Activity activity,
+                                   std::vector<uint64_t>& counts) const {
+  if (Fault fault = Begin(activity, counts)) {
+    return fault;
+  }
+  return AddBetween(from, to, activity, counts);
 }
 
-bool ActivityReader::CountRecords(uint64_t first, uint64_t last, Activity activity,
-                                  std::vector<uint64_t>& counts, Fault& fault) const {
-  if (!Begin(activity, counts, fault)) {
-    return false;
+Fault ActivityReader::CountRange(uint64_t first, uint64_t last, Activity activity,
+                                 std::vector<uint64_t>& counts) const {
+  if (Fault fault = Begin(activity, counts)) {
+    return fault;
   }
   last = std::min(last, index.GetSummary().records);
   first = std::min(first, last);
   const size_t from = Nearest(first);
   const size_t to = Nearest(last);
   if (from >= to) {
-    return AddRecords(first, last, activity, 1, counts, fault);
+    return AddRecords(first, last, activity, 1, counts);
   }
-  return AddBetween(from, to, activity, counts, fault) &&
-         AddUpTo(from, first, activity, -1, counts, fault) &&
-         AddUpTo(to, last, activity, 1, counts, fault);
+  if (Fault fault = AddBetween(from, to, activity, counts)) {
+    return fault;
+  }
+  if (Fault fault = AddUpTo(from, first, activity, -1, counts)) {
+    return fault;
+  }
+  return AddUpTo(to, last, activity, 1, counts);
 }
 
 // The nodes of both boundaries that are not common to both: their prefixes share the rest.
-bool ActivityReader::AddBetween(size_t from, size_t to, Activity activity,
-                                std::vector<uint64_t>& counts, Fault& fault) const {
+Fault ActivityReader::AddBetween(size_t from, size_t to, Activity activity,
+                                 std::vector<uint64_t>& counts) const {
   while (from != to) {
     const bool add = to > from;
     size_t& node = add ? to : from;
-    fault = index.AddNode(node, activity, add ? 1 : -1, ColumnCount(), RowCount(), counts);
-    if (fault) {
-      return false;
+    if (Fault fault =
+            index.AddNode(node, activity, add ? 1 : -1, ColumnCount(), RowCount(), counts)) {
+      return fault;
     }
     node &= node - 1;
   }
-  return true;
+  return {};
 }
 
 // The records from a boundary up to `record`, or less those from `record` up to the boundary.
-bool ActivityReader::AddUpTo(size_t boundary, uint64_t record, Activity activity, int sign,
-                             std::vector<uint64_t>& counts, Fault& fault) const {
+Fault ActivityReader::AddUpTo(size_t boundary, uint64_t record, Activity activity, int sign,
+                              std::vector<uint64_t>& counts) const {
   const uint64_t at = RecordOf(boundary);
-  return at <= record ? AddRecords(at, record, activity, sign, counts, fault)
-                      : AddRecords(record, at, activity, -sign, counts, fault);
+  return at <= record ? AddRecords(at, record, activity, sign, counts)
+                      : AddRecords(record, at, activity, -sign, counts);
 }
 
-bool ActivityReader::AddRecords(uint64_t first, uint64_t last, Activity activity, int sign,
-                                std::vector<uint64_t>& counts, Fault& fault) const {
+Fault ActivityReader::AddRecords(uint64_t first, uint64_t last, Activity activity, int sign,
+                                 std::vector<uint64_t>& counts) const {
   if (activity == TRANSMISSIONS) {
-    return AddTransmissions(first, last, sign, counts, fault);
+    return AddTransmissions(first, last, sign, counts);
   }
   if (counts.empty()) {
-    return true;  // a trace of switches alone
+    return {};  // a trace of switches alone
   }
   const uint64_t step = sign < 0 ? ~uint64_t{0} : 1;
   const size_t stride = ColumnCount();
@@ -127,11 +135,11 @@ bool ActivityReader::AddRecords(uint64_t first, uint64_t last, Activity activity
   };
   // Whether a record counts is hard to foresee, so all are added: the others as nothing, and at the
   // first position, since a switch may stand anywhere.
-  const bool walked = Walk(
-      trace, index, first, last,
-      [&](const Columns& columns, size_t from, size_t to) {
+  Fault contradiction;
+  const Fault fault =
+      Walk(trace, index, first, last, [&](const Columns& columns, size_t from, size_t to) {
         if (!fits(columns.maxFired) || !fits(columns.maxSent)) {
-          fault = Contradiction(trace, index);
+          contradiction = Contradiction(trace, index);
           return false;
         }
         const Place* places = activity == RECEIVES ? columns.to : columns.at;
@@ -140,55 +148,63 @@ bool ActivityReader::AddRecords(uint64_t first, uint64_t last, Activity activity
           counts[(places[i].row * stride + places[i].column) & mask] += step & mask;
         }
         return true;
-      },
-      fault);
-  return walked && !fault;
+      });
+  return fault ? fault : contradiction;
 }
 
-bool ActivityReader::AddTransmissions(uint64_t first, uint64_t last, int sign,
-                                      std::vector<uint64_t>& counts, Fault& fault) const {
+Fault ActivityReader::AddTransmissions(uint64_t first, uint64_t last, int sign,
+                                       std::vector<uint64_t>& counts) const {
   const uint64_t step = sign < 0 ? ~uint64_t{0} : 1;
   PlaceTable slots;
   for (const Place& place : index.GetSummary().switchPlaces) {
     slots.Add(place);
   }
-  const bool walked = Walk(
-      trace, index, first, last,
-      [&](const Columns& columns, size_t from, size_t to) {
+  Fault contradiction;
+  const Fault fault =
+      Walk(trace, index, first, last, [&](const Columns& columns, size_t from, size_t to) {
         for (size_t i = from; i < to; ++i) {
           if (columns.tag[i].type != SWITCH_RECORD) {
             continue;
           }
           const uint32_t slot = slots.Find(columns.at[i]);
           if (slot == PlaceTable::NONE) {
-            fault = Contradiction(trace, index);
+            contradiction = Contradiction(trace, index);
             return false;
           }
           counts[slot] += step;
         }
         return true;
-      },
-      fault);
-  return walked && !fault;
+      });
+  return fault ? fault : contradiction;
 }
 
-bool ActivityReader::CountCycles(uint64_t first, uint64_t last, Activity activity,
-                                 std::vector<uint64_t>& counts, Fault& fault) const {
+Fault ActivityReader::CountCycles(uint64_t first, uint64_t last, Activity activity,
+                                  std::vector<uint64_t>& counts) const {
   if (!index.GetSummary().Ordered()) {
+    Fault fault;
     fault.kind = Fault::FALLING_CYCLE;
     fault.file = trace.Name();
     fault.record = index.GetSummary().firstFall;
     fault.reason = "the cycles fall, so a range of cycles is no range of records";
     fault.remedy = "write events in order of their cycles";
-    return false;
+    return fault;
   }
-  uint64_t firstRecord = 0;
-  uint64_t lastRecord = index.GetSummary().records;
-  const bool counted =
-      FindCycle(trace, index, first, firstRecord, fault) &&
-      (last == ~uint64_t{0} || FindCycle(trace, index, last + 1, lastRecord, fault)) &&
-      CountRecords(firstRecord, lastRecord, activity, counts, fault);
-  return Settle(trace, index, counted, fault);
+  return Settle(trace, index, CountRangeOfCycles(first, last, activity, counts));
+}
+
+Fault ActivityReader::CountRangeOfCycles(uint64_t first, uint64_t last, Activity activity,
+                                         std::vector<uint64_t>& counts) const {
+  const Result<uint64_t> firstRecord = FindCycle(trace, index, first);
+  if (!firstRecord) {
+    return firstRecord.Why();
+  }
+  const Result<uint64_t> lastRecord = last == ~uint64_t{0}
+                                          ? Result<uint64_t>(index.GetSummary().records)
+                                          : FindCycle(trace, index, last + 1);
+  if (!lastRecord) {
+    return lastRecord.Why();
+  }
+  return CountRange(*firstRecord, *lastRecord, activity, counts);
 }
 
 }  // namespace marrowfin

@@ -26,33 +26,34 @@ class ActivityReader {
 
   // Counts the records `first` up to `last` (not included). Of FIRES, SENDS and RECEIVES `counts`
   // becomes ColumnCount() x RowCount() counts, row by row; of TRANSMISSIONS one count per place in
-  // Summary::switchPlaces. False where `fault` was set, also for an array of which the index keeps
-  // nothing (Index::HasBoundaries).
-  bool Count(uint64_t first, uint64_t last, Activity activity, std::vector<uint64_t>& counts,
-             Fault& fault) const;
+  // Summary::switchPlaces. A fault leaves `counts` of no use; one of them is an array of which the
+  // index keeps nothing (Index::HasBoundaries).
+  [[nodiscard]] Fault Count(uint64_t first, uint64_t last, Activity activity,
+                            std::vector<uint64_t>& counts) const;
 
   // The same between two boundaries of the index, counted from 1 (0 is the start of the trace),
   // out of the index alone: whether the trace is still what was indexed is not asked.
-  bool CountBetween(size_t from, size_t to, Activity activity, std::vector<uint64_t>& counts,
-                    Fault& fault) const;
+  [[nodiscard]] Fault CountBetween(size_t from, size_t to, Activity activity,
+                                   std::vector<uint64_t>& counts) const;
 
   // The same for all records of the cycles `first` to `last` (included), in a trace whose cycles do
   // not fall; in any other it is a fault.
-  bool CountCycles(uint64_t first, uint64_t last, Activity activity, std::vector<uint64_t>& counts,
-                   Fault& fault) const;
+  [[nodiscard]] Fault CountCycles(uint64_t first, uint64_t last, Activity activity,
+                                  std::vector<uint64_t>& counts) const;
 
  private:
-  bool Begin(Activity activity, std::vector<uint64_t>& counts, Fault& fault) const;
-  bool CountRecords(uint64_t first, uint64_t last, Activity activity, std::vector<uint64_t>& counts,
-                    Fault& fault) const;
-  bool AddRecords(uint64_t first, uint64_t last, Activity activity, int sign,
-                  std::vector<uint64_t>& counts, Fault& fault) const;
-  bool AddTransmissions(uint64_t first, uint64_t last, int sign, std::vector<uint64_t>& counts,
-                        Fault& fault) const;
-  bool AddBetween(size_t from, size_t to, Activity activity, std::vector<uint64_t>& counts,
-                  Fault& fault) const;
-  bool AddUpTo(size_t boundary, uint64_t record, Activity activity, int sign,
-               std::vector<uint64_t>& counts, Fault& fault) const;
+  Fault Begin(Activity activity, std::vector<uint64_t>& counts) const;
+  Fault CountRange(uint64_t first, uint64_t last, Activity activity,
+                   std::vector<uint64_t>& counts) const;
+  Fault CountRangeOfCycles(uint64_t first, uint64_t last, Activity activity,
+                           std::vector<uint64_t>& counts) const;
+  Fault AddRecords(uint64_t first, uint64_t last, Activity activity, int sign,
+                   std::vector<uint64_t>& counts) const;
+  Fault AddTransmissions(uint64_t first, uint64_t last, int sign,
+                         std::vector<uint64_t>& counts) const;
+  Fault AddBetween(size_t from, size_t to, Activity activity, std::vector<uint64_t>& counts) const;
+  Fault AddUpTo(size_t boundary, uint64_t record, Activity activity, int sign,
+                std::vector<uint64_t>& counts) const;
   size_t Nearest(uint64_t record) const;
   uint64_t RecordOf(size_t boundary) const;
 

@@ -65,51 +65,70 @@ bool EventCursor::Narrow() {
   narrowed = true;
   end = std::min(filter.lastRecord, index.GetSummary().records);
   begin = std::min(filter.firstRecord, end);
-  if (!NarrowToCycles() || !NarrowToSteps()) {
-    return Settle(trace, index, false, fault);
+  fault = NarrowToCycles();
+  if (!fault) {
+    fault = NarrowToSteps();
+  }
+  if (fault) {
+    return End();
   }
   end = std::max(begin, end);
   next = begin;
   return true;
 }
 
-bool EventCursor::NarrowToCycles() {
+Fault EventCursor::NarrowToCycles() {
   if (!index.GetSummary().Ordered()) {
-    return true;
+    return {};
   }
-  uint64_t from = 0;
-  uint64_t to = end;
-  if (!FindCycle(trace, index, filter.firstCycle, from, fault) ||
-      (filter.lastCycle != ~uint64_t{0} &&
-       !FindCycle(trace, index, filter.lastCycle + 1, to, fault))) {
-    return false;
+  const Result<uint64_t> from = FindCycle(trace, index, filter.firstCycle);
+  if (!from) {
+    return from.Why();
   }
-  begin = std::max(begin, from);
-  end = std::min(end, to);
-  return true;
+  begin = std::max(begin, *from);
+  if (filter.lastCycle == ~uint64_t{0}) {
+    return {};
+  }
+  const Result<uint64_t> to = FindCycle(trace, index, filter.lastCycle + 1);
+  if (!to) {
+    return to.Why();
+  }
+  end = std::min(end, *to);
+  return {};
 }
 
-bool EventCursor::NarrowToSteps() {
+Fault EventCursor::NarrowToSteps() {
   if (filter.firstStep == 0 && filter.lastStep == ~uint64_t{0}) {
-    return true;
+    return {};
   }
-  ViewerSteps steps;
-  uint64_t from = 0;
-  uint64_t to = 0;
   // Nothing of the range is gone through yet.
   const auto ask = [&](const Progress&) {
     return progress({0, end - std::min(begin, end), Progress::RECORDS});
   };
-  if (!FindSteps(trace, index, filter.skipTo, steps, fault,
-                 progress ? ProgressCallback(ask) : ProgressCallback()) ||
-      (filter.firstStep > 0 &&
-       !FindStepEnd(trace, index, steps, filter.firstStep - 1, from, fault)) ||
-      !FindStepEnd(trace, index, steps, filter.lastStep, to, fault)) {
-    return false;
+  const auto steps =
+      FindSteps(trace, index, filter.skipTo, progress ? ProgressCallback(ask) : ProgressCallback());
+  if (!steps) {
+    return steps.Why();
   }
-  begin = std::max(begin, from);
-  end = std::min(end, to);
-  return true;
+  if (filter.firstStep > 0) {
+    const Result<uint64_t> from = FindStepEnd(trace, index, *steps, filter.firstStep - 1);
+    if (!from) {
+      return from.Why();
+    }
+    begin = std::max(begin, *from);
+  }
+  const Result<uint64_t> to = FindStepEnd(trace, index, *steps, filter.lastStep);
+  if (!to) {
+    return to.Why();
+  }
+  end = std::min(end, *to);
+  return {};
+}
+
+// Ends a search that found nothing.
+bool EventCursor::End() {
+  fault = Settle(trace, index, fault);
+  return false;
 }
 
 uint64_t EventCursor::RecordOf(size_t boundary) const {
@@ -132,7 +151,8 @@ bool EventCursor::TellsQuiet() const {
 }
 
 bool EventCursor::HasNone(size_t from, size_t to, Activity kind) {
-  if (!activity.CountBetween(from, to, kind, counts, fault)) {
+  fault = activity.CountBetween(from, to, kind, counts);
+  if (fault) {
     return false;
   }
   const auto isZero = [](uint64_t count) { return count == 0; };
@@ -308,7 +328,10 @@ bool EventCursor::Take(size_t i, TraceEvent& event) {
   if (!filter.Matches(candidate)) {
     return false;
   }
-  settled = settled || IsStillIndexed(trace, index, fault);
+  if (!settled) {
+    fault = CheckStillIndexed(trace, index);
+    settled = !fault;
+  }
   if (settled) {
     event = candidate;
   }
@@ -347,7 +370,7 @@ bool EventCursor::Next(TraceEvent& event) {
   if (hadSome && !fault) {
     Report(end - begin, end - begin);
   }
-  return Settle(trace, index, false, fault);
+  return End();
 }
 
 bool EventCursor::Previous(TraceEvent& event) {
@@ -375,80 +398,108 @@ bool EventCursor::Previous(TraceEvent& event) {
   if (from > begin && !fault) {
     Report(from - begin, from - begin);
   }
-  return Settle(trace, index, false, fault);
+  return End();
 }
 
-bool ActivityOverTime(const TraceFile& trace, const Index& index, uint64_t first, uint64_t last,
-                      size_t bins, Activity kind, const std::optional<Region>& region,
-                      const ProgressCallback& progress, std::vector<uint64_t>& counts,
-                      Fault& fault) {
-  counts.assign(bins, 0);
+namespace {
+
+// Equal spans of cycles: span b has the cycles from Edge(b) up to, and without, Edge(b + 1), which
+// may be no cycle any more.
+struct Spans {
+  uint64_t first;
+  uint64_t last;
+  size_t count;
+
+  unsigned __int128 Edge(size_t b) const {
+    return first + (static_cast<unsigned __int128>(last - first) + 1) * b / count;
+  }
+};
+
+// Spans out of differences of the index's sums, of records from `begin` up to `end`.
+Fault SumSpans(const TraceFile& trace, const Index& index, const Spans& spans, uint64_t records,
+               Activity kind, const std::optional<Region>& region, const ProgressCallback& progress,
+               std::vector<uint64_t>& counts) {
   const ActivityReader activity(trace, index);
+  const std::vector<Place>& places = index.GetSummary().switchPlaces;
   std::vector<uint64_t> cells;
-  const auto stops = [&](uint64_t done, uint64_t all) {
-    if (progress && !progress({done, all, Progress::RECORDS})) {
-      fault = CancelledFault(trace.Name());
+  for (size_t b = 0; b < spans.count; ++b) {
+    if (progress && !progress({records / spans.count * b, records, Progress::RECORDS})) {
+      return CancelledFault(trace.Name());
     }
-    return static_cast<bool>(fault);
-  };
-  if (bins == 0 || first > last) {
-    return true;
-  }
-  if (!index.GetSummary().Ordered()) {
-    return activity.CountCycles(first, last, kind, cells, fault);
-  }
-  // Bin b holds the cycles from `edge(b)` up to, and without, `edge(b + 1)`, which may be no cycle
-  // any more.
-  const auto edge = [&](size_t b) {
-    return first + (static_cast<unsigned __int128>(last - first) + 1) * b / bins;
-  };
-  uint64_t begin = 0;
-  uint64_t end = 0;
-  if (!FindCycle(trace, index, first, begin, fault) ||
-      (last != ~uint64_t{0} ? !FindCycle(trace, index, last + 1, end, fault)
-                            : (end = index.GetSummary().records, false))) {
-    return false;
-  }
-  const bool summed = index.HasBoundaries() && (end - begin) / bins > 131072;
-  if (summed) {
-    for (size_t b = 0; b < bins; ++b) {
-      if (stops((end - begin) / bins * b, end - begin)) {
-        return false;
-      }
-      if (edge(b) == edge(b + 1)) {
-        continue;  // there are more bins than cycles
-      }
-      if (!activity.CountCycles(static_cast<uint64_t>(edge(b)),
-                                static_cast<uint64_t>(edge(b + 1) - 1), kind, cells, fault)) {
-        return false;
-      }
-      const std::vector<Place>& places = index.GetSummary().switchPlaces;
-      if (kind == TRANSMISSIONS) {
-        for (size_t slot = 0; slot < cells.size(); ++slot) {
-          counts[b] += !region || region->Has(places[slot]) ? cells[slot] : 0;
-        }
-      } else {
-        counts[b] =
-            SumOf(cells, activity.ColumnCount(), activity.RowCount(), region.value_or(Region()));
-      }
+    if (spans.Edge(b) == spans.Edge(b + 1)) {
+      continue;  // there are more spans than cycles
     }
-    return !stops(end - begin, end - begin);
+    if (Fault fault =
+            activity.CountCycles(static_cast<uint64_t>(spans.Edge(b)),
+                                 static_cast<uint64_t>(spans.Edge(b + 1) - 1), kind, cells)) {
+      return fault;
+    }
+    if (kind == TRANSMISSIONS) {
+      for (size_t slot = 0; slot < cells.size(); ++slot) {
+        counts[b] += !region || region->Has(places[slot]) ? cells[slot] : 0;
+      }
+    } else {
+      counts[b] =
+          SumOf(cells, activity.ColumnCount(), activity.RowCount(), region.value_or(Region()));
+    }
   }
+  const bool stopped = progress && !progress({records, records, Progress::RECORDS});
+  return stopped ? CancelledFault(trace.Name()) : Fault();
+}
+
+// The same out of the records themselves, `begin` up to `end`.
+Fault CountSpans(const TraceFile& trace, const Index& index, const Spans& spans, uint64_t begin,
+                 uint64_t end, Activity kind, const std::optional<Region>& region,
+                 const ProgressCallback& progress, std::vector<uint64_t>& counts) {
   size_t bin = 0;
-  const bool walked = Walk(
-      trace, index, begin, end,
-      [&](const Columns& columns, size_t from, size_t to) {
+  bool stopped = false;
+  const Fault fault =
+      Walk(trace, index, begin, end, [&](const Columns& columns, size_t from, size_t to) {
         for (size_t i = from; i < to; ++i) {
-          while (bin + 1 < bins && columns.cycle[i] >= edge(bin + 1)) {
+          while (bin + 1 < spans.count && columns.cycle[i] >= spans.Edge(bin + 1)) {
             ++bin;
           }
           const Place place = kind == RECEIVES ? columns.to[i] : columns.at[i];
           counts[bin] += columns.tag[i].type == TypeOf(kind) && (!region || region->Has(place));
         }
-        return !stops(columns.firstRecord + to - begin, end - begin);
-      },
-      fault);
-  return Settle(trace, index, walked && !fault, fault);
+        stopped = progress &&
+                  !progress({columns.firstRecord + to - begin, end - begin, Progress::RECORDS});
+        return !stopped;
+      });
+  return Settle(trace, index, !fault && stopped ? CancelledFault(trace.Name()) : fault);
+}
+
+}  // namespace
+
+Result<std::vector<uint64_t>> ActivityOverTime(const TraceFile& trace, const Index& index,
+                                               uint64_t first, uint64_t last, size_t bins,
+                                               Activity kind, const std::optional<Region>& region,
+                                               const ProgressCallback& progress) {
+  std::vector<uint64_t> counts(bins);
+  if (bins == 0 || first > last) {
+    return counts;
+  }
+  if (!index.GetSummary().Ordered()) {
+    return ActivityReader(trace, index).CountCycles(first, last, kind, counts);
+  }
+  const Result<uint64_t> begin = FindCycle(trace, index, first);
+  if (!begin) {
+    return begin.Why();
+  }
+  const Result<uint64_t> end = last == ~uint64_t{0} ? Result<uint64_t>(index.GetSummary().records)
+                                                    : FindCycle(trace, index, last + 1);
+  if (!end) {
+    return end.Why();
+  }
+  const Spans spans = {first, last, bins};
+  const bool summed = index.HasBoundaries() && (*end - *begin) / bins > 131072;
+  const Fault fault =
+      summed ? SumSpans(trace, index, spans, *end - *begin, kind, region, progress, counts)
+             : CountSpans(trace, index, spans, *begin, *end, kind, region, progress, counts);
+  if (fault) {
+    return fault;
+  }
+  return counts;
 }
 
 }  // namespace marrowfin

@@ -109,8 +109,9 @@ class EventCursor {
   };
 
   bool Narrow();
-  bool NarrowToCycles();
-  bool NarrowToSteps();
+  Fault NarrowToCycles();
+  Fault NarrowToSteps();
+  bool End();
   bool Holds(uint64_t record) const;
   bool Load(uint64_t record);
   bool LoadBack(uint64_t record);
@@ -153,10 +154,11 @@ class EventCursor {
 // How much activity each of `bins` equal spans of the cycles `first` to `last` (included) saw in a
 // region of the array: one pass over the records where the spans are short, differences of the
 // index's sums where they are long. For traces whose cycles do not fall. `progress` counts records.
-bool ActivityOverTime(const TraceFile& trace, const Index& index, uint64_t first, uint64_t last,
-                      size_t bins, Activity kind, const std::optional<Region>& region,
-                      const ProgressCallback& progress, std::vector<uint64_t>& counts,
-                      Fault& fault);
+Result<std::vector<uint64_t>> ActivityOverTime(const TraceFile& trace, const Index& index,
+                                               uint64_t first, uint64_t last, size_t bins,
+                                               Activity kind,
+                                               const std::optional<Region>& region = {},
+                                               const ProgressCallback& progress = {});
 
 }  // namespace marrowfin
 

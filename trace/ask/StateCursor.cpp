@@ -49,9 +49,10 @@ struct Cycles {
   }
 };
 
-bool FindCycles(const TraceSource& trace, const Index& index, const std::optional<uint64_t>& about,
-                Cycles& found, Fault& fault, const ProgressCallback& progress) {
-  return Walk(
+Result<Cycles> FindCycles(const TraceSource& trace, const Index& index,
+                          const std::optional<uint64_t>& about, const ProgressCallback& progress) {
+  Cycles found;
+  Fault fault = Walk(
       trace, index, 0, index.GetSummary().records,
       [&](const Columns& columns, size_t from, size_t to) {
         for (size_t i = from; i < to; ++i) {
@@ -59,7 +60,11 @@ bool FindCycles(const TraceSource& trace, const Index& index, const std::optiona
         }
         return true;
       },
-      fault, progress);
+      progress);
+  if (fault) {
+    return fault;
+  }
+  return found;
 }
 
 }  // namespace
@@ -96,25 +101,25 @@ const StateChanges& StateCursor::Changes() const {
 
 Fault StateCursor::MoveToStep(uint64_t step, uint64_t skipTo, const ProgressCallback& progress) {
   const uint64_t records = index.GetSummary().records;
-  ViewerSteps found;
-  ArrayState state;
-  Fault fault;
-  if (!FindSteps(trace, index, skipTo, found, fault, PartOf(0, 2, records, progress)) ||
-      !reader.AtStep(step, skipTo, state, fault, PartOf(1, 2, records, progress))) {
-    return fault;
+  const auto found = FindSteps(trace, index, skipTo, PartOf(0, 2, records, progress));
+  if (!found) {
+    return found.Why();
   }
-  Place({false, found, found.count + 1}, std::move(state));
+  Result<ArrayState> state = reader.AtStep(step, skipTo, PartOf(1, 2, records, progress));
+  if (!state) {
+    return state.Why();
+  }
+  Place({false, *found, found->count + 1}, std::move(state).Take());
   return Fault();
 }
 
 Fault StateCursor::MoveToCycle(uint64_t to, const ProgressCallback& progress) {
-  ArrayState state;
-  Fault fault;
-  if (!reader.AtCycle(to, state, fault, progress)) {
-    return fault;
+  Result<ArrayState> state = reader.AtCycle(to, progress);
+  if (!state) {
+    return state.Why();
   }
   const Summary& summary = index.GetSummary();
-  Place({true, {}, summary.records > 0 ? summary.changes + 1 : 0}, std::move(state));
+  Place({true, {}, summary.records > 0 ? summary.changes + 1 : 0}, std::move(state).Take());
   cycle = to;
   return Fault();
 }
@@ -176,7 +181,10 @@ Fault StateCursor::Advance(Track& on, const ProgressCallback& progress) const {
   if (!fault && !agrees) {
     fault = Contradiction(trace, index);
   }
-  if (!fault && IsStillIndexed(trace, index, fault)) {
+  if (!fault) {
+    fault = CheckStillIndexed(trace, index);
+  }
+  if (!fault) {
     on.log.Commit(end->last, end->cycle, shown);
     return Fault();
   }
@@ -209,15 +217,14 @@ Fault StateCursor::Rewind(const ProgressCallback& progress) {
   if (!start) {
     return start.Why();
   }
-  ArrayState state;
-  Fault fault;
-  if (!reader.FillKnown(reading.steps, reading.natural, *start, state, fault,
-                        PartOf(0, 2, records, progress))) {
-    return fault;
+  Result<ArrayState> state =
+      reader.FillKnown(reading.steps, reading.natural, *start, PartOf(0, 2, records, progress));
+  if (!state) {
+    return state.Why();
   }
-  std::unique_ptr<Track> fresh = NewTrack(std::move(state));
+  std::unique_ptr<Track> fresh = NewTrack(std::move(state).Take());
   while (fresh->log.State().step < step) {
-    if ((fault = Advance(*fresh, PartOf(1, 2, records, progress)))) {
+    if (Fault fault = Advance(*fresh, PartOf(1, 2, records, progress))) {
       return fault;
     }
   }
@@ -253,32 +260,31 @@ Result<uint64_t> StateCursor::StartBefore(const ArrayState& state) const {
 
 // The step that takes a record; not the first one that the steps have.
 Result<uint64_t> StateCursor::StepOf(uint64_t record) const {
-  IndexEntry entry;
-  Fault fault;
-  if (!Locate(trace, index, reading.natural ? record : record - 1, entry, fault)) {
-    return fault;
+  const Result<IndexEntry> entry = Locate(trace, index, reading.natural ? record : record - 1);
+  if (!entry) {
+    return entry.Why();
   }
-  return entry.changes - reading.steps.changes + reading.steps.early + 1;
+  return entry->changes - reading.steps.changes + reading.steps.early + 1;
 }
 
 // Where cycles fall, the events of the next cycle stand anywhere in the trace.
 Result<bool> StateCursor::Jump(bool forward, const ProgressCallback& progress) {
   const uint64_t records = index.GetSummary().records;
-  Cycles found;
-  Fault fault;
-  if (!FindCycles(trace, index, cycle, found, fault, PartOf(0, 2, records, progress))) {
-    return fault;
+  const Result<Cycles> found = FindCycles(trace, index, cycle, PartOf(0, 2, records, progress));
+  if (!found) {
+    return found.Why();
   }
-  if (forward ? !found.after : !found.now) {
+  if (forward ? !found->after : !found->now) {
     return false;
   }
-  const std::optional<uint64_t> to = forward ? found.after : found.before;
-  ArrayState state = AsBuilt(shape);
-  if (to && !reader.AtCycle(*to, state, fault, PartOf(1, 2, records, progress))) {
-    return fault;
+  const std::optional<uint64_t> to = forward ? found->after : found->before;
+  Result<ArrayState> state =
+      to ? reader.AtCycle(*to, PartOf(1, 2, records, progress)) : AsBuilt(shape);
+  if (!state) {
+    return state.Why();
   }
-  StateChanges changes = Difference(State(), state);
-  Place(reading, std::move(state));
+  StateChanges changes = Difference(State(), *state);
+  Place(reading, std::move(state).Take());
   cycle = to;
   jumped = std::move(changes);
   hasJumped = true;

@@ -71,14 +71,13 @@ ProgressCallback ProgressOf(Stage stage, const ProgressCallback& progress) {
 }
 
 // Ends a question: its progress too, where there was anything to read.
-bool End(const TraceFile& trace, const Index& index, bool answered,
-         const ProgressCallback& progress, Fault& fault) {
+Fault End(const TraceFile& trace, const Index& index, const Fault& found,
+          const ProgressCallback& progress) {
   const uint64_t all = STAGES * index.GetSummary().records;
-  if (answered && progress && all > 0 && !progress({all, all, Progress::RECORDS})) {
-    fault = CancelledFault(trace.Name());
-    return false;
+  if (!found && progress && all > 0 && !progress({all, all, Progress::RECORDS})) {
+    return CancelledFault(trace.Name());
   }
-  return Settle(trace, index, answered, fault);
+  return Settle(trace, index, found);
 }
 
 }  // namespace
@@ -99,129 +98,154 @@ struct StateReader::Clock : ViewerSteps {
   }
 };
 
-bool StateReader::CountSteps(uint64_t skipTo, uint64_t& steps, Fault& fault,
-                             const ProgressCallback& progress) const {
-  ViewerSteps viewer;
-  const bool found = FindSteps(trace, index, skipTo, viewer, fault, ProgressOf(FINDING, progress));
-  steps = viewer.count;
-  return End(trace, index, found, progress, fault);
-}
-
-bool StateReader::AtStep(uint64_t step, uint64_t skipTo, ArrayState& state, Fault& fault,
-                         const ProgressCallback& progress) const {
-  return End(trace, index, FillStep(step, skipTo, state, fault, progress), progress, fault);
-}
-
-bool StateReader::FillStep(uint64_t step, uint64_t skipTo, ArrayState& state, Fault& fault,
-                           const ProgressCallback& progress) const {
-  Clock clock;
-  if (!FindSteps(trace, index, skipTo, clock, fault, ProgressOf(FINDING, progress))) {
-    return false;
+Result<uint64_t> StateReader::CountSteps(uint64_t skipTo, const ProgressCallback& progress) const {
+  const auto steps = FindSteps(trace, index, skipTo, ProgressOf(FINDING, progress));
+  if (Fault fault = End(trace, index, steps.Why(), progress)) {
+    return fault;
   }
-  clock.step = step;
-  state = ArrayState();
-  state.first = clock.start;
-  state.shown = step <= clock.count;
+  return steps->count;
+}
+
+Result<ArrayState> StateReader::AtStep(uint64_t step, uint64_t skipTo,
+                                       const ProgressCallback& progress) const {
+  ArrayState state;
+  if (Fault fault = End(trace, index, FillStep(step, skipTo, state, progress), progress)) {
+    return fault;
+  }
+  return state;
+}
+
+Fault StateReader::FillStep(uint64_t step, uint64_t skipTo, ArrayState& state,
+                            const ProgressCallback& progress) const {
+  const auto steps = FindSteps(trace, index, skipTo, ProgressOf(FINDING, progress));
+  if (!steps) {
+    return steps.Why();
+  }
+  const Clock clock = {*steps, false, step};
   if (step > clock.count + 1) {
-    fault = NoSuchStep(trace.Name(), step, clock.count);
-    return false;
+    return NoSuchStep(trace.Name(), step, clock.count);
   }
-  return FindStepEnd(trace, index, clock, step, state.last, fault) &&
-         CheckLocations(state, fault, ProgressOf(CHECKING, progress)) &&
-         Fill(clock, state, fault, progress);
-}
-
-bool StateReader::FillKnown(const ViewerSteps& steps, bool natural, uint64_t step,
-                            ArrayState& state, Fault& fault,
-                            const ProgressCallback& progress) const {
-  Clock clock;
-  static_cast<ViewerSteps&>(clock) = steps;
-  clock.natural = natural;
-  clock.step = step;
-  state = ArrayState();
+  const Result<uint64_t> end = FindStepEnd(trace, index, clock, step);
+  if (!end) {
+    return end.Why();
+  }
   state.first = clock.start;
-  const bool found = natural ? FindChange(trace, index, step, state.last, fault)
-                             : FindStepEnd(trace, index, clock, step, state.last, fault);
-  return found && Fill(clock, state, fault, progress);
-}
-
-bool StateReader::AtCycle(uint64_t cycle, ArrayState& state, Fault& fault,
-                          const ProgressCallback& progress) const {
-  state = ArrayState();
-  const bool filled = index.GetSummary().Ordered()
-                          ? FillCycle(cycle, state, fault, progress)
-                          : FillCycleUnordered(cycle, state, fault, progress);
-  return End(trace, index, filled, progress, fault);
-}
-
-bool StateReader::FillCycle(uint64_t cycle, ArrayState& state, Fault& fault,
-                            const ProgressCallback& progress) const {
-  state.last = index.GetSummary().records;
-  if (cycle != ~uint64_t{0} && !FindCycle(trace, index, cycle + 1, state.last, fault)) {
-    return false;
+  state.last = *end;
+  state.shown = step <= clock.count;
+  if (Fault fault = CheckLocations(state, ProgressOf(CHECKING, progress))) {
+    return fault;
   }
+  return Fill(clock, state, progress);
+}
+
+Result<ArrayState> StateReader::FillKnown(const ViewerSteps& steps, bool natural, uint64_t step,
+                                          const ProgressCallback& progress) const {
+  const Clock clock = {steps, natural, step};
+  const Result<uint64_t> end =
+      natural ? FindChange(trace, index, step) : FindStepEnd(trace, index, clock, step);
+  if (!end) {
+    return end.Why();
+  }
+  ArrayState state;
+  state.first = clock.start;
+  state.last = *end;
+  if (Fault fault = Fill(clock, state, progress)) {
+    return fault;
+  }
+  return state;
+}
+
+Result<ArrayState> StateReader::AtCycle(uint64_t cycle, const ProgressCallback& progress) const {
+  ArrayState state;
+  const Fault found = index.GetSummary().Ordered() ? FillCycle(cycle, state, progress)
+                                                   : FillCycleUnordered(cycle, state, progress);
+  if (Fault fault = End(trace, index, found, progress)) {
+    return fault;
+  }
+  return state;
+}
+
+Fault StateReader::FillCycle(uint64_t cycle, ArrayState& state,
+                             const ProgressCallback& progress) const {
+  const Result<uint64_t> end = cycle == ~uint64_t{0} ? Result<uint64_t>(index.GetSummary().records)
+                                                     : FindCycle(trace, index, cycle + 1);
+  if (!end) {
+    return end.Why();
+  }
+  state.last = *end;
   Clock clock;
   clock.natural = true;
   if (state.last > 0) {
-    IndexEntry entry;
-    if (!Locate(trace, index, state.last - 1, entry, fault)) {
-      return false;
+    const Result<IndexEntry> entry = Locate(trace, index, state.last - 1);
+    if (!entry) {
+      return entry.Why();
     }
-    clock.step = entry.changes + 1;
+    clock.step = entry->changes + 1;
   }
-  return CheckLocations(state, fault, ProgressOf(CHECKING, progress)) &&
-         Fill(clock, state, fault, progress);
+  if (Fault fault = CheckLocations(state, ProgressOf(CHECKING, progress))) {
+    return fault;
+  }
+  return Fill(clock, state, progress);
 }
 
-bool StateReader::Fill(const Clock& clock, ArrayState& state, Fault& fault,
-                       const ProgressCallback& progress) const {
+Fault StateReader::Fill(const Clock& clock, ArrayState& state,
+                        const ProgressCallback& progress) const {
   state.shape = shape;
   state.step = clock.step;
   state.elementCodes.assign(shape.Elements(), ElementCodes::UNTOUCHED);
   state.switchCodes.assign(shape.Switches(), SwitchCodes::UNTOUCHED);
-  uint64_t next = state.first;
-  if (!FromKeyframe(clock, state, next, fault) ||
-      !ApplyRecords(clock, next, state.last, false, state, fault, ProgressOf(APPLYING, progress)) ||
-      !AddMessages(clock, state, fault)) {
-    return false;
+  const Result<uint64_t> next = FromKeyframe(clock, state);
+  if (!next) {
+    return next.Why();
+  }
+  if (Fault fault =
+          ApplyRecords(clock, *next, state.last, false, state, ProgressOf(APPLYING, progress))) {
+    return fault;
+  }
+  if (Fault fault = AddMessages(clock, state)) {
+    return fault;
   }
   if (state.last > state.first) {
-    IndexEntry entry;
-    if (!Locate(trace, index, state.last - 1, entry, fault)) {
-      return false;
+    const Result<IndexEntry> entry = Locate(trace, index, state.last - 1);
+    if (!entry) {
+      return entry.Why();
     }
-    state.cycle = entry.cycle;
+    state.cycle = entry->cycle;
   }
   Paint(state);
-  return true;
+  return {};
 }
 
-// Starts from the last keyframe before the moment, where one is worth it; `next` is the first
-// record that it does not know.
-bool StateReader::FromKeyframe(const Clock& clock, ArrayState& state, uint64_t& next,
-                               Fault& fault) const {
+// Starts from the last keyframe before the moment, where one is worth it; returns the first record
+// that it does not know.
+Result<uint64_t> StateReader::FromKeyframe(const Clock& clock, ArrayState& state) const {
   const auto boundaries = index.Boundaries();
   const bool skips = !clock.natural && clock.start > 1;
   if (skips && !index.HasBoundaries()) {
-    return true;  // nothing tells what a keyframe has from before the skip
+    return state.first;  // nothing tells what a keyframe has from before the skip
   }
   const auto above =
       std::partition_point(boundaries.begin(), boundaries.end(),
                            [&](const IndexBoundary& b) { return b.record <= state.last; });
   if (above == boundaries.begin() || (above - 1)->record <= clock.start + 2) {
-    return true;
+    return state.first;
   }
   const IndexBoundary& boundary = *(above - 1);
   const auto keyframe = index.Keyframe(static_cast<size_t>(above - boundaries.begin()));
   if (!keyframe) {
-    fault = keyframe.Why();
-    return false;
+    return keyframe.Why();
   }
   TakeKeyframe(clock, boundary, *keyframe, state);
-  next = boundary.record;
+  if (skips) {
+    if (Fault fault = ForgetSkipped(clock, boundary.record, state)) {
+      return fault;
+    }
+  }
   const uint64_t older = clock.natural ? 2 : clock.start + 1;
-  return (!skips || ForgetSkipped(clock, boundary.record, state, fault)) &&
-         ApplyRecords(clock, clock.start, older, true, state, fault);
+  if (Fault fault = ApplyRecords(clock, clock.start, older, true, state)) {
+    return fault;
+  }
+  return boundary.record;
 }
 
 void StateReader::TakeKeyframe(const Clock& clock, const IndexBoundary& boundary,
@@ -248,14 +272,15 @@ void StateReader::TakeKeyframe(const Clock& clock, const IndexBoundary& boundary
 
 // A keyframe knows the whole trace before it. Where the viewer skipped some of that, pieces that no
 // event touched between the skip and the keyframe are as built.
-bool StateReader::ForgetSkipped(const Clock& clock, uint64_t until, ArrayState& state,
-                                Fault& fault) const {
+Fault StateReader::ForgetSkipped(const Clock& clock, uint64_t until, ArrayState& state) const {
   const ActivityReader activity(trace, index);
   std::vector<uint64_t> fires;
   std::vector<uint64_t> transmissions;
-  if (!activity.Count(clock.start + 1, until, FIRES, fires, fault) ||
-      !activity.Count(clock.start + 1, until, TRANSMISSIONS, transmissions, fault)) {
-    return false;
+  if (Fault fault = activity.Count(clock.start + 1, until, FIRES, fires)) {
+    return fault;
+  }
+  if (Fault fault = activity.Count(clock.start + 1, until, TRANSMISSIONS, transmissions)) {
+    return fault;
   }
   for (uint32_t row = 0; row < shape.Rows(); ++row) {
     for (uint32_t column = 0; column < shape.Columns(); ++column) {
@@ -271,27 +296,30 @@ bool StateReader::ForgetSkipped(const Clock& clock, uint64_t until, ArrayState& 
       state.switchCodes[shape.SwitchNumber(place)] = SwitchCodes::UNTOUCHED;
     }
   }
-  return true;
+  return {};
 }
 
 // Applies fires and switch transmissions in order; those that are `older` than what is known touch
 // only what nothing has touched, the last of them first.
-bool StateReader::ApplyRecords(const Clock& clock, uint64_t first, uint64_t last, bool older,
-                               ArrayState& state, Fault& fault,
-                               const ProgressCallback& progress) const {
+Fault StateReader::ApplyRecords(const Clock& clock, uint64_t first, uint64_t last, bool older,
+                                ArrayState& state, const ProgressCallback& progress) const {
   if (first >= last) {
-    return true;
-  }
-  IndexEntry before;
-  if (first > 0 && !Locate(trace, index, first - 1, before, fault)) {
-    return false;
+    return {};
   }
   if (older && last - first > 1) {
-    return ApplyRecords(clock, last - 1, last, true, state, fault) &&
-           ApplyRecords(clock, first, last - 1, true, state, fault);
+    if (Fault fault = ApplyRecords(clock, last - 1, last, true, state)) {
+      return fault;
+    }
+    return ApplyRecords(clock, first, last - 1, true, state);
   }
+  Result<IndexEntry> located = Before(first);
+  if (!located) {
+    return located.Why();
+  }
+  IndexEntry& before = *located;
   bool hasBefore = first > 0;
-  const bool walked = Walk(
+  Fault contradiction;
+  const Fault fault = Walk(
       trace, index, first, last,
       [&](const Columns& columns, size_t from, size_t to) {
         for (size_t i = from; i < to; ++i) {
@@ -309,7 +337,7 @@ bool StateReader::ApplyRecords(const Clock& clock, uint64_t first, uint64_t last
           } else if (type == SWITCH_RECORD && shape.HasSwitch(at)) {
             touch(state.switchCodes[shape.SwitchNumber(at)], SwitchCodes::Encode);
           } else if (type != SEND_RECORD) {
-            fault = Contradiction(trace, index);
+            contradiction = Contradiction(trace, index);
             return false;
           }
           before.changes += change;
@@ -318,80 +346,89 @@ bool StateReader::ApplyRecords(const Clock& clock, uint64_t first, uint64_t last
         }
         return true;
       },
-      fault, progress);
-  return walked && !fault;
+      progress);
+  return fault ? fault : contradiction;
 }
 
-bool StateReader::AddMessages(const Clock& clock, ArrayState& state, Fault& fault) const {
-  uint64_t first = state.first;
-  if (clock.step > LAST_MESSAGE_AGE + 1) {
-    const uint64_t oldest = clock.step - LAST_MESSAGE_AGE;  // the step of what is about to go
-    const uint64_t changes = clock.changes + oldest - 1 - clock.early;
-    if (!clock.natural && changes == clock.changes) {
-      ++first;
-    } else {
-      if (!FindChange(trace, index, changes, first, fault)) {
-        return false;
-      }
-      first += clock.natural ? 0 : 1;
-    }
+// Where the record before `record` stands; nowhere before record 0.
+Result<IndexEntry> StateReader::Before(uint64_t record) const {
+  return record > 0 ? Locate(trace, index, record - 1) : IndexEntry();
+}
+
+// The first record whose message, if it has one, is still to be seen.
+Result<uint64_t> StateReader::FirstMessage(const Clock& clock, const ArrayState& state) const {
+  if (clock.step <= LAST_MESSAGE_AGE + 1) {
+    return state.first;
   }
-  if (first >= state.last) {
-    return true;
+  const uint64_t oldest = clock.step - LAST_MESSAGE_AGE;  // the step of what is about to go
+  const uint64_t changes = clock.changes + oldest - 1 - clock.early;
+  if (!clock.natural && changes == clock.changes) {
+    return state.first + 1;
   }
-  IndexEntry before;
-  if (first > 0 && !Locate(trace, index, first - 1, before, fault)) {
-    return false;
+  const Result<uint64_t> change = FindChange(trace, index, changes);
+  if (!change) {
+    return change.Why();
   }
-  bool hasBefore = first > 0;
-  return Walk(
-      trace, index, first, state.last,
-      [&](const Columns& columns, size_t from, size_t to) {
-        for (size_t i = from; i < to; ++i) {
-          const bool change = hasBefore && columns.cycle[i] != before.cycle;
-          const uint64_t record = columns.firstRecord + i;
-          if (columns.tag[i].type == SEND_RECORD) {
-            const uint64_t age = clock.Age(record, before.changes, change);
-            state.messages.push_back({record, columns.tag[i].thread, columns.at[i], columns.to[i],
-                                      age, MessageColor(age)});
-          }
-          before.changes += change;
-          before.cycle = columns.cycle[i];
-          hasBefore = true;
-        }
-        return true;
-      },
-      fault);
+  return *change + (clock.natural ? 0 : 1);
+}
+
+Fault StateReader::AddMessages(const Clock& clock, ArrayState& state) const {
+  const Result<uint64_t> first = FirstMessage(clock, state);
+  if (!first || *first >= state.last) {
+    return first.Why();
+  }
+  Result<IndexEntry> located = Before(*first);
+  if (!located) {
+    return located.Why();
+  }
+  IndexEntry& before = *located;
+  bool hasBefore = *first > 0;
+  return Walk(trace, index, *first, state.last,
+              [&](const Columns& columns, size_t from, size_t to) {
+                for (size_t i = from; i < to; ++i) {
+                  const bool change = hasBefore && columns.cycle[i] != before.cycle;
+                  const uint64_t record = columns.firstRecord + i;
+                  if (columns.tag[i].type == SEND_RECORD) {
+                    const uint64_t age = clock.Age(record, before.changes, change);
+                    state.messages.push_back({record, columns.tag[i].thread, columns.at[i],
+                                              columns.to[i], age, MessageColor(age)});
+                  }
+                  before.changes += change;
+                  before.cycle = columns.cycle[i];
+                  hasBefore = true;
+                }
+                return true;
+              });
 }
 
 // A fire or a switch transmission at a location that the array lacks ends the viewer.
-bool StateReader::CheckLocations(const ArrayState& state, Fault& fault,
-                                 const ProgressCallback& progress) const {
+Fault StateReader::CheckLocations(const ArrayState& state, const ProgressCallback& progress) const {
   const Summary& summary = index.GetSummary();
   const bool switchesFit = summary.switchesComplete &&
                            std::all_of(summary.switchPlaces.begin(), summary.switchPlaces.end(),
                                        [&](Place place) { return shape.HasSwitch(place); });
   if (switchesFit && summary.fired.columns <= shape.Columns() &&
       summary.fired.rows <= shape.Rows()) {
-    return true;
+    return {};
   }
-  const bool walked = Walk(
+  Fault outside;
+  const Fault fault = Walk(
       trace, index, state.first, state.last,
       [&](const Columns& columns, size_t from, size_t to) {
         size_t i = from;
         while (i < to && IsOnArray(shape, columns, i)) {
           ++i;
         }
-        fault = i < to ? OutsideArray(trace, columns, i) : Fault();
+        outside = i < to ? OutsideArray(trace, columns, i) : Fault();
         return i == to;
       },
-      fault, progress);
-  return walked && !fault;
+      progress);
+  return fault ? fault : outside;
 }
 
 // Where cycles fall, the events up to a cycle are no range of the trace: all of it is gone through.
-bool StateReader::FillCycleUnordered(uint64_t cycle, ArrayState& state, Fault& fault,
-                                     const ProgressCallback& progress) const {
+Fault StateReader::FillCycleUnordered(uint64_t cycle, ArrayState& state,
+                                      const ProgressCallback& progress) const {
   state.shape = shape;
   // By piece, its step and the thread of the last event, as Remember packs them; 0 for none.
   std::vector<uint64_t> elements(shape.Elements());
@@ -416,7 +453,8 @@ bool StateReader::FillCycleUnordered(uint64_t cycle, ArrayState& state, Fault& f
       messages.pop_front();
     }
   };
-  const bool walked = Walk(
+  Fault outside;
+  const Fault fault = Walk(
       trace, index, 0, index.GetSummary().records,
       [&](const Columns& columns, size_t from, size_t to) {
         for (size_t i = from; i < to; ++i) {
@@ -424,16 +462,16 @@ bool StateReader::FillCycleUnordered(uint64_t cycle, ArrayState& state, Fault& f
             continue;
           }
           if (!IsOnArray(shape, columns, i)) {
-            fault = OutsideArray(trace, columns, i);
+            outside = OutsideArray(trace, columns, i);
             return false;
           }
           take(columns, i);
         }
         return true;
       },
-      fault, ProgressOf(APPLYING, progress));
-  if (!walked || fault) {
-    return false;
+      ProgressOf(APPLYING, progress));
+  if (fault || outside) {
+    return fault ? fault : outside;
   }
   state.elementCodes = Recalled<ElementCodes>(elements, state.step);
   state.switchCodes = Recalled<SwitchCodes>(switches, state.step);
@@ -443,7 +481,7 @@ bool StateReader::FillCycleUnordered(uint64_t cycle, ArrayState& state, Fault& f
     message.color = MessageColor(message.age);
     state.messages.push_back(message);
   }
-  return true;
+  return {};
 }
 
 }  // namespace marrowfin

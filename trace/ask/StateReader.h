@@ -7,7 +7,8 @@
 #include "trace/ask/ArrayState.h"
 #include "trace/ask/Walk.h"
 #include "trace/base/ArrayShape.h"
-#include "trace/base/Fault.h"
+#include "trace/base/Progress.h"
+#include "trace/base/Result.h"
 #include "trace/index/Index.h"
 #include "trace/read/TraceSource.h"
 
@@ -29,48 +30,45 @@ class StateReader {
       : trace(trace), index(index), shape(shape) {}
 
   // The steps that a viewer which skips to cycle `skipTo` (its option -F) draws before it meets the
-  // end of the trace. False where `fault` was set.
-  bool CountSteps(uint64_t skipTo, uint64_t& steps, Fault& fault,
-                  const ProgressCallback& progress = {}) const;
+  // end of the trace.
+  Result<uint64_t> CountSteps(uint64_t skipTo, const ProgressCallback& progress = {}) const;
 
   // What that viewer shows after `step` animation steps: 0 is the array as built, and one step more
   // than CountSteps is the step in which the trace ends. Any later step is a fault, and so is one
   // that comes after an event at a location which the array does not have: the viewer ends there.
-  bool AtStep(uint64_t step, uint64_t skipTo, ArrayState& state, Fault& fault,
-              const ProgressCallback& progress = {}) const;
+  Result<ArrayState> AtStep(uint64_t step, uint64_t skipTo,
+                            const ProgressCallback& progress = {}) const;
 
   // The state with every event up to and including `cycle` applied and none lost, where each step
   // is one cycle that has events: the natural reading, in which neither is the first event skipped
   // nor does a step take in the first event of the next cycle. An event among them at a location
   // which the array does not have is a fault here too.
-  bool AtCycle(uint64_t cycle, ArrayState& state, Fault& fault,
-               const ProgressCallback& progress = {}) const;
+  Result<ArrayState> AtCycle(uint64_t cycle, const ProgressCallback& progress = {}) const;
 
  private:
   friend class StateCursor;
   struct Clock;
 
-  bool FillStep(uint64_t step, uint64_t skipTo, ArrayState& state, Fault& fault,
-                const ProgressCallback& progress) const;
-  bool FillCycle(uint64_t cycle, ArrayState& state, Fault& fault,
+  Fault FillStep(uint64_t step, uint64_t skipTo, ArrayState& state,
                  const ProgressCallback& progress) const;
+  Fault FillCycle(uint64_t cycle, ArrayState& state, const ProgressCallback& progress) const;
   // The state at a step up to which all locations are known to be on the array, of the natural
   // reading or of a viewer with these steps.
-  bool FillKnown(const ViewerSteps& steps, bool natural, uint64_t step, ArrayState& state,
-                 Fault& fault, const ProgressCallback& progress) const;
-  bool Fill(const Clock& clock, ArrayState& state, Fault& fault,
-            const ProgressCallback& progress) const;
-  bool FromKeyframe(const Clock& clock, ArrayState& state, uint64_t& next, Fault& fault) const;
+  Result<ArrayState> FillKnown(const ViewerSteps& steps, bool natural, uint64_t step,
+                               const ProgressCallback& progress) const;
+  Fault Fill(const Clock& clock, ArrayState& state, const ProgressCallback& progress) const;
+  Result<uint64_t> FromKeyframe(const Clock& clock, ArrayState& state) const;
   void TakeKeyframe(const Clock& clock, const IndexBoundary& boundary,
                     std::span<const uint8_t> keyframe, ArrayState& state) const;
-  bool ForgetSkipped(const Clock& clock, uint64_t until, ArrayState& state, Fault& fault) const;
-  bool ApplyRecords(const Clock& clock, uint64_t first, uint64_t last, bool older,
-                    ArrayState& state, Fault& fault, const ProgressCallback& progress = {}) const;
-  bool AddMessages(const Clock& clock, ArrayState& state, Fault& fault) const;
-  bool CheckLocations(const ArrayState& state, Fault& fault,
-                      const ProgressCallback& progress) const;
-  bool FillCycleUnordered(uint64_t cycle, ArrayState& state, Fault& fault,
-                          const ProgressCallback& progress) const;
+  Fault ForgetSkipped(const Clock& clock, uint64_t until, ArrayState& state) const;
+  Fault ApplyRecords(const Clock& clock, uint64_t first, uint64_t last, bool older,
+                     ArrayState& state, const ProgressCallback& progress = {}) const;
+  Fault AddMessages(const Clock& clock, ArrayState& state) const;
+  Result<uint64_t> FirstMessage(const Clock& clock, const ArrayState& state) const;
+  Result<IndexEntry> Before(uint64_t record) const;
+  Fault CheckLocations(const ArrayState& state, const ProgressCallback& progress) const;
+  Fault FillCycleUnordered(uint64_t cycle, ArrayState& state,
+                           const ProgressCallback& progress) const;
 
   const TraceFile& trace;
   const Index& index;

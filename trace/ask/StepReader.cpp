@@ -58,13 +58,12 @@ Fault StepReader::Load(uint64_t record) {
     return Fault();
   }
   if (record != nextRecord) {
-    IndexEntry entry;
-    Fault fault;
-    if (!Locate(trace, index, record, entry, fault)) {
-      return fault;
+    const Result<IndexEntry> entry = Locate(trace, index, record);
+    if (!entry) {
+      return entry.Why();
     }
     nextRecord = record;
-    nextOffset = entry.offset;
+    nextOffset = entry->offset;
   }
   return Decode();
 }

@@ -25,9 +25,8 @@ Fault FaultAt(const TraceFile& trace, const Index& index, const Fault& found, ui
   return fault;
 }
 
-bool WalkFrom(const TraceFile& trace, const Index& index, const IndexEntry& entry, uint64_t first,
-              uint64_t last, const BatchFunction& take, Fault& fault,
-              const ProgressCallback& progress = {}) {
+Fault WalkFrom(const TraceFile& trace, const Index& index, const IndexEntry& entry, uint64_t first,
+               uint64_t last, const BatchFunction& take, const ProgressCallback& progress = {}) {
   auto columns = std::make_unique<Columns>();
   uint64_t record = entry.record;
   uint64_t offset = entry.offset;
@@ -37,22 +36,20 @@ bool WalkFrom(const TraceFile& trace, const Index& index, const IndexEntry& entr
     columns->firstRecord = record;
     const Result<uint64_t> next = trace.Decode(offset, index.GetSummary().bytes, *columns);
     if (!next) {
-      fault = FaultAt(trace, index, next.Why(), record);
-      return false;
+      return FaultAt(trace, index, next.Why(), record);
     }
     offset = *next;
     const uint64_t end = std::min(record + columns->size, last);
     if (end > first && !take(*columns, static_cast<size_t>(std::max(first, record) - record),
                              static_cast<size_t>(end - record))) {
-      return true;
+      return {};
     }
     record += columns->size;
     if (progress && !progress({end, all, Progress::RECORDS})) {
-      fault = CancelledFault(trace.Name());
-      return false;
+      return CancelledFault(trace.Name());
     }
   }
-  return true;
+  return {};
 }
 
 bool HasSample(const TraceFile& trace, uint64_t offset, const IndexBoundary& boundary,
@@ -130,80 +127,81 @@ bool HasSameRecords(const TraceFile& trace, const Index& index) {
 
 }  // namespace
 
-bool Walk(const TraceFile& trace, const Index& index, uint64_t first, uint64_t last,
-          const BatchFunction& take, Fault& fault, const ProgressCallback& progress) {
+Fault Walk(const TraceFile& trace, const Index& index, uint64_t first, uint64_t last,
+           const BatchFunction& take, const ProgressCallback& progress) {
   if (index.Entries().empty() || first >= last) {
-    return true;
+    return {};
   }
   const IndexEntry& entry =
       LastEntry(index, [&](const IndexEntry& e) { return e.record <= first; });
-  return WalkFrom(trace, index, entry, first, last, take, fault, progress);
+  return WalkFrom(trace, index, entry, first, last, take, progress);
 }
 
-bool Locate(const TraceFile& trace, const Index& index, uint64_t record, IndexEntry& located,
-            Fault& fault) {
+Result<IndexEntry> Locate(const TraceFile& trace, const Index& index, uint64_t record) {
   const IndexEntry& entry =
       LastEntry(index, [&](const IndexEntry& e) { return e.record <= record; });
-  located = entry;
-  return WalkFrom(
-      trace, index, entry, entry.record + 1, record + 1,
-      [&](const Columns& columns, size_t from, size_t to) {
-        for (size_t i = from; i < to; ++i) {
-          located.changes += columns.cycle[i] != located.cycle;
-          located.cycle = columns.cycle[i];
-        }
-        located.record = columns.firstRecord + to - 1;
-        located.offset = columns.firstOffset;
-        for (size_t i = 0; i + 1 < to; ++i) {
-          located.offset += RecordSize(columns.tag[i].type);
-        }
-        return true;
-      },
-      fault);
+  IndexEntry located = entry;
+  Fault fault = WalkFrom(trace, index, entry, entry.record + 1, record + 1,
+                         [&](const Columns& columns, size_t from, size_t to) {
+                           for (size_t i = from; i < to; ++i) {
+                             located.changes += columns.cycle[i] != located.cycle;
+                             located.cycle = columns.cycle[i];
+                           }
+                           located.record = columns.firstRecord + to - 1;
+                           located.offset = columns.firstOffset;
+                           for (size_t i = 0; i + 1 < to; ++i) {
+                             located.offset += RecordSize(columns.tag[i].type);
+                           }
+                           return true;
+                         });
+  if (fault) {
+    return fault;
+  }
+  return located;
 }
 
-bool FindChange(const TraceFile& trace, const Index& index, uint64_t changes, uint64_t& record,
-                Fault& fault) {
-  record = index.GetSummary().records;
+Result<uint64_t> FindChange(const TraceFile& trace, const Index& index, uint64_t changes) {
+  uint64_t record = index.GetSummary().records;
   if (changes > index.GetSummary().changes || index.Entries().empty()) {
-    return true;
+    return record;
   }
   if (changes == 0) {
-    record = 0;
-    return true;
+    return uint64_t{0};
   }
   const IndexEntry& entry =
       LastEntry(index, [&](const IndexEntry& e) { return e.changes < changes; });
   uint64_t seen = entry.changes;
   uint64_t cycle = entry.cycle;
-  return WalkFrom(
-      trace, index, entry, entry.record + 1, record,
-      [&](const Columns& columns, size_t from, size_t to) {
-        for (size_t i = from; i < to; ++i) {
-          seen += columns.cycle[i] != cycle;
-          cycle = columns.cycle[i];
-          if (seen == changes) {
-            record = columns.firstRecord + i;
-            return false;
-          }
-        }
-        return true;
-      },
-      fault);
+  Fault fault = WalkFrom(trace, index, entry, entry.record + 1, record,
+                         [&](const Columns& columns, size_t from, size_t to) {
+                           for (size_t i = from; i < to; ++i) {
+                             seen += columns.cycle[i] != cycle;
+                             cycle = columns.cycle[i];
+                             if (seen == changes) {
+                               record = columns.firstRecord + i;
+                               return false;
+                             }
+                           }
+                           return true;
+                         });
+  if (fault) {
+    return fault;
+  }
+  return record;
 }
 
-bool FindCycle(const TraceFile& trace, const Index& index, uint64_t cycle, uint64_t& record,
-               Fault& fault, const ProgressCallback& progress) {
+Result<uint64_t> FindCycle(const TraceFile& trace, const Index& index, uint64_t cycle,
+                           const ProgressCallback& progress) {
   const Summary& summary = index.GetSummary();
-  record = summary.records;
+  uint64_t record = summary.records;
   if (index.Entries().empty() || cycle > summary.maxCycle) {
-    return true;
+    return record;
   }
   const IndexEntry& entry = LastEntry(index, [&](const IndexEntry& e) {
     const bool rising = summary.Ordered() || e.record < summary.firstFall;
     return rising && e.cycle < cycle;
   });
-  return WalkFrom(
+  Fault fault = WalkFrom(
       trace, index, entry, entry.record, record,
       [&](const Columns& columns, size_t from, size_t to) {
         const uint64_t* begin = columns.cycle;
@@ -215,83 +213,86 @@ bool FindCycle(const TraceFile& trace, const Index& index, uint64_t cycle, uint6
         record = columns.firstRecord + static_cast<uint64_t>(found - begin);
         return false;
       },
-      fault, progress);
+      progress);
+  if (fault) {
+    return fault;
+  }
+  return record;
 }
 
-bool FindSteps(const TraceFile& trace, const Index& index, uint64_t skipTo, ViewerSteps& steps,
-               Fault& fault, const ProgressCallback& progress) {
+Result<ViewerSteps> FindSteps(const TraceFile& trace, const Index& index, uint64_t skipTo,
+                              const ProgressCallback& progress) {
   const Summary& summary = index.GetSummary();
-  uint64_t reached = 0;
-  steps = ViewerSteps();
-  if (!FindCycle(trace, index, skipTo, reached, fault, progress)) {
-    return false;
+  const Result<uint64_t> reached = FindCycle(trace, index, skipTo, progress);
+  if (!reached) {
+    return reached.Why();
   }
-  steps.start = std::min(reached + 1, summary.records);
+  ViewerSteps steps;
+  steps.start = std::min(*reached + 1, summary.records);
   if (steps.start == summary.records) {
-    return true;
+    return steps;
   }
-  IndexEntry entry;
-  if (!Locate(trace, index, steps.start, entry, fault)) {
-    return false;
+  const Result<IndexEntry> entry = Locate(trace, index, steps.start);
+  if (!entry) {
+    return entry.Why();
   }
-  steps.changes = entry.changes;
-  steps.early = entry.cycle != 0 ? 1 : 0;
+  steps.changes = entry->changes;
+  steps.early = entry->cycle != 0 ? 1 : 0;
   steps.count = steps.early + summary.changes - steps.changes;
-  return true;
+  return steps;
 }
 
-bool FindStepEnd(const TraceFile& trace, const Index& index, const ViewerSteps& steps,
-                 uint64_t step, uint64_t& record, Fault& fault) {
-  record = steps.start;
+Result<uint64_t> FindStepEnd(const TraceFile& trace, const Index& index, const ViewerSteps& steps,
+                             uint64_t step) {
+  const uint64_t records = index.GetSummary().records;
   if (step == 0) {
-    return true;
+    return steps.start;
   }
   if (step > steps.count) {
-    record = index.GetSummary().records;
-    return true;
+    return records;
   }
-  if (step > steps.early &&
-      !FindChange(trace, index, steps.changes + step - steps.early, record, fault)) {
-    return false;
+  if (step <= steps.early) {
+    return std::min(steps.start + 1, records);
   }
-  record = std::min(record + 1, index.GetSummary().records);
-  return true;
+  const Result<uint64_t> change = FindChange(trace, index, steps.changes + step - steps.early);
+  if (!change) {
+    return change.Why();
+  }
+  return std::min(*change + 1, records);
 }
 
-bool IsStillIndexed(const TraceFile& trace, const Index& index, Fault& fault) {
+Fault CheckStillIndexed(const TraceFile& trace, const Index& index) {
   if (trace.IsUntouched()) {
-    return true;
+    return {};
   }
-  fault = trace.CheckUnchanged();
-  if (fault) {
-    return false;
+  if (Fault fault = trace.CheckUnchanged()) {
+    return fault;
   }
-  if (!HasSameRecords(trace, index)) {
-    fault = trace.Changed(0);
-    fault.reason = "the file was written anew while it was read";
-    return false;
+  if (HasSameRecords(trace, index)) {
+    return {};
   }
-  return true;
+  Fault fault = trace.Changed(0);
+  fault.reason = "the file was written anew while it was read";
+  return fault;
 }
 
-bool Settle(const TraceFile& trace, const Index& index, bool answered, Fault& fault) {
-  Fault change;
-  if (fault.kind == Fault::CHANGED || fault.kind == Fault::CANCELLED ||
-      IsStillIndexed(trace, index, change)) {
-    return answered;
+Fault Settle(const TraceFile& trace, const Index& index, const Fault& found) {
+  if (found.kind == Fault::CHANGED || found.kind == Fault::CANCELLED) {
+    return found;
   }
-  fault = change;
-  return false;
+  Fault change = CheckStillIndexed(trace, index);
+  return change ? change : found;
 }
 
 Fault Contradiction(const TraceFile& trace, const Index& index) {
-  Fault fault;
-  if (IsStillIndexed(trace, index, fault)) {
-    fault.kind = Fault::DAMAGED_INPUT;
-    fault.file = index.FileName();
-    fault.reason = "the index contradicts its trace";
-    fault.remedy = "remove it, it is built again";
+  if (Fault change = CheckStillIndexed(trace, index)) {
+    return change;
   }
+  Fault fault;
+  fault.kind = Fault::DAMAGED_INPUT;
+  fault.file = index.FileName();
+  fault.reason = "the index contradicts its trace";
+  fault.remedy = "remove it, it is built again";
   return fault;
 }
 

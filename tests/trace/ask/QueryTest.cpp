@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <numeric>
 #include <random>
 
 #include "tests/support/TraceText.h"
@@ -474,8 +475,7 @@ TEST(ActivityTest, CountsOfAnyRangeAreThoseOfItsRecords) {
     }
     const Activity kind = static_cast<Activity>(round % 4);
     std::vector<uint64_t> counts;
-    Fault fault;
-    ASSERT_TRUE(reader.Count(first, last, kind, counts, fault)) << fault.Text();
+    ASSERT_TRUE(IsFine(reader.Count(first, last, kind, counts)));
     ASSERT_EQ(counts, CountByHand(events, first, last, kind, reader, *opened.index))
         << first << " to " << last << ", kind " << kind;
   }
@@ -498,8 +498,7 @@ TEST(ActivityTest, CountsOfCyclesIncludeBothEnds) {
       ++last;
     }
     std::vector<uint64_t> counts;
-    Fault fault;
-    ASSERT_TRUE(reader.CountCycles(from, to, FIRES, counts, fault));
+    ASSERT_TRUE(IsFine(reader.CountCycles(from, to, FIRES, counts)));
     ASSERT_EQ(counts, CountByHand(events, first, last, FIRES, reader, *opened.index));
   }
 }
@@ -524,10 +523,8 @@ TEST(ActivityTest, ActivityOverTimeAddsUpWhateverTheResolution) {
         expected[bin] += event.type == type && region.Has(kind == RECEIVES ? event.to : event.at);
       }
       std::vector<uint64_t> counts;
-      Fault fault;
-      ASSERT_TRUE(ActivityOverTime(*opened.trace, *opened.index, 0, last, bins, kind, region, {},
-                                   counts, fault))
-          << fault.Text();
+      ASSERT_TRUE(Take(ActivityOverTime(*opened.trace, *opened.index, 0, last, bins, kind, region),
+                       counts));
       EXPECT_EQ(counts, expected) << bins << " bins, kind " << kind;
     }
   }
@@ -540,11 +537,9 @@ TEST(ActivityTest, ActivityOverAllCyclesThereCanBeIsSpreadOverTheBins) {
                  "fire 9223372036854775808 0 1 1\n"
                  "fire 18446744073709551615 0 1 1\n"));
   std::vector<uint64_t> counts;
-  Fault fault;
   for (const auto& [bins, expected] : std::vector<std::pair<size_t, std::vector<uint64_t>>>{
            {1, {4}}, {2, {2, 2}}, {3, {2, 1, 1}}}) {
-    ASSERT_TRUE(ActivityOverTime(*opened.trace, *opened.index, 0, MOST, bins, FIRES, std::nullopt,
-                                 {}, counts, fault));
+    ASSERT_TRUE(Take(ActivityOverTime(*opened.trace, *opened.index, 0, MOST, bins, FIRES), counts));
     EXPECT_EQ(counts, expected);
   }
 }
@@ -558,9 +553,7 @@ TEST(ActivityTest, MoreBinsThanCyclesLeaveBinsEmpty) {
   }
   const Opened opened(Encode(events));
   std::vector<uint64_t> counts;
-  Fault fault;
-  ASSERT_TRUE(ActivityOverTime(*opened.trace, *opened.index, 0, 1, 3, FIRES, std::nullopt, {},
-                               counts, fault));
+  ASSERT_TRUE(Take(ActivityOverTime(*opened.trace, *opened.index, 0, 1, 3, FIRES), counts));
   EXPECT_EQ(counts, (std::vector<uint64_t>{0, 250000, 250000}));
 }
 
@@ -572,24 +565,48 @@ TEST(ActivityTest, CallerHearsOfActivityOverTimeAndStopsIt) {
   const Opened opened(Encode(events));
   // Summed from the index, and counted record by record.
   for (const size_t bins : {size_t{4}, size_t{100}}) {
-    const auto ask = [&](Told& told, Fault& fault) {
-      std::vector<uint64_t> counts;
+    const auto ask = [&](Told& told) {
       return ActivityOverTime(*opened.trace, *opened.index, 0, 599, bins, FIRES, std::nullopt,
-                              told.Callback(), counts, fault);
+                              told.Callback())
+          .Why();
     };
     Told told;
-    Fault fault;
-    EXPECT_TRUE(ask(told, fault));
+    EXPECT_TRUE(IsFine(ask(told)));
     told.ExpectToRiseToTheWhole();
     for (const size_t stopAt : {size_t{1}, size_t{3}, told.values.size()}) {
       Told stopped;
       stopped.stopAt = stopAt;
-      fault = Fault();
-      EXPECT_FALSE(ask(stopped, fault));
-      EXPECT_EQ(fault.kind, Fault::CANCELLED);
+      EXPECT_EQ(ask(stopped).kind, Fault::CANCELLED);
       EXPECT_EQ(stopped.values.size(), stopAt);
     }
   }
+}
+
+// A fault is the verdict on one question and none on the next.
+TEST(ActivityTest, CountBehindOneThatFailedIsRight) {
+  const Opened falling(TraceBytes("fire 2 0 1 1\nfire 1 0 1 1\nfire 3 0 0 1\n"));
+  const ActivityReader reader(*falling.trace, *falling.index);
+  std::vector<uint64_t> counts;
+  Fault fault = reader.CountCycles(1, 2, FIRES, counts);
+  EXPECT_EQ(fault.kind, Fault::FALLING_CYCLE);
+  fault = reader.Count(0, 3, FIRES, counts);
+  EXPECT_TRUE(IsFine(fault));
+  EXPECT_EQ(std::accumulate(counts.begin(), counts.end(), uint64_t{0}), 3U);
+}
+
+TEST(WalkTest, SearchBehindOneThatWasStoppedFindsItsCycle) {
+  std::vector<Event> events(20000);
+  for (size_t i = 0; i < events.size(); ++i) {
+    events[i].cycle = i == 19000 ? 7 : i % 5;
+  }
+  const Opened opened(Encode(events));
+  Result<uint64_t> found =
+      FindCycle(*opened.trace, *opened.index, 7, [](const Progress&) { return false; });
+  EXPECT_EQ(found.Why().kind, Fault::CANCELLED);
+  found = FindCycle(*opened.trace, *opened.index, 7);
+  EXPECT_TRUE(IsFine(found.Why()));
+  ASSERT_TRUE(found);
+  EXPECT_EQ(*found, 19000U);
 }
 
 TEST(WalkTest, CallerStopsTheSearchForACycleWhereCyclesFall) {
@@ -600,20 +617,19 @@ TEST(WalkTest, CallerStopsTheSearchForACycleWhereCyclesFall) {
   const Opened opened(Encode(events));
   Told told;
   uint64_t record = 0;
-  Fault fault;
-  ASSERT_TRUE(FindCycle(*opened.trace, *opened.index, 8, record, fault, told.Callback()));
+  ASSERT_TRUE(Take(FindCycle(*opened.trace, *opened.index, 8, told.Callback()), record));
   EXPECT_EQ(record, 10U);
   events[10].cycle = 3;
   const Opened late(Encode(events));
-  ASSERT_TRUE(FindCycle(*late.trace, *late.index, 7, record, fault, told.Callback()));
+  ASSERT_TRUE(Take(FindCycle(*late.trace, *late.index, 7, told.Callback()), record));
   EXPECT_EQ(record, 19000U);
   EXPECT_GT(told.values.size(), 50U);
   EXPECT_TRUE(std::is_sorted(told.values.begin(), told.values.end()));
   EXPECT_EQ(told.wholes.back(), events.size());
   Told stopped;
   stopped.stopAt = 3;
-  EXPECT_FALSE(FindCycle(*late.trace, *late.index, 7, record, fault, stopped.Callback()));
-  EXPECT_EQ(fault.kind, Fault::CANCELLED);
+  EXPECT_EQ(FindCycle(*late.trace, *late.index, 7, stopped.Callback()).Why().kind,
+            Fault::CANCELLED);
   EXPECT_EQ(stopped.values.size(), 3U);
   // A search among steps has to find the cycle first.
   EventFilter filter;
@@ -645,16 +661,9 @@ class RewrittenTraceTest : public ::testing::Test {
   static void AskAll(const Opened& opened) {
     std::vector<uint64_t> counts;
     const ActivityReader reader(*opened.trace, *opened.index);
-    Fault count;
-    EXPECT_FALSE(reader.Count(3, 20, FIRES, counts, count));
-    Expect(count);
-    Fault cycles;
-    EXPECT_FALSE(reader.CountCycles(3, 20, FIRES, counts, cycles));
-    Expect(cycles);
-    Fault time;
-    EXPECT_FALSE(ActivityOverTime(*opened.trace, *opened.index, 0, 100, 3, FIRES, std::nullopt, {},
-                                  counts, time));
-    Expect(time);
+    Expect(reader.Count(3, 20, FIRES, counts));
+    Expect(reader.CountCycles(3, 20, FIRES, counts));
+    Expect(ActivityOverTime(*opened.trace, *opened.index, 0, 100, 3, FIRES).Why());
     EventFilter all;
     EventFilter none;
     none.thread = 5;
@@ -685,11 +694,8 @@ TEST_F(RewrittenTraceTest, QuestionsAreAnsweredByAFaultThatSaysSo) {
 TEST_F(RewrittenTraceTest, WalkThatMeetsAContradictionSaysThatTheTraceChanged) {
   const Opened opened(Encode(Run(1000, 3)));
   WriteFile(opened.name, std::string(1000 * SMALL_RECORD, 'x'));
-  Fault fault;
-  EXPECT_FALSE(Walk(
-      *opened.trace, *opened.index, 0, 1000, [](const Columns&, size_t, size_t) { return true; },
-      fault));
-  Expect(fault);
+  Expect(Walk(*opened.trace, *opened.index, 0, 1000,
+              [](const Columns&, size_t, size_t) { return true; }));
 }
 
 TEST_F(RewrittenTraceTest, SearchThatIsUnderWayTellsNoEventOfTheNewTrace) {
@@ -724,9 +730,7 @@ TEST_F(RewrittenTraceTest, TraceThatGrewIsAnsweredAsItWas) {
     EventCursor cursor(*opened.trace, *opened.index, filter);
     EXPECT_EQ(FindAll(cursor).size(), std::min(records, size_t{100}));
     std::vector<uint64_t> counts;
-    Fault fault;
-    EXPECT_TRUE(ActivityReader(*opened.trace, *opened.index).Count(0, 9, FIRES, counts, fault))
-        << fault.Text();
+    EXPECT_TRUE(IsFine(ActivityReader(*opened.trace, *opened.index).Count(0, 9, FIRES, counts)));
   }
 }
 
@@ -748,19 +752,18 @@ TEST(WalkTest, RecordsChangesAndCyclesAreFoundWhereTheyAre) {
     for (int round = 0; round < 200; ++round) {
       const uint64_t record = random() % events.size();
       IndexEntry entry;
-      Fault fault;
-      ASSERT_TRUE(Locate(*opened.trace, *opened.index, record, entry, fault));
+      ASSERT_TRUE(Take(Locate(*opened.trace, *opened.index, record), entry));
       EXPECT_EQ(entry.record, record);
       EXPECT_EQ(entry.offset, offsets[record]);
       EXPECT_EQ(entry.cycle, events[record].cycle);
       EXPECT_EQ(entry.changes, changes[record]);
       uint64_t found = 0;
-      ASSERT_TRUE(FindChange(*opened.trace, *opened.index, changes[record], found, fault));
+      ASSERT_TRUE(Take(FindChange(*opened.trace, *opened.index, changes[record]), found));
       EXPECT_EQ(found, static_cast<uint64_t>(
                            std::lower_bound(changes.begin(), changes.end(), changes[record]) -
                            changes.begin()));
       const uint64_t cycle = events[record].cycle + random() % 2;
-      ASSERT_TRUE(FindCycle(*opened.trace, *opened.index, cycle, found, fault));
+      ASSERT_TRUE(Take(FindCycle(*opened.trace, *opened.index, cycle), found));
       uint64_t expected = 0;
       while (expected < events.size() && events[expected].cycle < cycle) {
         ++expected;

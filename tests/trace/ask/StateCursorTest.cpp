@@ -69,22 +69,20 @@ class Mover {
   void MoveToStep(uint64_t step, uint64_t skip) {
     skipTo = skip;
     natural = false;
-    Fault fault;
-    ASSERT_TRUE(reader.CountSteps(skipTo, last, fault)) << fault.Text();
+    ASSERT_TRUE(Take(reader.CountSteps(skipTo), last));
     ++last;
-    ASSERT_FALSE(fault = cursor.MoveToStep(step, skipTo)) << fault.Text();
+    ASSERT_TRUE(IsFine(cursor.MoveToStep(step, skipTo)));
     picture.Take(cursor.State());
     Compare();
   }
 
   void MoveToCycle(uint64_t cycle) {
     natural = true;
-    Fault fault = cursor.MoveToCycle(cycle);
-    ASSERT_FALSE(fault) << fault.Text();
+    ASSERT_TRUE(IsFine(cursor.MoveToCycle(cycle)));
     picture.Take(cursor.State());
     EXPECT_TRUE(cursor.Changes().elements.empty() && cursor.Changes().appeared.empty());
     ArrayState wanted;
-    ASSERT_TRUE(reader.AtCycle(cycle, wanted, fault)) << fault.Text();
+    ASSERT_TRUE(Take(reader.AtCycle(cycle), wanted));
     ExpectSameState(cursor.State(), wanted);
   }
 
@@ -108,12 +106,11 @@ class Mover {
 
   void Compare() {
     const ArrayState& state = cursor.State();
-    Fault fault;
     ArrayState wanted = AsBuilt(state.shape);
     if (!natural) {
-      ASSERT_TRUE(reader.AtStep(state.step, skipTo, wanted, fault)) << fault.Text();
+      ASSERT_TRUE(Take(reader.AtStep(state.step, skipTo), wanted));
     } else if (state.step > 0) {
-      ASSERT_TRUE(reader.AtCycle(state.cycle, wanted, fault)) << fault.Text();
+      ASSERT_TRUE(Take(reader.AtCycle(state.cycle), wanted));
     }
     ExpectSameState(state, wanted);
   }
@@ -276,8 +273,7 @@ TEST(StateCursorTest, WhereCyclesFallTheNaturalReadingGoesFromCycleToCycle) {
     picture.Take(cursor.State());
     const auto expect = [&](uint64_t cycle) {
       ArrayState wanted;
-      Fault fault;
-      ASSERT_TRUE(reader.AtCycle(cycle, wanted, fault));
+      ASSERT_TRUE(Take(reader.AtCycle(cycle), wanted));
       ExpectSameState(cursor.State(), wanted);
       picture.Follow(cursor.Changes(), cursor.State());
     };
@@ -314,18 +310,18 @@ TEST(StateCursorTest, EventAtALocationThatTheArrayLacksIsTheFaultOfItsStepAndOfN
     ASSERT_TRUE(*gone);
   }
   ArrayState wanted;
-  Fault fault;
-  EXPECT_FALSE(reader.AtStep(cursor.State().step + 1, 0, wanted, fault));
+  const Fault fault = reader.AtStep(cursor.State().step + 1, 0).Why();
+  EXPECT_TRUE(fault);
   EXPECT_EQ(gone.Why().kind, Fault::OUTSIDE_ARRAY);
   EXPECT_EQ(gone.Why().Text(), fault.Text());
-  ASSERT_TRUE(reader.AtStep(cursor.State().step, 0, wanted, fault = Fault()));
+  ASSERT_TRUE(Take(reader.AtStep(cursor.State().step, 0), wanted));
   ExpectSameState(cursor.State(), wanted);
   EXPECT_EQ(cursor.Next().Why().Text(), gone.Why().Text());
   EXPECT_EQ(cursor.MoveToStep(wanted.step + 1, 0).Text(), gone.Why().Text());
   ExpectSameState(cursor.State(), wanted);
   for (uint64_t step = wanted.step; step > 0; --step) {
     ASSERT_TRUE(*cursor.Previous());
-    ASSERT_TRUE(reader.AtStep(step - 1, 0, wanted, fault));
+    ASSERT_TRUE(Take(reader.AtStep(step - 1, 0), wanted));
     ExpectSameState(cursor.State(), wanted);
   }
   ASSERT_FALSE(cursor.MoveToCycle(39));

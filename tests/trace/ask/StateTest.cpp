@@ -20,18 +20,17 @@ void CompareSteps(const Opened& opened, const ArrayShape& shape, uint64_t skipTo
   const StateReader reader(*opened.trace, *opened.index, shape);
   ViewerModel viewer(opened.name, shape, skipTo);
   uint64_t steps = 0;
-  Fault fault;
-  ASSERT_TRUE(reader.CountSteps(skipTo, steps, fault)) << fault.Text();
+  ASSERT_TRUE(Take(reader.CountSteps(skipTo), steps));
   ArrayState state;
   StateCursor cursor(*opened.trace, *opened.index, shape);
-  ASSERT_FALSE(fault = cursor.MoveToStep(0, skipTo)) << fault.Text();
+  ASSERT_TRUE(IsFine(cursor.MoveToStep(0, skipTo)));
   for (uint64_t step = 0; step <= steps + 1; ++step) {
     if (step > 0) {
       ASSERT_EQ(viewer.Step(), step <= steps) << "step " << step;
       ASSERT_TRUE(*cursor.Next()) << "step " << step;
     }
     if (random() % share == 0 || step + 3 > steps) {
-      ASSERT_TRUE(reader.AtStep(step, skipTo, state, fault)) << fault.Text();
+      ASSERT_TRUE(Take(reader.AtStep(step, skipTo), state));
       EXPECT_EQ(state.shown, step <= steps);
       viewer.ExpectEqual(state);
       viewer.ExpectEqual(cursor.State());
@@ -40,8 +39,7 @@ void CompareSteps(const Opened& opened, const ArrayShape& shape, uint64_t skipTo
       }
     }
   }
-  EXPECT_FALSE(reader.AtStep(steps + 2, skipTo, state, fault));
-  EXPECT_EQ(fault.kind, Fault::OUT_OF_RANGE);
+  EXPECT_EQ(reader.AtStep(steps + 2, skipTo).Why().kind, Fault::OUT_OF_RANGE);
 }
 
 TEST(StateTest, EveryStepOfShortTracesLooksAsTheViewerShowsIt) {
@@ -182,8 +180,7 @@ void CompareCycles(const std::vector<Event>& events, const ArrayShape& shape, in
       }
     }
     ArrayState state;
-    Fault fault;
-    ASSERT_TRUE(reader.AtCycle(cycle, state, fault)) << fault.Text();
+    ASSERT_TRUE(Take(reader.AtCycle(cycle), state));
     model.ExpectEqual(state);
     ASSERT_FALSE(::testing::Test::HasFatalFailure()) << "at cycle " << cycle;
   }
@@ -233,11 +230,28 @@ TEST(StateTest, EventAtALocationThatTheArrayLacksEndsWhatCanBeShown) {
                  "fire 4 0 1 1\n"));
   const StateReader reader(*opened.trace, *opened.index, {1, 1, 4});
   ArrayState state;
-  Fault fault;
-  EXPECT_TRUE(reader.AtStep(2, 0, state, fault)) << fault.Text();
-  EXPECT_FALSE(reader.AtStep(3, 0, state, fault));
+  EXPECT_TRUE(Take(reader.AtStep(2, 0), state));
+  const Fault fault = reader.AtStep(3, 0).Why();
   EXPECT_EQ(fault.kind, Fault::OUTSIDE_ARRAY);
   EXPECT_EQ(fault.record, 3U);
+}
+
+// A fault is the verdict on one question and none on the next.
+TEST(StateTest, QuestionBehindOneThatFailedIsAnsweredAsEver) {
+  const Opened opened(TraceBytes("fire 1 0 0 0\nfire 2 0 1 1\nfire 3 0 9 9\nfire 4 0 1 1\n"));
+  const StateReader reader(*opened.trace, *opened.index, {1, 1, 4});
+  Result<ArrayState> state = reader.AtStep(99, 0);
+  EXPECT_EQ(state.Why().kind, Fault::OUT_OF_RANGE);
+  state = reader.AtStep(1, 0);
+  EXPECT_TRUE(IsFine(state.Why()));
+  ASSERT_TRUE(state);
+  EXPECT_EQ(state->step, 1U);
+  state = reader.AtCycle(3);
+  EXPECT_EQ(state.Why().kind, Fault::OUTSIDE_ARRAY);
+  state = reader.AtCycle(2);
+  EXPECT_TRUE(IsFine(state.Why()));
+  ASSERT_TRUE(state);
+  EXPECT_EQ(state->cycle, 2U);
 }
 
 TEST(StateTest, FaultOfALocationTellsWhereItStands) {
@@ -245,8 +259,7 @@ TEST(StateTest, FaultOfALocationTellsWhereItStands) {
       TraceBytes("fire 1 0 0 0\nsend 1 0 0 0 1 1\nswitch 2 0 4 4\nswitch 3 0 8 4\n"));
   const StateReader reader(*opened.trace, *opened.index, {1, 1, 4});
   ArrayState state;
-  Fault fault;
-  EXPECT_FALSE(reader.AtCycle(3, state, fault));
+  const Fault fault = reader.AtCycle(3).Why();
   EXPECT_EQ(fault.Text(), opened.name +
                               ": record 3 at byte 92: column 8, row 4 is no switch of the array; "
                               "give the counts of the array that wrote the trace");
@@ -259,9 +272,8 @@ TEST(StateTest, EventAtALocationThatTheArrayLacksIsRefusedWhereCyclesFallToo) {
     for (const Opened* opened : {&rising, &falling}) {
       const StateReader reader(*opened->trace, *opened->index, {1, 1, 4});
       ArrayState state;
-      Fault fault;
-      EXPECT_TRUE(reader.AtCycle(3, state, fault)) << fault.Text();
-      EXPECT_FALSE(reader.AtCycle(9, state, fault)) << event;
+      EXPECT_TRUE(Take(reader.AtCycle(3), state));
+      const Fault fault = reader.AtCycle(9).Why();
       EXPECT_EQ(fault.kind, Fault::OUTSIDE_ARRAY);
       EXPECT_EQ(fault.record, 1U);
       EXPECT_EQ(fault.offset, SMALL_RECORD);
@@ -310,10 +322,9 @@ struct Told {
 };
 
 // Asks once to the end and then again and again, stopped ever later.
-void ExpectProgress(const std::function<bool(const ProgressCallback&, Fault&)>& ask) {
+void ExpectProgress(const std::function<Fault(const ProgressCallback&)>& ask) {
   Told told;
-  Fault fault;
-  ASSERT_TRUE(ask(told.Callback(), fault)) << fault.Text();
+  ASSERT_TRUE(IsFine(ask(told.Callback())));
   ASSERT_GT(told.values.size(), 100U) << "the question was not long";
   EXPECT_TRUE(std::is_sorted(told.values.begin(), told.values.end()));
   EXPECT_EQ(told.wholes, std::vector<uint64_t>(told.wholes.size(), told.wholes[0]));
@@ -321,9 +332,7 @@ void ExpectProgress(const std::function<bool(const ProgressCallback&, Fault&)>& 
   for (const size_t stopAt : {size_t{1}, size_t{50}, told.values.size()}) {
     Told stopped;
     stopped.stopAt = stopAt;
-    fault = Fault();
-    EXPECT_FALSE(ask(stopped.Callback(), fault));
-    EXPECT_EQ(fault.kind, Fault::CANCELLED);
+    EXPECT_EQ(ask(stopped.Callback()).kind, Fault::CANCELLED);
     EXPECT_EQ(stopped.values.size(), stopAt);
   }
 }
@@ -335,29 +344,28 @@ TEST(StateTest, CallerHearsOfQuestionsThatGoThroughTheWholeTraceAndStopsThem) {
   options.records = 30000;
   options.falling = true;
   const Opened falling(Encode(RandomEvents(random, options)));
-  ExpectProgress([&](const ProgressCallback& progress, Fault& fault) {
+  ExpectProgress([&](const ProgressCallback& progress) {
     const StateReader reader(*falling.trace, *falling.index, options.shape);
-    return reader.AtCycle(~uint64_t{0}, state, fault, progress);
+    return reader.AtCycle(~uint64_t{0}, progress).Why();
   });
   const uint64_t most = falling.index->GetSummary().maxCycle;
-  ExpectProgress([&](const ProgressCallback& progress, Fault& fault) {
+  ExpectProgress([&](const ProgressCallback& progress) {
     const StateReader reader(*falling.trace, *falling.index, options.shape);
-    uint64_t steps = 0;
-    return reader.CountSteps(most, steps, fault, progress);
+    return reader.CountSteps(most, progress).Why();
   });
   // A location that the array lacks, behind the moment.
   options.falling = false;
   std::vector<Event> events = RandomEvents(random, options);
   events.push_back({FIRE_RECORD, events.back().cycle + 10, 0, {5000, 0}, {}});
   const Opened foreign(Encode(events));
-  ExpectProgress([&](const ProgressCallback& progress, Fault& fault) {
+  ExpectProgress([&](const ProgressCallback& progress) {
     const StateReader reader(*foreign.trace, *foreign.index, options.shape);
-    return reader.AtCycle(events.back().cycle - 1, state, fault, progress);
+    return reader.AtCycle(events.back().cycle - 1, progress).Why();
   });
   const Opened far(Encode(EventsWithAFarSend()));
-  ExpectProgress([&](const ProgressCallback& progress, Fault& fault) {
+  ExpectProgress([&](const ProgressCallback& progress) {
     const StateReader reader(*far.trace, *far.index, {1, 2, 4});
-    return reader.AtStep(7000, 5, state, fault, progress);
+    return reader.AtStep(7000, 5, progress).Why();
   });
 }
 
@@ -376,19 +384,11 @@ TEST(StateTest, TraceThatIsWrittenAnewInPlaceIsAFaultThatSaysSo) {
       }
       WriteFile(opened.name, Encode(events));
       const StateReader reader(*opened.trace, *opened.index, options.shape);
-      ArrayState state;
-      uint64_t steps = 0;
-      Fault fault;
-      EXPECT_FALSE(reader.AtStep(100, 0, state, fault));
-      EXPECT_EQ(fault.kind, Fault::CHANGED) << fault.Text();
-      EXPECT_FALSE(reader.AtStep(100, 3, state, fault = Fault()));
-      EXPECT_EQ(fault.kind, Fault::CHANGED) << fault.Text();
-      EXPECT_FALSE(reader.AtStep(1 << 30, 0, state, fault = Fault()));
-      EXPECT_EQ(fault.kind, Fault::CHANGED) << fault.Text();
-      EXPECT_FALSE(reader.AtCycle(100, state, fault = Fault()));
-      EXPECT_EQ(fault.kind, Fault::CHANGED) << fault.Text();
-      EXPECT_FALSE(reader.CountSteps(0, steps, fault = Fault()));
-      EXPECT_EQ(fault.kind, Fault::CHANGED) << fault.Text();
+      EXPECT_EQ(reader.AtStep(100, 0).Why().kind, Fault::CHANGED);
+      EXPECT_EQ(reader.AtStep(100, 3).Why().kind, Fault::CHANGED);
+      EXPECT_EQ(reader.AtStep(1 << 30, 0).Why().kind, Fault::CHANGED);
+      EXPECT_EQ(reader.AtCycle(100).Why().kind, Fault::CHANGED);
+      EXPECT_EQ(reader.CountSteps(0).Why().kind, Fault::CHANGED);
     }
   }
 }

@@ -83,8 +83,7 @@ TEST(IndexLimitsTest, FarPlacesLeaveQueriesAndStatesRightWhereTheyCanBe) {
   Opened opened(Encode(events));
   // What can only be counted cell by cell is a fault that says so.
   std::vector<uint64_t> counts;
-  Fault fault;
-  EXPECT_FALSE(ActivityReader(*opened.trace, *opened.index).Count(0, 10, FIRES, counts, fault));
+  Fault fault = ActivityReader(*opened.trace, *opened.index).Count(0, 10, FIRES, counts);
   EXPECT_EQ(fault.kind, Fault::OUTSIDE_ARRAY);
   EXPECT_THAT(fault.Text(), ::testing::HasSubstr("too large an array"));
   // Events are found, far ones too.
@@ -100,9 +99,8 @@ TEST(IndexLimitsTest, FarPlacesLeaveQueriesAndStatesRightWhereTheyCanBe) {
   // A state is told up to the first event that the array lacks.
   const StateReader reader(*opened.trace, *opened.index, {1, 1, 8});
   ArrayState state;
-  fault = Fault();
-  EXPECT_TRUE(reader.AtStep(19, 0, state, fault)) << fault.Text();
-  EXPECT_FALSE(reader.AtStep(20, 0, state, fault));
+  EXPECT_TRUE(Take(reader.AtStep(19, 0), state));
+  fault = reader.AtStep(20, 0).Why();
   EXPECT_EQ(fault.kind, Fault::OUTSIDE_ARRAY);
   EXPECT_EQ(fault.record, 999U);
   opened.Reopen();
@@ -126,8 +124,7 @@ TEST(IndexLimitsTest, StateOfAnArrayTooLargeForKeyframesIsRight) {
   ASSERT_FALSE(opened.index->Boundaries().empty()) << "there are some of the time before";
   const StateReader reader(*opened.trace, *opened.index, {128, 2, 8});
   ArrayState state;
-  Fault fault;
-  ASSERT_TRUE(reader.AtCycle(~uint64_t{0}, state, fault)) << fault.Text();
+  ASSERT_TRUE(Take(reader.AtCycle(~uint64_t{0}), state));
   const uint64_t end = events.back().cycle;
   size_t touched = 0;
   for (uint32_t row = 0; row < 2048; ++row) {
@@ -160,10 +157,8 @@ TEST(IndexLimitsTest, AsManySwitchesAsAreKeptAreCountedOneByOne) {
   EXPECT_TRUE(opened.index->GetSummary().switchesComplete);
   EXPECT_EQ(opened.index->GetSummary().switchPlaces.size(), Summary::MAX_SWITCHES);
   std::vector<uint64_t> counts;
-  Fault fault;
-  ASSERT_TRUE(ActivityReader(*opened.trace, *opened.index)
-                  .Count(0, ~uint64_t{0}, TRANSMISSIONS, counts, fault))
-      << fault.Text();
+  ASSERT_TRUE(IsFine(
+      ActivityReader(*opened.trace, *opened.index).Count(0, ~uint64_t{0}, TRANSMISSIONS, counts)));
   EXPECT_EQ(counts, std::vector<uint64_t>(Summary::MAX_SWITCHES, 1));
 }
 
@@ -175,16 +170,13 @@ TEST(IndexLimitsTest, OneSwitchMoreLeavesTheIndexWithoutKeyframesForTheWholeTrac
   EXPECT_EQ(opened.index->GetSummary().switches, Summary::MAX_SWITCHES + 1);
   EXPECT_EQ(opened.index->GetSummary().switchPlaces.size(), Summary::MAX_SWITCHES);
   std::vector<uint64_t> counts;
-  Fault fault;
-  EXPECT_FALSE(
-      ActivityReader(*opened.trace, *opened.index).Count(0, 9, TRANSMISSIONS, counts, fault));
+  EXPECT_TRUE(ActivityReader(*opened.trace, *opened.index).Count(0, 9, TRANSMISSIONS, counts));
   // Asked for again, with an index that was read.
   opened.Reopen();
   EXPECT_FALSE(opened.index->HasBoundaries());
   const StateReader reader(*opened.trace, *opened.index, {512, 2, 4});
   ArrayState state;
-  fault = Fault();
-  ASSERT_TRUE(reader.AtCycle(500, state, fault)) << fault.Text();
+  ASSERT_TRUE(Take(reader.AtCycle(500), state));
   for (uint32_t i = 0; i < 501 * 64; ++i) {
     const Color expected = SwitchColor(i % 5, 500 - i / 64);
     ASSERT_TRUE(state.switches[i / 512 * 512 + i % 512] == expected) << "switch " << i;
@@ -236,17 +228,15 @@ TEST(IndexLimitsTest, FallingCyclesAreCountedAndKeepRangesOfCyclesFromBeingAsked
   EXPECT_EQ(s.firstFall, 33000U);
   EXPECT_EQ(s.maxCycle, 10 + 69999U / 7);
   std::vector<uint64_t> counts;
-  Fault fault;
   const ActivityReader reader(*opened.trace, *opened.index);
-  EXPECT_FALSE(reader.CountCycles(0, 100, FIRES, counts, fault));
+  const Fault fault = reader.CountCycles(0, 100, FIRES, counts);
   EXPECT_EQ(fault.kind, Fault::FALLING_CYCLE);
   EXPECT_EQ(fault.record, 33000U);
-  fault = Fault();
-  ASSERT_TRUE(reader.Count(33000, 33001, FIRES, counts, fault)) << fault.Text();
+  ASSERT_TRUE(IsFine(reader.Count(33000, 33001, FIRES, counts)));
   EXPECT_EQ(std::count(counts.begin(), counts.end(), 1), 1);
   // Reaching a cycle still means the first record at or behind it.
   uint64_t record = 0;
-  ASSERT_TRUE(FindCycle(*opened.trace, *opened.index, 5000, record, fault));
+  ASSERT_TRUE(Take(FindCycle(*opened.trace, *opened.index, 5000), record));
   EXPECT_EQ(record, 7U * 4990);
 }
 
@@ -260,14 +250,13 @@ TEST(IndexLimitsTest, EmptyTraceHasAnIndexThatKnowsIt) {
     const StateReader reader(*opened.trace, *opened.index, {1, 1, 4});
     uint64_t steps = 1;
     ArrayState state;
-    Fault fault;
-    ASSERT_TRUE(reader.CountSteps(0, steps, fault)) << fault.Text();
+    ASSERT_TRUE(Take(reader.CountSteps(0), steps));
     EXPECT_EQ(steps, 0U);
-    EXPECT_TRUE(reader.AtStep(0, 0, state, fault)) << fault.Text();
-    EXPECT_TRUE(reader.AtCycle(7, state, fault)) << fault.Text();
+    EXPECT_TRUE(Take(reader.AtStep(0, 0), state));
+    EXPECT_TRUE(Take(reader.AtCycle(7), state));
     EXPECT_EQ(state.last, 0U);
     std::vector<uint64_t> counts;
-    EXPECT_TRUE(ActivityReader(*opened.trace, *opened.index).Count(0, 9, FIRES, counts, fault));
+    EXPECT_TRUE(IsFine(ActivityReader(*opened.trace, *opened.index).Count(0, 9, FIRES, counts)));
     EXPECT_TRUE(counts.empty());
     EXPECT_EQ(Answers(*opened.trace, *opened.index, {1, 1, 4}, 1),
               FreshAnswers(*opened.trace, {1, 1, 4}, 1));
@@ -297,26 +286,25 @@ TEST(IndexLimitsTest, HugeCyclesAreFoundLikeAnyOthers) {
   Opened opened(Encode(events));
   opened.Reopen();
   EXPECT_EQ(opened.index->GetSummary().maxCycle, MOST);
-  Fault fault;
   uint64_t record = 0;
   for (const uint64_t i : {uint64_t{0}, uint64_t{9}, uint64_t{10}, uint64_t{39999}}) {
-    ASSERT_TRUE(FindCycle(*opened.trace, *opened.index, events[i].cycle, record, fault));
+    ASSERT_TRUE(Take(FindCycle(*opened.trace, *opened.index, events[i].cycle), record));
     EXPECT_EQ(record, i);
   }
-  ASSERT_TRUE(FindCycle(*opened.trace, *opened.index, MOST, record, fault));
+  ASSERT_TRUE(Take(FindCycle(*opened.trace, *opened.index, MOST), record));
   EXPECT_EQ(record, 40000U);
-  ASSERT_TRUE(FindCycle(*opened.trace, *opened.index, 10, record, fault));
+  ASSERT_TRUE(Take(FindCycle(*opened.trace, *opened.index, 10), record));
   EXPECT_EQ(record, 10U);
   const StateReader reader(*opened.trace, *opened.index, {1, 1, 4});
   ArrayState state;
-  ASSERT_TRUE(reader.AtCycle(MOST, state, fault)) << fault.Text();
+  ASSERT_TRUE(Take(reader.AtCycle(MOST), state));
   EXPECT_EQ(state.last, events.size());
   EXPECT_TRUE(state.elements[2 * 4 + 2] == ElementColor(4, 0));
-  ASSERT_TRUE(reader.AtCycle(MOST - 1, state, fault)) << fault.Text();
+  ASSERT_TRUE(Take(reader.AtCycle(MOST - 1), state));
   EXPECT_EQ(state.last, events.size() - 1);
   std::vector<uint64_t> counts;
   ASSERT_TRUE(
-      ActivityReader(*opened.trace, *opened.index).CountCycles(10, MOST, FIRES, counts, fault));
+      IsFine(ActivityReader(*opened.trace, *opened.index).CountCycles(10, MOST, FIRES, counts)));
   uint64_t sum = 0;
   for (const uint64_t count : counts) {
     sum += count;
@@ -445,13 +433,12 @@ TEST(IndexLimitsTest, IndexWithTooManyBoundariesIsExtendedAllTheSame) {
     ASSERT_GT(fine.index->Boundaries().size(), IndexLimits().boundaries);
     parities.insert(fine.index->Boundaries().size() % 2);
     WriteFile(fine.folder.File("t"), Encode(events));
-    Fault fault;
     const auto trace = OpenTrace(fine.folder.File("t"));
     const auto index = OpenIndex(*trace);
     ASSERT_TRUE(index);
     ASSERT_GT(index->Boundaries().size(), 1000U) << "it was built anew";
     std::vector<uint64_t> fires;
-    ASSERT_TRUE(ActivityReader(*trace, *index).Count(0, events.size(), FIRES, fires, fault));
+    ASSERT_TRUE(IsFine(ActivityReader(*trace, *index).Count(0, events.size(), FIRES, fires)));
     EXPECT_EQ(std::accumulate(fires.begin(), fires.end(), uint64_t{0}), index->GetSummary().fires);
   }
   EXPECT_EQ(parities.size(), 2U);

@@ -65,7 +65,6 @@ TEST(TraceReliabilityTest, IndexingThatIsKilledLeavesNoIndexOrAWholeOne) {
   const std::string name = folder.File("t");
   WriteFile(name, Trace(1, 50000));
   const auto index = [&] {
-    Fault fault;
     const auto trace = OpenTrace(name);
     static_cast<void>(Index::Open(*trace));
   };
@@ -145,7 +144,6 @@ TEST(TraceReliabilityTest, OnlyTemporariesThatNobodyWritesAnyMoreAreRemoved) {
   ASSERT_EQ(mkfifo((prefix + "fifo01").c_str(), 0600), 0);
   ASSERT_EQ(symlink("t", (prefix + "link01").c_str()), 0);
   IndexWriter writing;
-  Fault fault;
   ASSERT_TRUE(IsFine(writing.Open(name + ".mfindex", 0600)));
   const std::vector<std::string> one = LeftoversIn(folder.Path());
   ASSERT_TRUE(OpenIndex(*OpenTrace(name)));
@@ -170,7 +168,6 @@ TEST(TraceReliabilityTest, FullDiskSendsTheIndexToTheCacheFolder) {
     const std::string bytes = Trace(4, 60000);
     WriteFile(disk + "/t", bytes);
     ASSERT_NO_FATAL_FAILURE(FillDisk(disk));
-    Fault fault;
     const auto trace = OpenTrace(disk + "/t");
     const auto index = OpenIndex(*trace);
     ASSERT_TRUE(index);
@@ -255,12 +252,10 @@ std::vector<Fault::Kind> AskAll(const TraceFile& trace, const Index& index) {
   std::vector<Fault::Kind> kinds;
   Answers(trace, index, SHAPE, 9);
   kinds.push_back(SeekCycle(trace, index.GetSummary().maxCycle).Why().kind);
-  Fault fault;
   uint64_t records = 0;
-  Walk(
-      trace, index, 0, ~uint64_t{0},
-      [&](const Columns& columns, size_t, size_t) { return (records += columns.size, true); },
-      fault);
+  const Fault fault =
+      Walk(trace, index, 0, ~uint64_t{0},
+           [&](const Columns& columns, size_t, size_t) { return (records += columns.size, true); });
   kinds.push_back(fault.kind);
   EXPECT_TRUE(fault || records == index.GetSummary().records);
   return kinds;
@@ -394,7 +389,6 @@ TEST(TraceReliabilityTest, TraceThatGrowsWhileItIsIndexedIsIndexedAsItWas) {
   const std::string name = folder.File("t");
   const std::string bytes = Trace(15, 80000);
   WriteFile(name, bytes.substr(0, bytes.size() / 2));
-  Fault fault;
   const auto before = OpenTrace(name);
   const auto grow = [&] {
     const int file = open(name.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
@@ -429,7 +423,6 @@ TEST(TraceReliabilityTest, TraceThatIsReplacedWhileItIsIndexedIsIndexedAnewNextT
   const std::string name = folder.File("t");
   WriteFile(name, Trace(18, 80000));
   WriteFile(folder.File("new"), Trace(19, 80000));
-  Fault fault;
   const auto before = OpenTrace(name);
   const auto index = Made(OpenWhile(*before, [&] { fs::rename(folder.File("new"), name); }));
   ASSERT_TRUE(index);
@@ -459,8 +452,7 @@ TEST(TraceReliabilityTest, IndexThatIsDamagedWhileItIsOpenIsAFaultThatNamesIt) {
                               ": record 0 at byte 0: a section of the index at byte 8 is "
                               "damaged; remove it, it is built again");
   std::vector<uint64_t> counts;
-  fault = Fault();
-  EXPECT_FALSE(ActivityReader(*opened.trace, *opened.index).Count(0, 70000, FIRES, counts, fault));
+  fault = ActivityReader(*opened.trace, *opened.index).Count(0, 70000, FIRES, counts);
   EXPECT_EQ(fault.kind, Fault::DAMAGED_INPUT);
   Answers(*opened.trace, *opened.index, SHAPE, 1);
   WriteFile(file, std::string(bytes.size(), 'x'));

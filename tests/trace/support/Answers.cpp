@@ -53,6 +53,10 @@ class Asker {
   }
   uint64_t Draw() { return uint64_t{random()} << 32 | random(); }
 
+  void Tell(const char* what, const Result<uint64_t>& told) {
+    Tell(what, told ? *told : 0, told.Why());
+  }
+
   void Tell(const char* what, uint64_t value, const Fault& fault) {
     text << what << ' ';
     if (fault) {
@@ -93,19 +97,12 @@ class Asker {
   }
 
   void AskWhere() {
-    uint64_t record = 0;
-    Fault fault;
-    FindCycle(trace, index, RandomCycle(), record, fault);
-    Tell("cycle", record, fault);
-    fault = Fault();
-    FindChange(trace, index, Draw() % (index.GetSummary().changes + 2), record, fault);
-    Tell("change", record, fault);
+    Tell("cycle", FindCycle(trace, index, RandomCycle()));
+    Tell("change", FindChange(trace, index, Draw() % (index.GetSummary().changes + 2)));
     if (index.GetSummary().records > 0) {
-      fault = Fault();
-      IndexEntry entry;
-      Locate(trace, index, RandomRecord() % index.GetSummary().records, entry, fault);
-      Tell("offset", entry.offset, fault);
-      Tell("changes", entry.changes, fault);
+      const auto entry = Locate(trace, index, RandomRecord() % index.GetSummary().records);
+      Tell("offset", entry ? entry->offset : 0, entry.Why());
+      Tell("changes", entry ? entry->changes : 0, entry.Why());
     }
   }
 
@@ -115,42 +112,36 @@ class Asker {
     const uint64_t last = RandomRecord();
     for (const Activity activity : {FIRES, SENDS, RECEIVES, TRANSMISSIONS}) {
       std::vector<uint64_t> counts;
-      Fault fault;
-      reader.Count(first, last, activity, counts, fault);
+      const Fault fault = reader.Count(first, last, activity, counts);
       Digest digest;
       for (const uint64_t count : counts) {
         digest.Add(count);
       }
       Tell("counts", digest.Sum(), fault);
     }
-    std::vector<uint64_t> bins;
-    Fault fault;
     const uint64_t cycle = RandomCycle();
-    ActivityOverTime(trace, index, cycle / 2, cycle, 7, FIRES, std::nullopt, {}, bins, fault);
+    const auto bins = ActivityOverTime(trace, index, cycle / 2, cycle, 7, FIRES);
     Digest digest;
-    for (const uint64_t count : bins) {
-      digest.Add(count);
+    for (size_t bin = 0; bins && bin < bins->size(); ++bin) {
+      digest.Add((*bins)[bin]);
     }
-    Tell("over time", digest.Sum(), fault);
+    Tell("over time", digest.Sum(), bins.Why());
   }
 
   void AskState() {
     const StateReader reader(trace, index, shape);
     const uint64_t skipTo = Draw() % 3 == 0 ? RandomCycle() : 0;
-    uint64_t steps = 0;
-    ArrayState state;
-    Fault fault;
-    if (reader.CountSteps(skipTo, steps, fault)) {
-      reader.AtStep(Draw() % (steps + 3), skipTo, state, fault);
-    }
-    TellState("step", state, fault);
-    fault = Fault();
-    state = ArrayState();
-    reader.AtCycle(RandomCycle(), state, fault);
-    TellState("state", state, fault);
+    const Result<uint64_t> steps = reader.CountSteps(skipTo);
+    TellState("step", steps ? reader.AtStep(Draw() % (*steps + 3), skipTo) : steps.Why());
+    TellState("state", reader.AtCycle(RandomCycle()));
   }
 
-  void TellState(const char* what, const ArrayState& state, const Fault& fault) {
+  void TellState(const char* what, const Result<ArrayState>& told) {
+    if (!told) {
+      Tell(what, 0, told.Why());
+      return;
+    }
+    const ArrayState& state = *told;
     Digest digest;
     for (const uint64_t number : {state.step, state.cycle, state.first, state.last}) {
       digest.Add(number);
@@ -165,7 +156,7 @@ class Asker {
       digest.Add(message.age);
       digest.Add(message.color.red);
     }
-    Tell(what, digest.Sum(), fault);
+    Tell(what, digest.Sum(), Fault());
   }
 
   void AskEvents() {

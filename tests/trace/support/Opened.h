@@ -19,6 +19,15 @@ inline ::testing::AssertionResult IsFine(const Fault& fault) {
   return fault ? ::testing::AssertionFailure() << fault.Text() : ::testing::AssertionSuccess();
 }
 
+// The same of a call that brings a value, which is put into `value`.
+template <class T>
+::testing::AssertionResult Take(Result<T> result, T& value) {
+  if (result) {
+    value = std::move(result).Take();
+  }
+  return IsFine(result.Why());
+}
+
 // What a call made, which must not have failed; null where it did.
 template <class T>
 std::unique_ptr<T> Made(Result<std::unique_ptr<T>> result) {
