@@ -8,12 +8,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <ctime>
 #include <memory>
 #include <stdexcept>
 #include <string>
 
+#include "bench/sim/Measuring.h"
 #include "sim/Array.h"
 #include "sim/Placement.h"
 #include "sim/Program.h"
@@ -23,15 +22,6 @@
 namespace marrowfin::sim {
 
 namespace {
-
-// The processor time of this process so far: other programs of the machine do not count.
-double Seconds() { return static_cast<double>(clock()) / CLOCKS_PER_SEC; }
-
-std::string TraceName() {
-  const char* directory = getenv("TMPDIR");
-  return std::string(directory == nullptr ? "/tmp" : directory) + "/marrowfin-sim-bench-" +
-         std::to_string(getpid()) + ".trace";
-}
 
 void SetOption(Array& array, const std::string& name, uint32 value) {
   std::vector<CommandLineParser::Option> options;
