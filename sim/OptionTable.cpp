@@ -118,7 +118,10 @@ std::string ReadText(const std::string& name, std::string& text) {
     return name + ": " + strerror(errno);
   }
   text.resize(static_cast<size_t>(file.gcount()));
-  return text.size() > LARGEST_FILE ? name + ": too long for a file of options" : "";
+  if (text.size() > LARGEST_FILE) {
+    return name + ": too long for a file of options";
+  }
+  return text.find('\0') != std::string::npos ? name + ": no file of text" : "";
 }
 
 }  // namespace

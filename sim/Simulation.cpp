@@ -13,6 +13,7 @@
 #include "Util/SimOutput.h"
 #include "sim/OptionTable.h"
 #include "sim/Remedy.h"
+#include "sim/StandardOutput.h"
 
 namespace marrowfin::sim {
 
@@ -284,7 +285,12 @@ void Simulation::Fail(const std::string& fault) {
 void Simulation::ReportStatistics() {
   progress.Clear();
   array.DoStatsOutput();
-  if (!printer.IsReportWritten()) {
+  if (printer.IsReportWritten()) {
+    return;
+  }
+  if (printer.outputFileName.empty() && IsReaderGone()) {
+    Regression::Fail("nobody read the report");
+  } else {
     Fail((printer.outputFileName.empty() ? "the standard output" : printer.outputFileName) +
          ": the report could not be written");
   }

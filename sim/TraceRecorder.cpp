@@ -70,21 +70,22 @@ bool TraceRecorder::Close() {
   }
   isWriting = false;
   Fault fault = writer.Close();
-  const std::string rest = fault ? TakeBackPart() : "";
+  const std::string contents = fault ? TakeBackPart() : "";
   if (close(std::exchange(sink.descriptor, -1)) != 0 && !fault) {
     fault = SystemFault(sink.name, "cannot write", errno);
   }
   if (fault) {
-    error = fault.Text() + rest;
+    error = fault.Text() + contents;
   }
   return !HasFailed();
 }
 
-// Cuts the file behind its whole records. What remains to be said of it.
+// Cuts the file behind its whole records. What is to be said of it.
 std::string TraceRecorder::TakeBackPart() {
-  const bool isCut = IsRegularFile(sink.descriptor) &&
-                     ftruncate(sink.descriptor, static_cast<off_t>(writer.WholeBytes())) != 0;
-  return isCut ? ", and a part of one" : "";
+  const bool isLeft = IsRegularFile(sink.descriptor) &&
+                      ftruncate(sink.descriptor, static_cast<off_t>(writer.WholeBytes())) != 0;
+  return "; it holds " + std::to_string(writer.WholeRecords()) + " whole records" +
+         (isLeft ? " and a part of one" : "");
 }
 
 }  // namespace marrowfin::sim

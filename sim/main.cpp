@@ -2,12 +2,14 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <new>
 #include <string>
 
 #include "Util/Regression.h"
 #include "Util/SimOutput.h"
 #include "sim/Interrupts.h"
 #include "sim/Simulation.h"
+#include "sim/StandardOutput.h"
 #include "sim/Words.h"
 
 namespace marrowfin::sim {
@@ -37,11 +39,12 @@ int Complain(const std::string& fault) {
   return NOT_BEGUN;
 }
 
-bool IsOutputWritten() { return fflush(stdout) == 0 && ferror(stdout) == 0; }
-
-int FinishPrinting(int status) {
-  return IsOutputWritten() ? status : Complain("cannot write to the standard output");
+// Complains that the standard output was not written, unless nobody wants it.
+int ComplainOfOutput() {
+  return IsReaderGone() ? NOT_BEGUN : Complain("cannot write to the standard output");
 }
+
+int FinishPrinting(int status) { return IsOutputWritten() ? status : ComplainOfOutput(); }
 
 int PrintHelp(Simulation& simulation) {
   SimOutput::Print(
@@ -73,15 +76,23 @@ int PrintSettings(Simulation& simulation) {
 // Nothing may fail behind the verdict: what was printed until then is written out before.
 int SettleVerdict() {
   if (!IsOutputWritten() && Regression::success == Regression::SUCCESS) {
-    Complain("cannot write to the standard output");
+    ComplainOfOutput();
     Regression::Fail("cannot write to the standard output");
   }
   Regression::PrintSuccess();
   return Regression::success == Regression::SUCCESS && IsOutputWritten() ? EXIT_SUCCESS : FAILED;
 }
 
+std::string Prepare(Simulation& simulation, const CommandWords& words) {
+  try {
+    return simulation.Prepare(words.optionFiles);
+  } catch (const std::bad_alloc&) {
+    return "there is not enough memory for this array and this program";
+  }
+}
+
 int RunAndReport(Simulation& simulation, Interrupts& interrupts, const CommandWords& words) {
-  const std::string fault = simulation.Prepare(words.optionFiles);
+  const std::string fault = Prepare(simulation, words);
   if (!fault.empty()) {
     return Complain(fault);
   }

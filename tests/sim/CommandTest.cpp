@@ -252,8 +252,8 @@ TEST_F(CommandTest, NumbersAreDecimalWhateverTheyBeginWith) {
 }
 
 TEST_F(CommandTest, AnOptionFileNeedNotBeWritable) {
-  EXPECT_THAT(RunSimulator({"--settings", "--options", "/proc/self/cmdline"}).err,
-              HasSubstr("/proc/self/cmdline:1: "));
+  EXPECT_THAT(RunSimulator({"--settings", "--options", "/proc/version"}).err,
+              HasSubstr("/proc/version:1: "));
   const CommandResult piped = RunCommand(
       {"bash", "-c", std::string(MARROWFIN_SIM) + " --settings --options <(echo -size 5)"});
   EXPECT_THAT(piped.out, HasSubstr("\n-size 5\n"));
@@ -405,6 +405,7 @@ TEST_F(CommandTest, OptionFilesAreCheckedLineByLine) {
   expect("-size 5\n-colour 3\n", ":2: there is no option `-colour'");
   expect("-size five\n", ":1: `five' for -size");
   expect(std::string(1 << 20, '\n') + "-size 5\n", ": too long for a file of options");
+  expect(std::string("-size\0 5\n", 9), ": no file of text");
   ExpectComplaint({"--options", directory.Path()}, directory.Path() + ": Is a directory");
 }
 
@@ -535,6 +536,29 @@ TEST_F(CommandTest, AReportThatCannotBeWrittenFails) {
                       directory.File("report") + " >/dev/full"});
   EXPECT_EQ(FAILED, verdict.exitStatus);
   EXPECT_EQ("marrowfin-sim: cannot write to the standard output\n", verdict.err);
+}
+
+TEST_F(CommandTest, AReaderWhoHasSeenEnoughIsNotComplainedTo) {
+  for (const std::string words : {"-program reduce", "--help", "--settings"}) {
+    const CommandResult result =
+        RunCommand({"bash", "-c",
+                    "(sleep 0.1; " + std::string(MARROWFIN_SIM) + " " + words + "; echo $? >" +
+                        directory.File("status") + ") | true"});
+    EXPECT_EQ("", result.err) << words;
+    EXPECT_NE("0\n", ReadFile(directory.File("status"))) << words;
+  }
+}
+
+TEST_F(CommandTest, AnArrayThatTheMemoryDoesNotHoldIsAnErrorBeforeAnythingRuns) {
+  WriteFile(Trace(), "precious");
+  const CommandResult result = RunCommand(
+      {"bash", "-c",
+       "ulimit -v 200000; " + std::string(MARROWFIN_SIM) +
+           " -array/clusters 16 -array/domains 16 -array/pes 4 -outFilename " + Trace()});
+  EXPECT_EQ(NOT_BEGUN, result.exitStatus);
+  EXPECT_EQ("marrowfin-sim: there is not enough memory for this array and this program\n",
+            result.err);
+  EXPECT_EQ("precious", ReadFile(Trace()));
 }
 
 TEST_F(CommandTest, AGraphThatCannotBeWrittenFailsTheRun) {
