@@ -167,17 +167,6 @@ void AskEvents(const TraceFile& trace, const Index& index, const Events& events,
   Require(!cursor.Previous(event) && !cursor.GetFault(), "the way back ends where it began");
 }
 
-bool AreSame(const ArrayState& a, const ArrayState& b) {
-  const auto same = [](const LiveMessage& x, const LiveMessage& y) {
-    return x.record == y.record && x.thread == y.thread && x.from == y.from && x.to == y.to &&
-           x.age == y.age && x.color == y.color;
-  };
-  return a.step == b.step && a.cycle == b.cycle && a.first == b.first && a.last == b.last &&
-         a.shown == b.shown && a.elements == b.elements && a.switches == b.switches &&
-         std::equal(a.messages.begin(), a.messages.end(), b.messages.begin(), b.messages.end(),
-                    same);
-}
-
 // The same question to two readers; `ask` asks it.
 template <class Ask>
 void AskBoth(const StateReader& fine, const StateReader& coarse, Ask ask) {
@@ -185,7 +174,7 @@ void AskBoth(const StateReader& fine, const StateReader& coarse, Ask ask) {
   const Result<ArrayState> other = ask(coarse);
   Require(one.Why().kind == other.Why().kind && one.Why().record == other.Why().record,
           "states are known with segments as without");
-  Require(!one || AreSame(*one, *other), "states are the same with segments as without");
+  Require(!one || *one == *other, "states are the same with segments as without");
 }
 
 void AskStates(const StateReader& fine, const StateReader& coarse, uint64_t skipTo, uint64_t cycle,

@@ -72,6 +72,7 @@ double MeasureStates(const Subject& subject, const TraceFile& trace, const Index
   AtMost("state at a random step, median", Median(byStep) * 1e3, "ms", bar);
   AtMost("state at a random cycle, median", Median(byCycle) * 1e3, "ms", bar);
   AtMost("  the slowest of a hundred steps", Quantile(byStep, 0.99) * 1e3, "ms", bar);
+  MeasureSteps(subject, trace, index, steps, Median(byStep));
   return std::max(Median(byStep), Median(byCycle));
 }
 

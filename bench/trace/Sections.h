@@ -31,6 +31,11 @@ void MeasureDecoding(const Subject& subject);
 // Seeking without an index; building the index and its size; states and activity from it.
 Latencies MeasureIndex(const Subject& subject);
 
+// Going from step to step, of which a trace has so many, against `scratch`, the seconds that a
+// state takes from the index.
+void MeasureSteps(const Subject& subject, const TraceSource& trace, const Index& index,
+                  uint64_t steps, double scratch);
+
 // Ranges of cycles, and how often each processing element fired in them: row by row, as an
 // ActivityReader lays it out.
 struct Answer {

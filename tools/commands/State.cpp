@@ -72,8 +72,8 @@ std::string StateAsJson(const std::string& name, const ArrayState& s) {
                                 {"thread", m.thread},
                                 {"from", {m.from.column, m.from.row}},
                                 {"to", {m.to.column, m.to.row}},
-                                {"age", m.age},
-                                {"color", Hex(m.color)}});
+                                {"age", s.AgeOf(m)},
+                                {"color", Hex(s.ColorOf(m))}});
   }
   return JsonText(json, -1);
 }
@@ -98,7 +98,7 @@ void Print(const std::string& name, const ArrayState& s, std::ostream& out) {
   PrintTouched("switch", s.switches, s.shape.clusters.columns, filed, out);
   for (const LiveMessage& m : s.messages) {
     out << "message " << m.from.column << " " << m.from.row << " to " << m.to.column << " "
-        << m.to.row << " " << Hex(m.color) << " age " << m.age << "\n";
+        << m.to.row << " " << Hex(s.ColorOf(m)) << " age " << s.AgeOf(m) << "\n";
   }
 }
 

@@ -27,8 +27,8 @@ std::vector<Color> Painted(const std::vector<uint8_t>& codes, const Palette& pal
 }
 
 // The messages of one state that the other has not.
-std::vector<LiveMessage> Missing(const std::vector<LiveMessage>& messages,
-                                 const std::vector<LiveMessage>& others) {
+std::vector<LiveMessage> Missing(const std::deque<LiveMessage>& messages,
+                                 const std::deque<LiveMessage>& others) {
   std::vector<LiveMessage> missing;
   std::set_difference(
       messages.begin(), messages.end(), others.begin(), others.end(), std::back_inserter(missing),

@@ -2,6 +2,7 @@
 #define TRACE_ASK_ARRAYSTATE_H
 
 #include <cstdint>
+#include <deque>
 #include <vector>
 
 #include "trace/ask/Fade.h"
@@ -11,14 +12,14 @@
 
 namespace marrowfin {
 
-// A message that is still to be seen.
+// A message that is still to be seen. It stays the same while it is: its age and its colour are
+// those of a state.
 struct LiveMessage {
   uint64_t record = 0;  // its number in the trace
+  uint64_t step = 0;    // the one in which it was sent
   uint32_t thread = 0;
   Place from;
   Place to;
-  uint64_t age = 0;  // steps since it was sent, at most LAST_MESSAGE_AGE
-  Color color;
 
   friend bool operator==(const LiveMessage&, const LiveMessage&) = default;
 };
@@ -39,7 +40,11 @@ struct ArrayState {
   std::vector<uint8_t> switchCodes;   // of SwitchCodes, by number of the switch
   std::vector<Color> elements;        // the colours of the codes, in the palettes of the step
   std::vector<Color> switches;
-  std::vector<LiveMessage> messages;  // in order of the trace
+  std::deque<LiveMessage> messages;  // in order of the trace
+
+  // Steps since a message was sent, at most LAST_MESSAGE_AGE, and its colour.
+  uint64_t AgeOf(const LiveMessage& message) const { return step - message.step; }
+  Color ColorOf(const LiveMessage& message) const { return MessageColor(AgeOf(message)); }
 
   friend bool operator==(const ArrayState&, const ArrayState&) = default;
 };
@@ -60,12 +65,12 @@ struct PieceChange {
 };
 
 // What is another at one moment than it was at the moment before. Messages that are to be seen at
-// both moments have another age and colour.
+// both have another age and colour.
 struct StateChanges {
   std::vector<PieceChange> elements;  // none twice, in no order
   std::vector<PieceChange> switches;  // likewise
-  std::vector<LiveMessage> gone;      // as they were, in order of the trace
-  std::vector<LiveMessage> appeared;  // as they are, in order of the trace
+  std::vector<LiveMessage> gone;      // messages, in order of the trace
+  std::vector<LiveMessage> appeared;  // likewise
 };
 
 // The changes from one state to another of the same shape.

@@ -1,33 +1,16 @@
 #include "trace/ask/StateLog.h"
 
 #include <algorithm>
-#include <array>
+#include <cstddef>
 #include <utility>
 
 namespace marrowfin {
 
 namespace {
 
-typedef std::array<Color, LAST_MESSAGE_AGE + 1> MessagePalette;
-
-MessagePalette MessageColors() {
-  MessagePalette colors;
-  for (uint64_t age = 0; age < colors.size(); ++age) {
-    colors[age] = MessageColor(age);
-  }
-  return colors;
-}
-
-const MessagePalette& Messages() {
-  static const MessagePalette colors = MessageColors();
-  return colors;
-}
-
-LiveMessage Aged(LiveMessage message, uint64_t age) {
-  message.age = age;
-  message.color = Messages()[age];
-  return message;
-}
+// In place of a code, while events are gathered: that the piece was touched, and by which thread.
+constexpr uint8_t MARK = 0x80;
+static_assert(ElementCodes::COUNT <= MARK && SwitchCodes::COUNT <= MARK);
 
 template <class Palette>
 void PaintUntouched(const std::vector<uint8_t>& codes, const Palette& palette,
@@ -61,20 +44,6 @@ size_t BytesOf(const std::vector<T>& values) {
 
 }  // namespace
 
-void StateLog::Gathered::Touch(size_t number, uint32_t thread, unsigned threads) {
-  if (marks[number] == 0) {
-    touched.push_back(static_cast<uint32_t>(number));
-  }
-  marks[number] = static_cast<uint8_t>(1 + thread % threads);
-}
-
-void StateLog::Gathered::Clear() {
-  for (const uint32_t number : touched) {
-    marks[number] = 0;
-  }
-  touched.clear();
-}
-
 size_t StateLog::Step::Bytes() const {
   return sizeof(Step) + BytesOf(changes.elements) + BytesOf(changes.switches) +
          BytesOf(changes.gone) + BytesOf(changes.appeared);
@@ -85,42 +54,55 @@ StateLog::StateLog(ArrayState start, size_t room)
       room(room),
       changes(&none),
       elementPalette(ElementPaletteAt(state.step)),
-      switchPalette(SwitchPaletteAt(state.step)) {
-  fires.marks.assign(state.elementCodes.size(), 0);
-  transmissions.marks.assign(state.switchCodes.size(), 0);
+      switchPalette(SwitchPaletteAt(state.step)) {}
+
+void StateLog::Touch(std::vector<uint8_t>& codes, size_t number, uint32_t thread,
+                     std::vector<PieceChange>& touched) {
+  uint8_t& code = codes[number];
+  if ((code & MARK) == 0) {
+    touched.push_back({static_cast<uint32_t>(number), code, code});
+  }
+  code = static_cast<uint8_t>(MARK | thread % ElementCodes::THREADS);
+}
+
+void StateLog::Untouch(std::vector<uint8_t>& codes, std::vector<PieceChange>& touched) {
+  for (const PieceChange& piece : touched) {
+    codes[piece.number] = piece.before;
+  }
+  touched.clear();
 }
 
 void StateLog::Fire(Place at, uint32_t thread) {
-  fires.Touch(state.shape.ElementNumber(at), thread, ElementCodes::THREADS);
+  Touch(state.elementCodes, state.shape.ElementNumber(at), thread, fired);
 }
 
 void StateLog::Transmit(Place at, uint32_t thread) {
-  transmissions.Touch(state.shape.SwitchNumber(at), thread, SwitchCodes::THREADS);
+  Touch(state.switchCodes, state.shape.SwitchNumber(at), thread, transmitted);
 }
 
 void StateLog::Send(uint64_t record, uint32_t thread, Place from, Place to) {
-  sent.push_back({record, thread, from, to, 0, Messages()[0]});
+  sent.push_back({record, state.step + 1, thread, from, to});
 }
 
 void StateLog::Drop() {
-  fires.Clear();
-  transmissions.Clear();
+  Untouch(state.elementCodes, fired);
+  Untouch(state.switchCodes, transmitted);
   sent.clear();
 }
 
 // What is gathered and what fades, of which a piece may be both. `before` are the changes of the
 // step before, null where they are not known.
 template <class Codes>
-void StateLog::Change(Gathered& gathered, const std::vector<PieceChange>* before,
-                      std::vector<uint8_t>& codes, std::vector<PieceChange>& made) const {
+void StateLog::Change(std::vector<PieceChange>& touched, const std::vector<PieceChange>* before,
+                      std::vector<uint8_t>& codes, std::vector<PieceChange>& made) {
   const auto fade = [&](size_t number) {
     const uint8_t code = codes[number];
-    if (Codes::Fades(code) && gathered.marks[number] == 0) {
+    if ((code & MARK) == 0 && Codes::Fades(code)) {
       codes[number] = static_cast<uint8_t>(code + 1);
       made.push_back({static_cast<uint32_t>(number), code, codes[number]});
     }
   };
-  made.reserve(gathered.touched.size() + (before != nullptr ? before->size() : 0));
+  made.reserve(touched.size() + (before != nullptr ? before->size() : 0));
   if (before != nullptr) {
     for (const PieceChange& change : *before) {
       fade(change.number);
@@ -130,24 +112,24 @@ void StateLog::Change(Gathered& gathered, const std::vector<PieceChange>* before
       fade(number);
     }
   }
-  for (const uint32_t number : gathered.touched) {
-    const uint8_t code = Codes::Encode(gathered.marks[number] - 1U, 0);
-    made.push_back({number, codes[number], code});
-    codes[number] = code;
+  for (const PieceChange& piece : touched) {
+    uint8_t& code = codes[piece.number];
+    code = Codes::Encode(code & ~MARK, 0);
+    made.push_back({piece.number, piece.before, code});
   }
-  gathered.Clear();
+  touched.clear();
 }
 
 void StateLog::Commit(uint64_t last, uint64_t cycle, bool shown) {
   const StateChanges* before = steps.empty() ? nullptr : &steps.back().changes;
   Step step;
-  Change<ElementCodes>(fires, before != nullptr ? &before->elements : nullptr, state.elementCodes,
+  Change<ElementCodes>(fired, before != nullptr ? &before->elements : nullptr, state.elementCodes,
                        step.changes.elements);
-  Change<SwitchCodes>(transmissions, before != nullptr ? &before->switches : nullptr,
+  Change<SwitchCodes>(transmitted, before != nullptr ? &before->switches : nullptr,
                       state.switchCodes, step.changes.switches);
-  const auto staying =
-      std::find_if(state.messages.begin(), state.messages.end(),
-                   [](const LiveMessage& message) { return message.age < LAST_MESSAGE_AGE; });
+  const auto staying = std::find_if(
+      state.messages.begin(), state.messages.end(),
+      [&](const LiveMessage& message) { return state.AgeOf(message) < LAST_MESSAGE_AGE; });
   step.changes.gone.assign(state.messages.begin(), staying);
   step.changes.appeared.assign(sent.begin(), sent.end());
   sent.clear();
@@ -185,26 +167,17 @@ void StateLog::Turn(Step& step, bool forward) {
   Paint(step.changes);
 }
 
-// Forward, messages go in front and appear at the end, and all others get a step older; back, the
-// other way round.
+// Forward, messages go in front and appear at the end; back, the other way round.
 void StateLog::MoveMessages(const StateChanges& made, bool forward) {
-  std::vector<LiveMessage>& messages = state.messages;
-  const size_t staying = messages.size() - made.gone.size();
+  std::deque<LiveMessage>& messages = state.messages;
+  const auto gone = static_cast<ptrdiff_t>(made.gone.size());
   if (forward) {
-    for (size_t i = 0; i < staying; ++i) {
-      const LiveMessage& message = messages[i + made.gone.size()];
-      messages[i] = Aged(message, message.age + 1);
-    }
-    messages.resize(staying);
+    messages.erase(messages.begin(), messages.begin() + gone);
     messages.insert(messages.end(), made.appeared.begin(), made.appeared.end());
-    return;
+  } else {
+    messages.erase(messages.end() - gone, messages.end());
+    messages.insert(messages.begin(), made.appeared.begin(), made.appeared.end());
   }
-  messages.resize(staying + made.appeared.size());
-  for (size_t i = staying; i > 0; --i) {
-    const LiveMessage& message = messages[i - 1];
-    messages[i - 1 + made.appeared.size()] = Aged(message, message.age - 1);
-  }
-  std::copy(made.appeared.begin(), made.appeared.end(), messages.begin());
 }
 
 void StateLog::SwapMoment(Step& step) {

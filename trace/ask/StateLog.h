@@ -18,9 +18,8 @@ namespace marrowfin {
 // array. Those changes are kept, the oldest of them dropped where they take more bytes than there
 // is room for; turned round they lead back.
 //
-// Besides the state and the changes kept it holds a byte per piece. It reads nothing: whoever has
-// the events of a step gathers them here. From several threads at a time, each needs an object of
-// its own.
+// It reads nothing: whoever has the events of a step gathers them here. From several threads at a
+// time, each needs an object of its own.
 class StateLog {
  public:
   // Begins with a state, whose codes and ages must be exact. Keeps changes of at most `room` bytes,
@@ -30,7 +29,7 @@ class StateLog {
   StateLog& operator=(const StateLog&) = delete;
 
   // The events of the step that comes next, in order, as long as CanRedo() is false. Elements and
-  // switches must be of the array. None shows before Commit.
+  // switches must be of the array. The state is good again behind Commit or Drop.
   void Fire(Place at, uint32_t thread);
   void Transmit(Place at, uint32_t thread);
   void Send(uint64_t record, uint32_t thread, Place from, Place to);
@@ -59,15 +58,6 @@ class StateLog {
   size_t KeptSteps() const { return steps.size(); }
 
  private:
-  // What was gathered of elements or of switches: by piece, 1 and its last thread; 0 for none.
-  struct Gathered {
-    std::vector<uint8_t> marks;
-    std::vector<uint32_t> touched;  // those that have a mark
-
-    void Touch(size_t number, uint32_t thread, unsigned threads);
-    void Clear();
-  };
-
   // A step that was taken or, from `position` on, taken back: the changes are those from the side
   // on which it lies.
   struct Step {
@@ -79,9 +69,12 @@ class StateLog {
     size_t Bytes() const;
   };
 
+  static void Touch(std::vector<uint8_t>& codes, size_t number, uint32_t thread,
+                    std::vector<PieceChange>& touched);
+  static void Untouch(std::vector<uint8_t>& codes, std::vector<PieceChange>& touched);
   template <class Codes>
-  void Change(Gathered& gathered, const std::vector<PieceChange>* before,
-              std::vector<uint8_t>& codes, std::vector<PieceChange>& made) const;
+  static void Change(std::vector<PieceChange>& touched, const std::vector<PieceChange>* before,
+                     std::vector<uint8_t>& codes, std::vector<PieceChange>& made);
   void MoveMessages(const StateChanges& made, bool forward);
   void Turn(Step& step, bool forward);
   void Paint(const StateChanges& made);
@@ -95,8 +88,8 @@ class StateLog {
   size_t position = 0;  // how many of the steps the state is behind
   const StateChanges* changes;
   StateChanges none;
-  Gathered fires;
-  Gathered transmissions;
+  std::vector<PieceChange> fired;  // what was gathered, with the codes before
+  std::vector<PieceChange> transmitted;
   std::vector<LiveMessage> sent;
   ElementPalette elementPalette;
   SwitchPalette switchPalette;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <deque>
 #include <string>
 
 #include "trace/ask/ActivityReader.h"
@@ -383,22 +382,22 @@ Fault StateReader::AddMessages(const Clock& clock, ArrayState& state) const {
   }
   IndexEntry& before = *located;
   bool hasBefore = *first > 0;
-  return Walk(trace, index, *first, state.last,
-              [&](const Columns& columns, size_t from, size_t to) {
-                for (size_t i = from; i < to; ++i) {
-                  const bool change = hasBefore && columns.cycle[i] != before.cycle;
-                  const uint64_t record = columns.firstRecord + i;
-                  if (columns.tag[i].type == SEND_RECORD) {
-                    const uint64_t age = clock.Age(record, before.changes, change);
-                    state.messages.push_back({record, columns.tag[i].thread, columns.at[i],
-                                              columns.to[i], age, MessageColor(age)});
-                  }
-                  before.changes += change;
-                  before.cycle = columns.cycle[i];
-                  hasBefore = true;
-                }
-                return true;
-              });
+  return Walk(
+      trace, index, *first, state.last, [&](const Columns& columns, size_t from, size_t to) {
+        for (size_t i = from; i < to; ++i) {
+          const bool change = hasBefore && columns.cycle[i] != before.cycle;
+          const uint64_t record = columns.firstRecord + i;
+          if (columns.tag[i].type == SEND_RECORD) {
+            const uint64_t age = clock.Age(record, before.changes, change);
+            state.messages.push_back(
+                {record, clock.step - age, columns.tag[i].thread, columns.at[i], columns.to[i]});
+          }
+          before.changes += change;
+          before.cycle = columns.cycle[i];
+          hasBefore = true;
+        }
+        return true;
+      });
 }
 
 // A fire or a switch transmission at a location that the array lacks ends the viewer.
@@ -433,7 +432,6 @@ Fault StateReader::FillCycleUnordered(uint64_t cycle, ArrayState& state,
   // By piece, its step and the thread of the last event, as Remember packs them; 0 for none.
   std::vector<uint64_t> elements(shape.Elements());
   std::vector<uint64_t> switches(shape.Switches());
-  std::deque<LiveMessage> messages;  // with their steps for ages
   const auto take = [&](const Columns& columns, size_t i) {
     if (state.step == 0 || columns.cycle[i] != state.cycle) {
       ++state.step;
@@ -447,10 +445,10 @@ Fault StateReader::FillCycleUnordered(uint64_t cycle, ArrayState& state,
     } else if (columns.tag[i].type == SWITCH_RECORD) {
       switches[shape.SwitchNumber(at)] = Remember(state.step, thread);
     } else {
-      messages.push_back({columns.firstRecord + i, thread, at, columns.to[i], state.step, Color()});
+      state.messages.push_back({columns.firstRecord + i, state.step, thread, at, columns.to[i]});
     }
-    while (!messages.empty() && state.step - messages.front().age > LAST_MESSAGE_AGE) {
-      messages.pop_front();
+    while (!state.messages.empty() && state.AgeOf(state.messages.front()) > LAST_MESSAGE_AGE) {
+      state.messages.pop_front();
     }
   };
   Fault outside;
@@ -476,11 +474,6 @@ Fault StateReader::FillCycleUnordered(uint64_t cycle, ArrayState& state,
   state.elementCodes = Recalled<ElementCodes>(elements, state.step);
   state.switchCodes = Recalled<SwitchCodes>(switches, state.step);
   Paint(state);
-  for (LiveMessage& message : messages) {
-    message.age = state.step - message.age;
-    message.color = MessageColor(message.age);
-    state.messages.push_back(message);
-  }
   return {};
 }
 

@@ -71,7 +71,6 @@ TEST(PieceCodeTest, DifferenceOfTwoStatesIsWhatOneHasAndTheOtherHasNot) {
   for (uint64_t i = 0; i < 3; ++i) {
     before.messages[i].record = 10 + i;
     after.messages[i].record = 11 + 2 * i;
-    after.messages[i].age = 4;
   }
   const StateChanges changes = Difference(before, after);
   EXPECT_EQ(changes.elements, (std::vector<PieceChange>{{1, 1, 2}, {3, 3, 0}}));

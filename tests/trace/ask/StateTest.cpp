@@ -121,7 +121,7 @@ struct NaturalModel {
       switches[(event.at.row - 4) / shape.ClusterRows() * shape.clusters.columns +
                (event.at.column - 4) / shape.ClusterColumns()] = touched;
     } else {
-      messages.push_back({record, event.thread, event.at, event.to, step, Color()});
+      messages.push_back({record, step, event.thread, event.at, event.to});
     }
   }
 
@@ -143,13 +143,13 @@ struct NaturalModel {
     }
     size_t live = 0;
     for (const LiveMessage& message : messages) {
-      if (step - message.age > LAST_MESSAGE_AGE) {
+      if (step - message.step > LAST_MESSAGE_AGE) {
         continue;
       }
       ASSERT_LT(live, state.messages.size());
       EXPECT_EQ(state.messages[live].record, message.record);
-      EXPECT_EQ(state.messages[live].age, step - message.age);
-      EXPECT_TRUE(state.messages[live].color == MessageColor(step - message.age));
+      EXPECT_EQ(state.AgeOf(state.messages[live]), step - message.step);
+      EXPECT_TRUE(state.ColorOf(state.messages[live]) == MessageColor(step - message.step));
       ++live;
     }
     EXPECT_EQ(state.messages.size(), live);

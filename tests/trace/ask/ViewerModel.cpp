@@ -86,8 +86,8 @@ void ViewerModel::ExpectEqual(const ArrayState& state) const {
   auto live = grid->transient.begin();
   for (const LiveMessage& message : state.messages) {
     auto* shown = dynamic_cast<Transmission*>(*live++);
-    ASSERT_TRUE(ColorOf(shown) == message.color) << "record " << message.record;
-    ASSERT_EQ(static_cast<uint64_t>(shown->age), message.age);
+    ASSERT_TRUE(ColorOf(shown) == state.ColorOf(message)) << "record " << message.record;
+    ASSERT_EQ(static_cast<uint64_t>(shown->age), state.AgeOf(message));
     ASSERT_EQ(static_cast<unsigned>(shown->vertices[0]), grid->PEBase(message.from.column));
     ASSERT_EQ(static_cast<unsigned>(shown->vertices[1]), grid->PEBase(message.from.row));
     ASSERT_EQ(static_cast<unsigned>(shown->vertices[3]), grid->PEBase(message.to.column));

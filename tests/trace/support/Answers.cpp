@@ -153,8 +153,8 @@ class Asker {
     }
     for (const LiveMessage& message : state.messages) {
       digest.Add(message.record);
-      digest.Add(message.age);
-      digest.Add(message.color.red);
+      digest.Add(state.AgeOf(message));
+      digest.Add(state.ColorOf(message).red);
     }
     Tell(what, digest.Sum(), Fault());
   }
