@@ -3,12 +3,12 @@
 
 #include "Util/Histogram.h"
 #include "Util/Types.h"
-#include "sim/LoopControl.h"
 #include "sim/Scheduler.h"
 #include "sim/Shape.h"
 
 namespace marrowfin::sim {
 
+class LoopControl;
 class RunLog;
 class TraceRecorder;
 

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "Util/Assert.h"
-#include "sim/ProcessingElement.h"
 
 namespace marrowfin::sim {
 
@@ -43,8 +42,8 @@ bool LoopControl::MayCarry(uint32 thread, Cycle iteration) const {
   return iteration + 1 < threads[thread].oldest + window;
 }
 
-void LoopControl::Hold(ProcessingElement* pe, const Firing& firing, Cycle iteration) {
-  threads[firing.thread].held.push_back({pe, firing, iteration});
+void LoopControl::Hold(Waiter* waiter, const Firing& firing, Cycle iteration) {
+  threads[firing.thread].held.push_back({waiter, firing, iteration});
 }
 
 void LoopControl::EndCycle() {
@@ -67,7 +66,7 @@ void LoopControl::Release(Thread& thread) {
     if (held.iteration + 1 >= thread.oldest + window) {
       return false;
     }
-    held.pe->Resume(held.firing);
+    held.waiter->Resume(held.firing);
     return true;
   };
   thread.held.erase(std::remove_if(thread.held.begin(), thread.held.end(), mayGo),

@@ -7,13 +7,21 @@
 
 namespace marrowfin::sim {
 
-class ProcessingElement;
-
 // All operands of an operation have arrived, and it may fire.
 struct Firing {
   uint32 slot;   // of the operation in its processing element
   uint32 entry;  // of the operand buffer, which holds the operands
   uint32 thread;
+};
+
+// Whoever holds firings back until they may carry.
+class Waiter {
+ public:
+  // The firing may go on.
+  virtual void Resume(const Firing& firing) = 0;
+
+ protected:
+  ~Waiter() = default;
 };
 
 // Keeps the iterations of each thread within a window, so that a bounded operand buffer suffices.
@@ -41,8 +49,8 @@ class LoopControl {
   // Whether an operation of `iteration` may send to the next one.
   bool MayCarry(uint32 thread, Cycle iteration) const;
 
-  // Keeps a firing of `iteration` until it may carry; then gives it back to `pe`.
-  void Hold(ProcessingElement* pe, const Firing& firing, Cycle iteration);
+  // Keeps a firing of `iteration` until it may carry; then gives it back to `waiter`.
+  void Hold(Waiter* waiter, const Firing& firing, Cycle iteration);
 
   // Moves the windows on. Called at the end of every cycle.
   void EndCycle();
@@ -54,7 +62,7 @@ class LoopControl {
 
  private:
   struct Held {
-    ProcessingElement* pe;
+    Waiter* waiter;
     Firing firing;
     Cycle iteration;
   };

@@ -5,7 +5,6 @@
 #include "Util/Assert.h"
 #include "sim/Clamp.h"
 #include "sim/Memory.h"
-#include "sim/PeDomain.h"
 #include "sim/RunLog.h"
 #include "sim/TraceRecorder.h"
 
@@ -43,7 +42,7 @@ ProcessingElement::ProcessingElement(const Context& context, uint32 number, Memo
   }
 }
 
-void ProcessingElement::Join(PeDomain* domain) {
+void ProcessingElement::Join(Router* domain) {
   const LinkSettings& settings = context.settings.peLink;
   link = std::make_unique<Link>(context, this, domain, domain, domain->AddInput(settings),
                                 settings.latency);

@@ -8,6 +8,7 @@
 #include "sim/Context.h"
 #include "sim/Fifo.h"
 #include "sim/Graph.h"
+#include "sim/LoopControl.h"
 #include "sim/Messages.h"
 #include "sim/Router.h"
 #include "sim/Unit.h"
@@ -15,7 +16,6 @@
 namespace marrowfin::sim {
 
 class Memory;
-class PeDomain;
 
 // Where a result is wanted: an operand of an operation on some processing element.
 struct Target {
@@ -45,13 +45,13 @@ struct Resident {
 // (LoopControl), so what arrives is always taken. Results wait in the output queue, one a cycle
 // leaves; the element does not fire while the queue is full. An access to the memory takes a place
 // there from its start.
-class ProcessingElement : public Unit {
+class ProcessingElement : public Unit, public Waiter {
  public:
   // `number` is the processing element's within the array. It uses `memory`.
   ProcessingElement(const Context& context, uint32 number, Memory* memory);
 
-  // Adds the link into the network.
-  void Join(PeDomain* domain);
+  // Adds the link into the network, by the crossbar of the domain.
+  void Join(Router* domain);
 
   // Adds an operation; returns its slot. The targets are filled in through At().
   uint32 Place(const Resident& resident, uint32 threads);
@@ -61,7 +61,7 @@ class ProcessingElement : public Unit {
   void Start(uint32 slot, uint32 port, uint32 thread, double value);
 
   // Makes a firing possible that had to wait for the loop control.
-  void Resume(const Firing& firing);
+  void Resume(const Firing& firing) override;
 
   void Tick(Cycle now) override;
   void ReceiveMessage(Message* m) override;

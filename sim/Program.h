@@ -54,6 +54,7 @@ struct ProgramInfo {
   unsigned long long (*leastOperations)(unsigned long long size);
 };
 
+// All programs. The list stands with them, in sim/programs.
 const std::vector<ProgramInfo>& Programs();
 
 // Null where there is no program of that name.

@@ -3,19 +3,15 @@
 #include <algorithm>
 
 #include "Util/Assert.h"
-#include "sim/Unit.h"
 
 namespace marrowfin::sim {
 
 Scheduler::Scheduler(Cycle longestDelay)
     : wheel(longestDelay + 1), wishes(0), unitCount(0), ticks(0) {}
 
-void Scheduler::Add(Unit* unit) {
-  unit->JoinDomain(&clock);
-  unit->number = unitCount++;
-}
+void Scheduler::Add(Clocked* unit) { unit->number = unitCount++; }
 
-void Scheduler::Wake(Unit* unit, Cycle at) {
+void Scheduler::Wake(Clocked* unit, Cycle at) {
   SIM_ASSERT(at > Now() && at - Now() < wheel.size());
   if (unit->lastWish != at) {
     unit->lastWish = at;
@@ -33,10 +29,10 @@ void Scheduler::RunCycle() {
   running.swap(WishesFor(Now()));
   wishes -= running.size();
   std::sort(running.begin(), running.end(),
-            [](const Unit* a, const Unit* b) { return a->number < b->number; });
+            [](const Clocked* a, const Clocked* b) { return a->number < b->number; });
   running.erase(std::unique(running.begin(), running.end()), running.end());
   ticks += running.size();
-  for (Unit* unit : running) {
+  for (Clocked* unit : running) {
     unit->Tick(Now());
   }
 }

@@ -9,7 +9,20 @@
 
 namespace marrowfin::sim {
 
-class Unit;
+// What a scheduler runs.
+class Clocked {
+ public:
+  // One cycle's work.
+  virtual void Tick(Cycle now) = 0;
+
+  virtual ~Clocked() = default;
+
+ private:
+  friend class Scheduler;
+
+  uint32 number = 0;   // set by the scheduler; the order within a cycle
+  Cycle lastWish = 0;  // the cycle asked for last
+};
 
 // Runs the units that have something to do, cycle by cycle.
 //
@@ -23,10 +36,10 @@ class Scheduler {
   explicit Scheduler(Cycle longestDelay);
 
   // Numbers the unit. Called once for each, before it is woken.
-  void Add(Unit* unit);
+  void Add(Clocked* unit);
 
   // Makes the unit tick at cycle `at`, which lies ahead. A unit ticks at most once a cycle.
-  void Wake(Unit* unit, Cycle at);
+  void Wake(Clocked* unit, Cycle at);
 
   // Whether any unit waits to be woken.
   bool HasWork() const { return wishes != 0; }
@@ -37,16 +50,19 @@ class Scheduler {
   // The ticks of all units so far: what the simulation cost.
   unsigned long long Ticks() const { return ticks; }
 
+  // The clock that all units share.
+  Domain* Clock() { return &clock; }
+
   // The cycle that runs, or the last one that ran; 0 before the first.
   Cycle Now() const { return clock.GetCurrentCycle(); }
 
  private:
-  std::vector<Unit*>& WishesFor(Cycle cycle) { return wheel[cycle % wheel.size()]; }
+  std::vector<Clocked*>& WishesFor(Cycle cycle) { return wheel[cycle % wheel.size()]; }
 
   Domain clock;  // of all units
-  std::vector<std::vector<Unit*>> wheel;
-  std::vector<Unit*> running;  // the list of this cycle, kept to reuse its storage
-  size_t wishes;               // in all lists of the wheel
+  std::vector<std::vector<Clocked*>> wheel;
+  std::vector<Clocked*> running;  // the list of this cycle, kept to reuse its storage
+  size_t wishes;                  // in all lists of the wheel
   uint32 unitCount;
   unsigned long long ticks;
 };

@@ -1,12 +1,11 @@
 #include "sim/Unit.h"
 
-#include "sim/Scheduler.h"
-
 namespace marrowfin::sim {
 
 Unit::Unit(const std::string& name, Scheduler& scheduler)
-    : Component(name.c_str()), scheduler(scheduler), number(0), lastWish(0) {
+    : Component(name.c_str()), scheduler(scheduler) {
   scheduler.Add(this);
+  JoinDomain(scheduler.Clock());
 }
 
 bool Unit::IsClocked() { return true; }

@@ -14,7 +14,7 @@ struct ReadingOptions {
 };
 
 // A format that can be imported. A new one is a source of its own in this folder and a line in the
-// table in Format.cpp.
+// table in Formats.cpp.
 struct ImportFormat {
   const char* name;     // as users write it
   const char* summary;  // a phrase
