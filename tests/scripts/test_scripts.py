@@ -93,10 +93,57 @@ def test_an_unknown_group_of_packages_is_refused(project):
     assert "nonsense" in result.stderr
 
 
-def test_planted_mistakes_are_many_and_spread_over_the_files():
-    result = run(ROOT, "scripts/mutate", "--list", "--count", "150")
-    places = [line for line in result.stdout.splitlines() if line[:1] not in "+-"]
-    sources = [p for f in ("Util", "Marrowfin", "Core", "viewer") for p in (ROOT / f).glob("*.cpp")]
-    assert len(places) == 150
-    assert {str(path.relative_to(ROOT)) for path in sources} <= {p.split(":")[0] for p in places}
-    assert run(ROOT, "scripts/mutate", "--list", "--count", "150").stdout == result.stdout
+def planted(*options):
+    """The lines that say where mistakes are planted."""
+    result = run(ROOT, "scripts/mutate", "--list", *options)
+    assert result.returncode == 0, result.stderr
+    return [line for line in result.stdout.splitlines() if line[:1] not in "+-"]
+
+
+def test_planted_mistakes_are_as_many_as_asked_for_and_spread_over_all_rooms():
+    places = planted("--count", "300")
+    assert len(places) == 300
+    folders = ("Util", "Marrowfin", "Core", "viewer", "trace", "convert", "tools", "sim")
+    rooms = {p.parent for folder in folders for p in (ROOT / folder).rglob("*.cpp")}
+    assert {str(room.relative_to(ROOT)) for room in rooms} <= {
+        place.split(":")[0].rsplit("/", 1)[0] for place in places
+    }
+
+
+def test_a_seed_plants_the_same_mistakes_again_and_another_one_others():
+    first = planted("--count", "100", "--seed", "a")
+    assert first == planted("--count", "100", "--seed", "a")
+    assert first != planted("--count", "100", "--seed", "b")
+
+
+def test_the_sandbox_of_planted_mistakes_holds():
+    result = run(ROOT, "scripts/mutate", "--try-sandbox")
+    assert result.returncode == 0, result.stderr
+
+
+def test_a_sandbox_that_does_not_hold_is_refused(project):
+    """With a program in its place that gives the command everything."""
+    tools = project / "tools"
+    tools.mkdir()
+    leaky = tools / "bwrap"
+    leaky.write_text(
+        "#!/bin/sh\n"
+        'while [ "$1" != -- ]; do [ "$1" = --bind ] && [ "$3" = /tmp/tree ] && tree=$2; shift; done\n'
+        "shift\n"
+        'mkdir -p "$tree/tmp"; echo broken >"$tree/../probe"; echo done >"$tree/tmp/report"\n',
+        encoding="utf-8",
+    )
+    leaky.chmod(0o755)
+    path = f"{tools}:{os.environ['PATH']}"
+    result = run(project, "env", f"PATH={path}", "scripts/mutate", "--try-sandbox")
+    assert result.returncode != 0
+    assert "does not hold" in result.stderr
+
+
+def test_a_missing_sandbox_is_refused(project):
+    nowhere = project / "nowhere"
+    nowhere.mkdir()
+    result = run(project, "env", f"PATH={nowhere}", "/usr/bin/python3", "scripts/mutate",
+                 "--try-sandbox")
+    assert result.returncode == 2
+    assert "bubblewrap" in result.stderr
