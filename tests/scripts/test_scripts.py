@@ -26,7 +26,11 @@ def run(project, *command, captures=""):
 
 
 def report(project, name, *cases):
-    lines = [f'<testcase name="{case}" status="{status}"/>' for case, status in cases]
+    """Cases are (name, status) or (name, status, seconds)."""
+    lines = [
+        f'<testcase name="{case}" status="{status}"' + "".join(f' time="{t}"' for t in time) + "/>"
+        for case, status, *time in cases
+    ]
     text = "<testsuite>" + "".join(lines) + "</testsuite>"
     (project / "build" / "logs" / name).write_text(text, encoding="utf-8")
 
@@ -69,6 +73,16 @@ def test_only_tests_of_captures_may_wait_for_captures(project):
     assert count(project, "dev.xml", captures="c")[1][-1] == "1 passed, 1 failed"
     report(project, "dev.xml", ("a", "notrun"))
     assert count(project, "dev.xml")[1][-1] == "0 passed, 1 failed"
+
+
+def test_the_ten_slowest_tests_of_all_builds_are_named(project):
+    report(project, "dev.xml", *[(f"t{i}", "run", i / 10) for i in range(9)])
+    report(project, "asan.xml", *[(f"t{i}", "run", i) for i in range(4)], ("slow", "fail", 70.25))
+    status, lines = count(project, "dev.xml", "asan.xml", captures="c")
+    assert (status, lines[-1]) == (1, "13 passed, 1 failed")
+    assert lines[:4] == ["the slowest tests:", "  70.2 s  slow (asan)", "  3.0 s  t3 (asan)",
+                         "  2.0 s  t2 (asan)"]
+    assert lines[10:12] == ["  0.3 s  t3 (dev)", "failed: slow (asan, fail)"]
 
 
 def test_a_file_that_is_not_formatted_is_refused(project):
