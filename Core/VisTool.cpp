@@ -114,9 +114,9 @@ LocationEvent::LocationEvent(Cycle cyc, uint32 thread, const Location& l)
 
 LocationEvent::~LocationEvent() = default;
 
-// The texts of LocationEvent, PEFire and MessageSend begin with that of VisToolEvent, which has none
-// of its own to give: "UNDEFINED PRINT METHOD". It is asked for by name, since a virtual call would
-// come back here. NetworkSwitchTransmission does without.
+// The texts of LocationEvent, PEFire and MessageSend begin with that of VisToolEvent, which has
+// none of its own to give: "UNDEFINED PRINT METHOD". It is asked for by name, since a virtual call
+// would come back here. NetworkSwitchTransmission does without.
 const char* LocationEvent::ToString(std::string& s) const {
   std::string location;
   s.clear();
