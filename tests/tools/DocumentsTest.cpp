@@ -2,7 +2,7 @@
 
 #include "tests/support/Command.h"
 #include "tests/tools/ImportFixture.h"
-#include "tools/commands/Subcommands.h"
+#include "tools/program/Subcommands.h"
 
 namespace marrowfin {
 namespace {

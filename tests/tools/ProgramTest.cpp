@@ -14,7 +14,7 @@
 #include "tests/support/Command.h"
 #include "tests/support/Files.h"
 #include "tests/tools/RunningProgram.h"
-#include "tools/commands/Subcommands.h"
+#include "tools/program/Subcommands.h"
 
 namespace marrowfin {
 namespace {

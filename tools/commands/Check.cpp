@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "tools/commands/Subcommands.h"
 #include "tools/program/Flags.h"
 #include "tools/program/Json.h"
+#include "tools/program/Subcommands.h"
 #include "tools/program/TraceInput.h"
 
 namespace marrowfin {

@@ -9,10 +9,10 @@
 #include "convert/import/Conversion.h"
 #include "convert/import/Format.h"
 #include "convert/import/Report.h"
-#include "tools/commands/Subcommands.h"
 #include "tools/program/Flags.h"
 #include "tools/program/Output.h"
 #include "tools/program/ProgressLine.h"
+#include "tools/program/Subcommands.h"
 #include "tools/program/ViewCommand.h"
 
 namespace marrowfin {

@@ -9,11 +9,11 @@
 #include <ostream>
 #include <string>
 
-#include "tools/commands/Subcommands.h"
 #include "tools/program/Interruption.h"
 #include "tools/program/Json.h"
 #include "tools/program/Output.h"
 #include "tools/program/ProgressLine.h"
+#include "tools/program/Subcommands.h"
 #include "tools/program/TraceInput.h"
 
 namespace marrowfin {

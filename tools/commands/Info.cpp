@@ -7,8 +7,8 @@
 #include <ostream>
 #include <string>
 
-#include "tools/commands/Subcommands.h"
 #include "tools/program/Json.h"
+#include "tools/program/Subcommands.h"
 #include "tools/program/TraceInput.h"
 #include "tools/program/ViewCommand.h"
 

@@ -3,10 +3,10 @@
 #include <ostream>
 #include <string>
 
-#include "tools/commands/Subcommands.h"
 #include "tools/program/Flags.h"
 #include "tools/program/Output.h"
 #include "tools/program/ProgressLine.h"
+#include "tools/program/Subcommands.h"
 #include "tools/program/TraceInput.h"
 #include "tools/program/ViewCommand.h"
 #include "trace/write/Synth.h"

@@ -5,7 +5,7 @@
 #include <new>
 #include <ostream>
 
-#include "tools/commands/Subcommands.h"
+#include "tools/program/Subcommands.h"
 
 namespace marrowfin {
 namespace {
