@@ -2,204 +2,20 @@
 // at a time, by five system calls, and ends the process at a malformed one: what it delivers, and
 // where it stops, is the reference.
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <memory>
-#include <new>
 #include <random>
+#include <string>
+#include <vector>
 
-#include "Core/VisTool.h"
 #include "tests/support/Command.h"
-#include "tests/support/Files.h"
-#include "tests/trace/support/Child.h"
-#include "tests/trace/support/Opened.h"
+#include "tests/trace/read/ToolAgreement.h"
 #include "tests/trace/support/RandomTrace.h"
-#include "trace/read/Reader.h"
-#include "trace/read/TraceSource.h"
 #include "trace/write/Synth.h"
 
 namespace marrowfin::testing {
 namespace {
-
-// What was read, and what broke it off.
-struct ReadResult {
-  std::vector<Event> events;
-  uint64_t offset = 0;  // behind the last of them
-  Fault fault;
-};
-
-void Append(const Columns& columns, std::vector<Event>& events) {
-  for (size_t i = 0; i < columns.size; ++i) {
-    events.push_back({columns.tag[i].type, columns.cycle[i], columns.tag[i].thread, columns.at[i],
-                      columns.to[i]});
-  }
-}
-
-ReadResult ReadByBlocks(const std::string& name) {
-  ReadResult result;
-  Reader reader(OpenInput(name), name, {.ordered = false});
-  auto columns = std::make_unique<Columns>();
-  while (reader.Next(*columns)) {
-    Append(*columns, result.events);
-  }
-  result.offset = reader.Offset();
-  result.fault = reader.GetFault();
-  return result;
-}
-
-ReadResult ReadMapped(const std::string& name) {
-  ReadResult result;
-  const auto trace = OpenTrace(name);
-  auto columns = std::make_unique<Columns>();
-  while (result.offset < trace->Size() && !result.fault) {
-    const Result<uint64_t> next = trace->Decode(result.offset, trace->Size(), *columns);
-    result.offset = next ? *next : result.offset;
-    result.fault = next.Why();
-    Append(*columns, result.events);
-  }
-  result.fault.record = result.events.size();
-  return result;
-}
-
-// How far the trace tool got; what it leaves behind where it ends the process.
-struct ToolProgress {
-  enum End { ABORTED, CUT, ENDED };
-
-  uint64_t records = 0;
-  uint64_t offset = 0;           // behind the last of them
-  uint64_t firstDifference = 0;  // number of the first record that is not the expected one
-  End end = ABORTED;
-};
-
-bool IsSame(const VisToolEvent& event, const Event& expected) {
-  if (static_cast<uint32_t>(event.Class()) != expected.type || event.cyc != expected.cycle ||
-      event.thread != expected.thread) {
-    return false;
-  }
-  if (const auto* send = dynamic_cast<const MessageSend*>(&event)) {
-    return Place{send->from.column, send->from.row} == expected.at &&
-           Place{send->to.column, send->to.row} == expected.to;
-  }
-  const Location& l = dynamic_cast<const LocationEvent&>(event).l;
-  return Place{l.column, l.row} == expected.at && Place{} == expected.to;
-}
-
-void ReadWithTool(const std::string& name, const std::vector<Event>& expected,
-                  ToolProgress& progress) {
-  VisTool tool;
-  ASSERT_EQ(tool.inFile.Open(name, File::READ_FLAGS, 0), File::SUCCESS);
-  VisToolEvent* raw = nullptr;
-  long long position = 0;
-  while (tool.ReadEvent(raw) == File::SUCCESS) {
-    const std::unique_ptr<VisToolEvent> event(raw);
-    const bool same = progress.firstDifference == progress.records &&
-                      progress.records < expected.size() &&
-                      IsSame(*event, expected[progress.records]);
-    progress.firstDifference += same;
-    ++progress.records;
-    tool.inFile.Tell(position);
-    progress.offset = static_cast<uint64_t>(position);
-  }
-  tool.inFile.Tell(position);
-  const bool whole = progress.offset == static_cast<uint64_t>(position);
-  progress.end = whole ? ToolProgress::ENDED : ToolProgress::CUT;
-  tool.inFile.Close();
-}
-
-// The same in a process of its own, which may end by an abort.
-ToolProgress ReadWithToolInChild(const std::string& name, const std::vector<Event>& expected) {
-  void* const shared = mmap(nullptr, sizeof(ToolProgress), PROT_READ | PROT_WRITE,
-                            MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  EXPECT_NE(shared, MAP_FAILED);
-  auto* const progress = new (shared) ToolProgress;
-  const pid_t child = StartChild([&] {
-    // The report of the failed assertion is expected, and nobody will look at the memory.
-    dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDERR_FILENO);
-    const struct rlimit none = {0, 0};
-    setrlimit(RLIMIT_CORE, &none);
-    ReadWithTool(name, expected, *progress);
-  });
-  int status = 0;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  const bool aborted = WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT;
-  EXPECT_TRUE(aborted || (WIFEXITED(status) && WEXITSTATUS(status) == 0)) << status;
-  EXPECT_EQ(aborted, progress->end == ToolProgress::ABORTED);
-  const ToolProgress result = *progress;
-  munmap(shared, sizeof(ToolProgress));
-  return result;
-}
-
-// The trace tool reads a payload before it looks at type and length, so what it takes for a cut
-// record may be one that is malformed besides.
-void ExpectSameEnd(ToolProgress::End end, const Fault& fault) {
-  switch (end) {
-    case ToolProgress::ENDED:
-      EXPECT_FALSE(fault) << fault.Text();
-      break;
-    case ToolProgress::CUT:
-      EXPECT_TRUE(fault.kind == Fault::CUT_RECORD || fault.kind == Fault::UNKNOWN_TYPE ||
-                  fault.kind == Fault::WRONG_LENGTH)
-          << FaultName(fault.kind);
-      break;
-    case ToolProgress::ABORTED:
-      EXPECT_TRUE(fault.kind == Fault::UNKNOWN_TYPE || fault.kind == Fault::WRONG_LENGTH)
-          << FaultName(fault.kind);
-      break;
-  }
-}
-
-void ExpectAgreement(const ToolProgress& tool, const ReadResult& result) {
-  EXPECT_EQ(tool.records, result.events.size());
-  EXPECT_EQ(tool.firstDifference, tool.records) << "the first record that is not the same";
-  EXPECT_EQ(tool.offset, result.offset);
-  ExpectSameEnd(tool.end, result.fault);
-  if (result.fault) {
-    EXPECT_EQ(result.fault.record, tool.records);
-    EXPECT_EQ(result.fault.offset, tool.offset);
-  }
-}
-
-// Returns how the trace tool ended.
-ToolProgress::End ExpectAllReadersAgree(const std::string& name) {
-  const ReadResult blocks = ReadByBlocks(name);
-  const ToolProgress tool = ReadWithToolInChild(name, blocks.events);
-  {
-    SCOPED_TRACE("by blocks");
-    ExpectAgreement(tool, blocks);
-  }
-  SCOPED_TRACE("mapped");
-  const ReadResult mapped = ReadMapped(name);
-  ExpectAgreement(tool, mapped);
-  EXPECT_TRUE(Encode(mapped.events) == Encode(blocks.events));
-  return tool.end;
-}
-
-class TraceToolTest : public ::testing::Test {
- protected:
-  void ExpectWholeTraceIsReadAlike(const std::string& name) {
-    SCOPED_TRACE(name);
-    EXPECT_EQ(ExpectAllReadersAgree(name), ToolProgress::ENDED);
-    EXPECT_GT(std::filesystem::file_size(name), 0U);
-  }
-
-  ToolProgress::End ExpectBytesAreReadAlike(const std::string& bytes) {
-    WriteFile(Trace(), bytes);
-    return ExpectAllReadersAgree(Trace());
-  }
-
-  std::string Trace() const { return folder.File("t.trace"); }
-
-  TempDir folder;
-};
 
 // One record of each type, the last one with all bits set.
 std::vector<Event> EveryType() {
@@ -240,37 +56,6 @@ TEST_F(TraceToolTest, TracesOfTheSimulatorAreReadAlike) {
     ExpectWholeTraceIsReadAlike(Trace());
   }
 }
-
-#ifdef SYSTOLIC_MATMUL
-TEST_F(TraceToolTest, TraceOfTheExampleIsReadAlike) {
-  const CommandResult run = RunCommand({SYSTOLIC_MATMUL, "-.*rows", "8", "-.*inner", "8",
-                                        "-.*columns", "8", "-.*outFilename", Trace()});
-  ASSERT_EQ(run.exitStatus, 0) << run.out << run.err;
-  ExpectWholeTraceIsReadAlike(Trace());
-}
-#endif
-
-#ifdef MARROWFIN_TRACE
-// Captures of real hardware, from the folder that MARROWFIN_CAPTURES names.
-TEST_F(TraceToolTest, ImportedCapturesAreReadAlike) {
-  const char* const captures = std::getenv("MARROWFIN_CAPTURES");
-  if (captures == nullptr || *captures == '\0') {
-    GTEST_SKIP() << "captures: not given (set MARROWFIN_CAPTURES)";
-  }
-  int count = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(captures + std::string("/tt-npe"))) {
-    if (entry.path().extension() == ".json") {
-      SCOPED_TRACE(entry.path());
-      const CommandResult run = RunCommand(
-          {MARROWFIN_TRACE, "import", "--format", "tt-npe", entry.path(), "-o", Trace()});
-      ASSERT_EQ(run.exitStatus, 0) << run.err;
-      ExpectWholeTraceIsReadAlike(Trace());
-      ++count;
-    }
-  }
-  EXPECT_GT(count, 0);
-}
-#endif
 
 TEST_F(TraceToolTest, RecordsWithValuesOfAllSizesAreReadAlike) {
   std::mt19937 random(1);
