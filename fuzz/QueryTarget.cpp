@@ -8,6 +8,7 @@
 #include "fuzz/Traces.h"
 #include "trace/ask/ActivityReader.h"
 #include "trace/ask/Query.h"
+#include "trace/ask/StateCursor.h"
 #include "trace/ask/StateReader.h"
 #include "trace/ask/Walk.h"
 #include "trace/index/Index.h"
@@ -191,6 +192,36 @@ void AskStates(const StateReader& fine, const StateReader& coarse, uint64_t skip
   }
 }
 
+// Goes to and fro from a moment; `ask` asks for the state at a step from scratch.
+template <class Ask>
+void GoAbout(StateCursor& cursor, Ask ask) {
+  for (const char way : std::string("++---+++++--------+++")) {
+    const uint64_t before = cursor.State().step;
+    const Result<bool> gone = way == '+' ? cursor.Next() : cursor.Previous();
+    if (!gone) {
+      Require(cursor.State().step == before, "a fault leaves the moment as it was");
+      Require(way == '+' && ask(before + 1).Why().kind == gone.Why().kind,
+              "a step has the fault of the state behind it");
+      return;
+    }
+    const Result<ArrayState> wanted = ask(cursor.State().step);
+    Require(wanted && *wanted == cursor.State(), "a step leads to the state of a question");
+  }
+}
+
+void AskSteps(const TraceFile& trace, const Index& index, const ArrayShape& shape, uint64_t skipTo,
+              unsigned part) {
+  const StateReader reader(trace, index, shape);
+  StateCursor cursor(trace, index, shape, part % 2 == 0 ? 1000 : StateCursor::KEPT_BYTES);
+  const uint64_t step = *reader.CountSteps(skipTo) * part / 256;
+  const auto atStep = [&](uint64_t at) { return reader.AtStep(at, skipTo); };
+  const Fault fault = cursor.MoveToStep(step, skipTo);
+  Require(fault.kind == atStep(step).Why().kind, "a cursor goes wherever a state is known");
+  if (!fault) {
+    GoAbout(cursor, atStep);
+  }
+}
+
 EventFilter FilterOf(uint8_t flags, Input& input) {
   EventFilter filter;
   filter.switches = (flags & 1) != 0;
@@ -251,6 +282,8 @@ void Try(Input input) {
     const ArrayShape array = {1U + (shape & 3), 1U + (shape >> 2 & 1), 3U + (shape >> 3 & 3)};
     AskStates(StateReader(*trace, *fine, array), StateReader(*trace, *coarse, array),
               (shape & 32) != 0 ? cycle : 0, cycle, from);
+    AskSteps(*trace, *fine, array, (shape & 32) != 0 ? cycle : 0, from);
+    AskSteps(*trace, *coarse, array, (shape & 32) != 0 ? cycle : 0, to);
   }
 }
 

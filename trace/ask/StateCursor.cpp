@@ -99,6 +99,13 @@ const StateChanges& StateCursor::Changes() const {
   return hasJumped ? jumped : track->log.Changes();
 }
 
+uint64_t StateCursor::RecordsRead() const { return recordsRead + track->records.RecordsRead(); }
+
+void StateCursor::Change(std::unique_ptr<Track> to) {
+  recordsRead += track->records.RecordsRead();
+  track = std::move(to);
+}
+
 Fault StateCursor::MoveToStep(uint64_t step, uint64_t skipTo, const ProgressCallback& progress) {
   const uint64_t records = index.GetSummary().records;
   const auto found = FindSteps(trace, index, skipTo, PartOf(0, 2, records, progress));
@@ -126,7 +133,7 @@ Fault StateCursor::MoveToCycle(uint64_t to, const ProgressCallback& progress) {
 
 void StateCursor::Place(const Reading& of, ArrayState state) {
   reading = of;
-  track = NewTrack(std::move(state));
+  Change(NewTrack(std::move(state)));
   stretch = FIRST_STRETCH;
   hasJumped = false;
 }
@@ -232,7 +239,7 @@ Fault StateCursor::Rewind(const ProgressCallback& progress) {
   const uint64_t kept = fresh->log.KeptSteps();
   stretch =
       kept < step - *start ? std::max<uint64_t>(kept, 1) : std::min(stretch * 4, LONGEST_STRETCH);
-  track = std::move(fresh);
+  Change(std::move(fresh));
   return Fault();
 }
 

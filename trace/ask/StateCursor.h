@@ -69,6 +69,10 @@ class StateCursor {
   // until the next call.
   const StateChanges& Changes() const;
 
+  // How many records the steps have decoded so far, without those that a question from scratch
+  // reads.
+  uint64_t RecordsRead() const;
+
  private:
   // How records are taken up.
   struct Reading {
@@ -80,6 +84,7 @@ class StateCursor {
 
   std::unique_ptr<Track> NewTrack(ArrayState state) const;
   void Place(const Reading& of, ArrayState state);
+  void Change(std::unique_ptr<Track> to);
   Fault Advance(Track& on, const ProgressCallback& progress) const;
   Fault Gather(const Columns& columns, size_t from, size_t to, StateLog& log) const;
   Fault Rewind(const ProgressCallback& progress);
@@ -99,6 +104,7 @@ class StateCursor {
   std::optional<uint64_t> cycle;  // where cycles fall, of the natural reading; none before all
   StateChanges jumped;            // what a Jump changed
   bool hasJumped = false;         // whether that was the last move
+  uint64_t recordsRead = 0;       // on tracks that were left
 };
 
 }  // namespace marrowfin

@@ -82,6 +82,7 @@ Fault StepReader::Decode() {
   }
   nextOffset = *behind;
   nextRecord += columns->size;
+  recordsRead += columns->size;
   return Fault();
 }
 

@@ -37,6 +37,9 @@ class StepReader {
   // The records from `record` on that have one cycle.
   Result<End> NaturalStep(uint64_t record, const Take& take, const ProgressCallback& progress);
 
+  // How many records were decoded so far.
+  uint64_t RecordsRead() const { return recordsRead; }
+
  private:
   Result<End> Step(uint64_t record, uint64_t cycle, bool natural, const Take& take,
                    const ProgressCallback& progress);
@@ -48,6 +51,7 @@ class StepReader {
   std::unique_ptr<Columns> columns;
   uint64_t nextRecord = ~uint64_t{0};  // behind the batch
   uint64_t nextOffset = 0;
+  uint64_t recordsRead = 0;
 };
 
 }  // namespace marrowfin

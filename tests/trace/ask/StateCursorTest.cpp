@@ -248,6 +248,30 @@ TEST(StateCursorTest, BackFromAMomentIsWhereTheSameStepLedTo) {
   EXPECT_EQ(back, 15001);
 }
 
+// However long the way: a stretch is gone through once for all of its steps.
+TEST(StateCursorTest, RecordsAreReadOnceOnTheWayThereAndOnceOnTheWayBack) {
+  std::mt19937 random(29);
+  RandomTraceOptions options;
+  options.shape = {2, 2, 4};
+  options.records = 200000;
+  for (const unsigned perCycle : {5U, 500U}) {
+    options.perCycle = perCycle;
+    const Opened opened(Encode(RandomEvents(random, options)));
+    StateCursor cursor(*opened.trace, *opened.index, options.shape);
+    ASSERT_FALSE(cursor.MoveToStep(0, 0));
+    while (*cursor.Next()) {
+    }
+    EXPECT_LE(cursor.RecordsRead(), 200000U);
+    const uint64_t last = cursor.State().step;
+    ASSERT_FALSE(cursor.MoveToStep(last, 0));
+    const uint64_t before = cursor.RecordsRead();
+    while (*cursor.Previous()) {
+    }
+    EXPECT_EQ(cursor.State().step, 0U);
+    EXPECT_LE(cursor.RecordsRead() - before, 220000U) << perCycle << " records a cycle";
+  }
+}
+
 // The cycles of a trace whose cycles fall, in order, with what AtCycle tells of each.
 TEST(StateCursorTest, WhereCyclesFallTheNaturalReadingGoesFromCycleToCycle) {
   std::mt19937 random(25);
