@@ -130,6 +130,7 @@ struct marrowfin_trace {
   uint32_t block_records;
   uint64_t* block_cycles;
   uint64_t block_print;
+  size_t block_values; /* in all columns */
   struct marrowfin_trace_sample* samples;
   uint32_t sample_count;
   struct marrowfin_trace_block* blocks;
@@ -154,12 +155,13 @@ struct marrowfin_trace {
 };
 
 enum {
-  MARROWFIN_TRACE_BUFFER = 65536, /* bytes that are written at a time */
-  MARROWFIN_TRACE_ATOMIC = 4096,  /* and into a pipe, whose reader then gets them at once */
-  MARROWFIN_TRACE_BLOCK = 8192,   /* records or samples of a block of notes */
-  MARROWFIN_TRACE_WORDS = 8,      /* numbers of 32 bits in a slot of a ring */
-  MARROWFIN_TRACE_PRINTED = 64,   /* records by which a companion knows its trace */
-  MARROWFIN_TRACE_HELD = 8,       /* notes and samples that a ring keeps, for each record */
+  MARROWFIN_TRACE_BUFFER = 65536,  /* bytes that are written at a time */
+  MARROWFIN_TRACE_ATOMIC = 4096,   /* and into a pipe, whose reader then gets them at once */
+  MARROWFIN_TRACE_BLOCK = 8192,    /* records or samples of a block of notes */
+  MARROWFIN_TRACE_VALUES = 524288, /* values of a block; twice as many fit into one */
+  MARROWFIN_TRACE_WORDS = 8,       /* numbers of 32 bits in a slot of a ring */
+  MARROWFIN_TRACE_PRINTED = 64,    /* records by which a companion knows its trace */
+  MARROWFIN_TRACE_HELD = 8,        /* notes and samples that a ring keeps, for each record */
   MARROWFIN_TRACE_DECLARATIONS = 1,
   MARROWFIN_TRACE_NOTES = 2,
   MARROWFIN_TRACE_SAMPLES = 3,
@@ -462,6 +464,7 @@ static inline int marrowfin_trace_write_notes(struct marrowfin_trace* trace) {
   marrowfin_trace_write_block(trace, MARROWFIN_TRACE_NOTES, &trace->body);
   trace->block_first += trace->block_records;
   trace->block_records = 0;
+  trace->block_values = 0;
   trace->block_print = MARROWFIN_TRACE_NO_PRINT;
   return trace->error;
 }
@@ -662,7 +665,9 @@ static inline uint64_t marrowfin_trace_print(uint64_t print, uint32_t type, uint
 static inline int marrowfin_trace_count_record(struct marrowfin_trace* trace, uint32_t type,
                                                uint64_t cycle, uint32_t thread,
                                                const uint32_t* places) {
-  if (trace->block_records == MARROWFIN_TRACE_BLOCK && marrowfin_trace_write_notes(trace) != 0) {
+  if ((trace->block_records == MARROWFIN_TRACE_BLOCK ||
+       trace->block_values >= MARROWFIN_TRACE_VALUES) &&
+      marrowfin_trace_write_notes(trace) != 0) {
     return trace->error;
   }
   trace->block_cycles[trace->block_records++] = cycle;
@@ -1132,6 +1137,9 @@ static inline int marrowfin_trace_put_note(struct marrowfin_trace* trace, uint32
     column->values[column->size - 1] = value;
     return 0;
   }
+  if (trace->block_values == 2 * MARROWFIN_TRACE_VALUES) {
+    return EINVAL;
+  }
   if (column->size == column->room) {
     const size_t room = 2 * column->room;
     uint64_t* values = (uint64_t*)realloc(column->values, room * sizeof(*values));
@@ -1148,6 +1156,7 @@ static inline int marrowfin_trace_put_note(struct marrowfin_trace* trace, uint32
     }
     column->room = room;
   }
+  ++trace->block_values;
   column->values[column->size] = value;
   column->positions[column->size++] = position;
   return 0;
@@ -1167,7 +1176,8 @@ static inline int marrowfin_trace_make_held(struct marrowfin_trace* trace) {
 
 /* Gives the last event a value of an attribute; a second value of one attribute replaces the first,
  * but for those of type RECORDS, of which an event has any number. EINVAL, which is no failure of
- * the trace, where there is no such attribute or no last event: also right after a flush. */
+ * the trace, where there is no such attribute or no last event: also right after a flush; and for
+ * more than half a million values of one. */
 static inline int marrowfin_trace_note(struct marrowfin_trace* trace, int attribute,
                                        uint64_t value) {
   if (trace->notes == NULL || trace->error != 0) {

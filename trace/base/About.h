@@ -1,0 +1,67 @@
+#ifndef TRACE_BASE_ABOUT_H
+#define TRACE_BASE_ABOUT_H
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "trace/base/ArrayShape.h"
+#include "trace/base/Place.h"
+
+namespace marrowfin {
+
+// What the run was that recorded a trace, as docs/companion-format.md tells of it. Any of it may be
+// missing: empty texts and empty optionals stand for what nobody said.
+struct About {
+  static constexpr int64_t FORMAT = 1;
+
+  std::string name;
+  std::string command;
+  std::string date;  // UTC, as in "2026-11-22T01:00:00Z"
+  std::string tool;
+  std::optional<double> cycleNs;  // nanoseconds that a cycle takes; above 0
+
+  // By which the trace is recognised: the fingerprint of its first records, so many.
+  static constexpr uint32_t MOST_PRINTED = 64;
+  uint32_t printed = 0;
+  uint64_t fingerprint = 0;
+
+  struct Array {
+    ArrayShape shape = ArrayShape(1, 1, 1);
+    bool gaps = true;          // whether pictures set clusters and domains apart
+    bool wrapColumns = false;  // whether links join the last column to the first
+    bool wrapRows = false;
+    friend bool operator==(const Array&, const Array&) = default;
+  };
+  std::optional<Array> array;
+
+  // What link load is computed with.
+  struct Links {
+    std::string routing;       // "xy", "yx", or empty where nobody computes it
+    double bytesPerCycle = 0;  // that a link takes; 0 where that is not known
+    double latency = 1;        // cycles a hop
+    friend bool operator==(const Links&, const Links&) = default;
+  };
+  std::optional<Links> links;
+
+  struct Thread {
+    std::string name;
+    std::string meaning;  // what threads stand for: "virtual channel", "class", ...
+    friend bool operator==(const Thread&, const Thread&) = default;
+  };
+  std::map<uint32_t, Thread> threads;
+
+  struct InRowOrder {
+    bool operator()(Place a, Place b) const {
+      return a.row != b.row ? a.row < b.row : a.column < b.column;
+    }
+  };
+  std::map<Place, std::string, InRowOrder> places;
+
+  friend bool operator==(const About&, const About&) = default;
+};
+
+}  // namespace marrowfin
+
+#endif

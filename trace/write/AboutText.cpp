@@ -1,0 +1,91 @@
+#include "trace/write/AboutText.h"
+
+#include <charconv>
+#include <cmath>
+
+namespace marrowfin {
+
+namespace {
+
+std::string Quoted(const std::string& text) {
+  std::string quoted = "\"";
+  for (const char c : text) {
+    if (c == '"' || c == '\\') {
+      quoted += '\\';
+    }
+    quoted += static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? ' ' : c;
+  }
+  return quoted + "\"";
+}
+
+// The shortest text that stands for the number, with a point: without one it were an integer.
+std::string Real(double number) {
+  char text[32];
+  const char* end = std::to_chars(text, text + sizeof(text), number).ptr;
+  std::string shown(static_cast<const char*>(text), end);
+  return shown.find_first_of(".e") == std::string::npos ? shown + ".0" : shown;
+}
+
+std::string Counts(const PerAxis& counts) {
+  return "{ columns = " + std::to_string(counts.columns) +
+         ", rows = " + std::to_string(counts.rows) + " }";
+}
+
+std::string Hex(uint64_t number) {
+  constexpr char DIGITS[] = "0123456789abcdef";
+  std::string text;
+  for (int shift = 60; shift >= 0; shift -= 4) {
+    text += DIGITS[number >> shift & 0xF];
+  }
+  return text;
+}
+
+void AddLine(std::string& text, const char* key, const std::string& value) {
+  if (!value.empty()) {
+    text += std::string(key) + " = " + Quoted(value) + "\n";
+  }
+}
+
+std::string ArrayText(const About::Array& array) {
+  const auto word = [](bool flag) { return flag ? "true" : "false"; };
+  return "\n[array]\nclusters = " + Counts(array.shape.clusters) +
+         "\ndomains = " + Counts(array.shape.domains) + "\npes = " + Counts(array.shape.pes) +
+         "\ngaps = " + word(array.gaps) + "\nwrap = { columns = " + word(array.wrapColumns) +
+         ", rows = " + word(array.wrapRows) + " }\n";
+}
+
+}  // namespace
+
+std::string AboutText(const About& about) {
+  std::string text = "format = " + std::to_string(About::FORMAT) + "\n";
+  AddLine(text, "name", about.name);
+  AddLine(text, "command", about.command);
+  AddLine(text, "date", about.date);
+  AddLine(text, "tool", about.tool);
+  if (about.cycleNs) {
+    text += "cycle_ns = " + Real(*about.cycleNs) + "\n";
+  }
+  text += "\n[trace]\nrecords = " + std::to_string(about.printed) + "\nfingerprint = \"" +
+          Hex(about.fingerprint) + "\"\n";
+  if (about.array) {
+    text += ArrayText(*about.array);
+  }
+  if (about.links) {
+    text += "\n[links]\nrouting = " + Quoted(about.links->routing) +
+            "\nbytes_per_cycle = " + Real(about.links->bytesPerCycle) +
+            "\nlatency = " + Real(about.links->latency) + "\n";
+  }
+  for (const auto& [number, thread] : about.threads) {
+    text += "\n[[threads]]\nthread = " + std::to_string(number) + "\n";
+    AddLine(text, "name", thread.name);
+    AddLine(text, "meaning", thread.meaning);
+  }
+  for (const auto& [place, name] : about.places) {
+    text += "\n[[places]]\ncolumn = " + std::to_string(place.column) +
+            "\nrow = " + std::to_string(place.row) + "\n";
+    AddLine(text, "name", name);
+  }
+  return text;
+}
+
+}  // namespace marrowfin
