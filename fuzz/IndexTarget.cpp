@@ -11,7 +11,9 @@
 
 #include "fuzz/Fuzz.h"
 #include "trace/ask/ActivityReader.h"
-#include "trace/ask/Query.h"
+#include "trace/ask/EventCounter.h"
+#include "trace/ask/EventCursor.h"
+#include "trace/ask/RegionActivity.h"
 #include "trace/ask/StateReader.h"
 #include "trace/ask/Walk.h"
 #include "trace/index/IndexBuilder.h"
@@ -504,8 +506,24 @@ void AskStates(const TraceFile& trace, const Index& index, const ArrayShape& sha
   }
 }
 
+void AskNumbers(const TraceFile& trace, const Index& index, const EventFilter& filter) {
+  EventCounter counter(trace, index, filter);
+  static_cast<void>(counter.Estimate());
+  for (const uint64_t number : {0, 40, 99}) {
+    static_cast<void>(counter.CountBefore(number));
+    static_cast<void>(counter.Find(number));
+  }
+}
+
 void AskEvents(const TraceFile& trace, const Index& index) {
   EventFilter filter;
+  filter.fires = false;
+  AskNumbers(trace, index, filter);
+  filter.thread = 3;
+  AskNumbers(trace, index, filter);
+  filter.region = Region{{0, 0}, {1, 1}};
+  AskNumbers(trace, index, filter);
+  filter = EventFilter();
   filter.region = Region{{0, 0}, {1, 1}};
   filter.firstCycle = 2;
   EventCursor cursor(trace, index, filter);

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <bit>
 #include <memory>
 #include <optional>
@@ -7,7 +8,9 @@
 #include "fuzz/Fuzz.h"
 #include "fuzz/Traces.h"
 #include "trace/ask/ActivityReader.h"
-#include "trace/ask/Query.h"
+#include "trace/ask/EventCounter.h"
+#include "trace/ask/EventCursor.h"
+#include "trace/ask/RegionActivity.h"
 #include "trace/ask/StateCursor.h"
 #include "trace/ask/StateReader.h"
 #include "trace/ask/Walk.h"
@@ -144,10 +147,7 @@ void AskPlaces(const TraceFile& trace, const Index& index, const Events& events,
           "changes of cycle are found");
 }
 
-void AskEvents(const TraceFile& trace, const Index& index, const Events& events,
-               const EventFilter& filter) {
-  EventCursor cursor(trace, index, filter);
-  TraceEvent event;
+std::vector<uint64_t> Expected(const Events& events, const EventFilter& filter) {
   std::vector<uint64_t> expected;
   for (uint64_t i = 0; i < events.all.size(); ++i) {
     const Event& e = events.all[i];
@@ -155,6 +155,60 @@ void AskEvents(const TraceFile& trace, const Index& index, const Events& events,
       expected.push_back(i);
     }
   }
+  return expected;
+}
+
+void AskBatches(const TraceFile& trace, const Index& index, const Events& events,
+                const EventFilter& filter) {
+  const std::vector<uint64_t> expected = Expected(events, filter);
+  BatchCursor cursor(trace, index, filter);
+  Selection found;
+  std::vector<uint64_t> records;
+  while (cursor.Next(found)) {
+    std::vector<uint64_t> offsets(found.Size());
+    found.GetOffsets(offsets);
+    for (size_t i = 0; i < found.Size(); ++i) {
+      records.push_back(found.Record(i));
+      Require(offsets[i] == events.offsets[found.Record(i)], "records begin where they begin");
+    }
+  }
+  Require(records == expected && !cursor.GetFault(), "batches hold what matches");
+}
+
+void AskNumbers(const TraceFile& trace, const Index& index, const Events& events,
+                const EventFilter& filter, uint64_t record) {
+  const std::vector<uint64_t> expected = Expected(events, filter);
+  const auto next = std::lower_bound(expected.begin(), expected.end(), record);
+  const auto before = static_cast<uint64_t>(next - expected.begin());
+  EventCounter counter(trace, index, filter);
+  const auto bounds = counter.Estimate();
+  Require(bounds && bounds->least <= expected.size() && bounds->most >= expected.size(),
+          "estimates are bounds");
+  const auto counted = counter.CountBefore(record);
+  Require(counted && *counted == before, "events before a record are counted");
+  const auto all = counter.Count();
+  Require(all && *all == expected.size(), "all events are counted");
+  if (next != expected.end()) {
+    const auto found = counter.Find(before);
+    Require(found && *found == *next, "the n-th event is found");
+  }
+  Require(counter.Find(expected.size()).Why().kind == Fault::OUT_OF_RANGE, "there are no more");
+  EventCursor cursor(trace, index, filter);
+  TraceEvent event;
+  cursor.Seek(record);
+  Require(cursor.Previous(event) == (before > 0) && (before == 0 || event.record == *(next - 1)),
+          "the event before a record is found");
+  cursor.Seek(record);
+  Require(cursor.Next(event) == (next != expected.end()) &&
+              (next == expected.end() || event.record == *next),
+          "the event behind a record is found");
+}
+
+void AskEvents(const TraceFile& trace, const Index& index, const Events& events,
+               const EventFilter& filter) {
+  EventCursor cursor(trace, index, filter);
+  TraceEvent event;
+  std::vector<uint64_t> expected = Expected(events, filter);
   for (const uint64_t record : expected) {
     Require(cursor.Next(event) && event.record == record, "what matches is found");
     const Event& e = events.all[record];
@@ -256,8 +310,8 @@ void Try(Input input) {
     return;
   }
   const TraceFile* trace = opened->get();
-  const auto fine =
-      MakeIndex(*trace, "fine", {.segmentRecords = 1, .entryRecords = 1, .boundaries = 4});
+  const auto fine = MakeIndex(
+      *trace, "fine", {.segmentRecords = 1, .entryRecords = 1, .boundaries = 4, .maskRecords = 1});
   AskSummary(*fine, events);
   const uint64_t records = events.all.size();
   const uint64_t first = std::min(from, to) * records / 256;
@@ -277,6 +331,8 @@ void Try(Input input) {
   }
   AskOverTime(*trace, *fine, events, cycle, records > 0 ? events.all[last].cycle : 7, 1 + to % 7);
   AskEvents(*trace, *fine, events, filter);
+  AskBatches(*trace, *fine, events, filter);
+  AskNumbers(*trace, *fine, events, filter, first);
   if ((shape & 64) != 0) {
     const auto coarse = MakeIndex(*trace, "coarse", {});
     const ArrayShape array = {1U + (shape & 3), 1U + (shape >> 2 & 1), 3U + (shape >> 3 & 3)};

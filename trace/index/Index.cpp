@@ -517,13 +517,18 @@ Result<uint64_t> Index::SumNode(size_t b, Activity activity, Place first, Place 
   return sum;
 }
 
-Result<uint64_t> Index::Counter(size_t b, Activity activity, size_t number) const {
+Result<uint64_t> Index::SumCounters(size_t b, Activity activity,
+                                    std::span<const size_t> numbers) const {
   const auto narrow = Node(b, activity);
   if (!narrow) {
     return narrow.Why();
   }
   const size_t counters = CountersOf(boundaries[b - 1], activity);
-  return number < counters ? SumNarrow(**narrow, number, number + 1) : 0;
+  uint64_t sum = 0;
+  for (const size_t number : numbers) {
+    sum += number < counters ? SumNarrow(**narrow, number, number + 1) : 0;
+  }
+  return sum;
 }
 
 // Of which levels there are masks: the uppermost ones.

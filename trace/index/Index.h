@@ -110,8 +110,9 @@ class Index {
   // is damaged.
   Result<uint64_t> SumNode(size_t b, Activity activity, Place first, Place last) const;
 
-  // One counter of the node of boundary b; 0 where it has none of that number.
-  Result<uint64_t> Counter(size_t b, Activity activity, size_t number) const;
+  // The sum of some counters of the node of boundary b, by their numbers; one that it does not have
+  // is 0.
+  Result<uint64_t> SumCounters(size_t b, Activity activity, std::span<const size_t> numbers) const;
 
   // Whether there is a mask of the last 2^level segments up to boundary b, whose number is a
   // multiple of 2^level, and its section, see ThreadMask; good until the next question.

@@ -33,7 +33,7 @@ uint32_t SampleRecords(const Columns& columns, size_t from, size_t to, uint32_t 
 
 IndexBuilder::IndexBuilder(SegmentPacker::Sink sink, IndexLimits limits)
     : limits(limits),
-      packer(std::move(sink), limits.boundaries),
+      packer(std::move(sink), limits),
       times(limits.timeCells),
       furtherTimes(times),
       stride(limits.entryRecords),

@@ -92,7 +92,8 @@ struct IndexLimits {
   uint64_t entryRecords = 2048;     // between entries of the sparse table, likewise
   size_t boundaries = 2048;         // at most; a power of two
   size_t entries = 8192;            // at most
-  size_t timeCells = 16384;         // of the time table, at most; a power of two
+  uint64_t maskRecords = 262144;  // at least, of what has a mask: reading them takes a millisecond
+  size_t timeCells = 16384;       // of the time table, at most; a power of two
 
   // Of a segment, however long the trace: three bytes count its events. The table of boundaries of
   // a trace of 17 billion records and more does grow.

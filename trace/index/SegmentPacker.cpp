@@ -137,7 +137,7 @@ void SegmentPacker::MergeNodes(Node& node, int levels, IndexBoundary& boundary) 
 void SegmentPacker::AddMask(const Node& node, int level, IndexBoundary& boundary) {
   const size_t before = boundaries.size() + 1 - (size_t{1} << level);
   const uint64_t records = boundary.record - (before == 0 ? 0 : boundaries[before - 1].record);
-  if (records >= ThreadMask::LEAST_RECORDS && !node.mask.empty()) {
+  if (records >= maskRecords && !node.mask.empty()) {
     boundary.masks.push_back(sink(ThreadMask::Encode(node.mask, node.columns, node.rows, records)));
   }
 }

@@ -59,8 +59,11 @@ class SegmentPacker {
   // Packs and keeps a section.
   typedef std::function<IndexSection(std::span<const uint8_t> raw)> Sink;
 
-  // There is room for so many boundaries; more of them move.
-  SegmentPacker(Sink sink, size_t room) : sink(std::move(sink)) { boundaries.reserve(room); }
+  // There is room for as many boundaries as the limits tell; more of them move.
+  SegmentPacker(Sink sink, const IndexLimits& limits)
+      : sink(std::move(sink)), maskRecords(limits.maskRecords) {
+    boundaries.reserve(limits.boundaries);
+  }
 
   // Takes up an index behind its last boundary. A fault where it is damaged.
   [[nodiscard]] Fault Resume(const Index& index);
@@ -107,6 +110,7 @@ class SegmentPacker {
   void AddMask(const Node& node, int level, IndexBoundary& boundary);
 
   Sink sink;
+  uint64_t maskRecords;  // at least, of what has a mask
   std::vector<IndexBoundary> boundaries;
   uint32_t columns = 0;  // of the codes
   uint32_t rows = 0;

@@ -31,9 +31,6 @@ class ThreadMask {
     return static_cast<uint8_t>(1U << ClassOf(thread));
   }
 
-  // Stretches of fewer records have none: reading them takes a millisecond or less.
-  static constexpr uint64_t LEAST_RECORDS = 262144;
-
   // A section of an index: a byte that tells how often four positions were put together, and the
   // bytes that are left, row by row. `bits` has columns * rows of them, which are powers of two;
   // `records` is how many the stretch has, by which the size of the section is held.

@@ -1,4 +1,4 @@
-#include "trace/ask/Query.h"
+#include "trace/ask/EventCursor.h"
 
 #include <gtest/gtest.h>
 
@@ -7,85 +7,14 @@
 #include <random>
 
 #include "tests/support/TraceText.h"
+#include "tests/trace/support/Filters.h"
 #include "tests/trace/support/Opened.h"
 #include "tests/trace/support/RandomTrace.h"
+#include "trace/ask/RegionActivity.h"
 #include "trace/ask/Walk.h"
 
 namespace marrowfin::testing {
 namespace {
-
-TraceEvent AsTraceEvent(const Event& event, uint64_t record) {
-  return {record, event.cycle, event.thread, event.type, event.at, event.to};
-}
-
-// The animation step of a viewer that consumes each event, by playing the trace.
-std::vector<uint64_t> StepsOf(const std::vector<Event>& events, uint64_t skipTo) {
-  std::vector<uint64_t> steps(events.size());
-  size_t i = 0;
-  while (i < events.size() && events[i++].cycle < skipTo) {
-  }
-  uint64_t shown = 0;
-  for (uint64_t step = 1; i < events.size(); ++i) {
-    steps[i] = step;
-    if (events[i].cycle != shown) {
-      shown = events[i].cycle;
-      ++step;
-    }
-  }
-  return steps;
-}
-
-// What a filter lets through, by looking at every event.
-std::vector<uint64_t> Expected(const std::vector<Event>& events, const EventFilter& filter) {
-  const std::vector<uint64_t> steps = StepsOf(events, filter.skipTo);
-  std::vector<uint64_t> records;
-  for (size_t i = 0; i < events.size(); ++i) {
-    if (steps[i] >= filter.firstStep && steps[i] <= filter.lastStep &&
-        filter.Matches(AsTraceEvent(events[i], i))) {
-      records.push_back(i);
-    }
-  }
-  return records;
-}
-
-EventFilter RandomFilter(std::mt19937& random, const std::vector<Event>& events, uint32_t side) {
-  EventFilter filter;
-  const auto half = [&] { return random() % 2 == 0; };
-  if (half()) {
-    filter.firstCycle = events[random() % events.size()].cycle;
-    filter.lastCycle = filter.firstCycle + random() % 50;
-  }
-  if (half()) {
-    filter.firstRecord = random() % events.size();
-    filter.lastRecord = filter.firstRecord + random() % events.size();
-  }
-  if (half()) {
-    filter.skipTo = half() ? 0 : events[random() % events.size()].cycle + random() % 3;
-    const std::vector<uint64_t> steps = StepsOf(events, filter.skipTo);
-    filter.firstStep = half() ? 0 : steps[random() % events.size()];
-    filter.lastStep = half() ? ~uint64_t{0} : filter.firstStep + random() % 20;
-  }
-  filter.switches = half();
-  filter.fires = half();
-  filter.sends = half();
-  if (half()) {
-    filter.thread = random() % 9;
-  }
-  if (half()) {
-    const uint32_t column = static_cast<uint32_t>(random() % side);
-    const uint32_t row = static_cast<uint32_t>(random() % side);
-    filter.region = Region{
-        {column, row},
-        {column + static_cast<uint32_t>(random() % 4), row + static_cast<uint32_t>(random() % 4)}};
-  }
-  return filter;
-}
-
-// A trace with an index of short segments and a dense or a thin sparse table.
-void IndexAnew(Opened& opened, IndexLimits limits) {
-  ASSERT_TRUE(IsFine(Index::Build(*opened.trace, opened.index->FileName(), {}, limits)));
-  opened.Reopen();
-}
 
 std::vector<uint64_t> FindAll(EventCursor& cursor) {
   std::vector<uint64_t> records;
@@ -311,6 +240,121 @@ TEST(QueryTest, CursorFindsExactlyTheEventsThatMatchInManySegments) {
   }
 }
 
+TEST(QueryTest, CursorFindsExactlyTheEventsThatMatchWhereThreadsAndPlacesAreQuietForLong) {
+  std::mt19937 random(21);
+  for (const uint64_t maskRecords : {uint64_t{1}, uint64_t{1000}, uint64_t{1} << 40}) {
+    CompareQueries(PhasedEvents(random, 20000, 8), 8, 60, random,
+                   {.segmentRecords = 1, .entryRecords = 700, .maskRecords = maskRecords});
+    ASSERT_FALSE(HasFatalFailure());
+  }
+}
+
+TEST(QueryTest, CursorGoesOnFromWhereverItIsPlaced) {
+  std::mt19937 random(22);
+  const std::vector<Event> events = PhasedEvents(random, 12000, 8);
+  Opened opened(Encode(events));
+  IndexAnew(opened, {.segmentRecords = 1, .entryRecords = 600, .maskRecords = 1});
+  for (int round = 0; round < 20; ++round) {
+    const EventFilter filter = RandomFilter(random, events, 8);
+    const std::vector<uint64_t> expected = Expected(events, filter);
+    EventCursor cursor(*opened.trace, *opened.index, filter);
+    for (int place = 0; place < 30; ++place) {
+      const uint64_t record = random() % (events.size() + 10);
+      cursor.Seek(record);
+      auto next = std::lower_bound(expected.begin(), expected.end(), record);
+      TraceEvent event;
+      for (int step = 0; step < 4; ++step) {
+        if (random() % 2 == 0) {
+          ASSERT_EQ(cursor.Next(event), next != expected.end());
+          ASSERT_TRUE(next == expected.end() || event.record == *next++);
+        } else {
+          ASSERT_EQ(cursor.Previous(event), next != expected.begin());
+          ASSERT_TRUE(next == expected.begin() || event.record == *--next);
+        }
+      }
+    }
+  }
+}
+
+TEST(QueryTest, WhatLiesFarFromWhereTheCursorIsPlacedIsNotRead) {
+  std::mt19937 random(23);
+  const std::vector<Event> events = QuietCorner(random, {});
+  Opened opened(Encode(events));
+  IndexAnew(opened, SHORT_SEGMENTS);
+  EventCursor cursor(*opened.trace, *opened.index, {});
+  cursor.Seek(LONG / 2);
+  TraceEvent event;
+  ASSERT_TRUE(cursor.Previous(event));
+  EXPECT_EQ(event.record, LONG / 2 - 1);
+  ASSERT_TRUE(cursor.Next(event));
+  ASSERT_TRUE(cursor.Next(event));
+  EXPECT_EQ(event.record, LONG / 2);
+  EXPECT_LE(cursor.RecordsRead(), 4 * SEGMENT);
+}
+
+TEST(QueryTest, SegmentsWithoutEventsOfTheThreadAreNotRead) {
+  for (const uint32_t thread : {7U, 100U}) {
+    std::mt19937 random(24);
+    std::vector<Event> events = QuietCorner(random, {});
+    for (Event& event : events) {
+      event.thread = event.thread == 7 ? 6 : event.thread;
+    }
+    events[60000].thread = thread;
+    Opened opened(Encode(events));
+    IndexAnew(opened, SHORT_SEGMENTS);
+    EventFilter filter;
+    filter.thread = thread;
+    EventCursor cursor(*opened.trace, *opened.index, filter);
+    EXPECT_EQ(FindAll(cursor), std::vector<uint64_t>({60000}));
+    EXPECT_LE(cursor.RecordsRead(), 2 * SEGMENT) << "the end of the trace is known, too";
+    EXPECT_EQ(FindAllBack(cursor), std::vector<uint64_t>({60000}));
+    EXPECT_LE(cursor.RecordsRead(), 5 * SEGMENT);
+    filter.thread = 12345;
+    EventCursor nowhere(*opened.trace, *opened.index, filter);
+    EXPECT_TRUE(FindAll(nowhere).empty());
+    EXPECT_EQ(nowhere.RecordsRead(), 0U);
+  }
+}
+
+TEST(QueryTest, StretchesInWhichTheThreadIsNeverInTheRegionAreNotRead) {
+  std::mt19937 random(25);
+  std::vector<Event> events = QuietCorner(random, {});
+  // Both the region and the thread have something in every segment, but together once only.
+  for (size_t i = 0; i < LONG; i += 100) {
+    events[i] = {FIRE_RECORD, events[i].cycle, 2, {2, 1}, {}};
+  }
+  events[60000].thread = 5;
+  Opened opened(Encode(events));
+  IndexAnew(opened, {.segmentRecords = SEGMENT, .entryRecords = 512, .maskRecords = 4 * SEGMENT});
+  EventFilter filter;
+  filter.region = Region::Element({2, 1});
+  filter.thread = 5;
+  EventCursor cursor(*opened.trace, *opened.index, filter);
+  EXPECT_EQ(FindAll(cursor), std::vector<uint64_t>({60000}));
+  // Four segments of the mask, and what lies behind the last boundary and the last mask.
+  EXPECT_LE(cursor.RecordsRead(), 9 * SEGMENT);
+  EXPECT_EQ(Expected(events, filter), std::vector<uint64_t>({60000}));
+}
+
+TEST(QueryTest, SearchThatWasStoppedIsTakenUpWhereTheCursorIsPlaced) {
+  std::mt19937 random(26);
+  const std::vector<Event> events = RandomEvents(random, {.records = 5000});
+  const Opened opened(Encode(events));
+  EventFilter filter;
+  filter.region = Region::Element(events[4000].at);
+  bool stop = true;
+  EventCursor cursor(*opened.trace, *opened.index, filter, [&](const Progress&) { return !stop; });
+  TraceEvent event;
+  EXPECT_FALSE(cursor.Next(event));
+  EXPECT_EQ(cursor.GetFault().kind, Fault::CANCELLED);
+  stop = false;
+  EXPECT_FALSE(cursor.Next(event)) << "a fault stays";
+  cursor.Seek(4000);
+  EXPECT_FALSE(cursor.GetFault());
+  ASSERT_TRUE(cursor.Next(event));
+  EXPECT_EQ(event.record, 4000U);
+}
+
 // What a callback was told; it asks to stop at the `stopAt`-th call.
 struct Told {
   ProgressCallback Callback() {
@@ -391,7 +435,7 @@ TEST(QueryTest, CallerStopsASearchOnItsWayBack) {
   std::mt19937 random(9);
   const Opened opened(Encode(RandomEvents(random, {.records = 5000})));
   EventFilter filter;
-  filter.thread = 1000;
+  filter.region = Region::Element({500, 500});
   Told told;
   EventCursor cursor(*opened.trace, *opened.index, filter, told.Callback());
   EXPECT_TRUE(FindAll(cursor).empty());
@@ -406,7 +450,7 @@ TEST(QueryTest, CallerStopsASearch) {
   std::mt19937 random(3);
   const Opened opened(Encode(RandomEvents(random, {.records = 5000})));
   EventFilter filter;
-  filter.thread = 1000;
+  filter.region = Region::Element({500, 500});
   EventCursor cursor(*opened.trace, *opened.index, filter, [](const Progress&) { return false; });
   TraceEvent event;
   EXPECT_FALSE(cursor.Next(event));

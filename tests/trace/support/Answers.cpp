@@ -6,7 +6,8 @@
 
 #include "tests/support/Files.h"
 #include "trace/ask/ActivityReader.h"
-#include "trace/ask/Query.h"
+#include "trace/ask/EventCursor.h"
+#include "trace/ask/RegionActivity.h"
 #include "trace/ask/StateReader.h"
 #include "trace/ask/Walk.h"
 

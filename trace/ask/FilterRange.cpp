@@ -1,0 +1,93 @@
+#include "trace/ask/FilterRange.h"
+
+#include <algorithm>
+
+#include "trace/ask/Walk.h"
+
+namespace marrowfin {
+
+namespace {
+
+void Intersect(RecordRange& range, const RecordRange& other) {
+  range.begin = std::max(range.begin, other.begin);
+  range.end = std::min(range.end, other.end);
+}
+
+Fault NarrowToCycles(const TraceSource& trace, const Index& index, const EventFilter& filter,
+                     RecordRange& range) {
+  const Result<uint64_t> begin = FindCycle(trace, index, filter.firstCycle);
+  if (!begin) {
+    return begin.Why();
+  }
+  const Result<uint64_t> end = filter.lastCycle == ~uint64_t{0}
+                                   ? Result<uint64_t>(range.end)
+                                   : FindCycle(trace, index, filter.lastCycle + 1);
+  if (!end) {
+    return end.Why();
+  }
+  Intersect(range, {*begin, *end});
+  return {};
+}
+
+Fault NarrowToSteps(const TraceSource& trace, const Index& index, const EventFilter& filter,
+                    const ProgressCallback& progress, RecordRange& range) {
+  const Result<ViewerSteps> steps = FindSteps(trace, index, filter.skipTo, progress);
+  if (!steps) {
+    return steps.Why();
+  }
+  const Result<uint64_t> begin = filter.firstStep == 0
+                                     ? Result<uint64_t>(0)
+                                     : FindStepEnd(trace, index, *steps, filter.firstStep - 1);
+  if (!begin) {
+    return begin.Why();
+  }
+  const Result<uint64_t> end = FindStepEnd(trace, index, *steps, filter.lastStep);
+  if (!end) {
+    return end.Why();
+  }
+  Intersect(range, {*begin, *end});
+  return {};
+}
+
+}  // namespace
+
+Result<RecordRange> RangeOf(const TraceSource& trace, const Index& index, const EventFilter& filter,
+                            const ProgressCallback& progress) {
+  const Summary& summary = index.GetSummary();
+  RecordRange range = {filter.firstRecord, std::min(filter.lastRecord, summary.records)};
+  if (filter.thread && !summary.MayHaveThread(*filter.thread)) {
+    range.end = 0;
+  }
+  Fault fault;
+  if (summary.Ordered() && !filter.HasEveryCycle() && range.begin < range.end) {
+    fault = NarrowToCycles(trace, index, filter, range);
+  }
+  const bool everyStep = filter.firstStep == 0 && filter.lastStep == ~uint64_t{0};
+  if (!fault && !everyStep && range.begin < range.end) {
+    // Nothing of the range is gone through yet.
+    const uint64_t all = range.end - range.begin;
+    const auto ask = [&](const Progress&) { return progress({0, all, Progress::RECORDS}); };
+    fault = NarrowToSteps(trace, index, filter, progress ? ProgressCallback(ask) : nullptr, range);
+  }
+  if (fault) {
+    return Settle(trace, index, fault);
+  }
+  range.begin = std::min(range.begin, summary.records);
+  range.end = std::max(range.begin, range.end);
+  return range;
+}
+
+EventFilter WithinRange(const Index& index, const EventFilter& filter, const RecordRange& range) {
+  EventFilter within = filter;
+  within.firstRecord = range.begin;
+  within.lastRecord = range.end;
+  within.firstStep = 0;
+  within.lastStep = ~uint64_t{0};
+  if (index.GetSummary().Ordered()) {
+    within.firstCycle = 0;
+    within.lastCycle = ~uint64_t{0};
+  }
+  return within;
+}
+
+}  // namespace marrowfin
