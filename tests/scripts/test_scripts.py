@@ -1,5 +1,7 @@
 """The scripts that judge the project can say no."""
 
+import importlib.machinery
+import importlib.util
 import os
 import pathlib
 import shutil
@@ -128,6 +130,35 @@ def test_a_seed_plants_the_same_mistakes_again_and_another_one_others():
     first = planted("--count", "100", "--seed", "a")
     assert first == planted("--count", "100", "--seed", "a")
     assert first != planted("--count", "100", "--seed", "b")
+
+
+@pytest.fixture
+def mutate():
+    loader = importlib.machinery.SourceFileLoader("mutate", str(ROOT / "scripts" / "mutate"))
+    module = importlib.util.module_from_spec(importlib.util.spec_from_loader("mutate", loader))
+    loader.exec_module(module)
+    return module
+
+
+def listed(program, name, *environment):
+    properties = [{"name": "ENVIRONMENT", "value": list(environment)}] if environment else []
+    return {"command": [program, f"--gtest_filter={name}"], "properties": properties}
+
+
+def test_tests_of_one_program_with_the_same_environment_share_a_process(mutate):
+    tests = [listed("a", "A.one"), listed("b", "B.one"), listed("a", "A.two"),
+             listed("a", "A.one", "X=1"), {"command": ["python3", "c.py"]}]
+    groups = mutate.groups_of({"tests": tests})
+    assert [(g.words, g.environment, g.filters) for g in groups] == [
+        (("a",), (), ("A.one", "A.two")), (("b",), (), ("B.one",)),
+        (("a",), ("X=1",), ("A.one",)), (("python3", "c.py"), (), ())]
+
+
+def test_what_fails_in_company_gets_a_process_of_its_own(mutate):
+    group = mutate.Group(("a",), (), "", ("A.one", "A.two", "P/A.three/0"))
+    output = "x\n[  FAILED  ] A.two (3 ms)\n[  FAILED  ] P/A.three/0, where GetParam() = 1\n"
+    assert mutate.parts_of(group, output) == [("A.one",), ("A.two",), ("P/A.three/0",)]
+    assert mutate.parts_of(group, "terminated") == [group.filters]
 
 
 def test_the_sandbox_of_planted_mistakes_holds():
