@@ -44,11 +44,12 @@ std::vector<Fault::Kind> Findings(const Event& event, uint64_t cycleBefore,
     return kinds;
   }
   const bool isSwitch = event.type == SWITCH_RECORD;
+  const bool isSend = event.type == SEND_RECORD;
   if (isSwitch ? !options.array->HasSwitch(event.at) : !options.array->HasElement(event.at)) {
-    kinds.push_back(Fault::OUTSIDE_ARRAY);
+    kinds.push_back(isSend ? Fault::FAR_END : Fault::OUTSIDE_ARRAY);
   }
-  if (event.type == SEND_RECORD && !options.array->HasElement(event.to)) {
-    kinds.push_back(Fault::OUTSIDE_ARRAY);
+  if (isSend && !options.array->HasElement(event.to)) {
+    kinds.push_back(Fault::FAR_END);
   }
   return kinds;
 }
@@ -127,7 +128,8 @@ Outcome Read(std::unique_ptr<ByteSource> source, ReadOptions options, bool telli
   summarizer.Finish();
   const Fault& fault = reader.GetFault();
   CheckSummary(summarizer.Get(), result.events,
-               fault.kind != Fault::FALLING_CYCLE && fault.kind != Fault::OUTSIDE_ARRAY);
+               fault.kind != Fault::FALLING_CYCLE && fault.kind != Fault::OUTSIDE_ARRAY &&
+                   fault.kind != Fault::FAR_END);
   Require(summarizer.Get().bytes == reader.Offset(), "the records' bytes add up");
   if (fault) {
     Require(!fault.Text().empty() && !fault.reason.empty(), "a fault gives its reason");

@@ -7,12 +7,24 @@
 
 #include "tools/program/Interruption.h"
 #include "tools/program/Program.h"
+#include "tools/program/TerminalText.h"
 
 int main(int argc, char** argv) {
   // A file-size limit is then a failed write like any other, with a text and a clean end.
   std::signal(SIGXFSZ, SIG_IGN);
   marrowfin::OwnEndingSignals();
-  std::ostream* const terminal = isatty(STDERR_FILENO) != 0 ? &std::cerr : nullptr;
+  std::ios::sync_with_stdio(false);
+  const bool outWatched = isatty(STDOUT_FILENO) != 0;
+  const bool errWatched = isatty(STDERR_FILENO) != 0;
+  std::ostream errors(std::cerr.rdbuf());
+  marrowfin::TerminalBuffer printableErrors(errors);
+  std::ostream results(std::cout.rdbuf());
+  marrowfin::TerminalBuffer printableResults(results);
+  std::ostream watchedErrors(&printableErrors);
+  std::ostream watchedResults(&printableResults);
+  watchedErrors << std::unitbuf;
   const std::vector<std::string> arguments(argv + 1, argv + argc);
-  return marrowfin::RunProgram(arguments, {std::cout, std::cerr, terminal});
+  return marrowfin::RunProgram(
+      arguments, {outWatched ? watchedResults : std::cout, errWatched ? watchedErrors : std::cerr,
+                  errWatched ? &errors : nullptr});
 }

@@ -41,6 +41,7 @@ TEST_F(InfoTest, TheTextTellsTheFiguresOfATraceMadeByHand) {
       "sends         2\n"
       "transmissions 2 by 2 switches\n"
       "cycles        5 to 4000000000, 4 changes\n"
+      "steps         5, as the viewer draws them\n"
       "threads       4: 0 (1) 1 (4) 2 (1) 7 (1)\n"
       "extent        10 columns, 18 rows\n"
       "view it with  marrowfin -c 3 -d 2 -p 4 -f t.trace\n",
@@ -61,6 +62,7 @@ TEST_F(InfoTest, JsonTellsTheSameFigures) {
       {"lastCycle", 4000000000},
       {"largestCycle", 4000000000},
       {"changesOfCycle", 4},
+      {"steps", 5},
       {"fallingCycles", 0},
       {"extent", {{"columns", 10}, {"rows", 18}}},
       {"threads",
@@ -95,6 +97,7 @@ TEST_F(InfoTest, FallingCyclesAreCountedAndTheFirstIsNamed) {
   const CommandResult text = Run({"info", "t.trace"});
   EXPECT_EQ(0, text.exitStatus) << "info tells, check judges";
   EXPECT_THAT(text.out, HasSubstr("\ncycles        5 to 9, 4 changes\n"
+                                  "steps         4, as the viewer draws them\n"
                                   "order         the cycle falls 2 times, first at record 2\n"));
   const json told = RunForJson({"info", "t.trace"});
   EXPECT_EQ(2, told["fallingCycles"]);
@@ -183,13 +186,40 @@ TEST_F(InfoTest, DamagedPackedDataAreToldAsFarAsTheyGo) {
 
 TEST_F(InfoTest, WhereNoArrayShowsTheTraceItSaysSo) {
   // Switches are filed 4 positions into their clusters: none can be at column 3.
-  for (const char* text : {"switch 1 0 3 4\n", "fire 1 0 5000 0\n", "send 1 0 0 0 0 4096\n"}) {
+  for (const char* text : {"switch 1 0 3 4\n", "fire 1 0 5000 0\n"}) {
     Trace(text);
     const CommandResult result = Run({"info", "t.trace"});
     EXPECT_EQ(0, result.exitStatus);
     EXPECT_THAT(result.out,
                 EndsWith("\nview it with  nothing: no array shows all of its locations\n"));
     EXPECT_FALSE(RunForJson({"info", "t.trace"}).contains("view"));
+  }
+}
+
+TEST_F(InfoTest, AMessageThatGoesFartherThanAnyArrayTakesNoArrayAway) {
+  Trace("fire 1 0 9 0\nsend 2 0 0 0 0 4096\nsend 3 0 4294967295 0 17 0\n");
+  EXPECT_THAT(Run({"info", "t.trace"}).out,
+              EndsWith("\nview it with  marrowfin -c 2 -d 2 -p 4 -f t.trace\n"));
+  Trace("fire 1 0 9 0\nsend 2 0 0 0 0 4095\n");
+  EXPECT_THAT(Run({"info", "t.trace"}).out,
+              EndsWith("\nview it with  marrowfin -c 512 -d 2 -p 4 -f t.trace\n"));
+}
+
+// The step behind the last one that is drawn is the one in which the trace ends.
+TEST_F(InfoTest, TheStepsAreThoseThatAStateCanBeToldOf) {
+  for (const char* text :
+       {"", "fire 0 0 0 0\n", "fire 5 0 0 0\n", "fire 0 0 0 0\nfire 0 0 0 0\n",
+        "fire 0 0 0 0\nfire 3 0 0 0\n", "fire 3 0 0 0\nfire 3 0 0 0\nfire 4 0 0 0\n",
+        "fire 3 0 0 0\nfire 0 0 0 0\nfire 4 0 0 0\nfire 4 0 0 0\n"}) {
+    SCOPED_TRACE(text);
+    Trace(text);
+    const uint64_t steps = RunForJson({"info", "t.trace"})["steps"];
+    const auto state = [&](uint64_t step) {
+      return Run({"state", "t.trace", "--step", std::to_string(step)});
+    };
+    EXPECT_THAT(state(steps).out, Not(HasSubstr("never drawn")));
+    EXPECT_THAT(state(steps + 1).out, HasSubstr("never drawn"));
+    EXPECT_EQ(1, state(steps + 2).exitStatus);
   }
 }
 

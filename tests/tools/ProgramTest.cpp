@@ -9,6 +9,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <map>
 #include <thread>
 
 #include "tests/support/Command.h"
@@ -189,6 +190,57 @@ TEST_F(ProgramTest, AnOutputThatIsStandardOutputIsAloneThere) {
                       "--records 1 >>t; \"$0\" synth -o t --records 1 >>t; head -c 8 t",
                   MARROWFIN_TRACE});
   EXPECT_EQ("precious", appended.out);
+}
+
+TEST_F(ProgramTest, AMistypedSubcommandGetsTheNearestRightOne) {
+  const std::map<std::string, std::string> meant = {
+      {"stat", "state"}, {"sate", "state"},    {"satte", "state"}, {"inf", "info"},
+      {"infos", "info"}, {"inport", "import"}, {"Index", "index"}, {"snyth", "synth"}};
+  for (const auto& [mistyped, right] : meant) {
+    const CommandResult result = RunCommand({MARROWFIN_TRACE, mistyped, "t"});
+    EXPECT_EQ(2, result.exitStatus);
+    EXPECT_EQ("marrowfin-trace: " + mistyped + ": no such subcommand\n  Is " + right + " meant?\n",
+              result.err);
+  }
+  for (const std::string other : {"view", "x", "", "frobnicate"}) {
+    const CommandResult result = RunCommand({MARROWFIN_TRACE, other});
+    EXPECT_EQ(2, result.exitStatus);
+    EXPECT_EQ("marrowfin-trace: " + other +
+                  ": no such subcommand\n  marrowfin-trace --help lists them.\n",
+              result.err);
+  }
+}
+
+TEST_F(ProgramTest, NoNameOfAFileIsACommandToATerminal) {
+  const std::string name = folder.File(
+      "a\033[2Jb\xc2\x9b"
+      "31m\xff\r\xc3\xa9");
+  const std::vector<std::string> words = {MARROWFIN_TRACE, "info", name};
+  RunningProgram program(words, RunningProgram::TO_TERMINAL);
+  program.Wait();
+  EXPECT_THAT(program.Err(), HasSubstr("/a\\x1b[2Jb\\xc2\\x9b"
+                                       "31m\\xff\\x0d\xc3\xa9: cannot open"));
+  EXPECT_THAT(program.Err(), ::testing::Not(HasSubstr("\033")));
+  EXPECT_THAT(RunCommand(words).err, HasSubstr(name)) << "a file gets the bytes as they are";
+}
+
+TEST_F(ProgramTest, APackedCaptureIsUnpacked) {
+  const std::string capture = CaptureOf(std::string("[") + fire + "]");
+  ASSERT_EQ(0, RunCommand({"gzip", "-k", capture}).exitStatus);
+  ASSERT_EQ(0, RunCommand({"zstd", "-q", capture}).exitStatus);
+  ASSERT_EQ(0, RunCommand(ImportWords(capture)).exitStatus);
+  const std::string expected = testing::ReadFile(folder.File("out.trace"));
+  for (const char* const suffix : {".gz", ".zst"}) {
+    std::filesystem::remove(folder.File("out.trace"));
+    const CommandResult result = RunCommand(ImportWords(capture + suffix));
+    EXPECT_EQ(0, result.exitStatus) << result.err;
+    EXPECT_EQ(expected, testing::ReadFile(folder.File("out.trace")));
+  }
+  const std::string packed = testing::ReadFile(capture + ".gz");
+  testing::WriteFile(capture + ".gz", packed.substr(0, packed.size() - 9));
+  const CommandResult cut = RunCommand(ImportWords(capture + ".gz"));
+  EXPECT_EQ(1, cut.exitStatus);
+  EXPECT_THAT(cut.err, StartsWith("marrowfin-trace: " + capture + ".gz: the packed data ends "));
 }
 
 // What a terminal shows of a program that ends well.

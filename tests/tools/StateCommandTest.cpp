@@ -49,12 +49,12 @@ TEST_F(StateCommandTest, StepsAreThoseOfTheViewer) {
   EXPECT_EQ(
       "t.trace: step 1, cycle 6, 1 records from record 1, -c 1 -d 2 -p 4\n"
       "untouched elements #6e6e6e, untouched switches #7f7f7f\n"
-      "switch 0 0 #ff0101\n",
+      "switch of cluster 0 0 at 4 4 #ff0101\n",
       At({"--step", "1"}));
   EXPECT_EQ(
       "t.trace: step 2, cycle 260, 2 records from record 1, -c 1 -d 2 -p 4\n"
       "untouched elements #a5a5a5, untouched switches #bfbfbf\n"
-      "switch 0 0 #ff8080\n"
+      "switch of cluster 0 0 at 4 4 #ff8080\n"
       "message 7 2 to 0 1 #ff0000 age 0\n",
       At({"--step", "2"}));
   EXPECT_EQ(
@@ -62,7 +62,7 @@ TEST_F(StateCommandTest, StepsAreThoseOfTheViewer) {
       "untouched elements #c0c0c0, untouched switches #dfdfdf\n"
       "element 7 2 #01ff01\n"
       "element 3 3 #0101ff\n"
-      "switch 0 0 #ffbfbf\n"
+      "switch of cluster 0 0 at 4 4 #ffbfbf\n"
       "message 7 2 to 0 1 #ff3333 age 1\n",
       At({"--step", "3"}));
 }
@@ -99,7 +99,7 @@ TEST_F(StateCommandTest, ACycleHasEveryEventUpToIt) {
       "t.trace: step 2, cycle 6, 2 records from record 0, -c 1 -d 2 -p 4\n"
       "untouched elements #a5a5a5, untouched switches #bfbfbf\n"
       "element 7 2 #6eff01\n"
-      "switch 0 0 #ff0101\n";
+      "switch of cluster 0 0 at 4 4 #ff0101\n";
   EXPECT_EQ(atSix, At({"--cycle", "6"}));
   EXPECT_EQ(atSix, At({"--cycle", "259"}));
   EXPECT_EQ(
@@ -107,7 +107,7 @@ TEST_F(StateCommandTest, ACycleHasEveryEventUpToIt) {
       "untouched elements #c0c0c0, untouched switches #dfdfdf\n"
       "element 7 2 #a5ff01\n"
       "element 3 3 #0101ff\n"
-      "switch 0 0 #ff8080\n"
+      "switch of cluster 0 0 at 4 4 #ff8080\n"
       "message 7 2 to 0 1 #ff0000 age 0\n",
       At({"--cycle", "260"}));
   const std::string atEnd =
@@ -115,7 +115,7 @@ TEST_F(StateCommandTest, ACycleHasEveryEventUpToIt) {
       "untouched elements #cecece, untouched switches #efefef\n"
       "element 7 2 #01ff01\n"
       "element 3 3 #6e01ff\n"
-      "switch 0 0 #ffbfbf\n"
+      "switch of cluster 0 0 at 4 4 #ffbfbf\n"
       "message 7 2 to 0 1 #ff3333 age 1\n";
   EXPECT_EQ(atEnd, At({"--cycle", "261"}));
   EXPECT_EQ(atEnd, At({"--cycle", "18446744073709551615"}));
@@ -185,7 +185,7 @@ TEST_F(StateCommandTest, ThreadsHaveSixColours) {
       "element 4 7 #ff01ff\n"
       "element 5 7 #01ffff\n"
       "element 6 7 #ff0101\n"
-      "switch 0 0 #0101ff\n",  // 4294967295 is 3 modulo 6
+      "switch of cluster 0 0 at 4 4 #0101ff\n",  // 4294967295 is 3 modulo 6
       At({"--cycle", "1"}));
 }
 
@@ -206,7 +206,8 @@ TEST_F(StateCommandTest, ColoursFadeStepByStepAndRest) {
     const std::string shown = At({"--cycle", std::to_string(age)});
     EXPECT_THAT(shown, HasSubstr("\nelement 0 0 #" + std::string(green[age]) + "ff01\n"));
     EXPECT_THAT(shown, HasSubstr(age == 0 ? "\nelement 1 0 #ff0101\n" : "\nelement 1 0 #ed0101\n"));
-    EXPECT_THAT(shown, HasSubstr("\nswitch 0 0 #" + std::string(filed[age]) + "ff" + filed[age]));
+    EXPECT_THAT(shown, HasSubstr("\nswitch of cluster 0 0 at 4 4 #" + std::string(filed[age]) +
+                                 "ff" + filed[age]));
     const std::string message = "message 1 1 to 2 2 #ff" + std::string(sent[age]) + sent[age] +
                                 " age " + std::to_string(age) + "\n";
     const bool live = age <= 11;
@@ -239,13 +240,15 @@ TEST_F(StateCommandTest, TheArrayIsTheSmallestUnlessOneIsGiven) {
 TEST_F(StateCommandTest, SwitchesAreNamedByTheirClusters) {
   Trace("fire 1 0 23 0\nswitch 1 1 20 4\nswitch 1 2 4 12\n");
   EXPECT_THAT(At({"--cycle", "1"}), HasSubstr("-c 3 -d 2 -p 4\n"));
-  EXPECT_THAT(At({"--cycle", "1"}), HasSubstr("\nswitch 2 0 #01ff01\nswitch 0 1 #ffff01\n"));
+  EXPECT_THAT(At({"--cycle", "1"}), HasSubstr("\nswitch of cluster 2 0 at 20 4 #01ff01\n"
+                                              "switch of cluster 0 1 at 4 12 #ffff01\n"));
   // In clusters of 16 positions one at column 20 is that of the second.
   EXPECT_THAT(At({"--cycle", "0", "-c", "2", "-d", "4"}), HasSubstr("-c 2 -d 4 -p 4\n"));
 }
 
 TEST_F(StateCommandTest, AnEventThatTheArrayLacksEndsWhatCanBeTold) {
-  EXPECT_THAT(At({"--step", "2", "-d", "1", "-c", "1"}), HasSubstr("switch 0 0 #ff8080\n"));
+  EXPECT_THAT(At({"--step", "2", "-d", "1", "-c", "1"}),
+              HasSubstr("switch of cluster 0 0 at 4 4 #ff8080\n"));
   const CommandResult result = Run({"state", "t.trace", "--step", "3", "-d", "1", "-c", "1"});
   EXPECT_EQ(1, result.exitStatus);
   EXPECT_EQ("", result.out);
@@ -265,6 +268,69 @@ TEST_F(StateCommandTest, WhereNoArrayShowsTheTraceOneMustBeGiven) {
 }
 
 // The event that is reached is read over, too.
+TEST_F(StateCommandTest, WhatABrokenTraceStillTellsSaysThatItIsBroken) {
+  testing::WriteFile(folder.File("t.trace"),
+                     testing::TraceBytes("fire 1 0 0 0\nfire 2 0 1 0\nfire 3 0 2 0\n"
+                                         "fire 4 0 3 0\nraw 3 4 0 8 0000\n"));
+  const std::string fault =
+      "t.trace: record 4 at byte 112: the trace ends after 2 of the 8 bytes of a payload";
+  // The missing record may be of cycle 4, and of the step that meets the end.
+  const std::vector<std::vector<std::string>> whole = {
+      {"--cycle", "3"}, {"--step", "0"}, {"--step", "3"}};
+  const std::vector<std::vector<std::string>> cut = {
+      {"--cycle", "4"}, {"--cycle", "99"}, {"--step", "4"}};
+  for (const bool limited : {false, true}) {
+    for (std::vector<std::string> words : limited ? cut : whole) {
+      SCOPED_TRACE(::testing::PrintToString(words));
+      words.insert(words.begin(), {"state", "t.trace"});
+      const CommandResult result = Run(words);
+      EXPECT_EQ(limited ? 1 : 0, result.exitStatus);
+      EXPECT_THAT(result.out, HasSubstr("\nthe trace breaks off: " + fault));
+      EXPECT_EQ(limited, result.err.find(fault) != std::string::npos) << result.err;
+      const json told = RunForJson(words, limited ? 1 : 0);
+      EXPECT_EQ("cut-record", told["fault"]["kind"]);
+      EXPECT_EQ(4, told["fault"]["record"]);
+    }
+  }
+  const CommandResult behind = Run({"state", "t.trace", "--step", "5"});
+  EXPECT_EQ(1, behind.exitStatus);
+  EXPECT_THAT(behind.err, HasSubstr("the trace ends in step 4; the trace breaks off: " + fault));
+  Trace("fire 1 0 0 0\nfire 2 0 1 0\n");
+  EXPECT_FALSE(RunForJson({"state", "t.trace", "--cycle", "2"}).contains("fault"));
+}
+
+TEST_F(StateCommandTest, NumbersAreDecimalWhateverZerosTheyBeginWith) {
+  std::string text;
+  for (int cycle = 1; cycle < 120; ++cycle) {
+    text += "fire " + std::to_string(cycle) + " 0 0 0\n";
+  }
+  Trace(text);
+  EXPECT_EQ(100, RunForJson({"state", "t.trace", "--cycle", "0100"})["cycle"]);
+  EXPECT_EQ(8, RunForJson({"state", "t.trace", "--step", "0008"})["step"]);
+  EXPECT_EQ(10, RunForJson({"state", "t.trace", "--step", "1", "-c", "010"})["clusters"]);
+  EXPECT_EQ(2, Run({"state", "t.trace", "--cycle", "0x10"}).exitStatus);
+  EXPECT_EQ(2, Run({"state", "t.trace", "--cycle", "-1"}).exitStatus);
+  // As the viewer reads them.
+  const auto skipping = [&](const std::string& cycle) {
+    return RunForJson({"state", "t.trace", "--step", "1", "-F", cycle})["cycle"];
+  };
+  EXPECT_EQ(101, skipping("0100"));
+  EXPECT_EQ(101, skipping("+00100"));
+  for (const std::string none : {"100th", "none", "", "-", "0x10", "2147483648", "--5"}) {
+    EXPECT_EQ(2, Run({"state", "t.trace", "--step", "1", "-F", none}).exitStatus) << none;
+  }
+}
+
+TEST_F(StateCommandTest, JsonOfALargeArrayIsWhole) {
+  const json told = RunForJson({"state", "t.trace", "--cycle", "5", "-c", "100"});
+  ASSERT_EQ(800U, told["elements"].size());
+  for (const json& row : told["elements"]) {
+    ASSERT_EQ(800U, row.size());
+  }
+  EXPECT_EQ("#01ff01", told["elements"][2][7]);
+  EXPECT_EQ(100U, told["switches"].size());
+}
+
 TEST_F(StateCommandTest, SkippingStartsBehindTheFirstEventThatIsLateEnough) {
   const std::string skipped =
       "t.trace: step 1, cycle 260, 1 records from record 3, -c 1 -d 2 -p 4\n"
@@ -324,7 +390,9 @@ TEST_F(StateCommandTest, AnEmptyTraceHasTheArrayAsBuilt) {
 
 TEST_F(StateCommandTest, ATraceThatBreaksOffIsToldUpToThere) {
   testing::WriteFile(folder.File("t.trace"), testing::TraceBytes(byHand).substr(0, 130));
-  EXPECT_THAT(At({"--cycle", "261"}), StartsWith("t.trace: step 3, cycle 260, 4 records "));
+  const CommandResult result = Run({"state", "t.trace", "--cycle", "261"});
+  EXPECT_EQ(1, result.exitStatus);
+  EXPECT_THAT(result.out, StartsWith("t.trace: step 3, cycle 260, 4 records "));
 }
 
 // A step far into a trace of many keyframes is that of the short rest of it: what was touched long

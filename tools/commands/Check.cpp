@@ -19,7 +19,9 @@ constexpr char footer[] =
     "  marrowfin-trace check run.trace -c 4 -d 2 -p 4\n"
     "\n"
     "Names every fault with its record and byte: cut records, unknown types, wrong lengths and\n"
-    "falling cycles; with any of -c, -d and -p also locations that the array lacks. A cut record,\n"
+    "falling cycles; with any of -c, -d and -p also locations that the array lacks, but for ends "
+    "of\n"
+    "messages, which may be anywhere and are counted by themselves. A cut record,\n"
     "an unknown type or a wrong length is the last one: nothing tells where the next record\n"
     "begins.\n"
     "\n"
@@ -39,7 +41,16 @@ struct Findings {
   uint64_t count = 0;
   uint64_t most = 0;
 
+  // Ends of messages outside the array, which are no faults, and the first of them.
+  uint64_t farEnds = 0;
+  Fault firstFarEnd = {};
+
   void Add(const Fault& fault) {
+    if (fault.kind == Fault::FAR_END) {
+      firstFarEnd = farEnds == 0 ? fault : firstFarEnd;
+      ++farEnds;
+      return;
+    }
     ++count;
     if (shown.size() < most) {
       shown.push_back(fault);
@@ -52,11 +63,30 @@ std::string FindingsAsJson(const CheckFlags& flags, const Summary& summary,
   nlohmann::json json = {{"trace", flags.trace},
                          {"records", summary.records},
                          {"faults", findings.count},
+                         {"farEnds", findings.farEnds},
                          {"shown", nlohmann::json::array()}};
+  if (findings.farEnds > 0) {
+    json["firstFarEnd"] = AsJson(findings.firstFarEnd);
+  }
   for (const Fault& fault : findings.shown) {
     json["shown"].push_back(AsJson(fault));
   }
   return JsonText(json);
+}
+
+void Print(const CheckFlags& flags, const Summary& summary, const Findings& findings,
+           std::ostream& out) {
+  for (const Fault& fault : findings.shown) {
+    out << fault.Text() << "\n";
+  }
+  if (findings.count == 0) {
+    out << flags.trace << ": " << summary.records << " records, nothing wrong\n";
+  }
+  if (findings.farEnds > 0) {
+    out << flags.trace << ": " << findings.farEnds
+        << " ends of messages outside the array, as they may be, the first: "
+        << findings.firstFarEnd.Text() << "\n";
+  }
 }
 
 MaybeFailure Check(const CheckFlags& flags, const Console& console) {
@@ -80,14 +110,9 @@ MaybeFailure Check(const CheckFlags& flags, const Console& console) {
   if (flags.json) {
     console.out << FindingsAsJson(flags, summary, findings);
   } else {
-    for (const Fault& fault : findings.shown) {
-      console.out << fault.Text() << "\n";
-    }
+    Print(flags, summary, findings, console.out);
   }
   if (findings.count == 0) {
-    if (!flags.json) {
-      console.out << flags.trace << ": " << summary.records << " records, nothing wrong\n";
-    }
     return std::nullopt;
   }
   return Failure{EXIT_INPUT,
@@ -101,9 +126,7 @@ Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<CheckFlags>();
   app.add_option("TRACE", flags->trace, "The trace")->required();
   flags->shape.Declare(app);
-  app.add_option("--most", flags->most, "Show at most this many faults")
-      ->capture_default_str()
-      ->check(CheckCount);
+  AddCount(app, "--most", flags->most, "Show at most this many faults")->capture_default_str();
   app.add_flag("--json", flags->json, "Print JSON");
   return [flags](const Console& console) { return Check(*flags, console); };
 }

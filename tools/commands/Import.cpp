@@ -151,10 +151,9 @@ Action Configure(CLI::App& app) {
                "Leave out the two records that make the viewer show every event");
   app.add_flag("--strict", flags->strict,
                "Refuse an input with an event that holds what is not known or lacks a field");
-  app.add_option("--max-records", flags->mostRecords,
-                 "Refuse an input that becomes more records than this")
-      ->capture_default_str()
-      ->check(CheckCount);
+  AddCount(app, "--max-records", flags->mostRecords,
+           "Refuse an input that becomes more records than this")
+      ->capture_default_str();
   return [flags](const Console& console) { return Import(*flags, console); };
 }
 

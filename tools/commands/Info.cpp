@@ -29,7 +29,30 @@ struct InfoFlags {
   bool json = false;
 };
 
-std::string SummaryAsJson(const std::string& name, const Summary& s) {
+// Counts the animation steps of a viewer that skips to no cycle.
+class StepCounter {
+ public:
+  void Add(const Columns& columns) {
+    for (size_t i = 0; i < columns.size && records < 2; ++i, ++records) {
+      cycles[records] = columns.cycle[i];
+    }
+  }
+
+  // The viewer's start takes the first record and shows nothing of it. Its first step compares the
+  // cycle of the next one with 0, and each step but the last ends with a change of cycle.
+  uint64_t Steps(const Summary& summary) const {
+    if (records < 2) {
+      return 0;
+    }
+    return summary.changes - (cycles[1] != cycles[0] ? 1 : 0) + (cycles[1] != 0 ? 1 : 0);
+  }
+
+ private:
+  uint64_t cycles[2] = {};
+  size_t records = 0;
+};
+
+std::string SummaryAsJson(const std::string& name, const Summary& s, uint64_t steps) {
   nlohmann::json json = {
       {"trace", name},
       {"records", s.records},
@@ -41,6 +64,7 @@ std::string SummaryAsJson(const std::string& name, const Summary& s) {
       {"lastCycle", s.lastCycle},
       {"largestCycle", s.maxCycle},
       {"changesOfCycle", s.changes},
+      {"steps", steps},
       {"fallingCycles", s.falls},
       {"extent",
        {{"columns", std::max(s.fired.columns, s.sent.columns)},
@@ -97,7 +121,7 @@ void PrintView(const std::string& name, const Summary& s, std::ostream& out) {
   }
 }
 
-void Print(const std::string& name, const Summary& s, std::ostream& out) {
+void Print(const std::string& name, const Summary& s, uint64_t steps, std::ostream& out) {
   out << name << "\n";
   out << "records       " << s.records << " (" << s.bytes << " bytes)\n";
   if (s.records == 0) {
@@ -108,6 +132,7 @@ void Print(const std::string& name, const Summary& s, std::ostream& out) {
   out << "transmissions " << s.switches << " by " << s.switchPlaces.size() << " switches\n";
   out << "cycles        " << s.firstCycle << " to " << s.maxCycle << ", " << s.changes
       << " changes\n";
+  out << "steps         " << steps << ", as the viewer draws them\n";
   if (!s.Ordered()) {
     out << "order         the cycle falls " << s.falls << " times, first at record " << s.firstFall
         << "\n";
@@ -122,13 +147,15 @@ MaybeFailure Info(const InfoFlags& flags, const Console& console) {
   Summary summary;
   ReadOptions options;
   options.ordered = false;
-  if (MaybeFailure failure = Summarize(flags.trace, options, console, summary)) {
+  StepCounter counter;
+  const auto count = [&](const Columns& columns) { counter.Add(columns); };
+  if (MaybeFailure failure = Summarize(flags.trace, options, console, summary, count)) {
     return failure;
   }
   if (flags.json) {
-    console.out << SummaryAsJson(flags.trace, summary);
+    console.out << SummaryAsJson(flags.trace, summary, counter.Steps(summary));
   } else {
-    Print(flags.trace, summary, console.out);
+    Print(flags.trace, summary, counter.Steps(summary), console.out);
   }
   return summary.end ? MaybeFailure(FailureOf(summary.end)) : std::nullopt;
 }

@@ -25,8 +25,8 @@ constexpr char footer[] =
     "same -c, -d, -p and -F; --cycle tells the state with every event up to and including that\n"
     "cycle applied. As text, elements and switches that no event has touched are left out.\n"
     "\n"
-    "Exit status: 0 done, 1 the trace cannot be read or has no such moment, 2 command line\n"
-    "refused, 3 nowhere is room for the index.";
+    "Exit status: 0 done, 1 the trace cannot be read, has no such moment or breaks off before\n"
+    "all of it, 2 command line refused, 3 nowhere is room for the index.";
 
 struct StateFlags {
   std::string trace;
@@ -43,19 +43,50 @@ std::string Hex(Color color) {
   return text;
 }
 
-nlohmann::json Colors(const std::vector<Color>& colors, uint32_t side) {
-  nlohmann::json rows = nlohmann::json::array();
-  for (size_t i = 0; i < colors.size(); ++i) {
-    if (i % side == 0) {
-      rows.push_back(nlohmann::json::array());
-    }
-    rows.back().push_back(Hex(colors[i]));
-  }
-  return rows;
+// What is asked for and what is known of it.
+struct Answer {
+  const StateFlags& flags;
+  const ArrayState& state;
+  const Fault& end;  // where the trace breaks off, if it does
+};
+
+// JSON of a value, on one line.
+std::string Inline(const nlohmann::json& value) {
+  std::string text = JsonText(value, -1);
+  text.pop_back();
+  return text;
 }
 
-std::string StateAsJson(const std::string& name, const ArrayState& s) {
-  nlohmann::json json = {{"trace", name},
+// Rows of colours. They are written as they are told: as a tree of values, the picture of a large
+// array would take a hundred times the memory of its colours.
+void PrintRows(const std::vector<Color>& colors, uint32_t columns, std::ostream& out) {
+  out << "[";
+  for (size_t i = 0; i < colors.size(); ++i) {
+    const char* const before = i == 0 ? "[" : i % columns == 0 ? "],[" : ",";
+    out << before << '"' << Hex(colors[i]) << '"';
+  }
+  out << (colors.empty() ? "]" : "]]");
+}
+
+void PrintMessages(const ArrayState& s, std::ostream& out) {
+  out << "[";
+  const char* before = "";
+  for (const LiveMessage& m : s.messages) {
+    out << before
+        << Inline({{"record", m.record},
+                   {"thread", m.thread},
+                   {"from", {m.from.column, m.from.row}},
+                   {"to", {m.to.column, m.to.row}},
+                   {"age", s.AgeOf(m)},
+                   {"color", Hex(s.ColorOf(m))}});
+    before = ",";
+  }
+  out << "]";
+}
+
+void PrintAsJson(const Answer& answer, std::ostream& out) {
+  const ArrayState& s = answer.state;
+  nlohmann::json head = {{"trace", answer.flags.trace},
                          {"clusters", s.shape.clusters.columns},
                          {"domains", s.shape.domains.columns},
                          {"pes", s.shape.pes.columns},
@@ -63,43 +94,81 @@ std::string StateAsJson(const std::string& name, const ArrayState& s) {
                          {"cycle", s.cycle},
                          {"firstRecord", s.first},
                          {"records", s.last - s.first},
-                         {"shown", s.shown},
-                         {"elements", Colors(s.elements, s.shape.Columns())},
-                         {"switches", Colors(s.switches, s.shape.clusters.columns)},
-                         {"messages", nlohmann::json::array()}};
-  for (const LiveMessage& m : s.messages) {
-    json["messages"].push_back({{"record", m.record},
-                                {"thread", m.thread},
-                                {"from", {m.from.column, m.from.row}},
-                                {"to", {m.to.column, m.to.row}},
-                                {"age", s.AgeOf(m)},
-                                {"color", Hex(s.ColorOf(m))}});
+                         {"shown", s.shown}};
+  if (answer.end) {
+    head["fault"] = AsJson(answer.end);
   }
-  return JsonText(json, -1);
+  std::string text = Inline(head);
+  text.pop_back();
+  out << text << ",\"elements\":";
+  PrintRows(s.elements, s.shape.Columns(), out);
+  out << ",\"switches\":";
+  PrintRows(s.switches, s.shape.clusters.columns, out);
+  out << ",\"messages\":";
+  PrintMessages(s, out);
+  out << "}\n";
 }
 
-void PrintTouched(const char* what, const std::vector<Color>& colors, uint32_t side,
-                  Color untouched, std::ostream& out) {
-  for (size_t i = 0; i < colors.size(); ++i) {
-    if (colors[i] != untouched) {
-      out << what << " " << i % side << " " << i / side << " " << Hex(colors[i]) << "\n";
+void PrintTouched(const ArrayState& s, std::ostream& out) {
+  const Color element = UntouchedElementColor(s.step);
+  for (size_t i = 0; i < s.elements.size(); ++i) {
+    if (s.elements[i] != element) {
+      const Place at = s.shape.ElementAt(i);
+      out << "element " << at.column << " " << at.row << " " << Hex(s.elements[i]) << "\n";
+    }
+  }
+  const Color filed = UntouchedSwitchColor(s.step);
+  for (size_t i = 0; i < s.switches.size(); ++i) {
+    if (s.switches[i] != filed) {
+      const Place at = s.shape.SwitchAt(i);
+      const Place cluster = s.shape.ClusterOfSwitch(at);
+      out << "switch of cluster " << cluster.column << " " << cluster.row << " at " << at.column
+          << " " << at.row << " " << Hex(s.switches[i]) << "\n";
     }
   }
 }
 
-void Print(const std::string& name, const ArrayState& s, std::ostream& out) {
-  out << name << ": step " << s.step << ", cycle " << s.cycle << ", " << s.last - s.first
-      << " records from record " << s.first << ", " << ShapeText(s.shape)
+void Print(const Answer& answer, std::ostream& out) {
+  const ArrayState& s = answer.state;
+  out << answer.flags.trace << ": step " << s.step << ", cycle " << s.cycle << ", "
+      << s.last - s.first << " records from record " << s.first << ", " << ShapeText(s.shape)
       << (s.shown ? "" : ", never drawn: the trace ends in this step") << "\n";
-  const Color element = UntouchedElementColor(s.step);
-  const Color filed = UntouchedSwitchColor(s.step);
-  out << "untouched elements " << Hex(element) << ", untouched switches " << Hex(filed) << "\n";
-  PrintTouched("element", s.elements, s.shape.Columns(), element, out);
-  PrintTouched("switch", s.switches, s.shape.clusters.columns, filed, out);
+  if (answer.end) {
+    out << "the trace breaks off: " << answer.end.Text() << "\n";
+  }
+  out << "untouched elements " << Hex(UntouchedElementColor(s.step)) << ", untouched switches "
+      << Hex(UntouchedSwitchColor(s.step)) << "\n";
+  PrintTouched(s, out);
   for (const LiveMessage& m : s.messages) {
     out << "message " << m.from.column << " " << m.from.row << " to " << m.to.column << " "
         << m.to.row << " " << Hex(s.ColorOf(m)) << " age " << s.AgeOf(m) << "\n";
   }
+}
+
+// Whether events behind the place where the trace breaks off may belong to the moment.
+bool IsCutShort(const Answer& answer, const Summary& summary) {
+  if (!answer.end) {
+    return false;
+  }
+  if (answer.flags.step) {
+    return !answer.state.shown;
+  }
+  return answer.state.last == summary.records || !summary.Ordered();
+}
+
+// A moment that a broken trace does not have, it may have had.
+Failure NotTold(const Fault& fault, const Fault& end) {
+  Failure failure = FailureOf(fault);
+  if (end && fault.kind == Fault::OUT_OF_RANGE) {
+    failure.reason += "; the trace breaks off: " + FailureOf(end).reason;
+  }
+  return failure;
+}
+
+Failure CutShort(const Fault& end) {
+  Failure failure = FailureOf(end);
+  failure.reason += "; what the trace held behind it is missing from the answer";
+  return failure;
 }
 
 MaybeFailure CheckFlags(const StateFlags& flags) {
@@ -127,27 +196,29 @@ MaybeFailure State(const StateFlags& flags, const Console& console) {
   }
   const StateReader reader(*trace.file, *trace.index, shape);
   // A negative cycle asks for a huge one, as it does in the viewer.
-  const uint64_t skipTo = static_cast<uint64_t>(int64_t{flags.skipTo.value_or(0)});
+  const auto skipTo = static_cast<uint64_t>(int64_t{flags.skipTo.value_or(0)});
   const Result<ArrayState> told =
       flags.step ? reader.AtStep(*flags.step, skipTo) : reader.AtCycle(*flags.cycle);
+  const Summary& summary = trace.index->GetSummary();
   if (!told) {
-    return FailureOf(told.Why());
+    return NotTold(told.Why(), summary.end);
   }
-  const ArrayState& state = *told;
+  const Answer answer = {flags, *told, summary.end};
   if (flags.json) {
-    console.out << StateAsJson(flags.trace, state);
+    PrintAsJson(answer, console.out);
   } else {
-    Print(flags.trace, state, console.out);
+    Print(answer, console.out);
   }
-  return std::nullopt;
+  return IsCutShort(answer, summary) ? MaybeFailure(CutShort(summary.end)) : std::nullopt;
 }
 
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<StateFlags>();
   app.add_option("TRACE", flags->trace, "The trace: a plain file")->required();
-  app.add_option("--step", flags->step, "After this many animation steps")->check(CheckCount);
-  app.add_option("--cycle", flags->cycle, "With all events up to this cycle")->check(CheckCount);
-  app.add_option("-F", flags->skipTo, "Skip to this cycle first, as the viewer does (with --step)");
+  AddCount(app, "--step", flags->step, "After this many animation steps");
+  AddCount(app, "--cycle", flags->cycle, "With all events up to this cycle");
+  app.add_option("-F", flags->skipTo, "Skip to this cycle first, as the viewer does (with --step)")
+      ->transform(CLI::Validator(MakeSignedDecimal, ""));
   flags->shape.Declare(app);
   app.add_flag("--json", flags->json, "Print JSON");
   return [flags](const Console& console) { return State(*flags, console); };

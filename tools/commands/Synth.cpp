@@ -74,15 +74,11 @@ MaybeFailure Synth(const SynthFlags& flags, const Console& console) {
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<SynthFlags>();
   app.add_option("-o,--output", flags->output, "The trace to write")->required();
-  app.add_option("--records", flags->records, "How many records")
-      ->capture_default_str()
-      ->check(CheckCount);
-  app.add_option("--threads", flags->threads, "How many threads")
+  AddCount(app, "--records", flags->records, "How many records")->capture_default_str();
+  AddCount(app, "--threads", flags->threads, "How many threads")
       ->capture_default_str()
       ->check(CLI::Range(1U, 4096U));
-  app.add_option("--seed", flags->seed, "Where the random numbers start")
-      ->capture_default_str()
-      ->check(CheckCount);
+  AddCount(app, "--seed", flags->seed, "Where the random numbers start")->capture_default_str();
   app.add_flag("--random", flags->random, "Draw every record by itself");
   flags->shape.Declare(app);
   return [flags](const Console& console) { return Synth(*flags, console); };

@@ -1,23 +1,28 @@
 #ifndef TOOLS_PROGRAM_FLAGS_H
 #define TOOLS_PROGRAM_FLAGS_H
 
-#include <charconv>
-#include <cstdint>
+#include <CLI/CLI.hpp>
 #include <string>
-#include <system_error>
 
 namespace marrowfin {
 
-// A check for CLI11 on flags that take a count, which otherwise takes -1 and whatever is too large
-// for 2^64 - 1: what is wrong with `value`, nothing if it is a whole number of 64 bits.
-inline std::string CheckCount(const std::string& value) {
-  if (value.empty() || value.find_first_not_of("0123456789") != std::string::npos) {
-    return value + " is no whole number";
-  }
-  uint64_t count = 0;
-  const std::errc error = std::from_chars(value.data(), value.data() + value.size(), count).ec;
-  return error == std::errc() ? "" : value + " is too large a number";
+// What is wrong with `text` as a count of 64 bits in decimal digits, nothing where it is one;
+// leading zeros are taken off, which would make a parser of flags take it for octal.
+std::string MakeDecimal(std::string& text);
+
+// An option that takes a count: decimal whatever zeros it begins with, and nothing else, where
+// CLI11 by itself takes 010 for 8, -1 for 2^64 - 1, and what is too large for what fits. `Count` is
+// an unsigned integer or an optional one; ranges are added as checks.
+template <class Count>
+CLI::Option* AddCount(CLI::App& app, const std::string& names, Count& count,
+                      const std::string& help) {
+  return app.add_option(names, count, help)->transform(CLI::Validator(MakeDecimal, ""));
 }
+
+// What is wrong with `text` as a whole number of 32 bits with or without a sign, as the viewer's
+// option -F takes it; nothing where it is one, which is then brought into the form that any parser
+// takes for decimal.
+std::string MakeSignedDecimal(std::string& text);
 
 }  // namespace marrowfin
 

@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <new>
 #include <ostream>
+#include <stdexcept>
 
+#include "tools/program/NearestWord.h"
 #include "tools/program/Subcommands.h"
 
 namespace marrowfin {
@@ -26,18 +28,14 @@ const char programFooter[] =
     "  2  the command line is refused; nothing was read or written\n"
     "  3  the output cannot be written, or memory ran out";
 
+// Made at the start: when memory has run out, nothing can be.
+const Failure outOfMemory = {EXIT_SYSTEM, "out of memory",
+                             "Use a smaller input or a larger machine."};
+
 void Report(const Failure& failure, const Console& console) {
   console.err << programName << ": " << failure.reason << "\n";
   if (!failure.remedy.empty()) {
     console.err << "  " << failure.remedy << "\n";
-  }
-}
-
-MaybeFailure RunAction(const Action& action, const Console& console) {
-  try {
-    return action(console);
-  } catch (const std::bad_alloc&) {
-    return Failure{EXIT_SYSTEM, "out of memory", "Use a smaller input or a larger machine."};
   }
 }
 
@@ -52,7 +50,7 @@ MaybeFailure FlushResults(const Console& console) {
 }
 
 int Run(const Action& action, const Console& console) {
-  MaybeFailure failure = RunAction(action, console);
+  MaybeFailure failure = action(console);
   if (!failure) {
     failure = FlushResults(console);
   }
@@ -72,14 +70,33 @@ int Refuse(const CLI::App& app, const CLI::ParseError& error, const Console& con
   return failure ? failure->code : EXIT_OK;
 }
 
-}  // namespace
+// A first word that is no subcommand and no flag.
+MaybeFailure CheckSubcommand(const std::vector<std::string>& arguments) {
+  std::vector<std::string> names;
+  for (const Subcommand* subcommand : Subcommands()) {
+    names.push_back(subcommand->name);
+  }
+  if (arguments.empty() || arguments[0].starts_with("-") ||
+      std::find(names.begin(), names.end(), arguments[0]) != names.end()) {
+    return std::nullopt;
+  }
+  const std::string nearest = NearestWord(arguments[0], names);
+  return Failure{EXIT_USAGE, arguments[0] + ": no such subcommand",
+                 nearest.empty() ? std::string(programName) + " --help lists them."
+                                 : "Is " + nearest + " meant?"};
+}
 
-int RunProgram(const std::vector<std::string>& arguments, const Console& console) {
+// Parses and runs.
+int ParseAndRun(const std::vector<std::string>& arguments, const Console& console) {
   CLI::App app("Works on the traces that marrowfin replays.", programName);
   app.footer(programFooter);
   app.set_version_flag("--version", std::string(programName) + " " MARROWFIN_VERSION);
   app.require_subcommand(1);
   Action chosen;
+  if (const MaybeFailure failure = CheckSubcommand(arguments)) {
+    Report(*failure, console);
+    return failure->code;
+  }
   for (const Subcommand* subcommand : Subcommands()) {
     CLI::App* const sub = app.add_subcommand(subcommand->name, subcommand->summary);
     sub->footer(subcommand->footer);
@@ -92,6 +109,19 @@ int RunProgram(const std::vector<std::string>& arguments, const Console& console
     return Refuse(app, error, console);
   }
   return Run(chosen, console);
+}
+
+}  // namespace
+
+int RunProgram(const std::vector<std::string>& arguments, const Console& console) {
+  try {
+    return ParseAndRun(arguments, console);
+  } catch (const std::bad_alloc&) {
+  } catch (const std::length_error&) {
+    // What containers say of a size that no memory has.
+  }
+  Report(outOfMemory, console);
+  return outOfMemory.code;
 }
 
 }  // namespace marrowfin

@@ -4,6 +4,8 @@
 #include <ostream>
 #include <utility>
 
+#include "tools/program/TerminalText.h"
+
 namespace marrowfin {
 namespace {
 
@@ -18,7 +20,7 @@ constexpr char eraseLine[] = "\r\033[K";
 ProgressLine::ProgressLine(std::ostream* terminal, std::string task, std::string unit,
                            double perUnit, Clock clock)
     : terminal(terminal),
-      task(std::move(task)),
+      task(Printable(task)),
       unit(std::move(unit)),
       perUnit(perUnit),
       clock(std::move(clock)),

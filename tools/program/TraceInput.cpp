@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/program/Flags.h"
 #include "tools/program/Interruption.h"
 #include "tools/program/ProgressLine.h"
 
@@ -18,7 +19,7 @@ Failure IndexingFailureOf(const Fault& fault, const std::string& trace) {
 }
 
 MaybeFailure Summarize(const std::string& name, const ReadOptions& options, const Console& console,
-                       Summary& summary) {
+                       Summary& summary, const std::function<void(const Columns&)>& also) {
   Result<std::unique_ptr<ByteSource>> source = OpenSource(name);
   if (!source) {
     return FailureOf(source.Why());
@@ -29,6 +30,9 @@ MaybeFailure Summarize(const std::string& name, const ReadOptions& options, cons
   const auto columns = std::make_unique<Columns>();
   while (reader.Next(*columns)) {
     summarizer.Add(*columns);
+    if (also) {
+      also(*columns);
+    }
     progress.Update(reader.Source().InputRead(), reader.Source().InputSize().value_or(0));
   }
   summarizer.Finish();
@@ -61,10 +65,9 @@ MaybeFailure OpenIndexed(const std::string& name, const Console& console, Indexe
 
 void ShapeFlags::Declare(CLI::App& app) {
   const auto positive = CLI::Range(1U, ArrayShape::LONGEST_SIDE);
-  app.add_option("-c,--clusters", clusters, "Clusters along each axis")->check(positive);
-  app.add_option("-d,--domains", domains, "Domains per cluster along each axis")->check(positive);
-  app.add_option("-p,--pes", pes, "Processing elements per domain along each axis")
-      ->check(positive);
+  AddCount(app, "-c,--clusters", clusters, "Clusters along each axis")->check(positive);
+  AddCount(app, "-d,--domains", domains, "Domains per cluster along each axis")->check(positive);
+  AddCount(app, "-p,--pes", pes, "Processing elements per domain along each axis")->check(positive);
 }
 
 MaybeFailure ShapeFlags::Check() const {

@@ -2,6 +2,7 @@
 #define TOOLS_PROGRAM_TRACEINPUT_H
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,9 +24,9 @@ namespace marrowfin {
 Failure IndexingFailureOf(const Fault& fault, const std::string& trace);
 
 // Reads a trace (plain, packed, or a FIFO) from front to back with a line of progress. A fault of
-// the trace itself is put into summary.end and is no failure.
+// the trace itself is put into summary.end and is no failure. `also`, if given, sees every batch.
 MaybeFailure Summarize(const std::string& name, const ReadOptions& options, const Console& console,
-                       Summary& summary);
+                       Summary& summary, const std::function<void(const Columns&)>& also = {});
 
 // A trace that can be read anywhere, with its index, which is built or extended where it has to be.
 // A signal that ends the program meanwhile leaves nothing half written.

@@ -6,7 +6,9 @@ namespace marrowfin {
 
 namespace {
 
-bool HasPlace(Fault::Kind kind) { return kind >= Fault::CUT_RECORD && kind <= Fault::CHANGED; }
+bool HasPlace(Fault::Kind kind) {
+  return (kind >= Fault::CUT_RECORD && kind <= Fault::CHANGED) || kind == Fault::FAR_END;
+}
 
 }  // namespace
 
@@ -54,6 +56,8 @@ const char* FaultName(Fault::Kind kind) {
       return "damaged-notes";
     case Fault::OTHER_TRACE:
       return "other-trace";
+    case Fault::FAR_END:
+      return "far-end";
   }
   return "unknown";
 }

@@ -24,6 +24,7 @@ struct [[nodiscard]] Fault {
     CUT_NOTES,      // the notes beside a trace end inside a block
     DAMAGED_NOTES,  // what stands beside a trace is not what stands in its format
     OTHER_TRACE,    // what stands beside a trace is about another one
+    FAR_END,        // an end of a message is outside the array, as it may be: no fault of the trace
   };
 
   Kind kind = NONE;

@@ -33,6 +33,15 @@ Fault OutsideArray(Place place, const char* what) {
   return fault;
 }
 
+// A viewer draws a message wherever its ends are, so a trace with such ends is none the worse.
+Fault FarEnd(Place place) {
+  Fault fault;
+  fault.kind = Fault::FAR_END;
+  fault.reason = "a message's end at " + PlaceText(place) + " is outside the array";
+  fault.remedy = "give larger counts to see all of the message";
+  return fault;
+}
+
 }  // namespace
 
 Reader::Reader(std::unique_ptr<ByteSource> source, const std::string& name, ReadOptions options)
@@ -149,12 +158,13 @@ void FindInBatch(const Columns& columns, uint64_t cycleBefore, bool ordered,
       }
       continue;
     }
+    const bool isSend = type == SEND_RECORD;
     if (!array->HasElement(columns.at[i]) &&
-        !found(i, OutsideArray(columns.at[i], "processing element"))) {
+        !found(i, isSend ? FarEnd(columns.at[i])
+                         : OutsideArray(columns.at[i], "processing element"))) {
       return;
     }
-    if (type == SEND_RECORD && !array->HasElement(columns.to[i]) &&
-        !found(i, OutsideArray(columns.to[i], "processing element"))) {
+    if (isSend && !array->HasElement(columns.to[i]) && !found(i, FarEnd(columns.to[i]))) {
       return;
     }
   }

@@ -18,7 +18,8 @@ namespace marrowfin {
 
 // What a reader holds against a trace whose records are all well-formed.
 struct ReadOptions {
-  // Locations must lie on this array, if one is given.
+  // Locations must lie on this array, if one is given. Those of messages may be anywhere, so theirs
+  // are findings of a kind of their own (FAR_END).
   std::optional<ArrayShape> array = {};
 
   // Cycles must not fall.

@@ -166,9 +166,10 @@ void Summarizer::Finish() {
   summary.switchPlaces = switchPlaces.Places();
 }
 
-std::optional<ArrayShape> SuggestShape(const Summary& summary) {
-  const uint64_t side = std::max({summary.fired.columns, summary.fired.rows, summary.sent.columns,
-                                  summary.sent.rows, uint64_t{1}});
+namespace {
+
+// One with at least `side` elements along each axis and a switch at every place that transmitted.
+std::optional<ArrayShape> ShapeOfSide(const Summary& summary, uint64_t side) {
   const std::optional<uint32_t> distance = SwitchDistance(summary.switchPlaces);
   if (!distance || side > MAX_SIDE || !summary.switchesComplete) {
     return std::nullopt;
@@ -188,6 +189,15 @@ std::optional<ArrayShape> SuggestShape(const Summary& summary) {
     }
   }
   return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<ArrayShape> SuggestShape(const Summary& summary) {
+  const uint64_t fired = std::max({summary.fired.columns, summary.fired.rows, uint64_t{1}});
+  const uint64_t all = std::max({fired, summary.sent.columns, summary.sent.rows});
+  const std::optional<ArrayShape> shape = ShapeOfSide(summary, all);
+  return shape ? shape : ShapeOfSide(summary, fired);
 }
 
 }  // namespace marrowfin

@@ -127,8 +127,9 @@ class Summarizer {
 };
 
 // An array whose picture shows every location of the trace, switches included, with the largest
-// clusters that the switches allow and as few of them as will do; nothing where no array that a
-// viewer can show does (switches at places that fit no grid, or a side above
+// clusters that the switches allow and as few of them as will do. Ends of messages, which may be
+// anywhere, do not count where they are too far for any array. Nothing where no array that a viewer
+// can show will do (switches at places that fit no grid, or a side above
 // ArrayShape::LONGEST_SIDE).
 std::optional<ArrayShape> SuggestShape(const Summary& summary);
 

@@ -2,8 +2,10 @@
 
 #include <zlib.h>
 #include <zstd.h>
+#include <zstd_errors.h>
 
 #include <algorithm>
+#include <new>
 #include <vector>
 
 #include "trace/read/Packing.h"
@@ -106,6 +108,9 @@ class GzipUnpacker : public Unpacker {
     const int result = inflate(&stream, Z_NO_FLUSH);
     used = filled - stream.avail_in;
     between = result == Z_STREAM_END;
+    if (result == Z_MEM_ERROR) {
+      throw std::bad_alloc();
+    }
     if (result != Z_OK && result != Z_STREAM_END && result != Z_BUF_ERROR) {
       Damage(std::string("gzip: ") + (stream.msg != nullptr ? stream.msg : zError(result)));
     }
@@ -137,6 +142,9 @@ class ZstdUnpacker : public Unpacker {
     ZSTD_outBuffer out = {bytes, wanted, 0};
     const size_t result = ZSTD_decompressStream(stream, &out, &in);
     used = in.pos;
+    if (ZSTD_getErrorCode(result) == ZSTD_error_memory_allocation) {
+      throw std::bad_alloc();
+    }
     if (ZSTD_isError(result)) {
       Damage(between ? "zstd: something that is no zstd data follows the packed data"
                      : std::string("zstd: ") + ZSTD_getErrorName(result));
