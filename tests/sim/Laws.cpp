@@ -110,12 +110,57 @@ bool IsSwitchName(const std::string& name) {
   return name.size() > 7 && name.compare(name.size() - 7, 7, "/switch") == 0;
 }
 
+bool IsPeName(const std::string& name) { return name.compare(name.rfind('/') + 1, 2, "pe") == 0; }
+
+// The links between the units of the network, by the names of their ends.
+class Links {
+ public:
+  explicit Links(const Settings& settings) : settings(settings) {}
+
+  Cycle Latency(const std::string& from, const std::string& to) const {
+    return KindOf(from, to).latency;
+  }
+
+  // Spends a credit; false where there is none. A processing element takes all that comes.
+  bool Spend(const std::string& from, const std::string& to, Cycle now) {
+    Credits& credits = spent[{from, to}];
+    std::erase_if(credits.returning, [&](Cycle back) { return back <= now; });
+    ++credits.used;
+    const LinkSettings& kind = KindOf(from, to);
+    return IsPeName(to) ||
+           credits.used + credits.returning.size() <= kind.queue + 2 * kind.latency - 1;
+  }
+
+  // Sends a credit back, whose message goes on at `now`.
+  void GiveBack(const std::string& from, const std::string& to, Cycle now) {
+    Credits& credits = spent[{from, to}];
+    --credits.used;
+    credits.returning.push_back(now + Latency(from, to));
+  }
+
+ private:
+  struct Credits {
+    size_t used = 0;  // by messages that are under way or wait
+    std::vector<Cycle> returning;
+  };
+
+  const LinkSettings& KindOf(const std::string& from, const std::string& to) const {
+    if (IsSwitchName(from) && IsSwitchName(to)) {
+      return settings.switchLink;
+    }
+    return IsSwitchName(from) || IsSwitchName(to) ? settings.domainLink : settings.peLink;
+  }
+
+  const Settings& settings;
+  std::map<std::pair<std::string, std::string>, Credits> spent;
+};
+
 // What an operand is for.
 typedef std::tuple<std::string, uint32, uint32, uint32, unsigned long long> Use;
 
 class LogReader {
  public:
-  explicit LogReader(const Graph& graph) : graph(graph) {}
+  LogReader(const Graph& graph, const Settings& settings) : graph(graph), links(settings) {}
 
   std::vector<std::string> Read(const std::string& log) {
     std::istringstream lines(log);
@@ -141,7 +186,9 @@ class LogReader {
     std::string from;
     std::string to;
     Use use;
-    std::string at;  // the unit that has it
+    std::string at;       // the unit that has it
+    std::string last;     // the unit that it came from by a link; empty at its start
+    Cycle enteredAt = 0;  // that link
     uint32 hops = 0;
     bool isArrived = false;
     bool isConsumed = false;
@@ -201,8 +248,21 @@ class LogReader {
       return;
     }
     Require(found->second.at == from, "a message leaves a unit that it did not reach");
+    LeaveLink(found->second);
+    Require(links.Spend(from, to, cycle), "a link is used without a credit");
+    found->second.last = from;
+    found->second.enteredAt = cycle;
     found->second.at = to;
     found->second.hops += IsSwitchName(from);
+  }
+
+  // The message goes on from the end of the link that it came by.
+  void LeaveLink(const SentMessage& message) {
+    if (!message.last.empty()) {
+      Require(cycle - message.enteredAt >= links.Latency(message.last, message.at),
+              "a message is faster than its link");
+      links.GiveBack(message.last, message.at, cycle);
+    }
   }
 
   void ReadArrival(std::istringstream& words) {
@@ -218,6 +278,7 @@ class LogReader {
     SentMessage& message = found->second;
     Require(!message.isArrived, "a message arrived twice");
     message.isArrived = true;
+    LeaveLink(message);
     Require(at == message.to && at == message.at, "a message arrived elsewhere");
     Require(hops == RoutingDistance(message.from, message.to) && hops == message.hops,
             "hops are not the routing distance");
@@ -273,6 +334,7 @@ class LogReader {
   }
 
   const Graph& graph;
+  Links links;
   unsigned long long cycle = 0;
   unsigned long long lastCycle = 0;
   std::map<unsigned long long, SentMessage> messages;
@@ -313,8 +375,9 @@ std::vector<size_t> RecordCounts(const std::string& trace) {
   return counts;
 }
 
-std::vector<std::string> BrokenLogLaws(const std::string& log, const Graph& graph) {
-  return LogReader(graph).Read(log);
+std::vector<std::string> BrokenLogLaws(const std::string& log, const Graph& graph,
+                                       const Settings& settings) {
+  return LogReader(graph, settings).Read(log);
 }
 
 }  // namespace marrowfin::sim::testing

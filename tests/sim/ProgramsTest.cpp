@@ -89,7 +89,7 @@ TEST_P(ProgramsTest, TraceAndLogObeyTheLaws) {
   const RigResult result = RunOnArray(*program, options);
   ASSERT_EQ("", result.fault);
   EXPECT_THAT(BrokenTraceLaws(result.trace, result.shape), IsEmpty());
-  EXPECT_THAT(BrokenLogLaws(result.log, program->GetGraph()), IsEmpty());
+  EXPECT_THAT(BrokenLogLaws(result.log, program->GetGraph(), result.settings), IsEmpty());
 }
 
 TEST_P(ProgramsTest, GreedyPlacementTakesFewerHopsThanRowMajorAndRandom) {

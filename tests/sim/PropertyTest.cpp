@@ -70,7 +70,7 @@ TEST(PropertyTest, TracesAndLogsOfRandomProgramsObeyTheLaws) {
     const RigResult result = RunOnArray(program, options);
     ASSERT_EQ("", result.fault);
     ASSERT_THAT(BrokenTraceLaws(result.trace, result.shape), IsEmpty());
-    ASSERT_THAT(BrokenLogLaws(result.log, program.GetGraph()), IsEmpty());
+    ASSERT_THAT(BrokenLogLaws(result.log, program.GetGraph(), result.settings), IsEmpty());
     ASSERT_EQ(result.fires, RecordCounts(result.trace)[3]);
   }
 }
@@ -102,10 +102,14 @@ class BrokenLogTest : public ::testing::Test {
     options.words = ArrayWords(2, 2, 2);
     options.placement = "random";
     options.withLog = true;
-    log = RunOnArray(*program, options).log;
+    const RigResult result = RunOnArray(*program, options);
+    log = result.log;
+    settings = result.settings;
   }
 
-  std::vector<std::string> Broken() const { return BrokenLogLaws(log, program->GetGraph()); }
+  std::vector<std::string> Broken() const {
+    return BrokenLogLaws(log, program->GetGraph(), settings);
+  }
 
   // The first line that begins with `start`.
   std::string Line(const std::string& start) const {
@@ -117,6 +121,7 @@ class BrokenLogTest : public ::testing::Test {
 
   std::unique_ptr<Program> program;
   std::string log;
+  Settings settings;
 };
 
 TEST_F(BrokenLogTest, IsWholeBeforeItIsBroken) { EXPECT_THAT(Broken(), IsEmpty()); }
@@ -145,6 +150,49 @@ TEST_F(BrokenLogTest, ALinkUsedTwiceInACycleShows) {
   const std::string line = Line("link");
   log.insert(log.find(line), line);
   EXPECT_THAT(Broken(), Contains(HasSubstr("two messages in one cycle")));
+}
+
+TEST_F(BrokenLogTest, AMessageThatIsFasterThanItsLinkShows) {
+  for (LinkSettings* link : {&settings.peLink, &settings.domainLink, &settings.switchLink}) {
+    ++link->latency;
+    EXPECT_THAT(Broken(), Contains("a message is faster than its link"));
+    --link->latency;
+  }
+}
+
+TEST_F(BrokenLogTest, ALinkThatIsUsedWithoutACreditShows) {
+  for (LinkSettings* link : {&settings.peLink, &settings.domainLink, &settings.switchLink}) {
+    // As if there were no queue at all, and not even the last place of the wire.
+    link->queue = 0 - link->latency;
+    EXPECT_THAT(Broken(), Contains("a link is used without a credit"));
+    link->queue = 4;
+  }
+  EXPECT_THAT(Broken(), IsEmpty());
+}
+
+// One domain in each of four clusters, so that its links to the switch are full for long.
+TEST(CreditTest, QueuesThatAreFullHoldAsManyMessagesAsTheLinksHaveCreditsAndNoMore) {
+  const std::unique_ptr<Program> program = FindProgram("sort")->make({24, 1, 1, 1});
+  RigOptions options;
+  options.words = ArrayWords(2, 1, 4);
+  options.words.insert(
+      options.words.end(),
+      {"-array/.*LinkLatency", "3", "-array/switchLinkQueue", "5", "-array/domainLinkQueue", "2",
+       "-array/peLinkQueue", "3", "-array/operandBuffer", "4000"});
+  options.placement = "random";
+  options.threads = 4;
+  options.withLog = true;
+  const RigResult result = RunOnArray(*program, options);
+  ASSERT_EQ("", result.fault);
+  EXPECT_THAT(BrokenLogLaws(result.log, program->GetGraph(), result.settings), IsEmpty());
+  Settings narrower = result.settings;
+  --narrower.switchLink.queue;
+  EXPECT_THAT(BrokenLogLaws(result.log, program->GetGraph(), narrower),
+              Contains("a link is used without a credit"));
+  narrower = result.settings;
+  --narrower.domainLink.queue;
+  EXPECT_THAT(BrokenLogLaws(result.log, program->GetGraph(), narrower),
+              Contains("a link is used without a credit"));
 }
 
 TEST_F(BrokenLogTest, AFireThatIsLoggedTwiceShows) {

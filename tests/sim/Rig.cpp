@@ -46,6 +46,7 @@ class Rig {
   RigResult Run() {
     Parse(array, options.words);
     result.shape = array.GetShape();
+    result.settings = array.GetSettings();
     result.fault = Prepare();
     if (result.fault.empty()) {
       Start();

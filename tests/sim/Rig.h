@@ -29,6 +29,7 @@ struct RigOptions {
 struct RigResult {
   std::string fault;  // why nothing ran
   Shape shape;
+  Settings settings;
   Placement placement;
   std::vector<SegmentData> data;     // what each thread started with
   std::vector<SegmentData> results;  // what each thread ended with, in the written segments

@@ -383,7 +383,7 @@ TEST(MemoryTest, ServesAProcessingElementOnceACycle) {
   const RigResult result = RunOnArray(program, options);
   EXPECT_EQ(4U, result.fires);
   EXPECT_THAT(result.log, HasSubstr(" array/c0_0/memory array/c0_0/d0_0/pe0_1\n"));
-  EXPECT_THAT(BrokenLogLaws(result.log, program.graph), IsEmpty());
+  EXPECT_THAT(BrokenLogLaws(result.log, program.graph, result.settings), IsEmpty());
 }
 
 TEST(OutputQueueTest, AnElementDoesNotFireWhileItIsFull) {
