@@ -162,8 +162,10 @@ TEST_F(CheckTest, EveryLocationOutsideAGivenArrayIsNamed) {
   ExpectFaults(
       bytes, 10,
       {fault(1, 28, "column 16, row 0", element), fault(2, 56, "column 0, row 16", element),
-       fault(7, 220, "column 20, row 4", "switch"), fault(8, 248, "column 4, row 3", "switch"),
-       fault(9, 276, "column 0, row 0", "switch")},
+       FaultJson("outside-array", 7, 220,
+                 "column 20, row 4 is no switch of the array, as that of cluster 2 0 would be",
+                 otherArray),
+       fault(8, 248, "column 4, row 3", "switch"), fault(9, 276, "column 0, row 0", "switch")},
       {"-c", "2", "-d", "2", "-p", "4"}, 3);
   ExpectFaults(bytes, 10, {});
 }
@@ -238,10 +240,16 @@ TEST_F(CheckTest, EveryFaultOfALongTraceIsNamedWithItsPlace) {
                                      " to " + std::to_string(e.cycle),
                                  inOrder));
     }
-    const auto outside = [&](Place place, const char* what) {
+    const auto outside = [&](Place place, const std::string& what) {
+      // Only columns were moved, by whole clusters.
+      const std::string cluster = what == "switch"
+                                      ? ", as that of cluster " + std::to_string(place.column / 8) +
+                                            " " + std::to_string(place.row / 8) + " would be"
+                                      : "";
       faults.push_back(FaultJson("outside-array", i, offset,
                                  "column " + std::to_string(place.column) + ", row " +
-                                     std::to_string(place.row) + " is no " + what + " of the array",
+                                     std::to_string(place.row) + " is no " + what +
+                                     " of the array" + cluster,
                                  otherArray));
     };
     if (e.type == SEND_RECORD) {

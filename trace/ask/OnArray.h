@@ -19,7 +19,8 @@ inline bool IsOnArray(const ArrayShape& shape, const Columns& columns, size_t i)
 }
 
 // The fault of a record of which it cannot.
-Fault OutsideArray(const TraceSource& trace, const Columns& columns, size_t i);
+Fault OutsideArray(const TraceSource& trace, const ArrayShape& shape, const Columns& columns,
+                   size_t i);
 
 }  // namespace marrowfin
 

@@ -202,7 +202,7 @@ Fault StateCursor::Advance(Track& on, const ProgressCallback& progress) const {
 Fault StateCursor::Gather(const Columns& columns, size_t from, size_t to, StateLog& log) const {
   for (size_t i = from; i < to; ++i) {
     if (!IsOnArray(shape, columns, i)) {
-      return OutsideArray(trace, columns, i);
+      return OutsideArray(trace, shape, columns, i);
     }
     const auto [thread, type] = columns.tag[i];
     if (type == FIRE_RECORD) {

@@ -418,7 +418,7 @@ Fault StateReader::CheckLocations(const ArrayState& state, const ProgressCallbac
         while (i < to && IsOnArray(shape, columns, i)) {
           ++i;
         }
-        outside = i < to ? OutsideArray(trace, columns, i) : Fault();
+        outside = i < to ? OutsideArray(trace, shape, columns, i) : Fault();
         return i == to;
       },
       progress);
@@ -460,7 +460,7 @@ Fault StateReader::FillCycleUnordered(uint64_t cycle, ArrayState& state,
             continue;
           }
           if (!IsOnArray(shape, columns, i)) {
-            outside = OutsideArray(trace, columns, i);
+            outside = OutsideArray(trace, shape, columns, i);
             return false;
           }
           take(columns, i);

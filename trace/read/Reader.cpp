@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "trace/read/MalformedRecord.h"
+#include "trace/read/OutsideArray.h"
 #include "trace/read/SwitchGrid.h"
 
 namespace marrowfin {
@@ -11,10 +12,6 @@ namespace marrowfin {
 namespace {
 
 constexpr size_t BLOCK = 256 << 10;
-
-std::string PlaceText(Place place) {
-  return "column " + std::to_string(place.column) + ", row " + std::to_string(place.row);
-}
 
 Fault FallingCycle(uint64_t before, uint64_t cycle) {
   Fault fault;
@@ -24,10 +21,10 @@ Fault FallingCycle(uint64_t before, uint64_t cycle) {
   return fault;
 }
 
-Fault OutsideArray(Place place, const char* what) {
+Fault OutsideArray(const ArrayShape& array, uint32_t type, Place place) {
   Fault fault;
   fault.kind = Fault::OUTSIDE_ARRAY;
-  fault.reason = PlaceText(place) + " is no " + what + " of the array";
+  fault.reason = OutsideArrayText(array, type, place);
   fault.remedy =
       "give the counts of the array that wrote the trace (marrowfin-trace info shows them)";
   return fault;
@@ -153,15 +150,15 @@ void FindInBatch(const Columns& columns, uint64_t cycleBefore, bool ordered,
     }
     const uint32_t type = columns.tag[i].type;
     if (type == SWITCH_RECORD) {
-      if (!array->HasSwitch(columns.at[i]) && !found(i, OutsideArray(columns.at[i], "switch"))) {
+      if (!array->HasSwitch(columns.at[i]) &&
+          !found(i, OutsideArray(*array, type, columns.at[i]))) {
         return;
       }
       continue;
     }
     const bool isSend = type == SEND_RECORD;
     if (!array->HasElement(columns.at[i]) &&
-        !found(i, isSend ? FarEnd(columns.at[i])
-                         : OutsideArray(columns.at[i], "processing element"))) {
+        !found(i, isSend ? FarEnd(columns.at[i]) : OutsideArray(*array, type, columns.at[i]))) {
       return;
     }
     if (isSend && !array->HasElement(columns.to[i]) && !found(i, FarEnd(columns.to[i]))) {

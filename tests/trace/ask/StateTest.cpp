@@ -261,7 +261,8 @@ TEST(StateTest, FaultOfALocationTellsWhereItStands) {
   ArrayState state;
   const Fault fault = reader.AtCycle(3).Why();
   EXPECT_EQ(fault.Text(), opened.name +
-                              ": record 3 at byte 92: column 8, row 4 is no switch of the array; "
+                              ": record 3 at byte 92: column 8, row 4 is no switch of the "
+                              "array, as that of cluster 1 0 would be; "
                               "give the counts of the array that wrote the trace");
 }
 
