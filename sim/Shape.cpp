@@ -1,12 +1,10 @@
 #include "sim/Shape.h"
 
+#include "trace/base/ArrayShape.h"
+
 namespace marrowfin::sim {
 
 namespace {
-
-// A cluster's switch is reported this many rows and columns from the cluster's first position,
-// whatever the cluster's size: the viewer looks for it nowhere else.
-constexpr uint32 SWITCH_OFFSET = 4;
 
 uint32 Distance(uint32 a, uint32 b) { return a < b ? b - a : a - b; }
 
@@ -33,8 +31,8 @@ uint32 Shape::PeAt(uint32 domain, uint32 position) const {
 }
 
 Location Shape::SwitchLocation(uint32 cluster) const {
-  return Location(cluster / clusters * ClusterSide() + SWITCH_OFFSET,
-                  cluster % clusters * ClusterSide() + SWITCH_OFFSET);
+  const Place place = ArrayShape(clusters, domains, pes).SwitchAt(cluster);
+  return Location(place.row, place.column);
 }
 
 uint32 Shape::Hops(uint32 fromDomain, uint32 toDomain) const {
