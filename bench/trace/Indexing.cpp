@@ -153,6 +153,7 @@ Latencies MeasureIndex(const Subject& subject) {
   Latencies latencies;
   latencies.seek = MeasureSeek(*trace, index->GetSummary().lastCycle);
   latencies.state = MeasureStates(subject, *trace, *index);
+  MeasureFinding(subject, *trace, *index);
   double ask = 0;
   const Answer answer = MeasureFires(subject, *trace, *index, ask);
   if (subject.peers) {

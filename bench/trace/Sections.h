@@ -36,6 +36,9 @@ Latencies MeasureIndex(const Subject& subject);
 void MeasureSteps(const Subject& subject, const TraceSource& trace, const Index& index,
                   uint64_t steps, double scratch);
 
+// Finding events by what they are, counting them, and going through all of them.
+void MeasureFinding(const Subject& subject, const TraceSource& trace, const Index& index);
+
 // Ranges of cycles, and how often each processing element fired in them: row by row, as an
 // ActivityReader lays it out.
 struct Answer {
