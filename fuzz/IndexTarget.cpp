@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "fuzz/Fuzz.h"
+#include "trace/ask/ActivityOverTime.h"
 #include "trace/ask/ActivityReader.h"
 #include "trace/ask/EventCounter.h"
 #include "trace/ask/EventCursor.h"
@@ -142,7 +143,7 @@ Contents SoundContents(const TraceFile& trace, uint64_t records) {
     const uint64_t end = offset + (IsSend(record) ? LARGE_RECORD : SMALL_RECORD);
     ReadBatch(trace, offset, end, *columns);
     summarizer.Add(*columns);
-    furtherTimes.Add(*columns);
+    furtherTimes.Add(*columns, summarizer);
     if (record % 16 == 0) {
       d.entries.push_back({record, offset, columns->cycle[0], summarizer.Get().changes});
     }
@@ -150,8 +151,8 @@ Contents SoundContents(const TraceFile& trace, uint64_t records) {
       AddBoundary(summarizer, contents);
       summarizer.Finish();
       d.atLastBoundary = summarizer.Get();
-      times.Merge(furtherTimes.Get());
-      furtherTimes.Clear();
+      Require(times.Merge(furtherTimes.Get()), "threads that keep their places");
+      furtherTimes.ClearFor(times);
     }
   }
   contents.sections.push_back(times.Encode());
@@ -489,6 +490,13 @@ void AskActivity(const TraceFile& trace, const Index& index) {
       static_cast<void>(activity.Count(first, records - first / 2, kind, counts));
     }
     static_cast<void>(ActivityOverTime(trace, index, 3, index.GetSummary().maxCycle, 5, kind));
+  }
+  for (const uint64_t readAtMost : {~uint64_t{0}, uint64_t{20}}) {
+    const uint64_t first = index.GetSummary().firstCycle + 1;
+    const auto bins =
+        ActivityOverTime(trace, index, {.first = first, .bins = 7, .readAtMost = readAtMost});
+    Require(!bins || bins->counts.size() == bins->firsts.size() * 3 * (bins->threads.size() + 1),
+            "a count for each bin, type and thread");
   }
 }
 

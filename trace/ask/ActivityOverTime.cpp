@@ -39,14 +39,10 @@ class Cut {
 
   const std::vector<Edge>& Edges() const { return edges; }
 
-  // The cells that lie whole in each bin.
-  std::vector<TimeTable::CellRange> WholeCells() const {
-    std::vector<TimeTable::CellRange> ranges;
-    for (size_t b = 0; b + 1 < edges.size(); ++b) {
-      const size_t from = CellOf(edges[b]);
-      ranges.push_back({IsWithin(edges[b]) ? from + 1 : from, CellOf(edges[b + 1])});
-    }
-    return ranges;
+  // The cells that lie whole in a bin: from the first number up to, and without, the second.
+  std::pair<size_t, size_t> WholeCells(size_t bin) const {
+    const size_t from = CellOf(edges[bin]);
+    return {IsWithin(edges[bin]) ? from + 1 : from, CellOf(edges[bin + 1])};
   }
 
   // The cells with records in which bins end, ascending.
@@ -158,8 +154,7 @@ class CellCounter {
       if (inBin) {
         const Columns::Tag tag = columns.tag[i];
         const size_t slot = std::min(table.SlotOf(tag.thread), bins.threads.size());
-        const size_t column = TimeTable::ColumnOf(slot, TimeTable::TypeOf(tag.type));
-        ++bins.counts[column * bins.firsts.size() + bin];
+        ++bins.counts[bins.At(slot, TimeTable::TypeOf(tag.type), bin)];
       }
     }
   }
@@ -214,14 +209,15 @@ Fault AddRecords(const TraceFile& trace, const Index& index, const std::vector<R
 }
 
 void AddWholeCells(const Cut& cut, const TimeTable& table, ActivityBins& bins) {
-  const std::vector<TimeTable::CellRange> ranges = cut.WholeCells();
-  const size_t slots = bins.threads.size() + 1;
-  std::span<uint64_t> left = bins.counts;
-  for (size_t i = 0; i < slots; ++i) {
-    const size_t slot = i < bins.threads.size() ? i : TimeTable::OTHERS;
-    for (size_t type = 0; type < TimeTable::TYPES; ++type) {
-      table.AddBins(TimeTable::ColumnOf(slot, type), ranges, left.first(ranges.size()));
-      left = left.subspan(ranges.size());
+  for (size_t bin = 0; bin < bins.firsts.size(); ++bin) {
+    const auto [from, to] = cut.WholeCells(bin);
+    TimeTable::Sums sums = {};
+    table.AddCells(from, to, sums);
+    for (size_t i = 0; i <= bins.threads.size(); ++i) {
+      const size_t slot = i < bins.threads.size() ? i : TimeTable::OTHERS;
+      for (size_t type = 0; type < TimeTable::TYPES; ++type) {
+        bins.counts[bins.At(i, type, bin)] += sums[TimeTable::ColumnOf(slot, type)];
+      }
     }
   }
 }

@@ -39,10 +39,14 @@ struct ActivityBins {
   std::vector<uint64_t> counts;   // one for each bin, of each type, of each thread
 
   // The counts of all bins: of threads[slot], or where `slot` is the number of threads of all
-  // others; `type` is a RecordType.
-  std::span<const uint64_t> Of(size_t slot, uint32_t type) const {
-    return std::span(counts).subspan((slot * 3 + (type - SWITCH_RECORD)) * firsts.size(),
-                                     firsts.size());
+  // others; `recordType` is a RecordType.
+  std::span<const uint64_t> Of(size_t slot, uint32_t recordType) const {
+    return std::span(counts).subspan(At(slot, recordType - SWITCH_RECORD, 0), firsts.size());
+  }
+
+  // Where in `counts` a bin's is; types are counted from 0.
+  size_t At(size_t slot, size_t type, size_t bin) const {
+    return (slot * RECORD_TYPES + type) * firsts.size() + bin;
   }
 };
 

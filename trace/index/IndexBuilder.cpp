@@ -58,7 +58,7 @@ void IndexBuilder::Add(const Columns& columns) {
   }
   Sample(columns);
   summarizer.Add(columns);
-  furtherTimes.Add(columns);
+  furtherTimes.Add(columns, summarizer);
   MakeRoom();
   if (complete) {
     CountElements(columns);
@@ -209,8 +209,8 @@ void IndexBuilder::EndSegment() {
   segmentEnd = record + SegmentLength();
   summarizer.Finish();
   atLastBoundary = summarizer.Get();
-  times.Merge(furtherTimes.Get());
-  furtherTimes.Clear();
+  static_cast<void>(times.Merge(furtherTimes.Get()));  // whose threads were copied from there
+  furtherTimes.ClearFor(times);
 }
 
 // Segments may differ in length, so those that follow simply take twice as many records. Above the
@@ -261,8 +261,8 @@ Fault IndexBuilder::Resume(const Index& index, const Summary& summary) {
     return known.Why();
   }
   times = std::move(known).Take();
-  furtherTimes = TimeCounter(times);
-  furtherTimes.Clear();
+  furtherTimes = TimeCounter(times, summarizer);
+  furtherTimes.ClearFor(times);
   return packer.Resume(index);
 }
 

@@ -448,12 +448,9 @@ std::optional<TimeTable> DecodeTimes(std::span<const uint8_t> bytes, const Summa
 std::optional<TimeTable> DecodeFurtherTimes(TimeTable times, std::span<const uint8_t> bytes,
                                             const Summary& summary) {
   const std::optional<TimeTable> further = TimeTable::Decode(bytes);
-  const auto known = times.Threads();
-  if (!further || further->Threads().size() < known.size() ||
-      !std::equal(known.begin(), known.end(), further->Threads().begin())) {
+  if (!further || further->Threads().size() < times.Threads().size() || !times.Merge(*further)) {
     return std::nullopt;
   }
-  times.Merge(*further);
   return IsOf(times, summary) ? std::optional(std::move(times)) : std::nullopt;
 }
 

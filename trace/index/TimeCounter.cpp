@@ -5,59 +5,105 @@
 
 namespace marrowfin {
 
-size_t TimeCounter::SlotOf(uint32_t thread) {
-  const uint8_t slot = thread < SMALL ? smallSlots[thread] : UNKNOWN;
-  return slot != UNKNOWN ? slot : LearnThread(thread);
+TimeCounter::TimeCounter(TimeTable start, const Summarizer& summarizer) : table(std::move(start)) {
+  smallColumns.fill(UNKNOWN);
+  summarySlots.fill(Summary::OTHER_THREADS);
+  const std::span<const uint32_t> known = table.Threads();
+  for (size_t slot = 0; slot < known.size(); ++slot) {
+    LearnThread(known[slot], summarizer);
+  }
+  largeThreads = summarizer.Get().largeThreads.size();
+  counted = CountsOf(summarizer);
+  inTable = counted;
 }
 
-size_t TimeCounter::LearnThread(uint32_t thread) {
+uint8_t TimeCounter::ColumnOf(uint32_t thread, const Summarizer& summarizer) {
+  const uint8_t column = thread < smallColumns.size() ? smallColumns[thread] : UNKNOWN;
+  return column != UNKNOWN ? column : LearnThread(thread, summarizer);
+}
+
+// The first column of a thread.
+uint8_t TimeCounter::LearnThread(uint32_t thread, const Summarizer& summarizer) {
   const size_t slot = table.AddThread(thread);
-  if (thread < SMALL) {
-    smallSlots[thread] = static_cast<uint8_t>(slot);
+  if (slot != TimeTable::OTHERS && summarySlots[slot] == Summary::OTHER_THREADS) {
+    summarySlots[slot] = summarizer.Get().ThreadSlot(thread);
   }
-  return slot;
+  const auto column = static_cast<uint8_t>(TimeTable::ColumnOf(slot, 0));
+  if (thread < smallColumns.size()) {
+    smallColumns[thread] = column;
+  }
+  return column;
 }
 
-// The first record from `from` on that lies in another cell than that one.
-size_t TimeCounter::EndOfCell(const Columns& columns, size_t from) const {
-  const auto isOther = [&](size_t i) {
-    return (columns.cycle[i] ^ columns.cycle[from]) >> table.Shift() != 0;
-  };
-  if (!columns.fell && !isOther(columns.size - 1)) {
-    return columns.size;
+// Whether a thread may have been met that can be told apart, but is not yet.
+bool TimeCounter::BringsThread(const Summarizer& summarizer) const {
+  if (table.Threads().size() == TimeTable::THREADS) {
+    return false;
   }
-  size_t end = from + 1;
-  while (end < columns.size && !isOther(end)) {
-    ++end;
+  bool brings = summarizer.Get().largeThreads.size() > largeThreads;
+  for (size_t thread = 0; thread < smallColumns.size(); ++thread) {
+    const uint64_t* counts = &summarizer.ThreadCounts()[RECORD_TYPES * (1 + thread)];
+    brings |= smallColumns[thread] == UNKNOWN && (counts[0] | counts[1] | counts[2]) != 0;
   }
-  return end;
+  return brings;
 }
 
 // Cells only ever grow, so the records of one stay together.
-bool TimeCounter::IsPending(uint64_t cycle) const {
-  return (cycle ^ pendingCycle) >> table.Shift() == 0;
+bool TimeCounter::IsInPendingCell(const Columns& columns) const {
+  const uint64_t first = columns.cycle[0] ^ pendingCycle;
+  const uint64_t last = columns.cycle[columns.size - 1] ^ pendingCycle;
+  return !columns.fell && (first | last) >> table.Shift() == 0;
 }
 
-void TimeCounter::Add(const Columns& columns) {
-  for (size_t from = 0; from < columns.size;) {
-    const uint64_t cycle = columns.cycle[from];
-    const size_t end = EndOfCell(columns, from);
-    if (end - from < LONG_RUN && !IsPending(cycle)) {
-      for (size_t i = from; i < end; ++i) {
-        const Columns::Tag tag = columns.tag[i];
-        table.Add(cycle, TimeTable::ColumnOf(SlotOf(tag.thread), TimeTable::TypeOf(tag.type)), 1);
-      }
-    } else {
-      if (!IsPending(cycle) || pendingRecords > std::numeric_limits<uint32_t>::max() / 2) {
-        Flush();
-        pendingCycle = cycle;
-      }
-      for (size_t i = from; i < end; ++i) {
-        const Columns::Tag tag = columns.tag[i];
-        ++lanes[i % LANES][SlotOf(tag.thread) * WIDTH + TimeTable::TypeOf(tag.type)];
-      }
-      pendingRecords += end - from;
+// What the summarizer counted by column: all others are what is left of all records.
+TimeTable::Sums TimeCounter::CountsOf(const Summarizer& summarizer) const {
+  const Summary& summary = summarizer.Get();
+  TimeTable::Sums sums = {};
+  uint64_t* others = &sums[TimeTable::ColumnOf(TimeTable::OTHERS, 0)];
+  others[TimeTable::TypeOf(SWITCH_RECORD)] = summary.switches;
+  others[TimeTable::TypeOf(FIRE_RECORD)] = summary.fires;
+  others[TimeTable::TypeOf(SEND_RECORD)] = summary.sends;
+  for (size_t slot = 0; slot < table.Threads().size(); ++slot) {
+    for (size_t type = 0; type < TimeTable::TYPES; ++type) {
+      const uint64_t count = summarizer.ThreadCounts()[RECORD_TYPES * summarySlots[slot] + type];
+      sums[TimeTable::ColumnOf(slot, type)] = count;
+      others[type] -= count;
     }
+  }
+  return sums;
+}
+
+void TimeCounter::Add(const Columns& columns, const Summarizer& summarizer) {
+  if (columns.size == 0) {
+    return;
+  }
+  if (IsInPendingCell(columns) && pendingRecords < std::numeric_limits<uint32_t>::max() / 2 &&
+      !BringsThread(summarizer)) {
+    pendingRecords += columns.size;
+    counted = CountsOf(summarizer);
+    return;
+  }
+  Flush();
+  AddOneByOne(columns, summarizer);
+  largeThreads = summarizer.Get().largeThreads.size();
+  counted = CountsOf(summarizer);
+  inTable = counted;
+  pendingCycle = columns.cycle[columns.size - 1];
+}
+
+void TimeCounter::AddOneByOne(const Columns& columns, const Summarizer& summarizer) {
+  std::array<uint8_t, Columns::CAPACITY> places;
+  for (size_t i = 0; i < columns.size; ++i) {
+    const Columns::Tag tag = columns.tag[i];
+    places[i] =
+        static_cast<uint8_t>(ColumnOf(tag.thread, summarizer) + TimeTable::TypeOf(tag.type));
+  }
+  for (size_t from = 0; from < columns.size;) {
+    size_t end = from + 1;
+    while (end < columns.size && (columns.cycle[end] ^ columns.cycle[from]) >> table.Shift() == 0) {
+      ++end;
+    }
+    table.AddEach(columns.cycle[from], std::span(places).subspan(from, end - from));
     from = end;
   }
 }
@@ -66,19 +112,12 @@ void TimeCounter::Flush() {
   if (pendingRecords == 0) {
     return;
   }
-  const size_t known = table.Threads().size();
-  for (size_t i = 0; i <= known; ++i) {
-    const size_t slot = i < known ? i : TimeTable::OTHERS;
-    for (size_t type = 0; type < TimeTable::TYPES; ++type) {
-      uint64_t records = 0;
-      for (Lane& lane : lanes) {
-        records += std::exchange(lane[slot * WIDTH + type], 0);
-      }
-      if (records > 0) {
-        table.Add(pendingCycle, TimeTable::ColumnOf(slot, type), records);
-      }
-    }
+  TimeTable::Row row;
+  for (size_t column = 0; column < row.size(); ++column) {
+    row[column] = static_cast<uint32_t>(counted[column] - inTable[column]);
   }
+  table.AddRow(pendingCycle, row);
+  inTable = counted;
   pendingRecords = 0;
 }
 
@@ -87,9 +126,9 @@ const TimeTable& TimeCounter::Get() {
   return table;
 }
 
-void TimeCounter::Clear() {
+void TimeCounter::ClearFor(const TimeTable& before) {
   Flush();
-  table.Clear();
+  table.ClearFor(before);
 }
 
 }  // namespace marrowfin

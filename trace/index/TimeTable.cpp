@@ -9,11 +9,45 @@ namespace marrowfin {
 
 namespace {
 
-constexpr unsigned HALF = 32;  // bits
+constexpr size_t FEWEST_ROWS = 16;
 
 unsigned BytesFor(uint64_t count) { return (static_cast<unsigned>(std::bit_width(count)) + 7) / 8; }
 
 }  // namespace
+
+void TimeTable::Rows::Add(size_t at, uint64_t records) {
+  const uint64_t sum = low[at] + records;
+  low[at] = static_cast<uint32_t>(sum);
+  if (sum >> HALF != 0) [[unlikely]] {
+    high.resize(low.size());
+    high[at] += static_cast<uint32_t>(sum >> HALF);
+  }
+}
+
+// Counts that need no upper half are added without a branch for each.
+void TimeTable::Rows::AddLow(size_t at, std::span<const uint32_t> counts) {
+  uint32_t carries = 0;
+  for (size_t i = 0; i < counts.size(); ++i) {
+    low[at + i] += counts[i];
+    carries |= low[at + i] < counts[i] ? 1U : 0U;
+  }
+  for (size_t i = 0; i < counts.size() && carries != 0; ++i) {
+    if (low[at + i] < counts[i]) {
+      high.resize(low.size());
+      ++high[at + i];
+    }
+  }
+}
+
+// Adds a row of rows that are no wider than these.
+void TimeTable::Rows::AddRow(size_t at, const Rows& other, size_t from) {
+  AddLow(at, std::span(other.low).subspan(from, other.width));
+  for (size_t i = 0; i < other.width && !other.high.empty(); ++i) {
+    if (other.high[from + i] != 0) {
+      Add(at + i, static_cast<uint64_t>(other.high[from + i]) << HALF);
+    }
+  }
+}
 
 size_t TimeTable::SlotOf(uint32_t thread) const {
   const auto known = std::find(threads.begin(), threads.end(), thread);
@@ -26,83 +60,89 @@ size_t TimeTable::AddThread(uint32_t thread) {
     return slot;
   }
   threads.push_back(thread);
+  Move(cells, 0);
   return threads.size() - 1;
 }
 
 void TimeTable::Add(uint64_t cycle, size_t column, uint64_t records) {
   MakeRoom(cycle);
-  AddAt(columns[column], At(cycle >> shift), records);
+  rows.Add(rows.At(cycle >> shift) + InRow(column), records);
 }
 
-void TimeTable::AddAt(Column& column, size_t at, uint64_t records) const {
-  if (column.low.empty()) {
-    column.low.resize(capacity);
-  }
-  const uint64_t sum = CountAt(column, at) + records;
-  column.low[at] = static_cast<uint32_t>(sum);
-  if (sum >> HALF != 0) {
-    column.high.resize(capacity);
-    column.high[at] = static_cast<uint32_t>(sum >> HALF);
+void TimeTable::AddEach(uint64_t cycle, std::span<const uint8_t> recordColumns) {
+  MakeRoom(cycle);
+  const size_t at = rows.At(cycle >> shift);
+  for (const uint8_t column : recordColumns) {
+    rows.Add(at + InRow(column), 1);
   }
 }
 
-uint64_t TimeTable::CountAt(const Column& column, size_t at) {
-  const uint64_t high = column.high.empty() ? 0 : column.high[at];
-  return high << HALF | column.low[at];
+void TimeTable::AddRow(uint64_t cycle, const Row& row) {
+  MakeRoom(cycle);
+  const size_t at = rows.At(cycle >> shift);
+  rows.AddLow(at, std::span(row).last(SLOT_COLUMNS));
+  rows.AddLow(at + SLOT_COLUMNS, std::span(row).first(rows.width - SLOT_COLUMNS));
 }
 
 // Lets the cells reach a cycle, by the least widening that will do.
 void TimeTable::MakeRoom(uint64_t cycle) {
   const uint64_t cell = cycle >> shift;
-  if (cells == 0) {
-    first = cell;
-    cells = 1;
+  if (cells > 0 && cell - first < cells) {
     return;
   }
-  if (cell - first < cells) {
-    return;
-  }
-  uint64_t low = std::min(first, cell);
-  uint64_t high = std::max(first + (cells - 1), cell);
+  uint64_t low = cells == 0 ? cell : std::min(first, cell);
+  uint64_t high = cells == 0 ? cell : std::max(first + (cells - 1), cell);
   unsigned by = 0;
   while (high - low >= capacity) {
     low >>= 1;
     high >>= 1;
     ++by;
   }
-  if (by > 0) {
-    Coarsen(by);
+  Coarsen(by);
+  const size_t needed = static_cast<size_t>(high - low) + 1;
+  if (needed > rows.count) {
+    Move(needed, 0);
   }
   first = low;
-  cells = static_cast<size_t>(high - low) + 1;
+  cells = needed;
 }
 
 // Makes one cell of each 2^by.
 void TimeTable::Coarsen(unsigned by) {
-  const uint64_t last = first + (cells == 0 ? 0 : cells - 1);
-  for (Column& column : columns) {
-    if (column.low.empty()) {
-      continue;
-    }
-    Column coarse;
-    for (size_t cell = 0; cell < cells; ++cell) {
-      AddAt(coarse, At((first + cell) >> by), CountAt(column, At(first + cell)));
-    }
-    column = std::move(coarse);
+  if (by == 0) {
+    return;
   }
+  const uint64_t last = first + (cells == 0 ? 0 : cells - 1);
+  Move(cells == 0 ? 0 : static_cast<size_t>((last >> by) - (first >> by)) + 1, by);
   first >>= by;
   cells = cells == 0 ? 0 : static_cast<size_t>((last >> by) - first) + 1;
   shift += by;
 }
 
-void TimeTable::Merge(const TimeTable& other) {
-  std::array<size_t, SLOTS> slots;
-  slots[OTHERS] = OTHERS;
-  for (size_t slot = 0; slot < other.threads.size(); ++slot) {
-    slots[slot] = AddThread(other.threads[slot]);
+// Moves the counts of the cells into rows with room for so many cells and for all threads, making
+// one cell of each 2^by.
+void TimeTable::Move(size_t cellCount, unsigned by) {
+  Rows moved;
+  moved.count = std::max({rows.count, FEWEST_ROWS, std::bit_ceil(cellCount)});
+  moved.width = Width();
+  moved.low.resize(moved.count * moved.width);
+  for (size_t cell = 0; cell < cells; ++cell) {
+    moved.AddRow(moved.At((first + cell) >> by), rows, rows.At(first + cell));
+  }
+  rows = std::move(moved);
+}
+
+bool TimeTable::Merge(const TimeTable& other) {
+  const size_t common = std::min(threads.size(), other.threads.size());
+  if (!std::equal(threads.begin(), threads.begin() + static_cast<ptrdiff_t>(common),
+                  other.threads.begin())) {
+    return false;
+  }
+  for (size_t slot = common; slot < other.threads.size(); ++slot) {
+    AddThread(other.threads[slot]);
   }
   if (other.cells == 0) {
-    return;
+    return true;
   }
   if (other.shift > shift) {
     Coarsen(other.shift - shift);
@@ -110,60 +150,52 @@ void TimeTable::Merge(const TimeTable& other) {
   MakeRoom(other.CycleOf(0));
   MakeRoom(other.CycleOf(other.cells - 1));
   const unsigned by = shift - other.shift;
-  for (size_t column = 0; column < COLUMNS; ++column) {
-    if (other.columns[column].low.empty()) {
-      continue;
-    }
-    Column& sums = columns[ColumnOf(slots[column / TYPES], column % TYPES)];
-    for (size_t cell = 0; cell < other.cells; ++cell) {
-      AddAt(sums, At((other.first + cell) >> by), other.Count(column, cell));
-    }
+  for (size_t cell = 0; cell < other.cells; ++cell) {
+    const uint64_t from = other.first + cell;
+    rows.AddRow(rows.At(from >> by), other.rows, other.rows.At(from));
   }
+  return true;
 }
 
-void TimeTable::Clear() {
-  for (Column& column : columns) {
-    for (size_t cell = 0; cell < cells && !column.low.empty(); ++cell) {
-      column.low[At(first + cell)] = 0;
-    }
-    column.high.clear();
+void TimeTable::ClearFor(const TimeTable& before) {
+  for (size_t cell = 0; cell < cells; ++cell) {
+    std::fill_n(rows.low.begin() + static_cast<ptrdiff_t>(rows.At(first + cell)), rows.width, 0);
   }
+  rows.high.clear();
   first = 0;
   cells = 0;
+  shift = std::max(shift, before.shift);
 }
 
 uint64_t TimeTable::Count(size_t column, size_t cell) const {
-  const Column& counts = columns[column];
-  return counts.low.empty() ? 0 : CountAt(counts, At(first + cell));
+  const size_t i = InRow(column);
+  return i < rows.width ? rows.Get(rows.At(first + cell) + i) : 0;
 }
 
 uint64_t TimeTable::Records(size_t cell) const {
   uint64_t records = 0;
-  for (size_t column = 0; column < COLUMNS; ++column) {
-    records += Count(column, cell);
+  for (size_t i = 0; i < rows.width; ++i) {
+    records += rows.Get(rows.At(first + cell) + i);
   }
   return records;
 }
 
-void TimeTable::AddBins(size_t column, std::span<const CellRange> ranges,
-                        std::span<uint64_t> bins) const {
-  const Column& counts = columns[column];
-  if (counts.low.empty()) {
-    return;
+void TimeTable::AddCells(size_t from, size_t to, Sums& sums) const {
+  Sums inRow = {};
+  for (size_t cell = from; cell < to; ++cell) {
+    const size_t at = rows.At(first + cell);
+    for (size_t i = 0; i < rows.width; ++i) {
+      inRow[i] += rows.low[at + i];
+    }
+    for (size_t i = 0; i < rows.width && !rows.high.empty(); ++i) {
+      inRow[i] += static_cast<uint64_t>(rows.high[at + i]) << HALF;
+    }
   }
-  for (size_t i = 0; i < bins.size(); ++i) {
-    uint64_t sum = 0;
-    for (size_t cell = ranges[i].from; cell < ranges[i].to; ++cell) {
-      sum += counts.low[At(first + cell)];
-    }
-    for (size_t cell = ranges[i].from; cell < ranges[i].to && !counts.high.empty(); ++cell) {
-      sum += static_cast<uint64_t>(counts.high[At(first + cell)]) << HALF;
-    }
-    bins[i] += sum;
+  for (size_t column = 0; column < COLUMNS; ++column) {
+    sums[column] += inRow[InRow(column)];
   }
 }
 
-// The column that is written in this place: of the slots only those that are taken, and the others.
 size_t TimeTable::FromFile(size_t column) const {
   const size_t slot = column / TYPES;
   return ColumnOf(slot == threads.size() ? OTHERS : slot, column % TYPES);
@@ -180,23 +212,27 @@ std::vector<uint8_t> TimeTable::Encode() const {
   for (const uint32_t thread : threads) {
     out.Number(thread);
   }
-  std::vector<uint8_t> plane(cells);
   for (size_t written = 0; written < FileColumns(); ++written) {
-    const size_t column = FromFile(written);
-    uint64_t all = 0;
-    for (size_t cell = 0; cell < cells; ++cell) {
-      all |= Count(column, cell);
-    }
-    const unsigned width = BytesFor(all);
-    out.Number(width);
-    for (unsigned byte = 0; byte < width; ++byte) {
-      for (size_t cell = 0; cell < cells; ++cell) {
-        plane[cell] = static_cast<uint8_t>(Count(column, cell) >> 8 * byte);
-      }
-      out.Raw(plane.data(), cells);
-    }
+    EncodeColumn(FromFile(written), out);
   }
   return out.Take();
+}
+
+void TimeTable::EncodeColumn(size_t column, ByteWriter& out) const {
+  std::vector<uint64_t> counts(cells);
+  uint64_t all = 0;
+  for (size_t cell = 0; cell < cells; ++cell) {
+    counts[cell] = Count(column, cell);
+    all |= counts[cell];
+  }
+  const unsigned width = BytesFor(all);
+  out.Number(width);
+  std::vector<uint8_t> plane(cells);
+  for (unsigned byte = 0; byte < width; ++byte) {
+    std::transform(counts.begin(), counts.end(), plane.begin(),
+                   [&](uint64_t count) { return static_cast<uint8_t>(count >> 8 * byte); });
+    out.Raw(plane.data(), cells);
+  }
 }
 
 std::optional<TimeTable> TimeTable::Decode(std::span<const uint8_t> bytes) {
@@ -212,13 +248,14 @@ std::optional<TimeTable> TimeTable::Decode(std::span<const uint8_t> bytes) {
     return std::nullopt;
   }
   table.shift = static_cast<unsigned>(shift);
-  table.cells = static_cast<size_t>(cells);
   for (size_t slot = 0; slot < threads; ++slot) {
     const uint64_t thread = in.Number();
     if (thread > ~uint32_t{0} || table.AddThread(static_cast<uint32_t>(thread)) != slot) {
       return std::nullopt;
     }
   }
+  table.Move(static_cast<size_t>(cells), 0);
+  table.cells = static_cast<size_t>(cells);
   for (size_t read = 0; read < table.FileColumns() && in.Good(); ++read) {
     table.DecodeColumn(in, table.FromFile(read));
   }
@@ -231,7 +268,8 @@ void TimeTable::DecodeColumn(ByteReader& in, size_t column) {
   std::vector<uint8_t> plane(cells);
   for (size_t byte = 0; byte < width && in.Raw(plane.data(), cells); ++byte) {
     for (size_t cell = 0; cell < cells; ++cell) {
-      AddAt(columns[column], At(first + cell), static_cast<uint64_t>(plane[cell]) << 8 * byte);
+      rows.Add(rows.At(first + cell) + InRow(column), static_cast<uint64_t>(plane[cell])
+                                                          << 8 * byte);
     }
   }
 }

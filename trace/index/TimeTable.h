@@ -13,6 +13,7 @@
 namespace marrowfin {
 
 class ByteReader;
+class ByteWriter;
 
 // How many records of each type and thread a trace has over time: in cells of 2^Shift() cycles
 // each, of which there are never more than a bound. Where the trace outgrows them, each two become
@@ -24,9 +25,11 @@ class ByteReader;
 // cycle 0 on, so that cell n of a table lies in cell n / 2 of one that is half as fine. Cells of
 // equal numbers of records were rejected: their edges suit nobody's bins, and a cycle may hold a
 // million records. Sums over both types and threads beside the counts were rejected: adding up
-// takes less time than reading them.
+// takes less time than reading them. The counts of a cell lie together, since a trace brings one
+// cell after the other; by thread and type they would be a page apart and all fall on the same
+// lines of the processor's cache.
 //
-// Thread-compatible: any number of readers, or one writer.
+// Any number of threads may read at a time, or one write.
 class TimeTable {
  public:
   static constexpr size_t CELLS = 16384;  // at most
@@ -42,9 +45,11 @@ class TimeTable {
   static constexpr size_t OTHERS = THREADS;  // the slot of all others
   static constexpr size_t SLOTS = THREADS + 1;
 
-  // The counts of a slot and type over time are a column.
-  static constexpr size_t COLUMNS = SLOTS * TYPES;
-  static constexpr size_t ColumnOf(size_t slot, size_t type) { return slot * TYPES + type; }
+  // The counts of a slot and type over time are a column. Slots begin at multiples of a power of
+  // two, which are the quicker to find; the last column of each stays empty.
+  static constexpr size_t SLOT_COLUMNS = 4;
+  static constexpr size_t COLUMNS = SLOTS * SLOT_COLUMNS;
+  static constexpr size_t ColumnOf(size_t slot, size_t type) { return slot * SLOT_COLUMNS + type; }
 
   // `cells` is a power of two, from 2 to CELLS.
   explicit TimeTable(size_t cells = CELLS) : capacity(cells) {}
@@ -55,14 +60,21 @@ class TimeTable {
   // Adds so many records (at least one) of a cycle.
   void Add(uint64_t cycle, size_t column, uint64_t records);
 
-  // Adds what another table counted. Of its threads those that have a slot there get one here as
-  // far as there is any left.
-  void Merge(const TimeTable& other);
+  // Adds records of cycles that lie in one cell: for each of them its column.
+  void AddEach(uint64_t cycle, std::span<const uint8_t> recordColumns);
 
-  // Forgets all records, but neither the threads nor the width of the cells, so that what is
-  // counted from now on can be merged into the table that this one was a copy of. Costs what there
-  // is to forget.
-  void Clear();
+  // Adds records of one cycle, of each column as many as the row tells.
+  typedef std::array<uint32_t, COLUMNS> Row;
+  void AddRow(uint64_t cycle, const Row& row);
+
+  // Adds what another table counted, whose threads are the first of this one or the other way
+  // around; false, with nothing added, where they are not.
+  [[nodiscard]] bool Merge(const TimeTable& other);
+
+  // Forgets all records, but not the threads, so that what is counted from now on can be merged
+  // into the table of what came before; the cells become as wide as those of that one, if they are
+  // not. Costs what there is to forget.
+  void ClearFor(const TimeTable& before);
 
   // The threads told apart, by slot.
   std::span<const uint32_t> Threads() const { return threads; }
@@ -85,40 +97,55 @@ class TimeTable {
   // The records of all types and threads in a cell.
   uint64_t Records(size_t cell) const;
 
-  // The cells from one up to, and without, another one, at most Cells(); none where it is not
-  // above.
-  struct CellRange {
-    size_t from;
-    size_t to;
-  };
-
-  // Adds to each bin the counts of the cells in the range of the same number.
-  void AddBins(size_t column, std::span<const CellRange> ranges, std::span<uint64_t> bins) const;
+  // Adds to each column the counts of the cells from one up to, and without, another one.
+  typedef std::array<uint64_t, COLUMNS> Sums;
+  void AddCells(size_t from, size_t to, Sums& sums) const;
 
   // As bytes, see docs/index-format.md.
   std::vector<uint8_t> Encode() const;
 
   // The most bytes that Encode makes.
-  static constexpr size_t LARGEST = 1024 + COLUMNS * (1 + sizeof(uint64_t) * CELLS);
+  static constexpr size_t LARGEST = 1024 + SLOTS * TYPES * (1 + sizeof(uint64_t) * CELLS);
 
   // Nothing where the bytes are no table.
   static std::optional<TimeTable> Decode(std::span<const uint8_t> bytes);
 
  private:
-  // The lower halves of the counts, and the upper ones once there is any that needs one: a cell
-  // with 2^32 records is rare. Cell n is at n modulo the capacity, so that the table moves on
-  // either way without moving what it holds. Empty until the first record.
-  struct Column {
+  static constexpr unsigned HALF = 32;  // bits
+
+  // The counts of cells in rows, those of all other threads first and then slot by slot, so that a
+  // row only grows where a thread is met. There are as many rows as the cells need, rounded up to a
+  // power of two: cell n is in row n modulo their number, so that the table moves on either way
+  // without moving what it holds. The upper halves of the counts are there once there is any that
+  // needs one: a cell with 2^32 records is rare.
+  struct Rows {
+    size_t count = 0;
+    size_t width = 0;
     std::vector<uint32_t> low;
     std::vector<uint32_t> high;
+
+    size_t At(uint64_t cell) const { return static_cast<size_t>(cell & (count - 1)) * width; }
+    uint64_t Get(size_t at) const {
+      return (high.empty() ? 0 : static_cast<uint64_t>(high[at]) << HALF) | low[at];
+    }
+    void Add(size_t at, uint64_t records);
+    void AddLow(size_t at, std::span<const uint32_t> counts);
+    void AddRow(size_t at, const Rows& other, size_t from);
   };
 
-  size_t At(uint64_t cell) const { return static_cast<size_t>(cell & (capacity - 1)); }
-  void AddAt(Column& column, size_t at, uint64_t records) const;
-  static uint64_t CountAt(const Column& column, size_t at);
+  // Where a column is in a row.
+  static constexpr size_t InRow(size_t column) {
+    return column < COLUMNS - SLOT_COLUMNS ? column + SLOT_COLUMNS
+                                           : column - (COLUMNS - SLOT_COLUMNS);
+  }
+  size_t Width() const { return (threads.size() + 1) * SLOT_COLUMNS; }
   void MakeRoom(uint64_t cycle);
   void Coarsen(unsigned by);
+  void Move(size_t cellCount, unsigned by);
+  void EncodeColumn(size_t column, ByteWriter& out) const;
   void DecodeColumn(ByteReader& in, size_t column);
+
+  // The columns that are written, in their order: those of the threads and then of all others.
   size_t FileColumns() const { return (threads.size() + 1) * TYPES; }
   size_t FromFile(size_t column) const;
 
@@ -127,7 +154,7 @@ class TimeTable {
   uint64_t first = 0;
   size_t cells = 0;
   std::vector<uint32_t> threads;
-  std::array<Column, COLUMNS> columns;
+  Rows rows;
 };
 
 }  // namespace marrowfin

@@ -470,7 +470,7 @@ struct Timed {
     Count(before, 9, 8, SWITCH_RECORD, 1);
     atLastBoundary = summary;
     behind = before;
-    behind.Clear();
+    behind.ClearFor(before);
     Count(behind, 9, 7, SEND_RECORD, 2);
     Count(behind, 12, 9, FIRE_RECORD, 4);
   }

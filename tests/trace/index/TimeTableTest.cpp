@@ -28,11 +28,15 @@ void Add(TimeTable& table, const Counted& counted) {
             counted.records);
 }
 
-TimeTable TableOf(const std::vector<Counted>& all, size_t cells = TimeTable::CELLS) {
-  TimeTable table(cells);
+void AddAll(TimeTable& table, const std::vector<Counted>& all) {
   for (const Counted& counted : all) {
     Add(table, counted);
   }
+}
+
+TimeTable TableOf(const std::vector<Counted>& all, size_t cells = TimeTable::CELLS) {
+  TimeTable table(cells);
+  AddAll(table, all);
   return table;
 }
 
@@ -73,7 +77,9 @@ Model CountPlainly(const std::vector<Counted>& all, unsigned shift) {
       known = threads.insert(threads.end(), counted.thread);
     }
     const size_t slot = known == threads.end() ? 16 : static_cast<size_t>(known - threads.begin());
-    model[{counted.cycle >> shift, slot * 3 + counted.type - 2}] += counted.records;
+    if (counted.records > 0) {
+      model[{counted.cycle >> shift, slot * 4 + counted.type - 2}] += counted.records;
+    }
   }
   return model;
 }
@@ -136,34 +142,65 @@ TEST(TimeTableTest, CountsBeyond32BitsAreKept) {
   EXPECT_EQ(table.Shift(), 1U);
   EXPECT_EQ(table.Count(column, 0), 2 * MANY - 1);
   EXPECT_EQ(table.Count(column, 2), 5 * MANY);
-  std::vector<uint64_t> bins(2, 10);
-  table.AddBins(column, std::vector<TimeTable::CellRange>{{2, 0}, {0, 3}}, bins);
-  EXPECT_EQ(bins, (std::vector<uint64_t>{10, 7 * MANY + 9}));
+  TimeTable::Sums sums = {};
+  sums[column] = 10;
+  table.AddCells(0, 3, sums);
+  EXPECT_EQ(sums[column], 7 * MANY + 9);
   const std::optional<TimeTable> back = TimeTable::Decode(table.Encode());
   ASSERT_TRUE(back);
   EXPECT_EQ(back->Count(column, 2), 5 * MANY);
 }
 
-TEST(TimeTableTest, BinsAddUpTheirCellsWhereverTheTableBegins) {
+TEST(TimeTableTest, RangesAddUpTheirCellsWhereverTheTableBegins) {
   std::mt19937_64 random(3);
   for (int round = 0; round < 100; ++round) {
     const TimeTable table = TableOf(RandomCounts(random, 200), 64);
-    std::vector<TimeTable::CellRange> ranges(1 + random() % 9);
-    for (TimeTable::CellRange& range : ranges) {
-      range = {random() % (table.Cells() + 1), random() % (table.Cells() + 1)};
-    }
+    const size_t from = random() % (table.Cells() + 1);
+    const size_t to = random() % (table.Cells() + 1);
+    TimeTable::Sums sums;
+    sums.fill(7);
+    table.AddCells(from, to, sums);
     for (size_t column = 0; column < TimeTable::COLUMNS; ++column) {
-      std::vector<uint64_t> bins(ranges.size(), 7);
-      table.AddBins(column, ranges, bins);
-      for (size_t i = 0; i < bins.size(); ++i) {
-        uint64_t sum = 7;
-        for (size_t cell = ranges[i].from; cell < ranges[i].to; ++cell) {
-          sum += table.Count(column, cell);
-        }
-        ASSERT_EQ(bins[i], sum);
+      uint64_t sum = 7;
+      for (size_t cell = from; cell < to; ++cell) {
+        sum += table.Count(column, cell);
       }
+      ASSERT_EQ(sums[column], sum);
     }
   }
+}
+
+TEST(TimeTableTest, RowsAndSeriesOfRecordsAreAddedLikeRecordsOneByOne) {
+  std::mt19937_64 random(9);
+  for (int round = 0; round < 20; ++round) {
+    TimeTable rows(64);
+    TimeTable each(64);
+    TimeTable single(64);
+    for (const Counted& counted : RandomCounts(random, 100)) {
+      for (TimeTable* table : {&rows, &each, &single}) {
+        table->AddThread(counted.thread);
+      }
+      TimeTable::Row row = {};
+      std::vector<uint8_t> columns;
+      for (size_t i = random() % 5; i < 5; ++i) {
+        const size_t slot = single.SlotOf(static_cast<uint32_t>(random() % 24 * 50));
+        const size_t column = TimeTable::ColumnOf(slot, random() % TimeTable::TYPES);
+        single.Add(counted.cycle, column, 1);
+        ++row[column];
+        columns.push_back(static_cast<uint8_t>(column));
+      }
+      rows.AddRow(counted.cycle, row);
+      each.AddEach(counted.cycle, columns);
+    }
+    ASSERT_EQ(rows.Encode(), single.Encode());
+    ASSERT_EQ(each.Encode(), single.Encode());
+  }
+  TimeTable full(4);
+  TimeTable::Row row = {};
+  row.fill(0xFFFFFFFF);
+  full.AddRow(1, row);
+  full.AddRow(1, row);
+  EXPECT_EQ(full.Count(TimeTable::ColumnOf(TimeTable::OTHERS, 1), 0), 2 * uint64_t{0xFFFFFFFF});
 }
 
 TEST(TimeTableTest, TablesOfAnyWidthsAreMerged) {
@@ -171,9 +208,15 @@ TEST(TimeTableTest, TablesOfAnyWidthsAreMerged) {
   for (int round = 0; round < 50; ++round) {
     std::vector<Counted> all = RandomCounts(random, 200);
     const std::vector<Counted> more = RandomCounts(random, random() % 200);
-    TimeTable table = TableOf(all, 32);
-    const TimeTable other = TableOf(more, 128);
-    table.Merge(other);
+    TimeTable table(32);
+    TimeTable other(128);
+    for (uint32_t thread = 0; thread < 24; ++thread) {
+      table.AddThread(thread * 50);
+      other.AddThread(thread * 50);
+    }
+    AddAll(table, all);
+    AddAll(other, more);
+    ASSERT_TRUE(table.Merge(other));
     EXPECT_GE(table.Shift(), other.Shift());
     std::map<std::pair<uint64_t, uint32_t>, uint64_t> expected;
     all.insert(all.end(), more.begin(), more.end());
@@ -191,19 +234,34 @@ TEST(TimeTableTest, TablesOfAnyWidthsAreMerged) {
   }
 }
 
-TEST(TimeTableTest, ClearedTableKeepsThreadsAndWidthAndCountsAnew) {
+TEST(TimeTableTest, TablesThatTellOtherThreadsApartAreNotMerged) {
+  TimeTable table = TableOf({{0, 7, FIRE_RECORD, 1}});
+  EXPECT_FALSE(table.Merge(TableOf({{0, 8, FIRE_RECORD, 1}})));
+  EXPECT_FALSE(table.Merge(TableOf({{0, 8, FIRE_RECORD, 1}, {0, 7, FIRE_RECORD, 1}})));
+  EXPECT_EQ(table.Encode(), TableOf({{0, 7, FIRE_RECORD, 1}}).Encode());
+  EXPECT_TRUE(table.Merge(TableOf({{0, 7, FIRE_RECORD, 1}, {0, 8, FIRE_RECORD, 1}})));
+  EXPECT_TRUE(table.Merge(TableOf({{0, 7, FIRE_RECORD, 1}})));
+  EXPECT_EQ(table.Encode(), TableOf({{0, 7, FIRE_RECORD, 3}, {0, 8, FIRE_RECORD, 1}}).Encode());
+}
+
+TEST(TimeTableTest, ClearedTableKeepsThreadsAndCountsAnewInCellsAsWideAsThoseBefore) {
   const std::vector<Counted> old = {{0, 7, FIRE_RECORD, uint64_t{1} << 40},
                                     {999, 8, SEND_RECORD, 3}};
-  TimeTable table = TableOf(old, 16);
-  const unsigned shift = table.Shift();
-  table.Clear();
-  EXPECT_EQ(table.Cells(), 0U);
-  EXPECT_EQ(table.Shift(), shift);
-  EXPECT_EQ(table.Threads().size(), 2U);
-  Add(table, {0, 8, FIRE_RECORD, 1});
-  Add(table, {999, 8, FIRE_RECORD, 2});
-  EXPECT_EQ(ModelOf(table), (Model{{{0, TimeTable::ColumnOf(1, 1)}, 1},
-                                   {{999 >> shift, TimeTable::ColumnOf(1, 1)}, 2}}));
+  for (const unsigned wider : {0U, 4U}) {
+    TimeTable table = TableOf(old, 16);
+    const TimeTable before =
+        TableOf({{0, 7, FIRE_RECORD, 1}, {999U << wider, 7, FIRE_RECORD, 1}}, 16);
+    table.ClearFor(before);
+    EXPECT_EQ(table.Cells(), 0U);
+    EXPECT_EQ(table.Shift(), before.Shift());
+    EXPECT_EQ(table.Threads().size(), 2U);
+    Add(table, {0, 8, FIRE_RECORD, 1});
+    Add(table, {999, 8, FIRE_RECORD, 2});
+    EXPECT_EQ(
+        ModelOf(table),
+        CountPlainly({{0, 7, FIRE_RECORD, 0}, {0, 8, FIRE_RECORD, 1}, {999, 8, FIRE_RECORD, 2}},
+                     before.Shift()));
+  }
 }
 
 TEST(TimeTableTest, BytesTellTheTableAsItWas) {
@@ -313,15 +371,19 @@ class TimeCounterTest : public ::testing::Test {
         last = all[i].cycle;
         columns->cycle[columns->size] = all[i].cycle;
         columns->tag[columns->size] = {all[i].thread, all[i].type};
+        columns->sends += all[i].type == SEND_RECORD ? 1 : 0;
+        columns->switches += all[i].type == SWITCH_RECORD ? 1 : 0;
         ++columns->size;
       }
-      counter.Add(*columns);
+      summarizer.Add(*columns);
+      counter.Add(*columns, summarizer);
       from += columns->size;
     }
   }
 
   // Long stretches of a cycle among those that change with every record, or that only rise.
   void Draw(bool falling) {
+    summarizer = Summarizer();
     all.clear();
     uint64_t cycle = random() % 1000;
     const size_t size = 3000;
@@ -339,6 +401,7 @@ class TimeCounterTest : public ::testing::Test {
   std::mt19937_64 random{7};
   std::vector<Counted> all;
   std::unique_ptr<Columns> columns = std::make_unique<Columns>();
+  Summarizer summarizer;
 };
 
 TEST_F(TimeCounterTest, BatchesAreCountedLikeRecordsOneByOne) {
@@ -362,6 +425,24 @@ TEST_F(TimeCounterTest, TableCanBeLookedAtBetweenBatches) {
   EXPECT_EQ(counter.Get().Encode(), TableOf(all, 256).Encode());
 }
 
+TEST_F(TimeCounterTest, CountingGoesOnFromATableAndTheSummaryOfItsRecords) {
+  for (int round = 0; round < 20; ++round) {
+    Draw(round % 2 == 0);
+    const std::vector<Counted> whole = all;
+    all.resize(random() % all.size());
+    const size_t from = all.size();
+    TimeCounter before(TimeTable(256));
+    AddBatches(before, 0);
+    summarizer.Finish();
+    const Summary summary = summarizer.Get();
+    summarizer = Summarizer(summary);
+    TimeCounter counter(before.Get(), summarizer);
+    all = whole;
+    AddBatches(counter, from);
+    ASSERT_EQ(counter.Get().Encode(), TableOf(all, 256).Encode()) << "from " << from;
+  }
+}
+
 TEST_F(TimeCounterTest, WhatIsCountedInPartsAddsUp) {
   for (int round = 0; round < 20; ++round) {
     Draw(round % 2 == 0);
@@ -371,8 +452,8 @@ TEST_F(TimeCounterTest, WhatIsCountedInPartsAddsUp) {
     for (size_t from = 0; from < whole.size();) {
       all.resize(std::min(whole.size(), from + random() % 1000));
       AddBatches(part, from);
-      sum.Merge(part.Get());
-      part.Clear();
+      ASSERT_TRUE(sum.Merge(part.Get()));
+      part.ClearFor(sum);
       from = all.size();
       all = whole;
     }
