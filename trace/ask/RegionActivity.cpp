@@ -74,15 +74,18 @@ Fault CountSpans(const TraceFile& trace, const Index& index, const Spans& spans,
                  uint64_t end, Activity kind, const std::optional<Region>& region,
                  const ProgressCallback& progress, std::vector<uint64_t>& counts) {
   size_t bin = 0;
+  unsigned __int128 behind = spans.Edge(1);  // a division of its own, so not for every record
+  const uint32_t type = TypeOf(kind);
   bool stopped = false;
   const Fault fault =
       Walk(trace, index, begin, end, [&](const Columns& columns, size_t from, size_t to) {
         for (size_t i = from; i < to; ++i) {
-          while (bin + 1 < spans.count && columns.cycle[i] >= spans.Edge(bin + 1)) {
+          while (bin + 1 < spans.count && columns.cycle[i] >= behind) {
             ++bin;
+            behind = spans.Edge(bin + 1);
           }
           const Place place = kind == RECEIVES ? columns.to[i] : columns.at[i];
-          counts[bin] += columns.tag[i].type == TypeOf(kind) && (!region || region->Has(place));
+          counts[bin] += columns.tag[i].type == type && (!region || region->Has(place));
         }
         stopped = progress &&
                   !progress({columns.firstRecord + to - begin, end - begin, Progress::RECORDS});
