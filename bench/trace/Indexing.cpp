@@ -7,6 +7,7 @@
 #include "bench/trace/Measure.h"
 #include "bench/trace/Sections.h"
 #include "bench/trace/Table.h"
+#include "trace/ask/ActivityOverTime.h"
 #include "trace/ask/ActivityReader.h"
 #include "trace/ask/StateReader.h"
 #include "trace/read/OpenSource.h"
@@ -128,6 +129,60 @@ Answer MeasureFires(const Subject& subject, const TraceFile& trace, const Index&
   return answer;
 }
 
+// How many records each bin has, by reading the trace from its start.
+std::vector<uint64_t> ScanBins(const Subject& subject, const ActivityBins& bins) {
+  Reader reader(Value(OpenSource(subject.file)), subject.file);
+  auto columns = std::make_unique<Columns>();
+  std::vector<uint64_t> records(bins.firsts.size());
+  size_t bin = 0;
+  while (reader.Next(*columns) && columns->cycle[0] <= bins.last) {
+    for (size_t i = 0; i < columns->size; ++i) {
+      while (bin + 1 < records.size() && columns->cycle[i] >= bins.firsts[bin + 1]) {
+        ++bin;
+      }
+      const bool inside = columns->cycle[i] >= bins.firsts[0] && columns->cycle[i] <= bins.last;
+      records[bin] += inside ? 1 : 0;
+    }
+  }
+  return records;
+}
+
+std::vector<uint64_t> RecordsOf(const ActivityBins& bins) {
+  std::vector<uint64_t> records(bins.firsts.size());
+  for (size_t i = 0; i < bins.counts.size(); ++i) {
+    records[i % records.size()] += bins.counts[i];
+  }
+  return records;
+}
+
+// The activity over time of random ranges of cycles, as many bins as a wide picture has columns.
+void MeasureOverTime(const Subject& subject, const TraceFile& trace, const Index& index) {
+  constexpr size_t BINS = 1600;
+  Draw draw;
+  const uint64_t lastCycle = index.GetSummary().lastCycle;
+  ActivityBins bins;
+  const auto ask = [&] {
+    const uint64_t a = draw.Below(lastCycle + 1);
+    const uint64_t b = draw.Below(lastCycle + 1);
+    const ActivityQuestion question = {std::min(a, b), std::max(a, b), BINS,
+                                       ActivityQuestion::QUICK};
+    bins = Value(ActivityOverTime(trace, index, question));
+  };
+  const double first = Measure(ask).processor;
+  const std::vector<double> times = Times(QUESTIONS, ask);
+  AtMost("activity over time, all types and threads, median", Median(times) * 1e3, "ms", 2);
+  AtMost("  the slowest of a hundred", Quantile(times, 0.99) * 1e3, "ms", 2);
+  Note("  the first, which reads the table", first * 1e3, "ms");
+  std::vector<double> scans;
+  for (int i = 0; i < 3; ++i) {
+    ask();
+    std::vector<uint64_t> records;
+    scans.push_back(Measure([&] { records = ScanBins(subject, bins); }).processor);
+    Require(records == RecordsOf(bins), "the index counts other records than a scan");
+  }
+  Note("  against a scan that tells neither types nor threads", Median(scans) / Median(times), "x");
+}
+
 }  // namespace
 
 uint64_t Draw::Below(uint64_t bound) {
@@ -156,6 +211,7 @@ Latencies MeasureIndex(const Subject& subject) {
   MeasureFinding(subject, *trace, *index);
   double ask = 0;
   const Answer answer = MeasureFires(subject, *trace, *index, ask);
+  MeasureOverTime(subject, *trace, *index);
   if (subject.peers) {
     MeasurePeers(subject, answer, times[1].processor, ask);
   }
