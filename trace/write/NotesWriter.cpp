@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "trace/base/BigEndian.h"
+#include "trace/base/Bytes.h"
 #include "trace/base/Zstd.h"
 
 namespace marrowfin {
@@ -52,6 +53,13 @@ void NotesWriter::Put(const uint8_t* bytes, size_t count) {
   }
 }
 
+void NotesWriter::Declare(const ByteWriter& entry) {
+  ByteWriter sized;
+  sized.Number(entry.Bytes().size());
+  sized.Raw(entry.Bytes().data(), entry.Bytes().size());
+  declarations.insert(declarations.end(), sized.Bytes().begin(), sized.Bytes().end());
+}
+
 uint32_t NotesWriter::Attribute(std::string_view name, NoteType type, std::string_view unit) {
   const auto number = static_cast<uint32_t>(types.size());
   ByteWriter entry;
@@ -60,8 +68,7 @@ uint32_t NotesWriter::Attribute(std::string_view name, NoteType type, std::strin
   entry.Number(static_cast<uint64_t>(type));
   PutText(entry, name);
   PutText(entry, unit);
-  declarations.Number(entry.Bytes().size());
-  declarations.Raw(entry.Bytes().data(), entry.Bytes().size());
+  Declare(entry);
   types.push_back(type);
   columns.push_back({number, {}, {}});
   return number;
@@ -73,8 +80,7 @@ void NotesWriter::NameValue(uint32_t attribute, uint64_t value, std::string_view
   entry.Number(attribute);
   entry.Number(value);
   PutText(entry, name);
-  declarations.Number(entry.Bytes().size());
-  declarations.Raw(entry.Bytes().data(), entry.Bytes().size());
+  Declare(entry);
 }
 
 uint32_t NotesWriter::Counter(std::string_view name, std::string_view unit) {
@@ -83,8 +89,7 @@ uint32_t NotesWriter::Counter(std::string_view name, std::string_view unit) {
   entry.Number(counters);
   PutText(entry, name);
   PutText(entry, unit);
-  declarations.Number(entry.Bytes().size());
-  declarations.Raw(entry.Bytes().data(), entry.Bytes().size());
+  Declare(entry);
   return counters++;
 }
 
@@ -141,10 +146,10 @@ void NotesWriter::WriteBlock(NotesBlockKind kind, const std::vector<uint8_t>& bo
 }
 
 void NotesWriter::WriteDeclarations() {
-  if (!declarations.Bytes().empty()) {
+  if (!declarations.empty()) {
     entries.push_back({NotesBlockKind::DECLARATIONS, size, 0, 0});
-    WriteBlock(NotesBlockKind::DECLARATIONS, declarations.Bytes(), false);
-    declarations.Clear();
+    WriteBlock(NotesBlockKind::DECLARATIONS, declarations, false);
+    declarations.clear();
   }
 }
 

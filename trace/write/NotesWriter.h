@@ -6,13 +6,14 @@
 #include <string_view>
 #include <vector>
 
-#include "trace/base/Bytes.h"
 #include "trace/base/Fault.h"
 #include "trace/base/Fingerprint.h"
 #include "trace/base/NotesFormat.h"
 #include "trace/write/ByteSink.h"
 
 namespace marrowfin {
+
+class ByteWriter;
 
 // Writes the notes that stand beside a trace, as docs/companion-format.md lays them out.
 //
@@ -65,6 +66,7 @@ class NotesWriter {
 
   void Put(const uint8_t* bytes, size_t count);
   void WriteBlock(NotesBlockKind kind, const std::vector<uint8_t>& body, bool mayPack);
+  void Declare(const ByteWriter& entry);
   void WriteDeclarations();
   void WriteNotes();
   void WriteSamples();
@@ -74,9 +76,9 @@ class NotesWriter {
 
   ByteSink& sink;
   NotesPacking packing;
-  std::vector<NoteType> types;      // of the attributes
-  std::vector<NoteColumn> columns;  // of the block, by attribute
-  ByteWriter declarations;          // not written yet
+  std::vector<NoteType> types;        // of the attributes
+  std::vector<NoteColumn> columns;    // of the block, by attribute
+  std::vector<uint8_t> declarations;  // not written yet
   uint32_t counters = 0;
   uint64_t first = 0;            // record of the block
   std::vector<uint64_t> cycles;  // of its records
