@@ -13,7 +13,7 @@ using sim::testing::BrokenTraceLaws;
 using sim::testing::RecordCounts;
 using ::testing::IsEmpty;
 
-// The only block of code of a language in a document.
+// The first block of code of a language in a document.
 std::string Block(const std::string& document, const std::string& language) {
   const std::string start = "\n```" + language + "\n";
   const size_t at = document.find(start) + start.size();
@@ -34,7 +34,7 @@ TEST(PackageTest, TheProjectOfTheDocumentBuildsWithTheInstalledPackageAndRecords
                   "cmake --install " MARROWFIN_BUILD_DIR " --prefix $PWD/installed >/dev/null\n"
                   "cmake -S . -B build -G Ninja -DCMAKE_PREFIX_PATH=$PWD/installed\n"
                   "cmake --build build\n"
-                  "build/my-simulator -outFilename ring.trace\n"
+                  "build/my-simulator ring.trace\n"
                   "cc -std=c99 -I installed/include my-simulator.c -o in-c\n"
                   "./in-c c.trace"},
                  options);
