@@ -20,6 +20,7 @@
 #include "trace/index/IndexBuilder.h"
 #include "trace/index/IndexFormat.h"
 #include "trace/index/Pack.h"
+#include "trace/index/SameTrace.h"
 #include "trace/index/ThreadMask.h"
 #include "trace/index/TimeCounter.h"
 #include "trace/read/Reader.h"
@@ -89,12 +90,12 @@ const Folder& TheFolder() {
 
 // A sound directory of the first `records` records, and the raw contents of its sections.
 struct Contents {
-  IndexDirectory directory;
+  IndexTables directory;
   std::vector<std::vector<uint8_t>> sections;  // of the boundaries, then both time tables
 };
 
 void AddBoundary(const Summarizer& summarizer, Contents& contents) {
-  IndexDirectory& d = contents.directory;
+  IndexTables& d = contents.directory;
   const Summary& s = summarizer.Get();
   IndexBoundary b;
   b.record = s.records;
@@ -131,7 +132,7 @@ void ReadBatch(const TraceFile& trace, uint64_t begin, uint64_t end, Columns& co
 
 Contents SoundContents(const TraceFile& trace, uint64_t records) {
   Contents contents;
-  IndexDirectory& d = contents.directory;
+  IndexTables& d = contents.directory;
   Summarizer summarizer;
   TimeTable times;
   TimeCounter furtherTimes;
@@ -160,10 +161,10 @@ Contents SoundContents(const TraceFile& trace, uint64_t records) {
   summarizer.Finish();
   d.summary = summarizer.Get();
   d.stride = 16;
-  d.traceSize = d.summary.bytes;
-  d.traceModified = trace.GetIdentity().modified;
-  d.traceChanged = trace.GetIdentity().changed;
-  d.traceInode = trace.GetIdentity().inode;
+  d.trace.size = d.summary.bytes;
+  d.trace.modified = trace.GetIdentity().modified;
+  d.trace.changed = trace.GetIdentity().changed;
+  d.trace.inode = trace.GetIdentity().inode;
   return contents;
 }
 
@@ -195,8 +196,8 @@ struct Numbers {
     wide.insert(wide.end(), {&section.offset, &section.packedSize, &section.rawSize});
   }
 
-  explicit Numbers(IndexDirectory& d) {
-    wide = {&d.traceSize, &d.traceModified, &d.traceChanged, &d.traceInode, &d.stride};
+  explicit Numbers(IndexTables& d) {
+    wide = {&d.trace.size, &d.trace.modified, &d.trace.changed, &d.trace.inode, &d.stride};
     Add(d.summary);
     Add(d.atLastBoundary);
     for (IndexEntry& entry : d.entries) {
@@ -247,7 +248,7 @@ void ChangeSection(std::vector<uint8_t>& section, Input& input) {
   }
 }
 
-void ChangeShape(IndexDirectory& d, Input& input) {
+void ChangeShape(IndexTables& d, Input& input) {
   const uint8_t how = input.Byte();
   const uint8_t value = input.Byte();
   std::vector<Place>& places = d.summary.switchPlaces;
@@ -325,12 +326,12 @@ void PlaceSections(Contents& contents, std::vector<uint8_t>& file) {
 }
 
 // The checksums that bind an index to its trace, for whatever the directory says now.
-void Bind(const TraceFile& trace, IndexDirectory& d) {
-  const uint64_t size = std::min(d.traceSize, trace.Size());
+void Bind(const TraceFile& trace, IndexTables& d) {
+  const uint64_t size = std::min(d.trace.size, trace.Size());
   const auto* bytes = trace.Bytes();
   const uint64_t edge = std::min<uint64_t>(size, 4096);
   const uLong front = crc32(0, bytes, static_cast<uInt>(edge));
-  d.traceEdges = static_cast<uint32_t>(crc32(front, bytes + size - edge, static_cast<uInt>(edge)));
+  d.trace.edges = static_cast<uint32_t>(crc32(front, bytes + size - edge, static_cast<uInt>(edge)));
   auto columns = std::make_unique<Columns>();
   uint64_t offset = 0;
   for (IndexBoundary& b : d.boundaries) {
@@ -343,12 +344,10 @@ void Bind(const TraceFile& trace, IndexDirectory& d) {
 // Puts the directory and the footer behind the sections.
 void Seal(const std::vector<uint8_t>& directory, std::vector<uint8_t>& file) {
   const std::vector<uint8_t> packed = Pack(directory);
-  IndexFooter footer;
-  footer.directory = {file.size(), packed.size(), directory.size()};
+  const IndexSection section = {file.size(), packed.size(), directory.size()};
   file.insert(file.end(), packed.begin(), packed.end());
-  footer.sum = static_cast<uint32_t>(crc32(0, file.data(), static_cast<uInt>(file.size())));
   uint8_t bytes[INDEX_FOOTER];
-  EncodeFooter(footer, bytes);
+  EncodeFooter(section, bytes);
   file.insert(file.end(), std::begin(bytes), std::end(bytes));
 }
 
@@ -366,7 +365,7 @@ Contents PlacedContents(uint64_t records, size_t changes, Input& input,
   return contents;
 }
 
-void ChangeNumbers(IndexDirectory& directory, Input& input) {
+void ChangeNumbers(IndexTables& directory, Input& input) {
   while (input.Left() > 0) {
     Numbers numbers(directory);
     constexpr size_t SHAPES = 32;
@@ -405,19 +404,19 @@ std::vector<uint8_t> ForeignIndex(Input& input) {
   const uint8_t how = input.Byte();
   const uint32_t error = 1U + input.Byte();
   Contents contents = PlacedContents(how % 2 == 0 ? RECORDS : OLD_RECORDS, 0, input, file);
-  IndexDirectory& d = contents.directory;
+  IndexTables& d = contents.directory;
   ChangeNumbers(d, input);
   Bind(trace, d);
   if (how / 2 % 4 == 0) {
-    d.traceSize = trace.Size() + error;
+    d.trace.size = trace.Size() + error;
   } else if (how / 2 % 4 == 1) {
-    d.traceSize = trace.Size();
-    d.traceModified = trace.GetIdentity().modified + error;
+    d.trace.size = trace.Size();
+    d.trace.modified = trace.GetIdentity().modified + error;
   } else if (how / 2 % 4 == 2 && !d.boundaries.empty()) {
     d.boundaries[how % d.boundaries.size()].sample ^= error;
-    d.traceInode = trace.GetIdentity().inode + 1;
+    d.trace.inode = trace.GetIdentity().inode + 1;
   } else {
-    d.traceEdges ^= error;
+    d.trace.edges ^= error;
   }
   Seal(EncodeDirectory(d), file);
   return file;
@@ -436,13 +435,12 @@ std::vector<uint8_t> IndexOfDirectory(const Input& input) {
 // ends.
 std::vector<uint8_t> IndexOfBytes(const Input& input) {
   std::vector<uint8_t> file(input.Rest(), input.Rest() + input.Left());
-  IndexFooter footer;
   if (file.size() >= INDEX_FOOTER) {
     const size_t end = file.size() - INDEX_FOOTER;
-    DecodeFooter(file.data() + end, footer);
-    footer.directory.packedSize = end - std::min<uint64_t>(footer.directory.offset, end);
-    footer.sum = static_cast<uint32_t>(crc32(0, file.data(), static_cast<uInt>(end)));
-    EncodeFooter(footer, file.data() + end);
+    IndexSection directory;
+    DecodeFooter(file.data() + end, directory);
+    directory.packedSize = end - std::min<uint64_t>(directory.offset, end);
+    EncodeFooter(directory, file.data() + end);
   }
   return file;
 }
@@ -591,6 +589,45 @@ void TryRefused(const std::vector<uint8_t>& file, bool open) {
   }
 }
 
+// Whether what can be read of an index is what a sound one has.
+bool IsSoundAsFarAsItGoes(const Index& index) {
+  static const auto loaded = Index::Load(TheFolder().File(), MemoryFile(SoundIndex(), "sound"));
+  const Index& sound = **loaded;
+  for (size_t b = 1; b <= sound.Boundaries().size(); ++b) {
+    const auto codes = index.Keyframe(b);
+    const auto right = sound.Keyframe(b);
+    if (codes && !std::equal(codes->begin(), codes->end(), right->begin(), right->end())) {
+      return false;
+    }
+    const IndexBoundary& boundary = sound.Boundaries()[b - 1];
+    for (const Activity kind : {FIRES, SENDS, RECEIVES}) {
+      std::vector<uint64_t> sums(size_t{boundary.columns} * boundary.rows);
+      std::vector<uint64_t> rightSums(sums.size());
+      Require(!sound.AddNode(b, kind, 1, boundary.columns, boundary.rows, rightSums),
+              "a sound index has all its nodes");
+      if (!index.AddNode(b, kind, 1, boundary.columns, boundary.rows, sums) && sums != rightSums) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
+// An index that is refused or, where its tables are sound, tells what is damaged when it is asked
+// for it.
+void TryDamaged(const std::vector<uint8_t>& file, bool open) {
+  WriteIndex(file);
+  if (const auto index = Load()) {
+    Require(IsRight(*index) && IsSoundAsFarAsItGoes(*index), "what is damaged is not believed");
+    Ask(TheFolder().File(), *index);
+  }
+  if (open) {
+    const auto index = Index::Rebuild(TheFolder().File());
+    Require(index && IsRight(**index), "what is damaged is built anew");
+    Ask(TheFolder().File(), **index);
+  }
+}
+
 // An index that may be believed.
 void TryLoaded(const std::vector<uint8_t>& file) {
   WriteIndex(file);
@@ -610,7 +647,7 @@ void Try(Input input) {
       TryLoaded(IndexOfDirectory(input));
       break;
     case 2:
-      TryRefused(DamagedIndex(input), mode >= 0xC0);
+      TryDamaged(DamagedIndex(input), mode >= 0xC0);
       break;
     case 3:
       TryRefused(ForeignIndex(input), mode >= 0xC0);

@@ -35,7 +35,7 @@ class IndexCommandTest : public CommandFixture {
  protected:
   // The program while it writes an index, with nothing of the trace read yet.
   bool HoldIndexing(RunningProgram& program) const {
-    return program.HoldWhen([this] { return HasFileLike(".part-"); });
+    return program.HoldWhen([this] { return HasFileLike(".mfpart-"); });
   }
 
   // What tells a file that was written anew from one that was not.
@@ -221,7 +221,7 @@ TEST_F(IndexCommandTest, WhereNoIndexCanBeKeptItSaysSoAndStatesAreToldAllTheSame
     const CommandResult result = Run({"index", "long.trace"});
     ExpectFailure(3,
                   std::string("long.trace: no index can be kept: neither beside the trace nor in "
-                              "the cache folder\n") +
+                              "the cache folder (cannot write the index: Permission denied)\n") +
                       whereTo,
                   result);
     EXPECT_EQ(0, Run({"state", "long.trace", "--step", "1"}).exitStatus);
@@ -291,7 +291,7 @@ TEST_F(IndexCommandTest, WhatAKilledRunLeavesTheNextOneRemoves) {
     ASSERT_TRUE(HoldIndexing(program));
     program.Signal(SIGKILL);
     EXPECT_EQ(SIGKILL, WTERMSIG(program.Wait()));
-    EXPECT_TRUE(HasFileLike(output + ".part-"));
+    EXPECT_TRUE(HasFileLike(output + ".mfpart-"));
     EXPECT_FALSE(fs::exists(folder.File(output)));
     EXPECT_EQ(0, testing::RunCommand(words).exitStatus);
     EXPECT_THAT(FolderContents(), ElementsAre("long.trace", output));

@@ -6,7 +6,7 @@ import zlib
 
 MAGIC = b"MFINDEX2"
 FOOTER_MAGIC = b"MFINDEXE"
-FOOTER = 40
+FOOTER = 36
 
 MOST_CELLS = 16384
 THREADS = 16  # told apart in a time table
@@ -72,9 +72,8 @@ class IndexFile:
         fixed = [int.from_bytes(footer[at : at + 8], "big") for at in (0, 8, 16)]
         self.directory = tuple(fixed)
         assert self.data[:8] == MAGIC
-        assert footer[32:] == FOOTER_MAGIC
-        assert int.from_bytes(footer[24:28], "big") == zlib.crc32(self.data[:-FOOTER])
-        assert int.from_bytes(footer[28:32], "big") == zlib.crc32(footer[:28])
+        assert footer[28:] == FOOTER_MAGIC
+        assert int.from_bytes(footer[24:28], "big") == zlib.crc32(footer[:24])
         assert fixed[0] + fixed[1] == len(self.data) - FOOTER, "the directory ends at the footer"
 
     def unpack(self, section):

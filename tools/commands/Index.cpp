@@ -112,7 +112,8 @@ MaybeFailure BuildIndex(const IndexFlags& flags, const Console& console) {
     return Failure{EXIT_SYSTEM,
                    flags.trace +
                        ": no index can be kept: neither beside the trace nor in the "
-                       "cache folder",
+                       "cache folder (" +
+                       index.WhyUnkept().reason + ")",
                    "Name a file with -o, or set XDG_CACHE_HOME to a folder that can be written."};
   }
   const double share = trace.file->Size() == 0 ? 0

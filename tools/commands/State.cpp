@@ -182,6 +182,14 @@ MaybeFailure CheckFlags(const StateFlags& flags) {
   return flags.shape.Check();
 }
 
+Result<ArrayState> Tell(const StateFlags& flags, const ArrayShape& shape,
+                        const IndexedTrace& trace) {
+  const StateReader reader(*trace.file, *trace.index, shape);
+  // A negative cycle asks for a huge one, as it does in the viewer.
+  const uint64_t skipTo = static_cast<uint64_t>(int64_t{flags.skipTo.value_or(0)});
+  return flags.step ? reader.AtStep(*flags.step, skipTo) : reader.AtCycle(*flags.cycle);
+}
+
 MaybeFailure State(const StateFlags& flags, const Console& console) {
   if (MaybeFailure failure = CheckFlags(flags)) {
     return failure;
@@ -194,11 +202,13 @@ MaybeFailure State(const StateFlags& flags, const Console& console) {
   if (MaybeFailure failure = flags.shape.ShapeFor(flags.trace, trace.index->GetSummary(), shape)) {
     return failure;
   }
-  const StateReader reader(*trace.file, *trace.index, shape);
-  // A negative cycle asks for a huge one, as it does in the viewer.
-  const auto skipTo = static_cast<uint64_t>(int64_t{flags.skipTo.value_or(0)});
-  const Result<ArrayState> told =
-      flags.step ? reader.AtStep(*flags.step, skipTo) : reader.AtCycle(*flags.cycle);
+  Result<ArrayState> told = Tell(flags, shape, trace);
+  if (!told && told.Why().kind == Fault::DAMAGED_INDEX) {
+    if (MaybeFailure failure = RebuildIndex(console, trace)) {
+      return failure;
+    }
+    told = Tell(flags, shape, trace);
+  }
   const Summary& summary = trace.index->GetSummary();
   if (!told) {
     return NotTold(told.Why(), summary.end);

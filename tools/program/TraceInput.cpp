@@ -44,15 +44,15 @@ MaybeFailure Summarize(const std::string& name, const ReadOptions& options, cons
   return std::nullopt;
 }
 
-MaybeFailure OpenIndexed(const std::string& name, const Console& console, IndexedTrace& trace) {
-  Result<std::unique_ptr<TraceFile>> file = TraceFile::Open(name);
-  if (!file) {
-    return FailureOf(file.Why());
-  }
-  trace.file = std::move(file).Take();
+namespace {
+
+// Opens or builds the index, with a line of progress.
+template <class Make>
+MaybeFailure TakeIndex(const Console& console, IndexedTrace& trace, Make make) {
+  const std::string& name = trace.file->Name();
   const Interruption interruption;
   ProgressLine progress(console.terminal, "indexing " + name, "MB", 1e6);
-  Result<std::unique_ptr<Index>> index = Index::Open(*trace.file, [&](const Progress& now) {
+  Result<std::unique_ptr<Index>> index = make([&](const Progress& now) {
     progress.Update(now.done, now.all);
     return !interruption.Asked();
   });
@@ -61,6 +61,25 @@ MaybeFailure OpenIndexed(const std::string& name, const Console& console, Indexe
   }
   trace.index = std::move(index).Take();
   return std::nullopt;
+}
+
+}  // namespace
+
+MaybeFailure OpenIndexed(const std::string& name, const Console& console, IndexedTrace& trace) {
+  Result<std::unique_ptr<TraceFile>> file = TraceFile::Open(name);
+  if (!file) {
+    return FailureOf(file.Why());
+  }
+  trace.file = std::move(file).Take();
+  return TakeIndex(console, trace, [&](const ProgressCallback& progress) {
+    return Index::Open(*trace.file, progress);
+  });
+}
+
+MaybeFailure RebuildIndex(const Console& console, IndexedTrace& trace) {
+  return TakeIndex(console, trace, [&](const ProgressCallback& progress) {
+    return Index::Rebuild(*trace.file, progress);
+  });
 }
 
 void ShapeFlags::Declare(CLI::App& app) {

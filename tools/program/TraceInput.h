@@ -36,6 +36,10 @@ struct IndexedTrace {
 };
 MaybeFailure OpenIndexed(const std::string& name, const Console& console, IndexedTrace& trace);
 
+// Builds the index of an open trace anew: where a question met a DAMAGED_INDEX fault it can be
+// asked again then.
+MaybeFailure RebuildIndex(const Console& console, IndexedTrace& trace);
+
 // The flags -c, -d and -p, any of which may be left out.
 struct ShapeFlags {
   std::optional<uint32_t> clusters;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "trace/index/IndexBuilder.h"
+#include "trace/index/SameTrace.h"
 
 namespace marrowfin {
 
@@ -50,79 +50,6 @@ Fault WalkFrom(const TraceFile& trace, const Index& index, const IndexEntry& ent
     }
   }
   return {};
-}
-
-bool HasSample(const TraceFile& trace, uint64_t offset, const IndexBoundary& boundary,
-               Columns& columns) {
-  const uint64_t limit = std::min(boundary.offset, offset + SAMPLED_RECORDS * LARGE_RECORD);
-  const bool decoded = static_cast<bool>(trace.Decode(offset, limit, columns));
-  const size_t sampled = std::min<size_t>(columns.size, SAMPLED_RECORDS);
-  return decoded && SampleRecords(columns, 0, sampled, 0) == boundary.sample;
-}
-
-// Some of the segments, the last one always.
-bool HasSamples(const TraceFile& trace, const Index& index) {
-  constexpr size_t COMPARED = 64;
-  const auto boundaries = index.Boundaries();
-  const size_t step = boundaries.size() / COMPARED + 1;
-  auto columns = std::make_unique<Columns>();
-  for (size_t b = boundaries.size(); b > 0; b -= std::min(b, step)) {
-    const uint64_t offset = b == 1 ? 0 : boundaries[b - 2].offset;
-    if (!HasSample(trace, offset, boundaries[b - 1], *columns)) {
-      return false;
-    }
-  }
-  return true;
-}
-
-// Decodes the records from an entry to the end of what was indexed.
-bool AddRest(const TraceFile& trace, const Index& index, const IndexEntry& entry,
-             Summarizer& rest) {
-  const Summary& summary = index.GetSummary();
-  auto columns = std::make_unique<Columns>();
-  bool decoded = true;
-  for (uint64_t offset = entry.offset; offset < summary.bytes && decoded;) {
-    const Result<uint64_t> next = trace.Decode(offset, summary.bytes, *columns);
-    decoded = static_cast<bool>(next);
-    if (decoded) {
-      rest.Add(*columns);
-      offset = *next;
-    }
-  }
-  rest.Finish();
-  return decoded;
-}
-
-bool HasEnd(const TraceFile& trace, const Index& index) {
-  const Summary& summary = index.GetSummary();
-  const IndexEntry& last = index.Entries().back();
-  Summarizer rest;
-  const bool decoded = AddRest(trace, index, last, rest);
-  const Summary& found = rest.Get();
-  return decoded && last.record + found.records == summary.records &&
-         last.cycle == found.firstCycle && last.changes + found.changes == summary.changes &&
-         found.lastCycle == summary.lastCycle;
-}
-
-// A trace too short for a segment is compared as a whole.
-bool AddsUp(const TraceFile& trace, const Index& index) {
-  const Summary& summary = index.GetSummary();
-  Summarizer all;
-  const bool decoded = AddRest(trace, index, index.Entries().front(), all);
-  const Summary& found = all.Get();
-  return decoded && found.fires == summary.fires && found.sends == summary.sends &&
-         found.changes == summary.changes && found.fired == summary.fired &&
-         found.sent == summary.sent && found.switchPlaces == summary.switchPlaces &&
-         found.threads == summary.threads;
-}
-
-bool HasSameRecords(const TraceFile& trace, const Index& index) {
-  constexpr uint64_t SHORT = 65536;
-  if (index.Entries().empty()) {
-    return true;
-  }
-  const bool isShort = index.Boundaries().empty() && index.GetSummary().records <= SHORT;
-  return HasSamples(trace, index) && HasEnd(trace, index) && (!isShort || AddsUp(trace, index));
 }
 
 }  // namespace
@@ -262,18 +189,7 @@ Result<uint64_t> FindStepEnd(const TraceFile& trace, const Index& index, const V
 }
 
 Fault CheckStillIndexed(const TraceFile& trace, const Index& index) {
-  if (trace.IsUntouched()) {
-    return {};
-  }
-  if (Fault fault = trace.CheckUnchanged()) {
-    return fault;
-  }
-  if (HasSameRecords(trace, index)) {
-    return {};
-  }
-  Fault fault = trace.Changed(0);
-  fault.reason = "the file was written anew while it was read";
-  return fault;
+  return CheckStillIndexed(trace, index.Tables());
 }
 
 Fault Settle(const TraceFile& trace, const Index& index, const Fault& found) {
@@ -285,15 +201,8 @@ Fault Settle(const TraceFile& trace, const Index& index, const Fault& found) {
 }
 
 Fault Contradiction(const TraceFile& trace, const Index& index) {
-  if (Fault change = CheckStillIndexed(trace, index)) {
-    return change;
-  }
-  Fault fault;
-  fault.kind = Fault::DAMAGED_INPUT;
-  fault.file = index.FileName();
-  fault.reason = "the index contradicts its trace";
-  fault.remedy = "remove it, it is built again";
-  return fault;
+  Fault change = CheckStillIndexed(trace, index);
+  return change ? change : index.Damaged("the index contradicts its trace");
 }
 
 }  // namespace marrowfin

@@ -58,6 +58,8 @@ const char* FaultName(Fault::Kind kind) {
       return "other-trace";
     case Fault::FAR_END:
       return "far-end";
+    case Fault::DAMAGED_INDEX:
+      return "damaged-index";
   }
   return "unknown";
 }

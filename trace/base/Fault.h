@@ -25,6 +25,7 @@ struct [[nodiscard]] Fault {
     DAMAGED_NOTES,  // what stands beside a trace is not what stands in its format
     OTHER_TRACE,    // what stands beside a trace is about another one
     FAR_END,        // an end of a message is outside the array, as it may be: no fault of the trace
+    DAMAGED_INDEX,  // the index is damaged or contradicts its trace: it is to be built anew
   };
 
   Kind kind = NONE;

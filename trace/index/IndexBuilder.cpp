@@ -1,9 +1,10 @@
 #include "trace/index/IndexBuilder.h"
 
-#include <zlib.h>
-
 #include <algorithm>
 #include <bit>
+#include <iterator>
+
+#include "trace/index/SameTrace.h"
 
 #include "trace/index/ThreadMask.h"
 
@@ -19,17 +20,6 @@ constexpr uint64_t FIRST_IN_KEYFRAMES = 2;
 uint64_t PowerFor(uint64_t extent) { return extent == 0 ? 0 : std::bit_ceil(extent); }
 
 }  // namespace
-
-uint32_t SampleRecords(const Columns& columns, size_t from, size_t to, uint32_t before) {
-  uLong sum = before;
-  for (size_t i = from; i < to; ++i) {
-    sum = crc32(sum, reinterpret_cast<const Bytef*>(&columns.cycle[i]), sizeof(columns.cycle[i]));
-    sum = crc32(sum, reinterpret_cast<const Bytef*>(&columns.tag[i]), sizeof(columns.tag[i]));
-    sum = crc32(sum, reinterpret_cast<const Bytef*>(&columns.at[i]), sizeof(columns.at[i]));
-    sum = crc32(sum, reinterpret_cast<const Bytef*>(&columns.to[i]), sizeof(columns.to[i]));
-  }
-  return static_cast<uint32_t>(sum);
-}
 
 IndexBuilder::IndexBuilder(SegmentPacker::Sink sink, IndexLimits limits)
     : limits(limits),
@@ -102,7 +92,7 @@ void IndexBuilder::MakeRoom() {
   if (columns == columnCount && rows == rowCount) {
     return;
   }
-  if (columns > Index::MAX_ELEMENTS || columns * rows > Index::MAX_ELEMENTS) {
+  if (columns > IndexLimits::MAX_ELEMENTS || columns * rows > IndexLimits::MAX_ELEMENTS) {
     complete = false;
     return;
   }
@@ -227,6 +217,30 @@ void IndexBuilder::HalveBoundaries() {
 void IndexBuilder::Finish() {
   background.Wait();
   summarizer.Finish();
+}
+
+IndexTables IndexBuilder::TakeTables() {
+  IndexTables tables;
+  tables.summary = summarizer.Get();
+  tables.atLastBoundary = std::move(atLastBoundary);
+  tables.complete = complete;
+  tables.stride = stride;
+  tables.entries = std::move(entries);
+  tables.boundaries = packer.TakeBoundaries();
+  return tables;
+}
+
+IndexTables IndexBuilder::TablesAtLastBoundary() {
+  background.Wait();
+  IndexTables tables;
+  tables.summary = atLastBoundary;
+  tables.atLastBoundary = atLastBoundary;
+  tables.complete = complete;
+  tables.stride = stride;
+  tables.boundaries = packer.Boundaries();
+  std::copy_if(entries.begin(), entries.end(), std::back_inserter(tables.entries),
+               [&](const IndexEntry& entry) { return entry.record < atLastBoundary.records; });
+  return tables;
 }
 
 Fault IndexBuilder::Resume(const Index& index, const Summary& summary) {

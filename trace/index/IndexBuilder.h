@@ -31,19 +31,17 @@ class IndexBuilder {
   void Add(const Columns& columns);
   void Finish();
 
-  const Summary& GetSummary() const { return summarizer.Get(); }
-  // What follows is complete after Finish.
-  const Summary& AtLastBoundary() const { return atLastBoundary; }
-  const std::vector<IndexEntry>& Entries() const { return entries; }
-  const std::vector<IndexBoundary>& Boundaries() const { return packer.Boundaries(); }
-  // The same tables, which are gone then: they are most of the memory that is left in the end.
-  std::vector<IndexEntry> TakeEntries() { return std::move(entries); }
-  std::vector<IndexBoundary> TakeBoundaries() { return packer.TakeBoundaries(); }
+  // The tables of all records, after Finish; what marks the trace and ends it is left to the
+  // caller. They are gone from here then: they are most of the memory that is left in the end.
+  IndexTables TakeTables();
+
   // The time table up to the last boundary, and that of the records behind it.
   const TimeTable& Times() const { return times; }
   const TimeTable& FurtherTimes() { return furtherTimes.Get(); }
-  bool Complete() const { return complete; }
-  uint64_t Stride() const { return stride; }
+
+  // The tables as they would be if the trace ended at the last boundary so far. All that they name
+  // has been handed to the sink when this returns.
+  IndexTables TablesAtLastBoundary();
 
  private:
   void AddEntry(const Columns& columns);
@@ -94,11 +92,6 @@ class IndexBuilder {
 
   Background background;
 };
-
-// The checksum by which a grown trace is recognised: of the fields of the first records of a
-// segment.
-constexpr uint64_t SAMPLED_RECORDS = 8;
-uint32_t SampleRecords(const Columns& columns, size_t from, size_t to, uint32_t before);
 
 }  // namespace marrowfin
 

@@ -249,7 +249,7 @@ bool IsSummarySound(const Summary& s, uint64_t traceSize) {
 }
 
 // Whether the tables lie within the trace that the summary tells of, and ascend.
-bool AreEntriesSound(const IndexDirectory& d) {
+bool AreEntriesSound(const IndexTables& d) {
   if (d.entries.empty() != (d.summary.records == 0)) {
     return false;
   }
@@ -292,7 +292,7 @@ bool AreMasksSound(const IndexBoundary& b, size_t number, uint64_t dataSize) {
 }
 
 bool IsBoundarySound(const IndexBoundary& b, size_t number, const IndexBoundary& last,
-                     const IndexDirectory& d, uint64_t dataSize) {
+                     const IndexTables& d, uint64_t dataSize) {
   const uint64_t elements = static_cast<uint64_t>(b.columns) * b.rows;
   const bool ascends =
       b.record > last.record && b.record <= d.summary.records && b.offset > last.offset &&
@@ -300,14 +300,14 @@ bool IsBoundarySound(const IndexBoundary& b, size_t number, const IndexBoundary&
       b.changes >= last.changes && b.changes <= d.summary.changes && b.columns >= last.columns &&
       b.rows >= last.rows && b.switches >= last.switches;
   const bool fits = IsSide(b.columns) && IsSide(b.rows) && (b.columns == 0) == (b.rows == 0) &&
-                    elements <= Index::MAX_ELEMENTS &&
+                    elements <= IndexLimits::MAX_ELEMENTS &&
                     b.switches <= d.summary.switchPlaces.size() &&
                     b.threadSlots >= last.threadSlots && b.threadSlots <= d.summary.ThreadSlots() &&
                     b.keyframe.rawSize == elements + b.switches && IsInside(b.keyframe, dataSize);
   return ascends && fits && AreNodesSound(b, dataSize) && AreMasksSound(b, number, dataSize);
 }
 
-bool AreBoundariesSound(const IndexDirectory& d, uint64_t dataSize) {
+bool AreBoundariesSound(const IndexTables& d, uint64_t dataSize) {
   IndexBoundary last;
   size_t number = 0;
   for (const IndexBoundary& b : d.boundaries) {
@@ -323,7 +323,7 @@ bool AreBoundariesSound(const IndexDirectory& d, uint64_t dataSize) {
          std::equal(before.begin(), before.end(), places.begin());
 }
 
-bool AreTimesInside(const IndexDirectory& d, uint64_t dataSize) {
+bool AreTimesInside(const IndexTables& d, uint64_t dataSize) {
   return d.times.rawSize <= TimeTable::LARGEST && IsInside(d.times, dataSize) &&
          d.furtherTimes.rawSize <= TimeTable::LARGEST && IsInside(d.furtherTimes, dataSize);
 }
@@ -372,12 +372,12 @@ bool IsOf(const TimeTable& table, const Summary& s) {
 }
 
 // Whether what is kept of every element fits the array that it may be kept of.
-bool IsCompletenessSound(const IndexDirectory& d) {
+bool IsCompletenessSound(const IndexTables& d) {
   const Summary& s = d.summary;
   const uint64_t columns = std::max(s.fired.columns, s.sent.columns);
   const uint64_t rows = std::max(s.fired.rows, s.sent.rows);
-  return !d.complete || (s.switchesComplete && columns <= Index::MAX_ELEMENTS &&
-                         std::bit_ceil(columns) * std::bit_ceil(rows) <= Index::MAX_ELEMENTS);
+  return !d.complete || (s.switchesComplete && columns <= IndexLimits::MAX_ELEMENTS &&
+                         std::bit_ceil(columns) * std::bit_ceil(rows) <= IndexLimits::MAX_ELEMENTS);
 }
 
 }  // namespace
@@ -386,58 +386,58 @@ bool IsCompletenessSound(const IndexDirectory& d) {
 // than 112 KiB of a trace, less than 224 bytes.
 uint64_t LargestDirectory(uint64_t traceSize) { return (8 << 20) + traceSize / 512; }
 
-std::vector<uint8_t> EncodeDirectory(const IndexDirectory& directory) {
+std::vector<uint8_t> EncodeDirectory(const IndexTables& tables) {
   ByteWriter out;
   // What rows of the tables take as a rule.
-  out.Reserve(directory.entries.size() * 10 + directory.boundaries.size() * 64 + 65536);
-  out.Number(directory.traceSize);
-  out.Number(directory.traceModified);
-  out.Number(directory.traceChanged);
-  out.Number(directory.traceInode);
-  out.Number(directory.traceEdges);
-  PutSummary(out, directory.summary);
-  PutSummary(out, directory.atLastBoundary);
-  out.Number(directory.complete ? 1 : 0);
-  out.Number(directory.stride);
-  PutEntries(out, directory.entries);
-  out.Number(directory.boundaries.size());
+  out.Reserve(tables.entries.size() * 10 + tables.boundaries.size() * 64 + 65536);
+  out.Number(tables.trace.size);
+  out.Number(tables.trace.modified);
+  out.Number(tables.trace.changed);
+  out.Number(tables.trace.inode);
+  out.Number(tables.trace.edges);
+  PutSummary(out, tables.summary);
+  PutSummary(out, tables.atLastBoundary);
+  out.Number(tables.complete ? 1 : 0);
+  out.Number(tables.stride);
+  PutEntries(out, tables.entries);
+  out.Number(tables.boundaries.size());
   IndexBoundary last;
-  for (const IndexBoundary& boundary : directory.boundaries) {
+  for (const IndexBoundary& boundary : tables.boundaries) {
     PutBoundary(out, boundary, last);
     last = boundary;
   }
-  PutSection(out, directory.times);
-  PutSection(out, directory.furtherTimes);
+  PutSection(out, tables.times);
+  PutSection(out, tables.furtherTimes);
   return out.Take();
 }
 
-bool DecodeDirectory(std::span<const uint8_t> bytes, uint64_t dataSize, IndexDirectory& directory) {
+bool DecodeDirectory(std::span<const uint8_t> bytes, uint64_t dataSize, IndexTables& tables) {
   ByteReader in(bytes.data(), bytes.size());
-  directory = IndexDirectory();
-  directory.traceSize = in.Number();
-  directory.traceModified = in.Number();
-  directory.traceChanged = in.Number();
-  directory.traceInode = in.Number();
-  directory.traceEdges = static_cast<uint32_t>(in.Number());
-  directory.summary = GetSummary(in);
-  directory.atLastBoundary = GetSummary(in);
-  directory.complete = in.Number() != 0;
-  directory.stride = in.Number();
-  GetEntries(in, directory.entries);
+  tables = IndexTables();
+  tables.trace.size = in.Number();
+  tables.trace.modified = in.Number();
+  tables.trace.changed = in.Number();
+  tables.trace.inode = in.Number();
+  tables.trace.edges = static_cast<uint32_t>(in.Number());
+  tables.summary = GetSummary(in);
+  tables.atLastBoundary = GetSummary(in);
+  tables.complete = in.Number() != 0;
+  tables.stride = in.Number();
+  GetEntries(in, tables.entries);
   IndexBoundary last;
   const size_t boundaries = in.Count(bytes.size() / NUMBERS_OF_BOUNDARY);
-  directory.boundaries.reserve(boundaries);
+  tables.boundaries.reserve(boundaries);
   for (size_t left = boundaries; left > 0 && in.Good(); --left) {
     last = GetBoundary(in, last);
-    directory.boundaries.push_back(last);
+    tables.boundaries.push_back(last);
   }
-  directory.times = GetSection(in);
-  directory.furtherTimes = GetSection(in);
-  return in.Good() && in.AtEnd() && directory.stride > 0 &&
-         IsSummarySound(directory.summary, directory.traceSize) &&
-         IsSummarySound(directory.atLastBoundary, directory.traceSize) &&
-         IsCompletenessSound(directory) && AreEntriesSound(directory) &&
-         AreBoundariesSound(directory, dataSize) && AreTimesInside(directory, dataSize);
+  tables.times = GetSection(in);
+  tables.furtherTimes = GetSection(in);
+  return in.Good() && in.AtEnd() && tables.stride > 0 &&
+         IsSummarySound(tables.summary, tables.trace.size) &&
+         IsSummarySound(tables.atLastBoundary, tables.trace.size) && IsCompletenessSound(tables) &&
+         AreEntriesSound(tables) && AreBoundariesSound(tables, dataSize) &&
+         AreTimesInside(tables, dataSize);
 }
 
 std::optional<TimeTable> DecodeTimes(std::span<const uint8_t> bytes, const Summary& summary) {
@@ -454,22 +454,34 @@ std::optional<TimeTable> DecodeFurtherTimes(TimeTable times, std::span<const uin
   return IsOf(times, summary) ? std::optional(std::move(times)) : std::nullopt;
 }
 
-void EncodeFooter(const IndexFooter& footer, uint8_t* bytes) {
-  Store64(bytes, footer.directory.offset);
-  Store64(bytes + 8, footer.directory.packedSize);
-  Store64(bytes + 16, footer.directory.rawSize);
-  Store32(bytes + 24, footer.sum);
-  Store32(bytes + 28, static_cast<uint32_t>(crc32(0, bytes, 28)));
-  memcpy(bytes + 32, INDEX_FOOTER_MAGIC, sizeof(INDEX_FOOTER_MAGIC));
+void EncodeFooter(const IndexSection& directory, uint8_t* bytes) {
+  Store64(bytes, directory.offset);
+  Store64(bytes + 8, directory.packedSize);
+  Store64(bytes + 16, directory.rawSize);
+  Store32(bytes + 24, static_cast<uint32_t>(crc32(0, bytes, 24)));
+  memcpy(bytes + 28, INDEX_FOOTER_MAGIC, sizeof(INDEX_FOOTER_MAGIC));
 }
 
-bool DecodeFooter(const uint8_t* bytes, IndexFooter& footer) {
-  footer.directory.offset = Load64(bytes);
-  footer.directory.packedSize = Load64(bytes + 8);
-  footer.directory.rawSize = Load64(bytes + 16);
-  footer.sum = Load32(bytes + 24);
-  return Load32(bytes + 28) == static_cast<uint32_t>(crc32(0, bytes, 28)) &&
-         memcmp(bytes + 32, INDEX_FOOTER_MAGIC, sizeof(INDEX_FOOTER_MAGIC)) == 0;
+bool DecodeFooter(const uint8_t* bytes, IndexSection& directory) {
+  directory.offset = Load64(bytes);
+  directory.packedSize = Load64(bytes + 8);
+  directory.rawSize = Load64(bytes + 16);
+  return Load32(bytes + 24) == static_cast<uint32_t>(crc32(0, bytes, 24)) &&
+         memcmp(bytes + 28, INDEX_FOOTER_MAGIC, sizeof(INDEX_FOOTER_MAGIC)) == 0;
+}
+
+uint64_t EndOfSections(const IndexTables& tables) {
+  uint64_t end = 0;
+  for (const IndexBoundary& boundary : tables.boundaries) {
+    end = std::max(end, boundary.keyframe.offset + boundary.keyframe.packedSize);
+    for (const IndexSection& section : boundary.node) {
+      end = std::max(end, section.offset + section.packedSize);
+    }
+    for (const IndexSection& section : boundary.masks) {
+      end = std::max(end, section.offset + section.packedSize);
+    }
+  }
+  return end;
 }
 
 }  // namespace marrowfin

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "trace/base/Record.h"
+#include "trace/read/Summary.h"
 
 namespace marrowfin {
 
@@ -95,9 +96,35 @@ struct IndexLimits {
   uint64_t maskRecords = 262144;  // at least, of what has a mask: reading them takes a millisecond
   size_t timeCells = 16384;       // of the time table, at most; a power of two
 
+  // Keyframes and nodes are kept of arrays of up to so many positions.
+  static constexpr uint64_t MAX_ELEMENTS = 1 << 20;
+
   // Of a segment, however long the trace: three bytes count its events. The table of boundaries of
   // a trace of 17 billion records and more does grow.
   static constexpr uint64_t LARGEST_SEGMENT = uint64_t{1} << 23;
+};
+
+// What is kept of a trace to know it again.
+struct TraceMark {
+  uint64_t size = 0;
+  uint64_t modified = 0;  // its times, see FileIdentity
+  uint64_t changed = 0;
+  uint64_t inode = 0;
+  uint32_t edges = 0;  // checksum of its first and last bytes
+};
+
+// What an index knows, apart from its keyframes and nodes. Once made nothing of it changes, so any
+// number of threads may share it.
+struct IndexTables {
+  TraceMark trace;
+  Summary summary;
+  Summary atLastBoundary;  // of what lies before the last boundary
+  bool complete = true;    // whether keyframes and nodes exist for the whole trace
+  uint64_t stride = 0;     // records between entries
+  std::vector<IndexEntry> entries;
+  std::vector<IndexBoundary> boundaries;
+  IndexSection times;         // the time table of the records before the last boundary
+  IndexSection furtherTimes;  // and of those behind it
 };
 
 }  // namespace marrowfin

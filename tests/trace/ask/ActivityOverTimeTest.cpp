@@ -271,7 +271,7 @@ TEST(ActivityOverTimeTest, CellsWithOtherRecordsThanTheIndexCountedAreAFaultThat
   close(file);
   const Result<ActivityBins> bins = coarse.Ask({.first = 301, .last = 1999, .bins = 1});
   ASSERT_FALSE(bins);
-  EXPECT_EQ(bins.Why().kind, Fault::DAMAGED_INPUT) << bins.Why().Text();
+  EXPECT_EQ(bins.Why().kind, Fault::DAMAGED_INDEX) << bins.Why().Text();
   EXPECT_EQ(bins.Why().file, coarse.opened.index->FileName());
 }
 

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include <functional>
 #include <iterator>
@@ -19,26 +18,24 @@ namespace {
 // made them up.
 
 // Lets `change` rewrite the directory of the index and seals it again.
-void Forge(const Index& index, const std::function<void(IndexDirectory&)>& change) {
+void Forge(const Index& index, const std::function<void(IndexTables&)>& change) {
   const std::string bytes = ReadFile(index.FileName());
   const auto* data = reinterpret_cast<const uint8_t*>(bytes.data());
-  IndexFooter footer;
-  ASSERT_TRUE(DecodeFooter(data + bytes.size() - INDEX_FOOTER, footer));
+  IndexSection directory;
+  ASSERT_TRUE(DecodeFooter(data + bytes.size() - INDEX_FOOTER, directory));
   std::vector<uint8_t> raw;
-  ASSERT_TRUE(Unpack({data + footer.directory.offset, footer.directory.packedSize},
-                     footer.directory.rawSize, raw));
-  IndexDirectory directory;
-  ASSERT_TRUE(DecodeDirectory(raw, footer.directory.offset, directory));
-  change(directory);
-  raw = EncodeDirectory(directory);
+  ASSERT_TRUE(Unpack({data + directory.offset, directory.packedSize}, directory.rawSize, raw));
+  IndexTables tables;
+  ASSERT_TRUE(DecodeDirectory(raw, directory.offset, tables));
+  change(tables);
+  raw = EncodeDirectory(tables);
   const std::vector<uint8_t> packed = Pack(raw);
-  std::vector<uint8_t> file(data, data + footer.directory.offset);
-  footer.directory.packedSize = packed.size();
-  footer.directory.rawSize = raw.size();
+  std::vector<uint8_t> file(data, data + directory.offset);
+  directory.packedSize = packed.size();
+  directory.rawSize = raw.size();
   file.insert(file.end(), packed.begin(), packed.end());
-  footer.sum = static_cast<uint32_t>(crc32(0, file.data(), static_cast<uInt>(file.size())));
   file.resize(file.size() + INDEX_FOOTER);
-  EncodeFooter(footer, file.data() + file.size() - INDEX_FOOTER);
+  EncodeFooter(directory, file.data() + file.size() - INDEX_FOOTER);
   WriteFile(index.FileName(), std::string(file.begin(), file.end()));
 }
 
@@ -47,7 +44,7 @@ void Forge(const Index& index, const std::function<void(IndexDirectory&)>& chang
   if (!fault) {
     return ::testing::AssertionFailure() << "there was an answer";
   }
-  if (fault.kind != Fault::DAMAGED_INPUT || fault.file != index.FileName()) {
+  if (fault.kind != Fault::DAMAGED_INDEX || fault.file != index.FileName()) {
     return ::testing::AssertionFailure() << fault.Text();
   }
   return ::testing::AssertionSuccess();
@@ -55,7 +52,7 @@ void Forge(const Index& index, const std::function<void(IndexDirectory&)>& chang
 
 TEST(ForgedIndexTest, FiresOutsideTheArrayAreNotAppliedWhateverTheIndexSays) {
   Opened opened(TraceBytes("fire 1 0 1 1\nfire 2 0 900 1\nfire 3 0 1 900\n"));
-  Forge(*opened.index, [](IndexDirectory& d) { d.summary.fired = {4, 4}; });
+  Forge(*opened.index, [](IndexTables& d) { d.summary.fired = {4, 4}; });
   opened.Reopen();
   ASSERT_EQ(opened.index->GetSummary().fired, (Extent{4, 4})) << "the forgery was not believed";
   const StateReader reader(*opened.trace, *opened.index, {1, 1, 4});
@@ -67,7 +64,7 @@ TEST(ForgedIndexTest, FiresOutsideTheArrayAreNotAppliedWhateverTheIndexSays) {
 
 TEST(ForgedIndexTest, TransmissionsOutsideTheArrayAreNotAppliedWhateverTheIndexSays) {
   Opened opened(TraceBytes("switch 1 0 4 4\nswitch 2 0 12 4\nswitch 3 0 5 4\n"));
-  Forge(*opened.index, [](IndexDirectory& d) { d.summary.switchPlaces = {{4, 4}}; });
+  Forge(*opened.index, [](IndexTables& d) { d.summary.switchPlaces = {{4, 4}}; });
   opened.Reopen();
   ASSERT_EQ(opened.index->GetSummary().switchPlaces.size(), 1U) << "the forgery was not believed";
   const StateReader reader(*opened.trace, *opened.index, {1, 2, 4});
@@ -81,7 +78,7 @@ TEST(ForgedIndexTest, UnitsThatTheIndexDoesNotKnowAreNotCounted) {
   Opened opened(
       TraceBytes("fire 1 0 1 1\nsend 2 0 900 1 1 1\nfire 3 0 1 900\n"
                  "switch 4 0 4 4\nswitch 5 0 12 4\n"));
-  Forge(*opened.index, [](IndexDirectory& d) {
+  Forge(*opened.index, [](IndexTables& d) {
     d.summary.fired = {4, 4};
     d.summary.sent = {4, 4};
     d.summary.switchPlaces = {{4, 4}};
@@ -117,7 +114,7 @@ class ForgedSegmentsTest : public ::testing::Test {
 };
 
 TEST_F(ForgedSegmentsTest, KeyframesAreAsLongAsTheyAreWhateverTheIndexSays) {
-  Forge(*opened.index, [](IndexDirectory& d) {
+  Forge(*opened.index, [](IndexTables& d) {
     d.boundaries[0].keyframe.offset = d.boundaries[0].node[TRANSMISSIONS].offset;
   });
   opened.Reopen();
@@ -130,7 +127,7 @@ TEST_F(ForgedSegmentsTest, KeyframesAreAsLongAsTheyAreWhateverTheIndexSays) {
 
 TEST_F(ForgedSegmentsTest, TimeTablesTellAsManyRecordsAsTheTraceHas) {
   ASSERT_TRUE(opened.index->Times());
-  Forge(*opened.index, [](IndexDirectory& d) { d.furtherTimes = d.times; });
+  Forge(*opened.index, [](IndexTables& d) { d.furtherTimes = d.times; });
   opened.Reopen();
   ASSERT_TRUE(opened.index->TimesAtLastBoundary()) << "the forgery was not believed";
   const Result<const TimeTable*> times = opened.index->Times();
@@ -138,14 +135,14 @@ TEST_F(ForgedSegmentsTest, TimeTablesTellAsManyRecordsAsTheTraceHas) {
 }
 
 TEST_F(ForgedSegmentsTest, TimeTableThatIsNoneIsRefused) {
-  Forge(*opened.index, [](IndexDirectory& d) { d.times = d.boundaries[0].keyframe; });
+  Forge(*opened.index, [](IndexTables& d) { d.times = d.boundaries[0].keyframe; });
   opened.Reopen();
   const Result<const TimeTable*> times = opened.index->Times();
   EXPECT_TRUE(IsRefused(*opened.index, times.Why()));
 }
 
 TEST_F(ForgedSegmentsTest, IndexWhoseTimeTableIsDamagedIsNotExtendedButBuiltAnew) {
-  Forge(*opened.index, [](IndexDirectory& d) { d.times = d.furtherTimes; });
+  Forge(*opened.index, [](IndexTables& d) { d.times = d.furtherTimes; });
   WriteFile(opened.name, Bytes(3010));
   opened.Reopen();
   const Result<const TimeTable*> times = opened.index->Times();
@@ -154,7 +151,7 @@ TEST_F(ForgedSegmentsTest, IndexWhoseTimeTableIsDamagedIsNotExtendedButBuiltAnew
 }
 
 TEST_F(ForgedSegmentsTest, WhatCannotBeExtendedIsBuiltAnew) {
-  Forge(*opened.index, [](IndexDirectory& d) { d.atLastBoundary.changes = 0; });
+  Forge(*opened.index, [](IndexTables& d) { d.atLastBoundary.changes = 0; });
   WriteFile(opened.name, Bytes(3010));
   opened.Reopen();
   ASSERT_TRUE(opened.index);

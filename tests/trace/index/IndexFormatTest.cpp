@@ -198,8 +198,8 @@ TEST(TouchCodeTest, EveryCodeTellsThreadAgeAndChange) {
 }
 
 // A directory with everything in it; whatever is asked of it holds.
-IndexDirectory Sound() {
-  IndexDirectory d;
+IndexTables Sound() {
+  IndexTables d;
   Summary& s = d.summary;
   s.records = 100;
   s.sends = 20;
@@ -229,11 +229,11 @@ IndexDirectory Sound() {
   d.atLastBoundary.largeThreads = {900};
   d.atLastBoundary.otherThreads = 0;
   d.atLastBoundary.switchPlaces = {{4, 4}, {12, 4}};
-  d.traceSize = s.bytes + 11;
-  d.traceModified = 1234567;
-  d.traceChanged = 2345678;
-  d.traceInode = 99;
-  d.traceEdges = 0xABCDEF01;
+  d.trace.size = s.bytes + 11;
+  d.trace.modified = 1234567;
+  d.trace.changed = 2345678;
+  d.trace.inode = 99;
+  d.trace.edges = 0xABCDEF01;
   d.stride = 2048;
   d.entries = {{0, 0, 5, 0}, {50, 50 * 28, 90, 30}, {90, 90 * 28 + 80, 3, 59}};
   IndexBoundary b;
@@ -268,22 +268,22 @@ IndexDirectory Sound() {
 
 constexpr uint64_t DATA_SIZE = 60;
 
-bool Passes(const IndexDirectory& directory, uint64_t dataSize = DATA_SIZE) {
-  IndexDirectory decoded;
+bool Passes(const IndexTables& directory, uint64_t dataSize = DATA_SIZE) {
+  IndexTables decoded;
   return DecodeDirectory(EncodeDirectory(directory), dataSize, decoded);
 }
 
 TEST(IndexFormatTest, DirectoryComesBackAsItWas) {
-  const IndexDirectory d = Sound();
+  const IndexTables d = Sound();
   const std::vector<uint8_t> bytes = EncodeDirectory(d);
-  IndexDirectory back;
+  IndexTables back;
   ASSERT_TRUE(DecodeDirectory(bytes, DATA_SIZE, back));
   EXPECT_EQ(EncodeDirectory(back), bytes);
-  EXPECT_EQ(back.traceSize, d.traceSize);
-  EXPECT_EQ(back.traceModified, d.traceModified);
-  EXPECT_EQ(back.traceChanged, d.traceChanged);
-  EXPECT_EQ(back.traceInode, d.traceInode);
-  EXPECT_EQ(back.traceEdges, d.traceEdges);
+  EXPECT_EQ(back.trace.size, d.trace.size);
+  EXPECT_EQ(back.trace.modified, d.trace.modified);
+  EXPECT_EQ(back.trace.changed, d.trace.changed);
+  EXPECT_EQ(back.trace.inode, d.trace.inode);
+  EXPECT_EQ(back.trace.edges, d.trace.edges);
   EXPECT_EQ(back.summary.threads, d.summary.threads);
   EXPECT_EQ(back.summary.largeThreads, d.summary.largeThreads);
   EXPECT_EQ(back.summary.sent, d.summary.sent);
@@ -303,22 +303,22 @@ TEST(IndexFormatTest, DirectoryComesBackAsItWas) {
 TEST(IndexFormatTest, EveryByteOfADirectoryCounts) {
   const std::vector<uint8_t> bytes = EncodeDirectory(Sound());
   for (size_t size = 0; size < bytes.size(); ++size) {
-    IndexDirectory directory;
+    IndexTables directory;
     EXPECT_FALSE(DecodeDirectory({bytes.data(), size}, DATA_SIZE, directory)) << size;
   }
   std::vector<uint8_t> longer = bytes;
   longer.push_back(0);
-  IndexDirectory directory;
+  IndexTables directory;
   EXPECT_FALSE(DecodeDirectory(longer, DATA_SIZE, directory));
 }
 
 TEST(IndexFormatTest, DirectoryThatContradictsItselfIsRefused) {
-  typedef std::function<void(IndexDirectory&)> Change;
+  typedef std::function<void(IndexTables&)> Change;
   const std::vector<std::pair<const char*, Change>> changes = {
       {"more records than types", [](auto& d) { ++d.summary.fires; }},
       {"more sends than records", [](auto& d) { d.summary.sends = 101; }},
       {"bytes that records do not take", [](auto& d) { d.summary.bytes += 8; }},
-      {"bytes beyond the trace", [](auto& d) { d.traceSize = d.summary.bytes - 1; }},
+      {"bytes beyond the trace", [](auto& d) { d.trace.size = d.summary.bytes - 1; }},
       {"more changes than records", [](auto& d) { d.summary.changes = 101; }},
       {"more falls than changes", [](auto& d) { d.summary.falls = 61; }},
       {"a fall behind the end", [](auto& d) { d.summary.firstFall = 101; }},
@@ -417,7 +417,7 @@ TEST(IndexFormatTest, DirectoryThatContradictsItselfIsRefused) {
   };
   ASSERT_TRUE(Passes(Sound()));
   for (const auto& [what, change] : changes) {
-    IndexDirectory directory = Sound();
+    IndexTables directory = Sound();
     change(directory);
     EXPECT_FALSE(Passes(directory)) << what;
   }
@@ -425,7 +425,7 @@ TEST(IndexFormatTest, DirectoryThatContradictsItselfIsRefused) {
 }
 
 TEST(IndexFormatTest, TablesLongerThanAnyIndexHasAreRefused) {
-  IndexDirectory threads = Sound();
+  IndexTables threads = Sound();
   for (uint32_t i = 0; i < Summary::SMALL_THREADS + Summary::MAX_THREADS - 4; ++i) {
     threads.summary.threads[1000 + i] = 0;
     threads.summary.largeThreads.push_back(1000 + i);
@@ -434,7 +434,7 @@ TEST(IndexFormatTest, TablesLongerThanAnyIndexHasAreRefused) {
   threads.summary.threads[99] = 0;
   threads.summary.largeThreads.push_back(99);
   EXPECT_FALSE(Passes(threads));
-  IndexDirectory places = Sound();
+  IndexTables places = Sound();
   for (uint32_t i = 3; i < Summary::MAX_SWITCHES; ++i) {
     places.summary.switchPlaces.push_back({1000, i});
   }
@@ -451,10 +451,10 @@ TEST(IndexFormatTest, RandomBytesAreNoDirectoryAndCostNoMemory) {
     for (size_t changes = 1 + random() % 4; changes > 0; --changes) {
       bytes[random() % bytes.size()] = static_cast<uint8_t>(random());
     }
-    IndexDirectory directory;
+    IndexTables directory;
     if (DecodeDirectory(bytes, DATA_SIZE, directory)) {
       // What passes is at least of the form of an index.
-      EXPECT_LE(directory.summary.bytes, directory.traceSize);
+      EXPECT_LE(directory.summary.bytes, directory.trace.size);
       EXPECT_EQ(directory.entries.empty(), directory.summary.records == 0);
     }
     ASSERT_LE(directory.entries.capacity(), 2 * sound.size());
@@ -573,15 +573,14 @@ TEST(IndexFormatTest, TimeTablesThatContradictEachOtherAreRefused) {
 }
 
 TEST(IndexFormatTest, FooterComesBackAndAnyDamageToItShows) {
-  const IndexFooter footer = {{12, 345, 6789}, 0x12345678};
+  const IndexSection directory = {12, 345, 6789};
   uint8_t bytes[INDEX_FOOTER];
-  EncodeFooter(footer, bytes);
-  IndexFooter back;
+  EncodeFooter(directory, bytes);
+  IndexSection back;
   ASSERT_TRUE(DecodeFooter(bytes, back));
-  EXPECT_EQ(back.directory.offset, 12U);
-  EXPECT_EQ(back.directory.packedSize, 345U);
-  EXPECT_EQ(back.directory.rawSize, 6789U);
-  EXPECT_EQ(back.sum, 0x12345678U);
+  EXPECT_EQ(back.offset, 12U);
+  EXPECT_EQ(back.packedSize, 345U);
+  EXPECT_EQ(back.rawSize, 6789U);
   for (size_t bit = 0; bit < 8 * INDEX_FOOTER; ++bit) {
     bytes[bit / 8] = static_cast<uint8_t>(bytes[bit / 8] ^ 1 << bit % 8);
     EXPECT_FALSE(DecodeFooter(bytes, back)) << "bit " << bit;
@@ -610,13 +609,14 @@ TEST(IndexFormatTest, NodesOfManySegmentsAddUp) {
     return IndexSection{sections.size() - 1, 0, raw.size()};
   });
   constexpr size_t SEGMENTS = 520;
-  while (builder.GetSummary().records < SEGMENTS * 32768) {
+  for (size_t records = 0; records < SEGMENTS * 32768; records += columns->size) {
     builder.Add(*columns);
   }
   builder.Finish();
-  ASSERT_EQ(builder.Boundaries().size(), SEGMENTS);
+  const std::vector<IndexBoundary> boundaries = builder.TakeTables().boundaries;
+  ASSERT_EQ(boundaries.size(), SEGMENTS);
   for (const size_t b : {1, 2, 3, 128, 255, 256, 257, 384, 511, 512, 516, 520}) {
-    const IndexBoundary& boundary = builder.Boundaries()[b - 1];
+    const IndexBoundary& boundary = boundaries[b - 1];
     const uint64_t segments = b & (~b + 1);
     for (const Activity activity : {FIRES, SENDS, RECEIVES, TRANSMISSIONS}) {
       std::vector<uint64_t> sums(activity == TRANSMISSIONS ? 1 : 64);

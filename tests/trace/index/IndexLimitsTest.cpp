@@ -324,8 +324,7 @@ uint32_t EdgesOf(const std::string& bytes) {
 // if the trace were a thousand times as long.
 void WriteCrowdedIndex(const TraceFile& trace, const std::string& bytes,
                        const std::vector<Event>& events) {
-  IndexWriter writer;
-  ASSERT_TRUE(IsFine(writer.Open(trace.Name() + ".mfindex", 0644)));
+  IndexWriter writer(Made(IndexFileAt(trace.Name() + ".mfindex", 0644)->Create()));
   IndexBuilder builder([&](std::span<const uint8_t> raw) { return writer.Append(raw); });
   Reader reader(PieceSource(trace.File(), 0, trace.Size()), "t");
   auto columns = std::make_unique<Columns>();
@@ -333,14 +332,12 @@ void WriteCrowdedIndex(const TraceFile& trace, const std::string& bytes,
     builder.Add(*columns);
   }
   builder.Finish();
-  IndexDirectory directory;
-  directory.summary = builder.GetSummary();
-  directory.atLastBoundary = builder.AtLastBoundary();
+  IndexTables directory = builder.TakeTables();
   directory.stride = 1;
-  directory.boundaries = builder.Boundaries();
-  directory.traceSize = trace.Size();
-  directory.traceModified = trace.GetIdentity().modified;
-  directory.traceEdges = EdgesOf(bytes);
+  directory.entries.clear();
+  directory.trace.size = trace.Size();
+  directory.trace.modified = trace.GetIdentity().modified;
+  directory.trace.edges = EdgesOf(bytes);
   directory.times = writer.Append(builder.Times().Encode());
   directory.furtherTimes = writer.Append(builder.FurtherTimes().Encode());
   IndexEntry entry;
@@ -351,9 +348,7 @@ void WriteCrowdedIndex(const TraceFile& trace, const std::string& bytes,
     directory.entries.push_back(entry);
     entry.offset += RecordSize(event.type);
   }
-  const Result<int> descriptor = writer.Commit(directory);
-  ASSERT_TRUE(IsFine(descriptor.Why()));
-  close(*descriptor);
+  ASSERT_TRUE(IsFine(writer.Commit(directory).Why()));
 }
 
 // An index with short segments has as many of them as one of a long trace.

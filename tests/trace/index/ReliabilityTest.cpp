@@ -52,7 +52,7 @@ std::vector<std::string> LeftoversIn(const std::string& folder) {
   std::vector<std::string> names;
   for (const auto& entry : fs::directory_iterator(folder)) {
     const std::string name = entry.path().filename();
-    if (name.find(".part-") != std::string::npos) {
+    if (name.find(".mfpart-") != std::string::npos) {
       names.push_back(name);
     }
   }
@@ -137,24 +137,23 @@ TEST(TraceReliabilityTest, OnlyTemporariesThatNobodyWritesAnyMoreAreRemoved) {
   const TempDir folder;
   const std::string name = folder.File("t");
   WriteFile(name, Trace(3, 100));
-  const std::string prefix = name + ".mfindex.part-";
+  const std::string prefix = name + ".mfindex.mfpart-";
   for (const std::string suffix : {"dead01", "dead02", "notes", "of-mine", ""}) {
     WriteFile(prefix + suffix, "x");
   }
-  WriteFile(folder.File("t2.mfindex.part-dead03"), "x");
+  WriteFile(folder.File("t2.mfindex.mfpart-dead03"), "x");
   ASSERT_EQ(mkfifo((prefix + "fifo01").c_str(), 0600), 0);
   ASSERT_EQ(symlink("t", (prefix + "link01").c_str()), 0);
-  IndexWriter writing;
-  ASSERT_TRUE(IsFine(writing.Open(name + ".mfindex", 0600)));
+  IndexWriter writing(Made(IndexFileAt(name + ".mfindex", 0600)->Create()));
   const std::vector<std::string> one = LeftoversIn(folder.Path());
   ASSERT_TRUE(OpenIndex(*OpenTrace(name)));
   std::vector<std::string> left = LeftoversIn(folder.Path());
-  EXPECT_EQ(left.size(), 6U) << "those with other names, the link and the one that is written";
-  for (const std::string gone : {"t.mfindex.part-dead01", "t.mfindex.part-dead02"}) {
+  EXPECT_EQ(left.size(), 7U) << "those with other names, what is no plain file, the one in use";
+  for (const std::string gone : {"t.mfindex.mfpart-dead01", "t.mfindex.mfpart-dead02"}) {
     EXPECT_THAT(left, ::testing::Not(::testing::Contains(gone)));
   }
-  EXPECT_TRUE(IsFine(writing.Commit(IndexDirectory()).Why()));
-  EXPECT_EQ(LeftoversIn(folder.Path()).size(), 5U);
+  EXPECT_TRUE(IsFine(writing.Commit(IndexTables()).Why()));
+  EXPECT_EQ(LeftoversIn(folder.Path()).size(), 6U);
 }
 
 // Full disks.
@@ -448,13 +447,13 @@ TEST(TraceReliabilityTest, IndexThatIsDamagedWhileItIsOpenIsAFaultThatNamesIt) {
   const std::string bytes = ReadFile(file);
   fs::resize_file(file, 8);
   Fault fault = opened.index->Keyframe(1).Why();
-  EXPECT_EQ(fault.kind, Fault::DAMAGED_INPUT);
+  EXPECT_EQ(fault.kind, Fault::DAMAGED_INDEX);
   EXPECT_EQ(fault.Text(), file +
-                              ": record 0 at byte 0: a section of the index at byte 8 is "
-                              "damaged; remove it, it is built again");
+                              ": a section of the index at byte 8 is damaged; remove it, it is "
+                              "built again");
   std::vector<uint64_t> counts;
   fault = ActivityReader(*opened.trace, *opened.index).Count(0, 70000, FIRES, counts);
-  EXPECT_EQ(fault.kind, Fault::DAMAGED_INPUT);
+  EXPECT_EQ(fault.kind, Fault::DAMAGED_INDEX);
   Answers(*opened.trace, *opened.index, SHAPE, 1);
   WriteFile(file, std::string(bytes.size(), 'x'));
   EXPECT_FALSE(opened.index->Keyframe(1));
