@@ -27,7 +27,7 @@ struct ActivityQuestion {
   uint64_t readAtMost = ~uint64_t{0};
 
   // What is read while a picture is drawn.
-  static constexpr uint64_t QUICK = 131072;
+  static constexpr uint64_t QUICK = 65536;
 };
 
 // How many records of each type and thread each bin has.
