@@ -61,7 +61,7 @@ constexpr auto MESSAGE = Fades<LAST_MESSAGE_AGE>({255, 0, 0}, FadeMessage);
 
 template <size_t SIZE>
 Color At(const std::array<Color, SIZE>& fades, uint64_t age) {
-  return fades[std::min<uint64_t>(age, SIZE - 1)];
+  return fades[static_cast<size_t>(std::min<uint64_t>(age, SIZE - 1))];
 }
 
 }  // namespace

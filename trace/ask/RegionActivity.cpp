@@ -15,7 +15,7 @@ uint64_t SumOf(const std::vector<uint64_t>& counts, uint32_t columns, uint32_t r
   for (uint64_t row = region.first.row; row < rows && row <= region.last.row; ++row) {
     for (uint64_t column = region.first.column; column < columns && column <= region.last.column;
          ++column) {
-      sum += counts[row * columns + column];
+      sum += counts[static_cast<size_t>(row * columns + column)];
     }
   }
   return sum;

@@ -54,8 +54,8 @@ std::string DecodeAttribute(ByteReader& reader, NoteDeclarations& declarations) 
   }
   attribute.type = static_cast<NoteType>(type);
   if (number < declarations.attributes.size()) {
-    attribute.names = declarations.attributes[number].names;
-    return attribute == declarations.attributes[number]
+    attribute.names = declarations.attributes[static_cast<size_t>(number)].names;
+    return attribute == declarations.attributes[static_cast<size_t>(number)]
                ? ""
                : "attribute " + std::to_string(number) + " is declared twice, in different ways";
   }
@@ -71,13 +71,15 @@ std::string DecodeValueName(ByteReader& reader, NoteDeclarations& declarations) 
   const uint64_t value = reader.Number();
   const std::string name = reader.Text();
   if (!reader.Good() || number >= declarations.attributes.size() || name.empty() || !IsUtf8(name) ||
-      declarations.attributes[number].type != NoteType::NAME) {
+      declarations.attributes[static_cast<size_t>(number)].type != NoteType::NAME) {
     return "the name of a value is not declared as such names are";
   }
-  const std::string& known =
-      declarations.attributes[number].names.try_emplace(value, name).first->second;
+  const std::string& known = declarations.attributes[static_cast<size_t>(number)]
+                                 .names.try_emplace(value, name)
+                                 .first->second;
   return known == name ? ""
-                       : "a value of " + declarations.attributes[number].name + " has two names";
+                       : "a value of " + declarations.attributes[static_cast<size_t>(number)].name +
+                             " has two names";
 }
 
 std::string DecodeCounter(ByteReader& reader, NoteDeclarations& declarations) {
@@ -90,7 +92,7 @@ std::string DecodeCounter(ByteReader& reader, NoteDeclarations& declarations) {
     return "a counter is not declared as counters are";
   }
   if (number < declarations.counters.size()) {
-    return counter == declarations.counters[number]
+    return counter == declarations.counters[static_cast<size_t>(number)]
                ? ""
                : "counter " + std::to_string(number) + " is declared twice, in different ways";
   }
@@ -170,16 +172,18 @@ std::string DecodeColumn(ByteReader& reader, const NoteDeclarations& declaration
     return "attribute " + std::to_string(attribute) + " was not declared";
   }
   if ((seen >> attribute & 1) != 0) {
-    return "there are two columns of " + declarations.attributes[attribute].name;
+    return "there are two columns of " +
+           declarations.attributes[static_cast<size_t>(attribute)].name;
   }
   seen |= uint32_t{1} << attribute;
   NoteColumn column;
   column.attribute = static_cast<uint32_t>(attribute);
-  const NoteType type = declarations.attributes[attribute].type;
+  const NoteType type = declarations.attributes[static_cast<size_t>(attribute)].type;
   ByteReader inner(bytes.data(), bytes.size());
   if (!DecodePositions(inner, block.count, type, column) ||
       !DecodeValues(inner, block.first, type, column) || !inner.AtEnd()) {
-    return "the column of " + declarations.attributes[attribute].name + " is damaged";
+    return "the column of " + declarations.attributes[static_cast<size_t>(attribute)].name +
+           " is damaged";
   }
   block.columns.push_back(std::move(column));
   return "";

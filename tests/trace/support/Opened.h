@@ -3,9 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "tests/support/Files.h"
 #include "trace/index/Index.h"
@@ -35,9 +37,18 @@ std::unique_ptr<T> Made(Result<std::unique_ptr<T>> result) {
   return result ? std::move(result).Take() : nullptr;
 }
 
-// The trace in a file that can be opened.
-inline std::unique_ptr<TraceFile> OpenTrace(const std::string& name) {
-  return Made(TraceFile::Open(name));
+// The trace in a file that can be opened: mapped, read through a window or from memory, as
+// MARROWFIN_TEST_SOURCE says. What becomes of the file is of no concern to a trace in memory.
+inline std::unique_ptr<TraceSource> OpenTrace(const std::string& name) {
+  const char* const variable = getenv("MARROWFIN_TEST_SOURCE");
+  const std::string source = variable == nullptr ? "" : variable;
+  if (source == "MEMORY") {
+    const std::string bytes = ReadFile(name);
+    return Made(
+        TraceSource::Over(MemoryFile(std::vector<uint8_t>(bytes.begin(), bytes.end()), name)));
+  }
+  return Made(
+      TraceSource::Open(name, source == "WINDOW" ? PlainAccess::READ : PlainAccess::MAPPED));
 }
 
 // The bytes of a file that can be opened, unpacked where it is packed.
