@@ -177,7 +177,7 @@ struct Numbers {
     for (uint64_t* number :
          {&s.records, &s.bytes, &s.switches, &s.fires, &s.sends, &s.firstCycle, &s.lastCycle,
           &s.maxCycle, &s.changes, &s.falls, &s.firstFall, &s.fired.columns, &s.fired.rows,
-          &s.sent.columns, &s.sent.rows, &s.otherThreads, &s.end.offset, &s.end.record}) {
+          &s.sent.columns, &s.sent.rows, &s.otherThreads, &s.end.numbers[0], &s.end.numbers[1]}) {
       wide.push_back(number);
     }
     for (auto& [thread, count] : s.threads) {

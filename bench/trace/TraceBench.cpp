@@ -31,7 +31,7 @@ constexpr uint64_t HUGE_TRACE = 96000000;
 
 void Synthesise(const Subject& subject) {
   Writer writer;
-  Require(!writer.Open(subject.file) && Synthesize(subject.options, writer, {}) && !writer.Close(),
+  Require(!writer.Open(subject.file) && !Synthesize(subject.options, writer) && !writer.Close(),
           "cannot write " + subject.file);
 }
 

@@ -5,9 +5,15 @@
 // An element's red goes half of the way to 220 as long as it is below 200 or above 240, a switch's
 // colours go half of the way to 255, a message's a fifth of the way.
 
+#include <sys/wait.h>
+
 #include <array>
+#include <chrono>
+#include <csignal>
+#include <thread>
 
 #include "tests/tools/CommandFixture.h"
+#include "tests/tools/RunningProgram.h"
 
 namespace marrowfin {
 namespace {
@@ -377,6 +383,30 @@ TEST_F(StateCommandTest, OfATraceWhoseCyclesFallACycleHasAllEventsUpToIt) {
   EXPECT_THAT(shown, HasSubstr("\nelement 1 1 #ff0101\nelement 7 3 #6eff01\n"));
   EXPECT_THAT(shown, ::testing::Not(HasSubstr("element 7 2")));
   EXPECT_THAT(shown, ::testing::Not(HasSubstr("element 7 4")));
+}
+
+TEST_F(StateCommandTest, AQuestionThatReadsAWholeTraceShowsItsProgressAndASignalEndsItInOrder) {
+  const std::string name = folder.File("falling.trace");
+  testing::WriteFile(
+      name, testing::TraceBytes("fire 100000000 0 0 0\n") + testing::ReadFile(LongTrace(3000000)));
+  ASSERT_EQ(0, Run({"index", "falling.trace"}).exitStatus);
+  RunningProgram program(Words({"state", name, "--cycle", "18446744073709551615"}),
+                         RunningProgram::TO_TERMINAL);
+  // Run so slowly, by the clock on the wall, that the question counts as long.
+  const std::string line = "going through " + name;
+  for (int slice = 0; slice < 1000 && !program.HasShown(line); ++slice) {
+    program.Signal(SIGCONT);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    program.Signal(SIGSTOP);
+  }
+  program.Signal(SIGINT);
+  program.Signal(SIGCONT);
+  const int status = program.Wait();
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
+  EXPECT_EQ("", program.Out());
+  EXPECT_THAT(program.Err(), MatchesRegex("(\r.\\[K" + line +
+                                          " +[0-9]+ %, [0-9]+\\.[0-9] M records/s, [0-9]+ s "
+                                          "left)+\r.\\[K"));
 }
 
 TEST_F(StateCommandTest, AnEmptyTraceHasTheArrayAsBuilt) {

@@ -156,8 +156,7 @@ def read_summary(numbers):
     summary.further_threads = numbers.number()
     summary.places = [tuple(numbers.numbers(2)) for _ in range(numbers.number())]
     summary.all_places = numbers.number()
-    kind, offset, record = numbers.numbers(3)
-    summary.fault = (kind, offset, record, numbers.text(), numbers.text())
+    summary.fault = tuple(numbers.numbers(3))
     return summary
 
 

@@ -348,12 +348,17 @@ def test_an_empty_trace_has_an_index_without_tables(tmp_path):
     assert index.complete == 1
 
 
-def test_the_fault_that_ends_a_trace_is_told_in_words(tmp_path):
+CUT_RECORD, UNKNOWN_TYPE, WRONG_LENGTH = 1, 2, 3
+
+
+def test_the_fault_that_ends_a_trace_is_told_in_numbers(tmp_path):
     data = b"".join(encode([Event(FIRE, 1, 0, (1, 2), None), Event(FIRE, 1, 0, (1, 2), None)]))
-    kind, offset, record, reason, remedy = build(tmp_path, data[:50], status=1).summary.fault
-    assert (kind != 0, offset, record) == (True, 28, 1)
-    assert reason == "the trace ends after 2 of the 8 bytes of a payload"
-    assert remedy == "run the simulator to its end, or use the records before it"
+    for size, fault in ((50, (CUT_RECORD, 22, FIRE)), (30, (CUT_RECORD, 2, 0))):
+        assert build(tmp_path, data[:size], status=1).summary.fault == fault
+    unknown = data[:28] + b"\0\0\0\x09" + data[32:]
+    assert build(tmp_path, unknown, status=1).summary.fault == (UNKNOWN_TYPE, 9, 0)
+    longer = data[:44] + b"\0\0\0\x0c" + data[48:]
+    assert build(tmp_path, longer, status=1).summary.fault == (WRONG_LENGTH, FIRE, 12)
 
 
 def test_an_array_too_large_for_keyframes_has_the_tables_alone(tmp_path):

@@ -7,7 +7,9 @@
 #include <string>
 
 #include "tools/program/Flags.h"
+#include "tools/program/Interruption.h"
 #include "tools/program/Json.h"
+#include "tools/program/ProgressLine.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/TraceInput.h"
 #include "tools/program/ViewCommand.h"
@@ -182,12 +184,23 @@ MaybeFailure CheckFlags(const StateFlags& flags) {
   return flags.shape.Check();
 }
 
-Result<ArrayState> Tell(const StateFlags& flags, const ArrayShape& shape,
-                        const IndexedTrace& trace) {
+// Questions about a trace whose cycles fall, or which holds what the array lacks, go through all of
+// it: they show how far they are, and a signal ends them in order.
+Result<ArrayState> Tell(const StateFlags& flags, const ArrayShape& shape, const IndexedTrace& trace,
+                        const Console& console) {
   const StateReader reader(*trace.file, *trace.index, shape);
+  const Interruption interruption;
+  ProgressLine line(console.terminal, "going through " + flags.trace, "M records", 1e6);
+  const auto watch = [&](const Progress& now) {
+    line.Update(now.done, now.all);
+    return !interruption.Asked();
+  };
+  if (flags.cycle) {
+    return reader.AtCycle(*flags.cycle, watch);
+  }
   // A negative cycle asks for a huge one, as it does in the viewer.
   const uint64_t skipTo = static_cast<uint64_t>(int64_t{flags.skipTo.value_or(0)});
-  return flags.step ? reader.AtStep(*flags.step, skipTo) : reader.AtCycle(*flags.cycle);
+  return reader.AtStep(*flags.step, skipTo, watch);
 }
 
 MaybeFailure State(const StateFlags& flags, const Console& console) {
@@ -202,12 +215,12 @@ MaybeFailure State(const StateFlags& flags, const Console& console) {
   if (MaybeFailure failure = flags.shape.ShapeFor(flags.trace, trace.index->GetSummary(), shape)) {
     return failure;
   }
-  Result<ArrayState> told = Tell(flags, shape, trace);
+  Result<ArrayState> told = Tell(flags, shape, trace, console);
   if (!told && told.Why().kind == Fault::DAMAGED_INDEX) {
     if (MaybeFailure failure = RebuildIndex(console, trace)) {
       return failure;
     }
-    told = Tell(flags, shape, trace);
+    told = Tell(flags, shape, trace, console);
   }
   const Summary& summary = trace.index->GetSummary();
   if (!told) {

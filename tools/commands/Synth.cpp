@@ -42,11 +42,11 @@ MaybeFailure Write(const SynthOptions& options, const std::string& file, const C
   Writer writer;
   writer.Attach(output.Sink());
   ProgressLine line(console.terminal, "writing " + file, "M records", 1e6);
-  const bool written = Synthesize(options, writer, [&](const Progress& now) {
+  const Fault fault = Synthesize(options, writer, [&](const Progress& now) {
     line.Update(now.done, now.all);
     return true;
   });
-  if (writer.Close() || !written) {
+  if (writer.Close() || fault) {
     return OutputFailureOf(writer.GetFault());
   }
   return output.Commit();

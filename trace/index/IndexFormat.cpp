@@ -11,6 +11,7 @@
 #include "trace/base/PlaceTable.h"
 #include "trace/base/Record.h"
 #include "trace/index/ThreadMask.h"
+#include "trace/read/MalformedRecord.h"
 
 namespace marrowfin {
 
@@ -33,21 +34,28 @@ Extent GetExtent(ByteReader& in) {
 
 void PutFault(ByteWriter& out, const Fault& fault) {
   out.Number(static_cast<uint64_t>(fault.kind));
-  out.Number(fault.offset);
-  out.Number(fault.record);
-  out.Text(fault.reason);
-  out.Text(fault.remedy);
+  out.Number(fault.numbers[0]);
+  out.Number(fault.numbers[1]);
 }
 
-Fault GetFault(ByteReader& in) {
+// The fault that ends a trace, behind its whole records: nothing but a malformed record does, and
+// of that words are made from numbers. Anything else has a kind and no reason.
+Fault GetFault(ByteReader& in, uint64_t record, uint64_t offset) {
+  const uint64_t kind = in.Number();
+  const uint64_t first = in.Number();
+  const uint64_t second = in.Number();
   Fault fault;
-  fault.kind = static_cast<Fault::Kind>(std::min<uint64_t>(in.Number(), Fault::CANCELLED));
-  fault.offset = in.Number();
-  fault.record = in.Number();
-  fault.reason = in.Text();
-  fault.remedy = in.Text();
+  if (kind != Fault::NONE) {
+    const bool known = kind <= Fault::WRONG_LENGTH;
+    fault.kind = known ? static_cast<Fault::Kind>(kind) : Fault::DAMAGED_INPUT;
+    fault = MalformedRecord(fault.kind, {first, second}).value_or(fault);
+    fault.record = record;
+    fault.offset = offset;
+  }
   return fault;
 }
+
+bool IsEndSound(const Fault& end) { return !end || !end.reason.empty(); }
 
 // Those that are told apart, in the order of their slots.
 void PutThreads(ByteWriter& out, const Summary& s) {
@@ -109,7 +117,7 @@ Summary GetSummary(ByteReader& in) {
     s.switchPlaces.push_back({column, static_cast<uint32_t>(in.Number())});
   }
   s.switchesComplete = in.Number() != 0;
-  s.end = GetFault(in);
+  s.end = GetFault(in, s.records, s.bytes);
   return s;
 }
 
@@ -245,7 +253,7 @@ bool IsSummarySound(const Summary& s, uint64_t traceSize) {
          s.switches <= s.records - s.sends && s.fires == s.records - s.sends - s.switches &&
          s.changes <= s.records && s.falls <= s.changes && s.firstFall <= s.records &&
          IsExtentSound(s.fired, s.fires) && IsExtentSound(s.sent, s.sends) && AreThreadsSound(s) &&
-         ArePlacesSound(s);
+         ArePlacesSound(s) && IsEndSound(s.end);
 }
 
 // Whether the tables lie within the trace that the summary tells of, and ascend.

@@ -42,6 +42,9 @@ class Output {
 
   bool Full() const { return left == 0 || stopped; }
 
+  // Whether the caller asked to stop, or the writer can write no more.
+  bool Stopped() const { return stopped; }
+
   void Fire(uint64_t cycle, uint32_t thread, Place at) {
     if (Take()) {
       writer.Fire(cycle, thread, at);
@@ -176,7 +179,7 @@ void SynthesizeRandom(const SynthOptions& options, Random& random, Output& outpu
 
 }  // namespace
 
-bool Synthesize(const SynthOptions& options, Writer& writer, const ProgressCallback& progress) {
+Fault Synthesize(const SynthOptions& options, Writer& writer, const ProgressCallback& progress) {
   Random random(options.seed);
   Output output(writer, options.records, progress);
   if (options.mode == SynthOptions::RANDOM) {
@@ -184,7 +187,10 @@ bool Synthesize(const SynthOptions& options, Writer& writer, const ProgressCallb
   } else {
     SynthesizePrograms(options, random, output);
   }
-  return !writer.Flush();
+  if (Fault fault = writer.Flush()) {
+    return fault;
+  }
+  return output.Stopped() ? CancelledFault("") : Fault();
 }
 
 }  // namespace marrowfin

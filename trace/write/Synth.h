@@ -25,9 +25,10 @@ struct SynthOptions {
   uint64_t seed = 1;
 };
 
-// Writes the trace to an open writer. False where the writer has a fault or `progress`, which
-// counts records, asked to stop.
-bool Synthesize(const SynthOptions& options, Writer& writer, const ProgressCallback& progress);
+// Writes the trace to an open writer. A fault where the writer has one, or where `progress`, which
+// counts records, asked to stop; the records so far are written then.
+[[nodiscard]] Fault Synthesize(const SynthOptions& options, Writer& writer,
+                               const ProgressCallback& progress = {});
 
 }  // namespace marrowfin
 

@@ -219,8 +219,7 @@ IndexTables Sound() {
   s.otherThreads = 10;
   s.switchPlaces = {{4, 4}, {12, 4}, {4, 12}};
   s.end.kind = Fault::CUT_RECORD;
-  s.end.reason = "why";
-  s.end.remedy = "what to do";
+  s.end.numbers = {22, FIRE_RECORD};
   d.atLastBoundary = s;
   d.atLastBoundary.records = 80;
   d.atLastBoundary.fires = 30;
@@ -287,7 +286,10 @@ TEST(IndexFormatTest, DirectoryComesBackAsItWas) {
   EXPECT_EQ(back.summary.threads, d.summary.threads);
   EXPECT_EQ(back.summary.largeThreads, d.summary.largeThreads);
   EXPECT_EQ(back.summary.sent, d.summary.sent);
-  EXPECT_EQ(back.summary.end.reason, "why");
+  EXPECT_EQ(back.summary.end.kind, Fault::CUT_RECORD);
+  EXPECT_EQ(back.summary.end.record, back.summary.records);
+  EXPECT_EQ(back.summary.end.offset, back.summary.bytes);
+  EXPECT_EQ(back.summary.end.reason, "the trace ends after 2 of the 8 bytes of a payload");
   EXPECT_EQ(back.atLastBoundary.records, 80U);
   EXPECT_EQ(back.entries[2].cycle, 3U);
   EXPECT_EQ(back.entries[2].offset, d.entries[2].offset);
@@ -321,6 +323,8 @@ TEST(IndexFormatTest, DirectoryThatContradictsItselfIsRefused) {
       {"bytes beyond the trace", [](auto& d) { d.trace.size = d.summary.bytes - 1; }},
       {"more changes than records", [](auto& d) { d.summary.changes = 101; }},
       {"more falls than changes", [](auto& d) { d.summary.falls = 61; }},
+      {"an end that no malformed record is", [](auto& d) { d.summary.end.kind = Fault::SYSTEM; }},
+      {"an end of another type", [](auto& d) { d.summary.end.kind = Fault::UNKNOWN_TYPE; }},
       {"a fall behind the end", [](auto& d) { d.summary.firstFall = 101; }},
       {"fires nowhere", [](auto& d) { d.summary.fired = {}; }},
       {"no sends, but somewhere",
