@@ -160,7 +160,7 @@ const char* CommandLineParser::Option::ToString(std::string& s) const {
     SIM_CRASH("Illegal option type.");
   }
   // Up to a null character in the name, as printf takes it.
-  const std::string front = std::string(fullName.c_str()) + " ";
+  const std::string front = fullName.substr(0, fullName.find('\0')) + " ";
   s.clear();
   if (IsList(type)) {
     s = front;

@@ -41,6 +41,10 @@
 extern "C" {
 #endif
 
+/* Plain C knows no other casts, and no other copies of bytes.
+ * NOLINTBEGIN(cppcoreguidelines-pro-type-cstyle-cast,google-readability-casting)
+ * NOLINTBEGIN(bugprone-not-null-terminated-result) */
+
 /* The viewer looks for the switch of a cluster this many rows and this many columns from the first
  * position of the cluster, whatever the cluster's size. */
 #define MARROWFIN_TRACE_SWITCH_OFFSET 4
@@ -1341,6 +1345,9 @@ static inline int marrowfin_trace_dump(struct marrowfin_trace* trace) {
   trace->held_samples_end = 0;
   return marrowfin_trace_flush(trace);
 }
+
+/* NOLINTEND(bugprone-not-null-terminated-result)
+ * NOLINTEND(cppcoreguidelines-pro-type-cstyle-cast,google-readability-casting) */
 
 #ifdef __cplusplus
 }

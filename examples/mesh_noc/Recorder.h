@@ -2,6 +2,7 @@
 #define MESH_NOC_RECORDER_H
 
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -77,14 +78,12 @@ class Recorder {
     }
   }
 
-  // Ends the recording; the text of what went wrong, or an empty one.
-  std::string Close() {
-    if (options.trace.empty()) {
-      return "";
-    }
+  // Ends the recording. Throws std::runtime_error with the text of what went wrong.
+  void Close() {
     marrowfin_trace_dump(&trace);
-    marrowfin_trace_close(&trace);
-    return marrowfin_trace_message(&trace);
+    if (marrowfin_trace_close(&trace) != 0) {
+      throw std::runtime_error(marrowfin_trace_message(&trace));
+    }
   }
 
  private:
@@ -117,7 +116,7 @@ class Recorder {
   }
 
   const Options options;
-  marrowfin_trace trace;
+  marrowfin_trace trace = {};
   int kind = -1, packet = -1, created = -1, bytes = -1, consumes = -1, occupancy = -1;
   std::vector<int> occupancies;  // as told last
 };

@@ -65,13 +65,15 @@ static int Main(int argc, char** argv) {
   }
   Recorder recorder(options, command);
   Print(options, Mesh(options, recorder).Run());
-  if (const std::string failure = recorder.Close(); !failure.empty()) {
-    std::cerr << "mesh_noc: " << failure << "\n";
-    return 1;
-  }
+  recorder.Close();
   return 0;
 }
 
 }  // namespace marrowfin::mesh
 
-int main(int argc, char** argv) { return marrowfin::mesh::Main(argc, argv); }
+int main(int argc, char** argv) try {
+  return marrowfin::mesh::Main(argc, argv);
+} catch (const std::exception& error) {
+  std::cerr << "mesh_noc: " << error.what() << "\n";
+  return 1;
+}

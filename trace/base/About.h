@@ -11,6 +11,35 @@
 
 namespace marrowfin {
 
+// How the array of a trace is built.
+struct AboutArray {
+  ArrayShape shape = ArrayShape(1, 1, 1);
+  bool gaps = true;          // whether pictures set clusters and domains apart
+  bool wrapColumns = false;  // whether links join the last column to the first
+  bool wrapRows = false;
+  friend bool operator==(const AboutArray&, const AboutArray&) = default;
+};
+
+// What link load is computed with.
+struct AboutLinks {
+  std::string routing;       // "xy", "yx", or empty where nobody computes it
+  double bytesPerCycle = 0;  // that a link takes; 0 where that is not known
+  double latency = 1;        // cycles a hop
+  friend bool operator==(const AboutLinks&, const AboutLinks&) = default;
+};
+
+struct AboutThread {
+  std::string name;
+  std::string meaning;  // what threads stand for: "virtual channel", "class", ...
+  friend bool operator==(const AboutThread&, const AboutThread&) = default;
+};
+
+struct InRowOrder {
+  bool operator()(Place a, Place b) const {
+    return a.row != b.row ? a.row < b.row : a.column < b.column;
+  }
+};
+
 // What the run was that recorded a trace, as docs/companion-format.md tells of it. Any of it may be
 // missing: empty texts and empty optionals stand for what nobody said.
 struct About {
@@ -27,36 +56,9 @@ struct About {
   uint32_t printed = 0;
   uint64_t fingerprint = 0;
 
-  struct Array {
-    ArrayShape shape = ArrayShape(1, 1, 1);
-    bool gaps = true;          // whether pictures set clusters and domains apart
-    bool wrapColumns = false;  // whether links join the last column to the first
-    bool wrapRows = false;
-    friend bool operator==(const Array&, const Array&) = default;
-  };
-  std::optional<Array> array;
-
-  // What link load is computed with.
-  struct Links {
-    std::string routing;       // "xy", "yx", or empty where nobody computes it
-    double bytesPerCycle = 0;  // that a link takes; 0 where that is not known
-    double latency = 1;        // cycles a hop
-    friend bool operator==(const Links&, const Links&) = default;
-  };
-  std::optional<Links> links;
-
-  struct Thread {
-    std::string name;
-    std::string meaning;  // what threads stand for: "virtual channel", "class", ...
-    friend bool operator==(const Thread&, const Thread&) = default;
-  };
-  std::map<uint32_t, Thread> threads;
-
-  struct InRowOrder {
-    bool operator()(Place a, Place b) const {
-      return a.row != b.row ? a.row < b.row : a.column < b.column;
-    }
-  };
+  std::optional<AboutArray> array;
+  std::optional<AboutLinks> links;
+  std::map<uint32_t, AboutThread> threads;
   std::map<Place, std::string, InRowOrder> places;
 
   friend bool operator==(const About&, const About&) = default;

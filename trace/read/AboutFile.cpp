@@ -199,7 +199,7 @@ void TakeLinks(Taker& taker, const toml::table& all, About& about) {
 void TakeNames(Taker& taker, const toml::table& all, About& about) {
   taker.Each(all, "threads", [&](const toml::table& table) {
     uint32_t number = 0;
-    About::Thread thread;
+    AboutThread thread;
     taker.Number(table, "thread", 0, number);
     taker.Text(table, "name", thread.name);
     taker.Text(table, "meaning", thread.meaning);

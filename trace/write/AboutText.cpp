@@ -46,7 +46,7 @@ void AddLine(std::string& text, const char* key, const std::string& value) {
   }
 }
 
-std::string ArrayText(const About::Array& array) {
+std::string ArrayText(const AboutArray& array) {
   const auto word = [](bool flag) { return flag ? "true" : "false"; };
   return "\n[array]\nclusters = " + Counts(array.shape.clusters) +
          "\ndomains = " + Counts(array.shape.domains) + "\npes = " + Counts(array.shape.pes) +

@@ -41,8 +41,8 @@ TEST(AboutTest, WhatIsWrittenIsReadBack) {
   about.printed = 64;
   about.fingerprint = 0x0123456789abcdef;
   about.array =
-      About::Array{ArrayShape(PerAxis{2, 3}, PerAxis{1, 1}, PerAxis{10, 12}), false, true, false};
-  about.links = About::Links{"xy", 16, 1.5};
+      AboutArray{ArrayShape(PerAxis{2, 3}, PerAxis{1, 1}, PerAxis{10, 12}), false, true, false};
+  about.links = AboutLinks{"xy", 16, 1.5};
   about.threads[0] = {"requests", "virtual channel"};
   about.threads[4000000000] = {"", "class"};
   about.places[{3, 7}] = "memory";
@@ -117,11 +117,11 @@ TEST(AboutTest, RecorderInPlainCIsUnderstood) {
   EXPECT_EQ(1.25, about->cycleNs);
   EXPECT_EQ(20U, about->date.size());
   EXPECT_EQ(
-      (About::Array{ArrayShape(PerAxis{2, 1}, PerAxis{3, 4}, PerAxis{5, 6}), false, false, true}),
+      (AboutArray{ArrayShape(PerAxis{2, 1}, PerAxis{3, 4}, PerAxis{5, 6}), false, false, true}),
       about->array);
-  EXPECT_EQ((About::Links{"xy", 16, 1}), about->links);
+  EXPECT_EQ((AboutLinks{"xy", 16, 1}), about->links);
   EXPECT_EQ("memory", about->places.at({6, 7}));
-  EXPECT_EQ((About::Thread{"one", "class"}), about->threads.at(1));
+  EXPECT_EQ((AboutThread{"one", "class"}), about->threads.at(1));
   const Result<std::unique_ptr<TraceSource>> source = TraceSource::Open(name);
   ASSERT_TRUE(source);
   EXPECT_FALSE(CheckIsAbout(*about, **source, "t.about"));
