@@ -394,10 +394,11 @@ TEST_F(StateCommandTest, AQuestionThatReadsAWholeTraceShowsItsProgressAndASignal
                          RunningProgram::TO_TERMINAL);
   // Run so slowly, by the clock on the wall, that the question counts as long.
   const std::string line = "going through " + name;
-  for (int slice = 0; slice < 1000 && !program.HasShown(line); ++slice) {
+  for (int slice = 0; slice < 200 && !program.HasShown(line); ++slice) {
     program.Signal(SIGCONT);
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
     program.Signal(SIGSTOP);
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
   }
   program.Signal(SIGINT);
   program.Signal(SIGCONT);

@@ -14,10 +14,13 @@ namespace {
 
 // Only faults in the trace itself end up here.
 Fault EndOf(const TraceSource& trace, const Summary& summary, const Fault& met) {
-  Fault end = met;
+  // A reader that met no fault still says how far it came.
+  Fault end = met ? met : Fault();
   end.file = trace.Name();
-  end.record = summary.records;
-  end.offset = summary.bytes;
+  if (met) {
+    end.record = summary.records;
+    end.offset = summary.bytes;
+  }
   return end;
 }
 
