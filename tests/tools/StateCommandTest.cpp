@@ -393,12 +393,12 @@ TEST_F(StateCommandTest, AQuestionThatReadsAWholeTraceShowsItsProgressAndASignal
   RunningProgram program(Words({"state", name, "--cycle", "18446744073709551615"}),
                          RunningProgram::TO_TERMINAL);
   // Run so slowly, by the clock on the wall, that the question counts as long.
+  program.Signal(SIGSTOP);
   const std::string line = "going through " + name;
-  for (int slice = 0; slice < 200 && !program.HasShown(line); ++slice) {
+  for (int slice = 0; slice < 1000 && !program.HasShown(line); ++slice) {
     program.Signal(SIGCONT);
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
     program.Signal(SIGSTOP);
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
   }
   program.Signal(SIGINT);
   program.Signal(SIGCONT);
