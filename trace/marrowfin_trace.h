@@ -49,7 +49,7 @@ extern "C" {
  * position of the cluster, whatever the cluster's size. */
 #define MARROWFIN_TRACE_SWITCH_OFFSET 4
 
-/* Attributes and text lines that a companion has at most. */
+/* Attributes that a companion has at most. */
 #define MARROWFIN_TRACE_ATTRIBUTES 32
 
 /* What the value of an attribute is. */

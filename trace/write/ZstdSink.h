@@ -12,7 +12,7 @@
 namespace marrowfin {
 
 // Packs what is written by zstd, on its way to another sink: for runs whose raw trace does not fit
-// the disk. Every reader of the trace engine unpacks it as it reads.
+// the disk. A Reader unpacks it as it reads; what reads out of order wants it unpacked.
 //
 // What is packed reaches the other sink in frames of some megabytes, each with a checksum: a run
 // that is killed leaves whole frames, and what it wrote since the last one is lost. Whoever wants

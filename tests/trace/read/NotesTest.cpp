@@ -139,7 +139,7 @@ class NotesTest : public ::testing::Test {
   TempDir folder;
 };
 
-TEST_F(NotesTest, ExampleOfTheDocumentIsReadAsItSays) {
+TEST_F(NotesTest, WhatIsDeclaredIsFoundByItsName) {
   const std::string bytes = MAGIC + Block(1, Writing()
                                                  .Sized(Attribute(0, 4, "kind"))
                                                  .Sized(Writing().N(2).N(0).N(0).T("compute"))
