@@ -111,13 +111,32 @@ TEST_F(IndexCommandTest, AnIndexThatIsDamagedIsBuiltAnew) {
   LongTrace(SOME);
   const std::string out = Run({"index", "long.trace"}).out;
   const std::string good = testing::ReadFile(folder.File("long.trace.mfindex"));
-  std::string damaged = good;
-  damaged[damaged.size() / 2] ^= 1;
-  for (const std::string& bad : {damaged, good.substr(0, good.size() - 1), std::string()}) {
-    testing::WriteFile(folder.File("long.trace.mfindex"), bad);
-    ExpectOutput(out, Run({"index", "long.trace"}));
-    EXPECT_EQ(good.size(), fs::file_size(folder.File("long.trace.mfindex")));
+  // A byte of a section, which opening an index does not look at, and two of the directory.
+  std::vector<std::string> bad = {good.substr(0, good.size() - 1), std::string()};
+  for (const size_t at : {size_t{20}, good.size() / 2, good.size() - 40}) {
+    bad.push_back(good);
+    bad.back()[at] ^= 1;
   }
+  for (const std::string& damaged : bad) {
+    testing::WriteFile(folder.File("long.trace.mfindex"), damaged);
+    ExpectOutput(out, Run({"index", "long.trace"}));
+    EXPECT_TRUE(testing::ReadFile(folder.File("long.trace.mfindex")) == good);
+  }
+}
+
+// A question notices damage when it needs what is damaged; it is answered all the same.
+TEST_F(IndexCommandTest, AnIndexThatAQuestionFindsDamagedIsBuiltAnew) {
+  LongTrace(SOME);
+  const std::vector<std::string> question = {"state", "long.trace", "--cycle", "99999999"};
+  const std::string out = Run(question).out;
+  const std::string good = testing::ReadFile(folder.File("long.trace.mfindex"));
+  std::string bad = good;
+  for (size_t at = 8; at < good.size() / 2; ++at) {
+    bad[at] ^= 1;
+  }
+  testing::WriteFile(folder.File("long.trace.mfindex"), bad);
+  ExpectOutput(out, Run(question));
+  EXPECT_TRUE(testing::ReadFile(folder.File("long.trace.mfindex")) == good);
 }
 
 TEST_F(IndexCommandTest, AnOutputThatIsNamedIsBuiltAnewThere) {
@@ -224,7 +243,15 @@ TEST_F(IndexCommandTest, WhereNoIndexCanBeKeptItSaysSoAndStatesAreToldAllTheSame
                               "the cache folder (cannot write the index: Permission denied)\n") +
                       whereTo,
                   result);
-    EXPECT_EQ(0, Run({"state", "long.trace", "--step", "1"}).exitStatus);
+    const CommandResult state = Run({"state", "long.trace", "--step", "1"});
+    EXPECT_EQ(0, state.exitStatus);
+    EXPECT_THAT(state.out, StartsWith("long.trace: step 1, "));
+    EXPECT_EQ(
+        "marrowfin-trace: long.trace: no index can be kept: neither beside the trace nor in the "
+        "cache folder (cannot write the index: Permission denied)\n"
+        "  Set XDG_CACHE_HOME to a folder that can be written, or every question reads the whole "
+        "trace.\n",
+        state.err);
   });
   EXPECT_THAT(FolderContents(), ElementsAre("long.trace"));
   EXPECT_THAT(ContentsOf(cache.Path()), IsEmpty());

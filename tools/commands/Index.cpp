@@ -26,7 +26,8 @@ constexpr char footer[] =
     "\n"
     "The index lies beside the trace (TRACE.mfindex) or, where that folder cannot be written, in\n"
     "the cache folder ($XDG_CACHE_HOME/marrowfin or ~/.cache/marrowfin). One that is there and\n"
-    "still right is kept; one of a trace that has grown since is extended.\n"
+    "still right is kept, one of a trace that has grown since is extended, and one that is\n"
+    "damaged is built anew.\n"
     "\n"
     "Exit status: 0 done, 1 the trace cannot be read or breaks off, 2 command line refused,\n"
     "3 no index of it can be kept.";
@@ -67,15 +68,22 @@ MaybeFailure CheckOutput(const IndexFlags& flags, std::string& output) {
   return std::nullopt;
 }
 
-MaybeFailure Load(const IndexFlags& flags, const Console& console, IndexedTrace& trace) {
-  if (flags.output.empty()) {
-    return OpenIndexed(flags.trace, console, trace);
+// The index in the usual places. Whoever asks for an index wants one that is right, so that all of
+// one that is there is looked at.
+MaybeFailure LoadUsual(const IndexFlags& flags, const Console& console, IndexedTrace& trace) {
+  if (MaybeFailure failure = OpenIndexedQuietly(flags.trace, console, trace)) {
+    return failure;
   }
+  const Fault fault = AskIndexed(console, trace, [&] { return trace.index->CheckSections(); });
+  return fault ? MaybeFailure(IndexingFailureOf(fault, flags.trace)) : std::nullopt;
+}
+
+MaybeFailure LoadOutput(const IndexFlags& flags, const Console& console, IndexedTrace& trace) {
   std::string output = flags.output;
   if (MaybeFailure failure = CheckOutput(flags, output)) {
     return failure;
   }
-  Result<std::unique_ptr<TraceFile>> file = TraceFile::Open(flags.trace);
+  Result<std::unique_ptr<TraceSource>> file = TraceSource::Open(flags.trace);
   if (!file) {
     return FailureOf(file.Why());
   }
@@ -104,18 +112,15 @@ MaybeFailure Load(const IndexFlags& flags, const Console& console, IndexedTrace&
 
 MaybeFailure BuildIndex(const IndexFlags& flags, const Console& console) {
   IndexedTrace trace;
-  if (MaybeFailure failure = Load(flags, console, trace)) {
+  if (MaybeFailure failure = flags.output.empty() ? LoadUsual(flags, console, trace)
+                                                  : LoadOutput(flags, console, trace)) {
     return failure;
   }
-  const Index& index = *trace.index;
-  if (index.FileName().empty()) {
-    return Failure{EXIT_SYSTEM,
-                   flags.trace +
-                       ": no index can be kept: neither beside the trace nor in the "
-                       "cache folder (" +
-                       index.WhyUnkept().reason + ")",
-                   "Name a file with -o, or set XDG_CACHE_HOME to a folder that can be written."};
+  if (MaybeFailure unkept = WhyUnkept(trace)) {
+    unkept->remedy = "Name a file with -o, or set XDG_CACHE_HOME to a folder that can be written.";
+    return unkept;
   }
+  const Index& index = *trace.index;
   const double share = trace.file->Size() == 0 ? 0
                                                : 100.0 * static_cast<double>(index.FileSize()) /
                                                      static_cast<double>(trace.file->Size());

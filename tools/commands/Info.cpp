@@ -106,7 +106,7 @@ void PrintThreads(const Summary& s, std::ostream& out) {
 // Whether the viewer, which unpacks nothing and reads from no pipe, can show the file as it is.
 bool IsPlain(const std::string& name) {
   struct stat status;
-  return stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode) && TraceFile::Open(name);
+  return stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode) && TraceSource::Open(name);
 }
 
 void PrintView(const std::string& name, const Summary& s, std::ostream& out) {

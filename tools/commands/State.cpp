@@ -159,8 +159,8 @@ bool IsCutShort(const Answer& answer, const Summary& summary) {
 }
 
 // A moment that a broken trace does not have, it may have had.
-Failure NotTold(const Fault& fault, const Fault& end) {
-  Failure failure = FailureOf(fault);
+Failure NotTold(const std::string& trace, const Fault& fault, const Fault& end) {
+  Failure failure = IndexingFailureOf(fault, trace);
   if (end && fault.kind == Fault::OUT_OF_RANGE) {
     failure.reason += "; the trace breaks off: " + FailureOf(end).reason;
   }
@@ -215,16 +215,11 @@ MaybeFailure State(const StateFlags& flags, const Console& console) {
   if (MaybeFailure failure = flags.shape.ShapeFor(flags.trace, trace.index->GetSummary(), shape)) {
     return failure;
   }
-  Result<ArrayState> told = Tell(flags, shape, trace, console);
-  if (!told && told.Why().kind == Fault::DAMAGED_INDEX) {
-    if (MaybeFailure failure = RebuildIndex(console, trace)) {
-      return failure;
-    }
-    told = Tell(flags, shape, trace, console);
-  }
+  const Result<ArrayState> told =
+      AskIndexed(console, trace, [&] { return Tell(flags, shape, trace, console); });
   const Summary& summary = trace.index->GetSummary();
   if (!told) {
-    return NotTold(told.Why(), summary.end);
+    return NotTold(flags.trace, told.Why(), summary.end);
   }
   const Answer answer = {flags, *told, summary.end};
   if (flags.json) {

@@ -7,12 +7,11 @@
 #include <stdexcept>
 
 #include "tools/program/NearestWord.h"
+#include "tools/program/Report.h"
 #include "tools/program/Subcommands.h"
 
 namespace marrowfin {
 namespace {
-
-const char programName[] = "marrowfin-trace";
 
 const char programFooter[] =
     "Examples:\n"
@@ -31,13 +30,6 @@ const char programFooter[] =
 // Made at the start: when memory has run out, nothing can be.
 const Failure outOfMemory = {EXIT_SYSTEM, "out of memory",
                              "Use a smaller input or a larger machine."};
-
-void Report(const Failure& failure, const Console& console) {
-  console.err << programName << ": " << failure.reason << "\n";
-  if (!failure.remedy.empty()) {
-    console.err << "  " << failure.remedy << "\n";
-  }
-}
 
 // Results that nobody could read are no success.
 MaybeFailure FlushResults(const Console& console) {
@@ -82,15 +74,15 @@ MaybeFailure CheckSubcommand(const std::vector<std::string>& arguments) {
   }
   const std::string nearest = NearestWord(arguments[0], names);
   return Failure{EXIT_USAGE, arguments[0] + ": no such subcommand",
-                 nearest.empty() ? std::string(programName) + " --help lists them."
+                 nearest.empty() ? std::string(PROGRAM_NAME) + " --help lists them."
                                  : "Is " + nearest + " meant?"};
 }
 
 // Parses and runs.
 int ParseAndRun(const std::vector<std::string>& arguments, const Console& console) {
-  CLI::App app("Works on the traces that marrowfin replays.", programName);
+  CLI::App app("Works on the traces that marrowfin replays.", PROGRAM_NAME);
   app.footer(programFooter);
-  app.set_version_flag("--version", std::string(programName) + " " MARROWFIN_VERSION);
+  app.set_version_flag("--version", std::string(PROGRAM_NAME) + " " MARROWFIN_VERSION);
   app.require_subcommand(1);
   Action chosen;
   if (const MaybeFailure failure = CheckSubcommand(arguments)) {

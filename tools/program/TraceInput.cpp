@@ -5,6 +5,7 @@
 #include "tools/program/Flags.h"
 #include "tools/program/Interruption.h"
 #include "tools/program/ProgressLine.h"
+#include "tools/program/Report.h"
 
 namespace marrowfin {
 
@@ -48,35 +49,59 @@ namespace {
 
 // Opens or builds the index, with a line of progress.
 template <class Make>
-MaybeFailure TakeIndex(const Console& console, IndexedTrace& trace, Make make) {
-  const std::string& name = trace.file->Name();
+Fault TakeIndex(const Console& console, IndexedTrace& trace, Make make) {
   const Interruption interruption;
-  ProgressLine progress(console.terminal, "indexing " + name, "MB", 1e6);
+  ProgressLine progress(console.terminal, "indexing " + trace.file->Name(), "MB", 1e6);
   Result<std::unique_ptr<Index>> index = make([&](const Progress& now) {
     progress.Update(now.done, now.all);
     return !interruption.Asked();
   });
   if (!index) {
-    return IndexingFailureOf(index.Why(), name);
+    return index.Why();
   }
   trace.index = std::move(index).Take();
-  return std::nullopt;
+  return {};
 }
 
 }  // namespace
 
-MaybeFailure OpenIndexed(const std::string& name, const Console& console, IndexedTrace& trace) {
-  Result<std::unique_ptr<TraceFile>> file = TraceFile::Open(name);
+MaybeFailure OpenIndexedQuietly(const std::string& name, const Console& console,
+                                IndexedTrace& trace) {
+  Result<std::unique_ptr<TraceSource>> file = TraceSource::Open(name);
   if (!file) {
     return FailureOf(file.Why());
   }
   trace.file = std::move(file).Take();
-  return TakeIndex(console, trace, [&](const ProgressCallback& progress) {
+  const Fault fault = TakeIndex(console, trace, [&](const ProgressCallback& progress) {
     return Index::Open(*trace.file, progress);
   });
+  return fault ? MaybeFailure(IndexingFailureOf(fault, name)) : std::nullopt;
 }
 
-MaybeFailure RebuildIndex(const Console& console, IndexedTrace& trace) {
+MaybeFailure OpenIndexed(const std::string& name, const Console& console, IndexedTrace& trace) {
+  if (MaybeFailure failure = OpenIndexedQuietly(name, console, trace)) {
+    return failure;
+  }
+  if (const MaybeFailure unkept = WhyUnkept(trace)) {
+    Report(*unkept, console);
+  }
+  return std::nullopt;
+}
+
+MaybeFailure WhyUnkept(const IndexedTrace& trace) {
+  if (!trace.index->FileName().empty()) {
+    return std::nullopt;
+  }
+  const Fault& why = trace.index->WhyUnkept();
+  const std::string reason =
+      why ? "neither beside the trace nor in the cache folder (" + why.reason + ")"
+          : "the trace has no name any more";
+  return Failure{EXIT_SYSTEM, trace.file->Name() + ": no index can be kept: " + reason,
+                 "Set XDG_CACHE_HOME to a folder that can be written, "
+                 "or every question reads the whole trace."};
+}
+
+Fault RebuildIndex(const Console& console, IndexedTrace& trace) {
   return TakeIndex(console, trace, [&](const ProgressCallback& progress) {
     return Index::Rebuild(*trace.file, progress);
   });

@@ -19,8 +19,8 @@ namespace marrowfin {
 
 // What the subcommands that work on a trace share.
 
-// The failure of a fault that was met while `trace` was indexed: where it is the index that cannot
-// be written, it is the output's.
+// The failure of a fault that was met while `trace` was indexed or its index asked: where it is the
+// index that cannot be written, it is the output's.
 Failure IndexingFailureOf(const Fault& fault, const std::string& trace);
 
 // Reads a trace (plain, packed, or a FIFO) from front to back with a line of progress. A fault of
@@ -29,16 +29,43 @@ MaybeFailure Summarize(const std::string& name, const ReadOptions& options, cons
                        Summary& summary, const std::function<void(const Columns&)>& also = {});
 
 // A trace that can be read anywhere, with its index, which is built or extended where it has to be.
-// A signal that ends the program meanwhile leaves nothing half written.
+// A signal that ends the program meanwhile leaves nothing half written. Where no index can be kept
+// every question has to read the whole trace: that is told on console.err and is no failure.
 struct IndexedTrace {
-  std::unique_ptr<TraceFile> file;
+  std::unique_ptr<TraceSource> file;
   std::unique_ptr<Index> index;
 };
 MaybeFailure OpenIndexed(const std::string& name, const Console& console, IndexedTrace& trace);
 
-// Builds the index of an open trace anew: where a question met a DAMAGED_INDEX fault it can be
-// asked again then.
-MaybeFailure RebuildIndex(const Console& console, IndexedTrace& trace);
+// The same without a word about an index that cannot be kept, and what there would be to say.
+MaybeFailure OpenIndexedQuietly(const std::string& name, const Console& console,
+                                IndexedTrace& trace);
+MaybeFailure WhyUnkept(const IndexedTrace& trace);
+
+// Builds the index of an open trace anew.
+[[nodiscard]] Fault RebuildIndex(const Console& console, IndexedTrace& trace);
+
+// The way to ask an index: the answer of `question`, which takes no arguments and returns a Fault
+// or a Result. Where the index turns out to be damaged, or to contradict its trace, it is built
+// anew and asked again: `question` makes the readers that it asks with itself, since those of
+// before know the old index. IndexingFailureOf makes a failure of what comes back.
+inline Fault::Kind KindOf(const Fault& fault) { return fault.kind; }
+template <class T>
+Fault::Kind KindOf(const Result<T>& result) {
+  return result.Why().kind;
+}
+template <class Question>
+auto AskIndexed(const Console& console, IndexedTrace& trace, Question question)
+    -> decltype(question()) {
+  auto answer = question();
+  if (KindOf(answer) == Fault::DAMAGED_INDEX) {
+    if (Fault fault = RebuildIndex(console, trace)) {
+      return fault;
+    }
+    answer = question();
+  }
+  return answer;
+}
 
 // The flags -c, -d and -p, any of which may be left out.
 struct ShapeFlags {

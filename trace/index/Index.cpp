@@ -266,4 +266,30 @@ Result<uint8_t> Index::MaskOf(size_t b, size_t level, Place first, Place last) c
   return ThreadMask::Gather(**section, boundary.columns, boundary.rows, first, last);
 }
 
+Fault Index::CheckBoundary(size_t b) const {
+  if (Fault fault = Keyframe(b).Why()) {
+    return fault;
+  }
+  for (const Activity activity : {FIRES, SENDS, RECEIVES, TRANSMISSIONS, THREAD_RECORDS}) {
+    if (Fault fault = Node(b, activity).Why()) {
+      return fault;
+    }
+  }
+  for (size_t level = 0; level <= static_cast<size_t>(std::countr_zero(b)); ++level) {
+    if (Fault fault = HasMask(b, level) ? Mask(b, level).Why() : Fault()) {
+      return fault;
+    }
+  }
+  return {};
+}
+
+Fault Index::CheckSections() const {
+  for (size_t b = 1; b <= tables->boundaries.size(); ++b) {
+    if (Fault fault = CheckBoundary(b)) {
+      return fault;
+    }
+  }
+  return Times().Why();
+}
+
 }  // namespace marrowfin

@@ -154,6 +154,10 @@ class Index {
   // The bits of that mask, which must be there, in a rectangle.
   [[nodiscard]] Result<uint8_t> MaskOf(size_t b, size_t level, Place first, Place last) const;
 
+  // Looks at all that is read when a question needs it: the fault of the first keyframe, node, mask
+  // or time table that is damaged. Costs reading and unpacking the file.
+  [[nodiscard]] Fault CheckSections() const;
+
   // The DAMAGED_INDEX fault of an index that contradicts itself or its trace.
   Fault Damaged(const std::string& reason) const;
 
@@ -165,6 +169,7 @@ class Index {
   Result<const std::vector<uint8_t>*> Section(const IndexSection& section) const;
   Result<const std::vector<uint8_t>*> Node(size_t b, Activity activity) const;
   const IndexSection& MaskSection(size_t b, size_t level) const;
+  Fault CheckBoundary(size_t b) const;
 
   std::shared_ptr<const IndexTables> tables;
   std::shared_ptr<const PositionedFile> file;
