@@ -67,20 +67,20 @@ class Folder {
     // Always the same, so that an index file of yesterday is still one of this trace.
     const struct timespec times[2] = {{MODIFIED, 0}, {MODIFIED, 0}};
     Require(utimensat(AT_FDCWD, Trace().c_str(), times, 0) == 0, "a time of change");
-    Result<std::unique_ptr<TraceFile>> opened = TraceFile::Open(Trace());
+    Result<std::unique_ptr<TraceSource>> opened = TraceSource::Open(Trace());
     Require(static_cast<bool>(opened), "an open trace");
     trace = std::move(opened).Take();
   }
 
   std::string Trace() const { return folder.File("t"); }
   std::string Index() const { return folder.File("t.mfindex"); }
-  const TraceFile& File() const { return *trace; }
+  const TraceSource& File() const { return *trace; }
 
  private:
   static constexpr time_t MODIFIED = 1000000000;
 
   TempFolder folder;
-  std::unique_ptr<TraceFile> trace;
+  std::unique_ptr<TraceSource> trace;
 };
 
 const Folder& TheFolder() {
@@ -122,7 +122,7 @@ void AddBoundary(const Summarizer& summarizer, Contents& contents) {
 }
 
 // The first batch of records that lie whole in the trace's bytes `begin` to `end`.
-void ReadBatch(const TraceFile& trace, uint64_t begin, uint64_t end, Columns& columns) {
+void ReadBatch(const TraceSource& trace, uint64_t begin, uint64_t end, Columns& columns) {
   end = std::min(end, trace.Size());
   begin = std::min(begin, end);
   Reader reader(MemorySource(trace.Bytes() + begin, static_cast<size_t>(end - begin)), "trace",
@@ -130,7 +130,7 @@ void ReadBatch(const TraceFile& trace, uint64_t begin, uint64_t end, Columns& co
   reader.Next(columns);
 }
 
-Contents SoundContents(const TraceFile& trace, uint64_t records) {
+Contents SoundContents(const TraceSource& trace, uint64_t records) {
   Contents contents;
   IndexTables& d = contents.directory;
   Summarizer summarizer;
@@ -326,7 +326,7 @@ void PlaceSections(Contents& contents, std::vector<uint8_t>& file) {
 }
 
 // The checksums that bind an index to its trace, for whatever the directory says now.
-void Bind(const TraceFile& trace, IndexTables& d) {
+void Bind(const TraceSource& trace, IndexTables& d) {
   const uint64_t size = std::min(d.trace.size, trace.Size());
   const auto* bytes = trace.Bytes();
   const uint64_t edge = std::min<uint64_t>(size, 4096);
@@ -400,7 +400,7 @@ std::vector<uint8_t> SoundIndex() {
 // Changes an index so that it cannot be one of this trace, whatever else it says.
 std::vector<uint8_t> ForeignIndex(Input& input) {
   std::vector<uint8_t> file;
-  const TraceFile& trace = TheFolder().File();
+  const TraceSource& trace = TheFolder().File();
   const uint8_t how = input.Byte();
   const uint32_t error = 1U + input.Byte();
   Contents contents = PlacedContents(how % 2 == 0 ? RECORDS : OLD_RECORDS, 0, input, file);
@@ -479,7 +479,7 @@ void WriteIndex(const std::vector<uint8_t>& bytes) {
   close(file);
 }
 
-void AskActivity(const TraceFile& trace, const Index& index) {
+void AskActivity(const TraceSource& trace, const Index& index) {
   const ActivityReader activity(trace, index);
   const uint64_t records = index.GetSummary().records;
   std::vector<uint64_t> counts;
@@ -498,7 +498,7 @@ void AskActivity(const TraceFile& trace, const Index& index) {
   }
 }
 
-void AskStates(const TraceFile& trace, const Index& index, const ArrayShape& shape) {
+void AskStates(const TraceSource& trace, const Index& index, const ArrayShape& shape) {
   const StateReader reader(trace, index, shape);
   for (const uint64_t skipTo : {0, 20}) {
     const Result<uint64_t> counted = reader.CountSteps(skipTo);
@@ -512,7 +512,7 @@ void AskStates(const TraceFile& trace, const Index& index, const ArrayShape& sha
   }
 }
 
-void AskNumbers(const TraceFile& trace, const Index& index, const EventFilter& filter) {
+void AskNumbers(const TraceSource& trace, const Index& index, const EventFilter& filter) {
   EventCounter counter(trace, index, filter);
   static_cast<void>(counter.Estimate());
   for (const uint64_t number : {0, 40, 99}) {
@@ -521,7 +521,7 @@ void AskNumbers(const TraceFile& trace, const Index& index, const EventFilter& f
   }
 }
 
-void AskEvents(const TraceFile& trace, const Index& index) {
+void AskEvents(const TraceSource& trace, const Index& index) {
   EventFilter filter;
   filter.fires = false;
   AskNumbers(trace, index, filter);
@@ -546,7 +546,7 @@ void AskEvents(const TraceFile& trace, const Index& index) {
   }
 }
 
-void Ask(const TraceFile& trace, const Index& index) {
+void Ask(const TraceSource& trace, const Index& index) {
   AskActivity(trace, index);
   // One array that the trace fits, and one that it does not.
   AskStates(trace, index, {2, 1, 4});

@@ -60,7 +60,7 @@ struct Events {
   }
 };
 
-std::unique_ptr<Index> MakeIndex(const TraceFile& trace, const char* name,
+std::unique_ptr<Index> MakeIndex(const TraceSource& trace, const char* name,
                                  const IndexLimits& limits) {
   static const TempFolder folder;
   const std::string file = folder.File(name);
@@ -84,7 +84,7 @@ bool Counts(const Event& event, Activity kind) {
                                                 : SEND_RECORD);
 }
 
-void AskCounts(const TraceFile& trace, const Index& index, const Events& events, uint64_t first,
+void AskCounts(const TraceSource& trace, const Index& index, const Events& events, uint64_t first,
                uint64_t last) {
   const ActivityReader reader(trace, index);
   const std::vector<Place>& places = index.GetSummary().switchPlaces;
@@ -109,7 +109,7 @@ void AskCounts(const TraceFile& trace, const Index& index, const Events& events,
   }
 }
 
-void AskOverTime(const TraceFile& trace, const Index& index, const Events& events, uint64_t first,
+void AskOverTime(const TraceSource& trace, const Index& index, const Events& events, uint64_t first,
                  uint64_t last, size_t bins) {
   for (const Activity kind : {FIRES, RECEIVES}) {
     const auto counts = ActivityOverTime(trace, index, first, last, bins, kind);
@@ -130,7 +130,8 @@ void AskOverTime(const TraceFile& trace, const Index& index, const Events& event
   }
 }
 
-void AskPlaces(const TraceFile& trace, const Index& index, const Events& events, uint64_t record) {
+void AskPlaces(const TraceSource& trace, const Index& index, const Events& events,
+               uint64_t record) {
   const Result<IndexEntry> entry = Locate(trace, index, record);
   Require(entry && entry->record == record && entry->offset == events.offsets[record] &&
               entry->cycle == events.all[record].cycle && entry->changes == events.changes[record],
@@ -158,7 +159,7 @@ std::vector<uint64_t> Expected(const Events& events, const EventFilter& filter) 
   return expected;
 }
 
-void AskBatches(const TraceFile& trace, const Index& index, const Events& events,
+void AskBatches(const TraceSource& trace, const Index& index, const Events& events,
                 const EventFilter& filter) {
   const std::vector<uint64_t> expected = Expected(events, filter);
   BatchCursor cursor(trace, index, filter);
@@ -175,7 +176,7 @@ void AskBatches(const TraceFile& trace, const Index& index, const Events& events
   Require(records == expected && !cursor.GetFault(), "batches hold what matches");
 }
 
-void AskNumbers(const TraceFile& trace, const Index& index, const Events& events,
+void AskNumbers(const TraceSource& trace, const Index& index, const Events& events,
                 const EventFilter& filter, uint64_t record) {
   const std::vector<uint64_t> expected = Expected(events, filter);
   const auto next = std::lower_bound(expected.begin(), expected.end(), record);
@@ -204,7 +205,7 @@ void AskNumbers(const TraceFile& trace, const Index& index, const Events& events
           "the event behind a record is found");
 }
 
-void AskEvents(const TraceFile& trace, const Index& index, const Events& events,
+void AskEvents(const TraceSource& trace, const Index& index, const Events& events,
                const EventFilter& filter) {
   EventCursor cursor(trace, index, filter);
   TraceEvent event;
@@ -263,8 +264,8 @@ void GoAbout(StateCursor& cursor, Ask ask) {
   }
 }
 
-void AskSteps(const TraceFile& trace, const Index& index, const ArrayShape& shape, uint64_t skipTo,
-              unsigned part) {
+void AskSteps(const TraceSource& trace, const Index& index, const ArrayShape& shape,
+              uint64_t skipTo, unsigned part) {
   const StateReader reader(trace, index, shape);
   StateCursor cursor(trace, index, shape, part % 2 == 0 ? 1000 : StateCursor::KEPT_BYTES);
   const uint64_t step = *reader.CountSteps(skipTo) * part / 256;
@@ -305,11 +306,11 @@ void Try(Input input) {
   AllowAvx2((flags & 64) == 0);
   const Events events(bytes);
   const MemoryFile file(bytes.data(), bytes.size());
-  const auto opened = TraceFile::Open(file.Name());
+  const auto opened = TraceSource::Open(file.Name());
   if (!opened) {
     return;
   }
-  const TraceFile* trace = opened->get();
+  const TraceSource* trace = opened->get();
   const auto fine = MakeIndex(
       *trace, "fine", {.segmentRecords = 1, .entryRecords = 1, .boundaries = 4, .maskRecords = 1});
   AskSummary(*fine, events);

@@ -199,7 +199,7 @@ class Recorder : public PieceTaker {
   std::vector<Event> events;
 };
 
-void TryPieces(const TraceFile& trace, const Outcome& expected) {
+void TryPieces(const TraceSource& trace, const Outcome& expected) {
   Recorder recorders[3];
   const auto [records, fault] = ReadInPieces(trace, {&recorders[0], &recorders[1], &recorders[2]});
   std::vector<Event> events;
@@ -215,7 +215,7 @@ void TryPieces(const TraceFile& trace, const Outcome& expected) {
       "pieces name the place where the trace breaks");
 }
 
-void TrySeeking(const TraceFile& trace, const std::vector<Event>& events, uint64_t cycle) {
+void TrySeeking(const TraceSource& trace, const std::vector<Event>& events, uint64_t cycle) {
   uint64_t offset = 0;
   for (size_t i = 0; i < events.size() && events[i].cycle < cycle; ++i) {
     offset += RecordSize(events[i].type);
@@ -225,12 +225,12 @@ void TrySeeking(const TraceFile& trace, const std::vector<Event>& events, uint64
 }
 
 void TryFile(const MemoryFile& file, const Outcome& expected, bool ordered) {
-  const auto opened = TraceFile::Open(file.Name());
+  const auto opened = TraceSource::Open(file.Name());
   if (!opened) {
     Require(opened.Why().reason.find("packed") != std::string::npos, "every plain file opens");
     return;
   }
-  const TraceFile& trace = **opened;
+  const TraceSource& trace = **opened;
   TryPieces(trace, expected);
   const std::vector<Event>& events = expected.events;
   if (ordered && !events.empty()) {

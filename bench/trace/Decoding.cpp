@@ -55,13 +55,14 @@ __attribute__((target("avx2"))) uint64_t Sum(const uint8_t* bytes, size_t size) 
 #error "the bars compare with a sum by AVX2"
 #endif
 
-// Maps the file as TraceFile does, anew each time: the faults of the pages are part of the access.
-std::unique_ptr<TraceFile> Map(const Subject& subject) {
-  return Value(TraceFile::Open(subject.file));
+// Maps the file as TraceSource does, anew each time: the faults of the pages are part of the
+// access.
+std::unique_ptr<TraceSource> Map(const Subject& subject) {
+  return Value(TraceSource::Open(subject.file));
 }
 
 void SumMapped(const Subject& subject, unsigned threads) {
-  const std::unique_ptr<TraceFile> trace = Map(subject);
+  const std::unique_ptr<TraceSource> trace = Map(subject);
   std::vector<uint64_t> sums(threads);
   std::vector<std::thread> others;
   const size_t part = trace->Size() / threads;
@@ -114,7 +115,7 @@ class Checker : public PieceTaker {
 };
 
 void DecodeMapped(const Subject& subject) {
-  const std::unique_ptr<TraceFile> trace = Map(subject);
+  const std::unique_ptr<TraceSource> trace = Map(subject);
   auto columns = std::make_unique<Columns>();
   const ReadOptions options = AllChecks(subject);
   Fault fault;
@@ -137,7 +138,7 @@ void DecodeMapped(const Subject& subject) {
 }
 
 void DecodePieces(const Subject& subject, unsigned threads) {
-  const std::unique_ptr<TraceFile> trace = Map(subject);
+  const std::unique_ptr<TraceSource> trace = Map(subject);
   std::vector<Checker> checkers(threads, Checker(AllChecks(subject)));
   std::vector<PieceTaker*> takers;
   for (Checker& checker : checkers) {

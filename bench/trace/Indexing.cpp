@@ -22,8 +22,8 @@ constexpr int QUESTIONS = 200;
 
 std::string IndexName(const Subject& subject) { return subject.file + ".mfindex"; }
 
-std::unique_ptr<TraceFile> OpenTrace(const Subject& subject) {
-  return Value(TraceFile::Open(subject.file));
+std::unique_ptr<TraceSource> OpenTrace(const Subject& subject) {
+  return Value(TraceSource::Open(subject.file));
 }
 
 void DecodePlainly(const Subject& subject) {
@@ -36,7 +36,7 @@ void DecodePlainly(const Subject& subject) {
   Require(!reader.GetFault(), reader.GetFault().Text());
 }
 
-void BuildIndex(const Subject& subject, const TraceFile& trace) {
+void BuildIndex(const Subject& subject, const TraceSource& trace) {
   Require(Index::Build(trace, IndexName(subject)));
 }
 
@@ -50,7 +50,7 @@ std::vector<double> Times(int questions, Ask ask) {
   return times;
 }
 
-double MeasureSeek(const TraceFile& trace, uint64_t lastCycle) {
+double MeasureSeek(const TraceSource& trace, uint64_t lastCycle) {
   Draw draw;
   const auto seek = [&] { Value(SeekCycle(trace, draw.Below(lastCycle + 1))); };
   Times(QUESTIONS, seek);  // warms up
@@ -59,7 +59,7 @@ double MeasureSeek(const TraceFile& trace, uint64_t lastCycle) {
   return median;
 }
 
-double MeasureStates(const Subject& subject, const TraceFile& trace, const Index& index) {
+double MeasureStates(const Subject& subject, const TraceSource& trace, const Index& index) {
   const StateReader reader(trace, index, subject.options.shape);
   const uint64_t steps = Value(reader.CountSteps(0));
   Draw draw;
@@ -102,7 +102,7 @@ Answer DrawRange(Draw& draw, const ActivityReader& reader, uint64_t lastCycle) {
 
 // The fires in many random ranges of cycles, some of which are counted by a scan as well. Returns a
 // range of middle length with its answer, and the median of what the index takes.
-Answer MeasureFires(const Subject& subject, const TraceFile& trace, const Index& index,
+Answer MeasureFires(const Subject& subject, const TraceSource& trace, const Index& index,
                     double& median) {
   const ActivityReader reader(trace, index);
   Draw draw;
@@ -156,7 +156,7 @@ std::vector<uint64_t> RecordsOf(const ActivityBins& bins) {
 }
 
 // The activity over time of random ranges of cycles, as many bins as a wide picture has columns.
-void MeasureOverTime(const Subject& subject, const TraceFile& trace, const Index& index) {
+void MeasureOverTime(const Subject& subject, const TraceSource& trace, const Index& index) {
   constexpr size_t BINS = 1600;
   Draw draw;
   const uint64_t lastCycle = index.GetSummary().lastCycle;
@@ -191,7 +191,7 @@ uint64_t Draw::Below(uint64_t bound) {
 }
 
 Latencies MeasureIndex(const Subject& subject) {
-  const std::unique_ptr<TraceFile> trace = OpenTrace(subject);
+  const std::unique_ptr<TraceSource> trace = OpenTrace(subject);
   const std::vector<Time> times = Alternate(
       subject.repetitions, {[&] { DecodePlainly(subject); }, [&] { BuildIndex(subject, *trace); }});
   const bool small = subject.options.shape.Columns() <= 64;

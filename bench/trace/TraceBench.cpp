@@ -78,7 +78,7 @@ void MeasureArray(const std::string& folder, uint32_t side, SynthOptions::Mode m
 
 // In a process of its own: everything that is read from front to back.
 int IndexOnly(const std::string& file) {
-  const std::unique_ptr<TraceFile> trace = Value(TraceFile::Open(file));
+  const std::unique_ptr<TraceSource> trace = Value(TraceSource::Open(file));
   Require(Index::Build(*trace, file + ".mfindex"));
   printf("%f\n", PeakMemory());
   return 0;

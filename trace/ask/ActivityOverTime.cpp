@@ -186,8 +186,9 @@ class CellCounter {
   size_t bin = 0;
 };
 
-Fault AddRecords(const TraceFile& trace, const Index& index, const std::vector<RecordRange>& ranges,
-                 const ProgressCallback& progress, CellCounter& counter) {
+Fault AddRecords(const TraceSource& trace, const Index& index,
+                 const std::vector<RecordRange>& ranges, const ProgressCallback& progress,
+                 CellCounter& counter) {
   const uint64_t all = RecordsIn(ranges);
   uint64_t done = 0;
   bool stopped = false;
@@ -238,7 +239,7 @@ ActivityBins EmptyBins(const std::vector<Edge>& edges, const TimeTable& table) {
 
 }  // namespace
 
-Result<ActivityBins> ActivityOverTime(const TraceFile& trace, const Index& index,
+Result<ActivityBins> ActivityOverTime(const TraceSource& trace, const Index& index,
                                       const ActivityQuestion& question,
                                       const ProgressCallback& progress) {
   const Result<const TimeTable*> times = index.Times();

@@ -58,7 +58,7 @@ struct ActivityBins {
 // fault where trace or index cannot be read or contradict each other, or where `progress`, which
 // counts the records that are read, asked to stop. Several threads may ask, each with an index of
 // its own.
-[[nodiscard]] Result<ActivityBins> ActivityOverTime(const TraceFile& trace, const Index& index,
+[[nodiscard]] Result<ActivityBins> ActivityOverTime(const TraceSource& trace, const Index& index,
                                                     const ActivityQuestion& question,
                                                     const ProgressCallback& progress = {});
 

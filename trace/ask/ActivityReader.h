@@ -17,7 +17,7 @@ namespace marrowfin {
 // counted record by record. Trace and index must outlive the reader.
 class ActivityReader {
  public:
-  ActivityReader(const TraceFile& trace, const Index& index) : trace(trace), index(index) {}
+  ActivityReader(const TraceSource& trace, const Index& index) : trace(trace), index(index) {}
 
   // The extent of Count's results along both axes: powers of two, at most Index::MAX_ELEMENTS
   // cells.
@@ -57,7 +57,7 @@ class ActivityReader {
   size_t Nearest(uint64_t record) const;
   uint64_t RecordOf(size_t boundary) const;
 
-  const TraceFile& trace;
+  const TraceSource& trace;
   const Index& index;
 };
 

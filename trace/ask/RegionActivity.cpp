@@ -38,7 +38,7 @@ struct Spans {
 };
 
 // Spans out of differences of the index's sums, of records from `begin` up to `end`.
-Fault SumSpans(const TraceFile& trace, const Index& index, const Spans& spans, uint64_t records,
+Fault SumSpans(const TraceSource& trace, const Index& index, const Spans& spans, uint64_t records,
                Activity kind, const std::optional<Region>& region, const ProgressCallback& progress,
                std::vector<uint64_t>& counts) {
   const ActivityReader activity(trace, index);
@@ -70,7 +70,7 @@ Fault SumSpans(const TraceFile& trace, const Index& index, const Spans& spans, u
 }
 
 // The same out of the records themselves, `begin` up to `end`.
-Fault CountSpans(const TraceFile& trace, const Index& index, const Spans& spans, uint64_t begin,
+Fault CountSpans(const TraceSource& trace, const Index& index, const Spans& spans, uint64_t begin,
                  uint64_t end, Activity kind, const std::optional<Region>& region,
                  const ProgressCallback& progress, std::vector<uint64_t>& counts) {
   size_t bin = 0;
@@ -96,7 +96,7 @@ Fault CountSpans(const TraceFile& trace, const Index& index, const Spans& spans,
 
 }  // namespace
 
-Result<std::vector<uint64_t>> ActivityOverTime(const TraceFile& trace, const Index& index,
+Result<std::vector<uint64_t>> ActivityOverTime(const TraceSource& trace, const Index& index,
                                                uint64_t first, uint64_t last, size_t bins,
                                                Activity kind, const std::optional<Region>& region,
                                                const ProgressCallback& progress) {

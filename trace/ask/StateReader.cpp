@@ -70,7 +70,7 @@ ProgressCallback ProgressOf(Stage stage, const ProgressCallback& progress) {
 }
 
 // Ends a question: its progress too, where there was anything to read.
-Fault End(const TraceFile& trace, const Index& index, const Fault& found,
+Fault End(const TraceSource& trace, const Index& index, const Fault& found,
           const ProgressCallback& progress) {
   const uint64_t all = STAGES * index.GetSummary().records;
   if (!found && progress && all > 0 && !progress({all, all, Progress::RECORDS})) {

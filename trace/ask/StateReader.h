@@ -26,7 +26,7 @@ namespace marrowfin {
 // measure of their own, how far they are.
 class StateReader {
  public:
-  StateReader(const TraceFile& trace, const Index& index, ArrayShape shape)
+  StateReader(const TraceSource& trace, const Index& index, ArrayShape shape)
       : trace(trace), index(index), shape(shape) {}
 
   // The steps that a viewer which skips to cycle `skipTo` (its option -F) draws before it meets the
@@ -70,7 +70,7 @@ class StateReader {
   Fault FillCycleUnordered(uint64_t cycle, ArrayState& state,
                            const ProgressCallback& progress) const;
 
-  const TraceFile& trace;
+  const TraceSource& trace;
   const Index& index;
   ArrayShape shape;
 };

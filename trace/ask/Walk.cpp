@@ -18,15 +18,16 @@ const IndexEntry& LastEntry(const Index& index, IsBefore isBefore) {
 }
 
 // Where the trace is not what the index says, what stands there does not matter.
-Fault FaultAt(const TraceFile& trace, const Index& index, const Fault& found, uint64_t record) {
+Fault FaultAt(const TraceSource& trace, const Index& index, const Fault& found, uint64_t record) {
   const bool itself = found.kind == Fault::CHANGED || found.kind == Fault::SYSTEM;
   Fault fault = itself ? found : Contradiction(trace, index);
   fault.record = record;
   return fault;
 }
 
-Fault WalkFrom(const TraceFile& trace, const Index& index, const IndexEntry& entry, uint64_t first,
-               uint64_t last, const BatchFunction& take, const ProgressCallback& progress = {}) {
+Fault WalkFrom(const TraceSource& trace, const Index& index, const IndexEntry& entry,
+               uint64_t first, uint64_t last, const BatchFunction& take,
+               const ProgressCallback& progress = {}) {
   auto columns = std::make_unique<Columns>();
   uint64_t record = entry.record;
   uint64_t offset = entry.offset;
@@ -54,7 +55,7 @@ Fault WalkFrom(const TraceFile& trace, const Index& index, const IndexEntry& ent
 
 }  // namespace
 
-Fault Walk(const TraceFile& trace, const Index& index, uint64_t first, uint64_t last,
+Fault Walk(const TraceSource& trace, const Index& index, uint64_t first, uint64_t last,
            const BatchFunction& take, const ProgressCallback& progress) {
   if (index.Entries().empty() || first >= last) {
     return {};
@@ -64,7 +65,7 @@ Fault Walk(const TraceFile& trace, const Index& index, uint64_t first, uint64_t 
   return WalkFrom(trace, index, entry, first, last, take, progress);
 }
 
-Result<IndexEntry> Locate(const TraceFile& trace, const Index& index, uint64_t record) {
+Result<IndexEntry> Locate(const TraceSource& trace, const Index& index, uint64_t record) {
   const IndexEntry& entry =
       LastEntry(index, [&](const IndexEntry& e) { return e.record <= record; });
   IndexEntry located = entry;
@@ -87,7 +88,7 @@ Result<IndexEntry> Locate(const TraceFile& trace, const Index& index, uint64_t r
   return located;
 }
 
-Result<uint64_t> FindChange(const TraceFile& trace, const Index& index, uint64_t changes) {
+Result<uint64_t> FindChange(const TraceSource& trace, const Index& index, uint64_t changes) {
   uint64_t record = index.GetSummary().records;
   if (changes > index.GetSummary().changes || index.Entries().empty()) {
     return record;
@@ -117,7 +118,7 @@ Result<uint64_t> FindChange(const TraceFile& trace, const Index& index, uint64_t
   return record;
 }
 
-Result<uint64_t> FindCycle(const TraceFile& trace, const Index& index, uint64_t cycle,
+Result<uint64_t> FindCycle(const TraceSource& trace, const Index& index, uint64_t cycle,
                            const ProgressCallback& progress) {
   const Summary& summary = index.GetSummary();
   uint64_t record = summary.records;
@@ -147,7 +148,7 @@ Result<uint64_t> FindCycle(const TraceFile& trace, const Index& index, uint64_t 
   return record;
 }
 
-Result<ViewerSteps> FindSteps(const TraceFile& trace, const Index& index, uint64_t skipTo,
+Result<ViewerSteps> FindSteps(const TraceSource& trace, const Index& index, uint64_t skipTo,
                               const ProgressCallback& progress) {
   const Summary& summary = index.GetSummary();
   const Result<uint64_t> reached = FindCycle(trace, index, skipTo, progress);
@@ -169,7 +170,7 @@ Result<ViewerSteps> FindSteps(const TraceFile& trace, const Index& index, uint64
   return steps;
 }
 
-Result<uint64_t> FindStepEnd(const TraceFile& trace, const Index& index, const ViewerSteps& steps,
+Result<uint64_t> FindStepEnd(const TraceSource& trace, const Index& index, const ViewerSteps& steps,
                              uint64_t step) {
   const uint64_t records = index.GetSummary().records;
   if (step == 0) {
@@ -188,11 +189,11 @@ Result<uint64_t> FindStepEnd(const TraceFile& trace, const Index& index, const V
   return std::min(*change + 1, records);
 }
 
-Fault CheckStillIndexed(const TraceFile& trace, const Index& index) {
+Fault CheckStillIndexed(const TraceSource& trace, const Index& index) {
   return CheckStillIndexed(trace, index.Tables());
 }
 
-Fault Settle(const TraceFile& trace, const Index& index, const Fault& found) {
+Fault Settle(const TraceSource& trace, const Index& index, const Fault& found) {
   if (found.kind == Fault::CHANGED || found.kind == Fault::CANCELLED) {
     return found;
   }
@@ -200,7 +201,7 @@ Fault Settle(const TraceFile& trace, const Index& index, const Fault& found) {
   return change ? change : found;
 }
 
-Fault Contradiction(const TraceFile& trace, const Index& index) {
+Fault Contradiction(const TraceSource& trace, const Index& index) {
   Fault change = CheckStillIndexed(trace, index);
   return change ? change : index.Damaged("the index contradicts its trace");
 }

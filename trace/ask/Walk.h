@@ -27,19 +27,20 @@ typedef std::function<bool(const Columns& columns, size_t from, size_t to)> Batc
 // Calls `take` with the records `first` up to `last` (not included, and at most all) in order. The
 // number of record i of a batch is columns.firstRecord + i. Whoever stops a walk knows why: that is
 // no fault.
-[[nodiscard]] Fault Walk(const TraceFile& trace, const Index& index, uint64_t first, uint64_t last,
-                         const BatchFunction& take, const ProgressCallback& progress = {});
+[[nodiscard]] Fault Walk(const TraceSource& trace, const Index& index, uint64_t first,
+                         uint64_t last, const BatchFunction& take,
+                         const ProgressCallback& progress = {});
 
 // Where record `record` stands; it must exist.
-Result<IndexEntry> Locate(const TraceFile& trace, const Index& index, uint64_t record);
+Result<IndexEntry> Locate(const TraceSource& trace, const Index& index, uint64_t record);
 
 // The first record that is the changes-th change of cycle, 0 for record 0; the number of all
 // records where there are fewer changes.
-Result<uint64_t> FindChange(const TraceFile& trace, const Index& index, uint64_t changes);
+Result<uint64_t> FindChange(const TraceSource& trace, const Index& index, uint64_t changes);
 
 // The first record whose cycle is at least `cycle`; the number of all records where there is none.
 // In a trace whose cycles fall the records before it may have to be read.
-Result<uint64_t> FindCycle(const TraceFile& trace, const Index& index, uint64_t cycle,
+Result<uint64_t> FindCycle(const TraceSource& trace, const Index& index, uint64_t cycle,
                            const ProgressCallback& progress = {});
 
 // How the steps of a viewer take up the records of a trace.
@@ -57,28 +58,28 @@ struct ViewerSteps {
   uint64_t count = 0;    // steps before the one that meets the end of the trace
 };
 
-Result<ViewerSteps> FindSteps(const TraceFile& trace, const Index& index, uint64_t skipTo,
+Result<ViewerSteps> FindSteps(const TraceSource& trace, const Index& index, uint64_t skipTo,
                               const ProgressCallback& progress = {});
 
 // The first record that the steps up to and including `step` leave; the number of all records for
 // the step in which the trace ends, and for any later one.
-Result<uint64_t> FindStepEnd(const TraceFile& trace, const Index& index, const ViewerSteps& steps,
+Result<uint64_t> FindStepEnd(const TraceSource& trace, const Index& index, const ViewerSteps& steps,
                              uint64_t step);
 
 // A CHANGED fault where the trace is no longer the one that was indexed, as far as that shows:
 // whoever runs a simulator again empties the file in place and writes it anew. Costs one look at
 // the size and the time of the file; only where it has grown, as it may, some of its records are
 // compared.
-[[nodiscard]] Fault CheckStillIndexed(const TraceFile& trace, const Index& index);
+[[nodiscard]] Fault CheckStillIndexed(const TraceSource& trace, const Index& index);
 
 // Ends a question that was answered, or met `found`: its fault, which is CHANGED where the trace is
 // not what was indexed any more, whatever else the changed bytes led to.
-[[nodiscard]] Fault Settle(const TraceFile& trace, const Index& index, const Fault& found = {});
+[[nodiscard]] Fault Settle(const TraceSource& trace, const Index& index, const Fault& found = {});
 
 // The fault of a trace that is not what its index says: that the trace was changed where that
 // shows; else somebody made up the index. Whoever does so can make its checksums right, so what it
 // says of the trace is no more believed than the trace.
-Fault Contradiction(const TraceFile& trace, const Index& index);
+Fault Contradiction(const TraceSource& trace, const Index& index);
 
 }  // namespace marrowfin
 

@@ -44,7 +44,7 @@ bool IsChain(const uint8_t* bytes, size_t at, size_t size, bool last) {
 // Tells the caller how many bytes all threads have read together.
 class Meter {
  public:
-  Meter(const TraceFile& trace, const ProgressCallback& progress)
+  Meter(const TraceSource& trace, const ProgressCallback& progress)
       : all(trace.Size()), progress(progress) {}
 
   // False once the caller has asked to stop.
@@ -78,7 +78,7 @@ struct Piece {
   uint64_t records = 0;
   Fault fault;
 
-  void Read(const TraceFile& trace, Meter& meter) {
+  void Read(const TraceSource& trace, Meter& meter) {
     auto columns = std::make_unique<Columns>();
     end = begin;
     records = 0;
@@ -111,7 +111,7 @@ struct Piece {
 
 // Pieces of about the same size. Where no beginning can be told from the bytes the piece is empty
 // and the one before it longer.
-Result<std::vector<Piece>> Cut(const TraceFile& trace, const std::vector<PieceTaker*>& takers) {
+Result<std::vector<Piece>> Cut(const TraceSource& trace, const std::vector<PieceTaker*>& takers) {
   std::vector<Piece> pieces(takers.size());
   for (size_t i = 0; i < pieces.size(); ++i) {
     pieces[i].taker = takers[i];
@@ -133,7 +133,7 @@ Result<std::vector<Piece>> Cut(const TraceFile& trace, const std::vector<PieceTa
 
 // What a taker throws is thrown on when no thread is left; what no thread can be had for is read in
 // this one.
-void ReadAll(const TraceFile& trace, std::vector<Piece>& pieces, Meter& meter) {
+void ReadAll(const TraceSource& trace, std::vector<Piece>& pieces, Meter& meter) {
   std::vector<std::exception_ptr> thrown(pieces.size());
   const auto read = [&](size_t i) {
     try {
@@ -166,7 +166,7 @@ void ReadAll(const TraceFile& trace, std::vector<Piece>& pieces, Meter& meter) {
 }
 
 // Reads on from a record until one of the cycle or later.
-Result<uint64_t> ScanTo(const TraceFile& trace, uint64_t cycle, uint64_t offset,
+Result<uint64_t> ScanTo(const TraceSource& trace, uint64_t cycle, uint64_t offset,
                         const ProgressCallback& progress) {
   auto columns = std::make_unique<Columns>();
   while (offset < trace.Size()) {
@@ -188,7 +188,7 @@ Result<uint64_t> ScanTo(const TraceFile& trace, uint64_t cycle, uint64_t offset,
 }
 
 // Reads again what began in the wrong place and drops what lies behind a fault.
-void JoinPieces(const TraceFile& trace, std::vector<Piece>& pieces, Meter& meter,
+void JoinPieces(const TraceSource& trace, std::vector<Piece>& pieces, Meter& meter,
                 PiecesRead& read) {
   uint64_t reached = 0;
   uint64_t before = 0;
@@ -248,7 +248,7 @@ struct RecordFound {
 
 // A record that begins at byte `offset` or soon after it; nothing where that cannot be told from
 // the bytes nearby. `offset` is below the size of the trace.
-Result<std::optional<RecordFound>> FindRecord(const TraceFile& trace, uint64_t offset) {
+Result<std::optional<RecordFound>> FindRecord(const TraceSource& trace, uint64_t offset) {
   uint8_t bytes[WINDOW];
   const size_t size = static_cast<size_t>(std::min<uint64_t>(WINDOW, trace.Size() - offset));
   const bool last = offset + size == trace.Size();
@@ -281,7 +281,7 @@ Result<std::optional<RecordFound>> FindRecord(const TraceFile& trace, uint64_t o
 
 }  // namespace
 
-Result<std::optional<uint64_t>> Resynchronise(const TraceFile& trace, uint64_t offset) {
+Result<std::optional<uint64_t>> Resynchronise(const TraceSource& trace, uint64_t offset) {
   if (offset == 0 || offset >= trace.Size()) {
     return std::optional(std::min(offset, trace.Size()));
   }
@@ -292,7 +292,7 @@ Result<std::optional<uint64_t>> Resynchronise(const TraceFile& trace, uint64_t o
   return *found ? std::optional((*found)->offset) : std::nullopt;
 }
 
-Result<uint64_t> SeekCycle(const TraceFile& trace, uint64_t cycle,
+Result<uint64_t> SeekCycle(const TraceSource& trace, uint64_t cycle,
                            const ProgressCallback& progress) {
   // All records before `low` are below the cycle; the first that is not begins before `high`. When
   // they are near, reading on is quicker than another look.
@@ -323,7 +323,7 @@ Result<uint64_t> SeekCycle(const TraceFile& trace, uint64_t cycle,
   return ScanTo(trace, cycle, low, progress);
 }
 
-PiecesRead ReadInPieces(const TraceFile& trace, const std::vector<PieceTaker*>& takers,
+PiecesRead ReadInPieces(const TraceSource& trace, const std::vector<PieceTaker*>& takers,
                         const ProgressCallback& progress) {
   PiecesRead read;
   read.records.resize(takers.size());

@@ -23,13 +23,13 @@ namespace marrowfin {
 // A byte at or soon after `offset` at which a record begins, the size of the trace at its end;
 // nothing where that cannot be told from the bytes nearby. Believe it of a well-formed trace only:
 // behind a malformed record, records that nobody can reach may look as good as any.
-Result<std::optional<uint64_t>> Resynchronise(const TraceFile& trace, uint64_t offset);
+Result<std::optional<uint64_t>> Resynchronise(const TraceSource& trace, uint64_t offset);
 
 // The byte at which the first record of cycle `cycle` or later begins, the size of the trace where
 // there is none, found by bisection and without an index, in a trace whose cycles do not fall.
 // Where the bytes are ambiguous, or what is looked at on the way shows that cycles do fall, the
 // trace is read from its start instead, and `progress` is told how many bytes are gone through.
-Result<uint64_t> SeekCycle(const TraceFile& trace, uint64_t cycle,
+Result<uint64_t> SeekCycle(const TraceSource& trace, uint64_t cycle,
                            const ProgressCallback& progress = {});
 
 // Takes the batches of one piece of a trace, in order.
@@ -56,7 +56,7 @@ struct PiecesRead {
 // reading from front to back: a piece counts only where the piece before it ended exactly at its
 // first byte, and is read again from there if not. `progress` is told bytes, fewer than before
 // where a piece is read again; it is called in any of the threads, one call at a time.
-PiecesRead ReadInPieces(const TraceFile& trace, const std::vector<PieceTaker*>& takers,
+PiecesRead ReadInPieces(const TraceSource& trace, const std::vector<PieceTaker*>& takers,
                         const ProgressCallback& progress = {});
 
 }  // namespace marrowfin

@@ -87,8 +87,6 @@ class TraceSource {
   std::unique_ptr<BlockWindow> window;  // where there is no view
 };
 
-using TraceFile = TraceSource;
-
 }  // namespace marrowfin
 
 #endif

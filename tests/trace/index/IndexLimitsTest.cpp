@@ -322,7 +322,7 @@ uint32_t EdgesOf(const std::string& bytes) {
 
 // An index like any other, but with an entry for every record as far as the table holds them, as
 // if the trace were a thousand times as long.
-void WriteCrowdedIndex(const TraceFile& trace, const std::string& bytes,
+void WriteCrowdedIndex(const TraceSource& trace, const std::string& bytes,
                        const std::vector<Event>& events) {
   IndexWriter writer(Made(IndexFileAt(trace.Name() + ".mfindex", 0644)->Create()));
   IndexBuilder builder([&](std::span<const uint8_t> raw) { return writer.Append(raw); });
@@ -365,7 +365,7 @@ struct FineIndex {
   }
 
   TempDir folder;
-  std::unique_ptr<TraceFile> trace;
+  std::unique_ptr<TraceSource> trace;
   std::unique_ptr<Index> index;
 };
 

@@ -430,7 +430,7 @@ struct LockedAway {
 
   TempDir outer;
   std::string name = outer.File("locked/t.trace");
-  std::unique_ptr<TraceFile> trace;
+  std::unique_ptr<TraceSource> trace;
 };
 
 TEST(IndexTest, WhereTheFolderCannotBeWrittenToTheIndexLiesInTheCacheFolder) {

@@ -102,7 +102,7 @@ class ManySegmentsTest : public ::testing::Test {
   std::vector<Event> events;
   TempDir folder;
   std::string name = folder.File("t");
-  std::unique_ptr<TraceFile> trace;
+  std::unique_ptr<TraceSource> trace;
   std::unique_ptr<Index> index;
 };
 

@@ -248,7 +248,7 @@ TEST(TraceReliabilityTest, LimitOnTheSizeOfFilesIsAnErrorAndNotTheEndOfTheProces
 // Traces that change.
 
 // Everything that can be asked of a trace, so that whatever still works does not crash.
-std::vector<Fault::Kind> AskAll(const TraceFile& trace, const Index& index) {
+std::vector<Fault::Kind> AskAll(const TraceSource& trace, const Index& index) {
   std::vector<Fault::Kind> kinds;
   Answers(trace, index, SHAPE, 9);
   kinds.push_back(SeekCycle(trace, index.GetSummary().maxCycle).Why().kind);
@@ -309,7 +309,7 @@ TEST(TraceReliabilityTest, TraceThatIsTruncatedIsIndexedAnewWhenItIsOpenedAgain)
 }
 
 // Does something to a trace while it is being indexed.
-Result<std::unique_ptr<Index>> OpenWhile(const TraceFile& trace,
+Result<std::unique_ptr<Index>> OpenWhile(const TraceSource& trace,
                                          const std::function<void()>& change) {
   bool done = false;
   return Index::Open(trace, [&](const Progress& now) {

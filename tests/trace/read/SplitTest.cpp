@@ -31,7 +31,7 @@ class Recorder : public PieceTaker {
 };
 
 // The byte at which the first record of a cycle begins; the fault is the test's.
-uint64_t OffsetOf(const TraceFile& trace, uint64_t cycle) {
+uint64_t OffsetOf(const TraceSource& trace, uint64_t cycle) {
   const Result<uint64_t> offset = SeekCycle(trace, cycle);
   EXPECT_TRUE(offset) << offset.Why().Text();
   return offset ? *offset : ~uint64_t{0};

@@ -19,16 +19,16 @@ class TraceSourceFaultTest : public ::testing::Test {
 };
 
 TEST_F(TraceSourceFaultTest, OpeningAFileAfterOneThatIsMissingLeavesNoFault) {
-  Result<std::unique_ptr<TraceFile>> trace = TraceFile::Open(folder.File("none"));
+  Result<std::unique_ptr<TraceSource>> trace = TraceSource::Open(folder.File("none"));
   EXPECT_FALSE(trace);
   EXPECT_EQ(trace.Why().kind, Fault::SYSTEM);
-  trace = TraceFile::Open(name);
+  trace = TraceSource::Open(name);
   ASSERT_TRUE(trace);
   EXPECT_FALSE(trace.Why());
 }
 
 TEST_F(TraceSourceFaultTest, DecodingAfterAFaultDecodesAsEver) {
-  const Result<std::unique_ptr<TraceFile>> trace = TraceFile::Open(name);
+  const Result<std::unique_ptr<TraceSource>> trace = TraceSource::Open(name);
   ASSERT_TRUE(trace);
   auto columns = std::make_unique<Columns>();
   Result<uint64_t> next = (*trace)->Decode(1, (*trace)->Size(), *columns);
@@ -42,7 +42,7 @@ TEST_F(TraceSourceFaultTest, DecodingAfterAFaultDecodesAsEver) {
 }
 
 TEST_F(TraceSourceFaultTest, CopyingAfterAFaultCopiesAsEver) {
-  const Result<std::unique_ptr<TraceFile>> trace = TraceFile::Open(name);
+  const Result<std::unique_ptr<TraceSource>> trace = TraceSource::Open(name);
   ASSERT_TRUE(trace);
   uint8_t bytes[4] = {};
   Fault fault = (*trace)->Copy((*trace)->Size(), 1, bytes);

@@ -31,7 +31,7 @@ class Digest {
 
 class Asker {
  public:
-  Asker(const TraceFile& trace, const Index& index, const ArrayShape& shape, uint32_t seed)
+  Asker(const TraceSource& trace, const Index& index, const ArrayShape& shape, uint32_t seed)
       : trace(trace), index(index), shape(shape), random(seed) {}
 
   std::string Ask(int questions) {
@@ -179,7 +179,7 @@ class Asker {
     Tell("events", digest.Sum(), cursor.GetFault());
   }
 
-  const TraceFile& trace;
+  const TraceSource& trace;
   const Index& index;
   ArrayShape shape;
   std::mt19937 random;
@@ -188,12 +188,12 @@ class Asker {
 
 }  // namespace
 
-std::string Answers(const TraceFile& trace, const Index& index, const ArrayShape& shape,
+std::string Answers(const TraceSource& trace, const Index& index, const ArrayShape& shape,
                     uint32_t seed, int questions) {
   return Asker(trace, index, shape, seed).Ask(questions);
 }
 
-std::string FreshAnswers(const TraceFile& trace, const ArrayShape& shape, uint32_t seed,
+std::string FreshAnswers(const TraceSource& trace, const ArrayShape& shape, uint32_t seed,
                          int questions) {
   const TempDir folder;
   if (const Fault fault = Index::Build(trace, folder.File("fresh"))) {

@@ -57,7 +57,7 @@ inline std::unique_ptr<ByteSource> OpenInput(const std::string& name) {
 }
 
 // The index of a trace that can be indexed.
-inline std::unique_ptr<Index> OpenIndex(const TraceFile& trace,
+inline std::unique_ptr<Index> OpenIndex(const TraceSource& trace,
                                         const ProgressCallback& progress = {}) {
   return Made(Index::Open(trace, progress));
 }
@@ -76,7 +76,7 @@ struct Opened {
 
   TempDir folder;
   std::string name = folder.File("t.trace");
-  std::unique_ptr<TraceFile> trace;
+  std::unique_ptr<TraceSource> trace;
   std::unique_ptr<Index> index;
 };
 
