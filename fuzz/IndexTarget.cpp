@@ -23,6 +23,7 @@
 #include "trace/index/SameTrace.h"
 #include "trace/index/ThreadMask.h"
 #include "trace/index/TimeCounter.h"
+#include "trace/read/FittingShapes.h"
 #include "trace/read/Reader.h"
 #include "trace/read/TraceSource.h"
 #include "trace/write/Writer.h"

@@ -44,6 +44,9 @@ TEST_F(InfoTest, TheTextTellsTheFiguresOfATraceMadeByHand) {
       "steps         5, as the viewer draws them\n"
       "threads       4: 0 (1) 1 (4) 2 (1) 7 (1)\n"
       "extent        10 columns, 18 rows\n"
+      "also fits     -c 3 -d 1 -p 8, -c 3 -d 4 -p 2, -c 3 -d 8 -p 1 and 6 more\n"
+      "rectangle     16 columns x 24 rows: 2 x 3 clusters of 2 x 2 domains of 4 x 4 elements; no "
+      "viewer shows it\n"
       "view it with  marrowfin -c 3 -d 2 -p 4 -f t.trace\n",
       Run({"info", "t.trace"}));
 }
@@ -71,8 +74,18 @@ TEST_F(InfoTest, JsonTellsTheSameFigures) {
         {{"thread", 2}, {"records", 1}},
         {{"thread", 7}, {"records", 1}}}},
       {"view", {{"clusters", 3}, {"domains", 2}, {"pes", 4}}},
+      {"rectangle",
+       {{"columns", 16},
+        {"rows", 24},
+        {"clusters", {{"columns", 2}, {"rows", 3}}},
+        {"domains", {{"columns", 2}, {"rows", 2}}},
+        {"pes", {{"columns", 4}, {"rows", 4}}}}},
   };
-  EXPECT_EQ(expected, RunForJson({"info", "t.trace"}));
+  json told = RunForJson({"info", "t.trace"});
+  ASSERT_EQ(9U, told["alsoFits"].size());
+  EXPECT_EQ(json({{"clusters", 3}, {"domains", 1}, {"pes", 8}}), told["alsoFits"][0]);
+  told.erase("alsoFits");
+  EXPECT_EQ(expected, told);
 }
 
 TEST_F(InfoTest, TheLargestNumbersOfTheFormatAreToldAsTheyAre) {
@@ -196,13 +209,32 @@ TEST_F(InfoTest, WhereNoArrayShowsTheTraceItSaysSo) {
   }
 }
 
+TEST_F(InfoTest, AFlatMeshIsViewedAsOneClusterOfOneDomain) {
+  Trace("fire 1 0 9 9\nfire 1 0 0 0\n");
+  EXPECT_THAT(Run({"info", "t.trace"}).out,
+              EndsWith("\nextent        10 columns, 10 rows\n"
+                       "also fits     -c 1 -d 2 -p 5, -c 1 -d 5 -p 2, -c 1 -d 10 -p 1 and 5 more\n"
+                       "view it with  marrowfin -c 1 -d 1 -p 10 -f t.trace\n"));
+  Trace("fire 1 0 6 2\n");
+  EXPECT_THAT(Run({"info", "t.trace"}).out,
+              EndsWith("\nalso fits     -c 1 -d 7 -p 1, -c 7 -d 1 -p 1\n"
+                       "rectangle     7 columns x 3 rows: 1 x 1 clusters of 1 x 1 domains of 7 x 3 "
+                       "elements; no viewer shows it\n"
+                       "view it with  marrowfin -c 1 -d 1 -p 7 -f t.trace\n"));
+}
+
 TEST_F(InfoTest, AMessageThatGoesFartherThanAnyArrayTakesNoArrayAway) {
-  Trace("fire 1 0 9 0\nsend 2 0 0 0 0 4096\nsend 3 0 4294967295 0 17 0\n");
+  Trace("fire 1 0 9 9\nsend 2 0 0 0 0 4096\nsend 3 0 4294967295 0 17 0\n");
   EXPECT_THAT(Run({"info", "t.trace"}).out,
-              EndsWith("\nview it with  marrowfin -c 2 -d 2 -p 4 -f t.trace\n"));
-  Trace("fire 1 0 9 0\nsend 2 0 0 0 0 4095\n");
+              EndsWith("\nmessages      from or to places outside; no array has them\n"
+                       "view it with  marrowfin -c 1 -d 1 -p 10 -f t.trace\n"));
+  EXPECT_FALSE(RunForJson({"info", "t.trace"}).contains("viewOfEnds"));
+  Trace("fire 1 0 9 9\nsend 2 0 0 0 0 10\n");
   EXPECT_THAT(Run({"info", "t.trace"}).out,
-              EndsWith("\nview it with  marrowfin -c 512 -d 2 -p 4 -f t.trace\n"));
+              EndsWith("\nmessages      from or to places outside; -c 1 -d 1 -p 11 has them\n"
+                       "view it with  marrowfin -c 1 -d 1 -p 10 -f t.trace\n"));
+  EXPECT_EQ(json({{"clusters", 1}, {"domains", 1}, {"pes", 11}}),
+            RunForJson({"info", "t.trace"})["viewOfEnds"]);
 }
 
 // The step behind the last one that is drawn is the one in which the trace ends.
@@ -244,7 +276,7 @@ TEST_F(InfoTest, SwitchesThatStandFarApartLeaveRoomForSmallerClusters) {
 TEST_F(InfoTest, TheCommandToViewItWithCanBeCopied) {
   Trace("fire 1 0 0 0\n", "it's a trace");
   EXPECT_THAT(Run({"info", "it's a trace"}).out,
-              EndsWith("view it with  marrowfin -c 1 -d 2 -p 4 -f 'it'\\''s a trace'\n"));
+              EndsWith("view it with  marrowfin -c 1 -d 1 -p 1 -f 'it'\\''s a trace'\n"));
 }
 
 TEST_F(InfoTest, ALongReadingShowsItsProgressOnATerminalAndErasesIt) {

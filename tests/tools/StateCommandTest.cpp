@@ -369,7 +369,7 @@ TEST_F(StateCommandTest, ATraceOfTheBaseCyclesHasNoChangeBeforeItsFirstEvent) {
   // The viewer begins at cycle 0: of two events there, no step ends with the second.
   Trace("fire 0 0 0 0\nfire 0 1 1 0\nfire 3 2 2 0\n");
   EXPECT_EQ(
-      "t.trace: step 1, cycle 3, 2 records from record 1, -c 1 -d 2 -p 4\n"
+      "t.trace: step 1, cycle 3, 2 records from record 1, -c 1 -d 1 -p 3\n"
       "untouched elements #6e6e6e, untouched switches #7f7f7f\n"
       "element 1 0 #01ff01\n"
       "element 2 0 #ffff01\n",
@@ -413,7 +413,7 @@ TEST_F(StateCommandTest, AQuestionThatReadsAWholeTraceShowsItsProgressAndASignal
 TEST_F(StateCommandTest, AnEmptyTraceHasTheArrayAsBuilt) {
   Trace("");
   EXPECT_EQ(
-      "t.trace: step 0, cycle 0, 0 records from record 0, -c 1 -d 2 -p 4\n"
+      "t.trace: step 0, cycle 0, 0 records from record 0, -c 1 -d 1 -p 1\n"
       "untouched elements #000000, untouched switches #000000\n",
       At({"--step", "0"}));
   EXPECT_EQ(json::array(), RunForJson({"state", "t.trace", "--cycle", "7"})["messages"]);

@@ -11,6 +11,7 @@
 #include "tools/program/Subcommands.h"
 #include "tools/program/TraceInput.h"
 #include "tools/program/ViewCommand.h"
+#include "trace/read/FittingShapes.h"
 
 namespace marrowfin {
 namespace {
@@ -52,6 +53,38 @@ class StepCounter {
   size_t records = 0;
 };
 
+nlohmann::json AsJson(const ArrayShape& shape) {
+  return {{"clusters", shape.clusters.columns},
+          {"domains", shape.domains.columns},
+          {"pes", shape.pes.columns}};
+}
+
+nlohmann::json AsJson(PerAxis counts) {
+  return {{"columns", counts.columns}, {"rows", counts.rows}};
+}
+
+void AddShapes(const Summary& s, nlohmann::json& json) {
+  const FittingShapes fitting = ShapesThatFit(s);
+  if (!fitting.view) {
+    return;
+  }
+  json["view"] = AsJson(*fitting.view);
+  json["alsoFits"] = nlohmann::json::array();
+  for (const ArrayShape& other : fitting.others) {
+    json["alsoFits"].push_back(AsJson(other));
+  }
+  if (fitting.rectangle) {
+    const ArrayShape& rectangle = *fitting.rectangle;
+    json["rectangle"] = AsJson(PerAxis{rectangle.Columns(), rectangle.Rows()});
+    json["rectangle"]["clusters"] = AsJson(rectangle.clusters);
+    json["rectangle"]["domains"] = AsJson(rectangle.domains);
+    json["rectangle"]["pes"] = AsJson(rectangle.pes);
+  }
+  if (fitting.withEnds) {
+    json["viewOfEnds"] = AsJson(*fitting.withEnds);
+  }
+}
+
 std::string SummaryAsJson(const std::string& name, const Summary& s, uint64_t steps) {
   nlohmann::json json = {
       {"trace", name},
@@ -78,11 +111,7 @@ std::string SummaryAsJson(const std::string& name, const Summary& s, uint64_t st
   if (s.otherThreads > 0) {
     json["recordsOfFurtherThreads"] = s.otherThreads;
   }
-  if (const auto shape = SuggestShape(s)) {
-    json["view"] = {{"clusters", shape->clusters.columns},
-                    {"domains", shape->domains.columns},
-                    {"pes", shape->pes.columns}};
-  }
+  AddShapes(s, json);
   if (s.end) {
     json["fault"] = AsJson(s.end);
   }
@@ -109,16 +138,53 @@ bool IsPlain(const std::string& name) {
   return stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode) && TraceSource::Open(name);
 }
 
-void PrintView(const std::string& name, const Summary& s, std::ostream& out) {
-  const auto shape = SuggestShape(s);
-  if (!shape) {
-    out << "view it with  nothing: no array shows all of its locations\n";
-  } else if (IsPlain(name)) {
-    out << "view it with  " << ViewCommand(*shape, name) << "\n";
-  } else {
-    out << "view it with  marrowfin " << ShapeText(*shape)
-        << " -f FILE, once it is unpacked into a plain FILE\n";
+// The command line that shows the trace.
+std::string CommandFor(const std::string& name, const ArrayShape& shape) {
+  return IsPlain(name)
+             ? ViewCommand(shape, name)
+             : "marrowfin " + ShapeText(shape) + " -f FILE, once it is unpacked into a plain FILE";
+}
+
+std::string CountText(PerAxis counts) {
+  return std::to_string(counts.columns) + " x " + std::to_string(counts.rows);
+}
+
+void PrintOthers(const std::vector<ArrayShape>& others, std::ostream& out) {
+  constexpr size_t SHOWN = 3;
+  if (others.empty()) {
+    return;
   }
+  out << "also fits     ";
+  for (size_t i = 0; i < others.size() && i < SHOWN; ++i) {
+    out << (i == 0 ? "" : ", ") << ShapeText(others[i]);
+  }
+  if (others.size() > SHOWN) {
+    out << " and " << others.size() - SHOWN << " more";
+  }
+  out << "\n";
+}
+
+void PrintRectangle(const ArrayShape& shape, std::ostream& out) {
+  out << "rectangle     " << shape.Columns() << " columns x " << shape.Rows()
+      << " rows: " << CountText(shape.clusters) << " clusters of " << CountText(shape.domains)
+      << " domains of " << CountText(shape.pes) << " elements; no viewer shows it\n";
+}
+
+void PrintView(const std::string& name, const Summary& s, std::ostream& out) {
+  const FittingShapes fitting = ShapesThatFit(s);
+  PrintOthers(fitting.others, out);
+  if (fitting.rectangle) {
+    PrintRectangle(*fitting.rectangle, out);
+  }
+  if (fitting.endsOutside) {
+    out << "messages      from or to places outside; "
+        << (fitting.withEnds ? ShapeText(*fitting.withEnds) + " has them" : "no array has them")
+        << "\n";
+  }
+  out << "view it with  "
+      << (fitting.view ? CommandFor(name, *fitting.view)
+                       : "nothing: no array shows all of its locations")
+      << "\n";
 }
 
 void Print(const std::string& name, const Summary& s, uint64_t steps, std::ostream& out) {

@@ -6,6 +6,7 @@
 #include "tools/program/Interruption.h"
 #include "tools/program/ProgressLine.h"
 #include "tools/program/Report.h"
+#include "trace/read/FittingShapes.h"
 
 namespace marrowfin {
 

@@ -5,35 +5,6 @@
 
 namespace marrowfin {
 
-namespace {
-
-constexpr uint64_t MAX_SIDE = ArrayShape::LONGEST_SIDE;
-
-// The largest distance that separates all switch positions along both axes, 0 for a single one.
-// Nothing where a position is below the first switch's.
-std::optional<uint32_t> SwitchDistance(const std::vector<Place>& places) {
-  uint32_t distance = 0;
-  for (const Place& place : places) {
-    if (place.column < FIRST_SWITCH || place.row < FIRST_SWITCH) {
-      return std::nullopt;
-    }
-    distance = std::gcd(distance, std::gcd(place.column - FIRST_SWITCH, place.row - FIRST_SWITCH));
-  }
-  return distance;
-}
-
-// Domains of four are what the viewer shows by default; any other split shows the same locations.
-ArrayShape ShapeOf(uint32_t clusters, uint32_t clusterSide) {
-  for (const uint32_t domains : {2U, 1U}) {
-    if (clusterSide % domains == 0) {
-      return {clusters, domains, clusterSide / domains};
-    }
-  }
-  return {clusters, 1, clusterSide};
-}
-
-}  // namespace
-
 size_t Summary::ThreadSlot(uint32_t thread) const {
   if (thread < SMALL_THREADS) {
     return 1 + thread;
@@ -164,40 +135,6 @@ void Summarizer::Finish() {
     summary.threads[thread] = recordsOf(slot);
   }
   summary.switchPlaces = switchPlaces.Places();
-}
-
-namespace {
-
-// One with at least `side` elements along each axis and a switch at every place that transmitted.
-std::optional<ArrayShape> ShapeOfSide(const Summary& summary, uint64_t side) {
-  const std::optional<uint32_t> distance = SwitchDistance(summary.switchPlaces);
-  if (!distance || side > MAX_SIDE || !summary.switchesComplete) {
-    return std::nullopt;
-  }
-  uint64_t last = 0;  // the farthest switch, from the first
-  for (const Place& place : summary.switchPlaces) {
-    last = std::max<uint64_t>({last, place.column - FIRST_SWITCH, place.row - FIRST_SWITCH});
-  }
-  // Without switches, or with a single one, clusters of eight as in the viewer's own default. Else
-  // switches may stand on every second cluster or third: what divides their distance will do.
-  const uint64_t between = *distance != 0 ? *distance : 8;
-  for (uint64_t clusterSide = std::min(between, MAX_SIDE); clusterSide > 0; --clusterSide) {
-    const uint64_t clusters =
-        std::max((side + clusterSide - 1) / clusterSide, last / clusterSide + 1);
-    if (between % clusterSide == 0 && clusters * clusterSide <= MAX_SIDE) {
-      return ShapeOf(static_cast<uint32_t>(clusters), static_cast<uint32_t>(clusterSide));
-    }
-  }
-  return std::nullopt;
-}
-
-}  // namespace
-
-std::optional<ArrayShape> SuggestShape(const Summary& summary) {
-  const uint64_t fired = std::max({summary.fired.columns, summary.fired.rows, uint64_t{1}});
-  const uint64_t all = std::max({fired, summary.sent.columns, summary.sent.rows});
-  const std::optional<ArrayShape> shape = ShapeOfSide(summary, all);
-  return shape ? shape : ShapeOfSide(summary, fired);
 }
 
 }  // namespace marrowfin

@@ -4,12 +4,10 @@
 #include <array>
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <span>
 #include <unordered_map>
 #include <vector>
 
-#include "trace/base/ArrayShape.h"
 #include "trace/base/Fault.h"
 #include "trace/base/Place.h"
 #include "trace/base/PlaceTable.h"
@@ -125,13 +123,6 @@ class Summarizer {
   std::array<Transmission, Columns::CAPACITY> transmissions;
   size_t transmissionCount = 0;
 };
-
-// An array whose picture shows every location of the trace, switches included, with the largest
-// clusters that the switches allow and as few of them as will do. Ends of messages, which may be
-// anywhere, do not count where they are too far for any array. Nothing where no array that a viewer
-// can show will do (switches at places that fit no grid, or a side above
-// ArrayShape::LONGEST_SIDE).
-std::optional<ArrayShape> SuggestShape(const Summary& summary);
 
 }  // namespace marrowfin
 
