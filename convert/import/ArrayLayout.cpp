@@ -26,12 +26,9 @@ ArrayShape Split(uint32_t half) {
   return best;
 }
 
-uint32_t ExtentOf(const CaptureEvent& event) {
-  uint32_t highest = std::max(event.tile.column, event.tile.row);
-  if (IsMessage(event.kind)) {
-    highest = std::max({highest, uint32_t{event.last.column}, uint32_t{event.last.row}});
-  }
-  return highest + 1;
+void Include(Tile tile, PerAxis& extent) {
+  extent.columns = std::max(extent.columns, tile.column + 1u);
+  extent.rows = std::max(extent.rows, tile.row + 1u);
 }
 
 }  // namespace
@@ -46,12 +43,12 @@ ArrayShape ShapeFor(uint32_t extent) {
 }
 
 ArrayLayout::ArrayLayout(const Capture& capture) : perRow(1) {
-  uint32_t extent = 1;
   std::set<uint32_t> seen;
   for (const CaptureEvent& event : capture.events) {
-    extent = std::max(extent, ExtentOf(event));
+    Include(event.tile, extent);
     seen.insert(event.device);
     if (IsMessage(event.kind)) {
+      Include(event.last, extent);
       seen.insert(event.farDevice);
     }
   }
@@ -59,10 +56,15 @@ ArrayLayout::ArrayLayout(const Capture& capture) : perRow(1) {
   while (perRow * perRow < devices.size()) {
     ++perRow;
   }
-  shape = ShapeFor(extent);
+  shape = ShapeFor(std::max(extent.columns, extent.rows));
   pitch = shape.Columns();
   shape.clusters.columns *= perRow;
   shape.clusters.rows *= perRow;
+}
+
+PerAxis ArrayLayout::DevicesPerAxis() const {
+  const auto count = std::max<uint32_t>(1, static_cast<uint32_t>(devices.size()));
+  return {std::min(perRow, count), (count + perRow - 1) / perRow};
 }
 
 uint32_t ArrayLayout::IndexOf(uint32_t device) const {

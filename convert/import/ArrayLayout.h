@@ -31,6 +31,15 @@ class ArrayLayout {
   // The devices, ascending; empty where there is no event.
   const std::vector<uint32_t>& Devices() const { return devices; }
 
+  // Columns and rows that the tiles of any device take, at least 1.
+  PerAxis Extent() const { return extent; }
+
+  // Positions from a device to the next, along both axes.
+  uint32_t Pitch() const { return pitch; }
+
+  // Columns and rows of devices.
+  PerAxis DevicesPerAxis() const;
+
   // Where the tile at column 0 and row 0 of a device lies.
   uint32_t FirstColumn(uint32_t device) const { return IndexOf(device) % perRow * pitch; }
   uint32_t FirstRow(uint32_t device) const { return IndexOf(device) / perRow * pitch; }
@@ -39,6 +48,7 @@ class ArrayLayout {
   uint32_t IndexOf(uint32_t device) const;
 
   std::vector<uint32_t> devices;
+  PerAxis extent;
   uint32_t perRow;  // devices per row of devices
   uint32_t pitch;   // positions from device to device
   ArrayShape shape;

@@ -7,7 +7,10 @@ namespace marrowfin {
 
 const std::array<Label, KIND_COUNT> kindLabels = {{
     {"zones", "kernel zones"},
-    {"waits", "barriers, waits, set-ups"},
+    {"barriers", "barriers"},
+    {"flushes", "flushes"},
+    {"waits", "waits for semaphores"},
+    {"setUps", "set-ups"},
     {"reads", "reads"},
     {"writes", "writes"},
     {"multicasts", "multicasts"},
@@ -23,6 +26,24 @@ const std::array<Label, SKIP_COUNT> skipLabels = {{
     {"oddValue", "with a value that is not known"},
     {"incomplete", "that lack a field"},
 }};
+
+const std::array<const char*, KIND_COUNT> kindNotes = {
+    "kernel", "barrier", "flush",     "wait",      "set-up",
+    "read",   "write",   "multicast", "semaphore", "fabric write"};
+
+uint16_t NameTable::NumberOf(const std::string& name) {
+  const auto known = numbers.find(name);
+  if (known != numbers.end()) {
+    return known->second;
+  }
+  if (names.size() == NONE) {
+    return NONE;
+  }
+  const auto number = static_cast<uint16_t>(names.size());
+  names.push_back(name);
+  numbers.emplace(name, number);
+  return number;
+}
 
 uint64_t RecordsOf(const CaptureEvent& event) {
   if (!IsMessage(event.kind)) {

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -21,7 +22,10 @@ constexpr size_t longestName = 64;  // bytes
 // What an event of the input was.
 enum EventKind : uint8_t {
   KIND_ZONE,       // a kernel zone begins or ends
-  KIND_WAIT,       // a barrier, flush or wait, or the set-up of a transfer: nothing moves
+  KIND_BARRIER,    // the processor waits until transfers have ended
+  KIND_FLUSH,      // the processor waits until transfers have left
+  KIND_WAIT,       // the processor waits for a semaphore
+  KIND_SETUP,      // transfers that come later are prepared
   KIND_READ,       // data comes from the far tile
   KIND_WRITE,      // data goes to the far tile
   KIND_MULTICAST,  // data goes to every tile of a rectangle
@@ -49,15 +53,40 @@ struct Label {
 extern const std::array<Label, KIND_COUNT> kindLabels;
 extern const std::array<Label, SKIP_COUNT> skipLabels;
 
+// What the notes beside a trace call events of each kind.
+extern const std::array<const char*, KIND_COUNT> kindNotes;
+
+// Which end of a zone or a wait an event is.
+enum EventPhase : uint8_t { PHASE_NONE, PHASE_BEGIN, PHASE_END };
+
+// What events of a capture are called, each name once. A capture with more names than there are
+// numbers leaves the others out: NONE stands for those, and for no name.
+class NameTable {
+ public:
+  static constexpr uint16_t NONE = 0xFFFF;
+
+  uint16_t NumberOf(const std::string& name);
+  const std::vector<std::string>& Names() const { return names; }
+
+ private:
+  std::vector<std::string> names;
+  std::map<std::string, uint16_t> numbers;
+};
+
 struct Tile {
   uint16_t column;
   uint16_t row;
 };
 
+// Where an event does not say how many bytes it moves, and on which channel.
+constexpr uint64_t noBytes = ~uint64_t{0};
+constexpr uint8_t noChannel = 0xFF;
+
 // One event that becomes records.
 struct CaptureEvent {
   uint64_t time;       // on the recording's clock, in cycles
   uint64_t number;     // of the event in the input, from 0
+  uint64_t bytes;      // that are moved, to each of the far tiles
   uint32_t device;     // of `tile`
   uint32_t farDevice;  // of `first` and `last`
   uint16_t processor;  // index into Capture::processors
@@ -65,6 +94,11 @@ struct CaptureEvent {
   Tile tile;   // where the event was recorded
   Tile first;  // the far tiles: the rectangle from `first` to `last`, both included
   Tile last;
+  uint16_t name;       // of the event, in Capture::names
+  uint16_t network;    // in Capture::networks
+  uint16_t operation;  // in Capture::operations
+  uint8_t channel;     // virtual channel
+  EventPhase phase;
 };
 
 struct Processor {
@@ -83,10 +117,13 @@ struct Capture {
   std::array<Skipped, SKIP_COUNT> skipped;
   std::vector<CaptureEvent> events;   // eventsRead less all skipped, in the order of the input
   std::vector<Processor> processors;  // those of all events but odd ones; its index is its thread
+  NameTable names;                    // what the recorder calls events and zones
+  NameTable networks;
+  NameTable operations;  // of the program that ran
 };
 
 // Whether events of this kind become messages; the others become fires of their tile.
-inline bool IsMessage(EventKind kind) { return kind != KIND_ZONE && kind != KIND_WAIT; }
+inline bool IsMessage(EventKind kind) { return kind >= KIND_READ; }
 
 // Number of records that the event becomes.
 uint64_t RecordsOf(const CaptureEvent& event);

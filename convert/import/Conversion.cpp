@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "convert/import/CaptureNotes.h"
 #include "convert/import/Refusal.h"
 
 namespace marrowfin {
@@ -12,15 +13,14 @@ constexpr uint64_t eventsPerReport = 65536;
 // Turns the events of one capture into records.
 class Converter {
  public:
-  Converter(const ArrayLayout& layout, Writer& writer, Account& account)
-      : layout(layout), writer(writer), account(account) {}
+  Converter(const ArrayLayout& layout, Writer& writer, CaptureNotes* notes, Account& account)
+      : layout(layout), writer(writer), notes(notes), account(account) {}
 
   void Convert(const CaptureEvent& event) {
     const uint64_t cycle = event.time - account.origin;
     const uint64_t before = account.fires + account.sends;
     if (!IsMessage(event.kind)) {
-      writer.Fire(cycle, event.processor, Own(event));
-      ++account.fires;
+      Fire(cycle, event, Own(event));
     } else if (event.kind == KIND_READ) {
       Send(cycle, event, Far(event, event.first.column, event.first.row), Own(event));
     } else {
@@ -34,6 +34,9 @@ class Converter {
   void Frame(uint64_t cycle) {
     const Place corner = {0, 0};
     writer.Send(cycle, account.frameThread, corner, corner);
+    if (notes != nullptr) {
+      notes->AddFrame(cycle, account.frameThread, corner);
+    }
     ++account.frameRecords;
   }
 
@@ -48,8 +51,19 @@ class Converter {
     return On(event.farDevice, column, row);
   }
 
+  void Fire(uint64_t cycle, const CaptureEvent& event, Place at) {
+    writer.Fire(cycle, event.processor, at);
+    if (notes != nullptr) {
+      notes->Add(cycle, at, {}, event);
+    }
+    ++account.fires;
+  }
+
   void Send(uint64_t cycle, const CaptureEvent& event, Place from, Place to) {
     writer.Send(cycle, event.processor, from, to);
+    if (notes != nullptr) {
+      notes->Add(cycle, from, to, event);
+    }
     ++account.sends;
   }
 
@@ -63,6 +77,7 @@ class Converter {
 
   const ArrayLayout& layout;
   Writer& writer;
+  CaptureNotes* notes;
   Account& account;
 };
 
@@ -114,7 +129,7 @@ void SortByTime(Capture& capture) {
 }
 
 Result<Account> WriteRecords(const Capture& capture, const ArrayLayout& layout,
-                             const ConversionOptions& options, Writer& writer,
+                             const ConversionOptions& options, Writer& writer, CaptureNotes* notes,
                              const ProgressCallback& progress) {
   Account account;
   account.frameThread = static_cast<uint32_t>(capture.processors.size());
@@ -122,7 +137,7 @@ Result<Account> WriteRecords(const Capture& capture, const ArrayLayout& layout,
     account.origin = capture.events.front().time;
     account.lastCycle = capture.events.back().time - account.origin;
   }
-  Converter converter(layout, writer, account);
+  Converter converter(layout, writer, notes, account);
   if (options.frame) {
     converter.Frame(0);
   }

@@ -14,6 +14,8 @@
 
 namespace marrowfin {
 
+class CaptureNotes;
+
 struct ConversionOptions {
   bool frame = true;                   // see Account::frameRecords
   uint64_t mostRecords = 100'000'000;  // a capture that becomes more is refused
@@ -47,10 +49,11 @@ struct Account {
 void SortByTime(Capture& capture);
 
 // Writes the records of a sorted capture and flushes the writer; the first event becomes cycle 0.
-// `progress` counts events.
+// `notes`, if there are any, are told of each record; ending them is left to the caller. `progress`
+// counts events.
 [[nodiscard]] Result<Account> WriteRecords(const Capture& capture, const ArrayLayout& layout,
                                            const ConversionOptions& options, Writer& writer,
-                                           const ProgressCallback& progress);
+                                           CaptureNotes* notes, const ProgressCallback& progress);
 
 }  // namespace marrowfin
 

@@ -80,6 +80,12 @@ void PrintDevices(std::ostream& out, const ArrayLayout& layout) {
   }
 }
 
+void PrintCompanion(std::ostream& out, const std::vector<std::string>& files) {
+  for (const std::string& file : files) {
+    out << "companion: " << file << "\n";
+  }
+}
+
 Json ConvertedAsJson(const Account& account) {
   Json kinds = Json::object();
   for (size_t kind = 0; kind < KIND_COUNT; ++kind) {
@@ -162,6 +168,7 @@ std::string ReportAsText(const ImportReport& report) {
       << " in the capture)\n";
   PrintThreads(out, report);
   PrintDevices(out, report.layout);
+  PrintCompanion(out, report.companion);
   out << "view it: " << report.viewCommand << "\n";
   return out.str();
 }
@@ -173,6 +180,7 @@ std::string ReportAsJson(const ImportReport& report) {
   json["format"] = report.format;
   json["input"] = report.input;
   json["output"] = report.output;
+  json["companion"] = report.companion;
   json["events"] = {{"read", report.capture.eventsRead},
                     {"converted", ConvertedEvents(account)},
                     {"skipped", skipped}};

@@ -2,6 +2,7 @@
 #define CONVERT_IMPORT_REPORT_H
 
 #include <string>
+#include <vector>
 
 #include "convert/import/ArrayLayout.h"
 #include "convert/import/Capture.h"
@@ -14,7 +15,8 @@ struct ImportReport {
   std::string format;
   std::string input;
   std::string output;
-  std::string viewCommand;  // shows the output
+  std::vector<std::string> companion;  // its files; empty where none was written
+  std::string viewCommand;             // shows the output
   const Capture& capture;
   const ArrayLayout& layout;
   const Account& account;

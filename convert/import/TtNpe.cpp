@@ -45,20 +45,30 @@ enum Field {
   SRC_DEVICE_ID,
   DST_DEVICE_ID,
   RUN_HOST_ID,
+  NOC,
+  VC,
+  NUM_BYTES,
+  OP_NAME,
   FIELD_COUNT  // also: a field that means nothing here
 };
 
-// What a field may hold. Names have a longest length, numbers lie from `lowest` to `highest`.
+// What a field may hold. Names have a longest length, numbers lie from `lowest` to `highest`. No
+// record depends on fields for the notes: where one holds anything else, there is no note.
 struct FieldRule {
   std::string_view name;
   bool isName;
+  bool forNotes;
   int64_t lowest;
   int64_t highest;
 };
 
-constexpr FieldRule Name(std::string_view name) { return {name, true, 0, 0}; }
+constexpr FieldRule Name(std::string_view name) { return {name, true, false, 0, 0}; }
 constexpr FieldRule Number(std::string_view name, int64_t lowest, int64_t highest) {
-  return {name, false, lowest, highest};
+  return {name, false, false, lowest, highest};
+}
+constexpr FieldRule NotedName(std::string_view name) { return {name, true, true, 0, 0}; }
+constexpr FieldRule NotedNumber(std::string_view name, int64_t highest) {
+  return {name, false, true, 0, highest};
 }
 
 // In the order of Field.
@@ -79,6 +89,10 @@ constexpr std::array<FieldRule, FIELD_COUNT> fieldRules = {{
     Number("src_device_id", 0, highestDevice),
     Number("dst_device_id", 0, highestDevice),
     Number("run_host_id", 0, highestNumber),
+    NotedName("noc"),
+    NotedNumber("vc", noChannel - 1),
+    NotedNumber("num_bytes", highestNumber),
+    NotedName("op_name"),
 }};
 
 Field FieldOf(std::string_view name) {
@@ -104,10 +118,22 @@ bool IsOf(std::string_view type, std::string_view family) {
   return StartsWith(type, family) && (type.size() == family.size() || type[family.size()] == '_');
 }
 
-// Events by which a processor waits, or tells its network interface about transfers to come.
-bool IsWait(std::string_view type) {
-  return Contains(type, "_BARRIER") || Contains(type, "_FLUSH") || EndsWith(type, "_SET_STATE") ||
-         EndsWith(type, "_SET_TRID") || IsOf(type, "SEMAPHORE_WAIT") || type == "SEMAPHORE_SET";
+// Events by which nothing moves: the processor waits, or tells its network interface about
+// transfers to come.
+std::optional<EventKind> StillKindOf(std::string_view type) {
+  if (Contains(type, "_BARRIER")) {
+    return KIND_BARRIER;
+  }
+  if (Contains(type, "_FLUSH")) {
+    return KIND_FLUSH;
+  }
+  if (IsOf(type, "SEMAPHORE_WAIT")) {
+    return KIND_WAIT;
+  }
+  if (EndsWith(type, "_SET_STATE") || EndsWith(type, "_SET_TRID") || type == "SEMAPHORE_SET") {
+    return KIND_SETUP;
+  }
+  return std::nullopt;
 }
 
 // New members of the families come with every version of the recorder, so names are not listed.
@@ -119,19 +145,26 @@ std::optional<EventKind> KindOf(std::string_view type) {
       {"FABRIC", KIND_FABRIC}};
   for (const auto& [family, kind] : families) {
     if (IsOf(type, family)) {
-      return IsWait(type) ? KIND_WAIT : Contains(type, "_MULTICAST") ? KIND_MULTICAST : kind;
+      return StillKindOf(type).value_or(Contains(type, "_MULTICAST") ? KIND_MULTICAST : kind);
     }
   }
   return std::nullopt;
 }
 
-bool IsZonePhase(std::string_view phase) {
-  return phase == "begin" || phase == "end" || phase == "ZONE_START" || phase == "ZONE_END";
+EventPhase PhaseOfZone(std::string_view phase) {
+  return phase == "begin" || phase == "ZONE_START" ? PHASE_BEGIN
+         : phase == "end" || phase == "ZONE_END"   ? PHASE_END
+                                                   : PHASE_NONE;
+}
+
+EventPhase PhaseOfWait(std::string_view type) {
+  return EndsWith(type, "_START") ? PHASE_BEGIN : EndsWith(type, "_END") ? PHASE_END : PHASE_NONE;
 }
 
 // An event while its fields come in.
 struct Draft {
   std::bitset<FIELD_COUNT> given;
+  std::bitset<FIELD_COUNT> odd;  // of those for the notes
   std::array<int64_t, FIELD_COUNT> numbers;
   std::array<std::string, FIELD_COUNT> names;
   uint64_t start;  // offset of its first byte
@@ -196,7 +229,7 @@ class CaptureReader : public nlohmann::json_sax<Json> {
   std::string EventPath() const {
     return std::string("[").append(std::to_string(capture.eventsRead)).append("]");
   }
-  bool Has(Field f) const { return draft.given[f]; }
+  bool Has(Field f) const { return draft.given[f] && !draft.odd[f]; }
   uint16_t Coordinate(Field f) const { return static_cast<uint16_t>(draft.numbers[f]); }
 
   bool FinishEvent();
@@ -209,6 +242,8 @@ class CaptureReader : public nlohmann::json_sax<Json> {
   void Convert(EventKind kind, uint16_t processor);
   void SetDevices(CaptureEvent& event);
   void SetFarTiles(CaptureEvent& event) const;
+  void SetNotes(CaptureEvent& event);
+  uint16_t NumberOf(Field f, NameTable& table) const;
   void Skip(SkipReason reason, uint64_t number, const std::string& why = "");
   void ResolveDevices();
   std::optional<uint32_t> Resolve(uint32_t device) const;
@@ -258,6 +293,10 @@ bool CaptureReader::Doubt(SkipReason oddness, uint64_t byte, Field doubted,
 }
 
 bool CaptureReader::DoubtValue(const std::string& reason, const std::string& remedy) {
+  if (fieldRules[field].forNotes) {
+    draft.odd.set(field);
+    return Ended();
+  }
   return Doubt(SKIP_ODD_VALUE, source.TokenStart(), field, reason, remedy) && Ended();
 }
 
@@ -375,6 +414,7 @@ bool CaptureReader::start_object(size_t) {
   }
   ++depth;
   draft.given.reset();
+  draft.odd.reset();
   draft.start = source.TokenStart();
   draft.fault = Fault();
   return Ended();
@@ -383,7 +423,7 @@ bool CaptureReader::start_object(size_t) {
 bool CaptureReader::key(string_t& name) {
   if (depth == inEvent) {
     field = FieldOf(name);
-    if (field != FIELD_COUNT && Has(field)) {
+    if (field != FIELD_COUNT && draft.given[field]) {
       return DoubtValue("is given twice in one event", "remove one of the two");
     }
     if (field != FIELD_COUNT) {
@@ -412,7 +452,7 @@ bool CaptureReader::parse_error(size_t position, const std::string& token,
     return false;
   }
   const bool isTooLarge = dynamic_cast<const Json::out_of_range*>(&error) != nullptr;
-  if (isTooLarge && WantsNumber()) {
+  if (isTooLarge && WantsNumber() && !fieldRules[field].forNotes) {
     // No parser reads on behind it.
     strict = true;
     return DoubtRange(token);
@@ -484,7 +524,8 @@ std::optional<EventKind> CaptureReader::Kind(SkipReason& reason) const {
     return kind && HasDestination(*kind) ? kind : std::nullopt;
   }
   reason = SKIP_UNKNOWN_PHASE;
-  return IsZonePhase(draft.names[ZONE_PHASE]) ? std::optional(KIND_ZONE) : std::nullopt;
+  return PhaseOfZone(draft.names[ZONE_PHASE]) != PHASE_NONE ? std::optional(KIND_ZONE)
+                                                            : std::nullopt;
 }
 
 bool CaptureReader::HasDestination(EventKind kind) const {
@@ -543,6 +584,7 @@ void CaptureReader::Convert(EventKind kind, uint16_t processor) {
   event.tile = {Coordinate(SX), Coordinate(SY)};
   SetDevices(event);
   SetFarTiles(event);
+  SetNotes(event);
   capture.events.push_back(event);
 }
 
@@ -578,6 +620,23 @@ void CaptureReader::SetFarTiles(CaptureEvent& event) const {
     event.first = {Coordinate(DX), Coordinate(DY)};
     event.last = event.first;
   }
+}
+
+// What the notes beside the trace tell of an event.
+void CaptureReader::SetNotes(CaptureEvent& event) {
+  const bool isZone = event.kind == KIND_ZONE;
+  event.name = capture.names.NumberOf(draft.names[isZone ? ZONE : TYPE]);
+  event.phase = isZone                  ? PhaseOfZone(draft.names[ZONE_PHASE])
+                : IsMessage(event.kind) ? PHASE_NONE
+                                        : PhaseOfWait(draft.names[TYPE]);
+  event.network = NumberOf(NOC, capture.networks);
+  event.operation = NumberOf(OP_NAME, capture.operations);
+  event.channel = Has(VC) ? static_cast<uint8_t>(draft.numbers[VC]) : noChannel;
+  event.bytes = Has(NUM_BYTES) ? static_cast<uint64_t>(draft.numbers[NUM_BYTES]) : noBytes;
+}
+
+uint16_t CaptureReader::NumberOf(Field f, NameTable& table) const {
+  return Has(f) ? table.NumberOf(draft.names[f]) : NameTable::NONE;
 }
 
 // The device of an event: the one it names, or else the one that other events of its run name, or

@@ -7,6 +7,7 @@
 #include <map>
 
 #include "tests/tools/ImportFixture.h"
+#include "tests/tools/NotesText.h"
 
 namespace marrowfin {
 namespace {
@@ -66,6 +67,85 @@ TEST_F(CapturesTest, EveryEventIsAccountedFor) {
 TEST_F(CapturesTest, NoEventIsSkipped) {
   for (const std::string& file : files) {
     EXPECT_EQ(0, AccountOf(file)["events"]["skipped"]) << file;
+  }
+}
+
+// What the notes call the events of the captures, by type.
+const std::map<std::string, std::string> NOTED_KINDS = {{"READ", "read"},
+                                                        {"READ_BARRIER_START", "barrier"},
+                                                        {"READ_BARRIER_END", "barrier"},
+                                                        {"WRITE_", "write"},
+                                                        {"WRITE_MULTICAST", "multicast"},
+                                                        {"WRITE_FLUSH", "flush"},
+                                                        {"WRITE_BARRIER_START", "barrier"},
+                                                        {"WRITE_BARRIER_END", "barrier"},
+                                                        {"WRITE_WITH_TRID_SET_STATE", "set-up"},
+                                                        {"SEMAPHORE_INC", "semaphore"},
+                                                        {"SEMAPHORE_WAIT", "wait"},
+                                                        {"FABRIC_UNICAST_WRITE", "fabric write"}};
+
+// How many records of an event there are.
+uint64_t RecordsOf(const nlohmann::json& event) {
+  if (!event.contains("mcast_start_x")) {
+    return 1;
+  }
+  const int columns = event["mcast_end_x"].get<int>() - event["mcast_start_x"].get<int>();
+  const int rows = event["mcast_end_y"].get<int>() - event["mcast_start_y"].get<int>();
+  return static_cast<uint64_t>(std::abs(columns) + 1) * (std::abs(rows) + 1);
+}
+
+// How many records are to have each note: their kinds, phases, networks, and the bytes of messages.
+std::map<std::string, uint64_t> ExpectedNotes(const nlohmann::json& capture) {
+  std::map<std::string, uint64_t> counts = {{"kind=frame", 2}};
+  for (const nlohmann::json& event : capture) {
+    const uint64_t records = RecordsOf(event);
+    const std::string type = event.value("type", "");
+    const std::string phase = event.value("zone_phase", type);
+    counts["kind=" + (type.empty() ? "kernel" : NOTED_KINDS.at(type))] += records;
+    if (phase == "begin" || phase.ends_with("_START")) {
+      counts["phase=begin"] += records;
+    } else if (phase == "end" || phase.ends_with("_END")) {
+      counts["phase=end"] += records;
+    }
+    if (!type.empty()) {
+      counts["network=" + event["noc"].get<std::string>()] += records;
+    }
+    if (event.contains("op_name")) {
+      counts["operation=" + event["op_name"].get<std::string>()] += records;
+    }
+    if (event.value("vc", -1) >= 0) {
+      counts["channel=" + std::to_string(event["vc"].get<int>())] += records;
+    }
+    if (event.contains("dx") && event["dx"] != -1 && !type.ends_with("_SET_STATE")) {
+      counts["size=" + std::to_string(event["num_bytes"].get<int>())] += records;
+    }
+    counts["name=" + event.value("zone", type)] += records;
+  }
+  return counts;
+}
+
+TEST_F(CapturesTest, TheNotesTellOfEveryEventWhatItWas) {
+  for (const std::string& file : files) {
+    SCOPED_TRACE(file);
+    AccountOf(file);
+    std::map<std::string, uint64_t> counts;
+    const std::vector<std::string> notes = NotesBeside(Trace());
+    for (const auto& [note, count] :
+         ExpectedNotes(nlohmann::json::parse(testing::ReadFile(file)))) {
+      EXPECT_EQ(count, CountNoted(notes, note)) << note;
+      counts[note.substr(0, note.find('='))] += count;
+    }
+    EXPECT_EQ(notes.size(), counts["kind"]);
+    EXPECT_EQ(notes.size() - 2, counts["name"]);
+  }
+}
+
+TEST_F(CapturesTest, ATraceHasTheSameBytesWithAndWithoutItsCompanion) {
+  for (const std::string& file : files) {
+    AccountOf(file);
+    const std::string bytes = testing::ReadFile(Trace());
+    AccountOf(file, {"--no-companion"});
+    EXPECT_TRUE(bytes == testing::ReadFile(Trace())) << file;
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include "tests/support/Command.h"
 #include "tests/tools/ImportFixture.h"
+#include "tests/tools/NotesText.h"
 #include "tools/program/Subcommands.h"
 
 namespace marrowfin {
@@ -37,6 +38,14 @@ std::vector<std::string> Words(const std::string& line) {
   return words;
 }
 
+std::string Lines(const std::vector<std::string>& lines) {
+  std::string text;
+  for (const std::string& line : lines) {
+    text += line + "\n";
+  }
+  return text;
+}
+
 TEST_F(DocumentsTest, TheWorkedExampleIsWhatTheProgramPrintsAndWrites) {
   const std::string document = Document("import.md");
   ASSERT_EQ(0, chdir(folder.Path().c_str()));
@@ -48,6 +57,7 @@ TEST_F(DocumentsTest, TheWorkedExampleIsWhatTheProgramPrintsAndWrites) {
   EXPECT_EQ(0, result.exitStatus) << result.err;
   EXPECT_EQ(Block(document, "text"), result.out);
   EXPECT_EQ(testing::TraceBytes(Block(document, "records")), testing::ReadFile("example.trace"));
+  EXPECT_EQ(Block(document, "notes"), Lines(NotesBeside("example.trace")));
 }
 
 // The words of a help text that begin with two hyphens.

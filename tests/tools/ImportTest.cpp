@@ -223,7 +223,9 @@ TEST_F(ImportTest, ATransferThatNamesNoDestinationIsSkippedByName) {
 TEST_F(ImportTest, AKindOfItsOwnIsCountedForEachConvertedEvent) {
   const std::string all =
       List({Event(R"("zone":"K","zone_phase":"begin")"), Event(R"("type":"READ_BARRIER_END")"),
-            Event(R"("type":"READ","dx":3,"dy":3)"), Event(R"("type":"WRITE","dx":3,"dy":3)"),
+            Event(R"("type":"WRITE_FLUSH")"), Event(R"("type":"SEMAPHORE_WAIT")"),
+            Event(R"("type":"SEMAPHORE_SET")"), Event(R"("type":"READ","dx":3,"dy":3)"),
+            Event(R"("type":"WRITE","dx":3,"dy":3)"),
             Event(R"("type":"WRITE_MULTICAST","mcast_start_x":1,"mcast_start_y":1,)"
                   R"("mcast_end_x":3,"mcast_end_y":2)"),
             Event(R"("type":"SEMAPHORE_INC","dx":3,"dy":3)"),
@@ -233,8 +235,8 @@ TEST_F(ImportTest, AKindOfItsOwnIsCountedForEachConvertedEvent) {
     EXPECT_EQ(1, counts["events"]) << kind;
     EXPECT_EQ(kind == "multicasts" ? 6 : 1, counts["records"]) << kind;
   }
-  EXPECT_EQ(7u, account["converted"].size());
-  EXPECT_EQ(nlohmann::json::parse(R"({"fires":2,"sends":10,"frame":2,"frameThread":2,"total":14})"),
+  EXPECT_EQ(10u, account["converted"].size());
+  EXPECT_EQ(nlohmann::json::parse(R"({"fires":5,"sends":10,"frame":2,"frameThread":2,"total":17})"),
             account["records"]);
 }
 
@@ -295,7 +297,7 @@ TEST_F(ImportTest, TheAccountIsPrintedForPeople) {
   EXPECT_EQ(
       "events read                                            3\n"
       "  converted                                            2\n"
-      "    barriers, waits, set-ups                           1  -> 1 fires\n"
+      "    flushes                                            1  -> 1 fires\n"
       "    reads                                              1  -> 1 sends\n"
       "  skipped                                              1\n"
       "    of a type that is not known                        1  first: [2]\n"
@@ -308,7 +310,10 @@ TEST_F(ImportTest, TheAccountIsPrintedForPeople) {
       "thread 2: the two records of the frame\n"
       "device 0: from column 0, row 0\n"
       "device 1: from column 4, row 0\n"
-      "view it: marrowfin -c 2 -d 2 -p 2 -f " +
+      "companion: " +
+          Trace() + ".about\ncompanion: " + Trace() +
+          ".notes\n"
+          "view it: marrowfin -c 2 -d 2 -p 2 -f " +
           Trace() + "\n",
       out);
   EXPECT_EQ("", err);
@@ -317,8 +322,12 @@ TEST_F(ImportTest, TheAccountIsPrintedForPeople) {
 TEST_F(ImportTest, TheAccountIsPrintedForPrograms) {
   EXPECT_EQ(nlohmann::json::parse(R"({"format":"tt-npe","input":")" + Capture() +
                                   R"(","output":")" + Trace() + R"(",
+      "companion":[")" + Trace() + R"(.about",")" +
+                                  Trace() + R"(.notes"],
       "events":{"read":1,"converted":1,"skipped":0},
-      "converted":{"zones":{"events":1,"records":1},"waits":{"events":0,"records":0},
+      "converted":{"zones":{"events":1,"records":1},"barriers":{"events":0,"records":0},
+                   "flushes":{"events":0,"records":0},"waits":{"events":0,"records":0},
+                   "setUps":{"events":0,"records":0},
                    "reads":{"events":0,"records":0},"writes":{"events":0,"records":0},
                    "multicasts":{"events":0,"records":0},"semaphores":{"events":0,"records":0},
                    "fabricWrites":{"events":0,"records":0}},

@@ -95,7 +95,8 @@ TEST_F(ProgramTest, AnImportPrintsItsAccountOnStandardOutputOnly) {
   EXPECT_EQ(0, result.exitStatus);
   EXPECT_THAT(result.out, StartsWith("events read                                            1\n"));
   EXPECT_EQ("", result.err);
-  EXPECT_THAT(FolderContents(), ElementsAre("in.json", "out.trace"));
+  EXPECT_THAT(FolderContents(),
+              ElementsAre("in.json", "out.trace", "out.trace.about", "out.trace.notes"));
 }
 
 TEST_F(ProgramTest, ARefusedInputEndsWithStatus1AndALineOnStandardError) {

@@ -50,7 +50,7 @@ class RefusalTest : public ImportFixture {
 TEST_F(RefusalTest, EveryCutOfACaptureIsRefusedAndLeavesNothing) {
   const std::string whole = "[ " + Event(R"("type":"READ","dx":3,"dy":4,"e":[1.5e3,{"f":null}])") +
                             ",\n" + Event(R"("zone":"K\u00e9","zone_phase":"end")") + " ]";
-  ASSERT_EQ(0, Import(whole));
+  ASSERT_EQ(0, Import(whole, {"--no-companion"}));
   std::filesystem::remove(Trace());
   for (size_t size = 0; size < whole.size(); ++size) {
     SCOPED_TRACE("cut at byte " + std::to_string(size));

@@ -6,14 +6,20 @@
 #include <string>
 #include <vector>
 
+#include "convert/import/CaptureAbout.h"
+#include "convert/import/CaptureNotes.h"
 #include "convert/import/Conversion.h"
 #include "convert/import/Format.h"
 #include "convert/import/Report.h"
+#include "tools/program/CompanionOutput.h"
 #include "tools/program/Flags.h"
 #include "tools/program/Output.h"
 #include "tools/program/ProgressLine.h"
+#include "tools/program/ShellWord.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/ViewCommand.h"
+#include "trace/read/AboutFile.h"
+#include "trace/read/NotesFile.h"
 
 namespace marrowfin {
 namespace {
@@ -26,6 +32,10 @@ constexpr char footer[] =
     "Prints an account (events read = events converted + events skipped, by reason) and the\n"
     "command that shows the trace. Input that is packed by gzip or zstd is unpacked on the way.\n"
     "Events that hold what is not known are skipped; --strict refuses them.\n"
+    "Beside OUTPUT stands its companion, OUTPUT.about and OUTPUT.notes, which tells what its "
+    "records\n"
+    "were: kernels or barriers, how many bytes, on which network. Readers that know of none go\n"
+    "without.\n"
     "An input that is refused leaves no output behind, and an\n"
     "output that exists is replaced only when the new one is whole. \"-\" is a file name like\n"
     "any other: it stands for no standard stream.\n"
@@ -38,6 +48,7 @@ struct ImportFlags {
   std::string output;
   bool json = false;
   bool noFrame = false;
+  bool noCompanion = false;
   bool strict = false;
   uint64_t mostRecords = ConversionOptions().mostRecords;
 };
@@ -89,18 +100,35 @@ MaybeFailure CheckSize(const ImportFlags& flags, const Capture& capture, const A
   return std::nullopt;
 }
 
-MaybeFailure WriteOutput(const ImportFlags& flags, const Console& console, const Capture& capture,
-                         const ArrayLayout& layout, const ConversionOptions& options,
-                         Account& account) {
-  Output output;
-  if (MaybeFailure failure = output.Open(flags.output)) {
-    return failure;
-  }
+// What is imported, from where, and to where.
+struct Job {
+  const ImportFlags& flags;
+  const Console& console;
+  const Capture& capture;
+  const ArrayLayout& layout;
+  ConversionOptions options;
+};
+
+// The command line, as far as it says what stands in the trace.
+std::string CommandText(const ImportFlags& flags) {
+  return "marrowfin-trace import --format " + flags.format + " " + ShellWord(flags.input) + " -o " +
+         ShellWord(flags.output) + (flags.noFrame ? " --no-frame" : "");
+}
+
+About AboutJob(const Job& job, const Account& account) {
+  About about = AboutCapture(job.capture, job.layout, account);
+  about.name = job.flags.input.substr(job.flags.input.rfind('/') + 1);
+  about.command = CommandText(job.flags);
+  about.tool = "marrowfin-trace " MARROWFIN_VERSION;
+  return about;
+}
+
+MaybeFailure Write(const Job& job, ByteSink& sink, CaptureNotes* notes, Account& account) {
   Writer writer;
-  writer.Attach(output.Sink());
-  ProgressLine line(console.terminal, "writing " + flags.output, "M events", 1e6);
+  writer.Attach(sink);
+  ProgressLine line(job.console.terminal, "writing " + job.flags.output, "M events", 1e6);
   const Result<Account> written =
-      WriteRecords(capture, layout, options, writer, [&](const Progress& now) {
+      WriteRecords(job.capture, job.layout, job.options, writer, notes, [&](const Progress& now) {
         line.Update(now.done, now.all);
         return true;
       });
@@ -108,13 +136,73 @@ MaybeFailure WriteOutput(const ImportFlags& flags, const Console& console, const
     return OutputFailureOf(written.Why());
   }
   account = *written;
-  return output.Commit();
+  return std::nullopt;
+}
+
+MaybeFailure WriteAlone(const Job& job, Output& output, Account& account) {
+  if (MaybeFailure failure = Write(job, output.Sink(), nullptr, account)) {
+    return failure;
+  }
+  const bool replaces = output.PlainDescriptor().has_value();
+  MaybeFailure failure = output.Commit();
+  if (!failure && replaces) {
+    // What lies there is about the trace that was there before.
+    CompanionOutput::Remove(job.flags.output);
+  }
+  return failure;
+}
+
+MaybeFailure WriteWithCompanion(const Job& job, Output& output, Account& account) {
+  CompanionOutput companion;
+  if (MaybeFailure failure = companion.Open(job.flags.output, *output.PlainDescriptor())) {
+    return failure;
+  }
+  CaptureNotes notes(job.capture, companion.Notes());
+  if (MaybeFailure failure = Write(job, output.Sink(), &notes, account)) {
+    return failure;
+  }
+  if (const Fault fault = notes.Close()) {
+    return OutputFailureOf(fault);
+  }
+  About about = AboutJob(job, account);
+  notes.Recognise(about);
+  if (MaybeFailure failure = companion.Commit(about)) {
+    return failure;
+  }
+  MaybeFailure failure = output.Commit();
+  if (failure) {
+    CompanionOutput::Remove(job.flags.output);
+  }
+  return failure;
+}
+
+// Writes trace and companion; the names of the companion's files, where there are any.
+MaybeFailure WriteOutput(const Job& job, Account& account, std::vector<std::string>& companion) {
+  Output output;
+  if (MaybeFailure failure = output.Open(job.flags.output)) {
+    return failure;
+  }
+  if (job.flags.noCompanion || !output.PlainDescriptor()) {
+    return WriteAlone(job, output, account);
+  }
+  companion = {AboutBeside(job.flags.output), NotesFile::NameBeside(job.flags.output)};
+  return WriteWithCompanion(job, output, account);
+}
+
+MaybeFailure CheckOutput(const ImportFlags& flags) {
+  for (const std::string& name :
+       {flags.output, AboutBeside(flags.output), NotesFile::NameBeside(flags.output)}) {
+    if (IsSameFile(flags.input, name)) {
+      return Failure{EXIT_USAGE, name + ": is the input",
+                     "Name another output with -o: the trace would replace the capture."};
+    }
+  }
+  return std::nullopt;
 }
 
 MaybeFailure Import(const ImportFlags& flags, const Console& console) {
-  if (IsSameFile(flags.input, flags.output)) {
-    return Failure{EXIT_USAGE, flags.output + ": is the input",
-                   "Name another output with -o: the trace would replace the capture."};
+  if (MaybeFailure failure = CheckOutput(flags)) {
+    return failure;
   }
   Result<Capture> read = ReadInput(flags, console);
   if (!read) {
@@ -128,11 +216,13 @@ MaybeFailure Import(const ImportFlags& flags, const Console& console) {
     return failure;
   }
   Account account;
-  if (MaybeFailure failure = WriteOutput(flags, console, capture, layout, options, account)) {
+  std::vector<std::string> companion;
+  if (MaybeFailure failure =
+          WriteOutput({flags, console, capture, layout, options}, account, companion)) {
     return failure;
   }
   const ImportReport report = {
-      flags.format, flags.input, flags.output, ViewCommand(layout.Shape(), flags.output),
+      flags.format, flags.input, flags.output, companion, ViewCommand(layout.Shape(), flags.output),
       capture,      layout,      account};
   AccountStream(console, flags.output)
       << (flags.json ? ReportAsJson(report) : ReportAsText(report));
@@ -149,6 +239,8 @@ Action Configure(CLI::App& app) {
   app.add_flag("--json", flags->json, "Print the account as JSON");
   app.add_flag("--no-frame", flags->noFrame,
                "Leave out the two records that make the viewer show every event");
+  app.add_flag("--no-companion", flags->noCompanion,
+               "Write the trace alone, without OUTPUT.about and OUTPUT.notes");
   app.add_flag("--strict", flags->strict,
                "Refuse an input with an event that holds what is not known or lacks a field");
   AddCount(app, "--max-records", flags->mostRecords,

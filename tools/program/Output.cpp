@@ -31,6 +31,10 @@ MaybeFailure Output::Open(const std::string& path) {
 
 ByteSink& Output::Sink() { return standard ? static_cast<ByteSink&>(*standard) : file; }
 
+std::optional<int> Output::PlainDescriptor() const {
+  return file.IsPlain() ? std::optional(file.Descriptor()) : std::nullopt;
+}
+
 MaybeFailure Output::Commit() {
   const Fault fault = standard ? Fault() : file.Commit();
   return fault ? MaybeFailure(OutputFailureOf(fault)) : std::nullopt;

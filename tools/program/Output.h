@@ -28,6 +28,9 @@ class Output {
 
   ByteSink& Sink();
 
+  // The descriptor of a plain file; nothing for what is written as it comes.
+  std::optional<int> PlainDescriptor() const;
+
   // Ends the output: it is on the disk and has its name when this succeeds.
   [[nodiscard]] MaybeFailure Commit();
 

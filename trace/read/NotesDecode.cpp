@@ -8,6 +8,7 @@
 
 #include "trace/base/BigEndian.h"
 #include "trace/base/Bytes.h"
+#include "trace/base/Utf8.h"
 #include "trace/base/Zstd.h"
 
 namespace marrowfin {
@@ -15,31 +16,6 @@ namespace marrowfin {
 namespace {
 
 constexpr size_t FIELDS_BEFORE_SUM = 12;
-
-bool IsUtf8(const std::string& text) {
-  size_t i = 0;
-  while (i < text.size()) {
-    const auto lead = static_cast<uint8_t>(text[i]);
-    const size_t more = lead < 0x80 ? 0 : lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : 1;
-    if ((lead >= 0x80 && lead < 0xC2) || lead > 0xF4 || text.size() - i <= more) {
-      return false;
-    }
-    uint32_t point = more == 0 ? lead : lead & (0x3FU >> more);
-    for (size_t k = 1; k <= more; ++k) {
-      const auto next = static_cast<uint8_t>(text[i + k]);
-      if ((next & 0xC0) != 0x80) {
-        return false;
-      }
-      point = point << 6 | (next & 0x3F);
-    }
-    constexpr uint32_t LEAST[] = {0, 0x80, 0x800, 0x10000};
-    if (point < LEAST[more] || point > 0x10FFFF || (point >= 0xD800 && point < 0xE000)) {
-      return false;
-    }
-    i += more + 1;
-  }
-  return true;
-}
 
 std::string DecodeAttribute(ByteReader& reader, NoteDeclarations& declarations) {
   const uint64_t number = reader.Number();

@@ -3,13 +3,15 @@
 #include <charconv>
 #include <cmath>
 
+#include "trace/base/Utf8.h"
+
 namespace marrowfin {
 
 namespace {
 
 std::string Quoted(const std::string& text) {
   std::string quoted = "\"";
-  for (const char c : text) {
+  for (const char c : AsUtf8(text)) {
     if (c == '"' || c == '\\') {
       quoted += '\\';
     }
@@ -46,6 +48,12 @@ void AddLine(std::string& text, const char* key, const std::string& value) {
   }
 }
 
+void AddNumber(std::string& text, const char* key, double value) {
+  if (std::isfinite(value)) {
+    text += std::string(key) + " = " + Real(value) + "\n";
+  }
+}
+
 std::string ArrayText(const AboutArray& array) {
   const auto word = [](bool flag) { return flag ? "true" : "false"; };
   return "\n[array]\nclusters = " + Counts(array.shape.clusters) +
@@ -63,7 +71,7 @@ std::string AboutText(const About& about) {
   AddLine(text, "date", about.date);
   AddLine(text, "tool", about.tool);
   if (about.cycleNs) {
-    text += "cycle_ns = " + Real(*about.cycleNs) + "\n";
+    AddNumber(text, "cycle_ns", *about.cycleNs);
   }
   text += "\n[trace]\nrecords = " + std::to_string(about.printed) + "\nfingerprint = \"" +
           Hex(about.fingerprint) + "\"\n";
@@ -71,9 +79,9 @@ std::string AboutText(const About& about) {
     text += ArrayText(*about.array);
   }
   if (about.links) {
-    text += "\n[links]\nrouting = " + Quoted(about.links->routing) +
-            "\nbytes_per_cycle = " + Real(about.links->bytesPerCycle) +
-            "\nlatency = " + Real(about.links->latency) + "\n";
+    text += "\n[links]\nrouting = " + Quoted(about.links->routing) + "\n";
+    AddNumber(text, "bytes_per_cycle", about.links->bytesPerCycle);
+    AddNumber(text, "latency", about.links->latency);
   }
   for (const auto& [number, thread] : about.threads) {
     text += "\n[[threads]]\nthread = " + std::to_string(number) + "\n";

@@ -7,8 +7,9 @@
 
 namespace marrowfin {
 
-// The text of an about file. The same facts give the same bytes. Control characters become spaces:
-// no text of TOML may hold them.
+// The text of an about file. The same facts give the same bytes. Control characters become spaces,
+// and bytes that are no UTF-8 become U+FFFD: no text of TOML may hold them. Numbers that are none
+// are left out.
 std::string AboutText(const About& about);
 
 }  // namespace marrowfin

@@ -52,6 +52,9 @@ class AtomicFile : public ByteSink {
   // object's.
   int Descriptor() const { return descriptor; }
 
+  // Whether it gets its name by Commit: a device, pipe or socket has it already.
+  bool IsPlain() const { return temporary != nullptr; }
+
   // Ends the file: it is on the disk and has its name when this succeeds.
   [[nodiscard]] Fault Commit();
 

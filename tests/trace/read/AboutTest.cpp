@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "tests/support/Files.h"
 #include "tests/support/TraceText.h"
 #include "trace/base/Fingerprint.h"
@@ -54,6 +56,19 @@ TEST(AboutTest, TextThatNobodyWouldWriteIsReadAll) {
   About about;
   about.name = "two\nlines\t\x7f";
   EXPECT_EQ("two lines  ", Parsed(AboutText(about)).name);
+}
+
+TEST(AboutTest, NamesThatAreNoUtf8AndNumbersThatAreNoneLeaveTheRestReadable) {
+  About about;
+  about.name = "a\xff\xe4\xb8z\xf0\x9f\x90\x9f";
+  about.tool = "sim";
+  about.cycleNs = std::numeric_limits<double>::infinity();
+  about.links = AboutLinks{"xy", std::numeric_limits<double>::quiet_NaN(), 2};
+  const About read = Parsed(AboutText(about));
+  EXPECT_EQ("a\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbdz\xf0\x9f\x90\x9f", read.name);
+  EXPECT_EQ("sim", read.tool);
+  EXPECT_EQ(std::nullopt, read.cycleNs);
+  EXPECT_EQ((AboutLinks{"xy", 0, 2}), read.links);
 }
 
 TEST(AboutTest, KeysThatNobodyKnowsArePassedOver) {
