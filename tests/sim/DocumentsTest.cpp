@@ -13,6 +13,8 @@
 #include "tests/sim/Laws.h"
 #include "tests/sim/Rig.h"
 #include "tests/support/Files.h"
+#include "trace/read/AboutFile.h"
+#include "trace/read/NotesFile.h"
 
 namespace marrowfin::sim::testing {
 
@@ -204,6 +206,26 @@ TEST_F(DocumentsTest, TheProgramsInCxxBuildAndRecord) {
     EXPECT_EQ(first.empty() ? bytes : first, bytes) << "both record the same";
     first = bytes;
   }
+}
+
+TEST_F(DocumentsTest, TheProgramInCxxTellsWhatItsTraceCannotSay) {
+  WriteFile(directory.File("main.cpp"),
+            Blocks(ReadDocument("instrument-your-simulator.md"), "cpp")[0]);
+  const CommandResult result =
+      Shell(MARROWFIN_COMPILE " -I " MARROWFIN_SOURCE_DIR " main.cpp " MARROWFIN_LIBRARIES
+                              " -o my-simulator && ./my-simulator t");
+  ASSERT_EQ(0, result.exitStatus) << result.err;
+  const Result<std::unique_ptr<NotesFile>> notes = NotesFile::Open(directory.File("t.notes"));
+  ASSERT_TRUE(notes) << notes.Why().Text();
+  EXPECT_EQ(800U, (*notes)->Records());
+  EXPECT_EQ("request", (*notes)->Declarations().attributes[0].names.at(1));
+  const Result<NotesBlock> last = (*notes)->Notes(2);  // behind declarations and the first records
+  ASSERT_TRUE(last) << last.Why().Text();
+  EXPECT_EQ(797U, last->columns[1].values.back()) << "what the last fire, record 798, consumed";
+  const Result<About> about = ReadAbout(directory.File("t.about"));
+  ASSERT_TRUE(about) << about.Why().Text();
+  EXPECT_EQ("a ring of four", about->name);
+  EXPECT_EQ(ArrayShape(1, 1, 2), about->array->shape);
 }
 
 }  // namespace marrowfin::sim::testing
