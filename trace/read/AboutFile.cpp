@@ -260,16 +260,17 @@ Result<About> ParseAbout(std::string_view text, const std::string& name) {
 
 Result<About> ReadAbout(const std::string& name) {
   const Result<std::unique_ptr<PositionedFile>> file = OpenPlainFile(name, PlainAccess::READ);
-  if (!file) {
-    return file.Why();
-  }
-  std::vector<uint8_t> bytes(static_cast<size_t>(std::min((*file)->Size(), LARGEST)));
+  return file ? ReadAbout(**file) : file.Why();
+}
+
+Result<About> ReadAbout(const PositionedFile& file) {
+  std::vector<uint8_t> bytes(static_cast<size_t>(std::min(file.Size(), LARGEST)));
   if (!bytes.empty()) {
-    if (Fault fault = (*file)->ReadAt(0, bytes.size(), bytes.data())) {
+    if (Fault fault = file.ReadAt(0, bytes.size(), bytes.data())) {
       return fault;
     }
   }
-  return ParseAbout({reinterpret_cast<const char*>(bytes.data()), bytes.size()}, name);
+  return ParseAbout({reinterpret_cast<const char*>(bytes.data()), bytes.size()}, file.Name());
 }
 
 Fault CheckIsAbout(const About& about, const TraceSource& trace, const std::string& name) {

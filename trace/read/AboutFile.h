@@ -10,6 +10,7 @@
 
 namespace marrowfin {
 
+class PositionedFile;
 class TraceSource;
 
 // The name of the about file beside a trace.
@@ -19,6 +20,7 @@ inline std::string AboutBeside(const std::string& trace) { return trace + ".abou
 // holds something of a wrong type or out of range; keys that nobody knows are passed over. SYSTEM
 // where it cannot be read.
 [[nodiscard]] Result<About> ReadAbout(const std::string& name);
+[[nodiscard]] Result<About> ReadAbout(const PositionedFile& file);
 
 // The same of a text; `name` is for messages.
 [[nodiscard]] Result<About> ParseAbout(std::string_view text, const std::string& name);

@@ -205,20 +205,28 @@ std::string NotesFile::TakeBody(uint8_t kind, std::span<const uint8_t> body) {
 
 Fault NotesFile::Follow() {
   Result<std::unique_ptr<PositionedFile>> now = OpenPlainFile(Name(), PlainAccess::READ);
-  if (!now) {
-    return now.Why();
-  }
+  return now ? Follow(std::move(now).Take()) : now.Why();
+}
+
+Fault NotesFile::Follow(std::unique_ptr<PositionedFile> now) {
   const FileIdentity& before = file->Identity();
-  if ((*now)->Identity().inode != before.inode || (*now)->Identity().device != before.device ||
-      (*now)->Size() < file->Size()) {
+  if (now->Identity().inode != before.inode || now->Identity().device != before.device ||
+      now->Size() < file->Size()) {
     Fault fault = Damaged(0, "the notes were replaced");
     fault.kind = Fault::CHANGED;
     fault.remedy = "open them again";
     return fault;
   }
-  file = std::move(now).Take();
+  file = std::move(now);
   TakeBlocks(next);
   return {};
+}
+
+Fault NotesFile::OtherTrace(const NotesEntry& entry, const std::string& reason) const {
+  Fault fault = Damaged(entry.offset, reason);
+  fault.kind = Fault::OTHER_TRACE;
+  fault.remedy = "none of them is believed; remove them, or record trace and companion together";
+  return fault;
 }
 
 Result<NotesBlock> NotesFile::Notes(size_t number) const {

@@ -33,6 +33,7 @@ class NotesFile {
       std::unique_ptr<PositionedFile> file);
 
   const std::string& Name() const { return file->Name(); }
+  const PositionedFile& File() const { return *file; }
 
   const NoteDeclarations& Declarations() const { return declarations; }
 
@@ -52,12 +53,18 @@ class NotesFile {
   // shorter; all stays as it was then.
   [[nodiscard]] Fault Follow();
 
+  // The same where `now` is the file as it is now, wherever it is.
+  [[nodiscard]] Fault Follow(std::unique_ptr<PositionedFile> now);
+
   // The block of notes that Blocks()[number] tells of. Cycles are still differences
   // (ResolveCycles).
   [[nodiscard]] Result<NotesBlock> Notes(size_t number) const;
 
   // The samples of the block that Blocks()[number] tells of.
   [[nodiscard]] Result<std::vector<CounterSample>> Samples(size_t number) const;
+
+  // The OTHER_TRACE fault of notes one of whose blocks is not of the trace's records.
+  Fault OtherTrace(const NotesEntry& entry, const std::string& reason) const;
 
  private:
   explicit NotesFile(std::unique_ptr<PositionedFile> file) : file(std::move(file)) {}

@@ -1,0 +1,144 @@
+#include "trace/ask/NotedCursor.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "trace/ask/Walk.h"
+
+namespace marrowfin {
+
+NotedCursor::NotedCursor(const TraceSource& trace, const Index& index, NotesOfTrace& notes,
+                         const NotedFilter& filter, ProgressCallback progress)
+    : trace(trace), index(index), notes(notes), filter(filter), progress(std::move(progress)) {}
+
+void NotedCursor::Seek(uint64_t record) {
+  next = range ? std::clamp(record, range->begin, range->end) : record;
+  if (fault.kind == Fault::CANCELLED) {
+    fault = Fault();
+    readBefore = RecordsRead();
+    batches.reset();
+  }
+}
+
+bool NotedCursor::Prepare() {
+  told = 0;
+  for (size_t i = 0; i < filter.notes.size() && !fault; ++i) {
+    fault = CheckNoteCondition(filter.notes[i], notes.Declarations(), notes.File().Name());
+  }
+  if (!range && !fault) {
+    const Result<RecordRange> found = RangeOf(trace, index, filter.events, progress);
+    if (found) {
+      range = *found;
+      within = WithinRange(index, filter.events, *range);
+      next = std::clamp(next, range->begin, range->end);
+    } else {
+      fault = found.Why();
+    }
+  }
+  return !fault;
+}
+
+// A cursor over records that may match, unless there is one.
+void NotedCursor::Open(const RecordRange& found) {
+  if (batches != nullptr && span.begin == found.begin && span.end == found.end) {
+    return;
+  }
+  readBefore = RecordsRead();
+  span = found;
+  within.firstRecord = span.begin;
+  within.lastRecord = span.end;
+  const auto tell = [this](const Progress& part) { return Tell(done + part.done); };
+  batches = std::make_unique<BatchCursor>(trace, index, within,
+                                          progress ? ProgressCallback(tell) : nullptr);
+}
+
+bool NotedCursor::Tell(uint64_t of) {
+  told = of;
+  return !progress || progress({of, all, Progress::RECORDS});
+}
+
+// Keeps those records of a batch whose notes match; whether there are any.
+bool NotedCursor::Take(Selection& found) {
+  if (filter.notes.empty()) {
+    return true;
+  }
+  const std::span<uint8_t> marked = std::span(marks).first(found.Size());
+  std::fill(marked.begin(), marked.end(), uint8_t{1});
+  for (const NoteCondition& condition : filter.notes) {
+    const Result<const NoteValues*> values = notes.Of(found, condition.attribute);
+    if (!values) {
+      fault = values.Why();
+      return false;
+    }
+    MarkNotes(condition, notes.Declarations().attributes[condition.attribute].type, **values,
+              marked);
+  }
+  if (notes.Refused().kind == Fault::OTHER_TRACE) {
+    fault = notes.Refused();
+    return false;
+  }
+  size_t count = 0;
+  for (size_t i = 0; i < marked.size(); ++i) {
+    rows[count] = found.rows[i];
+    count += marked[i];
+  }
+  found.rows = std::span<const uint16_t>(rows).first(count);
+  return count > 0;
+}
+
+// The end of a search that found nothing more.
+bool NotedCursor::End() {
+  if (!fault && told < all && !Tell(all)) {
+    fault = CancelledFault(trace.Name());
+  }
+  fault = Settle(trace, index, fault);
+  return false;
+}
+
+bool NotedCursor::Next(Selection& found) {
+  if (!Prepare()) {
+    return false;
+  }
+  all = range->end - range->begin;
+  const bool hadSome = next < range->end;
+  while (next < range->end && !fault) {
+    Open({range->begin, range->end});
+    batches->Seek(next);
+    done = span.begin - range->begin;
+    while (!fault && batches->Next(found)) {
+      next = found.end;
+      if (Take(found)) {
+        return true;
+      }
+    }
+    fault = fault ? fault : batches->GetFault();
+    next = fault ? next : span.end;
+  }
+  all = hadSome ? all : 0;
+  return End();
+}
+
+bool NotedCursor::Previous(Selection& found) {
+  if (!Prepare()) {
+    return false;
+  }
+  const uint64_t start = next;
+  all = start - range->begin;
+  while (next > range->begin && !fault) {
+    Open({range->begin, range->end});
+    batches->Seek(next);
+    done = start - next;
+    while (!fault && batches->Previous(found)) {
+      next = found.begin;
+      if (Take(found)) {
+        return true;
+      }
+      done = start - next;
+    }
+    fault = fault ? fault : batches->GetFault();
+    next = fault ? next : span.begin;
+  }
+  return End();
+}
+
+}  // namespace marrowfin
