@@ -64,11 +64,11 @@ void Regression::AddCrashCallback(StatelessCallback* cb) { crashCalls.push_back(
 namespace {
 
 // What the handling of a crash is at.
-enum Stage : int { NO_CRASH, CALLBACKS, VERDICT, EXIT, LEAVE };
+enum Stage : int { CALLBACKS, VERDICT, EXIT, LEAVE };
 
 // Each fault of the machine within the handling starts it anew behind the step that faulted, in a
 // handler of its own that never returns: what it finds here is what the one below it left.
-volatile Stage stage = NO_CRASH;
+volatile Stage stage = CALLBACKS;
 volatile int crashSignal = 0;
 volatile size_t nextCallback = 0;
 
@@ -122,14 +122,16 @@ void GoOnAfterFault(int theSignal, siginfo_t* info, void* /*context*/) {
     HandleCrash();
   }
   if (theSignal != SIGSEGV) {
-    // One that is no business of the crash handling keeps its effect.
+    // One that is no business of the crash handling keeps its effect, which was the default one.
     signal(theSignal, SIG_DFL);
     raise(theSignal);
   }
 }
 
 // From the time of a crash on. Unblocked, since the crash may itself be such a fault, and without a
-// mask, so that a fault within the handling of a fault is handled too.
+// mask, so that a fault within the handling of a fault is handled too. A fault that the program
+// handles itself, or has ignored, is left to it: callbacks may rely on that, as whoever reads a
+// mapped file relies on its handler of SIGBUS.
 void TakeFaultsOver() {
   struct sigaction action = {};
   action.sa_sigaction = GoOnAfterFault;
@@ -138,8 +140,12 @@ void TakeFaultsOver() {
   sigset_t faults;
   sigemptyset(&faults);
   for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) {
-    sigaction(fault, &action, nullptr);
-    sigaddset(&faults, fault);
+    struct sigaction former;
+    sigaction(fault, nullptr, &former);
+    if (fault == SIGSEGV || former.sa_handler == SIG_DFL) {
+      sigaction(fault, &action, nullptr);
+      sigaddset(&faults, fault);
+    }
   }
   sigprocmask(SIG_UNBLOCK, &faults, nullptr);
 }
@@ -164,10 +170,11 @@ void Regression::CancelCrashCallback(StatelessCallback* cb) {
 }
 
 void PrintRegressionStateAndExit(int theSignal) {
-  if (stage != NO_CRASH) {
+  static bool alreadyCrashing = false;
+  if (alreadyCrashing) {
     return;
   }
-  stage = CALLBACKS;
+  alreadyCrashing = true;
   crashSignal = theSignal;
   TakeFaultsOver();
   HandleCrash();

@@ -58,10 +58,11 @@ class Regression {
 // with the signal's name, prints the verdict and exits with status 1.
 //
 // While it runs, SIGABRT, SIGINT and SIGSEGV do nothing where they are sent (raise, kill): what
-// they interrupted goes on. A callback in which the machine itself faults (SIGSEGV, SIGBUS, SIGFPE,
-// SIGILL) is left where it is, its destructors are not run, and the handling goes on with the next
-// callback. A callback must not call abort(), nor what ends in it, such as a failed assertion or a
-// failure of a crash-on-error File: the C library then ends the process without a verdict.
+// they interrupted goes on. A callback in which the machine itself faults (SIGSEGV, and SIGBUS,
+// SIGFPE and SIGILL unless the program has handlers of its own for them) is left where it is, its
+// destructors are not run, and the handling goes on with the next callback. A callback must not
+// call abort(), nor what ends in it, such as a failed assertion or a failure of a crash-on-error
+// File: the C library then ends the process without a verdict.
 void PrintRegressionStateAndExit(int theSignal);
 
 #endif

@@ -5,6 +5,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <csetjmp>
 #include <csignal>
 #include <cstdio>
 #include <new>
@@ -299,8 +300,13 @@ TEST_F(RegressionTest, CancelErasesNothingPastTheEnd) {
 // and written when the process exits.
 class CrashTest : public RegressionTest {
  protected:
+  // In the process that is to end. Sanitizers handle faults that other programs leave to the
+  // system.
   static void Start() {
     JoinOutputWithError();
+    for (const int fault : {SIGBUS, SIGFPE, SIGILL}) {
+      signal(fault, SIG_DFL);
+    }
     Regression::Initialize();
   }
 };
@@ -409,13 +415,24 @@ void DivideByZero() {
 #endif
 }
 
-class FaultTest : public CrashTest, public ::testing::WithParamInterface<void (*)()> {};
+struct MachineFault {
+  const char* name;
+  void (*bringAbout)();
+};
+
+// The address of a function is another one in every process and would be part of the test's name.
+void PrintTo(const MachineFault& fault, std::ostream* out) { *out << fault.name; }
+
+class FaultTest : public CrashTest, public ::testing::WithParamInterface<MachineFault> {};
 
 INSTANTIATE_TEST_SUITE_P(Faults, FaultTest,
-                         ::testing::Values(Touch, ReadBeyondAFile, Trap, DivideByZero));
+                         ::testing::Values(MachineFault{"Touch", Touch},
+                                           MachineFault{"ReadBeyondAFile", ReadBeyondAFile},
+                                           MachineFault{"Trap", Trap},
+                                           MachineFault{"DivideByZero", DivideByZero}));
 
 TEST_P(FaultTest, WithinACallbackLetsTheNextOnesRunAndTheVerdictCome) {
-  Doing faulting(GetParam());
+  Doing faulting(GetParam().bringAbout);
   Regression::crashCalls = {&first, &faulting, &second, &faulting, &faulting, &third};
   for (const auto& [number, name] : {std::pair{SIGABRT, "SIGABRT"}, {SIGSEGV, "SIGSEGV"}}) {
     EXPECT_EXIT((Start(), alarm(30), raise(number)), ExitedWithCode(1),
@@ -425,7 +442,7 @@ TEST_P(FaultTest, WithinACallbackLetsTheNextOnesRunAndTheVerdictCome) {
 
 TEST_P(FaultTest, WithinADestructorAtTheExitKeepsTheVerdict) {
   static void (*fault)() = nullptr;
-  fault = GetParam();
+  fault = GetParam().bringAbout;
   EXPECT_EXIT((Start(), alarm(30), atexit([] { fault(); }), abort()), ExitedWithCode(1),
               Eq("Regression FAILED: SIGABRT\n\n"));
 }
@@ -441,6 +458,28 @@ TEST_F(CrashTest, OtherFaultsThatAreSentWithinACallbackKeepTheirEffect) {
   Doing raising([] { raise(SIGFPE); });
   Regression::crashCalls = {&raising};
   EXPECT_EXIT((Start(), abort()), ::testing::KilledBySignal(SIGFPE), Eq(""));
+}
+
+TEST_F(CrashTest, FaultsThatTheProgramHandlesItselfStayItsOwnWithinACallback) {
+  static sigjmp_buf back;
+  Doing surviving([] {
+    if (sigsetjmp(back, 1) == 0) {
+      ReadBeyondAFile();
+    }
+    fprintf(stderr, "survived\n");
+  });
+  Doing raising([] {
+    raise(SIGFPE);
+    fprintf(stderr, "went on\n");
+  });
+  Regression::crashCalls = {&surviving, &raising};
+  const auto crash = [] {
+    signal(SIGBUS, [](int) { siglongjmp(back, 1); });
+    signal(SIGFPE, SIG_IGN);
+    abort();
+  };
+  EXPECT_EXIT((Start(), alarm(30), crash()), ExitedWithCode(1),
+              Eq("survived\nwent on\nRegression FAILED: SIGABRT\n\n"));
 }
 
 TEST_F(CrashTest, CallbackThatCancelsItselfDoesNotHideTheNextOne) {
