@@ -6,8 +6,12 @@
 #include <vector>
 
 #include "tools/program/Interruption.h"
+#include "tools/program/OutOfMemory.h"
 #include "tools/program/Program.h"
 #include "tools/program/TerminalText.h"
+
+// Ahead of the constructors of static objects, which may be without memory as well.
+[[gnu::constructor(101)]] static void BeforeAll() { marrowfin::EndCleanlyWithoutMemory(); }
 
 int main(int argc, char** argv) {
   // A file-size limit is then a failed write like any other, with a text and a clean end.

@@ -176,7 +176,7 @@ std::string ReportAsText(const ImportReport& report) {
 std::string ReportAsJson(const ImportReport& report) {
   const Account& account = report.account;
   const uint64_t skipped = SkippedEvents(report.capture);
-  Json json;
+  Json json = Json::object();
   json["format"] = report.format;
   json["input"] = report.input;
   json["output"] = report.output;

@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "tools/program/NearestWord.h"
+#include "tools/program/OutOfMemory.h"
 #include "tools/program/Report.h"
 #include "tools/program/Subcommands.h"
 
@@ -28,8 +29,7 @@ const char programFooter[] =
     "  3  the output cannot be written, or memory ran out";
 
 // Made at the start: when memory has run out, nothing can be.
-const Failure outOfMemory = {EXIT_SYSTEM, "out of memory",
-                             "Use a smaller input or a larger machine."};
+const Failure outOfMemory = {EXIT_SYSTEM, OUT_OF_MEMORY, OUT_OF_MEMORY_REMEDY};
 
 // Results that nobody could read are no success.
 MaybeFailure FlushResults(const Console& console) {

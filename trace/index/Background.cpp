@@ -7,7 +7,6 @@
 #include <condition_variable>
 #include <exception>
 #include <mutex>
-#include <system_error>
 #include <thread>
 
 namespace marrowfin {
@@ -51,7 +50,7 @@ class Background::Worker {
     try {
       thread = std::thread([this] { Loop(); });
       return true;
-    } catch (const std::system_error&) {
+    } catch (...) {  // neither room nor memory for a thread
       return false;
     }
   }

@@ -4,7 +4,6 @@
 #include <exception>
 #include <memory>
 #include <mutex>
-#include <system_error>
 #include <thread>
 
 #include "trace/base/BigEndian.h"
@@ -149,7 +148,7 @@ void ReadAll(const TraceSource& trace, std::vector<Piece>& pieces, Meter& meter)
     for (; begun < pieces.size(); ++begun) {
       threads.emplace_back(read, begun);
     }
-  } catch (const std::system_error&) {
+  } catch (...) {  // neither room nor memory for a thread
   }
   read(0);
   for (; begun < pieces.size(); ++begun) {

@@ -83,7 +83,10 @@ class GzipUnpacker : public Unpacker {
  public:
   GzipUnpacker(std::unique_ptr<ByteSource> source, const std::string& name)
       : Unpacker(std::move(source), name) {
-    inflateInit2(&stream, 15 + 16);
+    // Nothing but memory can be missing.
+    if (inflateInit2(&stream, 15 + 16) != Z_OK) {
+      throw std::bad_alloc();
+    }
   }
   ~GzipUnpacker() override { inflateEnd(&stream); }
 
@@ -133,7 +136,11 @@ class GzipUnpacker : public Unpacker {
 class ZstdUnpacker : public Unpacker {
  public:
   ZstdUnpacker(std::unique_ptr<ByteSource> source, const std::string& name)
-      : Unpacker(std::move(source), name), stream(ZSTD_createDStream()) {}
+      : Unpacker(std::move(source), name), stream(ZSTD_createDStream()) {
+    if (stream == nullptr) {
+      throw std::bad_alloc();
+    }
+  }
   ~ZstdUnpacker() override { ZSTD_freeDStream(stream); }
 
  protected:

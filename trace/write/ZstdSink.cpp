@@ -2,6 +2,8 @@
 
 #include <zstd.h>
 
+#include <new>
+
 namespace marrowfin {
 
 namespace {
@@ -12,6 +14,9 @@ constexpr uint64_t FRAME = 4 << 20;  // raw bytes, about
 
 struct ZstdSink::Context {
   explicit Context(int level) : stream(ZSTD_createCCtx()) {
+    if (stream == nullptr) {
+      throw std::bad_alloc();
+    }
     ZSTD_CCtx_setParameter(stream, ZSTD_c_compressionLevel, level);
     ZSTD_CCtx_setParameter(stream, ZSTD_c_checksumFlag, 1);
   }

@@ -1,0 +1,102 @@
+// Memory that runs out anywhere in a run of the program.
+
+#include "tests/support/ScarceMemory.h"
+
+#include "tests/tools/CommandFixture.h"
+
+namespace marrowfin {
+namespace {
+
+using testing::CommandResult;
+
+constexpr char complaint[] =
+    "marrowfin-trace: out of memory\n  Use a smaller input or a larger machine.\n";
+
+class ScarceMemoryTest : public CommandFixture {
+ protected:
+  // Of some thousand allocations, all over the run.
+  static constexpr int PLACES = 25;
+
+  // Whatever the first allocation that fails, the program says so and leaves nothing half written.
+  void ExpectCleanEnds(const std::vector<std::string>& words) const {
+    int failed = 0;
+    const auto check = [&](const CommandResult& result, const std::string& what) {
+      SCOPED_TRACE(words[0] + " " + what);
+      EXPECT_EQ(0, result.signal);
+      if (result.exitStatus != 0) {
+        ++failed;
+        EXPECT_EQ(3, result.exitStatus);
+        EXPECT_EQ(complaint, result.err);
+      }
+      EXPECT_FALSE(HasFileLike(".mfpart-"));
+      std::filesystem::remove(folder.File("long.trace.mfindex"));
+      std::filesystem::remove(folder.File("made"));
+    };
+    testing::RunWithScarceMemory(Words(words), {"", folder.Path(), {}}, PLACES, check);
+#ifndef __SANITIZE_ADDRESS__
+    EXPECT_GT(failed, PLACES);
+#endif
+  }
+};
+
+TEST_F(ScarceMemoryTest, InfoEndsCleanly) {
+  LongTrace(10000);
+  ExpectCleanEnds({"info", "long.trace", "--json"});
+}
+
+TEST_F(ScarceMemoryTest, UnpackingEndsCleanly) {
+  LongTrace(10000);
+  ASSERT_EQ(0, Shell("gzip -k long.trace && zstd -q long.trace").exitStatus);
+  ExpectCleanEnds({"check", "long.trace.gz"});
+  ExpectCleanEnds({"info", "long.trace.zst"});
+}
+
+TEST_F(ScarceMemoryTest, IndexEndsCleanly) {
+  LongTrace(110000);
+  ExpectCleanEnds({"index", "long.trace"});
+  ExpectCleanEnds({"index", "long.trace", "-o", "made"});
+}
+
+TEST_F(ScarceMemoryTest, StateEndsCleanly) {
+  LongTrace(110000);
+  ExpectCleanEnds({"state", "long.trace", "--step", "99", "--json"});
+}
+
+TEST_F(ScarceMemoryTest, SynthEndsCleanly) {
+  ExpectCleanEnds({"synth", "-o", "made", "--records", "10000"});
+}
+
+TEST_F(ScarceMemoryTest, ImportEndsCleanly) {
+  testing::WriteFile(folder.File("in.json"), R"([{"proc":"BRISC","sx":1,"sy":2,"dx":2,"dy":2,)"
+                                             R"("timestamp":10,"type":"WRITE_FLUSH"}])");
+  ExpectCleanEnds({"import", "--format", "tt-npe", "in.json", "-o", "made", "--json"});
+}
+
+// The system refuses not only what is allocated but maps and threads as well.
+#ifndef __SANITIZE_ADDRESS__
+TEST_F(ScarceMemoryTest, ALimitOfAddressesEndsCleanly) {
+  LongTrace(110000);
+  int failed = 0;
+  int limit = 2000;
+  const auto run = [&](const std::string& words) {
+    return Shell("ulimit -v " + std::to_string(limit) + "; exec \"$0\" " + words);
+  };
+  while (run("--version").exitStatus != 0 && limit < 1'000'000) {
+    limit += 200;
+  }
+  for (const int end = limit + 12'000; limit < end; limit += 300) {
+    const CommandResult result = run("state long.trace --step 99");
+    EXPECT_EQ(0, result.signal) << limit;
+    if (result.exitStatus != 0) {
+      ++failed;
+      EXPECT_EQ(3, result.exitStatus) << limit;
+      EXPECT_EQ(complaint, result.err) << limit;
+    }
+    std::filesystem::remove(folder.File("long.trace.mfindex"));
+  }
+  EXPECT_GT(failed, 5);
+}
+#endif
+
+}  // namespace
+}  // namespace marrowfin
