@@ -1,0 +1,181 @@
+#include "measure/CountRun.h"
+
+#include <algorithm>
+#include <memory>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "trace/ask/BatchCursor.h"
+#include "trace/read/Split.h"
+
+namespace marrowfin {
+namespace {
+
+// As far before the end as any record can be found from.
+constexpr uint64_t TAIL = 1 << 16;
+
+// Counts a piece of the trace.
+class Counter : public PieceTaker {
+ public:
+  Counter(const RunShape& shape, const EventFilter& filter)
+      : shape(shape), selector(filter), counts(shape) {}
+
+  void Take(const Columns& columns) override {
+    Selection selection;
+    selection.columns = &columns;
+    selection.rows = selector.Select(columns, 0, columns.size);
+    counts.Add(selection);
+  }
+
+  void Forget() override { counts = RunCounts(shape); }
+
+  const RunCounts& Get() const { return counts; }
+
+ private:
+  RunShape shape;
+  Selector selector;
+  RunCounts counts;
+};
+
+Fault NoRecords(const TraceSource& trace) {
+  Fault fault;
+  fault.kind = Fault::OUT_OF_RANGE;
+  fault.file = trace.Name();
+  fault.reason = "there are no records";
+  return fault;
+}
+
+// Raises range.last to what stands from `offset` to the end of the trace.
+Fault TakeTail(const TraceSource& trace, uint64_t offset, Columns& columns, CycleRange& range) {
+  while (offset < trace.Size()) {
+    Result<uint64_t> next = trace.Decode(offset, trace.Size(), columns);
+    if (!next) {
+      return next.Why();
+    }
+    for (size_t i = 0; i < columns.size; ++i) {
+      range.last = std::max(range.last, columns.cycle[i]);
+    }
+    offset = *next;
+  }
+  return {};
+}
+
+// All records, a piece for each processor.
+Result<RunCounts> CountInPieces(const TraceSource& trace, const RunShape& shape,
+                                const EventFilter& filter, const ProgressCallback& progress) {
+  const size_t pieces = std::clamp<size_t>(std::thread::hardware_concurrency(), 1, 16);
+  std::vector<std::unique_ptr<Counter>> counters;
+  std::vector<PieceTaker*> takers;
+  for (size_t i = 0; i < pieces; ++i) {
+    counters.push_back(std::make_unique<Counter>(shape, filter));
+    takers.push_back(counters.back().get());
+  }
+  if (Fault end = ReadInPieces(trace, takers, progress).end) {
+    return end;
+  }
+  RunCounts all = counters[0]->Get();
+  for (size_t i = 1; i < pieces; ++i) {
+    all.Add(counters[i]->Get());
+  }
+  return all;
+}
+
+Result<RunCounts> CountByIndex(const TraceSource& trace, const Index& index, const RunShape& shape,
+                               const EventFilter& filter, const ProgressCallback& progress) {
+  BatchCursor cursor(trace, index, filter, progress);
+  RunCounts counts(shape);
+  Selection found;
+  while (cursor.Next(found)) {
+    counts.Add(found);
+  }
+  if (Fault fault = cursor.GetFault()) {
+    return fault;
+  }
+  return counts;
+}
+
+bool NeedsIndex(const EventFilter& filter) {
+  return filter.firstRecord != 0 || filter.lastRecord != ~uint64_t{0} || filter.firstStep != 0 ||
+         filter.lastStep != ~uint64_t{0};
+}
+
+bool IsPartial(const EventFilter& filter) {
+  return NeedsIndex(filter) || !filter.HasEveryCycle() || filter.thread || filter.region;
+}
+
+class Question {
+ public:
+  Question(const TraceSource& trace, const Index* index, const RunQuestion& question,
+           const ProgressCallback& progress)
+      : trace(trace), index(index), question(question), progress(progress) {}
+
+  Result<RunCounts> Count(CycleRange range) const {
+    const TimeColumns columns = TimeColumns::AtMost(range.first, range.last, question.mostColumns);
+    const RunShape shape = {question.shape, question.wrapColumns, question.wrapRows,
+                            question.columnFirst, columns};
+    return index != nullptr && IsPartial(question.filter)
+               ? CountByIndex(trace, *index, shape, question.filter, progress)
+               : CountInPieces(trace, shape, question.filter, progress);
+  }
+
+ private:
+  const TraceSource& trace;
+  const Index* index;
+  const RunQuestion& question;
+  const ProgressCallback& progress;
+};
+
+// The cycles of the timeline: those asked for, as far as there are any.
+CycleRange Narrowed(CycleRange range, const EventFilter& filter) {
+  const uint64_t first = std::clamp(filter.firstCycle, range.first, range.last);
+  return {first, std::max(first, std::min(filter.lastCycle, range.last))};
+}
+
+}  // namespace
+
+Result<CycleRange> CyclesOf(const TraceSource& trace) {
+  if (trace.Size() == 0) {
+    return NoRecords(trace);
+  }
+  const auto columns = std::make_unique<Columns>();
+  if (Result<uint64_t> next = trace.Decode(0, trace.Size(), *columns); !next) {
+    return next.Why();
+  }
+  CycleRange range = {columns->cycle[0], columns->cycle[0]};
+  uint64_t from = 0;
+  if (trace.Size() > TAIL) {
+    Result<std::optional<uint64_t>> found = Resynchronise(trace, trace.Size() - TAIL);
+    if (!found) {
+      return found.Why();
+    }
+    from = found->value_or(0);
+  }
+  if (Fault fault = TakeTail(trace, from, *columns, range)) {
+    return fault;
+  }
+  return range;
+}
+
+Result<RunCounts> CountRun(const TraceSource& trace, const Index* index,
+                           const RunQuestion& question, const ProgressCallback& progress) {
+  Result<CycleRange> cycles = CyclesOf(trace);
+  if (!cycles) {
+    return cycles.Why();
+  }
+  const Question asked(trace, index, question, progress);
+  const CycleRange range = Narrowed(*cycles, question.filter);
+  Result<RunCounts> counts = asked.Count(range);
+  if (!counts || counts->IsEmpty()) {
+    return counts;
+  }
+  // Cycles fall, or only records and steps were asked for: now the cycles of those are known.
+  const CycleRange seen = {counts->FirstCycle(), counts->LastCycle()};
+  const bool beyond = seen.first < range.first || seen.last > range.last;
+  if (beyond || NeedsIndex(question.filter)) {
+    return asked.Count(seen);
+  }
+  return counts;
+}
+
+}  // namespace marrowfin

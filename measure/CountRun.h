@@ -1,0 +1,50 @@
+#ifndef MEASURE_COUNTRUN_H
+#define MEASURE_COUNTRUN_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "measure/RunCounts.h"
+#include "trace/ask/EventFilter.h"
+#include "trace/base/Progress.h"
+#include "trace/base/Result.h"
+#include "trace/index/Index.h"
+#include "trace/read/TraceSource.h"
+
+namespace marrowfin {
+
+// What is to be counted, of which records.
+struct RunQuestion {
+  ArrayShape shape;
+  bool wrapColumns = false;
+  bool wrapRows = false;
+  bool columnFirst = false;
+  EventFilter filter;
+  size_t mostColumns = 400;  // of the timeline
+};
+
+// The cycles of the first and the last record of a trace, read from its ends; of a trace whose
+// cycles fall, of those in between as far as they are read. OUT_OF_RANGE where it has no record.
+struct CycleRange {
+  uint64_t first = 0;
+  uint64_t last = 0;
+
+  // Cycles in it, as a number that can be divided by: there may be 2^64.
+  double Length() const { return static_cast<double>(last - first) + 1; }
+};
+[[nodiscard]] Result<CycleRange> CyclesOf(const TraceSource& trace);
+
+// Counts the records that the filter lets through, in one pass by all processors; with an index,
+// and a filter that leaves most of the trace out, only what that tells to read. A filter on records
+// or steps needs an index. The timeline is of the cycles asked for, as far as the trace has them.
+//
+// A fault where the trace cannot be read to its end, or `progress`, which counts bytes, or with an
+// index records, asked to stop. What was counted up to a break is in no answer: a share of a trace
+// is no measure of a run.
+[[nodiscard]] Result<RunCounts> CountRun(const TraceSource& trace, const Index* index,
+                                         const RunQuestion& question,
+                                         const ProgressCallback& progress = {});
+
+}  // namespace marrowfin
+
+#endif

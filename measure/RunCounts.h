@@ -1,0 +1,89 @@
+#ifndef MEASURE_RUNCOUNTS_H
+#define MEASURE_RUNCOUNTS_H
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "measure/LinkCounts.h"
+#include "measure/PlaceCounts.h"
+#include "measure/PulseCounts.h"
+#include "measure/Timeline.h"
+#include "trace/ask/Selection.h"
+#include "trace/base/About.h"
+#include "trace/base/ArrayShape.h"
+
+namespace marrowfin {
+
+// What is to be counted of an array.
+struct RunShape {
+  ArrayShape shape;
+  bool wrapColumns = false;  // whether links join the last column to the first
+  bool wrapRows = false;
+  bool columnFirst = false;  // how messages are routed, see Mesh
+  TimeColumns columns;
+};
+
+// Everything that one pass through a trace counts, in order of the trace.
+//
+// Links are counted twice: between elements, and between the switches of clusters. Which of them
+// mean something follows from the whole of the trace (LinksOf).
+class RunCounts {
+ public:
+  // Clusters of which the traffic from each to each is kept.
+  static constexpr size_t MOST_CLUSTERS_OF_MATRIX = 1024;
+
+  explicit RunCounts(const RunShape& shape);
+
+  void Add(const Selection& records);
+
+  // What came right behind.
+  void Add(const RunCounts& later);
+
+  const PlaceCounts& Places() const { return places; }
+  const Timeline& Times() const { return times; }
+  const PulseCounts& Pulses() const { return pulses; }
+
+  // Messages by distance: columns and rows between their ends. Those with an end outside the array
+  // are not counted.
+  const std::vector<uint64_t>& Distances() const { return distances; }
+
+  // Messages whose ends are not both on one link of the mesh of elements, nor in one element.
+  uint64_t FarSends() const { return farSends; }
+
+  const LinkCounts& ElementLinks() const { return elementLinks; }
+  const LinkCounts& ClusterLinks() const { return clusterLinks; }
+
+  // Messages within a cluster that pass its switch: those that leave their domain.
+  const std::vector<uint64_t>& TurnedAtSwitch() const { return turned; }
+
+  // Messages from each cluster to each, row by row; empty where the array has too many.
+  const std::vector<uint64_t>& Traffic() const { return traffic; }
+
+  // The lowest and the highest cycle of all that was added, and whether any record was.
+  bool IsEmpty() const { return records == 0; }
+  uint64_t Records() const { return records; }
+  uint64_t FirstCycle() const { return firstCycle; }
+  uint64_t LastCycle() const { return lastCycle; }
+
+ private:
+  void AddSend(Place from, Place to);
+  void AddCycles(const Selection& selected);
+
+  PlaceCounts places;
+  Timeline times;
+  PulseCounts pulses;
+  std::vector<uint64_t> distances;
+  uint64_t farSends = 0;
+  LinkCounts elementLinks;
+  LinkCounts clusterLinks;
+  std::vector<uint64_t> turned;
+  std::vector<uint64_t> traffic;
+  uint64_t records = 0;
+  uint64_t firstCycle = ~uint64_t{0};
+  uint64_t lastCycle = 0;
+};
+
+}  // namespace marrowfin
+
+#endif

@@ -1,0 +1,94 @@
+#include "measure/Timeline.h"
+
+#include <algorithm>
+
+namespace marrowfin {
+namespace {
+
+void AddUp(std::vector<uint64_t>& sum, const std::vector<uint64_t>& more) {
+  for (size_t i = 0; i < sum.size(); ++i) {
+    sum[i] += more[i];
+  }
+}
+
+}  // namespace
+
+TimeColumns TimeColumns::AtMost(uint64_t first, uint64_t last, size_t most) {
+  // The number of cycles is one more than what fits 64 bits at most, so it is not written down.
+  return {first, last, (last - first) / most + 1};
+}
+
+Timeline::Timeline(const TimeColumns& columns)
+    : columns(columns), others(columns.Count()), begin(columns.first), end(columns.first) {
+  for (std::vector<uint64_t>& type : types) {
+    type.resize(columns.Count());
+  }
+  end = columns.FirstOf(0) + columns.WidthOf(0) - 1;
+}
+
+bool Timeline::Place(uint64_t cycle) {
+  if (cycle >= begin && cycle <= end) {
+    return true;
+  }
+  if (cycle < columns.first || cycle > columns.last) {
+    return false;
+  }
+  column = static_cast<size_t>((cycle - columns.first) / columns.width);
+  begin = columns.FirstOf(column);
+  end = begin + columns.WidthOf(column) - 1;
+  return true;
+}
+
+std::vector<uint64_t>& Timeline::Of(uint32_t thread) {
+  if (thread == lastThread && lastSlot < threads.size()) {
+    return threads[lastSlot];
+  }
+  const auto found = slots.find(thread);
+  if (found == slots.end() && threads.size() == MOST_THREADS) {
+    return others;
+  }
+  lastThread = thread;
+  if (found != slots.end()) {
+    lastSlot = found->second;
+  } else {
+    lastSlot = threads.size();
+    slots.emplace(thread, lastSlot);
+    threads.emplace_back(columns.Count());
+  }
+  return threads[lastSlot];
+}
+
+void Timeline::Add(const Selection& records) {
+  const marrowfin::Columns& batch = *records.columns;
+  for (const uint16_t row : records.rows) {
+    if (!Place(batch.cycle[row])) {
+      continue;
+    }
+    const marrowfin::Columns::Tag tag = batch.tag[row];
+    ++types[tag.type - SWITCH_RECORD][column];
+    if (tag.type == FIRE_RECORD) {
+      ++Of(tag.thread)[column];
+    }
+  }
+}
+
+void Timeline::Add(const Timeline& other) {
+  for (size_t type = 0; type < RECORD_TYPES; ++type) {
+    AddUp(types[type], other.types[type]);
+  }
+  for (const uint32_t thread : other.Threads()) {
+    AddUp(Of(thread), other.OfThread(thread));
+  }
+  AddUp(others, other.others);
+}
+
+std::vector<uint32_t> Timeline::Threads() const {
+  std::vector<uint32_t> all;
+  for (const auto& [thread, slot] : slots) {
+    all.push_back(thread);
+  }
+  std::sort(all.begin(), all.end());
+  return all;
+}
+
+}  // namespace marrowfin

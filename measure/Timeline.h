@@ -1,0 +1,76 @@
+#ifndef MEASURE_TIMELINE_H
+#define MEASURE_TIMELINE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <unordered_map>
+#include <vector>
+
+#include "trace/ask/Selection.h"
+
+namespace marrowfin {
+
+// A range of cycles in columns of equal width; the last may be narrower.
+struct TimeColumns {
+  uint64_t first = 0;
+  uint64_t last = 0;  // included
+  uint64_t width = 1;
+
+  // As few cycles a column as make at most `most` columns; `last` is not before `first`.
+  static TimeColumns AtMost(uint64_t first, uint64_t last, size_t most);
+
+  size_t Count() const { return static_cast<size_t>((last - first) / width) + 1; }
+  uint64_t FirstOf(size_t column) const { return first + column * width; }
+
+  // Cycles of a column.
+  uint64_t WidthOf(size_t column) const {
+    const uint64_t left = last - FirstOf(column);
+    return left < width ? left + 1 : width;
+  }
+};
+
+// How many records of each type, and fires of each thread, every column of a range has. Records
+// outside the range are not counted.
+class Timeline {
+ public:
+  // Threads that are told apart; those that are met later are counted together.
+  static constexpr size_t MOST_THREADS = 256;
+
+  explicit Timeline(const TimeColumns& columns);
+
+  void Add(const Selection& records);
+  void Add(const Timeline& other);
+
+  const TimeColumns& Columns() const { return columns; }
+
+  // One count for each column; of a RecordType.
+  const std::vector<uint64_t>& OfType(uint32_t type) const { return types[type - SWITCH_RECORD]; }
+
+  // Fires. Threads in ascending order; `others` has those that are not told apart.
+  std::vector<uint32_t> Threads() const;
+  const std::vector<uint64_t>& OfThread(uint32_t thread) const { return threads[slots.at(thread)]; }
+  const std::vector<uint64_t>& OfOthers() const { return others; }
+
+ private:
+  bool Place(uint64_t cycle);
+  std::vector<uint64_t>& Of(uint32_t thread);
+
+  TimeColumns columns;
+  std::vector<uint64_t> types[RECORD_TYPES];
+  std::unordered_map<uint32_t, size_t> slots;
+  std::vector<std::vector<uint64_t>> threads;
+  std::vector<uint64_t> others;
+
+  // The column of the record before: records come in the order of their cycles, mostly.
+  size_t column = 0;
+  uint64_t begin = 0;
+  uint64_t end = 0;  // the last cycle
+
+  // The thread of the fire before.
+  uint32_t lastThread = 0;
+  size_t lastSlot = MOST_THREADS;
+};
+
+}  // namespace marrowfin
+
+#endif
