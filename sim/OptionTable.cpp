@@ -1,7 +1,9 @@
 #include "sim/OptionTable.h"
 
 #include <regex.h>
+
 #include <strings.h>
+#include <new>
 
 #include <algorithm>
 #include <cctype>
@@ -65,6 +67,9 @@ std::string FaultOfValue(CommandLineParser::OptionType type, const std::string& 
 std::string FaultOfPattern(const std::string& word) {
   regex_t pattern;
   const int error = regcomp(&pattern, word.c_str(), REG_NOSUB);
+  if (error == REG_ESPACE) {
+    throw std::bad_alloc();
+  }
   if (error == 0) {
     regfree(&pattern);
     return "";

@@ -1,7 +1,12 @@
 // marrowfin-sim: simulates a tiled array cycle by cycle and records what happens in it.
 
+#include <unistd.h>
+
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <exception>
 #include <new>
 #include <string>
 
@@ -19,6 +24,7 @@ namespace {
 // Exit statuses, apart from 0 for a run that passed.
 constexpr int FAILED = 1;     // the run failed or was interrupted
 constexpr int NOT_BEGUN = 2;  // something was wrong before it began
+constexpr int NO_MEMORY = 3;  // memory ran out, before or during the run
 
 // Reports how far the run has come when a fatal signal ends it; the verdict follows by itself.
 class ReportOnCrash final : public StatelessCallback {
@@ -83,26 +89,59 @@ int SettleVerdict() {
   return Regression::success == Regression::SUCCESS && IsOutputWritten() ? EXIT_SUCCESS : FAILED;
 }
 
-std::string Prepare(Simulation& simulation, const CommandWords& words) {
-  try {
-    return simulation.Prepare(words.optionFiles);
-  } catch (const std::bad_alloc&) {
-    return "there is not enough memory for this array and this program";
+// Whether there is a run that has to have a verdict.
+bool hasBegun = false;
+
+// Ends the process of memory that ran out, with what was printed so far and a verdict where there
+// is a run. Needs no memory itself.
+[[noreturn]] void EndWithoutMemory() {
+  constexpr char COMPLAINT[] =
+      "marrowfin-sim: there is not enough memory for this array and this program\n";
+  static_cast<void>(!write(STDERR_FILENO, COMPLAINT, strlen(COMPLAINT)));
+  if (hasBegun) {
+    FILE* const out = SimOutput::out.GetFILE();
+    fputs("Regression FAILED: there is not enough memory\n\n", out);
+    fflush(out);
   }
+  _exit(NO_MEMORY);
+}
+
+std::terminate_handler endOfOtherExceptions = nullptr;
+
+// Where memory runs out and no exception can be caught: before main, in a destructor.
+[[noreturn]] void EndOfException() {
+  try {
+    if (std::current_exception()) {
+      throw;
+    }
+  } catch (const std::bad_alloc&) {
+    EndWithoutMemory();
+  } catch (...) {
+  }
+  endOfOtherExceptions();
+  abort();
+}
+
+// Ahead of the constructors of static objects.
+[[gnu::constructor(101)]] void BeforeAll() {
+  endOfOtherExceptions = std::set_terminate(EndOfException);
 }
 
 int RunAndReport(Simulation& simulation, Interrupts& interrupts, const CommandWords& words) {
-  const std::string fault = Prepare(simulation, words);
+  const std::string fault = simulation.Prepare(words.optionFiles);
   if (!fault.empty()) {
     return Complain(fault);
   }
+  hasBegun = true;
   interrupts.Hold();
   {
     const ReportOnCrash report(simulation);
     simulation.Run(interrupts);
   }
   simulation.ReportStatistics();
-  return SettleVerdict();
+  const int status = SettleVerdict();
+  hasBegun = false;  // and has had its verdict
+  return status;
 }
 
 int Main(int argc, char** argv) {
@@ -134,4 +173,10 @@ int Main(int argc, char** argv) {
 
 }  // namespace marrowfin::sim
 
-int main(int argc, char** argv) { return marrowfin::sim::Main(argc, argv); }
+int main(int argc, char** argv) {
+  try {
+    return marrowfin::sim::Main(argc, argv);
+  } catch (const std::bad_alloc&) {
+    marrowfin::sim::EndWithoutMemory();
+  }
+}

@@ -16,6 +16,7 @@
 #include "tests/sim/Laws.h"
 #include "tests/sim/Rig.h"
 #include "tests/support/Files.h"
+#include "tests/support/ScarceMemory.h"
 
 namespace marrowfin::sim::testing {
 
@@ -29,6 +30,10 @@ using ::testing::StartsWith;
 
 constexpr int FAILED = 1;
 constexpr int NOT_BEGUN = 2;
+constexpr int NO_MEMORY = 3;
+
+constexpr char withoutMemory[] =
+    "marrowfin-sim: there is not enough memory for this array and this program\n";
 
 class CommandTest : public ::testing::Test {
  protected:
@@ -558,12 +563,39 @@ TEST_F(CommandTest, AnArrayThatTheMemoryDoesNotHoldIsAnErrorBeforeAnythingRuns) 
       {"bash", "-c",
        "ulimit -v 200000; " + std::string(MARROWFIN_SIM) +
            " -array/clusters 16 -array/domains 16 -array/pes 4 -outFilename " + Trace()});
-  EXPECT_EQ(NOT_BEGUN, result.exitStatus);
-  EXPECT_EQ("marrowfin-sim: there is not enough memory for this array and this program\n",
-            result.err);
+  EXPECT_EQ(NO_MEMORY, result.exitStatus);
+  EXPECT_EQ(withoutMemory, result.err);
   EXPECT_EQ("precious", ReadFile(Trace()));
 }
 #endif
+
+// What was printed before stays, and a run that began has a verdict.
+TEST_F(CommandTest, MemoryThatRunsOutAnywhereIsAnErrorAndNoCrash) {
+  std::vector<std::string> words = SmallRun();
+  words.insert(words.begin(), MARROWFIN_SIM);
+  words.insert(words.end(), {"-outFilename", Trace()});
+  int failed = 0;
+  const auto check = [&](const CommandResult& result, const std::string& what) {
+    SCOPED_TRACE(what);
+    EXPECT_EQ(0, result.signal);
+    // The parser of the common library ends the program itself where it has no memory for a
+    // pattern, and takes one that it cannot try for one that matches nothing.
+    if (result.exitStatus == 0 || result.err.find("Memory exhausted") != std::string::npos ||
+        result.err.find("there is no option") != std::string::npos) {
+      return;
+    }
+    ++failed;
+    EXPECT_EQ(NO_MEMORY, result.exitStatus);
+    EXPECT_EQ(withoutMemory, result.err);
+    if (result.out.find("Settings:") != std::string::npos) {
+      EXPECT_THAT(result.out, EndsWith("Regression FAILED: there is not enough memory\n\n"));
+    }
+  };
+  RunWithScarceMemory(words, {}, 25, check);
+#ifndef __SANITIZE_ADDRESS__
+  EXPECT_GT(failed, 15);
+#endif
+}
 
 TEST_F(CommandTest, AGraphThatCannotBeWrittenFailsTheRun) {
   const CommandResult result = RunSmall({"-dotFilename", "/dev/full"});
