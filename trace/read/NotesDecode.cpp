@@ -8,7 +8,6 @@
 
 #include "trace/base/BigEndian.h"
 #include "trace/base/Bytes.h"
-#include "trace/base/Utf8.h"
 #include "trace/base/Zstd.h"
 
 namespace marrowfin {
@@ -16,68 +15,6 @@ namespace marrowfin {
 namespace {
 
 constexpr size_t FIELDS_BEFORE_SUM = 12;
-
-std::string DecodeAttribute(ByteReader& reader, NoteDeclarations& declarations) {
-  const uint64_t number = reader.Number();
-  const uint64_t type = reader.Number();
-  NoteAttribute attribute;
-  attribute.name = reader.Text();
-  attribute.unit = reader.Text();
-  if (!reader.Good() || number > declarations.attributes.size() ||
-      number >= NOTES_MOST_ATTRIBUTES || type < 1 || type > 5 || attribute.name.empty() ||
-      !IsUtf8(attribute.name) || !IsUtf8(attribute.unit)) {
-    return "an attribute is not declared as attributes are";
-  }
-  attribute.type = static_cast<NoteType>(type);
-  if (number < declarations.attributes.size()) {
-    attribute.names = declarations.attributes[static_cast<size_t>(number)].names;
-    return attribute == declarations.attributes[static_cast<size_t>(number)]
-               ? ""
-               : "attribute " + std::to_string(number) + " is declared twice, in different ways";
-  }
-  if (declarations.Attribute(attribute.name)) {
-    return "two attributes have one name";
-  }
-  declarations.attributes.push_back(std::move(attribute));
-  return "";
-}
-
-std::string DecodeValueName(ByteReader& reader, NoteDeclarations& declarations) {
-  const uint64_t number = reader.Number();
-  const uint64_t value = reader.Number();
-  const std::string name = reader.Text();
-  if (!reader.Good() || number >= declarations.attributes.size() || name.empty() || !IsUtf8(name) ||
-      declarations.attributes[static_cast<size_t>(number)].type != NoteType::NAME) {
-    return "the name of a value is not declared as such names are";
-  }
-  const std::string& known = declarations.attributes[static_cast<size_t>(number)]
-                                 .names.try_emplace(value, name)
-                                 .first->second;
-  return known == name ? ""
-                       : "a value of " + declarations.attributes[static_cast<size_t>(number)].name +
-                             " has two names";
-}
-
-std::string DecodeCounter(ByteReader& reader, NoteDeclarations& declarations) {
-  const uint64_t number = reader.Number();
-  NoteCounter counter;
-  counter.name = reader.Text();
-  counter.unit = reader.Text();
-  if (!reader.Good() || number > declarations.counters.size() || number >= NOTES_MOST_COUNTERS ||
-      counter.name.empty() || !IsUtf8(counter.name) || !IsUtf8(counter.unit)) {
-    return "a counter is not declared as counters are";
-  }
-  if (number < declarations.counters.size()) {
-    return counter == declarations.counters[static_cast<size_t>(number)]
-               ? ""
-               : "counter " + std::to_string(number) + " is declared twice, in different ways";
-  }
-  if (declarations.Counter(counter.name)) {
-    return "two counters have one name";
-  }
-  declarations.counters.push_back(std::move(counter));
-  return "";
-}
 
 // The positions of a column: all records of the block, or those that it lists.
 bool DecodePositions(ByteReader& reader, uint32_t count, NoteType type, NoteColumn& column) {
@@ -246,33 +183,6 @@ std::string UnpackNotesBody(std::span<const uint8_t, NOTES_BLOCK_HEAD> head,
   return Unpack(stored, fields.raw, body) ? "" : "a block does not unpack";
 }
 
-std::string DecodeDeclarations(std::span<const uint8_t> body, NoteDeclarations& declarations) {
-  ByteReader reader(body.data(), body.size());
-  std::vector<uint8_t> bytes;
-  while (!reader.AtEnd()) {
-    bytes.resize(reader.Count(body.size()));
-    if (!reader.Raw(bytes.data(), bytes.size()) || !reader.Good()) {
-      return "a declaration is cut";
-    }
-    ByteReader entry(bytes.data(), bytes.size());
-    const uint64_t what = entry.Number();
-    std::string wrong;
-    if (what == 1) {
-      wrong = DecodeAttribute(entry, declarations);
-    } else if (what == 2) {
-      wrong = DecodeValueName(entry, declarations);
-    } else if (what == 3) {
-      wrong = DecodeCounter(entry, declarations);
-    } else if (!entry.Good()) {
-      wrong = "a declaration is empty";
-    }
-    if (!wrong.empty()) {
-      return wrong;
-    }
-  }
-  return "";
-}
-
 std::string DecodeNotesRange(std::span<const uint8_t> body, uint64_t& first, uint32_t& count) {
   ByteReader reader(body.data(), body.size());
   first = reader.Number();
@@ -351,7 +261,8 @@ std::string DecodeNotesTable(std::span<const uint8_t> body, uint64_t offset,
   }
   const std::span<const uint8_t> tail = body.last(NOTES_TABLE_TAIL);
   ByteReader reader(body.data(), body.size() - NOTES_TABLE_TAIL);
-  entries.assign(reader.Count(body.size()), NotesEntry());
+  // Each of the blocks takes some bytes before this one.
+  entries.assign(reader.Count(static_cast<size_t>(offset / NOTES_BLOCK_HEAD)), NotesEntry());
   uint64_t at = 0;
   uint64_t first = 0;
   uint64_t end = 0;

@@ -28,9 +28,6 @@ NotesBlockHead DecodeNotesHead(std::span<const uint8_t, NOTES_BLOCK_HEAD> bytes)
 std::string UnpackNotesBody(std::span<const uint8_t, NOTES_BLOCK_HEAD> head,
                             std::span<const uint8_t> stored, std::vector<uint8_t>& body);
 
-// Adds what a block declares. Attributes and counters are numbered without a gap.
-std::string DecodeDeclarations(std::span<const uint8_t> body, NoteDeclarations& declarations);
-
 // The first numbers of a block of notes: which records it is about.
 std::string DecodeNotesRange(std::span<const uint8_t> body, uint64_t& first, uint32_t& count);
 

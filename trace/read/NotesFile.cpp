@@ -71,8 +71,14 @@ Fault NotesFile::Damaged(uint64_t offset, const std::string& reason) const {
   return fault;
 }
 
-// The body of a block, and the byte behind it.
-Result<uint64_t> NotesFile::BlockAt(uint64_t offset, std::vector<uint8_t>& body) const {
+// A block whose checksum is right, unpacked.
+struct NotesFile::Block {
+  uint8_t kind = 0;  // perhaps none that is known
+  std::vector<uint8_t> body;
+  uint64_t behind = 0;  // the byte behind it
+};
+
+Result<NotesFile::Block> NotesFile::BlockAt(uint64_t offset) const {
   uint8_t head[NOTES_BLOCK_HEAD];
   if (file->Size() < offset || file->Size() - offset < sizeof(head)) {
     return CutBlock(Name(), offset);
@@ -94,11 +100,21 @@ Result<uint64_t> NotesFile::BlockAt(uint64_t offset, std::vector<uint8_t>& body)
       return fault;
     }
   }
-  const std::string wrong = UnpackNotesBody(head, stored, body);
+  Block block = {fields.kind, {}, begin + fields.stored};
+  const std::string wrong = UnpackNotesBody(head, stored, block.body);
   if (!wrong.empty()) {
     return Damaged(offset, wrong);
   }
-  return begin + fields.stored;
+  return block;
+}
+
+// The block that an entry tells of.
+Result<NotesFile::Block> NotesFile::BlockAt(const NotesEntry& entry) const {
+  Result<Block> block = BlockAt(entry.offset);
+  if (block && block->kind != static_cast<uint8_t>(entry.kind)) {
+    return Damaged(entry.offset, "the table of blocks tells of a block of another kind");
+  }
+  return block;
 }
 
 // Goes by the table at the end of the file. A table is only believed as far as it leads to blocks;
@@ -111,19 +127,19 @@ bool NotesFile::TakeTable() {
     return false;
   }
   const uint64_t offset = Load64(tail);
-  std::vector<uint8_t> body;
   std::vector<NotesEntry> listed;
   if (offset > file->Size() - LEAST + sizeof(NOTES_MAGIC)) {
     return false;
   }
-  const Result<uint64_t> behind = BlockAt(offset, body);
-  if (!behind || *behind != file->Size() || !DecodeNotesTable(body, offset, listed).empty()) {
+  const Result<Block> table = BlockAt(offset);
+  if (!table || table->kind != static_cast<uint8_t>(NotesBlockKind::TABLE) ||
+      table->behind != file->Size() || !DecodeNotesTable(table->body, offset, listed).empty()) {
     return false;
   }
   for (const NotesEntry& entry : listed) {
     if (entry.kind == NotesBlockKind::DECLARATIONS) {
-      const Result<uint64_t> end = BlockAt(entry.offset, body);
-      if (!end || !DecodeDeclarations(body, declarations).empty()) {
+      const Result<Block> block = BlockAt(entry);
+      if (!block || !declarations.Add(block->body).empty()) {
         declarations = {};
         entries.clear();
         records = 0;
@@ -134,31 +150,25 @@ bool NotesFile::TakeTable() {
     records = entry.kind == NotesBlockKind::NOTES ? entry.high : records;
     entries.push_back(entry);
   }
-  next = *behind;
+  next = table->behind;
   return true;
 }
 
 void NotesFile::TakeBlocks(uint64_t offset) {
   next = offset;
   end = {};
-  std::vector<uint8_t> body;
   while (next < file->Size()) {
-    uint8_t head[NOTES_BLOCK_HEAD];
-    const Result<uint64_t> behind = BlockAt(next, body);
-    if (!behind) {
-      end = behind.Why();
+    const Result<Block> block = BlockAt(next);
+    if (!block) {
+      end = block.Why();
       return;
     }
-    if (Fault fault = file->ReadAt(next, sizeof(head), head)) {
-      end = fault;
-      return;
-    }
-    const std::string wrong = TakeBody(head[0], body);
+    const std::string wrong = TakeBody(block->kind, block->body);
     if (!wrong.empty()) {
       end = Damaged(next, wrong);
       return;
     }
-    next = *behind;
+    next = block->behind;
   }
 }
 
@@ -172,16 +182,11 @@ std::string NotesFile::TakeBody(uint8_t kind, std::span<const uint8_t> body) {
   entry.offset = next;
   std::string wrong;
   if (entry.kind == NotesBlockKind::DECLARATIONS) {
-    NoteDeclarations more = declarations;
-    wrong = DecodeDeclarations(body, more);
-    if (wrong.empty()) {
-      declarations = std::move(more);
-    }
-    return wrong;
+    return declarations.Add(body);
   }
   if (entry.kind == NotesBlockKind::NOTES) {
     NotesBlock block;
-    wrong = DecodeNotes(body, declarations, block);
+    wrong = DecodeNotes(body, Declarations(), block);
     if (wrong.empty() && block.first < records) {
       wrong = "a block tells of records that a block before it told of";
     }
@@ -190,7 +195,7 @@ std::string NotesFile::TakeBody(uint8_t kind, std::span<const uint8_t> body) {
     records = wrong.empty() ? entry.high : records;
   } else {
     std::vector<CounterSample> samples;
-    wrong = DecodeSamples(body, declarations.counters.size(), samples);
+    wrong = DecodeSamples(body, Declarations().counters.size(), samples);
     const auto [low, high] = std::minmax_element(
         samples.begin(), samples.end(),
         [](const CounterSample& a, const CounterSample& b) { return a.cycle < b.cycle; });
@@ -231,13 +236,12 @@ Fault NotesFile::OtherTrace(const NotesEntry& entry, const std::string& reason) 
 
 Result<NotesBlock> NotesFile::Notes(size_t number) const {
   const NotesEntry& entry = entries[number];
-  std::vector<uint8_t> body;
-  const Result<uint64_t> behind = BlockAt(entry.offset, body);
-  if (!behind) {
-    return behind.Why();
+  const Result<Block> stored = BlockAt(entry);
+  if (!stored) {
+    return stored.Why();
   }
   NotesBlock block;
-  const std::string wrong = DecodeNotes(body, declarations, block);
+  const std::string wrong = DecodeNotes(stored->body, Declarations(), block);
   if (!wrong.empty()) {
     return Damaged(entry.offset, wrong);
   }
@@ -249,13 +253,12 @@ Result<NotesBlock> NotesFile::Notes(size_t number) const {
 
 Result<std::vector<CounterSample>> NotesFile::Samples(size_t number) const {
   const NotesEntry& entry = entries[number];
-  std::vector<uint8_t> body;
-  const Result<uint64_t> behind = BlockAt(entry.offset, body);
-  if (!behind) {
-    return behind.Why();
+  const Result<Block> stored = BlockAt(entry);
+  if (!stored) {
+    return stored.Why();
   }
   std::vector<CounterSample> samples;
-  const std::string wrong = DecodeSamples(body, declarations.counters.size(), samples);
+  const std::string wrong = DecodeSamples(stored->body, Declarations().counters.size(), samples);
   if (!wrong.empty()) {
     return Damaged(entry.offset, wrong);
   }

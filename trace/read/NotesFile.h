@@ -10,6 +10,7 @@
 #include "trace/base/Fault.h"
 #include "trace/base/NotesFormat.h"
 #include "trace/base/Result.h"
+#include "trace/read/NotesDeclarations.h"
 #include "trace/read/PositionedFile.h"
 
 namespace marrowfin {
@@ -35,7 +36,7 @@ class NotesFile {
   const std::string& Name() const { return file->Name(); }
   const PositionedFile& File() const { return *file; }
 
-  const NoteDeclarations& Declarations() const { return declarations; }
+  const NoteDeclarations& Declarations() const { return declarations.Get(); }
 
   // The blocks, in order of the file. Those of notes ascend by record and do not overlap; records
   // between them have no notes.
@@ -72,11 +73,13 @@ class NotesFile {
   bool TakeTable();
   void TakeBlocks(uint64_t offset);
   std::string TakeBody(uint8_t kind, std::span<const uint8_t> body);
-  Result<uint64_t> BlockAt(uint64_t offset, std::vector<uint8_t>& body) const;
+  struct Block;
+  Result<Block> BlockAt(uint64_t offset) const;
+  Result<Block> BlockAt(const NotesEntry& entry) const;
   Fault Damaged(uint64_t offset, const std::string& reason) const;
 
   std::unique_ptr<PositionedFile> file;
-  NoteDeclarations declarations;
+  NotesDeclarations declarations;
   std::vector<NotesEntry> entries;
   uint64_t records = 0;
   uint64_t next = 0;  // the byte behind the last block that was taken up

@@ -57,6 +57,7 @@ void NotesWriter::Declare(const ByteWriter& entry) {
   ByteWriter sized;
   sized.Number(entry.Bytes().size());
   sized.Raw(entry.Bytes().data(), entry.Bytes().size());
+  declared += sized.Bytes().size();
   declarations.insert(declarations.end(), sized.Bytes().begin(), sized.Bytes().end());
 }
 
@@ -80,7 +81,10 @@ void NotesWriter::NameValue(uint32_t attribute, uint64_t value, std::string_view
   entry.Number(attribute);
   entry.Number(value);
   PutText(entry, name);
-  Declare(entry);
+  constexpr size_t LARGEST_SIZE = 5;  // of the number of bytes before an entry
+  if (declared + entry.Bytes().size() + LARGEST_SIZE <= NOTES_LARGEST_BODY) {
+    Declare(entry);
+  }
 }
 
 uint32_t NotesWriter::Counter(std::string_view name, std::string_view unit) {

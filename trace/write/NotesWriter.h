@@ -30,6 +30,8 @@ class NotesWriter {
 
   // Declares an attribute, a name of one of its values, or a counter, before it is used. Returns
   // its number. At most NOTES_MOST_ATTRIBUTES and NOTES_MOST_COUNTERS, names that differ.
+  // All declarations take at most NOTES_LARGEST_BODY bytes: names of values beyond are left out,
+  // and such values are shown as numbers.
   uint32_t Attribute(std::string_view name, NoteType type, std::string_view unit = "");
   void NameValue(uint32_t attribute, uint64_t value, std::string_view name);
   uint32_t Counter(std::string_view name, std::string_view unit = "");
@@ -79,6 +81,7 @@ class NotesWriter {
   std::vector<NoteType> types;        // of the attributes
   std::vector<NoteColumn> columns;    // of the block, by attribute
   std::vector<uint8_t> declarations;  // not written yet
+  size_t declared = 0;                // bytes, written or not
   uint32_t counters = 0;
   uint64_t first = 0;            // record of the block
   std::vector<uint64_t> cycles;  // of its records

@@ -295,7 +295,79 @@ TEST_F(NotesTest, DeclarationsThatContradictThemselvesAreRefused) {
                                     .Sized(Writing().N(3).N(0).T("x").T(""))
                                     .Sized(Writing().N(3).N(0).T("x").T("W"))),
               HasSubstr("declared twice"));
+  EXPECT_THAT(WrongDeclarations(Writing()
+                                    .Sized(Writing().N(3).N(0).T("x").T(""))
+                                    .Sized(Writing().N(3).N(1).T("x").T(""))),
+              HasSubstr("two counters"));
   EXPECT_THAT(WrongDeclarations(Writing().N(9).N(1)), HasSubstr("cut"));
+}
+
+TEST_F(NotesTest, ABlockThatIsRefusedDeclaresNothing) {
+  const std::unique_ptr<NotesFile> notes =
+      Open(MAGIC +
+           Block(1, Writing()
+                        .Sized(Attribute(0, 4, "a"))
+                        .Sized(Writing().N(2).N(0).N(1).T("x"))
+                        .Sized(Writing().N(3).N(0).T("queue").T(""))) +
+           Block(1, Writing()
+                        .Sized(Writing().N(2).N(0).N(2).T("y"))
+                        .Sized(Writing().N(2).N(0).N(1).T("x"))
+                        .Sized(Attribute(1, 1, "b"))
+                        .Sized(Writing().N(3).N(1).T("power").T(""))
+                        .Sized(Writing().N(2).N(0).N(2).T("z"))));
+  EXPECT_THAT(notes->End().reason, HasSubstr("two names"));
+  NoteDeclarations expected;
+  expected.attributes = {{NoteType::NAME, "a", "", {{1, "x"}}}};
+  expected.counters = {{"queue", ""}};
+  EXPECT_EQ(expected, notes->Declarations());
+}
+
+TEST_F(NotesTest, DeclarationsHaveALimitHoweverSmallTheyArePacked) {
+  // Entries of a kind that nobody knows, of almost 1 MiB each, which pack to nearly nothing.
+  const Body block = Writing().Sized(Writing().N(44).Raw(Body((1 << 20) - 8)));
+  std::string bytes = MAGIC;
+  for (int i = 0; i < 17; ++i) {
+    bytes += Block(1, block, true);
+  }
+  EXPECT_LT(bytes.size(), 10000U);
+  const std::unique_ptr<NotesFile> notes = Open(bytes);
+  EXPECT_THAT(notes->End().reason, HasSubstr("more declarations than there may be"));
+  EXPECT_FALSE(Open(bytes.substr(0, notes->End().offset))->End());
+}
+
+TEST_F(NotesTest, ATableThatTellsOfOtherKindsIsNotBelieved) {
+  // The table says that the notes are declarations, or the declarations notes.
+  const std::string head = MAGIC + Block(1, Writing().Sized(Attribute(0, 1, "packet"))) +
+                           Block(2, Writing().N(0).N(1).Raw(NO_PRINT).N(0));
+  const auto withTable = [&](const Body& entries) {
+    Body tail(8);
+    Store64(tail.data(), head.size());
+    tail.insert(tail.end(), NOTES_TABLE_MAGIC, NOTES_TABLE_MAGIC + sizeof(NOTES_TABLE_MAGIC));
+    return head + Block(4, Writing().Raw(entries).Raw(tail));
+  };
+  const uint64_t second = Open(head)->Blocks()[0].offset;
+  const auto entry = [](uint8_t kind, uint64_t step) -> Body {
+    return Writing().Raw({kind}).N(step);
+  };
+  const auto notesEntry = [&](uint64_t step) -> Body {
+    return Writing().Raw(entry(2, step)).N(0).N(1);
+  };
+  const std::unique_ptr<NotesFile> right =
+      Open(withTable(Writing().N(2).Raw(entry(1, 8)).Raw(notesEntry(second - 8))));
+  EXPECT_TRUE(right->Notes(0)) << right->Notes(0).Why().Text();
+  const std::unique_ptr<NotesFile> swapped =
+      Open(withTable(Writing().N(2).Raw(notesEntry(8)).Raw(entry(1, second - 8))));
+  EXPECT_EQ(right->Declarations(), swapped->Declarations()) << "read block by block";
+  EXPECT_EQ(1U, swapped->Blocks().size());
+  const std::unique_ptr<NotesFile> wrong = Open(withTable(Writing().N(1).Raw(notesEntry(8))));
+  EXPECT_THAT(wrong->Notes(0).Why().reason, HasSubstr("another kind"));
+}
+
+TEST_F(NotesTest, ATableOfMoreBlocksThanTheFileHasRoomForTakesNoMemory) {
+  std::vector<NotesEntry> entries;
+  const Body table = Writing().N(1 << 22).Raw(Body(1 << 22)).Raw(Body(NOTES_TABLE_TAIL));
+  EXPECT_NE("", DecodeNotesTable(table, 1 << 20, entries));
+  EXPECT_LT(entries.capacity(), size_t{1} << 17);
 }
 
 TEST_F(NotesTest, ColumnsThatContradictThemselvesAreRefused) {
