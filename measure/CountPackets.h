@@ -1,0 +1,37 @@
+#ifndef MEASURE_COUNTPACKETS_H
+#define MEASURE_COUNTPACKETS_H
+
+#include <cstdint>
+#include <optional>
+
+#include "measure/PacketCounts.h"
+#include "trace/ask/EventFilter.h"
+#include "trace/ask/NotesOfTrace.h"
+#include "trace/base/Progress.h"
+#include "trace/base/Result.h"
+#include "trace/index/Index.h"
+#include "trace/read/TraceSource.h"
+
+namespace marrowfin {
+
+// Whether notes tell packets: whether there are notes, with an attribute "packet".
+bool TellPackets(const NotesOfTrace* notes);
+
+// Follows the packets of a trace through the records that a filter lets through.
+//
+// With notes that tell packets, an event belongs to the one that its note names. Where kinds are
+// told, fires of the kinds "inject" and "eject" are entry and exit; where no such kinds are, the
+// first and the second fire. Messages are hops; of packets in flits, where there is a kind "head",
+// those of heads alone. Events without a packet are passed over.
+//
+// Without such notes (null, or none of that name) the thread of an event is taken for its packet.
+//
+// A fault where the trace cannot be read, or `progress`, which counts records, asked to stop.
+[[nodiscard]] Result<PacketCounts> CountPackets(const TraceSource& trace, const Index& index,
+                                                NotesOfTrace* notes, const EventFilter& filter,
+                                                const TimeColumns& windows,
+                                                const ProgressCallback& progress = {});
+
+}  // namespace marrowfin
+
+#endif

@@ -1,0 +1,129 @@
+#include "measure/PacketCounts.h"
+
+#include <algorithm>
+
+namespace marrowfin {
+namespace {
+
+constexpr size_t MOST_WINDOWS = 20;
+constexpr size_t WINDOWS_IN_A_ROW = 3;
+constexpr uint32_t ONSET_PERCENT = 95;
+
+// The window behind 1, 2, 5, 10, 20, ...; the same one where 64 bits do not hold it.
+uint64_t NextRound(uint64_t width) {
+  uint64_t lead = width;
+  while (lead >= 10) {
+    lead /= 10;
+  }
+  const uint64_t next = lead == 2 ? width / 2 * 5 : width * 2;
+  return next / 2 >= width / 2 && next > width ? next : width;
+}
+
+uint64_t MedianOf(std::vector<uint64_t> values) {
+  std::sort(values.begin(), values.end());
+  return values[(values.size() - 1) / 2];
+}
+
+}  // namespace
+
+TimeColumns PacketCounts::Windows(uint64_t first, uint64_t last) {
+  TimeColumns columns = {first, last, 1};
+  while ((last - first) / columns.width >= MOST_WINDOWS &&
+         NextRound(columns.width) > columns.width) {
+    columns.width = NextRound(columns.width);
+  }
+  return columns;
+}
+
+PacketCounts::PacketCounts(const TimeColumns& columns) : columns(columns) {
+  for (size_t i = 0; i < columns.Count(); ++i) {
+    LatencyWindow window;
+    window.firstCycle = columns.FirstOf(i);
+    window.lastCycle = window.firstCycle + columns.WidthOf(i) - 1;
+    windows.push_back(window);
+  }
+}
+
+LatencyWindow* PacketCounts::WindowOf(uint64_t cycle) {
+  if (cycle < columns.first || cycle > columns.last) {
+    return nullptr;
+  }
+  return &windows[static_cast<size_t>((cycle - columns.first) / columns.width)];
+}
+
+void PacketCounts::Enter(uint64_t packet, uint64_t cycle, std::optional<uint64_t> created) {
+  PacketLife life;
+  life.packet = packet;
+  life.injected = cycle;
+  // What lies in the future is no creation.
+  if (created && *created <= cycle) {
+    life.created = created;
+  }
+  journeys.emplace(packet, life);
+  if (LatencyWindow* const window = WindowOf(cycle)) {
+    ++window->injected;
+  }
+}
+
+void PacketCounts::Arrive(const PacketLife& life) {
+  latencies.Add(life.Latency());
+  hops.Add(life.hops);
+  if (life.created) {
+    total.Add(life.ejected - *life.created);
+    sourceWaits.Add(life.injected - *life.created);
+  }
+  if (!slowest || life.Latency() > slowest->Latency()) {
+    slowest = life;
+  }
+  if (LatencyWindow* const window = WindowOf(life.injected)) {
+    window->latencies.Add(life.Latency());
+  }
+}
+
+void PacketCounts::Add(uint64_t packet, uint64_t cycle, PacketRole role,
+                       std::optional<uint64_t> created) {
+  const auto found = journeys.find(packet);
+  if (found == journeys.end()) {
+    // Of a range that begins in the middle of a run some packets have no entry.
+    if (role == PacketRole::ENTRY || role == PacketRole::FIRE) {
+      Enter(packet, cycle, created);
+    }
+    return;
+  }
+  PacketLife& life = found->second;
+  life.hops += role == PacketRole::HOP ? 1 : 0;
+  if (role == PacketRole::EXIT || role == PacketRole::FIRE) {
+    life.ejected = cycle;
+    if (cycle >= life.injected) {  // cycles may fall
+      Arrive(life);
+    }
+    journeys.erase(found);
+  }
+}
+
+std::optional<uint64_t> PacketCounts::Onset() const {
+  const auto percentile = [&](size_t window) {
+    return windows[window].latencies.Percentile(ONSET_PERCENT);
+  };
+  std::vector<uint64_t> early;
+  for (size_t i = 0; i < (windows.size() + 3) / 4; ++i) {
+    if (const std::optional<uint64_t> value = percentile(i)) {
+      early.push_back(*value);
+    }
+  }
+  if (early.empty()) {
+    return std::nullopt;
+  }
+  const uint64_t limit = MedianOf(early);
+  size_t inARow = 0;
+  for (size_t i = 0; i < windows.size(); ++i) {
+    const std::optional<uint64_t> value = percentile(i);
+    inARow = value && *value > limit && *value - limit > limit ? inARow + 1 : 0;
+    if (inARow == WINDOWS_IN_A_ROW) {
+      return windows[i + 1 - WINDOWS_IN_A_ROW].firstCycle;
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,90 @@
+#ifndef MEASURE_PACKETCOUNTS_H
+#define MEASURE_PACKETCOUNTS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <unordered_map>
+#include <vector>
+
+#include "measure/Distribution.h"
+#include "measure/Timeline.h"
+
+namespace marrowfin {
+
+// What an event is to its packet.
+enum class PacketRole {
+  HOP,    // it went over a link
+  OTHER,  // of no concern, as the flits behind a head
+  ENTRY,  // it came into the network
+  EXIT,   // it left it
+  FIRE,   // the first of these is the entry, the second the exit
+};
+
+// A packet that reached its end.
+struct PacketLife {
+  uint64_t packet = 0;
+  std::optional<uint64_t> created;  // cycles
+  uint64_t injected = 0;
+  uint64_t ejected = 0;
+  uint64_t hops = 0;
+
+  uint64_t Latency() const { return ejected - injected; }
+};
+
+// Packets whose injection lies in a window of cycles.
+struct LatencyWindow {
+  uint64_t firstCycle = 0;
+  uint64_t lastCycle = 0;
+  ValueCounts latencies;  // of those that arrived
+  uint64_t injected = 0;  // all of them
+
+  // Over one in a hundred of them is still under way, so percentiles are too low.
+  bool IsIncomplete() const { return (injected - latencies.Size()) * 100 > injected; }
+};
+
+// Follows packets through the events of a run, in order of the trace. A packet begins at its entry;
+// one that enters again behind its exit is another one of the same number. Memory follows the
+// packets under way.
+class PacketCounts {
+ public:
+  // The smallest of 1, 2 and 5 times a power of ten that makes at most 20 windows of a range.
+  static TimeColumns Windows(uint64_t first, uint64_t last);
+
+  explicit PacketCounts(const TimeColumns& windows);
+
+  void Add(uint64_t packet, uint64_t cycle, PacketRole role, std::optional<uint64_t> created);
+
+  uint64_t Delivered() const { return latencies.Size(); }
+  uint64_t UnderWay() const { return journeys.size(); }
+
+  const ValueCounts& Latencies() const { return latencies; }      // exit - entry
+  const ValueCounts& TotalLatencies() const { return total; }     // exit - created
+  const ValueCounts& SourceWaits() const { return sourceWaits; }  // entry - created
+  const ValueCounts& Hops() const { return hops; }
+  const std::optional<PacketLife>& Slowest() const { return slowest; }
+  const std::vector<LatencyWindow>& Windows() const { return windows; }
+
+  // The first cycle of the first of three windows in a row whose 95th percentile is more than twice
+  // the median of the 95th percentiles of the first quarter of all windows: a convention for where
+  // the network saturates. Nothing where none does, or there are too few packets to tell.
+  std::optional<uint64_t> Onset() const;
+
+ private:
+  void Enter(uint64_t packet, uint64_t cycle, std::optional<uint64_t> created);
+  void Arrive(const PacketLife& life);
+  LatencyWindow* WindowOf(uint64_t cycle);
+
+  TimeColumns columns;
+  std::unordered_map<uint64_t, PacketLife> journeys;  // under way
+  ValueCounts latencies;
+  ValueCounts total;
+  ValueCounts sourceWaits;
+  ValueCounts hops;
+  std::optional<PacketLife> slowest;
+  std::vector<LatencyWindow> windows;
+};
+
+}  // namespace marrowfin
+
+#endif

@@ -1,0 +1,120 @@
+#include "measure/PacketCounts.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "measure/CountPackets.h"
+#include "tests/trace/support/Opened.h"
+#include "tests/trace/support/RandomTrace.h"
+
+namespace marrowfin::testing {
+namespace {
+
+using ::testing::Optional;
+
+PacketCounts Empty(uint64_t first = 0, uint64_t last = 99) {
+  return PacketCounts(PacketCounts::Windows(first, last));
+}
+
+TEST(PacketCountsTest, APacketIsFollowedFromItsEntryToItsExit) {
+  PacketCounts counts = Empty();
+  counts.Add(7, 10, PacketRole::ENTRY, 4);
+  counts.Add(7, 11, PacketRole::HOP, 4);
+  counts.Add(8, 11, PacketRole::HOP, std::nullopt);  // entered before the range
+  counts.Add(7, 12, PacketRole::OTHER, 4);
+  counts.Add(7, 13, PacketRole::HOP, 4);
+  counts.Add(8, 14, PacketRole::EXIT, std::nullopt);
+  counts.Add(9, 14, PacketRole::ENTRY, 99);  // created in the future: nobody knows when
+  EXPECT_EQ(counts.UnderWay(), 2U);
+  counts.Add(7, 15, PacketRole::EXIT, std::nullopt);
+  EXPECT_EQ(counts.Delivered(), 1U);
+  EXPECT_EQ(counts.UnderWay(), 1U);
+  EXPECT_EQ(counts.Latencies().Counts(), (std::map<uint64_t, uint64_t>{{5, 1}}));
+  EXPECT_EQ(counts.TotalLatencies().Counts(), (std::map<uint64_t, uint64_t>{{11, 1}}));
+  EXPECT_EQ(counts.SourceWaits().Counts(), (std::map<uint64_t, uint64_t>{{6, 1}}));
+  EXPECT_EQ(counts.Hops().Counts(), (std::map<uint64_t, uint64_t>{{2, 1}}));
+  counts.Add(9, 20, PacketRole::EXIT, std::nullopt);
+  EXPECT_EQ(counts.TotalLatencies().Size(), 1U);
+  ASSERT_TRUE(counts.Slowest());
+  EXPECT_EQ(counts.Slowest()->packet, 9U);
+}
+
+TEST(PacketCountsTest, WithoutKindsTheFirstFireIsTheEntryAndTheSecondTheExit) {
+  PacketCounts counts = Empty();
+  for (const uint64_t cycle : {1U, 4U, 10U, 17U, 30U}) {
+    counts.Add(3, cycle, PacketRole::FIRE, std::nullopt);
+  }
+  EXPECT_EQ(counts.Latencies().Counts(), (std::map<uint64_t, uint64_t>{{3, 1}, {7, 1}}));
+  EXPECT_EQ(counts.UnderWay(), 1U);
+}
+
+TEST(PacketCountsTest, WindowsAreRoundAndAtMostTwenty) {
+  for (const auto& [last, width] : {std::pair<uint64_t, uint64_t>{0, 1},
+                                    {19, 1},
+                                    {20, 2},
+                                    {39, 2},
+                                    {40, 5},
+                                    {99, 5},
+                                    {100, 10},
+                                    {7999, 500},
+                                    {~uint64_t{0} - 1, 1000000000000000000}}) {
+    EXPECT_EQ(PacketCounts::Windows(0, last).width, width) << last;
+    EXPECT_LE(PacketCounts::Windows(0, last).Count(), 20U);
+  }
+}
+
+TEST(PacketCountsTest, PacketsBelongToTheWindowInWhichTheyEntered) {
+  PacketCounts counts = Empty(0, 39);  // windows of two cycles
+  counts.Add(1, 3, PacketRole::ENTRY, std::nullopt);
+  counts.Add(2, 3, PacketRole::ENTRY, std::nullopt);
+  counts.Add(1, 30, PacketRole::EXIT, std::nullopt);
+  const LatencyWindow& window = counts.Windows()[1];
+  EXPECT_EQ(window.firstCycle, 2U);
+  EXPECT_EQ(window.lastCycle, 3U);
+  EXPECT_EQ(window.injected, 2U);
+  EXPECT_EQ(window.latencies.Counts(), (std::map<uint64_t, uint64_t>{{27, 1}}));
+  EXPECT_TRUE(window.IsIncomplete());
+  counts.Add(2, 31, PacketRole::EXIT, std::nullopt);
+  EXPECT_FALSE(counts.Windows()[1].IsIncomplete());
+}
+
+// Twenty windows of ten cycles with twenty packets each, the latencies of each window all alike.
+PacketCounts RunOf(const std::vector<uint64_t>& latencies) {
+  PacketCounts counts = Empty(0, 199);
+  uint64_t packet = 0;
+  for (size_t window = 0; window < latencies.size(); ++window) {
+    for (int i = 0; i < 20; ++i, ++packet) {
+      counts.Add(packet, window * 10, PacketRole::ENTRY, std::nullopt);
+      counts.Add(packet, window * 10 + latencies[window], PacketRole::EXIT, std::nullopt);
+    }
+  }
+  return counts;
+}
+
+TEST(PacketCountsTest, ThreeSlowWindowsInARowAreTheOnsetOfSaturation) {
+  std::vector<uint64_t> latencies(20, 10);
+  latencies[7] = latencies[8] = 50;
+  EXPECT_FALSE(RunOf(latencies).Onset());
+  latencies[12] = latencies[13] = latencies[14] = 21;
+  EXPECT_THAT(RunOf(latencies).Onset(), Optional(120U));
+  latencies[13] = 20;
+  EXPECT_FALSE(RunOf(latencies).Onset());
+  EXPECT_FALSE(Empty().Onset());
+}
+
+TEST(CountPacketsTest, WithoutNotesTheThreadIsThePacket) {
+  const Opened opened(Encode({{FIRE_RECORD, 1, 5, {0, 0}, {}},
+                              {SEND_RECORD, 2, 5, {0, 0}, {1, 0}},
+                              {FIRE_RECORD, 3, 6, {0, 0}, {}},
+                              {FIRE_RECORD, 6, 5, {1, 0}, {}}}));
+  const Result<PacketCounts> counts =
+      CountPackets(*opened.trace, *opened.index, nullptr, {}, PacketCounts::Windows(1, 6));
+  ASSERT_TRUE(counts);
+  EXPECT_FALSE(TellPackets(nullptr));
+  EXPECT_EQ(counts->Latencies().Counts(), (std::map<uint64_t, uint64_t>{{5, 1}}));
+  EXPECT_EQ(counts->Hops().Counts(), (std::map<uint64_t, uint64_t>{{1, 1}}));
+  EXPECT_EQ(counts->UnderWay(), 1U);
+}
+
+}  // namespace
+}  // namespace marrowfin::testing
