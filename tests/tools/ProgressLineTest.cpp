@@ -59,6 +59,17 @@ TEST_F(ProgressLineTest, TheLineGoesWhenTheTaskEnds) {
   EXPECT_EQ("\r\033[K", terminal.str());
 }
 
+TEST_F(ProgressLineTest, TheLineGoesForResultsAndComesBackWithTheNextUpdate) {
+  progress->Hide();
+  EXPECT_EQ("", terminal.str());
+  EXPECT_NE("", Update(500, 1, 10));
+  terminal.str("");
+  progress->Hide();
+  progress->Hide();
+  EXPECT_EQ("\r\033[K", terminal.str());
+  EXPECT_NE("", Update(600, 3, 10));
+}
+
 TEST(ProgressLineWithoutTerminalTest, NothingIsWrittenAnywhere) {
   ProgressLine::Time now;
   ProgressLine progress(nullptr, "reading", "MB", 1e6, [&now] { return now; });

@@ -167,12 +167,6 @@ Failure NotTold(const std::string& trace, const Fault& fault, const Fault& end) 
   return failure;
 }
 
-Failure CutShort(const Fault& end) {
-  Failure failure = FailureOf(end);
-  failure.reason += "; what the trace held behind it is missing from the answer";
-  return failure;
-}
-
 MaybeFailure CheckFlags(const StateFlags& flags) {
   if (flags.step.has_value() == flags.cycle.has_value()) {
     return Failure{EXIT_USAGE, "which moment is not clear", "Give one of --step and --cycle."};

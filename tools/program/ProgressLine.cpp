@@ -28,9 +28,12 @@ ProgressLine::ProgressLine(std::ostream* terminal, std::string task, std::string
       next(start + patience),
       shown(false) {}
 
-ProgressLine::~ProgressLine() {
+ProgressLine::~ProgressLine() { Hide(); }
+
+void ProgressLine::Hide() {
   if (shown) {
     *terminal << eraseLine << std::flush;
+    shown = false;
   }
 }
 

@@ -28,6 +28,9 @@ class ProgressLine {
   // `total` is 0 where it is not known.
   void Update(uint64_t done, uint64_t total);
 
+  // Erases the line until the next update, for results that go to the same terminal.
+  void Hide();
+
  private:
   void Show(double seconds, double done, double total);
 

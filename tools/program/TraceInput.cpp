@@ -108,6 +108,12 @@ Fault RebuildIndex(const Console& console, IndexedTrace& trace) {
   });
 }
 
+Failure CutShort(const Fault& end) {
+  Failure failure = FailureOf(end);
+  failure.reason += "; what the trace held behind it is missing from the answer";
+  return failure;
+}
+
 void ShapeFlags::Declare(CLI::App& app) {
   const auto positive = CLI::Range(1U, ArrayShape::LONGEST_SIDE);
   AddCount(app, "-c,--clusters", clusters, "Clusters along each axis")->check(positive);

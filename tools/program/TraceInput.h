@@ -67,6 +67,9 @@ auto AskIndexed(const Console& console, IndexedTrace& trace, Question question)
   return answer;
 }
 
+// The failure of an answer that may lack what stood behind the place where the trace breaks off.
+Failure CutShort(const Fault& end);
+
 // The flags -c, -d and -p, any of which may be left out.
 struct ShapeFlags {
   std::optional<uint32_t> clusters;

@@ -77,6 +77,18 @@ Result<RecordRange> RangeOf(const TraceSource& trace, const Index& index, const 
   return range;
 }
 
+Result<bool> ReachesBehindEnd(const TraceSource& trace, const Index& index,
+                              const EventFilter& filter, const ProgressCallback& progress) {
+  const uint64_t records = index.GetSummary().records;
+  if (filter.lastRecord <= records) {
+    return false;
+  }
+  EventFilter anyThread = filter;
+  anyThread.thread.reset();
+  const Result<RecordRange> range = RangeOf(trace, index, anyThread, progress);
+  return range ? Result<bool>(range->end == records) : Result<bool>(range.Why());
+}
+
 EventFilter WithinRange(const Index& index, const EventFilter& filter, const RecordRange& range) {
   EventFilter within = filter;
   within.firstRecord = range.begin;

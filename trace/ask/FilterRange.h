@@ -27,6 +27,12 @@ struct RecordRange {
                                           const EventFilter& filter,
                                           const ProgressCallback& progress = {});
 
+// Whether the filter might let through what stood behind the last record: of a trace that breaks
+// off, an answer then lacks it. Costs what RangeOf does.
+[[nodiscard]] Result<bool> ReachesBehindEnd(const TraceSource& trace, const Index& index,
+                                            const EventFilter& filter,
+                                            const ProgressCallback& progress = {});
+
 // The same conditions for records of such a range: what the range stands for is left out.
 EventFilter WithinRange(const Index& index, const EventFilter& filter, const RecordRange& range);
 

@@ -1,0 +1,121 @@
+#include "tools/program/FilterFlags.h"
+
+#include <algorithm>
+#include <functional>
+
+#include "tools/program/Flags.h"
+
+namespace marrowfin {
+
+namespace {
+
+constexpr const char* TYPE_NAMES[] = {"switch", "fire", "send"};
+
+// An option whose text a function of Ranges.h understands.
+template <class Value>
+void AddParsed(CLI::App& app, const std::string& name, const std::string& form,
+               std::optional<Value>& value, std::string (*parse)(const std::string&, Value&),
+               const std::string& help) {
+  app.add_option_function<std::string>(
+         name,
+         [&value, parse](const std::string& text) {
+           value.emplace();
+           static_cast<void>(parse(text, *value));
+         },
+         help)
+      ->type_name(form)
+      ->check([parse](const std::string& text) {
+        Value unused;
+        return parse(text, unused);
+      });
+}
+
+}  // namespace
+
+void AddRegion(CLI::App& app, std::optional<RegionWords>& region, const std::string& help) {
+  AddParsed(app, "--region", "REGION", region, ParseRegion, help);
+}
+
+void FilterFlags::Declare(CLI::App& app) {
+  AddParsed(app, "--records", "RANGE", records, ParseRange,
+            "Events by number, counted from 0: 7, or 7:9, 7: and :9, ends included");
+  AddParsed(app, "--cycles", "RANGE", cycles, ParseRange, "Events of these cycles");
+  AddParsed(app, "--steps", "RANGE", steps, ParseRange,
+            "Events that these animation steps of the viewer consume");
+  app.add_option("-F", skipTo, "The viewer skips to this cycle first (with --steps)")
+      ->transform(CLI::Validator(MakeSignedDecimal, ""));
+  app.add_option("--type", types, "fire, send or switch; several with commas between")
+      ->delimiter(',')
+      ->check(CLI::IsMember({TYPE_NAMES[0], TYPE_NAMES[1], TYPE_NAMES[2]}));
+  AddCount(app, "--thread", thread, "Events of this thread");
+  AddRegion(app, region,
+            "Events there, of messages either end: COLUMN,ROW or COLUMN,ROW:COLUMN,ROW, or "
+            "cluster:COLUMN,ROW or domain:COLUMN,ROW of the array");
+}
+
+MaybeFailure FilterFlags::Check() const {
+  if (skipTo && !steps) {
+    return Failure{EXIT_USAGE, "-F tells where steps begin, and none are asked for",
+                   "Give -F with --steps alone."};
+  }
+  return std::nullopt;
+}
+
+MaybeFailure PositionsOf(const RegionWords& region, const std::string& trace,
+                         const std::optional<ArrayShape>& shape, Region& positions) {
+  if (!region.NeedsArray()) {
+    positions = region.Positions();
+    return std::nullopt;
+  }
+  if (!shape) {
+    return Failure{EXIT_INPUT, trace + ": no array shows all locations of this trace",
+                   "Give the counts of the array with -c, -d and -p, or a region of positions."};
+  }
+  const std::optional<Region> found = region.In(*shape);
+  if (!found) {
+    const bool cluster = region.kind == RegionWords::CLUSTER;
+    return Failure{EXIT_INPUT,
+                   trace + ": the array has no " + (cluster ? "cluster" : "domain") +
+                       " at column " + std::to_string(region.first.column) + ", row " +
+                       std::to_string(region.first.row),
+                   "Give the counts of the array with -c, -d and -p."};
+  }
+  positions = *found;
+  return std::nullopt;
+}
+
+MaybeFailure FilterFlags::FilterFor(const std::string& trace,
+                                    const std::optional<ArrayShape>& shape,
+                                    EventFilter& filter) const {
+  filter = {};
+  if (records) {
+    filter.firstRecord = records->first;
+    filter.lastRecord = records->last == ~uint64_t{0} ? records->last : records->last + 1;
+  }
+  if (cycles) {
+    filter.firstCycle = cycles->first;
+    filter.lastCycle = cycles->last;
+  }
+  if (steps) {
+    filter.firstStep = steps->first;
+    filter.lastStep = steps->last;
+    // A negative cycle asks for a huge one, as it does in the viewer.
+    filter.skipTo = static_cast<uint64_t>(int64_t{skipTo.value_or(0)});
+  }
+  if (!types.empty()) {
+    const auto wanted = [&](const char* name) {
+      return std::find(types.begin(), types.end(), name) != types.end();
+    };
+    filter.switches = wanted(TYPE_NAMES[0]);
+    filter.fires = wanted(TYPE_NAMES[1]);
+    filter.sends = wanted(TYPE_NAMES[2]);
+  }
+  filter.thread = thread;
+  if (region) {
+    filter.region.emplace();
+    return PositionsOf(*region, trace, shape, *filter.region);
+  }
+  return std::nullopt;
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,46 @@
+#ifndef TOOLS_PROGRAM_FILTERFLAGS_H
+#define TOOLS_PROGRAM_FILTERFLAGS_H
+
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/program/Failure.h"
+#include "tools/program/Ranges.h"
+#include "trace/ask/EventFilter.h"
+#include "trace/base/ArrayShape.h"
+
+namespace marrowfin {
+
+// The flags that choose events: all conditions of an EventFilter.
+struct FilterFlags {
+  std::optional<NumberRange> records;
+  std::optional<NumberRange> cycles;
+  std::optional<NumberRange> steps;
+  std::optional<int> skipTo;
+  std::vector<std::string> types;
+  std::optional<uint32_t> thread;
+  std::optional<RegionWords> region;
+
+  void Declare(CLI::App& app);
+
+  // A refusal of flags that say nothing together.
+  MaybeFailure Check() const;
+
+  // The filter that they stand for; a failure where the array that shows `trace` lacks the region,
+  // or there is none.
+  MaybeFailure FilterFor(const std::string& trace, const std::optional<ArrayShape>& shape,
+                         EventFilter& filter) const;
+};
+
+// The flag --region.
+void AddRegion(CLI::App& app, std::optional<RegionWords>& region, const std::string& help);
+
+// The positions of a region of `trace`, likewise.
+MaybeFailure PositionsOf(const RegionWords& region, const std::string& trace,
+                         const std::optional<ArrayShape>& shape, Region& positions);
+
+}  // namespace marrowfin
+
+#endif

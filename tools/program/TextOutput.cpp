@@ -1,0 +1,39 @@
+#include "tools/program/TextOutput.h"
+
+#include <ostream>
+
+namespace marrowfin {
+
+MaybeFailure TextOutput::Open(const std::optional<std::string>& path) {
+  text.reserve(2 * PIECE);
+  if (!path) {
+    return std::nullopt;
+  }
+  file.emplace();
+  return file->Open(*path);
+}
+
+MaybeFailure TextOutput::Write() {
+  if (file) {
+    const auto* const bytes = reinterpret_cast<const uint8_t*>(text.data());
+    if (const Fault fault = file->Sink().Write(bytes, text.size()).fault) {
+      return OutputFailureOf(fault);
+    }
+  } else {
+    console.out.write(text.data(), static_cast<std::streamsize>(text.size()));
+    console.out.flush();
+  }
+  text.clear();
+  return std::nullopt;
+}
+
+bool TextOutput::IsTaken() const { return file || console.out; }
+
+MaybeFailure TextOutput::Commit() {
+  if (MaybeFailure failure = Write()) {
+    return failure;
+  }
+  return file ? file->Commit() : std::nullopt;
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,47 @@
+#ifndef TOOLS_PROGRAM_TEXTOUTPUT_H
+#define TOOLS_PROGRAM_TEXTOUTPUT_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "tools/program/Failure.h"
+#include "tools/program/Output.h"
+#include "tools/program/Subcommand.h"
+
+namespace marrowfin {
+
+// Where a long text goes that is made piece by piece: standard output, or a file that is there
+// whole or not at all.
+class TextOutput {
+ public:
+  // `console` outlives it.
+  explicit TextOutput(const Console& console) : console(console) {}
+
+  // Begins the file, or the text on standard output where no path is given.
+  [[nodiscard]] MaybeFailure Open(const std::optional<std::string>& path);
+
+  // To which the text is appended.
+  std::string& Text() { return text; }
+
+  // To be called now and then; writes what has come where that is a piece worth writing.
+  [[nodiscard]] MaybeFailure Pass() { return text.size() < PIECE ? std::nullopt : Write(); }
+  [[nodiscard]] MaybeFailure Write();
+
+  // False where standard output takes nothing more; the program says so at its end.
+  bool IsTaken() const;
+
+  // Writes the rest, and ends the file.
+  [[nodiscard]] MaybeFailure Commit();
+
+ private:
+  static constexpr size_t PIECE = 1 << 16;
+
+  const Console& console;
+  std::optional<Output> file;
+  std::string text;
+};
+
+}  // namespace marrowfin
+
+#endif
