@@ -103,6 +103,27 @@ def test_formatting_nothing_is_no_success(project):
     assert run(project, "scripts/check-format").returncode != 0
 
 
+SHORTENED = """#include <cstddef>
+#include <string>
+char At(const std::string& bytes, unsigned long long offset) { return bytes[%s]; }
+"""
+
+
+def test_half_a_number_is_not_dropped_where_addresses_have_32_bits(project):
+    subprocess.run(["git", "init", "--quiet"], cwd=project, check=True)
+    assert run(project, "scripts/check-shortening").returncode != 0, "there is nothing to check"
+    (project / "trace").mkdir()
+    source = project / "trace" / "File.cpp"
+    source.write_text(SHORTENED % "static_cast<size_t>(offset)", encoding="utf-8")
+    subprocess.run(["git", "add", "trace/File.cpp"], cwd=project, check=True)
+    right = run(project, "scripts/check-shortening")
+    assert right.returncode == 0, right.stderr
+    source.write_text(SHORTENED % "offset", encoding="utf-8")
+    wrong = run(project, "scripts/check-shortening")
+    assert wrong.returncode != 0
+    assert "loses integer precision" in wrong.stderr
+
+
 def test_an_unknown_group_of_packages_is_refused(project):
     result = run(project, "scripts/install-dependencies", "nonsense")
     assert result.returncode != 0

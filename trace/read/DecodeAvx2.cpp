@@ -46,7 +46,7 @@ __attribute__((target("avx2"))) inline void Store(void* to, __m256i value) {
 __attribute__((target("avx2"))) inline size_t Total(__m256i counts) {
   alignas(32) uint64_t parts[GROUP];
   _mm256_store_si256(reinterpret_cast<__m256i*>(parts), counts);
-  return parts[0] + parts[1] + parts[2] + parts[3];
+  return static_cast<size_t>(parts[0] + parts[1] + parts[2] + parts[3]);
 }
 
 __attribute__((target("avx2"))) inline void Raise(Place& most, __m256i places) {
