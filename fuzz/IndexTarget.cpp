@@ -176,9 +176,11 @@ struct Numbers {
 
   void Add(Summary& s) {
     for (uint64_t* number :
-         {&s.records, &s.bytes, &s.switches, &s.fires, &s.sends, &s.firstCycle, &s.lastCycle,
-          &s.maxCycle, &s.changes, &s.falls, &s.firstFall, &s.fired.columns, &s.fired.rows,
-          &s.sent.columns, &s.sent.rows, &s.otherThreads, &s.end.numbers[0], &s.end.numbers[1]}) {
+         {&s.records,       &s.bytes,          &s.switches,      &s.fires,        &s.sends,
+          &s.firstCycle,    &s.lastCycle,      &s.maxCycle,      &s.changes,      &s.falls,
+          &s.firstFall,     &s.fired.columns,  &s.fired.rows,    &s.sent.columns, &s.sent.rows,
+          &s.array.columns, &s.array.rows,     &s.far.count,     &s.far.column,   &s.far.row,
+          &s.otherThreads,  &s.end.numbers[0], &s.end.numbers[1]}) {
       wide.push_back(number);
     }
     for (auto& [thread, count] : s.threads) {
@@ -205,7 +207,7 @@ struct Numbers {
       wide.insert(wide.end(), {&entry.record, &entry.offset, &entry.cycle, &entry.changes});
     }
     for (IndexBoundary& b : d.boundaries) {
-      wide.insert(wide.end(), {&b.record, &b.offset, &b.lastCycle, &b.changes});
+      wide.insert(wide.end(), {&b.record, &b.offset, &b.lastCycle, &b.changes, &b.farEnds});
       narrow.insert(narrow.end(), {&b.columns, &b.rows, &b.switches, &b.threadSlots});
       Add(b.keyframe);
       for (IndexSection& section : b.node) {
@@ -286,6 +288,7 @@ void ChangeShape(IndexTables& d, Input& input) {
       // Locations reach less far, or farther, than they do.
       d.summary.fired = {1U + value % 16, 1U + value / 16};
       d.summary.sent = d.summary.fired;
+      d.summary.array = d.summary.fired;
       break;
     case 9:
       // Two sections begin at the same byte.
@@ -575,8 +578,9 @@ bool IsRight(const Index& index) {
   return s.records == right.records && s.bytes == right.bytes && s.fires == right.fires &&
          s.sends == right.sends && s.switches == right.switches && s.changes == right.changes &&
          s.firstCycle == right.firstCycle && s.maxCycle == right.maxCycle && s.falls == 0 &&
-         s.fired == right.fired && s.sent == right.sent && s.threads == right.threads &&
-         s.switchPlaces == right.switchPlaces && s.switchesComplete && !s.end;
+         s.fired == right.fired && s.sent == right.sent && s.array == right.array &&
+         s.far == right.far && s.threads == right.threads && s.switchPlaces == right.switchPlaces &&
+         s.switchesComplete && !s.end;
 }
 
 // An index that must not be believed.

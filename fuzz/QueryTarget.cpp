@@ -95,7 +95,10 @@ void AskCounts(const TraceSource& trace, const Index& index, const Events& event
     for (uint64_t i = first; counted && i < last; ++i) {
       const Event& event = events.all[i];
       const Place place = kind == RECEIVES ? event.to : event.at;
-      if (Counts(event, kind)) {
+      const bool far = kind != TRANSMISSIONS &&
+                       (place.column >= reader.ColumnCount() || place.row >= reader.RowCount());
+      Require(!far || kind != FIRES || !Counts(event, kind), "what fires is on the array");
+      if (Counts(event, kind) && !far) {
         const auto slot = std::find(places.begin(), places.end(), place) - places.begin();
         const size_t cell = kind == TRANSMISSIONS
                                 ? static_cast<size_t>(slot)

@@ -147,7 +147,7 @@ TEST_F(IndexCommandTest, AnOutputThatIsNamedIsBuiltAnewThere) {
     EXPECT_THAT(Run({"index", "long.trace", flag, "mine"}).out, StartsWith("mine: "));
     EXPECT_NE(version, VersionOf(folder.File("mine")));
     EXPECT_THAT(FolderContents(), ElementsAre("long.trace", "mine"));
-    EXPECT_THAT(testing::ReadFile(folder.File("mine")), StartsWith("MFINDEX2"));
+    EXPECT_THAT(testing::ReadFile(folder.File("mine")), StartsWith("MFINDEX3"));
   }
   const auto version = VersionOf(folder.File("mine"));
   EXPECT_EQ("mine", RunForJson({"index", "long.trace", "-o", "mine"})["index"]);
@@ -200,7 +200,7 @@ TEST_F(IndexCommandTest, ALinkStaysALinkAndItsFileIsReplaced) {
   fs::create_symlink("elsewhere/index", folder.File("link"));
   EXPECT_EQ(0, Run({"index", "long.trace", "-o", "link"}).exitStatus);
   EXPECT_TRUE(fs::is_symlink(folder.File("link")));
-  EXPECT_THAT(testing::ReadFile(folder.File("elsewhere/index")), StartsWith("MFINDEX2"));
+  EXPECT_THAT(testing::ReadFile(folder.File("elsewhere/index")), StartsWith("MFINDEX3"));
   EXPECT_THAT(ContentsOf(folder.File("elsewhere")), ElementsAre("index"));
 }
 

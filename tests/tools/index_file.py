@@ -4,7 +4,7 @@ import subprocess
 import types
 import zlib
 
-MAGIC = b"MFINDEX2"
+MAGIC = b"MFINDEX3"
 FOOTER_MAGIC = b"MFINDEXE"
 FOOTER = 36
 
@@ -149,8 +149,9 @@ class IndexFile:
 def read_summary(numbers):
     names = ("records", "bytes", "switches", "fires", "sends", "first_cycle", "last_cycle",
              "largest_cycle", "changes", "falls", "first_fall", "fired_columns", "fired_rows",
-             "sent_columns", "sent_rows")
-    summary = types.SimpleNamespace(**dict(zip(names, numbers.numbers(15))))
+             "sent_columns", "sent_rows", "array_columns", "array_rows", "far_ends", "far_column",
+             "far_row")
+    summary = types.SimpleNamespace(**dict(zip(names, numbers.numbers(20))))
     summary.threads = dict(numbers.numbers(2) for _ in range(numbers.number()))
     summary.large_threads = [thread for thread in summary.threads if thread >= SMALL_THREADS]
     summary.further_threads = numbers.number()
@@ -171,7 +172,7 @@ def read_entries(numbers):
 
 
 def read_boundaries(numbers):
-    record = offset = changes = 0
+    record = offset = changes = far_ends = 0
     for _ in range(numbers.number()):
         boundary = types.SimpleNamespace()
         record += numbers.number()
@@ -181,6 +182,8 @@ def read_boundaries(numbers):
         boundary.changes = changes
         names = ("sample", "columns", "rows", "switches", "thread_slots")
         vars(boundary).update(zip(names, numbers.numbers(5)))
+        far_ends += numbers.number()
+        boundary.far_ends = far_ends
         boundary.keyframe = numbers.section()
         boundary.nodes = {activity: numbers.section() for activity in ACTIVITIES}
         boundary.masks = [numbers.section() for _ in range(numbers.number())]

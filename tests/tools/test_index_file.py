@@ -15,6 +15,8 @@ from index_file import ACTIVITIES, SMALL_THREADS, IndexFile
 SWITCH, FIRE, SEND = 2, 3, 4
 RECORDS = 300_000
 TOP = 1 << 64
+TOP_PLACE = (1 << 32) - 1
+NOWHERE = 1 << 32
 
 Event = collections.namedtuple("Event", "kind cycle thread at to")
 
@@ -49,6 +51,11 @@ def make_events(seed):
     events[7] = Event(FIRE, events[7].cycle, 77, (30, 1), None)
     events[8] = Event(FIRE, events[8].cycle, 1000, (30, 1), None)
     events[120_000] = Event(FIRE, events[120_000].cycle, 65, (30, 1), None)
+    # Ends of messages off the array, of which one is near enough to belong to it.
+    events[50] = Event(SEND, events[50].cycle, 2, (1, 2), (TOP_PLACE, 3))
+    events[95_000] = Event(SEND, events[95_000].cycle, 2, (5000, 7), (64, 2))
+    events[95_001] = Event(SEND, events[95_001].cycle, 2, (3, 64), (3, 50))
+    events[299_990] = Event(SEND, events[299_990].cycle, 2, (4, 900), (2, 2))
     return events
 
 
@@ -91,8 +98,23 @@ class Known:
         return tuple(max((p[axis] + 1 for p in places), default=0) for axis in (0, 1))
 
     def array(self, end):
-        fired, sent = self.extent(end, FIRE), self.extent(end, SEND)
-        return tuple(grown_power(max(fired[axis], sent[axis])) for axis in (0, 1))
+        """The array, and the ends of messages that are far off: the numbers of their records, the
+        places and whether they lie beyond its columns."""
+        fired, array, far = [0, 0], [0, 0], []
+        for i, event in enumerate(self.events[:end]):
+            for place in () if event.kind == SWITCH else filter(None, (event.at, event.to)):
+                larger = [max(side, index + 1) for side, index in zip(array, place)]
+                room = [grown_power(side) for side in larger]
+                if event.kind == FIRE:
+                    fired = [max(side, index + 1) for side, index in zip(fired, place)]
+                    array = larger
+                elif room == [grown_power(side) for side in array] or (
+                    max(place) < grown_power(max(64, *fired)) and room[0] * room[1] <= 1 << 18
+                ):
+                    array = larger
+                else:
+                    far.append((i, place, place[0] >= grown_power(array[0])))
+        return tuple(array), far
 
 
 @pytest.fixture(scope="module")
@@ -150,6 +172,11 @@ def check_summary(summary, known, end):
     assert summary.first_fall == falls[0]
     assert (summary.fired_columns, summary.fired_rows) == known.extent(end, FIRE)
     assert (summary.sent_columns, summary.sent_rows) == known.extent(end, SEND)
+    array, far = known.array(end)
+    assert (summary.array_columns, summary.array_rows) == array
+    assert summary.far_ends == len(far)
+    assert summary.far_column == min((p[0] for _, p, beside in far if beside), default=NOWHERE)
+    assert summary.far_row == min((p[1] for _, p, beside in far if not beside), default=NOWHERE)
     assert summary.threads == collections.Counter(event.thread for event in events)
     assert summary.large_threads == known.large_threads(end)
     assert summary.further_threads == 0
@@ -182,7 +209,9 @@ def test_boundaries_tell_where_segments_end(index, known):
         assert boundary.offset == known.offsets[boundary.record]
         assert boundary.cycle == known.events[boundary.record - 1].cycle
         assert boundary.changes == known.changes[boundary.record - 1]
-        assert (boundary.columns, boundary.rows) == known.array(boundary.record)
+        array, far = known.array(boundary.record)
+        assert (boundary.columns, boundary.rows) == tuple(map(grown_power, array))
+        assert boundary.far_ends == len(far)
         assert boundary.switches == len(known.places(boundary.record))
         assert boundary.thread_slots == 1 + SMALL_THREADS + len(known.large_threads(boundary.record))
     starts = [0] + [boundary.record for boundary in index.boundaries]
@@ -229,16 +258,18 @@ def test_keyframes_tell_what_touched_every_piece_last(index, known):
 
 def test_the_sums_of_nodes_are_the_counts_up_to_a_boundary(index, known):
     sums = {activity: collections.Counter() for activity in ACTIVITIES}
+    far = {(i, place) for i, place, _ in known.array(RECORDS)[1]}
     done = 0
     for number, boundary in enumerate(index.boundaries, start=1):
-        for event in known.events[done : boundary.record]:
+        for i in range(done, boundary.record):
+            event = known.events[i]
             if event.kind == FIRE:
                 sums["fires"][event.at] += 1
             elif event.kind == SWITCH:
                 sums["transmissions"][event.at] += 1
             else:
-                sums["sends"][event.at] += 1
-                sums["receives"][event.to] += 1
+                sums["sends"][event.at] += (i, event.at) not in far
+                sums["receives"][event.to] += (i, event.to) not in far
             sums["thread records"][event.thread, event.kind] += 1
         done = boundary.record
         for activity in ACTIVITIES:
@@ -247,7 +278,7 @@ def test_the_sums_of_nodes_are_the_counts_up_to_a_boundary(index, known):
             while prefix > 0:
                 add_node(index, index.boundaries[prefix - 1], activity, found, known)
                 prefix -= prefix & -prefix
-            assert +found == sums[activity], (number, activity)
+            assert +found == +sums[activity], (number, activity)
 
 
 def add_node(index, boundary, activity, counts, known):
@@ -373,5 +404,5 @@ def test_the_page_names_what_this_reader_expects():
     page = os.path.join(os.environ["MARROWFIN_SOURCE_DIR"], "docs", "index-format.md")
     with open(page, encoding="utf-8") as file:
         text = file.read()
-    for words in ("`MFINDEX2`", "`MFINDEXE`", "| footer | 36 |", "first 4,096 bytes"):
+    for words in ("`MFINDEX3`", "`MFINDEXE`", "| footer | 36 |", "first 4,096 bytes"):
         assert words in text

@@ -16,15 +16,9 @@ uint32_t PowerFor(uint64_t extent) {
 
 }  // namespace
 
-uint32_t ActivityReader::ColumnCount() const {
-  const Summary& s = index.GetSummary();
-  return PowerFor(std::max(s.fired.columns, s.sent.columns));
-}
+uint32_t ActivityReader::ColumnCount() const { return PowerFor(index.GetSummary().array.columns); }
 
-uint32_t ActivityReader::RowCount() const {
-  const Summary& s = index.GetSummary();
-  return PowerFor(std::max(s.fired.rows, s.sent.rows));
-}
+uint32_t ActivityReader::RowCount() const { return PowerFor(index.GetSummary().array.rows); }
 
 uint64_t ActivityReader::RecordOf(size_t boundary) const {
   return boundary == 0 ? 0 : index.Boundaries()[boundary - 1].record;
@@ -95,9 +89,39 @@ Fault ActivityReader::CountRange(uint64_t first, uint64_t last, Activity activit
   return AddUpTo(to, last, activity, 1, counts);
 }
 
-// The nodes of both boundaries that are not common to both: their prefixes share the rest.
+uint64_t ActivityReader::FarEndsUpTo(size_t boundary) const {
+  return boundary == 0 ? 0 : index.Boundaries()[boundary - 1].farEnds;
+}
+
+// Where an end was far that the array has had room for since, nodes lack it: such segments are
+// read.
 Fault ActivityReader::AddBetween(size_t from, size_t to, Activity activity,
                                  std::vector<uint64_t>& counts) const {
+  if (Fault fault = AddNodes(from, to, activity, counts)) {
+    return fault;
+  }
+  const bool ends = activity == SENDS || activity == RECEIVES;
+  if (!ends || counts.empty() ||
+      !index.GetSummary().far.MayBeIn({ColumnCount() - 1, RowCount() - 1})) {
+    return {};
+  }
+  for (size_t b = from; b < to; ++b) {
+    if (FarEndsUpTo(b) == FarEndsUpTo(b + 1)) {
+      continue;
+    }
+    if (Fault fault = AddNodes(b + 1, b, activity, counts)) {
+      return fault;
+    }
+    if (Fault fault = AddRecords(RecordOf(b), RecordOf(b + 1), activity, 1, counts)) {
+      return fault;
+    }
+  }
+  return {};
+}
+
+// The nodes of both boundaries that are not common to both: their prefixes share the rest.
+Fault ActivityReader::AddNodes(size_t from, size_t to, Activity activity,
+                               std::vector<uint64_t>& counts) const {
   while (from != to) {
     const bool add = to > from;
     size_t& node = add ? to : from;
@@ -134,17 +158,19 @@ Fault ActivityReader::AddRecords(uint64_t first, uint64_t last, Activity activit
     return largest.column < most.column && largest.row < most.row;
   };
   // Whether a record counts is hard to foresee, so all are added: the others as nothing, and at the
-  // first position, since a switch may stand anywhere.
+  // first position, since a switch and a far end may stand anywhere.
   Fault contradiction;
   const Fault fault =
       Walk(trace, index, first, last, [&](const Columns& columns, size_t from, size_t to) {
-        if (!fits(columns.maxFired) || !fits(columns.maxSent)) {
+        const bool far = !fits(columns.maxSent);
+        if (!fits(columns.maxFired) || (far && index.GetSummary().far.count == 0)) {
           contradiction = Contradiction(trace, index);
           return false;
         }
         const Place* places = activity == RECEIVES ? columns.to : columns.at;
         for (size_t i = from; i < to; ++i) {
-          const size_t mask = columns.tag[i].type == type ? ~size_t{0} : 0;
+          const bool counted = columns.tag[i].type == type && (!far || fits(places[i]));
+          const size_t mask = counted ? ~size_t{0} : 0;
           counts[(places[i].row * stride + places[i].column) & mask] += step & mask;
         }
         return true;

@@ -25,14 +25,16 @@ class ActivityReader {
   uint32_t RowCount() const;
 
   // Counts the records `first` up to `last` (not included). Of FIRES, SENDS and RECEIVES `counts`
-  // becomes ColumnCount() x RowCount() counts, row by row; of TRANSMISSIONS one count per place in
+  // becomes ColumnCount() x RowCount() counts, row by row, without ends of messages outside these
+  // positions; of TRANSMISSIONS one count per place in
   // Summary::switchPlaces. A fault leaves `counts` of no use; one of them is an array of which the
   // index keeps nothing (Index::HasBoundaries).
   [[nodiscard]] Fault Count(uint64_t first, uint64_t last, Activity activity,
                             std::vector<uint64_t>& counts) const;
 
   // The same between two boundaries of the index, counted from 1 (0 is the start of the trace),
-  // out of the index alone: whether the trace is still what was indexed is not asked.
+  // out of the index alone, but for segments with far ends (see Summary::array): whether the trace
+  // is still what was indexed is not asked.
   [[nodiscard]] Fault CountBetween(size_t from, size_t to, Activity activity,
                                    std::vector<uint64_t>& counts) const;
 
@@ -52,6 +54,8 @@ class ActivityReader {
   Fault AddTransmissions(uint64_t first, uint64_t last, int sign,
                          std::vector<uint64_t>& counts) const;
   Fault AddBetween(size_t from, size_t to, Activity activity, std::vector<uint64_t>& counts) const;
+  Fault AddNodes(size_t from, size_t to, Activity activity, std::vector<uint64_t>& counts) const;
+  uint64_t FarEndsUpTo(size_t boundary) const;
   Fault AddUpTo(size_t boundary, uint64_t record, Activity activity, int sign,
                 std::vector<uint64_t>& counts) const;
   size_t Nearest(uint64_t record) const;

@@ -10,13 +10,8 @@ namespace marrowfin {
 namespace {
 
 std::vector<size_t> TransmittersOf(const Summary& summary, const EventFilter& filter) {
-  std::vector<size_t> found;
-  for (size_t slot = 0; slot < summary.switchPlaces.size(); ++slot) {
-    if (filter.switches && filter.region && filter.region->Has(summary.switchPlaces[slot])) {
-      found.push_back(slot);
-    }
-  }
-  return found;
+  return filter.switches && filter.region ? SwitchesIn(summary, *filter.region)
+                                          : std::vector<size_t>();
 }
 
 std::vector<size_t> CountersFor(const Summary& summary, const EventFilter& filter) {
@@ -38,8 +33,8 @@ QuietSpans::QuietSpans(const Index& index, const EventFilter& filter)
     : index(index),
       filter(filter),
       tells(index.HasBoundaries() && (filter.region || filter.thread || !filter.HasEveryType())),
-      transmitters(TransmittersOf(index.GetSummary(), filter)),
-      counters(CountersFor(index.GetSummary(), filter)) {}
+      sums(index, filter.region.value_or(Region()), TransmittersOf(index.GetSummary(), filter),
+           CountersFor(index.GetSummary(), filter)) {}
 
 uint64_t QuietSpans::RecordOf(size_t boundary) const {
   return boundary == 0 ? 0 : index.Boundaries()[boundary - 1].record;
@@ -54,61 +49,36 @@ size_t QuietSpans::BoundaryAt(uint64_t record) const {
       boundaries.begin());
 }
 
-// What counts of a node for the filter. Nodes are few and asked for again and again.
-Result<uint64_t> QuietSpans::NodeSum(size_t b, Activity activity) {
-  const uint64_t key = b * ACTIVITIES + activity;
-  if (const auto found = known.find(key); found != known.end()) {
-    return found->second;
+// How many ends of messages the nodes lack that may lie in the region.
+uint64_t QuietSpans::FarEnds(size_t from, size_t to) const {
+  if (!filter.region || !filter.sends || !index.GetSummary().far.MayBeIn(filter.region->last)) {
+    return 0;
   }
-  const Result<uint64_t> sum =
-      activity == TRANSMISSIONS ? index.SumCounters(b, activity, transmitters)
-      : activity == THREAD_RECORDS
-          ? index.SumCounters(b, activity, counters)
-          : index.SumNode(b, activity, filter.region->first, filter.region->last);
-  if (!sum) {
-    return sum.Why();
-  }
-  known.emplace(key, *sum);
-  return *sum;
-}
-
-// The nodes of both boundaries that are not common to both: their prefixes share the rest.
-Result<uint64_t> QuietSpans::Sum(size_t from, size_t to, Activity activity) {
-  uint64_t sum = 0;
-  while (from != to) {
-    const bool add = to > from;
-    size_t& node = add ? to : from;
-    const Result<uint64_t> part = NodeSum(node, activity);
-    if (!part) {
-      return part.Why();
-    }
-    sum += add ? *part : ~*part + 1;
-    node &= node - 1;
-  }
-  return sum;
+  const auto upTo = [&](size_t b) { return b == 0 ? 0 : index.Boundaries()[b - 1].farEnds; };
+  return upTo(to) - upTo(from);
 }
 
 Result<CountBounds> QuietSpans::Between(size_t from, size_t to) {
-  uint64_t sums[ACTIVITIES] = {};
+  uint64_t counts[ACTIVITIES] = {};
   for (const Activity activity : {FIRES, SENDS, RECEIVES, TRANSMISSIONS, THREAD_RECORDS}) {
     const bool wanted = activity == FIRES            ? filter.fires && filter.region
-                        : activity == TRANSMISSIONS  ? !transmitters.empty()
+                        : activity == TRANSMISSIONS  ? sums.HasTransmitters()
                         : activity == THREAD_RECORDS ? filter.thread || !filter.region
                                                      : filter.sends && filter.region;
-    const Result<uint64_t> sum = wanted ? Sum(from, to, activity) : Result<uint64_t>(0);
+    const Result<uint64_t> sum = wanted ? sums.Between(from, to, activity) : Result<uint64_t>(0);
     if (!sum) {
       return sum.Why();
     }
-    sums[activity] = *sum;
+    counts[activity] = *sum;
   }
   // Of a message between two of the region's elements both ends are counted.
-  const uint64_t others = sums[FIRES] + sums[TRANSMISSIONS];
-  CountBounds bounds = {others + std::max(sums[SENDS], sums[RECEIVES]),
-                        others + sums[SENDS] + sums[RECEIVES]};
+  const uint64_t others = counts[FIRES] + counts[TRANSMISSIONS];
+  CountBounds bounds = {others + std::max(counts[SENDS], counts[RECEIVES]),
+                        others + counts[SENDS] + counts[RECEIVES] + FarEnds(from, to)};
   if (!filter.region) {
-    bounds = {sums[THREAD_RECORDS], sums[THREAD_RECORDS]};
+    bounds = {counts[THREAD_RECORDS], counts[THREAD_RECORDS]};
   } else if (filter.thread) {
-    bounds = {0, std::min(bounds.most, sums[THREAD_RECORDS])};
+    bounds = {0, std::min(bounds.most, counts[THREAD_RECORDS])};
   }
   const bool apart =
       !filter.thread || index.GetSummary().ThreadSlot(*filter.thread) != Summary::OTHER_THREADS;
@@ -122,16 +92,19 @@ Result<CountBounds> QuietSpans::Between(size_t from, size_t to) {
 // which is a multiple of their distance, a power of two. What is cheap to know is asked first.
 Result<bool> QuietSpans::IsQuiet(size_t from, size_t to) {
   if (filter.thread || !filter.region) {
-    const Result<uint64_t> records = Sum(from, to, THREAD_RECORDS);
+    const Result<uint64_t> records = sums.Between(from, to, THREAD_RECORDS);
     if (!records || *records == 0 || !filter.region) {
       return records ? Result<bool>(*records == 0) : records.Why();
     }
   }
-  if (!transmitters.empty()) {
-    const Result<uint64_t> transmissions = Sum(from, to, TRANSMISSIONS);
+  if (sums.HasTransmitters()) {
+    const Result<uint64_t> transmissions = sums.Between(from, to, TRANSMISSIONS);
     if (!transmissions || *transmissions != 0) {
       return transmissions ? Result<bool>(false) : transmissions.Why();
     }
+  }
+  if (FarEnds(from, to) > 0) {
+    return false;
   }
   Result<bool> untouched = IsUntouched(from, to);
   if (!untouched || *untouched) {
@@ -144,7 +117,7 @@ Result<bool> QuietSpans::IsQuiet(size_t from, size_t to) {
 Result<bool> QuietSpans::HasNone(size_t from, size_t to) {
   for (const Activity activity : {FIRES, SENDS, RECEIVES}) {
     if (activity == FIRES ? filter.fires : filter.sends) {
-      const Result<uint64_t> sum = Sum(from, to, activity);
+      const Result<uint64_t> sum = sums.Between(from, to, activity);
       if (!sum || *sum != 0) {
         return sum ? Result<bool>(false) : sum.Why();
       }

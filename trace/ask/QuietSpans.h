@@ -4,10 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <unordered_map>
-#include <vector>
 
 #include "trace/ask/EventFilter.h"
+#include "trace/ask/NodeSums.h"
 #include "trace/base/Result.h"
 #include "trace/index/Index.h"
 
@@ -51,9 +50,8 @@ class QuietSpans {
   Result<bool> IsQuiet(size_t from, size_t to);
   Result<bool> IsTailQuiet();
   Result<bool> IsUntouched(size_t from, size_t to);
+  uint64_t FarEnds(size_t from, size_t to) const;
   Result<bool> HasNone(size_t from, size_t to);
-  Result<uint64_t> Sum(size_t from, size_t to, Activity activity);
-  Result<uint64_t> NodeSum(size_t b, Activity activity);
   size_t BoundaryAt(uint64_t record) const;
   uint64_t RecordOf(size_t boundary) const;
 
@@ -61,10 +59,8 @@ class QuietSpans {
 
   const Index& index;
   const EventFilter filter;
-  const bool tells;                  // whether there may be quiet spans
-  std::vector<size_t> transmitters;  // the switches of the region, by their place in the summary
-  std::vector<size_t> counters;      // of the thread, or of all, of the types
-  std::unordered_map<uint64_t, uint64_t> known;  // sums of nodes
+  const bool tells;            // whether there may be quiet spans
+  NodeSums sums;               // of the region, its switches, and the thread, or all, by type
   size_t active = NO_SEGMENT;  // a segment, by the boundary at its start, that is not quiet
 };
 

@@ -83,12 +83,11 @@ void IndexBuilder::Sample(const Columns& columns) {
   sampleLeft -= sampled;
 }
 
-// Lets the cells cover all locations so far, if they can.
+// Lets the cells cover the array so far, if they can.
 void IndexBuilder::MakeRoom() {
-  const Summary& s = summarizer.Get();
-  const uint64_t columns =
-      std::max<uint64_t>(columnCount, PowerFor(std::max(s.fired.columns, s.sent.columns)));
-  const uint64_t rows = std::max<uint64_t>(rowCount, PowerFor(std::max(s.fired.rows, s.sent.rows)));
+  const Extent& array = summarizer.Get().array;
+  const uint64_t columns = std::max<uint64_t>(columnCount, PowerFor(array.columns));
+  const uint64_t rows = std::max<uint64_t>(rowCount, PowerFor(array.rows));
   if (columns == columnCount && rows == rowCount) {
     return;
   }
@@ -99,14 +98,43 @@ void IndexBuilder::MakeRoom() {
   const uint32_t newColumns = static_cast<uint32_t>(columns);
   const uint32_t newRows = static_cast<uint32_t>(rows);
   counted.cells = Relayout(counted.cells, columnCount, rowCount, newColumns, newRows);
+  counted.cells.resize(CellsFor(newColumns, newRows));
   columnCount = newColumns;
   rowCount = newRows;
+}
+
+bool IndexBuilder::HasFarEnds(const Columns& columns) const {
+  return columns.sends > 0 &&
+         (columns.maxSent.column >= columnCount || columns.maxSent.row >= rowCount);
+}
+
+// Those places of the batch that have no cell are replaced by that of the cell that is nobody's.
+const Place* IndexBuilder::Near(const Columns& columns, const Place* places,
+                                NearPlaces& near) const {
+  const Place nobody = {columnCount * rowCount, 0};
+  for (size_t i = 0; i < columns.size; ++i) {
+    const bool has = columns.tag[i].type != SEND_RECORD ||
+                     (places[i].column < columnCount && places[i].row < rowCount);
+    near[i] = has ? places[i] : nobody;
+  }
+  return near.data();
+}
+
+void IndexBuilder::CountElements(const Columns& columns) {
+  if (HasFarEnds(columns)) {
+    NearPlaces at;
+    NearPlaces to;
+    CountElements(columns, Near(columns, columns.at, at), Near(columns, columns.to, to));
+  } else {
+    CountElements(columns, columns.at, columns.to);
+  }
 }
 
 // Types follow each other at random as far as a processor can tell, so every record does the same:
 // what does not concern it goes nowhere. Tables and masks by type, since a compiler makes branches
 // of conditions.
-void IndexBuilder::CountElements(const Columns& columns) {
+void IndexBuilder::CountElements(const Columns& columns, const Place* places,
+                                 const Place* receivers) {
   constexpr uint32_t ALL = ~0U;
   Segment::Cell* const atCells[3] = {nowhere.data(), counted.cells.data(), counted.cells.data()};
   Segment::Cell* const toCells[3] = {nowhere.data(), nowhere.data(), counted.cells.data()};
@@ -125,8 +153,8 @@ void IndexBuilder::CountElements(const Columns& columns) {
     const uint32_t thread = columns.tag[i].thread;
     const Touch touch = MakeTouch(passed, change, thread);
     const uint32_t mark = uint32_t{1} << Segment::Cell::MASK_SHIFT << ThreadMask::ClassOf(thread);
-    const uint32_t sender = columns.at[i].row * stride + columns.at[i].column;
-    const uint32_t receiver = columns.to[i].row * stride + columns.to[i].column;
+    const uint32_t sender = places[i].row * stride + places[i].column;
+    const uint32_t receiver = receivers[i].row * stride + receivers[i].column;
     Segment::Cell& at = atCells[kind][(sender & atPlace[kind]) | (i & atNowhere[kind])];
     at.fires = (at.fires + (kind & 1)) | mark;
     at.sends += kind >> 1;
@@ -185,6 +213,7 @@ void IndexBuilder::EndSegment() {
   boundary.rows = rowCount;
   boundary.switches = static_cast<uint32_t>(counted.switchCells.size());
   boundary.threadSlots = static_cast<uint32_t>(summarizer.Get().ThreadSlots());
+  boundary.farEnds = summarizer.Get().far.count;
   counted.changes = static_cast<uint32_t>(changes - segmentChanges);
   CountThreads();
   background.Wait();
@@ -268,7 +297,7 @@ Fault IndexBuilder::Resume(const Index& index, const Summary& summary) {
   segmentScale =
       std::bit_floor(std::max<uint64_t>(1, record / index.Boundaries().size() / SegmentLength()));
   segmentEnd = record + SegmentLength();
-  counted.cells.resize(static_cast<size_t>(columnCount) * rowCount);
+  counted.cells.resize(CellsFor(columnCount, rowCount));
   counted.switchCells.resize(last.switches);
   Result<TimeTable> known = index.TimesAtLastBoundary();
   if (!known) {

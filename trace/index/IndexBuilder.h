@@ -47,7 +47,11 @@ class IndexBuilder {
   void AddEntry(const Columns& columns);
   void Sample(const Columns& columns);
   void MakeRoom();
+  bool HasFarEnds(const Columns& columns) const;
+  typedef std::array<Place, Columns::CAPACITY> NearPlaces;
+  const Place* Near(const Columns& columns, const Place* places, NearPlaces& near) const;
   void CountElements(const Columns& columns);
+  void CountElements(const Columns& columns, const Place* places, const Place* receivers);
   void CountSwitches();
   void CountThreads();
   void EndSegment();

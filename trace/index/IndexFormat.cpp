@@ -91,6 +91,10 @@ void PutSummary(ByteWriter& out, const Summary& s) {
   }
   PutExtent(out, s.fired);
   PutExtent(out, s.sent);
+  PutExtent(out, s.array);
+  out.Number(s.far.count);
+  out.Number(s.far.column);
+  out.Number(s.far.row);
   PutThreads(out, s);
   out.Number(s.otherThreads);
   out.Number(s.switchPlaces.size());
@@ -110,6 +114,10 @@ Summary GetSummary(ByteReader& in) {
   }
   s.fired = GetExtent(in);
   s.sent = GetExtent(in);
+  s.array = GetExtent(in);
+  s.far.count = in.Number();
+  s.far.column = in.Number();
+  s.far.row = in.Number();
   GetThreads(in, s);
   s.otherThreads = in.Number();
   for (size_t left = in.Count(Summary::MAX_SWITCHES); left > 0 && in.Good(); --left) {
@@ -170,6 +178,7 @@ void PutBoundary(ByteWriter& out, const IndexBoundary& b, const IndexBoundary& l
   out.Number(b.rows);
   out.Number(b.switches);
   out.Number(b.threadSlots);
+  out.Number(b.farEnds - last.farEnds);
   PutSection(out, b.keyframe);
   for (const IndexSection& section : b.node) {
     PutSection(out, section);
@@ -181,7 +190,7 @@ void PutBoundary(ByteWriter& out, const IndexBoundary& b, const IndexBoundary& l
 }
 
 // Each takes at least a byte.
-constexpr size_t NUMBERS_OF_BOUNDARY = 9 + 3 * (1 + ACTIVITIES) + 1;
+constexpr size_t NUMBERS_OF_BOUNDARY = 10 + 3 * (1 + ACTIVITIES) + 1;
 
 // More levels than there are of boundaries.
 constexpr size_t MAX_MASKS = 32;
@@ -197,6 +206,7 @@ IndexBoundary GetBoundary(ByteReader& in, const IndexBoundary& last) {
   b.rows = static_cast<uint32_t>(in.Number());
   b.switches = static_cast<uint32_t>(in.Number());
   b.threadSlots = static_cast<uint32_t>(in.Number());
+  b.farEnds = last.farEnds + in.Number();
   b.keyframe = GetSection(in);
   for (IndexSection& section : b.node) {
     section = GetSection(in);
@@ -247,13 +257,33 @@ bool IsExtentSound(const Extent& extent, uint64_t records) {
          (extent.rows == 0) == (records == 0);
 }
 
+// Whether the array has all fires and no more than all places.
+bool IsArraySound(const Summary& s) {
+  const auto holds = [](uint64_t array, uint64_t fired, uint64_t sent) {
+    return array >= fired && array <= std::max(fired, sent);
+  };
+  return holds(s.array.columns, s.fired.columns, s.sent.columns) &&
+         holds(s.array.rows, s.fired.rows, s.sent.rows) &&
+         (s.array.columns == 0) == (s.array.rows == 0);
+}
+
+// Whether the places of far ends are among those of ends, where there are any.
+bool AreFarEndsSound(const Summary& s) {
+  const auto holds = [](uint64_t least, uint64_t extent) {
+    return least < extent || least == FarEnds::NOWHERE;
+  };
+  const bool somewhere = s.far.column != FarEnds::NOWHERE || s.far.row != FarEnds::NOWHERE;
+  return s.far.count <= 2 * s.sends && somewhere == (s.far.count > 0) &&
+         holds(s.far.column, s.sent.columns) && holds(s.far.row, s.sent.rows);
+}
+
 bool IsSummarySound(const Summary& s, uint64_t traceSize) {
   return s.bytes <= traceSize && CanTake(s.records, s.bytes) && s.sends <= s.records &&
          s.bytes == s.records * SMALL_RECORD + s.sends * PLACE_SIZE &&
          s.switches <= s.records - s.sends && s.fires == s.records - s.sends - s.switches &&
          s.changes <= s.records && s.falls <= s.changes && s.firstFall <= s.records &&
-         IsExtentSound(s.fired, s.fires) && IsExtentSound(s.sent, s.sends) && AreThreadsSound(s) &&
-         ArePlacesSound(s) && IsEndSound(s.end);
+         IsExtentSound(s.fired, s.fires) && IsExtentSound(s.sent, s.sends) && IsArraySound(s) &&
+         AreFarEndsSound(s) && AreThreadsSound(s) && ArePlacesSound(s) && IsEndSound(s.end);
 }
 
 // Whether the tables lie within the trace that the summary tells of, and ascend.
@@ -306,7 +336,7 @@ bool IsBoundarySound(const IndexBoundary& b, size_t number, const IndexBoundary&
       b.record > last.record && b.record <= d.summary.records && b.offset > last.offset &&
       b.offset <= d.summary.bytes && CanTake(b.record - last.record, b.offset - last.offset) &&
       b.changes >= last.changes && b.changes <= d.summary.changes && b.columns >= last.columns &&
-      b.rows >= last.rows && b.switches >= last.switches;
+      b.rows >= last.rows && b.switches >= last.switches && b.farEnds >= last.farEnds;
   const bool fits = IsSide(b.columns) && IsSide(b.rows) && (b.columns == 0) == (b.rows == 0) &&
                     elements <= IndexLimits::MAX_ELEMENTS &&
                     b.switches <= d.summary.switchPlaces.size() &&
@@ -327,8 +357,9 @@ bool AreBoundariesSound(const IndexTables& d, uint64_t dataSize) {
   const std::vector<Place>& places = d.summary.switchPlaces;
   const std::vector<Place>& before = d.atLastBoundary.switchPlaces;
   const bool slotted = d.boundaries.empty() || d.atLastBoundary.ThreadSlots() == last.threadSlots;
-  return d.atLastBoundary.records == last.record && slotted && before.size() == last.switches &&
-         std::equal(before.begin(), before.end(), places.begin());
+  return d.atLastBoundary.records == last.record && slotted &&
+         d.atLastBoundary.far.count == last.farEnds && last.farEnds <= d.summary.far.count &&
+         before.size() == last.switches && std::equal(before.begin(), before.end(), places.begin());
 }
 
 bool AreTimesInside(const IndexTables& d, uint64_t dataSize) {
@@ -382,10 +413,10 @@ bool IsOf(const TimeTable& table, const Summary& s) {
 // Whether what is kept of every element fits the array that it may be kept of.
 bool IsCompletenessSound(const IndexTables& d) {
   const Summary& s = d.summary;
-  const uint64_t columns = std::max(s.fired.columns, s.sent.columns);
-  const uint64_t rows = std::max(s.fired.rows, s.sent.rows);
-  return !d.complete || (s.switchesComplete && columns <= IndexLimits::MAX_ELEMENTS &&
-                         std::bit_ceil(columns) * std::bit_ceil(rows) <= IndexLimits::MAX_ELEMENTS);
+  const uint64_t columns = s.array.columns;
+  return !d.complete ||
+         (s.switchesComplete && columns <= IndexLimits::MAX_ELEMENTS &&
+          std::bit_ceil(columns) * std::bit_ceil(s.array.rows) <= IndexLimits::MAX_ELEMENTS);
 }
 
 }  // namespace

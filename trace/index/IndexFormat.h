@@ -12,7 +12,7 @@
 namespace marrowfin {
 
 // The layout of an index file, see docs/index-format.md: magic, sections, directory, footer.
-constexpr uint8_t INDEX_MAGIC[8] = {'M', 'F', 'I', 'N', 'D', 'E', 'X', '2'};
+constexpr uint8_t INDEX_MAGIC[8] = {'M', 'F', 'I', 'N', 'D', 'E', 'X', '3'};
 constexpr uint8_t INDEX_FOOTER_MAGIC[8] = {'M', 'F', 'I', 'N', 'D', 'E', 'X', 'E'};
 constexpr size_t INDEX_FOOTER = 8 + 8 + 8 + 4 + 8;
 

@@ -42,6 +42,7 @@ struct IndexBoundary {
   uint32_t rows = 0;
   uint32_t switches = 0;     // the switches of keyframe and node: the first so many
   uint32_t threadSlots = 0;  // of Summary::ThreadSlot, likewise
+  uint64_t farEnds = 0;      // of the records before, see FarEnds; the nodes do not have them
   IndexSection keyframe;     // columns * rows codes, row by row, then one code per switch
   IndexSection node[ACTIVITIES];
 

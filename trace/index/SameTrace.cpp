@@ -96,8 +96,8 @@ bool AddsUp(const TraceSource& trace, const IndexTables& tables) {
   const Summary& found = all.Get();
   return decoded && found.fires == summary.fires && found.sends == summary.sends &&
          found.changes == summary.changes && found.fired == summary.fired &&
-         found.sent == summary.sent && found.switchPlaces == summary.switchPlaces &&
-         found.threads == summary.threads;
+         found.sent == summary.sent && found.array == summary.array && found.far == summary.far &&
+         found.switchPlaces == summary.switchPlaces && found.threads == summary.threads;
 }
 
 bool HasSameRecords(const TraceSource& trace, const IndexTables& tables) {

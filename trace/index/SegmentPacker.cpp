@@ -26,7 +26,7 @@ void Update(std::vector<uint8_t>& codes, const std::vector<Cell>& cells, unsigne
       touched[age * 16 + low] = TouchCode::Encode(cap, low & 7, age, (low & 8) != 0);
     }
   }
-  for (size_t i = 0; i < cells.size(); ++i) {
+  for (size_t i = 0; i < codes.size(); ++i) {
     const uint32_t touch = cells[i].touch;
     const uint32_t age = std::min(segmentChanges - (touch & ~TOUCHED) / 16, cap);
     const uint8_t code = touched[age * 16 + (touch & 15)];
@@ -95,11 +95,12 @@ SegmentPacker::Node SegmentPacker::TakeNode(Segment& segment) {
   Node node;
   node.columns = segment.boundary.columns;
   node.rows = segment.boundary.rows;
+  const size_t elements = CountersOf(segment.boundary, FIRES);
   for (const Activity activity : {FIRES, SENDS, RECEIVES}) {
-    node.sums[activity].resize(segment.cells.size());
+    node.sums[activity].resize(elements);
   }
-  node.mask.resize(segment.cells.size());
-  for (size_t i = 0; i < segment.cells.size(); ++i) {
+  node.mask.resize(elements);
+  for (size_t i = 0; i < elements; ++i) {
     Segment::Cell& cell = segment.cells[i];
     node.sums[FIRES][i] = cell.fires & Segment::Cell::COUNT;
     node.sums[SENDS][i] = cell.sends;
@@ -107,6 +108,7 @@ SegmentPacker::Node SegmentPacker::TakeNode(Segment& segment) {
     node.mask[i] = cell.Mask();
     cell = {};
   }
+  segment.cells.back() = {};
   node.sums[THREAD_RECORDS] = std::move(segment.threadCounts);
   for (Segment::SwitchCell& cell : segment.switchCells) {
     node.sums[TRANSMISSIONS].push_back(cell.transmissions);

@@ -23,6 +23,12 @@ constexpr Touch MakeTouch(uint32_t changesBefore, bool change, uint32_t thread) 
   return TOUCHED | changesBefore << 4 | (change ? 8U : 0U) | thread % 6;
 }
 
+// The cells of a segment: one for each position, and one in which far ends of messages are counted,
+// which have none.
+constexpr size_t CellsFor(uint32_t columns, uint32_t rows) {
+  return static_cast<size_t>(columns) * rows + 1;
+}
+
 // What a segment of a trace has brought to each position of the array, row by row, and to each
 // switch.
 struct Segment {
@@ -47,7 +53,7 @@ struct Segment {
 
   IndexBoundary boundary;  // all but the sections
   uint32_t changes = 0;    // of cycle, in the segment
-  std::vector<Cell> cells;
+  std::vector<Cell> cells = std::vector<Cell>(CellsFor(0, 0));
   std::vector<SwitchCell> switchCells;
   std::vector<uint32_t> threadCounts;  // as Summarizer::ThreadCounts
 };

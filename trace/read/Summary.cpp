@@ -1,9 +1,20 @@
 #include "trace/read/Summary.h"
 
 #include <algorithm>
+#include <bit>
 #include <numeric>
 
 namespace marrowfin {
+
+namespace {
+
+// Both sides rounded up to powers of two; none at all are none.
+Extent RoomFor(const Extent& extent) {
+  return extent.columns == 0 ? Extent{}
+                             : Extent{std::bit_ceil(extent.columns), std::bit_ceil(extent.rows)};
+}
+
+}  // namespace
 
 size_t Summary::ThreadSlot(uint32_t thread) const {
   if (thread < SMALL_THREADS) {
@@ -38,11 +49,11 @@ void Summarizer::Add(const Columns& columns) {
   for (size_t i = 0; i < columns.size; ++i) {
     CountThread(columns.tag[i]);
   }
-  if (columns.Fires() > 0) {
-    summary.fired.Include(columns.maxFired);
-  }
-  if (columns.sends > 0) {
-    summary.sent.Include(columns.maxSent);
+  const bool firesKnown = columns.Fires() == 0 || summary.fired.Has(columns.maxFired);
+  const bool endsKnown = columns.sends == 0 ||
+                         (summary.sent.Has(columns.maxSent) && summary.array.Has(columns.maxSent));
+  if (!firesKnown || !endsKnown) {
+    AddPlaces(columns);
   }
   transmissionCount = 0;
   if (columns.switches > 0) {
@@ -101,6 +112,47 @@ size_t Summarizer::LargeSlot(uint32_t thread) {
   largeSlots.emplace(thread, slot);
   threadCounts.resize(RECORD_TYPES * (slot + 1));
   return slot;
+}
+
+// Record by record, so that what is far does not depend on how the records lie in batches.
+void Summarizer::AddPlaces(const Columns& columns) {
+  for (size_t i = 0; i < columns.size; ++i) {
+    if (columns.tag[i].type == FIRE_RECORD) {
+      summary.fired.Include(columns.at[i]);
+      summary.array.Include(columns.at[i]);
+    } else if (columns.tag[i].type == SEND_RECORD) {
+      AddEnd(columns.at[i]);
+      AddEnd(columns.to[i]);
+    }
+  }
+}
+
+void Summarizer::AddEnd(Place end) {
+  summary.sent.Include(end);
+  if (IsNear(end)) {
+    summary.array.Include(end);
+    return;
+  }
+  ++summary.far.count;
+  if (end.column >= RoomFor(summary.array).columns) {
+    summary.far.column = std::min<uint64_t>(summary.far.column, end.column);
+  } else {
+    summary.far.row = std::min<uint64_t>(summary.far.row, end.row);
+  }
+}
+
+// What has room in the array as it is, both sides rounded up, is near; so far ends lie outside.
+bool Summarizer::IsNear(Place end) const {
+  if (RoomFor(summary.array).Has(end)) {
+    return true;
+  }
+  const uint64_t side =
+      std::bit_ceil(std::max({summary.fired.columns, summary.fired.rows, Summary::SMALLEST_SIDE}));
+  Extent larger = summary.array;
+  larger.Include(end);
+  const Extent room = RoomFor(larger);
+  return end.column < side && end.row < side && room.columns <= Summary::LARGEST_BY_ENDS &&
+         room.rows <= Summary::LARGEST_BY_ENDS / room.columns;
 }
 
 // Types follow each other at random as far as a processor can tell, so the switches are picked out

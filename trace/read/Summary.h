@@ -24,7 +24,25 @@ struct Extent {
     columns = columns > place.column ? columns : uint64_t{place.column} + 1;
     rows = rows > place.row ? rows : uint64_t{place.row} + 1;
   }
+  bool Has(Place place) const { return place.column < columns && place.row < rows; }
   friend bool operator==(const Extent&, const Extent&) = default;
+};
+
+// Ends of messages that are far off the array, as a trace may have them anywhere.
+struct FarEnds {
+  static constexpr uint64_t NOWHERE = uint64_t{1} << 32;  // above any column and row
+
+  uint64_t count = 0;
+
+  // The least column of those that lie beyond the columns that the array had when they were met,
+  // and the least row of all others.
+  uint64_t column = NOWHERE;
+  uint64_t row = NOWHERE;
+
+  // Whether any may be in a rectangle that reaches up to `last`.
+  bool MayBeIn(Place last) const { return last.column >= column || last.row >= row; }
+
+  friend bool operator==(const FarEnds&, const FarEnds&) = default;
 };
 
 // What a whole trace amounts to.
@@ -42,6 +60,17 @@ struct Summary {
   uint64_t firstFall = 0;  // number of the first such record
   Extent fired;            // of fires
   Extent sent;             // of both ends of sends
+
+  // The array, as far as the trace tells: where elements fired, and the ends of messages that are
+  // not far off. An end is not where it is in the square that the fires up to then need, its side
+  // rounded up to a power of two and at least SMALLEST_SIDE, and the array does not get more than
+  // LARGEST_BY_ENDS positions for it, both sides rounded up likewise. Elements that only receive
+  // belong to the array so, and one end that is somewhere else does not make it a thousand times as
+  // large.
+  static constexpr uint64_t SMALLEST_SIDE = 64;
+  static constexpr uint64_t LARGEST_BY_ENDS = 1 << 18;
+  Extent array;
+  FarEnds far;
 
   // Records by thread. Threads below SMALL_THREADS are all told apart; of more than MAX_THREADS
   // others those met later are counted together.
@@ -113,6 +142,9 @@ class Summarizer {
   void AddFalls(const Columns& columns);
   void CountThread(Columns::Tag tag);
   size_t LargeSlot(uint32_t thread);
+  void AddPlaces(const Columns& columns);
+  void AddEnd(Place end);
+  bool IsNear(Place end) const;
   void AddSwitches(const Columns& columns);
 
   Summary summary;

@@ -52,7 +52,7 @@ void Forge(const Index& index, const std::function<void(IndexTables&)>& change) 
 
 TEST(ForgedIndexTest, FiresOutsideTheArrayAreNotAppliedWhateverTheIndexSays) {
   Opened opened(TraceBytes("fire 1 0 1 1\nfire 2 0 900 1\nfire 3 0 1 900\n"));
-  Forge(*opened.index, [](IndexTables& d) { d.summary.fired = {4, 4}; });
+  Forge(*opened.index, [](IndexTables& d) { d.summary.fired = d.summary.array = {4, 4}; });
   opened.Reopen();
   ASSERT_EQ(opened.index->GetSummary().fired, (Extent{4, 4})) << "the forgery was not believed";
   const StateReader reader(*opened.trace, *opened.index, {1, 1, 4});
@@ -81,6 +81,8 @@ TEST(ForgedIndexTest, UnitsThatTheIndexDoesNotKnowAreNotCounted) {
   Forge(*opened.index, [](IndexTables& d) {
     d.summary.fired = {4, 4};
     d.summary.sent = {4, 4};
+    d.summary.array = {4, 4};
+    d.summary.far = {};
     d.summary.switchPlaces = {{4, 4}};
   });
   opened.Reopen();

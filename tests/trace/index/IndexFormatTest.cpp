@@ -213,7 +213,9 @@ IndexTables Sound() {
   s.falls = 2;
   s.firstFall = 44;
   s.fired = {4, 3};
-  s.sent = {2, 8};
+  s.sent = {2, 9000};
+  s.array = {4, 8};
+  s.far = {5, FarEnds::NOWHERE, 100};
   s.threads = {{0, 40}, {7, 20}, {70, 20}, {900, 10}};
   s.largeThreads = {900, 70};
   s.otherThreads = 10;
@@ -228,6 +230,7 @@ IndexTables Sound() {
   d.atLastBoundary.largeThreads = {900};
   d.atLastBoundary.otherThreads = 0;
   d.atLastBoundary.switchPlaces = {{4, 4}, {12, 4}};
+  d.atLastBoundary.far.count = 3;
   d.trace.size = s.bytes + 11;
   d.trace.modified = 1234567;
   d.trace.changed = 2345678;
@@ -258,6 +261,7 @@ IndexTables Sound() {
   d.boundaries[1].rows = 8;
   d.boundaries[1].switches = 2;
   d.boundaries[1].threadSlots = 2 + Summary::SMALL_THREADS;
+  d.boundaries[1].farEnds = 3;
   d.boundaries[1].keyframe = {40, 20, 34};
   d.boundaries[1].masks.push_back({38, 10, 33});
   d.times = {8, 52, 1000};
@@ -286,6 +290,9 @@ TEST(IndexFormatTest, DirectoryComesBackAsItWas) {
   EXPECT_EQ(back.summary.threads, d.summary.threads);
   EXPECT_EQ(back.summary.largeThreads, d.summary.largeThreads);
   EXPECT_EQ(back.summary.sent, d.summary.sent);
+  EXPECT_EQ(back.summary.array, d.summary.array);
+  EXPECT_EQ(back.summary.far, d.summary.far);
+  EXPECT_EQ(back.boundaries[1].farEnds, 3U);
   EXPECT_EQ(back.summary.end.kind, Fault::CUT_RECORD);
   EXPECT_EQ(back.summary.end.record, back.summary.records);
   EXPECT_EQ(back.summary.end.offset, back.summary.bytes);
@@ -331,6 +338,7 @@ TEST(IndexFormatTest, DirectoryThatContradictsItselfIsRefused) {
        [](auto& d) {
          d.summary.fires += d.summary.sends;
          d.summary.sends = 0;
+         d.summary.far = {};
          d.summary.bytes = 2800;
          d.boundaries.clear();
          d.atLastBoundary = Summary();
@@ -349,8 +357,34 @@ TEST(IndexFormatTest, DirectoryThatContradictsItselfIsRefused) {
          d.boundaries.clear();
          d.atLastBoundary = Summary();
        }},
-      {"an array too large to be complete", [](auto& d) { d.summary.fired.columns = 1 << 18; }},
-      {"a side too large to be complete", [](auto& d) { d.summary.fired.columns = (1 << 20) + 1; }},
+      {"an array too large to be complete",
+       [](auto& d) { d.summary.fired.columns = d.summary.array.columns = 1 << 18; }},
+      {"a side too large to be complete",
+       [](auto& d) { d.summary.fired.columns = d.summary.array.columns = (1 << 20) + 1; }},
+      {"an array without all fires", [](auto& d) { d.summary.array.columns = 3; }},
+      {"an array beyond all places", [](auto& d) { d.summary.array.rows = 9001; }},
+      {"an array of columns alone",
+       [](auto& d) {
+         d.summary.fires = 0;
+         d.summary.switches = 80;
+         d.summary.fired = {};
+         d.summary.array.rows = 0;
+         d.boundaries.clear();
+         d.atLastBoundary = Summary();
+       }},
+      {"more far ends than ends", [](auto& d) { d.summary.far.count = 41; }},
+      {"far ends nowhere", [](auto& d) { d.summary.far.row = FarEnds::NOWHERE; }},
+      {"no far ends, but somewhere", [](auto& d) { d.summary.far.count = 0; }},
+      {"a far end beyond all places", [](auto& d) { d.summary.far.row = 9000; }},
+      {"a far end in a column beyond all places", [](auto& d) { d.summary.far.column = 2; }},
+      {"boundaries with fewer and fewer far ends", [](auto& d) { d.boundaries[0].farEnds = 4; }},
+      {"more far ends before a boundary than there are",
+       [](auto& d) {
+         d.boundaries[1].farEnds = 6;
+         d.atLastBoundary.far.count = 6;
+       }},
+      {"other far ends before the last boundary than its summary has",
+       [](auto& d) { d.boundaries[1].farEnds = 2; }},
       {"complete without all switches", [](auto& d) { d.summary.switchesComplete = false; }},
       {"no stride", [](auto& d) { d.stride = 0; }},
       {"no entries", [](auto& d) { d.entries.clear(); }},

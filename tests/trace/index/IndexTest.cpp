@@ -367,15 +367,15 @@ TEST(IndexTest, EveryDamagedByteOfTheIndexOfAShortTraceLeadsToANewOne) {
 TEST(IndexTest, IndexOfAnotherVersionIsBuiltAnew) {
   Opened opened(Encode(Events(17, 100)));
   const std::string file = opened.name + ".mfindex";
-  for (const char version : {'1', '3'}) {
+  for (const char version : {'2', '4'}) {
     std::string bytes = ReadFile(file);
-    ASSERT_EQ(bytes.substr(0, 8), "MFINDEX2");
+    ASSERT_EQ(bytes.substr(0, 8), "MFINDEX3");
     bytes[7] = version;
     WriteFile(file, bytes);
     const Fault fault = Index::Load(*opened.trace, file).Why();
     EXPECT_THAT(fault.Text(), ::testing::HasSubstr("another version"));
     ExpectRebuilt(opened);
-    EXPECT_EQ(ReadFile(file).substr(0, 8), "MFINDEX2");
+    EXPECT_EQ(ReadFile(file).substr(0, 8), "MFINDEX3");
   }
 }
 
