@@ -1,0 +1,50 @@
+#include "measure/NumberText.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace marrowfin::testing {
+namespace {
+
+TEST(NumberTextTest, CountsHaveCommas) {
+  EXPECT_EQ(CountText(0), "0");
+  EXPECT_EQ(CountText(999), "999");
+  EXPECT_EQ(CountText(1000), "1,000");
+  EXPECT_EQ(CountText(24000000), "24,000,000");
+  EXPECT_EQ(CountText(~uint64_t{0}), "18,446,744,073,709,551,615");
+  EXPECT_EQ(CountOf(1, "fire"), "1 fire");
+  EXPECT_EQ(CountOf(0, "fire"), "0 fires");
+  EXPECT_EQ(CountOf(2500, "fire"), "2,500 fires");
+}
+
+TEST(NumberTextTest, ThreeDigitsCount) {
+  EXPECT_EQ(ThreeDigits(0), "0");
+  EXPECT_EQ(ThreeDigits(1), "1");
+  EXPECT_EQ(ThreeDigits(100), "100");
+  EXPECT_EQ(ThreeDigits(999), "999");
+  EXPECT_EQ(ThreeDigits(1.2345), "1.23");
+  EXPECT_EQ(ThreeDigits(12.345), "12.3");
+  EXPECT_EQ(ThreeDigits(123.45), "123");
+  EXPECT_EQ(ThreeDigits(0.0012345), "0.00123");
+  EXPECT_EQ(ThreeDigits(999.6), "1,000");
+  EXPECT_EQ(ThreeDigits(9.999), "10.0");
+  EXPECT_EQ(ThreeDigits(0.9999), "1.00");
+  EXPECT_EQ(ThreeDigits(12345), "12,300");
+  EXPECT_EQ(ThreeDigits(1234567), "1,230,000");
+  EXPECT_EQ(ThreeDigits(-1.5), "−1.50");
+  EXPECT_EQ(ThreeDigits(-12345), "−12,300");
+  EXPECT_EQ(ThreeDigits(NAN), "–");
+}
+
+TEST(NumberTextTest, SharesArePercent) {
+  EXPECT_EQ(PercentText(0), "0 %");
+  EXPECT_EQ(PercentText(1), "100 %");
+  EXPECT_EQ(PercentText(0.12345), "12.3 %");
+  EXPECT_EQ(PercentText(0.0000123), "0.00123 %");
+}
+
+TEST(NumberTextTest, PlacesAreColumnAndRow) { EXPECT_EQ(PlaceText(3, 17), "(3, 17)"); }
+
+}  // namespace
+}  // namespace marrowfin::testing
