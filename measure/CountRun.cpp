@@ -126,6 +126,15 @@ class Question {
   const ProgressCallback& progress;
 };
 
+// The same as far as an index tells, which knows where a trace breaks off.
+Result<CycleRange> CyclesKnown(const TraceSource& trace, const Index& index) {
+  const Summary& summary = index.GetSummary();
+  if (summary.records == 0) {
+    return NoRecords(trace);
+  }
+  return CycleRange{summary.firstCycle, summary.maxCycle};
+}
+
 // The cycles of the timeline: those asked for, as far as there are any.
 CycleRange Narrowed(CycleRange range, const EventFilter& filter) {
   const uint64_t first = std::clamp(filter.firstCycle, range.first, range.last);
@@ -159,7 +168,7 @@ Result<CycleRange> CyclesOf(const TraceSource& trace) {
 
 Result<RunCounts> CountRun(const TraceSource& trace, const Index* index,
                            const RunQuestion& question, const ProgressCallback& progress) {
-  Result<CycleRange> cycles = CyclesOf(trace);
+  const Result<CycleRange> cycles = index != nullptr ? CyclesKnown(trace, *index) : CyclesOf(trace);
   if (!cycles) {
     return cycles.Why();
   }

@@ -1,0 +1,200 @@
+// marrowfin-trace stats
+
+#include <sstream>
+
+#include "tests/tools/CommandFixture.h"
+
+namespace marrowfin {
+namespace {
+
+using nlohmann::json;
+using ::testing::AllOf;
+using testing::CommandResult;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+// Four elements: one is busy, one is asked now and then, two do nothing.
+constexpr char small[] =
+    "fire 10 0 0 0\n"
+    "fire 10 1 0 0\n"
+    "send 10 0 0 0 1 0\n"
+    "fire 11 0 0 0\n"
+    "send 11 0 0 0 1 0\n"
+    "fire 12 0 1 0\n"
+    "send 19 0 1 0 1 1\n"
+    "fire 20 0 1 0\n";
+
+class StatsTest : public CommandFixture {
+ protected:
+  StatsTest() { Trace(small); }
+
+  std::string Stats(const std::vector<std::string>& flags) const {
+    std::vector<std::string> words = {"stats", "t.trace", "-c", "1", "-d", "1", "-p", "2"};
+    words.insert(words.end(), flags.begin(), flags.end());
+    const CommandResult result = Run(words);
+    EXPECT_EQ(0, result.exitStatus) << result.err;
+    EXPECT_EQ("", result.err);
+    return result.out;
+  }
+
+  std::vector<std::string> Lines(const std::string& text) const {
+    std::istringstream in(text);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) {
+      lines.push_back(line);
+    }
+    return lines;
+  }
+};
+
+TEST_F(StatsTest, TextTellsWhatWasDoneWhereAndHowEvenly) {
+  const std::string text = Stats({});
+  EXPECT_THAT(text, StartsWith("t.trace: 8 records of cycles 10 to 20, -c 1 -d 1 -p 2\n"));
+  EXPECT_THAT(text, HasSubstr("\n  fires                 5, 0.455 a cycle\n"));
+  EXPECT_THAT(text, HasSubstr("\n  utilisation           9.09 % of the cycles on average; (0, 0) "
+                              "18.2 %, (1, 0) 18.2 %\n"));
+  EXPECT_THAT(text, HasSubstr("on average of 4 PEs, 2 never\n"));
+  EXPECT_THAT(text, HasSubstr("\n  longest gap           8 cycles at (1, 0), up to cycle 20\n"));
+  EXPECT_THAT(text, HasSubstr("\n  busiest cycle         10, with 2 fires\n"));
+  EXPECT_THAT(text, HasSubstr("\n  quiet spell           7 cycles from cycle 13\n"));
+  EXPECT_THAT(text, HasSubstr("\nLinks, observed between PEs\n"));
+  EXPECT_THAT(text, HasSubstr("(0, 0) right: 18.2 %\n"));
+  EXPECT_THAT(text, Not(HasSubstr("Packets"))) << "nothing tells them";
+  EXPECT_THAT(text, Not(HasSubstr("Switches"))) << "there are none";
+}
+
+TEST_F(StatsTest, JsonHasTheSameNumbersUnrounded) {
+  const json stats = Json(Stats({"--json"}));
+  EXPECT_EQ(stats["records"], 8);
+  EXPECT_EQ(stats["firstCycle"], 10);
+  EXPECT_EQ(stats["lastCycle"], 20);
+  EXPECT_DOUBLE_EQ(stats["firesPerCycle"], 5 / 11.0);
+  EXPECT_DOUBLE_EQ(stats["utilisation"], 1 / 11.0);
+  EXPECT_EQ(stats["elements"]["never"], 2);
+  EXPECT_EQ(stats["elements"]["busiest"][0]["at"], json({0, 0}));
+  EXPECT_EQ(stats["longestGap"], json({{"at", {1, 0}}, {"cycles", 8}, {"end", 20}}));
+  EXPECT_EQ(stats["links"]["observed"], true);
+  EXPECT_EQ(stats["links"]["busiest"][0]["messages"], 2);
+  EXPECT_EQ(stats["distance"]["max"], 1);
+  EXPECT_EQ(stats["distance"]["p50"], nullptr) << "of three messages";
+  EXPECT_EQ(stats["phases"], nullptr);
+  EXPECT_FALSE(stats.contains("packets"));
+}
+
+TEST_F(StatsTest, TablesAreOneLineForEachUnit) {
+  EXPECT_THAT(Lines(Stats({"--csv", "pes"})),
+              ElementsAre("column,row,fires,sends,receives,activeCycles,utilisation,longestGap",
+                          "0,0,3,2,0,2,0.18181818181818182,1", "1,0,2,1,2,2,0.18181818181818182,8",
+                          "0,1,0,0,0,0,0,0", "1,1,0,0,1,0,0,0"));
+  EXPECT_THAT(Lines(Stats({"--csv", "clusters"})),
+              ElementsAre("column,row,fires,sends,receives,transmissions", "0,0,5,3,3,0"));
+  const std::vector<std::string> links = Lines(Stats({"--csv", "links"}));
+  ASSERT_EQ(links.size(), 9U);
+  EXPECT_EQ(links[0], "column,row,heading,messages,load");
+  EXPECT_EQ(links[1], "0,0,right,2,0.18181818181818182");
+  const std::vector<std::string> time = Lines(Stats({"--csv", "time"}));
+  ASSERT_EQ(time.size(), 12U);
+  EXPECT_EQ(time[0], "firstCycle,cycles,fires,sends,transmissions");
+  EXPECT_EQ(time[1], "10,1,2,1,0");
+  EXPECT_THAT(Lines(Stats({"--csv", "distances"})), ElementsAre("distance,messages", "1,3"));
+  EXPECT_THAT(Lines(Stats({"--csv", "traffic"})),
+              ElementsAre("fromColumn,fromRow,toColumn,toRow,messages", "0,0,0,0,3"));
+  EXPECT_THAT(Lines(Stats({"--csv", "latency"})),
+              ElementsAre("firstCycle,lastCycle,injected,delivered,mean,p50,p95,p99,max"));
+}
+
+TEST_F(StatsTest, AnyConditionOnEventsNarrowsWhatIsMeasured) {
+  EXPECT_EQ(Json(Stats({"--json", "--cycles", "11:14"}))["firesPerCycle"], 0.5);
+  EXPECT_EQ(Json(Stats({"--json", "--thread", "1"}))["fires"], 1);
+  EXPECT_EQ(Json(Stats({"--json", "--region", "1,0"}))["fires"], 2);
+  EXPECT_EQ(Json(Stats({"--json", "--records", "0:1"}))["lastCycle"], 10);
+  EXPECT_EQ(Json(Stats({"--json", "--type", "send"}))["fires"], 0);
+}
+
+TEST_F(StatsTest, ARangeWithoutEventsIsNoFailure) {
+  EXPECT_EQ(Stats({"--thread", "9"}), "t.trace: 0 records of cycles 10 to 20, -c 1 -d 1 -p 2\n");
+  EXPECT_EQ(Json(Stats({"--thread", "9", "--json"}))["firesPerCycle"], 0);
+}
+
+TEST_F(StatsTest, ThreadsMayBePackets) {
+  Trace(
+      "fire 1 7 0 0\n"
+      "send 2 7 0 0 1 0\n"
+      "fire 5 7 1 0\n"
+      "fire 6 8 0 0\n");
+  const std::string text = Stats({"--packets", "thread"});
+  EXPECT_THAT(text, HasSubstr("\nPackets, a thread each\n"));
+  EXPECT_THAT(text, HasSubstr("\n  delivered             1, 1 still under way\n"));
+  EXPECT_THAT(text, HasSubstr("slowest               packet 7, 4 cycles from cycle 1\n"));
+  const json packets = Json(Stats({"--packets", "thread", "--json"}))["packets"];
+  EXPECT_EQ(packets["latency"]["max"], 4);
+  EXPECT_EQ(packets["hops"]["max"], 1);
+  EXPECT_EQ(packets["totalLatency"], nullptr);
+  EXPECT_THAT(Lines(Stats({"--packets", "thread", "--csv", "latency"}))[1],
+              StartsWith("1,1,1,1,4,,,,4"));
+  EXPECT_FALSE(Json(Stats({"--packets", "none", "--json"})).contains("packets"));
+}
+
+TEST_F(StatsTest, ABrokenTraceIsMeasuredUpToTheBreakWhichIsTold) {
+  const std::string path = folder.File("t.trace");
+  testing::WriteFile(path, testing::ReadFile(path).substr(0, 3 * 28 + 20));
+  CommandResult result = Run({"stats", "t.trace", "-c", "1", "-d", "1", "-p", "2", "--json"});
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_EQ(Json(result.out)["fires"], 2);
+  EXPECT_THAT(result.err, HasSubstr("the trace ends"));
+  result = Run({"stats", "t.trace", "-c", "1", "-d", "1", "-p", "2", "--records", "0:1"});
+  EXPECT_EQ(result.exitStatus, 0) << "all that was asked for is there" << result.err;
+}
+
+TEST_F(StatsTest, AnAnswerGoesToAFileWholeOrNotAtAll) {
+  EXPECT_EQ(Stats({"--json", "-o", folder.File("run.json")}), "");
+  EXPECT_EQ(Json(testing::ReadFile(folder.File("run.json"))), Json(Stats({"--json"})));
+  const CommandResult result = Run({"stats", "t.trace", "-o", "nowhere/run.txt"});
+  EXPECT_EQ(result.exitStatus, 3);
+  EXPECT_THAT(result.err, HasSubstr("nowhere/run.txt"));
+}
+
+TEST_F(StatsTest, CommandLinesThatSayNothingAreRefused) {
+  for (const std::vector<std::string>& flags : {std::vector<std::string>{"--json", "--csv", "pes"},
+                                                {"--csv", "nothing"},
+                                                {"--packets", "mail"},
+                                                {"-o", "t.trace"},
+                                                {"-p", "0"},
+                                                {"-p", "5000"}}) {
+    std::vector<std::string> words = {"stats", "t.trace"};
+    words.insert(words.end(), flags.begin(), flags.end());
+    const CommandResult result = Run(words);
+    EXPECT_EQ(result.exitStatus, 2) << flags.back();
+    EXPECT_EQ(result.out, "");
+    EXPECT_NE(result.err, "");
+  }
+  EXPECT_EQ(Run({"stats", "none.trace"}).exitStatus, 1);
+}
+
+TEST_F(StatsTest, TheArrayIsThatOfTheCompanionUnlessFlagsSayAnother) {
+  testing::WriteFile(folder.File("t.trace.about"),
+                     "format = 1\n"
+                     "[trace]\n"
+                     "records = 0\n"
+                     "fingerprint = \"cbf29ce484222325\"\n"
+                     "[array]\n"
+                     "pes = { columns = 3, rows = 2 }\n");
+  CommandResult result = Run({"stats", "t.trace"});
+  EXPECT_THAT(result.out, HasSubstr("1 x 1 clusters of 1 x 1 domains of 3 x 2 PEs\n"))
+      << result.err;
+  result = Run({"stats", "t.trace", "-c", "1", "-d", "1", "-p", "4"});
+  EXPECT_THAT(result.out, HasSubstr("-c 1 -d 1 -p 4\n"));
+}
+
+TEST_F(StatsTest, ACompanionThatIsNotBelievedIsTold) {
+  testing::WriteFile(folder.File("t.trace.notes"), "no notes");
+  const CommandResult result = Run({"stats", "t.trace", "-c", "1", "-d", "1", "-p", "2"});
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_THAT(result.err, AllOf(StartsWith("marrowfin-trace: "), HasSubstr("t.trace.notes")));
+  EXPECT_THAT(result.out, HasSubstr("5, 0.455 a cycle"));
+}
+
+}  // namespace
+}  // namespace marrowfin

@@ -1,0 +1,162 @@
+#include <charconv>
+#include <string>
+
+#include "tools/program/RunAnswer.h"
+
+namespace marrowfin {
+namespace {
+
+// Lines of values, commas between them. Reals have as many digits as tell them from all others.
+class Lines {
+ public:
+  explicit Lines(const std::string& names) : text(names + "\n") {}
+
+  template <class... Values>
+  void Add(Values... values) {
+    (Put(values), ...);
+    text.back() = '\n';
+  }
+
+  std::string text;
+
+ private:
+  void Put(double value) {
+    char digits[64];
+    text.append(digits, std::to_chars(digits, digits + sizeof(digits), value).ptr);
+    text += ',';
+  }
+  void Put(uint64_t value) { text += std::to_string(value) + ","; }
+  void Put(uint32_t value) { Put(uint64_t{value}); }
+  void Put(const char* word) { text += std::string(word) + ","; }
+};
+
+std::string Elements(const RunAnswer& answer) {
+  Lines lines("column,row,fires,sends,receives,activeCycles,utilisation,longestGap");
+  const std::vector<ElementCounts>& elements = answer.counts->Places().Elements();
+  for (size_t i = 0; i < elements.size(); ++i) {
+    const ElementCounts& e = elements[i];
+    const Place at = answer.shape.ElementAt(i);
+    lines.Add(at.column, at.row, e.fires, e.sends, e.receives, e.active,
+              static_cast<double>(e.active) / answer.measures.cycles, e.gap);
+  }
+  return lines.text;
+}
+
+std::string Clusters(const RunAnswer& answer) {
+  Lines lines("column,row,fires,sends,receives,transmissions");
+  std::vector<ElementCounts> clusters(answer.shape.Switches());
+  const std::vector<ElementCounts>& elements = answer.counts->Places().Elements();
+  for (size_t i = 0; i < elements.size(); ++i) {
+    const Place cluster = answer.shape.ClusterOf(answer.shape.ElementAt(i));
+    ElementCounts& sum =
+        clusters[static_cast<size_t>(cluster.row) * answer.shape.clusters.columns + cluster.column];
+    sum.fires += elements[i].fires;
+    sum.sends += elements[i].sends;
+    sum.receives += elements[i].receives;
+  }
+  for (size_t i = 0; i < clusters.size(); ++i) {
+    const uint32_t columns = answer.shape.clusters.columns;
+    lines.Add(static_cast<uint64_t>(i % columns), static_cast<uint64_t>(i / columns),
+              clusters[i].fires, clusters[i].sends, clusters[i].receives,
+              answer.counts->Places().Transmissions()[i]);
+  }
+  return lines.text;
+}
+
+std::string Links(const RunAnswer& answer) {
+  Lines lines("column,row,heading,messages,load");
+  const LinkMeasures& links = answer.measures.links;
+  const Mesh& mesh = links.loads.mesh;
+  for (uint32_t row = 0; row < mesh.nodes.rows; ++row) {
+    for (uint32_t column = 0; column < mesh.nodes.columns; ++column) {
+      for (const Heading heading : {Heading::RIGHT, Heading::LEFT, Heading::UP, Heading::DOWN}) {
+        if (mesh.HasLink({column, row}, heading)) {
+          const uint64_t messages = links.loads.Of({column, row}, heading);
+          lines.Add(column, row, HeadingName(heading), messages,
+                    static_cast<double>(messages) / (answer.measures.cycles * links.capacity));
+        }
+      }
+    }
+  }
+  return lines.text;
+}
+
+std::string Time(const RunAnswer& answer) {
+  Lines lines("firstCycle,cycles,fires,sends,transmissions");
+  const Timeline& times = answer.counts->Times();
+  for (size_t column = 0; column < times.Columns().Count(); ++column) {
+    lines.Add(times.Columns().FirstOf(column), times.Columns().WidthOf(column),
+              times.OfType(FIRE_RECORD)[column], times.OfType(SEND_RECORD)[column],
+              times.OfType(SWITCH_RECORD)[column]);
+  }
+  return lines.text;
+}
+
+std::string Distances(const RunAnswer& answer) {
+  Lines lines("distance,messages");
+  for (const auto& [distance, messages] : answer.measures.distances.Counts()) {
+    lines.Add(distance, messages);
+  }
+  return lines.text;
+}
+
+std::string Traffic(const RunAnswer& answer) {
+  Lines lines("fromColumn,fromRow,toColumn,toRow,messages");
+  const std::vector<uint64_t>& traffic = answer.counts->Traffic();
+  const uint64_t columns = answer.shape.clusters.columns;
+  const uint64_t clusters = answer.shape.Switches();
+  for (uint64_t i = 0; i < traffic.size(); ++i) {
+    if (traffic[i] > 0) {
+      lines.Add(i / clusters % columns, i / clusters / columns, i % clusters % columns,
+                i % clusters / columns, traffic[i]);
+    }
+  }
+  return lines.text;
+}
+
+std::string Latency(const RunAnswer& answer) {
+  Lines lines("firstCycle,lastCycle,injected,delivered,mean,p50,p95,p99,max");
+  if (!answer.packets) {
+    return lines.text;
+  }
+  for (const LatencyWindow& window : answer.packets->Windows()) {
+    const ValueCounts& counts = window.latencies;
+    if (counts.IsEmpty()) {
+      lines.Add(window.firstCycle, window.lastCycle, window.injected, uint64_t{0}, "", "", "", "",
+                "");
+      continue;
+    }
+    const auto percentile = [&](uint32_t percent) {
+      const std::optional<uint64_t> value = counts.Percentile(percent);
+      return value ? std::to_string(*value) : std::string();
+    };
+    lines.Add(window.firstCycle, window.lastCycle, window.injected, counts.Size(), counts.Mean(),
+              percentile(50).c_str(), percentile(95).c_str(), percentile(99).c_str(),
+              counts.Largest());
+  }
+  return lines.text;
+}
+
+}  // namespace
+
+std::string StatsCsv(const RunAnswer& answer, StatsTable table) {
+  switch (table) {
+    case StatsTable::ELEMENTS:
+      return Elements(answer);
+    case StatsTable::CLUSTERS:
+      return Clusters(answer);
+    case StatsTable::LINKS:
+      return Links(answer);
+    case StatsTable::TIME:
+      return Time(answer);
+    case StatsTable::DISTANCES:
+      return Distances(answer);
+    case StatsTable::TRAFFIC:
+      return Traffic(answer);
+    case StatsTable::LATENCY:
+      break;
+  }
+  return Latency(answer);
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,163 @@
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tools/program/RunAnswer.h"
+
+namespace marrowfin {
+namespace {
+
+using Json = nlohmann::json;
+
+Json AsJson(Place place) { return {place.column, place.row}; }
+
+Json AsJson(const std::vector<PlaceValue>& places) {
+  Json json = Json::array();
+  for (const PlaceValue& place : places) {
+    json.push_back({{"at", AsJson(place.at)}, {"value", place.value}});
+  }
+  return json;
+}
+
+Json AsJson(const std::optional<Imbalance>& imbalance) {
+  return imbalance ? Json{{"maxOverMean", imbalance->maxOverMean},
+                          {"gini", imbalance->gini},
+                          {"cov", imbalance->cov}}
+                   : Json();
+}
+
+Json AsJson(const Usage& usage) {
+  return {{"units", usage.units},
+          {"total", usage.total},
+          {"rate", usage.rate},
+          {"never", usage.never},
+          {"imbalance", AsJson(usage.imbalance)},
+          {"busiest", AsJson(usage.busiest)},
+          {"quietest", AsJson(usage.quietest)}};
+}
+
+Json OrNull(const std::optional<uint64_t>& value) { return value ? Json(*value) : Json(); }
+
+Json AsJson(const ValueCounts& counts) {
+  if (counts.IsEmpty()) {
+    return nullptr;
+  }
+  return {{"count", counts.Size()},
+          {"mean", counts.Mean()},
+          {"min", counts.Smallest()},
+          {"p50", OrNull(counts.Percentile(50))},
+          {"p95", OrNull(counts.Percentile(95))},
+          {"p99", OrNull(counts.Percentile(99))},
+          {"max", counts.Largest()}};
+}
+
+Json AsJson(const LinkMeasures& links) {
+  Json busiest = Json::array();
+  for (const LinkValue& link : links.busiest) {
+    busiest.push_back({{"from", AsJson(link.node)},
+                       {"heading", HeadingName(link.heading)},
+                       {"messages", link.messages},
+                       {"load", link.load}});
+  }
+  return {{"observed", links.observed},
+          {"level", LevelName(links.level)},
+          {"capacity", links.capacity},
+          {"links", links.links},
+          {"unused", links.unused},
+          {"meanLoad", links.mean},
+          {"imbalance", AsJson(links.imbalance)},
+          {"busiest", busiest},
+          {"bisection",
+           {{"cut", links.bisection.ofColumns ? "columns" : "rows"},
+            {"messages", links.bisection.messages},
+            {"links", links.bisection.links},
+            {"rate", links.bisectionRate},
+            {"share", links.bisectionShare}}},
+          {"modelError", links.modelError ? Json(*links.modelError) : Json()}};
+}
+
+Json PhasesAsJson(const RunAnswer& answer) {
+  if (!answer.measures.phases) {
+    return nullptr;
+  }
+  const TimeColumns& columns = answer.counts->Times().Columns();
+  Json json = Json::array();
+  for (const Phase& phase : *answer.measures.phases) {
+    const size_t last = phase.firstColumn + phase.columns - 1;
+    json.push_back({{"firstCycle", columns.FirstOf(phase.firstColumn)},
+                    {"lastCycle", columns.FirstOf(last) + columns.WidthOf(last) - 1},
+                    {"firesPerCycle", phase.mean / static_cast<double>(columns.width)}});
+  }
+  return json;
+}
+
+Json AsJson(const PacketCounts& packets) {
+  Json windows = Json::array();
+  for (const LatencyWindow& window : packets.Windows()) {
+    windows.push_back({{"firstCycle", window.firstCycle},
+                       {"lastCycle", window.lastCycle},
+                       {"injected", window.injected},
+                       {"incomplete", window.IsIncomplete()},
+                       {"latency", AsJson(window.latencies)}});
+  }
+  Json slowest;
+  if (packets.Slowest()) {
+    slowest = {{"packet", packets.Slowest()->packet},
+               {"injected", packets.Slowest()->injected},
+               {"ejected", packets.Slowest()->ejected},
+               {"hops", packets.Slowest()->hops}};
+  }
+  return {{"delivered", packets.Delivered()},
+          {"underWay", packets.UnderWay()},
+          {"latency", AsJson(packets.Latencies())},
+          {"totalLatency", AsJson(packets.TotalLatencies())},
+          {"sourceWait", AsJson(packets.SourceWaits())},
+          {"hops", AsJson(packets.Hops())},
+          {"slowest", slowest},
+          {"onset", OrNull(packets.Onset())},
+          {"windows", windows}};
+}
+
+Json AsJson(PerAxis axis) { return {{"columns", axis.columns}, {"rows", axis.rows}}; }
+
+}  // namespace
+
+Json StatsJson(const RunAnswer& answer) {
+  const RunMeasures& m = answer.measures;
+  Json json = {{"trace", answer.trace},
+               {"shape",
+                {{"clusters", AsJson(answer.shape.clusters)},
+                 {"domains", AsJson(answer.shape.domains)},
+                 {"pes", AsJson(answer.shape.pes)}}},
+               {"firstCycle", m.range.first},
+               {"lastCycle", m.range.last},
+               {"records", m.records},
+               {"fires", m.fires},
+               {"sends", m.sends},
+               {"transmissions", m.transmissions},
+               {"outside", m.outside},
+               {"firesPerCycle", m.firesPerCycle},
+               {"utilisation", m.utilisation},
+               {"mostUtilised", AsJson(m.mostUtilised)},
+               {"elements", AsJson(m.elements)},
+               {"clusters", AsJson(m.clusters)},
+               {"switches", AsJson(m.switches)},
+               {"peakFires", m.peakFires},
+               {"peakCycle", m.peakCycle},
+               {"quietCycles", m.quietCycles},
+               {"quietFirst", m.quietFirst},
+               {"distance", AsJson(m.distances)},
+               {"links", AsJson(m.links)},
+               {"phases", PhasesAsJson(answer)}};
+  if (m.longestGap) {
+    json["longestGap"] = {{"at", AsJson(m.longestGap->at)},
+                          {"cycles", static_cast<uint64_t>(m.longestGap->value)},
+                          {"end", m.longestGapEnd}};
+  }
+  if (answer.packets) {
+    json["packets"] = AsJson(*answer.packets);
+  }
+  return json;
+}
+
+}  // namespace marrowfin

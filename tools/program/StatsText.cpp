@@ -1,0 +1,204 @@
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "measure/NumberText.h"
+#include "tools/program/RunAnswer.h"
+#include "tools/program/ViewCommand.h"
+
+namespace marrowfin {
+namespace {
+
+constexpr size_t NAMES = 22;  // characters of the column of names
+
+// Lines of a name and what is to be said of it, under headings.
+class Table {
+ public:
+  void Heading(const std::string& name) { text += (text.empty() ? "" : "\n") + name + "\n"; }
+  void Line(const std::string& name, const std::string& value) {
+    text += "  " + name + std::string(NAMES > name.size() ? NAMES - name.size() : 1, ' ') + value +
+            "\n";
+  }
+  std::string text;
+};
+
+// As the flags of the viewer where they can say it.
+std::string ArrayText(const ArrayShape& shape) {
+  const auto axes = [](PerAxis axis) {
+    return std::to_string(axis.columns) + " x " + std::to_string(axis.rows);
+  };
+  return shape.IsSquare() ? ShapeText(shape)
+                          : axes(shape.clusters) + " clusters of " + axes(shape.domains) +
+                                " domains of " + axes(shape.pes) + " PEs";
+}
+
+std::string PlacesText(const std::vector<PlaceValue>& places, bool shares) {
+  std::string text;
+  for (const PlaceValue& place : places) {
+    text += (text.empty() ? "" : ", ") + PlaceText(place.at.column, place.at.row) + " " +
+            (shares ? PercentText(place.value) : ThreeDigits(place.value));
+  }
+  return text;
+}
+
+void AddImbalance(Table& table, const std::optional<Imbalance>& imbalance) {
+  if (imbalance) {
+    table.Line("unevenness", "max/mean " + ThreeDigits(imbalance->maxOverMean) + ", Gini " +
+                                 ThreeDigits(imbalance->gini) + ", CoV " +
+                                 ThreeDigits(imbalance->cov));
+  }
+}
+
+void AddUsage(Table& table, const Usage& usage, const std::string& units) {
+  table.Line("rate", ThreeDigits(usage.rate) + " a cycle on average of " + CountText(usage.units) +
+                         " " + units +
+                         (usage.never > 0 ? ", " + CountText(usage.never) + " never" : ""));
+  AddImbalance(table, usage.imbalance);
+  if (!usage.busiest.empty()) {
+    table.Line("busiest", PlacesText(usage.busiest, false));
+    table.Line("quietest", PlacesText(usage.quietest, false));
+  }
+}
+
+std::string PercentilesText(const ValueCounts& counts) {
+  std::string text = "mean " + ThreeDigits(counts.Mean());
+  for (const uint32_t percent : {50U, 95U, 99U}) {
+    if (const std::optional<uint64_t> value = counts.Percentile(percent)) {
+      text += ", " + std::to_string(percent) + " % within " + CountText(*value);
+    }
+  }
+  return text + ", at most " + CountText(counts.Largest());
+}
+
+std::string LinkName(const LinkValue& link, Level level) {
+  const std::string place = PlaceText(link.node.column, link.node.row);
+  return (level == Level::CLUSTER ? "cluster " + place : place) + " " + HeadingName(link.heading);
+}
+
+void AddWork(Table& table, const RunMeasures& measures) {
+  table.Heading("Work");
+  table.Line("fires",
+             CountText(measures.fires) + ", " + ThreeDigits(measures.firesPerCycle) + " a cycle");
+  table.Line(
+      "utilisation",
+      PercentText(measures.utilisation) + " of the cycles on average" +
+          (measures.mostUtilised.empty() ? "" : "; " + PlacesText(measures.mostUtilised, true)));
+  AddUsage(table, measures.elements, "PEs");
+  if (measures.longestGap) {
+    table.Line("longest gap",
+               CountText(static_cast<uint64_t>(measures.longestGap->value)) + " cycles at " +
+                   PlaceText(measures.longestGap->at.column, measures.longestGap->at.row) +
+                   ", up to cycle " + CountText(measures.longestGapEnd));
+  }
+  if (measures.peakFires > 0) {
+    table.Line("busiest cycle",
+               CountText(measures.peakCycle) + ", with " + CountOf(measures.peakFires, "fire"));
+  }
+  if (measures.quietCycles > 0) {
+    table.Line("quiet spell", CountOf(measures.quietCycles, "cycle") + " from cycle " +
+                                  CountText(measures.quietFirst));
+  }
+}
+
+void AddPhases(Table& table, const RunAnswer& answer) {
+  table.Heading("Phases");
+  if (!answer.measures.phases) {
+    table.Line("none", "too few cycles, or a run that changes all the time");
+    return;
+  }
+  const TimeColumns& columns = answer.counts->Times().Columns();
+  char letter = 'A';
+  for (const Phase& phase : *answer.measures.phases) {
+    const size_t last = phase.firstColumn + phase.columns - 1;
+    table.Line(std::string(1, letter++),
+               "cycles " + CountText(columns.FirstOf(phase.firstColumn)) + " to " +
+                   CountText(columns.FirstOf(last) + columns.WidthOf(last) - 1) + ": " +
+                   ThreeDigits(phase.mean / static_cast<double>(columns.width)) + " fires a cycle");
+  }
+}
+
+void AddMessages(Table& table, const RunMeasures& measures) {
+  table.Heading("Messages");
+  table.Line("sends", CountText(measures.sends));
+  if (!measures.distances.IsEmpty()) {
+    table.Line("distance", PercentilesText(measures.distances));
+  }
+}
+
+void AddLinks(Table& table, const LinkMeasures& links) {
+  table.Heading(std::string("Links, ") + (links.observed ? "observed" : "modelled") + " between " +
+                (links.level == Level::PE ? "PEs" : "the switches of clusters"));
+  table.Line("load", PercentText(links.mean) + " on average of " + CountText(links.links) +
+                         " links, " + CountText(links.unused) + " unused");
+  AddImbalance(table, links.imbalance);
+  for (const LinkValue& link : links.busiest) {
+    table.Line(&link == links.busiest.data() ? "busiest" : "",
+               LinkName(link, links.level) + ": " + PercentText(link.load));
+  }
+  table.Line("bisection", ThreeDigits(links.bisectionRate) + " messages a cycle, " +
+                              PercentText(links.bisectionShare) + " of what its " +
+                              CountText(links.bisection.links) + " links can carry");
+  if (links.modelError) {
+    table.Line("model error",
+               PercentText(*links.modelError) + " against the transmissions of the switches");
+  }
+}
+
+void AddPackets(Table& table, const PacketCounts& packets, bool areThreads) {
+  table.Heading(areThreads ? "Packets, a thread each" : "Packets");
+  table.Line("delivered",
+             CountText(packets.Delivered()) +
+                 (packets.UnderWay() > 0 ? ", " + CountText(packets.UnderWay()) + " still under way"
+                                         : ""));
+  if (packets.Delivered() == 0) {
+    return;
+  }
+  table.Line("latency", PercentilesText(packets.Latencies()));
+  if (!packets.TotalLatencies().IsEmpty()) {
+    table.Line("since created", PercentilesText(packets.TotalLatencies()));
+    table.Line("wait at the source", PercentilesText(packets.SourceWaits()));
+  }
+  table.Line("hops", PercentilesText(packets.Hops()));
+  const PacketLife& slowest = *packets.Slowest();
+  table.Line("slowest", "packet " + std::to_string(slowest.packet) + ", " +
+                            CountOf(slowest.Latency(), "cycle") + " from cycle " +
+                            CountText(slowest.injected));
+  if (const std::optional<uint64_t> onset = packets.Onset()) {
+    table.Line("saturates", "from cycle " + CountText(*onset) + " on");
+  }
+}
+
+}  // namespace
+
+std::string StatsText(const RunAnswer& answer) {
+  const RunMeasures& measures = answer.measures;
+  Table table;
+  table.text = answer.trace + ": " + CountOf(measures.records, "record") + " of cycles " +
+               CountText(measures.range.first) + " to " + CountText(measures.range.last) + ", " +
+               ArrayText(answer.shape) + "\n";
+  if (measures.records == 0) {
+    return table.text;
+  }
+  if (measures.outside > 0) {
+    table.text += CountOf(measures.outside, "place") + " of events outside the array\n";
+  }
+  if (measures.fires > 0) {
+    AddWork(table, measures);
+    AddPhases(table, answer);
+  }
+  if (measures.sends > 0) {
+    AddMessages(table, measures);
+    AddLinks(table, measures.links);
+  }
+  if (measures.transmissions > 0) {
+    table.Heading("Switches");
+    table.Line("transmissions", CountText(measures.transmissions));
+    AddUsage(table, measures.switches, "switches");
+  }
+  if (answer.packets) {
+    AddPackets(table, *answer.packets, answer.packetsAreThreads);
+  }
+  return table.text;
+}
+
+}  // namespace marrowfin
