@@ -14,7 +14,8 @@ namespace marrowfin {
 //
 // What lies between two boundaries of the index is the difference of the sums up to them, a few
 // nodes of the index; only what lies between an end of the range and the nearest boundary is
-// counted record by record. Trace and index must outlive the reader.
+// counted record by record. Trace and index must outlive the reader. Threads: one at a time, each
+// with an index of its own.
 class ActivityReader {
  public:
   ActivityReader(const TraceSource& trace, const Index& index) : trace(trace), index(index) {}

@@ -28,7 +28,8 @@ struct LiveMessage {
 //
 // Codes tell threads modulo 6. Which thread it was is told by the last event of a piece before
 // record `last` (EventCursor::Previous): keeping it for all pieces would take one more byte per
-// piece and keyframe, of numbers that hardly pack.
+// piece and keyframe, of numbers that hardly pack. Threads: a value, which one thread writes or any
+// number read.
 struct ArrayState {
   ArrayShape shape;
   uint64_t step = 0;   // animation steps so far

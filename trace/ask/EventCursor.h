@@ -12,7 +12,7 @@ namespace marrowfin {
 
 // Goes through the events that a filter lets through one by one, both ways and from anywhere. What
 // it costs, when it reports and who may use it is as BatchCursor says, which is the quicker way to
-// many events.
+// many events. Threads: one at a time, each with an index of its own.
 class EventCursor {
  public:
   // Stands at the start of the filter's range. `progress` counts records of the range that Next or

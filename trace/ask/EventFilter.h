@@ -25,7 +25,7 @@ struct TraceEvent {
 // Steps are those of a viewer that skips to cycle `skipTo` (its option -F): step n has the events
 // that the viewer's n-th animation step consumes, as ViewerSteps tells, whether what it shows then
 // is ever drawn or not. What the viewer's start consumes is step 0; with `skipTo` 0 that is record
-// 0 alone.
+// 0 alone. Threads: a value, which one thread writes or any number read.
 struct EventFilter {
   uint64_t firstRecord = 0;  // up to lastRecord, not included
   uint64_t lastRecord = ~uint64_t{0};

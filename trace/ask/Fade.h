@@ -6,8 +6,9 @@
 namespace marrowfin {
 
 // The colours that the viewer shows (viewer/ArchPiece.h, of which the engine knows nothing: a test
-// holds the two together), as functions of how many steps ago a piece was touched. All of
-// them come to rest after a few steps, so they are looked up and not stepped through.
+// holds the two together), as functions of how many steps ago a piece was touched. All of them come
+// to rest after a few steps, so they are looked up and not stepped through. Threads: values, and
+// functions that any number may call at a time.
 struct Color {
   uint8_t red = 0;
   uint8_t green = 0;

@@ -22,7 +22,8 @@ struct RecordRange {
 // the thread. Reads the neighbourhood of the ends of ranges; in a trace whose cycles fall, finding
 // the step to which a viewer skips may take reading from the start. `progress` is asked whether to
 // go on, and told that nothing is done yet. A fault where trace or index cannot be read or
-// contradict each other.
+// contradict each other. Threads: any number may call these at a time, each with an index of its
+// own.
 [[nodiscard]] Result<RecordRange> RangeOf(const TraceSource& trace, const Index& index,
                                           const EventFilter& filter,
                                           const ProgressCallback& progress = {});

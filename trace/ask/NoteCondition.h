@@ -14,7 +14,8 @@
 namespace marrowfin {
 
 // What is asked of an attribute of an event. An event without a value meets HAS_NOT alone, and one
-// of whose notes nothing is known meets nothing at all.
+// of whose notes nothing is known meets nothing at all. Threads: a value, which one thread writes
+// or any number read.
 struct NoteCondition {
   enum Comparison {
     HAS,

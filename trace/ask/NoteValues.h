@@ -12,7 +12,8 @@ namespace marrowfin {
 // any number. Reals stand as their bits.
 //
 // One list with a place for each record was preferred to a column with holes: it is the same for
-// all types, and whoever counts values touches no others.
+// all types, and whoever counts values touches no others. Threads: a value, which one thread writes
+// or any number read.
 class NoteValues {
  public:
   // How many records there are.

@@ -15,7 +15,8 @@ namespace marrowfin {
 // up to the age at which its colour comes to rest.
 //
 // Whoever keeps codes can give them other colours, or pick out those of a thread, without another
-// question: the palette of a step is all that it takes.
+// question: the palette of a step is all that it takes. Threads: values, and functions that any
+// number may call at a time.
 template <unsigned REST>
 class PieceCodes {
  public:

@@ -9,7 +9,7 @@
 namespace marrowfin {
 
 // A rectangle of positions, corners included. One whose last column or row lies before the first
-// has none.
+// has none. Threads: a value, which one thread writes or any number read.
 struct Region {
   Place first;
   Place last{~0U, ~0U};

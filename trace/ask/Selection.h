@@ -32,7 +32,7 @@ struct Selection {
 };
 
 // Picks out the records of batches that a filter lets through, without a branch per record. Ranges
-// of records and steps are the caller's to keep.
+// of records and steps are the caller's to keep. Threads: one at a time.
 class Selector {
  public:
   explicit Selector(const EventFilter& filter);

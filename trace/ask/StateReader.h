@@ -23,7 +23,7 @@ namespace marrowfin {
 //
 // Some questions go through all records up to the moment: those about a trace whose cycles fall,
 // about one with locations that the array or the index has no room for. They tell `progress`, in a
-// measure of their own, how far they are.
+// measure of their own, how far they are. Threads: one at a time, each with an index of its own.
 class StateReader {
  public:
   StateReader(const TraceSource& trace, const Index& index, ArrayShape shape)

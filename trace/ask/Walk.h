@@ -20,6 +20,8 @@ namespace marrowfin {
 // after every walk was rejected, since a question takes several.
 //
 // Long walks tell `progress` the number of the record that is reached, and of all.
+//
+// Threads: any number may ask at a time, each with an index of its own.
 
 // Takes the records `from` up to `to` of a batch; false stops the walk.
 typedef std::function<bool(const Columns& columns, size_t from, size_t to)> BatchFunction;

@@ -41,7 +41,8 @@ struct InRowOrder {
 };
 
 // What the run was that recorded a trace, as docs/companion-format.md tells of it. Any of it may be
-// missing: empty texts and empty optionals stand for what nobody said.
+// missing: empty texts and empty optionals stand for what nobody said. Threads: a value, which one
+// thread writes or any number read.
 struct About {
   static constexpr int64_t FORMAT = 1;
 

@@ -22,7 +22,8 @@ struct PerAxis {
 //
 // Elements, domains and clusters are told by column and row, counted from 0 over the whole array;
 // numbers of elements and of switches go row by row. Every count is at least 1, and the whole has
-// fewer than 2^31 columns and rows; IsDrawable asks for more.
+// fewer than 2^31 columns and rows; IsDrawable asks for more. Threads: a value, which one thread
+// writes or any number read.
 struct ArrayShape {
   PerAxis clusters = {4, 4};
   PerAxis domains = {2, 2};  // of a cluster

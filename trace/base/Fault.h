@@ -8,6 +8,7 @@
 namespace marrowfin {
 
 // What is wrong with a trace, as a value: the library neither prints nor throws nor aborts.
+// Threads: a value, which one thread writes or any number read.
 struct [[nodiscard]] Fault {
   // Their numbers stand in index files: a new kind gets the next one, and none gets another.
   enum Kind {

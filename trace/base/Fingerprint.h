@@ -11,7 +11,8 @@ namespace marrowfin {
 
 // A number by which a sequence of records is recognised, as docs/companion-format.md defines it.
 // Computed from fields and not from bytes: whoever records has them at hand, and a checksum of the
-// bytes would cost several times as much.
+// bytes would cost several times as much. Threads: a value, which one thread writes or any number
+// read.
 class Fingerprint {
  public:
   // Adds a record; `to` counts for messages only.

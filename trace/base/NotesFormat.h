@@ -16,6 +16,7 @@ namespace marrowfin {
 // The notes that stand beside a trace, as docs/companion-format.md lays them out: the constants,
 // and what the blocks of the file hold once they are unpacked.
 
+// Threads: values, which one thread writes or any number read.
 constexpr uint8_t NOTES_MAGIC[8] = {'M', 'F', 'N', 'O', 'T', 'E', 'S', '1'};
 constexpr uint8_t NOTES_TABLE_MAGIC[8] = {'M', 'F', 'N', 'O', 'T', 'E', 'S', 'E'};
 constexpr size_t NOTES_BLOCK_HEAD = 16;

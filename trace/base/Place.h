@@ -5,7 +5,8 @@
 
 namespace marrowfin {
 
-// A position in the array, in the order in which records store it.
+// A position in the array, in the order in which records store it. Threads: a value, which one
+// thread writes or any number read.
 struct Place {
   uint32_t column = 0;
   uint32_t row = 0;

@@ -11,7 +11,7 @@ namespace marrowfin {
 
 // Numbers places in the order in which they are first met. A table with open addressing: one lookup
 // per switch transmission stands in the way of reading fast, where the standard maps take ten times
-// as long.
+// as long. Threads: a value, which one thread writes or any number read.
 class PlaceTable {
  public:
   static constexpr uint32_t NONE = 0xFFFFFFFF;

@@ -6,7 +6,7 @@
 
 namespace marrowfin {
 
-// How far long work is.
+// How far long work is. Threads: a value, which one thread writes or any number read.
 struct Progress {
   enum Unit { BYTES, RECORDS };
 

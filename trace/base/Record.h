@@ -9,6 +9,7 @@ namespace marrowfin {
 // The record of a trace, as docs/trace-format.md lays it out. All numbers are most significant byte
 // first: type (4 bytes), cycle (8), thread (4), payload length (4), payload. The types are the
 // class codes of Core/VisTool.h, on which the engine does not stand: a test holds the two together.
+// Threads: constants, and functions that any number may call at a time.
 enum RecordType : uint32_t {
   SWITCH_RECORD = 2,  // a network switch transmitted; payload: column, row
   FIRE_RECORD = 3,    // a processing element fired; payload: column, row

@@ -16,7 +16,8 @@ namespace marrowfin {
 // `std::move(result).Take()` reach the value, which must be there.
 //
 // The fault lies elsewhere: a result that holds none is hardly larger than its value, which counts
-// where a call is made for each batch of records.
+// where a call is made for each batch of records. Threads: a value, which one thread writes or any
+// number read.
 template <class T>
 class [[nodiscard]] Result {
  public:

@@ -18,7 +18,7 @@ inline std::string AboutBeside(const std::string& trace) { return trace + ".abou
 
 // Reads an about file. DAMAGED_NOTES, with the line, where it is no TOML, is of a later format, or
 // holds something of a wrong type or out of range; keys that nobody knows are passed over. SYSTEM
-// where it cannot be read.
+// where it cannot be read. Threads: any number may call these at a time.
 [[nodiscard]] Result<About> ReadAbout(const std::string& name);
 [[nodiscard]] Result<About> ReadAbout(const PositionedFile& file);
 

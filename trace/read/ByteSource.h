@@ -11,7 +11,7 @@
 
 namespace marrowfin {
 
-// The bytes of a trace from front to back, wherever they come from.
+// The bytes of a trace from front to back, wherever they come from. Threads: one at a time.
 class ByteSource {
  public:
   virtual ~ByteSource() = default;

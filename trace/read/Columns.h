@@ -17,7 +17,8 @@ namespace marrowfin {
 // cache, so that it stays there until its user has walked it, beside the bytes that are decoded.
 //
 // What the whole batch amounts to is gathered without a branch per record: whoever learns from it
-// that something is wrong looks again, slowly, for the record at fault.
+// that something is wrong looks again, slowly, for the record at fault. Threads: a value, which one
+// thread writes or any number read.
 struct Columns {
   static constexpr size_t CAPACITY = 256;
 

@@ -11,7 +11,7 @@ namespace marrowfin {
 // Decodes well-formed whole records from the bytes at `data` up to `end` and appends them to
 // `columns` until it is full. Returns the first byte that it did not decode: what stands there is a
 // malformed record, the beginning of one that `end` cuts, or nothing; which, is for the caller to
-// find out.
+// find out. Threads: any number may call these at a time.
 typedef const uint8_t* DecodeFunction(const uint8_t* data, const uint8_t* end, Columns& columns);
 
 DecodeFunction DecodePortable;

@@ -16,7 +16,8 @@ namespace marrowfin {
 // are all that there is. Clusters are as large as the distances of the switches allow, and as few
 // as will do; without a switch there is one, of one domain: a flat mesh needs no more, and no
 // element is there that the extent does not call for. With switches, clusters are split into four
-// domains where that goes, as a viewer shows by default.
+// domains where that goes, as a viewer shows by default. Threads: a value, which one thread writes
+// or any number read.
 struct FittingShapes {
   // Alike along both axes, for a viewer; nothing where no array that it can show will do: switches
   // at places that fit no grid, or a side above ArrayShape::LONGEST_SIDE.

@@ -17,7 +17,8 @@ class ByteReader;
 // What the blocks of a notes file declare, out of their bytes, of which nothing is believed.
 //
 // A run that names values as they come up writes many blocks: what was declared before is neither
-// copied nor gone through for each of them.
+// copied nor gone through for each of them. Threads: a value, which one thread writes or any number
+// read.
 class NotesDeclarations {
  public:
   const NoteDeclarations& Get() const { return all; }

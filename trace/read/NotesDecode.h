@@ -14,6 +14,7 @@ namespace marrowfin {
 // returns what is wrong, without a full stop, or an empty text; what it was to fill is unspecified
 // then. Memory follows the bytes that are there, never a number that they claim.
 
+// Threads: any number may decode at a time, each into values of its own.
 struct NotesBlockHead {
   uint8_t kind = 0;  // perhaps none that is known
   uint8_t packing = 0;

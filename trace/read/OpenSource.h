@@ -10,7 +10,7 @@
 namespace marrowfin {
 
 // Opens a file or a FIFO and looks at its first bytes: gzip and zstd data are unpacked on the way.
-// "-" is the name of a file like any other.
+// "-" is the name of a file like any other. Threads: any number may call these at a time.
 [[nodiscard]] Result<std::unique_ptr<ByteSource>> OpenSource(const std::string& name);
 
 // The same on a descriptor, which is closed with the source; `name` is for messages.

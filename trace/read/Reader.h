@@ -35,6 +35,7 @@ struct ReadOptions {
 // All records before a fault are delivered. Memory is one block of bytes, whatever the trace says:
 // a payload length is checked and never used to allocate. Well-formed input is decoded without a
 // branch per check; a batch in which something is wrong is looked at again, record by record.
+// Threads: one at a time.
 class Reader {
  public:
   // `name` is for messages.

@@ -105,7 +105,7 @@ struct Summary {
   bool Ordered() const { return falls == 0; }
 };
 
-// Gathers a summary, batch by batch.
+// Gathers a summary, batch by batch. Threads: a value, which one thread writes or any number read.
 class Summarizer {
  public:
   Summarizer() = default;

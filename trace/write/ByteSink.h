@@ -11,7 +11,7 @@
 namespace marrowfin {
 
 // Where bytes go, from the first to the last. A sink is called once per buffer and not per record,
-// so that a virtual call costs nothing.
+// so that a virtual call costs nothing. Threads: one at a time.
 class ByteSink {
  public:
   virtual ~ByteSink() = default;

@@ -16,7 +16,7 @@ namespace marrowfin {
 // The number of a record of the trace, counted from 0.
 enum class RecordNumber : uint64_t {};
 
-// An attribute that records may have.
+// An attribute that records may have. Threads: a value, which one thread writes or any number read.
 template <NoteType TYPE>
 class NoteHandle {
  public:

@@ -26,7 +26,8 @@ struct SynthOptions {
 };
 
 // Writes the trace to an open writer. A fault where the writer has one, or where `progress`, which
-// counts records, asked to stop; the records so far are written then.
+// counts records, asked to stop; the records so far are written then. Threads: any number may call
+// this at a time, each with a writer of its own.
 [[nodiscard]] Fault Synthesize(const SynthOptions& options, Writer& writer,
                                const ProgressCallback& progress = {});
 
