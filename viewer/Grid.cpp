@@ -4,7 +4,17 @@
 
 #include "viewer/ArchPiece.h"
 
-Grid::Grid(unsigned int c, unsigned int d, unsigned int p)
+namespace {
+
+void PrintPosition(unsigned int x, unsigned int y) {
+  fprintf(stderr, "%d %d\n", static_cast<int>(x), static_cast<int>(y));
+}
+
+}  // namespace
+
+Grid::Grid(unsigned int c, unsigned int d, unsigned int p) : Grid(c, d, p, PrintPosition) {}
+
+Grid::Grid(unsigned int c, unsigned int d, unsigned int p, SwitchBuilt built)
     : clusters(c),
       domains(d),
       pes(p),
@@ -37,7 +47,9 @@ Grid::Grid(unsigned int c, unsigned int d, unsigned int p)
   for (unsigned int x = 0; x < positions; x += positionsPerCluster) {
     for (unsigned int y = 0; y < positions; y += positionsPerCluster) {
       ArchitecturePiece* piece = new NetworkSwitch(x, y, this);
-      fprintf(stderr, "%d %d\n", static_cast<int>(x), static_cast<int>(y));
+      if (built != nullptr) {
+        built(x, y);
+      }
       networkSwitches[Location(y + 4, x + 4)] = piece;
       persistant.push_back(piece);
     }

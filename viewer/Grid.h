@@ -19,7 +19,13 @@ class ArchitecturePiece;
 // The grid owns all pieces; the maps only point at them. The order of the fields is fixed.
 class Grid {
  public:
+  // Tells on standard error where it builds switches: the first position of each cluster.
   Grid(unsigned int c, unsigned int d, unsigned int p);
+
+  // Tells `built` instead; null where nobody asks.
+  typedef void (*SwitchBuilt)(unsigned int x, unsigned int y);
+  Grid(unsigned int c, unsigned int d, unsigned int p, SwitchBuilt built);
+
   Grid(const Grid&) = delete;
   Grid& operator=(const Grid&) = delete;
   ~Grid();

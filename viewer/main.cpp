@@ -15,6 +15,7 @@
 #include "Util/Assert.h"
 #include "Util/File.h"
 #include "viewer/ArchPiece.h"
+#include "viewer/Display.h"
 #include "viewer/Grid.h"
 
 Grid* grid = nullptr;
@@ -93,25 +94,13 @@ void nextCycle() {
 void myDisplay() {
   glClear(GL_COLOR_BUFFER_BIT);
   glPushMatrix();
-  glTranslated(0.0, 0.0, -20.0);
-  glTranslated(pictureSizeX / 2, pictureSizeY / 2, 0.0);
-  glRotated(spin / 16.0F, 0.0, 0.0, 1.0);
-  glRotated(spin / 4.0F, 0.0, 1.0, 0.0);
-  glRotated(spin, 1.0, 0.0, 0.0);
-  glTranslated(-pictureSizeX / 2, -pictureSizeY / 2, 0.0);
+  TurnPicture(pictureSizeX, pictureSizeY, spin);
   grid->Draw();
   glPopMatrix();
   glutSwapBuffers();
 }
 
-void myReshape(int width, int height) {
-  glViewport(0, 0, width, height);
-  glMatrixMode(GL_PROJECTION);
-  glLoadIdentity();
-  glOrtho(0.0, pictureSizeX, 0.0, pictureSizeY, -10000.0, 10000.0);
-  glMatrixMode(GL_MODELVIEW);
-  glLoadIdentity();
-}
+void myReshape(int width, int height) { FitPicture(width, height, pictureSizeX, pictureSizeY); }
 
 void myMouse(int button, int state, int /*mouseX*/, int /*mouseY*/) {
   // True in demo mode as well, where nothing runs yet: the first press there only brings it in
@@ -174,7 +163,7 @@ int main(int argc, char** argv) {
   vis->InitializeForRead();
   vis->SkipTo(static_cast<Cycle>(fastForward));
 
-  pictureSizeX = static_cast<int>(grid->clusters * grid->clusterOffset + 2 * grid->border);
+  pictureSizeX = PictureUnits(*grid);
   pictureSizeY = pictureSizeX;
 
   glutInit(&argc, argv);
@@ -192,7 +181,7 @@ int main(int argc, char** argv) {
   glutDisplayFunc(myDisplay);
   glutReshapeFunc(myReshape);
   glutMouseFunc(myMouse);
-  glClearColor(1.0, 1.0, 1.0, 1.0);
+  SetBackground();
   glutMainLoop();
   return 0;
 }
