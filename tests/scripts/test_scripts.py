@@ -140,7 +140,7 @@ def planted(*options):
 def test_planted_mistakes_are_as_many_as_asked_for_and_spread_over_all_rooms():
     places = planted("--count", "300")
     assert len(places) == 300
-    folders = ("Util", "Marrowfin", "Core", "viewer", "trace", "convert", "tools", "sim")
+    folders = ("Util", "Marrowfin", "Core", "viewer", "render", "trace", "convert", "tools", "sim")
     rooms = {p.parent for folder in folders for p in (ROOT / folder).rglob("*.cpp")}
     assert {str(room.relative_to(ROOT)) for room in rooms} <= {
         place.split(":")[0].rsplit("/", 1)[0] for place in places

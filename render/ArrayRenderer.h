@@ -1,0 +1,62 @@
+#ifndef RENDER_ARRAYRENDERER_H
+#define RENDER_ARRAYRENDERER_H
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "render/ArrayPieces.h"
+#include "render/OffscreenContext.h"
+#include "render/Picture.h"
+#include "trace/ask/ArrayState.h"
+#include "trace/base/ArrayShape.h"
+#include "trace/base/Result.h"
+
+namespace marrowfin {
+
+// How the viewer's window would stand.
+struct WindowView {
+  // The window that the viewer opens unless another size is given.
+  std::optional<PictureSize> size = {};
+
+  // Steps of spinning so far: as many degrees about the x axis, a quarter of that about the y axis
+  // and a sixteenth about the z axis. The viewer goes up to MOST_SPIN and then on with 1.
+  static constexpr uint32_t MOST_SPIN = 2880;
+  uint32_t spin = 0;
+};
+
+// Draws states of an array as the viewer's window shows them, to the pixel, without a window.
+//
+// It keeps its context and the pieces of the array, so that a second picture costs no more than it
+// has to. Used by one thread at a time.
+class ArrayRenderer {
+ public:
+  // The most elements that are drawn piece by piece.
+  static constexpr size_t MOST_ELEMENTS = size_t{1} << 20;
+
+  // Faults: of OffscreenContext, and of a shape that no viewer shows or that has too many elements.
+  static Result<std::unique_ptr<ArrayRenderer>> Open(
+      const ArrayShape& shape, const WindowView& view,
+      OffscreenContext::Way way = OffscreenContext::ANY_WAY);
+
+  // A state of the same shape.
+  Result<Picture> Draw(const ArrayState& state);
+
+  PictureSize Size() const { return context->Size(); }
+
+  // See OffscreenContext::Drawer.
+  const std::string& Drawer() const { return context->Drawer(); }
+
+ private:
+  ArrayRenderer(std::unique_ptr<ArrayPieces> pieces, std::unique_ptr<OffscreenContext> context,
+                uint32_t spin);
+
+  std::unique_ptr<ArrayPieces> pieces;
+  std::unique_ptr<OffscreenContext> context;
+  uint32_t spin;
+};
+
+}  // namespace marrowfin
+
+#endif
