@@ -6,14 +6,11 @@
 #include <ostream>
 #include <string>
 
-#include "tools/program/Flags.h"
-#include "tools/program/Interruption.h"
 #include "tools/program/Json.h"
-#include "tools/program/ProgressLine.h"
+#include "tools/program/Moment.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/TraceInput.h"
 #include "tools/program/ViewCommand.h"
-#include "trace/ask/StateReader.h"
 
 namespace marrowfin {
 namespace {
@@ -33,9 +30,7 @@ constexpr char footer[] =
 struct StateFlags {
   std::string trace;
   ShapeFlags shape;
-  std::optional<uint64_t> step;
-  std::optional<uint64_t> cycle;
-  std::optional<int> skipTo;
+  MomentFlags moment;
   bool json = false;
 };
 
@@ -147,58 +142,11 @@ void Print(const Answer& answer, std::ostream& out) {
   }
 }
 
-// Whether events behind the place where the trace breaks off may belong to the moment.
-bool IsCutShort(const Answer& answer, const Summary& summary) {
-  if (!answer.end) {
-    return false;
-  }
-  if (answer.flags.step) {
-    return !answer.state.shown;
-  }
-  return answer.state.last == summary.records || !summary.Ordered();
-}
-
-// A moment that a broken trace does not have, it may have had.
-Failure NotTold(const std::string& trace, const Fault& fault, const Fault& end) {
-  Failure failure = IndexingFailureOf(fault, trace);
-  if (end && fault.kind == Fault::OUT_OF_RANGE) {
-    failure.reason += "; the trace breaks off: " + FailureOf(end).reason;
-  }
-  return failure;
-}
-
-MaybeFailure CheckFlags(const StateFlags& flags) {
-  if (flags.step.has_value() == flags.cycle.has_value()) {
-    return Failure{EXIT_USAGE, "which moment is not clear", "Give one of --step and --cycle."};
-  }
-  if (flags.skipTo && flags.cycle) {
-    return Failure{EXIT_USAGE, "--cycle leaves nothing out, so there is no skipping to a cycle",
-                   "Give -F with --step alone."};
-  }
-  return flags.shape.Check();
-}
-
-// Questions about a trace whose cycles fall, or which holds what the array lacks, go through all of
-// it: they show how far they are, and a signal ends them in order.
-Result<ArrayState> Tell(const StateFlags& flags, const ArrayShape& shape, const IndexedTrace& trace,
-                        const Console& console) {
-  const StateReader reader(*trace.file, *trace.index, shape);
-  const Interruption interruption;
-  ProgressLine line(console.terminal, "going through " + flags.trace, "M records", 1e6);
-  const auto watch = [&](const Progress& now) {
-    line.Update(now.done, now.all);
-    return !interruption.Asked();
-  };
-  if (flags.cycle) {
-    return reader.AtCycle(*flags.cycle, watch);
-  }
-  // A negative cycle asks for a huge one, as it does in the viewer.
-  const uint64_t skipTo = static_cast<uint64_t>(int64_t{flags.skipTo.value_or(0)});
-  return reader.AtStep(*flags.step, skipTo, watch);
-}
-
 MaybeFailure State(const StateFlags& flags, const Console& console) {
-  if (MaybeFailure failure = CheckFlags(flags)) {
+  if (MaybeFailure failure = flags.moment.Check()) {
+    return failure;
+  }
+  if (MaybeFailure failure = flags.shape.Check()) {
     return failure;
   }
   IndexedTrace trace;
@@ -209,28 +157,25 @@ MaybeFailure State(const StateFlags& flags, const Console& console) {
   if (MaybeFailure failure = flags.shape.ShapeFor(flags.trace, trace.index->GetSummary(), shape)) {
     return failure;
   }
-  const Result<ArrayState> told =
-      AskIndexed(console, trace, [&] { return Tell(flags, shape, trace, console); });
-  const Summary& summary = trace.index->GetSummary();
-  if (!told) {
-    return NotTold(flags.trace, told.Why(), summary.end);
+  ArrayState state;
+  if (MaybeFailure failure = TellState(flags.moment, shape, trace, console, state)) {
+    return failure;
   }
-  const Answer answer = {flags, *told, summary.end};
+  const Summary& summary = trace.index->GetSummary();
+  const Answer answer = {flags, state, summary.end};
   if (flags.json) {
     PrintAsJson(answer, console.out);
   } else {
     Print(answer, console.out);
   }
-  return IsCutShort(answer, summary) ? MaybeFailure(CutShort(summary.end)) : std::nullopt;
+  return IsCutShort(flags.moment, state, summary) ? MaybeFailure(CutShort(summary.end))
+                                                  : std::nullopt;
 }
 
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<StateFlags>();
   app.add_option("TRACE", flags->trace, "The trace: a plain file")->required();
-  AddCount(app, "--step", flags->step, "After this many animation steps");
-  AddCount(app, "--cycle", flags->cycle, "With all events up to this cycle");
-  app.add_option("-F", flags->skipTo, "Skip to this cycle first, as the viewer does (with --step)")
-      ->transform(CLI::Validator(MakeSignedDecimal, ""));
+  flags->moment.Declare(app);
   flags->shape.Declare(app);
   app.add_flag("--json", flags->json, "Print JSON");
   return [flags](const Console& console) { return State(*flags, console); };

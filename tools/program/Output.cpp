@@ -29,6 +29,15 @@ MaybeFailure Output::Open(const std::string& path) {
   return fault ? MaybeFailure(OutputFailureOf(fault)) : std::nullopt;
 }
 
+MaybeFailure Output::OpenStandard() {
+  if (isatty(STDOUT_FILENO) != 0) {
+    return Failure{EXIT_USAGE, "standard output is a terminal",
+                   "Send it to a file or a pipe, or name a file."};
+  }
+  standard.emplace(STDOUT_FILENO, "standard output");
+  return std::nullopt;
+}
+
 ByteSink& Output::Sink() { return standard ? static_cast<ByteSink&>(*standard) : file; }
 
 std::optional<int> Output::PlainDescriptor() const {

@@ -26,6 +26,10 @@ class Output {
  public:
   [[nodiscard]] MaybeFailure Open(const std::string& path);
 
+  // Standard output, for whoever takes "-" for it; a terminal is refused, since what is written is
+  // for no reader.
+  [[nodiscard]] MaybeFailure OpenStandard();
+
   ByteSink& Sink();
 
   // The descriptor of a plain file; nothing for what is written as it comes.

@@ -19,6 +19,7 @@ const char programFooter[] =
     "  marrowfin-trace info run.trace\n"
     "  marrowfin-trace check run.trace -c 4 -d 2 -p 4\n"
     "  marrowfin-trace state run.trace --step 100\n"
+    "  marrowfin-trace render run.trace --step 100 -o a.png\n"
     "  marrowfin-trace import --format tt-npe capture.json -o capture.trace\n"
     "  marrowfin-trace import --help\n"
     "\n"

@@ -1,0 +1,244 @@
+// marrowfin-trace render
+//
+// That its pictures are those of the window is tested with the window (tests/window).
+
+#include <png.h>
+
+#include "render/ArrayRenderer.h"
+#include "tests/tools/CommandFixture.h"
+#include "trace/ask/StateReader.h"
+
+namespace marrowfin {
+namespace {
+
+using testing::CommandResult;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::MatchesRegex;
+using ::testing::Not;
+
+constexpr char events[] =
+    "fire 5 1 7 2\n"
+    "switch 6 0 4 4\n"
+    "send 260 2 7 2 0 1\n"
+    "fire 260 9 3 3\n"
+    "fire 261 1 7 2\n";
+
+class RenderCommandTest : public CommandFixture {
+ protected:
+  RenderCommandTest() {
+    setenv("MESA_SHADER_CACHE_DISABLE", "true", 1);
+    Trace(events);
+  }
+
+  CommandResult Render(std::vector<std::string> words,
+                       const std::vector<std::string>& environment = {}) const {
+    words.insert(words.begin(), {"render", "t.trace"});
+    return testing::RunCommand(Words(words), {"", folder.Path(), environment});
+  }
+
+  Picture ReadPicture(const std::string& name) const {
+    png_image image = {};
+    image.version = PNG_IMAGE_VERSION;
+    EXPECT_NE(0, png_image_begin_read_from_file(&image, folder.File(name).c_str())) << name;
+    image.format = PNG_FORMAT_RGB;
+    Picture picture = {{image.width, image.height}, std::vector<uint8_t>(PNG_IMAGE_SIZE(image))};
+    EXPECT_NE(0, png_image_finish_read(&image, nullptr, picture.pixels.data(), 0, nullptr));
+    return picture;
+  }
+
+  // The picture of a run that says nothing.
+  Picture Rendered(std::vector<std::string> words) const {
+    words.insert(words.end(), {"-o", "a.png"});
+    ExpectOutput("", Render(words));
+    return ReadPicture("a.png");
+  }
+
+  // What the libraries draw.
+  template <class Ask>
+  Picture Drawn(const ArrayShape& shape, const WindowView& view, Ask ask) const {
+    const auto trace = TraceFile::Open(folder.File("t.trace"));
+    const auto index = Index::Open(**trace);
+    const auto state = ask(StateReader(**trace, **index, shape));
+    EXPECT_TRUE(state) << state.Why().Text();
+    const auto renderer = ArrayRenderer::Open(shape, view);
+    EXPECT_TRUE(renderer) << renderer.Why().Text();
+    return (*renderer)->Draw(*state).Take();
+  }
+};
+
+TEST_F(RenderCommandTest, AStepIsDrawnInTheStateThatTheTraceEngineTells) {
+  Picture before;
+  for (const uint64_t step : {0U, 1U, 2U, 3U}) {
+    const Picture picture = Rendered({"--step", std::to_string(step)});
+    EXPECT_EQ(Drawn(ArrayShape(1, 2, 4), {}, [&](auto reader) { return reader.AtStep(step, 0); }),
+              picture);
+    EXPECT_NE(before, picture);
+    before = picture;
+  }
+  EXPECT_EQ((PictureSize{124, 124}), before.size);
+}
+
+TEST_F(RenderCommandTest, ACycleIsDrawnWithEveryEventUpToIt) {
+  const Picture picture = Rendered({"--cycle", "260"});
+  EXPECT_EQ(Drawn(ArrayShape(1, 2, 4), {}, [&](auto reader) { return reader.AtCycle(260); }),
+            picture);
+  EXPECT_NE(picture, Rendered({"--step", "2"}));
+}
+
+TEST_F(RenderCommandTest, TheViewersOptionsAreTaken) {
+  const Picture picture =
+      Rendered({"--step", "1", "-F", "6", "-c", "2", "--size", "333x200", "--spin", "100"});
+  EXPECT_EQ(Drawn(ArrayShape(2, 2, 4), {PictureSize{333, 200}, 100},
+                  [&](auto reader) { return reader.AtStep(1, 6); }),
+            picture);
+}
+
+TEST_F(RenderCommandTest, TheSameOptionsGiveTheSameBytesInAFileAndOnStandardOutput) {
+  ExpectOutput("", Render({"--step", "2", "-o", "a.png"}));
+  ExpectOutput("", Render({"--step", "2", "-o", "b.png"}));
+  const std::string bytes = testing::ReadFile(folder.File("a.png"));
+  EXPECT_EQ(bytes, testing::ReadFile(folder.File("b.png")));
+  EXPECT_EQ(bytes, Shell("\"$0\" render t.trace --step 2 -o -").out);
+  EXPECT_EQ(bytes, Shell("\"$0\" render t.trace --step 2 -o /dev/stdout | cat").out);
+  EXPECT_FALSE(HasFileLike("mfpart"));
+}
+
+TEST_F(RenderCommandTest, VerboseTellsWhatWasDrawnAndByWhat) {
+  const CommandResult result = Render({"--step", "2", "-o", "a.png", "--verbose"});
+  EXPECT_EQ("", result.out);
+  EXPECT_THAT(result.err, MatchesRegex("a.png: 124 by 124 pixels of step 2, cycle 260, -c 1 -d 2 "
+                                       "-p 4, drawn by llvmpipe .*, Mesa .*, by EGL\n"));
+}
+
+TEST_F(RenderCommandTest, WhereEglFindsNothingOsmesaDrawsTheSame) {
+  ExpectOutput("", Render({"--step", "2", "-o", "a.png", "--spin", "30"}));
+  const CommandResult result = Render({"--step", "2", "-o", "b.png", "--spin", "30", "--verbose"},
+                                      {"__EGL_VENDOR_LIBRARY_FILENAMES=/dev/null"});
+  EXPECT_EQ(0, result.exitStatus);
+  EXPECT_THAT(result.err, HasSubstr(", by OSMesa\n"));
+  EXPECT_EQ(testing::ReadFile(folder.File("a.png")), testing::ReadFile(folder.File("b.png")));
+}
+
+TEST_F(RenderCommandTest, WhereNothingDrawsThatIsSaidAndNothingWritten) {
+  testing::WriteFile(folder.File("libEGL.so.1"), "no library");
+  testing::WriteFile(folder.File("libOSMesa.so.8"), "no library");
+  ExpectFailure(3,
+                "OpenGL: there is no EGL (libEGL.so.1), and there is no OSMesa (libOSMesa.so.8)\n"
+                "  Install Mesa's EGL or OSMesa.\n",
+                Render({"--step", "2", "-o", "a.png"}, {"LD_LIBRARY_PATH=" + folder.Path()}));
+  EXPECT_FALSE(HasFileLike("a.png"));
+  // The rest of the program goes on without them.
+  EXPECT_EQ(0, testing::RunCommand(Words({"info", "t.trace"}),
+                                   {"", folder.Path(), {"LD_LIBRARY_PATH=" + folder.Path()}})
+                   .exitStatus);
+}
+
+TEST_F(RenderCommandTest, AStepThatIsNeverDrawnIsRefused) {
+  ExpectFailure(1,
+                "t.trace: step 4 is never drawn: the trace ends in it\n"
+                "  Ask for a step before it, or with --cycle for all events up to a cycle.\n",
+                Render({"--step", "4", "-o", "a.png"}));
+  ExpectFailure(1,
+                "t.trace: there is no step 5: the trace ends in step 4\n"
+                "  Ask for a step up to that.\n",
+                Render({"--step", "5", "-o", "a.png"}));
+  EXPECT_FALSE(HasFileLike("a.png"));
+}
+
+TEST_F(RenderCommandTest, OfABrokenTraceOnlyMomentsBeforeTheBreakAreDrawn) {
+  testing::WriteFile(folder.File("t.trace"), testing::TraceBytes(events).substr(0, 130));
+  ExpectOutput("", Render({"--step", "2", "-o", "a.png"}));
+  ExpectOutput("", Render({"--cycle", "6", "-o", "b.png"}));
+  for (const std::vector<std::string>& moment :
+       {std::vector<std::string>{"--step", "3"}, {"--cycle", "260"}, {"--step", "4"}}) {
+    const CommandResult result = Render({moment[0], moment[1], "-o", "c.png"});
+    EXPECT_EQ(1, result.exitStatus) << moment[1];
+    EXPECT_THAT(result.err, HasSubstr("t.trace: record 4 at byte 120: the trace ends"));
+  }
+  EXPECT_FALSE(HasFileLike("c.png"));
+}
+
+TEST_F(RenderCommandTest, AFailureLeavesAnOutputThatExistsAsItWas) {
+  testing::WriteFile(folder.File("a.png"), "before");
+  EXPECT_EQ(1, Render({"--step", "9", "-o", "a.png"}).exitStatus);
+  EXPECT_EQ(3, Render({"--step", "1", "-c", "512", "-o", "a.png"}).exitStatus);
+  EXPECT_EQ("before", testing::ReadFile(folder.File("a.png")));
+  ExpectOutput("", Render({"--step", "1", "-o", "a.png"}));
+  EXPECT_EQ(Rendered({"--step", "1"}), ReadPicture("a.png"));
+}
+
+TEST_F(RenderCommandTest, TheTraceItselfIsNoPlaceForThePicture) {
+  std::filesystem::create_symlink("t.trace", folder.File("link"));
+  for (const char* name : {"t.trace", "./t.trace", "link"}) {
+    ExpectFailure(2, std::string(name) + ": is the trace itself\n  Name another file with -o.\n",
+                  Render({"--step", "1", "-o", name}));
+  }
+  EXPECT_EQ(testing::TraceBytes(events), testing::ReadFile(folder.File("t.trace")));
+}
+
+TEST_F(RenderCommandTest, ANameThatCannotBeWrittenIsNamed) {
+  const CommandResult missing = Render({"--step", "1", "-o", "none/a.png"});
+  EXPECT_EQ(3, missing.exitStatus);
+  EXPECT_THAT(missing.err, HasSubstr("none/a.png"));
+  const CommandResult full = Render({"--step", "1", "-o", "/dev/full"});
+  EXPECT_EQ(3, full.exitStatus);
+  EXPECT_THAT(full.err, HasSubstr("/dev/full: cannot write: No space left on device"));
+}
+
+TEST_F(RenderCommandTest, APictureIsNotSentToATerminal) {
+  const CommandResult result =
+      Shell("script -qec \"'$0' render t.trace --step 1 -o -\" typescript < /dev/null");
+  EXPECT_EQ(2, result.exitStatus);
+  EXPECT_EQ(
+      "marrowfin-trace: standard output is a terminal\r\n"
+      "  Send it to a file or a pipe, or name a file.\r\n",
+      result.out);
+}
+
+TEST_F(RenderCommandTest, NothingIsKeptInTheFoldersOfTheUser) {
+  unsetenv("MESA_SHADER_CACHE_DISABLE");
+  ExpectOutput("", Render({"--step", "1", "-o", "a.png"}));
+  EXPECT_THAT(ContentsOf(cache.Path()), IsEmpty());
+  ExpectOutput("", Render({"--step", "1", "-o", "a.png"}, {"XDG_CACHE_HOME=/proc/none"}));
+  EXPECT_THAT(FolderContents(), ElementsAre("a.png", "t.trace", "t.trace.mfindex"));
+}
+
+TEST_F(RenderCommandTest, PicturesThatAreTooLargeAreRefused) {
+  const CommandResult result =
+      Render({"--step", "1", "-c", "1", "-d", "2048", "-p", "2", "-o", "a.png"});
+  EXPECT_EQ(3, result.exitStatus);
+  EXPECT_THAT(result.err, HasSubstr("16777216 elements is too large to be drawn"));
+}
+
+TEST_F(RenderCommandTest, ACommandLineThatIsNotUnderstoodWritesNothing) {
+  const std::vector<std::vector<std::string>> lines = {
+      {"--step", "1"},
+      {"-o", "a.png"},
+      {"--step", "1", "--cycle", "1", "-o", "a.png"},
+      {"--cycle", "1", "-F", "1", "-o", "a.png"},
+      {"--step", "-1", "-o", "a.png"},
+      {"--step", "1", "-c", "0", "-o", "a.png"},
+      {"--step", "1", "--spin", "2881", "-o", "a.png"},
+      {"--step", "1", "--spin", "-1", "-o", "a.png"},
+      {"--step", "1", "--spin", "1.5", "-o", "a.png"},
+      {"--step", "1", "--size", "0x1", "-o", "a.png"},
+      {"--step", "1", "--size", "1x16385", "-o", "a.png"},
+      {"--step", "1", "--size", "18446744073709551617x1", "-o", "a.png"},
+      {"--step", "1", "--size", "100", "-o", "a.png"},
+      {"--step", "1", "--size", "10x", "-o", "a.png"},
+      {"--step", "1", "--size", "10x10x10", "-o", "a.png"},
+      {"--step", "1", "--size", "-1x10", "-o", "a.png"},
+  };
+  for (const auto& line : lines) {
+    const CommandResult result = Render(line);
+    EXPECT_EQ(2, result.exitStatus) << ::testing::PrintToString(line);
+    EXPECT_EQ("", result.out);
+    EXPECT_THAT(result.err, Not(IsEmpty()));
+  }
+  EXPECT_THAT(FolderContents(), ElementsAre("t.trace"));
+}
+
+}  // namespace
+}  // namespace marrowfin
