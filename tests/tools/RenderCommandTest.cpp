@@ -58,7 +58,7 @@ class RenderCommandTest : public CommandFixture {
   // What the libraries draw.
   template <class Ask>
   Picture Drawn(const ArrayShape& shape, const WindowView& view, Ask ask) const {
-    const auto trace = TraceFile::Open(folder.File("t.trace"));
+    const auto trace = TraceSource::Open(folder.File("t.trace"));
     const auto index = Index::Open(**trace);
     const auto state = ask(StateReader(**trace, **index, shape));
     EXPECT_TRUE(state) << state.Why().Text();
