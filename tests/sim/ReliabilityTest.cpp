@@ -17,6 +17,7 @@
 #include "sim/Random.h"
 #include "tests/sim/Laws.h"
 #include "tests/sim/Rig.h"
+#include "tests/support/Command.h"
 #include "tests/support/Files.h"
 
 namespace marrowfin::sim::testing {
@@ -47,6 +48,7 @@ class Background {
     arguments.push_back(nullptr);
     child = fork();
     if (child == 0) {
+      marrowfin::testing::TakeSignalsAgain();
       if (ignored != 0) {
         signal(ignored, SIG_IGN);
       }

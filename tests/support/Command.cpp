@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
@@ -60,6 +61,12 @@ int WaitFor(pid_t child) {
 
 }  // namespace
 
+void TakeSignalsAgain() {
+  for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE, SIGXCPU}) {
+    signal(number, SIG_DFL);
+  }
+}
+
 CommandResult RunCommand(const std::vector<std::string>& words, const CommandOptions& options) {
   // Files and not pipes: the command may write any amount to both without waiting for us.
   const TempDir scratch;
@@ -70,6 +77,7 @@ CommandResult RunCommand(const std::vector<std::string>& words, const CommandOpt
   }
   const pid_t child = fork();
   if (child == 0) {
+    TakeSignalsAgain();
     Start(words, options, scratch, report[1]);
   }
   close(report[1]);

@@ -6,6 +6,11 @@
 
 namespace marrowfin::testing {
 
+// Undoes what a process may have been told to ignore by whoever started it (nohup does so, and
+// shells that start it in the background): what tests of signals start, begins with this after its
+// fork.
+void TakeSignalsAgain();
+
 // How a command ended and what it wrote.
 struct CommandResult {
   int exitStatus = -1;  // 0 to 255, or -1 where a signal ended the command

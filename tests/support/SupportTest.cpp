@@ -88,6 +88,14 @@ TEST(FilesTest, AMissingFileOrDirectoryIsReported) {
   EXPECT_THROW(WriteFile(dir.File("none/f"), "x"), std::runtime_error);
 }
 
+TEST(RunCommandTest, WhatTheTestWasToldToIgnoreItsCommandsAreNot) {
+  const auto before = signal(SIGHUP, SIG_IGN);
+  const CommandResult result = RunCommand({"sh", "-c", "kill -HUP $$; echo alive"});
+  signal(SIGHUP, before);
+  EXPECT_EQ(SIGHUP, result.signal);
+  EXPECT_EQ("", result.out);
+}
+
 TEST(RunCommandTest, OutputErrorAndStatusAreTaken) {
   const CommandResult result = RunCommand({"sh", "-c", "echo out; echo err >&2; exit 3"});
   EXPECT_EQ(3, result.exitStatus);

@@ -10,6 +10,8 @@
 #include <csignal>
 #include <stdexcept>
 
+#include "tests/support/Command.h"
+
 namespace marrowfin {
 
 RunningProgram::RunningProgram(const std::vector<std::string>& words, Errors errors, Start start) {
@@ -22,6 +24,7 @@ RunningProgram::RunningProgram(const std::vector<std::string>& words, Errors err
   }
   child = fork();
   if (child == 0) {
+    testing::TakeSignalsAgain();
     Exec(words, errorsTo, start);
   }
   close(errorsTo);
