@@ -9,7 +9,12 @@ namespace marrowfin {
 
 NotedCursor::NotedCursor(const TraceSource& trace, const Index& index, NotesOfTrace& notes,
                          const NotedFilter& filter, ProgressCallback progress)
-    : trace(trace), index(index), notes(notes), filter(filter), progress(std::move(progress)) {}
+    : trace(trace),
+      index(index),
+      notes(notes),
+      filter(filter),
+      progress(std::move(progress)),
+      spans(notes, this->filter.notes) {}
 
 void NotedCursor::Seek(uint64_t record) {
   next = range ? std::clamp(record, range->begin, range->end) : record;
@@ -38,11 +43,8 @@ bool NotedCursor::Prepare() {
   return !fault;
 }
 
-// A cursor over records that may match, unless there is one.
+// Goes through records that may match from now on.
 void NotedCursor::Open(const RecordRange& found) {
-  if (batches != nullptr && span.begin == found.begin && span.end == found.end) {
-    return;
-  }
   readBefore = RecordsRead();
   span = found;
   within.firstRecord = span.begin;
@@ -102,7 +104,10 @@ bool NotedCursor::Next(Selection& found) {
   all = range->end - range->begin;
   const bool hadSome = next < range->end;
   while (next < range->end && !fault) {
-    Open({range->begin, range->end});
+    if (batches == nullptr || next < span.begin || next >= span.end) {
+      Open(spans.From(next, range->end));
+      next = span.begin;
+    }
     batches->Seek(next);
     done = span.begin - range->begin;
     while (!fault && batches->Next(found)) {
@@ -125,7 +130,10 @@ bool NotedCursor::Previous(Selection& found) {
   const uint64_t start = next;
   all = start - range->begin;
   while (next > range->begin && !fault) {
-    Open({range->begin, range->end});
+    if (batches == nullptr || next <= span.begin || next > span.end) {
+      Open(spans.Before(next, range->begin));
+      next = span.end;
+    }
     batches->Seek(next);
     done = start - next;
     while (!fault && batches->Previous(found)) {

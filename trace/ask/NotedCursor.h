@@ -12,6 +12,7 @@
 #include "trace/ask/EventFilter.h"
 #include "trace/ask/FilterRange.h"
 #include "trace/ask/NoteCondition.h"
+#include "trace/ask/NoteSpans.h"
 #include "trace/ask/NotesOfTrace.h"
 #include "trace/ask/Selection.h"
 #include "trace/base/Fault.h"
@@ -30,7 +31,8 @@ struct NotedFilter {
 };
 
 // Goes through the records that such a filter lets through, as BatchCursor does, which without
-// conditions on notes it is.
+// conditions on notes it is. Where the notes have an index (NotesIndex), records of which it tells
+// that their notes do not match are passed over.
 //
 // For one thread at a time; trace, index and notes must outlive it.
 class NotedCursor {
@@ -76,6 +78,7 @@ class NotedCursor {
   const NotedFilter filter;
   ProgressCallback progress;
   Fault fault;
+  NoteSpans spans;
   std::optional<RecordRange> range;
   EventFilter within;  // the filter's conditions for records of the range
   uint64_t next = 0;   // where the cursor stands; before the range is known, what was sought

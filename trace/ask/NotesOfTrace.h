@@ -13,6 +13,7 @@
 #include "trace/base/NotesFormat.h"
 #include "trace/base/Result.h"
 #include "trace/index/Index.h"
+#include "trace/index/NoteTables.h"
 #include "trace/read/NotesFile.h"
 #include "trace/read/TraceSource.h"
 
@@ -37,6 +38,12 @@ class NotesOfTrace {
 
   // Goes on with the same trace as it is now, and an index of that: what was compared stays so.
   void Follow(const TraceSource& now, const Index& itsIndex);
+
+  // What an index tells of the blocks (NotesIndex), which must outlive its use here; null for none.
+  void Know(const NoteTables* of) { tables = of; }
+  const NoteBlockSummary* Known(size_t block) const {
+    return tables != nullptr && block < tables->blocks.size() ? &tables->blocks[block] : nullptr;
+  }
 
   const NotesFile& File() const { return notes; }
   const NoteDeclarations& Declarations() const { return notes.Declarations(); }
@@ -88,6 +95,7 @@ class NotesOfTrace {
   const TraceSource* trace;
   const Index* index;
   const NotesFile& notes;
+  const NoteTables* tables = nullptr;
   std::vector<size_t> numbers;  // of the blocks, in the file
   size_t looked = 0;            // entries of the file that were taken up
   std::vector<Verdict> verdicts;

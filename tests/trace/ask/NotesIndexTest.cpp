@@ -1,0 +1,295 @@
+// The index of notes: what it passes over changes no answer, and it is only used for what it is of.
+
+#include "trace/ask/NotesIndex.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bit>
+#include <filesystem>
+#include <limits>
+
+#include "tests/trace/support/NotedTrace.h"
+#include "trace/ask/NotedCounter.h"
+#include "trace/ask/NotedCursor.h"
+#include "trace/write/NotesWriter.h"
+
+namespace marrowfin::testing {
+namespace {
+
+using ::testing::HasSubstr;
+
+NotedEvents Noted(std::mt19937& random, size_t records, bool falling = false) {
+  RandomTraceOptions options;
+  options.records = records;
+  options.shape = {2, 1, 4};
+  options.falling = falling;
+  return RandomNotes(random, RandomEvents(random, options));
+}
+
+std::vector<uint64_t> RecordsOf(NotedCursor& cursor) {
+  std::vector<uint64_t> records;
+  Selection found;
+  while (cursor.Next(found)) {
+    for (size_t i = 0; i < found.Size(); ++i) {
+      records.push_back(found.Record(i));
+    }
+  }
+  EXPECT_TRUE(IsFine(cursor.GetFault()));
+  return records;
+}
+
+// A trace and its notes in files, open and joined, with an index of the notes.
+struct Indexed {
+  explicit Indexed(const NotedEvents& noted, const std::string& notesBytes)
+      : opened(Encode(noted.events)) {
+    WriteFile(opened.name + ".notes", notesBytes);
+    Reopen();
+  }
+
+  void Reopen() {
+    index.reset();
+    notes.reset();
+    opened.Reopen();
+    file = Made(NotesFile::Open(opened.name + ".notes"));
+    notes = std::make_unique<NotesOfTrace>(*opened.trace, *opened.index, *file);
+    index = Made(NotesIndex::Open(*opened.trace, *opened.index, *notes, CountBytes()));
+  }
+
+  // Tells whether an index is made.
+  ProgressCallback CountBytes() {
+    made = false;
+    return [this](const Progress& progress) {
+      EXPECT_EQ(Progress::BYTES, progress.unit);
+      made = true;
+      return true;
+    };
+  }
+
+  std::vector<uint64_t> Ask(const NotedFilter& filter) {
+    NotedCursor cursor(*opened.trace, *opened.index, *notes, filter);
+    return RecordsOf(cursor);
+  }
+
+  Opened opened;
+  std::unique_ptr<NotesFile> file;
+  std::unique_ptr<NotesOfTrace> notes;
+  std::unique_ptr<NotesIndex> index;
+  bool made = false;
+};
+
+TEST(NotesIndexTest, WhatIsPassedOverChangesNoAnswer) {
+  std::mt19937 random(1);
+  for (const size_t blockRecords : {5, 100, 2000}) {
+    const NotedEvents noted = Noted(random, 6000, blockRecords == 100);
+    Indexed indexed(noted, NotesBytes(noted, random, blockRecords));
+    for (int round = 0; round < 150; ++round) {
+      NotedFilter filter;
+      if (random() % 3 == 0) {
+        filter.events = RandomFilter(random, noted.events, 8);
+      }
+      for (size_t conditions = 1 + random() % 2; conditions > 0; --conditions) {
+        filter.notes.push_back(RandomCondition(random, noted));
+      }
+      const std::vector<uint64_t> expected = Expected(noted, filter.events, filter.notes);
+      NotedCursor cursor(*indexed.opened.trace, *indexed.opened.index, *indexed.notes, filter);
+      ASSERT_EQ(expected, RecordsOf(cursor)) << "round " << round;
+      std::vector<uint64_t> back;
+      Selection found;
+      while (cursor.Previous(found)) {
+        for (size_t i = found.Size(); i > 0; --i) {
+          back.push_back(found.Record(i - 1));
+        }
+      }
+      std::reverse(back.begin(), back.end());
+      ASSERT_EQ(expected, back) << "round " << round;
+    }
+  }
+}
+
+TEST(NotesIndexTest, OnePacketIsFoundWithoutReadingTheRest) {
+  std::mt19937 random(2);
+  const NotedEvents noted = Noted(random, 60000);
+  Indexed indexed(noted, NotesBytes(noted, random, 500));
+  const NotedFilter filter = {{}, {{PACKET, NoteCondition::EQUAL, 1500, 0}}};
+  NotedCursor cursor(*indexed.opened.trace, *indexed.opened.index, *indexed.notes, filter);
+  EXPECT_EQ(Expected(noted, {}, filter.notes), RecordsOf(cursor));
+  EXPECT_LT(cursor.RecordsRead(), 10000U);
+  EXPECT_GT(cursor.RecordsRead(), 0U);
+}
+
+TEST(NotesIndexTest, SearchOnlyTellsHowFarItIs) {
+  std::mt19937 random(3);
+  const NotedEvents noted = Noted(random, 6000);
+  Indexed indexed(noted, NotesBytes(noted, random, 100));
+  uint64_t last = 0;
+  NotedCursor cursor(*indexed.opened.trace, *indexed.opened.index, *indexed.notes,
+                     {{}, {{PACKET, NoteCondition::EQUAL, 120, 0}}}, [&](const Progress& progress) {
+                       EXPECT_EQ(noted.events.size(), progress.all);
+                       EXPECT_GE(progress.done, last);
+                       last = progress.done;
+                       return true;
+                     });
+  RecordsOf(cursor);
+  EXPECT_EQ(noted.events.size(), last);
+}
+
+TEST(NotesIndexTest, RealsThatAreNoNumbersAndBothZerosAreFound) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const std::vector<std::vector<double>> blocks = {{nan, nan}, {-0.0, -0.0}, {0.0, 1.5}, {-3, -2}};
+  NotedEvents noted;
+  MemorySink sink;
+  NotesWriter writer(sink);
+  for (uint32_t attribute = 0; attribute < ENERGY; ++attribute) {
+    writer.Attribute(std::string(1, static_cast<char>('a' + attribute)), NoteType::NUMBER);
+  }
+  writer.Attribute("energy", NoteType::REAL);
+  for (const std::vector<double>& block : blocks) {
+    for (const double value : block) {
+      noted.events.emplace_back();
+      noted.values[ENERGY].push_back({std::bit_cast<uint64_t>(value)});
+      writer.Record(FIRE_RECORD, 0, 0, {}, {});
+      EXPECT_TRUE(writer.Note(ENERGY, value));
+    }
+    EXPECT_TRUE(IsFine(writer.Flush()));
+  }
+  EXPECT_TRUE(IsFine(writer.Close()));
+  Indexed indexed(noted, {sink.Bytes().begin(), sink.Bytes().end()});
+  for (const double value : {nan, 0.0, -0.0, 1.5, -3.0, -2.5}) {
+    for (int c = NoteCondition::EQUAL; c <= NoteCondition::AT_LEAST; ++c) {
+      const NoteCondition condition = {ENERGY, static_cast<NoteCondition::Comparison>(c),
+                                       std::bit_cast<uint64_t>(value), 0};
+      EXPECT_EQ(Expected(noted, {}, {condition}), indexed.Ask({{}, {condition}}))
+          << value << " comparison " << c;
+    }
+  }
+}
+
+TEST(NotesIndexTest, IndexIsKeptAndMadeAnewOnlyForOthers) {
+  std::mt19937 random(4);
+  const NotedEvents noted = Noted(random, 3000);
+  const std::string bytes = NotesBytes(noted, random, 100);
+  Indexed indexed(noted, bytes);
+  EXPECT_TRUE(indexed.made);
+  EXPECT_TRUE(indexed.index->IsKept());
+  EXPECT_TRUE(std::filesystem::exists(indexed.opened.name + ".notes.mfindex"));
+  const NoteTables made = indexed.index->Tables();
+  indexed.Reopen();
+  EXPECT_FALSE(indexed.made);
+  EXPECT_EQ(made.blocks, indexed.index->Tables().blocks);
+  EXPECT_EQ(made.entries, indexed.index->Tables().entries);
+  for (size_t i = 0; i < made.times.size(); ++i) {
+    EXPECT_EQ(made.times[i].isTold, indexed.index->Tables().times[i].isTold);
+    EXPECT_EQ(made.times[i].values, indexed.index->Tables().times[i].values);
+    EXPECT_EQ(made.times[i].table.Encode(), indexed.index->Tables().times[i].table.Encode());
+  }
+  // Other notes, the same length of time.
+  std::mt19937 again(5);
+  WriteFile(indexed.opened.name + ".notes", NotesBytes(noted, again, 100));
+  indexed.Reopen();
+  EXPECT_TRUE(indexed.made);
+  // The trace written anew with the same bytes.
+  WriteFile(indexed.opened.name, Encode(noted.events));
+  indexed.Reopen();
+  EXPECT_TRUE(indexed.made);
+}
+
+TEST(NotesIndexTest, IndexThatIsCutOrFlippedIsMadeAnewOrToldAndNeverBelieved) {
+  std::mt19937 random(6);
+  const NotedEvents noted = Noted(random, 300);
+  Indexed indexed(noted, NotesBytes(noted, random, 40));
+  const std::string name = indexed.opened.name + ".notes.mfindex";
+  const std::string bytes = ReadFile(name);
+  const NoteTables made = indexed.index->Tables();
+  for (size_t size = 0; size < bytes.size(); size += 41) {
+    WriteFile(name, bytes.substr(0, size));
+    indexed.Reopen();
+    ASSERT_TRUE(indexed.made) << "cut at " << size;
+  }
+  for (size_t at = random() % 13; at < bytes.size(); at += 13) {
+    std::string flipped = bytes;
+    flipped[at] = static_cast<char>(flipped[at] ^ 1 << random() % 8);
+    WriteFile(name, flipped);
+    indexed.Reopen();
+    ASSERT_EQ(made.blocks, indexed.index->Tables().blocks) << "byte " << at;
+  }
+}
+
+TEST(NotesIndexTest, NotesOfAnotherTraceHaveNoIndex) {
+  std::mt19937 random(7);
+  const NotedEvents noted = Noted(random, 3000);
+  NotedEvents other = noted;
+  ++other.events[2500].cycle;
+  const OpenedNotes opened(other, NotesBytes(noted, random, 100));
+  NotesOfTrace notes(*opened.opened.trace, *opened.opened.index, *opened.notes);
+  const auto store = IndexInMemory();
+  EXPECT_EQ(Fault::OTHER_TRACE,
+            NotesIndex::Open(*opened.opened.trace, *opened.opened.index, notes, *store).Why().kind);
+  EXPECT_TRUE(store->Find().empty());
+}
+
+TEST(NotesIndexTest, DamagedBlockIsToldAgainEachTime) {
+  std::mt19937 random(8);
+  const NotedEvents noted = Noted(random, 3000);
+  std::string bytes = NotesBytes(noted, random, 100);
+  const NotesEntry damaged = OpenNotes(bytes)->Blocks()[3];
+  bytes[damaged.offset + NOTES_BLOCK_HEAD + 9] ^= 1;
+  Indexed indexed(noted, bytes);
+  for (int time = 0; time < 2; ++time) {
+    EXPECT_FALSE(indexed.index->IsKept());
+    const std::vector<NoteCondition> conditions = {{SIZE, NoteCondition::HAS, 0, 0}};
+    std::vector<uint64_t> expected = Expected(noted, {}, conditions);
+    std::erase_if(expected,
+                  [&](uint64_t record) { return record >= damaged.low && record < damaged.high; });
+    EXPECT_EQ(expected, indexed.Ask({{}, conditions}));
+    EXPECT_EQ(Fault::DAMAGED_NOTES, indexed.notes->Refused().kind);
+    indexed.Reopen();
+  }
+}
+
+TEST(NotesIndexTest, IndexFollowsNotesThatGrow) {
+  std::mt19937 random(9);
+  const NotedEvents noted = Noted(random, 5000);
+  const std::string bytes = NotesBytes(noted, random, 100);
+  const std::unique_ptr<NotesFile> whole = OpenNotes(bytes);
+  const size_t half = whole->Blocks().size() / 2;
+  NotedEvents begun = noted;
+  begun.events.resize(whole->Blocks()[half - 1].high);
+  Indexed indexed(begun, bytes.substr(0, whole->Blocks()[half].offset));
+  EXPECT_EQ(half, indexed.index->Entries());
+  WriteFile(indexed.opened.name, Encode(noted.events));
+  WriteFile(indexed.opened.name + ".notes", bytes);
+  EXPECT_TRUE(IsFine(indexed.file->Follow()));
+  std::unique_ptr<TraceSource> trace = OpenTrace(indexed.opened.name);
+  std::unique_ptr<Index> index = OpenIndex(*trace);
+  indexed.notes->Follow(*trace, *index);
+  EXPECT_TRUE(IsFine(indexed.index->Follow(*trace, *index, *indexed.notes)));
+  EXPECT_EQ(whole->Blocks().size(), indexed.index->Entries());
+  for (int round = 0; round < 40; ++round) {
+    const std::vector<NoteCondition> conditions = {RandomCondition(random, noted)};
+    NotedCursor cursor(*trace, *index, *indexed.notes, {{}, conditions});
+    ASSERT_EQ(Expected(noted, {}, conditions), RecordsOf(cursor));
+  }
+  // What was followed is what is made anew.
+  const NoteTables followed = indexed.index->Tables();
+  indexed.Reopen();
+  EXPECT_TRUE(indexed.made);
+  EXPECT_EQ(followed.blocks, indexed.index->Tables().blocks);
+}
+
+TEST(NotesIndexTest, MakingAnIndexCanBeStopped) {
+  std::mt19937 random(10);
+  const NotedEvents noted = Noted(random, 1000);
+  const OpenedNotes opened(noted, NotesBytes(noted, random, 100));
+  NotesOfTrace notes(*opened.opened.trace, *opened.opened.index, *opened.notes);
+  const auto store = IndexInMemory();
+  const auto stop = [](const Progress&) { return false; };
+  EXPECT_EQ(
+      Fault::CANCELLED,
+      NotesIndex::Open(*opened.opened.trace, *opened.opened.index, notes, *store, stop).Why().kind);
+  EXPECT_TRUE(store->Find().empty());
+}
+
+}  // namespace
+}  // namespace marrowfin::testing

@@ -1,0 +1,29 @@
+#ifndef TRACE_ASK_NOTEDPLACES_H
+#define TRACE_ASK_NOTEDPLACES_H
+
+#include <cstdint>
+#include <map>
+
+#include "trace/ask/NotedCursor.h"
+#include "trace/ask/NotesOfTrace.h"
+#include "trace/base/About.h"
+#include "trace/base/Place.h"
+#include "trace/base/Progress.h"
+#include "trace/base/Result.h"
+#include "trace/index/Index.h"
+#include "trace/read/TraceSource.h"
+
+namespace marrowfin {
+
+typedef std::map<Place, uint64_t, InRowOrder> PlaceCounts;
+
+// How many of the events that a filter lets through each place has: where they fired or
+// transmitted, and of sends the sender. Where an element spent its time waiting is
+// `kind=wait`. Reads what NotedCursor reads, and has its faults; memory follows the places.
+[[nodiscard]] Result<PlaceCounts> CountAtPlaces(const TraceSource& trace, const Index& index,
+                                                NotesOfTrace& notes, const NotedFilter& filter,
+                                                const ProgressCallback& progress = {});
+
+}  // namespace marrowfin
+
+#endif
