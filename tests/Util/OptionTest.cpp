@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <string>
+#include <tuple>
 #include <type_traits>
 
 #include "Util/CommandLineParser.h"
@@ -561,6 +563,20 @@ TEST(OptionPrintTest, PercentSignsAreNoDirectives) {
   const Option option(Parser::STRING, "-%s", "", &value);
   std::string text;
   EXPECT_STREQ("-%s \"%d%n\"", option.ToString(text));
+}
+
+TEST(OptionPrintTest, NameEndsAtANullCharacterAsPrintfTakesIt) {
+  int value = 1;
+  std::vector<int> list = {2, 3};
+  for (const auto& [type, variable, expected] :
+       {std::tuple<Parser::OptionType, void*, const char*>{Parser::INT32, &value, "-x 1"},
+        {Parser::VECTOR_OF_INT32, &list, "-x 2,3"}}) {
+    Option option(type, "-x", "", variable);
+    option.fullName = std::string("-x\0y", 4);
+    std::string text;
+    option.ToString(text);
+    EXPECT_EQ(expected, text);
+  }
 }
 
 TEST(OptionPrintTest, QuotesArePrintedButNeverRead) {
