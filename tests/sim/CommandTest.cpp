@@ -449,6 +449,30 @@ TEST_F(CommandTest, AFaultOfOneOutputLeavesTheOthersAsTheyWere) {
   EXPECT_FALSE(std::filesystem::exists(graph));
 }
 
+TEST_F(CommandTest, WhatAnOutputHeldBeforeIsGoneHoweverLongItWas) {
+  const std::vector<std::string> options = {"-logFilename", directory.File("log"), "-outFilename",
+                                            Trace()};
+  RunSmall(options);
+  const std::string trace = ReadFile(Trace());
+  const std::string log = ReadFile(directory.File("log"));
+  for (const std::string& name : {Trace(), directory.File("log")}) {
+    WriteFile(name, std::string(2 * (trace.size() + log.size()), 'x'));
+  }
+  RunSmall(options);
+  EXPECT_EQ(trace, ReadFile(Trace()));
+  EXPECT_EQ(log, ReadFile(directory.File("log")));
+}
+
+TEST_F(CommandTest, AnOutputThatWasMadeBeforeAnotherCouldNotBeOpenedIsGoneAgain) {
+  const CommandResult result =
+      RunCommand({"bash", "-c",
+                  "cd " + directory.Path() + " && ulimit -n 4 && exec " + MARROWFIN_SIM +
+                      " -dotFilename graph -logFilename log -outFilename trace"});
+  EXPECT_EQ(NOT_BEGUN, result.exitStatus);
+  EXPECT_EQ("marrowfin-sim: log: Too many open files\n", result.err);
+  EXPECT_TRUE(std::filesystem::is_empty(directory.Path()));
+}
+
 class SameFileTest : public CommandTest {
  protected:
   // Runs in the directory with words that name one file twice: nothing of it may change.
@@ -508,6 +532,15 @@ TEST_F(SameFileTest, NoOutputCanBeTheFileThatTheStandardOutputGoesTo) {
   ExpectRefusal("-outFilename out >out", "it is the standard output, where the verdict goes");
   ExpectRefusal("-statistics/outputFileName /dev/stdout | cat; exit ${PIPESTATUS[0]}",
                 "it is the standard output");
+}
+
+TEST_F(SameFileTest, NoOutputCanBeTheFileThatTheStandardErrorGoesTo) {
+  const CommandResult result =
+      RunCommand({"bash", "-c",
+                  "cd " + directory.Path() + " && " + MARROWFIN_SIM + " -outFilename err 2>err"});
+  EXPECT_EQ(NOT_BEGUN, result.exitStatus);
+  EXPECT_EQ("marrowfin-sim: -outFilename cannot go to err: it is the standard error\n",
+            ReadFile(directory.File("err")));
 }
 
 TEST_F(SameFileTest, OutputsMayShareADevice) {
