@@ -3,12 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pty.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <regex>
 #include <sstream>
@@ -464,13 +467,19 @@ TEST_F(CommandTest, WhatAnOutputHeldBeforeIsGoneHoweverLongItWas) {
 }
 
 TEST_F(CommandTest, AnOutputThatWasMadeBeforeAnotherCouldNotBeOpenedIsGoneAgain) {
-  const CommandResult result =
-      RunCommand({"bash", "-c",
-                  "cd " + directory.Path() + " && ulimit -n 4 && exec " + MARROWFIN_SIM +
-                      " -dotFilename graph -logFilename log -outFilename trace"});
+  // A socket may be written, as far as its permissions say, but not be opened.
+  struct sockaddr_un address = {AF_UNIX, ""};
+  strcpy(address.sun_path, directory.File("log").c_str());
+  const int descriptor = socket(AF_UNIX, SOCK_STREAM, 0);
+  ASSERT_EQ(0, bind(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof(address)));
+  const CommandResult result = RunSmall({"-dotFilename", directory.File("graph"), "-logFilename",
+                                         directory.File("log"), "-outFilename", Trace()});
+  close(descriptor);
   EXPECT_EQ(NOT_BEGUN, result.exitStatus);
-  EXPECT_EQ("marrowfin-sim: log: Too many open files\n", result.err);
-  EXPECT_TRUE(std::filesystem::is_empty(directory.Path()));
+  EXPECT_EQ("marrowfin-sim: " + directory.File("log") + ": No such device or address\n",
+            result.err);
+  EXPECT_FALSE(std::filesystem::exists(directory.File("graph")));
+  EXPECT_FALSE(std::filesystem::exists(Trace()));
 }
 
 class SameFileTest : public CommandTest {

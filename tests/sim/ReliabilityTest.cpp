@@ -12,7 +12,10 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <optional>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "sim/Random.h"
 #include "tests/sim/Laws.h"
@@ -64,6 +67,20 @@ class Background {
     for (int patience = 0; patience < 60000; ++patience) {
       struct stat info = {};
       if (stat(file.c_str(), &info) == 0 && info.st_size >= size) {
+        return true;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return false;
+  }
+
+  // Whether it has a handler of its own for a signal, within a minute.
+  bool WaitForHandler(int number) const {
+    for (int patience = 0; patience < 60000; ++patience) {
+      const std::string status = ReadFile("/proc/" + std::to_string(child) + "/status");
+      const size_t caught = status.find("SigCgt:");
+      if (caught != std::string::npos &&
+          (std::stoull(status.substr(caught + 7), nullptr, 16) >> (number - 1) & 1) != 0) {
         return true;
       }
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -214,10 +231,19 @@ TEST_F(InterruptTest, AHangUpThatIsIgnoredStaysIgnored) {
 
 TEST_F(InterruptTest, AnInterruptIsTakenAlsoWhereAShellHasItIgnored) {
   const std::string trace = directory.File("trace");
-  Background simulator(directory, {"-rounds", "1000000", "-outFilename", trace}, SIGINT);
-  ASSERT_TRUE(simulator.WaitForSize(trace, 1));
-  simulator.Interrupt();
-  EXPECT_EQ(FAILED, simulator.ExitStatus());
+  for (const int number : {SIGINT, SIGQUIT}) {
+    Background simulator(directory, {"-rounds", "1000000", "-outFilename", trace}, number);
+    ASSERT_TRUE(simulator.WaitForSize(trace, 1));
+    simulator.Interrupt(number);
+    // One that is ignored would let it run for hours.
+    for (int patience = 0; simulator.IsRunning() && patience < 60000; ++patience) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_FALSE(simulator.IsRunning());
+    simulator.Interrupt(SIGKILL);
+    EXPECT_EQ(FAILED, simulator.ExitStatus());
+    unlink(trace.c_str());
+  }
 }
 
 TEST_F(InterruptTest, AStatisticsFileThatIsGoneByThenCostsNeitherVerdictNorStatus) {
@@ -234,26 +260,52 @@ TEST_F(InterruptTest, AStatisticsFileThatIsGoneByThenCostsNeitherVerdictNorStatu
                        ": the report could not be written\n\n"));
 }
 
-TEST_F(InterruptTest, AReaderThatHasStoppedReadingHoldsARunUpForTwoSignalsAtMost) {
-  const std::string pipe = directory.File("pipe");
-  ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
-  Background simulator(directory, {"-rounds", "1000000", "-outFilename", pipe});
-  const int reader = open(pipe.c_str(), O_RDONLY);
-  ASSERT_NE(-1, reader);
-  // Nothing more happens once the pipe is full.
-  int before = -1;
-  for (int waiting = 0; waiting != before || waiting == 0;) {
-    before = waiting;
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    ASSERT_EQ(0, ioctl(reader, FIONREAD, &waiting));
+// A run whose trace nobody reads on: the pipe is full, and it waits.
+class StoppedReaderTest : public InterruptTest {
+ protected:
+  void SetUp() override {
+    const std::string pipe = directory.File("pipe");
+    ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
+    simulator.emplace(directory,
+                      std::vector<std::string>{"-rounds", "1000000", "-outFilename", pipe});
+    reader = open(pipe.c_str(), O_RDONLY);
+    ASSERT_NE(-1, reader);
+    // Nothing more happens once the pipe is full.
+    int before = -1;
+    for (int waiting = 0; waiting != before || waiting == 0;) {
+      before = waiting;
+      std::this_thread::sleep_for(std::chrono::milliseconds(200));
+      ASSERT_EQ(0, ioctl(reader, FIONREAD, &waiting));
+    }
   }
-  while (simulator.IsRunning()) {
-    simulator.Interrupt(SIGTERM);
+  void TearDown() override { close(reader); }
+
+  std::optional<Background> simulator;
+  int reader = -1;
+};
+
+TEST_F(StoppedReaderTest, HoldsARunUpForTwoSignalsAtMost) {
+  while (simulator->IsRunning()) {
+    simulator->Interrupt(SIGTERM);
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
   }
-  EXPECT_EQ(FAILED, simulator.ExitStatus());
-  EXPECT_THAT(simulator.Out(), HasSubstr("\nRegression FAILED: SIGTERM\n"));
-  close(reader);
+  EXPECT_EQ(FAILED, simulator->ExitStatus());
+  EXPECT_THAT(simulator->Out(), HasSubstr("\nRegression FAILED: SIGTERM\n"));
+}
+
+TEST_F(StoppedReaderTest, IsWaitedForBehindTheFirstSignalAndGetsTheWholeTrace) {
+  simulator->Interrupt(SIGTERM);
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  EXPECT_TRUE(simulator->IsRunning());
+  std::string trace;
+  char buffer[65536];
+  for (ssize_t got; (got = read(reader, buffer, sizeof(buffer))) > 0;) {
+    trace.append(buffer, static_cast<size_t>(got));
+  }
+  EXPECT_EQ(FAILED, simulator->ExitStatus());
+  EXPECT_THAT(simulator->Out(), EndsWith("STATISTICS DONE\nRegression FAILED: SIGTERM\n\n"));
+  EXPECT_EQ("", simulator->Err());
+  EXPECT_EQ(std::to_string(RecordCounts(trace)[3]), StatisticIn(simulator->Out(), "array/fires"));
 }
 
 TEST_F(InterruptTest, EndsARunThatWritesNoTrace) {
@@ -268,9 +320,10 @@ TEST_F(InterruptTest, EndsARunThatWritesNoTrace) {
 TEST_F(InterruptTest, GivesUpWaitingForTheReaderOfAPipe) {
   const std::string pipe = directory.File("pipe");
   ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
-  Background simulator(directory, {"-outFilename", pipe});
-  // There is nothing to see while it waits.
-  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  const std::string log = directory.File("log");
+  Background simulator(directory, {"-outFilename", pipe, "-logFilename", log});
+  // It is opened just before the trace.
+  ASSERT_TRUE(simulator.WaitForSize(log, 0));
   simulator.Interrupt();
   EXPECT_EQ(FAILED, simulator.ExitStatus());
   EXPECT_EQ("Regression FAILED: SIGINT\n\n", simulator.Out());
@@ -280,7 +333,8 @@ TEST_F(InterruptTest, EndsAtOnceAndTouchesNothingWhileTheRunIsPrepared) {
   const std::string trace = directory.File("trace");
   Background simulator(directory, {"-program", "matmul", "-size", "256", "-array/operandBuffer",
                                    "5000", "-outFilename", trace});
-  // There is nothing to see while operations are placed, which takes seconds.
+  ASSERT_TRUE(simulator.WaitForHandler(SIGTERM));
+  // Somewhere while operations are placed, which takes seconds.
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
   simulator.Interrupt(SIGTERM);
   EXPECT_EQ(FAILED, simulator.ExitStatus());
