@@ -585,6 +585,17 @@ TEST_F(CommandTest, AReportThatCannotBeWrittenFails) {
   EXPECT_EQ("marrowfin-sim: cannot write to the standard output\n", verdict.err);
 }
 
+TEST_F(CommandTest, AVerdictThatIsCutShortFails) {
+  const std::string run = std::string(MARROWFIN_SIM) + " -size 3 >" + directory.File("out");
+  ASSERT_EQ(0, RunCommand({"bash", "-c", run}).exitStatus);
+  const size_t size = ReadFile(directory.File("out")).size();
+  for (const size_t missing : {1, 10}) {
+    const std::string limit = "prlimit --fsize=" + std::to_string(size - missing) + " ";
+    EXPECT_EQ(FAILED, RunCommand({"bash", "-c", limit + run}).exitStatus);
+    EXPECT_EQ(size - missing, ReadFile(directory.File("out")).size());
+  }
+}
+
 TEST_F(CommandTest, AReaderWhoHasSeenEnoughIsNotComplainedTo) {
   for (const std::string words : {"-program reduce", "--help", "--settings"}) {
     const CommandResult result =
