@@ -236,6 +236,10 @@ void Array::WriteSegments(uint32 thread, const SegmentData& data) {
 
 void Array::Start() {
   loops->Restart();
+  for (const std::unique_ptr<Cluster>& cluster : clusters) {
+    cluster->GetSwitch().TellQueue();
+    cluster->GetMemory().TellQueue();
+  }
   for (uint32 thread = 0; thread < threadCount; ++thread) {
     for (const StartToken& token : program->StartTokens()) {
       Pe(peOf[token.operation]).Start(slotOf[token.operation], token.port, thread, token.value);

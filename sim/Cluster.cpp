@@ -18,7 +18,7 @@ Cluster::Cluster(const Context& context, uint32 number)
       context(context),
       number(number),
       clusterSwitch(context, number),
-      memory(context) {
+      memory(context, number) {
   AddStat(&counts.fires, "fires", "operations fired", 0);
   AddStat(&utilisation, "utilisation", "fires, in percent of the possible ones", 0);
   AddStat(&counts.stallOperand, "stallOperand", "cycles in which operands waited for others", 0);

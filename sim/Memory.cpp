@@ -5,10 +5,16 @@
 #include "Util/Assert.h"
 #include "sim/Clamp.h"
 #include "sim/RunLog.h"
+#include "sim/TraceRecorder.h"
 
 namespace marrowfin::sim {
 
-Memory::Memory(const Context& context) : Unit("memory", context.scheduler), context(context) {
+Memory::Memory(const Context& context, uint32 cluster)
+    : Unit("memory", context.scheduler),
+      context(context),
+      cluster(cluster),
+      lastArrival(0),
+      lastCount(0) {
   AddStat(&loads, "loads", "words loaded", 0);
   AddStat(&stores, "stores", "words stored", 0);
   AddStat(&queueing, "queueing", "cycles that accesses waited for a port", Histogram());
@@ -31,6 +37,8 @@ void Memory::ReceiveMessage(Message* m) {
   MemoryMessage* access = static_cast<MemoryMessage*>(m);
   access->readyAt = Now() + 1;
   requests.Push(access);
+  lastCount = access->readyAt == lastArrival ? lastCount + 1 : 1;
+  lastArrival = access->readyAt;
   WakeAt(access->readyAt);
 }
 
@@ -50,6 +58,17 @@ void Memory::Tick(Cycle now) {
   }
   if (!requests.IsEmpty()) {
     WakeAt(now + 1);
+  }
+  TellQueue();
+}
+
+// What came in this cycle arrives in the next: whether it is there already depends on which unit
+// ran first.
+void Memory::TellQueue() {
+  const auto queued = static_cast<uint32>(requests.Size());
+  const uint32 waiting = queued - (lastArrival > Now() ? lastCount : 0);
+  if (context.trace.Notes().IsKept() && told.Changes(waiting)) {
+    context.trace.Notes().MemoryQueue(Now(), context.shape.SwitchLocation(cluster), waiting);
   }
 }
 

@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "sim/Companion.h"
 #include "sim/Context.h"
 #include "sim/Messages.h"
 #include "sim/Unit.h"
@@ -18,10 +19,14 @@ namespace marrowfin::sim {
 // holds a place for its result in a processing element.
 class Memory : public Unit {
  public:
-  explicit Memory(const Context& context);
+  // `cluster` is the number of the memory's cluster within the array.
+  Memory(const Context& context, uint32 cluster);
 
   void Tick(Cycle now) override;
   void ReceiveMessage(Message* m) override;
+
+  // Notes how many accesses wait for a port at the end of a cycle, where that has changed.
+  void TellQueue();
 
   // Finds a place for segment `segment` of `words` words for each of `threads` threads, one thread
   // behind the other, unless it has one. Returns its first word.
@@ -38,6 +43,7 @@ class Memory : public Unit {
   void Finish(MemoryMessage* access);
 
   const Context& context;
+  uint32 cluster;
   std::map<uint32, uint32> bases;  // first word of each segment
   std::vector<double> words;
   MessageBuffer requests;
@@ -46,6 +52,9 @@ class Memory : public Unit {
   unsigned long long loads;
   unsigned long long stores;
   Histogram queueing;  // cycles that accesses waited before they started
+  Cycle lastArrival;   // of requests, a cycle after they came
+  uint32 lastCount;    // of those that arrive then
+  ToldNumber told;
 };
 
 }  // namespace marrowfin::sim

@@ -5,6 +5,7 @@
 
 #include "Core/Message.h"
 #include "Util/Types.h"
+#include "trace/write/NoteHandles.h"
 
 namespace marrowfin::sim {
 
@@ -29,7 +30,9 @@ class OperandMessage : public Message {
   uint32 toDomain = 0;
 
   Cycle sentAt = 0;
-  uint32 hops = 0;  // transmissions by switches so far
+  Cycle bornAt = 0;        // of the fire whose result it is
+  RecordNumber sending{};  // in the trace
+  uint32 hops = 0;         // transmissions by switches so far
 
   // Of the link that it is on: the queue at its end, and the cycle of arrival there.
   uint32 input = 0;

@@ -58,7 +58,8 @@ uint32 ProcessingElement::Place(const Resident& resident, uint32 threads) {
 void ProcessingElement::Start(uint32 slot, uint32 port, uint32 thread, double value) {
   context.loops.Produce(thread, 0, 1);
   context.log.Start(Now(), *this, residents[slot].number, port, thread);
-  Accept({residents[slot].number, number, slot, port, false}, thread, 0, value, STARTED);
+  Accept({residents[slot].number, number, slot, port, false}, thread, 0, value, STARTED,
+         RecordNumber{});
   WakeAt(Now() + 1);
 }
 
@@ -137,13 +138,13 @@ void ProcessingElement::AcceptArrivals(Cycle now) {
     context.traffic.hops.Increment(message->hops, 1);
     context.log.Arrival(now, message->GetId(), *this, message->hops);
     Accept({0, number, message->toSlot, message->toPort, false}, message->thread,
-           message->iteration, message->value, message->GetId());
+           message->iteration, message->value, message->GetId(), message->sending);
     Message::Release(message);
   }
 }
 
 void ProcessingElement::Accept(const Target& target, uint32 thread, Cycle iteration, double value,
-                               unsigned long long source) {
+                               unsigned long long source, RecordNumber record) {
   const Resident& resident = residents[target.slot];
   const uint32 window = context.loops.Window();
   const uint32 index =
@@ -158,6 +159,10 @@ void ProcessingElement::Accept(const Target& target, uint32 thread, Cycle iterat
   entry.present |= port;
   entry.values[target.port] = value;
   entry.sources[target.port] = source;
+  if (context.trace.Notes().IsKept()) {
+    origins.resize(entries.size());
+    origins[index][target.port] = record;
+  }
   if (entry.present == resident.tokenMask) {
     --partial;
     MakeReady({target.slot, index, thread}, iteration);
@@ -187,7 +192,8 @@ void ProcessingElement::Fire(const Firing& firing, Cycle now) {
   const Resident& resident = residents[firing.slot];
   Entry& entry = entries[firing.entry];
   LoadConstants(resident, entry);
-  context.trace.Fire(now, firing.thread, location);
+  const RecordNumber record = context.trace.Fire(now, firing.thread, location);
+  NoteFire(resident, firing);
   LogFire(now, resident, firing, entry);
   const bool side = SideOf(*resident.operation, entry);
   context.loops.Consume(firing.thread, entry.iteration,
@@ -197,8 +203,8 @@ void ProcessingElement::Fire(const Firing& firing, Cycle now) {
   if (usesMemory || !resident.targets[side].empty()) {
     const double value = usesMemory ? 0 : Evaluate(resident.operation->opcode, entry.values);
     const Cycle readyAt = usesMemory ? NEVER : now + context.settings.fireLatency;
-    results.push_back({resultCount++, firing.slot, side, firing.thread, entry.iteration, value,
-                       readyAt, false, 0});
+    results.push_back({resultCount++, firing.slot, side, firing.thread, entry.iteration, value, now,
+                       record, readyAt, false, 0});
   }
   if (usesMemory) {
     AskMemory(resident, entry, firing.thread);
@@ -271,7 +277,8 @@ void ProcessingElement::ServeLocals(Cycle now) {
         if (target.pe == number) {
           context.log.Local(now, *this, target.operation, target.port, result.thread,
                             result.iteration + target.carried);
-          Accept(target, result.thread, result.iteration + target.carried, result.value, LOCAL);
+          Accept(target, result.thread, result.iteration + target.carried, result.value, LOCAL,
+                 result.fire);
         }
       }
       SkipLocals(result);
@@ -321,7 +328,11 @@ void ProcessingElement::SendTo(const Target& target, const Result& result, Cycle
   message->toPort = target.port;
   message->toDomain = context.shape.DomainOf(target.pe);
   message->sentAt = now;
-  context.trace.Send(now, result.thread, location, context.shape.PeLocation(target.pe));
+  message->bornAt = result.firedAt;
+  message->sending =
+      context.trace.Send(now, result.thread, location, context.shape.PeLocation(target.pe));
+  context.trace.Notes().Send(message->GetId(), result.firedAt);
+  context.trace.Notes().ProducedBy(result.fire);
   context.log.Send(now, *message, *this, target.operation);
   link->Send(message, now);
 }
@@ -335,6 +346,27 @@ void ProcessingElement::ArrangeWake(Cycle now) {
   for (const Result& result : results) {
     if (result.readyAt != NEVER) {
       WakeAt(result.readyAt > now ? result.readyAt : now + 1);
+    }
+  }
+}
+
+// Each operand came as a message, from a fire on this element, or from nowhere.
+void ProcessingElement::NoteFire(const Resident& resident, const Firing& firing) const {
+  Companion& notes = context.trace.Notes();
+  if (!notes.IsKept()) {
+    return;
+  }
+  const Entry& entry = entries[firing.entry];
+  notes.Fire(resident.operation->opcode, resident.number, entry.iteration);
+  for (uint32 port = 0; port < Operation::PORTS; ++port) {
+    const unsigned long long source = entry.sources[port];
+    if ((resident.tokenMask >> port & 1) == 0 || source == STARTED) {
+      continue;
+    }
+    if (source == LOCAL) {
+      notes.ProducedBy(origins[firing.entry][port]);
+    } else {
+      notes.Consumes(origins[firing.entry][port]);
     }
   }
 }

@@ -1,6 +1,7 @@
 #ifndef SIM_PROCESSINGELEMENT_H
 #define SIM_PROCESSINGELEMENT_H
 
+#include <array>
 #include <memory>
 #include <vector>
 
@@ -91,6 +92,10 @@ class ProcessingElement : public Unit, public Waiter {
     unsigned present;  // a bit for each port whose token is there
   };
 
+  // For a companion, the records of what brought these operands: of messages, or of fires on this
+  // element. Apart from the entries, which are looked at in every run.
+  typedef std::array<RecordNumber, Operation::PORTS> Origins;
+
   // A result on its way out.
   struct Result {
     uint32 id;
@@ -99,6 +104,8 @@ class ProcessingElement : public Unit, public Waiter {
     uint32 thread;
     Cycle iteration;
     double value;
+    Cycle firedAt;
+    RecordNumber fire;  // in the trace
     Cycle readyAt;      // when it is known; NEVER while the memory works on it
     bool localsServed;  // whether its targets on this element have it
     uint32 nextTarget;
@@ -111,7 +118,7 @@ class ProcessingElement : public Unit, public Waiter {
   bool TryFire(Cycle now);
   void TrySend(Cycle now);
   void Accept(const Target& target, uint32 thread, Cycle iteration, double value,
-              unsigned long long source);
+              unsigned long long source, RecordNumber record);
   void MakeReady(const Firing& firing, Cycle iteration);
   void LoadConstants(const Resident& resident, Entry& entry) const;
   bool SideOf(const Operation& operation, const Entry& entry) const;
@@ -125,6 +132,7 @@ class ProcessingElement : public Unit, public Waiter {
   State CurrentState() const;
   void CountCycles(Cycle cycles);
   void ArrangeWake(Cycle now);
+  void NoteFire(const Resident& resident, const Firing& firing) const;
   void LogFire(Cycle now, const Resident& resident, const Firing& firing, const Entry& entry) const;
 
   const Context& context;
@@ -134,7 +142,8 @@ class ProcessingElement : public Unit, public Waiter {
   std::unique_ptr<Link> link;  // into the domain
   MessageBuffer arriving;
   std::vector<Resident> residents;
-  std::vector<Entry> entries;  // the operand buffer
+  std::vector<Entry> entries;    // the operand buffer
+  std::vector<Origins> origins;  // of the entries, where a companion is kept
   Fifo<Firing> ready;
   std::vector<Result> results;
   uint32 resultCount;  // ever made; the identifier of the next one

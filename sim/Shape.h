@@ -36,7 +36,10 @@ struct Shape {
   // The processing element at a position within a domain: the inverse of the two above.
   uint32 PeAt(uint32 domain, uint32 position) const;
 
-  // Where the viewer files the switch of a cluster.
+  // The first processing element of a cluster, and where the viewer files its switch.
+  Location ClusterLocation(uint32 cluster) const {
+    return Location(cluster / clusters * ClusterSide(), cluster % clusters * ClusterSide());
+  }
   Location SwitchLocation(uint32 cluster) const;
 
   // The switch transmissions between two domains: none within a domain, one within a cluster, and

@@ -1,5 +1,6 @@
 #include "sim/Simulation.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,6 +14,7 @@
 #include "Util/SimOutput.h"
 #include "sim/OptionTable.h"
 #include "sim/Remedy.h"
+#include "sim/RunAbout.h"
 #include "sim/StandardOutput.h"
 
 namespace marrowfin::sim {
@@ -24,8 +26,17 @@ constexpr uint32 MOST_THREADS = 4096;
 // The least operations of the largest program that is built only to find out what it would need.
 constexpr unsigned long long MOST_TRIED = 1 << 16;
 
-// The options that name files.
+// Whether there is a plain file of that name, or nothing yet.
+bool IsFile(const std::string& name) {
+  struct stat status;
+  return stat(name.c_str(), &status) != 0 || S_ISREG(status.st_mode);
+}
+
+// The options that name files, and what stands beside one of them.
+const char* const NOTES = "the notes of -outFilename";
+const char* const ABOUT = "the about file of -outFilename";
 const char* const TRACE_OPTION = "-outFilename";
+const char* const COMPANION_OPTION = "-companion";
 const char* const LOG_OPTION = "-logFilename";
 const char* const GRAPH_OPTION = "-dotFilename";
 const char* const STATISTICS_OPTION = "-statistics/outputFileName";
@@ -46,6 +57,8 @@ Simulation::Simulation() : Component("marrowfin-sim"), data(0), round(0) {
   AddOption(&size.seed, "-seed", "what data, sparse matrices and random places are drawn from", 1);
   AddOption(&mostCycles, "-mostCycles", "cycles after which the run fails; 0 for any number", 0);
   AddOption(&traceFilename, TRACE_OPTION, "file for the trace; empty for none", "");
+  AddOption(&companion, COMPANION_OPTION,
+            "whether notes and what the run was are written beside the trace", true);
   AddOption(&logFilename, LOG_OPTION, "file for the log of links and arrivals; empty for none", "");
   AddOption(&dotFilename, GRAPH_OPTION,
             "file for the graph of the array in the DOT language; empty for none", "");
@@ -152,12 +165,22 @@ std::string Simulation::FaultOfFiles(const std::vector<std::string>& optionFiles
   // A pipe opens when its reader comes, who may well read the statistics last.
   files.Add(STATISTICS_OPTION, printer.outputFileName, false);
   files.Add(TRACE_OPTION, traceFilename);
+  if (HasCompanion()) {
+    files.Add(NOTES, traceFilename + ".notes");
+    // Whatever has the name is replaced when there is something to say.
+    files.Add(ABOUT, traceFilename + ".about", false);
+  }
   for (const std::string& name : optionFiles) {
     files.Protect(name, "the options were read from it");
   }
   files.Protect(STDOUT_FILENO, "it is the standard output, where the verdict goes");
   files.Protect(STDERR_FILENO, "it is the standard error");
-  return files.Fault();
+  std::string fault = files.Fault();
+  for (const char* suffix : {".notes", ".about"}) {
+    const bool isBeside = HasCompanion() && fault.starts_with(traceFilename + suffix + ":");
+    fault += isBeside ? "; -companion false records without it" : "";
+  }
+  return fault;
 }
 
 std::string Simulation::OpenFiles() {
@@ -169,10 +192,42 @@ std::string Simulation::OpenFiles() {
     log.Attach(files.Take(LOG_OPTION), logFilename);
   }
   if (!traceFilename.empty()) {
-    trace.Attach(files.Take(TRACE_OPTION), traceFilename);
+    OpenTrace();
     SimOutput::Print("Opened tracefile  %s\n", traceFilename.c_str());
   }
   return "";
+}
+
+// Beside what is no file nothing lies.
+bool Simulation::HasCompanion() const {
+  return companion && !traceFilename.empty() && IsFile(traceFilename);
+}
+
+// A companion that is there already is that of the trace that was emptied.
+void Simulation::OpenTrace() {
+  const int descriptor = files.Take(TRACE_OPTION);
+  const int notes = files.Take(NOTES);
+  if (notes != -1) {
+    unlink((traceFilename + ".about").c_str());
+    trace.Attach(descriptor, traceFilename, notes, AboutThisRun());
+  } else {
+    if (IsFile(traceFilename)) {
+      RemoveCompanion(traceFilename);
+    }
+    trace.Attach(descriptor, traceFilename);
+  }
+}
+
+About Simulation::AboutThisRun() const {
+  About about = AboutRun(programName, program->GetGraph(), placement, array, threads);
+  about.tool = tool;
+  about.command = command;
+  return about;
+}
+
+void Simulation::SetCommand(const std::string& toolName, const std::string& words) {
+  tool = toolName;
+  command = words;
 }
 
 void Simulation::WriteGraph() {

@@ -14,6 +14,7 @@
 #include "sim/Progress.h"
 #include "sim/RunLog.h"
 #include "sim/TraceRecorder.h"
+#include "trace/base/About.h"
 
 namespace marrowfin::sim {
 
@@ -25,6 +26,10 @@ namespace marrowfin::sim {
 class Simulation : public Component {
  public:
   Simulation();
+
+  // What tells of the run in the companion of its trace: the program with its version, and the
+  // words that it was started with.
+  void SetCommand(const std::string& tool, const std::string& words);
 
   // Checks the options, builds the array, places the program and opens the files, none of which may
   // be one of `optionFiles`. Returns what is wrong; empty if nothing is.
@@ -46,6 +51,9 @@ class Simulation : public Component {
   Placement PlaceWithin(uint32 capacity) const;
   std::string FaultOfFiles(const std::vector<std::string>& optionFiles);
   std::string OpenFiles();
+  bool HasCompanion() const;
+  void OpenTrace();
+  About AboutThisRun() const;
   void WriteGraph();
   bool GoesOn();
   void StartRound();
@@ -60,6 +68,7 @@ class Simulation : public Component {
   std::string programName;
   std::string placementName;
   std::string traceFilename;
+  bool companion;
   std::string logFilename;
   std::string dotFilename;
   ProgramSize size;
@@ -68,6 +77,8 @@ class Simulation : public Component {
   uint32 operationsPerPe;
   unsigned long long mostCycles;
 
+  std::string tool;
+  std::string command;
   OutputFiles files;
   Array array;
   StatsPrinter printer;

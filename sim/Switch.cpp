@@ -1,5 +1,8 @@
 #include "sim/Switch.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "sim/Share.h"
 #include "sim/TraceRecorder.h"
 
@@ -12,7 +15,11 @@ constexpr uint32 NO_OUTPUT = 0xFFFFFFFF;
 }  // namespace
 
 Switch::Switch(const Context& context, uint32 cluster)
-    : Router("switch", context), cluster(cluster) {
+    : Router("switch", context),
+      cluster(cluster),
+      arriving(1 +
+               std::max(context.settings.domainLink.latency, context.settings.switchLink.latency)),
+      waiting(0) {
   AddStat(&transmissions, "transmissions", "messages passed on", 0);
   AddStat(&use[EAST], "eastUse", "use of the link towards higher columns, in percent", 0);
   AddStat(&use[WEST], "westUse", "use of the link towards lower columns, in percent", 0);
@@ -20,6 +27,24 @@ Switch::Switch(const Context& context, uint32 cluster)
   AddStat(&use[SOUTH], "southUse", "use of the link towards lower rows, in percent", 0);
   for (uint32& neighbour : neighbours) {
     neighbour = NO_OUTPUT;
+  }
+}
+
+void Switch::ReceiveMessage(Message* m) {
+  ++ArrivingAt(static_cast<OperandMessage*>(m)->readyAt);
+  Router::ReceiveMessage(m);
+}
+
+// Every arrival wakes the switch, so none is passed over.
+void Switch::Tick(Cycle now) {
+  waiting += std::exchange(ArrivingAt(now), 0);
+  Router::Tick(now);
+  TellQueue();
+}
+
+void Switch::TellQueue() {
+  if (context.trace.Notes().IsKept() && told.Changes(waiting)) {
+    context.trace.Notes().SwitchQueue(Now(), context.shape.SwitchLocation(cluster), waiting);
   }
 }
 
@@ -60,7 +85,9 @@ uint32 Switch::DirectionTo(uint32 toCluster) const {
 void Switch::Leave(OperandMessage* message, Cycle now) {
   ++transmissions;
   ++message->hops;
-  context.trace.Transmission(now, message->thread, context.shape.SwitchLocation(cluster));
+  --waiting;
+  context.trace.Transmission(now, message->thread, context.shape.ClusterLocation(cluster));
+  context.trace.Notes().Transmission(message->GetId(), message->bornAt);
 }
 
 void Switch::Compute() {

@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "sim/Companion.h"
 #include "sim/Router.h"
 
 namespace marrowfin::sim {
@@ -18,6 +19,12 @@ class Switch : public Router {
   // all clusters.
   void Join(const std::vector<Switch*>& switches);
 
+  void Tick(Cycle now) override;
+  void ReceiveMessage(Message* m) override;
+
+  // Notes how many messages wait at the end of a cycle, where that has changed.
+  void TellQueue();
+
   // The links in use, in percent of the cycles, before a report.
   void Compute() override;
 
@@ -29,11 +36,15 @@ class Switch : public Router {
   enum Direction { EAST, WEST, NORTH, SOUTH, DIRECTIONS };
 
   uint32 DirectionTo(uint32 toCluster) const;
+  uint32& ArrivingAt(Cycle cycle) { return arriving[cycle % arriving.size()]; }
 
   uint32 cluster;
   uint32 neighbours[DIRECTIONS];     // outputs; the last one of all where there is no neighbour
   unsigned long long transmissions;  // messages passed on, to neighbours and to domains
   float use[DIRECTIONS];
+  std::vector<uint32> arriving;  // messages under way, by the cycle of their arrival
+  uint32 waiting;                // messages that have arrived
+  ToldNumber told;
 };
 
 }  // namespace marrowfin::sim

@@ -32,36 +32,49 @@ ByteSink::Written TraceRecorder::Sink::Write(const uint8_t* bytes, size_t size) 
   return written;
 }
 
-TraceRecorder::TraceRecorder() : isWriting(false), events(0) {}
+std::string TraceRecorder::Sink::Close() {
+  if (descriptor == -1 || close(std::exchange(descriptor, -1)) == 0) {
+    return "";
+  }
+  return SystemFault(name, "cannot write", errno).Text();
+}
+
+TraceRecorder::TraceRecorder() : companion(recorder), isWriting(false), events(0) {}
 
 TraceRecorder::~TraceRecorder() { Close(); }
 
 void TraceRecorder::Attach(int descriptor, const std::string& name) {
   sink.descriptor = descriptor;
   sink.name = name;
-  writer.Attach(sink);
+  recorder.Attach(sink, nullptr, name);
   isWriting = true;
 }
 
-void TraceRecorder::Fire(Cycle now, uint32 thread, const Location& location) {
-  ++events;
-  if (isWriting) {
-    writer.Fire(now, thread, PlaceOf(location));
-  }
+void TraceRecorder::Attach(int descriptor, const std::string& name, int notes, const About& about) {
+  sink.descriptor = descriptor;
+  sink.name = name;
+  notesSink.descriptor = notes;
+  notesSink.name = name + ".notes";
+  recorder.Attach(sink, &notesSink, name);
+  recorder.Describe(about);
+  companion.Begin();
+  isWriting = true;
 }
 
-void TraceRecorder::Transmission(Cycle now, uint32 thread, const Location& location) {
+RecordNumber TraceRecorder::Fire(Cycle now, uint32 thread, const Location& location) {
   ++events;
-  if (isWriting) {
-    writer.Switch(now, thread, PlaceOf(location));
-  }
+  return isWriting ? recorder.Fire(now, thread, PlaceOf(location)) : RecordNumber{};
 }
 
-void TraceRecorder::Send(Cycle now, uint32 thread, const Location& from, const Location& to) {
+RecordNumber TraceRecorder::Transmission(Cycle now, uint32 thread, const Location& first) {
   ++events;
-  if (isWriting) {
-    writer.Send(now, thread, PlaceOf(from), PlaceOf(to));
-  }
+  return isWriting ? recorder.Transmit(now, thread, PlaceOf(first)) : RecordNumber{};
+}
+
+RecordNumber TraceRecorder::Send(Cycle now, uint32 thread, const Location& from,
+                                 const Location& to) {
+  ++events;
+  return isWriting ? recorder.Send(now, thread, PlaceOf(from), PlaceOf(to)) : RecordNumber{};
 }
 
 bool TraceRecorder::Close() {
@@ -69,13 +82,16 @@ bool TraceRecorder::Close() {
     return !HasFailed();
   }
   isWriting = false;
-  Fault fault = writer.Close();
-  const std::string contents = fault ? TakeBackPart() : "";
-  if (close(std::exchange(sink.descriptor, -1)) != 0 && !fault) {
-    fault = SystemFault(sink.name, "cannot write", errno);
+  companion.End();
+  const Fault fault = recorder.Close();
+  if (recorder.GetTraceFault()) {
+    error = recorder.GetTraceFault().Text() + TakeBackPart();
+  } else if (fault) {
+    error = fault.Text();
   }
-  if (fault) {
-    error = fault.Text() + contents;
+  for (Sink* file : {&sink, &notesSink}) {
+    const std::string failure = file->Close();
+    error += error.empty() ? failure : "";
   }
   return !HasFailed();
 }
@@ -83,8 +99,8 @@ bool TraceRecorder::Close() {
 // Cuts the file behind its whole records. What is to be said of it.
 std::string TraceRecorder::TakeBackPart() {
   const bool isLeft = IsRegularFile(sink.descriptor) &&
-                      ftruncate(sink.descriptor, static_cast<off_t>(writer.WholeBytes())) != 0;
-  return "; it holds " + std::to_string(writer.WholeRecords()) + " whole records" +
+                      ftruncate(sink.descriptor, static_cast<off_t>(recorder.WholeBytes())) != 0;
+  return "; it holds " + std::to_string(recorder.WholeRecords()) + " whole records" +
          (isLeft ? " and a part of one" : "");
 }
 

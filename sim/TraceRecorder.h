@@ -7,12 +7,14 @@
 
 #include "Marrowfin/Location.h"
 #include "Util/Types.h"
+#include "sim/Companion.h"
 #include "trace/write/ByteSink.h"
-#include "trace/write/Writer.h"
+#include "trace/write/Recorder.h"
 
 namespace marrowfin::sim {
 
-// Records what happens in the array, and makes sure that the file holds whole records only.
+// Records what happens in the array, with a companion beside the trace where one is wanted, and
+// makes sure that the trace holds whole records only.
 //
 // The bytes are those of the trace tool, which is not used: its five system calls a record take
 // several times as long as the simulation. When records cannot be written, the recorder stops,
@@ -26,18 +28,30 @@ class TraceRecorder {
   // Closes the trace.
   ~TraceRecorder();
 
-  // Writes to an open file, which is the recorder's from then on; `name` is for messages. Without
-  // one, events are only counted.
+  // Writes the trace `name` to an open file, which is the recorder's from then on. Without one,
+  // events are only counted.
   void Attach(int descriptor, const std::string& name);
 
-  void Fire(Cycle now, uint32 thread, const Location& location);
-  void Transmission(Cycle now, uint32 thread, const Location& location);
-  void Send(Cycle now, uint32 thread, const Location& from, const Location& to);
+  // The same, with a companion: its notes go to `notes`, which is the recorder's as well, and the
+  // about file, which tells `about`, beside the trace.
+  void Attach(int descriptor, const std::string& name, int notes, const About& about);
+
+  // Each returns the number of its record, which means something while a trace is written.
+  RecordNumber Fire(Cycle now, uint32 thread, const Location& location);
+  RecordNumber Send(Cycle now, uint32 thread, const Location& from, const Location& to);
+
+  // The switch of the cluster whose first processing element is at `first`.
+  RecordNumber Transmission(Cycle now, uint32 thread, const Location& first);
+
+  // For notes of the event that was told last.
+  Companion& Notes() { return companion; }
 
   // Writes what is left and closes the trace. False where that shows that it is not complete.
   bool Close();
 
-  bool HasFailed() const { return static_cast<bool>(writer.GetFault()) || !error.empty(); }
+  // Whether the trace cannot be written any more, and once it is closed whether anything of it or
+  // of its companion is missing. A companion that fails meanwhile is no reason to give up a run.
+  bool HasFailed() const { return static_cast<bool>(recorder.GetTraceFault()) || !error.empty(); }
 
   // Why, once the trace is closed.
   const std::string& Error() const { return error; }
@@ -51,6 +65,8 @@ class TraceRecorder {
     Written Write(const uint8_t* bytes, size_t size) override;
     size_t LargestPiece() const override { return LargestPieceOf(descriptor); }
 
+    std::string Close();  // what went wrong
+
     int descriptor = -1;
     std::string name;
   };
@@ -58,7 +74,9 @@ class TraceRecorder {
   std::string TakeBackPart();
 
   Sink sink;
-  Writer writer;
+  Sink notesSink;
+  Recorder recorder;
+  Companion companion;
   bool isWriting;
   unsigned long long events;
   std::string error;

@@ -144,6 +144,14 @@ int RunAndReport(Simulation& simulation, Interrupts& interrupts, const CommandWo
   return status;
 }
 
+std::string CommandOf(int argc, char** argv) {
+  std::string command;
+  for (int i = 0; i < argc; ++i) {
+    command += (i == 0 ? "" : " ") + std::string(argv[i]);
+  }
+  return command;
+}
+
 int Main(int argc, char** argv) {
   Regression::Initialize();
   Interrupts interrupts;
@@ -151,6 +159,7 @@ int Main(int argc, char** argv) {
   signal(SIGPIPE, SIG_IGN);
   signal(SIGXFSZ, SIG_IGN);
   Simulation simulation;
+  simulation.SetCommand("marrowfin-sim " MARROWFIN_VERSION, CommandOf(argc, argv));
   OptionTable options(simulation);
   const CommandWords words = ReadCommandLine(argc, argv, options);
   switch (words.request) {

@@ -16,6 +16,7 @@
 #include "sim/Array.h"
 #include "sim/Placement.h"
 #include "sim/Program.h"
+#include "sim/RunAbout.h"
 #include "sim/RunLog.h"
 #include "sim/TraceRecorder.h"
 
@@ -31,10 +32,15 @@ void SetOption(Array& array, const std::string& name, uint32 value) {
   }
 }
 
+int Create(const std::string& name) {
+  return open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+}
+
 // A program on an array of its own.
 class Machine {
  public:
-  Machine(const Program& program, const Shape& shape, const std::string& traceName)
+  Machine(const Program& program, const Shape& shape, const std::string& traceName,
+          bool companion = false)
       : traceName(traceName) {
     SetOption(array, "clusters", shape.clusters);
     SetOption(array, "domains", shape.domains);
@@ -49,8 +55,11 @@ class Machine {
     if (placement.empty()) {
       throw std::runtime_error("the benchmark cannot run");
     }
-    if (!traceName.empty()) {
-      recorder.Attach(open(traceName.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), traceName);
+    if (companion) {
+      recorder.Attach(Create(traceName), traceName, Create(traceName + ".notes"),
+                      AboutRun("stencil", program.GetGraph(), placement, array, 1));
+    } else if (!traceName.empty()) {
+      recorder.Attach(Create(traceName), traceName);
     }
     array.Start();
   }
@@ -157,6 +166,34 @@ void WithTrace(benchmark::State& state) {
   state.counters["times the tool's writes"] = runSeconds / writeSeconds;
 }
 
+// The same run with a trace, and with a companion beside it or not.
+double SecondsOfRecording(const Program& program, bool companion) {
+  const auto machine = std::make_unique<Machine>(program, Shape{4, 2, 4}, TraceName(), companion);
+  const double start = Seconds();
+  machine->Run();
+  machine->Finish();
+  const double seconds = Seconds() - start;
+  unlink(TraceName().c_str());
+  RemoveCompanion(TraceName());
+  return seconds;
+}
+
+// Of a run ten times as long as the others: some of a companion costs the same however long a run
+// is.
+void WithCompanion(benchmark::State& state) {
+  const std::unique_ptr<Program> program = FindProgram("stencil")->make({12, 200, 1, 1});
+  double plainSeconds = 0;
+  double traceSeconds = 0;
+  double companionSeconds = 0;
+  for ([[maybe_unused]] auto iteration : state) {
+    plainSeconds += SecondsOfRun(*program);
+    traceSeconds += SecondsOfRecording(*program, false);
+    companionSeconds += SecondsOfRecording(*program, true);
+  }
+  state.counters["times without trace"] = companionSeconds / plainSeconds;
+  state.counters["times with trace alone"] = companionSeconds / traceSeconds;
+}
+
 // The same program on arrays of 16 to 16,384 processing elements.
 void BySize(benchmark::State& state) {
   const Shape shape = {static_cast<uint32>(state.range(0)), static_cast<uint32>(state.range(1)),
@@ -197,6 +234,7 @@ void Building(benchmark::State& state) {
 
 BENCHMARK(WithoutTrace)->Unit(benchmark::kMillisecond);
 BENCHMARK(WithTrace)->Unit(benchmark::kMillisecond);
+BENCHMARK(WithCompanion)->Unit(benchmark::kMillisecond);
 BENCHMARK(BySize)
     ->Unit(benchmark::kMillisecond)
     ->Args({1, 1, 4})

@@ -389,7 +389,8 @@ TEST_F(DiskTest, AFullDiskEndsTheRunAndKeepsTheWholeRecords) {
   const std::string disk = directory.File("disk");
   const std::string copy = directory.File("copy");
   const std::string script = "mkdir " + disk + " && mount -t tmpfs -o size=64k none " + disk +
-                             " && " + MARROWFIN_SIM + " -size 6 -outFilename " + disk +
+                             " && " + MARROWFIN_SIM + " -size 6 -companion false -outFilename " +
+                             disk +
                              "/trace; status=$?; "
                              "cp " +
                              disk + "/trace " + copy + "; umount " + disk + "; exit $status";

@@ -4,17 +4,12 @@
 
 namespace marrowfin {
 
-void ByteWriter::Number(uint64_t value) {
+void ByteWriter::LongNumber(uint64_t value) {
   while (value >= 0x80) {
     bytes.push_back(static_cast<uint8_t>(value | 0x80));
     value >>= 7;
   }
   bytes.push_back(static_cast<uint8_t>(value));
-}
-
-void ByteWriter::Signed(int64_t value) {
-  const uint64_t sign = value < 0 ? ~uint64_t{0} : 0;
-  Number((static_cast<uint64_t>(value) << 1) ^ sign);
 }
 
 void ByteWriter::Text(const std::string& text) {

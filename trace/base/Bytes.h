@@ -12,8 +12,17 @@ namespace marrowfin {
 // Numbers as bytes: seven bits a byte, the lowest first, the top bit set on all but the last byte.
 class ByteWriter {
  public:
-  void Number(uint64_t value);
-  void Signed(int64_t value);  // small magnitudes take few bytes, whatever the sign
+  void Number(uint64_t value) {
+    if (value < 0x80) {
+      bytes.push_back(static_cast<uint8_t>(value));  // as nearly all are
+    } else {
+      LongNumber(value);
+    }
+  }
+  void Signed(int64_t value) {  // small magnitudes take few bytes, whatever the sign
+    const uint64_t sign = value < 0 ? ~uint64_t{0} : 0;
+    Number((static_cast<uint64_t>(value) << 1) ^ sign);
+  }
   void Text(const std::string& text);
   void Raw(const uint8_t* bytes, size_t size);
 
@@ -25,6 +34,8 @@ class ByteWriter {
   void Clear() { bytes.clear(); }
 
  private:
+  void LongNumber(uint64_t value);
+
   std::vector<uint8_t> bytes;
 };
 

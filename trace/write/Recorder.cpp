@@ -64,6 +64,7 @@ void Recorder::Attach(ByteSink& trace, ByteSink* notesSink, const std::string& n
 
 void Recorder::Begin(ByteSink& trace, ByteSink* notesSink) {
   fault = Fault();
+  traceFault = Fault();
   about = About();
   about.date = NowInUtc();
   isAboutNew = true;
@@ -91,6 +92,13 @@ void Recorder::Keep(const Fault& failure) {
     fault = failure;
     notes.reset();
   }
+}
+
+void Recorder::KeepOfTrace(const Fault& failure) {
+  if (!traceFault) {
+    traceFault = failure;
+  }
+  Keep(failure);
 }
 
 bool Recorder::CanDeclare(const std::set<std::string, std::less<>>& names, std::string_view name,
@@ -215,11 +223,12 @@ void Recorder::HandOver() {
   if (!failure && packer) {
     failure = packer->Flush();
   }
-  if (failure && !options.packed) {
+  // What becomes of the rest of a sink is known to its owner alone.
+  if (failure && traceFile && !options.packed) {
     failure.record = writer.WholeRecords();
     failure.reason += "; " + std::to_string(failure.record) + " whole records were written";
   }
-  Keep(failure);
+  KeepOfTrace(failure);
   WriteAbout();
   if (notes) {
     Keep(notes->Flush());
@@ -281,7 +290,7 @@ Fault Recorder::Close() {
   if (notes) {
     Keep(notes->Close());
   }
-  Keep(writer.Close());
+  KeepOfTrace(writer.Close());
   packer.reset();
   notes.reset();
   isOpen = false;

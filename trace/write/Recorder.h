@@ -136,6 +136,9 @@ class Recorder {
   // The first failure so far. What is buffered has not been tried yet.
   const Fault& GetFault() const { return fault ? fault : writer.GetFault(); }
 
+  // The first failure of the trace itself so far, whatever became of the companion before.
+  const Fault& GetTraceFault() const { return traceFault ? traceFault : writer.GetFault(); }
+
   // Handed over by the simulator so far, the first record of the frame included.
   uint64_t Records() const { return records; }
 
@@ -158,6 +161,7 @@ class Recorder {
   void WriteAbout();
   bool NoteBits(uint32_t attribute, uint64_t value);
   void Keep(const Fault& failure);
+  void KeepOfTrace(const Fault& failure);
 
   RecorderOptions options;
   std::unique_ptr<FileSink> traceFile;  // null where sinks were given
@@ -177,6 +181,7 @@ class Recorder {
   uint64_t lastCycle = 0;
   bool isOpen = false;
   Fault fault;
+  Fault traceFault;
 };
 
 }  // namespace marrowfin
