@@ -32,16 +32,19 @@ size_t LengthOfFirst(std::string_view text) {
 
 }  // namespace
 
-bool IsUtf8(std::string_view text) {
-  while (!text.empty()) {
-    const size_t length = LengthOfFirst(text);
+size_t Utf8Prefix(std::string_view text) {
+  size_t at = 0;
+  while (at < text.size()) {
+    const size_t length = LengthOfFirst(text.substr(at));
     if (length == 0) {
-      return false;
+      break;
     }
-    text.remove_prefix(length);
+    at += length;
   }
-  return true;
+  return at;
 }
+
+bool IsUtf8(std::string_view text) { return Utf8Prefix(text) == text.size(); }
 
 std::string AsUtf8(std::string_view text) {
   constexpr char MISSING[] = "\xEF\xBF\xBD";

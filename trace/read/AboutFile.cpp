@@ -1,5 +1,6 @@
 #include "trace/read/AboutFile.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -13,19 +14,21 @@
 #include "trace/base/Fingerprint.h"
 #include "trace/read/Columns.h"
 #include "trace/read/PositionedFile.h"
+#include "trace/read/TomlText.h"
 #include "trace/read/TraceSource.h"
 
 namespace marrowfin {
 
 namespace {
 
-constexpr uint64_t LARGEST = 64 << 20;  // bytes of a text that anyone would write
+// What is made of a text in memory takes many times its size.
+constexpr uint64_t LARGEST = 16 << 20;
 
-Fault Wrong(const std::string& name, const toml::source_region& where, const std::string& reason) {
+Fault Wrong(const std::string& name, size_t line, const std::string& reason) {
   Fault fault;
   fault.kind = Fault::DAMAGED_NOTES;
   fault.file = name;
-  fault.reason = "line " + std::to_string(where.begin.line) + ": " + reason;
+  fault.reason = "line " + std::to_string(line) + ": " + reason;
   fault.remedy = "mend the line, or remove the file";
   return fault;
 }
@@ -33,13 +36,13 @@ Fault Wrong(const std::string& name, const toml::source_region& where, const std
 // Takes values out of a text and keeps the first thing that is wrong.
 class Taker {
  public:
-  explicit Taker(const std::string& name) : name(name) {}
+  Taker(const TomlText& toml, const std::string& name) : toml(toml), name(name) {}
 
   const Fault& GetFault() const { return fault; }
 
   void Refuse(const toml::node& node, const std::string& reason) {
     if (!fault) {
-      fault = Wrong(name, node.source(), reason);
+      fault = Wrong(name, node.source().begin.line, reason);
     }
   }
 
@@ -52,7 +55,7 @@ class Taker {
       Refuse(*node, std::string(key) + " is no text");
       return;
     }
-    text = node->as_string()->get();
+    text = toml.Original(node->as_string()->get());
   }
 
   void Flag(const toml::table& table, const char* key, bool& flag) {
@@ -79,6 +82,14 @@ class Taker {
       return;
     }
     number = static_cast<uint32_t>(value);
+  }
+
+  // The same of one without which the table means nothing.
+  void NeededNumber(const toml::table& table, const char* key, uint32_t& number) {
+    if (table.get(key) == nullptr) {
+      Refuse(table, std::string("there is no ") + key);
+    }
+    Number(table, key, 0, number);
   }
 
   // A number of at least 0; whether there is one.
@@ -127,6 +138,7 @@ class Taker {
   }
 
  private:
+  const TomlText& toml;
   const std::string& name;
   Fault fault;
 };
@@ -200,7 +212,7 @@ void TakeNames(Taker& taker, const toml::table& all, About& about) {
   taker.Each(all, "threads", [&](const toml::table& table) {
     uint32_t number = 0;
     AboutThread thread;
-    taker.Number(table, "thread", 0, number);
+    taker.NeededNumber(table, "thread", number);
     taker.Text(table, "name", thread.name);
     taker.Text(table, "meaning", thread.meaning);
     about.threads[number] = thread;
@@ -208,8 +220,8 @@ void TakeNames(Taker& taker, const toml::table& all, About& about) {
   taker.Each(all, "places", [&](const toml::table& table) {
     Place place;
     std::string name;
-    taker.Number(table, "column", 0, place.column);
-    taker.Number(table, "row", 0, place.row);
+    taker.NeededNumber(table, "column", place.column);
+    taker.NeededNumber(table, "row", place.row);
     taker.Text(table, "name", name);
     about.places[place] = name;
   });
@@ -229,12 +241,22 @@ void TakeFormat(Taker& taker, const toml::table& all) {
 }  // namespace
 
 Result<About> ParseAbout(std::string_view text, const std::string& name) {
-  const toml::parse_result parsed = toml::parse(text);
+  const TomlText toml(text);
+  if (!toml.Wrong().empty()) {
+    return Wrong(name, toml.Line(), toml.Wrong());
+  }
+  const toml::parse_result parsed = toml::parse(toml.Ascii());
   if (!parsed) {
-    return Wrong(name, parsed.error().source(), std::string(parsed.error().description()));
+    return Wrong(name, parsed.error().source().begin.line,
+                 toml.Original(parsed.error().description()));
+  }
+  if (!text.ends_with('\n')) {
+    // A number that lost its last digits is still one.
+    const auto lines = std::count(text.begin(), text.end(), '\n');
+    return Wrong(name, static_cast<size_t>(lines) + 1, "the last line does not end: this is cut");
   }
   const toml::table& all = parsed.table();
-  Taker taker(name);
+  Taker taker(toml, name);
   About about;
   TakeFormat(taker, all);
   taker.Text(all, "name", about.name);
@@ -264,7 +286,10 @@ Result<About> ReadAbout(const std::string& name) {
 }
 
 Result<About> ReadAbout(const PositionedFile& file) {
-  std::vector<uint8_t> bytes(static_cast<size_t>(std::min(file.Size(), LARGEST)));
+  if (file.Size() > LARGEST) {
+    return Wrong(file.Name(), 1, "this is larger than 16 MiB, as no about file is");
+  }
+  std::vector<uint8_t> bytes(static_cast<size_t>(file.Size()));
   if (!bytes.empty()) {
     if (Fault fault = file.ReadAt(0, bytes.size(), bytes.data())) {
       return fault;

@@ -108,6 +108,147 @@ TEST(AboutTest, WrongTextsAreRefusedWithTheirLine) {
   EXPECT_THAT(Refused("\xff\xfe"), HasSubstr("line 1"));
 }
 
+TEST(AboutTest, NamesOfThreadsAndPlacesTellOfWhich) {
+  const std::string head = "format = 1\n" + TRACE;
+  EXPECT_THAT(Refused(head + "[[threads]]\nname = \"a\"\n"),
+              HasSubstr("line 5: there is no thread"));
+  EXPECT_THAT(Refused(head + "[[places]]\ncolumn = 1\n"), HasSubstr("line 5: there is no row"));
+  EXPECT_THAT(Refused(head + "[[places]]\nrow = 1\n"), HasSubstr("line 5: there is no column"));
+}
+
+TEST(AboutTest, TextsBeyondAsciiAreReadAsTheyStand) {
+  const auto name = [](const std::string& value) {
+    return Parsed("format = 1\nname = " + value + "\n" + TRACE).name;
+  };
+  EXPECT_EQ("\u00e4\u02f9\U0001F41F", name("\"\u00e4\u02f9\\U0001F41F\" # \u00e4"));
+  EXPECT_EQ("\u00e4\\n", name("'\u00e4\\n'"));
+  EXPECT_EQ("a\u02f9b", name("\"\"\"a\\\n  \u02f9b\"\"\""));
+  EXPECT_EQ("%c3\u00e4", name("\"\\u0025c3\u00e4\""));
+  EXPECT_EQ("%c3\u00e4", name("\"\\U00000025c3\u00e4\""));
+  EXPECT_EQ("%c3^~|`@$!?*;<>\u00e4", name("'%c3^~|`@$!?*;<>\u00e4'"));
+  EXPECT_EQ("n", Parsed("\xef\xbb\xbf"
+                        "format = 1\nname = 'n'\n" +
+                        TRACE)
+                     .name);
+}
+
+TEST(AboutTest, CharactersBeyondAsciiOutsideOfTextsAreRefused) {
+  for (const std::string odd : {"\u00e4", "\u02f9", "\u0499", "\u3000", "\U0001F41F"}) {
+    EXPECT_THAT(Refused("format = 1\n" + odd + " = 2\n" + TRACE), HasSubstr("line 2: "));
+    EXPECT_THAT(Refused("format = " + odd + "\n" + TRACE), HasSubstr("line 1: "));
+    EXPECT_THAT(Refused("format = 1 " + odd + "\n" + TRACE), HasSubstr("line 1: "));
+    EXPECT_THAT(Refused("format = 1\n" + TRACE + "[" + odd + "]\n"), HasSubstr("line 5: "));
+  }
+  EXPECT_THAT(Refused("format = 1\n# %^~|`@$!?*;<>&\nname = '\u00e4'\n" + TRACE),
+              HasSubstr("line 1: "));
+}
+
+TEST(AboutTest, HeadersWithoutANameAreRefused) {
+  for (const std::string header : {"[%]", "[[%]]", "[ \n]", "[[[a]]]", "[", "[[", "[]", "[ [a]]",
+                                   "[.a]", "[[ ]]", "[#]", "[a.]", "[a.%]"}) {
+    EXPECT_THAT(Refused("format = 1\n" + TRACE + " " + header + "\n"), HasSubstr("line 5: "))
+        << header;
+  }
+  EXPECT_EQ("n", Parsed("format = 1\nname = 'n'\nx = [\n[], [\n[1]]\n]\n[ trace ]\nrecords = 0\n"
+                        "fingerprint = \"cbf29ce484222325\"\n[['a'.b]]\n[\"c\"]\n")
+                     .name);
+}
+
+TEST(AboutTest, TablesNestedAnyDepthAreRefusedOrRead) {
+  std::string deep = "a";
+  for (int i = 0; i < 1'000'000; ++i) {
+    deep += ".a";
+  }
+  const std::string head = "format = 1\n" + TRACE;
+  EXPECT_THAT(Refused(head + deep + " = 1\n"), HasSubstr("line 5: tables are nested"));
+  EXPECT_THAT(Refused(head + "[" + deep + "]\n"), HasSubstr("line 5: tables are nested"));
+  EXPECT_THAT(Refused(head + "x = '''\n'''''\n" + deep + " = 1\n"), HasSubstr("line 7: "));
+  EXPECT_THAT(Refused(head + "x = \"\\\"\" # \"\n" + deep + " = 1\n"), HasSubstr("line 6: "));
+  const std::string lists(1'000'000, '[');
+  EXPECT_THAT(Refused(head + "x = " + lists + "\n"), HasSubstr("line 5: tables are nested"));
+  const auto name = [](const std::string& value) {
+    return Parsed("format = 1\nname = " + value + "\n" + TRACE).name;
+  };
+  EXPECT_EQ(deep, name("'" + deep + "'"));
+  EXPECT_EQ(deep, name("'''\n" + deep + "''' # " + deep));
+  EXPECT_EQ("n", name("'n'\na.b.'c.d'.e.f = 1.5"));
+}
+
+TEST(AboutTest, FileThatIsTooLargeIsRefused) {
+  TempDir folder;
+  const std::string name = folder.File("t.about");
+  const std::string head = "format = 1\n" + TRACE;
+  WriteFile(name, head + std::string((16 << 20) - head.size() - 1, '#') + "\n");
+  EXPECT_TRUE(ReadAbout(name));
+  WriteFile(name, head + std::string((16 << 20) - head.size(), '#') + "\n");
+  EXPECT_THAT(ReadAbout(name).Why().Text(), HasSubstr("larger than 16 MiB"));
+}
+
+About FullAbout() {
+  About about;
+  about.name = "a \u00e4 name";
+  about.command = "sim --fast";
+  about.date = "2026-11-22T01:00:00Z";
+  about.tool = "sim 1";
+  about.cycleNs = 12.5;
+  about.printed = 64;
+  about.fingerprint = 0x0123456789abcdef;
+  about.array =
+      AboutArray{ArrayShape(PerAxis{2, 3}, PerAxis{1, 1}, PerAxis{10, 12}), false, true, false};
+  about.links = AboutLinks{"xy", 16, 1.5};
+  about.threads[0] = {"requests", "virtual channel"};
+  about.threads[12] = {"replies", "virtual channel"};
+  about.places[{13, 17}] = "memory";
+  about.places[{14, 17}] = "host";
+  return about;
+}
+
+TEST(AboutTest, TextThatIsCutWithinALineIsRefused) {
+  const std::string text = AboutText(FullAbout());
+  for (size_t size = 0; size < text.size(); ++size) {
+    if (size == 0 || text[size - 1] != '\n') {
+      Refused(text.substr(0, size));
+    }
+  }
+}
+
+TEST(AboutTest, TextThatIsCutBehindALineNamesNoOtherThreadAndPlace) {
+  const About whole = FullAbout();
+  const std::string text = AboutText(whole);
+  const size_t recognised = text.find("fingerprint");
+  for (size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1)) {
+    const Result<About> about = ParseAbout(text.substr(0, at + 1), "t.about");
+    if (!about) {
+      EXPECT_TRUE(at < recognised || about.Why().reason.find("there is no") != std::string::npos);
+      continue;
+    }
+    EXPECT_GT(at, recognised);
+    EXPECT_EQ(whole.name, about->name);
+    EXPECT_EQ(whole.fingerprint, about->fingerprint);
+    for (const auto& [number, thread] : about->threads) {
+      EXPECT_TRUE(thread.name.empty() || whole.threads.at(number).name == thread.name);
+    }
+    for (const auto& [place, name] : about->places) {
+      EXPECT_TRUE(name.empty() || whole.places.at(place) == name);
+    }
+  }
+}
+
+TEST(AboutTest, FlippedBitIsToldOrReadAsItStands) {
+  const std::string text = AboutText(FullAbout());
+  for (size_t at = 0; at < text.size() * 8; ++at) {
+    std::string flipped = text;
+    flipped[at / 8] = static_cast<char>(flipped[at / 8] ^ 1 << at % 8);
+    const Result<About> about = ParseAbout(flipped, "t.about");
+    if (!about) {
+      EXPECT_EQ(Fault::DAMAGED_NOTES, about.Why().kind);
+      continue;
+    }
+    const Result<About> again = ParseAbout(AboutText(*about), "t.about");
+    EXPECT_TRUE(again) << "bit " << at << ": " << again.Why().Text();
+  }
+}
+
 TEST(AboutTest, RecorderInPlainCIsUnderstood) {
   TempDir folder;
   const std::string name = folder.File("run.trace");

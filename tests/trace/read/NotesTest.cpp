@@ -5,6 +5,7 @@
 #include <zlib.h>
 
 #include <fstream>
+#include <set>
 
 #include "tests/support/Files.h"
 #include "trace/base/BigEndian.h"
@@ -13,6 +14,7 @@
 #include "trace/marrowfin_trace.h"
 #include "trace/read/NotesDecode.h"
 #include "trace/read/NotesFile.h"
+#include "trace/write/NotesWriter.h"
 
 namespace marrowfin::testing {
 namespace {
@@ -114,6 +116,27 @@ class NotesTest : public ::testing::Test {
     return ReadFile(name + ".notes");
   }
 
+  // A file as a recorder writes it that packs its blocks.
+  static std::string Packed() {
+    MemorySink sink;
+    NotesWriter writer(sink);
+    const uint32_t kind = writer.Attribute("kind", NoteType::NAME);
+    writer.NameValue(kind, 1, "wait");
+    const uint32_t consumes = writer.Attribute("consumes", NoteType::RECORDS);
+    const uint32_t queue = writer.Counter("queue", "flits");
+    for (uint64_t i = 0; i < 60; ++i) {
+      writer.Record(FIRE_RECORD, i, 0, {0, 0}, {});
+      writer.Note(kind, i % 3);
+      writer.Note(consumes, i / 2);
+      writer.Sample({i, queue, {1, 2}, static_cast<double>(i) / 4});
+      if (i % 30 == 29) {
+        EXPECT_FALSE(writer.Flush());
+      }
+    }
+    EXPECT_FALSE(writer.Close());
+    return std::string(sink.Bytes().begin(), sink.Bytes().end());
+  }
+
   // All that can be read of a file, as text.
   std::string All(const NotesFile& notes) {
     std::string all;
@@ -190,6 +213,74 @@ TEST_F(NotesTest, FlippedBitIsNeverBelieved) {
           ASSERT_EQ(record * record, block->columns[0].values[i]) << "bit " << at;
         }
       }
+    }
+  }
+}
+
+// Whether anything is told of damage. Whatever can be read of the bytes stands in a sound file too.
+bool IsToldAndNotBelieved(const std::string& bytes, const NotesFile& sound) {
+  const Result<std::unique_ptr<NotesFile>> opened =
+      NotesFile::Open(MemoryFile(Body(bytes.begin(), bytes.end()), "t.notes"));
+  if (!opened) {
+    return true;
+  }
+  const NotesFile& notes = **opened;
+  const auto among = [&sound](NotesBlockKind kind, const auto& isThis) {
+    for (size_t number = 0; number < sound.Blocks().size(); ++number) {
+      if (sound.Blocks()[number].kind == kind && isThis(number)) {
+        return true;
+      }
+    }
+    return false;
+  };
+  bool told = static_cast<bool>(notes.End());
+  for (size_t number = 0; number < notes.Blocks().size(); ++number) {
+    if (notes.Blocks()[number].kind == NotesBlockKind::NOTES) {
+      const Result<NotesBlock> block = notes.Notes(number);
+      told = told || !block;
+      EXPECT_TRUE(!block || among(NotesBlockKind::NOTES,
+                                  [&](size_t other) { return *sound.Notes(other) == *block; }));
+    } else {
+      const Result<std::vector<CounterSample>> taken = notes.Samples(number);
+      told = told || !taken;
+      EXPECT_TRUE(!taken || among(NotesBlockKind::SAMPLES,
+                                  [&](size_t other) { return *sound.Samples(other) == *taken; }));
+    }
+  }
+  const NoteDeclarations& declared = notes.Declarations();
+  EXPECT_TRUE(declared == sound.Declarations() || declared == NoteDeclarations());
+  return told;
+}
+
+TEST_F(NotesTest, EveryFlippedBitOfNotesSamplesAndTheirTableIsTold) {
+  for (const std::string& bytes : {Recorded(), Packed()}) {
+    const std::unique_ptr<NotesFile> sound = Open(bytes);
+    for (size_t at = 0; at < bytes.size() * 8; ++at) {
+      std::string flipped = bytes;
+      flipped[at / 8] = static_cast<char>(flipped[at / 8] ^ 1 << at % 8);
+      EXPECT_TRUE(IsToldAndNotBelieved(flipped, *sound)) << "bit " << at << " of " << bytes.size();
+    }
+  }
+}
+
+// Where the blocks of a file end.
+std::set<size_t> BlockEnds(const std::string& bytes) {
+  std::set<size_t> ends = {MAGIC.size()};
+  for (size_t at = MAGIC.size(); at < bytes.size();) {
+    at += NOTES_BLOCK_HEAD + Load32(reinterpret_cast<const uint8_t*>(&bytes[at + 4]));
+    ends.insert(at);
+  }
+  return ends;
+}
+
+TEST_F(NotesTest, EveryCutWithinABlockIsToldAndNothingElseIsBelieved) {
+  for (const std::string& bytes : {Recorded(), Packed()}) {
+    const std::unique_ptr<NotesFile> sound = Open(bytes);
+    const std::set<size_t> ends = BlockEnds(bytes);
+    EXPECT_GT(ends.size(), 4U);
+    for (size_t size = 0; size < bytes.size(); ++size) {
+      EXPECT_EQ(!ends.contains(size), IsToldAndNotBelieved(bytes.substr(0, size), *sound))
+          << "cut at " << size << " of " << bytes.size();
     }
   }
 }
