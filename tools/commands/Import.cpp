@@ -20,6 +20,7 @@
 #include "tools/program/ViewCommand.h"
 #include "trace/read/AboutFile.h"
 #include "trace/read/NotesFile.h"
+#include "trace/write/Recorder.h"
 
 namespace marrowfin {
 namespace {
@@ -147,7 +148,7 @@ MaybeFailure WriteAlone(const Job& job, Output& output, Account& account) {
   MaybeFailure failure = output.Commit();
   if (!failure && replaces) {
     // What lies there is about the trace that was there before.
-    CompanionOutput::Remove(job.flags.output);
+    RemoveCompanion(job.flags.output);
   }
   return failure;
 }
@@ -171,7 +172,7 @@ MaybeFailure WriteWithCompanion(const Job& job, Output& output, Account& account
   }
   MaybeFailure failure = output.Commit();
   if (failure) {
-    CompanionOutput::Remove(job.flags.output);
+    RemoveCompanion(job.flags.output);
   }
   return failure;
 }

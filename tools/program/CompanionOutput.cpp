@@ -1,11 +1,11 @@
 #include "tools/program/CompanionOutput.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "trace/read/AboutFile.h"
 #include "trace/read/NotesFile.h"
 #include "trace/write/AboutText.h"
+#include "trace/write/Recorder.h"
 
 namespace marrowfin {
 namespace {
@@ -46,15 +46,10 @@ MaybeFailure CompanionOutput::Commit(const About& facts) {
   if (!fault) {
     fault = about.Commit();
     if (fault) {
-      Remove(trace);
+      RemoveCompanion(trace);
     }
   }
   return FailureOfCompanion(fault);
-}
-
-void CompanionOutput::Remove(const std::string& name) {
-  unlink(NotesFile::NameBeside(name).c_str());
-  unlink(AboutBeside(name).c_str());
 }
 
 }  // namespace marrowfin

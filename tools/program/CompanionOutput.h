@@ -13,7 +13,7 @@ namespace marrowfin {
 // The companion of a trace that a subcommand writes: both files are there whole, or neither is.
 //
 // They get their names before their trace gets its own, so that whoever waits for the trace finds
-// them. Where the trace then does not get it, they go again: Remove.
+// them. Where the trace then does not get it, they go again (RemoveCompanion).
 class CompanionOutput {
  public:
   // Begins the companion of the trace `name`, whose plain file `descriptor` is: others may read the
@@ -24,9 +24,6 @@ class CompanionOutput {
 
   // Ends it, once all notes are written.
   [[nodiscard]] MaybeFailure Commit(const About& about);
-
-  // Removes the companion that lies beside a trace, if one does.
-  static void Remove(const std::string& name);
 
  private:
   std::string trace;
