@@ -291,6 +291,42 @@ TEST_F(MeshTest, CurveIsDrawnAndABadCallIsRefused) {
   EXPECT_EQ(2, RunCommand({script, "no-such-program", folder.File("none.svg")}).exitStatus);
 }
 
+// What stands between ```KIND and ``` in a document, of each such block.
+Words Blocks(const std::string& document, const std::string& kind) {
+  Words blocks;
+  const std::string start = "```" + kind + "\n";
+  for (size_t at = document.find(start); at != std::string::npos; at = document.find(start, at)) {
+    at += start.size();
+    blocks.push_back(document.substr(at, document.find("```", at) - at));
+  }
+  return blocks;
+}
+
+std::string Replaced(std::string text, const std::string& what, const std::string& by) {
+  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
+    text.replace(at, what.size(), by);
+  }
+  return text;
+}
+
+TEST_F(MeshTest, CommandsOfTheReadmeTellWhatItSaysOfAPacket) {
+  const std::string document = ReadFile(MESH_NOC_SOURCES "/README.md");
+  const Words commands = Blocks(document, "sh");
+  const Words texts = Blocks(document, "text");
+  ASSERT_EQ(2U, commands.size());
+  ASSERT_EQ(1U, texts.size());
+  const auto run = [&](std::string script) {
+    script = script.substr(0, script.find("build/release/bin/marrowfin "));
+    script = Replaced(script, "build/release/bin/marrowfin-trace", MARROWFIN_TRACE);
+    script = Replaced(script, "build/release/bin/mesh_noc", MESH_NOC);
+    return RunCommand({"sh", "-c", script}, {"", folder.Path(), {}});
+  };
+  EXPECT_EQ(0, run(commands[0]).exitStatus);
+  const CommandResult told = run(commands[1]);
+  EXPECT_EQ("", told.err);
+  EXPECT_EQ(texts[0], told.out);
+}
+
 TEST_F(MeshTest, SimulatorHasAtMostFiveHundredLinesOfCode) {
   const CommandResult run = RunCommand({"bash", "-c",
                                         "cat " MESH_NOC_SOURCES "/*.h " MESH_NOC_SOURCES

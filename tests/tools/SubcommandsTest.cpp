@@ -8,6 +8,7 @@
 #include "tests/tools/CommandFixture.h"
 #include "tests/tools/Rights.h"
 #include "tests/trace/support/Child.h"
+#include "trace/marrowfin_trace.h"
 
 namespace marrowfin {
 namespace {
@@ -242,6 +243,23 @@ class ExamplesTest : public SubcommandsTest {
     EXPECT_EQ(0, Shell("zstd -q run.trace").exitStatus);
     testing::WriteFile(folder.File("capture.json"),
                        R"([{"proc":"BRISC","sx":1,"sy":2,"timestamp":10,"type":"WRITE_FLUSH"}])");
+    RecordNotes("noted.trace");
+  }
+
+  // A trace with notes of all that examples ask for.
+  void RecordNotes(const std::string& name) const {
+    marrowfin_trace trace;
+    marrowfin_trace_open(&trace, folder.File(name).c_str());
+    marrowfin_trace_companion(&trace);
+    const int kind = marrowfin_trace_attribute(&trace, "kind", MARROWFIN_TRACE_NAME, "");
+    const int packet = marrowfin_trace_attribute(&trace, "packet", MARROWFIN_TRACE_NUMBER, "");
+    const int size = marrowfin_trace_attribute(&trace, "size", MARROWFIN_TRACE_NUMBER, "byte");
+    marrowfin_trace_value_name(&trace, kind, 0, "wait");
+    marrowfin_trace_fire(&trace, 5, 0, 1, 2);
+    marrowfin_trace_note(&trace, kind, 0);
+    marrowfin_trace_note(&trace, packet, 7);
+    marrowfin_trace_note(&trace, size, 64);
+    EXPECT_EQ(0, marrowfin_trace_close(&trace));
   }
 
   // Runs a line as it stands, in the order in which a reader may try them.

@@ -9,18 +9,15 @@
 #include <utility>
 #include <vector>
 
-#include "tools/program/EventLines.h"
+#include "tools/program/CompanionInput.h"
+#include "tools/program/EventFormat.h"
+#include "tools/program/EventList.h"
 #include "tools/program/FilterFlags.h"
 #include "tools/program/Flags.h"
-#include "tools/program/Interruption.h"
-#include "tools/program/ProgressLine.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/TextOutput.h"
 #include "tools/program/TraceInput.h"
-#include "trace/ask/BatchCursor.h"
-#include "trace/ask/EventCounter.h"
 #include "trace/ask/FilterRange.h"
-#include "trace/read/FittingShapes.h"
 #include "trace/write/AtomicFile.h"
 
 namespace marrowfin {
@@ -32,10 +29,14 @@ constexpr char footer[] =
     "  marrowfin-trace events run.trace --cycles 100:120 --type fire,send --region 0,0:3,3\n"
     "  marrowfin-trace events run.trace --thread 1 --region cluster:1,0 --last 10\n"
     "  marrowfin-trace events run.trace --type send --format csv -o sends.csv\n"
+    "  marrowfin-trace events noted.trace --packet 7\n"
+    "  marrowfin-trace events noted.trace --kind wait --where 'size>=64' --format jsonl\n"
     "  marrowfin-trace events run.trace --steps 7: --count\n"
     "\n"
     "All conditions must hold. Text is for people; CSV and JSON lines hold the same. Only what is\n"
-    "asked for is read: the index passes over the rest.\n"
+    "asked for is read: the index passes over the rest. Notes that stand beside a trace are told\n"
+    "with its events and may be asked for: 'packet' (noted), '!packet' (not noted), 'kind!=wait',\n"
+    "'size>=64', 'created=100..200', 'consumes~17'.\n"
     "\n"
     "Exit status: 0 done, 1 the trace cannot be read or breaks off before all that was asked for,\n"
     "2 command line refused, 3 the output cannot be written or nowhere is room for the index.";
@@ -46,6 +47,7 @@ constexpr std::pair<const char*, EventFormat> FORMATS[] = {
 struct EventsFlags {
   std::string trace;
   FilterFlags filter;
+  NoteFlags notes;
   ShapeFlags shape;
   std::string format = FORMATS[0].first;
   std::optional<uint64_t> limit;
@@ -88,162 +90,77 @@ MaybeFailure CheckFlags(const EventsFlags& flags) {
   return flags.shape.Check();
 }
 
-// A question about a trace, and where its answer goes.
-struct Question {
+// What a question is told with.
+struct Telling {
   const EventsFlags& flags;
-  const EventFilter& filter;
-  IndexedTrace& trace;
+  const EventQuestion& question;
   EventLines& lines;
   TextOutput& output;
-  const Console& console;
-
-  std::string Task() const { return "searching " + flags.trace; }
-
-  // Whether results and progress meet on one terminal.
-  bool IsWatched() const { return !flags.output && isatty(STDOUT_FILENO) != 0; }
 };
-
-// Goes through the events that are asked for.
-//
-// Where the index turns out to be damaged, List is called again with the new one, and goes on
-// behind what was listed: that came from the trace itself.
-class Lister {
- public:
-  explicit Lister(Question& question)
-      : question(question),
-        left(question.flags.last ? *question.flags.last
-                                 : question.flags.limit.value_or(~uint64_t{0})),
-        backwards(question.flags.backwards) {}
-
-  [[nodiscard]] Fault List() {
-    const Interruption interruption;
-    ProgressLine line(question.console.terminal, question.Task(), "M records", 1e6);
-    BatchCursor cursor(*question.trace.file, *question.trace.index, question.filter,
-                       [&](const Progress& now) {
-                         line.Update(now.done, now.all);
-                         return !interruption.Asked();
-                       });
-    Selection found;
-    const uint64_t start = place ? *place : FirstPlace(cursor, found);
-    cursor.Seek(start);
-    while (left > 0 && !cursor.GetFault() && !failure && question.output.IsTaken() &&
-           Move(cursor, found)) {
-      if (question.IsWatched()) {
-        line.Hide();
-      }
-      Add(found);
-      failure = question.IsWatched() ? question.output.Write() : question.output.Pass();
-    }
-    return cursor.GetFault();
-  }
-
-  // Why the output cannot be written.
-  const MaybeFailure& GetFailure() const { return failure; }
-  uint64_t Listed() const { return listed; }
-
-  // Whether as many were listed as were wanted, and none of them can have been lost.
-  bool IsSated() const { return left == 0 && !backwards && !question.flags.last; }
-
- private:
-  // Before which record the list begins.
-  uint64_t FirstPlace(BatchCursor& cursor, Selection& found) const {
-    uint64_t record = backwards || question.flags.last ? ~uint64_t{0} : 0;
-    if (question.flags.last && !backwards) {
-      cursor.Seek(record);
-      for (uint64_t wanted = left; wanted > 0 && cursor.Previous(found);) {
-        const uint64_t taken = std::min<uint64_t>(wanted, found.Size());
-        wanted -= taken;
-        record = found.Record(found.Size() - static_cast<size_t>(taken));
-      }
-    }
-    return record;
-  }
-
-  bool Move(BatchCursor& cursor, Selection& found) const {
-    return backwards ? cursor.Previous(found) : cursor.Next(found);
-  }
-
-  void Add(const Selection& found) {
-    const size_t size = static_cast<size_t>(std::min<uint64_t>(left, found.Size()));
-    for (size_t i = 0; i < size; ++i) {
-      question.lines.Add(found.Event(backwards ? found.Size() - 1 - i : i), question.output.Text());
-    }
-    left -= size;
-    listed += size;
-    place = backwards ? found.begin : found.end;
-  }
-
-  Question& question;
-  uint64_t left;
-  const bool backwards;
-  uint64_t listed = 0;
-  std::optional<uint64_t> place;  // before which record the list goes on
-  MaybeFailure failure;
-};
-
-[[nodiscard]] Result<uint64_t> Count(const Question& question) {
-  const Interruption interruption;
-  ProgressLine line(question.console.terminal, question.Task(), "M records", 1e6);
-  EventCounter counter(*question.trace.file, *question.trace.index, question.filter);
-  return counter.Count([&](const Progress& now) {
-    line.Update(now.done, now.all);
-    return !interruption.Asked();
-  });
-}
 
 // That what the trace lost may have belonged to the answer.
-MaybeFailure CheckWhole(const Question& question) {
-  const Fault& end = question.trace.index->GetSummary().end;
+MaybeFailure CheckWhole(const Telling& telling) {
+  const IndexedTrace& trace = telling.question.trace;
+  const Fault& end = trace.index->GetSummary().end;
   if (!end) {
     return std::nullopt;
   }
   const Result<bool> reaches =
-      ReachesBehindEnd(*question.trace.file, *question.trace.index, question.filter);
+      ReachesBehindEnd(*trace.file, *trace.index, telling.question.filter.events);
   if (!reaches) {
-    return IndexingFailureOf(reaches.Why(), question.flags.trace);
+    return IndexingFailureOf(reaches.Why(), telling.flags.trace);
   }
   return *reaches ? MaybeFailure(CutShort(end)) : std::nullopt;
 }
 
 // Says what was written where that is not seen.
-void Account(const Question& question, const std::string& what) {
-  if (question.flags.output) {
-    AccountStream(question.console, *question.flags.output)
-        << *question.flags.output << ": " << what << "\n";
+void Account(const Telling& telling, const std::string& what) {
+  if (telling.flags.output) {
+    AccountStream(telling.question.console, *telling.flags.output)
+        << *telling.flags.output << ": " << what << "\n";
   }
 }
 
-MaybeFailure TellCount(Question& question) {
+MaybeFailure TellCount(const Telling& telling) {
+  const EventQuestion& question = telling.question;
+  Fault refused;
   const Result<uint64_t> count =
-      AskIndexed(question.console, question.trace, [&] { return Count(question); });
+      AskIndexed(question.console, question.trace, [&] { return CountEvents(question, refused); });
   if (!count) {
-    return IndexingFailureOf(count.Why(), question.flags.trace);
+    return IndexingFailureOf(count.Why(), telling.flags.trace);
   }
-  question.lines.Count(*count, question.output.Text());
-  if (MaybeFailure failure = question.output.Commit()) {
+  ReportRefused(refused, question.console);
+  telling.lines.Count(*count, telling.output.Text());
+  if (MaybeFailure failure = telling.output.Commit()) {
     return failure;
   }
-  Account(question, "the number of events, " + std::to_string(*count));
-  return CheckWhole(question);
+  Account(telling, "the number of events, " + std::to_string(*count));
+  return CheckWhole(telling);
 }
 
-MaybeFailure TellList(Question& question) {
-  question.lines.Begin(question.output.Text());
-  Lister lister(question);
-  const Fault fault = AskIndexed(question.console, question.trace, [&] { return lister.List(); });
-  if (lister.GetFailure()) {
-    return lister.GetFailure();
+MaybeFailure TellList(const Telling& telling) {
+  const EventQuestion& question = telling.question;
+  TextOutput& output = telling.output;
+  const EventsFlags& flags = telling.flags;
+  EventList list(question,
+                 {flags.last ? *flags.last : flags.limit.value_or(~uint64_t{0}),
+                  flags.last.has_value(), flags.backwards},
+                 telling.lines, output);
+  const Fault fault = AskIndexed(question.console, question.trace, [&] { return list.Write(); });
+  if (list.GetFailure()) {
+    return list.GetFailure();
   }
   if (fault) {
     // What was listed so far is true; a file that lacks the rest is not kept.
-    const MaybeFailure unwritten = question.flags.output ? std::nullopt : question.output.Write();
-    return unwritten ? unwritten : IndexingFailureOf(fault, question.flags.trace);
+    const MaybeFailure unwritten = flags.output ? std::nullopt : output.Write();
+    return unwritten ? unwritten : IndexingFailureOf(fault, flags.trace);
   }
-  if (MaybeFailure failure = question.output.Commit()) {
+  if (MaybeFailure failure = output.Commit()) {
     return failure;
   }
-  Account(question, std::to_string(lister.Listed()) + " events");
-  return lister.IsSated() ? std::nullopt : CheckWhole(question);
+  ReportRefused(list.Refused(), question.console);
+  Account(telling, std::to_string(list.Written()) + " events");
+  return list.IsSated() ? std::nullopt : CheckWhole(telling);
 }
 
 MaybeFailure Events(const EventsFlags& flags, const Console& console) {
@@ -255,10 +172,16 @@ MaybeFailure Events(const EventsFlags& flags, const Console& console) {
     return failure;
   }
   const Summary summary = trace.index->GetSummary();
-  const EventNaming naming = {
-      summary, flags.shape.Given() ? std::optional(flags.shape.Shape()) : SuggestShape(summary)};
-  EventFilter filter;
-  if (MaybeFailure failure = flags.filter.FilterFor(flags.trace, naming.shape, filter)) {
+  const Companion companion = OpenCompanion(*trace.file, console);
+  const NotesFile* const notes = companion.Notes();
+  const EventNaming naming = {summary, KnownShape(flags.shape, companion, summary),
+                              companion.GetAbout(),
+                              notes != nullptr ? &notes->Declarations() : nullptr};
+  NotedFilter filter;
+  if (MaybeFailure failure = flags.filter.FilterFor(flags.trace, naming.shape, filter.events)) {
+    return failure;
+  }
+  if (MaybeFailure failure = flags.notes.ConditionsFor(*trace.file, companion, filter.notes)) {
     return failure;
   }
   TextOutput output(console);
@@ -266,14 +189,17 @@ MaybeFailure Events(const EventsFlags& flags, const Console& console) {
     return failure;
   }
   const std::unique_ptr<EventLines> lines = MakeEventLines(FormatNamed(flags.format), naming);
-  Question question = {flags, filter, trace, *lines, output, console};
-  return flags.count ? TellCount(question) : TellList(question);
+  const EventQuestion question = {trace, notes, filter, console,
+                                  !flags.output && isatty(STDOUT_FILENO) != 0};
+  const Telling telling = {flags, question, *lines, output};
+  return flags.count ? TellCount(telling) : TellList(telling);
 }
 
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<EventsFlags>();
   app.add_option("TRACE", flags->trace, "The trace: a plain file")->required();
   flags->filter.Declare(app);
+  flags->notes.Declare(app);
   AddCount(app, "--limit", flags->limit, "Only so many events, the first ones");
   AddCount(app, "--last", flags->last, "Only so many events, the last ones");
   app.add_flag("--backwards", flags->backwards, "The latest event first");

@@ -1,20 +1,32 @@
 #ifndef TOOLS_PROGRAM_EVENTLINES_H
 #define TOOLS_PROGRAM_EVENTLINES_H
 
-#include <memory>
+#include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
 
-#include "trace/ask/EventFilter.h"
+#include "trace/ask/NoteValues.h"
+#include "trace/ask/Selection.h"
+#include "trace/base/About.h"
 #include "trace/base/ArrayShape.h"
+#include "trace/base/NotesFormat.h"
 #include "trace/read/Summary.h"
 
 namespace marrowfin {
 
 // What is known about a trace whose events are written.
 struct EventNaming {
-  const Summary& summary;           // tells how wide columns have to be
-  std::optional<ArrayShape> shape;  // tells switches by their clusters
+  const Summary& summary;                   // tells how wide columns have to be
+  std::optional<ArrayShape> shape;          // tells switches by their clusters
+  const About* about = nullptr;             // names threads and places; null where nobody did
+  const NoteDeclarations* notes = nullptr;  // what a column is told of each; null where nothing is
+};
+
+// Records of a batch, and the values of each attribute that the notes declare, in that order.
+struct NotedSelection {
+  const Selection& found;
+  std::span<const NoteValues* const> notes;
 };
 
 // Events as lines of text, in one of the forms in which they are listed.
@@ -22,20 +34,19 @@ class EventLines {
  public:
   virtual ~EventLines() = default;
 
-  // Appends what stands before all events, which may be nothing.
+  // Takes a look at events that are going to be added.
+  virtual void Meet(const NotedSelection&) {}
+
+  // Appends what stands before all events, which may be nothing. The first of them were met, if
+  // there are any.
   virtual void Begin(std::string& out) = 0;
 
-  // Appends an event.
-  virtual void Add(const TraceEvent& event, std::string& out) = 0;
+  // Appends the i-th event of a selection.
+  virtual void Add(const NotedSelection& from, size_t i, std::string& out) = 0;
 
   // Appends what is told instead of events where only their number is asked for.
   virtual void Count(uint64_t events, std::string& out) = 0;
 };
-
-enum class EventFormat { TEXT, CSV, JSON_LINES };
-
-// `naming` outlives what is made.
-std::unique_ptr<EventLines> MakeEventLines(EventFormat format, const EventNaming& naming);
 
 }  // namespace marrowfin
 

@@ -53,6 +53,14 @@ void FilterFlags::Declare(CLI::App& app) {
             "cluster:COLUMN,ROW or domain:COLUMN,ROW of the array");
 }
 
+void NoteFlags::Declare(CLI::App& app) {
+  app.add_option("--kind", kind, "Events that are noted to be of this kind");
+  AddCount(app, "--packet", packet, "Events that are noted to be of this packet");
+  app.add_option("--where", where,
+                 "Events whose notes meet this: NAME, !NAME, or NAME and a value with = != < <= > "
+                 ">= ~ or A..B between; may be given again");
+}
+
 MaybeFailure FilterFlags::Check() const {
   if (skipTo && !steps) {
     return Failure{EXIT_USAGE, "-F tells where steps begin, and none are asked for",
@@ -114,6 +122,31 @@ MaybeFailure FilterFlags::FilterFor(const std::string& trace,
   if (region) {
     filter.region.emplace();
     return PositionsOf(*region, trace, shape, *filter.region);
+  }
+  return std::nullopt;
+}
+
+MaybeFailure NoteFlags::ConditionsFor(const TraceSource& trace, const Companion& companion,
+                                      std::vector<NoteCondition>& conditions) const {
+  std::vector<std::string> texts = where;
+  if (kind) {
+    texts.push_back(std::string(KIND_ATTRIBUTE) + "=" + *kind);
+  }
+  if (packet) {
+    texts.push_back(std::string(PACKET_ATTRIBUTE) + "=" + std::to_string(*packet));
+  }
+  const NotesFile* const notes = companion.Notes();
+  if (!texts.empty() && notes == nullptr) {
+    return Failure{EXIT_INPUT, trace.Name() + ": there are no notes beside it that could be asked",
+                   "Record it with a companion, or leave out --where, --kind and --packet."};
+  }
+  for (const std::string& text : texts) {
+    const Result<NoteCondition> condition =
+        ParseNoteCondition(text, notes->Declarations(), notes->Name());
+    if (!condition) {
+      return FailureOf(condition.Why());
+    }
+    conditions.push_back(*condition);
   }
   return std::nullopt;
 }

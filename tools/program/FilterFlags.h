@@ -9,7 +9,10 @@
 #include "tools/program/Failure.h"
 #include "tools/program/Ranges.h"
 #include "trace/ask/EventFilter.h"
+#include "trace/ask/NoteCondition.h"
 #include "trace/base/ArrayShape.h"
+#include "trace/read/Companion.h"
+#include "trace/read/TraceSource.h"
 
 namespace marrowfin {
 
@@ -32,6 +35,20 @@ struct FilterFlags {
   // or there is none.
   MaybeFailure FilterFor(const std::string& trace, const std::optional<ArrayShape>& shape,
                          EventFilter& filter) const;
+};
+
+// The flags that choose events by what is noted of them.
+struct NoteFlags {
+  std::optional<std::string> kind;
+  std::optional<uint64_t> packet;
+  std::vector<std::string> where;
+
+  void Declare(CLI::App& app);
+
+  // The conditions on notes; a failure where there are some and no notes that are believed, or such
+  // that cannot be asked so.
+  MaybeFailure ConditionsFor(const TraceSource& trace, const Companion& companion,
+                             std::vector<NoteCondition>& conditions) const;
 };
 
 // The flag --region.

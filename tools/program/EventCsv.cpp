@@ -1,0 +1,108 @@
+#include "tools/program/EventCsv.h"
+
+#include <algorithm>
+
+#include "tools/program/EventWords.h"
+#include "trace/ask/NoteCondition.h"
+#include "trace/base/Record.h"
+
+namespace marrowfin {
+
+namespace {
+
+constexpr const char* TITLES[] = {"record",   "cycle", "thread",     "type",  "column", "row",
+                                  "toColumn", "toRow", "threadName", "place", "toPlace"};
+constexpr size_t OF_EVERY_EVENT = 8;  // the rest names
+
+void AppendField(const std::string& text, std::string& out) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos) {
+    out += text;
+    return;
+  }
+  out += '"';
+  for (const char c : text) {
+    out.append(c == '"' ? 2 : 1, c);
+  }
+  out += '"';
+}
+
+void AppendName(const std::string* name, std::string& out) {
+  out += ',';
+  if (name != nullptr) {
+    AppendField(*name, out);
+  }
+}
+
+std::string TitleOf(const NoteAttribute& attribute) {
+  const bool taken =
+      std::find(std::begin(TITLES), std::end(TITLES), attribute.name) != std::end(TITLES);
+  return taken ? attribute.name + "Note" : attribute.name;
+}
+
+// Several values of one event have blanks between.
+void AppendNote(const NoteAttribute& attribute, std::span<const uint64_t> values,
+                std::string& out) {
+  std::string text;
+  for (const uint64_t value : values) {
+    text += (text.empty() ? "" : " ") + NoteValueText(attribute, value);
+  }
+  AppendField(text, out);
+}
+
+}  // namespace
+
+EventCsv::EventCsv(const EventNaming& naming)
+    : naming(naming), namesThreads(HasThreadNames(naming)), namesPlaces(HasPlaceNames(naming)) {}
+
+void EventCsv::Begin(std::string& out) {
+  for (size_t i = 0; i < OF_EVERY_EVENT; ++i) {
+    out += i == 0 ? "" : ",";
+    out += TITLES[i];
+  }
+  out += namesThreads ? ",threadName" : "";
+  out += namesPlaces ? ",place,toPlace" : "";
+  for (const NoteAttribute& attribute : Attributes(naming)) {
+    out += ',';
+    AppendField(TitleOf(attribute), out);
+  }
+  out += '\n';
+}
+
+void EventCsv::Add(const NotedSelection& from, size_t i, std::string& out) {
+  const TraceEvent event = from.found.Event(i);
+  const bool isSend = event.type == SEND_RECORD;
+  for (const uint64_t number : {event.record, event.cycle, uint64_t{event.thread}}) {
+    AppendNumber(number, out);
+    out += ',';
+  }
+  out += TypeName(event.type);
+  out += ',';
+  AppendPlace(event.at, ",", out);
+  out += ',';
+  if (isSend) {
+    AppendPlace(event.to, ",", out);
+  } else {
+    out += ',';
+  }
+  if (namesThreads) {
+    AppendName(NameOfThread(naming, event.thread), out);
+  }
+  if (namesPlaces) {
+    AppendName(event.type == SWITCH_RECORD ? nullptr : NameOfPlace(naming, event.at), out);
+    AppendName(isSend ? NameOfPlace(naming, event.to) : nullptr, out);
+  }
+  const auto attributes = Attributes(naming);
+  for (size_t a = 0; a < attributes.size(); ++a) {
+    out += ',';
+    AppendNote(attributes[a], from.notes[a]->All(i), out);
+  }
+  out += '\n';
+}
+
+void EventCsv::Count(uint64_t events, std::string& out) {
+  out += "events\n";
+  AppendNumber(events, out);
+  out += '\n';
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,120 @@
+#include "tools/program/EventJsonLines.h"
+
+#include <bit>
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "tools/program/EventWords.h"
+#include "tools/program/Json.h"
+#include "trace/ask/NoteCondition.h"
+#include "trace/base/Record.h"
+
+namespace marrowfin {
+
+namespace {
+
+void AppendText(const std::string& text, std::string& out) {
+  out += JsonText(text, -1);
+  out.pop_back();
+}
+
+void AppendKey(const char* key, std::string& out) {
+  out += ",\"";
+  out += key;
+  out += "\":";
+}
+
+void AddPlace(const char* key, Place place, std::string& out) {
+  AppendKey(key, out);
+  out += '[';
+  AppendPlace(place, ",", out);
+  out += ']';
+}
+
+void AddName(const char* key, const std::string* name, std::string& out) {
+  if (name != nullptr) {
+    AppendKey(key, out);
+    AppendText(*name, out);
+  }
+}
+
+void AppendValue(const NoteAttribute& attribute, uint64_t value, std::string& out) {
+  if (attribute.type == NoteType::NAME && attribute.names.contains(value)) {
+    AppendText(NoteValueText(attribute, value), out);
+  } else if (attribute.type == NoteType::REAL && !std::isfinite(std::bit_cast<double>(value))) {
+    out += "null";
+  } else {
+    out += NoteValueText(attribute, value);
+  }
+}
+
+void AppendValues(const NoteAttribute& attribute, std::span<const uint64_t> values,
+                  std::string& out) {
+  if (attribute.type != NoteType::RECORDS) {
+    AppendValue(attribute, values.front(), out);
+    return;
+  }
+  out += '[';
+  for (size_t i = 0; i < values.size(); ++i) {
+    out += i == 0 ? "" : ",";
+    AppendNumber(values[i], out);
+  }
+  out += ']';
+}
+
+}  // namespace
+
+void EventJsonLines::Add(const NotedSelection& from, size_t i, std::string& out) {
+  const TraceEvent event = from.found.Event(i);
+  const bool isSend = event.type == SEND_RECORD;
+  out += "{\"record\":";
+  AppendNumber(event.record, out);
+  AppendKey("cycle", out);
+  AppendNumber(event.cycle, out);
+  AppendKey("thread", out);
+  AppendNumber(event.thread, out);
+  AddName("threadName", NameOfThread(naming, event.thread), out);
+  AppendKey("type", out);
+  out += '"';
+  out += TypeName(event.type);
+  out += '"';
+  AddPlace(isSend ? "from" : "at", event.at, out);
+  if (event.type != SWITCH_RECORD) {
+    AddName(isSend ? "fromPlace" : "place", NameOfPlace(naming, event.at), out);
+  }
+  if (isSend) {
+    AddPlace("to", event.to, out);
+    AddName("toPlace", NameOfPlace(naming, event.to), out);
+  }
+  if (const std::optional<Place> cluster = ClusterOf(naming, event)) {
+    AddPlace("cluster", *cluster, out);
+  }
+  if (naming.notes != nullptr) {
+    AddNotes(from, i, out);
+  }
+  out += "}\n";
+}
+
+void EventJsonLines::AddNotes(const NotedSelection& from, size_t i, std::string& out) const {
+  AppendKey("notes", out);
+  const char* before = "{";
+  const auto attributes = Attributes(naming);
+  for (size_t a = 0; a < attributes.size(); ++a) {
+    if (from.notes[a]->Has(i)) {
+      out += before;
+      AppendText(attributes[a].name, out);
+      out += ':';
+      AppendValues(attributes[a], from.notes[a]->All(i), out);
+      before = ",";
+    }
+  }
+  out += *before == '{' ? "{}" : "}";
+}
+
+void EventJsonLines::Count(uint64_t events, std::string& out) {
+  out += "{\"events\":";
+  AppendNumber(events, out);
+  out += "}\n";
+}
+
+}  // namespace marrowfin

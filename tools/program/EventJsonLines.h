@@ -1,0 +1,27 @@
+#ifndef TOOLS_PROGRAM_EVENTJSONLINES_H
+#define TOOLS_PROGRAM_EVENTJSONLINES_H
+
+#include <string>
+
+#include "tools/program/EventLines.h"
+
+namespace marrowfin {
+
+// A JSON object a line for each event; what notes tell of it is an object in it.
+class EventJsonLines : public EventLines {
+ public:
+  explicit EventJsonLines(const EventNaming& naming) : naming(naming) {}
+
+  void Begin(std::string&) override {}
+  void Add(const NotedSelection& from, size_t i, std::string& out) override;
+  void Count(uint64_t events, std::string& out) override;
+
+ private:
+  void AddNotes(const NotedSelection& from, size_t i, std::string& out) const;
+
+  const EventNaming& naming;
+};
+
+}  // namespace marrowfin
+
+#endif

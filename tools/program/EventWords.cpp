@@ -1,0 +1,59 @@
+#include "tools/program/EventWords.h"
+
+#include <charconv>
+
+#include "trace/base/Record.h"
+
+namespace marrowfin {
+
+void AppendNumber(uint64_t number, std::string& out) {
+  char digits[20];
+  out.append(digits, std::to_chars(digits, digits + sizeof(digits), number).ptr);
+}
+
+void AppendPlace(Place place, const char* between, std::string& out) {
+  AppendNumber(place.column, out);
+  out += between;
+  AppendNumber(place.row, out);
+}
+
+const char* TypeName(uint32_t type) {
+  return type == FIRE_RECORD ? "fire" : type == SEND_RECORD ? "send" : "switch";
+}
+
+std::optional<Place> ClusterOf(const EventNaming& naming, const TraceEvent& event) {
+  const bool known =
+      event.type == SWITCH_RECORD && naming.shape && naming.shape->HasSwitch(event.at);
+  return known ? std::optional(naming.shape->ClusterOfSwitch(event.at)) : std::nullopt;
+}
+
+const std::string* NameOfThread(const EventNaming& naming, uint32_t thread) {
+  if (naming.about == nullptr) {
+    return nullptr;
+  }
+  const auto found = naming.about->threads.find(thread);
+  return found == naming.about->threads.end() ? nullptr : &found->second.name;
+}
+
+const std::string* NameOfPlace(const EventNaming& naming, Place place) {
+  if (naming.about == nullptr) {
+    return nullptr;
+  }
+  const auto found = naming.about->places.find(place);
+  return found == naming.about->places.end() ? nullptr : &found->second;
+}
+
+bool HasThreadNames(const EventNaming& naming) {
+  return naming.about != nullptr && !naming.about->threads.empty();
+}
+
+bool HasPlaceNames(const EventNaming& naming) {
+  return naming.about != nullptr && !naming.about->places.empty();
+}
+
+std::span<const NoteAttribute> Attributes(const EventNaming& naming) {
+  return naming.notes == nullptr ? std::span<const NoteAttribute>()
+                                 : std::span<const NoteAttribute>(naming.notes->attributes);
+}
+
+}  // namespace marrowfin

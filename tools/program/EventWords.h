@@ -1,0 +1,40 @@
+#ifndef TOOLS_PROGRAM_EVENTWORDS_H
+#define TOOLS_PROGRAM_EVENTWORDS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "tools/program/EventLines.h"
+#include "trace/ask/EventFilter.h"
+#include "trace/base/Place.h"
+
+namespace marrowfin {
+
+// What all forms of lists share.
+
+void AppendNumber(uint64_t number, std::string& out);
+
+// The column and the row.
+void AppendPlace(Place place, const char* between, std::string& out);
+
+// "fire", "send", "switch".
+const char* TypeName(uint32_t type);
+
+// The cluster whose switch transmitted, where that is known.
+std::optional<Place> ClusterOf(const EventNaming& naming, const TraceEvent& event);
+
+// What the run called a thread or a position; null where it did not. Places of switches are no
+// positions.
+const std::string* NameOfThread(const EventNaming& naming, uint32_t thread);
+const std::string* NameOfPlace(const EventNaming& naming, Place place);
+bool HasThreadNames(const EventNaming& naming);
+bool HasPlaceNames(const EventNaming& naming);
+
+// What is declared; empty where nothing is.
+std::span<const NoteAttribute> Attributes(const EventNaming& naming);
+
+}  // namespace marrowfin
+
+#endif
