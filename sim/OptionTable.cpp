@@ -1,9 +1,7 @@
 #include "sim/OptionTable.h"
 
 #include <regex.h>
-
 #include <strings.h>
-#include <new>
 
 #include <algorithm>
 #include <cctype>
@@ -12,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <new>
 #include <sstream>
 
 #include "Util/AppendFormat.h"

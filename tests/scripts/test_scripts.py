@@ -87,6 +87,12 @@ def test_the_ten_slowest_tests_of_all_builds_are_named(project):
     assert lines[10:12] == ["  0.3 s  t3 (dev)", "failed: slow (asan, fail)"]
 
 
+@pytest.mark.parametrize("script", ["test", "coverage"])
+def test_what_builds_for_long_takes_no_words_and_says_so(project, script):
+    result = run(project, f"scripts/{script}", "--help")
+    assert (result.returncode, result.stderr) == (2, f"usage: scripts/{script}\n")
+
+
 def test_a_file_that_is_not_formatted_is_refused(project):
     shutil.copy(ROOT / ".clang-format", project)
     source = project / "File.cpp"
