@@ -19,7 +19,8 @@ typedef std::map<Place, uint64_t, InRowOrder> PlaceCounts;
 
 // How many of the events that a filter lets through each place has: where they fired or
 // transmitted, and of sends the sender. Where an element spent its time waiting is
-// `kind=wait`. Reads what NotedCursor reads, and has its faults; memory follows the places.
+// `kind=wait`. Reads what NotedCursor reads, and has its faults; memory follows the places. `notes`
+// serves one thread at a time.
 [[nodiscard]] Result<PlaceCounts> CountAtPlaces(const TraceSource& trace, const Index& index,
                                                 NotesOfTrace& notes, const NotedFilter& filter,
                                                 const ProgressCallback& progress = {});

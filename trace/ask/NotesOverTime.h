@@ -41,7 +41,8 @@ struct NoteBins {
 // The activity over time by the values of an attribute that has names or few values, such as its
 // kind, as ActivityOverTime tells it by thread: what a question asks, what it reads and what it
 // costs is said there. OUT_OF_RANGE where the attribute has too many values, or values of another
-// type; other faults are those of ActivityOverTime and, for what is read, of NotesOfTrace.
+// type; other faults are those of ActivityOverTime and, for what is read, of NotesOfTrace. `notes`
+// serves one thread at a time.
 [[nodiscard]] Result<NoteBins> NotesOverTime(const TraceSource& trace, const Index& index,
                                              NotesOfTrace& notes, const NotesIndex& known,
                                              uint32_t attribute, const ActivityQuestion& question,

@@ -45,6 +45,8 @@ struct CounterSpan {
 // 2^Shift() cycles, of which only those with samples are kept, since in any other the counter has
 // the value that it had before. Where there are more than a bound, each two become one: the memory
 // is that of the bound however long the run.
+//
+// Any number of threads may read at a time, or one write.
 class CounterSeries {
  public:
   struct Cell {

@@ -35,6 +35,8 @@ struct CounterKeyHash {
 //
 // A place that has had no sample yet counts as 0 in a sum. Where the cycles of a counter's samples
 // fall from one place to another, as they may, its sum is not known.
+//
+// Any number of threads may read at a time, or one write.
 class CounterTable {
  public:
   struct Limits {
