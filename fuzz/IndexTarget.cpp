@@ -279,7 +279,7 @@ void ChangeShape(IndexTables& d, Input& input) {
       places.push_back({value, input.Byte()});
       break;
     case 6:
-      d.summary.end.kind = static_cast<Fault::Kind>(value % (Fault::CANCELLED + 1));
+      d.summary.end.kind = static_cast<Fault::Kind>(value % (Fault::DAMAGED_INDEX + 2));
       break;
     case 7:
       d.atLastBoundary = d.summary;

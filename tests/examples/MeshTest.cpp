@@ -10,12 +10,10 @@
 
 #include "tests/support/Command.h"
 #include "tests/support/Files.h"
+#include "tests/trace/support/ReadEvents.h"
 #include "trace/base/Fingerprint.h"
-#include "trace/read/Columns.h"
 #include "trace/read/NotesDecode.h"
 #include "trace/read/NotesFile.h"
-#include "trace/read/OpenSource.h"
-#include "trace/read/Reader.h"
 
 namespace marrowfin::testing {
 namespace {
@@ -44,44 +42,15 @@ Results ResultsOf(const Words& arguments) {
   return results;
 }
 
-struct Event {
-  uint32_t type;
-  uint64_t cycle;
-  uint32_t thread;
-  Place at;
-  Place to;
-  std::string kind;
+struct NotedEvent : Event {
+  std::string kind = "";
   uint64_t packet = 0;
   uint64_t created = 0;
   uint64_t size = 0;
-  std::vector<uint64_t> consumes;
+  std::vector<uint64_t> consumes = {};
 };
 
-std::vector<Event> EventsIn(const std::string& name) {
-  std::vector<Event> events;
-  Result<std::unique_ptr<ByteSource>> source = OpenSource(name);
-  EXPECT_TRUE(source) << source.Why().Text();
-  Reader reader(std::move(source).Take(), name);
-  Columns columns;
-  while (reader.Next(columns)) {
-    for (size_t i = 0; i < columns.size; ++i) {
-      events.push_back({columns.tag[i].type,
-                        columns.cycle[i],
-                        columns.tag[i].thread,
-                        columns.at[i],
-                        columns.to[i],
-                        "",
-                        0,
-                        0,
-                        0,
-                        {}});
-    }
-  }
-  EXPECT_FALSE(reader.GetFault()) << reader.GetFault().Text();
-  return events;
-}
-
-void AddNote(const NoteAttribute& attribute, uint64_t value, Event& event) {
+void AddNote(const NoteAttribute& attribute, uint64_t value, NotedEvent& event) {
   if (attribute.name == KIND_ATTRIBUTE) {
     event.kind = attribute.names.at(value);
   } else if (attribute.name == PACKET_ATTRIBUTE) {
@@ -95,12 +64,13 @@ void AddNote(const NoteAttribute& attribute, uint64_t value, Event& event) {
   }
 }
 
-void AddBlock(const NoteDeclarations& declarations, NotesBlock block, std::vector<Event>& events) {
+void AddBlock(const NoteDeclarations& declarations, NotesBlock block,
+              std::vector<NotedEvent>& events) {
   ASSERT_LE(block.first + block.count, events.size());
   Fingerprint print;
   std::vector<uint64_t> cycles;
   for (uint64_t i = block.first; i < block.first + block.count; ++i) {
-    const Event& event = events[i];
+    const NotedEvent& event = events[i];
     print.Add(event.type, event.cycle, event.thread, event.at, event.to);
     cycles.push_back(event.cycle);
   }
@@ -115,9 +85,12 @@ void AddBlock(const NoteDeclarations& declarations, NotesBlock block, std::vecto
 }
 
 // The recording without its frame; `samples` are added to, if given.
-std::vector<Event> Recorded(const std::string& name,
-                            std::vector<CounterSample>* samples = nullptr) {
-  std::vector<Event> events = EventsIn(name);
+std::vector<NotedEvent> Recorded(const std::string& name,
+                                 std::vector<CounterSample>* samples = nullptr) {
+  std::vector<NotedEvent> events;
+  for (const Event& record : ReadEvents(name)) {
+    events.push_back({record});
+  }
   const Result<std::unique_ptr<NotesFile>> notes = NotesFile::Open(NotesFile::NameBeside(name));
   EXPECT_TRUE(notes) << notes.Why().Text();
   EXPECT_EQ(events.size(), (*notes)->Records());
@@ -148,7 +121,7 @@ TEST_P(MeshTest, WhatTheRecordingCountsIsWhatTheSimulatorSays) {
   const Results results = ResultsOf(words);
   EXPECT_EQ(alone, results) << "recording changes nothing";
 
-  const std::vector<Event> events = Recorded(name);
+  const std::vector<NotedEvent> events = Recorded(name);
   ASSERT_GE(events.size(), 2U);
   uint64_t heads = 0;
   uint64_t ejected = 0;
@@ -157,7 +130,7 @@ TEST_P(MeshTest, WhatTheRecordingCountsIsWhatTheSimulatorSays) {
   uint64_t bytes = 0;
   std::map<uint64_t, uint64_t> injectedAt;
   for (size_t i = 1; i + 1 < events.size(); ++i) {
-    const Event& event = events[i];
+    const NotedEvent& event = events[i];
     EXPECT_LE(event.created, event.cycle);
     heads += event.kind == "head";
     if (event.kind == "inject") {
@@ -169,7 +142,7 @@ TEST_P(MeshTest, WhatTheRecordingCountsIsWhatTheSimulatorSays) {
       latencyMax = std::max(latencyMax, event.cycle - event.created);
       bytes += event.size;
       ASSERT_EQ(1U, event.consumes.size());
-      const Event& last = events[event.consumes[0]];
+      const NotedEvent& last = events[event.consumes[0]];
       EXPECT_EQ(event.packet, last.packet);
       EXPECT_EQ(event.at, last.to);
       EXPECT_LT(last.cycle, event.cycle);
@@ -196,10 +169,10 @@ TEST_P(MeshTest, LinkCarriesOneFlitACycleAndARouterHoldsWhatCameAndDidNotGo) {
   words.insert(words.end(), {"--trace", name});
   ResultsOf(words);
   std::vector<CounterSample> samples;
-  const std::vector<Event> events = Recorded(name, &samples);
+  const std::vector<NotedEvent> events = Recorded(name, &samples);
   std::set<std::vector<uint64_t>> used;
   for (size_t i = 1; i + 1 < events.size(); ++i) {
-    const Event& e = events[i];
+    const NotedEvent& e = events[i];
     if (e.type == SEND_RECORD) {
       EXPECT_TRUE(used.insert({e.cycle, e.at.column, e.at.row, e.to.column, e.to.row}).second);
     }
@@ -246,16 +219,16 @@ TEST_F(MeshTest, AdaptiveRoutingTakesShortestWays) {
 
 TEST_F(MeshTest, LastCyclesAreThoseOfTheWholeRecording) {
   ResultsOf({"--cycles", "500", "--trace", name});
-  const std::vector<Event> all = Recorded(name);
+  const std::vector<NotedEvent> all = Recorded(name);
   const std::string tail = folder.File("tail.trace");
   ResultsOf({"--cycles", "500", "--trace", tail, "--keep-last", "50"});
-  const std::vector<Event> last = Recorded(tail);
+  const std::vector<NotedEvent> last = Recorded(tail);
   ASSERT_GT(last.size(), 100U);
   ASSERT_LT(last.size(), all.size());
   const uint64_t end = all[all.size() - 2].cycle;
   for (size_t i = 1; i + 1 < last.size(); ++i) {
-    const Event& kept = last[last.size() - 1 - i];
-    const Event& whole = all[all.size() - 1 - i];
+    const NotedEvent& kept = last[last.size() - 1 - i];
+    const NotedEvent& whole = all[all.size() - 1 - i];
     EXPECT_GT(kept.cycle + 50, end);
     EXPECT_EQ(std::tie(kept.cycle, kept.type, kept.packet, kept.kind, kept.created),
               std::tie(whole.cycle, whole.type, whole.packet, whole.kind, whole.created));

@@ -6,10 +6,10 @@ namespace marrowfin {
 
 namespace {
 
+// Whether an array of such clusters has a switch there, if it only has enough of them.
 bool IsSwitchPlace(const ArrayShape& shape, Place place) {
   return place.column >= FIRST_SWITCH && place.row >= FIRST_SWITCH &&
-         (place.column - FIRST_SWITCH) % shape.ClusterColumns() == 0 &&
-         (place.row - FIRST_SWITCH) % shape.ClusterRows() == 0;
+         shape.SwitchOf(shape.ClusterOfSwitch(place)) == place;
 }
 
 }  // namespace

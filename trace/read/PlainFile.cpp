@@ -5,6 +5,7 @@
 
 #include <cerrno>
 
+#include "trace/read/OutOfOrder.h"
 #include "trace/read/PositionedFile.h"
 #include "trace/read/Residence.h"
 
@@ -93,15 +94,6 @@ class PlainFile : public PositionedFile {
   std::unique_ptr<Residence> residence;  // of the bytes
 };
 
-Fault NotPlain(const std::string& name) {
-  Fault fault;
-  fault.kind = Fault::SYSTEM;
-  fault.file = name;
-  fault.reason = "a pipe or device cannot be read out of order";
-  fault.remedy = "copy or unpack it into a plain file";
-  return fault;
-}
-
 }  // namespace
 
 Result<std::unique_ptr<PositionedFile>> OpenPlainFile(const std::string& name, PlainAccess access) {
@@ -126,7 +118,7 @@ Result<std::unique_ptr<PositionedFile>> OpenPlainFile(int descriptor, const std:
     return SystemFault(name, "cannot read", EISDIR);
   }
   if (!S_ISREG(status.st_mode)) {
-    return NotPlain(name);
+    return CannotReadOutOfOrder(name, "a pipe or device");
   }
   if (access == PlainAccess::MAPPED) {
     file->Map();

@@ -8,6 +8,7 @@
 #include "trace/read/BusGuard.h"
 #include "trace/read/Decode.h"
 #include "trace/read/MalformedRecord.h"
+#include "trace/read/OutOfOrder.h"
 #include "trace/read/Packing.h"
 
 namespace marrowfin {
@@ -29,15 +30,6 @@ void TouchWindow(const uint8_t* begin, uint64_t offset, uint64_t limit) {
   }
 }
 
-Fault PackedTrace(const std::string& name) {
-  Fault fault;
-  fault.kind = Fault::SYSTEM;
-  fault.file = name;
-  fault.reason = "a packed trace cannot be read out of order";
-  fault.remedy = "copy or unpack it into a plain file";
-  return fault;
-}
-
 }  // namespace
 
 Result<std::unique_ptr<TraceSource>> TraceSource::Open(const std::string& name,
@@ -56,7 +48,7 @@ Result<std::unique_ptr<TraceSource>> TraceSource::Over(std::unique_ptr<Positione
     return fault;
   }
   if (PackingOf(start, length) != Packing::NONE) {
-    return PackedTrace(file->Name());
+    return CannotReadOutOfOrder(file->Name(), "a packed trace");
   }
   return std::unique_ptr<TraceSource>(new TraceSource(std::move(file)));
 }

@@ -10,6 +10,7 @@
 #include "tests/trace/support/Filters.h"
 #include "tests/trace/support/Opened.h"
 #include "tests/trace/support/RandomTrace.h"
+#include "tests/trace/support/Told.h"
 #include "trace/ask/RegionActivity.h"
 #include "trace/ask/Walk.h"
 
@@ -354,29 +355,6 @@ TEST(QueryTest, SearchThatWasStoppedIsTakenUpWhereTheCursorIsPlaced) {
   ASSERT_TRUE(cursor.Next(event));
   EXPECT_EQ(event.record, 4000U);
 }
-
-// What a callback was told; it asks to stop at the `stopAt`-th call.
-struct Told {
-  ProgressCallback Callback() {
-    return [this](const Progress& now) {
-      values.push_back(now.done);
-      wholes.push_back(now.all);
-      EXPECT_EQ(now.unit, Progress::RECORDS);
-      return values.size() < stopAt;
-    };
-  }
-
-  void ExpectToRiseToTheWhole() const {
-    ASSERT_GT(values.size(), 1U);
-    EXPECT_TRUE(std::is_sorted(values.begin(), values.end()));
-    EXPECT_EQ(std::vector<uint64_t>(wholes.size(), wholes[0]), wholes);
-    EXPECT_EQ(values.back(), wholes.back());
-  }
-
-  size_t stopAt = ~size_t{0};
-  std::vector<uint64_t> values;
-  std::vector<uint64_t> wholes;
-};
 
 TEST(QueryTest, ProgressOfASearchRisesToTheWholeInBothDirections) {
   std::mt19937 random(7);

@@ -199,10 +199,7 @@ TEST(StateCursorTest, EveryCycleOfTheNaturalReadingIsThatOfAQuestionFromScratch)
 // Thousands of steps, most of them between keyframes.
 TEST(StateCursorTest, LongWaysToAndFroAcrossKeyframesAreThoseOfQuestionsFromScratch) {
   std::mt19937 random(23);
-  RandomTraceOptions options;
-  options.shape = {2, 2, 4};
-  options.records = 200000;
-  options.perCycle = 100;
+  const RandomTraceOptions options = ManyKeyframes();
   const std::vector<Event> events = RandomEvents(random, options);
   const Opened opened(Encode(events));
   ASSERT_GE(opened.index->Boundaries().size(), 5U);
@@ -251,9 +248,7 @@ TEST(StateCursorTest, BackFromAMomentIsWhereTheSameStepLedTo) {
 // However long the way: a stretch is gone through once for all of its steps.
 TEST(StateCursorTest, RecordsAreReadOnceOnTheWayThereAndOnceOnTheWayBack) {
   std::mt19937 random(29);
-  RandomTraceOptions options;
-  options.shape = {2, 2, 4};
-  options.records = 200000;
+  RandomTraceOptions options = ManyKeyframes();
   for (const unsigned perCycle : {5U, 500U}) {
     options.perCycle = perCycle;
     const Opened opened(Encode(RandomEvents(random, options)));

@@ -8,6 +8,7 @@
 #include "tests/trace/ask/ViewerModel.h"
 #include "tests/trace/support/Opened.h"
 #include "tests/trace/support/RandomTrace.h"
+#include "tests/trace/support/Told.h"
 #include "trace/ask/StateCursor.h"
 #include "trace/ask/StateReader.h"
 
@@ -64,10 +65,7 @@ TEST(StateTest, EveryStepOfShortTracesLooksAsTheViewerShowsIt) {
 
 TEST(StateTest, StepsAcrossManyKeyframesLookAsTheViewerShowsThem) {
   std::mt19937 random(8);
-  RandomTraceOptions options;
-  options.shape = {2, 2, 4};
-  options.records = 200000;
-  options.perCycle = 100;
+  const RandomTraceOptions options = ManyKeyframes();
   const std::vector<Event> events = RandomEvents(random, options);
   const Opened opened(Encode(events));
   ASSERT_GE(opened.index->Boundaries().size(), 5U);
@@ -306,30 +304,12 @@ TEST(StateTest, SkippingWorksInATraceOfWhichTheIndexKeepsNoBoundaries) {
   }
 }
 
-// What a callback was told; it asks to stop at the `stopAt`-th call.
-struct Told {
-  ProgressCallback Callback() {
-    return [this](const Progress& now) {
-      values.push_back(now.done);
-      wholes.push_back(now.all);
-      EXPECT_EQ(now.unit, Progress::RECORDS);
-      return values.size() < stopAt;
-    };
-  }
-
-  size_t stopAt = ~size_t{0};
-  std::vector<uint64_t> values;
-  std::vector<uint64_t> wholes;
-};
-
 // Asks once to the end and then again and again, stopped ever later.
 void ExpectProgress(const std::function<Fault(const ProgressCallback&)>& ask) {
   Told told;
   ASSERT_TRUE(IsFine(ask(told.Callback())));
   ASSERT_GT(told.values.size(), 100U) << "the question was not long";
-  EXPECT_TRUE(std::is_sorted(told.values.begin(), told.values.end()));
-  EXPECT_EQ(told.wholes, std::vector<uint64_t>(told.wholes.size(), told.wholes[0]));
-  EXPECT_EQ(told.values.back(), told.wholes.back());
+  told.ExpectToRiseToTheWhole();
   for (const size_t stopAt : {size_t{1}, size_t{50}, told.values.size()}) {
     Told stopped;
     stopped.stopAt = stopAt;

@@ -17,6 +17,7 @@ struct Event {
   uint32_t thread = 0;
   Place at;
   Place to;
+  friend bool operator==(const Event&, const Event&) = default;
 };
 
 // What kind of trace Random makes.
@@ -28,6 +29,15 @@ struct RandomTraceOptions {
   unsigned threads = 9;
   bool falling = false;  // whether cycles sometimes fall
 };
+
+// A trace of thousands of steps, most of them between keyframes.
+inline RandomTraceOptions ManyKeyframes() {
+  RandomTraceOptions options;
+  options.shape = {2, 2, 4};
+  options.records = 200000;
+  options.perCycle = 100;
+  return options;
+}
 
 std::vector<Event> RandomEvents(std::mt19937& random, const RandomTraceOptions& options);
 

@@ -14,13 +14,12 @@
 
 #include "tests/support/Files.h"
 #include "tests/trace/support/Child.h"
+#include "tests/trace/support/ReadEvents.h"
 #include "trace/base/Record.h"
 #include "trace/marrowfin_trace.h"
 #include "trace/read/AboutFile.h"
 #include "trace/read/NotesDecode.h"
 #include "trace/read/NotesFile.h"
-#include "trace/read/OpenSource.h"
-#include "trace/read/Reader.h"
 #include "trace/write/Recorder.h"
 
 namespace marrowfin::testing {
@@ -28,31 +27,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-
-struct Event {
-  uint32_t type;
-  uint64_t cycle;
-  uint32_t thread;
-  Place at;
-  Place to;
-  friend bool operator==(const Event&, const Event&) = default;
-};
-
-// The whole records of a trace, packed or not.
-std::vector<Event> EventsOf(const std::string& name) {
-  std::vector<Event> events;
-  Result<std::unique_ptr<ByteSource>> source = OpenSource(name);
-  EXPECT_TRUE(source) << source.Why().Text();
-  Reader reader(std::move(source).Take(), name);
-  Columns columns;
-  while (reader.Next(columns)) {
-    for (size_t i = 0; i < columns.size; ++i) {
-      events.push_back({columns.tag[i].type, columns.cycle[i], columns.tag[i].thread, columns.at[i],
-                        columns.to[i]});
-    }
-  }
-  return events;
-}
 
 // What is noted: of each attribute by name, the records and the values.
 using Noted = std::map<std::string, std::vector<std::pair<uint64_t, uint64_t>>>;
@@ -228,7 +202,7 @@ TEST_F(CxxRecorderTest, NotesReadBackAreThoseThatWereRecorded) {
   EXPECT_EQ("flows", declared.attributes[1].unit);
   EXPECT_EQ("cycle", declared.attributes[2].unit);
   EXPECT_EQ(NoteType::REAL, declared.attributes[3].type);
-  EXPECT_TRUE(expected == NotedOf(*notes, EventsOf(name)));
+  EXPECT_TRUE(expected == NotedOf(*notes, ReadEvents(name)));
 }
 
 TEST_F(CxxRecorderTest, SamplesReadBackAreThoseThatWereTaken) {
@@ -267,7 +241,7 @@ TEST_F(CxxRecorderTest, FrameStandsAroundTheRecordsAndThatOfNoneIsNone) {
   EXPECT_EQ(RecordNumber{1}, trace.Fire(5, 1, {3, 2}));
   EXPECT_EQ(RecordNumber{2}, trace.Fire(8, 1, {3, 2}));
   ASSERT_FALSE(trace.Close());
-  EXPECT_THAT(EventsOf(name),
+  EXPECT_THAT(ReadEvents(name),
               ElementsAre(Event{4, 5, 9, {0, 0}, {0, 0}}, Event{3, 5, 1, {3, 2}, {}},
                           Event{3, 8, 1, {3, 2}, {}}, Event{4, 9, 9, {}, {}}));
 }
@@ -360,7 +334,7 @@ TEST_F(CxxRecorderTest, NotesOfNoRecordAreRefused) {
   ASSERT_FALSE(trace.Flush());
   EXPECT_FALSE(trace.Note(packet, 2)) << "what is handed over takes no notes";
   ASSERT_FALSE(trace.Close());
-  EXPECT_EQ((Noted{{"packet", {{0, 1}}}}), NotedOf(*Notes(), EventsOf(name)));
+  EXPECT_EQ((Noted{{"packet", {{0, 1}}}}), NotedOf(*Notes(), ReadEvents(name)));
 }
 
 TEST_F(CxxRecorderTest, LastRecordOfAPieceCanStillBeNoted) {
@@ -372,7 +346,7 @@ TEST_F(CxxRecorderTest, LastRecordOfAPieceCanStillBeNoted) {
     ASSERT_TRUE(trace.Note(packet, i)) << i;
   }
   ASSERT_FALSE(trace.Close());
-  EXPECT_EQ(70000U, NotedOf(*Notes(), EventsOf(name))["packet"].size());
+  EXPECT_EQ(70000U, NotedOf(*Notes(), ReadEvents(name))["packet"].size());
 }
 
 TEST_F(CxxRecorderTest, ManyNotesOfARecordEndAPieceEarly) {
@@ -571,7 +545,7 @@ TEST_F(CxxRecorderTest, RunThatIsKilledLeavesNotesThatAgreeWithItsTrace) {
       EXPECT_EQ(Fault::CUT_NOTES, notes.Why().kind) << notes.Why().Text();
       continue;
     }
-    const std::vector<Event> events = EventsOf(name);
+    const std::vector<Event> events = ReadEvents(name, Ending::ANY);
     size_t wrong = 0;
     for (uint64_t i = 0; i < events.size(); ++i) {
       wrong += events[i] != Event{SEND_RECORD, i, 0, {2, 1}, {4, 3}};

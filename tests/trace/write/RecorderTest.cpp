@@ -14,12 +14,11 @@
 
 #include "tests/support/Files.h"
 #include "tests/trace/support/Child.h"
+#include "tests/trace/support/ReadEvents.h"
 #include "trace/base/Fingerprint.h"
 #include "trace/marrowfin_trace.h"
 #include "trace/read/NotesDecode.h"
 #include "trace/read/NotesFile.h"
-#include "trace/read/OpenSource.h"
-#include "trace/read/Reader.h"
 
 namespace marrowfin::testing {
 namespace {
@@ -27,32 +26,9 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-struct Event {
-  uint32_t type;
-  uint64_t cycle;
-  uint32_t thread;
-  Place at;
-  Place to;
-  friend bool operator==(const Event&, const Event&) = default;
-};
-
 class RecorderTest : public ::testing::Test {
  protected:
-  std::vector<Event> Read() const {
-    std::vector<Event> events;
-    Result<std::unique_ptr<ByteSource>> source = OpenSource(name);
-    EXPECT_TRUE(source) << source.Why().Text();
-    Reader reader(std::move(source).Take(), name);
-    Columns columns;
-    while (reader.Next(columns)) {
-      for (size_t i = 0; i < columns.size; ++i) {
-        events.push_back({columns.tag[i].type, columns.cycle[i], columns.tag[i].thread,
-                          columns.at[i], columns.to[i]});
-      }
-    }
-    EXPECT_EQ("", reader.GetFault() ? reader.GetFault().Text() : "");
-    return events;
-  }
+  std::vector<Event> Read() const { return ReadEvents(name); }
 
   std::vector<uint64_t> Cycles() const {
     std::vector<uint64_t> cycles;
