@@ -280,26 +280,33 @@ TEST(StateTest, EventAtALocationThatTheArrayLacksIsRefusedWhereCyclesFallToo) {
   }
 }
 
-// One message from far away, and the index keeps nothing of the whole any more.
-std::vector<Event> EventsWithAFarSend() {
+// More switches than an index keeps, and it keeps nothing of the whole any more.
+constexpr ArrayShape MANY_SWITCHES = {257, 1, 1};
+
+std::vector<Event> EventsOfManySwitches() {
   std::vector<Event> events(80000);
+  size_t next = 0;
   for (uint32_t i = 0; i < events.size(); ++i) {
-    events[i].cycle = i / 10;
+    events[i].cycle = i / 10000;
     events[i].thread = i / 7 % 5;
-    // The row of an element tells when it fired last: some only long before a skip.
-    events[i].at = {i % 8, i < 40000 ? i / 8 % 8 : i / 8 % 4};
+    if (i % 6 < 5 && next < MANY_SWITCHES.Switches()) {
+      events[i].type = SWITCH_RECORD;
+      events[i].at = MANY_SWITCHES.SwitchAt(next++);
+    } else {
+      // The row of an element tells when it fired last: some only long before a skip.
+      events[i].at = {i % 8, i < 40000 ? i / 8 % 8 : i / 8 % 4};
+    }
   }
-  events[79000] = {SEND_RECORD, events[79000].cycle, 0, {4000000000U, 0}, {1, 1}};
   return events;
 }
 
 TEST(StateTest, SkippingWorksInATraceOfWhichTheIndexKeepsNoBoundaries) {
   std::mt19937 random(12);
-  const std::vector<Event> events = EventsWithAFarSend();
+  const std::vector<Event> events = EventsOfManySwitches();
   const Opened opened(Encode(events));
   ASSERT_FALSE(opened.index->HasBoundaries());
-  for (const uint64_t skipTo : {uint64_t{0}, uint64_t{5}, events[45000].cycle}) {
-    CompareSteps(opened, {1, 2, 4}, skipTo, 100, random);
+  for (const uint64_t skipTo : {uint64_t{1}, events[45000].cycle}) {
+    CompareSteps(opened, MANY_SWITCHES, skipTo, 1000, random);
     ASSERT_FALSE(HasFatalFailure()) << "skip to " << skipTo;
   }
 }
@@ -343,10 +350,10 @@ TEST(StateTest, CallerHearsOfQuestionsThatGoThroughTheWholeTraceAndStopsThem) {
     const StateReader reader(*foreign.trace, *foreign.index, options.shape);
     return reader.AtCycle(events.back().cycle - 1, progress).Why();
   });
-  const Opened far(Encode(EventsWithAFarSend()));
+  const Opened large(Encode(EventsOfManySwitches()));
   ExpectProgress([&](const ProgressCallback& progress) {
-    const StateReader reader(*far.trace, *far.index, {1, 2, 4});
-    return reader.AtStep(7000, 5, progress).Why();
+    const StateReader reader(*large.trace, *large.index, MANY_SWITCHES);
+    return reader.AtStep(3, 4, progress).Why();
   });
 }
 
