@@ -6,20 +6,13 @@
 #include <ostream>
 #include <string>
 #include <utility>
+#include <vector>
 
-#include "measure/CountPackets.h"
-#include "measure/CountRun.h"
-#include "tools/program/FilterFlags.h"
-#include "tools/program/Interruption.h"
 #include "tools/program/Json.h"
-#include "tools/program/ProgressLine.h"
-#include "tools/program/Report.h"
 #include "tools/program/RunAnswer.h"
+#include "tools/program/RunInput.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/TextOutput.h"
-#include "tools/program/TraceInput.h"
-#include "trace/ask/FilterRange.h"
-#include "trace/read/Companion.h"
 #include "trace/write/AtomicFile.h"
 
 namespace marrowfin {
@@ -48,10 +41,7 @@ const std::map<std::string, StatsTable>& Tables() {
 }
 
 struct StatsFlags {
-  std::string trace;
-  FilterFlags filter;
-  ShapeFlags shape;
-  std::string packets = "notes";
+  RunFlags run;
   bool json = false;
   std::optional<std::string> csv;
   std::optional<std::string> output;
@@ -61,71 +51,11 @@ MaybeFailure CheckFlags(const StatsFlags& flags) {
   if (flags.json && flags.csv) {
     return Failure{EXIT_USAGE, "--json and --csv are two forms of one answer", "Give one of them."};
   }
-  if (flags.output && IsSameFile(flags.trace, *flags.output)) {
+  if (flags.output && IsSameFile(flags.run.trace, *flags.output)) {
     return Failure{EXIT_USAGE, *flags.output + ": is the trace",
                    "Name another output with -o: the numbers would replace the trace."};
   }
-  if (MaybeFailure failure = flags.filter.Check()) {
-    return failure;
-  }
-  return flags.shape.Check();
-}
-
-// What is asked about which trace.
-struct Question {
-  const StatsFlags& flags;
-  const Console& console;
-  IndexedTrace& trace;
-  const Companion& companion;
-  RunQuestion run;
-};
-
-// Asks with a line of progress; `ask` takes a callback for it.
-template <class Ask>
-auto Watched(const Question& question, const char* unit, Ask ask) {
-  const Interruption interruption;
-  ProgressLine line(question.console.terminal, "going through " + question.flags.trace, unit, 1e6);
-  return ask([&](const Progress& now) {
-    line.Update(now.done, now.all);
-    return !interruption.Asked();
-  });
-}
-
-Result<RunCounts> Count(const Question& question) {
-  return Watched(question, "M", [&](const ProgressCallback& progress) {
-    return CountRun(*question.trace.file, question.trace.index.get(), question.run, progress);
-  });
-}
-
-Result<PacketCounts> Follow(const Question& question, const TimeColumns& range,
-                            NotesOfTrace* notes) {
-  return Watched(question, "M records", [&](const ProgressCallback& progress) {
-    return CountPackets(*question.trace.file, *question.trace.index, notes, question.run.filter,
-                        PacketCounts::Windows(range.first, range.last), progress);
-  });
-}
-
-// Adds what became of packets, where they are told.
-Fault AddPackets(const Question& question, RunAnswer& answer) {
-  const TimeColumns& range = answer.counts->Times().Columns();
-  answer.packetsAreThreads = question.flags.packets == "thread";
-  std::optional<NotesOfTrace> notes;
-  if (question.companion.Notes() != nullptr && !answer.packetsAreThreads) {
-    notes.emplace(*question.trace.file, *question.trace.index, *question.companion.Notes());
-  }
-  NotesOfTrace* const told = notes ? &*notes : nullptr;
-  if (question.flags.packets == "none" || (!answer.packetsAreThreads && !TellPackets(told))) {
-    return {};
-  }
-  Result<PacketCounts> packets = Follow(question, range, told);
-  if (!packets) {
-    return packets.Why();
-  }
-  answer.packets = std::move(packets).Take();
-  if (notes && notes->Refused()) {
-    Report(FailureOf(notes->Refused()), question.console);
-  }
-  return {};
+  return flags.run.Check();
 }
 
 MaybeFailure Write(const StatsFlags& flags, const RunAnswer& answer, const Console& console) {
@@ -139,96 +69,30 @@ MaybeFailure Write(const StatsFlags& flags, const RunAnswer& answer, const Conso
   return output.Commit();
 }
 
-// Numbers of a part are told with the part; that more may belong to them is a failure.
-MaybeFailure CheckWhole(const Question& question, const EventFilter& asked) {
-  const Fault& end = question.trace.index->GetSummary().end;
-  if (!end) {
-    return std::nullopt;
-  }
-  const Result<bool> reaches = ReachesBehindEnd(*question.trace.file, *question.trace.index, asked);
-  if (!reaches) {
-    return IndexingFailureOf(reaches.Why(), question.flags.trace);
-  }
-  return *reaches ? MaybeFailure(CutShort(end)) : std::nullopt;
-}
-
-MaybeFailure Answer(Question& question, const EventFilter& asked) {
-  const Result<RunCounts> counts =
-      AskIndexed(question.console, question.trace, [&] { return Count(question); });
-  if (!counts) {
-    return IndexingFailureOf(counts.Why(), question.flags.trace);
-  }
-  RunAnswer answer;
-  answer.trace = question.flags.trace;
-  answer.shape = question.run.shape;
-  answer.counts = &*counts;
-  answer.measures = MeasuresOf(*counts);
-  if (Fault fault = AskIndexed(question.console, question.trace,
-                               [&] { return AddPackets(question, answer); })) {
-    return IndexingFailureOf(fault, question.flags.trace);
-  }
-  if (MaybeFailure failure = Write(question.flags, answer, question.console)) {
-    return failure;
-  }
-  return CheckWhole(question, asked);
-}
-
-// The array: as the flags say, as the companion does, or what holds the trace.
-MaybeFailure ChooseShape(const StatsFlags& flags, const Companion& companion,
-                         const Summary& summary, RunQuestion& run) {
-  const About* const about = companion.GetAbout();
-  if (about != nullptr && about->array) {
-    run.wrapColumns = about->array->wrapColumns;
-    run.wrapRows = about->array->wrapRows;
-  }
-  run.columnFirst = about != nullptr && about->links && about->links->routing == "yx";
-  if (about != nullptr && about->array && !flags.shape.Given()) {
-    run.shape = about->array->shape;
-    return std::nullopt;
-  }
-  return flags.shape.ShapeFor(flags.trace, summary, run.shape);
-}
-
 MaybeFailure Stats(const StatsFlags& flags, const Console& console) {
   if (MaybeFailure failure = CheckFlags(flags)) {
     return failure;
   }
-  IndexedTrace trace;
-  if (MaybeFailure failure = OpenIndexed(flags.trace, console, trace)) {
+  CountedRun run;
+  if (MaybeFailure failure = CountRunOf(flags.run, true, console, run)) {
     return failure;
   }
-  const Companion companion = Companion::Beside(*trace.file);
-  for (const Fault& fault : {companion.WhyNoAbout(), companion.WhyNoNotes()}) {
-    if (fault) {
-      Report(FailureOf(fault), console);
-    }
-  }
-  Question question = {flags, console, trace, companion, {}};
-  const Summary summary = trace.index->GetSummary();
-  if (MaybeFailure failure = ChooseShape(flags, companion, summary, question.run)) {
+  RunAnswer answer;
+  answer.trace = flags.run.trace;
+  answer.shape = run.question.shape;
+  answer.counts = &*run.counts;
+  answer.measures = MeasuresOf(*run.counts);
+  answer.packets = std::move(run.packets);
+  answer.packetsAreThreads = flags.run.packets == "thread";
+  if (MaybeFailure failure = Write(flags, answer, console)) {
     return failure;
   }
-  EventFilter& filter = question.run.filter;
-  if (MaybeFailure failure = flags.filter.FilterFor(flags.trace, question.run.shape, filter)) {
-    return failure;
-  }
-  const EventFilter asked = filter;
-  if (summary.end) {
-    // What stands before the break is counted by the index, which ends there.
-    filter.lastRecord = std::min(filter.lastRecord, summary.records);
-  }
-  return Answer(question, asked);
+  return CheckWhole(flags.run, run);
 }
 
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<StatsFlags>();
-  app.add_option("TRACE", flags->trace, "The trace: a plain file")->required();
-  flags->filter.Declare(app);
-  flags->shape.Declare(app);
-  app.add_option("--packets", flags->packets,
-                 "What tells packets: notes (the companion), thread (each is a packet), or none")
-      ->check(CLI::IsMember({"notes", "thread", "none"}))
-      ->capture_default_str();
+  flags->run.Declare(app);
   app.add_flag("--json", flags->json, "Print JSON");
   std::vector<std::string> tables;
   for (const auto& [name, table] : Tables()) {

@@ -1,0 +1,47 @@
+#ifndef RENDER_PLOT_AXIS_H
+#define RENDER_PLOT_AXIS_H
+
+#include <string>
+#include <vector>
+
+#include "render/plot/Page.h"
+
+namespace marrowfin {
+
+// A number on an axis.
+struct Tick {
+  double value = 0;
+  std::string label;
+};
+
+// Round numbers from `low` to `high`, steps of 1, 2 or 5 times a power of ten, about `wanted` of
+// them; labels have equally many digits behind the point.
+std::vector<Tick> LinearTicks(double low, double high, size_t wanted);
+
+// 1, 2 and 5 times powers of ten from `low` to `high`, both above 0.
+std::vector<Tick> LogTicks(double low, double high);
+
+// Maps values to points of the page, along either axis.
+struct Scale {
+  double low = 0;
+  double high = 1;
+  double from = 0;  // where `low` is
+  double to = 1;    // and `high`
+  bool logarithmic = false;
+
+  double At(double value) const;
+};
+
+// Draws rules across the area at the ticks of the vertical axis, and their numbers left of it.
+void DrawVerticalAxis(Canvas& canvas, const Box& area, const Scale& scale,
+                      const std::vector<Tick>& ticks, const std::string& title,
+                      const PlotStyle& style);
+
+// Draws the base line of the area with the ticks of the horizontal axis below it.
+void DrawHorizontalAxis(Canvas& canvas, const Box& area, const Scale& scale,
+                        const std::vector<Tick>& ticks, const std::string& title,
+                        const PlotStyle& style);
+
+}  // namespace marrowfin
+
+#endif

@@ -1,0 +1,111 @@
+#ifndef RENDER_PLOT_CANVAS_H
+#define RENDER_PLOT_CANVAS_H
+
+#include <cairo.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "render/plot/Fonts.h"
+#include "trace/ask/Fade.h"
+#include "trace/base/Fault.h"
+#include "trace/base/Result.h"
+#include "trace/write/ByteSink.h"
+
+namespace marrowfin {
+
+// A point and a rectangle of a page, in points of 1/72 inch from its upper left corner.
+struct Spot {
+  double x = 0;
+  double y = 0;
+};
+
+struct Box {
+  double x = 0;
+  double y = 0;
+  double width = 0;
+  double height = 0;
+
+  double Right() const { return x + width; }
+  double Bottom() const { return y + height; }
+};
+
+enum class PlotFormat { PNG, SVG, PDF };
+
+// Where a text stands to its spot, which is on its base line.
+enum class Align { LEFT, CENTRE, RIGHT };
+
+struct Pen {
+  Color color;
+  double width = 0.5;
+  std::vector<double> dashes = {};
+};
+
+// A page that is drawn upon and becomes a file: pixels, or shapes that stay sharp at any size. The
+// same calls make the same bytes.
+//
+// What is square lies on whole pixels, so that edges are sharp and neighbours leave no seam; curves
+// and texts lie where they lie. One thread at a time.
+class Canvas {
+ public:
+  // `scale` is pixels a point, for PNG. A SYSTEM fault where there is no memory for it, or the page
+  // is too large for the format.
+  [[nodiscard]] static Result<std::unique_ptr<Canvas>> Open(PlotFormat format, double width,
+                                                            double height, double scale);
+
+  Canvas(const Canvas&) = delete;
+  Canvas& operator=(const Canvas&) = delete;
+  ~Canvas();
+
+  double Width() const { return width; }
+  double Height() const { return height; }
+
+  // The size of what can just be seen, in points: a pixel, or in shapes a quarter of a point.
+  double Pixel() const;
+
+  // Squares and rules, on whole pixels.
+  void Fill(const Box& box, Color color);
+  void Frame(const Box& box, const Pen& pen);
+  void Horizontal(double x1, double x2, double y, const Pen& pen);
+  void Vertical(double x, double y1, double y2, const Pen& pen);
+
+  // Cells that touch: in shapes each reaches a little under its right and lower neighbour, since
+  // programs that show them leave a seam between edges that only meet.
+  void Cell(const Box& box, Color color);
+
+  void Line(const std::vector<Spot>& spots, const Pen& pen);
+  void Area(const std::vector<Spot>& spots, Color color);
+  void Dot(Spot centre, double radius, Color color);
+  void Ring(Spot centre, double radius, const Pen& pen);
+
+  void Text(const std::string& text, Spot spot, Align align, double size, Color color,
+            Weight weight = Weight::REGULAR);
+
+  // Upwards, its middle at the spot.
+  void TextUpwards(const std::string& text, Spot middle, double size, Color color);
+
+  // Ends the page and writes the file; nothing can be drawn any more. `name` tells an SVG's parts
+  // from those of others on the same page: letters, digits and hyphens.
+  [[nodiscard]] Fault Write(ByteSink& sink, const std::string& name);
+
+ private:
+  Canvas(PlotFormat format, double width, double height, double scale);
+
+  double Snap(double value) const;
+  void Use(Color color);
+  void Stroke(const Pen& pen);
+  void Show(const std::string& text, double size, Color color, Weight weight);
+
+  PlotFormat format;
+  double width;
+  double height;
+  double scale;
+  std::string bytes;  // of shapes
+  cairo_surface_t* surface = nullptr;
+  cairo_t* cairo = nullptr;
+};
+
+}  // namespace marrowfin
+
+#endif

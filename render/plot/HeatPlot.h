@@ -1,0 +1,67 @@
+#ifndef RENDER_PLOT_HEATPLOT_H
+#define RENDER_PLOT_HEATPLOT_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "measure/Level.h"
+#include "render/plot/Page.h"
+#include "trace/base/ArrayShape.h"
+
+namespace marrowfin {
+
+// A value for each unit of an array.
+struct HeatMap {
+  ArrayShape shape;
+  Level level = Level::PE;
+  std::vector<double> values;      // of each unit, row by row; none below 0
+  bool whole = false;              // whether they are counts
+  std::string unit;                // of the scale: "fires per PE"
+  std::optional<double> scaleMax;  // the end of the scale; what is above takes the last colour
+};
+
+// The scale of a map: from 0, in Theme::STEPS equal steps. It ends at the largest value; where that
+// is more than one and a half times the 99th percentile of those above 0, at that.
+struct HeatScale {
+  double end = 1;
+  size_t above = 0;  // units beyond the end
+  bool clipped = false;
+
+  size_t StepOf(double value) const;
+};
+HeatScale ScaleOf(const HeatMap& map);
+
+// The level at which a map of an array is drawn so wide: units of at least two pixels.
+Level LevelFor(const ArrayShape& shape, double points, double pixelsPerPoint);
+
+// Where is work? A cell for each unit, row 0 below; gaps and brackets tell the hierarchy. Exactly
+// zero has the colour of the paper. Values are written where all fit, else the five largest are
+// ringed.
+class HeatPlot : public PlotBody {
+ public:
+  explicit HeatPlot(HeatMap map);
+
+  Margins GetMargins(const PlotStyle& style) const override;
+  double HeightFor(double width, const PlotStyle& style) const override;
+  void Draw(Canvas& canvas, const Box& area, const PlotStyle& style) const override;
+
+ private:
+  struct Lines;
+
+  std::string ValueText(double value) const;
+  bool AllFit(double cell, const PlotStyle& style) const;
+  void DrawCells(Canvas& canvas, const Lines& lines, const PlotStyle& style) const;
+  void DrawValues(Canvas& canvas, const Lines& lines, const PlotStyle& style) const;
+  void DrawRings(Canvas& canvas, const Lines& lines, const Box& area, const PlotStyle& style) const;
+  void DrawNumbers(Canvas& canvas, const Lines& lines, const PlotStyle& style) const;
+  void DrawScale(Canvas& canvas, const Box& area, const PlotStyle& style) const;
+
+  HeatMap map;
+  HeatScale scale;
+};
+
+}  // namespace marrowfin
+
+#endif

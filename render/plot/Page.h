@@ -1,0 +1,75 @@
+#ifndef RENDER_PLOT_PAGE_H
+#define RENDER_PLOT_PAGE_H
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "render/plot/Canvas.h"
+#include "render/plot/Theme.h"
+#include "trace/base/Result.h"
+
+namespace marrowfin {
+
+// How a plot is to look.
+struct PlotStyle {
+  const Theme* theme = &Theme::Light();
+  PlotFormat format = PlotFormat::PNG;
+  double width = COLUMN;  // of the page, in points
+  double height = 0;      // of the page; 0 for what the plot wants
+  double text = 1;        // all sizes of text are multiplied by it
+  bool title = true;      // title and finding
+  bool caption = true;
+
+  // Widths of a column of a paper, and of the whole of its page.
+  static constexpr double COLUMN = 240;
+  static constexpr double WIDE = 504;
+
+  // Pixels a point: papers print small pictures.
+  double Scale() const { return width > 300 ? 3 : 4; }
+
+  double TitleSize() const { return 8 * text; }
+  double FindingSize() const { return 6.5 * text; }
+  double AxisSize() const { return 6 * text; }
+  double LabelSize() const { return 5.5 * text; }
+};
+
+// What is said around a plot.
+struct PlotWords {
+  std::string title;    // what is drawn
+  std::string finding;  // its headline numbers
+  std::string caption;  // of what, under which conditions
+};
+
+// Breaks a text between words so that no line is wider than `width` points, but for single words.
+std::vector<std::string> WrapText(const std::string& text, Weight weight, double size,
+                                  double width);
+
+// A plot: the room that it wants, and how it fills what it gets.
+class PlotBody {
+ public:
+  virtual ~PlotBody() = default;
+
+  // Points between the edges of the page and the plot itself, for its labels.
+  struct Margins {
+    double left = 34;
+    double right = 16;
+    double below = 27;
+  };
+  virtual Margins GetMargins(const PlotStyle& style) const = 0;
+
+  // The height that suits a plot of that width.
+  virtual double HeightFor(double width, const PlotStyle& style) const = 0;
+
+  virtual void Draw(Canvas& canvas, const Box& area, const PlotStyle& style) const = 0;
+};
+
+// Draws title, finding, plot, rule and caption, top down; the page is as high as they are, unless
+// the style says. SYSTEM where there is no room for the plot.
+[[nodiscard]] Result<std::unique_ptr<Canvas>> DrawPage(const PlotWords& words, const PlotBody& body,
+                                                       const PlotStyle& style);
+
+}  // namespace marrowfin
+
+#endif

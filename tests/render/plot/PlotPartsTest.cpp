@@ -1,0 +1,139 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "render/plot/Axis.h"
+#include "render/plot/HeatPlot.h"
+#include "render/plot/Page.h"
+#include "render/plot/SvgNames.h"
+#include "render/plot/TimelinePlot.h"
+
+namespace marrowfin::testing {
+namespace {
+
+using ::testing::ElementsAre;
+
+std::vector<std::string> Labels(const std::vector<Tick>& ticks) {
+  std::vector<std::string> labels;
+  for (const Tick& tick : ticks) {
+    labels.push_back(tick.label);
+  }
+  return labels;
+}
+
+TEST(AxisTest, TicksAreRoundAndHaveEquallyManyDigits) {
+  EXPECT_THAT(Labels(LinearTicks(0, 1972, 4)), ElementsAre("0", "500", "1,000", "1,500"));
+  EXPECT_THAT(Labels(LinearTicks(0, 1.13, 4)), ElementsAre("0.0", "0.5", "1.0"));
+  EXPECT_THAT(Labels(LinearTicks(0, 0.012, 4)), ElementsAre("0.000", "0.005", "0.010"));
+  EXPECT_THAT(Labels(LinearTicks(1000, 1010, 5)),
+              ElementsAre("1,000", "1,002", "1,004", "1,006", "1,008", "1,010"));
+  EXPECT_THAT(Labels(LinearTicks(5, 5, 4)), ElementsAre("5"));
+  EXPECT_THAT(Labels(LogTicks(20, 1500)), ElementsAre("20", "50", "100", "200", "500", "1,000"));
+}
+
+TEST(AxisTest, ScalesMapEndsToEnds) {
+  const Scale linear = {10, 20, 100, 0};
+  EXPECT_DOUBLE_EQ(linear.At(10), 100);
+  EXPECT_DOUBLE_EQ(linear.At(15), 50);
+  const Scale logarithmic = {1, 100, 0, 10, true};
+  EXPECT_DOUBLE_EQ(logarithmic.At(10), 5);
+}
+
+TEST(PageTest, TextBreaksBetweenWordsWhereTheLineIsFull) {
+  const std::string text = "one two three";
+  const double two = TextWidth("one two", Weight::REGULAR, 10);
+  EXPECT_THAT(WrapText(text, Weight::REGULAR, 10, two), ElementsAre("one two", "three"));
+  EXPECT_THAT(WrapText(text, Weight::REGULAR, 10, two - 0.1), ElementsAre("one", "two", "three"));
+  EXPECT_THAT(WrapText(text, Weight::REGULAR, 10, 1), ElementsAre("one", "two", "three"));
+  EXPECT_THAT(WrapText("", Weight::REGULAR, 10, 100), ElementsAre());
+}
+
+TEST(FontsTest, WidthsAreThoseOfTheFontWithoutRounding) {
+  EXPECT_DOUBLE_EQ(TextWidth("mm", Weight::REGULAR, 10), 2 * TextWidth("m", Weight::REGULAR, 10));
+  EXPECT_NEAR(TextWidth("0", Weight::REGULAR, 1000), 636.2, 0.1) << "1303 of 2048 units";
+  EXPECT_GT(TextWidth("0", Weight::BOLD, 10), TextWidth("0", Weight::REGULAR, 10));
+  EXPECT_GT(TextWidth("×−·√", Weight::REGULAR, 10), 20);
+}
+
+TEST(SvgNamesTest, PartsAreNumberedInOrderUnderTheirPicturesName) {
+  const std::string svg =
+      "<g id=\"glyph0-1\"/><clip id=\"clip7\"/><use xlink:href=\"#glyph0-1\" "
+      "clip=\"url(#clip7)\" other=\"#clip7\"/><a href=\"#none\"/>";
+  EXPECT_EQ(RenameSvgParts(svg, "heat"),
+            "<g id=\"heat-1\"/><clip id=\"heat-2\"/><use xlink:href=\"#heat-1\" "
+            "clip=\"url(#heat-2)\" other=\"#clip7\"/><a href=\"#none\"/>");
+  EXPECT_EQ(RenameSvgParts("", "x"), "");
+}
+
+HeatMap MapOf(std::vector<double> values) {
+  HeatMap map;
+  map.shape = {1, 1, 2};
+  map.values = std::move(values);
+  return map;
+}
+
+TEST(HeatScaleTest, TheScaleEndsAtTheLargestValueUnlessThatStandsOut) {
+  HeatScale scale = ScaleOf(MapOf({0, 10, 12, 14}));
+  EXPECT_EQ(scale.end, 14);
+  EXPECT_FALSE(scale.clipped);
+  HeatMap map = MapOf(std::vector<double>(1000, 10));
+  map.values[500] = 16;
+  map.values[7] = 0;
+  scale = ScaleOf(map);
+  EXPECT_EQ(scale.end, 10);
+  EXPECT_TRUE(scale.clipped);
+  EXPECT_EQ(scale.above, 1U);
+  map.values[500] = 15;
+  EXPECT_EQ(ScaleOf(map).end, 15);
+  map.scaleMax = 40;
+  EXPECT_EQ(ScaleOf(map).end, 40);
+  EXPECT_EQ(ScaleOf(MapOf({0, 0, 0, 0})).end, 1);
+}
+
+TEST(HeatScaleTest, SixteenEqualStepsBeginAtZero) {
+  const HeatScale scale = ScaleOf(MapOf({0, 0, 0, 32}));
+  EXPECT_EQ(scale.StepOf(0), 0U);
+  EXPECT_EQ(scale.StepOf(1.99), 0U);
+  EXPECT_EQ(scale.StepOf(2), 1U);
+  EXPECT_EQ(scale.StepOf(31.9), 15U);
+  EXPECT_EQ(scale.StepOf(32), 15U);
+  EXPECT_EQ(scale.StepOf(1000), 15U);
+}
+
+TEST(LevelForTest, UnitsAreDrawnThatHaveTwoPixels) {
+  EXPECT_EQ(LevelFor({16, 4, 4}, 160, 4), Level::PE);
+  EXPECT_EQ(LevelFor({16, 4, 8}, 160, 4), Level::DOMAIN);
+  EXPECT_EQ(LevelFor({64, 8, 8}, 160, 4), Level::CLUSTER);
+}
+
+TEST(TimelineLayersTest, ElevenThreadsAndOthersStandForMany) {
+  Columns batch;
+  batch.size = 0;
+  for (uint32_t thread = 0; thread < 14; ++thread) {
+    // Thread 2 and 5 have least.
+    for (uint32_t i = 0; i < (thread == 2 || thread == 5 || thread == 9 ? 1U : 3U); ++i) {
+      batch.cycle[batch.size] = i;
+      batch.tag[batch.size++] = {thread, FIRE_RECORD};
+    }
+  }
+  std::vector<uint16_t> rows(batch.size);
+  for (size_t i = 0; i < rows.size(); ++i) {
+    rows[i] = static_cast<uint16_t>(i);
+  }
+  Selection all;
+  all.columns = &batch;
+  all.rows = rows;
+  Timeline times(TimeColumns::AtMost(0, 2, 400));
+  times.Add(all);
+  const std::vector<TimelineLayer> layers = LayersByThread(times);
+  ASSERT_EQ(layers.size(), 12U);
+  EXPECT_EQ(layers[0].name, "0");
+  EXPECT_EQ(layers[2].name, "3");
+  EXPECT_EQ(layers[11].name, "others");
+  EXPECT_THAT(layers[11].counts, ElementsAre(3, 0, 0));
+}
+
+}  // namespace
+}  // namespace marrowfin::testing

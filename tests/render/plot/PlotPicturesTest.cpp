@@ -1,0 +1,232 @@
+#include <cairo.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "measure/CountRun.h"
+#include "render/plot/HeatPlot.h"
+#include "render/plot/RunPlots.h"
+#include "tests/support/Command.h"
+#include "tests/support/Files.h"
+#include "tests/trace/support/Opened.h"
+#include "tests/trace/support/RandomTrace.h"
+
+namespace marrowfin::testing {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+// A run of two clusters side by side: three phases, one busy place, some that do nothing.
+std::string RunBytes() {
+  std::vector<Event> events;
+  for (uint64_t cycle = 0; cycle < 600; ++cycle) {
+    const uint32_t active = cycle < 200 ? 2 : cycle < 400 ? 9 : 1;
+    for (uint32_t i = 0; i < active; ++i) {
+      const uint32_t at = static_cast<uint32_t>((cycle * 7 + i * 5) % 24);
+      events.push_back({FIRE_RECORD, cycle, i % 3, {at % 8, at / 8}, {}});
+    }
+    events.push_back({FIRE_RECORD, cycle, 3, {5, 2}, {}});
+    events.push_back({SWITCH_RECORD, cycle, 0, {cycle % 3 == 0 ? 8U : 4U, 4}, {}});
+  }
+  return Encode(events);
+}
+
+class PlotPicturesTest : public ::testing::Test {
+ protected:
+  PlotPicturesTest() : opened(RunBytes()) {
+    RunQuestion question;
+    question.shape = ArrayShape({2, 1}, {2, 2}, {2, 2});
+    Result<RunCounts> result = CountRun(*opened.trace, nullptr, question);
+    EXPECT_TRUE(result);
+    counts.emplace(std::move(result).Take());
+    run.trace = "run.trace";
+    run.counts = &*counts;
+    run.measures = MeasuresOf(*counts);
+  }
+
+  static std::string Bytes(const Plot& plot, const PlotStyle& style) {
+    Result<std::unique_ptr<Canvas>> canvas = DrawPage(plot.words, *plot.body, style);
+    EXPECT_TRUE(canvas) << canvas.Why().Text();
+    MemorySink sink;
+    EXPECT_FALSE((*canvas)->Write(sink, "plot"));
+    return {sink.Bytes().begin(), sink.Bytes().end()};
+  }
+
+  std::string Heat(const PlotStyle& style, const HeatWish& wish = {}) const {
+    return Bytes(PlotHeat(run, wish, style), style);
+  }
+
+  std::string Timeline(PlotStyle style, bool byType = false) const {
+    style.width = PlotStyle::WIDE;
+    return Bytes(PlotTimeline(run, byType), style);
+  }
+
+  static PlotStyle Style(PlotFormat format, const Theme& theme = Theme::Light()) {
+    PlotStyle style;
+    style.format = format;
+    style.theme = &theme;
+    return style;
+  }
+
+  Opened opened;
+  std::optional<RunCounts> counts;
+  PlottedRun run;
+};
+
+TEST_F(PlotPicturesTest, TheSamePlotHasTheSameBytesAlsoTheSecondTime) {
+  for (const PlotFormat format : {PlotFormat::PNG, PlotFormat::SVG, PlotFormat::PDF}) {
+    const PlotStyle style = Style(format);
+    const std::string heat = Heat(style);
+    const std::string timeline = Timeline(style);
+    EXPECT_EQ(heat, Heat(style));
+    EXPECT_EQ(timeline, Timeline(style));
+    EXPECT_NE(heat, timeline);
+    EXPECT_NE(heat, Heat(style, {PlaceMeasure::UTILISATION}));
+    EXPECT_NE(heat, Heat(Style(format, Theme::Dark())));
+    EXPECT_NE(timeline, Timeline(style, true));
+  }
+}
+
+TEST_F(PlotPicturesTest, FormatsAreWhatTheirNamesSay) {
+  EXPECT_THAT(Heat(Style(PlotFormat::PNG)), StartsWith("\x89PNG"));
+  const std::string svg = Heat(Style(PlotFormat::SVG));
+  EXPECT_THAT(svg, HasSubstr("<svg "));
+  EXPECT_THAT(svg, HasSubstr("id=\"plot-1\""));
+  EXPECT_THAT(svg, Not(HasSubstr("glyph0")));
+  const std::string pdf = Heat(Style(PlotFormat::PDF));
+  EXPECT_THAT(pdf, StartsWith("%PDF-"));
+  EXPECT_THAT(pdf, HasSubstr("2000"));
+}
+
+// Compares with a picture that is kept; MARROWFIN_KEEP_PICTURES=1 keeps a new one.
+void ExpectKept(const std::string& name, const std::string& bytes) {
+  const std::string path = std::string(MARROWFIN_SOURCE_DIR "/tests/render/plot/golden/") + name;
+  if (getenv("MARROWFIN_KEEP_PICTURES") != nullptr) {
+    WriteFile(path, bytes);
+  }
+  EXPECT_TRUE(ReadFile(path) == bytes) << path << " is another picture";
+}
+
+TEST_F(PlotPicturesTest, PicturesAreToThePixelThoseThatWereLookedAt) {
+  ExpectKept("heat.png", Heat(Style(PlotFormat::PNG)));
+  ExpectKept("heat-dark.png", Heat(Style(PlotFormat::PNG, Theme::Dark()),
+                                   {PlaceMeasure::UTILISATION, false, Level::DOMAIN}));
+  ExpectKept("timeline.png", Timeline(Style(PlotFormat::PNG)));
+}
+
+// The colours of a PNG.
+class Pixels {
+ public:
+  explicit Pixels(const std::string& png) : bytes(png) {
+    surface = cairo_image_surface_create_from_png_stream(Read, this);
+  }
+  Pixels(const Pixels&) = delete;
+  Pixels& operator=(const Pixels&) = delete;
+  ~Pixels() { cairo_surface_destroy(surface); }
+
+  int Width() const { return cairo_image_surface_get_width(surface); }
+
+  size_t Count(Color color) const {
+    size_t count = 0;
+    for (int y = 0; y < cairo_image_surface_get_height(surface); ++y) {
+      const unsigned char* row =
+          cairo_image_surface_get_data(surface) +
+          static_cast<ptrdiff_t>(y) * cairo_image_surface_get_stride(surface);
+      for (int x = 0; x < Width(); ++x, row += 4) {
+        count += row[2] == color.red && row[1] == color.green && row[0] == color.blue ? 1 : 0;
+      }
+    }
+    return count;
+  }
+
+ private:
+  static cairo_status_t Read(void* self, unsigned char* data, unsigned int length) {
+    Pixels& pixels = *static_cast<Pixels*>(self);
+    pixels.bytes.copy(reinterpret_cast<char*>(data), length, pixels.at);
+    pixels.at += length;
+    return CAIRO_STATUS_SUCCESS;
+  }
+
+  std::string bytes;
+  size_t at = 0;
+  cairo_surface_t* surface;
+};
+
+TEST_F(PlotPicturesTest, ACellHasTheColourOfItsStepAndNoOther) {
+  PlotStyle style = Style(PlotFormat::PNG);
+  style.title = style.caption = false;
+  const Pixels pixels(Heat(style));
+  EXPECT_EQ(pixels.Width(), 960);
+  // The busiest element stands alone on the last step; its cell and that of the scale have it.
+  const size_t last = pixels.Count(style.theme->sequence[15]);
+  EXPECT_GT(last, 20U * 20U);
+  const std::vector<double> fires = ValuesOf(*counts, PlaceMeasure::FIRES, 1);
+  HeatMap map;
+  map.shape = counts->Places().Shape();
+  map.values = fires;
+  const HeatScale scale = ScaleOf(map);
+  std::vector<size_t> cells(Theme::STEPS);
+  for (const double value : fires) {
+    cells[scale.StepOf(value)] += value > 0 ? 1 : 0;
+  }
+  for (size_t step = 0; step < Theme::STEPS; ++step) {
+    const size_t seen = pixels.Count(style.theme->sequence[step]);
+    EXPECT_GT(seen, 100U) << "at least on the scale";
+    EXPECT_EQ(cells[step] > 0, seen > 2 * 400U) << step << ": " << cells[step] << " cells";
+  }
+}
+
+TEST_F(PlotPicturesTest, WordsTellTheHeadlineNumbers) {
+  const Plot heat = PlotHeat(run, {}, {});
+  EXPECT_EQ(heat.words.title, "Fires of each PE");
+  EXPECT_THAT(heat.words.finding, StartsWith("PE (5, 2) has 6"));
+  EXPECT_THAT(heat.words.finding, HasSubstr("8 of 32 PEs never"));
+  EXPECT_THAT(heat.words.caption,
+              StartsWith("run.trace · cycles 0 to 599 (all) · 2 × 1 clusters of 2 × 2 domains of 2 "
+                         "× 2 PEs"));
+  const Plot switches = PlotHeat(run, {PlaceMeasure::FIRES, true}, {});
+  EXPECT_EQ(switches.words.title, "Transmissions of each switch");
+  EXPECT_THAT(switches.words.finding, StartsWith("Cluster (0, 0) has 400 transmissions"));
+  const Plot timeline = PlotTimeline(run, false);
+  EXPECT_THAT(timeline.words.finding,
+              HasSubstr("in 3 phases; the busiest, cycles 200 to 399, has 10"));
+}
+
+TEST_F(PlotPicturesTest, ARangeWithoutFiresIsAnEmptyPlotThatSaysSo) {
+  RunQuestion question;
+  question.shape = counts->Places().Shape();
+  question.filter.thread = 99;
+  const Result<RunCounts> none = CountRun(*opened.trace, nullptr, question);
+  ASSERT_TRUE(none);
+  run.counts = &*none;
+  run.measures = MeasuresOf(*none);
+  EXPECT_EQ(PlotHeat(run, {}, {}).words.finding, "no fires here");
+  EXPECT_EQ(PlotTimeline(run, false).words.finding, "no fires in cycles 0 to 599");
+  EXPECT_THAT(Heat(Style(PlotFormat::PNG)), StartsWith("\x89PNG"));
+  EXPECT_THAT(Timeline(Style(PlotFormat::SVG)), HasSubstr("</svg>"));
+}
+
+TEST_F(PlotPicturesTest, APageThatIsTooSmallOrTooLargeIsAFault) {
+  PlotStyle style;
+  style.width = 60;
+  EXPECT_EQ(DrawPage({}, *PlotHeat(run, {}, style).body, style).Why().kind, Fault::SYSTEM);
+  style.width = 99999;
+  EXPECT_EQ(DrawPage({}, *PlotHeat(run, {}, style).body, style).Why().kind, Fault::SYSTEM);
+  style.width = 240;
+  style.height = 50;
+  EXPECT_EQ(DrawPage({}, *PlotHeat(run, {}, style).body, style).Why().kind, Fault::SYSTEM);
+}
+
+TEST(FontFilesTest, TheLettersAreThoseThatWereMeasured) {
+  const CommandResult result = RunCommand({"sha256sum", "--check", "--quiet", "SHA256SUMS"},
+                                          {"", MARROWFIN_SOURCE_DIR "/render/plot/fonts", {}});
+  EXPECT_EQ(result.exitStatus, 0) << result.out << result.err;
+}
+
+}  // namespace
+}  // namespace marrowfin::testing

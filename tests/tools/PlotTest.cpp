@@ -1,0 +1,126 @@
+// marrowfin-trace plot
+
+#include "tests/tools/CommandFixture.h"
+
+namespace marrowfin {
+namespace {
+
+using ::testing::AllOf;
+using testing::CommandResult;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using testing::ReadFile;
+using ::testing::StartsWith;
+
+class PlotTest : public CommandFixture {
+ protected:
+  PlotTest() {
+    std::string text;
+    for (int cycle = 0; cycle < 40; ++cycle) {
+      text += "fire " + std::to_string(cycle) + " " + std::to_string(cycle % 2) + " " +
+              std::to_string(cycle % 4) + " 0\n";
+    }
+    Trace(text + "switch 40 0 4 4\n");
+  }
+
+  CommandResult Plot(std::vector<std::string> flags) const {
+    flags.insert(flags.begin() + 1, "t.trace");
+    flags.insert(flags.begin(), "plot");
+    return Run(flags);
+  }
+
+  // The bytes of the picture that is made without a word.
+  std::string Picture(const std::vector<std::string>& flags, const std::string& name) const {
+    std::vector<std::string> words = flags;
+    words.insert(words.end(), {"-o", name});
+    const CommandResult result = Plot(words);
+    EXPECT_EQ(0, result.exitStatus) << result.err;
+    EXPECT_EQ("", result.err);
+    EXPECT_EQ("", result.out);
+    return ReadFile(folder.File(name));
+  }
+};
+
+TEST_F(PlotTest, TheNameOfTheOutputTellsTheFormat) {
+  for (const char* const kind : {"heat", "timeline"}) {
+    EXPECT_THAT(Picture({kind}, "a.png"), StartsWith("\x89PNG\r\n"));
+    EXPECT_THAT(Picture({kind}, "a.svg"), AllOf(StartsWith("<?xml"), HasSubstr("</svg>")));
+    EXPECT_THAT(Picture({kind}, "a.pdf"), StartsWith("%PDF-"));
+  }
+  const CommandResult piped = Plot({"heat", "-o", "-"});
+  EXPECT_EQ(0, piped.exitStatus);
+  EXPECT_EQ(Picture({"heat"}, "a.png"), piped.out);
+}
+
+TEST_F(PlotTest, TheSameFlagsMakeTheSameBytesAndOthersOthers) {
+  const std::string heat = Picture({"heat"}, "a.svg");
+  EXPECT_EQ(heat, Picture({"heat"}, "b.svg"));
+  for (const std::vector<std::string>& flags :
+       {std::vector<std::string>{"--measure", "utilisation"},
+        {"--measure", "transmissions"},
+        {"--level", "cluster"},
+        {"--scale-max", "100"},
+        {"--theme", "dark"},
+        {"--theme", "print"},
+        {"--size", "wide"},
+        {"--size", "300x300"},
+        {"--text", "1.5"},
+        {"--no-title"},
+        {"--no-caption"},
+        {"--cycles", "0:9"},
+        {"--thread", "1"},
+        {"-c", "1", "-d", "1", "-p", "4"}}) {
+    std::vector<std::string> words = {"heat"};
+    words.insert(words.end(), flags.begin(), flags.end());
+    EXPECT_NE(heat, Picture(words, "b.svg")) << flags[0];
+  }
+  EXPECT_NE(Picture({"timeline"}, "a.svg"), Picture({"timeline", "--by", "type"}, "b.svg"));
+}
+
+TEST_F(PlotTest, ARangeWithoutEventsIsAnEmptyPicture) {
+  EXPECT_THAT(Picture({"heat", "--thread", "77"}, "a.png"), StartsWith("\x89PNG"));
+  EXPECT_THAT(Picture({"timeline", "--thread", "77"}, "a.png"), StartsWith("\x89PNG"));
+}
+
+TEST_F(PlotTest, CommandLinesThatMakeNoPictureAreRefused) {
+  for (const std::vector<std::string>& flags : {std::vector<std::string>{"pie", "-o", "a.png"},
+                                                {"heat"},
+                                                {"heat", "-o", "a.jpg"},
+                                                {"heat", "-o", "t.trace"},
+                                                {"heat", "-o", "a.png", "--size", "0x5"},
+                                                {"heat", "-o", "a.png", "--size", "x"},
+                                                {"heat", "-o", "a.png", "--size", "5x"},
+                                                {"heat", "-o", "a.png", "--size", "5x5x5"},
+                                                {"heat", "-o", "a.png", "--text", "9"},
+                                                {"heat", "-o", "a.png", "--scale-max", "0"},
+                                                {"heat", "-o", "a.png", "--theme", "pink"}}) {
+    const CommandResult result = Plot(flags);
+    EXPECT_EQ(2, result.exitStatus) << flags.back();
+    EXPECT_NE("", result.err);
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder.File("a.png")));
+}
+
+TEST_F(PlotTest, APictureThatCannotBeMadeOrWrittenLeavesNothing) {
+  for (const std::vector<std::string>& flags :
+       {std::vector<std::string>{"heat", "-o", "a.png", "--size", "10x10"},
+        {"heat", "-o", "a.png", "--size", "99999x99999"},
+        {"heat", "-o", "nowhere/a.png"}}) {
+    const CommandResult result = Plot(flags);
+    EXPECT_EQ(3, result.exitStatus) << result.err;
+    EXPECT_NE("", result.err);
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder.File("a.png")));
+}
+
+TEST_F(PlotTest, ABrokenTraceIsDrawnUpToTheBreakWhichIsTold) {
+  const std::string path = folder.File("t.trace");
+  testing::WriteFile(path, ReadFile(path).substr(0, 20 * 28 + 5));
+  const CommandResult result = Plot({"heat", "-o", "a.png"});
+  EXPECT_EQ(1, result.exitStatus);
+  EXPECT_THAT(result.err, HasSubstr("the trace ends"));
+  EXPECT_THAT(ReadFile(folder.File("a.png")), StartsWith("\x89PNG"));
+}
+
+}  // namespace
+}  // namespace marrowfin

@@ -1,0 +1,170 @@
+#include "tools/program/RunInput.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "measure/CountPackets.h"
+#include "tools/program/Interruption.h"
+#include "tools/program/ProgressLine.h"
+#include "tools/program/Report.h"
+#include "trace/ask/FilterRange.h"
+
+namespace marrowfin {
+namespace {
+
+// Asks with a line of progress; `ask` takes a callback for it.
+template <class Ask>
+auto Watched(const RunFlags& flags, const Console& console, const char* unit, Ask ask) {
+  const Interruption interruption;
+  ProgressLine line(console.terminal, "going through " + flags.trace, unit, 1e6);
+  return ask([&](const Progress& now) {
+    line.Update(now.done, now.all);
+    return !interruption.Asked();
+  });
+}
+
+// The array: as the flags say, as the companion does, or what holds the trace.
+MaybeFailure ChooseShape(const RunFlags& flags, CountedRun& run) {
+  const About* const about = run.companion->GetAbout();
+  RunQuestion& question = run.question;
+  if (about != nullptr && about->array) {
+    question.wrapColumns = about->array->wrapColumns;
+    question.wrapRows = about->array->wrapRows;
+  }
+  question.columnFirst = about != nullptr && about->links && about->links->routing == "yx";
+  if (about != nullptr && about->array && !flags.shape.Given()) {
+    question.shape = about->array->shape;
+    return std::nullopt;
+  }
+  return flags.shape.ShapeFor(flags.trace, run.trace.index->GetSummary(), question.shape);
+}
+
+// The filter; of a trace that breaks off what stands before that is counted by the index.
+MaybeFailure ChooseFilter(const RunFlags& flags, CountedRun& run) {
+  EventFilter& filter = run.question.filter;
+  if (MaybeFailure failure = flags.filter.FilterFor(flags.trace, run.question.shape, filter)) {
+    return failure;
+  }
+  const Summary& summary = run.trace.index->GetSummary();
+  if (summary.end) {
+    filter.lastRecord = std::min(filter.lastRecord, summary.records);
+  }
+  return std::nullopt;
+}
+
+Fault Count(const RunFlags& flags, const Console& console, CountedRun& run) {
+  Result<RunCounts> counts = Watched(flags, console, "M", [&](const ProgressCallback& progress) {
+    return CountRun(*run.trace.file, run.trace.index.get(), run.question, progress);
+  });
+  if (!counts) {
+    return counts.Why();
+  }
+  run.counts = std::move(counts).Take();
+  return {};
+}
+
+Fault Follow(const RunFlags& flags, const Console& console, CountedRun& run) {
+  const bool threads = flags.packets == "thread";
+  std::optional<NotesOfTrace> notes;
+  if (run.companion->Notes() != nullptr && !threads) {
+    notes.emplace(*run.trace.file, *run.trace.index, *run.companion->Notes());
+  }
+  NotesOfTrace* const told = notes ? &*notes : nullptr;
+  if (flags.packets == "none" || (!threads && !TellPackets(told))) {
+    return {};
+  }
+  const TimeColumns& range = run.counts->Times().Columns();
+  Result<PacketCounts> packets =
+      Watched(flags, console, "M records", [&](const ProgressCallback& progress) {
+        return CountPackets(*run.trace.file, *run.trace.index, told, run.question.filter,
+                            PacketCounts::Windows(range.first, range.last), progress);
+      });
+  if (!packets) {
+    return packets.Why();
+  }
+  run.packets = std::move(packets).Take();
+  if (notes && notes->Refused()) {
+    Report(FailureOf(notes->Refused()), console);
+  }
+  return {};
+}
+
+}  // namespace
+
+void RunFlags::Declare(CLI::App& app) {
+  app.add_option("TRACE", trace, "The trace: a plain file")->required();
+  filter.Declare(app);
+  shape.Declare(app);
+  app.add_option("--packets", packets,
+                 "What tells packets: notes (the companion), thread (each is a packet), or none")
+      ->check(CLI::IsMember({"notes", "thread", "none"}))
+      ->capture_default_str();
+}
+
+MaybeFailure RunFlags::Check() const {
+  if (MaybeFailure failure = filter.Check()) {
+    return failure;
+  }
+  return shape.Check();
+}
+
+bool RunFlags::AskForAll() const {
+  return !filter.records && !filter.cycles && !filter.steps && filter.types.empty() &&
+         !filter.thread && !filter.region;
+}
+
+std::string RunFlags::Chosen() const {
+  std::string text;
+  const auto add = [&](const std::string& words) { text += (text.empty() ? "" : ", ") + words; };
+  if (filter.thread) {
+    add("thread " + std::to_string(*filter.thread));
+  }
+  for (const std::string& type : filter.types) {
+    add("type " + type);
+  }
+  if (filter.region) {
+    add("a region");
+  }
+  return text;
+}
+
+MaybeFailure CountRunOf(const RunFlags& flags, bool withPackets, const Console& console,
+                        CountedRun& run) {
+  if (MaybeFailure failure = OpenIndexed(flags.trace, console, run.trace)) {
+    return failure;
+  }
+  run.companion = Companion::Beside(*run.trace.file);
+  for (const Fault& fault : {run.companion->WhyNoAbout(), run.companion->WhyNoNotes()}) {
+    if (fault) {
+      Report(FailureOf(fault), console);
+    }
+  }
+  for (const auto choose : {ChooseShape, ChooseFilter}) {
+    if (MaybeFailure failure = choose(flags, run)) {
+      return failure;
+    }
+  }
+  Fault fault = AskIndexed(console, run.trace, [&] { return Count(flags, console, run); });
+  if (!fault && withPackets) {
+    fault = AskIndexed(console, run.trace, [&] { return Follow(flags, console, run); });
+  }
+  return fault ? MaybeFailure(IndexingFailureOf(fault, flags.trace)) : std::nullopt;
+}
+
+MaybeFailure CheckWhole(const RunFlags& flags, const CountedRun& run) {
+  const Fault& end = run.trace.index->GetSummary().end;
+  if (!end) {
+    return std::nullopt;
+  }
+  EventFilter asked;
+  if (MaybeFailure failure = flags.filter.FilterFor(flags.trace, run.question.shape, asked)) {
+    return failure;
+  }
+  const Result<bool> reaches = ReachesBehindEnd(*run.trace.file, *run.trace.index, asked);
+  if (!reaches) {
+    return IndexingFailureOf(reaches.Why(), flags.trace);
+  }
+  return *reaches ? MaybeFailure(CutShort(end)) : std::nullopt;
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,54 @@
+#ifndef TOOLS_PROGRAM_RUNINPUT_H
+#define TOOLS_PROGRAM_RUNINPUT_H
+
+#include <optional>
+#include <string>
+
+#include "measure/CountRun.h"
+#include "measure/PacketCounts.h"
+#include "tools/program/FilterFlags.h"
+#include "tools/program/TraceInput.h"
+#include "trace/read/Companion.h"
+
+namespace marrowfin {
+
+// What the subcommands share that measure a run.
+
+// The flags that say which run, and which part of it.
+struct RunFlags {
+  std::string trace;
+  FilterFlags filter;
+  ShapeFlags shape;
+  std::string packets = "notes";
+
+  void Declare(CLI::App& app);
+  MaybeFailure Check() const;
+
+  // Whether all events are asked for.
+  bool AskForAll() const;
+
+  // The conditions in words, for captions.
+  std::string Chosen() const;
+};
+
+// A run that was counted.
+struct CountedRun {
+  IndexedTrace trace;
+  std::optional<Companion> companion;
+  RunQuestion question;
+  std::optional<RunCounts> counts;
+  std::optional<PacketCounts> packets;  // where something tells packets
+};
+
+// Opens the trace with its index and companion, and counts. What is not believed of a companion is
+// told on console.err and is no failure.
+MaybeFailure CountRunOf(const RunFlags& flags, bool withPackets, const Console& console,
+                        CountedRun& run);
+
+// That the trace breaks off before all that was asked for: a failure that is told behind the
+// answer.
+MaybeFailure CheckWhole(const RunFlags& flags, const CountedRun& run);
+
+}  // namespace marrowfin
+
+#endif
