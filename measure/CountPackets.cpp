@@ -1,5 +1,7 @@
 #include "measure/CountPackets.h"
 
+#include <span>
+#include <unordered_map>
 #include <utility>
 
 #include "trace/ask/BatchCursor.h"
@@ -15,23 +17,18 @@ class PacketNotes {
     packet = declarations.Attribute(PACKET_ATTRIBUTE);
     kind = declarations.Attribute(KIND_ATTRIBUTE);
     created = declarations.Attribute(CREATED_ATTRIBUTE);
-    if (!kind) {
-      return;
+    consumes = declarations.Attribute(CONSUMES_ATTRIBUTE);
+    if (kind) {
+      TakeKinds(declarations);
     }
-    for (const auto& [value, name] : declarations.attributes[*kind].names) {
-      if (name == "inject") {
-        inject = value;
-      } else if (name == "eject") {
-        eject = value;
-      } else if (name == "head") {
-        head = value;
-      }
+    if (inject || eject) {
+      consumes.reset();
     }
   }
 
   Fault Read(const Selection& found) {
-    for (auto& [attribute, values] :
-         {std::pair(packet, &packets), std::pair(kind, &kinds), std::pair(created, &times)}) {
+    for (auto& [attribute, values] : {std::pair(packet, &packets), std::pair(kind, &kinds),
+                                      std::pair(created, &times), std::pair(consumes, &consumed)}) {
       *values = nullptr;
       if (attribute) {
         Result<const NoteValues*> read = notes.Of(found, *attribute);
@@ -51,7 +48,17 @@ class PacketNotes {
   std::optional<uint64_t> Packet(size_t i) const { return ValueOf(packets, i); }
   std::optional<uint64_t> Created(size_t i) const { return ValueOf(times, i); }
 
+  // The messages that the i-th event consumed, where messages are followed.
+  std::span<const uint64_t> Consumed(size_t i) const {
+    return consumed != nullptr ? consumed->All(i) : std::span<const uint64_t>();
+  }
+
   PacketRole RoleOf(uint32_t type, size_t i) const {
+    if (consumes) {
+      return type == SEND_RECORD     ? PacketRole::SEND
+             : type == SWITCH_RECORD ? PacketRole::HOP
+                                     : PacketRole::OTHER;
+    }
     const std::optional<uint64_t> is = ValueOf(kinds, i);
     if (type == SEND_RECORD) {
       return !head || is == head ? PacketRole::HOP : PacketRole::OTHER;
@@ -69,24 +76,74 @@ class PacketNotes {
   }
 
  private:
+  void TakeKinds(const NoteDeclarations& declarations) {
+    for (const auto& [value, name] : declarations.attributes[*kind].names) {
+      if (name == "inject") {
+        inject = value;
+      } else if (name == "eject") {
+        eject = value;
+      } else if (name == "head") {
+        head = value;
+      }
+    }
+  }
+
   NotesOfTrace& notes;
   std::optional<uint32_t> packet;
   std::optional<uint32_t> kind;
   std::optional<uint32_t> created;
+  std::optional<uint32_t> consumes;  // where messages are followed
   std::optional<uint64_t> inject;
   std::optional<uint64_t> eject;
   std::optional<uint64_t> head;
   const NoteValues* packets = nullptr;
   const NoteValues* kinds = nullptr;
   const NoteValues* times = nullptr;
+  const NoteValues* consumed = nullptr;
 };
 
-void AddByNotes(const Selection& found, const PacketNotes& notes, PacketCounts& counts) {
+// The last message of every packet that nobody has consumed yet.
+class OpenMessages {
+ public:
+  void Send(uint64_t record, uint64_t packet) {
+    const auto [last, isFirst] = lastOf.try_emplace(packet, record);
+    if (!isFirst) {
+      packetOf.erase(std::exchange(last->second, record));
+    }
+    packetOf[record] = packet;
+  }
+
+  // The packet whose last message this record is.
+  std::optional<uint64_t> Consume(uint64_t record) {
+    const auto found = packetOf.extract(record);
+    if (found.empty()) {
+      return std::nullopt;
+    }
+    lastOf.erase(found.mapped());
+    return found.mapped();
+  }
+
+ private:
+  std::unordered_map<uint64_t, uint64_t> packetOf;  // by record
+  std::unordered_map<uint64_t, uint64_t> lastOf;    // record, by packet
+};
+
+void AddByNotes(const Selection& found, const PacketNotes& notes, OpenMessages& open,
+                PacketCounts& counts) {
   for (size_t i = 0; i < found.Size(); ++i) {
+    const size_t row = found.rows[i];
+    const uint64_t cycle = found.columns->cycle[row];
+    for (const uint64_t message : notes.Consumed(i)) {
+      if (const std::optional<uint64_t> packet = open.Consume(message)) {
+        counts.Add(*packet, cycle, PacketRole::EXIT, std::nullopt);
+      }
+    }
     if (const std::optional<uint64_t> packet = notes.Packet(i)) {
-      const size_t row = found.rows[i];
-      counts.Add(*packet, found.columns->cycle[row], notes.RoleOf(found.columns->tag[row].type, i),
-                 notes.Created(i));
+      const PacketRole role = notes.RoleOf(found.columns->tag[row].type, i);
+      counts.Add(*packet, cycle, role, notes.Created(i));
+      if (role == PacketRole::SEND) {
+        open.Send(found.Record(i), *packet);
+      }
     }
   }
 }
@@ -116,6 +173,7 @@ Result<PacketCounts> CountPackets(const TraceSource& trace, const Index& index, 
   }
   BatchCursor cursor(trace, index, filter, progress);
   PacketCounts counts(windows);
+  OpenMessages open;
   Selection found;
   while (cursor.Next(found)) {
     if (!told) {
@@ -125,7 +183,7 @@ Result<PacketCounts> CountPackets(const TraceSource& trace, const Index& index, 
     if (Fault fault = told->Read(found)) {
       return fault;
     }
-    AddByNotes(found, *told, counts);
+    AddByNotes(found, *told, open, counts);
   }
   if (Fault fault = cursor.GetFault()) {
     return fault;

@@ -24,6 +24,10 @@ bool TellPackets(const NotesOfTrace* notes);
 // first and the second fire. Messages are hops; of packets in flits, where there is a kind "head",
 // those of heads alone. Events without a packet are passed over.
 //
+// Where no such kinds are told, but what fires consumed is, messages themselves are followed: from
+// the first that tells a packet to the fire that consumed one of it. Further messages and switch
+// transmissions of the packet are hops then.
+//
 // Without such notes (null, or none of that name) the thread of an event is taken for its packet.
 //
 // A fault where the trace cannot be read, or `progress`, which counts records, asked to stop.

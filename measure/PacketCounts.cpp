@@ -85,13 +85,13 @@ void PacketCounts::Add(uint64_t packet, uint64_t cycle, PacketRole role,
   const auto found = journeys.find(packet);
   if (found == journeys.end()) {
     // Of a range that begins in the middle of a run some packets have no entry.
-    if (role == PacketRole::ENTRY || role == PacketRole::FIRE) {
+    if (role == PacketRole::ENTRY || role == PacketRole::FIRE || role == PacketRole::SEND) {
       Enter(packet, cycle, created);
     }
     return;
   }
   PacketLife& life = found->second;
-  life.hops += role == PacketRole::HOP ? 1 : 0;
+  life.hops += role == PacketRole::HOP || role == PacketRole::SEND ? 1 : 0;
   if (role == PacketRole::EXIT || role == PacketRole::FIRE) {
     life.ejected = cycle;
     if (cycle >= life.injected) {  // cycles may fall

@@ -19,6 +19,7 @@ enum class PacketRole {
   ENTRY,  // it came into the network
   EXIT,   // it left it
   FIRE,   // the first of these is the entry, the second the exit
+  SEND,   // the first of these is the entry, the others went over a link
 };
 
 // A packet that reached its end.

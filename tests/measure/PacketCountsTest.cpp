@@ -4,8 +4,11 @@
 #include <gtest/gtest.h>
 
 #include "measure/CountPackets.h"
+#include "tests/support/Command.h"
 #include "tests/trace/support/Opened.h"
 #include "tests/trace/support/RandomTrace.h"
+#include "trace/read/Companion.h"
+#include "trace/write/Recorder.h"
 
 namespace marrowfin::testing {
 namespace {
@@ -114,6 +117,77 @@ TEST(CountPacketsTest, WithoutNotesTheThreadIsThePacket) {
   EXPECT_EQ(counts->Latencies().Counts(), (std::map<uint64_t, uint64_t>{{5, 1}}));
   EXPECT_EQ(counts->Hops().Counts(), (std::map<uint64_t, uint64_t>{{1, 1}}));
   EXPECT_EQ(counts->UnderWay(), 1U);
+}
+
+TEST(CountPacketsTest, MessagesAreFollowedToTheFiresThatConsumedThem) {
+  TempDir folder;
+  const std::string name = folder.File("run.trace");
+  Recorder recorder;
+  ASSERT_FALSE(recorder.Open(name));
+  const NumberNote packet = recorder.DeclareNumber("packet");
+  const CycleNote created = recorder.DeclareCycle("created");
+  const RecordsNote consumes = recorder.DeclareRecords("consumes");
+  const auto send = [&](uint64_t cycle, uint64_t number) {
+    const RecordNumber record = recorder.Send(cycle, 0, {0, 0}, {1, 0});
+    recorder.Note(packet, number);
+    recorder.Note(created, cycle - 3);
+    return record;
+  };
+  recorder.Fire(4, 0, {0, 0});
+  const RecordNumber first = send(5, 70);
+  const RecordNumber other = send(6, 71);
+  send(6, 72);
+  recorder.Transmit(7, 0, {0, 0});
+  recorder.Note(packet, 70);
+  const RecordNumber second = send(8, 70);
+  recorder.Fire(20, 0, {1, 0});
+  recorder.Note(consumes, first);  // which went on, and is consumed by nobody
+  recorder.Note(consumes, second);
+  recorder.Note(consumes, other);
+  ASSERT_FALSE(recorder.Close());
+  const std::unique_ptr<TraceSource> trace = OpenTrace(name);
+  const std::unique_ptr<Index> index = OpenIndex(*trace);
+  const Companion companion = Companion::Beside(*trace);
+  ASSERT_NE(companion.Notes(), nullptr);
+  NotesOfTrace notes(*trace, *index, *companion.Notes());
+  const Result<PacketCounts> counts =
+      CountPackets(*trace, *index, &notes, {}, PacketCounts::Windows(4, 20));
+  ASSERT_TRUE(counts) << counts.Why().Text();
+  EXPECT_EQ(counts->Latencies().Counts(), (std::map<uint64_t, uint64_t>{{15, 1}, {14, 1}}));
+  EXPECT_EQ(counts->TotalLatencies().Counts(), (std::map<uint64_t, uint64_t>{{18, 1}, {17, 1}}));
+  EXPECT_EQ(counts->Hops().Counts(), (std::map<uint64_t, uint64_t>{{2, 1}, {0, 1}}));
+  EXPECT_EQ(counts->UnderWay(), 1U);
+}
+
+TEST(CountPacketsTest, MessagesOfTheSimulatorAreAllDeliveredOverTheHopsThatItCounted) {
+  TempDir folder;
+  const std::string name = folder.File("run.trace");
+  const CommandResult run = RunCommand({MARROWFIN_SIM, "-program", "sort", "-size", "16",
+                                        "-placement", "random", "-outFilename", name});
+  ASSERT_EQ(run.exitStatus, 0) << run.err;
+  const std::unique_ptr<TraceSource> trace = OpenTrace(name);
+  const std::unique_ptr<Index> index = OpenIndex(*trace);
+  const Companion companion = Companion::Beside(*trace);
+  ASSERT_NE(companion.Notes(), nullptr);
+  NotesOfTrace notes(*trace, *index, *companion.Notes());
+  const Result<PacketCounts> counts =
+      CountPackets(*trace, *index, &notes, {}, PacketCounts::Windows(0, 1000000));
+  ASSERT_TRUE(counts) << counts.Why().Text();
+  const size_t said = run.out.find("\narray/messages = ");
+  ASSERT_NE(said, std::string::npos);
+  EXPECT_EQ(counts->Delivered(), std::stoull(run.out.substr(said + 18)));
+  EXPECT_EQ(counts->UnderWay(), 0U);
+  uint64_t hops = 0;
+  for (const auto& [value, count] : counts->Hops().Counts()) {
+    hops += value * count;
+  }
+  uint64_t transmissions = 0;
+  const std::string line = "/switch/transmissions = ";
+  for (size_t at = run.out.find(line); at != std::string::npos; at = run.out.find(line, at + 1)) {
+    transmissions += std::stoull(run.out.substr(at + line.size()));
+  }
+  EXPECT_GT(hops, 0U);
+  EXPECT_EQ(hops, transmissions);
 }
 
 }  // namespace
