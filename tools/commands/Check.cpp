@@ -9,6 +9,7 @@
 #include "tools/program/Json.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/TraceInput.h"
+#include "trace/read/CompanionCheck.h"
 
 namespace marrowfin {
 namespace {
@@ -24,6 +25,9 @@ constexpr char footer[] =
     "messages, which may be anywhere and are counted by themselves. A cut record,\n"
     "an unknown type or a wrong length is the last one: nothing tells where the next record\n"
     "begins.\n"
+    "\n"
+    "The companion beside the trace (TRACE.about, TRACE.notes) is checked as well, where there is\n"
+    "one: whether it is of this trace, and every block of it.\n"
     "\n"
     "Exit status: 0 nothing found, 1 faults found or the trace cannot be read, 2 command line\n"
     "refused.";
@@ -58,8 +62,24 @@ struct Findings {
   }
 };
 
+// What was found in the files beside the trace.
+nlohmann::json CompanionAsJson(const CompanionCheck& companion, const Findings& findings) {
+  nlohmann::json json = {{"about", companion.HasAbout()},
+                         {"notes", companion.HasNotes()},
+                         {"notedRecords", companion.NotedRecords()},
+                         {"samples", companion.Samples()},
+                         {"faults", findings.count},
+                         {"shown", nlohmann::json::array()}};
+  for (const Fault& fault : findings.shown) {
+    json["shown"].push_back(AsJson(fault));
+    json["shown"].back()["file"] = fault.file;
+  }
+  return json;
+}
+
 std::string FindingsAsJson(const CheckFlags& flags, const Summary& summary,
-                           const Findings& findings) {
+                           const Findings& findings, const CompanionCheck& companion,
+                           const Findings& beside) {
   nlohmann::json json = {{"trace", flags.trace},
                          {"records", summary.records},
                          {"faults", findings.count},
@@ -71,7 +91,41 @@ std::string FindingsAsJson(const CheckFlags& flags, const Summary& summary,
   for (const Fault& fault : findings.shown) {
     json["shown"].push_back(AsJson(fault));
   }
+  if (companion.HasAbout() || companion.HasNotes()) {
+    json["companion"] = CompanionAsJson(companion, beside);
+  }
   return JsonText(json);
+}
+
+void PrintCompanion(const CompanionCheck& companion, const Findings& findings, std::ostream& out) {
+  for (const Fault& fault : findings.shown) {
+    out << fault.Text() << "\n";
+  }
+  if (findings.count == 0 && companion.HasAbout()) {
+    out << companion.AboutName() << ": nothing wrong\n";
+  }
+  if (findings.count == 0 && companion.HasNotes()) {
+    out << companion.NotesName() << ": notes of " << companion.NotedRecords() << " records, "
+        << companion.Samples() << " samples, nothing wrong\n";
+  }
+}
+
+// The end of a check that found something.
+Failure FailureOf(const CheckFlags& flags, const Summary& summary, const Findings& findings,
+                  const Findings& beside) {
+  const auto faults = [](uint64_t count) {
+    return std::to_string(count) + (count == 1 ? " fault" : " faults");
+  };
+  std::string reason = flags.trace + ": ";
+  if (findings.count > 0) {
+    reason += faults(findings.count) + " in or behind " + std::to_string(summary.records) +
+              " records" + (beside.count > 0 ? ", " : "");
+  }
+  if (beside.count > 0) {
+    reason += faults(beside.count) + " in its companion";
+  }
+  const bool all = findings.count == findings.shown.size() && beside.count == beside.shown.size();
+  return {EXIT_INPUT, reason, all ? "" : "Show more of them with --most."};
 }
 
 void Print(const CheckFlags& flags, const Summary& summary, const Findings& findings,
@@ -100,26 +154,28 @@ MaybeFailure Check(const CheckFlags& flags, const Console& console) {
     options.array = flags.shape.Shape();
   }
   options.onFinding = [&](const Fault& fault) { findings.Add(fault); };
+  Findings beside;
+  beside.most = flags.most;
+  CompanionCheck companion(flags.trace, [&](const Fault& fault) { beside.Add(fault); });
+  const auto compare = [&](const Columns& columns) { companion.Add(columns); };
   Summary summary;
-  if (MaybeFailure failure = Summarize(flags.trace, options, console, summary)) {
+  if (MaybeFailure failure = Summarize(flags.trace, options, console, summary, compare)) {
     return failure;
   }
+  companion.Finish();
   if (summary.end) {
     findings.Add(summary.end);
   }
   if (flags.json) {
-    console.out << FindingsAsJson(flags, summary, findings);
+    console.out << FindingsAsJson(flags, summary, findings, companion, beside);
   } else {
     Print(flags, summary, findings, console.out);
+    PrintCompanion(companion, beside, console.out);
   }
-  if (findings.count == 0) {
+  if (findings.count == 0 && beside.count == 0) {
     return std::nullopt;
   }
-  return Failure{EXIT_INPUT,
-                 flags.trace + ": " + std::to_string(findings.count) +
-                     (findings.count == 1 ? " fault" : " faults") + " in or behind " +
-                     std::to_string(summary.records) + " records",
-                 findings.count > findings.shown.size() ? "Show more of them with --most." : ""};
+  return FailureOf(flags, summary, findings, beside);
 }
 
 Action Configure(CLI::App& app) {

@@ -298,6 +298,15 @@ Result<About> ReadAbout(const PositionedFile& file) {
   return ParseAbout({reinterpret_cast<const char*>(bytes.data()), bytes.size()}, file.Name());
 }
 
+Fault OtherAbout(const std::string& name) {
+  Fault fault;
+  fault.kind = Fault::OTHER_TRACE;
+  fault.file = name;
+  fault.reason = "this is about another trace, or an earlier run";
+  fault.remedy = "remove it, or record trace and companion together";
+  return fault;
+}
+
 Fault CheckIsAbout(const About& about, const TraceSource& trace, const std::string& name) {
   Fingerprint print;
   const auto columns = std::make_unique<Columns>();
@@ -312,12 +321,7 @@ Fault CheckIsAbout(const About& about, const TraceSource& trace, const std::stri
   if (columns->size >= about.printed && print.Value() == about.fingerprint) {
     return {};
   }
-  Fault fault;
-  fault.kind = Fault::OTHER_TRACE;
-  fault.file = name;
-  fault.reason = "this is about another trace, or an earlier run";
-  fault.remedy = "remove it, or record trace and companion together";
-  return fault;
+  return OtherAbout(name);
 }
 
 }  // namespace marrowfin

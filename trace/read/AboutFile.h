@@ -30,6 +30,9 @@ inline std::string AboutBeside(const std::string& trace) { return trace + ".abou
 [[nodiscard]] Fault CheckIsAbout(const About& about, const TraceSource& trace,
                                  const std::string& name);
 
+// That fault.
+Fault OtherAbout(const std::string& name);
+
 }  // namespace marrowfin
 
 #endif

@@ -64,6 +64,9 @@ class NotesFile {
   // The samples of the block that Blocks()[number] tells of.
   [[nodiscard]] Result<std::vector<CounterSample>> Samples(size_t number) const;
 
+  // The DAMAGED_NOTES fault of the block at a byte.
+  Fault Damaged(uint64_t offset, const std::string& reason) const;
+
   // The OTHER_TRACE fault of notes one of whose blocks is not of the trace's records.
   Fault OtherTrace(const NotesEntry& entry, const std::string& reason) const;
 
@@ -76,7 +79,6 @@ class NotesFile {
   struct Block;
   Result<Block> BlockAt(uint64_t offset) const;
   Result<Block> BlockAt(const NotesEntry& entry) const;
-  Fault Damaged(uint64_t offset, const std::string& reason) const;
 
   std::unique_ptr<PositionedFile> file;
   NotesDeclarations declarations;
