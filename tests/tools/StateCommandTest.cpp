@@ -14,6 +14,7 @@
 
 #include "tests/tools/CommandFixture.h"
 #include "tests/tools/RunningProgram.h"
+#include "trace/marrowfin_trace.h"
 
 namespace marrowfin {
 namespace {
@@ -452,6 +453,130 @@ TEST_F(StateCommandTest, AMomentFarIntoALongTraceHasTheColoursOfItsLastEvents) {
                     {"color", "#ff3333"}}),
               told["messages"].back());
   }
+}
+
+TEST_F(StateCommandTest, PlacesTellWhoseEventEachOfThemShows) {
+  EXPECT_EQ(
+      "t.trace: step 3, cycle 260, 4 records from record 0, -c 1 -d 2 -p 4\n"
+      "age  thread  kind    color  record  cycle  place\n"
+      "  2       1     -  #a5ff01       0      5  element 7 2\n"
+      "  0       9     -  #0101ff       3    260  element 3 3\n"
+      "  1       0     -  #ff8080       1      6  switch of cluster 0 0 at 4 4\n"
+      "  0       2     -  #ff0000       2    260  message 7 2 to 0 1\n",
+      At({"--cycle", "260", "--places"}));
+  EXPECT_EQ(
+      "t.trace: step 0, cycle 0, 0 records from record 1, -c 1 -d 2 -p 4\n"
+      "age  thread  kind  color  record  cycle  place\n",
+      At({"--step", "0", "--places"}));
+}
+
+// A colour that rests tells no age, and none tells which of the threads it is that have it.
+TEST_F(StateCommandTest, PlacesTellThreadsApartThatHaveOneColour) {
+  std::string text = "fire 1 13 0 0\nfire 1 7 1 0\nswitch 1 4294967295 4 4\n";
+  for (int cycle = 2; cycle <= 12; ++cycle) {
+    text += "send " + std::to_string(cycle) + " 0 6 6 7 7\n";
+  }
+  Trace(text);
+  EXPECT_THAT(At({"--cycle", "12", "--places", "--region", "0,0:5,5"}),
+              ::testing::EndsWith(
+                  "\nage      thread  kind    color  record  cycle  place\n"
+                  " 4+          13     -  #ceff01       0      1  element 0 0\n"
+                  " 4+           7     -  #ceff01       1      1  element 1 0\n"
+                  " 8+  4294967295     -  #fefeff       2      1  switch of cluster 0 0 at 4 4\n"));
+}
+
+TEST_F(StateCommandTest, JsonOfPlacesTellsTheSame) {
+  const json told = RunForJson({"state", "t.trace", "--cycle", "260", "--places"});
+  EXPECT_FALSE(told.contains("elements"));
+  EXPECT_EQ(4, told["records"]);
+  ASSERT_EQ(4U, told["places"].size());
+  EXPECT_EQ(json({{"piece", "element"},
+                  {"at", {7, 2}},
+                  {"thread", 1},
+                  {"age", 2},
+                  {"rests", false},
+                  {"color", "#a5ff01"},
+                  {"record", 0},
+                  {"cycle", 5}}),
+            told["places"][0]);
+  EXPECT_EQ(json({0, 0}), told["places"][2]["cluster"]);
+  EXPECT_EQ(json({{"piece", "message"},
+                  {"from", {7, 2}},
+                  {"to", {0, 1}},
+                  {"thread", 2},
+                  {"age", 0},
+                  {"rests", false},
+                  {"color", "#ff0000"},
+                  {"record", 2},
+                  {"cycle", 260}}),
+            told["places"][3]);
+}
+
+TEST_F(StateCommandTest, ARegionHasWhatIsInItAndMessagesFromAndTo) {
+  const std::string head = "t.trace: step 3, cycle 260, 4 records from record 0, -c 1 -d 2 -p 4\n";
+  const std::string untouched = "untouched elements #c0c0c0, untouched switches #dfdfdf\n";
+  EXPECT_EQ(head + untouched + "message 7 2 to 0 1 #ff0000 age 0\n",
+            At({"--cycle", "260", "--region", "0,0:1,1"}));
+  EXPECT_EQ(head + untouched +
+                "element 3 3 #0101ff\n"
+                "switch of cluster 0 0 at 4 4 #ff8080\n",
+            At({"--cycle", "260", "--region", "3,3:4,4"}));
+  EXPECT_EQ(At({"--cycle", "260"}), At({"--cycle", "260", "--region", "cluster:0,0"}));
+  EXPECT_EQ(At({"--cycle", "260"}), At({"--cycle", "260", "--region", "0,0:99,99"}));
+  EXPECT_EQ(head + untouched, At({"--cycle", "260", "--region", "50,50"}));
+  json told = RunForJson({"state", "t.trace", "--cycle", "260", "--region", "6,2:9,3"});
+  EXPECT_EQ(json({{"first", {6, 2}}, {"last", {9, 3}}}), told["region"]);
+  EXPECT_EQ(json::array({json::array({"#c0c0c0", "#a5ff01"}), json::array({"#c0c0c0", "#c0c0c0"})}),
+            told["elements"]);
+  EXPECT_EQ(json::array(), told["switches"]);
+  EXPECT_EQ(1U, told["messages"].size());
+  told = RunForJson({"state", "t.trace", "--cycle", "260", "--region", "4,4"});
+  EXPECT_EQ(json::array({json::array({"#ff8080"})}), told["switches"]);
+  EXPECT_EQ(json::array(), told["messages"]);
+  ExpectFailure(1,
+                "t.trace: the array has no cluster at column 1, row 0\n"
+                "  Give the counts of the array with -c, -d and -p.\n",
+                Run({"state", "t.trace", "--cycle", "260", "--region", "cluster:1,0"}));
+}
+
+TEST_F(StateCommandTest, PlacesHaveTheKindsAndNamesOfTheCompanion) {
+  marrowfin_trace trace;
+  marrowfin_trace_open(&trace, folder.File("t.trace").c_str());
+  marrowfin_trace_companion(&trace);
+  marrowfin_trace_name_thread(&trace, 1, "requests", "class");
+  marrowfin_trace_name_place(&trace, 2, 7, "memory");
+  const int kind = marrowfin_trace_attribute(&trace, "kind", MARROWFIN_TRACE_NAME, "");
+  marrowfin_trace_value_name(&trace, kind, 0, "compute");
+  marrowfin_trace_value_name(&trace, kind, 1, "wait");
+  marrowfin_trace_fire(&trace, 5, 1, 2, 7);
+  marrowfin_trace_note(&trace, kind, 0);
+  marrowfin_trace_fire(&trace, 6, 1, 2, 7);
+  marrowfin_trace_note(&trace, kind, 1);
+  marrowfin_trace_fire(&trace, 6, 0, 0, 0);
+  marrowfin_trace_send(&trace, 6, 1, 0, 0, 2, 7);
+  marrowfin_trace_note(&trace, kind, 0);
+  ASSERT_EQ(0, marrowfin_trace_close(&trace));
+  EXPECT_THAT(At({"--cycle", "6", "--places"}),
+              ::testing::EndsWith("\n"
+                                  "age  thread     named     kind    color  record  cycle  place\n"
+                                  "  0       0         -        -  #ff0101       2      6  element "
+                                  "0 0\n"
+                                  "  0       1  requests     wait  #01ff01       1      6  element "
+                                  "7 2 (memory)\n"
+                                  "  0       1  requests  compute  #ff0000       3      6  message "
+                                  "0 0 to 7 2 (memory)\n"));
+  const json told = RunForJson({"state", "t.trace", "--cycle", "6", "--places"})["places"];
+  EXPECT_FALSE(told[0].contains("kind"));
+  EXPECT_EQ("wait", told[1]["kind"]);
+  EXPECT_EQ("requests", told[1]["threadName"]);
+  EXPECT_EQ("memory", told[1]["place"]);
+  EXPECT_EQ("memory", told[2]["toPlace"]);
+  // Notes that are damaged are told and left out.
+  testing::WriteFile(folder.File("t.trace.notes"), "these are no notes");
+  const CommandResult damaged = Run({"state", "t.trace", "--cycle", "6", "--places"});
+  EXPECT_EQ(0, damaged.exitStatus);
+  EXPECT_THAT(damaged.err, HasSubstr("; its notes are left out\n"));
+  EXPECT_THAT(damaged.out, HasSubstr("element 7 2 (memory)\n"));
 }
 
 }  // namespace

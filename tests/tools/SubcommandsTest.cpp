@@ -34,7 +34,8 @@ class SubcommandsTest : public CommandFixture {
             {"events", trace},
             {"events", trace, "--count"},
             {"state", trace, "--step", "0"},
-            {"state", trace, "--cycle", "0"}};
+            {"state", trace, "--cycle", "0"},
+            {"state", trace, "--cycle", "0", "--places"}};
   }
 };
 
@@ -341,6 +342,7 @@ TEST_F(SubcommandsTest, TheManualPageNamesEveryFieldOfTheJson) {
                          {"check", "t.trace"},
                          {"index", "t.trace"},
                          {"state", "t.trace", "--cycle", "1"},
+                         {"state", "t.trace", "--cycle", "1", "--places", "--region", "0,0:9,9"},
                          {"import", "--format", "tt-npe", "capture.json", "-o", "out"}}) {
     std::set<std::string> fields;
     AddFields(RunForJson(line, line[0] == "import" ? 0 : 1), fields);

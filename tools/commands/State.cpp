@@ -1,13 +1,17 @@
 #include <CLI/CLI.hpp>
-#include <cstdio>
+#include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <ostream>
 #include <string>
 
+#include "tools/program/ColorText.h"
+#include "tools/program/CompanionInput.h"
+#include "tools/program/FilterFlags.h"
 #include "tools/program/Json.h"
 #include "tools/program/Moment.h"
+#include "tools/program/ShownPlaces.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/TraceInput.h"
 #include "tools/program/ViewCommand.h"
@@ -19,10 +23,13 @@ constexpr char footer[] =
     "Examples:\n"
     "  marrowfin-trace state run.trace --step 100\n"
     "  marrowfin-trace state run.trace --cycle 5000 -c 4 -d 2 -p 4 --json\n"
+    "  marrowfin-trace state run.trace --cycle 500 --places --region cluster:1,0\n"
     "\n"
     "--step tells what the viewer shows after so many animation steps of the same trace with the\n"
     "same -c, -d, -p and -F; --cycle tells the state with every event up to and including that\n"
     "cycle applied. As text, elements and switches that no event has touched are left out.\n"
+    "--places tells whose event each of them shows, which a colour tells up to five other "
+    "threads.\n"
     "\n"
     "Exit status: 0 done, 1 the trace cannot be read, has no such moment or breaks off before\n"
     "all of it, 2 command line refused, 3 nowhere is room for the index.";
@@ -31,20 +38,17 @@ struct StateFlags {
   std::string trace;
   ShapeFlags shape;
   MomentFlags moment;
+  std::optional<RegionWords> region;
+  bool places = false;
   bool json = false;
 };
-
-std::string Hex(Color color) {
-  char text[8];
-  snprintf(text, sizeof(text), "#%02x%02x%02x", color.red, color.green, color.blue);
-  return text;
-}
 
 // What is asked for and what is known of it.
 struct Answer {
   const StateFlags& flags;
   const ArrayState& state;
   const Fault& end;  // where the trace breaks off, if it does
+  Region region;     // all of the array where none was asked for
 };
 
 // JSON of a value, on one line.
@@ -54,34 +58,82 @@ std::string Inline(const nlohmann::json& value) {
   return text;
 }
 
-// Rows of colours. They are written as they are told: as a tree of values, the picture of a large
-// array would take a hundred times the memory of its colours.
-void PrintRows(const std::vector<Color>& colors, uint32_t columns, std::ostream& out) {
-  out << "[";
-  for (size_t i = 0; i < colors.size(); ++i) {
-    const char* const before = i == 0 ? "[" : i % columns == 0 ? "],[" : ",";
-    out << before << '"' << Hex(colors[i]) << '"';
-  }
-  out << (colors.empty() ? "]" : "]]");
+// The columns `first` up to `last` of an array, and the rows.
+struct Part {
+  Place first;
+  Place last;
+};
+
+uint32_t ClampedEnd(uint32_t last, uint32_t side) { return last < side ? last + 1 : side; }
+
+Part ElementsIn(const Region& region, const ArrayShape& shape) {
+  return {
+      region.first,
+      {ClampedEnd(region.last.column, shape.Columns()), ClampedEnd(region.last.row, shape.Rows())}};
 }
 
-void PrintMessages(const ArrayState& s, std::ostream& out) {
+// The clusters whose switches records have in a region.
+Part SwitchesIn(const Region& region, const ArrayShape& shape) {
+  Part part = {{shape.clusters.columns, shape.clusters.rows}, {}};
+  for (uint32_t i = 0; i < shape.clusters.columns; ++i) {
+    const uint32_t at = shape.SwitchOf({i, 0}).column;
+    if (at >= region.first.column && at <= region.last.column) {
+      part.first.column = std::min(part.first.column, i);
+      part.last.column = i + 1;
+    }
+  }
+  for (uint32_t i = 0; i < shape.clusters.rows; ++i) {
+    const uint32_t at = shape.SwitchOf({0, i}).row;
+    if (at >= region.first.row && at <= region.last.row) {
+      part.first.row = std::min(part.first.row, i);
+      part.last.row = i + 1;
+    }
+  }
+  return part;
+}
+
+// Rows of colours. They are written as they are told: as a tree of values, the picture of a large
+// array would take a hundred times the memory of its colours.
+void PrintRows(const std::vector<Color>& colors, uint32_t columns, const Part& part,
+               std::ostream& out) {
+  out << "[";
+  for (uint32_t row = part.first.row; row < part.last.row; ++row) {
+    out << (row == part.first.row ? "[" : ",[");
+    for (uint32_t column = part.first.column; column < part.last.column; ++column) {
+      const size_t number = static_cast<size_t>(row) * columns + column;
+      out << (column == part.first.column ? "" : ",") << '"' << ColorText(colors[number]) << '"';
+    }
+    out << "]";
+  }
+  out << "]";
+}
+
+bool IsIn(const Region& region, const LiveMessage& message) {
+  return region.Has(message.from) || region.Has(message.to);
+}
+
+void PrintMessages(const Answer& answer, std::ostream& out) {
+  const ArrayState& s = answer.state;
   out << "[";
   const char* before = "";
   for (const LiveMessage& m : s.messages) {
+    if (!IsIn(answer.region, m)) {
+      continue;
+    }
     out << before
         << Inline({{"record", m.record},
                    {"thread", m.thread},
                    {"from", {m.from.column, m.from.row}},
                    {"to", {m.to.column, m.to.row}},
                    {"age", s.AgeOf(m)},
-                   {"color", Hex(s.ColorOf(m))}});
+                   {"color", ColorText(s.ColorOf(m))}});
     before = ",";
   }
   out << "]";
 }
 
-void PrintAsJson(const Answer& answer, std::ostream& out) {
+// What JSON begins with, up to what is shown.
+void PrintHeadAsJson(const Answer& answer, std::ostream& out) {
   const ArrayState& s = answer.state;
   nlohmann::json head = {{"trace", answer.flags.trace},
                          {"clusters", s.shape.clusters.columns},
@@ -92,40 +144,51 @@ void PrintAsJson(const Answer& answer, std::ostream& out) {
                          {"firstRecord", s.first},
                          {"records", s.last - s.first},
                          {"shown", s.shown}};
+  if (answer.flags.region) {
+    head["region"] = {{"first", {answer.region.first.column, answer.region.first.row}},
+                      {"last", {answer.region.last.column, answer.region.last.row}}};
+  }
   if (answer.end) {
     head["fault"] = AsJson(answer.end);
   }
   std::string text = Inline(head);
   text.pop_back();
-  out << text << ",\"elements\":";
-  PrintRows(s.elements, s.shape.Columns(), out);
+  out << text;
+}
+
+void PrintAsJson(const Answer& answer, std::ostream& out) {
+  const ArrayState& s = answer.state;
+  PrintHeadAsJson(answer, out);
+  out << ",\"elements\":";
+  PrintRows(s.elements, s.shape.Columns(), ElementsIn(answer.region, s.shape), out);
   out << ",\"switches\":";
-  PrintRows(s.switches, s.shape.clusters.columns, out);
+  PrintRows(s.switches, s.shape.clusters.columns, SwitchesIn(answer.region, s.shape), out);
   out << ",\"messages\":";
-  PrintMessages(s, out);
+  PrintMessages(answer, out);
   out << "}\n";
 }
 
-void PrintTouched(const ArrayState& s, std::ostream& out) {
+void PrintTouched(const Answer& answer, std::ostream& out) {
+  const ArrayState& s = answer.state;
   const Color element = UntouchedElementColor(s.step);
   for (size_t i = 0; i < s.elements.size(); ++i) {
-    if (s.elements[i] != element) {
-      const Place at = s.shape.ElementAt(i);
-      out << "element " << at.column << " " << at.row << " " << Hex(s.elements[i]) << "\n";
+    const Place at = s.shape.ElementAt(i);
+    if (s.elements[i] != element && answer.region.Has(at)) {
+      out << "element " << at.column << " " << at.row << " " << ColorText(s.elements[i]) << "\n";
     }
   }
   const Color filed = UntouchedSwitchColor(s.step);
   for (size_t i = 0; i < s.switches.size(); ++i) {
-    if (s.switches[i] != filed) {
-      const Place at = s.shape.SwitchAt(i);
+    const Place at = s.shape.SwitchAt(i);
+    if (s.switches[i] != filed && answer.region.Has(at)) {
       const Place cluster = s.shape.ClusterOfSwitch(at);
       out << "switch of cluster " << cluster.column << " " << cluster.row << " at " << at.column
-          << " " << at.row << " " << Hex(s.switches[i]) << "\n";
+          << " " << at.row << " " << ColorText(s.switches[i]) << "\n";
     }
   }
 }
 
-void Print(const Answer& answer, std::ostream& out) {
+void PrintHead(const Answer& answer, std::ostream& out) {
   const ArrayState& s = answer.state;
   out << answer.flags.trace << ": step " << s.step << ", cycle " << s.cycle << ", "
       << s.last - s.first << " records from record " << s.first << ", " << ShapeText(s.shape)
@@ -133,13 +196,51 @@ void Print(const Answer& answer, std::ostream& out) {
   if (answer.end) {
     out << "the trace breaks off: " << answer.end.Text() << "\n";
   }
-  out << "untouched elements " << Hex(UntouchedElementColor(s.step)) << ", untouched switches "
-      << Hex(UntouchedSwitchColor(s.step)) << "\n";
-  PrintTouched(s, out);
+}
+
+void Print(const Answer& answer, std::ostream& out) {
+  const ArrayState& s = answer.state;
+  PrintHead(answer, out);
+  out << "untouched elements " << ColorText(UntouchedElementColor(s.step))
+      << ", untouched switches " << ColorText(UntouchedSwitchColor(s.step)) << "\n";
+  PrintTouched(answer, out);
   for (const LiveMessage& m : s.messages) {
-    out << "message " << m.from.column << " " << m.from.row << " to " << m.to.column << " "
-        << m.to.row << " " << Hex(s.ColorOf(m)) << " age " << s.AgeOf(m) << "\n";
+    if (IsIn(answer.region, m)) {
+      out << "message " << m.from.column << " " << m.from.row << " to " << m.to.column << " "
+          << m.to.row << " " << ColorText(s.ColorOf(m)) << " age " << s.AgeOf(m) << "\n";
+    }
   }
+}
+
+// A row for each piece and message that shows something.
+MaybeFailure TellPlaces(const Answer& answer, IndexedTrace& trace, const Companion& companion,
+                        const Console& console) {
+  const StateFlags& flags = answer.flags;
+  const PlacesQuestion question = {trace,
+                                   companion.Notes(),
+                                   answer.state,
+                                   answer.region,
+                                   flags.moment.cycle.value_or(~uint64_t{0}),
+                                   console};
+  Fault refused;
+  const Result<std::vector<ShownPlace>> places =
+      AskIndexed(console, trace, [&] { return FindShownPlaces(question, refused); });
+  if (!places) {
+    return IndexingFailureOf(places.Why(), flags.trace);
+  }
+  ReportRefused(refused, console);
+  const EventNaming naming = {trace.index->GetSummary(), answer.state.shape, companion.GetAbout(),
+                              nullptr};
+  if (flags.json) {
+    PrintHeadAsJson(answer, console.out);
+    console.out << ",\"places\":";
+    PrintPlacesAsJson(*places, naming, console.out);
+    console.out << "}\n";
+  } else {
+    PrintHead(answer, console.out);
+    PrintPlaces(*places, naming, console.out);
+  }
+  return std::nullopt;
 }
 
 MaybeFailure State(const StateFlags& flags, const Console& console) {
@@ -162,8 +263,18 @@ MaybeFailure State(const StateFlags& flags, const Console& console) {
     return failure;
   }
   const Summary& summary = trace.index->GetSummary();
-  const Answer answer = {flags, state, summary.end};
-  if (flags.json) {
+  Answer answer = {flags, state, summary.end, {}};
+  if (flags.region) {
+    if (MaybeFailure failure = PositionsOf(*flags.region, flags.trace, shape, answer.region)) {
+      return failure;
+    }
+  }
+  if (flags.places) {
+    const Companion companion = OpenCompanion(*trace.file, console);
+    if (MaybeFailure failure = TellPlaces(answer, trace, companion, console)) {
+      return failure;
+    }
+  } else if (flags.json) {
     PrintAsJson(answer, console.out);
   } else {
     Print(answer, console.out);
@@ -177,6 +288,12 @@ Action Configure(CLI::App& app) {
   app.add_option("TRACE", flags->trace, "The trace: a plain file")->required();
   flags->moment.Declare(app);
   flags->shape.Declare(app);
+  AddRegion(app, flags->region,
+            "Only what is there, of messages either end: COLUMN,ROW or COLUMN,ROW:COLUMN,ROW, or "
+            "cluster:COLUMN,ROW or domain:COLUMN,ROW of the array");
+  app.add_flag(
+      "--places", flags->places,
+      "A row for each element, switch and message that shows something: thread, age, kind");
   app.add_flag("--json", flags->json, "Print JSON");
   return [flags](const Console& console) { return State(*flags, console); };
 }

@@ -14,13 +14,6 @@ constexpr char BETWEEN[] = "  ";
 
 size_t Digits(uint64_t number) { return std::to_string(number).size(); }
 
-// A name on one line.
-std::string OnOneLine(std::string name) {
-  std::replace_if(
-      name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
-  return name;
-}
-
 uint32_t LargestThread(const Summary& summary) {
   if (summary.otherThreads > 0) {
     return ~uint32_t{0};
@@ -108,7 +101,7 @@ void EventText::Add(const NotedSelection& from, size_t i, std::string& out) {
   for (size_t a = 0; a < attributes.size(); ++a) {
     Put(columns[column++], ValueOf(attributes[a], *from.notes[a], i), out);
   }
-  AddWords(event, out);
+  AppendEvent(naming, event, out);
   out += '\n';
 }
 
@@ -125,34 +118,6 @@ std::string EventText::ValueOf(const NoteAttribute& attribute, const NoteValues&
     text += (text.empty() ? "" : ",") + OnOneLine(NoteValueText(attribute, value));
   }
   return text.empty() ? "-" : text;
-}
-
-void EventText::AddNamed(Place place, std::string& out) const {
-  AppendPlace(place, " ", out);
-  if (const std::string* const name = NameOfPlace(naming, place)) {
-    out += " (" + OnOneLine(*name) + ")";
-  }
-}
-
-void EventText::AddWords(const TraceEvent& event, std::string& out) const {
-  if (event.type == FIRE_RECORD) {
-    out += "element ";
-    AddNamed(event.at, out);
-  } else if (event.type == SEND_RECORD) {
-    out += "message ";
-    AddNamed(event.at, out);
-    out += " to ";
-    AddNamed(event.to, out);
-  } else {
-    out += "switch ";
-    if (const std::optional<Place> cluster = ClusterOf(naming, event)) {
-      out += "of cluster ";
-      AppendPlace(*cluster, " ", out);
-      out += ' ';
-    }
-    out += "at ";
-    AppendPlace(event.at, " ", out);
-  }
 }
 
 }  // namespace marrowfin

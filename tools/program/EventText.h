@@ -32,8 +32,6 @@ class EventText : public EventLines {
   void AddColumn(const std::string& title, size_t width, bool leftwards);
   void Put(const Column& column, const std::string& text, std::string& out) const;
   std::string ValueOf(const NoteAttribute& attribute, const NoteValues& values, size_t i) const;
-  void AddNamed(Place place, std::string& out) const;
-  void AddWords(const TraceEvent& event, std::string& out) const;
 
   const EventNaming& naming;
   const bool namesThreads;

@@ -1,10 +1,22 @@
 #include "tools/program/EventWords.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include "trace/base/Record.h"
 
 namespace marrowfin {
+
+namespace {
+
+void AppendNamed(const EventNaming& naming, Place place, std::string& out) {
+  AppendPlace(place, " ", out);
+  if (const std::string* const name = NameOfPlace(naming, place)) {
+    out += " (" + OnOneLine(*name) + ")";
+  }
+}
+
+}  // namespace
 
 void AppendNumber(uint64_t number, std::string& out) {
   char digits[20];
@@ -54,6 +66,33 @@ bool HasPlaceNames(const EventNaming& naming) {
 std::span<const NoteAttribute> Attributes(const EventNaming& naming) {
   return naming.notes == nullptr ? std::span<const NoteAttribute>()
                                  : std::span<const NoteAttribute>(naming.notes->attributes);
+}
+
+std::string OnOneLine(std::string name) {
+  std::replace_if(
+      name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
+  return name;
+}
+
+void AppendEvent(const EventNaming& naming, const TraceEvent& event, std::string& out) {
+  if (event.type == FIRE_RECORD) {
+    out += "element ";
+    AppendNamed(naming, event.at, out);
+  } else if (event.type == SEND_RECORD) {
+    out += "message ";
+    AppendNamed(naming, event.at, out);
+    out += " to ";
+    AppendNamed(naming, event.to, out);
+  } else {
+    out += "switch ";
+    if (const std::optional<Place> cluster = ClusterOf(naming, event)) {
+      out += "of cluster ";
+      AppendPlace(*cluster, " ", out);
+      out += ' ';
+    }
+    out += "at ";
+    AppendPlace(event.at, " ", out);
+  }
 }
 
 }  // namespace marrowfin

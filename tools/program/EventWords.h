@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "tools/program/EventLines.h"
@@ -31,6 +32,13 @@ const std::string* NameOfThread(const EventNaming& naming, uint32_t thread);
 const std::string* NameOfPlace(const EventNaming& naming, Place place);
 bool HasThreadNames(const EventNaming& naming);
 bool HasPlaceNames(const EventNaming& naming);
+
+// A name on one line.
+std::string OnOneLine(std::string name);
+
+// The event in words: "element 7 2", "switch of cluster 0 0 at 4 4", "message 7 2 to 0 1", with
+// what the run called the positions.
+void AppendEvent(const EventNaming& naming, const TraceEvent& event, std::string& out);
 
 // What is declared; empty where nothing is.
 std::span<const NoteAttribute> Attributes(const EventNaming& naming);

@@ -38,9 +38,8 @@ MaybeFailure TellState(const MomentFlags& moment, const ArrayShape& shape, Index
                        const Console& console, ArrayState& state);
 
 // Whether events behind the place where the trace breaks off may belong to the moment that was
-// told, and the failure that says so.
+// told.
 bool IsCutShort(const MomentFlags& moment, const ArrayState& state, const Summary& summary);
-Failure CutShort(const Fault& end);
 
 }  // namespace marrowfin
 
