@@ -39,6 +39,9 @@ void MeasureSteps(const Subject& subject, const TraceSource& trace, const Index&
 // Finding events by what they are, counting them, and going through all of them.
 void MeasureFinding(const Subject& subject, const TraceSource& trace, const Index& index);
 
+// Notes beside a made-up trace of so many records: reading them, and questions about them.
+void MeasureNotes(const std::string& folder, uint64_t records, int repetitions);
+
 // Ranges of cycles, and how often each processing element fired in them: row by row, as an
 // ActivityReader lays it out.
 struct Answer {

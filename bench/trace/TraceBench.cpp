@@ -1,6 +1,6 @@
 // How fast the trace engine is, each line a ratio that is measured in this very run.
 //
-// usage: marrowfin_trace_bench [--quick | --index-only FILE] FOLDER
+// usage: marrowfin_trace_bench [--quick | --notes | --index-only FILE] FOLDER
 //
 // Traces and what other programs make of them go to FOLDER, which needs some 8 GB (--quick: 1 GB),
 // and are removed again. Times are medians of what takes turns, by processor time where one thread
@@ -109,6 +109,24 @@ void MeasureMemory(const std::string& program, const std::string& folder, bool q
   }
 }
 
+void MeasureNotesOf(const std::string& folder, uint64_t records) {
+  Heading("Notes beside " + std::to_string(records / 100000 / 10.0).substr(0, 4) + " M records");
+  MeasureNotes(folder, records, records == SMALL ? 7 : 3);
+}
+
+int Summed() {
+  printf("\n%d lines not met\n", NotMet());
+  return NotMet() == 0 ? 0 : 3;
+}
+
+// Notes alone.
+int RunNotes(const std::string& folder) {
+  printf("%s\n", Machine().c_str());
+  MeasureNotesOf(folder, SMALL);
+  MeasureNotesOf(folder, LARGE);
+  return Summed();
+}
+
 int Run(const std::string& program, const std::string& folder, bool quick) {
   printf("%s\n", Machine().c_str());
   for (const SynthOptions::Mode mode : {SynthOptions::PROGRAMS, SynthOptions::RANDOM}) {
@@ -117,8 +135,11 @@ int Run(const std::string& program, const std::string& folder, bool quick) {
     }
   }
   MeasureMemory(program, folder, quick);
-  printf("\n%d lines not met\n", NotMet());
-  return NotMet() == 0 ? 0 : 3;
+  MeasureNotesOf(folder, SMALL);
+  if (!quick) {
+    MeasureNotesOf(folder, LARGE);
+  }
+  return Summed();
 }
 
 }  // namespace
@@ -131,8 +152,12 @@ int main(int argc, char** argv) {
     return IndexOnly(argv[2]);
   }
   const bool quick = argc == 3 && strcmp(argv[1], "--quick") == 0;
+  if (argc == 3 && strcmp(argv[1], "--notes") == 0) {
+    return RunNotes(argv[2]);
+  }
   if (argc != 2 && !quick) {
-    fprintf(stderr, "usage: marrowfin_trace_bench [--quick | --index-only FILE] FOLDER\n");
+    fprintf(stderr,
+            "usage: marrowfin_trace_bench [--quick | --notes | --index-only FILE] FOLDER\n");
     return 2;
   }
   return Run(argv[0], argv[argc - 1], quick);
