@@ -41,6 +41,20 @@ class NoteValues {
   // Adds a value to the record that is added next.
   void Put(uint64_t value) { values.push_back(value); }
 
+  // Adds records of which something is known and which have one value each.
+  template <class ValueOf>
+  void AddSingles(size_t count, ValueOf valueOf) {
+    const size_t record = known.size();
+    const size_t value = values.size();
+    known.resize(record + count, 1);
+    begins.resize(record + count + 1);
+    values.resize(value + count);
+    for (size_t i = 0; i < count; ++i) {
+      values[value + i] = valueOf(i);
+      begins[record + i + 1] = static_cast<uint32_t>(value + i + 1);
+    }
+  }
+
   // Adds a record with the values that were put.
   void Add(bool isKnown) {
     begins.push_back(static_cast<uint32_t>(values.size()));

@@ -168,7 +168,7 @@ Result<std::unique_ptr<NotesIndex>> NotesIndex::Load(const TraceMark& mark, cons
   const Result<std::vector<uint8_t>> bytes = index->Section(directory);
   std::vector<IndexSection> times;
   NoteTables& tables = index->tables;
-  if (!bytes || !DecodeNoteTables(*bytes, directory.offset, tables, times) ||
+  if (!bytes || !DecodeNoteTables(*bytes, directory.offset, notes.Blocks().size(), tables, times) ||
       !IsSame(mark, tables.trace) || !IsOf(tables, notes)) {
     return none;
   }
@@ -341,8 +341,11 @@ void NotesIndex::TakeSamples(const NotesFile& notes, size_t number) {
 
 // An index that cannot be kept stays in memory.
 void NotesIndex::Keep(const TraceMark& mark, const NotesFile& notes, IndexStore& store) {
-  Result<std::unique_ptr<IndexDraft>> draft = store.Create();
-  if (!whole || !draft) {
+  if (!whole) {
+    return;
+  }
+  const Result<std::unique_ptr<IndexDraft>> draft = store.Create();
+  if (!draft) {
     return;
   }
   const FileIdentity& identity = notes.File().Identity();

@@ -163,25 +163,32 @@ void NotesOfTrace::AddFrom(const NotesBlock& block, uint32_t attribute, const Se
   const bool isCycle = type == NoteType::CYCLE;
   const bool ofAll =
       column != nullptr && type != NoteType::RECORDS && column->positions.size() == block.count;
+  const auto positionOf = [&](size_t i) {
+    return static_cast<uint32_t>(found.Record(i) - block.first);
+  };
+  const auto resolved = [&](size_t i, uint64_t value) {
+    return isCycle ? found.columns->cycle[found.rows[i]] - value : value;
+  };
+  if (ofAll) {
+    values.AddSingles(to - from, [&](size_t i) {
+      return resolved(from + i, column->values[positionOf(from + i)]);
+    });
+    return;
+  }
   size_t at = 0;
-  if (column != nullptr && !ofAll) {
-    const auto first = std::lower_bound(column->positions.begin(), column->positions.end(),
-                                        found.Record(from) - block.first);
+  if (column != nullptr) {
+    const auto first =
+        std::lower_bound(column->positions.begin(), column->positions.end(), positionOf(from));
     at = static_cast<size_t>(first - column->positions.begin());
   }
   for (size_t i = from; i < to; ++i) {
-    const auto position = static_cast<uint32_t>(found.Record(i) - block.first);
-    const uint64_t cycle = found.columns->cycle[found.rows[i]];
-    const auto put = [&](uint64_t value) { values.Put(isCycle ? cycle - value : value); };
-    if (ofAll) {
-      put(column->values[position]);
-    } else if (column != nullptr) {
-      while (at < column->positions.size() && column->positions[at] < position) {
-        ++at;
-      }
-      for (; at < column->positions.size() && column->positions[at] == position; ++at) {
-        put(column->values[at]);
-      }
+    const uint32_t position = positionOf(i);
+    while (column != nullptr && at < column->positions.size() && column->positions[at] < position) {
+      ++at;
+    }
+    for (; column != nullptr && at < column->positions.size() && column->positions[at] == position;
+         ++at) {
+      values.Put(resolved(i, column->values[at]));
     }
     values.Add(true);
   }

@@ -47,8 +47,6 @@ void NoteTimes::Add(NoteType type, uint64_t cycle, uint32_t recordType,
 
 namespace {
 
-constexpr size_t MOST_BLOCKS = size_t{1} << 28;
-
 void PutFixed(ByteWriter& out, uint64_t value) {
   uint8_t bytes[8];
   Store64(bytes, value);
@@ -209,11 +207,11 @@ std::vector<uint8_t> EncodeNoteTables(const NoteTables& tables,
   return out.Take();
 }
 
-bool DecodeNoteTables(std::span<const uint8_t> bytes, uint64_t dataSize, NoteTables& tables,
-                      std::vector<IndexSection>& times) {
+bool DecodeNoteTables(std::span<const uint8_t> bytes, uint64_t dataSize, size_t mostEntries,
+                      NoteTables& tables, std::vector<IndexSection>& times) {
   ByteReader in(bytes.data(), bytes.size());
   GetMark(in, tables);
-  tables.entries.resize(in.Count(MOST_BLOCKS));
+  tables.entries.resize(in.Count(mostEntries));
   uint64_t offset = 0;
   for (NoteEntryMark& entry : tables.entries) {
     offset += in.Number();

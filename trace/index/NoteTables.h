@@ -97,10 +97,11 @@ constexpr uint8_t NOTES_INDEX_MAGIC[8] = {'M', 'F', 'N', 'O', 'T', 'I', 'X', '1'
 std::vector<uint8_t> EncodeNoteTables(const NoteTables& tables,
                                       std::span<const IndexSection> times);
 
-// False where the bytes are no directory of notes, or one that contradicts itself. `times` are the
+// False where the bytes are no directory of notes of at most so many blocks, or one that
+// contradicts itself, or names sections outside the `dataSize` bytes before it. `times` are the
 // sections of the tables, which are still empty.
-bool DecodeNoteTables(std::span<const uint8_t> bytes, uint64_t dataSize, NoteTables& tables,
-                      std::vector<IndexSection>& times);
+bool DecodeNoteTables(std::span<const uint8_t> bytes, uint64_t dataSize, size_t mostEntries,
+                      NoteTables& tables, std::vector<IndexSection>& times);
 
 }  // namespace marrowfin
 

@@ -11,8 +11,12 @@
 #include <limits>
 
 #include "tests/trace/support/NotedTrace.h"
+#include "trace/ask/CounterOverTime.h"
 #include "trace/ask/NotedCounter.h"
 #include "trace/ask/NotedCursor.h"
+#include "trace/ask/NotesOverTime.h"
+#include "trace/base/Zstd.h"
+#include "trace/index/IndexFormat.h"
 #include "trace/write/NotesWriter.h"
 
 namespace marrowfin::testing {
@@ -214,6 +218,68 @@ TEST(NotesIndexTest, IndexThatIsCutOrFlippedIsMadeAnewOrToldAndNeverBelieved) {
     indexed.Reopen();
     ASSERT_EQ(made.blocks, indexed.index->Tables().blocks) << "byte " << at;
   }
+}
+
+// The directory of an index, changed, and sealed as a directory should be.
+std::string Resealed(const std::string& bytes, std::mt19937& random) {
+  IndexSection directory;
+  EXPECT_TRUE(DecodeFooter(
+      reinterpret_cast<const uint8_t*>(bytes.data() + bytes.size() - INDEX_FOOTER), directory));
+  const auto* packed = reinterpret_cast<const uint8_t*>(bytes.data() + directory.offset);
+  std::vector<uint8_t> raw;
+  EXPECT_TRUE(Unpack({packed, static_cast<size_t>(directory.packedSize)},
+                     static_cast<size_t>(directory.rawSize), raw));
+  // What stands first tells which trace and notes it is of, and has the times of two files in it.
+  const size_t at = 60 + random() % (raw.size() - 60);
+  raw[at] = static_cast<uint8_t>(random());
+  if (random() % 8 == 0) {
+    raw.resize(at);
+  }
+  const std::vector<uint8_t> again = Pack(raw);
+  directory.packedSize = again.size();
+  directory.rawSize = raw.size();
+  uint8_t footer[INDEX_FOOTER];
+  EncodeFooter(directory, footer);
+  return bytes.substr(0, static_cast<size_t>(directory.offset)) +
+         std::string(again.begin(), again.end()) + std::string(footer, footer + INDEX_FOOTER);
+}
+
+TEST(NotesIndexTest, IndexThatSomebodyMadeUpLeadsNoQuestionOutOfBounds) {
+  std::mt19937 random(11);
+  const NotedEvents noted = Noted(random, 900);
+  Indexed indexed(noted, NotesBytes(noted, random, 40, true));
+  const std::string bytes = ReadFile(indexed.opened.name + ".notes.mfindex");
+  const auto store = IndexFileAt(indexed.opened.folder.File("forged"), 0600);
+  int believed = 0;
+  for (int round = 0; round < 400; ++round) {
+    WriteFile(indexed.opened.folder.File("forged"), Resealed(bytes, random));
+    NotesOfTrace notes(*indexed.opened.trace, *indexed.opened.index, *indexed.file);
+    bool made = false;
+    const Result<std::unique_ptr<NotesIndex>> index = NotesIndex::Open(
+        *indexed.opened.trace, *indexed.opened.index, notes, *store, [&](const Progress&) {
+          made = true;
+          return false;
+        });
+    if (made || !index) {
+      continue;
+    }
+    ++believed;
+    NotedCounter counter(*indexed.opened.trace, *indexed.opened.index, notes,
+                         {{}, {RandomCondition(random, noted)}});
+    static_cast<void>(counter.Count());
+    ActivityQuestion question;
+    question.first = random() % 200;
+    question.bins = 9;
+    for (uint32_t attribute = 0; attribute < NOTE_ATTRIBUTES; ++attribute) {
+      static_cast<void>(NotesOverTime(*indexed.opened.trace, *indexed.opened.index, notes, **index,
+                                      attribute, question));
+    }
+    CounterQuestion counters;
+    counters.bins = 5;
+    static_cast<void>(CounterOverTime(*indexed.file, **index, counters));
+    static_cast<void>((*index)->Follow(*indexed.opened.trace, *indexed.opened.index, notes));
+  }
+  EXPECT_GT(believed, 50);
 }
 
 TEST(NotesIndexTest, NotesOfAnotherTraceHaveNoIndex) {

@@ -36,7 +36,7 @@ NotedEvents RandomNotes(std::mt19937& random, std::vector<Event> events) {
 }
 
 std::string NotesBytes(const NotedEvents& noted, std::mt19937& random, size_t blockRecords,
-                       bool close) {
+                       bool samples) {
   MemorySink sink;
   NotesWriter writer(sink);
   writer.Attribute(KIND_ATTRIBUTE, NoteType::NAME);
@@ -49,6 +49,7 @@ std::string NotesBytes(const NotedEvents& noted, std::mt19937& random, size_t bl
   for (uint64_t kind = 0; kind < 5; ++kind) {
     writer.NameValue(KIND, kind, kinds[kind]);
   }
+  writer.Counter("queue", "flits");
   for (size_t i = 0; i < noted.events.size(); ++i) {
     const Event& event = noted.events[i];
     writer.Record(event.type, event.cycle, event.thread, event.at, event.to);
@@ -57,11 +58,14 @@ std::string NotesBytes(const NotedEvents& noted, std::mt19937& random, size_t bl
         EXPECT_TRUE(writer.Note(attribute, value));
       }
     }
+    if (samples && i % 20 == 0) {
+      writer.Sample({i, 0, {static_cast<uint32_t>(i / 20 % 3), 1}, static_cast<double>(i % 7)});
+    }
     if (random() % blockRecords == 0) {
       EXPECT_TRUE(IsFine(writer.Flush()));
     }
   }
-  EXPECT_TRUE(IsFine(close ? writer.Close() : writer.Flush()));
+  EXPECT_TRUE(IsFine(writer.Close()));
   return {sink.Bytes().begin(), sink.Bytes().end()};
 }
 

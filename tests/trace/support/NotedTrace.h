@@ -26,9 +26,9 @@ struct NotedEvents {
 
 NotedEvents RandomNotes(std::mt19937& random, std::vector<Event> events);
 
-// The notes file, in blocks of about so many records.
+// The notes file, in blocks of about so many records; with samples of a counter, if asked.
 std::string NotesBytes(const NotedEvents& noted, std::mt19937& random, size_t blockRecords,
-                       bool close = true);
+                       bool samples = false);
 
 // A condition that some of the events meet.
 NoteCondition RandomCondition(std::mt19937& random, const NotedEvents& noted);
