@@ -144,12 +144,13 @@ Contents SoundContents(const TraceSource& trace, uint64_t records) {
     const uint64_t offset = summarizer.Get().bytes;
     const uint64_t end = offset + (IsSend(record) ? LARGE_RECORD : SMALL_RECORD);
     ReadBatch(trace, offset, end, *columns);
-    summarizer.Add(*columns);
+    summarizer.AddAllButThreads(*columns);
     furtherTimes.Add(*columns, summarizer);
     if (record % 16 == 0) {
       d.entries.push_back({record, offset, columns->cycle[0], summarizer.Get().changes});
     }
     if ((record + 1) % 32 == 0) {
+      furtherTimes.TellThreads(summarizer);
       AddBoundary(summarizer, contents);
       summarizer.Finish();
       d.atLastBoundary = summarizer.Get();
@@ -159,6 +160,7 @@ Contents SoundContents(const TraceSource& trace, uint64_t records) {
   }
   contents.sections.push_back(times.Encode());
   contents.sections.push_back(furtherTimes.Get().Encode());
+  furtherTimes.TellThreads(summarizer);
   summarizer.Finish();
   d.summary = summarizer.Get();
   d.stride = 16;

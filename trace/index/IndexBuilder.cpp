@@ -6,8 +6,6 @@
 
 #include "trace/index/SameTrace.h"
 
-#include "trace/index/ThreadMask.h"
-
 namespace marrowfin {
 
 namespace {
@@ -47,7 +45,7 @@ void IndexBuilder::Add(const Columns& columns) {
     AddEntry(columns);
   }
   Sample(columns);
-  summarizer.Add(columns);
+  summarizer.AddAllButThreads(columns);
   furtherTimes.Add(columns, summarizer);
   MakeRoom();
   if (complete) {
@@ -98,77 +96,39 @@ void IndexBuilder::MakeRoom() {
   const uint32_t newColumns = static_cast<uint32_t>(columns);
   const uint32_t newRows = static_cast<uint32_t>(rows);
   counted.cells = Relayout(counted.cells, columnCount, rowCount, newColumns, newRows);
-  counted.cells.resize(CellsFor(newColumns, newRows));
+  counted.cells.resize(Segment::CellsFor(newColumns, newRows));
   columnCount = newColumns;
   rowCount = newRows;
 }
 
-bool IndexBuilder::HasFarEnds(const Columns& columns) const {
-  return columns.sends > 0 &&
-         (columns.maxSent.column >= columnCount || columns.maxSent.row >= rowCount);
-}
-
-// Those places of the batch that have no cell are replaced by that of the cell that is nobody's.
-const Place* IndexBuilder::Near(const Columns& columns, const Place* places,
-                                NearPlaces& near) const {
-  const Place nobody = {columnCount * rowCount, 0};
-  for (size_t i = 0; i < columns.size; ++i) {
-    const bool has = columns.tag[i].type != SEND_RECORD ||
-                     (places[i].column < columnCount && places[i].row < rowCount);
-    near[i] = has ? places[i] : nobody;
-  }
-  return near.data();
-}
-
-void IndexBuilder::CountElements(const Columns& columns) {
-  if (HasFarEnds(columns)) {
-    NearPlaces at;
-    NearPlaces to;
-    CountElements(columns, Near(columns, columns.at, at), Near(columns, columns.to, to));
-  } else {
-    CountElements(columns, columns.at, columns.to);
-  }
-}
-
 // Types follow each other at random as far as a processor can tell, so every record does the same:
-// what does not concern it goes nowhere. Tables and masks by type, since a compiler makes branches
-// of conditions.
-void IndexBuilder::CountElements(const Columns& columns, const Place* places,
-                                 const Place* receivers) {
-  constexpr uint32_t ALL = ~0U;
-  Segment::Cell* const atCells[3] = {nowhere.data(), counted.cells.data(), counted.cells.data()};
-  Segment::Cell* const toCells[3] = {nowhere.data(), nowhere.data(), counted.cells.data()};
-  constexpr uint32_t atPlace[3] = {0, ALL, ALL};
-  constexpr uint32_t atNowhere[3] = {NOWHERE - 1, 0, 0};
-  constexpr uint32_t toNowhere[3] = {NOWHERE - 1, NOWHERE - 1, 0};
-  constexpr uint32_t touches[3] = {0, ALL, 0};
-  const uint32_t stride = columnCount;
-  const uint32_t early =
-      static_cast<uint32_t>(FIRST_IN_KEYFRAMES - std::min(record, FIRST_IN_KEYFRAMES));
-  uint64_t last = record == 0 ? columns.cycle[0] : lastCycle;
+// what does not concern it goes to cells that are nobody's.
+void IndexBuilder::CountElements(const Columns& columns) {
+  batch.Fill(columns, columnCount, rowCount, record == 0 ? columns.cycle[0] : lastCycle);
+  Segment::Cell* const cells = counted.cells.data();
   uint32_t passed = static_cast<uint32_t>(changes - segmentChanges);
-  for (uint32_t i = 0; i < columns.size; ++i) {
+  const auto count = [&](size_t i, bool early) {
+    __builtin_prefetch(cells + batch.at[i + BatchCells::AHEAD], 1);
+    __builtin_prefetch(cells + batch.to[i + BatchCells::AHEAD], 1);
     const uint32_t kind = columns.tag[i].type - SWITCH_RECORD;
-    const bool change = columns.cycle[i] != last;
-    const uint32_t thread = columns.tag[i].thread;
-    const Touch touch = MakeTouch(passed, change, thread);
-    const uint32_t mark = uint32_t{1} << Segment::Cell::MASK_SHIFT << ThreadMask::ClassOf(thread);
-    const uint32_t sender = places[i].row * stride + places[i].column;
-    const uint32_t receiver = receivers[i].row * stride + receivers[i].column;
-    Segment::Cell& at = atCells[kind][(sender & atPlace[kind]) | (i & atNowhere[kind])];
-    at.fires = (at.fires + (kind & 1)) | mark;
+    const Touch apart = batch.touch[i];
+    const Touch touch = early ? 0 : apart + (passed << TOUCH_CHANGES_SHIFT);
+    passed += apart / TOUCH_CHANGE & 1;
+    batch.touch[i] = touch;
+    Segment::Cell& at = cells[batch.at[i]];
+    at.fires = (at.fires + (kind & 1)) | batch.mark[i];
     at.sends += kind >> 1;
-    at.touch = (at.touch & ~touches[kind]) | (touch & touches[kind]);
-    // Of records that are no sends the receiver is (0, 0).
-    uint32_t& receives = toCells[kind][receiver | (i & toNowhere[kind])].receives;
-    receives = (receives + 1) | mark;
-    batchTouches[i] = touch;
-    passed += change;
-    last = columns.cycle[i];
-    if (i < early) [[unlikely]] {
-      batchTouches[i] = 0;
-      at.touch = 0;
-    }
+    const Touch fired = 0 - (kind & 1);  // a mask, since a compiler makes branches of conditions
+    at.touch = (at.touch & ~fired) | (touch & fired);
+    uint32_t& receives = cells[batch.to[i]].receives;
+    receives = (receives + 1) | batch.mark[i];
+  };
+  size_t i = 0;
+  for (; record + i < FIRST_IN_KEYFRAMES && i < columns.size; ++i) {
+    count(i, true);
+  }
+  for (; i < columns.size; ++i) {
+    count(i, false);
   }
   changes = segmentChanges + passed;
 }
@@ -182,12 +142,13 @@ void IndexBuilder::CountSwitches() {
     }
     Segment::SwitchCell& cell = counted.switchCells[transmission.slot];
     ++cell.transmissions;
-    cell.touch = batchTouches[transmission.record];
+    cell.touch = batch.touch[transmission.record];
   }
 }
 
 // What the segment has brought to each thread is what has been counted since its start.
 void IndexBuilder::CountThreads() {
+  furtherTimes.TellThreads(summarizer);
   const std::span<const uint64_t> counts = summarizer.ThreadCounts();
   segmentThreads.resize(counts.size());
   counted.threadCounts.resize(counts.size());
@@ -245,6 +206,7 @@ void IndexBuilder::HalveBoundaries() {
 
 void IndexBuilder::Finish() {
   background.Wait();
+  furtherTimes.TellThreads(summarizer);
   summarizer.Finish();
 }
 
@@ -297,14 +259,14 @@ Fault IndexBuilder::Resume(const Index& index, const Summary& summary) {
   segmentScale =
       std::bit_floor(std::max<uint64_t>(1, record / index.Boundaries().size() / SegmentLength()));
   segmentEnd = record + SegmentLength();
-  counted.cells.resize(CellsFor(columnCount, rowCount));
+  counted.cells.resize(Segment::CellsFor(columnCount, rowCount));
   counted.switchCells.resize(last.switches);
   Result<TimeTable> known = index.TimesAtLastBoundary();
   if (!known) {
     return known.Why();
   }
   times = std::move(known).Take();
-  furtherTimes = TimeCounter(times, summarizer);
+  furtherTimes = TimeCounter(times);
   furtherTimes.ClearFor(times);
   return packer.Resume(index);
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "trace/index/Background.h"
+#include "trace/index/BatchCells.h"
 #include "trace/index/Index.h"
 #include "trace/index/SegmentPacker.h"
 #include "trace/index/TimeCounter.h"
@@ -37,7 +38,7 @@ class IndexBuilder {
 
   // The time table up to the last boundary, and that of the records behind it.
   const TimeTable& Times() const { return times; }
-  const TimeTable& FurtherTimes() { return furtherTimes.Get(); }
+  const TimeTable& FurtherTimes() const { return furtherTimes.Get(); }
 
   // The tables as they would be if the trace ended at the last boundary so far. All that they name
   // has been handed to the sink when this returns.
@@ -47,11 +48,7 @@ class IndexBuilder {
   void AddEntry(const Columns& columns);
   void Sample(const Columns& columns);
   void MakeRoom();
-  bool HasFarEnds(const Columns& columns) const;
-  typedef std::array<Place, Columns::CAPACITY> NearPlaces;
-  const Place* Near(const Columns& columns, const Place* places, NearPlaces& near) const;
   void CountElements(const Columns& columns);
-  void CountElements(const Columns& columns, const Place* places, const Place* receivers);
   void CountSwitches();
   void CountThreads();
   void EndSegment();
@@ -81,13 +78,7 @@ class IndexBuilder {
   uint64_t segmentChanges = 0;           // `changes` at the start of the segment
   std::vector<uint64_t> segmentThreads;  // and the records by thread, see Summarizer::ThreadCounts
 
-  // Of the batch: what its events leave on their pieces.
-  std::array<Touch, Columns::CAPACITY> batchTouches;
-
-  // Where records of other types are counted, so that no branch tells the types apart. Several, so
-  // that one does not wait for the other.
-  static constexpr size_t NOWHERE = 16;
-  std::array<Segment::Cell, NOWHERE> nowhere;
+  BatchCells batch;  // once it is counted, with what its events leave on their pieces
 
   uint32_t columnCount = 0;  // powers of two
   uint32_t rowCount = 0;

@@ -108,7 +108,8 @@ SegmentPacker::Node SegmentPacker::TakeNode(Segment& segment) {
     node.mask[i] = cell.Mask();
     cell = {};
   }
-  segment.cells.back() = {};
+  std::fill(segment.cells.begin() + static_cast<ptrdiff_t>(elements), segment.cells.end(),
+            Segment::Cell());
   node.sums[THREAD_RECORDS] = std::move(segment.threadCounts);
   for (Segment::SwitchCell& cell : segment.switchCells) {
     node.sums[TRANSMISSIONS].push_back(cell.transmissions);

@@ -18,15 +18,11 @@ namespace marrowfin {
 // has far fewer than the 2^27 records that would overflow it.
 typedef uint32_t Touch;
 constexpr Touch TOUCHED = uint32_t{1} << 31;
+constexpr unsigned TOUCH_CHANGES_SHIFT = 4;
+constexpr Touch TOUCH_CHANGE = 8;
 
 constexpr Touch MakeTouch(uint32_t changesBefore, bool change, uint32_t thread) {
-  return TOUCHED | changesBefore << 4 | (change ? 8U : 0U) | thread % 6;
-}
-
-// The cells of a segment: one for each position, and one in which far ends of messages are counted,
-// which have none.
-constexpr size_t CellsFor(uint32_t columns, uint32_t rows) {
-  return static_cast<size_t>(columns) * rows + 1;
+  return TOUCHED | changesBefore << TOUCH_CHANGES_SHIFT | (change ? TOUCH_CHANGE : 0) | thread % 6;
 }
 
 // What a segment of a trace has brought to each position of the array, row by row, and to each
@@ -50,6 +46,14 @@ struct Segment {
     uint32_t transmissions = 0;
     Touch touch = 0;
   };
+
+  // Behind the cells of the positions come some that are nobody's, where counts go that belong to
+  // no position, so that no branch tells those apart. Several, so that one count does not wait for
+  // the other.
+  static constexpr size_t NOBODYS = 16;
+  static constexpr size_t CellsFor(uint32_t columns, uint32_t rows) {
+    return static_cast<size_t>(columns) * rows + NOBODYS;
+  }
 
   IndexBoundary boundary;  // all but the sections
   uint32_t changes = 0;    // of cycle, in the segment

@@ -3,7 +3,6 @@
 
 #include <array>
 #include <cstdint>
-#include <vector>
 
 #include "trace/index/TimeTable.h"
 #include "trace/read/Columns.h"
@@ -11,47 +10,45 @@
 
 namespace marrowfin {
 
-// Counts the records of a trace into a time table, batch by batch, beside a summarizer.
+// Counts the records of a trace into a time table, and by thread for a summarizer.
 //
-// The summarizer counts by thread and type anyway. So batches that lie whole in the cell of the one
-// before cost nothing here: what they brought is what the summarizer counted meanwhile, and the
-// table gets it when another cell begins. Only the batches in which one does, or in which a thread
-// is met for the first time, are gone through record by record.
+// Both are counts by thread and type, so each record is counted once: what the cells of the table
+// add up to is told to the summarizer now and then. To count in another thread than the one that
+// reads was rejected: it takes copies of cycles and threads, which cost more than the counting.
 class TimeCounter {
  public:
-  // Adds to what a table counted already; the summarizer has counted all that is in it.
-  explicit TimeCounter(TimeTable table = TimeTable(), const Summarizer& summarizer = Summarizer());
+  // Adds to what a table counted already, which is told to nobody.
+  explicit TimeCounter(TimeTable table = TimeTable());
 
-  // Takes the batch that was added to the summarizer last. It is always the same summarizer.
-  void Add(const Columns& columns, const Summarizer& summarizer);
+  // Takes a batch whose threads `summarizer` was not told.
+  void Add(const Columns& columns, Summarizer& summarizer);
+
+  // Tells the summarizer what the table counted by thread, and is to be followed by ClearFor unless
+  // nothing follows. Threads that the table does not tell apart are told with each record.
+  void TellThreads(Summarizer& summarizer) const;
 
   // The table of all that was added.
-  const TimeTable& Get();
+  const TimeTable& Get() const { return table; }
 
   // Forgets it, see TimeTable::ClearFor.
-  void ClearFor(const TimeTable& before);
+  void ClearFor(const TimeTable& before) { table.ClearFor(before); }
 
  private:
   // The columns of threads with a small number, as most have.
+  static constexpr uint32_t SMALL_THREADS = 64;
   static constexpr uint8_t UNKNOWN = 0xFF;
   static_assert(TimeTable::COLUMNS <= UNKNOWN);
+  static constexpr uint8_t OTHERS = TimeTable::ColumnOf(TimeTable::OTHERS, 0);
 
-  uint8_t ColumnOf(uint32_t thread, const Summarizer& summarizer);
-  uint8_t LearnThread(uint32_t thread, const Summarizer& summarizer);
-  bool BringsThread(const Summarizer& summarizer) const;
-  bool IsInPendingCell(const Columns& columns) const;
-  TimeTable::Sums CountsOf(const Summarizer& summarizer) const;
-  void AddOneByOne(const Columns& columns, const Summarizer& summarizer);
-  void Flush();
+  uint8_t ColumnOf(uint32_t thread, Summarizer& summarizer) {
+    const uint8_t column = thread < SMALL_THREADS ? smallColumns[thread] : UNKNOWN;
+    return column != UNKNOWN ? column : LearnThread(thread, summarizer);
+  }
+  uint8_t LearnThread(uint32_t thread, Summarizer& summarizer);
+  uint8_t Keep(uint32_t thread, size_t slot);
 
   TimeTable table;
-  std::array<uint8_t, Summary::SMALL_THREADS> smallColumns;
-  std::array<size_t, TimeTable::THREADS> summarySlots;  // of the threads told apart
-  size_t largeThreads = 0;                              // that were met
-  TimeTable::Sums counted;      // what the summarizer had counted up to the last batch, modulo 2^64
-  TimeTable::Sums inTable;      // and how much of that the table has
-  uint64_t pendingCycle = 0;    // a cycle of the cell to which the rest belongs
-  uint64_t pendingRecords = 0;  // the rest
+  std::array<uint8_t, SMALL_THREADS> smallColumns;
 };
 
 }  // namespace marrowfin

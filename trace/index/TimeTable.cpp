@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <bit>
+#include <functional>
+#include <utility>
 
 #include "trace/base/Bytes.h"
 
@@ -16,12 +18,17 @@ unsigned BytesFor(uint64_t count) { return (static_cast<unsigned>(std::bit_width
 }  // namespace
 
 void TimeTable::Rows::Add(size_t at, uint64_t records) {
+  Expect(records);
   const uint64_t sum = low[at] + records;
   low[at] = static_cast<uint32_t>(sum);
   if (sum >> HALF != 0) [[unlikely]] {
     high.resize(low.size());
     high[at] += static_cast<uint32_t>(sum >> HALF);
   }
+}
+
+void TimeTable::Rows::Expect(uint64_t records) {
+  added = records > ~uint64_t{0} - added ? ~uint64_t{0} : added + records;
 }
 
 // Counts that need no upper half are added without a branch for each.
@@ -41,11 +48,29 @@ void TimeTable::Rows::AddLow(size_t at, std::span<const uint32_t> counts) {
 
 // Adds a row of rows that are no wider than these.
 void TimeTable::Rows::AddRow(size_t at, const Rows& other, size_t from) {
+  if (added >> HALF == 0) {
+    const uint32_t* const counts = other.low.data() + from;
+    std::transform(counts, counts + other.width, &low[at], &low[at], std::plus<>());
+    return;
+  }
   AddLow(at, std::span(other.low).subspan(from, other.width));
   for (size_t i = 0; i < other.width && !other.high.empty(); ++i) {
     if (other.high[from + i] != 0) {
       Add(at + i, static_cast<uint64_t>(other.high[from + i]) << HALF);
     }
+  }
+}
+
+// Adds up each 2^by of some rows, of which there is none below row 0 or behind the last, in place:
+// a table that became full of a trace that began at cycle 0 is as large as it ever will be, and
+// memory that is new to a process is dear.
+void TimeTable::Rows::Fold(size_t from, size_t rowCount, unsigned by) {
+  std::vector<uint32_t> row(width);
+  for (size_t number = from; number < from + rowCount; ++number) {
+    const auto begin = low.begin() + static_cast<ptrdiff_t>(number * width);
+    row.assign(begin, begin + static_cast<ptrdiff_t>(width));
+    std::fill_n(begin, width, 0);
+    AddLow((by < 64 ? number >> by : 0) * width, row);
   }
 }
 
@@ -69,19 +94,26 @@ void TimeTable::Add(uint64_t cycle, size_t column, uint64_t records) {
   rows.Add(rows.At(cycle >> shift) + InRow(column), records);
 }
 
-void TimeTable::AddEach(uint64_t cycle, std::span<const uint8_t> recordColumns) {
-  MakeRoom(cycle);
-  const size_t at = rows.At(cycle >> shift);
-  for (const uint8_t column : recordColumns) {
-    rows.Add(at + InRow(column), 1);
+void TimeTable::AddEach(std::span<const uint64_t> cycles, std::span<const uint8_t> recordColumns,
+                        bool rising) {
+  if (cycles.empty()) {
+    return;
   }
-}
-
-void TimeTable::AddRow(uint64_t cycle, const Row& row) {
-  MakeRoom(cycle);
-  const size_t at = rows.At(cycle >> shift);
-  rows.AddLow(at, std::span(row).last(SLOT_COLUMNS));
-  rows.AddLow(at + SLOT_COLUMNS, std::span(row).first(rows.width - SLOT_COLUMNS));
+  const auto [least, most] = rising ? std::pair(cycles.begin(), cycles.end() - 1)
+                                    : std::minmax_element(cycles.begin(), cycles.end());
+  MakeRoom(*least);
+  MakeRoom(*most);
+  rows.Expect(cycles.size());
+  if (rows.added >> HALF != 0) {
+    for (size_t i = 0; i < cycles.size(); ++i) {
+      rows.Add(rows.At(cycles[i] >> shift) + InRow(recordColumns[i]), 1);
+    }
+    return;
+  }
+  uint32_t* const counts = rows.low.data();
+  for (size_t i = 0; i < cycles.size(); ++i) {
+    ++counts[rows.At(cycles[i] >> shift) + InRow(recordColumns[i])];
+  }
 }
 
 // Lets the cells reach a cycle, by the least widening that will do.
@@ -113,7 +145,11 @@ void TimeTable::Coarsen(unsigned by) {
     return;
   }
   const uint64_t last = first + (cells == 0 ? 0 : cells - 1);
-  Move(cells == 0 ? 0 : static_cast<size_t>((last >> by) - (first >> by)) + 1, by);
+  if (last < rows.count && rows.high.empty()) {
+    rows.Fold(static_cast<size_t>(first), cells, by);
+  } else {
+    Move(cells == 0 ? 0 : static_cast<size_t>((last >> by) - (first >> by)) + 1, by);
+  }
   first >>= by;
   cells = cells == 0 ? 0 : static_cast<size_t>((last >> by) - first) + 1;
   shift += by;
@@ -123,9 +159,15 @@ void TimeTable::Coarsen(unsigned by) {
 // one cell of each 2^by.
 void TimeTable::Move(size_t cellCount, unsigned by) {
   Rows moved;
+  // Room for four times as many, so that a table that grows is seldom copied.
+  const size_t roomy = std::min(capacity, 4 * rows.count);
   moved.count = std::max({rows.count, FEWEST_ROWS, std::bit_ceil(cellCount)});
+  if (cellCount > rows.count) {
+    moved.count = std::max(moved.count, roomy);
+  }
   moved.width = Width();
   moved.low.resize(moved.count * moved.width);
+  moved.added = rows.added;
   for (size_t cell = 0; cell < cells; ++cell) {
     moved.AddRow(moved.At((first + cell) >> by), rows, rows.At(first + cell));
   }
@@ -149,6 +191,7 @@ bool TimeTable::Merge(const TimeTable& other) {
   }
   MakeRoom(other.CycleOf(0));
   MakeRoom(other.CycleOf(other.cells - 1));
+  rows.Expect(other.rows.added);
   const unsigned by = shift - other.shift;
   for (size_t cell = 0; cell < other.cells; ++cell) {
     const uint64_t from = other.first + cell;
@@ -162,6 +205,7 @@ void TimeTable::ClearFor(const TimeTable& before) {
     std::fill_n(rows.low.begin() + static_cast<ptrdiff_t>(rows.At(first + cell)), rows.width, 0);
   }
   rows.high.clear();
+  rows.added = 0;
   first = 0;
   cells = 0;
   shift = std::max(shift, before.shift);

@@ -60,12 +60,10 @@ class TimeTable {
   // Adds so many records (at least one) of a cycle.
   void Add(uint64_t cycle, size_t column, uint64_t records);
 
-  // Adds records of cycles that lie in one cell: for each of them its column.
-  void AddEach(uint64_t cycle, std::span<const uint8_t> recordColumns);
-
-  // Adds records of one cycle, of each column as many as the row tells.
-  typedef std::array<uint32_t, COLUMNS> Row;
-  void AddRow(uint64_t cycle, const Row& row);
+  // Adds records, each by its cycle and its column. `rising` tells that no cycle is below the one
+  // before.
+  void AddEach(std::span<const uint64_t> cycles, std::span<const uint8_t> recordColumns,
+               bool rising = false);
 
   // Adds what another table counted, whose threads are the first of this one or the other way
   // around; false, with nothing added, where they are not.
@@ -123,14 +121,17 @@ class TimeTable {
     size_t width = 0;
     std::vector<uint32_t> low;
     std::vector<uint32_t> high;
+    uint64_t added = 0;  // at least as much as any count
 
     size_t At(uint64_t cell) const { return static_cast<size_t>(cell & (count - 1)) * width; }
     uint64_t Get(size_t at) const {
       return (high.empty() ? 0 : static_cast<uint64_t>(high[at]) << HALF) | low[at];
     }
+    void Expect(uint64_t records);
     void Add(size_t at, uint64_t records);
     void AddLow(size_t at, std::span<const uint32_t> counts);
     void AddRow(size_t at, const Rows& other, size_t from);
+    void Fold(size_t from, size_t rowCount, unsigned by);
   };
 
   // Where a column is in a row.

@@ -42,13 +42,17 @@ Summarizer::Summarizer(const Summary& start) : summary(start) {
 }
 
 void Summarizer::Add(const Columns& columns) {
+  for (size_t i = 0; i < columns.size; ++i) {
+    AddThread(columns.tag[i].thread, columns.tag[i].type, 1);
+  }
+  AddAllButThreads(columns);
+}
+
+void Summarizer::AddAllButThreads(const Columns& columns) {
   if (columns.size == 0) {
     return;
   }
   AddCycles(columns);
-  for (size_t i = 0; i < columns.size; ++i) {
-    CountThread(columns.tag[i]);
-  }
   const bool firesKnown = columns.Fires() == 0 || summary.fired.Has(columns.maxFired);
   const bool endsKnown = columns.sends == 0 ||
                          (summary.sent.Has(columns.maxSent) && summary.array.Has(columns.maxSent));
@@ -92,10 +96,9 @@ void Summarizer::AddFalls(const Columns& columns) {
   }
 }
 
-void Summarizer::CountThread(Columns::Tag tag) {
-  const size_t slot =
-      tag.thread < Summary::SMALL_THREADS ? 1 + size_t{tag.thread} : LargeSlot(tag.thread);
-  ++threadCounts[RECORD_TYPES * slot + tag.type - SWITCH_RECORD];
+void Summarizer::AddThread(uint32_t thread, uint32_t recordType, uint64_t records) {
+  const size_t slot = thread < Summary::SMALL_THREADS ? 1 + size_t{thread} : LargeSlot(thread);
+  threadCounts[RECORD_TYPES * slot + recordType - SWITCH_RECORD] += records;
 }
 
 // The slot of a large thread, which gets one while there is room.

@@ -114,6 +114,12 @@ class Summarizer {
   explicit Summarizer(const Summary& summary);
 
   void Add(const Columns& columns);
+
+  // The same in parts, for whoever counts by thread and type anyway. Threads are numbered as they
+  // are met, so each is to be told when its first record is, if only with a count of 0.
+  void AddAllButThreads(const Columns& columns);
+  void AddThread(uint32_t thread, uint32_t recordType, uint64_t records);
+
   const Summary& Get() const { return summary; }
 
   // A switch transmission of the batch that was added last: which of its records, and the number of
@@ -140,7 +146,6 @@ class Summarizer {
  private:
   void AddCycles(const Columns& columns);
   void AddFalls(const Columns& columns);
-  void CountThread(Columns::Tag tag);
   size_t LargeSlot(uint32_t thread);
   void AddPlaces(const Columns& columns);
   void AddEnd(Place end);

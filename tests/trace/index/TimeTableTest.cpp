@@ -170,37 +170,48 @@ TEST(TimeTableTest, RangesAddUpTheirCellsWhereverTheTableBegins) {
   }
 }
 
-TEST(TimeTableTest, RowsAndSeriesOfRecordsAreAddedLikeRecordsOneByOne) {
+TEST(TimeTableTest, SeriesOfRecordsAreAddedLikeRecordsOneByOne) {
   std::mt19937_64 random(9);
   for (int round = 0; round < 20; ++round) {
-    TimeTable rows(64);
     TimeTable each(64);
     TimeTable single(64);
-    for (const Counted& counted : RandomCounts(random, 100)) {
-      for (TimeTable* table : {&rows, &each, &single}) {
-        table->AddThread(counted.thread);
+    std::vector<uint64_t> cycles;
+    std::vector<uint8_t> columns;
+    for (const Counted& counted : RandomCounts(random, 300)) {
+      single.AddThread(counted.thread);
+      each.AddThread(counted.thread);
+      const size_t slot = single.SlotOf(static_cast<uint32_t>(random() % 24 * 50));
+      cycles.push_back(counted.cycle);
+      columns.push_back(
+          static_cast<uint8_t>(TimeTable::ColumnOf(slot, random() % TimeTable::TYPES)));
+      single.Add(cycles.back(), columns.back(), 1);
+      if (random() % 20 == 0) {
+        each.AddEach(cycles, columns);
+        cycles.clear();
+        columns.clear();
       }
-      TimeTable::Row row = {};
-      std::vector<uint8_t> columns;
-      for (size_t i = random() % 5; i < 5; ++i) {
-        const size_t slot = single.SlotOf(static_cast<uint32_t>(random() % 24 * 50));
-        const size_t column = TimeTable::ColumnOf(slot, random() % TimeTable::TYPES);
-        single.Add(counted.cycle, column, 1);
-        ++row[column];
-        columns.push_back(static_cast<uint8_t>(column));
-      }
-      rows.AddRow(counted.cycle, row);
-      each.AddEach(counted.cycle, columns);
     }
-    ASSERT_EQ(rows.Encode(), single.Encode());
+    each.AddEach(cycles, columns);
     ASSERT_EQ(each.Encode(), single.Encode());
   }
+}
+
+TEST(TimeTableTest, SeriesOfRecordsOverflowIntoUpperHalves) {
+  const size_t column = TimeTable::ColumnOf(TimeTable::OTHERS, 1);
+  const std::vector<uint64_t> cycles(3, 1);
+  const std::vector<uint8_t> columns(3, static_cast<uint8_t>(column));
   TimeTable full(4);
-  TimeTable::Row row = {};
-  row.fill(0xFFFFFFFF);
-  full.AddRow(1, row);
-  full.AddRow(1, row);
-  EXPECT_EQ(full.Count(TimeTable::ColumnOf(TimeTable::OTHERS, 1), 0), 2 * uint64_t{0xFFFFFFFF});
+  full.Add(1, column, 0xFFFFFFFE);
+  full.AddEach(cycles, columns);
+  EXPECT_EQ(full.Count(column, 0), uint64_t{0xFFFFFFFE} + 3);
+  // The same where the count came from another table or moved meanwhile.
+  TimeTable other(4);
+  other.Add(1, column, 0xFFFFFFFE);
+  TimeTable sum(4);
+  ASSERT_TRUE(sum.Merge(other));
+  sum.AddEach(std::vector<uint64_t>{900}, std::vector<uint8_t>{columns[0]});
+  sum.AddEach(cycles, columns);
+  EXPECT_EQ(sum.Count(column, 0), uint64_t{0xFFFFFFFE} + 3);
 }
 
 TEST(TimeTableTest, TablesOfAnyWidthsAreMerged) {
@@ -375,7 +386,7 @@ class TimeCounterTest : public ::testing::Test {
         columns->switches += all[i].type == SWITCH_RECORD ? 1 : 0;
         ++columns->size;
       }
-      summarizer.Add(*columns);
+      summarizer.AddAllButThreads(*columns);
       counter.Add(*columns, summarizer);
       from += columns->size;
     }
@@ -425,7 +436,7 @@ TEST_F(TimeCounterTest, TableCanBeLookedAtBetweenBatches) {
   EXPECT_EQ(counter.Get().Encode(), TableOf(all, 256).Encode());
 }
 
-TEST_F(TimeCounterTest, CountingGoesOnFromATableAndTheSummaryOfItsRecords) {
+TEST_F(TimeCounterTest, CountingGoesOnFromATable) {
   for (int round = 0; round < 20; ++round) {
     Draw(round % 2 == 0);
     const std::vector<Counted> whole = all;
@@ -433,31 +444,35 @@ TEST_F(TimeCounterTest, CountingGoesOnFromATableAndTheSummaryOfItsRecords) {
     const size_t from = all.size();
     TimeCounter before(TimeTable(256));
     AddBatches(before, 0);
-    summarizer.Finish();
-    const Summary summary = summarizer.Get();
-    summarizer = Summarizer(summary);
-    TimeCounter counter(before.Get(), summarizer);
+    TimeCounter counter(before.Get());
     all = whole;
     AddBatches(counter, from);
     ASSERT_EQ(counter.Get().Encode(), TableOf(all, 256).Encode()) << "from " << from;
   }
 }
 
-TEST_F(TimeCounterTest, WhatIsCountedInPartsAddsUp) {
+TEST_F(TimeCounterTest, WhatIsCountedInPartsAddsUpAndSoDoThreads) {
   for (int round = 0; round < 20; ++round) {
     Draw(round % 2 == 0);
+    Summarizer plain;
     TimeTable sum(256);
     TimeCounter part(TimeTable(256));
     const std::vector<Counted> whole = all;
     for (size_t from = 0; from < whole.size();) {
       all.resize(std::min(whole.size(), from + random() % 1000));
       AddBatches(part, from);
+      part.TellThreads(summarizer);
       ASSERT_TRUE(sum.Merge(part.Get()));
       part.ClearFor(sum);
       from = all.size();
       all = whole;
     }
+    for (const Counted& counted : whole) {
+      plain.AddThread(counted.thread, counted.type, 1);
+    }
     ASSERT_EQ(sum.Encode(), TableOf(all, 256).Encode()) << "round " << round;
+    ASSERT_TRUE(std::ranges::equal(summarizer.ThreadCounts(), plain.ThreadCounts()));
+    ASSERT_EQ(summarizer.Get().largeThreads, plain.Get().largeThreads);
   }
 }
 
