@@ -7,6 +7,7 @@
 #include "tests/tools/CommandFixture.h"
 #include "tests/tools/RunningProgram.h"
 #include "tests/tools/SlowPipe.h"
+#include "trace/marrowfin_trace.h"
 
 namespace marrowfin {
 namespace {
@@ -277,6 +278,88 @@ TEST_F(InfoTest, TheCommandToViewItWithCanBeCopied) {
   Trace("fire 1 0 0 0\n", "it's a trace");
   EXPECT_THAT(Run({"info", "it's a trace"}).out,
               EndsWith("view it with  marrowfin -c 1 -d 1 -p 1 -f 'it'\\''s a trace'\n"));
+}
+
+// A trace of a described array, with a companion.
+void RecordNoted(const std::string& name, const marrowfin_trace_array& array) {
+  marrowfin_trace trace;
+  marrowfin_trace_open(&trace, name.c_str());
+  marrowfin_trace_companion(&trace);
+  marrowfin_trace_about(&trace, "name", "a test");
+  marrowfin_trace_about(&trace, "tool", "by hand");
+  marrowfin_trace_describe_array(&trace, &array);
+  marrowfin_trace_name_thread(&trace, 1, "requests", "class");
+  marrowfin_trace_name_place(&trace, 2, 7, "memory");
+  const int kind = marrowfin_trace_attribute(&trace, "kind", MARROWFIN_TRACE_NAME, "");
+  marrowfin_trace_value_name(&trace, kind, 0, "compute");
+  const int size = marrowfin_trace_attribute(&trace, "size", MARROWFIN_TRACE_NUMBER, "byte");
+  marrowfin_trace_counter(&trace, "occupancy", "flits");
+  marrowfin_trace_fire(&trace, 5, 1, 2, 7);
+  marrowfin_trace_note(&trace, kind, 0);
+  marrowfin_trace_note(&trace, size, 64);
+  marrowfin_trace_fire(&trace, 6, 1, 2, 7);
+  EXPECT_EQ(0, marrowfin_trace_close(&trace));
+}
+
+TEST_F(InfoTest, WhatStandsBesideTheTraceIsToldAndItsArrayIsViewed) {
+  RecordNoted(folder.File("t.trace"), {2, 2, 1, 1, 6, 6, 1, 1, 0});
+  const CommandResult text = Run({"info", "t.trace"});
+  EXPECT_EQ("", text.err);
+  EXPECT_THAT(text.out, EndsWith("\nrun           a test\n"
+                                 "recorded      by by hand\n"
+                                 "array         12 columns x 12 rows: 2 x 2 clusters of 1 x 1 "
+                                 "domains of 6 x 6 elements, columns joined at their ends\n"
+                                 "named         1 threads, 1 places\n"
+                                 "notes         of 2 of 2 records: kind (name), size (byte)\n"
+                                 "counters      occupancy (flits)\n"
+                                 "view it with  marrowfin -c 2 -d 1 -p 6 -f t.trace\n"));
+  const json told = RunForJson({"info", "t.trace"});
+  EXPECT_EQ(json({{"clusters", 2}, {"domains", 1}, {"pes", 6}}), told["view"]);
+  EXPECT_FALSE(told.contains("alsoFits"));
+  const json& about = told["companion"]["about"];
+  EXPECT_EQ("a test", about["name"]);
+  EXPECT_EQ("by hand", about["tool"]);
+  EXPECT_FALSE(about.contains("command"));
+  EXPECT_EQ(12, about["array"]["columns"]);
+  EXPECT_EQ(json({{"columns", 2}, {"rows", 2}}), about["array"]["clusters"]);
+  EXPECT_EQ(json({{"columns", true}, {"rows", false}}), about["array"]["wrap"]);
+  EXPECT_EQ(json({{{"thread", 1}, {"name", "requests"}, {"meaning", "class"}}}),
+            about["threadNames"]);
+  EXPECT_EQ(json({{{"column", 7}, {"row", 2}, {"name", "memory"}}}), about["placeNames"]);
+  const json& notes = told["companion"]["notes"];
+  EXPECT_EQ(2, notes["records"]);
+  EXPECT_EQ(
+      json(
+          {{{"name", "kind"}, {"type", "name"}, {"unit", ""}, {"values", json::array({"compute"})}},
+           {{"name", "size"}, {"type", "number"}, {"unit", "byte"}}}),
+      notes["attributes"]);
+  EXPECT_EQ(json({{{"name", "occupancy"}, {"unit", "flits"}}}), notes["counters"]);
+}
+
+TEST_F(InfoTest, AnArrayThatIsToldIsNotViewedWhereNoViewerOrNotTheTraceHasIt) {
+  RecordNoted(folder.File("t.trace"), {2, 1, 1, 1, 6, 6, 1, 0, 0});
+  EXPECT_THAT(Run({"info", "t.trace"}).out,
+              EndsWith("\nview it with  marrowfin -c 1 -d 1 -p 8 -f t.trace\n"));
+  RecordNoted(folder.File("t.trace"), {1, 1, 1, 1, 6, 6, 1, 0, 0});
+  EXPECT_THAT(Run({"info", "t.trace"}).out,
+              EndsWith("\nview it with  marrowfin -c 1 -d 1 -p 8 -f t.trace\n"));
+}
+
+TEST_F(InfoTest, ACompanionThatIsNotBelievedIsToldAndLeftOut) {
+  RecordNoted(folder.File("t.trace"), {2, 2, 1, 1, 6, 6, 1, 0, 0});
+  Trace("fire 9 1 7 2\nfire 10 1 7 2\n");
+  const CommandResult text = Run({"info", "t.trace"});
+  EXPECT_EQ(0, text.exitStatus);
+  EXPECT_THAT(text.err, HasSubstr("marrowfin-trace: t.trace.about: "));
+  EXPECT_THAT(text.err, HasSubstr("marrowfin-trace: t.trace.notes: "));
+  EXPECT_THAT(text.out, Not(HasSubstr("a test")));
+  EXPECT_THAT(text.out, Not(HasSubstr("kind")));
+  const json companion = RunForJson({"info", "t.trace"})["companion"];
+  EXPECT_EQ("other-trace", companion["about"]["fault"]["kind"]);
+  EXPECT_EQ("other-trace", companion["notes"]["fault"]["kind"]);
+  // Of what is packed nobody asks.
+  ASSERT_EQ(0, Shell("zstd -q t.trace").exitStatus);
+  EXPECT_FALSE(RunForJson({"info", "t.trace.zst"}).contains("companion"));
 }
 
 TEST_F(InfoTest, ALongReadingShowsItsProgressOnATerminalAndErasesIt) {

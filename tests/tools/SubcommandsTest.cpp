@@ -37,6 +37,31 @@ class SubcommandsTest : public CommandFixture {
             {"state", trace, "--cycle", "0"},
             {"state", trace, "--cycle", "0", "--places"}};
   }
+
+  // A trace with notes of all that examples ask for.
+  void RecordNotes(const std::string& name) const {
+    marrowfin_trace trace;
+    marrowfin_trace_open(&trace, folder.File(name).c_str());
+    marrowfin_trace_companion(&trace);
+    marrowfin_trace_about(&trace, "name", "a run");
+    marrowfin_trace_about(&trace, "command", "run");
+    marrowfin_trace_about(&trace, "tool", "a test");
+    marrowfin_trace_date(&trace);
+    const marrowfin_trace_array array = {1, 1, 1, 1, 8, 8, 1, 0, 0};
+    marrowfin_trace_describe_array(&trace, &array);
+    marrowfin_trace_name_thread(&trace, 0, "requests", "class");
+    marrowfin_trace_name_place(&trace, 2, 1, "memory");
+    marrowfin_trace_counter(&trace, "occupancy", "flits");
+    const int kind = marrowfin_trace_attribute(&trace, "kind", MARROWFIN_TRACE_NAME, "");
+    const int packet = marrowfin_trace_attribute(&trace, "packet", MARROWFIN_TRACE_NUMBER, "");
+    const int size = marrowfin_trace_attribute(&trace, "size", MARROWFIN_TRACE_NUMBER, "byte");
+    marrowfin_trace_value_name(&trace, kind, 0, "wait");
+    marrowfin_trace_fire(&trace, 5, 0, 1, 2);
+    marrowfin_trace_note(&trace, kind, 0);
+    marrowfin_trace_note(&trace, packet, 7);
+    marrowfin_trace_note(&trace, size, 64);
+    EXPECT_EQ(0, marrowfin_trace_close(&trace));
+  }
 };
 
 TEST_F(SubcommandsTest, AMissingFileIsNamed) {
@@ -247,22 +272,6 @@ class ExamplesTest : public SubcommandsTest {
     RecordNotes("noted.trace");
   }
 
-  // A trace with notes of all that examples ask for.
-  void RecordNotes(const std::string& name) const {
-    marrowfin_trace trace;
-    marrowfin_trace_open(&trace, folder.File(name).c_str());
-    marrowfin_trace_companion(&trace);
-    const int kind = marrowfin_trace_attribute(&trace, "kind", MARROWFIN_TRACE_NAME, "");
-    const int packet = marrowfin_trace_attribute(&trace, "packet", MARROWFIN_TRACE_NUMBER, "");
-    const int size = marrowfin_trace_attribute(&trace, "size", MARROWFIN_TRACE_NUMBER, "byte");
-    marrowfin_trace_value_name(&trace, kind, 0, "wait");
-    marrowfin_trace_fire(&trace, 5, 0, 1, 2);
-    marrowfin_trace_note(&trace, kind, 0);
-    marrowfin_trace_note(&trace, packet, 7);
-    marrowfin_trace_note(&trace, size, 64);
-    EXPECT_EQ(0, marrowfin_trace_close(&trace));
-  }
-
   // Runs a line as it stands, in the order in which a reader may try them.
   void ExpectRuns(const std::string& line) const {
     const std::string path = fs::path(MARROWFIN_TRACE).parent_path();
@@ -331,6 +340,7 @@ TEST_F(SubcommandsTest, TheManualPageNamesEveryFieldOfTheJson) {
     text += "send 1 " + std::to_string(100 + thread) + " 0 0 1 1\n";
   }
   testing::WriteFile(folder.File("t.trace"), testing::TraceBytes(text) + "cut");
+  RecordNotes("noted.trace");
   const std::string page = testing::ReadFile(MARROWFIN_SOURCE_DIR "/docs/man/marrowfin-trace.1");
   const size_t start = page.find("\n.SH JSON\n");
   const size_t end = page.find("\n.SH ", start + 1);
@@ -343,9 +353,11 @@ TEST_F(SubcommandsTest, TheManualPageNamesEveryFieldOfTheJson) {
                          {"index", "t.trace"},
                          {"state", "t.trace", "--cycle", "1"},
                          {"state", "t.trace", "--cycle", "1", "--places", "--region", "0,0:9,9"},
+                         {"state", "noted.trace", "--cycle", "5", "--places"},
+                         {"info", "noted.trace"},
                          {"import", "--format", "tt-npe", "capture.json", "-o", "out"}}) {
     std::set<std::string> fields;
-    AddFields(RunForJson(line, line[0] == "import" ? 0 : 1), fields);
+    AddFields(RunForJson(line, line[1] == "t.trace" ? 1 : 0), fields);
     EXPECT_LE(7U, fields.size()) << line[0];
     for (const std::string& field : fields) {
       EXPECT_THAT(field, ::testing::MatchesRegex("[a-z]+([A-Z][a-z]+)*")) << line[0];

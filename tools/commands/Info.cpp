@@ -7,6 +7,8 @@
 #include <ostream>
 #include <string>
 
+#include "tools/program/CompanionInput.h"
+#include "tools/program/CompanionText.h"
 #include "tools/program/Json.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/TraceInput.h"
@@ -21,7 +23,9 @@ constexpr char footer[] =
     "  marrowfin-trace info run.trace\n"
     "  marrowfin-trace info run.trace.zst --json\n"
     "\n"
-    "Reads the trace once; gzip and zstd data are unpacked on the way.\n"
+    "Reads the trace once; gzip and zstd data are unpacked on the way. Beside a plain file it "
+    "looks\n"
+    "for a companion, and tells from whom it is and what is noted in it.\n"
     "\n"
     "Exit status: 0 done, 1 the trace cannot be read or breaks off, 2 command line refused.";
 
@@ -63,7 +67,19 @@ nlohmann::json AsJson(PerAxis counts) {
   return {{"columns", counts.columns}, {"rows", counts.rows}};
 }
 
-void AddShapes(const Summary& s, nlohmann::json& json) {
+// The array that the run told of itself, where the viewer can show it and the trace with it.
+const ArrayShape* ToldShape(const Companion& companion, const Summary& s) {
+  const About* const about = companion.GetAbout();
+  const bool shows = about != nullptr && about->array && about->array->shape.IsDrawable() &&
+                     HoldsTrace(about->array->shape, s);
+  return shows ? &about->array->shape : nullptr;
+}
+
+void AddShapes(const Summary& s, const Companion& companion, nlohmann::json& json) {
+  if (const ArrayShape* const told = ToldShape(companion, s)) {
+    json["view"] = AsJson(*told);
+    return;
+  }
   const FittingShapes fitting = ShapesThatFit(s);
   if (!fitting.view) {
     return;
@@ -85,7 +101,8 @@ void AddShapes(const Summary& s, nlohmann::json& json) {
   }
 }
 
-std::string SummaryAsJson(const std::string& name, const Summary& s, uint64_t steps) {
+std::string SummaryAsJson(const std::string& name, const Summary& s, uint64_t steps,
+                          const Companion& companion) {
   nlohmann::json json = {
       {"trace", name},
       {"records", s.records},
@@ -111,7 +128,11 @@ std::string SummaryAsJson(const std::string& name, const Summary& s, uint64_t st
   if (s.otherThreads > 0) {
     json["recordsOfFurtherThreads"] = s.otherThreads;
   }
-  AddShapes(s, json);
+  AddShapes(s, companion, json);
+  const nlohmann::json beside = BesideAsJson(companion);
+  if (!beside.is_null()) {
+    json["companion"] = beside;
+  }
   if (s.end) {
     json["fault"] = AsJson(s.end);
   }
@@ -170,7 +191,12 @@ void PrintRectangle(const ArrayShape& shape, std::ostream& out) {
       << " domains of " << CountText(shape.pes) << " elements; no viewer shows it\n";
 }
 
-void PrintView(const std::string& name, const Summary& s, std::ostream& out) {
+void PrintView(const std::string& name, const Summary& s, const Companion& companion,
+               std::ostream& out) {
+  if (const ArrayShape* const told = ToldShape(companion, s)) {
+    out << "view it with  " << CommandFor(name, *told) << "\n";
+    return;
+  }
   const FittingShapes fitting = ShapesThatFit(s);
   PrintOthers(fitting.others, out);
   if (fitting.rectangle) {
@@ -187,7 +213,8 @@ void PrintView(const std::string& name, const Summary& s, std::ostream& out) {
       << "\n";
 }
 
-void Print(const std::string& name, const Summary& s, uint64_t steps, std::ostream& out) {
+void Print(const std::string& name, const Summary& s, uint64_t steps, const Companion& companion,
+           std::ostream& out) {
   out << name << "\n";
   out << "records       " << s.records << " (" << s.bytes << " bytes)\n";
   if (s.records == 0) {
@@ -206,7 +233,17 @@ void Print(const std::string& name, const Summary& s, uint64_t steps, std::ostre
   PrintThreads(s, out);
   out << "extent        " << std::max(s.fired.columns, s.sent.columns) << " columns, "
       << std::max(s.fired.rows, s.sent.rows) << " rows\n";
-  PrintView(name, s, out);
+  PrintBeside(companion, s, out);
+  PrintView(name, s, companion, out);
+}
+
+// What stands beside a plain file; of others nobody can read the first records twice.
+Companion FindCompanion(const std::string& name, const Console& console) {
+  if (!IsPlain(name)) {
+    return Companion();
+  }
+  const Result<std::unique_ptr<TraceSource>> trace = TraceSource::Open(name);
+  return trace ? OpenCompanion(**trace, console) : Companion();
 }
 
 MaybeFailure Info(const InfoFlags& flags, const Console& console) {
@@ -218,10 +255,12 @@ MaybeFailure Info(const InfoFlags& flags, const Console& console) {
   if (MaybeFailure failure = Summarize(flags.trace, options, console, summary, count)) {
     return failure;
   }
+  const Companion companion = FindCompanion(flags.trace, console);
+  const uint64_t steps = counter.Steps(summary);
   if (flags.json) {
-    console.out << SummaryAsJson(flags.trace, summary, counter.Steps(summary));
+    console.out << SummaryAsJson(flags.trace, summary, steps, companion);
   } else {
-    Print(flags.trace, summary, counter.Steps(summary), console.out);
+    Print(flags.trace, summary, steps, companion, console.out);
   }
   return summary.end ? MaybeFailure(FailureOf(summary.end)) : std::nullopt;
 }

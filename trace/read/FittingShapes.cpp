@@ -160,6 +160,13 @@ FittingShapes ShapesThatFit(const Summary& summary) {
   return fitting;
 }
 
+bool HoldsTrace(const ArrayShape& shape, const Summary& summary) {
+  const std::vector<Place>& places = summary.switchPlaces;
+  return Holds(shape, summary.fired) && summary.switchesComplete &&
+         std::all_of(places.begin(), places.end(),
+                     [&](const Place& place) { return shape.HasSwitch(place); });
+}
+
 std::optional<ArrayShape> SuggestShape(const Summary& summary) {
   return ShapesThatFit(summary).view;
 }

@@ -39,6 +39,9 @@ struct FittingShapes {
 
 FittingShapes ShapesThatFit(const Summary& summary);
 
+// Whether an array holds all that fired and every switch that transmitted.
+bool HoldsTrace(const ArrayShape& shape, const Summary& summary);
+
 // Only FittingShapes::view.
 std::optional<ArrayShape> SuggestShape(const Summary& summary);
 

@@ -142,13 +142,14 @@ TEST(FittingShapesTest, WhatNoArrayHoldsIsToldByNothing) {
   EXPECT_EQ(NONE, many.View());
 }
 
-bool Holds(const ArrayShape& shape, const Summary& summary) {
-  for (const Place& place : summary.switchPlaces) {
-    if (!shape.HasSwitch(place)) {
-      return false;
-    }
-  }
-  return summary.fired.columns <= shape.Columns() && summary.fired.rows <= shape.Rows();
+TEST(FittingShapesTest, AnArrayHoldsATraceWhereItHasEveryElementAndSwitchOfIt) {
+  TraceOf trace;
+  trace.Fires({15, 7}).Switches({4, 4}).Switches({12, 4}).Sends({0, 0}, {99, 99});
+  EXPECT_TRUE(HoldsTrace(ArrayShape({2, 1}, {1, 1}, {8, 8}), trace.summary));
+  EXPECT_FALSE(HoldsTrace(ArrayShape({2, 1}, {1, 1}, {8, 7}), trace.summary));
+  EXPECT_FALSE(HoldsTrace(ArrayShape({1, 1}, {1, 1}, {16, 8}), trace.summary));
+  trace.summary.switchesComplete = false;
+  EXPECT_FALSE(HoldsTrace(ArrayShape({2, 1}, {1, 1}, {8, 8}), trace.summary));
 }
 
 // What any array wrote is held by every shape that is told.
@@ -167,14 +168,14 @@ TEST(FittingShapesTest, EveryShapeHoldsWhatHappened) {
     const FittingShapes fitting = trace.Shapes();
     ASSERT_TRUE(fitting.view) << "round " << round;
     EXPECT_TRUE(fitting.view->IsDrawable());
-    EXPECT_TRUE(Holds(*fitting.view, trace.summary)) << "round " << round;
+    EXPECT_TRUE(HoldsTrace(*fitting.view, trace.summary)) << "round " << round;
     for (const ArrayShape& other : fitting.others) {
       EXPECT_TRUE(other.IsDrawable());
-      EXPECT_TRUE(Holds(other, trace.summary)) << "round " << round;
+      EXPECT_TRUE(HoldsTrace(other, trace.summary)) << "round " << round;
       EXPECT_LE(other.Elements(), fitting.view->Elements());
     }
     if (fitting.rectangle) {
-      EXPECT_TRUE(Holds(*fitting.rectangle, trace.summary)) << "round " << round;
+      EXPECT_TRUE(HoldsTrace(*fitting.rectangle, trace.summary)) << "round " << round;
       EXPECT_LT(fitting.rectangle->Elements(), fitting.view->Elements());
     }
   }

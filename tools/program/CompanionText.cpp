@@ -1,0 +1,189 @@
+#include "tools/program/CompanionText.h"
+
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <string>
+#include <utility>
+
+#include "tools/program/Json.h"
+#include "trace/base/About.h"
+#include "trace/base/NotesFormat.h"
+
+namespace marrowfin {
+
+namespace {
+
+const char* NoteTypeName(NoteType type) {
+  switch (type) {
+    case NoteType::NUMBER:
+      return "number";
+    case NoteType::REAL:
+      return "real";
+    case NoteType::CYCLE:
+      return "cycle";
+    case NoteType::NAME:
+      return "name";
+    case NoteType::RECORDS:
+      break;
+  }
+  return "records";
+}
+
+uint64_t CoveredRecords(const NotesFile& notes) {
+  uint64_t records = 0;
+  for (const NotesEntry& entry : notes.Blocks()) {
+    records += entry.kind == NotesBlockKind::NOTES ? entry.high - entry.low : 0;
+  }
+  return records;
+}
+
+std::string CountText(PerAxis counts) {
+  return std::to_string(counts.columns) + " x " + std::to_string(counts.rows);
+}
+
+void PrintArray(const AboutArray& array, std::ostream& out) {
+  const ArrayShape& s = array.shape;
+  out << "array         " << s.Columns() << " columns x " << s.Rows()
+      << " rows: " << CountText(s.clusters) << " clusters of " << CountText(s.domains)
+      << " domains of " << CountText(s.pes) << " elements" << (array.wrapColumns ? ", columns" : "")
+      << (array.wrapColumns && array.wrapRows ? " and rows"
+          : array.wrapRows                    ? ", rows"
+                                              : "")
+      << (array.wrapColumns || array.wrapRows ? " joined at their ends" : "") << "\n";
+}
+
+// A title, and what is behind it where there is anything.
+void PrintLine(const char* title, const std::string& text, std::ostream& out) {
+  if (!text.empty()) {
+    out << title << text << "\n";
+  }
+}
+
+void PrintAbout(const About& about, std::ostream& out) {
+  PrintLine("run           ", about.name, out);
+  PrintLine("command       ", about.command, out);
+  const std::string by = about.tool.empty() ? "" : "by " + about.tool;
+  const std::string at = about.date.empty() ? "" : (by.empty() ? "at " : ", at ") + about.date;
+  PrintLine("recorded      ", by + at, out);
+  if (about.cycleNs) {
+    out << "cycle         " << *about.cycleNs << " ns\n";
+  }
+  if (about.array) {
+    PrintArray(*about.array, out);
+  }
+  if (!about.threads.empty() || !about.places.empty()) {
+    out << "named         " << about.threads.size() << " threads, " << about.places.size()
+        << " places\n";
+  }
+}
+
+void PrintNotes(const NotesFile& notes, const Summary& summary, std::ostream& out) {
+  const NoteDeclarations& declarations = notes.Declarations();
+  out << "notes         of " << CoveredRecords(notes) << " of " << summary.records << " records";
+  const char* before = ": ";
+  for (const NoteAttribute& attribute : declarations.attributes) {
+    const std::string& unit =
+        attribute.unit.empty() ? NoteTypeName(attribute.type) : attribute.unit;
+    out << before << attribute.name << " (" << unit << ")";
+    before = ", ";
+  }
+  out << "\n";
+  before = "counters      ";
+  for (const NoteCounter& counter : declarations.counters) {
+    out << before << counter.name << (counter.unit.empty() ? "" : " (" + counter.unit + ")");
+    before = ", ";
+  }
+  out << (declarations.counters.empty() ? "" : "\n");
+}
+
+nlohmann::json AsJson(PerAxis counts) {
+  return {{"columns", counts.columns}, {"rows", counts.rows}};
+}
+
+nlohmann::json ArrayAsJson(const AboutArray& array) {
+  nlohmann::json json = AsJson(PerAxis{array.shape.Columns(), array.shape.Rows()});
+  json["clusters"] = AsJson(array.shape.clusters);
+  json["domains"] = AsJson(array.shape.domains);
+  json["pes"] = AsJson(array.shape.pes);
+  json["gaps"] = array.gaps;
+  json["wrap"] = {{"columns", array.wrapColumns}, {"rows", array.wrapRows}};
+  return json;
+}
+
+// Only what somebody said.
+nlohmann::json AboutAsJson(const About& about) {
+  nlohmann::json json = nlohmann::json::object();
+  for (const auto& [name, text] : {std::pair("name", &about.name),
+                                   {"command", &about.command},
+                                   {"date", &about.date},
+                                   {"tool", &about.tool}}) {
+    if (!text->empty()) {
+      json[name] = *text;
+    }
+  }
+  if (about.cycleNs) {
+    json["cycleNs"] = *about.cycleNs;
+  }
+  if (about.array) {
+    json["array"] = ArrayAsJson(*about.array);
+  }
+  json["threadNames"] = nlohmann::json::array();
+  for (const auto& [thread, named] : about.threads) {
+    json["threadNames"].push_back(
+        {{"thread", thread}, {"name", named.name}, {"meaning", named.meaning}});
+  }
+  json["placeNames"] = nlohmann::json::array();
+  for (const auto& [place, name] : about.places) {
+    json["placeNames"].push_back({{"column", place.column}, {"row", place.row}, {"name", name}});
+  }
+  return json;
+}
+
+nlohmann::json NotesAsJson(const NotesFile& notes) {
+  nlohmann::json json = {{"records", CoveredRecords(notes)},
+                         {"attributes", nlohmann::json::array()},
+                         {"counters", nlohmann::json::array()}};
+  for (const NoteAttribute& attribute : notes.Declarations().attributes) {
+    nlohmann::json one = {
+        {"name", attribute.name}, {"type", NoteTypeName(attribute.type)}, {"unit", attribute.unit}};
+    for (const auto& [unused, name] : attribute.names) {
+      one["values"].push_back(name);
+    }
+    json["attributes"].push_back(one);
+  }
+  for (const NoteCounter& counter : notes.Declarations().counters) {
+    json["counters"].push_back({{"name", counter.name}, {"unit", counter.unit}});
+  }
+  if (notes.End()) {
+    json["fault"] = AsJson(notes.End());
+  }
+  return json;
+}
+
+}  // namespace
+
+void PrintBeside(const Companion& companion, const Summary& summary, std::ostream& out) {
+  if (companion.GetAbout() != nullptr) {
+    PrintAbout(*companion.GetAbout(), out);
+  }
+  if (companion.Notes() != nullptr) {
+    PrintNotes(*companion.Notes(), summary, out);
+  }
+}
+
+nlohmann::json BesideAsJson(const Companion& companion) {
+  nlohmann::json json;
+  if (companion.GetAbout() != nullptr) {
+    json["about"] = AboutAsJson(*companion.GetAbout());
+  } else if (companion.WhyNoAbout()) {
+    json["about"] = {{"fault", AsJson(companion.WhyNoAbout())}};
+  }
+  if (companion.Notes() != nullptr) {
+    json["notes"] = NotesAsJson(*companion.Notes());
+  } else if (companion.WhyNoNotes()) {
+    json["notes"] = {{"fault", AsJson(companion.WhyNoNotes())}};
+  }
+  return json;
+}
+
+}  // namespace marrowfin
