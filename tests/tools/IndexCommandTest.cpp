@@ -127,16 +127,20 @@ TEST_F(IndexCommandTest, AnIndexThatIsDamagedIsBuiltAnew) {
 // A question notices damage when it needs what is damaged; it is answered all the same.
 TEST_F(IndexCommandTest, AnIndexThatAQuestionFindsDamagedIsBuiltAnew) {
   LongTrace(SOME);
-  const std::vector<std::string> question = {"state", "long.trace", "--cycle", "99999999"};
-  const std::string out = Run(question).out;
-  const std::string good = testing::ReadFile(folder.File("long.trace.mfindex"));
-  std::string bad = good;
-  for (size_t at = 8; at < good.size() / 2; ++at) {
-    bad[at] ^= 1;
+  const std::vector<std::vector<std::string>> questions = {
+      {"state", "long.trace", "--cycle", "99999999"},
+      {"events", "long.trace", "--count", "--region", "0,0:1,1"}};
+  for (const std::vector<std::string>& question : questions) {
+    const CommandResult sound = Run(question);
+    const std::string good = testing::ReadFile(folder.File("long.trace.mfindex"));
+    std::string bad = good;
+    for (size_t at = 8; at < good.size() / 2; ++at) {
+      bad[at] ^= 1;
+    }
+    testing::WriteFile(folder.File("long.trace.mfindex"), bad);
+    ExpectOutput(sound.out, Run(question));
+    EXPECT_TRUE(testing::ReadFile(folder.File("long.trace.mfindex")) == good) << question[0];
   }
-  testing::WriteFile(folder.File("long.trace.mfindex"), bad);
-  ExpectOutput(out, Run(question));
-  EXPECT_TRUE(testing::ReadFile(folder.File("long.trace.mfindex")) == good);
 }
 
 TEST_F(IndexCommandTest, AnOutputThatIsNamedIsBuiltAnewThere) {

@@ -62,6 +62,17 @@ TEST_F(ScarceMemoryTest, StateEndsCleanly) {
   ExpectCleanEnds({"state", "long.trace", "--step", "99", "--json"});
 }
 
+TEST_F(ScarceMemoryTest, EventsEndCleanly) {
+  LongTrace(110000);
+  ExpectCleanEnds({"events", "long.trace", "--region", "0,0:3,3", "--count"});
+  ExpectCleanEnds({"events", "long.trace", "--limit", "5", "--format", "jsonl", "-o", "made"});
+}
+
+TEST_F(ScarceMemoryTest, StatsEndCleanly) {
+  LongTrace(110000);
+  ExpectCleanEnds({"stats", "long.trace", "--json"});
+}
+
 TEST_F(ScarceMemoryTest, SynthEndsCleanly) {
   ExpectCleanEnds({"synth", "-o", "made", "--records", "10000"});
 }

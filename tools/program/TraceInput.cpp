@@ -60,6 +60,9 @@ Fault TakeIndex(const Console& console, IndexedTrace& trace, Make make) {
   if (!index) {
     return index.Why();
   }
+  if (trace.index) {
+    trace.replaced.push_back(std::move(trace.index));
+  }
   trace.index = std::move(index).Take();
   return {};
 }

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "tools/program/Failure.h"
 #include "tools/program/Subcommand.h"
@@ -34,6 +35,7 @@ MaybeFailure Summarize(const std::string& name, const ReadOptions& options, cons
 struct IndexedTrace {
   std::unique_ptr<TraceSource> file;
   std::unique_ptr<Index> index;
+  std::vector<std::unique_ptr<Index>> replaced;  // built anew since; kept for who refers to them
 };
 MaybeFailure OpenIndexed(const std::string& name, const Console& console, IndexedTrace& trace);
 
