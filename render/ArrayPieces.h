@@ -1,6 +1,8 @@
 #ifndef RENDER_ARRAYPIECES_H
 #define RENDER_ARRAYPIECES_H
 
+#include <GL/gl.h>
+
 #include <cstdint>
 #include <vector>
 
@@ -8,34 +10,59 @@
 #include "trace/base/ArrayShape.h"
 #include "viewer/Grid.h"
 
+class ArchitecturePiece;
+
 namespace marrowfin {
 
-// The viewer's own pieces of an array, which take on any state.
+// Vertices and colours of many of the viewer's pieces, which are drawn by one call and in order.
 //
-// They cost about 700 bytes for each element. The shape must be one that a viewer shows.
+// For squares seen from above and for lines, that gives the same pixels as to draw them one by one,
+// in a tenth of the time. Of elements that are turned it does not: their sides cross themselves,
+// and where the pixels of such a face lie is left to the call that draws it.
+class PieceBatch {
+ public:
+  // Takes `count` vertices of a piece from `first` on.
+  void Add(const ArchitecturePiece& piece, unsigned first, unsigned count);
+
+  void Clear();
+  void Draw(GLenum mode) const;
+
+ private:
+  std::vector<GLint> vertices;
+  std::vector<GLubyte> colors;
+};
+
+// The viewer's own pieces of an array: what they are and where is asked of the viewer's classes.
+// The shape must be one that a viewer shows.
 class ArrayPieces {
  public:
+  // What is to be seen of an element: one that is seen from above hides all but its top.
+  enum Sides { TOPS, ALL_SIDES };
+
   explicit ArrayPieces(const ArrayShape& shape);
-  ArrayPieces(const ArrayPieces&) = delete;
-  ArrayPieces& operator=(const ArrayPieces&) = delete;
-  ~ArrayPieces();
-
-  // Gives every piece the colour that it has in a state of the same shape, and makes the messages
-  // of the state the ones that are under way.
-  void Show(const ArrayState& state);
-
-  // Draws them in the context that is current.
-  void Draw() { grid.Draw(); }
 
   // How long the array is along each axis in picture units.
   int Units() const;
 
- private:
-  void RemoveMessages();
+  // Draws all pieces that stay, in the context that is current and in the viewer's order, each in
+  // a colour that is its number in three bytes, the highest first: OUTLINE for all outlines, then
+  // elements and switches by their numbers.
+  static constexpr uint32_t OUTLINE = 1;
+  static constexpr uint32_t FIRST_ELEMENT = 2;
+  uint32_t FirstSwitch() const;
+  void DrawNumbers(Sides sides) const;
 
-  Grid grid;
-  std::vector<ArchitecturePiece*> elements;  // the grid's, by number of the element
-  std::vector<ArchitecturePiece*> switches;
+  // Draws the messages that are under way.
+  void DrawMessages(const ArrayState& state);
+
+ private:
+  void DrawOutlines() const;
+  void DrawElements(Sides sides) const;
+  void DrawSwitches() const;
+
+  ArrayShape shape;
+  mutable Grid layout;  // without pieces; it has nothing that could change but is never const
+  PieceBatch messages;
 };
 
 }  // namespace marrowfin

@@ -1,11 +1,16 @@
 #include "render/ArrayRenderer.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "viewer/Display.h"
 
 namespace marrowfin {
 namespace {
+
+constexpr size_t BACKGROUND = 0;  // the number of the owner
+constexpr Pixel WHITE = {255, 255, 255, 0};
+constexpr Pixel BLACK = {0, 0, 0, 0};
 
 Fault CheckShape(const ArrayShape& shape) {
   if (!shape.IsDrawable()) {
@@ -28,34 +33,86 @@ Result<std::unique_ptr<ArrayRenderer>> ArrayRenderer::Open(const ArrayShape& sha
   if (Fault fault = CheckShape(shape)) {
     return fault;
   }
-  auto pieces = std::make_unique<ArrayPieces>(shape);
-  const auto side = static_cast<uint32_t>(pieces->Units());
+  const auto side = static_cast<uint32_t>(ArrayPieces(shape).Units());
   auto context = OffscreenContext::Open(view.size.value_or(PictureSize{side, side}), way);
   if (!context) {
     return context.Why();
   }
   return std::unique_ptr<ArrayRenderer>(
-      new ArrayRenderer(std::move(pieces), std::move(context).Take(), view.spin));
+      new ArrayRenderer(shape, std::move(context).Take(), view.spin));
 }
 
-ArrayRenderer::ArrayRenderer(std::unique_ptr<ArrayPieces> pieces,
-                             std::unique_ptr<OffscreenContext> context, uint32_t spin)
-    : pieces(std::move(pieces)), context(std::move(context)), spin(spin) {}
+// The context is current when it has been opened.
+ArrayRenderer::ArrayRenderer(const ArrayShape& shape, std::unique_ptr<OffscreenContext> opened,
+                             uint32_t spin)
+    : pieces(shape), context(std::move(opened)), spin(spin) {
+  colors.resize(pieces.FirstSwitch() + shape.Switches());
+  colors[BACKGROUND] = WHITE;
+  colors[ArrayPieces::OUTLINE] = BLACK;
+  FindOwners();
+}
+
+void ArrayRenderer::SetUpView() const {
+  FitPicture(static_cast<int>(Size().width), static_cast<int>(Size().height), pieces.Units(),
+             pieces.Units());
+  // Number 0, and a colour that no message has.
+  glClearColor(0, 0, 0, 0);
+  glClear(GL_COLOR_BUFFER_BIT);
+  TurnPicture(pieces.Units(), pieces.Units(), static_cast<float>(spin));
+}
+
+void ArrayRenderer::FindOwners() {
+  SetUpView();
+  pieces.DrawNumbers(spin == 0 ? ArrayPieces::TOPS : ArrayPieces::ALL_SIDES);
+  std::vector<Pixel> drawn;
+  context->Read(drawn);
+  owners = PixelOwners(Size(), drawn);
+}
+
+void ArrayRenderer::TakeColors(const ArrayState& state) {
+  Pixel* to = colors.data() + ArrayPieces::FIRST_ELEMENT;
+  for (const auto* pieceColors : {&state.elements, &state.switches}) {
+    to = std::transform(pieceColors->begin(), pieceColors->end(), to, [](Color color) {
+      return Pixel{color.red, color.green, color.blue, 0};
+    });
+  }
+}
+
+void ArrayRenderer::AddMessages(const ArrayState& state, std::vector<Pixel>& pixels) {
+  SetUpView();
+  pieces.DrawMessages(state);
+  context->Read(messageRows);
+  const size_t width = Size().width;
+  for (size_t row = 0; row < Size().height; ++row) {
+    const Pixel* const from = messageRows.data() + (Size().height - 1 - row) * width;
+    Pixel* const to = pixels.data() + row * width;
+    for (size_t x = 0; x < width; ++x) {
+      if (from[x][0] != 0) {
+        to[x] = from[x];
+      }
+    }
+  }
+}
+
+Fault ArrayRenderer::DrawInto(const ArrayState& state, std::vector<Pixel>& pixels) {
+  TakeColors(state);
+  pixels.resize(Size().Pixels());
+  owners.Paint(colors, pixels.data());
+  if (!state.messages.empty()) {
+    if (Fault fault = context->MakeCurrent()) {
+      return fault;
+    }
+    AddMessages(state, pixels);
+  }
+  return {};
+}
 
 Result<Picture> ArrayRenderer::Draw(const ArrayState& state) {
-  if (Fault fault = context->MakeCurrent()) {
+  std::vector<Pixel> pixels;
+  if (Fault fault = DrawInto(state, pixels)) {
     return fault;
   }
-  pieces->Show(state);
-  const int units = pieces->Units();
-  SetBackground();
-  FitPicture(static_cast<int>(Size().width), static_cast<int>(Size().height), units, units);
-  glClear(GL_COLOR_BUFFER_BIT);
-  glPushMatrix();
-  TurnPicture(units, units, static_cast<float>(spin));
-  pieces->Draw();
-  glPopMatrix();
-  return context->Read();
+  return PictureOf(Size(), pixels);
 }
 
 }  // namespace marrowfin

@@ -5,10 +5,12 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "render/ArrayPieces.h"
 #include "render/OffscreenContext.h"
 #include "render/Picture.h"
+#include "render/PixelOwners.h"
 #include "trace/ask/ArrayState.h"
 #include "trace/base/ArrayShape.h"
 #include "trace/base/Result.h"
@@ -28,11 +30,12 @@ struct WindowView {
 
 // Draws states of an array as the viewer's window shows them, to the pixel, without a window.
 //
-// It keeps its context and the pieces of the array, so that a second picture costs no more than it
-// has to. Used by one thread at a time.
+// OpenGL draws the pieces that stay once, and tells which of them each pixel shows; each picture is
+// then that in the colours of its state, under the messages, which OpenGL draws each time. Used by
+// one thread at a time.
 class ArrayRenderer {
  public:
-  // The most elements that are drawn piece by piece.
+  // The most elements that are told apart.
   static constexpr size_t MOST_ELEMENTS = size_t{1} << 20;
 
   // Faults: of OffscreenContext, and of a shape that no viewer shows or that has too many elements.
@@ -40,8 +43,11 @@ class ArrayRenderer {
       const ArrayShape& shape, const WindowView& view,
       OffscreenContext::Way way = OffscreenContext::ANY_WAY);
 
-  // A state of the same shape.
+  // Draws a state of the same shape.
   Result<Picture> Draw(const ArrayState& state);
+
+  // The same into memory of the caller: all pixels, the topmost row first.
+  [[nodiscard]] Fault DrawInto(const ArrayState& state, std::vector<Pixel>& pixels);
 
   PictureSize Size() const { return context->Size(); }
 
@@ -49,12 +55,19 @@ class ArrayRenderer {
   const std::string& Drawer() const { return context->Drawer(); }
 
  private:
-  ArrayRenderer(std::unique_ptr<ArrayPieces> pieces, std::unique_ptr<OffscreenContext> context,
-                uint32_t spin);
+  ArrayRenderer(const ArrayShape& shape, std::unique_ptr<OffscreenContext> context, uint32_t spin);
 
-  std::unique_ptr<ArrayPieces> pieces;
+  void SetUpView() const;
+  void FindOwners();
+  void TakeColors(const ArrayState& state);
+  void AddMessages(const ArrayState& state, std::vector<Pixel>& pixels);
+
+  ArrayPieces pieces;
   std::unique_ptr<OffscreenContext> context;
   uint32_t spin;
+  PixelOwners owners;              // of the pieces that stay
+  std::vector<Pixel> colors;       // of each owner
+  std::vector<Pixel> messageRows;  // what was drawn of messages, the lowest row first
 };
 
 }  // namespace marrowfin

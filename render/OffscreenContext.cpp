@@ -97,22 +97,23 @@ Fault OffscreenContext::MakeCurrent() {
   return {};
 }
 
-Picture OffscreenContext::Read() const {
-  constexpr size_t bytesRead = 4;  // of a pixel: OpenGL converts to three at a tenth of the speed
-  const size_t pixels = size.Pixels();
-  std::vector<uint8_t> bottomUp(bytesRead * pixels);
+void OffscreenContext::Read(std::vector<Pixel>& bottomUp) const {
+  bottomUp.resize(size.Pixels());
   glPixelStorei(GL_PACK_ALIGNMENT, 4);
+  // Of four bytes: OpenGL hands over three at a tenth of the speed.
   glReadPixels(0, 0, static_cast<GLsizei>(size.width), static_cast<GLsizei>(size.height), GL_RGBA,
                GL_UNSIGNED_BYTE, bottomUp.data());
-  Picture picture = {size, std::vector<uint8_t>(Picture::CHANNELS * pixels)};
-  uint8_t* to = picture.pixels.data();
-  for (size_t row = size.height; row-- > 0;) {
-    const uint8_t* from = bottomUp.data() + bytesRead * row * size.width;
-    for (size_t x = 0; x < size.width; ++x, from += bytesRead, to += Picture::CHANNELS) {
-      std::copy(from, from + Picture::CHANNELS, to);
-    }
+}
+
+Picture OffscreenContext::Read() const {
+  std::vector<Pixel> pixels;
+  Read(pixels);
+  for (size_t low = 0, high = size.height; low + 1 < high; ++low) {
+    --high;
+    std::swap_ranges(pixels.data() + low * size.width, pixels.data() + (low + 1) * size.width,
+                     pixels.data() + high * size.width);
   }
-  return picture;
+  return PictureOf(size, pixels);
 }
 
 }  // namespace marrowfin

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "render/OpenGl.h"
 #include "render/Picture.h"
@@ -37,7 +38,10 @@ class OffscreenContext {
   // What draws and by which way: "llvmpipe (LLVM 15.0.6, 256 bits), Mesa 22.3.6, by EGL".
   const std::string& Drawer() const { return drawer; }
 
-  // What was drawn so far. The context must be current.
+  // What was drawn so far, the lowest row first. The context must be current.
+  void Read(std::vector<Pixel>& bottomUp) const;
+
+  // The same as a picture.
   Picture Read() const;
 
  protected:

@@ -1,6 +1,7 @@
 #ifndef RENDER_PICTURE_H
 #define RENDER_PICTURE_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -17,6 +18,9 @@ struct PictureSize {
   friend bool operator==(const PictureSize&, const PictureSize&) = default;
 };
 
+// A pixel as four bytes: red, green, blue, and one that means nothing.
+using Pixel = std::array<uint8_t, 4>;
+
 // The pixels of a picture: red, green and blue of each, row by row, the topmost row first.
 struct Picture {
   static constexpr size_t CHANNELS = 3;
@@ -26,6 +30,9 @@ struct Picture {
 
   friend bool operator==(const Picture&, const Picture&) = default;
 };
+
+// The picture of these pixels, the topmost row first.
+Picture PictureOf(PictureSize size, const std::vector<Pixel>& pixels);
 
 }  // namespace marrowfin
 

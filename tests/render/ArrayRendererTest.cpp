@@ -7,6 +7,9 @@
 
 #include <random>
 
+#include "viewer/ArchPiece.h"
+#include "viewer/Display.h"
+
 namespace marrowfin {
 namespace {
 
@@ -37,13 +40,13 @@ ArrayState RandomState(const ArrayShape& shape, unsigned seed) {
   for (uint8_t& code : state.switchCodes) {
     code = static_cast<uint8_t>(random() % SwitchCodes::COUNT);
   }
-  for (uint64_t i = 0; i < 12; ++i) {
+  for (uint64_t i = 0; i < 60; ++i) {
     const auto place = [&] {
       return Place{static_cast<uint32_t>(random() % shape.Columns()),
                    static_cast<uint32_t>(random() % shape.Rows())};
     };
     const Place from = place();
-    state.messages.push_back({i, state.step - LAST_MESSAGE_AGE + i, 0, from, place()});
+    state.messages.push_back({i, state.step - LAST_MESSAGE_AGE + i / 5, 0, from, place()});
   }
   Paint(state);
   return state;
@@ -54,6 +57,50 @@ std::vector<int> PixelAt(const Picture& picture, uint32_t x, uint32_t y) {
   const size_t first = Picture::CHANNELS *
                        (static_cast<size_t>(picture.size.height - 1 - y) * picture.size.width + x);
   return {picture.pixels[first], picture.pixels[first + 1], picture.pixels[first + 2]};
+}
+
+// What the viewer's grid draws of a state, piece by piece as the viewer does it.
+Picture DrawnByTheGrid(const ArrayState& state, PictureSize size, float spin) {
+  const ArrayShape& shape = state.shape;
+  Grid grid(shape.clusters.columns, shape.domains.columns, shape.pes.columns, nullptr);
+  const auto at = [](Place place) { return Location(place.row, place.column); };
+  for (size_t i = 0; i < shape.Elements(); ++i) {
+    const Color color = state.elements[i];
+    grid.processingElements.at(at(shape.ElementAt(i)))
+        ->SetColor(color.red, color.green, color.blue);
+  }
+  for (size_t i = 0; i < shape.Switches(); ++i) {
+    const Color color = state.switches[i];
+    grid.networkSwitches.at(at(shape.SwitchAt(i)))->SetColor(color.red, color.green, color.blue);
+  }
+  for (const LiveMessage& message : state.messages) {
+    grid.transient.push_back(new Transmission(at(message.from), at(message.to), &grid));
+    const Color color = state.ColorOf(message);
+    grid.transient.back()->SetColor(color.red, color.green, color.blue);
+  }
+  const auto context = OffscreenContext::Open(size);
+  EXPECT_FALSE((*context)->MakeCurrent());
+  const int units = PictureUnits(grid);
+  glClearColor(1, 1, 1, 1);
+  FitPicture(static_cast<int>(size.width), static_cast<int>(size.height), units, units);
+  glClear(GL_COLOR_BUFFER_BIT);
+  TurnPicture(units, units, spin);
+  grid.Draw();
+  return (*context)->Read();
+}
+
+TEST(ArrayRendererTest, EveryPixelIsThatOfTheViewersGrid) {
+  std::mt19937 random(7);
+  for (unsigned round = 0; round < 120; ++round) {
+    const ArrayShape shape(1 + random() % 4, 1 + random() % 3, 1 + random() % 5);
+    const PictureSize size = {1 + static_cast<uint32_t>(random() % 400),
+                              1 + static_cast<uint32_t>(random() % 400)};
+    const uint32_t spin = round % 2 == 0 ? 0 : random() % WindowView::MOST_SPIN;
+    const ArrayState state = RandomState(shape, round);
+    EXPECT_EQ(DrawnByTheGrid(state, size, static_cast<float>(spin)),
+              Draw(*Open(shape, {size, spin}), state))
+        << size.width << " by " << size.height << " at " << spin;
+  }
 }
 
 TEST(ArrayRendererTest, AnArrayAsBuiltIsBlackOnWhite) {
