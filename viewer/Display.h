@@ -36,7 +36,4 @@ inline void TurnPicture(int unitsX, int unitsY, float spin) {
   glTranslated(-unitsX / 2, -unitsY / 2, 0.0);
 }
 
-// The window's background.
-inline void SetBackground() { glClearColor(1.0, 1.0, 1.0, 1.0); }
-
 #endif

@@ -181,7 +181,7 @@ int main(int argc, char** argv) {
   glutDisplayFunc(myDisplay);
   glutReshapeFunc(myReshape);
   glutMouseFunc(myMouse);
-  SetBackground();
+  glClearColor(1.0, 1.0, 1.0, 1.0);
   glutMainLoop();
   return 0;
 }
