@@ -95,6 +95,36 @@ TEST_F(DocumentsTest, TheManualPageHasEverySubcommandAndFlag) {
   }
 }
 
+void ExpectNamesIn(const std::string& page, const nlohmann::json& json) {
+  for (const auto& [name, value] : json.items()) {
+    if (json.is_object()) {
+      EXPECT_THAT(page, ::testing::ContainsRegex("[^A-Za-z]" + name + "[^A-Za-z]"));
+    }
+    if (value.is_structured()) {
+      ExpectNamesIn(page, value);
+    }
+  }
+}
+
+TEST_F(DocumentsTest, TheManualPageHasEveryNameOfJson) {
+  const std::string page = WithoutEscapes(Document("man/marrowfin-trace.1"));
+  const size_t begin = page.find("\n.SH JSON\n");
+  const std::string names = page.substr(begin, page.find("\n.SH ", begin + 1) - begin);
+  const std::string trace = folder.File("t.trace");
+  testing::WriteFile(trace, testing::TraceBytes("fire 1 0 0 0\nsend 1 0 0 0 9 9\nswitch 2 0 4 4\n"
+                                                "fire 3 0 0 0\nfire 3 1 3 3\nraw 3 0 0 8 00"));
+  for (const std::vector<std::string>& words : {std::vector<std::string>{"info"},
+                                                {"check", "-p", "4"},
+                                                {"index"},
+                                                {"state", "--cycle", "3"},
+                                                {"stats", "--packets", "thread"}}) {
+    std::vector<std::string> command = {words[0], trace, "--json"};
+    command.insert(command.end(), words.begin() + 1, words.end());
+    Run(command);
+    ExpectNamesIn(names, nlohmann::json::parse(out));
+  }
+}
+
 TEST_F(DocumentsTest, TheGuideNamesEveryReasonToSkipAnEvent) {
   const std::string document = Document("import.md");
   ASSERT_EQ(0, Import("[]", {"--json"}));

@@ -134,7 +134,7 @@ Json StatsJson(const RunAnswer& answer) {
                {"records", m.records},
                {"fires", m.fires},
                {"sends", m.sends},
-               {"transmissions", m.transmissions},
+               {"switchTransmissions", m.transmissions},
                {"outside", m.outside},
                {"firesPerCycle", m.firesPerCycle},
                {"utilisation", m.utilisation},
