@@ -86,7 +86,7 @@ class Scanner {
   void SkipString(char quote) {
     const std::string three(3, quote);
     const bool isLong = text.substr(at, 3) == three;
-    const std::string_view end = isLong ? std::string_view(three) : text.substr(at, 1);
+    const std::string end = isLong ? three : std::string(1, quote);
     at += end.size();
     while (at < text.size() && text.substr(at, end.size()) != end) {
       at += quote == '"' && text[at] == '\\' ? 2 : 1;
@@ -102,6 +102,55 @@ class Scanner {
   std::string_view text;
   size_t at = 0;
   size_t here = 0;
+};
+
+// Where in the structure of a text the scanner is.
+class Structure {
+ public:
+  // The next character, with which `rest` begins. What is wrong with it, or an empty text.
+  std::string Take(char c, std::string_view rest) {
+    if (c == '[' && isFirst && open.empty()) {
+      isHeader = true;
+      if (!IsHeader(rest)) {
+        return "a table has no name";
+      }
+    }
+    if (isValue && (c == ':' || (c == '-' && !IsOneOf(before, " \t\r\n=,[eE")))) {
+      return "a date or a time stands outside of a text: put it in quotes";
+    }
+    Enter(c);
+    dots = c == '.' ? dots + 1 : IsOneOf(c, "=,[]{}\n") ? 0 : dots;
+    if (dots > MOST || open.size() > MOST) {
+      return "tables are nested more than " + std::to_string(MOST) + " deep";
+    }
+    isFirst = c == '\n' || (isFirst && IsOneOf(c, " \t\r"));
+    before = c;
+    return "";
+  }
+
+ private:
+  static constexpr size_t MOST = 32;
+
+  // Keeps the brackets that are open, and whether a value stands next.
+  void Enter(char c) {
+    isHeader = isHeader && c != '\n';
+    if (IsOneOf(c, "[{")) {
+      open += c;
+    } else if (IsOneOf(c, "]}") && !open.empty()) {
+      open.pop_back();
+    }
+    if (IsOneOf(c, "=[{]},") || (c == '\n' && open.empty())) {
+      const bool isInList = !open.empty() && open.back() == '[' && !isHeader;
+      isValue = c == '=' || (IsOneOf(c, "[,") && isInList);
+    }
+  }
+
+  std::string open;
+  size_t dots = 0;        // between the parts of a key
+  bool isFirst = true;    // of its line, blanks aside
+  bool isHeader = false;  // of a table, up to the end of the line
+  bool isValue = false;
+  char before = '\n';
 };
 
 }  // namespace
@@ -148,23 +197,13 @@ void TomlText::Rewrite(std::string_view text) {
 }
 
 void TomlText::CheckStructure() {
-  constexpr size_t MOST = 32;
-  Scanner scanner(ascii);
-  size_t dots = 0;  // between the parts of a key
-  size_t open = 0;  // brackets
-  bool isFirst = true;
+  const std::string_view text = ascii;
+  Scanner scanner(text);
+  Structure structure;
   for (char c; wrong.empty() && scanner.Next(c);) {
-    const std::string_view before = std::string_view(ascii).substr(0, scanner.Here());
-    if (c == '[' && isFirst && open == 0 &&
-        !IsHeader(std::string_view(ascii).substr(scanner.Here()))) {
-      Refuse(before, "a table has no name");
-    }
-    dots = c == '.' ? dots + 1 : IsOneOf(c, "=,[]{}\n") ? 0 : dots;
-    open += IsOneOf(c, "[{") ? 1 : 0;
-    open -= IsOneOf(c, "]}") && open > 0 ? 1 : 0;
-    isFirst = c == '\n' || (isFirst && IsOneOf(c, " \t\r"));
-    if (dots > MOST || open > MOST) {
-      Refuse(before, "tables are nested more than " + std::to_string(MOST) + " deep");
+    const std::string reason = structure.Take(c, text.substr(scanner.Here()));
+    if (!reason.empty()) {
+      Refuse(text.substr(0, scanner.Here()), reason);
     }
   }
 }

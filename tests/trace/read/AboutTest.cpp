@@ -154,6 +154,19 @@ TEST(AboutTest, HeadersWithoutANameAreRefused) {
                      .name);
 }
 
+TEST(AboutTest, DatesOutsideOfTextsAreRefused) {
+  const std::string head = "format = 1\n" + TRACE;
+  for (const std::string date : {"2026-11-22", "2026-11-22T01:00:00Z", "2026-11-22TAf>00:00:RR",
+                                 "01:00:00", "[1, 2026-11-22]", "[\n01:00\n]",
+                                 "{ a-b = 1, c-d = 2026-1 }", "1T:", "-2026-11", "2026-11-22T"}) {
+    EXPECT_THAT(Refused(head + "x = " + date + "\n"), HasSubstr("put it in quotes")) << date;
+  }
+  EXPECT_EQ("n", Parsed("format = 1\nname = 'n'\na-b = [-1, 1e-5, 1E-5, -inf, +1, '01:00']\n"
+                        "2026-11 = { c-d = -1, e-f = [-1,-1] }\n" +
+                        TRACE + "[2026-11-22]\n[[a-x]]\nb-c = -1\n")
+                     .name);
+}
+
 TEST(AboutTest, TablesNestedAnyDepthAreRefusedOrRead) {
   std::string deep = "a";
   for (int i = 0; i < 1'000'000; ++i) {
