@@ -34,6 +34,9 @@ TEST_F(MemoryTest, RunningOutOfMemoryAnywhereIsAFailure) {
       {"check", Trace()},
       {"index", Trace()},
       {"state", Trace(), "--cycle", "2", "--json"},
+      {"state", Trace(), "--cycle", "2", "--places"},
+      {"events", Trace()},
+      {"events", Trace(), "--format", "jsonl", "--last", "1", "-o", folder.File("listed")},
       {"synth", "-o", folder.File("made"), "--records", "10"},
   };
   for (const std::vector<std::string>& line : lines) {
