@@ -118,6 +118,9 @@ class Structure {
     if (isValue && (c == ':' || (c == '-' && !IsOneOf(before, " \t\r\n=,[eE")))) {
       return "a date or a time stands outside of a text: put it in quotes";
     }
+    if ((c == '}' || c == ']') && (open.empty() || open.back() != (c == '}' ? '{' : '['))) {
+      return "a bracket ends what did not begin";
+    }
     Enter(c);
     dots = c == '.' ? dots + 1 : IsOneOf(c, "=,[]{}\n") ? 0 : dots;
     if (dots > MOST || open.size() > MOST) {

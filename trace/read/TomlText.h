@@ -11,10 +11,10 @@ namespace marrowfin {
 //
 // The library takes any text, but not without harm: characters beyond ASCII at places where no text
 // of TOML has them are undefined behaviour (U+00A1 to U+0499), so are a header of a table without a
-// name and a date that is none, and it calls itself for each part of a dotted key until the stack
-// is used up. So texts of such a structure, and all dates that are not in quotes, are refused here,
-// and what is beyond ASCII is rewritten: the parser never sees it, and whoever takes a text out of
-// what it made has it rewritten back.
+// name, a date that is none and a wrong bracket, and it calls itself for each part of a dotted key
+// until the stack is used up. So texts of such a structure, and all dates that are not in quotes,
+// are refused here, and what is beyond ASCII is rewritten: the parser never sees it, and whoever
+// takes a text out of what it made has it rewritten back.
 class TomlText {
  public:
   explicit TomlText(std::string_view text);

@@ -167,6 +167,15 @@ TEST(AboutTest, DatesOutsideOfTextsAreRefused) {
                      .name);
 }
 
+TEST(AboutTest, ValuesThatAreMissingAndBracketsThatDoNotFitAreRefused) {
+  for (const std::string value :
+       {"}",    "]",    ",",   "#",     "",    "[}", "[,", "[1,}", "[1,,", "{b=}", "{b=]",
+        "{b=,", "{b=#", "{}}", "{b=[}", "[[}", "{,", "{=", "=",    "[=",   "[#"}) {
+    EXPECT_THAT(Refused("format = 1\n" + TRACE + "x = " + value + "\n"), HasSubstr("line "))
+        << value;
+  }
+}
+
 TEST(AboutTest, TablesNestedAnyDepthAreRefusedOrRead) {
   std::string deep = "a";
   for (int i = 0; i < 1'000'000; ++i) {
