@@ -21,6 +21,7 @@
 #include "tests/sim/Laws.h"
 #include "tests/sim/Rig.h"
 #include "tests/support/Files.h"
+#include "trace/base/Record.h"
 
 namespace marrowfin::sim::testing {
 
@@ -589,7 +590,8 @@ TEST(RecorderTest, WritesTheBytesThatTheTraceToolWrites) {
     recorder.Fire(now, thread, from);
     tool.WriteEvent(new PEFire(now, thread, from));
     recorder.Transmission(now, thread, to);
-    tool.WriteEvent(new NetworkSwitchTransmission(now, thread, to));
+    const Location networkSwitch(to.row + FIRST_SWITCH, to.column + FIRST_SWITCH);
+    tool.WriteEvent(new NetworkSwitchTransmission(now, thread, networkSwitch));
     recorder.Send(now, thread, from, to);
     tool.WriteEvent(new MessageSend(now, thread, from, to));
   }
