@@ -146,7 +146,8 @@ def planted(*options):
 def test_planted_mistakes_are_as_many_as_asked_for_and_spread_over_all_rooms():
     places = planted("--count", "300")
     assert len(places) == 300
-    folders = ("Util", "Marrowfin", "Core", "viewer", "render", "trace", "convert", "tools", "sim")
+    # Examples are for reading, and have tests of their own kind.
+    folders = set(loaded("check-layers").FOLDERS) - {"examples"}
     rooms = {p.parent for folder in folders for p in (ROOT / folder).rglob("*.cpp")}
     assert {str(room.relative_to(ROOT)) for room in rooms} <= {
         place.split(":")[0].rsplit("/", 1)[0] for place in places
@@ -159,12 +160,23 @@ def test_a_seed_plants_the_same_mistakes_again_and_another_one_others():
     assert first != planted("--count", "100", "--seed", "b")
 
 
-@pytest.fixture
-def mutate():
-    loader = importlib.machinery.SourceFileLoader("mutate", str(ROOT / "scripts" / "mutate"))
-    module = importlib.util.module_from_spec(importlib.util.spec_from_loader("mutate", loader))
+def loaded(script):
+    """A script as a module."""
+    loader = importlib.machinery.SourceFileLoader(script, str(ROOT / "scripts" / script))
+    module = importlib.util.module_from_spec(importlib.util.spec_from_loader(script, loader))
     loader.exec_module(module)
     return module
+
+
+def test_the_report_of_coverage_counts_every_folder():
+    folders = set(loaded("check-layers").FOLDERS) - {"examples"}
+    script = (ROOT / "scripts" / "coverage").read_text(encoding="utf-8")
+    assert {f for f in folders if f"--filter '{f}/'" in script} == folders
+
+
+@pytest.fixture
+def mutate():
+    return loaded("mutate")
 
 
 def listed(program, name, *environment):
