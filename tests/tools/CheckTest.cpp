@@ -75,13 +75,15 @@ class CheckTest : public CommandFixture {
     for (const json& fault : faults) {
       out += FaultLine(name, fault);
     }
-    const std::string count = std::to_string(records) + " records";
+    const std::string count = std::to_string(records) + (records == 1 ? " record" : " records");
     if (faults.empty()) {
       ExpectOutput(name + ": " + count + ", nothing wrong\n", result);
       return;
     }
     EXPECT_EQ(1, result.exitStatus);
-    const std::string far = name + ": " + std::to_string(farEnds) + " ends of messages outside";
+    const std::string far =
+        name + ": " + std::to_string(farEnds) +
+        (farEnds == 1 ? " end of a message outside" : " ends of messages outside");
     EXPECT_EQ(out, result.out.substr(0, result.out.find(far)));
     EXPECT_EQ(farEnds > 0, result.out.find(far) != std::string::npos);
     EXPECT_EQ("marrowfin-trace: " + name + ": " + std::to_string(faults.size()) +
@@ -183,6 +185,19 @@ TEST_F(CheckTest, EndsOfMessagesMayBeAnywhereAndAreCountedByThemselves) {
   EXPECT_EQ(3, told["farEnds"]);
   EXPECT_EQ("far-end", told["firstFarEnd"]["kind"]);
   EXPECT_EQ(1, told["firstFarEnd"]["record"]);
+}
+
+TEST_F(CheckTest, OneIsCountedAsOne) {
+  Trace("send 2 0 3 0 99 0\n");
+  ExpectOutput(
+      "t.trace: 1 record, nothing wrong\n"
+      "t.trace: 1 end of a message outside the array, as it may be, the first: "
+      "t.trace: record 0 at byte 0: a message's end at column 99, row 0 is outside the "
+      "array; give larger counts to see all of the message\n",
+      Run({"check", "t.trace", "-c", "4"}));
+  Trace("fire 2 0 99 0\n");
+  EXPECT_THAT(Run({"check", "t.trace", "-c", "4"}).err,
+              HasSubstr("t.trace: 1 fault in or behind 1 record\n"));
 }
 
 TEST_F(CheckTest, CountsThatAreNotGivenAreThoseOfTheViewer) {

@@ -97,6 +97,12 @@ std::string FindingsAsJson(const CheckFlags& flags, const Summary& summary,
   return JsonText(json);
 }
 
+// "1 record", "2 records".
+std::string Counted(uint64_t count, const std::string& one, const std::string& many) {
+  return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+std::string Records(uint64_t count) { return Counted(count, "record", "records"); }
+
 void PrintCompanion(const CompanionCheck& companion, const Findings& findings, std::ostream& out) {
   for (const Fault& fault : findings.shown) {
     out << fault.Text() << "\n";
@@ -105,21 +111,19 @@ void PrintCompanion(const CompanionCheck& companion, const Findings& findings, s
     out << companion.AboutName() << ": nothing wrong\n";
   }
   if (findings.count == 0 && companion.HasNotes()) {
-    out << companion.NotesName() << ": notes of " << companion.NotedRecords() << " records, "
-        << companion.Samples() << " samples, nothing wrong\n";
+    out << companion.NotesName() << ": notes of " << Records(companion.NotedRecords()) << ", "
+        << Counted(companion.Samples(), "sample", "samples") << ", nothing wrong\n";
   }
 }
 
 // The end of a check that found something.
 Failure FailureOf(const CheckFlags& flags, const Summary& summary, const Findings& findings,
                   const Findings& beside) {
-  const auto faults = [](uint64_t count) {
-    return std::to_string(count) + (count == 1 ? " fault" : " faults");
-  };
+  const auto faults = [](uint64_t count) { return Counted(count, "fault", "faults"); };
   std::string reason = flags.trace + ": ";
   if (findings.count > 0) {
-    reason += faults(findings.count) + " in or behind " + std::to_string(summary.records) +
-              " records" + (beside.count > 0 ? ", " : "");
+    reason += faults(findings.count) + " in or behind " + Records(summary.records) +
+              (beside.count > 0 ? ", " : "");
   }
   if (beside.count > 0) {
     reason += faults(beside.count) + " in its companion";
@@ -134,12 +138,12 @@ void Print(const CheckFlags& flags, const Summary& summary, const Findings& find
     out << fault.Text() << "\n";
   }
   if (findings.count == 0) {
-    out << flags.trace << ": " << summary.records << " records, nothing wrong\n";
+    out << flags.trace << ": " << Records(summary.records) << ", nothing wrong\n";
   }
   if (findings.farEnds > 0) {
-    out << flags.trace << ": " << findings.farEnds
-        << " ends of messages outside the array, as they may be, the first: "
-        << findings.firstFarEnd.Text() << "\n";
+    out << flags.trace << ": " << Counted(findings.farEnds, "end of a message", "ends of messages")
+        << " outside the array, as " << (findings.farEnds == 1 ? "it" : "they")
+        << " may be, the first: " << findings.firstFarEnd.Text() << "\n";
   }
 }
 
