@@ -193,7 +193,7 @@ TEST_F(EventsTest, AFileIsThereWholeOrStaysAsItWas) {
   EXPECT_EQ("5\n", testing::ReadFile(folder.File("out.csv")));
   ExpectFailure(2,
                 "t.trace: is the trace\n"
-                "  Name another output with -o: the list would replace the trace.\n",
+                "  Name another file with -o.\n",
                 Run({"events", "t.trace", "-o", "t.trace"}));
   EXPECT_EQ(testing::TraceBytes(byHand), testing::ReadFile(folder.File("t.trace")));
   // Standard output under another name has the list alone.

@@ -101,11 +101,25 @@ TEST_F(PlotTest, CommandLinesThatMakeNoPictureAreRefused) {
   EXPECT_FALSE(std::filesystem::exists(folder.File("a.png")));
 }
 
+TEST_F(PlotTest, APageThatCannotHoldThePlotIsAWrongSizeOfTheCommandLine) {
+  ExpectFailure(2,
+                "plot: the page has no room for the plot\n"
+                "  Ask for a larger page, or for smaller text.\n",
+                Plot({"heat", "-o", "a.png", "--size", "10x10"}));
+  ExpectFailure(2,
+                "plot: the page has no room for the plot\n"
+                "  Ask for a larger page, or for smaller text.\n",
+                Plot({"heat", "-o", "a.png", "--size", "100x100", "--text", "4"}));
+  ExpectFailure(2,
+                "plot: a picture has at most 32,767 pixels each way\n"
+                "  Ask for a smaller picture.\n",
+                Plot({"heat", "-o", "a.png", "--size", "99999x99999"}));
+  EXPECT_FALSE(std::filesystem::exists(folder.File("a.png")));
+}
+
 TEST_F(PlotTest, APictureThatCannotBeMadeOrWrittenLeavesNothing) {
   for (const std::vector<std::string>& flags :
-       {std::vector<std::string>{"heat", "-o", "a.png", "--size", "10x10"},
-        {"heat", "-o", "a.png", "--size", "99999x99999"},
-        {"heat", "-o", "nowhere/a.png"}}) {
+       {std::vector<std::string>{"heat", "-o", "nowhere/a.png"}, {"heat", "-o", "nowhere/a.svg"}}) {
     const CommandResult result = Plot(flags);
     EXPECT_EQ(3, result.exitStatus) << result.err;
     EXPECT_NE("", result.err);

@@ -172,10 +172,48 @@ TEST_F(RenderCommandTest, AFailureLeavesAnOutputThatExistsAsItWas) {
 TEST_F(RenderCommandTest, TheTraceItselfIsNoPlaceForThePicture) {
   std::filesystem::create_symlink("t.trace", folder.File("link"));
   for (const char* name : {"t.trace", "./t.trace", "link"}) {
-    ExpectFailure(2, std::string(name) + ": is the trace itself\n  Name another file with -o.\n",
+    ExpectFailure(2, std::string(name) + ": is the trace\n  Name another file with -o.\n",
                   Render({"--step", "1", "-o", name}));
   }
   EXPECT_EQ(testing::TraceBytes(events), testing::ReadFile(folder.File("t.trace")));
+}
+
+TEST_F(RenderCommandTest, TheFilesBesideTheTraceAreNoPlaceForThePicture) {
+  testing::WriteFile(folder.File("t.trace.notes"), "notes");
+  std::filesystem::create_symlink("t.trace.notes", folder.File("n.png"));
+  for (const char* name : {"t.trace.notes", "n.png"}) {
+    ExpectFailure(2,
+                  std::string(name) +
+                      ": is the notes in the trace's companion\n  Name another file with -o.\n",
+                  Render({"--step", "1", "-o", name}));
+  }
+  EXPECT_EQ("notes", testing::ReadFile(folder.File("t.trace.notes")));
+}
+
+TEST_F(RenderCommandTest, ANameThatTellsNoFormatIsRefused) {
+  for (const std::vector<std::string>& what :
+       {std::vector<std::string>{"--step", "1"}, {"--sheet", "2x2"}}) {
+    for (const char* name : {"x.jpg", "x", "x.PNG", "png"}) {
+      std::vector<std::string> words = what;
+      words.insert(words.end(), {"-o", name});
+      ExpectFailure(2,
+                    std::string(name) +
+                        ": its name tells no format\n"
+                        "  Name the output as .png, .mp4, .webm, .gif or .apng, or give --film.\n",
+                    Render(words));
+    }
+  }
+  EXPECT_THAT(FolderContents(), ElementsAre("t.trace"));
+}
+
+TEST_F(RenderCommandTest, FormatsOfFilmsAreToldAndTakenByName) {
+  const std::string help = Render({"--help"}).out;
+  EXPECT_THAT(help, HasSubstr("{mp4,webm,gif,apng}"));
+  EXPECT_THAT(help, Not(HasSubstr("ENUM")));
+  for (const char* number : {"0", "2"}) {
+    EXPECT_EQ(2, Render({"--to", "1", "--film", number, "-o", "a"}).exitStatus);
+  }
+  EXPECT_THAT(FolderContents(), ElementsAre("t.trace"));
 }
 
 TEST_F(RenderCommandTest, ANameThatCannotBeWrittenIsNamed) {

@@ -14,11 +14,11 @@
 #include "tools/program/EventList.h"
 #include "tools/program/FilterFlags.h"
 #include "tools/program/Flags.h"
+#include "tools/program/OutputApart.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/TextOutput.h"
 #include "tools/program/TraceInput.h"
 #include "trace/ask/FilterRange.h"
-#include "trace/write/AtomicFile.h"
 
 namespace marrowfin {
 namespace {
@@ -80,9 +80,10 @@ MaybeFailure CheckFlags(const EventsFlags& flags) {
     return Failure{EXIT_USAGE, "--count counts all events that the other flags choose",
                    "Leave out --limit, --last and --backwards."};
   }
-  if (flags.output && IsSameFile(flags.trace, *flags.output)) {
-    return Failure{EXIT_USAGE, *flags.output + ": is the trace",
-                   "Name another output with -o: the list would replace the trace."};
+  if (flags.output) {
+    if (MaybeFailure failure = CheckOutputApart(flags.trace, *flags.output)) {
+      return failure;
+    }
   }
   if (MaybeFailure failure = flags.filter.Check()) {
     return failure;

@@ -12,6 +12,7 @@
 #include "tools/program/Interruption.h"
 #include "tools/program/Json.h"
 #include "tools/program/Output.h"
+#include "tools/program/OutputApart.h"
 #include "tools/program/ProgressLine.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/TraceInput.h"
@@ -47,8 +48,8 @@ bool IsLink(const std::string& path) {
 // file that it names is the one that is replaced.
 MaybeFailure CheckOutput(const IndexFlags& flags, std::string& output) {
   constexpr char remedy[] = "Name another file with -o.";
-  if (IsSameFile(flags.trace, output)) {
-    return Failure{EXIT_USAGE, output + ": is the trace", remedy};
+  if (MaybeFailure failure = CheckIndexApart(flags.trace, output)) {
+    return failure;
   }
   struct stat existing;
   if (stat(output.c_str(), &existing) == -1) {

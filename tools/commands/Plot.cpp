@@ -10,9 +10,9 @@
 
 #include "render/plot/RunPlots.h"
 #include "tools/program/Output.h"
+#include "tools/program/OutputApart.h"
 #include "tools/program/RunInput.h"
 #include "tools/program/Subcommands.h"
-#include "trace/write/AtomicFile.h"
 
 namespace marrowfin {
 namespace {
@@ -104,8 +104,8 @@ std::string CheckSize(const std::string& text) {
 }
 
 MaybeFailure CheckFlags(const PlotFlags& flags) {
-  if (IsSameFile(flags.run.trace, flags.output)) {
-    return Failure{EXIT_USAGE, flags.output + ": is the trace", "Name another output with -o."};
+  if (MaybeFailure failure = CheckOutputApart(flags.run.trace, flags.output)) {
+    return failure;
   }
   const std::string extension = std::filesystem::path(flags.output).extension();
   if (flags.output != "-" && Formats().count(extension) == 0) {
@@ -143,6 +143,14 @@ Plot PlotOf(const PlotFlags& flags, const PlottedRun& run, const PlotStyle& styl
   return PlotHeat(run, wish, style);
 }
 
+// A page that cannot hold the plot, or is too large to be made, is what --size and --text asked
+// for.
+Failure RefusalOfPage(const Fault& fault) {
+  Failure failure = FailureOf(fault);
+  failure.code = EXIT_USAGE;
+  return failure;
+}
+
 MaybeFailure Write(const PlotFlags& flags, Canvas& canvas) {
   Output output;
   if (MaybeFailure failure =
@@ -173,7 +181,7 @@ MaybeFailure DrawPlot(const PlotFlags& flags, const Console& console) {
   const Plot plot = PlotOf(flags, run, style);
   Result<std::unique_ptr<Canvas>> canvas = DrawPage(plot.words, *plot.body, style);
   if (!canvas) {
-    return OutputFailureOf(canvas.Why());
+    return RefusalOfPage(canvas.Why());
   }
   if (MaybeFailure failure = Write(flags, **canvas)) {
     return failure;

@@ -1,11 +1,13 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <ostream>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -17,6 +19,7 @@
 #include "tools/program/Interruption.h"
 #include "tools/program/Moment.h"
 #include "tools/program/Output.h"
+#include "tools/program/OutputApart.h"
 #include "tools/program/ProgressLine.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/TraceInput.h"
@@ -24,6 +27,8 @@
 
 namespace marrowfin {
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr char footer[] =
     "Examples:\n"
@@ -123,10 +128,19 @@ MaybeFailure CheckMoments(const RenderFlags& flags) {
   return flags.frames.Check(flags.moment.skipTo);
 }
 
+// Whether nobody chooses the name of an output by its format: standard output, devices and pipes.
+bool IsNameless(const std::string& output) {
+  std::error_code error;
+  return output == "-" || fs::is_other(output, error);
+}
+
 MaybeFailure CheckOutput(const RenderFlags& flags) {
-  if (IsSameFile(flags.trace, flags.output)) {
-    return Failure{EXIT_USAGE, flags.output + ": is the trace itself",
-                   "Name another file with -o."};
+  if (MaybeFailure failure = CheckOutputApart(flags.trace, flags.output)) {
+    return failure;
+  }
+  if (!flags.IsFilm() && !flags.output.ends_with(".png") && !IsNameless(flags.output)) {
+    return Failure{EXIT_USAGE, flags.output + ": its name tells no format",
+                   "Name the output as .png, .mp4, .webm, .gif or .apng, or give --film."};
   }
   return std::nullopt;
 }
@@ -341,12 +355,10 @@ Action Configure(CLI::App& app) {
       ->check(CLI::Range(1U, 240U));
   AddSize(app, "--sheet", MOST_TILES, flags->sheet,
           "One picture of many moments, so many in a row by so many rows, as in 4x3");
-  app.add_option("--film", flags->format, "A film of this format, whatever the name ends in")
-      ->transform(CLI::CheckedTransformer(
-          std::vector<std::pair<std::string, FilmFormat>>{{"mp4", FilmFormat::MP4},
-                                                          {"webm", FilmFormat::WEBM},
-                                                          {"gif", FilmFormat::GIF},
-                                                          {"apng", FilmFormat::APNG}}));
+  app.add_option_function<std::string>(
+         "--film", [flags](const std::string& name) { flags->format = FormatOfName("." + name); },
+         "A film of this format, whatever the name ends in")
+      ->check(CLI::IsMember(std::vector<std::string>{"mp4", "webm", "gif", "apng"}));
   flags->shape.Declare(app);
   AddSize(app, "--size", LONGEST_SIDE, flags->view.size,
           "Width and height of the window, as in 820x820; what the viewer opens unless given");

@@ -9,11 +9,11 @@
 #include <vector>
 
 #include "tools/program/Json.h"
+#include "tools/program/OutputApart.h"
 #include "tools/program/RunAnswer.h"
 #include "tools/program/RunInput.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/TextOutput.h"
-#include "trace/write/AtomicFile.h"
 
 namespace marrowfin {
 namespace {
@@ -51,9 +51,10 @@ MaybeFailure CheckFlags(const StatsFlags& flags) {
   if (flags.json && flags.csv) {
     return Failure{EXIT_USAGE, "--json and --csv are two forms of one answer", "Give one of them."};
   }
-  if (flags.output && IsSameFile(flags.run.trace, *flags.output)) {
-    return Failure{EXIT_USAGE, *flags.output + ": is the trace",
-                   "Name another output with -o: the numbers would replace the trace."};
+  if (flags.output) {
+    if (MaybeFailure failure = CheckOutputApart(flags.run.trace, *flags.output)) {
+      return failure;
+    }
   }
   return flags.run.Check();
 }

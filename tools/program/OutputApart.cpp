@@ -1,0 +1,72 @@
+#include "tools/program/OutputApart.h"
+
+#include <filesystem>
+#include <optional>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "trace/read/AboutFile.h"
+#include "trace/read/NotesFile.h"
+#include "trace/write/AtomicFile.h"
+
+namespace marrowfin {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int MOST_LINKS = 40;  // one after the other, as the system follows them
+
+// The file that `name` leads to, whether it is there yet or not.
+fs::path TargetOf(const std::string& name) {
+  std::error_code error;
+  fs::path path = name;
+  for (int links = 0; links < MOST_LINKS && fs::is_symlink(path, error); ++links) {
+    path = path.parent_path() / fs::read_symlink(path, error);
+  }
+  const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
+  return fs::weakly_canonical(folder, error) / path.filename();
+}
+
+struct Neighbour {
+  std::string name;
+  const char* what;
+};
+
+std::vector<Neighbour> CompanionOf(const std::string& trace) {
+  return {{AboutBeside(trace), "is what is told about the trace, in its companion"},
+          {NotesFile::NameBeside(trace), "is the notes in the trace's companion"},
+          {NotesFile::NameBeside(trace) + ".mfindex", "is the index of the trace's notes"}};
+}
+
+MaybeFailure CheckApart(const std::string& trace, const std::string& output, bool isIndex) {
+  std::vector<Neighbour> taken = {{trace, "is the trace"}};
+  // A trace that is named by a link has neighbours here and there.
+  for (const std::string& name : {trace, TargetOf(trace).string()}) {
+    for (Neighbour& neighbour : CompanionOf(name)) {
+      taken.push_back(std::move(neighbour));
+    }
+    if (!isIndex) {
+      taken.push_back({name + ".mfindex", "is the index of the trace"});
+    }
+  }
+  const fs::path target = TargetOf(output);
+  for (const Neighbour& neighbour : taken) {
+    if (IsSameFile(neighbour.name, output) || TargetOf(neighbour.name) == target) {
+      return Failure{EXIT_USAGE, output + ": " + neighbour.what, "Name another file with -o."};
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+MaybeFailure CheckOutputApart(const std::string& trace, const std::string& output) {
+  return CheckApart(trace, output, false);
+}
+
+MaybeFailure CheckIndexApart(const std::string& trace, const std::string& output) {
+  return CheckApart(trace, output, true);
+}
+
+}  // namespace marrowfin
