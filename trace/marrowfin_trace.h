@@ -20,7 +20,7 @@
  * other end of a FIFO, and whoever opens the trace of a run that was killed, finds whole records
  * but for the last one at most.
  *
- * A trace belongs to one thread at a time.
+ * A trace belongs to one thread at a time. Signals that interrupt a write do it no harm.
  *
  * What a trace cannot say (to which packet an event belongs, how full a buffer is) goes into a
  * companion beside it, "run.trace.notes" and "run.trace.about": see marrowfin_trace_companion.
@@ -49,8 +49,9 @@ extern "C" {
  * position of the cluster, whatever the cluster's size. */
 #define MARROWFIN_TRACE_SWITCH_OFFSET 4
 
-/* Attributes that a companion has at most. */
+/* Attributes and counters that a companion has at most. */
 #define MARROWFIN_TRACE_ATTRIBUTES 32
+#define MARROWFIN_TRACE_COUNTERS 65536
 
 /* What the value of an attribute is. */
 enum marrowfin_trace_type {
@@ -98,6 +99,12 @@ struct marrowfin_trace_sample {
   double value;
 };
 
+/* A name that is declared, or the name of a value: which and what, as their fingerprints. */
+struct marrowfin_trace_named {
+  uint64_t key; /* 0 where the place is free */
+  uint64_t name;
+};
+
 /* A note that a ring keeps. */
 struct marrowfin_trace_held {
   uint64_t record;
@@ -128,8 +135,12 @@ struct marrowfin_trace {
   int declared_counters;
   struct marrowfin_trace_column columns[MARROWFIN_TRACE_ATTRIBUTES];
   struct marrowfin_trace_bytes declarations; /* that are not written yet */
-  struct marrowfin_trace_bytes body;         /* of the block that is being made */
-  struct marrowfin_trace_bytes part;         /* of a column of it */
+  uint64_t declared_bytes;                   /* of all of them */
+  struct marrowfin_trace_named* named;       /* what is declared: a table by hash, half full */
+  size_t named_count;
+  size_t named_room;                 /* a power of two */
+  struct marrowfin_trace_bytes body; /* of the block that is being made */
+  struct marrowfin_trace_bytes part; /* of a column of it */
   uint64_t block_first;
   uint32_t block_records;
   uint64_t* block_cycles;
@@ -153,19 +164,24 @@ struct marrowfin_trace {
   uint32_t* ring;       /* slots: type, cycle in halves, thread, places */
   uint64_t held_room;   /* notes, and samples */
   uint64_t held_end;
+  uint64_t held_whole; /* the first record that lacks none of its notes */
   struct marrowfin_trace_held* held;
   uint64_t held_samples_end;
   struct marrowfin_trace_sample* held_samples;
+  struct marrowfin_trace_sample* settled; /* the last samples of what went, a table by hash */
+  size_t settled_count;
+  size_t settled_room; /* a power of two */
 };
 
 enum {
-  MARROWFIN_TRACE_BUFFER = 65536,  /* bytes that are written at a time */
-  MARROWFIN_TRACE_ATOMIC = 4096,   /* and into a pipe, whose reader then gets them at once */
-  MARROWFIN_TRACE_BLOCK = 8192,    /* records or samples of a block of notes */
-  MARROWFIN_TRACE_VALUES = 524288, /* values of a block; twice as many fit into one */
-  MARROWFIN_TRACE_WORDS = 8,       /* numbers of 32 bits in a slot of a ring */
-  MARROWFIN_TRACE_PRINTED = 64,    /* records by which a companion knows its trace */
-  MARROWFIN_TRACE_HELD = 8,        /* notes and samples that a ring keeps, for each record */
+  MARROWFIN_TRACE_BUFFER = 65536,      /* bytes that are written at a time */
+  MARROWFIN_TRACE_ATOMIC = 4096,       /* and into a pipe, whose reader then gets them at once */
+  MARROWFIN_TRACE_BLOCK = 8192,        /* records or samples of a block of notes */
+  MARROWFIN_TRACE_VALUES = 524288,     /* values of a block; twice as many fit into one */
+  MARROWFIN_TRACE_WORDS = 8,           /* numbers of 32 bits in a slot of a ring */
+  MARROWFIN_TRACE_PRINTED = 64,        /* records by which a companion knows its trace */
+  MARROWFIN_TRACE_HELD = 8,            /* notes and samples that a ring keeps, for each record */
+  MARROWFIN_TRACE_DECLARED = 16777216, /* bytes of declarations at most */
   MARROWFIN_TRACE_DECLARATIONS = 1,
   MARROWFIN_TRACE_NOTES = 2,
   MARROWFIN_TRACE_SAMPLES = 3,
@@ -256,10 +272,61 @@ static inline int marrowfin_trace_add_bytes(struct marrowfin_trace* trace,
   return 0;
 }
 
+/* How many bytes the character of UTF-8 has with which a text begins that is not empty; 0 where it
+ * begins with none. */
+static inline size_t marrowfin_trace_character(const char* text) {
+  const unsigned char* bytes = (const unsigned char*)text;
+  const unsigned char lead = bytes[0];
+  const size_t more = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : 1;
+  size_t i;
+  if (lead < 0x80) {
+    return 1;
+  }
+  if (lead < 0xC2 || lead > 0xF4) {
+    return 0;
+  }
+  for (i = 1; i <= more; ++i) {
+    if ((bytes[i] & 0xC0) != 0x80) { /* also the end of the text */
+      return 0;
+    }
+  }
+  /* Longer than need be, halves of pairs, and what is above U+10FFFF. */
+  if ((lead == 0xE0 && bytes[1] < 0xA0) || (lead == 0xED && bytes[1] >= 0xA0) ||
+      (lead == 0xF0 && bytes[1] < 0x90) || (lead == 0xF4 && bytes[1] >= 0x90)) {
+    return 0;
+  }
+  return more + 1;
+}
+
+/* Adds a text as UTF-8: U+FFFD, which stands for a character that is missing, for each byte that is
+ * part of none. Readers refuse files with others. */
+static inline int marrowfin_trace_add_utf8(struct marrowfin_trace* trace,
+                                           struct marrowfin_trace_bytes* bytes, const char* text) {
+  while (*text != '\0') {
+    const size_t size = marrowfin_trace_character(text);
+    if (size == 0) {
+      marrowfin_trace_add_bytes(trace, bytes, "\xEF\xBF\xBD", 3);
+      ++text;
+    } else {
+      marrowfin_trace_add_bytes(trace, bytes, text, size);
+      text += size;
+    }
+  }
+  return trace->error;
+}
+
+/* Adds a text as UTF-8, behind its size. */
 static inline int marrowfin_trace_add_text(struct marrowfin_trace* trace,
                                            struct marrowfin_trace_bytes* bytes, const char* text) {
-  marrowfin_trace_add_varint(trace, bytes, strlen(text));
-  return marrowfin_trace_add_bytes(trace, bytes, text, strlen(text));
+  const char* at = text;
+  size_t size = 0;
+  while (*at != '\0') {
+    const size_t character = marrowfin_trace_character(at);
+    size += character == 0 ? 3 : character;
+    at += character == 0 ? 1 : character;
+  }
+  marrowfin_trace_add_varint(trace, bytes, size);
+  return marrowfin_trace_add_utf8(trace, bytes, text);
 }
 
 static inline int marrowfin_trace_add_string(struct marrowfin_trace* trace,
@@ -268,25 +335,51 @@ static inline int marrowfin_trace_add_string(struct marrowfin_trace* trace,
   return marrowfin_trace_add_bytes(trace, bytes, text, strlen(text));
 }
 
+/* The same as fwrite of bytes, but for signals that interrupt it: they are the simulator's business
+ * and end no recording. Returns how many bytes the system took; errno says why not all. */
+static inline size_t marrowfin_trace_write_all(FILE* stream, const unsigned char* data,
+                                               size_t size) {
+  size_t done = 0;
+  while (done < size) {
+    errno = 0;
+    done += fwrite(data + done, 1, size - done, stream);
+    if (done < size) {
+      if (errno != EINTR) {
+        break;
+      }
+      clearerr(stream);
+    }
+  }
+  return done;
+}
+
+/* Opens a file for writing, however often a signal interrupts the wait for the reader of a FIFO. */
+static inline FILE* marrowfin_trace_create(const char* name) {
+  FILE* stream;
+  do {
+    errno = 0;
+    stream = fopen(name, "wb");
+  } while (stream == NULL && errno == EINTR);
+  return stream;
+}
+
 /* Writes without a buffer in between. A reader that has gone away is a failure, not the end of the
  * program. */
 static inline int marrowfin_trace_write(struct marrowfin_trace* trace, FILE* stream,
                                         const char* suffix, const unsigned char* data, size_t size,
                                         uint64_t* written) {
-  int failed;
+  size_t done;
 #ifdef SIGPIPE
   void (*before)(int) = SIG_DFL;
   if (trace->is_pipe) {
     before = signal(SIGPIPE, SIG_IGN);
   }
 #endif
-  errno = 0;
-  failed = fwrite(data, 1, size, stream) != size;
-  if (failed) {
+  done = marrowfin_trace_write_all(stream, data, size);
+  if (done != size) {
     marrowfin_trace_fail(trace, suffix, "cannot write", *written, errno);
-  } else {
-    *written += size;
   }
+  *written += done;
 #ifdef SIGPIPE
   if (trace->is_pipe && before != SIG_ERR) {
     signal(SIGPIPE, before);
@@ -564,19 +657,24 @@ static inline int marrowfin_trace_write_table(struct marrowfin_trace* trace) {
  * The about file.
  */
 
-/* A string of TOML. Bytes that no such string may hold become spaces. */
+/* A string of TOML. Controls that no such string may hold become spaces. */
 static inline void marrowfin_trace_add_quoted(struct marrowfin_trace* trace,
                                               struct marrowfin_trace_bytes* bytes,
                                               const char* text) {
   marrowfin_trace_add_string(trace, bytes, "\"");
-  for (; *text != '\0'; ++text) {
-    char plain[2] = {*text, '\0'};
-    if (*text == '"' || *text == '\\') {
-      marrowfin_trace_add_string(trace, bytes, "\\");
+  while (*text != '\0') {
+    const size_t size = marrowfin_trace_character(text);
+    if (size == 0) {
+      marrowfin_trace_add_string(trace, bytes, "\xEF\xBF\xBD");
     } else if ((unsigned char)*text < 0x20 || *text == 0x7F) {
-      plain[0] = ' ';
+      marrowfin_trace_add_string(trace, bytes, " ");
+    } else {
+      if (*text == '"' || *text == '\\') {
+        marrowfin_trace_add_string(trace, bytes, "\\");
+      }
+      marrowfin_trace_add_bytes(trace, bytes, text, size);
     }
-    marrowfin_trace_add_string(trace, bytes, plain);
+    text += size == 0 ? 1 : size;
   }
   marrowfin_trace_add_string(trace, bytes, "\"");
 }
@@ -777,7 +875,8 @@ static inline int marrowfin_trace_send(struct marrowfin_trace* trace, uint64_t c
   return marrowfin_trace_record(trace, 4, cycle, thread, places);
 }
 
-/* The number of the last record, as marrowfin_trace_note_consumes takes it. There must be one. */
+/* The number of the last record, by which a note of type RECORDS on a later one names it. There
+ * must be one. */
 static inline uint64_t marrowfin_trace_last(const struct marrowfin_trace* trace) {
   return trace->records - 1;
 }
@@ -805,8 +904,7 @@ static inline int marrowfin_trace_open(struct marrowfin_trace* trace, const char
     return marrowfin_trace_fail(trace, "", "no memory", 0, ENOMEM);
   }
   memcpy(trace->name, name, strlen(name) + 1);
-  errno = 0;
-  trace->stream = fopen(name, "wb");
+  trace->stream = marrowfin_trace_create(name);
   if (trace->stream == NULL) {
     return marrowfin_trace_fail(trace, "", "cannot open", 0, errno);
   }
@@ -831,8 +929,10 @@ static inline int marrowfin_trace_frame(struct marrowfin_trace* trace, uint32_t 
 
 /* Keeps the last `records` records, and their notes, in memory instead of writing all, until
  * marrowfin_trace_dump asks for them: a run of hours leaves what came before the failure that ends
- * it. Of these, a dump writes those of the last `cycles` cycles, or all where it is 0. Takes 32
- * bytes a record, and with a companion some 500. Call it before the first record. */
+ * it. Of these, a dump writes those of the last `cycles` cycles, or all where it is 0. There is
+ * room for MARROWFIN_TRACE_HELD notes a record on average; where there are more, the oldest records
+ * have no notes. Counters have at all times the values that they were told to have, however long
+ * ago. Takes 32 bytes a record, and with a companion some 500. Call it before the first record. */
 static inline int marrowfin_trace_keep_last(struct marrowfin_trace* trace, uint64_t records,
                                             uint64_t cycles) {
   const uint64_t most = SIZE_MAX / sizeof(struct marrowfin_trace_sample) / MARROWFIN_TRACE_HELD;
@@ -882,6 +982,7 @@ static inline void marrowfin_trace_free(struct marrowfin_trace* trace) {
   }
   free(trace->buffer.data);
   free(trace->declarations.data);
+  free(trace->named);
   free(trace->body.data);
   free(trace->part.data);
   free(trace->block_cycles);
@@ -890,9 +991,11 @@ static inline void marrowfin_trace_free(struct marrowfin_trace* trace) {
   free(trace->ring);
   free(trace->held);
   free(trace->held_samples);
+  free(trace->settled);
   free(trace->name);
   trace->buffer.data = NULL;
   trace->declarations.data = NULL;
+  trace->named = NULL;
   trace->body.data = NULL;
   trace->part.data = NULL;
   trace->block_cycles = NULL;
@@ -901,6 +1004,7 @@ static inline void marrowfin_trace_free(struct marrowfin_trace* trace) {
   trace->ring = NULL;
   trace->held = NULL;
   trace->held_samples = NULL;
+  trace->settled = NULL;
   trace->name = NULL;
 }
 
@@ -954,8 +1058,7 @@ static inline int marrowfin_trace_companion(struct marrowfin_trace* trace) {
   if (name == NULL) {
     return trace->error;
   }
-  errno = 0;
-  trace->notes = fopen(name, "wb");
+  trace->notes = marrowfin_trace_create(name);
   free(name);
   if (trace->notes == NULL) {
     return marrowfin_trace_fail(trace, ".notes", "cannot open", 0, errno);
@@ -1077,33 +1180,130 @@ static inline int marrowfin_trace_name_place(struct marrowfin_trace* trace, uint
   return marrowfin_trace_add_string(trace, bytes, "\n");
 }
 
-/* Ends an entry of declarations, which was put together in `part`. */
-static inline int marrowfin_trace_declare(struct marrowfin_trace* trace) {
+/* A number for a kind of name, two numbers of it and a text, as UTF-8 has it; never 0. */
+static inline uint64_t marrowfin_trace_name_print(struct marrowfin_trace* trace, uint64_t kind,
+                                                  uint64_t owner, uint64_t value,
+                                                  const char* text) {
+  uint64_t print = MARROWFIN_TRACE_NO_PRINT;
+  size_t i;
+  trace->part.size = 0;
+  marrowfin_trace_add_utf8(trace, &trace->part, text);
+  print = marrowfin_trace_mix(print, kind);
+  print = marrowfin_trace_mix(print, owner);
+  print = marrowfin_trace_mix(print, value);
+  for (i = 0; i < trace->part.size; ++i) {
+    print = marrowfin_trace_mix(print, trace->part.data[i]);
+  }
+  print ^= print >> 32;
+  return print != 0 ? print : 1;
+}
+
+/* The place of a key in the table of names, or the free one where it belongs. */
+static inline struct marrowfin_trace_named* marrowfin_trace_find_named(
+    struct marrowfin_trace_named* named, size_t room, uint64_t key) {
+  size_t at = (size_t)key & (room - 1);
+  while (named[at].key != 0 && named[at].key != key) {
+    at = (at + 1) & (room - 1);
+  }
+  return &named[at];
+}
+
+/* Keeps the table of names half empty. */
+static inline int marrowfin_trace_grow_named(struct marrowfin_trace* trace) {
+  const size_t room = trace->named_room == 0 ? 64 : 2 * trace->named_room;
+  struct marrowfin_trace_named* named;
+  size_t i;
+  if (2 * trace->named_count < trace->named_room) {
+    return 0;
+  }
+  named = (struct marrowfin_trace_named*)calloc(room, sizeof(*named));
+  if (named == NULL) {
+    return marrowfin_trace_fail(trace, ".notes", "no memory", trace->notes_written, ENOMEM);
+  }
+  for (i = 0; i < trace->named_room; ++i) {
+    if (trace->named[i].key != 0) {
+      *marrowfin_trace_find_named(named, room, trace->named[i].key) = trace->named[i];
+    }
+  }
+  free(trace->named);
+  trace->named = named;
+  trace->named_room = room;
+  return 0;
+}
+
+/* Where a name stands or belongs in the table; null where there is no memory. */
+static inline struct marrowfin_trace_named* marrowfin_trace_named(struct marrowfin_trace* trace,
+                                                                  uint64_t key) {
+  return marrowfin_trace_grow_named(trace) == 0
+             ? marrowfin_trace_find_named(trace->named, trace->named_room, key)
+             : NULL;
+}
+
+/* Ends an entry of declarations, which was put together in `part`, and takes its name. EINVAL,
+ * which is no failure, where all declarations together were more than readers take. */
+static inline int marrowfin_trace_declare(struct marrowfin_trace* trace,
+                                          struct marrowfin_trace_named* named, uint64_t key,
+                                          uint64_t name) {
+  const uint64_t most = 10; /* bytes of the size of an entry */
+  if (trace->error != 0) {
+    return trace->error;
+  }
+  if (trace->declared_bytes + trace->part.size + most > MARROWFIN_TRACE_DECLARED) {
+    return EINVAL;
+  }
+  named->key = key;
+  named->name = name;
+  ++trace->named_count;
+  trace->declared_bytes += trace->part.size + most;
   marrowfin_trace_add_varint(trace, &trace->declarations, trace->part.size);
   return marrowfin_trace_add_bytes(trace, &trace->declarations, trace->part.data, trace->part.size);
 }
 
-/* Declares an attribute that events may have; returns its number, or -1 after a failure. The unit
- * may be "". Names that readers know: "kind" (type NAME), "packet" (NUMBER), "created" (CYCLE),
- * "size" (NUMBER, bytes), "consumes" (RECORDS: the sends that a fire consumed). */
-static inline int marrowfin_trace_attribute(struct marrowfin_trace* trace, const char* name,
-                                            enum marrowfin_trace_type type, const char* unit) {
-  const int attribute = trace->declared_attributes;
-  struct marrowfin_trace_column* column;
-  if (trace->notes == NULL || trace->error != 0) {
-    return -1;
-  }
-  if (attribute == MARROWFIN_TRACE_ATTRIBUTES) {
-    marrowfin_trace_fail(trace, ".notes", "too many attributes", trace->notes_written, EINVAL);
-    return -1;
-  }
-  column = &trace->columns[attribute];
+static inline int marrowfin_trace_refuse(struct marrowfin_trace* trace, const char* why) {
+  marrowfin_trace_fail(trace, ".notes", why, trace->notes_written, EINVAL);
+  return -1;
+}
+
+/* Makes room for the values of an attribute. */
+static inline int marrowfin_trace_make_column(struct marrowfin_trace* trace, int attribute,
+                                              enum marrowfin_trace_type type) {
+  struct marrowfin_trace_column* column = &trace->columns[attribute];
   column->type = type;
   column->room = MARROWFIN_TRACE_BLOCK;
   column->values = (uint64_t*)malloc(column->room * sizeof(*column->values));
   column->positions = (uint32_t*)malloc(column->room * sizeof(*column->positions));
   if (column->values == NULL || column->positions == NULL) {
-    marrowfin_trace_fail(trace, ".notes", "no memory", trace->notes_written, ENOMEM);
+    return marrowfin_trace_fail(trace, ".notes", "no memory", trace->notes_written, ENOMEM);
+  }
+  return 0;
+}
+
+/* Declares an attribute that events may have; returns its number, or -1 after a failure: a name
+ * that is empty or taken is one, and so is a 33rd attribute. The unit may be "". Names and units
+ * are UTF-8; other bytes are replaced. Names that readers know: "kind" (type NAME), "packet"
+ * (NUMBER), "created" (CYCLE), "size" (NUMBER, bytes), "consumes" (RECORDS: the sends that a fire
+ * consumed).
+ */
+static inline int marrowfin_trace_attribute(struct marrowfin_trace* trace, const char* name,
+                                            enum marrowfin_trace_type type, const char* unit) {
+  const int attribute = trace->declared_attributes;
+  struct marrowfin_trace_named* named;
+  uint64_t key;
+  if (trace->notes == NULL || trace->error != 0) {
+    return -1;
+  }
+  if (attribute == MARROWFIN_TRACE_ATTRIBUTES) {
+    return marrowfin_trace_refuse(trace, "too many attributes");
+  }
+  key = marrowfin_trace_name_print(trace, 1, 0, 0, name);
+  named = marrowfin_trace_named(trace, key);
+  if (named == NULL) {
+    return -1;
+  }
+  if (*name == '\0' || named->key != 0) {
+    return marrowfin_trace_refuse(trace, "an attribute with a name that is empty or taken");
+  }
+  if (marrowfin_trace_make_column(trace, attribute, type) != 0) {
     return -1;
   }
   trace->part.size = 0;
@@ -1112,23 +1312,39 @@ static inline int marrowfin_trace_attribute(struct marrowfin_trace* trace, const
   marrowfin_trace_add_varint(trace, &trace->part, (uint64_t)type);
   marrowfin_trace_add_text(trace, &trace->part, name);
   marrowfin_trace_add_text(trace, &trace->part, unit);
-  marrowfin_trace_declare(trace);
-  ++trace->declared_attributes;
-  return trace->error == 0 ? attribute : -1;
+  if (marrowfin_trace_declare(trace, named, key, 0) != 0) {
+    return marrowfin_trace_refuse(trace, "too many declarations");
+  }
+  return trace->declared_attributes++;
 }
 
-/* Names a value of an attribute of type NAME. */
+/* Names a value of an attribute of type NAME. EINVAL, which is no failure of the trace, where there
+ * is no such attribute, the name is empty, the value has another name already, or the declarations
+ * of the companion are 16 MiB. */
 static inline int marrowfin_trace_value_name(struct marrowfin_trace* trace, int attribute,
                                              uint64_t value, const char* name) {
+  struct marrowfin_trace_named* named;
+  uint64_t key;
+  uint64_t print;
   if (trace->notes == NULL || trace->error != 0) {
     return trace->error;
+  }
+  if (attribute < 0 || attribute >= trace->declared_attributes || *name == '\0' ||
+      trace->columns[attribute].type != MARROWFIN_TRACE_NAME) {
+    return EINVAL;
+  }
+  key = marrowfin_trace_name_print(trace, 2, (uint64_t)attribute, value, "");
+  print = marrowfin_trace_name_print(trace, 0, 0, 0, name);
+  named = marrowfin_trace_named(trace, key);
+  if (named == NULL || named->key != 0) {
+    return named == NULL ? trace->error : named->name == print ? 0 : EINVAL;
   }
   trace->part.size = 0;
   marrowfin_trace_add_varint(trace, &trace->part, 2);
   marrowfin_trace_add_varint(trace, &trace->part, (uint64_t)attribute);
   marrowfin_trace_add_varint(trace, &trace->part, value);
   marrowfin_trace_add_text(trace, &trace->part, name);
-  return marrowfin_trace_declare(trace);
+  return marrowfin_trace_declare(trace, named, key, print);
 }
 
 /* Puts a note on the record that was appended last. */
@@ -1199,7 +1415,10 @@ static inline int marrowfin_trace_note(struct marrowfin_trace* trace, int attrib
     return trace->error;
   }
   {
-    struct marrowfin_trace_held* held = &trace->held[trace->held_end++ % trace->held_room];
+    struct marrowfin_trace_held* held = &trace->held[trace->held_end % trace->held_room];
+    if (trace->held_end++ >= trace->held_room) {
+      trace->held_whole = held->record + 1;
+    }
     held->record = trace->records - 1;
     held->attribute = (uint32_t)attribute;
     held->value = value;
@@ -1216,19 +1435,35 @@ static inline int marrowfin_trace_note_real(struct marrowfin_trace* trace, int a
 }
 
 /* Declares a counter: something that has a value at places of the array at all times, such as the
- * messages in a queue. Returns its number, or -1 after a failure. */
+ * messages in a queue. Returns its number, or -1 after a failure: a name that is empty or taken is
+ * one, and so are more than MARROWFIN_TRACE_COUNTERS. */
 static inline int marrowfin_trace_counter(struct marrowfin_trace* trace, const char* name,
                                           const char* unit) {
+  struct marrowfin_trace_named* named;
+  uint64_t key;
   if (trace->notes == NULL || trace->error != 0) {
     return -1;
+  }
+  if (trace->declared_counters == MARROWFIN_TRACE_COUNTERS) {
+    return marrowfin_trace_refuse(trace, "too many counters");
+  }
+  key = marrowfin_trace_name_print(trace, 3, 0, 0, name);
+  named = marrowfin_trace_named(trace, key);
+  if (named == NULL) {
+    return -1;
+  }
+  if (*name == '\0' || named->key != 0) {
+    return marrowfin_trace_refuse(trace, "a counter with a name that is empty or taken");
   }
   trace->part.size = 0;
   marrowfin_trace_add_varint(trace, &trace->part, 3);
   marrowfin_trace_add_varint(trace, &trace->part, (uint64_t)trace->declared_counters);
   marrowfin_trace_add_text(trace, &trace->part, name);
   marrowfin_trace_add_text(trace, &trace->part, unit);
-  marrowfin_trace_declare(trace);
-  return trace->error == 0 ? trace->declared_counters++ : -1;
+  if (marrowfin_trace_declare(trace, named, key, 0) != 0) {
+    return marrowfin_trace_refuse(trace, "too many declarations");
+  }
+  return trace->declared_counters++;
 }
 
 static inline int marrowfin_trace_put_sample(struct marrowfin_trace* trace,
@@ -1237,6 +1472,63 @@ static inline int marrowfin_trace_put_sample(struct marrowfin_trace* trace,
     return trace->error;
   }
   trace->samples[trace->sample_count++] = *sample;
+  return 0;
+}
+
+/* The place of a counter and a position in the table of settled samples, or the free one where they
+ * belong. */
+static inline struct marrowfin_trace_sample* marrowfin_trace_find_settled(
+    struct marrowfin_trace_sample* settled, size_t room,
+    const struct marrowfin_trace_sample* sample) {
+  uint64_t print = marrowfin_trace_mix(sample->counter, (uint64_t)sample->row << 32);
+  size_t at;
+  print = marrowfin_trace_mix(print, sample->column);
+  at = (size_t)(print ^ print >> 32) & (room - 1);
+  while (settled[at].counter < MARROWFIN_TRACE_COUNTERS &&
+         (settled[at].counter != sample->counter || settled[at].row != sample->row ||
+          settled[at].column != sample->column)) {
+    at = (at + 1) & (room - 1);
+  }
+  return &settled[at];
+}
+
+/* Keeps the table of settled samples half empty. */
+static inline int marrowfin_trace_grow_settled(struct marrowfin_trace* trace) {
+  const size_t room = trace->settled_room == 0 ? 64 : 2 * trace->settled_room;
+  struct marrowfin_trace_sample* settled;
+  size_t i;
+  if (2 * trace->settled_count < trace->settled_room) {
+    return 0;
+  }
+  settled = (struct marrowfin_trace_sample*)malloc(room * sizeof(*settled));
+  if (settled == NULL) {
+    return marrowfin_trace_fail(trace, ".notes", "no memory for the ring", 0, ENOMEM);
+  }
+  for (i = 0; i < room; ++i) {
+    settled[i].counter = MARROWFIN_TRACE_COUNTERS; /* free */
+  }
+  for (i = 0; i < trace->settled_room; ++i) {
+    if (trace->settled[i].counter < MARROWFIN_TRACE_COUNTERS) {
+      *marrowfin_trace_find_settled(settled, room, &trace->settled[i]) = trace->settled[i];
+    }
+  }
+  free(trace->settled);
+  trace->settled = settled;
+  trace->settled_room = room;
+  return 0;
+}
+
+/* Remembers of a sample that leaves the ring what holds until the next one of its counter and
+ * place: of what never changes within the ring, nothing else is known. */
+static inline int marrowfin_trace_settle(struct marrowfin_trace* trace,
+                                         const struct marrowfin_trace_sample* sample) {
+  struct marrowfin_trace_sample* place;
+  if (marrowfin_trace_grow_settled(trace) != 0) {
+    return trace->error;
+  }
+  place = marrowfin_trace_find_settled(trace->settled, trace->settled_room, sample);
+  trace->settled_count += place->counter == MARROWFIN_TRACE_COUNTERS;
+  *place = *sample;
   return 0;
 }
 
@@ -1262,8 +1554,15 @@ static inline int marrowfin_trace_count(struct marrowfin_trace* trace, uint64_t 
   if (trace->held == NULL && marrowfin_trace_make_held(trace) != 0) {
     return trace->error;
   }
-  trace->held_samples[trace->held_samples_end++ % trace->held_room] = sample;
-  return 0;
+  {
+    struct marrowfin_trace_sample* held =
+        &trace->held_samples[trace->held_samples_end % trace->held_room];
+    if (trace->held_samples_end++ >= trace->held_room) {
+      marrowfin_trace_settle(trace, held);
+    }
+    *held = sample;
+  }
+  return trace->error;
 }
 
 /* ------------------------------------------------------------------------------------------------
@@ -1281,7 +1580,8 @@ static inline uint64_t marrowfin_trace_oldest(uint64_t end, uint64_t room) {
 
 /* Puts the notes of record `record` on what was appended last, from note number `note` on; returns
  * the number behind them. Records have other numbers in the file: `shift` is the difference. What
- * an event consumed before `first` is not in the file. */
+ * an event consumed before `first` is not in the file. A record some of whose notes had to go gets
+ * none: a part of what it consumed would read as all of it. */
 static inline uint64_t marrowfin_trace_dump_notes(struct marrowfin_trace* trace, uint64_t record,
                                                   uint64_t note, uint64_t first, uint64_t shift) {
   for (; note < trace->held_end; ++note) {
@@ -1289,7 +1589,7 @@ static inline uint64_t marrowfin_trace_dump_notes(struct marrowfin_trace* trace,
     if (held->record > record) {
       break;
     }
-    if (held->record == record) {
+    if (held->record == record && record >= trace->held_whole) {
       if (trace->columns[held->attribute].type != MARROWFIN_TRACE_RECORDS) {
         marrowfin_trace_put_note(trace, held->attribute, held->value);
       } else if (held->value >= first) {
@@ -1298,6 +1598,34 @@ static inline uint64_t marrowfin_trace_dump_notes(struct marrowfin_trace* trace,
     }
   }
   return note;
+}
+
+/* Writes the samples that the ring keeps from cycle `from` on, behind the last one before of each
+ * counter and place. */
+static inline void marrowfin_trace_dump_samples(struct marrowfin_trace* trace, uint64_t from) {
+  const uint64_t oldest = marrowfin_trace_oldest(trace->held_samples_end, trace->held_room);
+  uint64_t sample;
+  size_t i;
+  for (sample = oldest; sample < trace->held_samples_end && trace->error == 0; ++sample) {
+    const struct marrowfin_trace_sample* held = &trace->held_samples[sample % trace->held_room];
+    if (held->cycle < from) {
+      marrowfin_trace_settle(trace, held);
+    }
+  }
+  for (i = 0; i < trace->settled_room && trace->error == 0; ++i) {
+    if (trace->settled[i].counter < MARROWFIN_TRACE_COUNTERS) {
+      marrowfin_trace_put_sample(trace, &trace->settled[i]);
+      trace->settled[i].counter = MARROWFIN_TRACE_COUNTERS;
+    }
+  }
+  trace->settled_count = 0;
+  for (sample = oldest; sample < trace->held_samples_end && trace->error == 0; ++sample) {
+    const struct marrowfin_trace_sample* held = &trace->held_samples[sample % trace->held_room];
+    if (held->cycle >= from) {
+      marrowfin_trace_put_sample(trace, held);
+    }
+  }
+  trace->held_samples_end = 0;
 }
 
 /* Writes what the ring keeps, and empties it; records that follow go into it again. For a failed
@@ -1309,7 +1637,6 @@ static inline int marrowfin_trace_dump(struct marrowfin_trace* trace) {
   uint64_t note = marrowfin_trace_oldest(trace->held_end, trace->held_room);
   uint64_t first;
   uint64_t shift = 0;
-  uint64_t sample = marrowfin_trace_oldest(trace->held_samples_end, trace->held_room);
   if (trace->stream == NULL || trace->error != 0 || trace->ring_room == 0) {
     return marrowfin_trace_flush(trace);
   }
@@ -1334,15 +1661,9 @@ static inline int marrowfin_trace_dump(struct marrowfin_trace* trace) {
       note = marrowfin_trace_dump_notes(trace, record, note, first, shift);
     }
   }
-  for (; sample < trace->held_samples_end && trace->error == 0; ++sample) {
-    const struct marrowfin_trace_sample* held = &trace->held_samples[sample % trace->held_room];
-    if (held->cycle >= from) {
-      marrowfin_trace_put_sample(trace, held);
-    }
-  }
+  marrowfin_trace_dump_samples(trace, from);
   trace->ring_first = trace->records;
   trace->held_end = 0;
-  trace->held_samples_end = 0;
   return marrowfin_trace_flush(trace);
 }
 

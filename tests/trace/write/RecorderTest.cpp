@@ -3,11 +3,15 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <bit>
+#include <chrono>
 #include <csignal>
 #include <fstream>
 #include <thread>
@@ -16,6 +20,7 @@
 #include "tests/trace/support/Child.h"
 #include "tests/trace/support/ReadEvents.h"
 #include "trace/base/Fingerprint.h"
+#include "trace/base/Utf8.h"
 #include "trace/marrowfin_trace.h"
 #include "trace/read/NotesDecode.h"
 #include "trace/read/NotesFile.h"
@@ -23,6 +28,7 @@
 namespace marrowfin::testing {
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
@@ -42,6 +48,20 @@ class RecorderTest : public ::testing::Test {
     Result<std::unique_ptr<NotesFile>> notes = NotesFile::Open(NotesFile::NameBeside(name));
     EXPECT_TRUE(notes) << notes.Why().Text();
     return notes ? std::move(notes).Take() : nullptr;
+  }
+
+  // All samples of the companion, as they stand.
+  std::vector<CounterSample> Samples() const {
+    std::vector<CounterSample> all;
+    const std::unique_ptr<NotesFile> notes = Notes();
+    for (size_t number = 0; notes && number < notes->Blocks().size(); ++number) {
+      if (notes->Blocks()[number].kind == NotesBlockKind::SAMPLES) {
+        const Result<std::vector<CounterSample>> samples = notes->Samples(number);
+        EXPECT_TRUE(samples) << samples.Why().Text();
+        all.insert(all.end(), samples->begin(), samples->end());
+      }
+    }
+    return all;
   }
 
   // Opens a trace with a companion and the attributes that all know.
@@ -134,6 +154,68 @@ TEST_F(RecorderTest, ReaderOfAFifoThatGoesAwayEndsTheRecordingAndNotTheRun) {
   EXPECT_EQ(SIG_DFL, signal(SIGPIPE, SIG_DFL));
 }
 
+void Nap() { std::this_thread::sleep_for(std::chrono::milliseconds(1)); }
+
+// Sends a thread so many signals that interrupt the calls that it waits in.
+void Interrupt(pthread_t thread) {
+  for (int i = 0; i < 20; ++i) {
+    pthread_kill(thread, SIGUSR1);
+    Nap();
+  }
+}
+
+// Waits until nothing more fits into a pipe, or nobody writes into it any more.
+void AwaitFull(int pipe, const std::atomic<bool>& isOver) {
+  int held = 0;
+  while (ioctl(pipe, FIONREAD, &held) == 0 && held + 4096 <= fcntl(pipe, F_GETPIPE_SZ) && !isOver) {
+    Nap();
+  }
+}
+
+// The bytes that come out of a pipe that does not block, until its writer has ended.
+size_t ReadAll(int pipe, const std::atomic<bool>& isOver) {
+  char bytes[4096];
+  size_t all = 0;
+  for (;;) {
+    const bool wasOver = isOver;
+    const ssize_t got = read(pipe, bytes, sizeof(bytes));
+    if (got > 0) {
+      all += static_cast<size_t>(got);
+    } else if (wasOver) {
+      return all;
+    } else {
+      Nap();
+    }
+  }
+}
+
+TEST_F(RecorderTest, SignalsThatInterruptTheWritingIntoAFifoEndNoRecording) {
+  struct sigaction interrupts = {};
+  interrupts.sa_handler = [](int) {};  // without SA_RESTART
+  struct sigaction before;
+  ASSERT_EQ(0, sigaction(SIGUSR1, &interrupts, &before));
+  ASSERT_EQ(0, mkfifo(name.c_str(), 0600));
+  std::atomic<bool> isOver = false;
+  int closed = -1;
+  std::thread writer([&] {
+    marrowfin_trace_open(&trace, name.c_str());
+    for (uint64_t i = 0; i < 20000; ++i) {
+      marrowfin_trace_fire(&trace, i, 0, 0, 0);
+    }
+    closed = marrowfin_trace_close(&trace);
+    isOver = true;
+  });
+  Interrupt(writer.native_handle());  // while it waits for a reader
+  const int reader = open(name.c_str(), O_RDONLY | O_NONBLOCK);
+  AwaitFull(reader, isOver);
+  Interrupt(writer.native_handle());  // while it waits for room
+  EXPECT_EQ(20000U * 28, ReadAll(reader, isOver));
+  writer.join();
+  close(reader);
+  sigaction(SIGUSR1, &before, nullptr);
+  EXPECT_EQ(0, closed) << marrowfin_trace_message(&trace);
+}
+
 TEST_F(RecorderTest, FailureIsToldWithFileAndPlaceAfterTheClosing) {
   ASSERT_EQ(0, marrowfin_trace_open(&trace, "/dev/full"));
   marrowfin_trace_fire(&trace, 1, 0, 0, 0);
@@ -223,6 +305,73 @@ TEST_F(RecorderTest, RingKeepsTheNotesOfItsRecordsUnderTheirNewNumbers) {
   // Record 6 is number 1 in the file; what it consumed is not there.
   EXPECT_THAT(block->columns[1].positions, ElementsAre(2, 3, 3, 4, 4, 4));
   EXPECT_THAT(block->columns[1].values, ElementsAre(1, 2, 1, 3, 2, 1));
+}
+
+TEST_F(RecorderTest, RingGivesARecordAllOfItsNotesOrNone) {
+  OpenWithCompanion();
+  ASSERT_EQ(0, marrowfin_trace_keep_last(&trace, 4, 0));
+  const auto fire = [this](uint64_t cycle, uint64_t consumed) {
+    marrowfin_trace_fire(&trace, cycle, 0, 0, 0);
+    for (uint64_t i = 0; i < consumed; ++i) {
+      EXPECT_EQ(0, marrowfin_trace_note(&trace, consumes, 0));
+    }
+  };
+  // One note more than four records have room for: the first of record 1 has to go.
+  fire(0, 0);
+  fire(1, 2);
+  fire(2, 4 * MARROWFIN_TRACE_HELD - 2);
+  fire(3, 1);
+  ASSERT_EQ(0, marrowfin_trace_dump(&trace));
+  ASSERT_EQ(0, marrowfin_trace_close(&trace)) << marrowfin_trace_message(&trace);
+  EXPECT_THAT(Cycles(), ElementsAre(0, 1, 2, 3));
+  const Result<NotesBlock> block = Notes()->Notes(0);
+  ASSERT_TRUE(block) << block.Why().Text();
+  ASSERT_EQ(1U, block->columns.size());
+  std::vector<uint32_t> expected(4 * MARROWFIN_TRACE_HELD - 2, 2);
+  expected.push_back(3);
+  EXPECT_EQ(expected, block->columns[0].positions);
+}
+
+TEST_F(RecorderTest, RingOfCyclesKeepsTheValuesOfCountersFromBeforeThem) {
+  OpenWithCompanion();
+  const int queue = marrowfin_trace_counter(&trace, "queue", "messages");
+  ASSERT_EQ(0, marrowfin_trace_keep_last(&trace, 1000, 10));
+  marrowfin_trace_count(&trace, 1, 0, 0, queue, 6);
+  marrowfin_trace_count(&trace, 2, 0, 0, queue, 7);
+  for (uint64_t i = 1; i <= 100; ++i) {
+    marrowfin_trace_fire(&trace, i, 0, 0, 0);
+  }
+  marrowfin_trace_count(&trace, 95, 0, 0, queue, 8);
+  ASSERT_EQ(0, marrowfin_trace_dump(&trace));
+  ASSERT_EQ(0, marrowfin_trace_close(&trace)) << marrowfin_trace_message(&trace);
+  EXPECT_THAT(Samples(),
+              ElementsAre(CounterSample{2, 0, {0, 0}, 7}, CounterSample{95, 0, {0, 0}, 8}));
+}
+
+TEST_F(RecorderTest, RingKeepsTheValuesOfCountersWhoseSamplesItHasNoRoomFor) {
+  OpenWithCompanion();
+  const int queue = marrowfin_trace_counter(&trace, "queue", "messages");
+  const int busy = marrowfin_trace_counter(&trace, "busy", "");
+  ASSERT_EQ(0, marrowfin_trace_keep_last(&trace, 1, 0));
+  for (uint32_t row = 0; row < 100; ++row) {
+    marrowfin_trace_count(&trace, 1, row, 3, queue, row);
+  }
+  for (uint64_t i = 2; i < 1000; ++i) {
+    marrowfin_trace_fire(&trace, i, 0, 0, 0);
+    marrowfin_trace_count(&trace, i, 0, 0, busy, static_cast<double>(i));
+  }
+  ASSERT_EQ(0, marrowfin_trace_dump(&trace));
+  marrowfin_trace_fire(&trace, 1000, 0, 0, 0);
+  ASSERT_EQ(0, marrowfin_trace_dump(&trace));
+  ASSERT_EQ(0, marrowfin_trace_close(&trace)) << marrowfin_trace_message(&trace);
+  std::vector<CounterSample> samples = Samples();
+  // Those of the first counter once, in any order; of the second one what was settled, and the
+  // ring.
+  EXPECT_EQ(100U + 1 + MARROWFIN_TRACE_HELD, samples.size());
+  for (uint32_t row = 0; row < 100; ++row) {
+    EXPECT_THAT(samples, Contains(CounterSample{1, 0, {3, row}, static_cast<double>(row)}));
+  }
+  EXPECT_EQ((CounterSample{999, 1, {0, 0}, 999}), samples.back());
 }
 
 TEST_F(RecorderTest, TraceHasTheSameBytesWithAndWithoutACompanion) {
@@ -427,6 +576,103 @@ TEST_F(RecorderTest, AboutFileTellsWhatWasToldInTextThatNothingBreaks) {
           "row = 7\n"
           "name = \"memory\"\n",
       ReadFile(name + ".about"));
+}
+
+TEST_F(RecorderTest, TextsThatAreNoUtf8AreMendedAsTheLibraryMendsThem) {
+  const std::string texts[] = {
+      "caf\xE9/run",      "\xC3\xA9",         "\xC3",         "a\xE2\x82",    "\xE2\x82\xACz",
+      "\xC0\xAFz",        "\xE0\x9F\xBF",     "\xED\xA0\x80", "\xED\x9F\xBF", "\xF0\x9F\x98\x80",
+      "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF5z",        "\x80\xFF"};
+  for (const std::string& text : texts) {
+    ASSERT_EQ(0, marrowfin_trace_open(&trace, name.c_str()));
+    ASSERT_EQ(0, marrowfin_trace_companion(&trace));
+    marrowfin_trace_about(&trace, "command", text.c_str());
+    kind = marrowfin_trace_attribute(&trace, text.c_str(), MARROWFIN_TRACE_NAME, text.c_str());
+    EXPECT_EQ(0, marrowfin_trace_value_name(&trace, kind, 3, text.c_str()));
+    EXPECT_EQ(0, marrowfin_trace_counter(&trace, text.c_str(), text.c_str()));
+    ASSERT_EQ(0, marrowfin_trace_close(&trace)) << marrowfin_trace_message(&trace);
+    const std::unique_ptr<NotesFile> notes = Notes();
+    ASSERT_NE(nullptr, notes);
+    const std::string mended = AsUtf8(text);
+    ASSERT_EQ(1U, notes->Declarations().attributes.size());
+    EXPECT_EQ(mended, notes->Declarations().attributes[0].name);
+    EXPECT_EQ(mended, notes->Declarations().attributes[0].unit);
+    EXPECT_EQ(mended, notes->Declarations().attributes[0].names.at(3));
+    ASSERT_EQ(1U, notes->Declarations().counters.size());
+    EXPECT_EQ(mended, notes->Declarations().counters[0].name);
+    EXPECT_THAT(ReadFile(name + ".about"), HasSubstr("command = \"" + mended + "\"\n"));
+  }
+}
+
+TEST_F(RecorderTest, NamesThatAreEmptyOrTakenAreFailuresAndNotDeclared) {
+  const auto attribute = [this](const char* called) {
+    OpenWithCompanion();
+    EXPECT_EQ(-1, marrowfin_trace_attribute(&trace, called, MARROWFIN_TRACE_NUMBER, ""));
+  };
+  const auto counter = [this](const char* called) {
+    OpenWithCompanion();
+    EXPECT_EQ(0, marrowfin_trace_counter(&trace, "caf\xE9", ""));
+    EXPECT_EQ(1, marrowfin_trace_counter(&trace, "packet", ""))
+        << "attributes have names of their own";
+    EXPECT_EQ(-1, marrowfin_trace_counter(&trace, called, ""));
+  };
+  attribute("");
+  EXPECT_EQ(EINVAL, marrowfin_trace_close(&trace));
+  EXPECT_THAT(marrowfin_trace_message(&trace),
+              HasSubstr("an attribute with a name that is empty or taken"));
+  attribute("packet");
+  EXPECT_EQ(EINVAL, marrowfin_trace_close(&trace));
+  counter("");
+  EXPECT_EQ(EINVAL, marrowfin_trace_close(&trace));
+  counter("caf\xFF");  // the same when it is mended
+  EXPECT_EQ(EINVAL, marrowfin_trace_close(&trace));
+  EXPECT_THAT(marrowfin_trace_message(&trace),
+              HasSubstr("a counter with a name that is empty or taken"));
+}
+
+TEST_F(RecorderTest, NamesOfValuesThatReadersRefuseAreRefusedAndNoFailure) {
+  OpenWithCompanion();
+  EXPECT_EQ(0, marrowfin_trace_value_name(&trace, kind, 1, "load"));
+  EXPECT_EQ(0, marrowfin_trace_value_name(&trace, kind, 1, "load")) << "told again";
+  EXPECT_EQ(EINVAL, marrowfin_trace_value_name(&trace, kind, 1, "store"));
+  EXPECT_EQ(EINVAL, marrowfin_trace_value_name(&trace, kind, 2, ""));
+  EXPECT_EQ(EINVAL, marrowfin_trace_value_name(&trace, packet, 1, "load")) << "of another type";
+  EXPECT_EQ(EINVAL, marrowfin_trace_value_name(&trace, energy + 1, 1, "load"));
+  EXPECT_EQ(EINVAL, marrowfin_trace_value_name(&trace, -1, 1, "load"));
+  for (uint64_t value = 2; value < 3000; ++value) {
+    ASSERT_EQ(0, marrowfin_trace_value_name(&trace, kind, value, std::to_string(value).c_str()));
+  }
+  ASSERT_EQ(0, marrowfin_trace_close(&trace)) << marrowfin_trace_message(&trace);
+  const std::unique_ptr<NotesFile> notes = Notes();
+  ASSERT_NE(nullptr, notes);
+  const NoteAttribute& read = notes->Declarations().attributes[static_cast<size_t>(kind)];
+  EXPECT_EQ(2999U, read.names.size());
+  EXPECT_EQ("load", read.names.at(1));
+  EXPECT_EQ("2999", read.names.at(2999));
+}
+
+TEST_F(RecorderTest, NamesOfValuesEndWhereReadersTakeNoMoreDeclarations) {
+  OpenWithCompanion();
+  const std::string large(1 << 20, 'x');
+  uint64_t taken = 0;
+  while (taken < 100 && marrowfin_trace_value_name(&trace, kind, taken, large.c_str()) == 0) {
+    ++taken;
+  }
+  EXPECT_EQ(15U, taken);
+  ASSERT_EQ(0, marrowfin_trace_close(&trace)) << marrowfin_trace_message(&trace);
+  const std::unique_ptr<NotesFile> notes = Notes();
+  ASSERT_NE(nullptr, notes);
+  EXPECT_EQ(taken, notes->Declarations().attributes[static_cast<size_t>(kind)].names.size());
+}
+
+TEST_F(RecorderTest, MoreCountersThanReadersTakeAreAFailure) {
+  OpenWithCompanion();
+  for (int i = 0; i < MARROWFIN_TRACE_COUNTERS; ++i) {
+    ASSERT_EQ(i, marrowfin_trace_counter(&trace, std::to_string(i).c_str(), ""));
+  }
+  EXPECT_EQ(-1, marrowfin_trace_counter(&trace, "one more", ""));
+  EXPECT_EQ(EINVAL, marrowfin_trace_close(&trace));
+  EXPECT_THAT(marrowfin_trace_message(&trace), HasSubstr("too many counters"));
 }
 
 TEST_F(RecorderTest, CompanionThatCannotBeWrittenIsNamed) {
