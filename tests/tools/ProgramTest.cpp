@@ -225,6 +225,28 @@ TEST_F(ProgramTest, NoNameOfAFileIsACommandToATerminal) {
   EXPECT_THAT(RunCommand(words).err, HasSubstr(name)) << "a file gets the bytes as they are";
 }
 
+TEST_F(ProgramTest, NoNameOfAFileFakesALineOrTurnsOneRoundOnATerminal) {
+  const std::string turned = "a\nb: nothing wrong\u202e\u2066\u2028\u200f\u061cc";
+  const std::string shown =
+      "/a\\x0ab: nothing "
+      "wrong\\xe2\\x80\\xae\\xe2\\x81\\xa6\\xe2\\x80\\xa8\\xe2\\x80\\x8f\\xd8\\x9cc";
+  RunningProgram refused({MARROWFIN_TRACE, "info", folder.File(turned)},
+                         RunningProgram::TO_TERMINAL);
+  refused.Wait();
+  EXPECT_THAT(refused.Err(), HasSubstr(shown + ": cannot open"));
+  ASSERT_EQ(0, RunCommand({MARROWFIN_TRACE, "synth", "--records", "9", "-o", folder.File(turned)})
+                   .exitStatus);
+  for (const char* const subcommand : {"info", "check", "index", "state", "stats"}) {
+    const std::string line = std::string("'") + MARROWFIN_TRACE + "' " + subcommand + " \"$NAME\"" +
+                             (subcommand == std::string("state") ? " --step 0" : "");
+    const CommandResult result = RunCommand({"env", "NAME=" + folder.File(turned), "SHELL=/bin/sh",
+                                             "script", "-qec", line, "/dev/null"});
+    EXPECT_EQ(0, result.exitStatus) << subcommand;
+    EXPECT_THAT(result.out, HasSubstr(shown)) << subcommand;
+    EXPECT_THAT(result.out, ::testing::Not(HasSubstr("\nb: nothing wrong"))) << subcommand;
+  }
+}
+
 TEST_F(ProgramTest, APackedCaptureIsUnpacked) {
   const std::string capture = CaptureOf(std::string("[") + fire + "]");
   ASSERT_EQ(0, RunCommand({"gzip", "-k", capture}).exitStatus);

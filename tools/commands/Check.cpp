@@ -8,6 +8,7 @@
 #include "tools/program/Flags.h"
 #include "tools/program/Json.h"
 #include "tools/program/Subcommands.h"
+#include "tools/program/TerminalText.h"
 #include "tools/program/TraceInput.h"
 #include "trace/read/CompanionCheck.h"
 
@@ -105,14 +106,14 @@ std::string Records(uint64_t count) { return Counted(count, "record", "records")
 
 void PrintCompanion(const CompanionCheck& companion, const Findings& findings, std::ostream& out) {
   for (const Fault& fault : findings.shown) {
-    out << fault.Text() << "\n";
+    out << LineFor(out, fault.Text()) << "\n";
   }
   if (findings.count == 0 && companion.HasAbout()) {
-    out << companion.AboutName() << ": nothing wrong\n";
+    out << LineFor(out, companion.AboutName()) << ": nothing wrong\n";
   }
   if (findings.count == 0 && companion.HasNotes()) {
-    out << companion.NotesName() << ": notes of " << Records(companion.NotedRecords()) << ", "
-        << Counted(companion.Samples(), "sample", "samples") << ", nothing wrong\n";
+    out << LineFor(out, companion.NotesName()) << ": notes of " << Records(companion.NotedRecords())
+        << ", " << Counted(companion.Samples(), "sample", "samples") << ", nothing wrong\n";
   }
 }
 
@@ -135,15 +136,16 @@ Failure FailureOf(const CheckFlags& flags, const Summary& summary, const Finding
 void Print(const CheckFlags& flags, const Summary& summary, const Findings& findings,
            std::ostream& out) {
   for (const Fault& fault : findings.shown) {
-    out << fault.Text() << "\n";
+    out << LineFor(out, fault.Text()) << "\n";
   }
   if (findings.count == 0) {
-    out << flags.trace << ": " << Records(summary.records) << ", nothing wrong\n";
+    out << LineFor(out, flags.trace) << ": " << Records(summary.records) << ", nothing wrong\n";
   }
   if (findings.farEnds > 0) {
-    out << flags.trace << ": " << Counted(findings.farEnds, "end of a message", "ends of messages")
+    out << LineFor(out, flags.trace) << ": "
+        << Counted(findings.farEnds, "end of a message", "ends of messages")
         << " outside the array, as " << (findings.farEnds == 1 ? "it" : "they")
-        << " may be, the first: " << findings.firstFarEnd.Text() << "\n";
+        << " may be, the first: " << LineFor(out, findings.firstFarEnd.Text()) << "\n";
   }
 }
 

@@ -16,6 +16,7 @@
 #include "tools/program/Flags.h"
 #include "tools/program/OutputApart.h"
 #include "tools/program/Subcommands.h"
+#include "tools/program/TerminalText.h"
 #include "tools/program/TextOutput.h"
 #include "tools/program/TraceInput.h"
 #include "trace/ask/FilterRange.h"
@@ -117,8 +118,8 @@ MaybeFailure CheckWhole(const Telling& telling) {
 // Says what was written where that is not seen.
 void Account(const Telling& telling, const std::string& what) {
   if (telling.flags.output) {
-    AccountStream(telling.question.console, *telling.flags.output)
-        << *telling.flags.output << ": " << what << "\n";
+    std::ostream& out = AccountStream(telling.question.console, *telling.flags.output);
+    out << LineFor(out, *telling.flags.output) << ": " << what << "\n";
   }
 }
 

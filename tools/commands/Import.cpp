@@ -17,6 +17,7 @@
 #include "tools/program/ProgressLine.h"
 #include "tools/program/ShellWord.h"
 #include "tools/program/Subcommands.h"
+#include "tools/program/TerminalText.h"
 #include "tools/program/ViewCommand.h"
 #include "trace/read/AboutFile.h"
 #include "trace/read/NotesFile.h"
@@ -222,11 +223,22 @@ MaybeFailure Import(const ImportFlags& flags, const Console& console) {
           WriteOutput({flags, console, capture, layout, options}, account, companion)) {
     return failure;
   }
-  const ImportReport report = {
-      flags.format, flags.input, flags.output, companion, ViewCommand(layout.Shape(), flags.output),
-      capture,      layout,      account};
-  AccountStream(console, flags.output)
-      << (flags.json ? ReportAsJson(report) : ReportAsText(report));
+  std::ostream& out = AccountStream(console, flags.output);
+  const auto shown = [&](const std::string& name) {
+    return flags.json ? name : LineFor(out, name);
+  };
+  for (std::string& name : companion) {
+    name = shown(name);
+  }
+  const ImportReport report = {flags.format,
+                               shown(flags.input),
+                               shown(flags.output),
+                               companion,
+                               shown(ViewCommand(layout.Shape(), flags.output)),
+                               capture,
+                               layout,
+                               account};
+  out << (flags.json ? ReportAsJson(report) : ReportAsText(report));
   return std::nullopt;
 }
 

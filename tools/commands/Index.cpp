@@ -15,6 +15,7 @@
 #include "tools/program/OutputApart.h"
 #include "tools/program/ProgressLine.h"
 #include "tools/program/Subcommands.h"
+#include "tools/program/TerminalText.h"
 #include "tools/program/TraceInput.h"
 
 namespace marrowfin {
@@ -134,9 +135,9 @@ MaybeFailure BuildIndex(const IndexFlags& flags, const Console& console) {
                              {"keyframes", index.Boundaries().size()},
                              {"wholeArray", index.HasBoundaries()}});
   } else {
-    console.out << index.FileName() << ": " << index.FileSize() << " bytes, " << std::fixed
-                << std::setprecision(2) << share << " % of the trace, " << index.Boundaries().size()
-                << " keyframes\n";
+    console.out << LineFor(console.out, index.FileName()) << ": " << index.FileSize() << " bytes, "
+                << std::fixed << std::setprecision(2) << share << " % of the trace, "
+                << index.Boundaries().size() << " keyframes\n";
   }
   const Fault& end = index.GetSummary().end;
   return end ? MaybeFailure(FailureOf(end)) : std::nullopt;

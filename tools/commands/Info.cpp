@@ -11,6 +11,7 @@
 #include "tools/program/CompanionText.h"
 #include "tools/program/Json.h"
 #include "tools/program/Subcommands.h"
+#include "tools/program/TerminalText.h"
 #include "tools/program/TraceInput.h"
 #include "tools/program/ViewCommand.h"
 #include "trace/read/FittingShapes.h"
@@ -194,7 +195,7 @@ void PrintRectangle(const ArrayShape& shape, std::ostream& out) {
 void PrintView(const std::string& name, const Summary& s, const Companion& companion,
                std::ostream& out) {
   if (const ArrayShape* const told = ToldShape(companion, s)) {
-    out << "view it with  " << CommandFor(name, *told) << "\n";
+    out << "view it with  " << LineFor(out, CommandFor(name, *told)) << "\n";
     return;
   }
   const FittingShapes fitting = ShapesThatFit(s);
@@ -208,14 +209,14 @@ void PrintView(const std::string& name, const Summary& s, const Companion& compa
         << "\n";
   }
   out << "view it with  "
-      << (fitting.view ? CommandFor(name, *fitting.view)
+      << (fitting.view ? LineFor(out, CommandFor(name, *fitting.view))
                        : "nothing: no array shows all of its locations")
       << "\n";
 }
 
 void Print(const std::string& name, const Summary& s, uint64_t steps, const Companion& companion,
            std::ostream& out) {
-  out << name << "\n";
+  out << LineFor(out, name) << "\n";
   out << "records       " << s.records << " (" << s.bytes << " bytes)\n";
   if (s.records == 0) {
     return;

@@ -22,6 +22,7 @@
 #include "tools/program/OutputApart.h"
 #include "tools/program/ProgressLine.h"
 #include "tools/program/Subcommands.h"
+#include "tools/program/TerminalText.h"
 #include "tools/program/TraceInput.h"
 #include "tools/program/ViewCommand.h"
 
@@ -192,8 +193,8 @@ MaybeFailure WritePicture(const Picture& picture, const std::string& path) {
 void Account(const RenderFlags& flags, const ArrayRenderer& renderer, const std::string& what,
              const ArrayShape& shape, const Console& console) {
   if (flags.verbose) {
-    console.err << flags.output << ": " << SizeText(renderer.Size()) << " of " << what << ", "
-                << ShapeText(shape) << ", drawn by " << renderer.Drawer() << "\n";
+    console.err << LineFor(console.err, flags.output) << ": " << SizeText(renderer.Size()) << " of "
+                << what << ", " << ShapeText(shape) << ", drawn by " << renderer.Drawer() << "\n";
   }
 }
 
@@ -296,8 +297,8 @@ MaybeFailure RenderSheet(const RenderFlags& flags, Frames& frames, ArrayRenderer
     }
     ++number;
     if (flags.verbose) {
-      console.err << flags.output << ": picture " << number << ": " << MomentText(frames.State())
-                  << "\n";
+      console.err << LineFor(console.err, flags.output) << ": picture " << number << ": "
+                  << MomentText(frames.State()) << "\n";
     }
     return Fault();
   };

@@ -13,6 +13,7 @@
 #include "tools/program/Moment.h"
 #include "tools/program/ShownPlaces.h"
 #include "tools/program/Subcommands.h"
+#include "tools/program/TerminalText.h"
 #include "tools/program/TraceInput.h"
 #include "tools/program/ViewCommand.h"
 
@@ -190,11 +191,11 @@ void PrintTouched(const Answer& answer, std::ostream& out) {
 
 void PrintHead(const Answer& answer, std::ostream& out) {
   const ArrayState& s = answer.state;
-  out << answer.flags.trace << ": step " << s.step << ", cycle " << s.cycle << ", "
+  out << LineFor(out, answer.flags.trace) << ": step " << s.step << ", cycle " << s.cycle << ", "
       << s.last - s.first << " records from record " << s.first << ", " << ShapeText(s.shape)
       << (s.shown ? "" : ", never drawn: the trace ends in this step") << "\n";
   if (answer.end) {
-    out << "the trace breaks off: " << answer.end.Text() << "\n";
+    out << "the trace breaks off: " << LineFor(out, answer.end.Text()) << "\n";
   }
 }
 

@@ -13,6 +13,7 @@
 #include "tools/program/RunAnswer.h"
 #include "tools/program/RunInput.h"
 #include "tools/program/Subcommands.h"
+#include "tools/program/TerminalText.h"
 #include "tools/program/TextOutput.h"
 
 namespace marrowfin {
@@ -79,7 +80,8 @@ MaybeFailure Stats(const StatsFlags& flags, const Console& console) {
     return failure;
   }
   RunAnswer answer;
-  answer.trace = flags.run.trace;
+  const bool asText = !flags.json && !flags.csv && !flags.output;
+  answer.trace = asText ? LineFor(console.out, flags.run.trace) : flags.run.trace;
   answer.shape = run.question.shape;
   answer.counts = &*run.counts;
   answer.measures = MeasuresOf(*run.counts);

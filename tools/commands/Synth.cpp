@@ -7,6 +7,7 @@
 #include "tools/program/Output.h"
 #include "tools/program/ProgressLine.h"
 #include "tools/program/Subcommands.h"
+#include "tools/program/TerminalText.h"
 #include "tools/program/TraceInput.h"
 #include "tools/program/ViewCommand.h"
 #include "trace/write/Synth.h"
@@ -65,9 +66,9 @@ MaybeFailure Synth(const SynthFlags& flags, const Console& console) {
   if (MaybeFailure failure = Write(options, flags.output, console)) {
     return failure;
   }
-  AccountStream(console, flags.output)
-      << flags.output << ": " << flags.records << " records, view it with "
-      << ViewCommand(options.shape, flags.output) << "\n";
+  std::ostream& out = AccountStream(console, flags.output);
+  out << LineFor(out, flags.output) << ": " << flags.records << " records, view it with "
+      << LineFor(out, ViewCommand(options.shape, flags.output)) << "\n";
   return std::nullopt;
 }
 

@@ -20,7 +20,7 @@ constexpr char eraseLine[] = "\r\033[K";
 ProgressLine::ProgressLine(std::ostream* terminal, std::string task, std::string unit,
                            double perUnit, Clock clock)
     : terminal(terminal),
-      task(Printable(task)),
+      task(PrintableLine(task)),
       unit(std::move(unit)),
       perUnit(perUnit),
       clock(std::move(clock)),

@@ -8,6 +8,20 @@ namespace {
 
 constexpr size_t LONGEST_LINE = 65536;
 
+// Whether these bytes begin with a character that turns the order of others round, so that a name
+// reads as another one, or ends a line: U+061C, U+200E and U+200F, U+2028 to U+202E, U+2066 to
+// U+2069.
+bool TurnsOrder(uint8_t first, uint8_t second, uint8_t third) {
+  if (first == 0xd8) {
+    return second == 0x9c;
+  }
+  if (first != 0xe2) {
+    return false;
+  }
+  return second == 0x80 ? third == 0x8e || third == 0x8f || (third >= 0xa8 && third <= 0xae)
+                        : second == 0x81 && third >= 0xa6 && third <= 0xa9;
+}
+
 // The length of the character that begins at `at` and is no command to a terminal; 0 where there is
 // none. Encodings that are longer than needed are let pass: they command nothing.
 size_t CharacterAt(const std::string& text, size_t at) {
@@ -25,7 +39,16 @@ size_t CharacterAt(const std::string& text, size_t at) {
     }
   }
   // The control characters U+0080 to U+009F.
-  return first == 0xc2 && byte(at + 1) < 0xa0 ? 0 : length;
+  if (first == 0xc2 && byte(at + 1) < 0xa0) {
+    return 0;
+  }
+  return TurnsOrder(first, byte(at + 1), byte(at + 2)) ? 0 : length;
+}
+
+std::string Escaped(char byte) {
+  char escaped[5];
+  std::snprintf(escaped, sizeof(escaped), "\\x%02x", static_cast<uint8_t>(byte));
+  return escaped;
 }
 
 }  // namespace
@@ -35,9 +58,7 @@ std::string Printable(const std::string& text) {
   for (size_t at = 0; at < text.size();) {
     const size_t length = CharacterAt(text, at);
     if (length == 0) {
-      char escaped[5];
-      std::snprintf(escaped, sizeof(escaped), "\\x%02x", static_cast<uint8_t>(text[at]));
-      printable += escaped;
+      printable += Escaped(text[at]);
       ++at;
     } else {
       printable.append(text, at, length);
@@ -45,6 +66,18 @@ std::string Printable(const std::string& text) {
     }
   }
   return printable;
+}
+
+std::string PrintableLine(const std::string& text) {
+  std::string line;
+  for (const char character : Printable(text)) {
+    line += character == '\n' ? Escaped(character) : std::string(1, character);
+  }
+  return line;
+}
+
+std::string LineFor(const std::ostream& out, const std::string& text) {
+  return dynamic_cast<const TerminalBuffer*>(out.rdbuf()) != nullptr ? PrintableLine(text) : text;
 }
 
 TerminalBuffer::int_type TerminalBuffer::overflow(int_type c) {
