@@ -117,7 +117,8 @@ void CompanionCheck::CheckSamples(size_t number) {
     uint64_t& last = sampled[{sample.counter, sample.at.column, sample.at.row}];
     if (sample.cycle < last) {
       onFinding(notes->Damaged(notes->Blocks()[number].offset,
-                               "a sample is of an earlier cycle than the one before it"));
+                               "a sample is of an earlier cycle than the one before it",
+                               "what its counter was at its place is not known"));
       return;
     }
     last = sample.cycle;

@@ -29,6 +29,16 @@ Fault CutBlock(const std::string& name, uint64_t offset) {
   return fault;
 }
 
+// The fault of a block that was listed, which takes no other block with it: whoever reads the notes
+// goes on behind it. Samples only make sense whole.
+Fault Alone(Fault fault, NotesBlockKind kind) {
+  if (fault.kind == Fault::DAMAGED_NOTES) {
+    fault.remedy = kind == NotesBlockKind::NOTES ? "notes in other blocks are believed as before"
+                                                 : "no counter is known; notes are believed";
+  }
+  return fault;
+}
+
 }  // namespace
 
 Result<std::unique_ptr<NotesFile>> NotesFile::Open(const std::string& name) {
@@ -61,14 +71,20 @@ Result<std::unique_ptr<NotesFile>> NotesFile::Open(std::unique_ptr<PositionedFil
   return notes;
 }
 
-Fault NotesFile::Damaged(uint64_t offset, const std::string& reason) const {
+Fault NotesFile::Damaged(uint64_t offset, const std::string& reason,
+                         const std::string& remedy) const {
   Fault fault;
   fault.kind = Fault::DAMAGED_NOTES;
   fault.file = file->Name();
   fault.offset = offset;
   fault.reason = reason + " (block at byte " + std::to_string(offset) + ")";
-  fault.remedy = "what is behind it is left out";
+  fault.remedy = remedy;
   return fault;
+}
+
+// That of a block from which nothing leads on.
+Fault NotesFile::Damaged(uint64_t offset, const std::string& reason) const {
+  return Damaged(offset, reason, "what is behind it is left out");
 }
 
 // A block whose checksum is right, unpacked.
@@ -238,15 +254,15 @@ Result<NotesBlock> NotesFile::Notes(size_t number) const {
   const NotesEntry& entry = entries[number];
   const Result<Block> stored = BlockAt(entry);
   if (!stored) {
-    return stored.Why();
+    return Alone(stored.Why(), entry.kind);
   }
   NotesBlock block;
   const std::string wrong = DecodeNotes(stored->body, Declarations(), block);
   if (!wrong.empty()) {
-    return Damaged(entry.offset, wrong);
+    return Alone(Damaged(entry.offset, wrong), entry.kind);
   }
   if (block.first != entry.low || block.first + block.count != entry.high) {
-    return Damaged(entry.offset, "the table of blocks tells of other records");
+    return Alone(Damaged(entry.offset, "the table of blocks tells of other records"), entry.kind);
   }
   return block;
 }
@@ -255,16 +271,16 @@ Result<std::vector<CounterSample>> NotesFile::Samples(size_t number) const {
   const NotesEntry& entry = entries[number];
   const Result<Block> stored = BlockAt(entry);
   if (!stored) {
-    return stored.Why();
+    return Alone(stored.Why(), entry.kind);
   }
   std::vector<CounterSample> samples;
   const std::string wrong = DecodeSamples(stored->body, Declarations().counters.size(), samples);
   if (!wrong.empty()) {
-    return Damaged(entry.offset, wrong);
+    return Alone(Damaged(entry.offset, wrong), entry.kind);
   }
   for (const CounterSample& sample : samples) {
     if (sample.cycle < entry.low || sample.cycle > entry.high) {
-      return Damaged(entry.offset, "the table of blocks tells of other cycles");
+      return Alone(Damaged(entry.offset, "the table of blocks tells of other cycles"), entry.kind);
     }
   }
   return samples;

@@ -58,14 +58,14 @@ class NotesFile {
   [[nodiscard]] Fault Follow(std::unique_ptr<PositionedFile> now);
 
   // The block of notes that Blocks()[number] tells of. Cycles are still differences
-  // (ResolveCycles).
+  // (ResolveCycles). Where it is damaged, blocks behind it may be whole.
   [[nodiscard]] Result<NotesBlock> Notes(size_t number) const;
 
   // The samples of the block that Blocks()[number] tells of.
   [[nodiscard]] Result<std::vector<CounterSample>> Samples(size_t number) const;
 
-  // The DAMAGED_NOTES fault of the block at a byte.
-  Fault Damaged(uint64_t offset, const std::string& reason) const;
+  // The DAMAGED_NOTES fault of the block at a byte, which tells what is done without it.
+  Fault Damaged(uint64_t offset, const std::string& reason, const std::string& remedy) const;
 
   // The OTHER_TRACE fault of notes one of whose blocks is not of the trace's records.
   Fault OtherTrace(const NotesEntry& entry, const std::string& reason) const;
@@ -77,6 +77,7 @@ class NotesFile {
   void TakeBlocks(uint64_t offset);
   std::string TakeBody(uint8_t kind, std::span<const uint8_t> body);
   struct Block;
+  Fault Damaged(uint64_t offset, const std::string& reason) const;
   Result<Block> BlockAt(uint64_t offset) const;
   Result<Block> BlockAt(const NotesEntry& entry) const;
 

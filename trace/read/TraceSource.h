@@ -17,7 +17,7 @@ class BlockWindow;
 // ask. Pipes and packed files have no such thing: they are read from front to back with a Reader.
 //
 // Of a file that has a view of itself records are decoded where they lie; any other is read in
-// blocks of some 100 KiB, a few of which are kept. The trace has the length that its file has when
+// blocks of 256 KiB, a few of which are kept. The trace has the length that its file has when
 // it is opened. Where the file is truncated later, reading the part that went away is a CHANGED
 // fault; a file that replaces it under the same name is not seen. Reading from several threads is
 // fine.

@@ -5,6 +5,7 @@
 #include <zlib.h>
 
 #include <fstream>
+#include <map>
 #include <set>
 
 #include "tests/support/Files.h"
@@ -261,6 +262,32 @@ TEST_F(NotesTest, EveryFlippedBitOfNotesSamplesAndTheirTableIsTold) {
       EXPECT_TRUE(IsToldAndNotBelieved(flipped, *sound)) << "bit " << at << " of " << bytes.size();
     }
   }
+}
+
+// Without a table nothing leads past a damaged block; with one it is the only one that is missing.
+TEST_F(NotesTest, RemedyOfADamagedBlockTellsWhatBecomesOfThoseBehindIt) {
+  const std::string bytes = Recorded();
+  const std::unique_ptr<NotesFile> sound = Open(bytes);
+  const std::map<NotesBlockKind, std::string> remedies = {
+      {NotesBlockKind::NOTES, "notes in other blocks are believed as before"},
+      {NotesBlockKind::SAMPLES, "no counter is known; notes are believed"}};
+  std::set<NotesBlockKind> met;
+  for (size_t number = 0; number < sound->Blocks().size(); ++number) {
+    const NotesEntry& entry = sound->Blocks()[number];
+    std::string damaged = bytes;
+    damaged[entry.offset + NOTES_BLOCK_HEAD] ^= 1;
+    const std::unique_ptr<NotesFile> byTable = Open(damaged);
+    EXPECT_EQ(sound->Blocks().size(), byTable->Blocks().size());
+    const bool isNotes = entry.kind == NotesBlockKind::NOTES;
+    EXPECT_EQ(remedies.at(entry.kind),
+              (isNotes ? byTable->Notes(number).Why() : byTable->Samples(number).Why()).remedy);
+    damaged.pop_back();
+    const std::unique_ptr<NotesFile> byBlocks = Open(damaged);
+    EXPECT_EQ(number, byBlocks->Blocks().size());
+    EXPECT_EQ("what is behind it is left out", byBlocks->End().remedy);
+    met.insert(entry.kind);
+  }
+  EXPECT_EQ(remedies.size(), met.size());
 }
 
 // Where the blocks of a file end.
