@@ -91,7 +91,7 @@ const NotesBlock* NotesOfTrace::Keep(size_t block, NotesBlock read) {
   const size_t bytes = SizeOf(read);
   kept.push_front({block, bytes, std::move(read)});
   size += bytes;
-  while (size > CAPACITY && kept.size() > 1) {
+  while ((size > CAPACITY && kept.size() > 1) || kept.size() > MOST_KEPT) {
     size -= kept.back().size;
     kept.pop_back();
   }

@@ -21,7 +21,7 @@ namespace marrowfin {
 
 // The notes of a trace joined to its records: believed only where the records are those that they
 // were written about. Each block is compared once, when it is needed first, which takes reading its
-// records; what was used last is kept unpacked, some tens of megabytes of it.
+// records; what was used last is kept unpacked, within CAPACITY and MOST_KEPT.
 //
 // Notes that are not believed are as if they were not there, but that it is told (Refused). Where
 // one block is of other records all of them are those of another trace; one that is damaged is left
@@ -32,6 +32,12 @@ namespace marrowfin {
 // may have followed a run between two calls.
 class NotesOfTrace {
  public:
+  static constexpr size_t CAPACITY = 32 << 20;  // bytes that are kept unpacked, but for one block
+
+  // Blocks that are kept unpacked, which are searched one after another: bytes alone would let in
+  // hundreds of thousands of those of a recorder that flushes once a cycle.
+  static constexpr size_t MOST_KEPT = 64;
+
   NotesOfTrace(const TraceSource& trace, const Index& index, const NotesFile& notes);
   NotesOfTrace(const NotesOfTrace&) = delete;
   NotesOfTrace& operator=(const NotesOfTrace&) = delete;
@@ -68,6 +74,9 @@ class NotesOfTrace {
   // until the next call for another block.
   [[nodiscard]] Result<const NotesBlock*> Block(size_t block);
 
+  // How many blocks are kept unpacked just now.
+  size_t Kept() const { return kept.size(); }
+
  private:
   struct Verdict {
     enum { OPEN, COMPARED, REFUSED } state = OPEN;
@@ -89,8 +98,6 @@ class NotesOfTrace {
   bool RefusesAll() const { return refused.kind == Fault::OTHER_TRACE; }
   void AddFrom(const NotesBlock& block, uint32_t attribute, const Selection& found, size_t from,
                size_t to, NoteValues& values) const;
-
-  static constexpr size_t CAPACITY = 32 << 20;  // bytes that are kept unpacked
 
   const TraceSource* trace;
   const Index* index;

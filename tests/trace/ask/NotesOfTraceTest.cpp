@@ -107,6 +107,22 @@ TEST(NotesOfTraceTest, NotesOfTheRecorderInPlainCAreJoined) {
   EXPECT_TRUE(IsFine(notes.Refused()));
 }
 
+TEST(NotesOfTraceTest, OnlyFewOfManySmallBlocksAreKept) {
+  std::mt19937 random(9);
+  const NotedEvents noted = Noted(random, 3000);
+  const OpenedNotes opened(noted, NotesBytes(noted, random, 1));
+  ASSERT_GT(opened.notes->Blocks().size(), 10 * NotesOfTrace::MOST_KEPT);
+  NotesOfTrace notes(*opened.opened.trace, *opened.opened.index, *opened.notes);
+  AllValues(opened.opened, notes, SIZE, EventFilter());
+  EXPECT_EQ(NotesOfTrace::MOST_KEPT, notes.Kept());
+  // The one used last is the first of them: asked again it is the same, unpacked once.
+  const size_t last = notes.Blocks() - 1;
+  const Result<const NotesBlock*> block = notes.Block(last);
+  ASSERT_TRUE(block && notes.Block(last - 1));
+  EXPECT_EQ(*block, *notes.Block(last));
+  EXPECT_EQ(NotesOfTrace::MOST_KEPT, notes.Kept());
+}
+
 TEST(NotesOfTraceTest, RecordsBetweenBlocksHaveNoNotes) {
   std::mt19937 random(2);
   const NotedEvents noted = Noted(random, 3000);
@@ -175,6 +191,7 @@ TEST(NotesOfTraceTest, DamagedBlockIsLeftOutAndTold) {
   EXPECT_EQ(sizes.size() - (damaged.high - damaged.low), known);
   EXPECT_EQ(Fault::DAMAGED_NOTES, notes.Refused().kind);
   EXPECT_THAT(notes.Refused().Text(), HasSubstr("byte " + std::to_string(damaged.offset)));
+  EXPECT_EQ("notes in other blocks are believed as before", notes.Refused().remedy);
 }
 
 TEST(NotesOfTraceTest, NotesAreFollowedAsTheTraceGrows) {
