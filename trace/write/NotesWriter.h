@@ -29,7 +29,8 @@ class NotesWriter {
   NotesWriter& operator=(const NotesWriter&) = delete;
 
   // Declares an attribute, a name of one of its values, or a counter, before it is used. Returns
-  // its number. At most NOTES_MOST_ATTRIBUTES and NOTES_MOST_COUNTERS, names that differ.
+  // its number. At most NOTES_MOST_ATTRIBUTES and NOTES_MOST_COUNTERS, names that differ; no name
+  // is empty, and names and units are UTF-8: readers refuse others (Recorder looks after that).
   // All declarations take at most NOTES_LARGEST_BODY bytes: names of values beyond are left out,
   // and such values are shown as numbers.
   uint32_t Attribute(std::string_view name, NoteType type, std::string_view unit = "");

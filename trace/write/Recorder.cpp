@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "trace/base/Record.h"
+#include "trace/base/Utf8.h"
 #include "trace/write/AboutText.h"
 #include "trace/write/AtomicFile.h"
 #include "trace/write/FileSink.h"
@@ -101,6 +102,13 @@ void Recorder::KeepOfTrace(const Fault& failure) {
   Keep(failure);
 }
 
+// Keeps the failure of a declaration that readers would refuse, with all that is declared beside
+// it. Texts that are no UTF-8 are mended.
+void Recorder::Refuse(std::string_view name, const char* reason) {
+  Keep(SystemFault(traceName + ".notes", "cannot declare `" + std::string(name) + "', " + reason,
+                   EINVAL));
+}
+
 bool Recorder::CanDeclare(const std::set<std::string, std::less<>>& names, std::string_view name,
                           size_t most) {
   if (!notes) {
@@ -108,24 +116,21 @@ bool Recorder::CanDeclare(const std::set<std::string, std::less<>>& names, std::
   }
   const bool isNew = !name.empty() && names.find(name) == names.end();
   if (!isNew || names.size() == most) {
-    const std::string called = "`" + std::string(name) + "'";
-    Keep(SystemFault(traceName + ".notes",
-                     isNew ? "cannot declare " + called + ", too many are"
-                           : "cannot declare " + called + ", a name that is empty or taken",
-                     EINVAL));
+    Refuse(name, isNew ? "too many are" : "a name that is empty or taken");
     return false;
   }
   return true;
 }
 
 template <NoteType TYPE>
-NoteHandle<TYPE> Recorder::Declare(std::string_view name, std::string_view unit) {
+NoteHandle<TYPE> Recorder::Declare(std::string_view text, std::string_view unit) {
+  const std::string name = AsUtf8(text);
   if (!CanDeclare(attributes, name, NOTES_MOST_ATTRIBUTES)) {
     return {};
   }
   attributes.emplace(name);
   values.push_back(0);
-  return NoteHandle<TYPE>(notes->Attribute(name, TYPE, unit));
+  return NoteHandle<TYPE>(notes->Attribute(name, TYPE, AsUtf8(unit)));
 }
 
 NumberNote Recorder::DeclareNumber(std::string_view name, std::string_view unit) {
@@ -150,17 +155,22 @@ NamedValue Recorder::DeclareValue(NameNote attribute, std::string_view name) {
   if (!notes || attribute.number >= values.size()) {
     return {};
   }
+  if (name.empty()) {
+    Refuse(name, "a name that is empty");
+    return {};
+  }
   const uint64_t value = values[attribute.number]++;
-  notes->NameValue(attribute.number, value, name);
+  notes->NameValue(attribute.number, value, AsUtf8(name));
   return NamedValue(attribute.number, value);
 }
 
-CounterHandle Recorder::DeclareCounter(std::string_view name, std::string_view unit) {
+CounterHandle Recorder::DeclareCounter(std::string_view text, std::string_view unit) {
+  const std::string name = AsUtf8(text);
   if (!CanDeclare(counters, name, NOTES_MOST_COUNTERS)) {
     return {};
   }
   counters.emplace(name);
-  return CounterHandle(notes->Counter(name, unit));
+  return CounterHandle(notes->Counter(name, AsUtf8(unit)));
 }
 
 void Recorder::Describe(const About& described) {

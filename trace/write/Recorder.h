@@ -80,15 +80,17 @@ class Recorder {
   void Attach(ByteSink& trace, ByteSink* notes, const std::string& name);
 
   // Declares attributes that records may have, each before it is noted, under names that differ and
-  // are not empty, in UTF-8. At most NOTES_MOST_ATTRIBUTES; a failure of the recording otherwise.
-  // The names that readers know, with their types, are in docs/companion-format.md.
+  // are not empty. At most NOTES_MOST_ATTRIBUTES; a failure of the recording otherwise. Texts are
+  // UTF-8, and U+FFFD takes the place of bytes that are not, here and below. The names that readers
+  // know, with their types, are in docs/companion-format.md.
   NumberNote DeclareNumber(std::string_view name, std::string_view unit = "");
   RealNote DeclareReal(std::string_view name, std::string_view unit = "");
   CycleNote DeclareCycle(std::string_view name);
   NameNote DeclareName(std::string_view name);
   RecordsNote DeclareRecords(std::string_view name);
 
-  // Declares a value of an attribute: the next one, from 0 on.
+  // Declares a value of an attribute: the next one, from 0 on. An empty name is a failure of
+  // the recording.
   NamedValue DeclareValue(NameNote attribute, std::string_view name);
 
   // Declares a counter. At most NOTES_MOST_COUNTERS, under names as above.
@@ -150,9 +152,10 @@ class Recorder {
   static constexpr uint64_t PIECE = 65536;  // records; as many as a block of notes has at most
 
   template <NoteType TYPE>
-  NoteHandle<TYPE> Declare(std::string_view name, std::string_view unit);
+  NoteHandle<TYPE> Declare(std::string_view text, std::string_view unit);
   bool CanDeclare(const std::set<std::string, std::less<>>& names, std::string_view name,
                   size_t most);
+  void Refuse(std::string_view name, const char* reason);
   void Begin(ByteSink& trace, ByteSink* notesSink);
   void Take(uint32_t type, uint64_t cycle, uint32_t thread, Place at, Place to);
   void FillPiece(uint64_t cycle);

@@ -419,6 +419,42 @@ TEST_F(CxxRecorderTest, NamesThatAreTakenOrEmptyAndTooManyAttributesAreFailures)
   EXPECT_THAT(trace.Close().Text(), HasSubstr("cannot declare `one too many'"));
 }
 
+// Readers would refuse such texts with all that is declared beside them.
+TEST_F(CxxRecorderTest, NamesAndUnitsThatAreNoUtf8AreMended) {
+  Recorder trace;
+  ASSERT_FALSE(trace.Open(name));
+  const NameNote kind = trace.DeclareName("a\xff");
+  trace.DeclareValue(kind, "b\xff");
+  trace.DeclareNumber("number", "c\xff");
+  trace.DeclareCounter("d\xff", "e\xff");
+  trace.Fire(1, 0, {0, 0});
+  ASSERT_FALSE(trace.Close());
+  const Result<std::unique_ptr<NotesFile>> notes = NotesFile::Open(name + ".notes");
+  ASSERT_TRUE(notes);
+  EXPECT_FALSE((*notes)->End()) << (*notes)->End().Text();
+  const NoteDeclarations& declared = (*notes)->Declarations();
+  ASSERT_EQ(2U, declared.attributes.size());
+  EXPECT_EQ("a\xef\xbf\xbd", declared.attributes[0].name);
+  EXPECT_EQ("b\xef\xbf\xbd", declared.attributes[0].names.at(0));
+  EXPECT_EQ("c\xef\xbf\xbd", declared.attributes[1].unit);
+  ASSERT_EQ(1U, declared.counters.size());
+  EXPECT_EQ("d\xef\xbf\xbd", declared.counters[0].name);
+  EXPECT_EQ("e\xef\xbf\xbd", declared.counters[0].unit);
+}
+
+TEST_F(CxxRecorderTest, NamesThatOnlyMendingMakesEqualAndValuesWithoutANameAreFailures) {
+  Recorder trace;
+  ASSERT_FALSE(trace.Open(name));
+  trace.DeclareNumber("a\xff");
+  trace.DeclareNumber("a\xfe");
+  EXPECT_THAT(trace.Close().Text(), HasSubstr("run.trace.notes: cannot declare `a"));
+  ASSERT_FALSE(trace.Open(name));
+  trace.DeclareValue(trace.DeclareName("kind"), "");
+  trace.Fire(1, 0, {0, 0});
+  EXPECT_THAT(trace.Close().Text(), HasSubstr("cannot declare `', a name that is empty"));
+  EXPECT_EQ(28U, ReadFile(name).size()) << "the trace itself is recorded";
+}
+
 TEST_F(CxxRecorderTest, FirstFailureIsToldWithFileAndPlace) {
   Recorder trace({.companion = false});
   ASSERT_FALSE(trace.Open("/dev/full"));
