@@ -135,6 +135,22 @@ TEST_F(RenderCommandTest, WhereNothingDrawsThatIsSaidAndNothingWritten) {
                    .exitStatus);
 }
 
+TEST_F(RenderCommandTest, ATraceThatCannotBeReadIsNamed) {
+  std::filesystem::create_directory(folder.File("folder"));
+  const auto render = [this](const std::string& trace) {
+    return Run({"render", trace, "--step", "0", "-o", "a.png"});
+  };
+  ExpectFailure(1,
+                "none: cannot open: No such file or directory\n"
+                "  Name a file that you may read.\n",
+                render("none"));
+  ExpectFailure(1,
+                "folder: cannot read: Is a directory\n"
+                "  Name a file that you may read.\n",
+                render("folder"));
+  EXPECT_FALSE(HasFileLike("a.png"));
+}
+
 TEST_F(RenderCommandTest, AStepThatIsNeverDrawnIsRefused) {
   ExpectFailure(1,
                 "t.trace: step 4 is never drawn: the trace ends in it\n"

@@ -38,6 +38,22 @@ class SubcommandsTest : public CommandFixture {
             {"state", trace, "--cycle", "0", "--places"}};
   }
 
+  // The same, and of each that has no answer about a trace without records or does not print its
+  // answer.
+  static std::vector<Line> AllReadersOf(const std::string& trace) {
+    std::vector<Line> lines = ReadersOf(trace);
+    for (const Line& line : EmptyRefusersOf(trace)) {
+      lines.push_back(line);
+    }
+    return lines;
+  }
+
+  static std::vector<Line> EmptyRefusersOf(const std::string& trace) {
+    return {{"stats", trace},
+            {"plot", "heat", trace, "-o", "p.svg"},
+            {"plot", "timeline", trace, "-o", "p.svg"}};
+  }
+
   // A trace with notes of all that examples ask for.
   void RecordNotes(const std::string& name) const {
     marrowfin_trace trace;
@@ -66,7 +82,7 @@ class SubcommandsTest : public CommandFixture {
 
 TEST_F(SubcommandsTest, AMissingFileIsNamed) {
   for (const std::string name : {"none", "none/none", "-", ""}) {
-    for (const Line& line : ReadersOf(name)) {
+    for (const Line& line : AllReadersOf(name)) {
       SCOPED_TRACE(::testing::PrintToString(line));
       ExpectFailure(1,
                     (name.empty() ? "trace" : name) +
@@ -80,7 +96,7 @@ TEST_F(SubcommandsTest, AMissingFileIsNamed) {
 
 TEST_F(SubcommandsTest, AFolderIsNamed) {
   fs::create_directory(folder.File("folder"));
-  for (const Line& line : ReadersOf("folder")) {
+  for (const Line& line : AllReadersOf("folder")) {
     const CommandResult result = Run(line);
     EXPECT_EQ(1, result.exitStatus);
     EXPECT_EQ("", result.out);
@@ -98,7 +114,7 @@ TEST_F(SubcommandsTest, AFileThatMayNotBeReadIsNamed) {
   ASSERT_EQ(0, chmod(folder.File("t.trace").c_str(), 0));
   testing::ExpectInChild([&] {
     GiveUpRights();
-    for (const Line& line : ReadersOf("t.trace")) {
+    for (const Line& line : AllReadersOf("t.trace")) {
       ExpectFailure(1,
                     "t.trace: cannot open: Permission denied\n"
                     "  Name a file that you may read.\n",
@@ -117,6 +133,15 @@ TEST_F(SubcommandsTest, AnEmptyFileIsATraceWithoutRecords) {
     EXPECT_EQ("", result.err);
   }
   EXPECT_EQ(0, RunForJson({"index", "t.trace"})["records"]);
+}
+
+TEST_F(SubcommandsTest, WhatMeasuresARunRefusesATraceWithoutRecords) {
+  Trace("");
+  for (const Line& line : EmptyRefusersOf("t.trace")) {
+    SCOPED_TRACE(::testing::PrintToString(line));
+    ExpectFailure(1, "t.trace: there are no records\n", Run(line));
+  }
+  EXPECT_FALSE(fs::exists(folder.File("p.svg")));
 }
 
 TEST_F(SubcommandsTest, WhatIsNoTraceIsRefusedAtItsFirstRecord) {
