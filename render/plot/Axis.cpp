@@ -1,5 +1,6 @@
 #include "render/plot/Axis.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
@@ -30,13 +31,13 @@ int DecimalsOf(double step) {
 
 }  // namespace
 
-std::vector<Tick> LinearTicks(double low, double high, size_t wanted) {
+std::vector<Tick> LinearTicks(double low, double high, size_t wanted, double least) {
   std::vector<Tick> ticks;
   if (!(high > low)) {
     ticks.push_back({low, Label(low, 0)});
     return ticks;
   }
-  const double step = RoundStep((high - low) / static_cast<double>(wanted));
+  const double step = std::max(least, RoundStep((high - low) / static_cast<double>(wanted)));
   const double first = std::ceil(low / step - 1e-9) + 0.0;  // no minus zero
   for (double i = first; i * step <= high + step * 1e-9; ++i) {
     ticks.push_back({i * step, Label(i * step, DecimalsOf(step))});
@@ -44,24 +45,8 @@ std::vector<Tick> LinearTicks(double low, double high, size_t wanted) {
   return ticks;
 }
 
-std::vector<Tick> LogTicks(double low, double high) {
-  std::vector<Tick> ticks;
-  const double leads[] = {1, 2, 5};
-  for (double unit = std::pow(10, std::floor(std::log10(low))); unit <= high; unit *= 10) {
-    for (const double lead : leads) {
-      const double value = lead * unit;
-      if (value >= low * (1 - 1e-9) && value <= high * (1 + 1e-9)) {
-        ticks.push_back({value, Label(value, DecimalsOf(unit))});
-      }
-    }
-  }
-  return ticks;
-}
-
 double Scale::At(double value) const {
-  const double share = logarithmic
-                           ? (std::log(value) - std::log(low)) / (std::log(high) - std::log(low))
-                           : (value - low) / (high - low);
+  const double share = (value - low) / (high - low);
   return from + share * (to - from);
 }
 

@@ -15,11 +15,8 @@ struct Tick {
 };
 
 // Round numbers from `low` to `high`, steps of 1, 2 or 5 times a power of ten, about `wanted` of
-// them; labels have equally many digits behind the point.
-std::vector<Tick> LinearTicks(double low, double high, size_t wanted);
-
-// 1, 2 and 5 times powers of ten from `low` to `high`, both above 0.
-std::vector<Tick> LogTicks(double low, double high);
+// them and at least `least` apart; labels have equally many digits behind the point.
+std::vector<Tick> LinearTicks(double low, double high, size_t wanted, double least = 0);
 
 // Maps values to points of the page, along either axis.
 struct Scale {
@@ -27,7 +24,6 @@ struct Scale {
   double high = 1;
   double from = 0;  // where `low` is
   double to = 1;    // and `high`
-  bool logarithmic = false;
 
   double At(double value) const;
 };

@@ -135,19 +135,19 @@ void Canvas::Line(const std::vector<Spot>& spots, const Pen& pen) {
   Stroke(pen);
 }
 
-void Canvas::Area(const std::vector<Spot>& spots, Color color) {
-  for (const Spot& spot : spots) {
-    cairo_line_to(cairo, Rounded(spot.x), Rounded(spot.y));
+void Canvas::Hatch(const Box& box, Color color) {
+  constexpr double APART = 2.2;  // points, along the page
+  cairo_save(cairo);
+  cairo_rectangle(cairo, Snap(box.x), Snap(box.y), Snap(box.Right()) - Snap(box.x),
+                  Snap(box.Bottom()) - Snap(box.y));
+  cairo_clip(cairo);
+  for (double at = std::floor((box.x + box.y) / APART) * APART; at < box.Right() + box.Bottom();
+       at += APART) {
+    cairo_move_to(cairo, Rounded(at - box.Bottom()), Rounded(box.Bottom()));
+    cairo_line_to(cairo, Rounded(at - box.y), Rounded(box.y));
   }
-  cairo_close_path(cairo);
-  Use(color);
-  cairo_fill(cairo);
-}
-
-void Canvas::Dot(Spot centre, double radius, Color color) {
-  cairo_arc(cairo, Rounded(centre.x), Rounded(centre.y), radius, 0, 2 * M_PI);
-  Use(color);
-  cairo_fill(cairo);
+  Stroke({color, 0.5});
+  cairo_restore(cairo);
 }
 
 void Canvas::Ring(Spot centre, double radius, const Pen& pen) {

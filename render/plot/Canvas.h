@@ -74,9 +74,10 @@ class Canvas {
   // programs that show them leave a seam between edges that only meet.
   void Cell(const Box& box, Color color);
 
+  // Lines that rise to the right, which go on from box to box.
+  void Hatch(const Box& box, Color color);
+
   void Line(const std::vector<Spot>& spots, const Pen& pen);
-  void Area(const std::vector<Spot>& spots, Color color);
-  void Dot(Spot centre, double radius, Color color);
   void Ring(Spot centre, double radius, const Pen& pen);
 
   void Text(const std::string& text, Spot spot, Align align, double size, Color color,

@@ -151,7 +151,7 @@ double HeatPlot::HeightFor(double width, const PlotStyle& style) const {
   const Units rows = UnitsAlong(map.shape, map.level, false);
   const double cell =
       std::min(CellFor(columns, width, pixel), CellFor(rows, width * TALLEST, pixel));
-  return std::max(LengthOf(rows, cell, pixel), 70 * style.text);
+  return std::max(LengthOf(rows, cell, pixel), 56 * style.text);
 }
 
 std::string HeatPlot::ValueText(double value) const {

@@ -103,7 +103,8 @@ Result<std::unique_ptr<Canvas>> DrawPage(const PlotWords& words, const PlotBody&
     return opened.Why();
   }
   Canvas& canvas = **opened;
-  canvas.Fill({0, 0, style.width, height}, theme.paper);
+  // A page that ends within a pixel has that pixel as well.
+  canvas.Fill({0, 0, style.width + 1, height + 1}, theme.paper);
   title.Draw(canvas, EDGE / 2);
   finding.Draw(canvas, EDGE / 2 + title.Height());
   body.Draw(canvas, {margins.left, top, plotWidth, plotHeight}, style);

@@ -97,7 +97,7 @@ std::string FindingOf(const HeatMap& map, const HeatWords& words, const std::str
                        : ThreeDigits(value) + " %";
   };
   std::string finding = UnitText(map, hottest) + " has " + text(map.values[hottest]) +
-                        (words.count ? std::string(" ") + words.unit : "") + ", " +
+                        (words.count ? " " + map.unit : "") + ", " +
                         ThreeDigits(map.values[hottest] / mean) + " times the mean " +
                         (words.count ? ThreeDigits(mean) : ThreeDigits(mean) + " %");
   const size_t never = static_cast<size_t>(std::count(sorted.begin(), sorted.end(), 0.0));
@@ -120,7 +120,7 @@ HeatMap MapOf(const PlottedRun& run, const HeatWish& wish, const HeatWords& word
     const std::vector<uint64_t>& counts = run.counts->Places().Transmissions();
     map.values.assign(counts.begin(), counts.end());
     map.whole = true;
-    map.unit = "transmissions per switch";
+    map.unit = "transmissions";
     return map;
   }
   map.level = wish.level ? *wish.level : LevelFor(map.shape, style.width - 80, style.Scale());
@@ -135,7 +135,10 @@ HeatMap MapOf(const PlottedRun& run, const HeatWish& wish, const HeatWords& word
   map.values =
       Reduce(map.shape, map.level, wish.largest ? Reduction::MAX : Reduction::MEAN, values);
   map.whole = words.count && (map.level == Level::PE || wish.largest);
-  map.unit = words.count ? std::string(words.unit) + " per PE" : words.unit;
+  map.unit = words.unit;
+  if (words.count && map.level != Level::PE) {
+    map.unit += wish.largest ? " of its busiest PE" : " per PE";
+  }
   return map;
 }
 

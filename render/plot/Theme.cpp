@@ -47,23 +47,20 @@ double Linear(uint8_t component) {
 }  // namespace
 
 const Theme& Theme::Light() {
-  static const Theme theme = {"light",         Hex(0xffffff),   Hex(0x1a1a1a),
-                              Hex(0x5c5c5c),   Hex(0xc9c9c9),   sequenceLight,
-                              divergenceLight, categoriesLight, false};
+  static const Theme theme = {"light",       Hex(0xffffff), Hex(0x1a1a1a),   Hex(0x5c5c5c),
+                              Hex(0xc9c9c9), sequenceLight, divergenceLight, categoriesLight};
   return theme;
 }
 
 const Theme& Theme::Dark() {
-  static const Theme theme = {"dark",         Hex(0x14161a),  Hex(0xeceff4),
-                              Hex(0xa3a9b3),  Hex(0x454b55),  sequenceDark,
-                              divergenceDark, categoriesDark, false};
+  static const Theme theme = {"dark",        Hex(0x14161a), Hex(0xeceff4),  Hex(0xa3a9b3),
+                              Hex(0x454b55), sequenceDark,  divergenceDark, categoriesDark};
   return theme;
 }
 
 const Theme& Theme::Print() {
-  static const Theme theme = {"print",         Hex(0xffffff),   Hex(0x000000),
-                              Hex(0x000000),   Hex(0x999999),   sequenceLight,
-                              divergenceLight, categoriesLight, true};
+  static const Theme theme = {"print",       Hex(0xffffff), Hex(0x000000),   Hex(0x000000),
+                              Hex(0x999999), sequenceLight, divergenceLight, categoriesLight};
   return theme;
 }
 

@@ -25,7 +25,6 @@ struct Theme {
   std::array<Color, STEPS> sequence;    // from little to much
   std::array<Color, STEPS> divergence;  // from less, over none, to more
   std::array<Color, CATEGORIES> categories;
-  bool hatched;  // decreases and later categories carry hatching, which survives a copier
 
   static const Theme& Light();
   static const Theme& Dark();

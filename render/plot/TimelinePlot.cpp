@@ -9,6 +9,9 @@
 namespace marrowfin {
 namespace {
 
+// Layers that are told apart by colour alone; those above are hatched as well.
+constexpr size_t PLAIN_LAYERS = 6;
+
 uint64_t SumOf(const std::vector<uint64_t>& counts) {
   return std::accumulate(counts.begin(), counts.end(), uint64_t{0});
 }
@@ -32,13 +35,29 @@ TimelinePlot::TimelinePlot(const TimeColumns& columns, std::vector<TimelineLayer
   }
 }
 
+// Of all that is counted.
+std::string TimelinePlot::ShareText(size_t layer) const {
+  uint64_t all = 0;
+  for (const TimelineLayer& each : layers) {
+    all += SumOf(each.counts);
+  }
+  const uint64_t mine = SumOf(layers[layer].counts);
+  return PercentText(all == 0 ? 0 : static_cast<double>(mine) / static_cast<double>(all));
+}
+
 double TimelinePlot::RateOf(uint64_t count, size_t column) const {
   return static_cast<double>(count) / static_cast<double>(columns.WidthOf(column));
 }
 
 PlotBody::Margins TimelinePlot::GetMargins(const PlotStyle& style) const {
-  return {30 * style.text, layers.size() > 1 ? 50 * style.text : 14,
-          5 + style.LabelSize() * 1.2 + style.AxisSize() * 1.8};
+  double legendWidth = 14;
+  for (size_t layer = 0; layers.size() > 1 && layer < layers.size(); ++layer) {
+    const double size = style.LabelSize();
+    legendWidth = std::max({legendWidth, 11 + TextWidth(legend, Weight::REGULAR, size),
+                            11 + size * 1.8 + TextWidth(layers[layer].name, Weight::BOLD, size) +
+                                TextWidth(ShareText(layer), Weight::REGULAR, size)});
+  }
+  return {30 * style.text, legendWidth, 5 + style.LabelSize() * 1.2 + style.AxisSize() * 1.8};
 }
 
 double TimelinePlot::HeightFor(double width, const PlotStyle& style) const {
@@ -55,8 +74,11 @@ void TimelinePlot::DrawLayers(Canvas& canvas, const Scale& x, const Scale& y,
     for (size_t layer = 0; layer < layers.size(); ++layer) {
       const double above = below + RateOf(layers[layer].counts[column], column);
       if (above > below) {
-        canvas.Fill({left, y.At(above), right - left, y.At(below) - y.At(above)},
-                    style.theme->categories[layer]);
+        const Box box = {left, y.At(above), right - left, y.At(below) - y.At(above)};
+        canvas.Fill(box, style.theme->categories[layer]);
+        if (layer >= PLAIN_LAYERS) {
+          canvas.Hatch(box, style.theme->paper);
+        }
       }
       below = above;
     }
@@ -94,20 +116,18 @@ void TimelinePlot::DrawLegend(Canvas& canvas, const Box& area, const PlotStyle& 
   const Theme& theme = *style.theme;
   const double size = style.LabelSize();
   const double step = size * 1.8;
-  uint64_t all = 0;
-  for (const TimelineLayer& layer : layers) {
-    all += SumOf(layer.counts);
-  }
   double y = area.Bottom() - size * 0.2;
   for (size_t layer = 0; layer < layers.size(); ++layer, y -= step) {
     const double x = area.Right() + 7;
-    canvas.Fill({x, y - size * 0.85, size, size}, theme.categories[layer]);
+    const Box box = {x, y - size * 0.85, size, size};
+    canvas.Fill(box, theme.categories[layer]);
+    if (layer >= PLAIN_LAYERS) {
+      canvas.Hatch(box, theme.paper);
+    }
     canvas.Text(layers[layer].name, {x + size * 1.4, y}, Align::LEFT, size, theme.ink,
                 Weight::BOLD);
     const double name = TextWidth(layers[layer].name, Weight::BOLD, size);
-    const double share =
-        all == 0 ? 0 : static_cast<double>(SumOf(layers[layer].counts)) / static_cast<double>(all);
-    canvas.Text(PercentText(share), {x + size * 1.8 + name, y}, Align::LEFT, size, theme.mute);
+    canvas.Text(ShareText(layer), {x + size * 1.8 + name, y}, Align::LEFT, size, theme.mute);
   }
   canvas.Text(legend, {area.Right() + 7, y}, Align::LEFT, size, theme.mute);
 }
@@ -127,11 +147,11 @@ void TimelinePlot::Draw(Canvas& canvas, const Box& area, const PlotStyle& style)
   if (phases) {
     DrawPhases(canvas, plot, x, y, style);
   }
-  const size_t ticks = static_cast<size_t>(std::max(2.0, plot.width / (60 * style.text)));
-  DrawHorizontalAxis(
-      canvas, plot, x,
-      LinearTicks(static_cast<double>(columns.first), static_cast<double>(columns.last) + 1, ticks),
-      "cycle", style);
+  const size_t ticks = static_cast<size_t>(std::max(3.0, plot.width / (60 * style.text)));
+  DrawHorizontalAxis(canvas, plot, x,
+                     LinearTicks(static_cast<double>(columns.first),
+                                 static_cast<double>(columns.last) + 1, ticks, 1),
+                     "cycle", style);
   if (layers.size() > 1) {
     DrawLegend(canvas, plot, style);
   }

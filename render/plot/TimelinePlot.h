@@ -30,6 +30,7 @@ class TimelinePlot : public PlotBody {
   void Draw(Canvas& canvas, const Box& area, const PlotStyle& style) const override;
 
  private:
+  std::string ShareText(size_t layer) const;
   double RateOf(uint64_t count, size_t column) const;
   void DrawLayers(Canvas& canvas, const Scale& x, const Scale& y, const PlotStyle& style) const;
   void DrawPhases(Canvas& canvas, const Box& area, const Scale& x, const Scale& y,

@@ -72,6 +72,7 @@ TEST_F(StatsTest, JsonHasTheSameNumbersUnrounded) {
   EXPECT_EQ(stats["lastCycle"], 20);
   EXPECT_DOUBLE_EQ(stats["firesPerCycle"], 5 / 11.0);
   EXPECT_DOUBLE_EQ(stats["utilisation"], 1 / 11.0);
+  EXPECT_EQ(stats["elements"]["total"].dump(), "5") << "a count";
   EXPECT_EQ(stats["elements"]["never"], 2);
   EXPECT_EQ(stats["elements"]["busiest"][0]["at"], json({0, 0}));
   EXPECT_EQ(stats["longestGap"], json({{"at", {1, 0}}, {"cycles", 8}, {"end", 20}}));

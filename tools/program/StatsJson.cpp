@@ -28,7 +28,7 @@ Json AsJson(const std::optional<Imbalance>& imbalance) {
 
 Json AsJson(const Usage& usage) {
   return {{"units", usage.units},
-          {"total", usage.total},
+          {"total", static_cast<uint64_t>(usage.total)},
           {"rate", usage.rate},
           {"never", usage.never},
           {"imbalance", AsJson(usage.imbalance)},

@@ -30,15 +30,13 @@ TEST(AxisTest, TicksAreRoundAndHaveEquallyManyDigits) {
   EXPECT_THAT(Labels(LinearTicks(1000, 1010, 5)),
               ElementsAre("1,000", "1,002", "1,004", "1,006", "1,008", "1,010"));
   EXPECT_THAT(Labels(LinearTicks(5, 5, 4)), ElementsAre("5"));
-  EXPECT_THAT(Labels(LogTicks(20, 1500)), ElementsAre("20", "50", "100", "200", "500", "1,000"));
+  EXPECT_THAT(Labels(LinearTicks(100, 101, 6, 1)), ElementsAre("100", "101")) << "cycles";
 }
 
 TEST(AxisTest, ScalesMapEndsToEnds) {
   const Scale linear = {10, 20, 100, 0};
   EXPECT_DOUBLE_EQ(linear.At(10), 100);
   EXPECT_DOUBLE_EQ(linear.At(15), 50);
-  const Scale logarithmic = {1, 100, 0, 10, true};
-  EXPECT_DOUBLE_EQ(logarithmic.At(10), 5);
 }
 
 TEST(PageTest, TextBreaksBetweenWordsWhereTheLineIsFull) {

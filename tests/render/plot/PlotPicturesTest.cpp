@@ -9,6 +9,7 @@
 #include "measure/CountRun.h"
 #include "render/plot/HeatPlot.h"
 #include "render/plot/RunPlots.h"
+#include "render/plot/TimelinePlot.h"
 #include "tests/support/Command.h"
 #include "tests/support/Files.h"
 #include "tests/trace/support/Opened.h"
@@ -181,6 +182,46 @@ TEST_F(PlotPicturesTest, ACellHasTheColourOfItsStepAndNoOther) {
   }
 }
 
+TEST_F(PlotPicturesTest, NoPixelOfThePageIsLeftWithoutPaper) {
+  for (const double text : {0.9, 1.0, 1.1, 1.3, 1.7}) {
+    PlotStyle style = Style(PlotFormat::PNG);
+    style.text = text;
+    style.title = style.caption = false;
+    // What nothing was drawn on is black, which letters on dark cells are too.
+    const Plot plot = PlotTimeline(run, false);
+    EXPECT_LT(Pixels(Bytes(plot, style)).Count({0, 0, 0}), 900U) << text;
+  }
+}
+
+TEST_F(PlotPicturesTest, LegendsEndWithinThePageAtAnySizeOfText) {
+  const Plot plot = PlotTimeline(run, true);
+  for (const double text : {0.5, 1.0, 2.0}) {
+    PlotStyle style;
+    style.text = text;
+    EXPECT_GE(plot.body->GetMargins(style).right,
+              8 + style.LabelSize() * 1.8 +
+                  TextWidth("transmissions", Weight::BOLD, style.LabelSize()) +
+                  TextWidth("16.7 %", Weight::REGULAR, style.LabelSize()));
+  }
+}
+
+TEST_F(PlotPicturesTest, LayersBehindTheSixthAreHatched) {
+  const TimeColumns columns = TimeColumns::AtMost(0, 9, 10);
+  const std::vector<TimelineLayer> layers(7, {"layer", std::vector<uint64_t>(10, 1)});
+  const TimelinePlot plot(columns, layers, std::nullopt, "", "");
+  const PlotStyle style = Style(PlotFormat::PNG);
+  Result<std::unique_ptr<Canvas>> canvas = DrawPage({}, plot, style);
+  ASSERT_TRUE(canvas);
+  MemorySink sink;
+  ASSERT_FALSE((*canvas)->Write(sink, "plot"));
+  const Pixels pixels({sink.Bytes().begin(), sink.Bytes().end()});
+  const double plain = static_cast<double>(pixels.Count(style.theme->categories[0]));
+  EXPECT_GT(plain, 1000);
+  EXPECT_NEAR(static_cast<double>(pixels.Count(style.theme->categories[5])), plain, plain / 5);
+  EXPECT_LT(static_cast<double>(pixels.Count(style.theme->categories[6])), plain * 0.8);
+  EXPECT_GT(static_cast<double>(pixels.Count(style.theme->categories[6])), plain * 0.2);
+}
+
 TEST_F(PlotPicturesTest, WordsTellTheHeadlineNumbers) {
   const Plot heat = PlotHeat(run, {}, {});
   EXPECT_EQ(heat.words.title, "Fires of each PE");
@@ -189,6 +230,9 @@ TEST_F(PlotPicturesTest, WordsTellTheHeadlineNumbers) {
   EXPECT_THAT(heat.words.caption,
               StartsWith("run.trace · cycles 0 to 599 (all) · 2 × 1 clusters of 2 × 2 domains of 2 "
                          "× 2 PEs"));
+  // A mean is told as one.
+  EXPECT_THAT(PlotHeat(run, {PlaceMeasure::FIRES, false, Level::CLUSTER}, {}).words.finding,
+              HasSubstr(" fires per PE, "));
   const Plot switches = PlotHeat(run, {PlaceMeasure::FIRES, true}, {});
   EXPECT_EQ(switches.words.title, "Transmissions of each switch");
   EXPECT_THAT(switches.words.finding, StartsWith("Cluster (0, 0) has 400 transmissions"));
