@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "tools/program/Failure.h"
-#include "tools/program/Ranges.h"
 #include "trace/ask/EventFilter.h"
 #include "trace/ask/NoteCondition.h"
+#include "trace/ask/Ranges.h"
 #include "trace/base/ArrayShape.h"
 #include "trace/read/Companion.h"
 #include "trace/read/TraceSource.h"

@@ -6,10 +6,10 @@
 #include <ostream>
 #include <stdexcept>
 
-#include "tools/program/NearestWord.h"
 #include "tools/program/OutOfMemory.h"
 #include "tools/program/Report.h"
 #include "tools/program/Subcommands.h"
+#include "trace/base/NearestWord.h"
 
 namespace marrowfin {
 namespace {

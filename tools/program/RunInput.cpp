@@ -128,8 +128,7 @@ std::string RunFlags::Chosen() const {
   return text;
 }
 
-MaybeFailure CountRunOf(const RunFlags& flags, bool withPackets, const Console& console,
-                        CountedRun& run) {
+MaybeFailure OpenRun(const RunFlags& flags, const Console& console, CountedRun& run) {
   if (MaybeFailure failure = OpenIndexed(flags.trace, console, run.trace)) {
     return failure;
   }
@@ -139,10 +138,16 @@ MaybeFailure CountRunOf(const RunFlags& flags, bool withPackets, const Console& 
       Report(FailureOf(fault), console);
     }
   }
-  for (const auto choose : {ChooseShape, ChooseFilter}) {
-    if (MaybeFailure failure = choose(flags, run)) {
-      return failure;
-    }
+  return ChooseShape(flags, run);
+}
+
+MaybeFailure CountRunOf(const RunFlags& flags, bool withPackets, const Console& console,
+                        CountedRun& run) {
+  if (MaybeFailure failure = OpenRun(flags, console, run)) {
+    return failure;
+  }
+  if (MaybeFailure failure = ChooseFilter(flags, run)) {
+    return failure;
   }
   Fault fault = AskIndexed(console, run.trace, [&] { return Count(flags, console, run); });
   if (!fault && withPackets) {

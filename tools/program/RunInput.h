@@ -40,8 +40,11 @@ struct CountedRun {
   std::optional<PacketCounts> packets;  // where something tells packets
 };
 
-// Opens the trace with its index and companion, and counts. What is not believed of a companion is
-// told on console.err and is no failure.
+// Opens the trace with its index and companion, and chooses the array, which stands in the question
+// then. What is not believed of a companion is told on console.err and is no failure.
+MaybeFailure OpenRun(const RunFlags& flags, const Console& console, CountedRun& run);
+
+// The same, and counts.
 MaybeFailure CountRunOf(const RunFlags& flags, bool withPackets, const Console& console,
                         CountedRun& run);
 

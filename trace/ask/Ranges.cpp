@@ -1,4 +1,4 @@
-#include "tools/program/Ranges.h"
+#include "trace/ask/Ranges.h"
 
 #include <charconv>
 #include <limits>

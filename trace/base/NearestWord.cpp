@@ -1,4 +1,4 @@
-#include "tools/program/NearestWord.h"
+#include "trace/base/NearestWord.h"
 
 #include <algorithm>
 

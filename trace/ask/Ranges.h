@@ -1,5 +1,5 @@
-#ifndef TOOLS_PROGRAM_RANGES_H
-#define TOOLS_PROGRAM_RANGES_H
+#ifndef TRACE_ASK_RANGES_H
+#define TRACE_ASK_RANGES_H
 
 #include <cstdint>
 #include <optional>

@@ -1,5 +1,5 @@
-#ifndef TOOLS_PROGRAM_NEARESTWORD_H
-#define TOOLS_PROGRAM_NEARESTWORD_H
+#ifndef TRACE_BASE_NEARESTWORD_H
+#define TRACE_BASE_NEARESTWORD_H
 
 #include <string>
 #include <vector>
