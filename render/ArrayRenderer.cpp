@@ -107,12 +107,4 @@ Fault ArrayRenderer::DrawInto(const ArrayState& state, std::vector<Pixel>& pixel
   return {};
 }
 
-Result<Picture> ArrayRenderer::Draw(const ArrayState& state) {
-  std::vector<Pixel> pixels;
-  if (Fault fault = DrawInto(state, pixels)) {
-    return fault;
-  }
-  return PictureOf(Size(), pixels);
-}
-
 }  // namespace marrowfin

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "render/ArrayPieces.h"
+#include "render/MomentRenderer.h"
 #include "render/OffscreenContext.h"
 #include "render/Picture.h"
 #include "render/PixelOwners.h"
@@ -33,7 +34,7 @@ struct WindowView {
 // OpenGL draws the pieces that stay once, and tells which of them each pixel shows; each picture is
 // then that in the colours of its state, under the messages, which OpenGL draws each time. Used by
 // one thread at a time.
-class ArrayRenderer {
+class ArrayRenderer : public MomentRenderer {
  public:
   // The most elements that are told apart.
   static constexpr size_t MOST_ELEMENTS = size_t{1} << 20;
@@ -43,16 +44,11 @@ class ArrayRenderer {
       const ArrayShape& shape, const WindowView& view,
       OffscreenContext::Way way = OffscreenContext::ANY_WAY);
 
-  // Draws a state of the same shape.
-  Result<Picture> Draw(const ArrayState& state);
-
-  // The same into memory of the caller: all pixels, the topmost row first.
-  [[nodiscard]] Fault DrawInto(const ArrayState& state, std::vector<Pixel>& pixels);
-
-  PictureSize Size() const { return context->Size(); }
+  [[nodiscard]] Fault DrawInto(const ArrayState& state, std::vector<Pixel>& pixels) override;
+  PictureSize Size() const override { return context->Size(); }
 
   // See OffscreenContext::Drawer.
-  const std::string& Drawer() const { return context->Drawer(); }
+  std::string Drawer() const override { return context->Drawer(); }
 
  private:
   ArrayRenderer(const ArrayShape& shape, std::unique_ptr<OffscreenContext> context, uint32_t spin);

@@ -4,7 +4,10 @@
 
 #include <png.h>
 
+#include <algorithm>
+
 #include "render/ArrayRenderer.h"
+#include "render/floorplan/FloorplanRenderer.h"
 #include "tests/tools/CommandFixture.h"
 #include "trace/ask/StateReader.h"
 
@@ -93,6 +96,38 @@ TEST_F(RenderCommandTest, TheViewersOptionsAreTaken) {
   EXPECT_EQ(Drawn(ArrayShape(2, 2, 4), {PictureSize{333, 200}, 100},
                   [&](auto reader) { return reader.AtStep(1, 6); }),
             picture);
+}
+
+TEST_F(RenderCommandTest, AFloorplanIsThatOfTheCycle) {
+  const auto drawn = [this](const ArrayShape& shape, const FloorplanView& view, uint64_t cycle) {
+    const auto trace = TraceSource::Open(folder.File("t.trace"));
+    const auto index = Index::Open(**trace);
+    const auto renderer = FloorplanRenderer::Open(shape, view);
+    return (*renderer)->Draw(*StateReader(**trace, **index, shape).AtCycle(cycle)).Take();
+  };
+  const Picture picture = Rendered({"--natural", "--cycle", "260"});
+  EXPECT_EQ(drawn(ArrayShape(1, 2, 4), {}, 260), picture);
+  EXPECT_EQ(
+      drawn(ArrayShape(2, 2, 4), {PictureSize{333, 200}, &FloorplanColors::Dark()}, 6),
+      Rendered({"--natural", "--cycle", "6", "-c", "2", "--size", "333x200", "--theme", "dark"}));
+  const CommandResult result =
+      Render({"--natural", "--cycle", "6", "-c", "64", "-o", "b.png", "--verbose"});
+  EXPECT_THAT(result.err, HasSubstr("drawn by Cairo, as a floorplan of domains: there is no room "
+                                    "for PEs\n"));
+}
+
+TEST_F(RenderCommandTest, ASheetOfFloorplansIsOfCycles) {
+  const Picture sheet = Rendered({"--natural", "--sheet", "2x1", "--from", "5", "--to", "260"});
+  const Picture last = Rendered({"--natural", "--cycle", "260"});
+  ASSERT_EQ(2 * last.size.width, sheet.size.width);
+  ASSERT_EQ(last.size.height, sheet.size.height);
+  const size_t row = last.size.width * Picture::CHANNELS;
+  for (size_t y = 0; y < last.size.height; ++y) {
+    ASSERT_TRUE(std::equal(last.pixels.begin() + static_cast<ptrdiff_t>(y * row),
+                           last.pixels.begin() + static_cast<ptrdiff_t>((y + 1) * row),
+                           sheet.pixels.begin() + static_cast<ptrdiff_t>((2 * y + 1) * row)))
+        << y;
+  }
 }
 
 TEST_F(RenderCommandTest, TheSameOptionsGiveTheSameBytesInAFileAndOnStandardOutput) {
@@ -277,6 +312,12 @@ TEST_F(RenderCommandTest, ACommandLineThatIsNotUnderstoodWritesNothing) {
       {"--step", "1", "--spin", "2881", "-o", "a.png"},
       {"--step", "1", "--spin", "-1", "-o", "a.png"},
       {"--step", "1", "--spin", "1.5", "-o", "a.png"},
+      {"--step", "1", "--theme", "dark", "-o", "a.png"},
+      {"--natural", "--step", "1", "-o", "a.png"},
+      {"--natural", "--cycle", "1", "--spin", "1", "-o", "a.png"},
+      {"--natural", "--cycle", "1", "--theme", "grey", "-o", "a.png"},
+      {"--natural", "-F", "1", "--to", "9", "-o", "a.gif"},
+      {"--natural", "-o", "a.png"},
       {"--step", "1", "--size", "0x1", "-o", "a.png"},
       {"--step", "1", "--size", "1x16385", "-o", "a.png"},
       {"--step", "1", "--size", "18446744073709551617x1", "-o", "a.png"},

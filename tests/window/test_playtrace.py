@@ -1,4 +1,4 @@
-"""scripts/play-trace: the pictures that it leaves, and the pace in a window."""
+"""scripts/play-trace: the pace in a window, and how it ends."""
 
 import os
 import subprocess
@@ -8,7 +8,6 @@ from pathlib import Path
 
 import numpy
 import pytest
-from PIL import Image, ImageSequence
 
 from picture import Layout, Scene, play
 from tracetext import records, to_bytes
@@ -39,18 +38,6 @@ def environment(display):
     )
 
 
-def film(trace, *arguments):
-    return subprocess.run(
-        command(trace, "--film", trace.parent / "film", *arguments),
-        env=environment("a film needs none"),
-        cwd=trace.parent,
-        capture_output=True,
-        text=True,
-        timeout=PATIENCE,
-        check=False,
-    )
-
-
 @pytest.fixture
 def trace(tmp_path):
     (tmp_path / "trace").write_bytes(to_bytes(TRACE))
@@ -66,76 +53,6 @@ def scene_at(cycle, text=TRACE):
 
 def pixels(picture):
     return numpy.array(picture.convert("RGB"))
-
-
-def test_a_film_leaves_exact_pictures_of_the_cycles_asked_for(trace):
-    result = film(trace, "--moment", "0", "--moment", "7", "--moment", "3")
-    assert result.returncode == 0, result.stderr
-    assert result.stdout == "".join(f"film/cycle-00000{cycle}.png\n" for cycle in (0, 3, 7))
-    for cycle in (0, 3, 7):
-        with Image.open(trace.parent / f"film/cycle-00000{cycle}.png") as picture:
-            assert not scene_at(cycle).picture().differences(pixels(picture))
-            assert scene_at(cycle + 1).picture().differences(pixels(picture)), "the control"
-
-
-def test_an_animation_has_a_frame_for_each_cycle_and_tells_the_normal_end(trace):
-    result = film(trace, "--gif")
-    assert result.returncode == 0, result.stderr
-    assert result.stdout.startswith("film/film.gif\n" + NORMAL_END)
-    with Image.open(trace.parent / "film/film.gif") as animation:
-        frames = [pixels(frame) for frame in ImageSequence.Iterator(animation)]
-    # The last cycle is not among them: nothing follows that would show that it is complete.
-    assert len(frames) == 15
-    for cycle, frame in enumerate(frames):
-        assert not scene_at(cycle).picture().differences(frame), cycle
-
-
-def test_a_zoom_makes_squares_of_the_pixels_of_the_window(trace):
-    assert film(trace, "--moment", "5").returncode == 0
-    with Image.open(trace.parent / "film/cycle-000005.png") as picture:
-        plain = pixels(picture)
-    assert film(trace, "--moment", "5", "--zoom", "3").returncode == 0
-    with Image.open(trace.parent / "film/cycle-000005.png") as picture:
-        zoomed = pixels(picture)
-    assert (zoomed == plain.repeat(3, axis=0).repeat(3, axis=1)).all()
-
-
-def test_a_cycle_of_more_records_than_a_fifo_holds_arrives_whole(trace):
-    many = "fire 0 0 0 0\n" + "".join(
-        f"send 1 0 {n % 4} {n // 4 % 4} 3 3\nfire 1 2 {n % 16} 5\n" for n in range(3000)
-    )
-    trace.write_bytes(to_bytes(many + "fire 2 4 9 9\nfire 3 0 0 0\n"))
-    result = film(trace, "--gif")
-    assert result.returncode == 0, result.stderr
-    with Image.open(trace.parent / "film/film.gif") as animation:
-        animation.seek(2)
-        shot = pixels(animation)
-    x, y = LAYOUT.pe(9) + 5, LAYOUT.size - 1 - (LAYOUT.pe(9) + 5)
-    assert tuple(shot[y, x]) == (255, 1, 255)
-
-
-def test_a_cycle_that_the_trace_does_not_show_is_a_mistake(trace):
-    result = film(trace, "--moment", "99", "--moment", "2")
-    assert result.returncode == 1
-    assert result.stderr == "play-trace: the trace shows no cycle 99\n"
-
-
-@pytest.mark.parametrize(
-    "data, reason",
-    [(b"", "the trace is empty"), (to_bytes(TRACE)[:-1], "the trace ends inside a record")],
-)
-def test_a_broken_trace_is_refused(trace, data, reason):
-    trace.write_bytes(data)
-    result = film(trace, "--gif")
-    assert (result.returncode, result.stderr) == (1, f"play-trace: {reason}\n")
-
-
-def test_a_viewer_that_fails_is_reported_with_its_words(trace):
-    trace.write_bytes(to_bytes("fire 0 0 0 0\nfire 1 0 0 0\nraw 9 1 0 0\nfire 2 0 0 0"))
-    result = film(trace, "--gif")
-    assert result.returncode == 1
-    assert "failed assertion `0'" in result.stderr
-    assert "the viewer failed (-6)" in result.stderr
 
 
 class Playing:
@@ -164,8 +81,8 @@ class Playing:
         picture = scene_at(cycle).picture()
         wait_for("the picture", lambda: not picture.differences(self.shot()), self.alive)
 
-    def end(self):
-        assert self.process.wait(timeout=PATIENCE) == 0
+    def end(self, status=0):
+        assert self.process.wait(timeout=PATIENCE) == status
         return (self.trace.parent / "said").read_text()
 
     def close(self):
@@ -226,3 +143,35 @@ def test_a_closed_window_is_a_normal_end_too(start_playing, trace, display):
     window = wait_for("the window", display.windows, playing.alive)[0]
     display.ask_to_close(window)
     assert playing.end() == "The window was closed.\n"
+
+
+def test_a_cycle_of_more_records_than_a_fifo_holds_arrives_whole(start_playing, trace):
+    many = "fire 0 0 0 0\n" + "".join(
+        f"send 1 0 {n % 4} {n // 4 % 4} 3 3\nfire 1 2 {n % 16} 5\n" for n in range(3000)
+    )
+    trace.write_bytes(to_bytes(many + "fire 2 4 9 9\n"))
+    playing = start_playing(rate=5)
+    x, y = LAYOUT.pe(9) + 5, LAYOUT.size - 1 - (LAYOUT.pe(9) + 5)
+
+    def shows_the_last_fire():
+        shot = playing.shot()
+        return shot.shape[:2] == (LAYOUT.size, LAYOUT.size) and tuple(shot[y, x]) == (255, 1, 255)
+
+    wait_for("the fire behind the long cycle", shows_the_last_fire, playing.alive)
+    assert playing.end().startswith(NORMAL_END)
+
+
+@pytest.mark.parametrize(
+    "data, reason",
+    [(b"", "the trace is empty"), (to_bytes(TRACE)[:-1], "the trace ends inside a record")],
+)
+def test_a_broken_trace_is_refused(start_playing, trace, data, reason):
+    trace.write_bytes(data)
+    assert start_playing(rate=100).end(status=1) == f"play-trace: {reason}\n"
+
+
+def test_a_viewer_that_fails_is_reported_with_its_words(start_playing, trace):
+    trace.write_bytes(to_bytes("fire 0 0 0 0\nfire 1 0 0 0\nraw 9 1 0 0\nfire 2 0 0 0"))
+    said = start_playing(rate=100).end(status=1)
+    assert "failed assertion `0'" in said
+    assert "the viewer failed (-6)" in said

@@ -12,15 +12,13 @@
 #include <vector>
 
 #include "render/ArrayRenderer.h"
-#include "render/Film.h"
-#include "render/Png.h"
+#include "render/floorplan/FloorplanRenderer.h"
+#include "tools/commands/RenderFlags.h"
+#include "tools/commands/RenderOutput.h"
 #include "tools/program/Flags.h"
 #include "tools/program/Frames.h"
-#include "tools/program/Interruption.h"
 #include "tools/program/Moment.h"
-#include "tools/program/Output.h"
 #include "tools/program/OutputApart.h"
-#include "tools/program/ProgressLine.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/TerminalText.h"
 #include "tools/program/TraceInput.h"
@@ -39,11 +37,19 @@ constexpr char footer[] =
     "  marrowfin-trace render run.trace --from 100 --to 400 --fps 24 -o a.mp4\n"
     "  marrowfin-trace render run.trace --cycles --every 10 -o a.webm\n"
     "  marrowfin-trace render run.trace --sheet 4x3 -o a.png\n"
+    "  marrowfin-trace render run.trace --natural --cycle 5000 -o a.png\n"
     "\n"
     "--step gives, to the pixel, what the viewer's window shows after so many animation steps of\n"
     "the same trace with the same -c, -d, -p and -F; --cycle draws the state with every event up\n"
     "to and including that cycle applied. No screen is needed. The same options give the same\n"
     "bytes.\n"
+    "\n"
+    "--natural draws a floorplan: column 0 at the left, row 0 below, what is fresh solid, what is\n"
+    "old hollow. Where elements have no room, domains are drawn, or clusters, in the colour of "
+    "their\n"
+    "most frequent thread, the paler the older; --verbose says which. Companion and flags tell "
+    "the\n"
+    "shape, which need not be square.\n"
     "\n"
     "A name that ends in .mp4, .webm, .gif or .apng asks for a film, which ffmpeg makes; --sheet\n"
     "for one picture of many moments, row by row.\n"
@@ -52,23 +58,7 @@ constexpr char footer[] =
     "all of it, 2 command line refused, 3 nothing draws here, there is no ffmpeg, or the output\n"
     "cannot be written.";
 
-constexpr uint32_t LONGEST_SIDE = 16384;  // of a picture, in pixels
-constexpr uint32_t MOST_TILES = 1000;     // along each side of a sheet
-
-struct RenderFlags {
-  std::string trace;
-  std::string output;
-  MomentFlags moment;
-  FrameFlags frames;
-  ShapeFlags shape;
-  WindowView view;
-  std::optional<PictureSize> sheet;  // columns and rows
-  uint32_t perSecond = 12;
-  std::optional<FilmFormat> format;
-  bool verbose = false;
-
-  bool IsFilm() const { return format || FormatOfName(output); }
-};
+constexpr uint32_t MOST_TILES = 1000;  // along each side of a sheet
 
 bool ReadSide(const std::string& text, uint32_t most, uint32_t& side) {
   std::string digits = text;
@@ -103,11 +93,22 @@ void AddSize(CLI::App& app, const std::string& name, uint32_t most,
           ""));
 }
 
-std::string SizeText(PictureSize size) {
-  return std::to_string(size.width) + " by " + std::to_string(size.height) + " pixels";
-}
-
 // What the output is to show.
+
+// A floorplan is of cycles, and what belongs to the window alone has no meaning for it.
+MaybeFailure CheckNatural(const RenderFlags& flags) {
+  if (!flags.natural) {
+    return flags.colors
+               ? MaybeFailure(Failure{EXIT_USAGE, "--theme is of floorplans: the viewer has one",
+                                      "Give --natural as well."})
+               : std::nullopt;
+  }
+  if (flags.moment.step || flags.moment.skipTo || flags.view.spin > 0) {
+    return Failure{EXIT_USAGE, "--natural shows cycles, as a floorplan that nothing turns",
+                   "Give --cycle, or --from and --to, without --step, -F and --spin."};
+  }
+  return std::nullopt;
+}
 
 MaybeFailure CheckMoments(const RenderFlags& flags) {
   if (!flags.IsFilm() && !flags.sheet) {
@@ -163,10 +164,12 @@ MaybeFailure CheckShown(const RenderFlags& flags, const ArrayState& state) {
 // cannot: for what a picture saves by it that is too much.
 void KeepNoShaders() { setenv("MESA_SHADER_CACHE_DISABLE", "true", 0); }
 
-MaybeFailure OpenRenderer(const RenderFlags& flags, const ArrayShape& shape,
-                          std::unique_ptr<ArrayRenderer>& renderer) {
-  KeepNoShaders();
-  auto opened = ArrayRenderer::Open(shape, flags.view);
+MaybeFailure OpenFloorplan(const RenderFlags& flags, const ArrayShape& shape,
+                           std::unique_ptr<MomentRenderer>& renderer) {
+  FloorplanView view;
+  view.size = flags.view.size;
+  view.colors = flags.colors == "dark" ? &FloorplanColors::Dark() : &FloorplanColors::Light();
+  auto opened = FloorplanRenderer::Open(shape, view);
   if (!opened) {
     return OutputFailureOf(opened.Why());
   }
@@ -174,32 +177,18 @@ MaybeFailure OpenRenderer(const RenderFlags& flags, const ArrayShape& shape,
   return std::nullopt;
 }
 
-MaybeFailure OpenOutput(const std::string& path, Output& output) {
-  return path == "-" ? output.OpenStandard() : output.Open(path);
-}
-
-MaybeFailure WritePicture(const Picture& picture, const std::string& path) {
-  Output output;
-  if (MaybeFailure failure = OpenOutput(path, output)) {
-    return failure;
+MaybeFailure OpenRenderer(const RenderFlags& flags, const ArrayShape& shape,
+                          std::unique_ptr<MomentRenderer>& renderer) {
+  if (flags.natural) {
+    return OpenFloorplan(flags, shape, renderer);
   }
-  if (const Fault fault = WritePng(picture, output.Sink())) {
-    return OutputFailureOf(fault);
+  KeepNoShaders();
+  auto opened = ArrayRenderer::Open(shape, flags.view);
+  if (!opened) {
+    return OutputFailureOf(opened.Why());
   }
-  return output.Commit();
-}
-
-// Says what is drawn, for whoever wants to know.
-void Account(const RenderFlags& flags, const ArrayRenderer& renderer, const std::string& what,
-             const ArrayShape& shape, const Console& console) {
-  if (flags.verbose) {
-    console.err << LineFor(console.err, flags.output) << ": " << SizeText(renderer.Size()) << " of "
-                << what << ", " << ShapeText(shape) << ", drawn by " << renderer.Drawer() << "\n";
-  }
-}
-
-std::string MomentText(const ArrayState& state) {
-  return "step " + std::to_string(state.step) + ", cycle " + std::to_string(state.cycle);
+  renderer = std::move(opened).Take();
+  return std::nullopt;
 }
 
 // One moment.
@@ -216,96 +205,13 @@ MaybeFailure RenderPicture(const RenderFlags& flags, const ArrayShape& shape, In
   if (MaybeFailure failure = CheckShown(flags, state)) {
     return failure;
   }
-  std::unique_ptr<ArrayRenderer> renderer;
+  std::unique_ptr<MomentRenderer> renderer;
   if (MaybeFailure failure = OpenRenderer(flags, shape, renderer)) {
     return failure;
   }
   Account(flags, *renderer, MomentText(state), shape, console);
   const Result<Picture> drawn = renderer->Draw(state);
   return drawn ? WritePicture(*drawn, flags.output) : OutputFailureOf(drawn.Why());
-}
-
-// Many moments. Work that is interrupted ends with a failure that nobody reads: the program ends of
-// the signal.
-
-using TakeFrame = std::function<Fault(const std::vector<Pixel>& pixels)>;
-
-MaybeFailure DrawFrames(const RenderFlags& flags, Frames& frames, ArrayRenderer& renderer,
-                        const Console& console, const TakeFrame& take) {
-  const Interruption interruption;
-  ProgressLine line(console.terminal, "drawing " + flags.output, "pictures", 1);
-  std::vector<Pixel> pixels;
-  for (uint64_t i = 0; i < frames.Count(); ++i) {
-    if (interruption.Asked()) {
-      return OutputFailureOf(CancelledFault(flags.output));
-    }
-    if (MaybeFailure failure = frames.Next()) {
-      return failure;
-    }
-    if (const Fault fault = renderer.DrawInto(frames.State(), pixels)) {
-      return OutputFailureOf(fault);
-    }
-    if (const Fault fault = take(pixels)) {
-      return OutputFailureOf(fault);
-    }
-    line.Update(i + 1, frames.Count());
-  }
-  return std::nullopt;
-}
-
-MaybeFailure RenderFilm(const RenderFlags& flags, Frames& frames, ArrayRenderer& renderer,
-                        const Console& console) {
-  const Interruption interruption;  // goes last: ffmpeg has ended when the program does
-  const FilmFormat format = flags.format ? *flags.format : *FormatOfName(flags.output);
-  auto encoder = FilmEncoder::Start(format, renderer.Size(), flags.perSecond);
-  if (!encoder) {
-    return OutputFailureOf(encoder.Why());
-  }
-  Output output;
-  if (MaybeFailure failure = OpenOutput(flags.output, output)) {
-    return failure;
-  }
-  const auto take = [&](const std::vector<Pixel>& pixels) { return (*encoder)->Add(pixels); };
-  if (MaybeFailure failure = DrawFrames(flags, frames, renderer, console, take)) {
-    return failure;
-  }
-  if (const Fault fault = (*encoder)->Finish(output.Sink())) {
-    return OutputFailureOf(fault);
-  }
-  return output.Commit();
-}
-
-MaybeFailure RenderSheet(const RenderFlags& flags, Frames& frames, ArrayRenderer& renderer,
-                         const Console& console) {
-  const PictureSize tile = renderer.Size();
-  const uint64_t width = uint64_t{tile.width} * flags.sheet->width;
-  const uint64_t height = uint64_t{tile.height} * flags.sheet->height;
-  if (width > LONGEST_SIDE || height > LONGEST_SIDE) {
-    return Failure{EXIT_USAGE,
-                   flags.output + ": a sheet of " + std::to_string(width) + " by " +
-                       std::to_string(height) + " pixels is longer than 16384",
-                   "Give a smaller --size for each picture."};
-  }
-  const PictureSize size = {static_cast<uint32_t>(width), static_cast<uint32_t>(height)};
-  std::vector<Pixel> sheet(size.Pixels(), Pixel{255, 255, 255, 0});
-  uint64_t number = 0;
-  const auto take = [&](const std::vector<Pixel>& pixels) {
-    Pixel* to = sheet.data() + number / flags.sheet->width * tile.height * width +
-                number % flags.sheet->width * tile.width;
-    for (size_t row = 0; row < tile.height; ++row, to += width) {
-      std::copy_n(pixels.data() + row * tile.width, tile.width, to);
-    }
-    ++number;
-    if (flags.verbose) {
-      console.err << LineFor(console.err, flags.output) << ": picture " << number << ": "
-                  << MomentText(frames.State()) << "\n";
-    }
-    return Fault();
-  };
-  if (MaybeFailure failure = DrawFrames(flags, frames, renderer, console, take)) {
-    return failure;
-  }
-  return WritePicture(PictureOf(size, sheet), flags.output);
 }
 
 MaybeFailure RenderFrames(const RenderFlags& flags, const ArrayShape& shape, IndexedTrace& trace,
@@ -316,17 +222,18 @@ MaybeFailure RenderFrames(const RenderFlags& flags, const ArrayShape& shape, Ind
   if (MaybeFailure failure = frames.Plan(shape, console, most)) {
     return failure;
   }
-  std::unique_ptr<ArrayRenderer> renderer;
+  std::unique_ptr<MomentRenderer> renderer;
   if (MaybeFailure failure = OpenRenderer(flags, shape, renderer)) {
     return failure;
   }
   Account(flags, *renderer, std::to_string(frames.Count()) + " moments", shape, console);
-  return flags.sheet ? RenderSheet(flags, frames, *renderer, console)
-                     : RenderFilm(flags, frames, *renderer, console);
+  return flags.sheet ? WriteSheet(flags, frames, *renderer, console)
+                     : WriteFilm(flags, frames, *renderer, console);
 }
 
 MaybeFailure Render(const RenderFlags& flags, const Console& console) {
-  for (const auto& check : {CheckMoments(flags), flags.shape.Check(), CheckOutput(flags)}) {
+  for (const auto& check :
+       {CheckNatural(flags), CheckMoments(flags), flags.shape.Check(), CheckOutput(flags)}) {
     if (check) {
       return check;
     }
@@ -361,12 +268,19 @@ Action Configure(CLI::App& app) {
          "A film of this format, whatever the name ends in")
       ->check(CLI::IsMember(std::vector<std::string>{"mp4", "webm", "gif", "apng"}));
   flags->shape.Declare(app);
-  AddSize(app, "--size", LONGEST_SIDE, flags->view.size,
+  AddSize(app, "--size", RenderFlags::LONGEST_SIDE, flags->view.size,
           "Width and height of the window, as in 820x820; what the viewer opens unless given");
   AddCount(app, "--spin", flags->view.spin, "Turned as by so many steps of spinning")
       ->check(CLI::Range(0U, WindowView::MOST_SPIN));
+  app.add_flag("--natural", flags->natural,
+               "A floorplan by cycles, of arrays of any shape; not what the viewer shows");
+  app.add_option("--theme", flags->colors, "Colours of a floorplan: light or dark")
+      ->check(CLI::IsMember({"light", "dark"}));
   app.add_flag("--verbose", flags->verbose, "Say what was drawn, and by what");
-  return [flags](const Console& console) { return Render(*flags, console); };
+  return [flags](const Console& console) {
+    flags->frames.cycles |= flags->natural && (flags->IsFilm() || flags->sheet);
+    return Render(*flags, console);
+  };
 }
 
 }  // namespace
