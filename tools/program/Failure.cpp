@@ -25,6 +25,19 @@ Failure FailureOf(const Fault& fault) {
           unreadable ? "Name a file that you may read." : AsSentence(fault.remedy)};
 }
 
+Failure AnswerNo() { return {EXIT_NO, "", ""}; }
+
+bool IsAnswerNo(const MaybeFailure& failure) {
+  return failure && failure->code == EXIT_NO && failure->reason.empty();
+}
+
+MaybeFailure AsTrouble(MaybeFailure failure) {
+  if (failure && failure->code == EXIT_INPUT && !IsAnswerNo(failure)) {
+    failure->code = EXIT_TROUBLE;
+  }
+  return failure;
+}
+
 Failure OutputFailureOf(const Fault& fault) {
   Failure failure = FailureOf(fault);
   failure.code = EXIT_SYSTEM;

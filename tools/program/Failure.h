@@ -19,6 +19,14 @@ struct Failure {
 // Nothing when all went well.
 using MaybeFailure = std::optional<Failure>;
 
+// The answer no of a subcommand that tells it by its status: nothing failed, and nothing more is
+// said.
+Failure AnswerNo();
+bool IsAnswerNo(const MaybeFailure& failure);
+
+// A failure of such a subcommand: EXIT_TROUBLE in place of EXIT_INPUT, which is its no.
+MaybeFailure AsTrouble(MaybeFailure failure);
+
 // A fault in the words of the programs: of an input, or of an output that cannot be written.
 Failure FailureOf(const Fault& fault);
 Failure OutputFailureOf(const Fault& fault);

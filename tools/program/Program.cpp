@@ -27,7 +27,8 @@ const char programFooter[] =
     "  0  all went well\n"
     "  1  an input file cannot be read, or what it holds is refused\n"
     "  2  the command line is refused; nothing was read or written\n"
-    "  3  the output cannot be written, or memory ran out";
+    "  3  the output cannot be written, or memory ran out\n"
+    "Subcommands that answer yes or no by their status say so in their own --help.";
 
 // Made at the start: when memory has run out, nothing can be.
 const Failure outOfMemory = {EXIT_SYSTEM, OUT_OF_MEMORY, OUT_OF_MEMORY_REMEDY};
@@ -44,8 +45,12 @@ MaybeFailure FlushResults(const Console& console) {
 
 int Run(const Action& action, const Console& console) {
   MaybeFailure failure = action(console);
-  if (!failure) {
-    failure = FlushResults(console);
+  if (!failure || IsAnswerNo(failure)) {
+    const MaybeFailure unread = FlushResults(console);
+    failure = unread ? unread : failure;
+  }
+  if (IsAnswerNo(failure)) {
+    return failure->code;
   }
   if (failure) {
     Report(*failure, console);
