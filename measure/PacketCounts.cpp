@@ -9,16 +9,6 @@ constexpr size_t MOST_WINDOWS = 20;
 constexpr size_t WINDOWS_IN_A_ROW = 3;
 constexpr uint32_t ONSET_PERCENT = 95;
 
-// The window behind 1, 2, 5, 10, 20, ...; the same one where 64 bits do not hold it.
-uint64_t NextRound(uint64_t width) {
-  uint64_t lead = width;
-  while (lead >= 10) {
-    lead /= 10;
-  }
-  const uint64_t next = lead == 2 ? width / 2 * 5 : width * 2;
-  return next / 2 >= width / 2 && next > width ? next : width;
-}
-
 uint64_t MedianOf(std::vector<uint64_t> values) {
   std::sort(values.begin(), values.end());
   return values[(values.size() - 1) / 2];
@@ -27,12 +17,7 @@ uint64_t MedianOf(std::vector<uint64_t> values) {
 }  // namespace
 
 TimeColumns PacketCounts::Windows(uint64_t first, uint64_t last) {
-  TimeColumns columns = {first, last, 1};
-  while ((last - first) / columns.width >= MOST_WINDOWS &&
-         NextRound(columns.width) > columns.width) {
-    columns.width = NextRound(columns.width);
-  }
-  return columns;
+  return TimeColumns::Round(first, last, MOST_WINDOWS);
 }
 
 PacketCounts::PacketCounts(const TimeColumns& columns) : columns(columns) {

@@ -11,11 +11,29 @@ void AddUp(std::vector<uint64_t>& sum, const std::vector<uint64_t>& more) {
   }
 }
 
+// The width behind 1, 2, 5, 10, 20, ...; the same one where 64 bits do not hold it.
+uint64_t NextRound(uint64_t width) {
+  uint64_t lead = width;
+  while (lead >= 10) {
+    lead /= 10;
+  }
+  const uint64_t next = lead == 2 ? width / 2 * 5 : width * 2;
+  return next / 2 >= width / 2 && next > width ? next : width;
+}
+
 }  // namespace
 
 TimeColumns TimeColumns::AtMost(uint64_t first, uint64_t last, size_t most) {
   // The number of cycles is one more than what fits 64 bits at most, so it is not written down.
   return {first, last, (last - first) / most + 1};
+}
+
+TimeColumns TimeColumns::Round(uint64_t first, uint64_t last, size_t most) {
+  TimeColumns columns = {first, last, 1};
+  while ((last - first) / columns.width >= most && NextRound(columns.width) > columns.width) {
+    columns.width = NextRound(columns.width);
+  }
+  return columns;
 }
 
 Timeline::Timeline(const TimeColumns& columns)

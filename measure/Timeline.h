@@ -19,6 +19,9 @@ struct TimeColumns {
   // As few cycles a column as make at most `most` columns; `last` is not before `first`.
   static TimeColumns AtMost(uint64_t first, uint64_t last, size_t most);
 
+  // The same with columns of 1, 2 or 5 times a power of ten cycles.
+  static TimeColumns Round(uint64_t first, uint64_t last, size_t most);
+
   size_t Count() const { return static_cast<size_t>((last - first) / width) + 1; }
   uint64_t FirstOf(size_t column) const { return first + column * width; }
 
