@@ -135,12 +135,12 @@ void AddByNotes(const Selection& found, const PacketNotes& notes, OpenMessages& 
     const uint64_t cycle = found.columns->cycle[row];
     for (const uint64_t message : notes.Consumed(i)) {
       if (const std::optional<uint64_t> packet = open.Consume(message)) {
-        counts.Add(*packet, cycle, PacketRole::EXIT, std::nullopt);
+        counts.Add(*packet, cycle, PacketRole::EXIT, std::nullopt, found.columns->at[row]);
       }
     }
     if (const std::optional<uint64_t> packet = notes.Packet(i)) {
       const PacketRole role = notes.RoleOf(found.columns->tag[row].type, i);
-      counts.Add(*packet, cycle, role, notes.Created(i));
+      counts.Add(*packet, cycle, role, notes.Created(i), found.columns->at[row]);
       if (role == PacketRole::SEND) {
         open.Send(found.Record(i), *packet);
       }
@@ -154,7 +154,7 @@ void AddByThread(const Selection& found, PacketCounts& counts) {
     const PacketRole role = tag.type == FIRE_RECORD   ? PacketRole::FIRE
                             : tag.type == SEND_RECORD ? PacketRole::HOP
                                                       : PacketRole::OTHER;
-    counts.Add(tag.thread, found.columns->cycle[row], role, std::nullopt);
+    counts.Add(tag.thread, found.columns->cycle[row], role, std::nullopt, found.columns->at[row]);
   }
 }
 

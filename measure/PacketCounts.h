@@ -9,6 +9,7 @@
 
 #include "measure/Distribution.h"
 #include "measure/Timeline.h"
+#include "trace/base/Place.h"
 
 namespace marrowfin {
 
@@ -29,6 +30,7 @@ struct PacketLife {
   uint64_t injected = 0;
   uint64_t ejected = 0;
   uint64_t hops = 0;
+  Place from;  // where it entered
 
   uint64_t Latency() const { return ejected - injected; }
 };
@@ -54,7 +56,9 @@ class PacketCounts {
 
   explicit PacketCounts(const TimeColumns& windows);
 
-  void Add(uint64_t packet, uint64_t cycle, PacketRole role, std::optional<uint64_t> created);
+  // An event of a packet: its cycle and place, and when the packet was created where that is told.
+  void Add(uint64_t packet, uint64_t cycle, PacketRole role, std::optional<uint64_t> created,
+           Place at = {});
 
   uint64_t Delivered() const { return latencies.Size(); }
   uint64_t UnderWay() const { return journeys.size(); }
@@ -63,6 +67,7 @@ class PacketCounts {
   const ValueCounts& TotalLatencies() const { return total; }     // exit - created
   const ValueCounts& SourceWaits() const { return sourceWaits; }  // entry - created
   const ValueCounts& Hops() const { return hops; }
+  const ValueCounts& Distances() const { return distances; }  // columns and rows, entry to exit
   const std::optional<PacketLife>& Slowest() const { return slowest; }
   const std::vector<LatencyWindow>& Windows() const { return windows; }
 
@@ -71,9 +76,12 @@ class PacketCounts {
   // the network saturates. Nothing where none does, or there are too few packets to tell.
   std::optional<uint64_t> Onset() const;
 
+  // That median: half of what the 95th percentile is more than from the onset on.
+  std::optional<uint64_t> EarlyPercentile() const;
+
  private:
-  void Enter(uint64_t packet, uint64_t cycle, std::optional<uint64_t> created);
-  void Arrive(const PacketLife& life);
+  void Enter(uint64_t packet, uint64_t cycle, std::optional<uint64_t> created, Place at);
+  void Arrive(const PacketLife& life, Place at);
   LatencyWindow* WindowOf(uint64_t cycle);
 
   TimeColumns columns;
@@ -82,6 +90,7 @@ class PacketCounts {
   ValueCounts total;
   ValueCounts sourceWaits;
   ValueCounts hops;
+  ValueCounts distances;
   std::optional<PacketLife> slowest;
   std::vector<LatencyWindow> windows;
 };

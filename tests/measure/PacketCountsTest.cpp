@@ -105,6 +105,15 @@ TEST(PacketCountsTest, ThreeSlowWindowsInARowAreTheOnsetOfSaturation) {
   EXPECT_FALSE(Empty().Onset());
 }
 
+TEST(PacketCountsTest, TheDistanceIsThatOfTheEndsWhateverTheWay) {
+  PacketCounts counts = Empty();
+  counts.Add(1, 3, PacketRole::ENTRY, std::nullopt, {5, 1});
+  counts.Add(1, 4, PacketRole::HOP, std::nullopt, {7, 9});
+  counts.Add(1, 5, PacketRole::HOP, std::nullopt, {7, 9});
+  counts.Add(1, 6, PacketRole::EXIT, std::nullopt, {2, 3});
+  EXPECT_EQ(counts.Distances().Counts(), (std::map<uint64_t, uint64_t>{{5, 1}}));
+}
+
 TEST(CountPacketsTest, WithoutNotesTheThreadIsThePacket) {
   const Opened opened(Encode({{FIRE_RECORD, 1, 5, {0, 0}, {}},
                               {SEND_RECORD, 2, 5, {0, 0}, {1, 0}},
@@ -116,6 +125,7 @@ TEST(CountPacketsTest, WithoutNotesTheThreadIsThePacket) {
   EXPECT_FALSE(TellPackets(nullptr));
   EXPECT_EQ(counts->Latencies().Counts(), (std::map<uint64_t, uint64_t>{{5, 1}}));
   EXPECT_EQ(counts->Hops().Counts(), (std::map<uint64_t, uint64_t>{{1, 1}}));
+  EXPECT_EQ(counts->Distances().Counts(), (std::map<uint64_t, uint64_t>{{1, 1}}));
   EXPECT_EQ(counts->UnderWay(), 1U);
 }
 
@@ -156,6 +166,7 @@ TEST(CountPacketsTest, MessagesAreFollowedToTheFiresThatConsumedThem) {
   EXPECT_EQ(counts->Latencies().Counts(), (std::map<uint64_t, uint64_t>{{15, 1}, {14, 1}}));
   EXPECT_EQ(counts->TotalLatencies().Counts(), (std::map<uint64_t, uint64_t>{{18, 1}, {17, 1}}));
   EXPECT_EQ(counts->Hops().Counts(), (std::map<uint64_t, uint64_t>{{2, 1}, {0, 1}}));
+  EXPECT_EQ(counts->Distances().Counts(), (std::map<uint64_t, uint64_t>{{1, 2}}));
   EXPECT_EQ(counts->UnderWay(), 1U);
 }
 
