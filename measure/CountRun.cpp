@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "measure/CountByTables.h"
 #include "trace/ask/BatchCursor.h"
 #include "trace/read/Split.h"
 
@@ -104,6 +105,11 @@ bool IsPartial(const EventFilter& filter) {
   return NeedsIndex(filter) || !filter.HasEveryCycle() || filter.thread || filter.region;
 }
 
+// Whether the filter asks for cycles, and for all that is in them.
+bool AsksForCycles(const EventFilter& filter) {
+  return !NeedsIndex(filter) && filter.HasEveryType() && !filter.thread && !filter.region;
+}
+
 class Question {
  public:
   Question(const TraceSource& trace, const Index* index, const RunQuestion& question,
@@ -172,8 +178,22 @@ Result<RunCounts> CountRun(const TraceSource& trace, const Index* index,
   if (!cycles) {
     return cycles.Why();
   }
-  const Question asked(trace, index, question, progress);
   const CycleRange range = Narrowed(*cycles, question.filter);
+  if (question.sumsSuffice && index != nullptr && AsksForCycles(question.filter)) {
+    const RunShape shape = {question.shape,
+                            question.wrapColumns,
+                            question.wrapRows,
+                            question.columnFirst,
+                            {range.first, range.last, ~uint64_t{0}}};
+    Result<std::optional<RunCounts>> told = CountByTables(trace, *index, shape, progress);
+    if (!told) {
+      return told.Why();
+    }
+    if (*told) {
+      return std::move(**told);
+    }
+  }
+  const Question asked(trace, index, question, progress);
   Result<RunCounts> counts = asked.Count(range);
   if (!counts || counts->IsEmpty()) {
     return counts;

@@ -21,6 +21,11 @@ struct RunQuestion {
   bool columnFirst = false;
   EventFilter filter;
   size_t mostColumns = 400;  // of the timeline
+
+  // Whether sums by place are all that is wanted: fires, sends, receives and transmissions over the
+  // range of cycles, with the records of each type in one column. An index tells those in some
+  // milliseconds where the filter asks for cycles alone; else everything is counted as ever.
+  bool sumsSuffice = false;
 };
 
 // The cycles of the first and the last record of a trace, read from its ends; of a trace whose

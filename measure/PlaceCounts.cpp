@@ -81,6 +81,29 @@ void PlaceCounts::Add(const Selection& records) {
   }
 }
 
+void PlaceCounts::AddAt(Place place, Activity activity, uint64_t count) {
+  if (activity == TRANSMISSIONS) {
+    if (shape.HasSwitch(place)) {
+      switches[shape.SwitchNumber(place)] += count;
+    }
+  } else if (shape.HasElement(place)) {
+    ElementCounts& element = elements[shape.ElementNumber(place)];
+    (activity == FIRES   ? element.fires
+     : activity == SENDS ? element.sends
+                         : element.receives) += count;
+  }
+}
+
+void PlaceCounts::CountOutside(uint64_t ends) {
+  outside = ends;
+  for (const ElementCounts& element : elements) {
+    outside -= element.fires + element.sends + element.receives;
+  }
+  for (const uint64_t transmissions : switches) {
+    outside -= transmissions;
+  }
+}
+
 void PlaceCounts::Add(const PlaceCounts& later) {
   for (size_t i = 0; i < elements.size(); ++i) {
     AddLater(elements[i], later.elements[i]);

@@ -6,6 +6,7 @@
 
 #include "trace/ask/Selection.h"
 #include "trace/base/ArrayShape.h"
+#include "trace/index/IndexTables.h"
 
 namespace marrowfin {
 
@@ -34,6 +35,12 @@ class PlaceCounts {
 
   // What came right behind.
   void Add(const PlaceCounts& later);
+
+  // What is known of a place by its sums: nothing is known of `active` and of gaps then. Places
+  // that the array does not have are left out, and counted by CountOutside, which is told how many
+  // ends of events there are in all.
+  void AddAt(Place place, Activity activity, uint64_t count);
+  void CountOutside(uint64_t ends);
 
   const ArrayShape& Shape() const { return shape; }
   const std::vector<ElementCounts>& Elements() const { return elements; }

@@ -83,6 +83,25 @@ void RunCounts::Add(const Selection& selected) {
   }
 }
 
+void RunCounts::AddAt(Place place, Activity activity, uint64_t count) {
+  places.AddAt(place, activity, count);
+}
+
+void RunCounts::AddRecords(std::optional<uint32_t> thread, uint32_t type, uint64_t count) {
+  if (count == 0) {
+    return;
+  }
+  times.AddRecords(thread, type, count);
+  records += count;
+  firstCycle = times.Columns().first;
+  lastCycle = times.Columns().last;
+}
+
+void RunCounts::CountOutside() {
+  const auto all = [this](uint32_t type) { return times.OfType(type)[0]; };
+  places.CountOutside(all(FIRE_RECORD) + 2 * all(SEND_RECORD) + all(SWITCH_RECORD));
+}
+
 void RunCounts::Add(const RunCounts& later) {
   places.Add(later.places);
   times.Add(later.times);

@@ -100,6 +100,13 @@ void Timeline::Add(const Timeline& other) {
   AddUp(others, other.others);
 }
 
+void Timeline::AddRecords(std::optional<uint32_t> thread, uint32_t type, uint64_t count) {
+  types[type - SWITCH_RECORD][0] += count;
+  if (type == FIRE_RECORD) {
+    (thread ? Of(*thread) : others)[0] += count;
+  }
+}
+
 std::vector<uint32_t> Timeline::Threads() const {
   std::vector<uint32_t> all;
   for (const auto& [thread, slot] : slots) {

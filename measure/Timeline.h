@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <unordered_map>
 #include <vector>
 
@@ -43,6 +44,9 @@ class Timeline {
 
   void Add(const Selection& records);
   void Add(const Timeline& other);
+
+  // So many records of the first column; without a thread, of those that are not told apart.
+  void AddRecords(std::optional<uint32_t> thread, uint32_t type, uint64_t count);
 
   const TimeColumns& Columns() const { return columns; }
 

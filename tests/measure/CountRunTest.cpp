@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <map>
+#include <numeric>
 #include <random>
 #include <set>
+#include <tuple>
 #include <vector>
 
 #include "tests/trace/support/Filters.h"
@@ -168,6 +170,85 @@ TEST(CountRunTest, AFilterCountsWhatItLetsThroughWithAndWithoutAnIndex) {
     ExpectCounts(*read, Chosen(events, filter));
   }
   EXPECT_GT(some, 20);
+}
+
+// What an index tells by its sums of a range, against counting it.
+void ExpectSums(const Opened& opened, RunQuestion question) {
+  const Result<RunCounts> counted = CountRun(*opened.trace, opened.index.get(), question);
+  question.sumsSuffice = true;
+  const Result<RunCounts> told = CountRun(*opened.trace, opened.index.get(), question);
+  ASSERT_TRUE(counted) << counted.Why().Text();
+  ASSERT_TRUE(told) << told.Why().Text();
+  EXPECT_EQ(told->Records(), counted->Records());
+  EXPECT_EQ(told->Places().Outside(), counted->Places().Outside());
+  EXPECT_EQ(told->Places().Transmissions(), counted->Places().Transmissions());
+  for (size_t i = 0; i < question.shape.Elements(); ++i) {
+    const ElementCounts& a = told->Places().Elements()[i];
+    const ElementCounts& b = counted->Places().Elements()[i];
+    ASSERT_EQ(std::tie(a.fires, a.sends, a.receives), std::tie(b.fires, b.sends, b.receives)) << i;
+  }
+  const auto sum = [](const std::vector<uint64_t>& counts) {
+    return std::accumulate(counts.begin(), counts.end(), uint64_t{0});
+  };
+  for (const uint32_t type : {SWITCH_RECORD, FIRE_RECORD, SEND_RECORD}) {
+    EXPECT_EQ(sum(told->Times().OfType(type)), sum(counted->Times().OfType(type))) << type;
+  }
+  EXPECT_EQ(told->Times().Columns().first, counted->Times().Columns().first);
+  EXPECT_EQ(told->Times().Columns().last, counted->Times().Columns().last);
+}
+
+TEST(CountRunTest, SumsThatAnIndexTellsAreThoseOfCounting) {
+  std::mt19937 random(8);
+  const RandomTraceOptions options = Options(30000);
+  const std::vector<Event> events = RandomEvents(random, options);
+  const Opened opened(Encode(events));
+  const uint64_t last = events.back().cycle;
+  for (int round = 0; round < 30; ++round) {
+    RunQuestion question = Everything(round % 2 == 0 ? ArrayShape(2, 2, 2) : ArrayShape(2, 1, 2));
+    if (round > 1) {
+      question.filter.firstCycle = random() % (last + 1);
+      question.filter.lastCycle = question.filter.firstCycle + random() % (last + 1);
+    }
+    ExpectSums(opened, question);
+  }
+}
+
+TEST(CountRunTest, SumsThatNoTableTellsAreCounted) {
+  std::mt19937 random(9);
+  RandomTraceOptions options = Options(3000);
+  options.falling = true;
+  const Opened falling(Encode(RandomEvents(random, options)));
+  ExpectSums(falling, Everything({2, 2, 2}));
+  const Opened opened(Encode(RandomEvents(random, Options(3000))));
+  for (int condition = 0; condition < 4; ++condition) {
+    RunQuestion question = Everything({2, 2, 2});
+    EventFilter& filter = question.filter;
+    filter.sends = condition != 0;
+    filter.thread = condition == 1 ? std::optional<uint32_t>(1) : std::nullopt;
+    filter.lastRecord = condition == 2 ? 1000 : filter.lastRecord;
+    if (condition == 3) {
+      filter.region = Region{{0, 0}, {1, 3}};
+    }
+    ExpectSums(opened, question);
+  }
+}
+
+TEST(CountRunTest, SumsOfTablesAreToldWithoutGoingThroughTheTrace) {
+  std::mt19937 random(10);
+  const Opened opened(Encode(RandomEvents(random, Options(30000))));
+  RunQuestion question = Everything({2, 2, 2});
+  question.sumsSuffice = true;
+  // Whoever goes through records tells how many.
+  uint64_t read = 0;
+  const auto watch = [&](const Progress& now) {
+    read = now.done;
+    return true;
+  };
+  ASSERT_TRUE(CountRun(*opened.trace, opened.index.get(), question, watch));
+  EXPECT_LT(read, 3000U);
+  question.filter.sends = false;
+  ASSERT_TRUE(CountRun(*opened.trace, opened.index.get(), question, watch));
+  EXPECT_GT(read, 20000U);
 }
 
 TEST(CountRunTest, TheBusiestCycleAndTheLongestQuietSpellAreToldAcrossPieces) {
