@@ -66,6 +66,16 @@ enum marrowfin_trace_type {
  * What the functions below share. Nothing of it is for users but `records` and `error`.
  */
 
+/* Parts of the about file: each but the last one is told once. The first four are its plain texts,
+ * tables stand behind all that is in none. */
+enum marrowfin_trace_part {
+  MARROWFIN_TRACE_ABOUT_CYCLE_NS = 4,
+  MARROWFIN_TRACE_ABOUT_ARRAY,
+  MARROWFIN_TRACE_ABOUT_LINKS,
+  MARROWFIN_TRACE_ABOUT_LISTS,
+  MARROWFIN_TRACE_PARTS
+};
+
 /* Bytes that grow. */
 struct marrowfin_trace_bytes {
   unsigned char* data;
@@ -152,7 +162,7 @@ struct marrowfin_trace {
   size_t block_count;
   size_t block_room;
   uint32_t crc_table[256];
-  struct marrowfin_trace_bytes about[3]; /* plain keys, those of tables, and arrays of tables */
+  struct marrowfin_trace_bytes about[MARROWFIN_TRACE_PARTS]; /* see marrowfin_trace_part */
   int about_changed;
   uint64_t first_print; /* of the first records */
   uint32_t first_records;
@@ -716,11 +726,13 @@ static inline int marrowfin_trace_write_about(struct marrowfin_trace* trace) {
     failed = stream == NULL;
     if (stream != NULL) {
       fprintf(stream, "format = 1\n");
-      marrowfin_trace_write_lines(&trace->about[0], stream);
+      for (i = 0; i < MARROWFIN_TRACE_ABOUT_ARRAY; ++i) {
+        marrowfin_trace_write_lines(&trace->about[i], stream);
+      }
       fprintf(stream, "\n[trace]\nrecords = %u\nfingerprint = \"%08lx%08lx\"\n",
               (unsigned)trace->first_records, (unsigned long)(trace->first_print >> 32),
               (unsigned long)(trace->first_print & 0xFFFFFFFF));
-      for (i = 1; i < 3; ++i) {
+      for (; i < MARROWFIN_TRACE_PARTS; ++i) {
         marrowfin_trace_write_lines(&trace->about[i], stream);
       }
       failed = ferror(stream) != 0;
@@ -976,7 +988,7 @@ static inline void marrowfin_trace_free(struct marrowfin_trace* trace) {
     free(trace->columns[i].positions);
     memset(&trace->columns[i], 0, sizeof(trace->columns[i]));
   }
-  for (i = 0; i < 3; ++i) {
+  for (i = 0; i < MARROWFIN_TRACE_PARTS; ++i) {
     free(trace->about[i].data);
     memset(&trace->about[i], 0, sizeof(trace->about[i]));
   }
@@ -1078,28 +1090,50 @@ static inline int marrowfin_trace_companion(struct marrowfin_trace* trace) {
                                &trace->notes_written);
 }
 
-/* Says what the run was: `key` is "name", "command", "date" or "tool". */
+/* A part of the about file, empty, for what is told now: readers refuse a text that tells a key
+ * twice. */
+static inline struct marrowfin_trace_bytes* marrowfin_trace_tell(struct marrowfin_trace* trace,
+                                                                 int part) {
+  trace->about[part].size = 0;
+  trace->about_changed = 1;
+  return &trace->about[part];
+}
+
+/* Says what the run was: `key` is "name", "command", "date" or "tool"; EINVAL, which is no failure,
+ * for any other. Of this and of what else is told once a trace, up to its links, what is told last
+ * holds. */
 static inline int marrowfin_trace_about(struct marrowfin_trace* trace, const char* key,
                                         const char* text) {
-  struct marrowfin_trace_bytes* bytes = &trace->about[0];
+  static const char* const keys[] = {"name", "command", "date", "tool"};
+  struct marrowfin_trace_bytes* bytes;
+  int part = 0;
+  while (part < MARROWFIN_TRACE_ABOUT_CYCLE_NS && strcmp(key, keys[part]) != 0) {
+    ++part;
+  }
+  if (part == MARROWFIN_TRACE_ABOUT_CYCLE_NS) {
+    return trace->error != 0 ? trace->error : EINVAL;
+  }
+  bytes = marrowfin_trace_tell(trace, part);
   marrowfin_trace_add_string(trace, bytes, key);
   marrowfin_trace_add_string(trace, bytes, " = ");
   marrowfin_trace_add_quoted(trace, bytes, text);
-  trace->about_changed = 1;
   return marrowfin_trace_add_string(trace, bytes, "\n");
 }
 
-/* The nanoseconds that a cycle takes. */
+/* The nanoseconds that a cycle takes; EINVAL, which is no failure, for what is no time. */
 static inline int marrowfin_trace_cycle_ns(struct marrowfin_trace* trace, double nanoseconds) {
   char text[64];
   char* comma;
+  if (!(nanoseconds > 0) || nanoseconds - nanoseconds != 0) {
+    return trace->error != 0 ? trace->error : EINVAL;
+  }
   snprintf(text, sizeof(text), "cycle_ns = %.9e\n", nanoseconds);
   comma = strchr(text, ',');
   if (comma != NULL) {
     *comma = '.'; /* as the host's locale has it */
   }
-  trace->about_changed = 1;
-  return marrowfin_trace_add_string(trace, &trace->about[0], text);
+  return marrowfin_trace_add_string(
+      trace, marrowfin_trace_tell(trace, MARROWFIN_TRACE_ABOUT_CYCLE_NS), text);
 }
 
 /* Says that the run begins now. */
@@ -1113,7 +1147,8 @@ static inline int marrowfin_trace_date(struct marrowfin_trace* trace) {
   return marrowfin_trace_about(trace, "date", text);
 }
 
-/* How the array is built. All counts are at least 1. */
+/* How the array is built. All counts are at least 1, and there are fewer than 2^31 columns and rows
+ * in all: EINVAL, which is no failure, where that is not so. */
 struct marrowfin_trace_array {
   uint32_t cluster_columns, cluster_rows; /* of the array, in clusters */
   uint32_t domain_columns, domain_rows;   /* of a cluster, in domains */
@@ -1122,9 +1157,19 @@ struct marrowfin_trace_array {
   int wrap_columns, wrap_rows;            /* whether links join the last to the first */
 };
 
+static inline int marrowfin_trace_fits(uint32_t clusters, uint32_t domains, uint32_t pes) {
+  const uint64_t most = (uint64_t)1 << 31;
+  return clusters > 0 && domains > 0 && pes > 0 && clusters < most &&
+         (uint64_t)clusters * domains < most && (uint64_t)clusters * domains * pes < most;
+}
+
 static inline int marrowfin_trace_describe_array(struct marrowfin_trace* trace,
                                                  const struct marrowfin_trace_array* array) {
   char text[512];
+  if (!marrowfin_trace_fits(array->cluster_columns, array->domain_columns, array->pe_columns) ||
+      !marrowfin_trace_fits(array->cluster_rows, array->domain_rows, array->pe_rows)) {
+    return trace->error != 0 ? trace->error : EINVAL;
+  }
   snprintf(text, sizeof(text),
            "\n[array]\nclusters = { columns = %lu, rows = %lu }\n"
            "domains = { columns = %lu, rows = %lu }\npes = { columns = %lu, rows = %lu }\n"
@@ -1134,8 +1179,8 @@ static inline int marrowfin_trace_describe_array(struct marrowfin_trace* trace,
            (unsigned long)array->pe_columns, (unsigned long)array->pe_rows,
            array->gaps ? "true" : "false", array->wrap_columns ? "true" : "false",
            array->wrap_rows ? "true" : "false");
-  trace->about_changed = 1;
-  return marrowfin_trace_add_string(trace, &trace->about[1], text);
+  return marrowfin_trace_add_string(trace, marrowfin_trace_tell(trace, MARROWFIN_TRACE_ABOUT_ARRAY),
+                                    text);
 }
 
 /* What link load is computed with: "xy", "yx", or "" for a routing that nobody computes; bytes that
@@ -1143,12 +1188,11 @@ static inline int marrowfin_trace_describe_array(struct marrowfin_trace* trace,
 static inline int marrowfin_trace_describe_links(struct marrowfin_trace* trace, const char* routing,
                                                  uint32_t bytes_per_cycle, uint32_t latency) {
   char text[96];
-  struct marrowfin_trace_bytes* bytes = &trace->about[1];
+  struct marrowfin_trace_bytes* bytes = marrowfin_trace_tell(trace, MARROWFIN_TRACE_ABOUT_LINKS);
   marrowfin_trace_add_string(trace, bytes, "\n[links]\nrouting = ");
   marrowfin_trace_add_quoted(trace, bytes, routing);
   snprintf(text, sizeof(text), "\nbytes_per_cycle = %lu.0\nlatency = %lu.0\n",
            (unsigned long)bytes_per_cycle, (unsigned long)latency);
-  trace->about_changed = 1;
   return marrowfin_trace_add_string(trace, bytes, text);
 }
 
@@ -1156,7 +1200,7 @@ static inline int marrowfin_trace_describe_links(struct marrowfin_trace* trace, 
 static inline int marrowfin_trace_name_thread(struct marrowfin_trace* trace, uint32_t thread,
                                               const char* name, const char* meaning) {
   char text[64];
-  struct marrowfin_trace_bytes* bytes = &trace->about[2];
+  struct marrowfin_trace_bytes* bytes = &trace->about[MARROWFIN_TRACE_ABOUT_LISTS];
   snprintf(text, sizeof(text), "\n[[threads]]\nthread = %lu\nname = ", (unsigned long)thread);
   marrowfin_trace_add_string(trace, bytes, text);
   marrowfin_trace_add_quoted(trace, bytes, name);
@@ -1170,7 +1214,7 @@ static inline int marrowfin_trace_name_thread(struct marrowfin_trace* trace, uin
 static inline int marrowfin_trace_name_place(struct marrowfin_trace* trace, uint32_t row,
                                              uint32_t column, const char* name) {
   char text[96];
-  struct marrowfin_trace_bytes* bytes = &trace->about[2];
+  struct marrowfin_trace_bytes* bytes = &trace->about[MARROWFIN_TRACE_ABOUT_LISTS];
   snprintf(text, sizeof(text),
            "\n[[places]]\ncolumn = %lu\nrow = %lu\nname = ", (unsigned long)column,
            (unsigned long)row);

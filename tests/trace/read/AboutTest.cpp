@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cmath>
 #include <limits>
 
 #include "tests/support/Files.h"
@@ -303,6 +305,64 @@ TEST(AboutTest, RecorderInPlainCIsUnderstood) {
   const Result<std::unique_ptr<TraceSource>> source = TraceSource::Open(name);
   ASSERT_TRUE(source);
   EXPECT_FALSE(CheckIsAbout(*about, **source, "t.about"));
+}
+
+TEST(AboutTest, OfWhatTheRecorderInPlainCIsToldAgainTheLastHolds) {
+  TempDir folder;
+  const std::string name = folder.File("run.trace");
+  marrowfin_trace trace;
+  marrowfin_trace_open(&trace, name.c_str());
+  marrowfin_trace_companion(&trace);
+  for (const uint32_t side : {4U, 2U}) {
+    const std::string text = "run " + std::to_string(side);
+    for (const char* key : {"name", "command", "date", "tool"}) {
+      EXPECT_EQ(0, marrowfin_trace_about(&trace, key, text.c_str()));
+    }
+    EXPECT_EQ(0, marrowfin_trace_cycle_ns(&trace, side));
+    const marrowfin_trace_array array = {1, 1, 1, 1, side, side, 1, 0, 0};
+    EXPECT_EQ(0, marrowfin_trace_describe_array(&trace, &array));
+    EXPECT_EQ(0, marrowfin_trace_describe_links(&trace, "xy", side, side));
+    EXPECT_EQ(0, marrowfin_trace_name_thread(&trace, 1, text.c_str(), "class"));
+    EXPECT_EQ(0, marrowfin_trace_name_place(&trace, 0, 1, text.c_str()));
+    EXPECT_EQ(0, marrowfin_trace_flush(&trace));
+  }
+  ASSERT_EQ(0, marrowfin_trace_close(&trace)) << marrowfin_trace_message(&trace);
+  const Result<About> about = ReadAbout(AboutBeside(name));
+  ASSERT_TRUE(about) << about.Why().Text();
+  for (const std::string& text : {about->name, about->command, about->date, about->tool,
+                                  about->threads.at(1).name, about->places.at({1, 0})}) {
+    EXPECT_EQ("run 2", text);
+  }
+  EXPECT_EQ(2, about->cycleNs);
+  EXPECT_EQ(ArrayShape(1, 1, 2), about->array->shape);
+  EXPECT_EQ((AboutLinks{"xy", 2, 2}), about->links);
+}
+
+TEST(AboutTest, WhatReadersWouldRefuseTheRecorderInPlainCDoesNotTake) {
+  TempDir folder;
+  const std::string name = folder.File("run.trace");
+  marrowfin_trace trace;
+  marrowfin_trace_open(&trace, name.c_str());
+  marrowfin_trace_companion(&trace);
+  for (const char* key : {"", "format", "cycle_ns", "two words", "nam", "names", "a\nb"}) {
+    EXPECT_EQ(EINVAL, marrowfin_trace_about(&trace, key, "x")) << key;
+  }
+  for (const double time : {0.0, -1.0, HUGE_VAL, std::nan("")}) {
+    EXPECT_EQ(EINVAL, marrowfin_trace_cycle_ns(&trace, time)) << time;
+  }
+  for (const marrowfin_trace_array& array :
+       {marrowfin_trace_array{1, 1, 1, 0, 1, 1, 1, 0, 0},
+        marrowfin_trace_array{1u << 16, 1, 1u << 15, 1, 1, 1, 1, 0, 0},
+        marrowfin_trace_array{1, ~0u, 1, ~0u, 1, ~0u, 1, 0, 0}}) {
+    EXPECT_EQ(EINVAL, marrowfin_trace_describe_array(&trace, &array));
+  }
+  EXPECT_EQ(0, marrowfin_trace_about(&trace, "name", "kept"));
+  ASSERT_EQ(0, marrowfin_trace_close(&trace)) << marrowfin_trace_message(&trace);
+  const Result<About> about = ReadAbout(AboutBeside(name));
+  ASSERT_TRUE(about) << about.Why().Text();
+  EXPECT_EQ("kept", about->name);
+  EXPECT_EQ(std::nullopt, about->cycleNs);
+  EXPECT_EQ(std::nullopt, about->array);
 }
 
 TEST(AboutTest, OtherTraceIsTold) {
