@@ -6,41 +6,12 @@
 namespace marrowfin {
 namespace {
 
-constexpr uint32_t domainsPerCluster = 2;
-constexpr uint32_t mostPes = 8;
-
-uint32_t Distance(uint32_t a, uint32_t b) { return a < b ? b - a : a - b; }
-
-// The best way to split `half` a side into clusters and elements of a domain; no elements where
-// there is none.
-ArrayShape Split(uint32_t half) {
-  ArrayShape best = {0, domainsPerCluster, 0};
-  for (uint32_t pes = mostPes; pes >= std::min(half, 2u); --pes) {
-    const uint32_t clusters = half / pes;
-    if (half % pes == 0 &&
-        (best.pes.columns == 0 ||
-         Distance(clusters, pes) < Distance(best.clusters.columns, best.pes.columns))) {
-      best = {clusters, domainsPerCluster, pes};
-    }
-  }
-  return best;
-}
-
 void Include(Tile tile, PerAxis& extent) {
   extent.columns = std::max(extent.columns, tile.column + 1u);
   extent.rows = std::max(extent.rows, tile.row + 1u);
 }
 
 }  // namespace
-
-ArrayShape ShapeFor(uint32_t extent) {
-  uint32_t half = std::max((extent + 1) / 2, 1u);
-  ArrayShape shape = Split(half);
-  while (shape.pes.columns == 0) {
-    shape = Split(++half);
-  }
-  return shape;
-}
 
 ArrayLayout::ArrayLayout(const Capture& capture) : perRow(1) {
   std::set<uint32_t> seen;
@@ -56,11 +27,9 @@ ArrayLayout::ArrayLayout(const Capture& capture) : perRow(1) {
   while (perRow * perRow < devices.size()) {
     ++perRow;
   }
-  shape = ShapeFor(std::max(extent.columns, extent.rows));
-  pitch = shape.Columns();
-  shape.clusters.columns *= perRow;
-  shape.clusters.rows *= perRow;
 }
+
+ArrayShape ArrayLayout::Shape() const { return {perRow, 1, Pitch()}; }
 
 PerAxis ArrayLayout::DevicesPerAxis() const {
   const auto count = std::max<uint32_t>(1, static_cast<uint32_t>(devices.size()));

@@ -218,12 +218,12 @@ TEST_F(CapturesTest, EveryTraceHasTheNumbersThatItsSourceStates) {
     const char* view;
   };
   const std::map<std::string, Known> known = {
-      {"1x2_BLOCK_TO_2x4_HEIGHT.json", {176, 7320, "-c 1 -d 2 -p 3"}},
-      {"2x4_BLOCK_TO_8x4_BLOCK.json", {320, 2520, "-c 1 -d 2 -p 5"}},
-      {"DRAM_TO_4x4_BLOCK.json", {608, 9274, "-c 2 -d 2 -p 3"}},
-      {"DRAM_TO_8x8_HEIGHT.json", {1792, 11359, "-c 2 -d 2 -p 3"}},
-      {"mcast-util-trace-small.json", {7, 700, "-c 1 -d 2 -p 2"}},
-      {"ring-4dev_all_gather_combined.json", {441, 36415, "-c 4 -d 2 -p 2"}}};
+      {"1x2_BLOCK_TO_2x4_HEIGHT.json", {176, 7320, "-c 1 -d 1 -p 5"}},
+      {"2x4_BLOCK_TO_8x4_BLOCK.json", {320, 2520, "-c 1 -d 1 -p 10"}},
+      {"DRAM_TO_4x4_BLOCK.json", {608, 9274, "-c 1 -d 1 -p 12"}},
+      {"DRAM_TO_8x8_HEIGHT.json", {1792, 11359, "-c 1 -d 1 -p 12"}},
+      {"mcast-util-trace-small.json", {7, 700, "-c 1 -d 1 -p 3"}},
+      {"ring-4dev_all_gather_combined.json", {441, 36415, "-c 2 -d 1 -p 7"}}};
   for (const auto& [name, numbers] : known) {
     SCOPED_TRACE(name);
     const auto file = std::find_if(files.begin(), files.end(), [&name = name](const auto& path) {

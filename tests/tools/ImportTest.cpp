@@ -73,7 +73,7 @@ TEST_F(ImportTest, BarriersFlushesWaitsAndSetUpsAreFiresOfTheTile) {
 
 TEST_F(ImportTest, ASetUpFiresWhereItIsPreparedThoughItNamesAFarTile) {
   ExpectRecords(List({Event(R"("type":"WRITE_SET_STATE","dx":200,"dy":200)")}), "fire 0 0 1 2");
-  EXPECT_EQ(nlohmann::json(4),
+  EXPECT_EQ(nlohmann::json(3),
             Account(List({Event(
                 R"("type":"WRITE_SET_STATE","dx":200,"dy":200)")}))["view"]["positionsPerSide"]);
 }
@@ -150,13 +150,24 @@ TEST_F(ImportTest, EachDeviceGetsASquareOfWholeClustersSideBySide) {
   const std::string zone = R"("zone":"K","zone_phase":"end")";
   const std::string json =
       List({OnDevice(9, 0, 0, zone), OnDevice(2, 4, 6, zone), OnDevice(5, 1, 0, zone)});
-  ExpectRecords(json, "fire 0 0 0 8\nfire 0 0 4 6\nfire 0 0 9 0");
+  ExpectRecords(json, "fire 0 0 0 7\nfire 0 0 4 6\nfire 0 0 8 0");
   const nlohmann::json account = Account(json);
   EXPECT_EQ(nlohmann::json::parse(R"([{"device":2,"firstColumn":0,"firstRow":0},
-                                      {"device":5,"firstColumn":8,"firstRow":0},
-                                      {"device":9,"firstColumn":0,"firstRow":8}])"),
+                                      {"device":5,"firstColumn":7,"firstRow":0},
+                                      {"device":9,"firstColumn":0,"firstRow":7}])"),
             account["devices"]);
-  EXPECT_EQ("marrowfin -c 4 -d 2 -p 2 -f " + Trace(), account["view"]["command"]);
+  EXPECT_EQ("marrowfin -c 2 -d 1 -p 7 -f " + Trace(), account["view"]["command"]);
+}
+
+TEST_F(ImportTest, InfoSuggestsTheArrayThatTheAccountDoes) {
+  const std::string zone = R"("zone":"K","zone_phase":"end")";
+  for (const std::string& json :
+       {List({OnDevice(9, 3, 6, zone)}), List({OnDevice(9, 5, 1, zone), OnDevice(2, 0, 0, zone)}),
+        List({OnDevice(9, 0, 0, zone), OnDevice(2, 4, 6, zone), OnDevice(5, 1, 0, zone)})}) {
+    const std::string command = Account(json)["view"]["command"];
+    ASSERT_EQ(0, Run({"info", Trace()})) << err;
+    EXPECT_THAT(out, HasSubstr("\nview it with  " + command + "\n"));
+  }
 }
 
 TEST_F(ImportTest, AFabricWriteIsAMessageToATileOfTheOtherDevice) {
@@ -176,7 +187,7 @@ TEST_F(ImportTest, AZoneWithoutDeviceLiesOnTheDeviceOfItsRun) {
                       Event(R"("zone":"K","zone_phase":"end","run_host_id":8)"),
                       OnDevice(3, 0, 0, R"("type":"WRITE_FLUSH","run_host_id":8)"),
                       OnDevice(4, 0, 0, R"("type":"WRITE_FLUSH","run_host_id":7)")}),
-                "fire 0 0 5 2\nfire 0 0 1 2\nfire 0 0 0 0\nfire 0 0 4 0");
+                "fire 0 0 4 2\nfire 0 0 1 2\nfire 0 0 0 0\nfire 0 0 3 0");
 }
 
 TEST_F(ImportTest, AnEventWithoutDeviceLiesOnTheOnlyDeviceThereIs) {
@@ -258,7 +269,7 @@ TEST_F(ImportTest, TheTraceToolReadsWhatWasWritten) {
 TEST_F(ImportTest, ACaptureWithoutEventsGivesATraceOfTheFrameAlone) {
   ASSERT_EQ(0, Import("[]"));
   EXPECT_EQ(testing::TraceBytes("send 0 2 0 0 0 0\nsend 1 2 0 0 0 0"), testing::ReadFile(Trace()));
-  EXPECT_THAT(out, HasSubstr("marrowfin -c 1 -d 2 -p 1 -f "));
+  EXPECT_THAT(out, HasSubstr("marrowfin -c 1 -d 1 -p 1 -f "));
   ExpectRecords(" [ ] ", "");
 }
 
@@ -313,7 +324,7 @@ TEST_F(ImportTest, TheAccountIsPrintedForPeople) {
       "companion: " +
           Trace() + ".about\ncompanion: " + Trace() +
           ".notes\n"
-          "view it: marrowfin -c 2 -d 2 -p 2 -f " +
+          "view it: marrowfin -c 2 -d 1 -p 4 -f " +
           Trace() + "\n",
       out);
   EXPECT_EQ("", err);
@@ -339,8 +350,8 @@ TEST_F(ImportTest, TheAccountIsPrintedForPrograms) {
       "threads":[{"thread":0,"processor":"BRISC","events":1},
                  {"thread":1,"processor":"NCRISC","events":0}],
       "devices":[{"device":0,"firstColumn":0,"firstRow":0}],
-      "view":{"clusters":1,"domains":2,"pes":2,"positionsPerSide":4,
-              "command":"marrowfin -c 1 -d 2 -p 2 -f )" +
+      "view":{"clusters":1,"domains":1,"pes":3,"positionsPerSide":3,
+              "command":"marrowfin -c 1 -d 1 -p 3 -f )" +
                                   Trace() + R"("}})"),
             Account(List({FireAt(10)})));
 }

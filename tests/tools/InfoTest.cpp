@@ -337,12 +337,21 @@ TEST_F(InfoTest, WhatStandsBesideTheTraceIsToldAndItsArrayIsViewed) {
 }
 
 TEST_F(InfoTest, AnArrayThatIsToldIsNotViewedWhereNoViewerOrNotTheTraceHasIt) {
-  RecordNoted(folder.File("t.trace"), {2, 1, 1, 1, 6, 6, 1, 0, 0});
+  RecordNoted(folder.File("t.trace"), {2, 1, 1, 1, 6, 4, 1, 0, 0});
   EXPECT_THAT(Run({"info", "t.trace"}).out,
               EndsWith("\nview it with  marrowfin -c 1 -d 1 -p 8 -f t.trace\n"));
   RecordNoted(folder.File("t.trace"), {1, 1, 1, 1, 6, 6, 1, 0, 0});
   EXPECT_THAT(Run({"info", "t.trace"}).out,
               EndsWith("\nview it with  marrowfin -c 1 -d 1 -p 8 -f t.trace\n"));
+}
+
+TEST_F(InfoTest, ARectangleThatIsToldIsViewedAsTheSquareThatItFillsUpTo) {
+  RecordNoted(folder.File("t.trace"), {2, 1, 1, 1, 6, 6, 1, 0, 0});
+  EXPECT_THAT(Run({"info", "t.trace"}).out,
+              EndsWith("\nview it with  marrowfin -c 2 -d 1 -p 6 -f t.trace\n"));
+  RecordNoted(folder.File("t.trace"), {1, 1, 1, 1, 9, 3, 1, 0, 0});
+  EXPECT_EQ(json({{"clusters", 1}, {"domains", 1}, {"pes", 9}}),
+            RunForJson({"info", "t.trace"})["view"]);
 }
 
 TEST_F(InfoTest, ACompanionThatIsNotBelievedIsToldAndLeftOut) {

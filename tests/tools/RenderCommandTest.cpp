@@ -130,6 +130,19 @@ TEST_F(RenderCommandTest, ASheetOfFloorplansIsOfCycles) {
   }
 }
 
+TEST_F(RenderCommandTest, TheArrayIsTheSquareOfTheCompanionsUnlessFlagsSayAnother) {
+  const auto atCycle = [](const StateReader& reader) { return reader.AtCycle(260); };
+  testing::WriteFile(folder.File("t.trace.about"),
+                     "format = 1\n[trace]\nrecords = 0\nfingerprint = \"cbf29ce484222325\"\n"
+                     "[array]\npes = { columns = 10, rows = 6 }\n");
+  EXPECT_EQ(Drawn(ArrayShape(1, 1, 10), {}, atCycle), Rendered({"--cycle", "260"}));
+  EXPECT_EQ(Drawn(ArrayShape(1, 2, 5), {}, atCycle),
+            Rendered({"--cycle", "260", "-c", "1", "-p", "5"}));
+  const CommandResult floorplan =
+      Render({"--natural", "--cycle", "260", "-o", "b.png", "--verbose"});
+  EXPECT_THAT(floorplan.err, HasSubstr(", 1 x 1 clusters of 1 x 1 domains of 10 x 6 elements, "));
+}
+
 TEST_F(RenderCommandTest, TheSameOptionsGiveTheSameBytesInAFileAndOnStandardOutput) {
   ExpectOutput("", Render({"--step", "2", "-o", "a.png"}));
   ExpectOutput("", Render({"--step", "2", "-o", "b.png"}));

@@ -138,6 +138,10 @@ TEST_F(StateCommandTest, JsonTellsEveryColour) {
       {"clusters", 1},
       {"domains", 2},
       {"pes", 4},
+      {"shape",
+       {{"clusters", {{"columns", 1}, {"rows", 1}}},
+        {"domains", {{"columns", 2}, {"rows", 2}}},
+        {"pes", {{"columns", 4}, {"rows", 4}}}}},
       {"step", 3},
       {"cycle", 260},
       {"firstRecord", 0},
@@ -242,6 +246,48 @@ TEST_F(StateCommandTest, TheArrayIsTheSmallestUnlessOneIsGiven) {
   EXPECT_THAT(shape({"-d", "3"}), ElementsAre(4, 3, 4, 48));
   EXPECT_THAT(shape({"-p", "5"}), ElementsAre(4, 2, 5, 40));
   EXPECT_THAT(shape({"--clusters", "2", "--domains", "1", "--pes", "9"}), ElementsAre(2, 1, 9, 18));
+}
+
+// What a run tells of its array, with the print of no records.
+std::string ToldArray(const std::string& levels) {
+  return "format = 1\n[trace]\nrecords = 0\nfingerprint = \"cbf29ce484222325\"\n[array]\n" + levels;
+}
+
+TEST_F(StateCommandTest, TheArrayIsThatOfTheCompanionUnlessFlagsSayAnother) {
+  testing::WriteFile(folder.File("t.trace.about"), ToldArray("domains = { columns = 2, rows = 1 }\n"
+                                                             "pes = { columns = 5, rows = 6 }\n"));
+  EXPECT_THAT(At({"--cycle", "5"}),
+              StartsWith("t.trace: step 1, cycle 5, 1 records from record 0, 1 x 1 clusters of "
+                         "2 x 1 domains of 5 x 6 elements\n"));
+  const json told = RunForJson({"state", "t.trace", "--cycle", "5"});
+  EXPECT_EQ(6U, told["elements"].size());
+  EXPECT_EQ(10U, told["elements"][0].size());
+  EXPECT_EQ(json({{"clusters", {{"columns", 1}, {"rows", 1}}},
+                  {"domains", {{"columns", 2}, {"rows", 1}}},
+                  {"pes", {{"columns", 5}, {"rows", 6}}}}),
+            told["shape"]);
+  EXPECT_EQ(2, told["domains"]);
+  EXPECT_THAT(At({"--cycle", "5", "--places"}), HasSubstr(" 1 x 1 clusters of 2 x 1 "));
+  EXPECT_THAT(At({"--cycle", "5", "--region", "domain:1,0"}), HasSubstr("\nelement 7 2 "));
+  EXPECT_THAT(At({"--cycle", "5", "-d", "3"}), HasSubstr(" -c 4 -d 3 -p 4\n"));
+}
+
+TEST_F(StateCommandTest, AToldArrayThatLacksAPlaceOfTheTraceOrHasTooManyIsNone) {
+  for (const char* levels :
+       {"pes = { columns = 7, rows = 8 }\n", "pes = { columns = 8, rows = 2 }\n",
+        "clusters = { columns = 40000, rows = 40000 }\npes = { columns = 8, rows = 8 }\n"}) {
+    testing::WriteFile(folder.File("t.trace.about"), ToldArray(levels));
+    EXPECT_THAT(At({"--cycle", "5"}), HasSubstr(" -c 1 -d 2 -p 4\n")) << levels;
+  }
+}
+
+TEST_F(StateCommandTest, WhatIsNotBelievedOfARunIsToldAndItsArrayLeftOut) {
+  testing::WriteFile(folder.File("t.trace.about"), "format = 1\n");
+  const CommandResult result = Run({"state", "t.trace", "--cycle", "5"});
+  EXPECT_EQ(0, result.exitStatus);
+  EXPECT_THAT(result.out, HasSubstr(" -c 1 -d 2 -p 4\n"));
+  EXPECT_THAT(result.err, StartsWith("marrowfin-trace: t.trace.about: "));
+  EXPECT_THAT(result.err, HasSubstr("; what it tells of the run is left out"));
 }
 
 TEST_F(StateCommandTest, SwitchesAreNamedByTheirClusters) {

@@ -183,7 +183,7 @@ TEST_F(StatsTest, TheArrayIsThatOfTheCompanionUnlessFlagsSayAnother) {
                      "[array]\n"
                      "pes = { columns = 3, rows = 2 }\n");
   CommandResult result = Run({"stats", "t.trace"});
-  EXPECT_THAT(result.out, HasSubstr("1 x 1 clusters of 1 x 1 domains of 3 x 2 PEs\n"))
+  EXPECT_THAT(result.out, HasSubstr("1 x 1 clusters of 1 x 1 domains of 3 x 2 elements\n"))
       << result.err;
   result = Run({"stats", "t.trace", "-c", "1", "-d", "1", "-p", "4"});
   EXPECT_THAT(result.out, HasSubstr("-c 1 -d 1 -p 4\n"));

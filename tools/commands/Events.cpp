@@ -176,7 +176,7 @@ MaybeFailure Events(const EventsFlags& flags, const Console& console) {
   const Summary summary = trace.index->GetSummary();
   const Companion companion = OpenCompanion(*trace.file, console);
   const NotesFile* const notes = companion.Notes();
-  const EventNaming naming = {summary, KnownShape(flags.shape, companion, summary),
+  const EventNaming naming = {summary, KnownShape({flags.shape, companion, summary}),
                               companion.GetAbout(),
                               notes != nullptr ? &notes->Declarations() : nullptr};
   NotedFilter filter;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <ostream>
 #include <string>
 
@@ -58,47 +59,34 @@ class StepCounter {
   size_t records = 0;
 };
 
-nlohmann::json AsJson(const ArrayShape& shape) {
+nlohmann::json SquareAsJson(const ArrayShape& shape) {
   return {{"clusters", shape.clusters.columns},
           {"domains", shape.domains.columns},
           {"pes", shape.pes.columns}};
 }
 
-nlohmann::json AsJson(PerAxis counts) {
-  return {{"columns", counts.columns}, {"rows", counts.rows}};
-}
-
-// The array that the run told of itself, where the viewer can show it and the trace with it.
-const ArrayShape* ToldShape(const Companion& companion, const Summary& s) {
-  const About* const about = companion.GetAbout();
-  const bool shows = about != nullptr && about->array && about->array->shape.IsDrawable() &&
-                     HoldsTrace(about->array->shape, s);
-  return shows ? &about->array->shape : nullptr;
-}
-
 void AddShapes(const Summary& s, const Companion& companion, nlohmann::json& json) {
-  if (const ArrayShape* const told = ToldShape(companion, s)) {
-    json["view"] = AsJson(*told);
+  if (const std::optional<ArrayShape> told = ToldView(companion, s)) {
+    json["view"] = SquareAsJson(*told);
     return;
   }
   const FittingShapes fitting = ShapesThatFit(s);
   if (!fitting.view) {
     return;
   }
-  json["view"] = AsJson(*fitting.view);
+  json["view"] = SquareAsJson(*fitting.view);
   json["alsoFits"] = nlohmann::json::array();
   for (const ArrayShape& other : fitting.others) {
-    json["alsoFits"].push_back(AsJson(other));
+    json["alsoFits"].push_back(SquareAsJson(other));
   }
   if (fitting.rectangle) {
     const ArrayShape& rectangle = *fitting.rectangle;
-    json["rectangle"] = AsJson(PerAxis{rectangle.Columns(), rectangle.Rows()});
-    json["rectangle"]["clusters"] = AsJson(rectangle.clusters);
-    json["rectangle"]["domains"] = AsJson(rectangle.domains);
-    json["rectangle"]["pes"] = AsJson(rectangle.pes);
+    json["rectangle"] = LevelsAsJson(rectangle);
+    json["rectangle"]["columns"] = rectangle.Columns();
+    json["rectangle"]["rows"] = rectangle.Rows();
   }
   if (fitting.withEnds) {
-    json["viewOfEnds"] = AsJson(*fitting.withEnds);
+    json["viewOfEnds"] = SquareAsJson(*fitting.withEnds);
   }
 }
 
@@ -167,10 +155,6 @@ std::string CommandFor(const std::string& name, const ArrayShape& shape) {
              : "marrowfin " + ShapeText(shape) + " -f FILE, once it is unpacked into a plain FILE";
 }
 
-std::string CountText(PerAxis counts) {
-  return std::to_string(counts.columns) + " x " + std::to_string(counts.rows);
-}
-
 void PrintOthers(const std::vector<ArrayShape>& others, std::ostream& out) {
   constexpr size_t SHOWN = 3;
   if (others.empty()) {
@@ -188,13 +172,12 @@ void PrintOthers(const std::vector<ArrayShape>& others, std::ostream& out) {
 
 void PrintRectangle(const ArrayShape& shape, std::ostream& out) {
   out << "rectangle     " << shape.Columns() << " columns x " << shape.Rows()
-      << " rows: " << CountText(shape.clusters) << " clusters of " << CountText(shape.domains)
-      << " domains of " << CountText(shape.pes) << " elements; no viewer shows it\n";
+      << " rows: " << LevelsText(shape) << "; no viewer shows it\n";
 }
 
 void PrintView(const std::string& name, const Summary& s, const Companion& companion,
                std::ostream& out) {
-  if (const ArrayShape* const told = ToldShape(companion, s)) {
+  if (const std::optional<ArrayShape> told = ToldView(companion, s)) {
     out << "view it with  " << LineFor(out, CommandFor(name, *told)) << "\n";
     return;
   }

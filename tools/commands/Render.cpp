@@ -15,6 +15,7 @@
 #include "render/floorplan/FloorplanRenderer.h"
 #include "tools/commands/RenderFlags.h"
 #include "tools/commands/RenderOutput.h"
+#include "tools/program/CompanionInput.h"
 #include "tools/program/Flags.h"
 #include "tools/program/Frames.h"
 #include "tools/program/Moment.h"
@@ -242,12 +243,16 @@ MaybeFailure Render(const RenderFlags& flags, const Console& console) {
   if (MaybeFailure failure = OpenIndexed(flags.trace, console, trace)) {
     return failure;
   }
-  ArrayShape shape;
-  if (MaybeFailure failure = flags.shape.ShapeFor(flags.trace, trace.index->GetSummary(), shape)) {
-    return failure;
+  const Companion companion = OpenAbout(*trace.file, console);
+  const ShapeQuestion question = {flags.shape, companion, trace.index->GetSummary()};
+  // A floorplan may have other columns than rows.
+  const std::optional<ArrayShape> shape =
+      flags.natural ? KnownShape(question) : ViewedShape(question);
+  if (!shape) {
+    return NoShape(flags.trace);
   }
-  return flags.IsFilm() || flags.sheet ? RenderFrames(flags, shape, trace, console)
-                                       : RenderPicture(flags, shape, trace, console);
+  return flags.IsFilm() || flags.sheet ? RenderFrames(flags, *shape, trace, console)
+                                       : RenderPicture(flags, *shape, trace, console);
 }
 
 Action Configure(CLI::App& app) {

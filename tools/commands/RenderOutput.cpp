@@ -59,7 +59,7 @@ void Account(const RenderFlags& flags, const MomentRenderer& renderer, const std
              const ArrayShape& shape, const Console& console) {
   if (flags.verbose) {
     console.err << LineFor(console.err, flags.output) << ": " << SizeText(renderer.Size()) << " of "
-                << what << ", " << ShapeText(shape) << ", drawn by " << renderer.Drawer() << "\n";
+                << what << ", " << ArrayText(shape) << ", drawn by " << renderer.Drawer() << "\n";
   }
 }
 

@@ -140,6 +140,7 @@ void PrintHeadAsJson(const Answer& answer, std::ostream& out) {
                          {"clusters", s.shape.clusters.columns},
                          {"domains", s.shape.domains.columns},
                          {"pes", s.shape.pes.columns},
+                         {"shape", LevelsAsJson(s.shape)},
                          {"step", s.step},
                          {"cycle", s.cycle},
                          {"firstRecord", s.first},
@@ -192,7 +193,7 @@ void PrintTouched(const Answer& answer, std::ostream& out) {
 void PrintHead(const Answer& answer, std::ostream& out) {
   const ArrayState& s = answer.state;
   out << LineFor(out, answer.flags.trace) << ": step " << s.step << ", cycle " << s.cycle << ", "
-      << s.last - s.first << " records from record " << s.first << ", " << ShapeText(s.shape)
+      << s.last - s.first << " records from record " << s.first << ", " << ArrayText(s.shape)
       << (s.shown ? "" : ", never drawn: the trace ends in this step") << "\n";
   if (answer.end) {
     out << "the trace breaks off: " << LineFor(out, answer.end.Text()) << "\n";
@@ -255,23 +256,25 @@ MaybeFailure State(const StateFlags& flags, const Console& console) {
   if (MaybeFailure failure = OpenIndexed(flags.trace, console, trace)) {
     return failure;
   }
-  ArrayShape shape;
-  if (MaybeFailure failure = flags.shape.ShapeFor(flags.trace, trace.index->GetSummary(), shape)) {
-    return failure;
+  const Companion companion =
+      flags.places ? OpenCompanion(*trace.file, console) : OpenAbout(*trace.file, console);
+  const std::optional<ArrayShape> shape =
+      KnownShape({flags.shape, companion, trace.index->GetSummary()});
+  if (!shape) {
+    return NoShape(flags.trace);
   }
   ArrayState state;
-  if (MaybeFailure failure = TellState(flags.moment, shape, trace, console, state)) {
+  if (MaybeFailure failure = TellState(flags.moment, *shape, trace, console, state)) {
     return failure;
   }
   const Summary& summary = trace.index->GetSummary();
   Answer answer = {flags, state, summary.end, {}};
   if (flags.region) {
-    if (MaybeFailure failure = PositionsOf(*flags.region, flags.trace, shape, answer.region)) {
+    if (MaybeFailure failure = PositionsOf(*flags.region, flags.trace, *shape, answer.region)) {
       return failure;
     }
   }
   if (flags.places) {
-    const Companion companion = OpenCompanion(*trace.file, console);
     if (MaybeFailure failure = TellPlaces(answer, trace, companion, console)) {
       return failure;
     }

@@ -7,6 +7,8 @@ namespace marrowfin {
 
 namespace {
 
+constexpr char NO_ABOUT[] = "what it tells of the run is left out";
+
 void ReportUnless(const Fault& fault, const std::string& consequence, const Console& console) {
   if (fault) {
     Failure failure = FailureOf(fault);
@@ -15,11 +17,24 @@ void ReportUnless(const Fault& fault, const std::string& consequence, const Cons
   }
 }
 
+// A text that anyone may edit tells as many elements as it likes.
+bool IsOfSize(const ArrayShape& shape) {
+  constexpr size_t MOST = size_t{ArrayShape::LONGEST_SIDE} * ArrayShape::LONGEST_SIDE;
+  return shape.Elements() <= MOST;
+}
+
+const ArrayShape* ToldShape(const Companion& companion, const Summary& summary) {
+  const About* const about = companion.GetAbout();
+  const bool holds = about != nullptr && about->array && IsOfSize(about->array->shape) &&
+                     HoldsTrace(about->array->shape, summary);
+  return holds ? &about->array->shape : nullptr;
+}
+
 }  // namespace
 
 Companion OpenCompanion(const TraceSource& trace, const Console& console) {
   Companion companion = Companion::Beside(trace);
-  ReportUnless(companion.WhyNoAbout(), "what it tells of the run is left out", console);
+  ReportUnless(companion.WhyNoAbout(), NO_ABOUT, console);
   ReportUnless(companion.WhyNoNotes(), "its notes are left out", console);
   if (companion.Notes() != nullptr) {
     ReportUnless(
@@ -37,13 +52,36 @@ void ReportRefused(const Fault& refused, const Console& console) {
                console);
 }
 
-std::optional<ArrayShape> KnownShape(const ShapeFlags& flags, const Companion& companion,
-                                     const Summary& summary) {
-  if (flags.Given()) {
-    return flags.Shape();
+Companion OpenAbout(const TraceSource& trace, const Console& console) {
+  Companion companion = Companion::Beside(trace);
+  ReportUnless(companion.WhyNoAbout(), NO_ABOUT, console);
+  return companion;
+}
+
+std::optional<ArrayShape> KnownShape(const ShapeQuestion& question) {
+  if (question.flags.Given()) {
+    return question.flags.Shape();
   }
-  const About* const about = companion.GetAbout();
-  return about != nullptr && about->array ? about->array->shape : SuggestShape(summary);
+  const ArrayShape* const told = ToldShape(question.companion, question.summary);
+  return told != nullptr ? *told : SuggestShape(question.summary);
+}
+
+std::optional<ArrayShape> ViewedShape(const ShapeQuestion& question) {
+  if (question.flags.Given()) {
+    return question.flags.Shape();
+  }
+  const std::optional<ArrayShape> told = ToldView(question.companion, question.summary);
+  return told ? told : SuggestShape(question.summary);
+}
+
+std::optional<ArrayShape> ToldView(const Companion& companion, const Summary& summary) {
+  const ArrayShape* const told = ToldShape(companion, summary);
+  return told != nullptr ? SquareOf(*told) : std::nullopt;
+}
+
+Failure NoShape(const std::string& trace) {
+  return {EXIT_INPUT, trace + ": no array shows all locations of this trace",
+          "Give the counts of the array with -c, -d and -p."};
 }
 
 }  // namespace marrowfin

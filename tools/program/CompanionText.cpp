@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "tools/program/Json.h"
+#include "tools/program/ViewCommand.h"
 #include "trace/base/About.h"
 #include "trace/base/NotesFormat.h"
 
@@ -37,15 +38,10 @@ uint64_t CoveredRecords(const NotesFile& notes) {
   return records;
 }
 
-std::string CountText(PerAxis counts) {
-  return std::to_string(counts.columns) + " x " + std::to_string(counts.rows);
-}
-
 void PrintArray(const AboutArray& array, std::ostream& out) {
   const ArrayShape& s = array.shape;
-  out << "array         " << s.Columns() << " columns x " << s.Rows()
-      << " rows: " << CountText(s.clusters) << " clusters of " << CountText(s.domains)
-      << " domains of " << CountText(s.pes) << " elements" << (array.wrapColumns ? ", columns" : "")
+  out << "array         " << s.Columns() << " columns x " << s.Rows() << " rows: " << LevelsText(s)
+      << (array.wrapColumns ? ", columns" : "")
       << (array.wrapColumns && array.wrapRows ? " and rows"
           : array.wrapRows                    ? ", rows"
                                               : "")
@@ -96,15 +92,10 @@ void PrintNotes(const NotesFile& notes, const Summary& summary, std::ostream& ou
   out << (declarations.counters.empty() ? "" : "\n");
 }
 
-nlohmann::json AsJson(PerAxis counts) {
-  return {{"columns", counts.columns}, {"rows", counts.rows}};
-}
-
 nlohmann::json ArrayAsJson(const AboutArray& array) {
-  nlohmann::json json = AsJson(PerAxis{array.shape.Columns(), array.shape.Rows()});
-  json["clusters"] = AsJson(array.shape.clusters);
-  json["domains"] = AsJson(array.shape.domains);
-  json["pes"] = AsJson(array.shape.pes);
+  nlohmann::json json = LevelsAsJson(array.shape);
+  json["columns"] = array.shape.Columns();
+  json["rows"] = array.shape.Rows();
   json["gaps"] = array.gaps;
   json["wrap"] = {{"columns", array.wrapColumns}, {"rows", array.wrapRows}};
   return json;

@@ -4,9 +4,9 @@
 #include <utility>
 
 #include "measure/CountPackets.h"
+#include "tools/program/CompanionInput.h"
 #include "tools/program/Interruption.h"
 #include "tools/program/ProgressLine.h"
-#include "tools/program/Report.h"
 #include "trace/ask/FilterRange.h"
 
 namespace marrowfin {
@@ -32,11 +32,10 @@ MaybeFailure ChooseShape(const RunFlags& flags, CountedRun& run) {
     question.wrapRows = about->array->wrapRows;
   }
   question.columnFirst = about != nullptr && about->links && about->links->routing == "yx";
-  if (about != nullptr && about->array && !flags.shape.Given()) {
-    question.shape = about->array->shape;
-    return std::nullopt;
-  }
-  return flags.shape.ShapeFor(flags.trace, run.trace.index->GetSummary(), question.shape);
+  const std::optional<ArrayShape> shape =
+      KnownShape({flags.shape, *run.companion, run.trace.index->GetSummary()});
+  question.shape = shape.value_or(ArrayShape());
+  return shape ? std::nullopt : MaybeFailure(NoShape(flags.trace));
 }
 
 // The filter; of a trace that breaks off what stands before that is counted by the index.
@@ -83,8 +82,8 @@ Fault Follow(const RunFlags& flags, const Console& console, CountedRun& run) {
     return packets.Why();
   }
   run.packets = std::move(packets).Take();
-  if (notes && notes->Refused()) {
-    Report(FailureOf(notes->Refused()), console);
+  if (notes) {
+    ReportRefused(notes->Refused(), console);
   }
   return {};
 }
@@ -132,12 +131,7 @@ MaybeFailure OpenRun(const RunFlags& flags, const Console& console, CountedRun& 
   if (MaybeFailure failure = OpenIndexed(flags.trace, console, run.trace)) {
     return failure;
   }
-  run.companion = Companion::Beside(*run.trace.file);
-  for (const Fault& fault : {run.companion->WhyNoAbout(), run.companion->WhyNoNotes()}) {
-    if (fault) {
-      Report(FailureOf(fault), console);
-    }
-  }
+  run.companion = OpenCompanion(*run.trace.file, console);
   return ChooseShape(flags, run);
 }
 

@@ -2,6 +2,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/program/Json.h"
 #include "tools/program/RunAnswer.h"
 
 namespace marrowfin {
@@ -118,17 +119,12 @@ Json AsJson(const PacketCounts& packets) {
           {"windows", windows}};
 }
 
-Json AsJson(PerAxis axis) { return {{"columns", axis.columns}, {"rows", axis.rows}}; }
-
 }  // namespace
 
 Json StatsJson(const RunAnswer& answer) {
   const RunMeasures& m = answer.measures;
   Json json = {{"trace", answer.trace},
-               {"shape",
-                {{"clusters", AsJson(answer.shape.clusters)},
-                 {"domains", AsJson(answer.shape.domains)},
-                 {"pes", AsJson(answer.shape.pes)}}},
+               {"shape", LevelsAsJson(answer.shape)},
                {"firstCycle", m.range.first},
                {"lastCycle", m.range.last},
                {"records", m.records},

@@ -22,16 +22,6 @@ class Table {
   std::string text;
 };
 
-// As the flags of the viewer where they can say it.
-std::string ArrayText(const ArrayShape& shape) {
-  const auto axes = [](PerAxis axis) {
-    return std::to_string(axis.columns) + " x " + std::to_string(axis.rows);
-  };
-  return shape.IsSquare() ? ShapeText(shape)
-                          : axes(shape.clusters) + " clusters of " + axes(shape.domains) +
-                                " domains of " + axes(shape.pes) + " PEs";
-}
-
 std::string PlacesText(const std::vector<PlaceValue>& places, bool shares) {
   std::string text;
   for (const PlaceValue& place : places) {

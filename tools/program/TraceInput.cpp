@@ -6,7 +6,6 @@
 #include "tools/program/Interruption.h"
 #include "tools/program/ProgressLine.h"
 #include "tools/program/Report.h"
-#include "trace/read/FittingShapes.h"
 
 namespace marrowfin {
 
@@ -136,21 +135,6 @@ ArrayShape ShapeFlags::Shape() const {
   const ArrayShape usual;
   return {clusters.value_or(usual.clusters.columns), domains.value_or(usual.domains.columns),
           pes.value_or(usual.pes.columns)};
-}
-
-MaybeFailure ShapeFlags::ShapeFor(const std::string& name, const Summary& summary,
-                                  ArrayShape& shape) const {
-  if (Given()) {
-    shape = Shape();
-    return std::nullopt;
-  }
-  const std::optional<ArrayShape> suggested = SuggestShape(summary);
-  if (!suggested) {
-    return Failure{EXIT_INPUT, name + ": no array shows all locations of this trace",
-                   "Give the counts of the array with -c, -d and -p."};
-  }
-  shape = *suggested;
-  return std::nullopt;
 }
 
 }  // namespace marrowfin

@@ -86,9 +86,6 @@ struct ShapeFlags {
 
   // What was given, the viewer's defaults for the rest.
   ArrayShape Shape() const;
-
-  // What was given, else what shows the whole trace; a failure where nothing does.
-  MaybeFailure ShapeFor(const std::string& name, const Summary& summary, ArrayShape& shape) const;
 };
 
 }  // namespace marrowfin

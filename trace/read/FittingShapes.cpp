@@ -160,6 +160,16 @@ FittingShapes ShapesThatFit(const Summary& summary) {
   return fitting;
 }
 
+std::optional<ArrayShape> SquareOf(const ArrayShape& array) {
+  constexpr PerAxis one = {1, 1};
+  const auto isSquare = [](PerAxis counts) { return counts.columns == counts.rows; };
+  const auto longer = [](PerAxis counts) { return std::max(counts.columns, counts.rows); };
+  const bool outermost = (isSquare(array.pes) || (array.domains == one && array.clusters == one)) &&
+                         (isSquare(array.domains) || array.clusters == one);
+  const ArrayShape square(longer(array.clusters), longer(array.domains), longer(array.pes));
+  return outermost && square.IsDrawable() ? std::optional(square) : std::nullopt;
+}
+
 bool HoldsTrace(const ArrayShape& shape, const Summary& summary) {
   const std::vector<Place>& places = summary.switchPlaces;
   return Holds(shape, summary.fired) && summary.switchesComplete &&

@@ -39,6 +39,11 @@ struct FittingShapes {
 
 FittingShapes ShapesThatFit(const Summary& summary);
 
+// What a viewer can show of an array that was told: itself, or the square that it fills up to where
+// only its outermost level has other columns than rows, so that everything stays where it is.
+// Nothing where that is not so, or the square is too large.
+std::optional<ArrayShape> SquareOf(const ArrayShape& array);
+
 // Whether an array holds all that fired and every switch that transmitted.
 bool HoldsTrace(const ArrayShape& shape, const Summary& summary);
 

