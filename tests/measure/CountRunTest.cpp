@@ -284,6 +284,20 @@ TEST(CountRunTest, TheBusiestCycleAndTheLongestQuietSpellAreToldAcrossPieces) {
   }
 }
 
+TEST(CountRunTest, OfSpellsAndPeaksThatAreAlikeTheFirstIsTold) {
+  std::vector<Event> events;
+  for (const uint64_t cycle : {1, 1, 5, 9, 9, 13}) {
+    events.push_back({FIRE_RECORD, cycle, 0, {0, 0}, {}});
+  }
+  const Opened opened(Encode(events));
+  const Result<RunCounts> counts = CountRun(*opened.trace, nullptr, Everything({2, 2, 2}));
+  ASSERT_TRUE(counts);
+  EXPECT_EQ(counts->Pulses().Quiet(), 3U);
+  EXPECT_EQ(counts->Pulses().QuietFirst(), 2U);
+  EXPECT_EQ(counts->Pulses().Peak(), 2U);
+  EXPECT_EQ(counts->Pulses().PeakCycle(), 1U);
+}
+
 TEST(CountRunTest, OnlyMessagesBetweenNeighboursLeaveNoneThatIsFar) {
   std::vector<Event> events = {{SEND_RECORD, 1, 0, {0, 0}, {1, 0}},
                                {SEND_RECORD, 1, 0, {3, 3}, {3, 3}},

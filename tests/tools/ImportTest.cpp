@@ -330,6 +330,19 @@ TEST_F(ImportTest, TheAccountIsPrintedForPeople) {
   EXPECT_EQ("", err);
 }
 
+TEST_F(ImportTest, ReasonsToSkipHaveTheirWords) {
+  ASSERT_EQ(0, Import(List({FireAt(10), Event(R"("type":"ATOMIC")"),
+                            Event(R"("zone":"K","zone_phase":"pause")"), Event(R"("type":"WRITE")"),
+                            "{}"})));
+  for (const char* words :
+       {"    of a type that is not known                        1  first: [1]\n",
+        "    zones in a phase that is not known                 1  first: [2]\n",
+        "    transfers that name no other tile                  1  first: [3]\n",
+        "    that lack a field                                  1  first: [4]: proc is missing"}) {
+    EXPECT_THAT(out, ::testing::HasSubstr(words));
+  }
+}
+
 TEST_F(ImportTest, TheAccountIsPrintedForPrograms) {
   EXPECT_EQ(nlohmann::json::parse(R"({"format":"tt-npe","input":")" + Capture() +
                                   R"(","output":")" + Trace() + R"(",
