@@ -106,14 +106,13 @@ void LinkCounts::AddAlongColumn(Place from, uint32_t toRow) {
          &changes[Index(Heading::UP)][line], &changes[Index(Heading::DOWN)][line]);
 }
 
-void LinkCounts::Add(Place from, Place to) {
-  ++sources[mesh.Number(from)];
+void LinkCounts::AddAround(Place from, Place to, Place corner) {
   if (mesh.columnFirst) {
     AddAlongColumn(from, to.row);
-    AddAlongRow({from.column, to.row}, to.column);
+    AddAlongRow(corner, to.column);
   } else {
     AddAlongRow(from, to.column);
-    AddAlongColumn({to.column, from.row}, to.row);
+    AddAlongColumn(corner, to.row);
   }
 }
 

@@ -67,7 +67,21 @@ class LinkCounts {
   explicit LinkCounts(const Mesh& mesh);
 
   // A message between two nodes of the mesh.
-  void Add(Place from, Place to);
+  void Add(Place from, Place to) { Add(from, to, 1); }
+
+  // The same, but one that stays at its node passes that `passes` times. No step depends on where a
+  // message goes: to foresee that wrongly takes a processor longer than to count.
+  void Add(Place from, Place to, uint64_t passes) {
+    sources[mesh.Number(from)] += passes;
+    const Place corner = mesh.columnFirst ? Place{from.column, to.row} : Place{to.column, from.row};
+    if (mesh.wrapColumns || mesh.wrapRows) {
+      AddAround(from, to, corner);
+      return;
+    }
+    AddDirect(from.column, to.column, mesh.nodes.columns, mesh.columnFirst ? to.row : from.row,
+              Heading::RIGHT, Heading::LEFT);
+    AddDirect(from.row, to.row, mesh.nodes.rows, corner.column, Heading::UP, Heading::DOWN);
+  }
   void Add(const LinkCounts& other);
 
   const Mesh& GetMesh() const { return mesh; }
@@ -76,8 +90,19 @@ class LinkCounts {
  private:
   typedef std::vector<int64_t> Changes;
 
+  void AddAround(Place from, Place to, Place corner);
   void AddAlongRow(Place from, uint32_t toColumn);
   void AddAlongColumn(Place from, uint32_t toRow);
+
+  // Along one axis, on a line of `nodes` nodes that no link closes.
+  void AddDirect(uint32_t from, uint32_t to, uint32_t nodes, uint32_t line, Heading up,
+                 Heading down) {
+    const bool forward = to >= from;
+    int64_t* const change = changes[static_cast<size_t>(forward ? up : down)].data() +
+                            static_cast<size_t>(line) * (nodes + 1);
+    ++change[forward ? from : to + 1];
+    --change[forward ? to : from + 1];
+  }
 
   Mesh mesh;
   std::array<Changes, HEADINGS> changes;  // by line, one more than it has nodes

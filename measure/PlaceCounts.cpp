@@ -3,17 +3,9 @@
 namespace marrowfin {
 namespace {
 
-// Counts what lies between two fires.
-void TakeGap(ElementCounts& element, uint64_t from, uint64_t to) {
-  if (to > from && to - from > element.gap) {
-    element.gap = to - from;
-    element.gapEnd = to;
-  }
-}
-
 void AddLater(ElementCounts& element, const ElementCounts& later) {
   if (later.fires > 0 && element.fires > 0) {
-    TakeGap(element, element.last, later.first);
+    element.TakeGap(element.last, later.first);
     element.active -= element.last == later.first ? 1 : 0;
   }
   if (later.gap > element.gap) {
@@ -32,60 +24,26 @@ void AddLater(ElementCounts& element, const ElementCounts& later) {
 
 }  // namespace
 
-ElementCounts* PlaceCounts::At(Place place) {
-  if (!shape.HasElement(place)) {
-    ++outside;
-    return nullptr;
-  }
-  return &elements[shape.ElementNumber(place)];
-}
+PlaceCounts::PlaceCounts(const ArrayShape& shape)
+    : shape(shape),
+      columns(shape.Columns()),
+      rows(shape.Rows()),
+      switchColumns(SwitchesAlong(shape.clusters.columns, shape.ClusterColumns())),
+      switchRows(SwitchesAlong(shape.clusters.rows, shape.ClusterRows())),
+      elements(shape.Elements()),
+      switches(shape.Switches()) {}
 
-void PlaceCounts::AddFire(Place at, uint64_t cycle) {
-  ElementCounts* const element = At(at);
-  if (element == nullptr) {
-    return;
+std::vector<uint32_t> PlaceCounts::SwitchesAlong(uint32_t clusters, uint32_t side) {
+  std::vector<uint32_t> along(size_t{clusters - 1} * side + FIRST_SWITCH + 1, NO_SWITCH);
+  for (uint32_t cluster = 0; cluster < clusters; ++cluster) {
+    along[size_t{cluster} * side + FIRST_SWITCH] = cluster;
   }
-  if (element->fires == 0) {
-    element->first = cycle;
-    element->active = 1;
-  } else if (cycle != element->last) {
-    TakeGap(*element, element->last, cycle);
-    ++element->active;
-  }
-  element->last = cycle;
-  ++element->fires;
-}
-
-void PlaceCounts::Add(const Selection& records) {
-  const Columns& columns = *records.columns;
-  for (const uint16_t row : records.rows) {
-    switch (columns.tag[row].type) {
-      case FIRE_RECORD:
-        AddFire(columns.at[row], columns.cycle[row]);
-        break;
-      case SEND_RECORD:
-        if (ElementCounts* const from = At(columns.at[row])) {
-          ++from->sends;
-        }
-        if (ElementCounts* const to = At(columns.to[row])) {
-          ++to->receives;
-        }
-        break;
-      default:
-        if (shape.HasSwitch(columns.at[row])) {
-          ++switches[shape.SwitchNumber(columns.at[row])];
-        } else {
-          ++outside;
-        }
-    }
-  }
+  return along;
 }
 
 void PlaceCounts::AddAt(Place place, Activity activity, uint64_t count) {
   if (activity == TRANSMISSIONS) {
-    if (shape.HasSwitch(place)) {
-      switches[shape.SwitchNumber(place)] += count;
-    }
+    AddTransmissions(place, count);
   } else if (shape.HasElement(place)) {
     ElementCounts& element = elements[shape.ElementNumber(place)];
     (activity == FIRES   ? element.fires

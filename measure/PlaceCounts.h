@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <vector>
 
-#include "trace/ask/Selection.h"
 #include "trace/base/ArrayShape.h"
 #include "trace/index/IndexTables.h"
 
@@ -21,6 +20,14 @@ struct ElementCounts {
   uint64_t gap = 0;     // most cycles from one fire to the next; 0 where there are not two
   uint64_t gapEnd = 0;  // the cycle that ends that gap
 
+  // Counts what lies between two fires.
+  void TakeGap(uint64_t from, uint64_t to) {
+    if (to > from && to - from > gap) {
+      gap = to - from;
+      gapEnd = to;
+    }
+  }
+
   friend bool operator==(const ElementCounts&, const ElementCounts&) = default;
 };
 
@@ -28,10 +35,11 @@ struct ElementCounts {
 // `active` may count a cycle more than once, and no gap ends at a fall.
 class PlaceCounts {
  public:
-  explicit PlaceCounts(const ArrayShape& shape)
-      : shape(shape), elements(shape.Elements()), switches(shape.Switches()) {}
+  explicit PlaceCounts(const ArrayShape& shape);
 
-  void Add(const Selection& records);
+  void AddFire(Place at, uint64_t cycle);
+  void AddSend(Place from, Place to);
+  void AddTransmissions(Place at, uint64_t count);
 
   // What came right behind.
   void Add(const PlaceCounts& later);
@@ -50,14 +58,67 @@ class PlaceCounts {
   uint64_t Outside() const { return outside; }
 
  private:
+  // By column or row of an event: the column or row of the cluster whose switch is there.
+  static constexpr uint32_t NO_SWITCH = ~0U;
+  static std::vector<uint32_t> SwitchesAlong(uint32_t clusters, uint32_t side);
+
   ElementCounts* At(Place place);
-  void AddFire(Place at, uint64_t cycle);
 
   ArrayShape shape;
+  uint32_t columns;  // of the array
+  uint32_t rows;
+  std::vector<uint32_t> switchColumns;
+  std::vector<uint32_t> switchRows;
   std::vector<ElementCounts> elements;
   std::vector<uint64_t> switches;
   uint64_t outside = 0;
 };
+
+// In every loop over records, so without calls.
+
+inline ElementCounts* PlaceCounts::At(Place place) {
+  if (place.column >= columns || place.row >= rows) {
+    ++outside;
+    return nullptr;
+  }
+  return &elements[static_cast<size_t>(place.row) * columns + place.column];
+}
+
+inline void PlaceCounts::AddFire(Place at, uint64_t cycle) {
+  ElementCounts* const element = At(at);
+  if (element == nullptr) {
+    return;
+  }
+  if (element->fires == 0) {
+    element->first = cycle;
+    element->active = 1;
+  } else if (cycle != element->last) {
+    element->TakeGap(element->last, cycle);
+    ++element->active;
+  }
+  element->last = cycle;
+  ++element->fires;
+}
+
+inline void PlaceCounts::AddSend(Place from, Place to) {
+  if (ElementCounts* const sender = At(from)) {
+    ++sender->sends;
+  }
+  if (ElementCounts* const receiver = At(to)) {
+    ++receiver->receives;
+  }
+}
+
+inline void PlaceCounts::AddTransmissions(Place at, uint64_t count) {
+  const bool along = at.column < switchColumns.size() && at.row < switchRows.size();
+  const Place cluster =
+      along ? Place{switchColumns[at.column], switchRows[at.row]} : Place{NO_SWITCH, NO_SWITCH};
+  if (cluster.column == NO_SWITCH || cluster.row == NO_SWITCH) {
+    outside += count;
+    return;
+  }
+  switches[static_cast<size_t>(cluster.row) * shape.clusters.columns + cluster.column] += count;
+}
 
 }  // namespace marrowfin
 

@@ -5,14 +5,6 @@
 namespace marrowfin {
 namespace {
 
-uint32_t Apart(uint32_t a, uint32_t b) { return a > b ? a - b : b - a; }
-
-void AddUp(std::vector<uint64_t>& sum, const std::vector<uint64_t>& more) {
-  for (size_t i = 0; i < sum.size(); ++i) {
-    sum[i] += more[i];
-  }
-}
-
 Mesh MeshOf(const RunShape& shape, PerAxis nodes) {
   return {nodes, shape.wrapColumns, shape.wrapRows, shape.columnFirst};
 }
@@ -22,35 +14,8 @@ Mesh MeshOf(const RunShape& shape, PerAxis nodes) {
 RunCounts::RunCounts(const RunShape& shape)
     : places(shape.shape),
       times(shape.columns),
-      distances(static_cast<size_t>(shape.shape.Columns()) + shape.shape.Rows() - 1),
-      elementLinks(MeshOf(shape, {shape.shape.Columns(), shape.shape.Rows()})),
-      clusterLinks(MeshOf(shape, shape.shape.clusters)),
-      turned(shape.shape.Switches()) {
-  if (shape.shape.Switches() <= MOST_CLUSTERS_OF_MATRIX) {
-    traffic.resize(shape.shape.Switches() * shape.shape.Switches());
-  }
-}
-
-void RunCounts::AddSend(Place from, Place to) {
-  const ArrayShape& shape = places.Shape();
-  if (!shape.HasElement(from) || !shape.HasElement(to)) {
-    return;
-  }
-  ++distances[Apart(from.column, to.column) + Apart(from.row, to.row)];
-  farSends += elementLinks.GetMesh().Distance(from, to) > 1 ? 1 : 0;
-  elementLinks.Add(from, to);
-  const Place source = shape.ClusterOf(from);
-  const Place target = shape.ClusterOf(to);
-  const Mesh& mesh = clusterLinks.GetMesh();
-  if (source != target) {
-    clusterLinks.Add(source, target);
-  } else if (shape.DomainOf(from) != shape.DomainOf(to)) {
-    ++turned[mesh.Number(source)];
-  }
-  if (!traffic.empty()) {
-    ++traffic[mesh.Number(source) * shape.Switches() + mesh.Number(target)];
-  }
-}
+      messages(shape.shape, MeshOf(shape, {shape.shape.Columns(), shape.shape.Rows()}),
+               MeshOf(shape, shape.shape.clusters)) {}
 
 void RunCounts::AddCycles(const Selection& selected) {
   if (selected.rows.empty()) {
@@ -71,14 +36,23 @@ void RunCounts::AddCycles(const Selection& selected) {
 
 void RunCounts::Add(const Selection& selected) {
   AddCycles(selected);
-  places.Add(selected);
-  times.Add(selected);
+  // One loop for all: what type comes next nobody can foresee, and that costs once this way.
   const Columns& columns = *selected.columns;
   for (const uint16_t row : selected.rows) {
-    if (columns.tag[row].type == SEND_RECORD) {
-      AddSend(columns.at[row], columns.to[row]);
-    } else if (columns.tag[row].type == FIRE_RECORD) {
-      pulses.AddFire(columns.cycle[row]);
+    const Columns::Tag tag = columns.tag[row];
+    const uint64_t cycle = columns.cycle[row];
+    const Place at = columns.at[row];
+    if (tag.type == SEND_RECORD) {
+      times.Add(SEND_RECORD, cycle, tag.thread);
+      places.AddSend(at, columns.to[row]);
+      messages.Add(at, columns.to[row]);
+    } else if (tag.type == FIRE_RECORD) {
+      times.Add(FIRE_RECORD, cycle, tag.thread);
+      places.AddFire(at, cycle);
+      pulses.AddFire(cycle);
+    } else {
+      times.Add(SWITCH_RECORD, cycle, tag.thread);
+      places.AddTransmissions(at, 1);
     }
   }
 }
@@ -106,12 +80,7 @@ void RunCounts::Add(const RunCounts& later) {
   places.Add(later.places);
   times.Add(later.times);
   pulses.Add(later.pulses);
-  AddUp(distances, later.distances);
-  farSends += later.farSends;
-  elementLinks.Add(later.elementLinks);
-  clusterLinks.Add(later.clusterLinks);
-  AddUp(turned, later.turned);
-  AddUp(traffic, later.traffic);
+  messages.Add(later.messages);
   records += later.records;
   firstCycle = std::min(firstCycle, later.firstCycle);
   lastCycle = std::max(lastCycle, later.lastCycle);

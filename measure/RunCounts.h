@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include "measure/LinkCounts.h"
+#include "measure/MessageCounts.h"
 #include "measure/PlaceCounts.h"
 #include "measure/PulseCounts.h"
 #include "measure/Timeline.h"
@@ -26,14 +26,8 @@ struct RunShape {
 };
 
 // Everything that one pass through a trace counts, in order of the trace.
-//
-// Links are counted twice: between elements, and between the switches of clusters. Which of them
-// mean something follows from the whole of the trace (LinksOf).
 class RunCounts {
  public:
-  // Clusters of which the traffic from each to each is kept.
-  static constexpr size_t MOST_CLUSTERS_OF_MATRIX = 1024;
-
   explicit RunCounts(const RunShape& shape);
 
   void Add(const Selection& records);
@@ -54,19 +48,21 @@ class RunCounts {
 
   // Messages by distance: columns and rows between their ends. Those with an end outside the array
   // are not counted.
-  const std::vector<uint64_t>& Distances() const { return distances; }
+  const std::vector<uint64_t>& Distances() const { return messages.Distances(); }
 
   // Messages whose ends are not both on one link of the mesh of elements, nor in one element.
-  uint64_t FarSends() const { return farSends; }
+  uint64_t FarSends() const { return messages.FarSends(); }
 
-  const LinkCounts& ElementLinks() const { return elementLinks; }
-  const LinkCounts& ClusterLinks() const { return clusterLinks; }
+  // Links between elements, of use where there is one cluster or no message is far; and those
+  // between the switches of clusters.
+  const LinkCounts& ElementLinks() const { return messages.ElementLinks(); }
+  const LinkCounts& ClusterLinks() const { return messages.ClusterLinks(); }
 
   // Messages within a cluster that pass its switch: those that leave their domain.
-  const std::vector<uint64_t>& TurnedAtSwitch() const { return turned; }
+  const std::vector<uint64_t>& TurnedAtSwitch() const { return messages.TurnedAtSwitch(); }
 
   // Messages from each cluster to each, row by row; empty where the array has too many.
-  const std::vector<uint64_t>& Traffic() const { return traffic; }
+  const std::vector<uint64_t>& Traffic() const { return messages.Traffic(); }
 
   // The lowest and the highest cycle of all that was added, and whether any record was.
   bool IsEmpty() const { return records == 0; }
@@ -75,18 +71,12 @@ class RunCounts {
   uint64_t LastCycle() const { return lastCycle; }
 
  private:
-  void AddSend(Place from, Place to);
   void AddCycles(const Selection& selected);
 
   PlaceCounts places;
   Timeline times;
   PulseCounts pulses;
-  std::vector<uint64_t> distances;
-  uint64_t farSends = 0;
-  LinkCounts elementLinks;
-  LinkCounts clusterLinks;
-  std::vector<uint64_t> turned;
-  std::vector<uint64_t> traffic;
+  MessageCounts messages;
   uint64_t records = 0;
   uint64_t firstCycle = ~uint64_t{0};
   uint64_t lastCycle = 0;

@@ -44,10 +44,7 @@ Timeline::Timeline(const TimeColumns& columns)
   end = columns.FirstOf(0) + columns.WidthOf(0) - 1;
 }
 
-bool Timeline::Place(uint64_t cycle) {
-  if (cycle >= begin && cycle <= end) {
-    return true;
-  }
+bool Timeline::FindColumn(uint64_t cycle) {
   if (cycle < columns.first || cycle > columns.last) {
     return false;
   }
@@ -57,37 +54,21 @@ bool Timeline::Place(uint64_t cycle) {
   return true;
 }
 
-std::vector<uint64_t>& Timeline::Of(uint32_t thread) {
-  if (thread == lastThread && lastSlot < threads.size()) {
-    return threads[lastSlot];
-  }
+std::vector<uint64_t>& Timeline::FindThread(uint32_t thread) {
+  Met& known = met[thread % met.size()];
   const auto found = slots.find(thread);
   if (found == slots.end() && threads.size() == MOST_THREADS) {
     return others;
   }
-  lastThread = thread;
+  known.thread = thread;
   if (found != slots.end()) {
-    lastSlot = found->second;
+    known.slot = found->second;
   } else {
-    lastSlot = threads.size();
-    slots.emplace(thread, lastSlot);
+    known.slot = threads.size();
+    slots.emplace(thread, known.slot);
     threads.emplace_back(columns.Count());
   }
-  return threads[lastSlot];
-}
-
-void Timeline::Add(const Selection& records) {
-  const marrowfin::Columns& batch = *records.columns;
-  for (const uint16_t row : records.rows) {
-    if (!Place(batch.cycle[row])) {
-      continue;
-    }
-    const marrowfin::Columns::Tag tag = batch.tag[row];
-    ++types[tag.type - SWITCH_RECORD][column];
-    if (tag.type == FIRE_RECORD) {
-      ++Of(tag.thread)[column];
-    }
-  }
+  return threads[known.slot];
 }
 
 void Timeline::Add(const Timeline& other) {

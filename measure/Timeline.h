@@ -1,13 +1,14 @@
 #ifndef MEASURE_TIMELINE_H
 #define MEASURE_TIMELINE_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <unordered_map>
 #include <vector>
 
-#include "trace/ask/Selection.h"
+#include "trace/base/Record.h"
 
 namespace marrowfin {
 
@@ -42,7 +43,15 @@ class Timeline {
 
   explicit Timeline(const TimeColumns& columns);
 
-  void Add(const Selection& records);
+  void Add(uint32_t type, uint64_t cycle, uint32_t thread) {
+    if ((cycle < begin || cycle > end) && !FindColumn(cycle)) {
+      return;
+    }
+    ++types[type - SWITCH_RECORD][column];
+    if (type == FIRE_RECORD) {
+      ++Of(thread)[column];
+    }
+  }
   void Add(const Timeline& other);
 
   // So many records of the first column; without a thread, of those that are not told apart.
@@ -59,8 +68,13 @@ class Timeline {
   const std::vector<uint64_t>& OfOthers() const { return others; }
 
  private:
-  bool Place(uint64_t cycle);
-  std::vector<uint64_t>& Of(uint32_t thread);
+  bool FindColumn(uint64_t cycle);
+  std::vector<uint64_t>& FindThread(uint32_t thread);
+  std::vector<uint64_t>& Of(uint32_t thread) {
+    const Met& known = met[thread % met.size()];
+    return known.thread == thread && known.slot < threads.size() ? threads[known.slot]
+                                                                 : FindThread(thread);
+  }
 
   TimeColumns columns;
   std::vector<uint64_t> types[RECORD_TYPES];
@@ -73,9 +87,13 @@ class Timeline {
   uint64_t begin = 0;
   uint64_t end = 0;  // the last cycle
 
-  // The thread of the fire before.
-  uint32_t lastThread = 0;
-  size_t lastSlot = MOST_THREADS;
+  // Slots of threads that were met: threads take turns, and looking them up takes longer than
+  // counting. A slot that is none yet stands for no thread.
+  struct Met {
+    uint32_t thread = 0;
+    size_t slot = MOST_THREADS;
+  };
+  std::array<Met, 64> met = {};
 };
 
 }  // namespace marrowfin
