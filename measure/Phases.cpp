@@ -148,7 +148,7 @@ void JoinAlike(std::span<const uint64_t> counts, std::vector<Phase>& phases) {
 
 }  // namespace
 
-std::optional<std::vector<Phase>> FindPhases(std::span<const uint64_t> counts) {
+std::optional<std::vector<Phase>> FindPhases(std::span<const uint64_t> counts, PhaseCost* cost) {
   if (counts.size() < 2 * SHORTEST) {
     return std::nullopt;
   }
@@ -160,6 +160,9 @@ std::optional<std::vector<Phase>> FindPhases(std::span<const uint64_t> counts) {
   const double unit = spread * spread * std::log(static_cast<double>(counts.size()));
   std::vector<size_t> starts;
   for (double k = FIRST_PENALTY; k <= LAST_PENALTY; k *= 2) {
+    if (cost != nullptr) {
+      *cost = {k, spread, counts.size()};
+    }
     starts = Pelt(values, k * unit);
     if (starts.size() < MOST_PHASES) {
       std::vector<Phase> phases = PhasesFrom(counts, starts);
@@ -171,10 +174,10 @@ std::optional<std::vector<Phase>> FindPhases(std::span<const uint64_t> counts) {
 }
 
 std::optional<std::vector<Phase>> FindPhases(const TimeColumns& columns,
-                                             std::span<const uint64_t> counts) {
+                                             std::span<const uint64_t> counts, PhaseCost* cost) {
   const bool partial = columns.WidthOf(columns.Count() - 1) < columns.width;
   std::optional<std::vector<Phase>> phases =
-      FindPhases(counts.first(counts.size() - (partial ? 1 : 0)));
+      FindPhases(counts.first(counts.size() - (partial ? 1 : 0)), cost);
   if (phases && partial) {
     ++phases->back().columns;
   }

@@ -20,6 +20,13 @@ struct Phase {
   friend bool operator==(const Phase&, const Phase&) = default;
 };
 
+// With which numbers phases were searched for.
+struct PhaseCost {
+  double factor = 0;   // k
+  double spread = 0;   // s
+  size_t columns = 0;  // n
+};
+
 // Parts counts of columns of equal width into phases: changes of their mean, found by PELT
 // (R. Killick, P. Fearnhead, I. A. Eckley: Optimal Detection of Changepoints With a Linear
 // Computational Cost, JASA 107, 2012, 1590-1598) on y = 2 sqrt(x + 3/8), which gives counts of any
@@ -31,13 +38,16 @@ struct Phase {
 // most alike first.
 //
 // Nothing where there are still more than twelve, or too few columns for two phases: then none
-// should be marked. Work moving from place to place is not seen.
-std::optional<std::vector<Phase>> FindPhases(std::span<const uint64_t> counts);
+// should be marked. Work moving from place to place is not seen. `cost` takes what was searched
+// with; it is left alone where there are too few columns.
+std::optional<std::vector<Phase>> FindPhases(std::span<const uint64_t> counts,
+                                             PhaseCost* cost = nullptr);
 
 // The same of the columns of a timeline; a last one that is narrower is left out of the search, and
 // belongs to the last phase, whose mean is without it.
 std::optional<std::vector<Phase>> FindPhases(const TimeColumns& columns,
-                                             std::span<const uint64_t> counts);
+                                             std::span<const uint64_t> counts,
+                                             PhaseCost* cost = nullptr);
 
 }  // namespace marrowfin
 

@@ -204,7 +204,8 @@ RunMeasures MeasuresOf(const RunCounts& counts, double linkCapacity) {
   }
   measures.links = LinksOf(counts, measures.cycles, linkCapacity);
   if (counts.Times().Columns().Count() > 1) {
-    measures.phases = FindPhases(counts.Times().Columns(), counts.Times().OfType(FIRE_RECORD));
+    measures.phases = FindPhases(counts.Times().Columns(), counts.Times().OfType(FIRE_RECORD),
+                                 &measures.phaseCost);
   }
   return measures;
 }

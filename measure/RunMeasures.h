@@ -93,6 +93,7 @@ struct RunMeasures {
   ValueCounts distances;  // of messages
   LinkMeasures links;
   std::optional<std::vector<Phase>> phases;  // of fires; none where none should be told
+  PhaseCost phaseCost;                       // with which they were searched for
 };
 
 // What is told of hottest and idlest places, at most.

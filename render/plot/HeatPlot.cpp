@@ -102,28 +102,7 @@ struct HeatPlot::Lines {
   }
 };
 
-size_t HeatScale::StepOf(double value) const {
-  const double step = value / end * static_cast<double>(Theme::STEPS);
-  return std::min(Theme::STEPS - 1, static_cast<size_t>(std::max(0.0, step)));
-}
-
-HeatScale ScaleOf(const HeatMap& map) {
-  std::vector<double> above;
-  std::copy_if(map.values.begin(), map.values.end(), std::back_inserter(above),
-               [](double value) { return value > 0; });
-  HeatScale scale;
-  if (above.empty()) {
-    return scale;
-  }
-  std::sort(above.begin(), above.end());
-  const size_t rank = (above.size() * 99 + 99) / 100;
-  const double most = above[rank - 1];
-  scale.end = map.scaleMax ? *map.scaleMax : above.back() > 1.5 * most ? most : above.back();
-  scale.above =
-      static_cast<size_t>(above.end() - std::upper_bound(above.begin(), above.end(), scale.end));
-  scale.clipped = scale.above > 0;
-  return scale;
-}
+HeatScale ScaleOf(const HeatMap& map) { return ScaleOf(map.values, map.scaleMax); }
 
 Level LevelFor(const ArrayShape& shape, double points, double pixelsPerPoint) {
   for (const Level level : {Level::PE, Level::DOMAIN}) {
@@ -138,11 +117,15 @@ Level LevelFor(const ArrayShape& shape, double points, double pixelsPerPoint) {
   return Level::CLUSTER;
 }
 
-HeatPlot::HeatPlot(HeatMap heat) : map(std::move(heat)), scale(ScaleOf(map)) {}
+HeatPlot::HeatPlot(HeatMap heat)
+    : map(std::move(heat)),
+      scale(ScaleOf(map)),
+      bar(map.values, scale, map.unit, LevelName(map.level)) {}
 
 PlotBody::Margins HeatPlot::GetMargins(const PlotStyle& style) const {
   const bool clusters = map.level != Level::CLUSTER && map.shape.Switches() > 1;
-  return {(clusters ? 34 : 26) * style.text, 52 * style.text, (clusters ? 27 : 19) * style.text};
+  return {(clusters ? 34 : 26) * style.text, style.slide ? 6 : ScaleBar::StandingWidth(style),
+          (clusters ? 27 : 19) * style.text};
 }
 
 double HeatPlot::HeightFor(double width, const PlotStyle& style) const {
@@ -160,7 +143,7 @@ std::string HeatPlot::ValueText(double value) const {
 
 bool HeatPlot::AllFit(double cell, const PlotStyle& style) const {
   return cell >= LABELLED && std::all_of(map.values.begin(), map.values.end(), [&](double value) {
-           return TextWidth(ValueText(value), Weight::BOLD, style.LabelSize()) <= cell - 2;
+           return TextWidth(ValueText(value), Weight::BOLD, style.LabelSize()) <= cell - 0.8;
          });
 }
 
@@ -302,58 +285,6 @@ void HeatPlot::DrawNumbers(Canvas& canvas, const Lines& lines, const PlotStyle& 
                      theme.ink);
 }
 
-void HeatPlot::DrawScale(Canvas& canvas, const Box& area, const PlotStyle& style) const {
-  const Theme& theme = *style.theme;
-  const double size = style.LabelSize();
-  const double left = area.Right() + 6;
-  const double bar = area.Right() + 20 * style.text;
-  const double wide = 9 * style.text;
-  const size_t never = static_cast<size_t>(std::count(map.values.begin(), map.values.end(), 0.0));
-  const std::vector<std::string> title = WrapText(map.unit, Weight::REGULAR, size, 44 * style.text);
-  const double heading = static_cast<double>(title.size()) * size * 1.3 + 2;
-  const double nothing = never > 0 ? size * 3.2 : 0;
-  const double height =
-      std::min(area.height - heading - nothing, std::max(area.height * 0.62, 40 * style.text));
-  const double top = area.Bottom() - height;
-  if (never > 0) {
-    const double y = top - heading - nothing + size;
-    canvas.Text(CountText(never) + " " + LevelName(map.level) + (never == 1 ? "" : "s"), {left, y},
-                Align::LEFT, size, theme.ink);
-    const Box box = {left, y + size * 0.35, wide, size * 1.2};
-    canvas.Fill(box, theme.paper);
-    canvas.Frame(box, {theme.mute, 0.35});
-    canvas.Fill({box.x + wide / 2 - 0.4, box.y + box.height / 2 - 0.4, 0.8, 0.8}, theme.rule);
-    canvas.Text("never", {left + wide + 3, y + size * 1.3}, Align::LEFT, size, theme.ink);
-  }
-  for (size_t i = 0; i < title.size(); ++i) {
-    canvas.Text(title[i], {left, top - heading + (static_cast<double>(i) + 1) * size * 1.3 - 2},
-                Align::LEFT, size, theme.ink);
-  }
-  std::vector<size_t> places(Theme::STEPS);
-  for (const double value : map.values) {
-    places[scale.StepOf(value)] += value > 0 ? 1 : 0;
-  }
-  const size_t most = std::max<size_t>(1, *std::max_element(places.begin(), places.end()));
-  const double step = height / static_cast<double>(Theme::STEPS);
-  for (size_t i = 0; i < Theme::STEPS; ++i) {
-    const double y = area.Bottom() - static_cast<double>(i + 1) * step;
-    canvas.Cell({bar, y, wide, step}, theme.sequence[i]);
-    if (places[i] > 0) {
-      const double length =
-          std::max(canvas.Pixel(),
-                   13 * style.text * static_cast<double>(places[i]) / static_cast<double>(most));
-      canvas.Fill({bar - 1 - length, y + step * 0.15, length, step * 0.7}, theme.rule);
-    }
-  }
-  canvas.Frame({bar, top, wide, height}, {theme.mute, 0.35});
-  const Scale axis = {0, scale.end, area.Bottom(), top};
-  for (const Tick& tick : LinearTicks(0, scale.end, 4)) {
-    const double y = axis.At(tick.value);
-    canvas.Horizontal(bar + wide, bar + wide + 2, y, {theme.ink, 0.35});
-    canvas.Text(tick.label, {bar + wide + 3, y + size * 0.36}, Align::LEFT, size, theme.ink);
-  }
-}
-
 void HeatPlot::Draw(Canvas& canvas, const Box& area, const PlotStyle& style) const {
   const double pixel = 1 / style.Scale();
   Lines lines = {UnitsAlong(map.shape, map.level, true),
@@ -364,7 +295,10 @@ void HeatPlot::Draw(Canvas& canvas, const Box& area, const PlotStyle& style) con
   lines.cell =
       std::min(CellFor(lines.columns, area.width, pixel), CellFor(lines.rows, area.height, pixel));
   const double height = LengthOf(lines.rows, lines.cell, pixel);
-  lines.box = {area.x, area.Bottom() - height, LengthOf(lines.columns, lines.cell, pixel), height};
+  // Beside the words of a slide a low map stands in the middle.
+  const double below = style.slide ? (area.height - height) / 2 : 0;
+  lines.box = {area.x, area.Bottom() - below - height, LengthOf(lines.columns, lines.cell, pixel),
+               height};
   canvas.Frame(
       {lines.box.x - 0.6, lines.box.y - 0.6, lines.box.width + 1.2, lines.box.height + 1.2},
       {style.theme->rule, 0.5});
@@ -375,7 +309,17 @@ void HeatPlot::Draw(Canvas& canvas, const Box& area, const PlotStyle& style) con
     DrawRings(canvas, lines, lines.box, style);
   }
   DrawNumbers(canvas, lines, style);
-  DrawScale(canvas, {lines.box.x, area.y, lines.box.width, area.height}, style);
+  if (!style.slide) {
+    bar.DrawStanding(canvas, {lines.box.x, area.y, lines.box.width, area.height}, style);
+  }
+}
+
+double HeatPlot::LegendHeight(double /*width*/, const PlotStyle& style) const {
+  return bar.LyingHeight(style);
+}
+
+void HeatPlot::DrawLegend(Canvas& canvas, const Box& box, const PlotStyle& style) const {
+  bar.DrawLying(canvas, box, style);
 }
 
 }  // namespace marrowfin

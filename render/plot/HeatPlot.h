@@ -8,6 +8,7 @@
 
 #include "measure/Level.h"
 #include "render/plot/Page.h"
+#include "render/plot/ScaleBar.h"
 #include "trace/base/ArrayShape.h"
 
 namespace marrowfin {
@@ -22,15 +23,6 @@ struct HeatMap {
   std::optional<double> scaleMax;  // the end of the scale; what is above takes the last colour
 };
 
-// The scale of a map: from 0, in Theme::STEPS equal steps. It ends at the largest value; where that
-// is more than one and a half times the 99th percentile of those above 0, at that.
-struct HeatScale {
-  double end = 1;
-  size_t above = 0;  // units beyond the end
-  bool clipped = false;
-
-  size_t StepOf(double value) const;
-};
 HeatScale ScaleOf(const HeatMap& map);
 
 // The level at which a map of an array is drawn so wide: units of at least two pixels.
@@ -46,6 +38,8 @@ class HeatPlot : public PlotBody {
   Margins GetMargins(const PlotStyle& style) const override;
   double HeightFor(double width, const PlotStyle& style) const override;
   void Draw(Canvas& canvas, const Box& area, const PlotStyle& style) const override;
+  double LegendHeight(double width, const PlotStyle& style) const override;
+  void DrawLegend(Canvas& canvas, const Box& box, const PlotStyle& style) const override;
 
  private:
   struct Lines;
@@ -56,10 +50,10 @@ class HeatPlot : public PlotBody {
   void DrawValues(Canvas& canvas, const Lines& lines, const PlotStyle& style) const;
   void DrawRings(Canvas& canvas, const Lines& lines, const Box& area, const PlotStyle& style) const;
   void DrawNumbers(Canvas& canvas, const Lines& lines, const PlotStyle& style) const;
-  void DrawScale(Canvas& canvas, const Box& area, const PlotStyle& style) const;
 
   HeatMap map;
   HeatScale scale;
+  ScaleBar bar;
 };
 
 }  // namespace marrowfin

@@ -21,13 +21,22 @@ struct PlotStyle {
   double text = 1;        // all sizes of text are multiplied by it
   bool title = true;      // title and finding
   bool caption = true;
+  bool slide = false;  // for a screen: the plot on the left, words and legend on the right
 
   // Widths of a column of a paper, and of the whole of its page.
   static constexpr double COLUMN = 240;
   static constexpr double WIDE = 504;
 
-  // Pixels a point: papers print small pictures.
-  double Scale() const { return width > 300 ? 3 : 4; }
+  // A slide: its size, and how much larger than on paper its plot's labels are.
+  static constexpr double SLIDE_WIDTH = 480;
+  static constexpr double SLIDE_HEIGHT = 270;
+  static constexpr double SLIDE_TEXT = 1.5;
+
+  // Pixels a point: papers print small pictures, slides fill a screen.
+  double Scale() const { return width > 300 && !slide ? 3 : 4; }
+
+  // About how wide the plot itself is, without what stands beside it.
+  double PlotWidth() const { return slide ? width * 0.45 : width - 80; }
 
   double TitleSize() const { return 8 * text; }
   double FindingSize() const { return 6.5 * text; }
@@ -43,6 +52,7 @@ struct PlotWords {
 };
 
 // Breaks a text between words so that no line is wider than `width` points, but for single words.
+// The dot between two parts of a caption ends a line and begins none, and "4 × 4" is one word.
 std::vector<std::string> WrapText(const std::string& text, Weight weight, double size,
                                   double width);
 
@@ -62,11 +72,17 @@ class PlotBody {
   // The height that suits a plot of that width.
   virtual double HeightFor(double width, const PlotStyle& style) const = 0;
 
+  // Draws the plot with its legend; on slides without, which has a place of its own there.
   virtual void Draw(Canvas& canvas, const Box& area, const PlotStyle& style) const = 0;
+
+  // The legend of slides: its height at that width, and how it fills a box of that size.
+  virtual double LegendHeight(double /*width*/, const PlotStyle& /*style*/) const { return 0; }
+  virtual void DrawLegend(Canvas& /*canvas*/, const Box& /*box*/,
+                          const PlotStyle& /*style*/) const {}
 };
 
 // Draws title, finding, plot, rule and caption, top down; the page is as high as they are, unless
-// the style says. SYSTEM where there is no room for the plot.
+// the style says. On slides the plot is left of them. SYSTEM where there is no room for the plot.
 [[nodiscard]] Result<std::unique_ptr<Canvas>> DrawPage(const PlotWords& words, const PlotBody& body,
                                                        const PlotStyle& style);
 

@@ -64,6 +64,13 @@ const Theme& Theme::Print() {
   return theme;
 }
 
+Color Mixed(Color a, Color b, double share) {
+  const auto between = [&](uint8_t from, uint8_t to) {
+    return static_cast<uint8_t>(std::lround(from + share * (to - from)));
+  };
+  return {between(a.red, b.red), between(a.green, b.green), between(a.blue, b.blue)};
+}
+
 Color InkOn(Color background) {
   // Where both contrasts of WCAG are the same: (1.05) / (y + 0.05) = (y + 0.05) / 0.05.
   constexpr double MIDDLE = 0.17913;

@@ -31,6 +31,9 @@ struct Theme {
   static const Theme& Print();
 };
 
+// A colour between two: `share` 0 is the first, 1 the second.
+Color Mixed(Color a, Color b, double share);
+
 // Black or white, whichever reads better on a colour.
 Color InkOn(Color background);
 

@@ -12,6 +12,8 @@ namespace {
 // Layers that are told apart by colour alone; those above are hatched as well.
 constexpr size_t PLAIN_LAYERS = 6;
 
+constexpr double LEGEND_LINE = 1.8;  // from layer to layer, of the size of the text
+
 uint64_t SumOf(const std::vector<uint64_t>& counts) {
   return std::accumulate(counts.begin(), counts.end(), uint64_t{0});
 }
@@ -51,7 +53,7 @@ double TimelinePlot::RateOf(uint64_t count, size_t column) const {
 
 PlotBody::Margins TimelinePlot::GetMargins(const PlotStyle& style) const {
   double legendWidth = 14;
-  for (size_t layer = 0; layers.size() > 1 && layer < layers.size(); ++layer) {
+  for (size_t layer = 0; !style.slide && layers.size() > 1 && layer < layers.size(); ++layer) {
     const double size = style.LabelSize();
     legendWidth = std::max({legendWidth, 11 + TextWidth(legend, Weight::REGULAR, size),
                             11 + size * 1.8 + TextWidth(layers[layer].name, Weight::BOLD, size) +
@@ -112,24 +114,35 @@ void TimelinePlot::DrawPhases(Canvas& canvas, const Box& area, const Scale& x, c
   }
 }
 
-void TimelinePlot::DrawLegend(Canvas& canvas, const Box& area, const PlotStyle& style) const {
+// The layers as they are stacked, the first at `bottom`.
+void TimelinePlot::DrawLayerNames(Canvas& canvas, Spot bottom, const PlotStyle& style) const {
   const Theme& theme = *style.theme;
   const double size = style.LabelSize();
-  const double step = size * 1.8;
-  double y = area.Bottom() - size * 0.2;
-  for (size_t layer = 0; layer < layers.size(); ++layer, y -= step) {
-    const double x = area.Right() + 7;
-    const Box box = {x, y - size * 0.85, size, size};
+  double y = bottom.y - size * 0.2;
+  for (size_t layer = 0; layer < layers.size(); ++layer, y -= size * LEGEND_LINE) {
+    const Box box = {bottom.x, y - size * 0.85, size, size};
     canvas.Fill(box, theme.categories[layer]);
     if (layer >= PLAIN_LAYERS) {
       canvas.Hatch(box, theme.paper);
     }
-    canvas.Text(layers[layer].name, {x + size * 1.4, y}, Align::LEFT, size, theme.ink,
+    canvas.Text(layers[layer].name, {bottom.x + size * 1.4, y}, Align::LEFT, size, theme.ink,
                 Weight::BOLD);
     const double name = TextWidth(layers[layer].name, Weight::BOLD, size);
-    canvas.Text(ShareText(layer), {x + size * 1.8 + name, y}, Align::LEFT, size, theme.mute);
+    canvas.Text(ShareText(layer), {bottom.x + size * 1.8 + name, y}, Align::LEFT, size, theme.mute);
   }
-  canvas.Text(legend, {area.Right() + 7, y}, Align::LEFT, size, theme.mute);
+  canvas.Text(legend, {bottom.x, y}, Align::LEFT, size, theme.mute);
+}
+
+double TimelinePlot::LegendHeight(double /*width*/, const PlotStyle& style) const {
+  return layers.size() > 1
+             ? style.LabelSize() * LEGEND_LINE * static_cast<double>(layers.size() + 1)
+             : 0;
+}
+
+void TimelinePlot::DrawLegend(Canvas& canvas, const Box& box, const PlotStyle& style) const {
+  if (layers.size() > 1) {
+    DrawLayerNames(canvas, {box.x, box.Bottom()}, style);
+  }
 }
 
 void TimelinePlot::Draw(Canvas& canvas, const Box& area, const PlotStyle& style) const {
@@ -152,8 +165,8 @@ void TimelinePlot::Draw(Canvas& canvas, const Box& area, const PlotStyle& style)
                      LinearTicks(static_cast<double>(columns.first),
                                  static_cast<double>(columns.last) + 1, ticks, 1),
                      "cycle", style);
-  if (layers.size() > 1) {
-    DrawLegend(canvas, plot, style);
+  if (layers.size() > 1 && !style.slide) {
+    DrawLayerNames(canvas, {plot.Right() + 7, plot.Bottom()}, style);
   }
 }
 

@@ -28,6 +28,8 @@ class TimelinePlot : public PlotBody {
   Margins GetMargins(const PlotStyle& style) const override;
   double HeightFor(double width, const PlotStyle& style) const override;
   void Draw(Canvas& canvas, const Box& area, const PlotStyle& style) const override;
+  double LegendHeight(double width, const PlotStyle& style) const override;
+  void DrawLegend(Canvas& canvas, const Box& box, const PlotStyle& style) const override;
 
  private:
   std::string ShareText(size_t layer) const;
@@ -35,7 +37,7 @@ class TimelinePlot : public PlotBody {
   void DrawLayers(Canvas& canvas, const Scale& x, const Scale& y, const PlotStyle& style) const;
   void DrawPhases(Canvas& canvas, const Box& area, const Scale& x, const Scale& y,
                   const PlotStyle& style) const;
-  void DrawLegend(Canvas& canvas, const Box& area, const PlotStyle& style) const;
+  void DrawLayerNames(Canvas& canvas, Spot bottom, const PlotStyle& style) const;
 
   TimeColumns columns;
   std::vector<TimelineLayer> layers;

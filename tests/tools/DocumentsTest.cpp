@@ -89,6 +89,11 @@ TEST_F(DocumentsTest, TheManualPageHasEverySubcommandAndFlag) {
     ASSERT_EQ(0, Run({subcommand->name, "--help"}));
     help += out;
   }
+  for (const Subcommand* kind : PlotKinds()) {
+    EXPECT_NE(std::string::npos, page.find(std::string("\n.B ") + kind->name + "\n")) << kind->name;
+    ASSERT_EQ(0, Run({"plot", kind->name, "--help"}));
+    help += out;
+  }
   ASSERT_GE(FlagsIn(help).size(), 7u);
   for (const std::string& flag : FlagsIn(help)) {
     EXPECT_NE(std::string::npos, page.find(flag)) << flag;

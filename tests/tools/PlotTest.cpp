@@ -64,6 +64,7 @@ TEST_F(PlotTest, TheSameFlagsMakeTheSameBytesAndOthersOthers) {
         {"--theme", "print"},
         {"--size", "wide"},
         {"--size", "300x300"},
+        {"--size", "slide"},
         {"--text", "1.5"},
         {"--no-title"},
         {"--no-caption"},
@@ -75,6 +76,50 @@ TEST_F(PlotTest, TheSameFlagsMakeTheSameBytesAndOthersOthers) {
     EXPECT_NE(heat, Picture(words, "b.svg")) << flags[0];
   }
   EXPECT_NE(Picture({"timeline"}, "a.svg"), Picture({"timeline", "--by", "type"}, "b.svg"));
+}
+
+TEST_F(PlotTest, TheNumbersComeBesideThePictureOrInsteadOfIt) {
+  const CommandResult csv = Plot({"timeline", "--cycles", "0:3", "--csv", "-"});
+  ExpectOutput("firstCycle,cycles,thread0,thread1\n0,1,1,0\n1,1,0,1\n2,1,1,0\n3,1,0,1\n", csv);
+  const std::string picture = Picture({"timeline", "--cycles", "0:3"}, "a.png");
+  EXPECT_EQ(picture, Picture({"timeline", "--cycles", "0:3", "--csv", "b.csv", "--json", "b.json",
+                              "--caption", "b.txt"},
+                             "b.png"));
+  EXPECT_EQ(csv.out, ReadFile(folder.File("b.csv")));
+  const nlohmann::json json = Json(ReadFile(folder.File("b.json")));
+  EXPECT_EQ("timeline", json["plot"]);
+  EXPECT_EQ("t.trace", json["trace"]);
+  EXPECT_EQ(3, json["lastCycle"]);
+  ASSERT_EQ(4U, json["columns"].size());
+  EXPECT_EQ(1, json["columns"][3]["thread1"]);
+  EXPECT_EQ(std::string(json["title"]) + "\n" + std::string(json["finding"]) + "\n" +
+                std::string(json["caption"]) + "\n",
+            ReadFile(folder.File("b.txt")));
+}
+
+TEST_F(PlotTest, EveryKindTellsNumbersThatOtherParsersTake) {
+  for (const char* const kind : {"heat", "timeline"}) {
+    const CommandResult result = Plot({kind, "--json", "-"});
+    EXPECT_EQ(0, result.exitStatus) << result.err;
+    EXPECT_EQ(kind, Json(result.out)["plot"]);
+    EXPECT_THAT(Plot({kind, "--csv", "-"}).out, HasSubstr(","));
+  }
+}
+
+TEST_F(PlotTest, NoTwoOutputsAreOneAndNoneIsTheTrace) {
+  ExpectFailure(2,
+                "nothing is asked for\n"
+                "  Name a picture with -o, or ask for its numbers with --csv or --json.\n",
+                Plot({"heat"}));
+  ExpectFailure(2, "-: asked for by -o and by --csv\n  Name another one of them.\n",
+                Plot({"heat", "-o", "-", "--csv", "-"}));
+  ExpectFailure(2, "a: asked for by --csv and by --json\n  Name another one of them.\n",
+                Plot({"heat", "--json", "a", "--csv", "a"}));
+  for (const char* const flag : {"--csv", "--json", "--caption"}) {
+    ExpectFailure(2, std::string("t.trace: is the trace\n  Name another file with ") + flag + ".\n",
+                  Plot({"heat", flag, "t.trace"}));
+    EXPECT_EQ(3, Plot({"heat", flag, "none/a"}).exitStatus);
+  }
 }
 
 TEST_F(PlotTest, ARangeWithoutEventsIsAnEmptyPicture) {

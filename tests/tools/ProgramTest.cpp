@@ -90,6 +90,19 @@ TEST_F(ProgramTest, EverySubcommandHasHelpWithExamples) {
   }
 }
 
+TEST_F(ProgramTest, EveryKindOfPlotIsListedAndHasHelpOfItsOwn) {
+  const CommandResult list = RunCommand({MARROWFIN_TRACE, "plot", "--help"});
+  for (const Subcommand* kind : PlotKinds()) {
+    EXPECT_THAT(list.out, HasSubstr(kind->summary));
+    const CommandResult result = RunCommand({MARROWFIN_TRACE, "plot", kind->name, "--help"});
+    EXPECT_EQ(0, result.exitStatus);
+    EXPECT_THAT(result.out, StartsWith(kind->summary));
+    EXPECT_THAT(result.out,
+                HasSubstr(std::string("Examples:\n  marrowfin-trace plot ") + kind->name));
+  }
+  EXPECT_THAT(list.out, Not(HasSubstr("--scale-max")));
+}
+
 TEST_F(ProgramTest, AnImportPrintsItsAccountOnStandardOutputOnly) {
   const CommandResult result = RunCommand(ImportWords(CaptureOf(std::string("[") + fire + "]")));
   EXPECT_EQ(0, result.exitStatus);

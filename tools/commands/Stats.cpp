@@ -96,6 +96,7 @@ MaybeFailure Stats(const StatsFlags& flags, const Console& console) {
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<StatsFlags>();
   flags->run.Declare(app);
+  flags->run.DeclarePackets(app);
   app.add_flag("--json", flags->json, "Print JSON");
   std::vector<std::string> tables;
   for (const auto& [name, table] : Tables()) {

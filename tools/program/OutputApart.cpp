@@ -39,7 +39,8 @@ std::vector<Neighbour> CompanionOf(const std::string& trace) {
           {NotesFile::NameBeside(trace) + ".mfindex", "is the index of the trace's notes"}};
 }
 
-MaybeFailure CheckApart(const std::string& trace, const std::string& output, bool isIndex) {
+MaybeFailure CheckApart(const std::string& trace, const std::string& output, bool isIndex,
+                        const std::string& flag) {
   std::vector<Neighbour> taken = {{trace, "is the trace"}};
   // A trace that is named by a link has neighbours here and there.
   for (const std::string& name : {trace, TargetOf(trace).string()}) {
@@ -53,7 +54,8 @@ MaybeFailure CheckApart(const std::string& trace, const std::string& output, boo
   const fs::path target = TargetOf(output);
   for (const Neighbour& neighbour : taken) {
     if (IsSameFile(neighbour.name, output) || TargetOf(neighbour.name) == target) {
-      return Failure{EXIT_USAGE, output + ": " + neighbour.what, "Name another file with -o."};
+      return Failure{EXIT_USAGE, output + ": " + neighbour.what,
+                     "Name another file with " + flag + "."};
     }
   }
   return std::nullopt;
@@ -61,12 +63,13 @@ MaybeFailure CheckApart(const std::string& trace, const std::string& output, boo
 
 }  // namespace
 
-MaybeFailure CheckOutputApart(const std::string& trace, const std::string& output) {
-  return CheckApart(trace, output, false);
+MaybeFailure CheckOutputApart(const std::string& trace, const std::string& output,
+                              const std::string& flag) {
+  return CheckApart(trace, output, false, flag);
 }
 
 MaybeFailure CheckIndexApart(const std::string& trace, const std::string& output) {
-  return CheckApart(trace, output, true);
+  return CheckApart(trace, output, true, "-o");
 }
 
 }  // namespace marrowfin

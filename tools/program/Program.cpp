@@ -68,20 +68,49 @@ int Refuse(const CLI::App& app, const CLI::ParseError& error, const Console& con
   return failure ? failure->code : EXIT_OK;
 }
 
-// A first word that is no subcommand and no flag.
-MaybeFailure CheckSubcommand(const std::vector<std::string>& arguments) {
+// The word at `at`, which is no entry of a table and no flag.
+MaybeFailure CheckWord(const std::vector<std::string>& arguments, size_t at,
+                       const std::vector<const Subcommand*>& table, const char* what,
+                       const std::string& lister) {
   std::vector<std::string> names;
-  for (const Subcommand* subcommand : Subcommands()) {
-    names.push_back(subcommand->name);
+  for (const Subcommand* entry : table) {
+    names.push_back(entry->name);
   }
-  if (arguments.empty() || arguments[0].starts_with("-") ||
-      std::find(names.begin(), names.end(), arguments[0]) != names.end()) {
+  if (arguments.size() <= at || arguments[at].starts_with("-") ||
+      std::find(names.begin(), names.end(), arguments[at]) != names.end()) {
     return std::nullopt;
   }
-  const std::string nearest = NearestWord(arguments[0], names);
-  return Failure{EXIT_USAGE, arguments[0] + ": no such subcommand",
-                 nearest.empty() ? std::string(PROGRAM_NAME) + " --help lists them."
-                                 : "Is " + nearest + " meant?"};
+  const std::string nearest = NearestWord(arguments[at], names);
+  return Failure{EXIT_USAGE, arguments[at] + ": no such " + what,
+                 nearest.empty() ? lister + " --help lists them." : "Is " + nearest + " meant?"};
+}
+
+// A first word that is no subcommand, or a second that is no kind of it.
+MaybeFailure CheckSubcommand(const std::vector<std::string>& arguments) {
+  if (MaybeFailure failure = CheckWord(arguments, 0, Subcommands(), "subcommand", PROGRAM_NAME)) {
+    return failure;
+  }
+  for (const Subcommand* subcommand : Subcommands()) {
+    if (subcommand->kinds != nullptr && !arguments.empty() && arguments[0] == subcommand->name) {
+      const std::string path = std::string(PROGRAM_NAME) + " " + subcommand->name;
+      return CheckWord(arguments, 1, subcommand->kinds(), subcommand->name, path);
+    }
+  }
+  return std::nullopt;
+}
+
+// Declares what a table lists below `app`; what is then parsed goes to `chosen`.
+void Declare(CLI::App& app, const std::vector<const Subcommand*>& table, Action& chosen) {
+  app.require_subcommand(1);
+  for (const Subcommand* entry : table) {
+    CLI::App* const sub = app.add_subcommand(entry->name, entry->summary);
+    sub->footer(entry->footer);
+    if (entry->kinds != nullptr) {
+      Declare(*sub, entry->kinds(), chosen);
+    } else {
+      sub->callback([&chosen, action = entry->configure(*sub)] { chosen = action; });
+    }
+  }
 }
 
 // Parses and runs.
@@ -89,17 +118,12 @@ int ParseAndRun(const std::vector<std::string>& arguments, const Console& consol
   CLI::App app("Works on the traces that marrowfin replays.", PROGRAM_NAME);
   app.footer(programFooter);
   app.set_version_flag("--version", std::string(PROGRAM_NAME) + " " MARROWFIN_VERSION);
-  app.require_subcommand(1);
   Action chosen;
   if (const MaybeFailure failure = CheckSubcommand(arguments)) {
     Report(*failure, console);
     return failure->code;
   }
-  for (const Subcommand* subcommand : Subcommands()) {
-    CLI::App* const sub = app.add_subcommand(subcommand->name, subcommand->summary);
-    sub->footer(subcommand->footer);
-    sub->callback([&chosen, action = subcommand->configure(*sub)] { chosen = action; });
-  }
+  Declare(app, Subcommands(), chosen);
   try {
     // CLI11 takes the words from the last to the first.
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));

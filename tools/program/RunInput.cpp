@@ -94,6 +94,9 @@ void RunFlags::Declare(CLI::App& app) {
   app.add_option("TRACE", trace, "The trace: a plain file")->required();
   filter.Declare(app);
   shape.Declare(app);
+}
+
+void RunFlags::DeclarePackets(CLI::App& app) {
   app.add_option("--packets", packets,
                  "What tells packets: notes (the companion), thread (each is a packet), or none")
       ->check(CLI::IsMember({"notes", "thread", "none"}))

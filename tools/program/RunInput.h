@@ -22,6 +22,9 @@ struct RunFlags {
   std::string packets = "notes";
 
   void Declare(CLI::App& app);
+
+  // The flag of those that tell of packets.
+  void DeclarePackets(CLI::App& app);
   MaybeFailure Check() const;
 
   // Whether all events are asked for.

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <iosfwd>
+#include <vector>
 
 #include "tools/program/Failure.h"
 
@@ -30,8 +31,13 @@ struct Subcommand {
   const char* summary;  // one line
   const char* footer;   // examples and remarks, shown at the end of its --help
 
-  // Declares the flags on `app`. The action that comes back owns what they are parsed into.
+  // Declares the flags on `app`. The action that comes back owns what they are parsed into. Null of
+  // one that has kinds.
   Action (*configure)(CLI::App& app);
+
+  // The kinds of a subcommand that is several: the next word names one. They are like subcommands
+  // themselves, each with flags and help of its own.
+  const std::vector<const Subcommand*>& (*kinds)() = nullptr;
 };
 
 }  // namespace marrowfin

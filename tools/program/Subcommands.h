@@ -11,6 +11,9 @@ namespace marrowfin {
 // tools/CMakeLists.txt names, from which the table is made.
 const std::vector<const Subcommand*>& Subcommands();
 
+// The kinds of `plot`, likewise: each is a source of tools/commands/plot.
+const std::vector<const Subcommand*>& PlotKinds();
+
 }  // namespace marrowfin
 
 #endif

@@ -48,6 +48,11 @@ TEST(PageTest, TextBreaksBetweenWordsWhereTheLineIsFull) {
   EXPECT_THAT(WrapText("", Weight::REGULAR, 10, 100), ElementsAre());
 }
 
+TEST(PageTest, DotsEndLinesAndProductsAreNotBroken) {
+  EXPECT_THAT(WrapText("all · 4 × 4 PEs · end", Weight::REGULAR, 10, 1),
+              ElementsAre("all ·", "4 × 4", "PEs ·", "end"));
+}
+
 TEST(FontsTest, WidthsAreThoseOfTheFontWithoutRounding) {
   EXPECT_DOUBLE_EQ(TextWidth("mm", Weight::REGULAR, 10), 2 * TextWidth("m", Weight::REGULAR, 10));
   EXPECT_NEAR(TextWidth("0", Weight::REGULAR, 1000), 636.2, 0.1) << "1303 of 2048 units";
@@ -88,6 +93,8 @@ TEST(HeatScaleTest, TheScaleEndsAtTheLargestValueUnlessThatStandsOut) {
   map.scaleMax = 40;
   EXPECT_EQ(ScaleOf(map).end, 40);
   EXPECT_EQ(ScaleOf(MapOf({0, 0, 0, 0})).end, 1);
+  map.values.assign(map.values.size(), 0);
+  EXPECT_EQ(ScaleOf(map).end, 40) << "two pictures have one scale, also where nothing happened";
 }
 
 TEST(HeatScaleTest, SixteenEqualStepsBeginAtZero) {

@@ -7,8 +7,9 @@
 #include <vector>
 
 #include "measure/CountRun.h"
+#include "render/plot/HeatOfRun.h"
 #include "render/plot/HeatPlot.h"
-#include "render/plot/RunPlots.h"
+#include "render/plot/TimelineOfRun.h"
 #include "render/plot/TimelinePlot.h"
 #include "tests/support/Command.h"
 #include "tests/support/Files.h"
@@ -74,6 +75,14 @@ class PlotPicturesTest : public ::testing::Test {
     return style;
   }
 
+  static PlotStyle Slide(const Theme& theme) {
+    PlotStyle style = Style(PlotFormat::PNG, theme);
+    style.slide = true;
+    style.width = PlotStyle::SLIDE_WIDTH;
+    style.height = PlotStyle::SLIDE_HEIGHT;
+    return style;
+  }
+
   Opened opened;
   std::optional<RunCounts> counts;
   PlottedRun run;
@@ -118,6 +127,8 @@ TEST_F(PlotPicturesTest, PicturesAreToThePixelThoseThatWereLookedAt) {
   ExpectKept("heat-dark.png", Heat(Style(PlotFormat::PNG, Theme::Dark()),
                                    {PlaceMeasure::UTILISATION, false, Level::DOMAIN}));
   ExpectKept("timeline.png", Timeline(Style(PlotFormat::PNG)));
+  ExpectKept("heat-slide-dark.png", Heat(Slide(Theme::Dark())));
+  ExpectKept("timeline-slide.png", Bytes(PlotTimeline(run, false), Slide(Theme::Light())));
 }
 
 // The colours of a PNG.
@@ -131,6 +142,7 @@ class Pixels {
   ~Pixels() { cairo_surface_destroy(surface); }
 
   int Width() const { return cairo_image_surface_get_width(surface); }
+  int Height() const { return cairo_image_surface_get_height(surface); }
 
   size_t Count(Color color) const {
     size_t count = 0;
@@ -205,6 +217,47 @@ TEST_F(PlotPicturesTest, LegendsEndWithinThePageAtAnySizeOfText) {
   }
 }
 
+TEST_F(PlotPicturesTest, ASlideFillsAScreenAndMakesItsLettersSmallerBeforeItRefuses) {
+  const Pixels pixels(Heat(Slide(Theme::Light())));
+  EXPECT_EQ(pixels.Width(), 1920);
+  EXPECT_EQ(pixels.Height(), 1080);
+  const PlotStyle style = Slide(Theme::Light());
+  Plot plot = PlotTimeline(run, false);
+  EXPECT_TRUE(DrawPage(plot.words, *plot.body, style));
+  plot.words.caption += " " + plot.words.caption;
+  EXPECT_TRUE(DrawPage(plot.words, *plot.body, style));
+  for (int i = 0; i < 4; ++i) {
+    plot.words.caption += " " + plot.words.caption;
+  }
+  EXPECT_FALSE(DrawPage(plot.words, *plot.body, style));
+}
+
+TEST_F(PlotPicturesTest, TheNumbersBehindAPictureAreWhatIsDrawn) {
+  const PlotNumbers heat = PlotHeat(run, {}, {}).numbers();
+  ASSERT_EQ(heat.tables[0].Rows(), 32U);
+  EXPECT_EQ(heat.tables[0].columns, (std::vector<std::string>{"column", "row", "fires"}));
+  const std::vector<ElementCounts>& elements = counts->Places().Elements();
+  for (size_t i = 0; i < elements.size(); ++i) {
+    EXPECT_EQ(heat.tables[0].cells[i * 3], NumberCell(uint64_t{i % 8}));
+    EXPECT_EQ(heat.tables[0].cells[i * 3 + 1], NumberCell(uint64_t{i / 8}));
+    EXPECT_EQ(heat.tables[0].cells[i * 3 + 2], NumberCell(elements[i].fires));
+  }
+  const PlotNumbers shares = PlotHeat(run, {PlaceMeasure::UTILISATION}, {}).numbers();
+  EXPECT_EQ(shares.tables[0].columns[2], "utilisation");
+  EXPECT_EQ(shares.tables[0].cells[21 * 3 + 2],
+            NumberCell(static_cast<double>(elements[21].active) / 600 * 100 / 100));
+  const PlotNumbers timeline = PlotTimeline(run, false).numbers();
+  EXPECT_EQ(timeline.tables[0].columns,
+            (std::vector<std::string>{"firstCycle", "cycles", "thread0", "thread1", "thread2",
+                                      "thread3"}));
+  EXPECT_EQ(timeline.tables[0].Rows(), 300U);
+  EXPECT_EQ(timeline.tables[1].name, "phases");
+  EXPECT_EQ(timeline.tables[1].Rows(), 3U);
+  const PlotNumbers types = PlotTimeline(run, true).numbers();
+  EXPECT_EQ(types.tables[0].columns[3], "transmissions");
+  EXPECT_EQ(types.tables[1].Rows(), 0U);
+}
+
 TEST_F(PlotPicturesTest, LayersBehindTheSixthAreHatched) {
   const TimeColumns columns = TimeColumns::AtMost(0, 9, 10);
   const std::vector<TimelineLayer> layers(7, {"layer", std::vector<uint64_t>(10, 1)});
@@ -239,6 +292,9 @@ TEST_F(PlotPicturesTest, WordsTellTheHeadlineNumbers) {
   const Plot timeline = PlotTimeline(run, false);
   EXPECT_THAT(timeline.words.finding,
               HasSubstr("in 3 phases; the busiest, cycles 200 to 399, has 10"));
+  EXPECT_THAT(timeline.words.caption, HasSubstr("one column = 2 cycles · thread 0 at the bottom"));
+  EXPECT_THAT(timeline.words.caption, HasSubstr("penalty 3 σ² ln n with σ 1, n 300"));
+  EXPECT_THAT(heat.words.caption, HasSubstr(" · 3,000 fires · "));
 }
 
 TEST_F(PlotPicturesTest, ARangeWithoutFiresIsAnEmptyPlotThatSaysSo) {

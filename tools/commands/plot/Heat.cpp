@@ -1,0 +1,80 @@
+#include <CLI/CLI.hpp>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "render/plot/HeatOfRun.h"
+#include "tools/program/RunPlot.h"
+#include "tools/program/Subcommands.h"
+
+namespace marrowfin {
+namespace {
+
+constexpr char footer[] =
+    "Examples:\n"
+    "  marrowfin-trace plot heat run.trace -o heat.png\n"
+    "  marrowfin-trace plot heat run.trace --measure utilisation --level cluster -o heat.svg\n"
+    "  marrowfin-trace plot heat run.trace --size slide --theme dark -o slide.png\n"
+    "  marrowfin-trace plot heat run.trace --csv heat.csv\n"
+    "\n"
+    "A cell is a processing element, or a larger unit, and its colour what it did in the range.\n"
+    "marrowfin-trace plot --help tells the exit status.";
+
+const std::map<std::string, HeatWish>& Measures() {
+  static const std::map<std::string, HeatWish> measures = {
+      {"fires", {PlaceMeasure::FIRES}},       {"sends", {PlaceMeasure::SENDS}},
+      {"receives", {PlaceMeasure::RECEIVES}}, {"utilisation", {PlaceMeasure::UTILISATION}},
+      {"idle", {PlaceMeasure::IDLE}},         {"transmissions", {PlaceMeasure::FIRES, true}}};
+  return measures;
+}
+
+const std::map<std::string, Level>& Levels() {
+  static const std::map<std::string, Level> levels = {
+      {"pe", Level::PE}, {"domain", Level::DOMAIN}, {"cluster", Level::CLUSTER}};
+  return levels;
+}
+
+struct HeatFlags {
+  RunPlotFlags shared;
+  std::string measure = "fires";
+  std::optional<std::string> level;
+  std::string reduce = "mean";
+  std::optional<double> scaleMax;
+};
+
+HeatWish WishOf(const HeatFlags& flags) {
+  HeatWish wish = Measures().at(flags.measure);
+  if (flags.level) {
+    wish.level = Levels().at(*flags.level);
+  }
+  wish.largest = flags.reduce == "max";
+  wish.scaleMax = flags.scaleMax;
+  return wish;
+}
+
+Action Configure(CLI::App& app) {
+  const auto flags = std::make_shared<HeatFlags>();
+  flags->shared.Declare(app, "column");
+  app.add_option("--measure", flags->measure, "What is shown")
+      ->check(CLI::IsMember(NamesOf(Measures())))
+      ->capture_default_str();
+  app.add_option("--level", flags->level, "Of which units; unless given, the finest that is seen")
+      ->check(CLI::IsMember(NamesOf(Levels())));
+  app.add_option("--reduce", flags->reduce, "Of the PEs of a unit: mean or max")
+      ->check(CLI::IsMember({"mean", "max"}))
+      ->capture_default_str();
+  app.add_option("--scale-max", flags->scaleMax, "The end of the colour scale")
+      ->check(CLI::PositiveNumber);
+  return [flags](const Console& console) {
+    return PlotRun("heat", flags->shared, {}, console, [&](RunToPlot& of) -> Result<Plot> {
+      return PlotHeat(of.run, WishOf(*flags), of.style);
+    });
+  };
+}
+
+}  // namespace
+
+extern const Subcommand heatKind = {"heat", "Where a run is busy: the array", footer, Configure};
+
+}  // namespace marrowfin

@@ -1,0 +1,54 @@
+#include "tools/program/RunPlot.h"
+
+#include <filesystem>
+
+namespace marrowfin {
+namespace {
+
+MaybeFailure Check(const RunPlotFlags& flags) {
+  if (MaybeFailure failure = flags.plot.Check({flags.run.trace})) {
+    return failure;
+  }
+  return flags.run.Check();
+}
+
+PlottedRun PlottedRunOf(const RunFlags& flags, const CountedRun& counted) {
+  PlottedRun run;
+  run.trace = std::filesystem::path(flags.trace).filename();
+  run.whole = flags.AskForAll();
+  run.chosen = flags.Chosen();
+  run.counts = &*counted.counts;
+  run.packets = counted.packets ? &*counted.packets : nullptr;
+  run.measures = MeasuresOf(*counted.counts);
+  return run;
+}
+
+}  // namespace
+
+void RunPlotFlags::Declare(CLI::App& app, const std::string& usualSize) {
+  run.Declare(app);
+  plot.Declare(app, usualSize);
+}
+
+MaybeFailure PlotRun(const std::string& kind, const RunPlotFlags& flags, const RunPlotNeeds& needs,
+                     const Console& console, const MakePlot& make) {
+  if (MaybeFailure failure = Check(flags)) {
+    return failure;
+  }
+  RunToPlot run;
+  if (MaybeFailure failure = CountRunOf(flags.run, needs.packets, console, run.counted)) {
+    return failure;
+  }
+  run.run = PlottedRunOf(flags.run, run.counted);
+  run.style = flags.plot.Style();
+  const Result<Plot> plot = make(run);
+  if (!plot) {
+    return IndexingFailureOf(plot.Why(), flags.run.trace);
+  }
+  if (MaybeFailure failure = WritePlot(flags.plot, kind, *plot, console)) {
+    return failure;
+  }
+  return CheckWhole(flags.run, run.counted);
+}
+
+}  // namespace marrowfin
