@@ -348,7 +348,7 @@ TEST_F(CommandTest, AProgramThatDoesNotFitIsAnErrorHoweverLargeItIs) {
   }
   ExpectComplaint({"-program", "stencil", "-size", "40"}, "operations; each of the 1024");
   ExpectComplaint({"-program", "reduce", "-array/memoryWords", "10"},
-                  "words of a cluster's memory");
+                  "marrowfin-sim: the program needs 76 words of a cluster's memory, which has 10");
   ExpectComplaint({"-program", "reduce", "-array/operandBuffer", "3"},
                   "holds 0 of them for this number of threads: -array/operandBuffer 16 would do");
   ExpectComplaint({"-program", "spmv", "-nonzeros", "4294967295"}, "too large for the array");

@@ -3,12 +3,15 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <set>
 #include <sstream>
+#include <tuple>
 
 #include "Core/VisTool.h"
 #include "sim/Array.h"
+#include "sim/Clamp.h"
 #include "sim/Fifo.h"
 #include "sim/LoopControl.h"
 #include "sim/Placement.h"
@@ -572,6 +575,56 @@ TEST(StallTest, EveryCycleThatAnOperandWaitsForAnotherIsCounted) {
   EXPECT_EQ(3U, result.stalls.stallOperand);
   EXPECT_EQ(0U, result.stalls.stallOutput);
   EXPECT_EQ(0U, result.stalls.stallWindow);
+}
+
+TEST(StallTest, AnOperandThatWaitsToTheEndIsCountedToTheEnd) {
+  // One operation waits for an operand that never comes, while others go on elsewhere.
+  const auto run = [](int others) {
+    HandMade program;
+    const Value waiting = program.graph.Add(Opcode::ADD, {Later(), Later()});
+    program.graph.Start(waiting, 0, 1);
+    Value last = program.graph.Add(Opcode::ADD, {Later(), Number(1)});
+    program.graph.Start(last, 0, 1);
+    for (int i = 0; i < others; ++i) {
+      last = program.graph.Add(Opcode::ADD, {last, Number(1)});
+    }
+    return RunByHand(program, ArrayWords(1, 1, 2));
+  };
+  const RigResult shorter = run(0);
+  const RigResult longer = run(2);
+  EXPECT_GT(longer.cycles, shorter.cycles);
+  EXPECT_GT(shorter.stalls.stallOperand, 0U);
+  EXPECT_EQ(longer.stalls.stallOperand - shorter.stalls.stallOperand,
+            longer.cycles - shorter.cycles);
+}
+
+TEST(GraphDeathTest, AnOperationTakesSoManyOperandsAndNoOthers) {
+  const std::vector<std::tuple<Opcode, size_t, size_t>> counts = {
+      {Opcode::ADD, 2, 2},  {Opcode::SUBTRACT, 2, 2}, {Opcode::MULTIPLY, 2, 2},
+      {Opcode::LESS, 2, 2}, {Opcode::SELECT, 3, 3},   {Opcode::STEER, 2, 2},
+      {Opcode::LOOP, 1, 1}};
+  for (const auto& [opcode, least, most] : counts) {
+    for (const size_t count : {least - 1, least, most, most + 1}) {
+      const auto add = [opcode = opcode, count] {
+        Graph graph;
+        graph.Add(opcode, std::vector<Value>(count, Later()));
+        _exit(0);
+      };
+      if (count < least || count > most) {
+        EXPECT_DEATH(add(), "operands.size") << NameOf(opcode) << " of " << count;
+      } else {
+        EXPECT_EXIT(add(), ::testing::ExitedWithCode(0), "") << NameOf(opcode) << " of " << count;
+      }
+    }
+  }
+}
+
+TEST(ClampTest, WaitsThatAreLongerThanAReportShareItsLastBucket) {
+  for (const Cycle cycles : {Cycle{0}, Cycle{1}, Cycle{1022}, Cycle{1023}}) {
+    EXPECT_EQ(cycles, Clamp(cycles));
+  }
+  EXPECT_EQ(1023U, Clamp(1024));
+  EXPECT_EQ(1023U, Clamp(~Cycle{0}));
 }
 
 TEST(RecorderTest, WritesTheBytesThatTheTraceToolWrites) {
