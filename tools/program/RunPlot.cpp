@@ -36,6 +36,7 @@ MaybeFailure PlotRun(const std::string& kind, const RunPlotFlags& flags, const R
     return failure;
   }
   RunToPlot run;
+  run.counted.question.sumsSuffice = needs.sumsSuffice;
   if (MaybeFailure failure = CountRunOf(flags.run, needs.packets, console, run.counted)) {
     return failure;
   }

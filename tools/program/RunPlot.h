@@ -30,6 +30,7 @@ struct RunToPlot {
 // What a kind needs besides the counts of the run.
 struct RunPlotNeeds {
   bool packets = false;
+  bool sumsSuffice = false;  // see RunQuestion
 };
 
 // Makes the plot; what it refers to of the run lives until it is written. May read the trace.

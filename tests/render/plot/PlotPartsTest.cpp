@@ -114,24 +114,13 @@ TEST(LevelForTest, UnitsAreDrawnThatHaveTwoPixels) {
 }
 
 TEST(TimelineLayersTest, ElevenThreadsAndOthersStandForMany) {
-  Columns batch;
-  batch.size = 0;
+  Timeline times(TimeColumns::AtMost(0, 2, 400));
   for (uint32_t thread = 0; thread < 14; ++thread) {
-    // Thread 2 and 5 have least.
+    // Thread 2, 5 and 9 have least.
     for (uint32_t i = 0; i < (thread == 2 || thread == 5 || thread == 9 ? 1U : 3U); ++i) {
-      batch.cycle[batch.size] = i;
-      batch.tag[batch.size++] = {thread, FIRE_RECORD};
+      times.Add(FIRE_RECORD, i, thread);
     }
   }
-  std::vector<uint16_t> rows(batch.size);
-  for (size_t i = 0; i < rows.size(); ++i) {
-    rows[i] = static_cast<uint16_t>(i);
-  }
-  Selection all;
-  all.columns = &batch;
-  all.rows = rows;
-  Timeline times(TimeColumns::AtMost(0, 2, 400));
-  times.Add(all);
   const std::vector<TimelineLayer> layers = LayersByThread(times);
   ASSERT_EQ(layers.size(), 12U);
   EXPECT_EQ(layers[0].name, "0");

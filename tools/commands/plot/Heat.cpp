@@ -43,6 +43,9 @@ struct HeatFlags {
   std::optional<double> scaleMax;
 };
 
+// Whether the index tells them; of cycles it does not know in which an element fired.
+bool AreSums(const std::string& measure) { return measure != "utilisation" && measure != "idle"; }
+
 HeatWish WishOf(const HeatFlags& flags) {
   HeatWish wish = Measures().at(flags.measure);
   if (flags.level) {
@@ -67,7 +70,9 @@ Action Configure(CLI::App& app) {
   app.add_option("--scale-max", flags->scaleMax, "The end of the colour scale")
       ->check(CLI::PositiveNumber);
   return [flags](const Console& console) {
-    return PlotRun("heat", flags->shared, {}, console, [&](RunToPlot& of) -> Result<Plot> {
+    RunPlotNeeds needs;
+    needs.sumsSuffice = AreSums(flags->measure);
+    return PlotRun("heat", flags->shared, needs, console, [&](RunToPlot& of) -> Result<Plot> {
       return PlotHeat(of.run, WishOf(*flags), of.style);
     });
   };
