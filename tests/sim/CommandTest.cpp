@@ -117,6 +117,20 @@ TEST_F(CommandTest, CyclesOfAProcessingElementAreFiresStallsOrIdleAndNeverMore) 
   }
 }
 
+TEST_F(CommandTest, ADomainReportsTheUseOfItsLinkToTheSwitch) {
+  const CommandResult result = RunSmall({"-array/clusters", "1", "-placement", "random"});
+  const double cycles = std::stod(StatisticIn(result.out, "array/cycles"));
+  double all = 0;
+  for (const char* domain : {"d0_0", "d1_0", "d0_1", "d1_1"}) {
+    const auto of = [&](const char* name) {
+      return std::stod(StatisticIn(result.out, "array/c0_0/" + std::string(domain) + "/" + name));
+    };
+    EXPECT_NEAR(100 * of("messagesUp") / cycles, of("upUse"), 0.01) << domain;
+    all += of("upUse");
+  }
+  EXPECT_GT(all, 0);
+}
+
 TEST_F(CommandTest, ProcessingElementsReportOnlyWhenAsked) {
   EXPECT_THAT(RunSmall({}).out, Not(HasSubstr("/pe0_0/")));
   EXPECT_THAT(RunSmall({"-array/peStatistics", "true"}).out,

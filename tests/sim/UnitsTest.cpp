@@ -14,6 +14,7 @@
 #include "sim/Clamp.h"
 #include "sim/Fifo.h"
 #include "sim/LoopControl.h"
+#include "sim/Messages.h"
 #include "sim/Placement.h"
 #include "sim/Random.h"
 #include "sim/RunLog.h"
@@ -617,6 +618,18 @@ TEST(GraphDeathTest, AnOperationTakesSoManyOperandsAndNoOthers) {
       }
     }
   }
+}
+
+TEST(MessagesTest, AnAccessSaysWhatItIs) {
+  MemoryMessage message;
+  message.value = 2.5;
+  message.address = 7;
+  std::string text;
+  message.isStore = false;
+  EXPECT_THAT(message.ToString(text), ::testing::EndsWith(": load 2.5 at 7"));
+  text.clear();
+  message.isStore = true;
+  EXPECT_THAT(message.ToString(text), ::testing::EndsWith(": store 2.5 at 7"));
 }
 
 TEST(ClampTest, WaitsThatAreLongerThanAReportShareItsLastBucket) {
