@@ -25,7 +25,7 @@ void Companion::Begin() {
   created = recorder.DeclareCycle(CREATED_ATTRIBUTE);
   size = recorder.DeclareNumber(SIZE_ATTRIBUTE, "byte");
   consumes = recorder.DeclareRecords(CONSUMES_ATTRIBUTE);
-  producedBy = recorder.DeclareRecords("produced_by");
+  producedBy = recorder.DeclareRecords(PRODUCED_BY_ATTRIBUTE);
   switchQueue = recorder.DeclareCounter("switch_queue", "messages");
   memoryQueue = recorder.DeclareCounter("memory_queue", "accesses");
 }

@@ -47,6 +47,7 @@ constexpr std::string_view PACKET_ATTRIBUTE = "packet";
 constexpr std::string_view CREATED_ATTRIBUTE = "created";
 constexpr std::string_view SIZE_ATTRIBUTE = "size";
 constexpr std::string_view CONSUMES_ATTRIBUTE = "consumes";
+constexpr std::string_view PRODUCED_BY_ATTRIBUTE = "produced_by";
 
 struct NoteAttribute {
   NoteType type = NoteType::NUMBER;
