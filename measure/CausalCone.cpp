@@ -1,0 +1,116 @@
+#include "measure/CausalCone.h"
+
+#include <algorithm>
+#include <memory>
+#include <tuple>
+
+#include "trace/base/PlaceTable.h"
+
+namespace marrowfin {
+namespace {
+
+constexpr size_t BETWEEN_REPORTS = 256;  // batches
+
+// Marks the causes of what is marked, from the record back.
+void MarkBack(const CausalGraph& graph, uint64_t record, CausalCone& cone) {
+  CausalGraph::Reader reader(graph);
+  cone.records.Add(record);
+  for (std::optional<uint64_t> at = record; at; at = cone.records.Before(*at)) {
+    const CausalGraph::Node node = reader.Read(*at);
+    cone.inferred += node.evidence == Evidence::INFERRED && !node.causes.empty() ? 1 : 0;
+    for (const uint64_t cause : node.causes) {
+      cone.records.Add(cause);
+    }
+  }
+}
+
+// Marks what has a marked cause, from the record on.
+void MarkForward(const CausalGraph& graph, uint64_t record, CausalCone& cone) {
+  CausalGraph::Reader reader(graph);
+  cone.records.Add(record);
+  for (uint64_t at = record + 1; at < graph.Records(); ++at) {
+    const CausalGraph::Node node = reader.Read(at);
+    const auto follows = [&](uint64_t cause) { return cause >= record && cone.records.Has(cause); };
+    if (std::any_of(node.causes.begin(), node.causes.end(), follows)) {
+      cone.records.Add(at);
+      cone.inferred += node.evidence == Evidence::INFERRED ? 1 : 0;
+    }
+  }
+}
+
+// Looks at the events that are marked.
+class Counter {
+ public:
+  explicit Counter(CausalCone& cone) : cone(cone) { cone.firstCycle = ~uint64_t{0}; }
+
+  void Add(const Columns& columns, size_t row) {
+    cone.firstCycle = std::min(cone.firstCycle, columns.cycle[row]);
+    cone.lastCycle = std::max(cone.lastCycle, columns.cycle[row]);
+    switch (columns.tag[row].type) {
+      case FIRE_RECORD:
+        ++cone.fires;
+        AddFire(columns.at[row]);
+        break;
+      case SEND_RECORD:
+        ++cone.messages;
+        break;
+      default:
+        ++cone.transmissions;
+    }
+  }
+
+  void End() {
+    for (size_t i = 0; i < fires.size(); ++i) {
+      cone.places.push_back({table.Places()[i], fires[i]});
+    }
+    std::sort(cone.places.begin(), cone.places.end(),
+              [](const CausalCone::Fires& a, const CausalCone::Fires& b) {
+                return std::tuple(b.fires, a.at.row, a.at.column) <
+                       std::tuple(a.fires, b.at.row, b.at.column);
+              });
+  }
+
+ private:
+  void AddFire(Place at) {
+    const uint32_t number = table.Add(at);
+    if (number == fires.size()) {
+      fires.push_back(0);
+    }
+    ++fires[number];
+  }
+
+  CausalCone& cone;
+  PlaceTable table;
+  std::vector<uint64_t> fires;
+};
+
+}  // namespace
+
+Result<CausalCone> FindCone(const Causes& causes, uint64_t record, ConeDirection direction,
+                            const ProgressCallback& progress) {
+  CausalCone cone;
+  cone.records = RecordSet(causes.graph.Records());
+  const auto mark = direction == ConeDirection::BACK ? MarkBack : MarkForward;
+  mark(causes.graph, record, cone);
+  Counter counter(cone);
+  const auto batch = std::make_unique<TimedBatch>();
+  std::optional<uint64_t> at = cone.records.From(0);
+  for (size_t number = 0; at; ++number) {
+    number = causes.trace.BatchOf(*at);
+    if (Fault fault = causes.trace.Reload(number, *batch)) {
+      return fault;
+    }
+    const uint64_t end = batch->columns.firstRecord + batch->columns.size;
+    for (; at && *at < end; at = cone.records.From(*at + 1)) {
+      counter.Add(batch->columns, static_cast<size_t>(*at - batch->columns.firstRecord));
+    }
+    if (progress && number % BETWEEN_REPORTS == 0 &&
+        !progress({end, causes.graph.Records(), Progress::RECORDS})) {
+      return CancelledFault(causes.trace.Source().Name());
+    }
+  }
+  counter.End();
+  return cone;
+}
+
+}  // namespace marrowfin
