@@ -122,7 +122,9 @@ TEST_F(DocumentsTest, TheManualPageHasEveryNameOfJson) {
                                                 {"check", "-p", "4"},
                                                 {"index"},
                                                 {"state", "--cycle", "3"},
-                                                {"stats", "--packets", "thread"}}) {
+                                                {"stats", "--packets", "thread"},
+                                                {"why"},
+                                                {"why", "--cone", "back"}}) {
     std::vector<std::string> command = {words[0], trace, "--json"};
     command.insert(command.end(), words.begin() + 1, words.end());
     Run(command);

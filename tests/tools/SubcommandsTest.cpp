@@ -33,6 +33,7 @@ class SubcommandsTest : public CommandFixture {
             {"index", trace},
             {"events", trace},
             {"events", trace, "--count"},
+            {"why", trace},
             {"state", trace, "--step", "0"},
             {"state", trace, "--cycle", "0"},
             {"state", trace, "--cycle", "0", "--places"}};
@@ -318,6 +319,7 @@ TEST_F(ExamplesTest, EveryExampleOfTheHelpRunsAsItStands) {
                                             {"index", "--help"},
                                             {"state", "--help"},
                                             {"events", "--help"},
+                                            {"why", "--help"},
                                             {"import", "--help"},
                                             {"synth", "--help"}}) {
     const Line examples = ExamplesIn(Run(line).out, "\nExamples:\n");
