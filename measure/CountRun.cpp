@@ -119,7 +119,7 @@ class Question {
   Result<RunCounts> Count(CycleRange range) const {
     const TimeColumns columns = TimeColumns::AtMost(range.first, range.last, question.mostColumns);
     const RunShape shape = {question.shape, question.wrapColumns, question.wrapRows,
-                            question.columnFirst, columns};
+                            question.columnFirst, columns, question.elementLinks};
     return index != nullptr && IsPartial(question.filter)
                ? CountByIndex(trace, *index, shape, question.filter, progress)
                : CountInPieces(trace, shape, question.filter, progress);

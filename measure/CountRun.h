@@ -26,6 +26,8 @@ struct RunQuestion {
   // range of cycles, with the records of each type in one column. An index tells those in some
   // milliseconds where the filter asks for cycles alone; else everything is counted as ever.
   bool sumsSuffice = false;
+
+  bool elementLinks = false;  // see RunShape
 };
 
 // The cycles of the first and the last record of a trace, read from its ends; of a trace whose

@@ -21,10 +21,11 @@ MessageCounts::Axis::Axis(uint32_t clusters, uint32_t domains, uint32_t pes) {
   }
 }
 
-MessageCounts::MessageCounts(const ArrayShape& shape, const Mesh& elements, const Mesh& clusters)
+MessageCounts::MessageCounts(const ArrayShape& shape, const Mesh& elements, const Mesh& clusters,
+                             bool elementsWanted)
     : columns(shape.clusters.columns, shape.domains.columns, shape.pes.columns),
       rows(shape.clusters.rows, shape.domains.rows, shape.pes.rows),
-      several(shape.Switches() > 1),
+      several(shape.Switches() > 1 && !elementsWanted),
       wraps(elements.wrapColumns || elements.wrapRows),
       distances(columns.domain.size() + rows.domain.size() - 1),
       elementLinks(elements),

@@ -21,8 +21,10 @@ class MessageCounts {
   // Clusters of which the traffic from each to each is kept.
   static constexpr size_t MOST_CLUSTERS_OF_MATRIX = 1024;
 
-  // Nodes of `elements` are the elements of the shape, nodes of `clusters` its clusters.
-  MessageCounts(const ArrayShape& shape, const Mesh& elements, const Mesh& clusters);
+  // Nodes of `elements` are the elements of the shape, nodes of `clusters` its clusters. Links
+  // between elements are counted to the end where they are wanted whatever they mean.
+  MessageCounts(const ArrayShape& shape, const Mesh& elements, const Mesh& clusters,
+                bool elementsWanted = false);
 
   void Add(Place from, Place to);
   void Add(const MessageCounts& other);
@@ -49,7 +51,7 @@ class MessageCounts {
 
   Axis columns;
   Axis rows;
-  bool several;  // clusters
+  bool several;  // clusters, and links between elements are not wanted beside theirs
   bool wraps;    // whether any link joins two edges
   std::vector<uint64_t> distances;
   uint64_t farSends = 0;

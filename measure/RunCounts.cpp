@@ -15,7 +15,7 @@ RunCounts::RunCounts(const RunShape& shape)
     : places(shape.shape),
       times(shape.columns),
       messages(shape.shape, MeshOf(shape, {shape.shape.Columns(), shape.shape.Rows()}),
-               MeshOf(shape, shape.shape.clusters)) {}
+               MeshOf(shape, shape.shape.clusters), shape.elementLinks) {}
 
 void RunCounts::AddCycles(const Selection& selected) {
   if (selected.rows.empty()) {

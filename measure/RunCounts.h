@@ -23,6 +23,9 @@ struct RunShape {
   bool wrapRows = false;
   bool columnFirst = false;  // how messages are routed, see Mesh
   TimeColumns columns;
+
+  // Whether links between elements of several clusters are counted even where messages are far.
+  bool elementLinks = false;
 };
 
 // Everything that one pass through a trace counts, in order of the trace.

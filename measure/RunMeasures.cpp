@@ -117,29 +117,6 @@ void TakeLinks(const std::vector<LinkValue>& links, LinkMeasures& measures) {
   }
 }
 
-LinkMeasures LinksOf(const RunCounts& counts, double cycles, double capacity) {
-  LinkMeasures measures;
-  measures.capacity = capacity;
-  measures.observed = counts.FarSends() == 0;
-  const bool flat = counts.Places().Shape().Switches() == 1;
-  measures.level = measures.observed || flat ? Level::PE : Level::CLUSTER;
-  measures.loads =
-      measures.level == Level::PE ? counts.ElementLinks().Get() : counts.ClusterLinks().Get();
-  TakeLinks(LinksOf(measures.loads, cycles * capacity), measures);
-  measures.bisection = BisectionOf(measures.loads);
-  measures.bisectionRate = static_cast<double>(measures.bisection.messages) / cycles;
-  if (measures.bisection.links > 0) {
-    measures.bisectionShare =
-        measures.bisectionRate / (capacity * static_cast<double>(measures.bisection.links));
-  }
-  const std::vector<uint64_t>& transmissions = counts.Places().Transmissions();
-  if (measures.level == Level::CLUSTER &&
-      std::any_of(transmissions.begin(), transmissions.end(), [](uint64_t t) { return t > 0; })) {
-    measures.modelError = ModelError(counts, measures.loads);
-  }
-  return measures;
-}
-
 void TakeElements(const RunCounts& counts, RunMeasures& measures) {
   const ArrayShape& shape = counts.Places().Shape();
   std::vector<double> fires;
@@ -167,6 +144,32 @@ void TakeElements(const RunCounts& counts, RunMeasures& measures) {
 }
 
 }  // namespace
+
+LinkMeasures LinksOf(const RunCounts& counts, double cycles, double capacity,
+                     std::optional<Level> level) {
+  LinkMeasures measures;
+  measures.capacity = capacity;
+  measures.observed = counts.FarSends() == 0;
+  const bool flat = counts.Places().Shape().Switches() == 1;
+  measures.level = level ? *level : measures.observed || flat ? Level::PE : Level::CLUSTER;
+  // Of one cluster there are no links between switches.
+  measures.observed = measures.observed && measures.level == Level::PE;
+  measures.loads =
+      measures.level == Level::PE ? counts.ElementLinks().Get() : counts.ClusterLinks().Get();
+  TakeLinks(LinksOf(measures.loads, cycles * capacity), measures);
+  measures.bisection = BisectionOf(measures.loads);
+  measures.bisectionRate = static_cast<double>(measures.bisection.messages) / cycles;
+  if (measures.bisection.links > 0) {
+    measures.bisectionShare =
+        measures.bisectionRate / (capacity * static_cast<double>(measures.bisection.links));
+  }
+  const std::vector<uint64_t>& transmissions = counts.Places().Transmissions();
+  if (measures.level == Level::CLUSTER &&
+      std::any_of(transmissions.begin(), transmissions.end(), [](uint64_t t) { return t > 0; })) {
+    measures.modelError = ModelError(counts, measures.loads);
+  }
+  return measures;
+}
 
 std::vector<double> ValuesOf(const RunCounts& counts, PlaceMeasure measure, double cycles) {
   std::vector<double> values;

@@ -96,6 +96,11 @@ struct RunMeasures {
   PhaseCost phaseCost;                       // with which they were searched for
 };
 
+// Between which nodes links are told: as LinkMeasures says, unless a level is given. Between
+// elements of several clusters that is of use where the counts have those links (RunShape).
+LinkMeasures LinksOf(const RunCounts& counts, double cycles, double capacity,
+                     std::optional<Level> level = {});
+
 // What is told of hottest and idlest places, at most.
 constexpr size_t MOST_TOLD = 5;
 

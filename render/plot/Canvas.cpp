@@ -150,12 +150,23 @@ void Canvas::Hatch(const Box& box, Color color) {
   cairo_restore(cairo);
 }
 
+void Canvas::Polygon(const std::vector<Spot>& corners, Color fill, const Pen& outline) {
+  for (const Spot& corner : corners) {
+    cairo_line_to(cairo, Rounded(corner.x), Rounded(corner.y));
+  }
+  cairo_close_path(cairo);
+  Use(fill);
+  cairo_fill_preserve(cairo);
+  cairo_set_line_join(cairo, CAIRO_LINE_JOIN_ROUND);
+  Stroke(outline);
+}
+
 void Canvas::Ring(Spot centre, double radius, const Pen& pen) {
   cairo_arc(cairo, Rounded(centre.x), Rounded(centre.y), radius, 0, 2 * M_PI);
   Stroke(pen);
 }
 
-void Canvas::Show(const std::string& text, double size, Color color, Weight weight) {
+void Canvas::UseLetters(double size, Weight weight) {
   cairo_font_options_t* const options = cairo_font_options_create();
   cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_NONE);
   cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
@@ -164,6 +175,10 @@ void Canvas::Show(const std::string& text, double size, Color color, Weight weig
   cairo_font_options_destroy(options);
   cairo_set_font_face(cairo, FontFace(weight));
   cairo_set_font_size(cairo, size);
+}
+
+void Canvas::Show(const std::string& text, double size, Color color, Weight weight) {
+  UseLetters(size, weight);
   Use(color);
   cairo_show_text(cairo, text.c_str());
   cairo_new_path(cairo);
@@ -175,6 +190,18 @@ void Canvas::Text(const std::string& text, Spot spot, Align align, double size, 
   cairo_move_to(cairo, Rounded(spot.x - (align == Align::CENTRE ? left / 2 : left)),
                 Rounded(spot.y));
   Show(text, size, color, weight);
+}
+
+void Canvas::TextOn(Color halo, const std::string& text, Spot spot, Align align, double size,
+                    Color color, Weight weight) {
+  const double left = align == Align::LEFT ? 0 : TextWidth(text, weight, size);
+  cairo_move_to(cairo, Rounded(spot.x - (align == Align::CENTRE ? left / 2 : left)),
+                Rounded(spot.y));
+  UseLetters(size, weight);
+  cairo_text_path(cairo, text.c_str());
+  cairo_set_line_join(cairo, CAIRO_LINE_JOIN_ROUND);
+  Stroke({halo, size * 0.4});
+  Text(text, spot, align, size, color, weight);
 }
 
 void Canvas::TextUpwards(const std::string& text, Spot middle, double size, Color color) {

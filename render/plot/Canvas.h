@@ -78,10 +78,15 @@ class Canvas {
   void Hatch(const Box& box, Color color);
 
   void Line(const std::vector<Spot>& spots, const Pen& pen);
+  void Polygon(const std::vector<Spot>& corners, Color fill, const Pen& outline);
   void Ring(Spot centre, double radius, const Pen& pen);
 
   void Text(const std::string& text, Spot spot, Align align, double size, Color color,
             Weight weight = Weight::REGULAR);
+
+  // The same on an edge of another colour, which parts it from what is below.
+  void TextOn(Color halo, const std::string& text, Spot spot, Align align, double size, Color color,
+              Weight weight = Weight::REGULAR);
 
   // Upwards, its middle at the spot.
   void TextUpwards(const std::string& text, Spot middle, double size, Color color);
@@ -96,6 +101,7 @@ class Canvas {
   double Snap(double value) const;
   void Use(Color color);
   void Stroke(const Pen& pen);
+  void UseLetters(double size, Weight weight);
   void Show(const std::string& text, double size, Color color, Weight weight);
 
   PlotFormat format;

@@ -42,7 +42,7 @@ class PlotTest : public CommandFixture {
 };
 
 TEST_F(PlotTest, TheNameOfTheOutputTellsTheFormat) {
-  for (const char* const kind : {"heat", "timeline"}) {
+  for (const char* const kind : {"heat", "links", "timeline"}) {
     EXPECT_THAT(Picture({kind}, "a.png"), StartsWith("\x89PNG\r\n"));
     EXPECT_THAT(Picture({kind}, "a.svg"), AllOf(StartsWith("<?xml"), HasSubstr("</svg>")));
     EXPECT_THAT(Picture({kind}, "a.pdf"), StartsWith("%PDF-"));
@@ -76,6 +76,13 @@ TEST_F(PlotTest, TheSameFlagsMakeTheSameBytesAndOthersOthers) {
     EXPECT_NE(heat, Picture(words, "b.svg")) << flags[0];
   }
   EXPECT_NE(Picture({"timeline"}, "a.svg"), Picture({"timeline", "--by", "type"}, "b.svg"));
+  const std::vector<std::string> links = {"links", "-c", "2", "-d", "1", "-p", "2"};
+  const std::string observed = Picture(links, "a.svg");
+  std::vector<std::string> between = links;
+  between.insert(between.end(), {"--level", "cluster"});
+  EXPECT_NE(observed, Picture(between, "b.svg"));
+  between.back() = "pe";
+  EXPECT_EQ(observed, Picture(between, "b.svg")) << "no message is far";
 }
 
 TEST_F(PlotTest, TheNumbersComeBesideThePictureOrInsteadOfIt) {
@@ -98,7 +105,7 @@ TEST_F(PlotTest, TheNumbersComeBesideThePictureOrInsteadOfIt) {
 }
 
 TEST_F(PlotTest, EveryKindTellsNumbersThatOtherParsersTake) {
-  for (const char* const kind : {"heat", "timeline"}) {
+  for (const char* const kind : {"heat", "links", "timeline"}) {
     const CommandResult result = Plot({kind, "--json", "-"});
     EXPECT_EQ(0, result.exitStatus) << result.err;
     EXPECT_EQ(kind, Json(result.out)["plot"]);

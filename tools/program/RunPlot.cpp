@@ -37,6 +37,7 @@ MaybeFailure PlotRun(const std::string& kind, const RunPlotFlags& flags, const R
   }
   RunToPlot run;
   run.counted.question.sumsSuffice = needs.sumsSuffice;
+  run.counted.question.elementLinks = needs.elementLinks;
   if (MaybeFailure failure = CountRunOf(flags.run, needs.packets, console, run.counted)) {
     return failure;
   }

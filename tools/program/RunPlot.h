@@ -27,10 +27,11 @@ struct RunToPlot {
   PlotStyle style;
 };
 
-// What a kind needs besides the counts of the run.
+// What a kind needs besides the counts of the run, or that sums by place are all that it needs.
 struct RunPlotNeeds {
   bool packets = false;
-  bool sumsSuffice = false;  // see RunQuestion
+  bool sumsSuffice = false;   // see RunQuestion
+  bool elementLinks = false;  // likewise
 };
 
 // Makes the plot; what it refers to of the run lives until it is written. May read the trace.
