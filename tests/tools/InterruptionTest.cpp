@@ -19,7 +19,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr int signals[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int signals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU};
 
 class InterruptionTest : public ::testing::Test {
  protected:

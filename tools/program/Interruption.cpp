@@ -39,7 +39,7 @@ void Own(int signal, void (*handler)(int)) {
 }  // namespace
 
 void OwnEndingSignals() {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU}) {
     Own(signal, NoteOrEnd);
   }
   Own(SIGPIPE, End);

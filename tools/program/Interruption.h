@@ -4,9 +4,9 @@
 namespace marrowfin {
 
 // Makes this file the one owner of the signals that end the program: call it once, at the start of
-// main. From then on SIGINT, SIGTERM, SIGHUP and SIGPIPE remove the temporaries of all open outputs
-// before the process ends of them, so that its status is the one that shells expect; and work may
-// ask for the first three to wait (Interruption). Signals that are ignored, as nohup does, or
+// main. From then on SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU and SIGPIPE remove the temporaries of
+// all open outputs before the process ends of them, so that its status is the one that shells
+// expect; and work may ask for all but the last to wait (Interruption). Signals that are ignored, as nohup does, or
 // handled stay so.
 void OwnEndingSignals();
 
