@@ -122,13 +122,14 @@ void AddBoundary(const Summarizer& summarizer, Contents& contents) {
       ThreadMask::Encode(std::vector<uint8_t>(SIDE * SIDE, 3), SIDE, SIDE, b.record));
 }
 
-// The first batch of records that lie whole in the trace's bytes `begin` to `end`.
+// The first batch of records that lie whole in the trace's bytes `begin` to `end`; an empty one
+// where none does.
 void ReadBatch(const TraceSource& trace, uint64_t begin, uint64_t end, Columns& columns) {
   end = std::min(end, trace.Size());
   begin = std::min(begin, end);
   Reader reader(MemorySource(trace.Bytes() + begin, static_cast<size_t>(end - begin)), "trace",
                 {.ordered = false});
-  reader.Next(columns);
+  static_cast<void>(reader.Next(columns));
 }
 
 Contents SoundContents(const TraceSource& trace, uint64_t records) {

@@ -45,10 +45,10 @@ class BatchCursor {
   // The next batch that has records that match, at least one: those behind where the cursor stands.
   // The cursor then stands behind found.end. False at the end, and where a fault was met. `found`
   // is good until the next call.
-  bool Next(Selection& found);
+  [[nodiscard]] bool Next(Selection& found);
 
   // The last such batch before where the cursor stands, which then is before found.begin.
-  bool Previous(Selection& found);
+  [[nodiscard]] bool Previous(Selection& found);
 
   // Places the cursor before a record, or at the nearer end of the range if that is not in it.
   // Costs nothing; the next call reads from there. A search that was stopped may be taken up this

@@ -23,11 +23,11 @@ class EventCursor {
 
   // The next event, behind which the cursor then stands. False at the end, and where a fault was
   // met.
-  bool Next(TraceEvent& event);
+  [[nodiscard]] bool Next(TraceEvent& event);
 
   // The last event before where the cursor stands, which then is before that event. False where
   // there is none.
-  bool Previous(TraceEvent& event);
+  [[nodiscard]] bool Previous(TraceEvent& event);
 
   // Places the cursor before a record, or at the nearer end of the filter's range, so that Next
   // finds the first event from there on and Previous the last one before. Costs nothing. A search

@@ -45,10 +45,10 @@ class NotedCursor {
   // The next batch that has records that match, at least one, behind where the cursor stands; it
   // then stands behind found.end. False at the end, and where a fault was met. `found` is good
   // until the next call.
-  bool Next(Selection& found);
+  [[nodiscard]] bool Next(Selection& found);
 
   // The last such batch before where the cursor stands, which then is before found.begin.
-  bool Previous(Selection& found);
+  [[nodiscard]] bool Previous(Selection& found);
 
   // Places the cursor before a record, or at the nearer end of the range. Costs nothing. A search
   // that was stopped may be taken up this way.

@@ -43,7 +43,7 @@ class Reader {
 
   // Replaces `columns` by the next batch. False, with no records, at the end of the trace and where
   // a fault was met.
-  bool Next(Columns& columns);
+  [[nodiscard]] bool Next(Columns& columns);
 
   // The fault that ended the reading, if any.
   const Fault& GetFault() const { return fault; }
