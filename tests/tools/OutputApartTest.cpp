@@ -23,6 +23,7 @@ class OutputApartTest : public CommandFixture {
   void ExpectRefused(const std::string& output, const std::string& what) const {
     for (const std::vector<std::string>& words : {std::vector<std::string>{"events", "x.trace"},
                                                   {"stats", "x.trace"},
+                                                  {"notes", "x.trace"},
                                                   {"plot", "heat", "x.trace"},
                                                   {"plot", "timeline", "x.trace"}}) {
       std::vector<std::string> line = words;

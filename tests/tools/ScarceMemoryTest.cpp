@@ -3,6 +3,7 @@
 #include "tests/support/ScarceMemory.h"
 
 #include "tests/tools/CommandFixture.h"
+#include "trace/marrowfin_trace.h"
 
 namespace marrowfin {
 namespace {
@@ -69,6 +70,19 @@ TEST_F(ScarceMemoryTest, EventsEndCleanly) {
 TEST_F(ScarceMemoryTest, StatsEndCleanly) {
   LongTrace(110000);
   ExpectCleanEnds({"stats", "long.trace", "--json"});
+}
+
+TEST_F(ScarceMemoryTest, NotesEndCleanly) {
+  marrowfin_trace trace;
+  marrowfin_trace_open(&trace, folder.File("long.trace").c_str());
+  marrowfin_trace_companion(&trace);
+  const int kind = marrowfin_trace_attribute(&trace, "kind", MARROWFIN_TRACE_NUMBER, "");
+  for (uint32_t i = 0; i < 10000; ++i) {
+    marrowfin_trace_fire(&trace, i, 0, 0, i % 4);
+    marrowfin_trace_note(&trace, kind, i % 4);
+  }
+  ASSERT_EQ(0, marrowfin_trace_close(&trace));
+  ExpectCleanEnds({"notes", "long.trace", "--bins", "9", "--format", "json"});
 }
 
 TEST_F(ScarceMemoryTest, SynthEndsCleanly) {

@@ -125,18 +125,17 @@ void Account(const Telling& telling, const std::string& what) {
 
 MaybeFailure TellCount(const Telling& telling) {
   const EventQuestion& question = telling.question;
-  Fault refused;
-  const Result<uint64_t> count =
-      AskIndexed(question.console, question.trace, [&] { return CountEvents(question, refused); });
+  const Result<NotedAnswer<uint64_t>> count =
+      AskIndexed(question.console, question.trace, [&] { return CountEvents(question); });
   if (!count) {
     return IndexingFailureOf(count.Why(), telling.flags.trace);
   }
-  ReportRefused(refused, question.console);
-  telling.lines.Count(*count, telling.output.Text());
+  ReportRefused(count->refused, question.console);
+  telling.lines.Count(count->answer, telling.output.Text());
   if (MaybeFailure failure = telling.output.Commit()) {
     return failure;
   }
-  Account(telling, "the number of events, " + std::to_string(*count));
+  Account(telling, "the number of events, " + std::to_string(count->answer));
   return CheckWhole(telling);
 }
 

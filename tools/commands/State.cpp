@@ -224,23 +224,22 @@ MaybeFailure TellPlaces(const Answer& answer, IndexedTrace& trace, const Compani
                                    answer.region,
                                    flags.moment.cycle.value_or(~uint64_t{0}),
                                    console};
-  Fault refused;
-  const Result<std::vector<ShownPlace>> places =
-      AskIndexed(console, trace, [&] { return FindShownPlaces(question, refused); });
+  const Result<NotedAnswer<std::vector<ShownPlace>>> places =
+      AskIndexed(console, trace, [&] { return FindShownPlaces(question); });
   if (!places) {
     return IndexingFailureOf(places.Why(), flags.trace);
   }
-  ReportRefused(refused, console);
+  ReportRefused(places->refused, console);
   const EventNaming naming = {trace.index->GetSummary(), answer.state.shape, companion.GetAbout(),
                               nullptr};
   if (flags.json) {
     PrintHeadAsJson(answer, console.out);
     console.out << ",\"places\":";
-    PrintPlacesAsJson(*places, naming, console.out);
+    PrintPlacesAsJson(places->answer, naming, console.out);
     console.out << "}\n";
   } else {
     PrintHead(answer, console.out);
-    PrintPlaces(*places, naming, console.out);
+    PrintPlaces(places->answer, naming, console.out);
   }
   return std::nullopt;
 }
@@ -292,7 +291,7 @@ Action Configure(CLI::App& app) {
   app.add_option("TRACE", flags->trace, "The trace: a plain file")->required();
   flags->moment.Declare(app);
   flags->shape.Declare(app);
-  AddRegion(app, flags->region,
+  AddRegion(app, "--region", flags->region,
             "Only what is there, of messages either end: COLUMN,ROW or COLUMN,ROW:COLUMN,ROW, or "
             "cluster:COLUMN,ROW or domain:COLUMN,ROW of the array");
   app.add_flag(

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "tools/program/AnswerTable.h"
 #include "tools/program/EventWords.h"
 #include "trace/ask/NoteCondition.h"
 #include "trace/base/Record.h"
@@ -14,22 +15,10 @@ constexpr const char* TITLES[] = {"record",   "cycle", "thread",     "type",  "c
                                   "toColumn", "toRow", "threadName", "place", "toPlace"};
 constexpr size_t OF_EVERY_EVENT = 8;  // the rest names
 
-void AppendField(const std::string& text, std::string& out) {
-  if (text.find_first_of(",\"\r\n") == std::string::npos) {
-    out += text;
-    return;
-  }
-  out += '"';
-  for (const char c : text) {
-    out.append(c == '"' ? 2 : 1, c);
-  }
-  out += '"';
-}
-
 void AppendName(const std::string* name, std::string& out) {
   out += ',';
   if (name != nullptr) {
-    AppendField(*name, out);
+    AppendCsvField(*name, out);
   }
 }
 
@@ -46,7 +35,7 @@ void AppendNote(const NoteAttribute& attribute, std::span<const uint64_t> values
   for (const uint64_t value : values) {
     text += (text.empty() ? "" : " ") + NoteValueText(attribute, value);
   }
-  AppendField(text, out);
+  AppendCsvField(text, out);
 }
 
 }  // namespace
@@ -63,7 +52,7 @@ void EventCsv::Begin(std::string& out) {
   out += namesPlaces ? ",place,toPlace" : "";
   for (const NoteAttribute& attribute : Attributes(naming)) {
     out += ',';
-    AppendField(TitleOf(attribute), out);
+    AppendCsvField(TitleOf(attribute), out);
   }
   out += '\n';
 }

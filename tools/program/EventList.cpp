@@ -7,11 +7,11 @@
 #include <utility>
 
 #include "tools/program/Interruption.h"
+#include "tools/program/NotesInput.h"
 #include "tools/program/ProgressLine.h"
 #include "trace/ask/BatchCursor.h"
 #include "trace/ask/EventCounter.h"
 #include "trace/ask/NotedCounter.h"
-#include "trace/ask/NotesIndex.h"
 
 namespace marrowfin {
 
@@ -38,47 +38,32 @@ class Watch {
   ProgressLine line;
 };
 
-// Notes that are joined, with their index where there are conditions on them: it tells which of
-// them need not be read.
-struct Joined {
-  explicit Joined(const EventQuestion& question)
-      : notes(*question.trace.file, *question.trace.index, *question.notes) {}
-
-  std::unique_ptr<NotesIndex> index;  // which the notes use
-  NotesOfTrace notes;
-};
-
-Result<std::unique_ptr<Joined>> Join(const EventQuestion& question, Watch& watch) {
-  auto joined = std::make_unique<Joined>(question);
-  if (!question.filter.notes.empty()) {
-    Result<std::unique_ptr<NotesIndex>> index = NotesIndex::Open(
-        *question.trace.file, *question.trace.index, joined->notes, watch.Callback());
-    if (!index) {
-      return index.Why();
-    }
-    joined->index = std::move(index).Take();
-  }
-  return joined;
+// Where there are conditions on notes their index tells which of them need not be read.
+Result<std::unique_ptr<JoinedNotes>> Join(const EventQuestion& question, Watch& watch) {
+  return JoinNotes(question.trace, *question.notes,
+                   question.filter.notes.empty() ? NotesIndexUse::NONE : NotesIndexUse::OPEN,
+                   watch.Callback());
 }
 
 }  // namespace
 
-Result<uint64_t> CountEvents(const EventQuestion& question, Fault& refused) {
+Result<NotedAnswer<uint64_t>> CountEvents(const EventQuestion& question) {
   Watch watch(question);
   const TraceSource& trace = *question.trace.file;
   const Index& index = *question.trace.index;
   if (question.notes == nullptr) {
-    return EventCounter(trace, index, question.filter.events).Count(watch.Callback());
+    const Result<uint64_t> count =
+        EventCounter(trace, index, question.filter.events).Count(watch.Callback());
+    return count ? Result<NotedAnswer<uint64_t>>({*count, {}}) : count.Why();
   }
-  const Result<std::unique_ptr<Joined>> joined = Join(question, watch);
+  const Result<std::unique_ptr<JoinedNotes>> joined = Join(question, watch);
   if (!joined) {
     return joined.Why();
   }
   NotesOfTrace& notes = (*joined)->notes;
-  Result<uint64_t> count =
+  const Result<uint64_t> count =
       NotedCounter(trace, index, notes, question.filter).Count(watch.Callback());
-  refused = notes.Refused();
-  return count;
+  return count ? Result<NotedAnswer<uint64_t>>({*count, notes.Refused()}) : count.Why();
 }
 
 Fault EventList::Write() {
@@ -90,7 +75,7 @@ Fault EventList::Write() {
     BatchCursor cursor(trace, index, question.filter.events, watch.Callback());
     return WriteFrom(cursor, nullptr, hide);
   }
-  const Result<std::unique_ptr<Joined>> joined = Join(question, watch);
+  const Result<std::unique_ptr<JoinedNotes>> joined = Join(question, watch);
   if (!joined) {
     return joined.Why();
   }

@@ -7,6 +7,7 @@
 
 #include "tools/program/EventLines.h"
 #include "tools/program/Failure.h"
+#include "tools/program/NotesInput.h"
 #include "tools/program/Subcommand.h"
 #include "tools/program/TextOutput.h"
 #include "tools/program/TraceInput.h"
@@ -34,8 +35,8 @@ struct ListOrder {
   bool backwards = false;
 };
 
-// How many events there are. `refused` becomes why notes were not believed, if any were not.
-[[nodiscard]] Result<uint64_t> CountEvents(const EventQuestion& question, Fault& refused);
+// How many events there are.
+[[nodiscard]] Result<NotedAnswer<uint64_t>> CountEvents(const EventQuestion& question);
 
 // A list of events that is written as it is found.
 class EventList {

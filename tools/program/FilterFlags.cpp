@@ -32,8 +32,9 @@ void AddParsed(CLI::App& app, const std::string& name, const std::string& form,
 
 }  // namespace
 
-void AddRegion(CLI::App& app, std::optional<RegionWords>& region, const std::string& help) {
-  AddParsed(app, "--region", "REGION", region, ParseRegion, help);
+void AddRegion(CLI::App& app, const std::string& name, std::optional<RegionWords>& region,
+               const std::string& help) {
+  AddParsed(app, name, "REGION", region, ParseRegion, help);
 }
 
 void FilterFlags::Declare(CLI::App& app) {
@@ -48,7 +49,7 @@ void FilterFlags::Declare(CLI::App& app) {
       ->delimiter(',')
       ->check(CLI::IsMember({TYPE_NAMES[0], TYPE_NAMES[1], TYPE_NAMES[2]}));
   AddCount(app, "--thread", thread, "Events of this thread");
-  AddRegion(app, region,
+  AddRegion(app, "--region", region,
             "Events there, of messages either end: COLUMN,ROW or COLUMN,ROW:COLUMN,ROW, or "
             "cluster:COLUMN,ROW or domain:COLUMN,ROW of the array");
 }

@@ -51,8 +51,9 @@ struct NoteFlags {
                              std::vector<NoteCondition>& conditions) const;
 };
 
-// The flag --region.
-void AddRegion(CLI::App& app, std::optional<RegionWords>& region, const std::string& help);
+// A flag that takes a region.
+void AddRegion(CLI::App& app, const std::string& name, std::optional<RegionWords>& region,
+               const std::string& help);
 
 // The positions of a region of `trace`, likewise.
 MaybeFailure PositionsOf(const RegionWords& region, const std::string& trace,

@@ -203,7 +203,7 @@ nlohmann::json AsJson(const ShownPlace& place, const EventNaming& naming) {
 
 }  // namespace
 
-Result<std::vector<ShownPlace>> FindShownPlaces(const PlacesQuestion& question, Fault& refused) {
+Result<NotedAnswer<std::vector<ShownPlace>>> FindShownPlaces(const PlacesQuestion& question) {
   const Interruption interruption;
   ProgressLine line(question.console.terminal, "going back in " + question.trace.file->Name(),
                     "M records", 1e6);
@@ -215,8 +215,7 @@ Result<std::vector<ShownPlace>> FindShownPlaces(const PlacesQuestion& question, 
   if (fault) {
     return fault;
   }
-  refused = gatherer.Refused();
-  return gatherer.Take();
+  return NotedAnswer<std::vector<ShownPlace>>{gatherer.Take(), gatherer.Refused()};
 }
 
 void PrintPlaces(const std::vector<ShownPlace>& places, const EventNaming& naming,

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tools/program/EventLines.h"
+#include "tools/program/NotesInput.h"
 #include "tools/program/Subcommand.h"
 #include "tools/program/TraceInput.h"
 #include "trace/ask/ArrayState.h"
@@ -38,9 +39,8 @@ struct PlacesQuestion {
 };
 
 // Elements, switches and messages, in this order; of messages those with an end in the region.
-// `refused` becomes why notes were not believed, if any were not.
-[[nodiscard]] Result<std::vector<ShownPlace>> FindShownPlaces(const PlacesQuestion& question,
-                                                              Fault& refused);
+[[nodiscard]] Result<NotedAnswer<std::vector<ShownPlace>>> FindShownPlaces(
+    const PlacesQuestion& question);
 
 // A line for each, in columns below their titles.
 void PrintPlaces(const std::vector<ShownPlace>& places, const EventNaming& naming,
