@@ -110,6 +110,15 @@ bool AsksForCycles(const EventFilter& filter) {
   return !NeedsIndex(filter) && filter.HasEveryType() && !filter.thread && !filter.region;
 }
 
+RunShape ShapeOf(const RunQuestion& question, const TimeColumns& columns) {
+  RunShape shape = {question.shape, question.wrapColumns, question.wrapRows, question.columnFirst,
+                    columns};
+  shape.elementLinks = question.elementLinks;
+  shape.elementPulses = question.elementPulses;
+  shape.switchPulses = question.switchPulses;
+  return shape;
+}
+
 class Question {
  public:
   Question(const TraceSource& trace, const Index* index, const RunQuestion& question,
@@ -118,8 +127,7 @@ class Question {
 
   Result<RunCounts> Count(CycleRange range) const {
     const TimeColumns columns = TimeColumns::AtMost(range.first, range.last, question.mostColumns);
-    const RunShape shape = {question.shape, question.wrapColumns, question.wrapRows,
-                            question.columnFirst, columns, question.elementLinks};
+    const RunShape shape = ShapeOf(question, columns);
     return index != nullptr && IsPartial(question.filter)
                ? CountByIndex(trace, *index, shape, question.filter, progress)
                : CountInPieces(trace, shape, question.filter, progress);

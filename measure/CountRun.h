@@ -28,6 +28,10 @@ struct RunQuestion {
   bool sumsSuffice = false;
 
   bool elementLinks = false;  // see RunShape
+
+  // Whether single cycles are told apart for each element, and for each switch.
+  bool elementPulses = false;
+  bool switchPulses = false;
 };
 
 // The cycles of the first and the last record of a trace, read from its ends; of a trace whose

@@ -6,7 +6,8 @@
 namespace marrowfin {
 
 // How many fires single cycles have, in a pass from front to back: the busiest cycle, and the
-// longest spell without any fire. Of a trace whose cycles fall, what follows a fall is a cycle by
+// longest spell without any fire; of the whole array, of one element, or of what else happens in
+// cycles. Of a trace whose cycles fall, what follows a fall is a cycle by
 // itself.
 class PulseCounts {
  public:

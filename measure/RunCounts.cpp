@@ -5,6 +5,12 @@
 namespace marrowfin {
 namespace {
 
+void AddEach(std::vector<PulseCounts>& pulses, const std::vector<PulseCounts>& later) {
+  for (size_t i = 0; i < pulses.size(); ++i) {
+    pulses[i].Add(later[i]);
+  }
+}
+
 Mesh MeshOf(const RunShape& shape, PerAxis nodes) {
   return {nodes, shape.wrapColumns, shape.wrapRows, shape.columnFirst};
 }
@@ -14,8 +20,24 @@ Mesh MeshOf(const RunShape& shape, PerAxis nodes) {
 RunCounts::RunCounts(const RunShape& shape)
     : places(shape.shape),
       times(shape.columns),
+      elementPulses(shape.elementPulses ? shape.shape.Elements() : 0),
+      switchPulses(shape.switchPulses ? shape.shape.Switches() : 0),
       messages(shape.shape, MeshOf(shape, {shape.shape.Columns(), shape.shape.Rows()}),
                MeshOf(shape, shape.shape.clusters), shape.elementLinks) {}
+
+void RunCounts::AddPulses(const Selection& selected) {
+  const ArrayShape& shape = places.Shape();
+  const Columns& columns = *selected.columns;
+  for (const uint16_t row : selected.rows) {
+    const Place at = columns.at[row];
+    const uint32_t type = columns.tag[row].type;
+    if (type == FIRE_RECORD && !elementPulses.empty() && shape.HasElement(at)) {
+      elementPulses[shape.ElementNumber(at)].AddFire(columns.cycle[row]);
+    } else if (type == SWITCH_RECORD && !switchPulses.empty() && shape.HasSwitch(at)) {
+      switchPulses[shape.SwitchNumber(at)].AddFire(columns.cycle[row]);
+    }
+  }
+}
 
 void RunCounts::AddCycles(const Selection& selected) {
   if (selected.rows.empty()) {
@@ -36,6 +58,9 @@ void RunCounts::AddCycles(const Selection& selected) {
 
 void RunCounts::Add(const Selection& selected) {
   AddCycles(selected);
+  if (!elementPulses.empty() || !switchPulses.empty()) {
+    AddPulses(selected);
+  }
   // One loop for all: what type comes next nobody can foresee, and that costs once this way.
   const Columns& columns = *selected.columns;
   for (const uint16_t row : selected.rows) {
@@ -80,6 +105,8 @@ void RunCounts::Add(const RunCounts& later) {
   places.Add(later.places);
   times.Add(later.times);
   pulses.Add(later.pulses);
+  AddEach(elementPulses, later.elementPulses);
+  AddEach(switchPulses, later.switchPulses);
   messages.Add(later.messages);
   records += later.records;
   firstCycle = std::min(firstCycle, later.firstCycle);

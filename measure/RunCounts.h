@@ -26,6 +26,10 @@ struct RunShape {
 
   // Whether links between elements of several clusters are counted even where messages are far.
   bool elementLinks = false;
+
+  // Whether single cycles are told apart for each unit, which takes ten words for each.
+  bool elementPulses = false;
+  bool switchPulses = false;
 };
 
 // Everything that one pass through a trace counts, in order of the trace.
@@ -48,6 +52,11 @@ class RunCounts {
   const PlaceCounts& Places() const { return places; }
   const Timeline& Times() const { return times; }
   const PulseCounts& Pulses() const { return pulses; }
+
+  // The same of the fires of each element, and of the transmissions of each switch; empty where
+  // they were not asked for.
+  const std::vector<PulseCounts>& ElementPulses() const { return elementPulses; }
+  const std::vector<PulseCounts>& SwitchPulses() const { return switchPulses; }
 
   // Messages by distance: columns and rows between their ends. Those with an end outside the array
   // are not counted.
@@ -74,11 +83,14 @@ class RunCounts {
   uint64_t LastCycle() const { return lastCycle; }
 
  private:
+  void AddPulses(const Selection& records);
   void AddCycles(const Selection& selected);
 
   PlaceCounts places;
   Timeline times;
   PulseCounts pulses;
+  std::vector<PulseCounts> elementPulses;
+  std::vector<PulseCounts> switchPulses;
   MessageCounts messages;
   uint64_t records = 0;
   uint64_t firstCycle = ~uint64_t{0};

@@ -21,48 +21,85 @@ std::vector<size_t> FirstOf(size_t count, Before before) {
   return numbers;
 }
 
-// Units in rows of `columns`, largest value first, then lower row, then column: that is the order
-// of their numbers.
-std::vector<PlaceValue> Largest(const std::vector<double>& values, uint32_t columns) {
+// What every unit of a kind did, and which of them are meant.
+struct Units {
+  std::vector<double> values;  // row by row
+  uint32_t columns;
+  std::vector<size_t> meant;  // ascending
+
+  PlaceValue At(size_t i) const {
+    return {{static_cast<uint32_t>(i % columns), static_cast<uint32_t>(i / columns)}, values[i]};
+  }
+
+  double Mean() const {
+    double sum = 0;
+    for (const size_t i : meant) {
+      sum += values[i];
+    }
+    return meant.empty() ? 0 : sum / static_cast<double>(meant.size());
+  }
+};
+
+// Those that did something, largest value first, then lower row, then column: that is the order of
+// their numbers.
+std::vector<PlaceValue> Largest(const Units& units) {
+  const auto value = [&](size_t i) { return units.values[units.meant[i]]; };
   std::vector<PlaceValue> told;
-  for (const size_t i : FirstOf(values.size(), [&](size_t a, size_t b) {
-         return values[a] != values[b] ? values[a] > values[b] : a < b;
+  for (const size_t i : FirstOf(units.meant.size(), [&](size_t a, size_t b) {
+         return value(a) != value(b) ? value(a) > value(b) : a < b;
        })) {
-    if (values[i] > 0) {
-      told.push_back(
-          {{static_cast<uint32_t>(i % columns), static_cast<uint32_t>(i / columns)}, values[i]});
+    if (value(i) > 0) {
+      told.push_back(units.At(units.meant[i]));
     }
   }
   return told;
 }
 
-std::vector<PlaceValue> Smallest(const std::vector<double>& values, uint32_t columns) {
-  const auto key = [&](size_t i) { return values[i] > 0 ? values[i] : INFINITY; };
+std::vector<PlaceValue> Smallest(const Units& units) {
+  const auto value = [&](size_t i) { return units.values[units.meant[i]]; };
+  const auto key = [&](size_t i) { return value(i) > 0 ? value(i) : INFINITY; };
   std::vector<PlaceValue> told;
-  for (const size_t i : FirstOf(values.size(), [&](size_t a, size_t b) {
+  for (const size_t i : FirstOf(units.meant.size(), [&](size_t a, size_t b) {
          return key(a) != key(b) ? key(a) < key(b) : a < b;
        })) {
-    if (values[i] > 0) {
-      told.push_back(
-          {{static_cast<uint32_t>(i % columns), static_cast<uint32_t>(i / columns)}, values[i]});
+    if (value(i) > 0) {
+      told.push_back(units.At(units.meant[i]));
     }
   }
   return told;
 }
 
-Usage UsageOf(std::vector<double> counts, uint32_t columns, double cycles) {
+Usage UsageOf(Units units, double cycles) {
   Usage usage;
+  std::vector<double> counts;
+  for (const size_t i : units.meant) {
+    counts.push_back(units.values[i]);
+  }
   usage.units = counts.size();
   usage.total = std::accumulate(counts.begin(), counts.end(), 0.0);
-  usage.rate = usage.total / cycles / static_cast<double>(counts.size());
+  usage.rate = counts.empty() ? 0 : usage.total / cycles / static_cast<double>(counts.size());
   usage.never = static_cast<uint64_t>(std::count(counts.begin(), counts.end(), 0.0));
   usage.imbalance = ImbalanceOf(counts);
-  for (double& count : counts) {
-    count /= cycles;
+  for (double& value : units.values) {
+    value /= cycles;
   }
-  usage.busiest = Largest(counts, columns);
-  usage.quietest = Smallest(counts, columns);
+  usage.busiest = Largest(units);
+  usage.quietest = Smallest(units);
   return usage;
+}
+
+// The numbers of the clusters that meet a condition on their place.
+template <class Meets>
+std::vector<size_t> NumbersIn(const ArrayShape& shape, Meets meets) {
+  std::vector<size_t> numbers;
+  for (size_t i = 0; i < shape.Switches(); ++i) {
+    const Place cluster = {static_cast<uint32_t>(i % shape.clusters.columns),
+                           static_cast<uint32_t>(i / shape.clusters.columns)};
+    if (meets(cluster)) {
+      numbers.push_back(i);
+    }
+  }
+  return numbers;
 }
 
 std::vector<double> AsDoubles(const std::vector<uint64_t>& counts) {
@@ -117,7 +154,8 @@ void TakeLinks(const std::vector<LinkValue>& links, LinkMeasures& measures) {
   }
 }
 
-void TakeElements(const RunCounts& counts, RunMeasures& measures) {
+void TakeElements(const RunCounts& counts, const std::optional<Region>& region,
+                  RunMeasures& measures) {
   const ArrayShape& shape = counts.Places().Shape();
   std::vector<double> fires;
   const ElementCounts* idlest = nullptr;
@@ -133,14 +171,16 @@ void TakeElements(const RunCounts& counts, RunMeasures& measures) {
     measures.longestGap = {shape.ElementAt(number), static_cast<double>(idlest->gap)};
     measures.longestGapEnd = idlest->gapEnd;
   }
-  measures.elements = UsageOf(fires, shape.Columns(), measures.cycles);
-  measures.clusters = UsageOf(Reduce(shape, Level::CLUSTER, Reduction::SUM, fires),
-                              shape.clusters.columns, measures.cycles);
+  const std::vector<size_t> meant = ElementsIn(shape, region);
+  measures.elements = UsageOf({fires, shape.Columns(), meant}, measures.cycles);
+  measures.clusters = UsageOf({Reduce(shape, Level::CLUSTER, Reduction::SUM, fires),
+                               shape.clusters.columns, ClustersIn(shape, region)},
+                              measures.cycles);
   measures.firesPerCycle = static_cast<double>(measures.fires) / measures.cycles;
-  const std::vector<double> shares = ValuesOf(counts, PlaceMeasure::UTILISATION, measures.cycles);
-  measures.utilisation =
-      std::accumulate(shares.begin(), shares.end(), 0.0) / static_cast<double>(shares.size());
-  measures.mostUtilised = Largest(shares, shape.Columns());
+  const Units shares = {ValuesOf(counts, PlaceMeasure::UTILISATION, measures.cycles),
+                        shape.Columns(), meant};
+  measures.utilisation = shares.Mean();
+  measures.mostUtilised = Largest(shares);
 }
 
 }  // namespace
@@ -171,6 +211,38 @@ LinkMeasures LinksOf(const RunCounts& counts, double cycles, double capacity,
   return measures;
 }
 
+std::vector<size_t> ElementsIn(const ArrayShape& shape, const std::optional<Region>& region) {
+  std::vector<size_t> numbers;
+  if (!region) {
+    numbers.resize(shape.Elements());
+    std::iota(numbers.begin(), numbers.end(), size_t{0});
+    return numbers;
+  }
+  for (uint64_t row = region->first.row; row <= region->last.row && row < shape.Rows(); ++row) {
+    for (uint64_t column = region->first.column;
+         column <= region->last.column && column < shape.Columns(); ++column) {
+      numbers.push_back(
+          shape.ElementNumber({static_cast<uint32_t>(column), static_cast<uint32_t>(row)}));
+    }
+  }
+  return numbers;
+}
+
+std::vector<size_t> ClustersIn(const ArrayShape& shape, const std::optional<Region>& region) {
+  return NumbersIn(shape, [&](Place cluster) {
+    const Place first = shape.FirstOfCluster(cluster);
+    const Place last = {first.column + shape.ClusterColumns() - 1,
+                        first.row + shape.ClusterRows() - 1};
+    return !region || (first.column <= region->last.column && last.column >= region->first.column &&
+                       first.row <= region->last.row && last.row >= region->first.row);
+  });
+}
+
+std::vector<size_t> SwitchesIn(const ArrayShape& shape, const std::optional<Region>& region) {
+  return NumbersIn(shape,
+                   [&](Place cluster) { return !region || region->Has(shape.SwitchOf(cluster)); });
+}
+
 std::vector<double> ValuesOf(const RunCounts& counts, PlaceMeasure measure, double cycles) {
   std::vector<double> values;
   for (const ElementCounts& element : counts.Places().Elements()) {
@@ -185,16 +257,18 @@ std::vector<double> ValuesOf(const RunCounts& counts, PlaceMeasure measure, doub
   return values;
 }
 
-RunMeasures MeasuresOf(const RunCounts& counts, double linkCapacity) {
+RunMeasures MeasuresOf(const RunCounts& counts, double linkCapacity,
+                       const std::optional<Region>& region) {
   RunMeasures measures;
   measures.range = {counts.Times().Columns().first, counts.Times().Columns().last};
   measures.cycles = measures.range.Length();
   measures.records = counts.Records();
   measures.outside = counts.Places().Outside();
-  TakeElements(counts, measures);
+  TakeElements(counts, region, measures);
   const std::vector<double> transmissions = AsDoubles(counts.Places().Transmissions());
+  const ArrayShape& shape = counts.Places().Shape();
   measures.switches =
-      UsageOf(transmissions, counts.Places().Shape().clusters.columns, measures.cycles);
+      UsageOf({transmissions, shape.clusters.columns, SwitchesIn(shape, region)}, measures.cycles);
   measures.transmissions = static_cast<uint64_t>(measures.switches.total);
   const std::vector<uint64_t>& sends = counts.Times().OfType(SEND_RECORD);
   measures.sends = std::accumulate(sends.begin(), sends.end(), uint64_t{0});

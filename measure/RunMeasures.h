@@ -11,6 +11,8 @@
 #include "measure/LinkCounts.h"
 #include "measure/Phases.h"
 #include "measure/RunCounts.h"
+#include "trace/ask/Region.h"
+#include "trace/base/ArrayShape.h"
 #include "trace/base/Place.h"
 
 namespace marrowfin {
@@ -105,7 +107,16 @@ LinkMeasures LinksOf(const RunCounts& counts, double cycles, double capacity,
 constexpr size_t MOST_TOLD = 5;
 
 // `linkCapacity` is how many messages a link takes a cycle. The range is that of the timeline.
-RunMeasures MeasuresOf(const RunCounts& counts, double linkCapacity = 1);
+// With a region, what is told of elements, clusters and switches is about those that lie in it:
+// clusters with any element there, switches by the place that records have them at.
+RunMeasures MeasuresOf(const RunCounts& counts, double linkCapacity = 1,
+                       const std::optional<Region>& region = {});
+
+// The numbers of the elements, clusters and switches that lie in a region, row by row; all of them
+// where there is none.
+std::vector<size_t> ElementsIn(const ArrayShape& shape, const std::optional<Region>& region);
+std::vector<size_t> ClustersIn(const ArrayShape& shape, const std::optional<Region>& region);
+std::vector<size_t> SwitchesIn(const ArrayShape& shape, const std::optional<Region>& region);
 
 // One value for each element, for maps: a count divided by the cycles of the range.
 enum class PlaceMeasure { FIRES, SENDS, RECEIVES, UTILISATION, IDLE };

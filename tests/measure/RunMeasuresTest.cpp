@@ -54,6 +54,35 @@ TEST(RunMeasuresTest, RatesAreByCycleOfTheRangeAndIdleElementsCount) {
               ElementsAre(PlaceValue{{1, 0}, 2 / 11.0}, PlaceValue{{0, 0}, 3 / 11.0}));
 }
 
+TEST(RunMeasuresTest, OfARegionItsUnitsAloneAreTold) {
+  const Opened opened(Encode(Small()));
+  RunQuestion question;
+  question.shape = {1, 1, 2};
+  question.filter.region = Region{{1, 0}, {1, 1}};
+  const Result<RunCounts> counts = CountRun(*opened.trace, opened.index.get(), question);
+  ASSERT_TRUE(counts) << counts.Why().Text();
+  const RunMeasures measures = MeasuresOf(*counts, 1, question.filter.region);
+  EXPECT_EQ(measures.elements.units, 2U);
+  EXPECT_EQ(measures.elements.never, 1U);
+  EXPECT_DOUBLE_EQ(measures.elements.rate, 2 / 11.0 / 2);
+  EXPECT_DOUBLE_EQ(measures.utilisation, 2 / 11.0 / 2);
+  EXPECT_THAT(measures.elements.busiest, ElementsAre(PlaceValue{{1, 0}, 2 / 11.0}));
+  EXPECT_EQ(measures.switches.units, 0U) << "that of the cluster is at (4, 4)";
+  EXPECT_EQ(measures.switches.rate, 0);
+}
+
+TEST(RunMeasuresTest, RegionsHaveTheElementsClustersAndSwitchesThatLieInThem) {
+  const ArrayShape shape({2, 2}, {1, 1}, {8, 8});
+  const Region corner = {{7, 7}, {8, 7}};
+  EXPECT_THAT(ElementsIn(shape, corner), ElementsAre(7 * 16 + 7, 7 * 16 + 8));
+  EXPECT_THAT(ElementsIn(shape, Region{{15, 15}, {99, 99}}), ElementsAre(255));
+  EXPECT_EQ(ElementsIn(shape, std::nullopt).size(), 256U);
+  EXPECT_THAT(ClustersIn(shape, corner), ElementsAre(0, 1));
+  EXPECT_THAT(ClustersIn(shape, std::nullopt), ElementsAre(0, 1, 2, 3));
+  EXPECT_THAT(SwitchesIn(shape, corner), ElementsAre());
+  EXPECT_THAT(SwitchesIn(shape, Region{{4, 4}, {12, 4}}), ElementsAre(0, 1));
+}
+
 TEST(RunMeasuresTest, TwoFiresInACycleAreOneCycleOfUse) {
   const RunMeasures measures = Measured(Small(), {1, 1, 2});
   EXPECT_DOUBLE_EQ(measures.utilisation, (2 + 2) / 11.0 / 4);

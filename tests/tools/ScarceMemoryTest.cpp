@@ -85,6 +85,14 @@ TEST_F(ScarceMemoryTest, NotesEndCleanly) {
   ExpectCleanEnds({"notes", "long.trace", "--bins", "9", "--format", "json"});
 }
 
+TEST_F(ScarceMemoryTest, ExpectEndsCleanly) {
+  LongTrace(110000);
+  testing::WriteFile(folder.File("rules.toml"),
+                     "[[rule]]\nname = \"a\"\nmeasure = \"*\"\nabove = -1\n"
+                     "[[rule]]\nname = \"b\"\nmeasure = \"element.peak\"\nat_most = 1000000\n");
+  ExpectCleanEnds({"expect", "rules.toml", "long.trace", "--junit", "made"});
+}
+
 TEST_F(ScarceMemoryTest, SynthEndsCleanly) {
   ExpectCleanEnds({"synth", "-o", "made", "--records", "10000"});
 }

@@ -297,6 +297,9 @@ class ExamplesTest : public SubcommandsTest {
     testing::WriteFile(folder.File("capture.json"),
                        R"([{"proc":"BRISC","sx":1,"sy":2,"timestamp":10,"type":"WRITE_FLUSH"}])");
     RecordNotes("noted.trace");
+    testing::WriteFile(folder.File("rules.toml"),
+                       "[[rule]]\nname = \"no message goes far\"\nmeasure = \"distance.max\"\n"
+                       "at_most = 62\n");
   }
 
   // Runs a line as it stands, in the order in which a reader may try them.
@@ -321,6 +324,7 @@ TEST_F(ExamplesTest, EveryExampleOfTheHelpRunsAsItStands) {
                                             {"state", "--help"},
                                             {"events", "--help"},
                                             {"why", "--help"},
+                                            {"expect", "--help"},
                                             {"import", "--help"},
                                             {"synth", "--help"}}) {
     const Line examples = ExamplesIn(Run(line).out, "\nExamples:\n");

@@ -1,0 +1,321 @@
+#include "measure/expect/Judge.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <optional>
+
+#include "measure/expect/ReadRules.h"
+#include "tests/support/TraceText.h"
+#include "tests/trace/support/Opened.h"
+#include "trace/base/About.h"
+
+namespace marrowfin {
+namespace {
+
+using ::testing::HasSubstr;
+using testing::Opened;
+using ::testing::Optional;
+
+// Four elements and eleven cycles: one is busy, one is asked now and then, two do nothing.
+constexpr char small[] =
+    "fire 10 0 0 0\n"
+    "fire 10 1 0 0\n"
+    "send 10 0 0 0 1 0\n"
+    "fire 11 0 0 0\n"
+    "send 11 0 0 0 1 1\n"
+    "fire 12 0 1 0\n"
+    "send 19 0 1 0 1 1\n"
+    "fire 20 0 1 0\n";
+
+class JudgeTest : public ::testing::Test {
+ protected:
+  void Use(const std::string& text, const ArrayShape& shape = {1, 1, 2}) {
+    opened.emplace(testing::TraceBytes(text));
+    run.trace = opened->trace.get();
+    run.index = opened->index.get();
+    run.question.shape = shape;
+  }
+
+  std::vector<Verdict> Judged(const std::string& text) {
+    if (!opened) {
+      Use(small);
+    }
+    const Result<RuleFile> file = ParseRules(text, "rules.toml");
+    EXPECT_TRUE(file) << file.Why().Text();
+    if (!file) {
+      return {};
+    }
+    rules = file->rules;
+    Result<std::vector<Verdict>> verdicts = Judge(rules, baselines, run);
+    EXPECT_TRUE(verdicts) << verdicts.Why().Text();
+    return verdicts ? std::move(verdicts).Take() : std::vector<Verdict>();
+  }
+
+  // The verdict of a rule with a measure and these lines.
+  Verdict Of(const std::string& measure, const std::string& lines) {
+    const std::vector<Verdict> verdicts =
+        Judged("[[rule]]\nname = \"r\"\nmeasure = \"" + measure + "\"\n" + lines + "\n");
+    return verdicts.empty() ? Verdict() : verdicts[0];
+  }
+
+  // Its only finding.
+  Finding In(const std::string& measure, const std::string& lines) {
+    const Verdict verdict = Of(measure, lines);
+    EXPECT_EQ(verdict.findings.size(), 1U);
+    return verdict.findings.empty() ? Finding() : verdict.findings[0];
+  }
+
+  std::optional<Opened> opened;
+  JudgedRun run;
+  Baselines baselines;
+  std::vector<Rule> rules;
+};
+
+TEST_F(JudgeTest, ANumberOfTheRunIsHeldAgainstItsBound) {
+  Finding finding = In("firesPerCycle", "at_least = 0.4");
+  EXPECT_TRUE(finding.holds);
+  EXPECT_THAT(finding.value, Optional(5 / 11.0));
+  EXPECT_EQ(FindingText(finding), "firesPerCycle is 0.454545 a cycle, wanted at least 0.4");
+  finding = In("firesPerCycle", "at_least = 0.8\ncycles = \"11:14\"");
+  EXPECT_FALSE(finding.holds);
+  EXPECT_THAT(finding.value, Optional(0.5));
+  EXPECT_EQ(FindingPlaceText(finding), "cycle 13, of cycles 11 to 14") << "the first without one";
+  EXPECT_EQ(Of("firesPerCycle", "at_least = 0.8").outcome, Outcome::FAILS);
+}
+
+TEST_F(JudgeTest, ANumberThatLooksLikeItsBoundIsToldInFull) {
+  EXPECT_EQ(FindingText(In("firesPerCycle", "at_most = 0.4545454")),
+            "firesPerCycle is 0.45454545454545453 a cycle, wanted at most 0.4545454");
+}
+
+TEST_F(JudgeTest, TheFarthestMessageIsFoundAndThoseThatGoFurtherAreCounted) {
+  Finding finding = In("distance.max", "at_most = 1");
+  EXPECT_FALSE(finding.holds);
+  ASSERT_TRUE(finding.witness.message);
+  EXPECT_EQ(finding.witness.message->record, 4U);
+  EXPECT_EQ(FindingText(finding), "distance.max is 2 links, wanted at most 1");
+  EXPECT_EQ(FindingPlaceText(finding),
+            "record 4 at cycle 11, from (0, 0) to (1, 1), of cycles 10 to 20");
+  finding = In("distance.max", "at_most = 0");
+  EXPECT_EQ(finding.messages, 3U);
+  EXPECT_EQ(finding.witness.message->record, 4U) << "the farthest, not the first";
+  finding = In("distance.mean", "at_most = 0.5");
+  EXPECT_EQ(finding.witness.message->record, 2U) << "the first that goes further";
+  EXPECT_EQ(In("distance.max", "at_most = 1\ncycles = \"12:\"").holds, true);
+}
+
+TEST_F(JudgeTest, OfUnitsEachMustHoldAndTheWorstIsTold) {
+  Finding finding = In("element.gap", "at_most = 7");
+  EXPECT_EQ(FindingText(finding), "element.gap is 8 cycles, wanted at most 7");
+  EXPECT_EQ(FindingPlaceText(finding), "element (1, 0), cycle 20, of cycles 10 to 20");
+  EXPECT_EQ(finding.compared, 2U) << "the others have no gap";
+  finding = In("element.fires", "at_least = 1");
+  EXPECT_EQ(finding.beyond, 2U);
+  EXPECT_THAT(FindingPlaceText(finding), HasSubstr("element (0, 1)"));
+  EXPECT_THAT(FindingPlaceText(finding), HasSubstr("beyond it are 2 of 4 elements"));
+  EXPECT_TRUE(In("element.fires", "at_least = 1\nregion = \"0,0:1,0\"").holds);
+  EXPECT_EQ(In("element.peak", "at_most = 1").witness.cycle, 10U);
+  EXPECT_TRUE(In("element.peak", "at_most = 1\nthread = 0").holds);
+}
+
+TEST_F(JudgeTest, SpellsAreIdleCyclesAndCountTheEndsOfTheRange) {
+  EXPECT_EQ(In("element.spell", "at_most = 0\nregion = \"1,0\"").value, 7.0)
+      << "between the fires at 12 and 20";
+  Finding finding = In("element.spell", "at_most = 0\nregion = \"0,0\"");
+  EXPECT_EQ(finding.value, 9.0) << "12 to 20";
+  EXPECT_EQ(finding.witness.cycle, 20U);
+  EXPECT_EQ(In("element.spell", "at_most = 0\nregion = \"0,1\"").value, 11.0) << "it never fires";
+  finding = In("element.spell", "at_most = 0\nregion = \"1,0\"\ncycles = \"10:13\"");
+  EXPECT_EQ(finding.value, 2.0) << "10 and 11";
+  EXPECT_EQ(finding.witness.cycle, 11U);
+}
+
+TEST_F(JudgeTest, ASwitchIsToldByItsClusterOrItsPosition) {
+  Use("switch 3 0 4 4\nswitch 5 0 4 4\nswitch 5 1 4 4\nswitch 9 0 12 4\nfire 10 0 0 0\n",
+      {{2, 1}, {1, 1}, {8, 8}});
+  for (const char* const region : {"4,4", "cluster:0,0", "0,0:7,7"}) {
+    const Finding finding =
+        In("switch.peak", "at_most = 1\nregion = \"" + std::string(region) + "\"");
+    EXPECT_EQ(finding.value, 2.0) << region;
+    EXPECT_EQ(FindingPlaceText(finding),
+              "switch of cluster (0, 0) at (4, 4), cycle 5, of cycles 3 to 10");
+  }
+  EXPECT_TRUE(In("switch.peak", "at_most = 1\nregion = \"12,4\"").holds);
+  EXPECT_EQ(In("switch.quiet", "at_most = 0").value, 1.0);
+  EXPECT_EQ(In("switch.transmissions", "equals = 1").value, 3.0);
+  EXPECT_EQ(Of("switch.peak", "at_most = 9\nregion = \"0,0\"").outcome, Outcome::UNTOLD);
+  EXPECT_EQ(Of("switch.peak", "at_most = 9\nregion = \"domain:0,0\"").outcome, Outcome::UNTOLD);
+}
+
+TEST_F(JudgeTest, DomainsClustersAndLinksAreUnits) {
+  Use("fire 0 0 0 0\nfire 1 0 3 0\nsend 1 0 1 0 2 0\nfire 9 0 1 0\n", {{2, 1}, {1, 1}, {2, 2}});
+  Finding finding = In("cluster.fires", "at_most = 1");
+  EXPECT_EQ(WitnessPlaceText(finding.witness), "cluster (0, 0)");
+  EXPECT_EQ(In("domain.fires", "at_least = 2").value, 1.0);
+  EXPECT_EQ(In("cluster.utilisation", "at_most = 0\nregion = \"cluster:1,0\"").value, 0.1 / 4);
+  finding = In("link.messages", "at_most = 0");
+  EXPECT_EQ(WitnessPlaceText(finding.witness), "link right of element (1, 0)");
+  EXPECT_EQ(finding.value, 1.0);
+  EXPECT_EQ(In("link.load", "at_most = 0").value, 0.1);
+}
+
+TEST_F(JudgeTest, EveryWindowMustHoldAndTheWorstIsTold) {
+  const Finding finding = In("fires", "at_least = 2\nevery = 3");
+  EXPECT_EQ(finding.compared, 3U) << "10 to 12, 13 to 15, 16 to 18; the rest is shorter";
+  EXPECT_EQ(finding.beyond, 2U);
+  EXPECT_EQ(finding.value, 0.0);
+  EXPECT_THAT(FindingPlaceText(finding),
+              HasSubstr("of cycles 13 to 15; beyond it are 2 of 3 windows"));
+  EXPECT_EQ(In("fires", "at_least = 2\nevery = 11").value, 5.0) << "one that is the range";
+  EXPECT_EQ(In("fires", "at_least = 2\nevery = 12").untold,
+            "the range is shorter than a window of 12 cycles");
+  Use("fire 0 0 0 0\nfire 18446744073709551615 0 0 0\n");
+  EXPECT_THAT(In("fires", "at_least = 2\nevery = 1").untold, HasSubstr("make them longer"));
+  EXPECT_EQ(In("fires", "at_least = 1\nevery = 9223372036854775807").compared, 2U);
+}
+
+TEST_F(JudgeTest, ARegionMeansItsUnits) {
+  EXPECT_EQ(In("elements.never", "at_most = 0\nregion = \"1,0:1,1\"").value, 1.0);
+  const Finding finding = In("elements.never", "at_most = 0\nregion = \"1,0:1,1\"");
+  EXPECT_EQ(WitnessPlaceText(finding.witness), "element (1, 1)");
+  EXPECT_DOUBLE_EQ(*In("utilisation", "at_most = 0\nregion = \"1,0\"").value, 2 / 11.0);
+  EXPECT_EQ(In("fires", "at_most = 0\nregion = \"1,0\"").value, 2.0);
+}
+
+TEST_F(JudgeTest, WhatTheRunDoesNotTellIsNoSuccess) {
+  const std::pair<const char*, const char*> untold[] = {
+      {"packets.latency.p99", "nothing tells packets"},
+      {"distance.p50", "there are too few of them"},
+      {"phases.count", "there are too few cycles"},
+      {"switches.imbalance.gini", "nothing happened"},
+      {"links.modelError", "nothing happened"},
+  };
+  for (const auto& [measure, why] : untold) {
+    Verdict verdict = Of(measure, "at_most = 1e9");
+    EXPECT_EQ(verdict.outcome, Outcome::UNTOLD) << measure;
+    EXPECT_THAT(verdict.findings[0].untold, HasSubstr(why));
+    EXPECT_THAT(FindingText(verdict.findings[0]),
+                HasSubstr(std::string(measure) + " cannot be told: "));
+    verdict = Of(measure, "at_most = 1e9\noptional = true");
+    EXPECT_EQ(verdict.outcome, Outcome::SKIPPED);
+    EXPECT_THAT(verdict.reason, HasSubstr(why));
+  }
+  EXPECT_EQ(In("fires", "at_most = 9\ncycles = \"21:\"").untold,
+            "the run ends at cycle 20, before cycle 21");
+  EXPECT_EQ(In("fires", "at_most = 9\ncycles = \":9\"").untold,
+            "the run begins at cycle 10, behind cycle 9");
+  EXPECT_EQ(In("fires", "at_most = 9\nregion = \"cluster:1,0\"").untold,
+            "the array has no cluster at column 1, row 0");
+  EXPECT_EQ(In("element.fires", "at_most = 9\nregion = \"domain:0,7\"").untold,
+            "the array has no domain at column 0, row 7");
+  EXPECT_EQ(In("element.fires", "at_most = 9\nregion = \"7,7\"").untold,
+            "there is no element in 7,7 that has this number");
+  EXPECT_EQ(In("fires", "at_most = 9\nkind = \"load\"").untold,
+            "there are no notes beside the trace that could be asked for kind=load");
+}
+
+TEST_F(JudgeTest, ThreadsMayHaveTheNamesThatTheRunGaveThem) {
+  About about;
+  about.threads[1] = {"requests", "class"};
+  EXPECT_EQ(In("fires", "at_most = 0\nthread = \"requests\"").untold,
+            "the run names no thread requests: give its number");
+  run.about = &about;
+  EXPECT_EQ(In("fires", "at_most = 0\nthread = \"requests\"").value, 1.0);
+  EXPECT_EQ(In("fires", "at_most = 0\nthread = \"request\"").untold,
+            "the run names no thread request; is requests meant?");
+}
+
+TEST_F(JudgeTest, ThreadsMayBePackets) {
+  Use("fire 1 7 0 0\nsend 2 7 0 0 1 0\nfire 5 7 1 0\nfire 6 8 0 0\n");
+  run.packets = PacketsBy::THREADS;
+  const Finding finding = In("packets.latency.max", "at_most = 3");
+  EXPECT_EQ(finding.value, 4.0);
+  EXPECT_EQ(FindingPlaceText(finding), "packet 7, cycle 5, of cycles 1 to 6");
+  EXPECT_EQ(In("packets.underWay", "equals = 1").holds, true);
+  run.packets = PacketsBy::NOTHING;
+  EXPECT_EQ(Of("packets.latency.max", "at_most = 3").outcome, Outcome::UNTOLD);
+}
+
+TEST_F(JudgeTest, ABaselineSaysWhatIsWanted) {
+  baselines["b.json"].Set("r", {{"fires", 4}, {"sends", 3}});
+  Finding finding = In("fires", "baseline = \"b.json\"\nwithin = \"20 %\"");
+  EXPECT_EQ(FindingText(finding), "fires is 5 fires, wanted 3.2 to 4.8 (the baseline has 4)");
+  EXPECT_TRUE(In("fires", "baseline = \"b.json\"\nwithin = [\"20 %\", 1]").holds);
+  EXPECT_TRUE(In("fires", "baseline = \"b.json\"\nat_least = \"100 %\"").holds);
+  EXPECT_FALSE(In("fires", "baseline = \"b.json\"\nbelow = \"125 %\"").holds);
+}
+
+TEST_F(JudgeTest, WhatABaselineLacksIsToldAndOfManyMeasuresNoFailure) {
+  Verdict verdict = Of("fires", "baseline = \"b.json\"\nwithin = 1");
+  EXPECT_EQ(verdict.outcome, Outcome::UNTOLD);
+  EXPECT_EQ(FindingText(verdict.findings[0]), "fires is 5 fires: the baseline has no such number");
+  EXPECT_EQ(Of("*", "baseline = \"b.json\"\nwithin = 1").outcome, Outcome::UNTOLD)
+      << "it knows nothing of the rule";
+  baselines["b.json"].Set("r", {{"fires", 5}});
+  EXPECT_EQ(Of("*", "baseline = \"b.json\"\nwithin = 1").outcome, Outcome::HOLDS);
+  baselines["b.json"].Set("r", {{"fires", 5}, {"distance.p99", 2}});
+  verdict = Of("*", "baseline = \"b.json\"\nwithin = 1");
+  EXPECT_EQ(verdict.outcome, Outcome::UNTOLD) << "the run no longer tells it";
+}
+
+TEST_F(JudgeTest, ASkippedRuleIsNotAsked) {
+  const Verdict verdict = Of("distance.max", "at_most = 0\nskip = \"for now\"");
+  EXPECT_EQ(verdict.outcome, Outcome::SKIPPED);
+  EXPECT_EQ(verdict.reason, "for now");
+  EXPECT_TRUE(verdict.findings.empty());
+}
+
+TEST_F(JudgeTest, RulesAboutTheSamePartShareOneCount) {
+  Use(small);
+  const auto passes = [&](const std::string& text) {
+    const Result<RuleFile> file = ParseRules(text, "rules.toml");
+    EXPECT_TRUE(file) << file.Why().Text();
+    rules = file->rules;
+    int told = 0;
+    const Result<std::vector<Verdict>> verdicts =
+        Judge(rules, baselines, run, [&](const Progress& now) {
+          ++told;
+          return now.done <= now.all;
+        });
+    EXPECT_TRUE(verdicts);
+    return told;
+  };
+  const std::string one = "[[rule]]\nname = \"a\"\nmeasure = \"fires\"\nat_most = 9\n";
+  const int once = passes(one);
+  ASSERT_GT(once, 0);
+  EXPECT_EQ(passes(one + "[[rule]]\nname = \"b\"\nmeasure = \"element.gap\"\nat_most = 9\n" +
+                   "region = \"0,0\"\n[[rule]]\nname = \"c\"\nmeasure = \"sends\"\nat_most = 9\n" +
+                   "cycles = \"0:\"\n"),
+            once)
+      << "units are chosen after the count";
+  EXPECT_GT(passes(one + "[[rule]]\nname = \"b\"\nmeasure = \"fires\"\nat_most = 9\nthread = 0\n"),
+            once);
+}
+
+TEST_F(JudgeTest, TheSumTellsOutcomes) {
+  const std::vector<Verdict> verdicts = Judged(
+      "[[rule]]\nname = \"a\"\nmeasure = \"fires\"\nat_most = 9\n"
+      "[[rule]]\nname = \"b\"\nmeasure = \"fires\"\nat_most = 1\n"
+      "[[rule]]\nname = \"c\"\nmeasure = \"distance.p50\"\nat_most = 1\n"
+      "[[rule]]\nname = \"d\"\nmeasure = \"fires\"\nat_most = 1\nskip = \"so\"\n");
+  const VerdictCounts counts = CountVerdicts(verdicts);
+  EXPECT_EQ(counts.holds, 1U);
+  EXPECT_EQ(counts.fails, 1U);
+  EXPECT_EQ(counts.untold, 1U);
+  EXPECT_EQ(counts.skipped, 1U);
+  EXPECT_FALSE(counts.AllHold());
+}
+
+TEST_F(JudgeTest, AnEmptyTraceAndWorkThatIsStoppedAreFaults) {
+  Use("");
+  const Result<RuleFile> file =
+      ParseRules("[[rule]]\nname = \"a\"\nmeasure = \"fires\"\nat_most = 9\n", "r");
+  EXPECT_EQ(Judge(file->rules, {}, run).Why().kind, Fault::OUT_OF_RANGE);
+  Use(small);
+  EXPECT_EQ(Judge(file->rules, {}, run, [](const Progress&) { return false; }).Why().kind,
+            Fault::CANCELLED);
+}
+
+}  // namespace
+}  // namespace marrowfin
