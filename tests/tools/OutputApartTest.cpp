@@ -24,6 +24,7 @@ class OutputApartTest : public CommandFixture {
     for (const std::vector<std::string>& words : {std::vector<std::string>{"events", "x.trace"},
                                                   {"stats", "x.trace"},
                                                   {"notes", "x.trace"},
+                                                  {"report", "x.trace"},
                                                   {"plot", "heat", "x.trace"},
                                                   {"plot", "timeline", "x.trace"}}) {
       std::vector<std::string> line = words;

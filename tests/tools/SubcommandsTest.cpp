@@ -52,6 +52,7 @@ class SubcommandsTest : public CommandFixture {
   static std::vector<Line> EmptyRefusersOf(const std::string& trace) {
     return {{"stats", trace},
             {"notes", trace},
+            {"report", trace, "-o", "p.html"},
             {"plot", "heat", trace, "-o", "p.svg"},
             {"plot", "timeline", trace, "-o", "p.svg"}};
   }

@@ -12,6 +12,8 @@ MaybeFailure Check(const RunPlotFlags& flags) {
   return flags.run.Check();
 }
 
+}  // namespace
+
 PlottedRun PlottedRunOf(const RunFlags& flags, const CountedRun& counted) {
   PlottedRun run;
   run.trace = std::filesystem::path(flags.trace).filename();
@@ -22,8 +24,6 @@ PlottedRun PlottedRunOf(const RunFlags& flags, const CountedRun& counted) {
   run.measures = MeasuresOf(*counted.counts);
   return run;
 }
-
-}  // namespace
 
 void RunPlotFlags::Declare(CLI::App& app, const std::string& usualSize) {
   run.Declare(app);

@@ -27,6 +27,9 @@ struct RunToPlot {
   PlotStyle style;
 };
 
+// The run as plots tell of it; it points to what was counted.
+PlottedRun PlottedRunOf(const RunFlags& flags, const CountedRun& counted);
+
 // What a kind needs besides the counts of the run, or that sums by place are all that it needs.
 struct RunPlotNeeds {
   bool packets = false;

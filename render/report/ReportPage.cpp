@@ -1,0 +1,262 @@
+#include "render/report/ReportPage.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "measure/NumberText.h"
+#include "render/plot/HeatOfRun.h"
+#include "render/plot/HeatPlot.h"
+#include "render/plot/LinksOfRun.h"
+#include "render/plot/TimelineOfRun.h"
+#include "render/report/Figure.h"
+#include "render/report/HtmlText.h"
+#include "render/report/LinkTable.h"
+#include "render/report/ReportFaults.h"
+#include "render/report/ReportParts.h"
+#include "render/report/RunNumbers.h"
+#include "render/report/RunTables.h"
+#include "render/report/Sentences.h"
+
+namespace marrowfin {
+namespace {
+
+// Cells of a map in a page; of more the next level is drawn, since each of them is a shape.
+constexpr uint64_t MOST_CELLS = 16384;
+
+std::string Paragraph(const std::string& text, const std::string& kind = "") {
+  return "<p" + (kind.empty() ? "" : " class=\"" + kind + "\"") + ">" + HtmlEscaped(text) +
+         "</p>\n";
+}
+
+// What joins the body of a page; the first fault of a picture stays.
+class Body {
+ public:
+  Body(const ReportedRun& reported, const Theme& theme) : reported(reported), theme(theme) {}
+
+  void Add(const std::string& more) { html += more; }
+
+  PlotStyle StyleOf(double width) const {
+    PlotStyle style;
+    style.theme = &theme;
+    style.format = PlotFormat::SVG;
+    style.width = width;
+    return style;
+  }
+
+  void AddFigure(const Plot& plot, const PlotStyle& style, const std::string& name) {
+    Result<std::string> figure = FigureHtml(plot, style, name);
+    if (figure) {
+      html += std::move(figure).Take();
+    } else if (!fault) {
+      fault = figure.Why();
+    }
+  }
+
+  void Head();
+  void Numbers();
+  void Where();
+  void When();
+  void Threads();
+  void Faults();
+  void HowMade();
+
+  const ReportedRun& reported;
+  const Theme& theme;
+  std::string html;
+  Fault fault;
+
+ private:
+  const RunMeasures& Measures() const { return reported.run.measures; }
+
+  void Section(const std::string& title) { Add("<section>\n<h2>" + title + "</h2>\n"); }
+  void EndSection() { Add("</section>\n"); }
+};
+
+std::string FactsLine(const ReportedRun& reported) {
+  const RunMeasures& m = reported.run.measures;
+  std::string facts = ArrayWords(reported.run.counts->Places().Shape()) + " · cycles " +
+                      CountText(m.range.first) + " to " + CountText(m.range.last) +
+                      (reported.run.whole ? " (all)" : " (part)");
+  if (!reported.run.chosen.empty()) {
+    facts += " · " + reported.run.chosen;
+  }
+  facts += " · " + CountOf(m.records, "record");
+  if (reported.run.packets != nullptr && reported.packetsAreThreads) {
+    facts += " · thread = packet";
+  }
+  facts += reported.hasNotes           ? " · with notes of what events were"
+           : reported.about != nullptr ? " · no notes of what events were"
+                                       : " · no companion";
+  return facts + " · " + reported.program;
+}
+
+// Who recorded what, as far as the run tells.
+std::string OriginOf(const About& about) {
+  std::string text;
+  const auto add = [&](const char* name, const std::string& value) {
+    if (!value.empty()) {
+      text += (text.empty() ? "" : " · ") + std::string(name) + value;
+    }
+  };
+  add("", about.name);
+  add("recorded by ", about.tool);
+  add("by the command ", about.command);
+  add("on ", about.date);
+  return text;
+}
+
+void Body::Head() {
+  Add("<header>\n<h1>" + HtmlEscaped(reported.run.trace) + "</h1>\n" +
+      Paragraph(FactsLine(reported), "facts"));
+  const std::string origin = reported.about == nullptr ? "" : OriginOf(*reported.about);
+  if (!origin.empty()) {
+    Add(Paragraph(origin, "facts"));
+  }
+  const std::vector<RichText> sentences = SentencesOf(reported);
+  if (!sentences.empty()) {
+    Add("<ul class=\"sentences\">\n");
+    for (const RichText& sentence : sentences) {
+      Add("<li>" + sentence.Html() + "</li>\n");
+    }
+    Add("</ul>\n");
+  }
+  Add("</header>\n");
+}
+
+void Body::Numbers() {
+  Section("Numbers");
+  Add(TableHtml(RunNumbers(reported)));
+  EndSection();
+}
+
+// The finest level of which there are few enough units.
+Level MapLevel(const ArrayShape& shape, const PlotStyle& style) {
+  Level level = LevelFor(shape, style.PlotWidth(), style.Scale());
+  const auto cells = [&] {
+    const PerAxis units = UnitsOf(shape, level);
+    return uint64_t{units.columns} * units.rows;
+  };
+  while (level != Level::CLUSTER && cells() > MOST_CELLS) {
+    level = static_cast<Level>(static_cast<int>(level) + 1);
+  }
+  return level;
+}
+
+void Body::Where() {
+  Section("Where");
+  Add("<div class=\"pair\">\n");
+  if (Measures().fires > 0) {
+    const PlotStyle style = StyleOf(PlotStyle::COLUMN);
+    HeatWish wish;
+    wish.level = MapLevel(reported.run.counts->Places().Shape(), style);
+    AddFigure(PlotHeat(reported.run, wish, style), style, "heat");
+    Add(TableHtml(ElementTable(reported)));
+  } else {
+    Add(Paragraph("No fires in this range."));
+  }
+  if (!Measures().links.busiest.empty()) {
+    const PlotStyle style = StyleOf(PlotStyle::COLUMN);
+    AddFigure(PlotLinks(reported.run, {}, style), style, "links");
+    Add(TableHtml(LinkTable(Measures().links, reported.file)));
+  } else {
+    Add(Paragraph("No message went over a link in this range."));
+  }
+  Add("</div>\n");
+  EndSection();
+}
+
+void Body::When() {
+  Section("When");
+  Add("<div class=\"pair\">\n");
+  if (Measures().fires == 0) {
+    Add(Paragraph("No fires in this range."));
+  } else {
+    Add("<div class=\"wide\">\n");
+    AddFigure(PlotTimeline(reported.run, false), StyleOf(PlotStyle::WIDE), "timeline");
+    Add("</div>\n");
+    const std::string phases = TableHtml(PhaseTable(reported));
+    Add(phases.empty() ? Paragraph("No phases: one cycle, or activity that changes all the time.")
+                       : phases);
+  }
+  Add(reported.run.packets == nullptr ? Paragraph("No latency: nothing tells packets.")
+                                      : TableHtml(LatencyTable(reported)));
+  Add("</div>\n");
+  EndSection();
+}
+
+void Body::Threads() {
+  Section("Threads");
+  const std::string table = TableHtml(ThreadTable(reported));
+  Add(table.empty() ? Paragraph("No fires in this range.")
+                    : "<div class=\"pair\">\n" + table + "</div>\n");
+  EndSection();
+}
+
+void Body::Faults() {
+  Section("Faults");
+  const std::vector<std::string> faults = FaultsOf(reported);
+  if (faults.empty()) {
+    Add(Paragraph("None: the trace was read to its end, and its cycles never fall."));
+  } else {
+    Add("<ul>\n");
+    for (const std::string& fault : faults) {
+      Add("<li>" + HtmlEscaped(fault) + "</li>\n");
+    }
+    Add("</ul>\n");
+  }
+  Add("<p class=\"note\"><code>" + HtmlEscaped("marrowfin-trace check " + reported.file) +
+      "</code> looks at every record and every note.</p>\n");
+  EndSection();
+}
+
+void Body::HowMade() {
+  const LinkMeasures& links = Measures().links;
+  std::string text;
+  if (!links.busiest.empty()) {
+    text += links.observed ? "Link load is observed: each message is one hop. "
+                           : "Link load is modelled by dimension-order routing; adaptive routing "
+                             "makes it wrong without a sign. ";
+  }
+  if (reported.run.packets != nullptr && reported.run.packets->TotalLatencies().IsEmpty()) {
+    text += "Time in the queues of sources is in no latency. ";
+  }
+  Add("<footer>\n<section>\n<h2>How this was made</h2>\n" +
+      Paragraph(text + "What each number means, and what it cannot tell, is in docs/measures.md of "
+                       "Marrowfin. The command:") +
+      "<p><code>" + HtmlEscaped(reported.command) + "</code></p>\n</section>\n</footer>\n");
+}
+
+std::string PageHead(const ReportedRun& reported, const Theme& theme) {
+  return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+         "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
+         "style-src 'unsafe-inline'; script-src '" +
+         ReportScriptHash() +
+         "'; base-uri 'none'; form-action 'none'\">\n"
+         "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+         "<meta name=\"generator\" content=\"" +
+         HtmlEscaped(reported.program) + "\">\n<title>" + HtmlEscaped(reported.run.trace) +
+         " – report of a run</title>\n<style>\n" + ReportStyle(theme) + "</style>\n</head>\n";
+}
+
+}  // namespace
+
+Result<std::string> ReportPage(const ReportedRun& reported, const Theme& theme) {
+  Body body(reported, theme);
+  body.Head();
+  body.Add("<main>\n");
+  body.Numbers();
+  body.Where();
+  body.When();
+  body.Threads();
+  body.Faults();
+  body.Add("</main>\n");
+  body.HowMade();
+  if (body.fault) {
+    return body.fault;
+  }
+  return PageHead(reported, theme) + "<body>\n" + body.html + "<script>" +
+         std::string(ReportScript()) + "</script>\n</body>\n</html>\n";
+}
+
+}  // namespace marrowfin

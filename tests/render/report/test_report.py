@@ -1,0 +1,376 @@
+"""The page that `report` writes, read by an HTML reader of another make."""
+
+import base64
+import hashlib
+import html.parser
+import json
+import os
+import re
+import struct
+import subprocess
+
+import pytest
+
+TRACE = os.environ["MARROWFIN_TRACE"]
+SWITCH, FIRE, SEND = 2, 3, 4
+VOID = {"meta", "link", "br", "hr", "img", "input"}
+
+
+def record(kind, cycle, thread, *words):
+    return struct.pack(f">IQII{len(words)}I", kind, cycle, thread, 4 * len(words), *words)
+
+
+def busy_run():
+    """8 x 8 elements, of which one fires most; each fire sends a message to the right; at the end
+    hardly anything happens. Threads are packets, which fire twice."""
+    records = []
+    for cycle in range(600):
+        for i in range(6 if cycle < 450 else 1 if cycle % 3 == 0 else 0):
+            at = (3, 3) if i == 0 else ((cycle * 5 + i * 11) % 7, (cycle + i * 3) % 8)
+            records.append(record(FIRE, cycle, (cycle * 6 + i) // 2, *at))
+            records.append(record(SEND, cycle, i, *at, at[0] + 1, at[1]))
+    return records
+
+
+class Element:
+    def __init__(self, name, attributes, parent):
+        self.name, self.attributes, self.parent = name, dict(attributes), parent
+        self.children, self.texts = [], []
+
+    def all(self, name=None):
+        for child in self.children:
+            if name is None or child.name == name:
+                yield child
+            yield from child.all(name)
+
+    def text(self):
+        return "".join(part if isinstance(part, str) else part.text() for part in self.texts)
+
+    def classes(self):
+        return self.attributes.get("class", "").split()
+
+
+class Page(html.parser.HTMLParser):
+    """A tree of the page; what is left open, or closed in the wrong place, is a mistake."""
+
+    def __init__(self, text):
+        super().__init__()
+        self.source = text
+        self.mistakes, self.declarations = [], []
+        self.root = self.open = Element("", {}, None)
+        self.feed(text)
+        self.close()
+        if self.open is not self.root:
+            self.mistakes.append(f"{self.open.name} is left open")
+
+    def add(self, name, attributes):
+        if len(dict(attributes)) != len(attributes):
+            self.mistakes.append(f"{name} has an attribute twice")
+        element = Element(name, attributes, self.open)
+        self.open.children.append(element)
+        self.open.texts.append(element)
+        return element
+
+    def handle_decl(self, decl):
+        self.declarations.append(decl)
+
+    def handle_starttag(self, tag, attrs):
+        element = self.add(tag, attrs)
+        if tag not in VOID:
+            self.open = element
+
+    def handle_startendtag(self, tag, attrs):
+        self.add(tag, attrs)
+
+    def handle_endtag(self, tag):
+        if tag != self.open.name:
+            self.mistakes.append(f"{tag} closes {self.open.name} at {self.getpos()}")
+        else:
+            self.open = self.open.parent
+
+    def handle_data(self, data):
+        self.open.texts.append(data)
+
+    def one(self, name):
+        found = list(self.root.all(name))
+        assert len(found) == 1, name
+        return found[0]
+
+    def sections(self):
+        """{heading: element} in their order."""
+        return {next(s.all("h2")).text(): s for s in self.root.all("section")}
+
+    def numbers(self):
+        """{what: (value, basis)} of the table of numbers."""
+        table = next(e for e in self.root.all("div") if e.attributes.get("id") == "numbers")
+        rows = [[cell.text() for cell in row.children] for row in table.all("tr")]
+        return {row[0]: tuple(row[1:]) for row in rows[1:]}
+
+
+@pytest.fixture
+def folder(tmp_path):
+    (tmp_path / "run.trace").write_bytes(b"".join(busy_run()))
+    return tmp_path
+
+
+def run(folder, *words):
+    return subprocess.run([TRACE, *words], cwd=folder, capture_output=True, check=False)
+
+
+def made(folder, *flags, trace="run.trace", status=0):
+    """The text of the page that is made without a word."""
+    result = run(folder, "report", trace, *flags, "-o", "page.html")
+    assert (result.returncode, result.stdout) == (status, b""), result.stderr
+    assert status != 0 or result.stderr == b""
+    return (folder / "page.html").read_text(encoding="utf-8")
+
+
+def page_of(folder, *flags, **named):
+    page = Page(made(folder, *flags, **named))
+    assert page.mistakes == []
+    return page
+
+
+def test_the_page_is_whole_and_in_order(folder):
+    page = page_of(folder)
+    assert page.declarations == ["DOCTYPE html"]
+    assert page.one("html").attributes["lang"] == "en"
+    assert page.one("h1").text() == "run.trace"
+    assert next(page.one("head").all("title")).text() == "run.trace – report of a run"
+    assert list(page.sections()) == [
+        "Numbers", "Where", "When", "Threads", "Faults", "How this was made"]
+    levels = [int(e.name[1]) for e in page.root.all() if re.fullmatch("h[1-6]", e.name)]
+    assert levels[0] == 1 and all(b - a <= 1 for a, b in zip(levels, levels[1:]))
+
+
+def test_what_the_page_says_first(folder):
+    page = page_of(folder, "--packets", "thread")
+    facts = next(e for e in page.root.all("p") if "facts" in e.classes()).text()
+    assert facts.startswith("8 × 8 PEs · cycles 0 to 597 (all) · 5,500 records · thread = packet · "
+                            "no companion · marrowfin-trace ")
+    sentences = [e.text() for e in page.root.all("li") if "sentences" in e.parent.classes()]
+    assert len(sentences) == 5
+    assert sentences[0].startswith("The busiest link, (3, 3)→(4, 3), carries")
+    assert sentences[0].endswith(": it is full.")
+    assert sentences[1].startswith("PE (3, 3) is hot: it fires ")
+    assert sentences[2].startswith("8 of 64 PEs never fire")
+    assert sentences[3].startswith("Half of the packets arrive within ")
+    assert sentences[4].startswith("The last 24.7 % of the run make 1.82 % of the fires.")
+
+
+def test_numbers_are_those_that_stats_tells(folder):
+    numbers = page_of(folder, "--packets", "thread").numbers()
+    stats = json.loads(
+        run(folder, "stats", "run.trace", "--packets", "thread", "--json").stdout)
+    assert numbers["Records"][0] == f"{stats['records']:,}" == "5,500"
+    assert numbers["Records"][1] == "2,750 fires, 2,750 sends, no transmissions"
+    assert numbers["Run"] == ("598 cycles", "0 to 597")
+    assert numbers["Array"][0] == "8 × 8 PEs"
+    assert numbers["Busiest PE"][0].startswith("(3, 3) 0.")
+    assert numbers["PEs that never fire"] == ("8", "of 64 PEs")
+    assert numbers["Packets"][0] == f"{stats['packets']['delivered']:,}"
+    assert numbers["Faults"][0] == "none"
+
+
+def test_ids_are_told_apart_and_all_that_is_referred_to_is_there(folder):
+    page = page_of(folder, "--packets", "thread")
+    ids = [e.attributes["id"] for e in page.root.all() if "id" in e.attributes]
+    assert len(ids) == len(set(ids)) and len(ids) > 20
+    referred = set(re.findall(r"url\(#([^)]*)\)", page.source))
+    for element in page.root.all():
+        referred.update(element.attributes.get("aria-labelledby", "").split())
+        for name, value in element.attributes.items():
+            if name in ("href", "xlink:href"):
+                assert value.startswith("#"), value
+                referred.add(value[1:])
+    assert referred <= set(ids)
+    assert len(referred) > 10
+
+
+def test_pictures_have_words(folder):
+    pictures = list(page_of(folder).root.all("svg"))
+    assert len(pictures) >= 2
+    for picture in pictures:
+        assert picture.attributes["role"] == "img"
+        title, finding = picture.attributes["aria-labelledby"].split()
+        words = {e.attributes.get("id"): e.text() for e in picture.all() if e.name in ("title", "desc")}
+        assert words[title] and words[finding]
+        assert picture.parent.name == "figure"
+        assert words[title] == next(picture.parent.all("h3")).text()
+        assert "run.trace" in next(picture.parent.all("figcaption")).text()
+
+
+def test_tables_have_captions_and_heads(folder):
+    tables = list(page_of(folder, "--packets", "thread").root.all("table"))
+    assert len(tables) >= 6
+    for table in tables:
+        assert table.children[0].name == "caption" and table.children[0].text()
+        rows = [row.children for row in table.all("tr")]
+        assert {len(row) for row in rows} == {len(rows[0])}
+        assert {cell.attributes.get("scope") for cell in rows[0]} == {"col"}
+        for row in rows[1:]:
+            assert row[0].name == "th" and row[0].attributes["scope"] == "row"
+            assert {cell.name for cell in row[1:]} == {"td"}
+
+
+def test_the_page_asks_for_nothing_and_allows_its_own_script_alone(folder):
+    page = page_of(folder)
+    for element in page.root.all():
+        assert not {"src", "srcset", "action", "data", "poster", "ping"} & set(element.attributes)
+        assert not [name for name in element.attributes if name.startswith("on")]
+        assert element.name not in ("link", "iframe", "object", "embed", "base", "img", "form")
+    assert not re.findall(r"@import|url\((?!#)", page.source)
+    script = page.one("script").text()
+    digest = base64.b64encode(hashlib.sha256(script.encode()).digest()).decode()
+    policy = next(e.attributes["content"] for e in page.root.all("meta")
+                  if e.attributes.get("http-equiv") == "Content-Security-Policy")
+    assert policy == (f"default-src 'none'; style-src 'unsafe-inline'; script-src 'sha256-{digest}'; "
+                      "base-uri 'none'; form-action 'none'")
+    # It stands before all that it is to keep in order.
+    assert page.source.index("Content-Security-Policy") < page.source.index("<style>")
+
+
+def test_the_same_run_and_options_make_the_same_bytes_wherever_they_lie(folder, tmp_path):
+    flags = ("--packets", "thread", "--cycles", "0:500")
+    first = made(folder, *flags)
+    elsewhere = tmp_path / "elsewhere"
+    elsewhere.mkdir()
+    (elsewhere / "run.trace").write_bytes((folder / "run.trace").read_bytes())
+    assert made(elsewhere, *flags, trace=str(elsewhere / "run.trace")) == first
+    assert str(elsewhere) not in first
+    assert ("marrowfin-trace report run.trace --cycles 0:500 --packets thread -o report.html"
+            in Page(first).root.text())
+    for other in (("--packets", "thread"), ("--theme", "dark"), ("-c", "1", "-d", "1", "-p", "16")):
+        assert made(folder, *other) != first
+
+
+def test_the_command_of_the_page_makes_the_page_again(folder):
+    flags = ("--cycles", "0:300", "--type", "fire", "--type", "send", "--theme", "print", "-p", "8")
+    first = made(folder, *flags)
+    command = next(e for e in list(Page(first).root.all("code"))[::-1]).text().split()
+    assert command[0] == "marrowfin-trace"
+    result = run(folder, *command[1:])
+    assert result.returncode == 0, result.stderr
+    assert (folder / "report.html").read_text(encoding="utf-8") == first
+
+
+def test_no_name_of_a_trace_breaks_the_page(folder):
+    for name in (b"<script>alert(1)</script>&amp;\".trace", b"-->\n<!--.trace", b"\xff\xc3 x.trace"):
+        path = os.path.join(os.fsencode(folder), name.replace(b"/", b"_"))
+        with open(path, "wb") as file:
+            file.write(b"".join(busy_run()))
+        page = page_of(folder, trace=os.fsdecode(path))
+        shown = name.replace(b"/", b"_").replace(b"\n", b"\xff").decode(errors="replace")
+        assert page.one("h1").text() == shown
+        assert len(list(page.root.all("script"))) == 1
+
+
+def test_a_range_without_events_is_a_page_of_short_sections(folder):
+    page = page_of(folder, "--thread", "77777")
+    assert list(page.root.all("svg")) == []
+    sections = page.sections()
+    assert "No fires in this range." in sections["Where"].text()
+    assert "No message went over a link" in sections["Where"].text()
+    assert "No fires in this range." in sections["When"].text()
+    assert "No fires in this range." in sections["Threads"].text()
+    assert [e for e in page.root.all("ul") if "sentences" in e.classes()] == []
+
+
+def test_a_single_cycle_and_a_single_element_make_a_page(folder):
+    (folder / "one.trace").write_bytes(record(FIRE, 5, 0, 0, 0))
+    page = page_of(folder, "-c", "1", "-d", "1", "-p", "1", trace="one.trace")
+    assert page.numbers()["Run"] == ("1 cycle", "5 to 5")
+    assert "No phases" in page.sections()["When"].text()
+
+
+def test_faults_of_the_trace_are_told_in_the_page_and_by_the_status(folder):
+    whole = b"".join(busy_run())
+    back = record(FIRE, 3, 0, 1, 1) + record(FIRE, 2, 0, 1, 1)
+    (folder / "run.trace").write_bytes(whole[:4480] + back + whole[4480:8000] + b"\0\0\0")
+    page = page_of(folder, status=1)
+    faults = page.sections()["Faults"].text()
+    assert "The trace breaks off behind " in faults
+    assert "with a cycle below that of the record before" in faults
+    assert page.numbers()["Faults"][0] == "2"
+
+
+def test_a_companion_that_is_not_believed_is_told(folder):
+    (folder / "run.trace.notes").write_bytes(b"these are no notes at all, whatever their name says")
+    result = run(folder, "report", "run.trace", "-o", "page.html")
+    assert result.returncode == 0 and b"notes" in result.stderr
+    page = Page((folder / "page.html").read_text(encoding="utf-8"))
+    assert "Beside the trace, not believed: " in page.sections()["Faults"].text()
+
+
+def test_large_tables_end_and_say_so(folder):
+    result = run(folder, "synth", "-o", "large.trace", "--records", "20000",
+                 "-c", "4", "-d", "2", "-p", "4")
+    assert result.returncode == 0, result.stderr
+    page = page_of(folder, trace="large.trace")
+    table = next(e for e in page.root.all("div") if e.attributes.get("id") == "table-pes")
+    assert len(list(table.all("tr"))) == 100 + 2
+    note = next(e for e in table.all("p")).text()
+    assert note == ("The first 100 of 1,024; all of them: "
+                    "marrowfin-trace stats large.trace --csv pes")
+
+
+def test_the_map_of_a_large_array_is_of_its_domains(folder):
+    result = run(folder, "synth", "-o", "large.trace", "--records", "20000",
+                 "-c", "16", "-d", "4", "-p", "4")
+    assert result.returncode == 0, result.stderr
+    page = page_of(folder, trace="large.trace")
+    assert page.numbers()["Array"][0] == "256 × 256 PEs"
+    assert next(page.root.all("h3")).text() == "Fires of each domain, mean of its PEs"
+    assert len(page.source) < 4_000_000
+
+
+@pytest.mark.parametrize("flags", [
+    (), ("-o", "run.trace"), ("--pdf", "run.trace"), ("-o", "run.trace.mfindex"),
+    ("-o", "a", "--pdf", "a"), ("-o", "a.html", "--theme", "pink"), ("-o", "a.html", "--packets", "x")])
+def test_command_lines_that_make_no_page_are_refused(folder, flags):
+    before = (folder / "run.trace").read_bytes()
+    result = run(folder, "report", "run.trace", *flags)
+    assert result.returncode == 2 and result.stdout == b"" and result.stderr != b""
+    assert sorted(os.listdir(folder)) == ["run.trace"]
+    assert (folder / "run.trace").read_bytes() == before
+
+
+def test_a_page_that_cannot_be_written_leaves_nothing(folder):
+    result = run(folder, "report", "run.trace", "-o", "nowhere/page.html")
+    assert result.returncode == 3 and result.stderr != b""
+    assert not [name for name in os.listdir(folder) if "page" in name or "nowhere" in name]
+
+
+def test_the_page_goes_to_standard_output(folder):
+    result = run(folder, "report", "run.trace", "-o", "-")
+    assert result.returncode == 0
+    assert result.stdout.decode() == made(folder)
+
+
+def test_without_chromium_no_pdf_is_left_and_the_package_is_named(folder):
+    environment = dict(os.environ, PATH=str(folder))
+    result = subprocess.run([TRACE, "report", "run.trace", "--pdf", "a.pdf"], cwd=folder,
+                            capture_output=True, check=False, env=environment)
+    assert result.returncode == 3
+    assert b"install chromium" in result.stderr.lower()
+    assert not (folder / "a.pdf").exists()
+
+
+def words_of_pdf(path):
+    return subprocess.run(["pdftotext", path, "-"], capture_output=True, check=True).stdout.decode()
+
+
+def test_the_pdf_has_all_rows_no_date_and_always_the_same_bytes(folder):
+    for name, flags in (("a.pdf", ()), ("b.pdf", ()), ("c.pdf", ("--theme", "dark"))):
+        result = run(folder, "report", "run.trace", "--pdf", name, *flags)
+        assert (result.returncode, result.stderr) == (0, b"")
+    pdf = (folder / "a.pdf").read_bytes()
+    assert pdf == (folder / "b.pdf").read_bytes()
+    assert b"Date" not in pdf
+    information = subprocess.run(["pdfinfo", folder / "a.pdf"], capture_output=True, check=True)
+    assert b"A4" in information.stdout and information.stderr == b""
+    words = words_of_pdf(folder / "a.pdf")
+    # An element that never fires is in the last rows.
+    assert "(7, 7)" in words and "more rows" not in words
+    # On paper nothing is dark: but for the command that makes it, it is the same page.
+    assert words_of_pdf(folder / "c.pdf").replace(" --theme dark", "") == words
