@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "measure/NumberText.h"
+#include "render/plot/ArrayGrid.h"
 #include "render/plot/HeatPlot.h"
 
 namespace marrowfin {

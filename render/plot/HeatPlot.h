@@ -25,8 +25,7 @@ struct HeatMap {
 
 HeatScale ScaleOf(const HeatMap& map);
 
-// The level at which a map of an array is drawn so wide: units of at least two pixels.
-Level LevelFor(const ArrayShape& shape, double points, double pixelsPerPoint);
+class ArrayGrid;
 
 // Where is work? A cell for each unit, row 0 below; gaps and brackets tell the hierarchy. Exactly
 // zero has the colour of the paper. Values are written where all fit, else the five largest are
@@ -42,14 +41,11 @@ class HeatPlot : public PlotBody {
   void DrawLegend(Canvas& canvas, const Box& box, const PlotStyle& style) const override;
 
  private:
-  struct Lines;
-
   std::string ValueText(double value) const;
-  bool AllFit(double cell, const PlotStyle& style) const;
-  void DrawCells(Canvas& canvas, const Lines& lines, const PlotStyle& style) const;
-  void DrawValues(Canvas& canvas, const Lines& lines, const PlotStyle& style) const;
-  void DrawRings(Canvas& canvas, const Lines& lines, const Box& area, const PlotStyle& style) const;
-  void DrawNumbers(Canvas& canvas, const Lines& lines, const PlotStyle& style) const;
+  Color ColorOf(double value, const PlotStyle& style) const;
+  void DrawCells(Canvas& canvas, const ArrayGrid& grid, const PlotStyle& style) const;
+  void DrawValues(Canvas& canvas, const ArrayGrid& grid, const PlotStyle& style) const;
+  void DrawRings(Canvas& canvas, const ArrayGrid& grid, const PlotStyle& style) const;
 
   HeatMap map;
   HeatScale scale;

@@ -49,7 +49,7 @@ std::vector<std::string> WordsOf(const std::string& text) {
   bool joined = false;
   for (std::string word; stream >> word;) {
     const bool times = word == "×";
-    if (!words.empty() && (joined || times || word == "·")) {
+    if (!words.empty() && (joined || times || word == "·" || word[0] == '%')) {
       words.back() += " " + word;
     } else {
       words.push_back(word);

@@ -32,6 +32,10 @@ struct PlotStyle {
   static constexpr double SLIDE_HEIGHT = 270;
   static constexpr double SLIDE_TEXT = 1.5;
 
+  // Columns of a list of so many lines: slides have a place beside the plot that is wider than
+  // high.
+  size_t ColumnsFor(size_t lines) const { return slide && lines > 6 ? 2 : 1; }
+
   // Pixels a point: papers print small pictures, slides fill a screen.
   double Scale() const { return width > 300 && !slide ? 3 : 4; }
 
@@ -52,7 +56,8 @@ struct PlotWords {
 };
 
 // Breaks a text between words so that no line is wider than `width` points, but for single words.
-// The dot between two parts of a caption ends a line and begins none, and "4 × 4" is one word.
+// The dot between two parts of a caption ends a line and begins none, and "4 × 4" and "90 %" are
+// one word.
 std::vector<std::string> WrapText(const std::string& text, Weight weight, double size,
                                   double width);
 

@@ -118,24 +118,33 @@ void TimelinePlot::DrawPhases(Canvas& canvas, const Box& area, const Scale& x, c
 void TimelinePlot::DrawLayerNames(Canvas& canvas, Spot bottom, const PlotStyle& style) const {
   const Theme& theme = *style.theme;
   const double size = style.LabelSize();
-  double y = bottom.y - size * 0.2;
-  for (size_t layer = 0; layer < layers.size(); ++layer, y -= size * LEGEND_LINE) {
-    const Box box = {bottom.x, y - size * 0.85, size, size};
+  const size_t lines = LinesOfLegend(style);
+  const double first = bottom.y - size * 0.2;
+  for (size_t layer = 0; layer < layers.size(); ++layer) {
+    const double x = bottom.x + size * 11 * static_cast<double>(layer / lines);
+    const double y = first - size * LEGEND_LINE * static_cast<double>(layer % lines);
+    const Box box = {x, y - size * 0.85, size, size};
     canvas.Fill(box, theme.categories[layer]);
     if (layer >= PLAIN_LAYERS) {
       canvas.Hatch(box, theme.paper);
     }
-    canvas.Text(layers[layer].name, {bottom.x + size * 1.4, y}, Align::LEFT, size, theme.ink,
+    canvas.Text(layers[layer].name, {x + size * 1.4, y}, Align::LEFT, size, theme.ink,
                 Weight::BOLD);
     const double name = TextWidth(layers[layer].name, Weight::BOLD, size);
-    canvas.Text(ShareText(layer), {bottom.x + size * 1.8 + name, y}, Align::LEFT, size, theme.mute);
+    canvas.Text(ShareText(layer), {x + size * 1.8 + name, y}, Align::LEFT, size, theme.mute);
   }
-  canvas.Text(legend, {bottom.x, y}, Align::LEFT, size, theme.mute);
+  canvas.Text(legend, {bottom.x, first - size * LEGEND_LINE * static_cast<double>(lines)},
+              Align::LEFT, size, theme.mute);
+}
+
+size_t TimelinePlot::LinesOfLegend(const PlotStyle& style) const {
+  const size_t columns = style.ColumnsFor(layers.size());
+  return (layers.size() + columns - 1) / columns;
 }
 
 double TimelinePlot::LegendHeight(double /*width*/, const PlotStyle& style) const {
   return layers.size() > 1
-             ? style.LabelSize() * LEGEND_LINE * static_cast<double>(layers.size() + 1)
+             ? style.LabelSize() * LEGEND_LINE * static_cast<double>(LinesOfLegend(style) + 1)
              : 0;
 }
 

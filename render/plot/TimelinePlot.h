@@ -37,6 +37,7 @@ class TimelinePlot : public PlotBody {
   void DrawLayers(Canvas& canvas, const Scale& x, const Scale& y, const PlotStyle& style) const;
   void DrawPhases(Canvas& canvas, const Box& area, const Scale& x, const Scale& y,
                   const PlotStyle& style) const;
+  size_t LinesOfLegend(const PlotStyle& style) const;
   void DrawLayerNames(Canvas& canvas, Spot bottom, const PlotStyle& style) const;
 
   TimeColumns columns;

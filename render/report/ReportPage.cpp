@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "measure/NumberText.h"
+#include "render/plot/ArrayGrid.h"
 #include "render/plot/HeatOfRun.h"
-#include "render/plot/HeatPlot.h"
 #include "render/plot/LinksOfRun.h"
 #include "render/plot/TimelineOfRun.h"
 #include "render/report/Figure.h"

@@ -42,7 +42,7 @@ class PlotTest : public CommandFixture {
 };
 
 TEST_F(PlotTest, TheNameOfTheOutputTellsTheFormat) {
-  for (const char* const kind : {"heat", "links", "timeline"}) {
+  for (const char* const kind : {"heat", "links", "threads", "timeline"}) {
     EXPECT_THAT(Picture({kind}, "a.png"), StartsWith("\x89PNG\r\n"));
     EXPECT_THAT(Picture({kind}, "a.svg"), AllOf(StartsWith("<?xml"), HasSubstr("</svg>")));
     EXPECT_THAT(Picture({kind}, "a.pdf"), StartsWith("%PDF-"));
@@ -76,6 +76,7 @@ TEST_F(PlotTest, TheSameFlagsMakeTheSameBytesAndOthersOthers) {
     EXPECT_NE(heat, Picture(words, "b.svg")) << flags[0];
   }
   EXPECT_NE(Picture({"timeline"}, "a.svg"), Picture({"timeline", "--by", "type"}, "b.svg"));
+  EXPECT_NE(Picture({"threads"}, "a.svg"), Picture({"threads", "--level", "cluster"}, "b.svg"));
   const std::vector<std::string> links = {"links", "-c", "2", "-d", "1", "-p", "2"};
   const std::string observed = Picture(links, "a.svg");
   std::vector<std::string> between = links;
@@ -105,12 +106,22 @@ TEST_F(PlotTest, TheNumbersComeBesideThePictureOrInsteadOfIt) {
 }
 
 TEST_F(PlotTest, EveryKindTellsNumbersThatOtherParsersTake) {
-  for (const char* const kind : {"heat", "links", "timeline"}) {
+  for (const char* const kind : {"heat", "links", "threads", "timeline"}) {
     const CommandResult result = Plot({kind, "--json", "-"});
     EXPECT_EQ(0, result.exitStatus) << result.err;
     EXPECT_EQ(kind, Json(result.out)["plot"]);
     EXPECT_THAT(Plot({kind, "--csv", "-"}).out, HasSubstr(","));
   }
+}
+
+TEST_F(PlotTest, ThreadsAreToldByPlace) {
+  ExpectOutput(
+      "column,row,fires,thread,threadFires\n0,0,10,0,10\n1,0,10,1,10\n"
+      "0,1,0,,0\n1,1,0,,0\n",
+      Plot({"threads", "-c", "1", "-d", "1", "-p", "2", "--csv", "-"}));
+  const CommandResult shared =
+      Plot({"threads", "-c", "2", "-d", "1", "-p", "2", "--level", "cluster", "--json", "-"});
+  EXPECT_THAT(std::string(Json(shared.out)["finding"]), StartsWith("Threads share all places"));
 }
 
 TEST_F(PlotTest, NoTwoOutputsAreOneAndNoneIsTheTrace) {

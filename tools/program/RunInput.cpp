@@ -5,23 +5,10 @@
 
 #include "measure/CountPackets.h"
 #include "tools/program/CompanionInput.h"
-#include "tools/program/Interruption.h"
-#include "tools/program/ProgressLine.h"
 #include "trace/ask/FilterRange.h"
 
 namespace marrowfin {
 namespace {
-
-// Asks with a line of progress; `ask` takes a callback for it.
-template <class Ask>
-auto Watched(const RunFlags& flags, const Console& console, const char* unit, Ask ask) {
-  const Interruption interruption;
-  ProgressLine line(console.terminal, "going through " + flags.trace, unit, 1e6);
-  return ask([&](const Progress& now) {
-    line.Update(now.done, now.all);
-    return !interruption.Asked();
-  });
-}
 
 // The array: as the flags say, as the companion does, or what holds the trace.
 MaybeFailure ChooseShape(const RunFlags& flags, CountedRun& run) {
@@ -151,6 +138,18 @@ MaybeFailure CountRunOf(const RunFlags& flags, bool withPackets, const Console& 
     fault = AskIndexed(console, run.trace, [&] { return Follow(flags, console, run); });
   }
   return fault ? MaybeFailure(IndexingFailureOf(fault, flags.trace)) : std::nullopt;
+}
+
+Fault NothingTellsPackets(const RunFlags& flags) {
+  Fault fault;
+  fault.kind = Fault::OUT_OF_RANGE;
+  fault.file = flags.trace;
+  fault.reason = "nothing tells its packets";
+  fault.remedy = flags.packets == "none"
+                     ? "leave --packets none out"
+                     : "record it with a companion that names them, or say --packets thread where "
+                       "each thread is a packet";
+  return fault;
 }
 
 MaybeFailure CheckWhole(const RunFlags& flags, const CountedRun& run) {

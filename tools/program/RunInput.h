@@ -7,6 +7,8 @@
 #include "measure/CountRun.h"
 #include "measure/PacketCounts.h"
 #include "tools/program/FilterFlags.h"
+#include "tools/program/Interruption.h"
+#include "tools/program/ProgressLine.h"
 #include "tools/program/TraceInput.h"
 #include "trace/read/Companion.h"
 
@@ -50,6 +52,27 @@ MaybeFailure OpenRun(const RunFlags& flags, const Console& console, CountedRun& 
 // The same, and counts.
 MaybeFailure CountRunOf(const RunFlags& flags, bool withPackets, const Console& console,
                         CountedRun& run);
+
+// Asks with a line of progress; `ask` takes a callback for it.
+template <class Ask>
+auto Watched(const RunFlags& flags, const Console& console, const char* unit, Ask ask) {
+  const Interruption interruption;
+  ProgressLine line(console.terminal, "going through " + flags.trace, unit, 1e6);
+  return ask([&](const Progress& now) {
+    line.Update(now.done, now.all);
+    return !interruption.Asked();
+  });
+}
+
+// Asks something more of a run that is open: with a line of progress, which counts records, and
+// once more where the index turns out damaged.
+template <class Ask>
+auto AskRun(const RunFlags& flags, const Console& console, CountedRun& run, Ask ask) {
+  return AskIndexed(console, run.trace, [&] { return Watched(flags, console, "M records", ask); });
+}
+
+// That packets are asked for where nothing tells any.
+Fault NothingTellsPackets(const RunFlags& flags);
 
 // That the trace breaks off before all that was asked for: a failure that is told behind the
 // answer.

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "render/plot/ArrayGrid.h"
 #include "render/plot/Axis.h"
 #include "render/plot/HeatPlot.h"
 #include "render/plot/Page.h"
@@ -49,8 +50,8 @@ TEST(PageTest, TextBreaksBetweenWordsWhereTheLineIsFull) {
 }
 
 TEST(PageTest, DotsEndLinesAndProductsAreNotBroken) {
-  EXPECT_THAT(WrapText("all · 4 × 4 PEs · end", Weight::REGULAR, 10, 1),
-              ElementsAre("all ·", "4 × 4", "PEs ·", "end"));
+  EXPECT_THAT(WrapText("all · 4 × 4 PEs · 90 % end", Weight::REGULAR, 10, 1),
+              ElementsAre("all ·", "4 × 4", "PEs ·", "90 %", "end"));
 }
 
 TEST(FontsTest, WidthsAreThoseOfTheFontWithoutRounding) {
