@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/program/DescriptorBuffer.h"
 #include "tools/program/Interruption.h"
 #include "tools/program/OutOfMemory.h"
 #include "tools/program/Program.h"
@@ -22,13 +23,14 @@ int main(int argc, char** argv) {
   const bool errWatched = isatty(STDERR_FILENO) != 0;
   std::ostream errors(std::cerr.rdbuf());
   marrowfin::TerminalBuffer printableErrors(errors);
-  std::ostream results(std::cout.rdbuf());
+  marrowfin::DescriptorBuffer resultBytes(STDOUT_FILENO);
+  std::ostream results(&resultBytes);
   marrowfin::TerminalBuffer printableResults(results);
   std::ostream watchedErrors(&printableErrors);
   std::ostream watchedResults(&printableResults);
   watchedErrors << std::unitbuf;
   const std::vector<std::string> arguments(argv + 1, argv + argc);
   return marrowfin::RunProgram(
-      arguments, {outWatched ? watchedResults : std::cout, errWatched ? watchedErrors : std::cerr,
+      arguments, {outWatched ? watchedResults : results, errWatched ? watchedErrors : std::cerr,
                   errWatched ? &errors : nullptr});
 }

@@ -170,7 +170,8 @@ TEST_F(ProgramTest, AReaderThatLeavesEndsTheProgramQuietlyOfTheSignalThatShellsE
       EXPECT_EQ("", result.err);
     } else {
       EXPECT_EQ(3, result.exitStatus) << "where the signal is ignored, the write fails";
-      EXPECT_THAT(result.err, StartsWith("marrowfin-trace: standard output: cannot write\n"));
+      EXPECT_THAT(result.err,
+                  StartsWith("marrowfin-trace: standard output: cannot write: Broken pipe\n"));
     }
   }
 }

@@ -84,7 +84,7 @@ class SubcommandsTest : public CommandFixture {
 };
 
 TEST_F(SubcommandsTest, AMissingFileIsNamed) {
-  for (const std::string name : {"none", "none/none", "-", ""}) {
+  for (const std::string name : {"none", "none/none", ""}) {
     for (const Line& line : AllReadersOf(name)) {
       SCOPED_TRACE(::testing::PrintToString(line));
       ExpectFailure(1,
@@ -260,8 +260,65 @@ TEST_F(SubcommandsTest, ResultsThatCannotBePrintedEndWithStatus3) {
   for (const Line& line : lines) {
     const CommandResult result = Shell("exec \"$0\" \"$@\" > /dev/full", line);
     EXPECT_EQ(3, result.exitStatus);
-    EXPECT_THAT(result.err, StartsWith("marrowfin-trace: standard output: cannot write\n"));
+    EXPECT_THAT(
+        result.err,
+        StartsWith("marrowfin-trace: standard output: cannot write: No space left on device\n"));
   }
+}
+
+TEST_F(SubcommandsTest, AHyphenIsStandardOutputForEachOutput) {
+  RecordNotes("t.trace");
+  testing::WriteFile(folder.File("in.json"), "[]");
+  for (const Line& line : std::vector<Line>{{"events", "t.trace"},
+                                            {"events", "t.trace", "--count"},
+                                            {"stats", "t.trace"},
+                                            {"notes", "t.trace"},
+                                            {"why", "t.trace"},
+                                            {"plot", "heat", "t.trace"},
+                                            {"synth", "--records", "9"},
+                                            {"import", "--format", "tt-npe", "in.json"}}) {
+    SCOPED_TRACE(::testing::PrintToString(line));
+    Line toFile = line;
+    toFile.insert(toFile.end(), {"-o", "made.png"});
+    const CommandResult file = Run(toFile);
+    Line toHyphen = line;
+    toHyphen.insert(toHyphen.end(), {"-o", "-"});
+    const CommandResult printed = Shell("\"$0\" \"$@\" | cat", toHyphen);
+    EXPECT_EQ(file.exitStatus, printed.exitStatus) << printed.err;
+    EXPECT_EQ(testing::ReadFile(folder.File("made.png")), printed.out);
+    EXPECT_NE("", printed.out);
+    EXPECT_FALSE(fs::exists(folder.File("-")));
+    EXPECT_THAT(printed.err, Not(HasSubstr("-f -")));
+  }
+}
+
+TEST_F(SubcommandsTest, AHyphenIsStandardInputWhereAStreamIsRead) {
+  Trace("fire 1 0 0 0\nfire 2 0 3 0\n");
+  testing::WriteFile(folder.File("in.json"), "[]");
+  // Files of these names are none that anyone asks for.
+  for (const char* name : {"-", "-.about", "-.notes"}) {
+    testing::WriteFile(folder.File(name), "no trace");
+  }
+  for (const char* start : {"cat t.trace | ", "gzip -c t.trace | ", "< t.trace "}) {
+    CommandResult result = Shell(std::string(start) + "\"$0\" info -");
+    EXPECT_EQ("", result.err);
+    EXPECT_THAT(result.out, StartsWith("-\nrecords       2 (56 bytes)\n"));
+    result = Shell(std::string(start) + "\"$0\" check -");
+    EXPECT_EQ("", result.err);
+    EXPECT_EQ("-: 2 records, nothing wrong\n", result.out);
+  }
+  const CommandResult imported =
+      Shell("cat in.json | \"$0\" import --format tt-npe - -o made.trace");
+  EXPECT_EQ(0, imported.exitStatus) << imported.err;
+  EXPECT_EQ(testing::TraceBytes("send 0 2 0 0 0 0\nsend 1 2 0 0 0 0"),
+            testing::ReadFile(folder.File("made.trace")));
+}
+
+TEST_F(SubcommandsTest, NoTraceIsSentToATerminal) {
+  const CommandResult result =
+      Shell("script -qec \"'$0' synth --records 9 -o -\" typescript < /dev/null");
+  EXPECT_EQ(2, result.exitStatus);
+  EXPECT_THAT(result.out, StartsWith("marrowfin-trace: standard output is a terminal\r\n"));
 }
 
 TEST_F(SubcommandsTest, NamesThatAreNoUtf8AreReplacedInJson) {

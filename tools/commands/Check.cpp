@@ -7,6 +7,7 @@
 
 #include "tools/program/Flags.h"
 #include "tools/program/Json.h"
+#include "tools/program/Output.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/TerminalText.h"
 #include "tools/program/TraceInput.h"
@@ -162,7 +163,9 @@ MaybeFailure Check(const CheckFlags& flags, const Console& console) {
   options.onFinding = [&](const Fault& fault) { findings.Add(fault); };
   Findings beside;
   beside.most = flags.most;
-  CompanionCheck companion(flags.trace, [&](const Fault& fault) { beside.Add(fault); });
+  // What comes through standard input stands beside nothing.
+  CompanionCheck companion(flags.trace == STANDARD_STREAM ? "/dev/stdin" : flags.trace,
+                           [&](const Fault& fault) { beside.Add(fault); });
   const auto compare = [&](const Columns& columns) { companion.Add(columns); };
   Summary summary;
   if (MaybeFailure failure = Summarize(flags.trace, options, console, summary, compare)) {
@@ -186,7 +189,7 @@ MaybeFailure Check(const CheckFlags& flags, const Console& console) {
 
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<CheckFlags>();
-  app.add_option("TRACE", flags->trace, "The trace")->required();
+  app.add_option("TRACE", flags->trace, "The trace; - is standard input")->required();
   flags->shape.Declare(app);
   AddCount(app, "--most", flags->most, "Show at most this many faults")->capture_default_str();
   app.add_flag("--json", flags->json, "Print JSON");

@@ -208,7 +208,7 @@ Action Configure(CLI::App& app) {
   app.add_option("--format", flags->format, "text, csv, or jsonl: a JSON object a line")
       ->check(CLI::IsMember(FormatNames()))
       ->capture_default_str();
-  app.add_option("-o,--output", flags->output, "Write to this file, not to standard output");
+  AddTextOutput(app, flags->output);
   flags->shape.Declare(app);
   return [flags](const Console& console) { return Events(*flags, console); };
 }

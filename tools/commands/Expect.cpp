@@ -429,7 +429,7 @@ Action Configure(CLI::App& app) {
   flags->run.DeclarePackets(app);
   app.add_option("--junit", flags->junit, "Write the verdicts to this file as JUnit's XML, too");
   app.add_flag("--json", flags->json, "Print JSON");
-  app.add_option("-o,--output", flags->output, "Write to this file, not to standard output");
+  AddTextOutput(app, flags->output);
   app.add_flag("--update-baseline", flags->update,
                "Write what was measured as the baselines that the rules have");
   app.add_flag("--measures", flags->listMeasures, "List the measures that rules can ask for");

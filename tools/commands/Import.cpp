@@ -4,6 +4,7 @@
 #include <ostream>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "convert/import/CaptureAbout.h"
@@ -18,6 +19,7 @@
 #include "tools/program/ShellWord.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/TerminalText.h"
+#include "tools/program/TraceInput.h"
 #include "tools/program/ViewCommand.h"
 #include "trace/read/AboutFile.h"
 #include "trace/read/NotesFile.h"
@@ -39,8 +41,7 @@ constexpr char footer[] =
     "were: kernels or barriers, how many bytes, on which network. Readers that know of none go\n"
     "without.\n"
     "An input that is refused leaves no output behind, and an\n"
-    "output that exists is replaced only when the new one is whole. \"-\" is a file name like\n"
-    "any other: it stands for no standard stream.\n"
+    "output that exists is replaced only when the new one is whole.\n"
     "\n"
     "Exit status: 0 done, 1 input refused, 2 command line refused, 3 output not written.";
 
@@ -83,9 +84,11 @@ Result<Capture> ReadInput(const ImportFlags& flags, const Console& console) {
     line.Update(now.done, now.all);
     return true;
   });
-  if (Fault fault = source.Open(flags.input)) {
-    return fault;
+  Result<std::unique_ptr<ByteSource>> input = OpenInput(flags.input);
+  if (!input) {
+    return input.Why();
   }
+  source.Open(std::move(input).Take(), flags.input);
   return FormatNamed(flags.format).read(source, {flags.strict});
 }
 
@@ -192,6 +195,9 @@ MaybeFailure WriteOutput(const Job& job, Account& account, std::vector<std::stri
 }
 
 MaybeFailure CheckOutput(const ImportFlags& flags) {
+  if (flags.input == STANDARD_STREAM || flags.output == STANDARD_STREAM) {
+    return std::nullopt;
+  }
   for (const std::string& name :
        {flags.output, AboutBeside(flags.output), NotesFile::NameBeside(flags.output)}) {
     if (IsSameFile(flags.input, name)) {
@@ -234,7 +240,7 @@ MaybeFailure Import(const ImportFlags& flags, const Console& console) {
                                shown(flags.input),
                                shown(flags.output),
                                companion,
-                               shown(ViewCommand(layout.Shape(), flags.output)),
+                               shown(ViewCommand(layout.Shape(), ShownName(flags.output))),
                                capture,
                                layout,
                                account};
@@ -244,8 +250,9 @@ MaybeFailure Import(const ImportFlags& flags, const Console& console) {
 
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<ImportFlags>();
-  app.add_option("INPUT", flags->input, "The recording")->required();
-  app.add_option("-o,--output", flags->output, "The trace to write")->required();
+  app.add_option("INPUT", flags->input, "The recording; - is standard input")->required();
+  app.add_option("-o,--output", flags->output, "The trace to write; - is standard output")
+      ->required();
   app.add_option("--format", flags->format, FormatHelp())
       ->required()
       ->check(CLI::IsMember(FormatNames()));

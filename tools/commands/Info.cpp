@@ -11,6 +11,7 @@
 #include "tools/program/CompanionInput.h"
 #include "tools/program/CompanionText.h"
 #include "tools/program/Json.h"
+#include "tools/program/Output.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/TerminalText.h"
 #include "tools/program/TraceInput.h"
@@ -145,7 +146,8 @@ void PrintThreads(const Summary& s, std::ostream& out) {
 // Whether the viewer, which unpacks nothing and reads from no pipe, can show the file as it is.
 bool IsPlain(const std::string& name) {
   struct stat status;
-  return stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode) && TraceSource::Open(name);
+  return name != STANDARD_STREAM && stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+         TraceSource::Open(name);
 }
 
 // The command line that shows the trace.
@@ -251,7 +253,7 @@ MaybeFailure Info(const InfoFlags& flags, const Console& console) {
 
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<InfoFlags>();
-  app.add_option("TRACE", flags->trace, "The trace")->required();
+  app.add_option("TRACE", flags->trace, "The trace; - is standard input")->required();
   app.add_flag("--json", flags->json, "Print JSON");
   return [flags](const Console& console) { return Info(*flags, console); };
 }

@@ -311,7 +311,7 @@ Action Configure(CLI::App& app) {
   app.add_option("--format", flags->format, "text, csv or json")
       ->check(CLI::IsMember({"text", "csv", "json"}))
       ->capture_default_str();
-  app.add_option("-o,--output", flags->output, "Write to this file, not to standard output");
+  AddTextOutput(app, flags->output);
   flags->shape.Declare(app);
   return [flags](const Console& console) { return Notes(*flags, console); };
 }

@@ -21,9 +21,7 @@ std::string SizeText(PictureSize size) {
   return std::to_string(size.width) + " by " + std::to_string(size.height) + " pixels";
 }
 
-MaybeFailure OpenOutput(const std::string& path, Output& output) {
-  return path == "-" ? output.OpenStandard() : output.Open(path);
-}
+MaybeFailure OpenOutput(const std::string& path, Output& output) { return output.Open(path); }
 
 // Many moments. Work that is interrupted ends with a failure that nobody reads: the program ends of
 // the signal.

@@ -100,7 +100,7 @@ Fault WriteText(const std::string& text, ByteSink& sink) {
 template <class Make>
 MaybeFailure WriteTo(const std::string& path, Make make) {
   Output output;
-  if (MaybeFailure failure = path == "-" ? output.OpenStandard() : output.Open(path)) {
+  if (MaybeFailure failure = output.Open(path)) {
     return failure;
   }
   if (const Fault fault = make(output.Sink())) {

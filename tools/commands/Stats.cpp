@@ -103,7 +103,7 @@ Action Configure(CLI::App& app) {
     tables.push_back(name);
   }
   app.add_option("--csv", flags->csv, "Print this table as CSV")->check(CLI::IsMember(tables));
-  app.add_option("-o,--output", flags->output, "Write to this file, not to standard output");
+  AddTextOutput(app, flags->output);
   return [flags](const Console& console) { return Stats(*flags, console); };
 }
 

@@ -68,13 +68,14 @@ MaybeFailure Synth(const SynthFlags& flags, const Console& console) {
   }
   std::ostream& out = AccountStream(console, flags.output);
   out << LineFor(out, flags.output) << ": " << flags.records << " records, view it with "
-      << LineFor(out, ViewCommand(options.shape, flags.output)) << "\n";
+      << LineFor(out, ViewCommand(options.shape, ShownName(flags.output))) << "\n";
   return std::nullopt;
 }
 
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<SynthFlags>();
-  app.add_option("-o,--output", flags->output, "The trace to write")->required();
+  app.add_option("-o,--output", flags->output, "The trace to write; - is standard output")
+      ->required();
   AddCount(app, "--records", flags->records, "How many records")->capture_default_str();
   AddCount(app, "--threads", flags->threads, "How many threads")
       ->capture_default_str()

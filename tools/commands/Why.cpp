@@ -266,7 +266,7 @@ Action Configure(CLI::App& app) {
            "So many steps of the chain, the last ones; unless given 20, in JSON all");
   app.add_flag("--infer", flags->infer, "Infer causes as if the companion told none");
   app.add_flag("--json", flags->json, "Print JSON");
-  app.add_option("-o,--output", flags->output, "Write to this file, not to standard output");
+  AddTextOutput(app, flags->output);
   flags->shape.Declare(app);
   return [flags](const Console& console) { return Why(*flags, console); };
 }

@@ -6,6 +6,9 @@
 namespace marrowfin {
 
 bool IsStandardOutput(const std::string& path) {
+  if (path == STANDARD_STREAM) {
+    return true;
+  }
   struct stat named;
   struct stat standard;
   if (stat(path.c_str(), &named) == -1 || fstat(STDOUT_FILENO, &standard) == -1) {
@@ -21,6 +24,9 @@ std::ostream& AccountStream(const Console& console, const std::string& path) {
 }
 
 MaybeFailure Output::Open(const std::string& path) {
+  if (path == STANDARD_STREAM) {
+    return OpenStandard();
+  }
   if (IsStandardOutput(path)) {
     standard.emplace(STDOUT_FILENO, path);
     return std::nullopt;

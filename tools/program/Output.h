@@ -12,6 +12,10 @@
 
 namespace marrowfin {
 
+// What stands for standard output, and where a stream is read for standard input, as in many
+// programs; a file of that name is ./- .
+constexpr char STANDARD_STREAM[] = "-";
+
 // Whether `path` names the file, pipe or terminal that is this program's standard output: what is
 // written there and what the program says would be mixed up.
 bool IsStandardOutput(const std::string& path);
@@ -24,11 +28,8 @@ std::ostream& AccountStream(const Console& console, const std::string& path);
 // standard output, which is written as it comes.
 class Output {
  public:
+  // STANDARD_STREAM that is a terminal is refused, since what is written is for no reader.
   [[nodiscard]] MaybeFailure Open(const std::string& path);
-
-  // Standard output, for whoever takes "-" for it; a terminal is refused, since what is written is
-  // for no reader.
-  [[nodiscard]] MaybeFailure OpenStandard();
 
   ByteSink& Sink();
 
@@ -39,6 +40,8 @@ class Output {
   [[nodiscard]] MaybeFailure Commit();
 
  private:
+  MaybeFailure OpenStandard();
+
   std::optional<DescriptorSink> standard;
   AtomicFile file;
 };

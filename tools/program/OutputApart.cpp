@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "tools/program/Output.h"
 #include "trace/read/AboutFile.h"
 #include "trace/read/NotesFile.h"
 #include "trace/write/AtomicFile.h"
@@ -50,6 +51,9 @@ MaybeFailure CheckApart(const std::string& trace, const std::string& output, boo
     if (!isIndex) {
       taken.push_back({name + ".mfindex", "is the index of the trace"});
     }
+  }
+  if (output == STANDARD_STREAM) {
+    return std::nullopt;
   }
   const fs::path target = TargetOf(output);
   for (const Neighbour& neighbour : taken) {

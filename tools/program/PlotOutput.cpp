@@ -111,7 +111,7 @@ MaybeFailure WriteText(const std::string& path, const std::string& text, const C
 
 MaybeFailure WritePicture(const std::string& path, const std::string& kind, Canvas& canvas) {
   Output output;
-  if (MaybeFailure failure = path == "-" ? output.OpenStandard() : output.Open(path)) {
+  if (MaybeFailure failure = output.Open(path)) {
     return failure;
   }
   if (const Fault fault = canvas.Write(output.Sink(), kind)) {

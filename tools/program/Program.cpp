@@ -2,10 +2,12 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstring>
 #include <new>
 #include <ostream>
 #include <stdexcept>
 
+#include "tools/program/DescriptorBuffer.h"
 #include "tools/program/OutOfMemory.h"
 #include "tools/program/Report.h"
 #include "tools/program/Subcommands.h"
@@ -39,7 +41,11 @@ MaybeFailure FlushResults(const Console& console) {
   if (console.out) {
     return std::nullopt;
   }
-  return Failure{EXIT_SYSTEM, "standard output: cannot write",
+  const auto* const bytes = dynamic_cast<const DescriptorBuffer*>(console.out.rdbuf());
+  const bool isKnown = bytes != nullptr && bytes->Error() != 0;
+  return Failure{EXIT_SYSTEM,
+                 std::string("standard output: cannot write") +
+                     (isKnown ? std::string(": ") + strerror(bytes->Error()) : ""),
                  "Send it to a place with free space; files named on the command line are done."};
 }
 

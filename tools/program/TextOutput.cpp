@@ -1,8 +1,18 @@
 #include "tools/program/TextOutput.h"
 
+#include <CLI/CLI.hpp>
 #include <ostream>
 
 namespace marrowfin {
+
+void AddTextOutput(CLI::App& app, std::optional<std::string>& output) {
+  app.add_option_function<std::string>(
+      "-o,--output",
+      [&output](const std::string& path) {
+        output = path == STANDARD_STREAM ? std::nullopt : std::optional(path);
+      },
+      "Write to this file, not to standard output (-)");
+}
 
 MaybeFailure TextOutput::Open(const std::optional<std::string>& path) {
   text.reserve(2 * PIECE);

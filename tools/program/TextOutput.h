@@ -9,7 +9,14 @@
 #include "tools/program/Output.h"
 #include "tools/program/Subcommand.h"
 
+namespace CLI {
+class App;
+}
+
 namespace marrowfin {
+
+// The flag -o of a text, which is printed unless a file is given.
+void AddTextOutput(CLI::App& app, std::optional<std::string>& output);
 
 // Where a long text goes that is made piece by piece: standard output, or a file that is there
 // whole or not at all.

@@ -1,9 +1,12 @@
 #include "tools/program/TraceInput.h"
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 
 #include "tools/program/Flags.h"
 #include "tools/program/Interruption.h"
+#include "tools/program/Output.h"
 #include "tools/program/ProgressLine.h"
 #include "tools/program/Report.h"
 
@@ -19,9 +22,14 @@ Failure IndexingFailureOf(const Fault& fault, const std::string& trace) {
   return failure;
 }
 
+Result<std::unique_ptr<ByteSource>> OpenInput(const std::string& name) {
+  const int descriptor = name == STANDARD_STREAM ? dup(STDIN_FILENO) : -1;
+  return descriptor == -1 ? OpenSource(name) : OpenSource(descriptor, name);
+}
+
 MaybeFailure Summarize(const std::string& name, const ReadOptions& options, const Console& console,
                        Summary& summary, const std::function<void(const Columns&)>& also) {
-  Result<std::unique_ptr<ByteSource>> source = OpenSource(name);
+  Result<std::unique_ptr<ByteSource>> source = OpenInput(name);
   if (!source) {
     return FailureOf(source.Why());
   }

@@ -24,6 +24,9 @@ namespace marrowfin {
 // index that cannot be written, it is the output's.
 Failure IndexingFailureOf(const Fault& fault, const std::string& trace);
 
+// Opens what is read from front to back: a file or a FIFO, or standard input (STANDARD_STREAM).
+[[nodiscard]] Result<std::unique_ptr<ByteSource>> OpenInput(const std::string& name);
+
 // Reads a trace (plain, packed, or a FIFO) from front to back with a line of progress. A fault of
 // the trace itself is put into summary.end and is no failure. `also`, if given, sees every batch.
 MaybeFailure Summarize(const std::string& name, const ReadOptions& options, const Console& console,

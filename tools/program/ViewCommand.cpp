@@ -1,5 +1,6 @@
 #include "tools/program/ViewCommand.h"
 
+#include "tools/program/Output.h"
 #include "tools/program/ShellWord.h"
 
 namespace marrowfin {
@@ -25,6 +26,8 @@ std::string LevelsText(const ArrayShape& shape) {
 std::string ArrayText(const ArrayShape& shape) {
   return shape.IsSquare() ? ShapeText(shape) : LevelsText(shape);
 }
+
+std::string ShownName(const std::string& file) { return file == STANDARD_STREAM ? "FILE" : file; }
 
 std::string ViewCommand(const ArrayShape& shape, const std::string& file) {
   return "marrowfin " + ShapeText(shape) + " -f " + ShellWord(file);

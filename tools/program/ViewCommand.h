@@ -16,6 +16,9 @@ std::string LevelsText(const ArrayShape& shape);
 // As the flags of the viewer where they can say it, else as its levels.
 std::string ArrayText(const ArrayShape& shape);
 
+// A file as the command names it: what went to standard output gets its name from the user.
+std::string ShownName(const std::string& file);
+
 // The command that shows the trace in `file`, in words that a shell takes as they are.
 std::string ViewCommand(const ArrayShape& shape, const std::string& file);
 
