@@ -129,6 +129,26 @@ TEST(CountPacketsTest, WithoutNotesTheThreadIsThePacket) {
   EXPECT_EQ(counts->UnderWay(), 1U);
 }
 
+TEST(CountPacketsTest, CountingCanBeStopped) {
+  std::vector<Event> events;
+  for (uint64_t cycle = 0; cycle < 40000; ++cycle) {
+    events.push_back({FIRE_RECORD, cycle, 6, {0, 0}, {}});
+  }
+  const Opened opened(Encode(events));
+  const auto count = [&](const ProgressCallback& progress) {
+    return CountPackets(*opened.trace, *opened.index, nullptr, {}, PacketCounts::Windows(0, 40000),
+                        progress);
+  };
+  EXPECT_EQ(count([](const Progress&) { return false; }).Why().kind, Fault::CANCELLED);
+  uint64_t done = 0;
+  EXPECT_TRUE(count([&](const Progress& now) {
+    EXPECT_LE(now.done, now.all);
+    done = now.done;
+    return true;
+  }));
+  EXPECT_GT(done, 0U);
+}
+
 TEST(CountPacketsTest, MessagesAreFollowedToTheFiresThatConsumedThem) {
   TempDir folder;
   const std::string name = folder.File("run.trace");

@@ -223,6 +223,35 @@ TEST(CounterOverTimeTest, SamplesThatGoBackInTimeAreNoCounter) {
   EXPECT_EQ(Fault::OUT_OF_RANGE, bins.Why().kind);
 }
 
+TEST(CounterOverTimeTest, ReadingTellsHowFarItIsAndCanBeStopped) {
+  std::mt19937 random(5);
+  const Sampled sampled(RandomSamples(random, 150000, 400));
+  CounterQuestion question;
+  question.first = 1001;
+  question.last = 300000;
+  question.bins = 1000;
+  std::vector<Progress> told;
+  const auto ask = [&](bool goOn) {
+    return CounterOverTime(*sampled.file, *sampled.index, question, [&](const Progress& now) {
+      told.push_back(now);
+      return goOn;
+    });
+  };
+  EXPECT_EQ(Fault::CANCELLED, ask(false).Why().kind);
+  EXPECT_EQ(1U, told.size());
+  told.clear();
+  EXPECT_TRUE(ask(true));
+  ASSERT_GT(told.size(), 1U);
+  for (const Progress& now : told) {
+    EXPECT_EQ(Progress::BYTES, now.unit);
+    EXPECT_EQ(sampled.bytes.size(), now.all);
+    EXPECT_LT(now.done, now.all);
+  }
+  // What the index tells needs no reading, which nobody can stop.
+  question.readAtMost = 0;
+  EXPECT_TRUE(ask(false));
+}
+
 TEST(CounterOverTimeTest, CounterThatIsNotDeclaredIsAFault) {
   const Sampled sampled({{10, 0, {1, 2}, 3}});
   CounterQuestion question;

@@ -136,6 +136,32 @@ TEST(NotedCursorTest, CountsAndTheNthEqualAPlainScan) {
   }
 }
 
+TEST(NotedCursorTest, CountingTellsHowFarItIsAndGoesOnAfterItWasStopped) {
+  std::mt19937 random(11);
+  const NotedEvents noted = Noted(random, 30000);
+  const OpenedNotes opened(noted, NotesBytes(noted, random, 5000));
+  NotesOfTrace notes(*opened.opened.trace, *opened.opened.index, *opened.notes);
+  const NotedFilter filter = {{}, {{KIND, NoteCondition::HAS, 0, 0}}};
+  NotedCounter counter(*opened.opened.trace, *opened.opened.index, notes, filter);
+  int left = 2;
+  uint64_t reached = 0;
+  const auto stop = [&](const Progress& now) {
+    EXPECT_EQ(Progress::RECORDS, now.unit);
+    EXPECT_EQ(30000U, now.all);
+    EXPECT_GE(now.done, reached);
+    reached = now.done;
+    return --left > 0;
+  };
+  EXPECT_EQ(Fault::CANCELLED, counter.Count(stop).Why().kind);
+  const uint64_t before = reached;
+  EXPECT_GT(before, 0U);
+  left = 1 << 20;
+  uint64_t count = 0;
+  ASSERT_TRUE(Take(counter.Count(stop), count));
+  EXPECT_EQ(Expected(noted, {}, filter.notes).size(), count);
+  EXPECT_GT(reached, before);
+}
+
 TEST(NotedCursorTest, NotesOfAnotherTraceAnswerNoCondition) {
   std::mt19937 random(4);
   const NotedEvents noted = Noted(random, 3000);

@@ -162,5 +162,14 @@ TEST(NotedPlacesTest, PlacesHaveTheEventsThatAPlainScanFindsThere) {
   }
 }
 
+TEST(NotedPlacesTest, CountingCanBeStopped) {
+  std::mt19937 random(4);
+  const NotedEvents noted = Noted(random, 4000, false);
+  Known known(noted, NotesBytes(noted, random, 300));
+  const auto stop = [](const Progress&) { return false; };
+  EXPECT_EQ(Fault::CANCELLED,
+            CountAtPlaces(known.Trace(), known.TraceIndex(), known.notes, {}, stop).Why().kind);
+}
+
 }  // namespace
 }  // namespace marrowfin::testing
