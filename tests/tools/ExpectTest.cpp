@@ -300,6 +300,8 @@ TEST_F(ExpectTest, NothingIsWrittenOverWhatIsReadOrIsNoBaseline) {
     }
   }
   EXPECT_EQ(2, Expect({"--junit", "x", "-o", "x"}).exitStatus);
+  EXPECT_EQ(2, Expect({"--junit", "-"}).exitStatus);
+  EXPECT_EQ(2, Expect({"--junit", "-", "-o", "-"}).exitStatus);
   Rules("[[rule]]\nname = \"a\"\nmeasure = \"fires\"\nbaseline = \"t.trace.about\"\nwithin = 1\n");
   EXPECT_EQ(2, Expect({"--update-baseline"}).exitStatus);
   EXPECT_FALSE(HasFileLike("about"));

@@ -383,6 +383,7 @@ TEST_F(ExamplesTest, EveryExampleOfTheHelpRunsAsItStands) {
                                             {"events", "--help"},
                                             {"why", "--help"},
                                             {"expect", "--help"},
+                                            {"completion", "--help"},
                                             {"import", "--help"},
                                             {"synth", "--help"}}) {
     const Line examples = ExamplesIn(Run(line).out, "\nExamples:\n");

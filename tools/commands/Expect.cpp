@@ -98,6 +98,10 @@ MaybeFailure CheckOutputs(const ExpectFlags& flags) {
       return Failure{EXIT_USAGE, *output + ": is the file of rules", "Name another file."};
     }
   }
+  if (flags.junit == "-" && flags.output.value_or("-") == "-") {
+    return Failure{EXIT_USAGE, "the verdicts and JUnit's XML would both go to standard output",
+                   "Name a file for one of them, with --junit or -o."};
+  }
   if (flags.junit && flags.output &&
       (*flags.junit == *flags.output || IsSameFile(*flags.junit, *flags.output))) {
     return Failure{EXIT_USAGE, *flags.junit + ": is named for two outputs", "Name two files."};

@@ -119,17 +119,23 @@ void Declare(CLI::App& app, const std::vector<const Subcommand*>& table, Action&
   }
 }
 
-// Parses and runs.
-int ParseAndRun(const std::vector<std::string>& arguments, const Console& console) {
-  CLI::App app("Works on the traces that marrowfin replays.", PROGRAM_NAME);
+constexpr char description[] = "Works on the traces that marrowfin replays.";
+
+void DeclareProgram(CLI::App& app, Action& chosen) {
   app.footer(programFooter);
   app.set_version_flag("--version", std::string(PROGRAM_NAME) + " " MARROWFIN_VERSION);
+  Declare(app, Subcommands(), chosen);
+}
+
+// Parses and runs.
+int ParseAndRun(const std::vector<std::string>& arguments, const Console& console) {
+  CLI::App app(description, PROGRAM_NAME);
   Action chosen;
   if (const MaybeFailure failure = CheckSubcommand(arguments)) {
     Report(*failure, console);
     return failure->code;
   }
-  Declare(app, Subcommands(), chosen);
+  DeclareProgram(app, chosen);
   try {
     // CLI11 takes the words from the last to the first.
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
@@ -140,6 +146,13 @@ int ParseAndRun(const std::vector<std::string>& arguments, const Console& consol
 }
 
 }  // namespace
+
+CompletedCommand CompletedProgram() {
+  CLI::App app(description, PROGRAM_NAME);
+  Action chosen;
+  DeclareProgram(app, chosen);
+  return CompletedCommandOf(app);
+}
 
 int RunProgram(const std::vector<std::string>& arguments, const Console& console) {
   try {
