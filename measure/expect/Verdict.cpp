@@ -1,5 +1,7 @@
 #include "measure/expect/Verdict.h"
 
+#include <algorithm>
+
 #include "measure/NumberText.h"
 
 namespace marrowfin {
@@ -121,6 +123,27 @@ std::string FindingPlaceText(const Finding& finding) {
             " " + ComparedWords(finding);
   }
   return text;
+}
+
+std::string VerdictText(const Verdict& verdict) {
+  if (verdict.outcome == Outcome::SKIPPED) {
+    return verdict.reason;
+  }
+  if (verdict.findings.empty()) {
+    return "the run tells no such measure";
+  }
+  if (verdict.findings.size() == 1) {
+    return FindingText(verdict.findings[0]);
+  }
+  const auto held =
+      static_cast<size_t>(std::count_if(verdict.findings.begin(), verdict.findings.end(),
+                                        [](const Finding& finding) { return finding.holds; }));
+  if (held == verdict.findings.size()) {
+    return CountOf(held, "measure") + (held == 1 ? " holds" : " hold");
+  }
+  return CountText(verdict.findings.size() - held) + " of " +
+         CountOf(verdict.findings.size(), "measure") +
+         (verdict.outcome == Outcome::UNTOLD ? " cannot be told" : " are not as wanted");
 }
 
 }  // namespace marrowfin

@@ -80,6 +80,9 @@ std::string FindingText(const Finding& finding);
 // Where and when, likewise; empty where there is nothing to say.
 std::string FindingPlaceText(const Finding& finding);
 
+// What stands before the findings of a rule: "5 measures hold" of many, or the one that there is.
+std::string VerdictText(const Verdict& verdict);
+
 }  // namespace marrowfin
 
 #endif

@@ -1,6 +1,5 @@
 #include "render/report/ReportPage.h"
 
-#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -8,6 +7,8 @@
 #include "render/plot/ArrayGrid.h"
 #include "render/plot/HeatOfRun.h"
 #include "render/plot/LinksOfRun.h"
+#include "render/plot/ThreadPlot.h"
+#include "render/plot/ThreadsOfRun.h"
 #include "render/plot/TimelineOfRun.h"
 #include "render/report/Figure.h"
 #include "render/report/HtmlText.h"
@@ -54,10 +55,12 @@ class Body {
   }
 
   void Head();
+  void Verdicts();
   void Numbers();
   void Where();
   void When();
   void Threads();
+  void Causes();
   void Faults();
   void HowMade();
 
@@ -124,23 +127,29 @@ void Body::Head() {
   Add("</header>\n");
 }
 
+// What became of the rules that were asked, if any were.
+void Body::Verdicts() {
+  if (!reported.verdicts) {
+    return;
+  }
+  Section("Verdicts");
+  const VerdictCounts counts = CountVerdicts(reported.verdicts->verdicts);
+  Add("<p><strong>" +
+      std::string(counts.AllHold() ? "All rules hold"
+                                   : "Not all rules hold: " + CountText(counts.fails) + " of " +
+                                         CountOf(reported.verdicts->verdicts.size(), "rule") +
+                                         (counts.fails == 1 ? " fails" : " fail")) +
+      "</strong>" +
+      (counts.untold == 0 ? "" : ", " + CountText(counts.untold) + " cannot be told") +
+      (counts.skipped == 0 ? "" : ", " + CountText(counts.skipped) + " skipped") + ".</p>\n" +
+      TableHtml(VerdictTable(*reported.verdicts)));
+  EndSection();
+}
+
 void Body::Numbers() {
   Section("Numbers");
   Add(TableHtml(RunNumbers(reported)));
   EndSection();
-}
-
-// The finest level of which there are few enough units.
-Level MapLevel(const ArrayShape& shape, const PlotStyle& style) {
-  Level level = LevelFor(shape, style.PlotWidth(), style.Scale());
-  const auto cells = [&] {
-    const PerAxis units = UnitsOf(shape, level);
-    return uint64_t{units.columns} * units.rows;
-  };
-  while (level != Level::CLUSTER && cells() > MOST_CELLS) {
-    level = static_cast<Level>(static_cast<int>(level) + 1);
-  }
-  return level;
 }
 
 void Body::Where() {
@@ -149,7 +158,7 @@ void Body::Where() {
   if (Measures().fires > 0) {
     const PlotStyle style = StyleOf(PlotStyle::COLUMN);
     HeatWish wish;
-    wish.level = MapLevel(reported.run.counts->Places().Shape(), style);
+    wish.level = MapLevelOf(reported.run.counts->Places().Shape());
     AddFigure(PlotHeat(reported.run, wish, style), style, "heat");
     Add(TableHtml(ElementTable(reported)));
   } else {
@@ -187,9 +196,38 @@ void Body::When() {
 
 void Body::Threads() {
   Section("Threads");
-  const std::string table = TableHtml(ThreadTable(reported));
-  Add(table.empty() ? Paragraph("No fires in this range.")
-                    : "<div class=\"pair\">\n" + table + "</div>\n");
+  if (!reported.threads) {
+    Add(Paragraph("No fires in this range."));
+    EndSection();
+    return;
+  }
+  const ThreadMap& map = *reported.threads;
+  const Plot plot = PlotThreads(reported.run, map);
+  Add("<div class=\"pair\">\n");
+  // Where threads share all places there is no map to draw.
+  if (!ShareAllPlaces(map)) {
+    AddFigure(plot, StyleOf(PlotStyle::COLUMN), "threads");
+  } else {
+    Add(Paragraph(plot.words.finding + "."));
+  }
+  Add(TableHtml(ThreadTable(reported)) + "</div>\n");
+  EndSection();
+}
+
+void Body::Causes() {
+  Section("Causes");
+  if (!reported.causes) {
+    Add(Paragraph(reported.noCauses.empty()
+                      ? "No fires and no messages, so nothing caused anything."
+                      : reported.noCauses));
+    EndSection();
+    return;
+  }
+  const ReportedCauses& causes = *reported.causes;
+  Add(Paragraph(CriticalPathText(causes)) + "<div class=\"pair\">\n" +
+      TableHtml(ChainTable(causes)) + "<div>\n" + TableHtml(BoundsTable(causes)) +
+      TableHtml(SlackTable(causes)) + "</div>\n</div>\n<p class=\"note\"><code>" +
+      HtmlEscaped("marrowfin-trace why " + reported.file) + "</code> tells it step by step.</p>\n");
   EndSection();
 }
 
@@ -241,14 +279,29 @@ std::string PageHead(const ReportedRun& reported, const Theme& theme) {
 
 }  // namespace
 
+Level MapLevelOf(const ArrayShape& shape) {
+  const PlotStyle style;
+  Level level = LevelFor(shape, style.PlotWidth(), style.Scale());
+  const auto cells = [&] {
+    const PerAxis units = UnitsOf(shape, level);
+    return uint64_t{units.columns} * units.rows;
+  };
+  while (level != Level::CLUSTER && cells() > MOST_CELLS) {
+    level = static_cast<Level>(static_cast<int>(level) + 1);
+  }
+  return level;
+}
+
 Result<std::string> ReportPage(const ReportedRun& reported, const Theme& theme) {
   Body body(reported, theme);
   body.Head();
   body.Add("<main>\n");
+  body.Verdicts();
   body.Numbers();
   body.Where();
   body.When();
   body.Threads();
+  body.Causes();
   body.Faults();
   body.Add("</main>\n");
   body.HowMade();

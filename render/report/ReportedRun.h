@@ -1,10 +1,14 @@
 #ifndef RENDER_REPORT_REPORTEDRUN_H
 #define RENDER_REPORT_REPORTEDRUN_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "measure/CountThreads.h"
 #include "render/plot/PlottedRun.h"
+#include "render/report/ReportCauses.h"
+#include "render/report/ReportVerdicts.h"
 #include "trace/base/About.h"
 #include "trace/base/Fault.h"
 #include "trace/read/Summary.h"
@@ -18,11 +22,16 @@ struct ReportedRun {
 
   const About* about = nullptr;  // null where nothing beside the trace tells of the run
   bool hasNotes = false;
-  std::vector<Fault> refused;        // what is not believed of what stands beside the trace
-  const Summary* summary = nullptr;  // of the whole trace, with why it was not read further
-  std::string file;                  // the trace, as commands name it
-  std::string command;               // that makes the page again
-  std::string program;               // by which it is made, with its version
+  std::vector<Fault> refused;                // what is not believed of what stands beside the trace
+  const Summary* summary = nullptr;          // of the whole trace, with why it was not read further
+  std::optional<ThreadMap> threads;          // of a run with fires, at MapLevelOf its array
+  std::optional<ReportedVerdicts> verdicts;  // where rules were asked
+  std::optional<ReportedCauses> causes;      // where they were looked for, and there are any
+  std::string noCauses;                      // why they were not looked for
+
+  std::string file;     // the trace, as commands name it
+  std::string command;  // that makes the page again
+  std::string program;  // by which it is made, with its version
 };
 
 }  // namespace marrowfin

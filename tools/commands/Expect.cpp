@@ -16,16 +16,13 @@
 #include "measure/expect/MeasureTable.h"
 #include "measure/expect/ReadRules.h"
 #include "tools/program/ExpectAnswer.h"
-#include "tools/program/Interruption.h"
+#include "tools/program/ExpectInput.h"
 #include "tools/program/Json.h"
 #include "tools/program/OutputApart.h"
-#include "tools/program/ProgressLine.h"
-#include "tools/program/Report.h"
 #include "tools/program/RunInput.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/TerminalText.h"
 #include "tools/program/TextOutput.h"
-#include "trace/ask/FilterRange.h"
 #include "trace/base/NearestWord.h"
 #include "trace/write/AtomicFile.h"
 
@@ -192,77 +189,6 @@ MaybeFailure ReadBaselines(const ExpectFlags& flags, const std::vector<Rule>& ru
   return std::nullopt;
 }
 
-// Judging.
-
-PacketsBy PacketsOf(const ExpectFlags& flags) {
-  return flags.run.packets == "thread" ? PacketsBy::THREADS
-         : flags.run.packets == "none" ? PacketsBy::NOTHING
-                                       : PacketsBy::NOTES;
-}
-
-Result<std::vector<Verdict>> JudgeOnce(const ExpectFlags& flags, const std::vector<Rule>& rules,
-                                       const Baselines& baselines, const Console& console,
-                                       CountedRun& run) {
-  const Interruption interruption;
-  ProgressLine line(console.terminal, "going through " + flags.run.trace, "M", 1e6);
-  std::optional<NotesOfTrace> notes;
-  if (run.companion->Notes() != nullptr) {
-    notes.emplace(*run.trace.file, *run.trace.index, *run.companion->Notes());
-  }
-  JudgedRun judged = {run.trace.file.get(),      run.trace.index.get(), notes ? &*notes : nullptr,
-                      run.companion->GetAbout(), run.question,          PacketsOf(flags)};
-  // Of a trace that breaks off what stands before that is counted by the index.
-  const Summary& summary = run.trace.index->GetSummary();
-  if (summary.end) {
-    judged.question.filter.lastRecord = summary.records;
-  }
-  Result<std::vector<Verdict>> verdicts = Judge(rules, baselines, judged, [&](const Progress& now) {
-    line.Update(now.done, now.all);
-    return !interruption.Asked();
-  });
-  if (notes && notes->Refused()) {
-    Report(FailureOf(notes->Refused()), console);
-  }
-  return verdicts;
-}
-
-MaybeFailure JudgeRun(const ExpectFlags& flags, const std::vector<Rule>& rules,
-                      const Baselines& baselines, const Console& console, CountedRun& run,
-                      std::vector<Verdict>& verdicts) {
-  Result<std::vector<Verdict>> judged = AskIndexed(
-      console, run.trace, [&] { return JudgeOnce(flags, rules, baselines, console, run); });
-  if (!judged) {
-    return IndexingFailureOf(judged.Why(), flags.run.trace);
-  }
-  verdicts = std::move(judged).Take();
-  return std::nullopt;
-}
-
-// That the trace breaks off before all that a rule asks for.
-MaybeFailure CheckWholeFor(const std::vector<Rule>& rules, const CountedRun& run) {
-  const Fault& end = run.trace.index->GetSummary().end;
-  if (!end) {
-    return std::nullopt;
-  }
-  JudgedRun judged;
-  judged.question = run.question;
-  judged.about = run.companion->GetAbout();
-  for (const Rule& rule : rules) {
-    const ScopeFilter filter = FilterOf(rule.scope, judged);
-    if (rule.skip || !filter.wrong.empty()) {
-      continue;
-    }
-    const Result<bool> reaches = ReachesBehindEnd(*run.trace.file, *run.trace.index, filter.filter);
-    if (!reaches) {
-      return IndexingFailureOf(reaches.Why(), run.trace.file->Name());
-    }
-    if (*reaches) {
-      return CutShort(end);
-    }
-  }
-  return std::nullopt;
-}
-
 // Baselines that are made anew.
 
 void AddChanges(const std::string& file, const std::string& rule, const Baseline::Numbers* before,
@@ -335,7 +261,7 @@ MaybeFailure UpdateBaselines(const ExpectFlags& flags, const Console& console, C
                              Baselines& baselines, ExpectAnswer& answer) {
   baselines = MadeAnew(answer, baselines, answer.changes);
   if (MaybeFailure failure =
-          JudgeRun(flags, answer.rules, baselines, console, run, answer.verdicts)) {
+          JudgeRun(flags.run, answer.rules, baselines, console, run, answer.verdicts)) {
     return failure;
   }
   for (const auto& [name, baseline] : baselines) {
@@ -398,7 +324,7 @@ MaybeFailure ExpectOf(const ExpectFlags& flags, const Console& console) {
   }
   answer.shape = run.question.shape;
   if (MaybeFailure failure =
-          JudgeRun(flags, answer.rules, baselines, console, run, answer.verdicts)) {
+          JudgeRun(flags.run, answer.rules, baselines, console, run, answer.verdicts)) {
     return failure;
   }
   const MaybeFailure broken = CheckWholeFor(answer.rules, run);

@@ -3,10 +3,15 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "measure/expect/Baseline.h"
+#include "measure/expect/ReadRules.h"
 #include "render/report/PdfPrinter.h"
 #include "render/report/ReportPage.h"
+#include "tools/program/CompanionInput.h"
+#include "tools/program/ExpectInput.h"
 #include "tools/program/Interruption.h"
 #include "tools/program/Output.h"
 #include "tools/program/OutputApart.h"
@@ -24,10 +29,15 @@ constexpr char footer[] =
     "  marrowfin-trace report run.trace -o report.html --pdf report.pdf\n"
     "  marrowfin-trace report run.trace --cycles 5000:9999 --theme dark -o report.html\n"
     "  marrowfin-trace report run.trace --packets thread -o report.html\n"
+    "  marrowfin-trace report run.trace --expect rules.toml -o report.html\n"
     "\n"
     "One page about a run: sentences, numbers, pictures with the numbers behind them. It needs no\n"
     "network and no script. Rates are by cycle of the range that is asked for; docs/measures.md\n"
     "defines each number. The same trace and flags give the same bytes.\n"
+    "\n"
+    "With --expect the page has the verdicts of rules (docs/expect.md), whatever they are: the "
+    "exit\n"
+    "status of expect tells whether they hold.\n"
     "\n"
     "PDF is made by chromium, which must be installed, and is never dark.\n"
     "\n"
@@ -38,6 +48,8 @@ struct ReportFlags {
   RunFlags run;
   std::optional<std::string> page;
   std::optional<std::string> pdf;
+  std::optional<std::string> rules;
+  bool noCauses = false;
   std::string theme = "light";
   std::vector<std::string> given;  // of what makes the page another one, as it was written
 };
@@ -62,6 +74,11 @@ MaybeFailure CheckFlags(const ReportFlags& flags) {
       }
     }
   }
+  for (const std::optional<std::string>& output : {flags.page, flags.pdf}) {
+    if (output && flags.rules && IsSameFile(*flags.rules, *output)) {
+      return Failure{EXIT_USAGE, *output + ": is the file of rules", "Name another file."};
+    }
+  }
   return flags.run.Check();
 }
 
@@ -72,6 +89,107 @@ std::string CommandOf(const ReportFlags& flags, const std::string& file) {
     command += " " + ShellWord(word);
   }
   return command + " -o report.html";
+}
+
+// Which thread lives where; nothing of a run without fires.
+MaybeFailure MapThreads(const ReportFlags& flags, const Console& console, CountedRun& counted,
+                        ReportedRun& reported) {
+  if (reported.run.measures.fires == 0) {
+    return std::nullopt;
+  }
+  ThreadQuestion question;
+  question.shape = counted.question.shape;
+  question.filter = counted.question.filter;
+  question.level = MapLevelOf(question.shape);
+  Result<ThreadMap> map =
+      AskRun(flags.run, console, counted, [&](const ProgressCallback& progress) {
+        return CountThreads(*counted.trace.file, *counted.trace.index, question, progress);
+      });
+  if (!map) {
+    return IndexingFailureOf(map.Why(), flags.run.trace);
+  }
+  reported.threads = std::move(map).Take();
+  return std::nullopt;
+}
+
+// Causes are asked of the whole of a run: what led to an event may lie anywhere before it.
+MaybeFailure FindCausesOf(const ReportFlags& flags, const Console& console, CountedRun& counted,
+                          ReportedRun& reported) {
+  if (flags.noCauses || !flags.run.AskForAll()) {
+    reported.noCauses = flags.noCauses ? "They were not asked for."
+                                       : "They are those of the whole run, and this is a part.";
+    return std::nullopt;
+  }
+  std::unique_ptr<NotesOfTrace> notes;
+  Result<std::optional<ReportedCauses>> found =
+      AskRun(flags.run, console, counted, [&](const ProgressCallback& progress) {
+        const CountedRun& run = counted;
+        if (run.companion->Notes() != nullptr) {
+          notes = std::make_unique<NotesOfTrace>(*run.trace.file, *run.trace.index,
+                                                 *run.companion->Notes());
+        }
+        const CauseQuestion question = {
+            run.question.shape, run.question.wrapColumns, run.question.wrapRows, {}};
+        return FindReportedCauses(*run.trace.file, *run.trace.index, notes.get(), question,
+                                  progress);
+      });
+  if (!found) {
+    return IndexingFailureOf(found.Why(), flags.run.trace);
+  }
+  if (notes) {
+    ReportRefused(notes->Refused(), console);
+  }
+  reported.causes = std::move(found).Take();
+  return std::nullopt;
+}
+
+MaybeFailure ReadBaselines(const std::vector<Rule>& rules, Baselines& baselines) {
+  for (const Rule& rule : rules) {
+    if (rule.baseline.empty() || rule.skip || baselines.count(rule.baseline) > 0) {
+      continue;
+    }
+    Result<Baseline> baseline = Baseline::Read(rule.baseline);
+    if (!baseline) {
+      return FailureOf(baseline.Why());
+    }
+    baselines.emplace(rule.baseline, std::move(baseline).Take());
+  }
+  return std::nullopt;
+}
+
+// The rules that are asked, with what they compare with.
+struct AskedRules {
+  ReportedVerdicts verdicts;
+  Baselines baselines;
+};
+
+MaybeFailure ReadAsked(const ReportFlags& flags, std::optional<AskedRules>& asked) {
+  if (!flags.rules) {
+    return std::nullopt;
+  }
+  Result<RuleFile> file = ReadRules(*flags.rules);
+  if (!file) {
+    return FailureOf(file.Why());
+  }
+  asked.emplace();
+  asked->verdicts.file = std::filesystem::path(*flags.rules).filename();
+  asked->verdicts.rules = std::move(file->rules);
+  return ReadBaselines(asked->verdicts.rules, asked->baselines);
+}
+
+// Rules say themselves which part of the run they are about.
+MaybeFailure JudgeBy(std::optional<AskedRules>& asked, const ReportFlags& flags,
+                     const Console& console, CountedRun& counted, ReportedRun& reported) {
+  if (!asked) {
+    return std::nullopt;
+  }
+  ReportedVerdicts& verdicts = asked->verdicts;
+  const EventFilter filter = std::exchange(counted.question.filter, EventFilter());
+  MaybeFailure failure =
+      JudgeRun(flags.run, verdicts.rules, asked->baselines, console, counted, verdicts.verdicts);
+  counted.question.filter = filter;
+  reported.verdicts = std::move(verdicts);
+  return failure;
 }
 
 ReportedRun ReportedRunOf(const ReportFlags& flags, const CountedRun& counted) {
@@ -133,11 +251,24 @@ MaybeFailure MakeReport(const ReportFlags& flags, const Console& console) {
   if (MaybeFailure failure = CheckFlags(flags)) {
     return failure;
   }
+  std::optional<AskedRules> asked;
+  if (MaybeFailure failure = ReadAsked(flags, asked)) {
+    return failure;
+  }
   CountedRun counted;
   if (MaybeFailure failure = CountRunOf(flags.run, true, console, counted)) {
     return failure;
   }
-  const ReportedRun reported = ReportedRunOf(flags, counted);
+  ReportedRun reported = ReportedRunOf(flags, counted);
+  if (MaybeFailure failure = MapThreads(flags, console, counted, reported)) {
+    return failure;
+  }
+  if (MaybeFailure failure = FindCausesOf(flags, console, counted, reported)) {
+    return failure;
+  }
+  if (MaybeFailure failure = JudgeBy(asked, flags, console, counted, reported)) {
+    return failure;
+  }
   if (flags.page) {
     if (MaybeFailure failure = WritePage(flags, reported)) {
       return failure;
@@ -148,7 +279,10 @@ MaybeFailure MakeReport(const ReportFlags& flags, const Console& console) {
       return failure;
     }
   }
-  return CheckWhole(flags.run, counted);
+  if (MaybeFailure failure = CheckWhole(flags.run, counted)) {
+    return failure;
+  }
+  return reported.verdicts ? CheckWholeFor(reported.verdicts->rules, counted) : std::nullopt;
 }
 
 // The options that were given, but for the trace and the outputs.
@@ -159,8 +293,14 @@ std::vector<std::string> GivenOptions(const CLI::App& app) {
     if (option->count() == 0 || name == "TRACE" || name == "--output" || name == "--pdf") {
       continue;
     }
+    if (option->get_expected_max() == 0) {
+      words.push_back(name);
+      continue;
+    }
     for (const std::string& value : option->results()) {
-      words.insert(words.end(), {name, value});
+      const bool isFile = name == "--expect";
+      words.insert(words.end(),
+                   {name, isFile ? std::filesystem::path(value).filename().string() : value});
     }
   }
   return words;
@@ -172,6 +312,9 @@ Action Configure(CLI::App& app) {
   flags->run.DeclarePackets(app);
   app.add_option("-o,--output", flags->page, "The page, HTML; - for standard output");
   app.add_option("--pdf", flags->pdf, "The page as it is printed");
+  app.add_option("--expect", flags->rules, "Hold the run against the rules of this file");
+  app.add_flag("--no-causes", flags->noCauses,
+               "Leave out the critical path, which takes longest to find");
   app.add_option("--theme", flags->theme, "light, dark, or print")
       ->check(CLI::IsMember({"light", "dark", "print"}))
       ->capture_default_str();

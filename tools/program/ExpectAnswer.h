@@ -41,9 +41,6 @@ nlohmann::json ExpectJson(const ExpectAnswer& answer);
 // The same as JUnit's XML: a test case for each rule, without times.
 std::string ExpectJUnit(const ExpectAnswer& answer);
 
-// What stands before the findings of a rule: "5 measures hold" of many, or the one that there is.
-std::string VerdictText(const Verdict& verdict);
-
 // The command that draws the array at the moment that a finding tells, in words that a shell takes
 // as they are; empty where it tells none.
 std::string PictureCommand(const ExpectAnswer& answer, const Rule& rule, const Finding& finding);

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cctype>
 #include <map>
 #include <sstream>
@@ -110,27 +109,6 @@ std::string PictureCommand(const ExpectAnswer& answer, const Rule& rule, const F
          std::to_string(*finding.witness.cycle) +
          (answer.shape.IsDrawable() ? " " + ShapeText(answer.shape) : "") + " -o " +
          FileNameOf(rule) + ".png";
-}
-
-std::string VerdictText(const Verdict& verdict) {
-  if (verdict.outcome == Outcome::SKIPPED) {
-    return verdict.reason;
-  }
-  if (verdict.findings.empty()) {
-    return "the run tells no such measure";
-  }
-  if (verdict.findings.size() == 1) {
-    return FindingText(verdict.findings[0]);
-  }
-  const auto held =
-      static_cast<size_t>(std::count_if(verdict.findings.begin(), verdict.findings.end(),
-                                        [](const Finding& finding) { return finding.holds; }));
-  if (held == verdict.findings.size()) {
-    return CountOf(held, "measure") + (held == 1 ? " holds" : " hold");
-  }
-  return CountText(verdict.findings.size() - held) + " of " +
-         CountOf(verdict.findings.size(), "measure") +
-         (verdict.outcome == Outcome::UNTOLD ? " cannot be told" : " are not as wanted");
 }
 
 std::string SumText(const ExpectAnswer& answer) {

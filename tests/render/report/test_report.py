@@ -138,7 +138,7 @@ def test_the_page_is_whole_and_in_order(folder):
     assert page.one("h1").text() == "run.trace"
     assert next(page.one("head").all("title")).text() == "run.trace – report of a run"
     assert list(page.sections()) == [
-        "Numbers", "Where", "When", "Threads", "Faults", "How this was made"]
+        "Numbers", "Where", "When", "Threads", "Causes", "Faults", "How this was made"]
     levels = [int(e.name[1]) for e in page.root.all() if re.fullmatch("h[1-6]", e.name)]
     assert levels[0] == 1 and all(b - a <= 1 for a, b in zip(levels, levels[1:]))
 
@@ -273,6 +273,7 @@ def test_a_range_without_events_is_a_page_of_short_sections(folder):
     assert "No message went over a link" in sections["Where"].text()
     assert "No fires in this range." in sections["When"].text()
     assert "No fires in this range." in sections["Threads"].text()
+    assert "this is a part" in sections["Causes"].text()
     assert [e for e in page.root.all("ul") if "sentences" in e.classes()] == []
 
 
@@ -281,6 +282,81 @@ def test_a_single_cycle_and_a_single_element_make_a_page(folder):
     page = page_of(folder, "-c", "1", "-d", "1", "-p", "1", trace="one.trace")
     assert page.numbers()["Run"] == ("1 cycle", "5 to 5")
     assert "No phases" in page.sections()["When"].text()
+
+
+def rows_of(page, name):
+    """The cells of all rows of a table, of what is folded away as well."""
+    table = next(e for e in page.root.all("div") if e.attributes.get("id") == name)
+    return [[cell.text() for cell in row.children] for row in table.all("tr")
+            if row.parent.name == "tbody"]
+
+
+def test_causes_are_those_that_why_tells(folder):
+    # Each fire sends a message, to which the next one answers.
+    (folder / "run.trace").write_bytes(b"".join(
+        record(FIRE, 5 * i, 1, i % 8, 0) + record(SEND, 5 * i + 1, 1, i % 8, 0, (i + 1) % 8, 0)
+        for i in range(40)))
+    page = page_of(folder)
+    why = json.loads(run(folder, "why", "run.trace", "--json").stdout)
+    text = page.sections()["Causes"].text()
+    chain = why["chain"]
+    assert f"has {chain['fires']:,} fires and {chain['messages']:,} messages" in text
+    assert chain["fires"] == 40
+    assert "inferred from thread and place" in text
+    assert rows_of(page, "table-bounds")[0][1] == f"{why['bounds']['end']:,}"
+    assert len(rows_of(page, "table-chain")) > 1
+    assert len(rows_of(page, "table-slack")) == min(100, len(why["slack"]))
+
+
+def test_causes_are_of_whole_runs_and_can_be_left_out(folder):
+    part = page_of(folder, "--cycles", "0:300").sections()["Causes"].text()
+    assert "They are those of the whole run, and this is a part." in part
+    page = page_of(folder, "--no-causes")
+    assert "They were not asked for." in page.sections()["Causes"].text()
+    assert "run.trace --no-causes -o" in page.root.text()
+
+
+RULES = """
+[[rule]]
+name = "no <far> message"
+measure = "distance.max"
+at_most = 6
+[[rule]]
+name = "many fires"
+measure = "fires"
+at_least = 1000000
+cycles = "0:299"
+[[rule]]
+name = "later"
+measure = "fires"
+at_least = 1
+skip = "not yet"
+"""
+
+
+def test_verdicts_are_those_that_expect_tells_whatever_the_page_is_about(folder):
+    (folder / "rules.toml").write_text(RULES)
+    page = page_of(folder, "--expect", str(folder / "rules.toml"), "--cycles", "400:500")
+    assert next(iter(page.sections())) == "Verdicts"
+    assert "Not all rules hold: 1 of 3 rules fails, 1 skipped." in page.sections()["Verdicts"].text()
+    expected = json.loads(run(folder, "expect", "rules.toml", "run.trace", "--json").stdout)
+    found = expected["rules"][1]["findings"][0]
+    rows = rows_of(page, "table-verdicts")
+    assert [row[:2] for row in rows] == [
+        ["many fires", "fails"], ["no <far> message", "holds"], ["later", "skipped"]]
+    assert f"fires is {found['value']:,.0f}".replace(",", "") in rows[0][2].replace(",", "")
+    assert rows[2][2] == "not yet"
+    assert "--expect rules.toml" in page.root.text() and str(folder) not in page.root.text()
+
+
+def test_rules_that_cannot_be_read_make_no_page_and_are_not_written_over(folder):
+    (folder / "rules.toml").write_text("[[rule]]\nname = 5\n")
+    result = run(folder, "report", "run.trace", "--expect", "rules.toml", "-o", "page.html")
+    assert result.returncode == 1 and b"rules.toml" in result.stderr
+    result = run(folder, "report", "run.trace", "--expect", "rules.toml", "-o", "./rules.toml")
+    assert result.returncode == 2 and b"is the file of rules" in result.stderr
+    assert not (folder / "page.html").exists()
+    assert (folder / "rules.toml").read_text().startswith("[[rule]]")
 
 
 def test_faults_of_the_trace_are_told_in_the_page_and_by_the_status(folder):
