@@ -84,6 +84,9 @@ void Mesh::Deliver(uint64_t cycle, Router& router, const Departure& departure) {
 }
 
 void Mesh::Move(uint64_t cycle, Router& router) {
+  // The slow link, where one is asked for, leads right into the node in the middle.
+  const int middle = options.size / 2;
+  router.eastClosed = router.at == Node{middle - 1, middle} && cycle % options.slowLink != 0;
   router.AllocateChannels();
   for (Departure& departure : router.AllocateSwitch()) {
     if (departure.inPort != LOCAL) {

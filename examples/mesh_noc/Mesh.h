@@ -14,9 +14,8 @@ namespace marrowfin::mesh {
 // What a run amounts to. Latencies are from the cycle in which a packet was made to that in which
 // its tail reached the sink.
 struct Results {
-  uint64_t packets = 0;  // delivered, which are all that were made
-  uint64_t flits = 0;
-  uint64_t hops = 0;  // of all packets
+  uint64_t packets = 0, flits = 0;  // delivered, which are all that were made
+  uint64_t hops = 0;                // of all packets
   uint64_t latencySum = 0;
   uint64_t latencyMax = 0;
   uint64_t cycles = 0;  // until the mesh was empty

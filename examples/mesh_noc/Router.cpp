@@ -75,7 +75,7 @@ void Router::AllocateChannels() {
 std::vector<Departure> Router::AllocateSwitch() {
   std::vector<Departure> departures;
   bool inUsed[PORTS] = {};
-  bool outUsed[PORTS] = {};
+  bool outUsed[PORTS] = {eastClosed};
   const int count = static_cast<int>(queues.size());
   for (int i = 0; i < count; ++i) {
     const int k = (i + static_cast<int>(turn % count)) % count;

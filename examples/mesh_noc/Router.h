@@ -15,6 +15,7 @@ struct Options {
   int flits = 4;                    // of a packet
   std::string routing = "xy";       // or "adaptive"
   std::string traffic = "uniform";  // or "transpose", "hotspot", "neighbour"
+  int slowLink = 1;                 // cycles that a link in the middle takes for a flit
   double rate = 0.05;               // packets that each node makes a cycle
   uint64_t cycles = 5000;           // in which packets are made; then the mesh runs empty
   uint64_t seed = 1;
@@ -35,8 +36,7 @@ struct Flit {
   uint64_t packet = 0;
   Node to;
   uint64_t created = 0;  // the cycle in which its packet was made, perhaps long before it got in
-  bool head = false;
-  bool tail = false;
+  bool head = false, tail = false;
   int hops = 0;           // links behind it
   uint64_t lastSend = 0;  // the record that tells of the last of them
 };
@@ -50,8 +50,7 @@ constexpr int PORTS = 5;
 // by as well.
 struct Queue {
   std::deque<Flit> flits;
-  int port = -1;  // where the packet goes on, -1 before that is known
-  int channel = -1;
+  int port = -1, channel = -1;  // where the packet goes on, -1 before that is known
 };
 
 // What a router knows of a virtual channel that leaves it.
@@ -82,7 +81,8 @@ class Router {
   // The flits that leave: at most one by each side, and one out of the queues of each side.
   std::vector<Departure> AllocateSwitch();
 
-  int occupancy = 0;  // flits in all queues
+  int occupancy = 0;        // flits in all queues
+  bool eastClosed = false;  // whether nothing leaves by that side in this cycle
 
   const Node at;
 
@@ -91,9 +91,7 @@ class Router {
   bool Take(Queue& queue, int port, int firstChannel, int lastChannel);
   void Allocate(Queue& queue, int inPort, int inChannel);
 
-  const int size;
-  const int channels;
-  const int depth;
+  const int size, channels, depth;
   const bool adaptive;
   std::vector<Queue> queues;
   std::vector<Channel> outs;

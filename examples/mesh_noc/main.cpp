@@ -22,6 +22,7 @@ static void Declare(CLI::App& app, Options& o) {
       ->check(CLI::IsMember({"xy", "adaptive"}));
   app.add_option("--traffic", o.traffic, "Where packets go")
       ->check(CLI::IsMember({"uniform", "transpose", "hotspot", "neighbour"}));
+  app.add_option("--slow-link", o.slowLink, "Cycles of one link a flit")->check(CLI::Range(1, 99));
   app.add_option("--rate", o.rate, "Packets that each node makes a cycle")
       ->check(CLI::Range(0.0, 1.0));
   app.add_option("--cycles", o.cycles, "Cycles in which packets are made; then the mesh runs empty")

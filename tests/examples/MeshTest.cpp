@@ -209,6 +209,36 @@ TEST_F(MeshTest, PacketThatMeetsNoOtherTakesItsHopsAndItsFlits) {
   EXPECT_NEAR(results.at("hopsMean") + 1 + 4, results.at("latencyMean"), 0.2);
 }
 
+TEST_F(MeshTest, ASlowLinkTakesAFlitEverySoManyCyclesAndNoOtherLinkIsSlow) {
+  const Words words = {"--cycles", "600", "--rate", "0.04", "--trace", name};
+  const auto waitsOfLinks = [&](Words more) {
+    more.insert(more.begin(), words.begin(), words.end());
+    ResultsOf(more);
+    // From one flit to the next, the least, by link.
+    std::map<std::vector<uint32_t>, uint64_t> before;
+    std::map<std::vector<uint32_t>, uint64_t> least;
+    const std::vector<NotedEvent> events = Recorded(name);
+    for (size_t i = 1; i + 1 < events.size(); ++i) {
+      const NotedEvent& e = events[i];
+      const std::vector<uint32_t> link = {e.at.column, e.at.row, e.to.column, e.to.row};
+      if (e.type != SEND_RECORD) {
+        continue;
+      }
+      if (before.count(link) > 0) {
+        const uint64_t wait = e.cycle - before[link];
+        least[link] = least.count(link) > 0 ? std::min(least[link], wait) : wait;
+      }
+      before[link] = e.cycle;
+    }
+    return least;
+  };
+  const std::vector<uint32_t> slow = {3, 4, 4, 4};
+  EXPECT_EQ(1U, waitsOfLinks({}).at(slow));
+  for (const auto& [link, wait] : waitsOfLinks({"--slow-link", "5"})) {
+    EXPECT_EQ(link == slow ? 5U : 1U, wait) << link[0] << ", " << link[1];
+  }
+}
+
 TEST_F(MeshTest, AdaptiveRoutingTakesShortestWays) {
   const Results xy = ResultsOf({"--cycles", "500", "--traffic", "transpose"});
   const Results adaptive =
