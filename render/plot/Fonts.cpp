@@ -5,6 +5,7 @@
 #include FT_FREETYPE_H
 
 #include <cstdint>
+#include <new>
 
 // The bytes of the files are put into the program as they are.
 __asm__(
@@ -33,13 +34,15 @@ extern const uint8_t marrowfin_font_bold_end[];
 namespace marrowfin {
 namespace {
 
+// The fonts are sound, being part of the program: there is no memory where one cannot be loaded,
+// and Cairo looks at no face that is none.
 cairo_font_face_t* Load(const uint8_t* begin, const uint8_t* end) {
   static FT_Library library = nullptr;
-  if (library == nullptr) {
-    FT_Init_FreeType(&library);
-  }
   FT_Face face = nullptr;
-  FT_New_Memory_Face(library, begin, end - begin, 0, &face);
+  if ((library == nullptr && FT_Init_FreeType(&library) != 0) ||
+      FT_New_Memory_Face(library, begin, end - begin, 0, &face) != 0) {
+    throw std::bad_alloc();
+  }
   return cairo_ft_font_face_create_for_ft_face(face, FT_LOAD_NO_HINTING | FT_LOAD_NO_BITMAP);
 }
 
