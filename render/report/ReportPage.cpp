@@ -225,7 +225,7 @@ void Body::Causes() {
   }
   const ReportedCauses& causes = *reported.causes;
   Add(Paragraph(CriticalPathText(causes)) + "<div class=\"pair\">\n" +
-      TableHtml(ChainTable(causes)) + "<div>\n" + TableHtml(BoundsTable(causes)) +
+      TableHtml(ChainTable(causes)) + "<div class=\"side\">\n" + TableHtml(BoundsTable(causes)) +
       TableHtml(SlackTable(causes)) + "</div>\n</div>\n<p class=\"note\"><code>" +
       HtmlEscaped("marrowfin-trace why " + reported.file) + "</code> tells it step by step.</p>\n");
   EndSection();
