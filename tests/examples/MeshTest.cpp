@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <set>
 #include <sstream>
@@ -128,6 +129,7 @@ TEST_P(MeshTest, WhatTheRecordingCountsIsWhatTheSimulatorSays) {
   uint64_t latencySum = 0;
   uint64_t latencyMax = 0;
   uint64_t bytes = 0;
+  uint64_t lastEjected = 0;
   std::map<uint64_t, uint64_t> injectedAt;
   for (size_t i = 1; i + 1 < events.size(); ++i) {
     const NotedEvent& event = events[i];
@@ -141,6 +143,7 @@ TEST_P(MeshTest, WhatTheRecordingCountsIsWhatTheSimulatorSays) {
       latencySum += event.cycle - event.created;
       latencyMax = std::max(latencyMax, event.cycle - event.created);
       bytes += event.size;
+      lastEjected = event.cycle;
       ASSERT_EQ(1U, event.consumes.size());
       const NotedEvent& last = events[event.consumes[0]];
       EXPECT_EQ(event.packet, last.packet);
@@ -162,6 +165,20 @@ TEST_P(MeshTest, WhatTheRecordingCountsIsWhatTheSimulatorSays) {
   EXPECT_EQ(results.at("latencySum"), static_cast<double>(latencySum));
   EXPECT_EQ(results.at("latencyMax"), static_cast<double>(latencyMax));
   EXPECT_EQ(results.at("flits") * 16, static_cast<double>(bytes));
+
+  // It makes packets for the cycles that it is asked for, and ends when the last one has left.
+  ASSERT_EQ("--cycles", GetParam()[0]);
+  const uint64_t cycles = std::max<uint64_t>(std::stoull(GetParam()[1]), lastEjected + 1);
+  EXPECT_EQ(results.at("cycles"), static_cast<double>(cycles));
+  const auto size = std::find(words.begin(), words.end(), "--size");
+  const double side = size == words.end() ? 8 : std::stod(*(size + 1));
+  const auto expectMean = [&](const char* name, uint64_t sum, double of) {
+    const double mean = static_cast<double>(sum) / of;
+    EXPECT_NEAR(results.at(name), mean, mean * 1e-5) << name;  // it prints six digits
+  };
+  expectMean("hopsMean", heads, static_cast<double>(ejected));
+  expectMean("latencyMean", latencySum, static_cast<double>(ejected));
+  expectMean("flitsPerNodeAndCycle", bytes / 16, side * side * static_cast<double>(cycles));
 }
 
 TEST_P(MeshTest, LinkCarriesOneFlitACycleAndARouterHoldsWhatCameAndDidNotGo) {
