@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include "measure/AttributeValues.h"
 
@@ -63,7 +64,8 @@ class Cut {
 
   double LowestDrawn(double high) const {
     const double lowest = valueOf(values.Smallest());
-    return lowest >= 0 && lowest <= high - lowest ? 0 : lowest;
+    const bool fits = least == 1 && high < static_cast<double>(most);
+    return lowest >= 0 && (fits || lowest <= high - lowest) ? 0 : lowest;
   }
 
   double WidthFor(double low, double high) const {

@@ -3,8 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <optional>
 #include <vector>
 
 #include "measure/Distribution.h"

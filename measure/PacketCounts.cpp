@@ -1,20 +1,11 @@
 #include "measure/PacketCounts.h"
 
-#include <algorithm>
-
 namespace marrowfin {
 namespace {
 
 constexpr size_t MOST_WINDOWS = 20;
-constexpr size_t WINDOWS_IN_A_ROW = 3;
-constexpr uint32_t ONSET_PERCENT = 95;
 
 uint64_t Apart(uint32_t a, uint32_t b) { return a < b ? b - a : a - b; }
-
-uint64_t MedianOf(std::vector<uint64_t> values) {
-  std::sort(values.begin(), values.end());
-  return values[(values.size() - 1) / 2];
-}
 
 }  // namespace
 
@@ -22,21 +13,8 @@ TimeColumns PacketCounts::Windows(uint64_t first, uint64_t last) {
   return TimeColumns::Round(first, last, MOST_WINDOWS);
 }
 
-PacketCounts::PacketCounts(const TimeColumns& columns) : columns(columns) {
-  for (size_t i = 0; i < columns.Count(); ++i) {
-    LatencyWindow window;
-    window.firstCycle = columns.FirstOf(i);
-    window.lastCycle = window.firstCycle + columns.WidthOf(i) - 1;
-    windows.push_back(window);
-  }
-}
-
-LatencyWindow* PacketCounts::WindowOf(uint64_t cycle) {
-  if (cycle < columns.first || cycle > columns.last) {
-    return nullptr;
-  }
-  return &windows[static_cast<size_t>((cycle - columns.first) / columns.width)];
-}
+PacketCounts::PacketCounts(const TimeColumns& windows)
+    : sinceInjection(windows), sinceCreation(windows) {}
 
 void PacketCounts::Enter(uint64_t packet, uint64_t cycle, std::optional<uint64_t> created,
                          Place at) {
@@ -49,8 +27,9 @@ void PacketCounts::Enter(uint64_t packet, uint64_t cycle, std::optional<uint64_t
     life.created = created;
   }
   journeys.emplace(packet, life);
-  if (LatencyWindow* const window = WindowOf(cycle)) {
-    ++window->injected;
+  sinceInjection.Begin(cycle);
+  if (life.created) {
+    sinceCreation.Begin(*life.created);
   }
 }
 
@@ -61,13 +40,12 @@ void PacketCounts::Arrive(const PacketLife& life, Place at) {
   if (life.created) {
     total.Add(life.ejected - *life.created);
     sourceWaits.Add(life.injected - *life.created);
+    sinceCreation.Arrive(*life.created, life.ejected - *life.created);
   }
   if (!slowest || life.Latency() > slowest->Latency()) {
     slowest = life;
   }
-  if (LatencyWindow* const window = WindowOf(life.injected)) {
-    window->latencies.Add(life.Latency());
-  }
+  sinceInjection.Arrive(life.injected, life.Latency());
 }
 
 void PacketCounts::Add(uint64_t packet, uint64_t cycle, PacketRole role,
@@ -89,32 +67,6 @@ void PacketCounts::Add(uint64_t packet, uint64_t cycle, PacketRole role,
     }
     journeys.erase(found);
   }
-}
-
-std::optional<uint64_t> PacketCounts::EarlyPercentile() const {
-  std::vector<uint64_t> early;
-  for (size_t i = 0; i < (windows.size() + 3) / 4; ++i) {
-    if (const std::optional<uint64_t> value = windows[i].latencies.Percentile(ONSET_PERCENT)) {
-      early.push_back(*value);
-    }
-  }
-  return early.empty() ? std::nullopt : std::optional(MedianOf(early));
-}
-
-std::optional<uint64_t> PacketCounts::Onset() const {
-  const std::optional<uint64_t> limit = EarlyPercentile();
-  if (!limit) {
-    return std::nullopt;
-  }
-  size_t inARow = 0;
-  for (size_t i = 0; i < windows.size(); ++i) {
-    const std::optional<uint64_t> value = windows[i].latencies.Percentile(ONSET_PERCENT);
-    inARow = value && *value > *limit && *value - *limit > *limit ? inARow + 1 : 0;
-    if (inARow == WINDOWS_IN_A_ROW) {
-      return windows[i + 1 - WINDOWS_IN_A_ROW].firstCycle;
-    }
-  }
-  return std::nullopt;
 }
 
 }  // namespace marrowfin

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "measure/Distribution.h"
+#include "measure/LatencyWindows.h"
 #include "measure/Timeline.h"
 #include "trace/base/Place.h"
 
@@ -35,17 +36,6 @@ struct PacketLife {
   uint64_t Latency() const { return ejected - injected; }
 };
 
-// Packets whose injection lies in a window of cycles.
-struct LatencyWindow {
-  uint64_t firstCycle = 0;
-  uint64_t lastCycle = 0;
-  ValueCounts latencies;  // of those that arrived
-  uint64_t injected = 0;  // all of them
-
-  // Over one in a hundred of them is still under way, so percentiles are too low.
-  bool IsIncomplete() const { return (injected - latencies.Size()) * 100 > injected; }
-};
-
 // Follows packets through the events of a run, in order of the trace. A packet begins at its entry;
 // one that enters again behind its exit is another one of the same number. Memory follows the
 // packets under way.
@@ -69,22 +59,19 @@ class PacketCounts {
   const ValueCounts& Hops() const { return hops; }
   const ValueCounts& Distances() const { return distances; }  // columns and rows, entry to exit
   const std::optional<PacketLife>& Slowest() const { return slowest; }
-  const std::vector<LatencyWindow>& Windows() const { return windows; }
 
-  // The first cycle of the first of three windows in a row whose 95th percentile is more than twice
-  // the median of the 95th percentiles of the first quarter of all windows: a convention for where
-  // the network saturates. Nothing where none does, or there are too few packets to tell.
-  std::optional<uint64_t> Onset() const;
-
-  // That median: half of what the 95th percentile is more than from the onset on.
-  std::optional<uint64_t> EarlyPercentile() const;
+  // By the cycle of entry. Where packets tell when they were created, the same from creation to
+  // exit, by the cycle of creation: those alone grow where queues of sources do.
+  const LatencyWindows& SinceInjection() const { return sinceInjection; }
+  const LatencyWindows& SinceCreation() const { return sinceCreation; }
+  const std::vector<LatencyWindow>& Windows() const { return sinceInjection.All(); }
+  std::optional<uint64_t> Onset() const { return sinceInjection.Onset(); }
+  std::optional<uint64_t> EarlyPercentile() const { return sinceInjection.EarlyPercentile(); }
 
  private:
   void Enter(uint64_t packet, uint64_t cycle, std::optional<uint64_t> created, Place at);
   void Arrive(const PacketLife& life, Place at);
-  LatencyWindow* WindowOf(uint64_t cycle);
 
-  TimeColumns columns;
   std::unordered_map<uint64_t, PacketLife> journeys;  // under way
   ValueCounts latencies;
   ValueCounts total;
@@ -92,7 +79,8 @@ class PacketCounts {
   ValueCounts hops;
   ValueCounts distances;
   std::optional<PacketLife> slowest;
-  std::vector<LatencyWindow> windows;
+  LatencyWindows sinceInjection;
+  LatencyWindows sinceCreation;
 };
 
 }  // namespace marrowfin

@@ -6,6 +6,18 @@
 
 namespace marrowfin {
 
+const char* EventsName(SpaceTimeEvents events) {
+  switch (events) {
+    case SpaceTimeEvents::FIRES:
+      return "fires";
+    case SpaceTimeEvents::SENDS:
+      return "sends";
+    case SpaceTimeEvents::RECEIVES:
+      break;
+  }
+  return "receives";
+}
+
 SpaceTime::SpaceTime(const HierarchyRows& rows, const TimeColumns& columns, SpaceTimeEvents events,
                      std::vector<uint32_t> apart)
     : rows(rows),
@@ -148,6 +160,16 @@ std::vector<uint64_t> SpaceTime::OfRows() const {
     }
   }
   return sums;
+}
+
+uint64_t SpaceTime::OfSlot(size_t slot) const {
+  uint64_t sum = 0;
+  for (const Cells& cells : counts) {
+    for (size_t cell = slot; cell < cells.size(); cell += Slots()) {
+      sum += cells[cell];
+    }
+  }
+  return sum;
 }
 
 uint64_t SpaceTime::ActiveElements() const {

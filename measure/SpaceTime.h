@@ -16,6 +16,9 @@ namespace marrowfin {
 // What is counted: where elements fired, or where an end of a message is.
 enum class SpaceTimeEvents { FIRES, SENDS, RECEIVES };
 
+// "fires", "sends", "receives".
+const char* EventsName(SpaceTimeEvents events);
+
 // How many events each row of elements has in each column of cycles.
 //
 // Counts are kept column by column, since that is the order in which they come, and only of columns
@@ -44,9 +47,10 @@ class SpaceTime {
   // The events of a cell by element and cycle.
   double RateAt(size_t row, size_t column) const;
 
-  // Those of all cells, and of each row.
+  // Those of all cells, of each row, and of a slot.
   uint64_t Total() const;
   std::vector<uint64_t> OfRows() const;
+  uint64_t OfSlot(size_t slot) const;
 
   // Elements that have any event.
   uint64_t ActiveElements() const;

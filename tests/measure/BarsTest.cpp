@@ -83,7 +83,8 @@ TEST(BarsTest, AnyDistributionIsInAtMostTheBarsThatAreAskedFor) {
 
 TEST(BarsTest, NoValuesHaveNoBars) {
   EXPECT_TRUE(BarsOf({}, 20).counts.empty());
-  EXPECT_EQ(BarsOf(Of({7}), 20).counts.size(), 1U);
+  EXPECT_THAT(BarsOf(Of({2}), 20).counts, ElementsAre(0, 0, 1));
+  EXPECT_EQ(BarsOf(Of({70}), 20).counts.size(), 1U);
   EXPECT_EQ(BarsOf(Of({0}), 20).counts.size(), 1U);
 }
 
