@@ -45,6 +45,13 @@ std::vector<Tick> LinearTicks(double low, double high, size_t wanted, double lea
   return ticks;
 }
 
+std::vector<Tick> CycleTicks(uint64_t first, uint64_t last, double width, const PlotStyle& style) {
+  const double size = style.LabelSize();
+  const double room = TextWidth(CountText(last), Weight::REGULAR, size) + 2.5 * size;
+  const size_t wanted = static_cast<size_t>(std::max(2.0, width / room));
+  return LinearTicks(static_cast<double>(first), static_cast<double>(last) + 1, wanted, 1);
+}
+
 double Scale::At(double value) const {
   const double share = (value - low) / (high - low);
   return from + share * (to - from);

@@ -1,6 +1,7 @@
 #ifndef RENDER_PLOT_AXIS_H
 #define RENDER_PLOT_AXIS_H
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,10 @@ struct Tick {
 // Round numbers from `low` to `high`, steps of 1, 2 or 5 times a power of ten, about `wanted` of
 // them and at least `least` apart; labels have equally many digits behind the point.
 std::vector<Tick> LinearTicks(double low, double high, size_t wanted, double least = 0);
+
+// Ticks of cycles from `first` to `last`, as many as have room for their numbers on an axis so
+// wide.
+std::vector<Tick> CycleTicks(uint64_t first, uint64_t last, double width, const PlotStyle& style);
 
 // Maps values to points of the page, along either axis.
 struct Scale {

@@ -104,6 +104,65 @@ void Canvas::Cell(const Box& box, Color color) {
   Fill({box.x, box.y, box.width + under, box.height + under}, color);
 }
 
+namespace {
+
+// A picture of columns x rows pixels, of which `colorOf` tells the colours.
+template <class ColorOf>
+cairo_surface_t* MakeImage(int columns, int rows, ColorOf colorOf) {
+  cairo_surface_t* const image = cairo_image_surface_create(CAIRO_FORMAT_RGB24, columns, rows);
+  unsigned char* const data = cairo_image_surface_get_data(image);
+  const int stride = cairo_image_surface_get_stride(image);
+  for (int y = 0; data != nullptr && y < rows; ++y) {
+    uint32_t* const pixels = reinterpret_cast<uint32_t*>(data + static_cast<ptrdiff_t>(y) * stride);
+    for (int x = 0; x < columns; ++x) {
+      const Color color = colorOf(x, y);
+      pixels[x] = uint32_t{color.red} << 16 | uint32_t{color.green} << 8 | color.blue;
+    }
+  }
+  cairo_surface_mark_dirty(image);
+  return image;
+}
+
+}  // namespace
+
+void Canvas::Cells(const Box& box, size_t columns, size_t rows, const std::vector<Color>& colors) {
+  const Box snapped = {Snap(box.x), Snap(box.y), Snap(box.Right()) - Snap(box.x),
+                       Snap(box.Bottom()) - Snap(box.y)};
+  // Of pixels each has the colour of the cell in its middle; of shapes each cell is a pixel of a
+  // picture that is shown larger.
+  const bool pixels = format == PlotFormat::PNG;
+  const int across =
+      pixels ? static_cast<int>(std::lround(snapped.width * scale)) : static_cast<int>(columns);
+  const int down =
+      pixels ? static_cast<int>(std::lround(snapped.height * scale)) : static_cast<int>(rows);
+  if (across < 1 || down < 1) {
+    return;
+  }
+  const auto cellAt = [](int at, int of, size_t cells) {
+    return (2 * static_cast<size_t>(at) + 1) * cells / (2 * static_cast<size_t>(of));
+  };
+  cairo_surface_t* const image = MakeImage(across, down, [&](int x, int y) {
+    return colors[cellAt(y, down, rows) * columns + cellAt(x, across, columns)];
+  });
+  cairo_save(cairo);
+  cairo_translate(cairo, snapped.x, snapped.y);
+  cairo_scale(cairo, snapped.width / across, snapped.height / down);
+  cairo_set_source_surface(cairo, image, 0, 0);
+  cairo_pattern_set_filter(cairo_get_source(cairo), CAIRO_FILTER_NEAREST);
+  cairo_paint(cairo);
+  cairo_restore(cairo);
+  cairo_surface_destroy(image);
+}
+
+void Canvas::Area(const std::vector<Spot>& spots, Color color) {
+  for (const Spot& spot : spots) {
+    cairo_line_to(cairo, Rounded(spot.x), Rounded(spot.y));
+  }
+  cairo_close_path(cairo);
+  Use(color);
+  cairo_fill(cairo);
+}
+
 void Canvas::Frame(const Box& box, const Pen& pen) {
   Horizontal(box.x - pen.width / 2, box.Right() + pen.width / 2, box.y, pen);
   Horizontal(box.x - pen.width / 2, box.Right() + pen.width / 2, box.Bottom(), pen);
@@ -223,7 +282,8 @@ Fault Canvas::Write(ByteSink& sink, const std::string& name) {
   if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS || bytes.empty()) {
     return NoPage(cairo_status_to_string(cairo_surface_status(surface)));
   }
-  return WriteAll(format == PlotFormat::SVG ? RenameSvgParts(bytes, name) : bytes, sink);
+  return WriteAll(format == PlotFormat::SVG ? KeepCellsSharp(RenameSvgParts(bytes, name)) : bytes,
+                  sink);
 }
 
 }  // namespace marrowfin

@@ -74,6 +74,13 @@ class Canvas {
   // programs that show them leave a seam between edges that only meet.
   void Cell(const Box& box, Color color);
 
+  // Cells of equal size that fill a box, row by row from its upper left: a picture in the picture,
+  // which stays one however large it is shown. `colors` has `columns` x `rows`, at least one.
+  void Cells(const Box& box, size_t columns, size_t rows, const std::vector<Color>& colors);
+
+  // What a line around it encloses.
+  void Area(const std::vector<Spot>& spots, Color color);
+
   // Lines that rise to the right, which go on from box to box.
   void Hatch(const Box& box, Color color);
 

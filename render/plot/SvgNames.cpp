@@ -49,4 +49,15 @@ std::string RenameSvgParts(const std::string& svg, const std::string& name) {
   return renamed + svg.substr(from < svg.size() ? from : svg.size());
 }
 
+std::string KeepCellsSharp(std::string svg) {
+  constexpr std::string_view image = "<image ";
+  constexpr std::string_view sharp =
+      "image-rendering=\"optimizeSpeed\" style=\"image-rendering:pixelated\" ";
+  for (size_t at = svg.find(image); at != std::string::npos; at = svg.find(image, at)) {
+    at += image.size();
+    svg.insert(at, sharp);
+  }
+  return svg;
+}
+
 }  // namespace marrowfin

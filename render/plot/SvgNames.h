@@ -11,6 +11,10 @@ namespace marrowfin {
 // other's.
 std::string RenameSvgParts(const std::string& svg, const std::string& name);
 
+// Has pictures within an SVG shown with sharp cells: cairo does not say so, and programs that show
+// an SVG would blur them. The attribute is for those that know the word of SVG 1.1 alone.
+std::string KeepCellsSharp(std::string svg);
+
 }  // namespace marrowfin
 
 #endif

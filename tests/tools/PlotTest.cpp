@@ -42,7 +42,8 @@ class PlotTest : public CommandFixture {
 };
 
 TEST_F(PlotTest, TheNameOfTheOutputTellsTheFormat) {
-  for (const char* const kind : {"heat", "links", "threads", "timeline"}) {
+  for (const char* const kind :
+       {"heat", "links", "threads", "timeline", "spacetime", "histogram"}) {
     EXPECT_THAT(Picture({kind}, "a.png"), StartsWith("\x89PNG\r\n"));
     EXPECT_THAT(Picture({kind}, "a.svg"), AllOf(StartsWith("<?xml"), HasSubstr("</svg>")));
     EXPECT_THAT(Picture({kind}, "a.pdf"), StartsWith("%PDF-"));
@@ -106,7 +107,8 @@ TEST_F(PlotTest, TheNumbersComeBesideThePictureOrInsteadOfIt) {
 }
 
 TEST_F(PlotTest, EveryKindTellsNumbersThatOtherParsersTake) {
-  for (const char* const kind : {"heat", "links", "threads", "timeline"}) {
+  for (const char* const kind :
+       {"heat", "links", "threads", "timeline", "spacetime", "histogram"}) {
     const CommandResult result = Plot({kind, "--json", "-"});
     EXPECT_EQ(0, result.exitStatus) << result.err;
     EXPECT_EQ(kind, Json(result.out)["plot"]);
@@ -122,6 +124,54 @@ TEST_F(PlotTest, ThreadsAreToldByPlace) {
   const CommandResult shared =
       Plot({"threads", "-c", "2", "-d", "1", "-p", "2", "--level", "cluster", "--json", "-"});
   EXPECT_THAT(std::string(Json(shared.out)["finding"]), StartsWith("Threads share all places"));
+}
+
+TEST_F(PlotTest, AMapOfPlacesAndTimesTellsItsCells) {
+  ExpectOutput(
+      "column,row,firstCycle,cycles,fires\n0,0,0,1,1\n0,0,4,1,1\n1,0,1,1,1\n1,0,5,1,1\n"
+      "2,0,2,1,1\n3,0,3,1,1\n",
+      Plot({"spacetime", "--cycles", "0:5", "--csv", "-"}));
+  ExpectOutput(
+      "column,row,firstCycle,cycles,fires,thread,ofThread\n1,0,1,1,1,1,1\n",
+      Plot({"spacetime", "--cycles", "0:3", "--region", "1,0", "--by", "thread", "--csv", "-"}));
+  const std::string map = Picture({"spacetime"}, "a.svg");
+  EXPECT_NE(map, Picture({"spacetime", "--by", "thread"}, "b.svg"));
+  EXPECT_NE(map, Picture({"spacetime", "--measure", "sends"}, "b.svg"));
+  EXPECT_NE(map, Picture({"spacetime", "--scale-max", "5"}, "b.svg"));
+}
+
+TEST_F(PlotTest, PacketsAreDrawnWhereSomethingTellsThem) {
+  for (const std::vector<std::string>& flags : {std::vector<std::string>{"latency", "-o", "a.png"},
+                                                {"histogram", "--of", "latency", "-o", "a.png"}}) {
+    const CommandResult result = Plot(flags);
+    EXPECT_EQ(1, result.exitStatus);
+    EXPECT_THAT(result.err, HasSubstr("t.trace: nothing tells its packets\n"));
+    EXPECT_THAT(result.err, HasSubstr("--packets thread"));
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder.File("a.png")));
+  EXPECT_THAT(Picture({"latency", "--packets", "thread"}, "a.png"), StartsWith("\x89PNG"));
+  // Each of the two threads enters with its first fire and leaves with its second one.
+  ExpectOutput(
+      "distribution,from,to,name,count,share\nlatency,0,1,,0,0\nlatency,1,2,,0,0\n"
+      "latency,2,3,,2,1\n",
+      Plot({"histogram", "--of", "latency", "--packets", "thread", "--cycles", "0:3", "--csv",
+            "-"}));
+  const CommandResult created =
+      Plot({"latency", "--packets", "thread", "--since", "creation", "-o", "b.png"});
+  EXPECT_EQ(1, created.exitStatus);
+  EXPECT_THAT(created.err, HasSubstr("nothing tells when its packets were created"));
+}
+
+TEST_F(PlotTest, AttributesAreDrawnWhereTheCompanionHasThem) {
+  const CommandResult none = Plot({"histogram", "--of", "attribute:size", "-o", "a.png"});
+  EXPECT_EQ(1, none.exitStatus);
+  EXPECT_THAT(none.err, HasSubstr("no notes stand beside it, so nothing tells of size"));
+  EXPECT_EQ(2, Plot({"histogram", "--of", "size", "-o", "a.png"}).exitStatus);
+  EXPECT_EQ(2, Plot({"histogram", "--of", "attribute:", "-o", "a.png"}).exitStatus);
+  ExpectFailure(
+      2, "--of: a picture has room for two distributions\n  Give it once or twice.\n",
+      Plot({"histogram", "--of", "fires", "--of", "distance", "--of", "hops", "-o", "a.png"}));
+  EXPECT_FALSE(std::filesystem::exists(folder.File("a.png")));
 }
 
 TEST_F(PlotTest, NoTwoOutputsAreOneAndNoneIsTheTrace) {
@@ -143,6 +193,12 @@ TEST_F(PlotTest, NoTwoOutputsAreOneAndNoneIsTheTrace) {
 TEST_F(PlotTest, ARangeWithoutEventsIsAnEmptyPicture) {
   EXPECT_THAT(Picture({"heat", "--thread", "77"}, "a.png"), StartsWith("\x89PNG"));
   EXPECT_THAT(Picture({"timeline", "--thread", "77"}, "a.png"), StartsWith("\x89PNG"));
+  EXPECT_THAT(Picture({"spacetime", "--thread", "77"}, "a.png"), StartsWith("\x89PNG"));
+  EXPECT_THAT(Picture({"spacetime", "--thread", "77", "--by", "thread"}, "a.png"),
+              StartsWith("\x89PNG"));
+  EXPECT_THAT(Picture({"histogram", "--thread", "77"}, "a.png"), StartsWith("\x89PNG"));
+  EXPECT_THAT(Picture({"latency", "--packets", "thread", "--thread", "77"}, "a.png"),
+              StartsWith("\x89PNG"));
 }
 
 TEST_F(PlotTest, CommandLinesThatMakeNoPictureAreRefused) {
