@@ -4,10 +4,10 @@
 namespace marrowfin {
 
 // Makes this file the one owner of the signals that end the program: call it once, at the start of
-// main. From then on SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU and SIGPIPE remove the temporaries of
-// all open outputs before the process ends of them, so that its status is the one that shells
-// expect; and work may ask for all but the last to wait (Interruption). Signals that are ignored, as nohup does, or
-// handled stay so.
+// main. From then on SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU and SIGPIPE remove the temporaries
+// of all open outputs before the process ends of them, so that its status is the one that shells
+// expect; and work may ask for all but the last to wait (Interruption). Signals that are ignored,
+// as nohup does, or handled stay so.
 void OwnEndingSignals();
 
 // Lets work that has something to finish or to clean up end in order: while such an object lives, a
