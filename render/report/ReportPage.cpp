@@ -6,6 +6,7 @@
 #include "measure/NumberText.h"
 #include "render/plot/ArrayGrid.h"
 #include "render/plot/HeatOfRun.h"
+#include "render/plot/LatencyOfRun.h"
 #include "render/plot/LinksOfRun.h"
 #include "render/plot/ThreadPlot.h"
 #include "render/plot/ThreadsOfRun.h"
@@ -178,18 +179,27 @@ void Body::Where() {
 void Body::When() {
   Section("When");
   Add("<div class=\"pair\">\n");
+  std::string phases;
   if (Measures().fires == 0) {
     Add(Paragraph("No fires in this range."));
   } else {
     Add("<div class=\"wide\">\n");
     AddFigure(PlotTimeline(reported.run, false), StyleOf(PlotStyle::WIDE), "timeline");
     Add("</div>\n");
-    const std::string phases = TableHtml(PhaseTable(reported));
-    Add(phases.empty() ? Paragraph("No phases: one cycle, or activity that changes all the time.")
-                       : phases);
+    phases = TableHtml(PhaseTable(reported));
+    phases = phases.empty()
+                 ? Paragraph("No phases: one cycle, or activity that changes all the time.")
+                 : phases;
   }
-  Add(reported.run.packets == nullptr ? Paragraph("No latency: nothing tells packets.")
-                                      : TableHtml(LatencyTable(reported)));
+  if (reported.run.packets == nullptr) {
+    Add(phases + Paragraph("No latency: nothing tells packets."));
+  } else if (reported.run.packets->Delivered() == 0) {
+    Add(phases + Paragraph("No latency: no packet arrives in this range."));
+  } else {
+    AddFigure(PlotLatency(reported.run, LatencySince::INJECTION), StyleOf(PlotStyle::COLUMN),
+              "latency");
+    Add("<div class=\"side\">\n" + TableHtml(LatencyTable(reported)) + phases + "</div>\n");
+  }
   Add("</div>\n");
   EndSection();
 }

@@ -378,6 +378,15 @@ def test_a_companion_that_is_not_believed_is_told(folder):
     assert "Beside the trace, not believed: " in page.sections()["Faults"].text()
 
 
+def test_latencies_are_drawn_where_packets_arrive(folder):
+    assert "nothing tells packets" in page_of(folder).sections()["When"].text()
+    page = page_of(folder, "--packets", "thread")
+    assert [e.attributes["id"] for e in page.root.all("figure")] == [
+        "heat", "links", "timeline", "latency"]
+    alone = page_of(folder, "--packets", "thread", "--region", "0,0:0,0", "--type", "send")
+    assert "no packet arrives in this range" in alone.sections()["When"].text()
+
+
 def test_large_tables_end_and_say_so(folder):
     result = run(folder, "synth", "-o", "large.trace", "--records", "20000",
                  "-c", "4", "-d", "2", "-p", "4")
