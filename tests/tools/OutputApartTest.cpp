@@ -26,6 +26,8 @@ class OutputApartTest : public CommandFixture {
                                                   {"notes", "x.trace"},
                                                   {"report", "x.trace"},
                                                   {"plot", "heat", "x.trace"},
+                                                  {"plot", "links", "x.trace"},
+                                                  {"plot", "threads", "x.trace"},
                                                   {"plot", "timeline", "x.trace"}}) {
       std::vector<std::string> line = words;
       line.insert(line.end(), {"-o", output});

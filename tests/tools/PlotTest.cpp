@@ -193,6 +193,11 @@ TEST_F(PlotTest, NoTwoOutputsAreOneAndNoneIsTheTrace) {
 TEST_F(PlotTest, ARangeWithoutEventsIsAnEmptyPicture) {
   EXPECT_THAT(Picture({"heat", "--thread", "77"}, "a.png"), StartsWith("\x89PNG"));
   EXPECT_THAT(Picture({"timeline", "--thread", "77"}, "a.png"), StartsWith("\x89PNG"));
+  EXPECT_THAT(Picture({"links", "--thread", "77"}, "a.png"), StartsWith("\x89PNG"));
+  EXPECT_THAT(Picture({"threads", "--thread", "77"}, "a.png"), StartsWith("\x89PNG"));
+  for (const char* const kind : {"heat", "links", "threads", "timeline"}) {
+    EXPECT_THAT(Picture({kind, "--cycles", "7"}, "a.svg"), HasSubstr("</svg>")) << "one cycle";
+  }
   EXPECT_THAT(Picture({"spacetime", "--thread", "77"}, "a.png"), StartsWith("\x89PNG"));
   EXPECT_THAT(Picture({"spacetime", "--thread", "77", "--by", "thread"}, "a.png"),
               StartsWith("\x89PNG"));

@@ -54,6 +54,8 @@ class SubcommandsTest : public CommandFixture {
             {"notes", trace},
             {"report", trace, "-o", "p.html"},
             {"plot", "heat", trace, "-o", "p.svg"},
+            {"plot", "links", trace, "-o", "p.svg"},
+            {"plot", "threads", trace, "-o", "p.svg"},
             {"plot", "timeline", trace, "-o", "p.svg"}};
   }
 
