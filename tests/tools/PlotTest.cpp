@@ -43,7 +43,7 @@ class PlotTest : public CommandFixture {
 
 TEST_F(PlotTest, TheNameOfTheOutputTellsTheFormat) {
   for (const char* const kind :
-       {"heat", "links", "threads", "timeline", "spacetime", "histogram"}) {
+       {"heat", "links", "threads", "timeline", "spacetime", "histogram", "why"}) {
     EXPECT_THAT(Picture({kind}, "a.png"), StartsWith("\x89PNG\r\n"));
     EXPECT_THAT(Picture({kind}, "a.svg"), AllOf(StartsWith("<?xml"), HasSubstr("</svg>")));
     EXPECT_THAT(Picture({kind}, "a.pdf"), StartsWith("%PDF-"));
@@ -108,7 +108,7 @@ TEST_F(PlotTest, TheNumbersComeBesideThePictureOrInsteadOfIt) {
 
 TEST_F(PlotTest, EveryKindTellsNumbersThatOtherParsersTake) {
   for (const char* const kind :
-       {"heat", "links", "threads", "timeline", "spacetime", "histogram"}) {
+       {"heat", "links", "threads", "timeline", "spacetime", "histogram", "why"}) {
     const CommandResult result = Plot({kind, "--json", "-"});
     EXPECT_EQ(0, result.exitStatus) << result.err;
     EXPECT_EQ(kind, Json(result.out)["plot"]);
@@ -258,6 +258,23 @@ TEST_F(PlotTest, ABrokenTraceIsDrawnUpToTheBreakWhichIsTold) {
   EXPECT_EQ(1, result.exitStatus);
   EXPECT_THAT(result.err, HasSubstr("the trace ends"));
   EXPECT_THAT(ReadFile(folder.File("a.png")), StartsWith("\x89PNG"));
+}
+
+TEST_F(PlotTest, WhyDrawsTheChainOfTheEventThatIsNamed) {
+  const std::string end = Picture({"why"}, "a.svg");
+  EXPECT_NE(end, Picture({"why", "--record", "3"}, "b.svg"));
+  EXPECT_EQ(Picture({"why", "--record", "36"}, "a.svg"),
+            Picture({"why", "--pe", "0,0", "--cycle", "38"}, "b.svg"));
+  for (const std::vector<std::string>& flags :
+       {std::vector<std::string>{"why", "-o", "p.png", "--cycles", "3:5"},
+        {"why", "-o", "p.png", "--thread", "1"},
+        {"why", "-o", "p.png", "--cycle", "3"},
+        {"why", "-o", "p.png", "--record", "3", "--pe", "0,0"}}) {
+    EXPECT_EQ(Plot(flags).exitStatus, 2) << flags[3];
+  }
+  const CommandResult none = Plot({"why", "-o", "p.png", "--record", "999"});
+  EXPECT_EQ(none.exitStatus, 1);
+  EXPECT_THAT(none.err, HasSubstr("there is no record 999"));
 }
 
 }  // namespace

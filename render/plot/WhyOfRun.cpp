@@ -1,0 +1,106 @@
+#include "render/plot/WhyOfRun.h"
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "measure/NumberText.h"
+#include "render/plot/SpaceTimePlot.h"
+#include "render/plot/WhyPlot.h"
+
+namespace marrowfin {
+namespace {
+
+std::string EventWords(const TraceEvent& event) {
+  const std::string at = PlaceText(event.at.column, event.at.row);
+  return (event.type == FIRE_RECORD ? "fire: PE " + at
+          : event.type == SEND_RECORD
+              ? "message: " + at + " to " + PlaceText(event.to.column, event.to.row)
+              : "transmission: switch at " + at) +
+         ", thread " + std::to_string(event.thread) + ", cycle " + CountText(event.cycle);
+}
+
+std::string ShareText(uint64_t part, uint64_t all) {
+  return PercentText(all == 0 ? 0 : static_cast<double>(part) / static_cast<double>(all));
+}
+
+std::string FindingOf(const PlottedChain& of) {
+  const CausalChain& chain = of.chain;
+  const uint64_t cycles = chain.time.Sum();
+  std::string finding = CountOf(chain.fires, "fire") + " and " +
+                        CountOf(chain.messages, "message") + " over " + CountText(cycles) + " of " +
+                        CountOf(of.lastTime - of.firstTime, "cycle");
+  if (cycles > 0) {
+    finding += ": " + ShareText(chain.time.work, cycles) + " work, " +
+               ShareText(chain.time.travel, cycles) + " travel, " +
+               ShareText(chain.time.wait, cycles) + " wait";
+  }
+  if (chain.longestMessage > 0) {
+    finding += "; longest single message " + CountOf(chain.longestMessage, "cycle");
+  }
+  return finding;
+}
+
+std::string EvidenceWords(const CausalChain& chain) {
+  return chain.IsCertain()
+             ? "causes as the run told them"
+             : "inferred: a fire is taken to use all messages to its PE and thread that were sent "
+               "before; likely, not certain";
+}
+
+PlotNumbers NumbersOf(const PlottedRun& run, const PlottedChain& of) {
+  const CausalChain& chain = of.chain;
+  PlotNumbers numbers;
+  numbers.facts = FactsOf(run);
+  numbers.facts.insert(numbers.facts.end(), {{"record", chain.last},
+                                             {"chainFirstCycle", chain.firstTime},
+                                             {"chainLastCycle", chain.lastTime},
+                                             {"fires", chain.fires},
+                                             {"messages", chain.messages},
+                                             {"transmissions", chain.transmissions},
+                                             {"inferredSteps", chain.inferred},
+                                             {"work", chain.time.work},
+                                             {"travel", chain.time.travel},
+                                             {"wait", chain.time.wait}});
+  NumberTable stops = {"stops", {"cycle", "column", "row"}, {}};
+  for (const ChainStop& stop : of.path.stops) {
+    stops.Add({stop.time, uint64_t{stop.at.column}, uint64_t{stop.at.row}});
+  }
+  NumberTable moves = {"moves", {"fromColumn", "fromRow", "toColumn", "toRow", "times"}, {}};
+  for (const ChainMove& move : of.path.moves) {
+    moves.Add({uint64_t{move.from.column}, uint64_t{move.from.row}, uint64_t{move.to.column},
+               uint64_t{move.to.row}, move.times});
+  }
+  numbers.tables.push_back(std::move(stops));
+  numbers.tables.push_back(std::move(moves));
+  return numbers;
+}
+
+}  // namespace
+
+Plot PlotWhy(const PlottedRun& run, const PlottedChain& of, SpaceTime counted,
+             const PlotStyle& style) {
+  const auto map = std::make_shared<const SpaceTime>(std::move(counted));
+  SpaceTimeColours colours;
+  colours.scale = SpaceTimeScaleOf(RatesOf(*map));
+  colours.unit = "fires per PE per cycle";
+  Plot plot;
+  const std::string event = of.event.type == FIRE_RECORD   ? "fire"
+                            : of.event.type == SEND_RECORD ? "message"
+                                                           : "transmission";
+  plot.words.title = "Chain that led to " + (of.isEnd ? "the last " + event : "this " + event) +
+                     (of.chain.IsCertain() ? "" : " (inferred)");
+  plot.words.finding = FindingOf(of);
+  plot.words.caption = CaptionOf(
+      run, {(of.isEnd ? "last " : "") + EventWords(of.event), EvidenceWords(of.chain),
+            of.level == Level::PE ? "" : "drawn by " + std::string(LevelName(of.level)),
+            "on the array: straight lines are not routes, width = how often the chain goes that "
+            "way, ring = start, square = end",
+            style.slide ? "" : "on the map: background = fires as in spacetime"});
+  plot.numbers = [&run, &of] { return NumbersOf(run, of); };
+  plot.body = std::make_unique<WhyPlot>(run.counts->Places().Shape(), of.level, of.path, map,
+                                        std::move(colours));
+  return plot;
+}
+
+}  // namespace marrowfin
