@@ -12,7 +12,7 @@
 namespace marrowfin {
 
 // Ranges and regions in the words of a command line. Each function tells what is wrong with a text,
-// nothing where it is understood.
+// nothing where it is understood. Threads: any number may call these at a time.
 
 // Numbers from `first` to `last`, both included.
 struct NumberRange {
