@@ -11,6 +11,10 @@
 namespace marrowfin {
 namespace {
 
+constexpr char ARRAY_WORDS[] =
+    "on the array: straight lines are not routes, width = how often the chain goes that way, ring "
+    "= start, square = end";
+
 std::string EventWords(const TraceEvent& event) {
   const std::string at = PlaceText(event.at.column, event.at.row);
   return (event.type == FIRE_RECORD ? "fire: PE " + at
@@ -94,9 +98,7 @@ Plot PlotWhy(const PlottedRun& run, const PlottedChain& of, SpaceTime counted,
   plot.words.caption = CaptionOf(
       run, {(of.isEnd ? "last " : "") + EventWords(of.event), EvidenceWords(of.chain),
             of.level == Level::PE ? "" : "drawn by " + std::string(LevelName(of.level)),
-            "on the array: straight lines are not routes, width = how often the chain goes that "
-            "way, ring = start, square = end",
-            style.slide ? "" : "on the map: background = fires as in spacetime"});
+            ARRAY_WORDS, style.slide ? "" : "on the map: background = fires as in spacetime"});
   plot.numbers = [&run, &of] { return NumbersOf(run, of); };
   plot.body = std::make_unique<WhyPlot>(run.counts->Places().Shape(), of.level, of.path, map,
                                         std::move(colours));
