@@ -51,6 +51,8 @@ struct EventFilter {
   // Whether the event itself meets all conditions; its step, which only the events before it tell,
   // is not looked at.
   bool Matches(const TraceEvent& event) const;
+
+  friend bool operator==(const EventFilter&, const EventFilter&) = default;
 };
 
 }  // namespace marrowfin

@@ -24,6 +24,8 @@ struct Region {
   static Region Element(Place place) { return {place, place}; }
   static Region Domain(const ArrayShape& shape, uint32_t column, uint32_t row);
   static Region Cluster(const ArrayShape& shape, uint32_t column, uint32_t row);
+
+  friend bool operator==(const Region&, const Region&) = default;
 };
 
 }  // namespace marrowfin

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "trace/base/UnnamedFile.h"
 #include "trace/index/IndexStore.h"
 #include "trace/write/AtomicFile.h"
 
@@ -78,20 +79,6 @@ std::vector<std::string> Places(const std::string& traceName) {
   return places;
 }
 
-int OpenUnnamed(const std::string& folder) {
-  const int descriptor = open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
-  if (descriptor != -1) {
-    return descriptor;
-  }
-  // Not every file system can make files without a name.
-  std::string name = folder + "/marrowfin-XXXXXX";
-  const int named = mkostemp(name.data(), O_CLOEXEC);
-  if (named != -1) {
-    unlink(name.c_str());
-  }
-  return named;
-}
-
 // Beyond this limit (ulimit -f) a write would not fail but end the process.
 bool FitsLimit(uint64_t size) {
   struct rlimit limit;
@@ -115,9 +102,8 @@ class FileInPlace {
   Fault Open(const std::string& place, uint32_t permissions) {
     name = place;
     if (place.empty()) {
-      const char* folder = getenv("TMPDIR");
-      shownName = folder != nullptr && *folder != '\0' ? folder : "/tmp";
-      kept = OpenUnnamed(shownName);
+      shownName = TemporaryFolder();
+      kept = OpenUnnamedFile(shownName);
       return kept == -1 ? Reworded(SystemFault(shownName, "cannot create", errno), "") : Fault();
     }
     shownName = place;

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <random>
@@ -15,6 +17,7 @@
 #include "trace/read/Packing.h"
 #include "trace/read/Reader.h"
 #include "trace/read/Unpack.h"
+#include "trace/read/UnpackedTrace.h"
 
 namespace marrowfin::testing {
 namespace {
@@ -189,6 +192,48 @@ TEST_F(PackedTraceTest, PackedTraceThatIsCutAtAnyByteIsAFaultButBetweenMembersAn
       EXPECT_TRUE((first + second).starts_with(unpacked.bytes)) << size;
     }
   }
+}
+
+std::string AllOf(const TraceSource& trace) {
+  std::string bytes(trace.Size(), '\0');
+  EXPECT_TRUE(IsFine(trace.Copy(0, bytes.size(), reinterpret_cast<uint8_t*>(bytes.data()))));
+  return bytes;
+}
+
+TEST_F(PackedTraceTest, ATraceThatIsUnpackedIntoAFileCanBeReadAnywhere) {
+  for (const auto& pack : {Gzip, Zstd}) {
+    WriteFile(folder.File("t"), pack(trace));
+    uint64_t told = 0;
+    const Result<UnpackedTrace> opened =
+        OpenUnpacked(folder.File("t"), [&](const Progress& now) { return (told = now.done) > 0; });
+    ASSERT_TRUE(IsFine(opened.Why()));
+    EXPECT_TRUE(opened->packed);
+    EXPECT_TRUE(AllOf(*opened->trace) == trace);
+    EXPECT_EQ(opened->trace->Name(), folder.File("t"));
+    EXPECT_EQ(told, pack(trace).size());
+  }
+  WriteFile(folder.File("t"), trace);
+  const Result<UnpackedTrace> opened = OpenUnpacked(folder.File("t"));
+  ASSERT_TRUE(IsFine(opened.Why()));
+  EXPECT_FALSE(opened->packed);
+  EXPECT_TRUE(AllOf(*opened->trace) == trace);
+}
+
+TEST_F(PackedTraceTest, WhatDoesNotUnpackIntoAFileIsAFault) {
+  const std::string packed = Gzip(trace);
+  WriteFile(folder.File("t"), packed.substr(0, packed.size() / 2));
+  EXPECT_EQ(OpenUnpacked(folder.File("t")).Why().kind, Fault::DAMAGED_INPUT);
+  WriteFile(folder.File("t"), packed);
+  const Fault stopped = OpenUnpacked(folder.File("t"), [](const Progress&) { return false; }).Why();
+  EXPECT_EQ(stopped.kind, Fault::CANCELLED);
+  ASSERT_EQ(mkfifo(folder.File("pipe").c_str(), 0600), 0);
+  EXPECT_EQ(OpenUnpacked(folder.File("pipe")).Why().reason,
+            "a pipe or device cannot be read out of order");
+  setenv("TMPDIR", folder.File("none").c_str(), 1);
+  const Fault nowhere = OpenUnpacked(folder.File("t")).Why();
+  unsetenv("TMPDIR");
+  EXPECT_EQ(nowhere.file, folder.File("none"));
+  EXPECT_EQ(nowhere.remedy, "set TMPDIR to a folder that can be written");
 }
 
 }  // namespace
