@@ -25,10 +25,12 @@ class OutputApartTest : public CommandFixture {
                                                   {"stats", "x.trace"},
                                                   {"notes", "x.trace"},
                                                   {"report", "x.trace"},
+                                                  {"diff", "x.trace", "x.trace"},
                                                   {"plot", "heat", "x.trace"},
                                                   {"plot", "links", "x.trace"},
                                                   {"plot", "threads", "x.trace"},
-                                                  {"plot", "timeline", "x.trace"}}) {
+                                                  {"plot", "timeline", "x.trace"},
+                                                  {"plot", "diff", "x.trace", "x.trace"}}) {
       std::vector<std::string> line = words;
       line.insert(line.end(), {"-o", output});
       ExpectFailure(2, output + ": " + what + "\n  Name another file with -o.\n", Run(line));

@@ -217,7 +217,8 @@ TEST_F(PlotTest, CommandLinesThatMakeNoPictureAreRefused) {
                                                 {"heat", "-o", "a.png", "--size", "5x5x5"},
                                                 {"heat", "-o", "a.png", "--text", "9"},
                                                 {"heat", "-o", "a.png", "--scale-max", "0"},
-                                                {"heat", "-o", "a.png", "--theme", "pink"}}) {
+                                                {"heat", "-o", "a.png", "--theme", "pink"},
+                                                {"diff", "-o", "a.png"}}) {
     const CommandResult result = Plot(flags);
     EXPECT_EQ(2, result.exitStatus) << flags.back();
     EXPECT_NE("", result.err);
@@ -275,6 +276,32 @@ TEST_F(PlotTest, WhyDrawsTheChainOfTheEventThatIsNamed) {
   const CommandResult none = Plot({"why", "-o", "p.png", "--record", "999"});
   EXPECT_EQ(none.exitStatus, 1);
   EXPECT_THAT(none.err, HasSubstr("there is no record 999"));
+}
+
+TEST_F(PlotTest, ADifferenceOfTwoRunsIsAPictureOfBoth) {
+  Trace("fire 0 0 0 0\nfire 1 0 0 0\nfire 9 1 3 3\n", "other.trace");
+  const std::string plain = Picture({"diff", "other.trace"}, "a.svg");
+  EXPECT_THAT(plain, StartsWith("<?xml"));
+  EXPECT_EQ(plain, Picture({"diff", "other.trace"}, "b.svg"));
+  for (const std::vector<std::string>& flags : {std::vector<std::string>{"--measure", "idle"},
+                                                {"--measure", "transmissions"},
+                                                {"--level", "cluster"},
+                                                {"--theme", "print"},
+                                                {"--cycles", "0:5"},
+                                                {"--size", "slide"}}) {
+    std::vector<std::string> words = {"diff", "other.trace"};
+    words.insert(words.end(), flags.begin(), flags.end());
+    EXPECT_NE(plain, Picture(words, "b.svg")) << flags[1];
+  }
+  const CommandResult numbers = Plot({"diff", "other.trace", "--json", "-"});
+  EXPECT_EQ(0, numbers.exitStatus) << numbers.err;
+  EXPECT_EQ("diff", Json(numbers.out)["plot"]);
+  EXPECT_THAT(Plot({"diff", "other.trace", "--csv", "-"}).out,
+              StartsWith("column,row,a,b,change\n"));
+  for (const char* const name : {"t.trace", "other.trace"}) {
+    EXPECT_EQ(2, Plot({"diff", "other.trace", "--csv", name}).exitStatus);
+  }
+  EXPECT_EQ(1, Plot({"diff", "none.trace", "-o", "a.png"}).exitStatus);
 }
 
 }  // namespace

@@ -354,6 +354,10 @@ class ExamplesTest : public SubcommandsTest {
   ExamplesTest() {
     LongTrace(20000, "run.trace");
     EXPECT_EQ(0, Shell("zstd -q run.trace").exitStatus);
+    for (const char* const name : {"new.trace", "old.trace", "expected.trace"}) {
+      fs::copy_file(folder.File("run.trace"), folder.File(name));
+    }
+    EXPECT_EQ(0, Shell("zstd -q old.trace").exitStatus);
     testing::WriteFile(folder.File("capture.json"),
                        R"([{"proc":"BRISC","sx":1,"sy":2,"timestamp":10,"type":"WRITE_FLUSH"}])");
     RecordNotes("noted.trace");
@@ -386,6 +390,8 @@ TEST_F(ExamplesTest, EveryExampleOfTheHelpRunsAsItStands) {
                                             {"why", "--help"},
                                             {"expect", "--help"},
                                             {"completion", "--help"},
+                                            {"diff", "--help"},
+                                            {"plot", "diff", "--help"},
                                             {"import", "--help"},
                                             {"synth", "--help"}}) {
     const Line examples = ExamplesIn(Run(line).out, "\nExamples:\n");

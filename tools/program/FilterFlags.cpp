@@ -37,14 +37,18 @@ void AddRegion(CLI::App& app, const std::string& name, std::optional<RegionWords
   AddParsed(app, name, "REGION", region, ParseRegion, help);
 }
 
-void FilterFlags::Declare(CLI::App& app) {
-  AddParsed(app, "--records", "RANGE", records, ParseRange,
-            "Events by number, counted from 0: 7, or 7:9, 7: and :9, ends included");
+void FilterFlags::Declare(CLI::App& app, bool numbered) {
+  if (numbered) {
+    AddParsed(app, "--records", "RANGE", records, ParseRange,
+              "Events by number, counted from 0: 7, or 7:9, 7: and :9, ends included");
+  }
   AddParsed(app, "--cycles", "RANGE", cycles, ParseRange, "Events of these cycles");
-  AddParsed(app, "--steps", "RANGE", steps, ParseRange,
-            "Events that these animation steps of the viewer consume");
-  app.add_option("-F", skipTo, "The viewer skips to this cycle first (with --steps)")
-      ->transform(CLI::Validator(MakeSignedDecimal, ""));
+  if (numbered) {
+    AddParsed(app, "--steps", "RANGE", steps, ParseRange,
+              "Events that these animation steps of the viewer consume");
+    app.add_option("-F", skipTo, "The viewer skips to this cycle first (with --steps)")
+        ->transform(CLI::Validator(MakeSignedDecimal, ""));
+  }
   app.add_option("--type", types, "fire, send or switch; several with commas between")
       ->delimiter(',')
       ->check(CLI::IsMember({TYPE_NAMES[0], TYPE_NAMES[1], TYPE_NAMES[2]}));

@@ -26,7 +26,8 @@ struct FilterFlags {
   std::optional<uint32_t> thread;
   std::optional<RegionWords> region;
 
-  void Declare(CLI::App& app);
+  // With `numbered`, also those that name records and steps.
+  void Declare(CLI::App& app, bool numbered = true);
 
   // A refusal of flags that say nothing together.
   MaybeFailure Check() const;

@@ -79,7 +79,11 @@ Fault Follow(const RunFlags& flags, const Console& console, CountedRun& run) {
 
 void RunFlags::Declare(CLI::App& app) {
   app.add_option("TRACE", trace, "The trace: a plain file")->required();
-  filter.Declare(app);
+  DeclareConditions(app, true);
+}
+
+void RunFlags::DeclareConditions(CLI::App& app, bool numbered) {
+  filter.Declare(app, numbered);
   shape.Declare(app);
 }
 
@@ -121,6 +125,10 @@ MaybeFailure OpenRun(const RunFlags& flags, const Console& console, CountedRun& 
   if (MaybeFailure failure = OpenIndexed(flags.trace, console, run.trace)) {
     return failure;
   }
+  return DescribeRun(flags, console, run);
+}
+
+MaybeFailure DescribeRun(const RunFlags& flags, const Console& console, CountedRun& run) {
   run.companion = OpenCompanion(*run.trace.file, console);
   return ChooseShape(flags, run);
 }
@@ -130,6 +138,11 @@ MaybeFailure CountRunOf(const RunFlags& flags, bool withPackets, const Console& 
   if (MaybeFailure failure = OpenRun(flags, console, run)) {
     return failure;
   }
+  return CountOpened(flags, withPackets, console, run);
+}
+
+MaybeFailure CountOpened(const RunFlags& flags, bool withPackets, const Console& console,
+                         CountedRun& run) {
   if (MaybeFailure failure = ChooseFilter(flags, run)) {
     return failure;
   }

@@ -25,6 +25,10 @@ struct RunFlags {
 
   void Declare(CLI::App& app);
 
+  // Without the trace; and without the numbers of records and steps where those say nothing, which
+  // are not the same of two runs.
+  void DeclareConditions(CLI::App& app, bool numbered);
+
   // The flag of those that tell of packets.
   void DeclarePackets(CLI::App& app);
   MaybeFailure Check() const;
@@ -49,7 +53,10 @@ struct CountedRun {
 // then. What is not believed of a companion is told on console.err and is no failure.
 MaybeFailure OpenRun(const RunFlags& flags, const Console& console, CountedRun& run);
 
-// The same, and counts.
+// The same of a trace that is open with its index.
+MaybeFailure DescribeRun(const RunFlags& flags, const Console& console, CountedRun& run);
+
+// Opens and counts.
 MaybeFailure CountRunOf(const RunFlags& flags, bool withPackets, const Console& console,
                         CountedRun& run);
 
@@ -73,6 +80,10 @@ auto AskRun(const RunFlags& flags, const Console& console, CountedRun& run, Ask 
 
 // That packets are asked for where nothing tells any.
 Fault NothingTellsPackets(const RunFlags& flags);
+
+// Counts what OpenRun or DescribeRun left.
+MaybeFailure CountOpened(const RunFlags& flags, bool withPackets, const Console& console,
+                         CountedRun& run);
 
 // That the trace breaks off before all that was asked for: a failure that is told behind the
 // answer.

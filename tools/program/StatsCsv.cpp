@@ -1,37 +1,13 @@
-#include <charconv>
 #include <string>
 
+#include "tools/program/CsvLines.h"
 #include "tools/program/RunAnswer.h"
 
 namespace marrowfin {
 namespace {
 
-// Lines of values, commas between them. Reals have as many digits as tell them from all others.
-class Lines {
- public:
-  explicit Lines(const std::string& names) : text(names + "\n") {}
-
-  template <class... Values>
-  void Add(Values... values) {
-    (Put(values), ...);
-    text.back() = '\n';
-  }
-
-  std::string text;
-
- private:
-  void Put(double value) {
-    char digits[64];
-    text.append(digits, std::to_chars(digits, digits + sizeof(digits), value).ptr);
-    text += ',';
-  }
-  void Put(uint64_t value) { text += std::to_string(value) + ","; }
-  void Put(uint32_t value) { Put(uint64_t{value}); }
-  void Put(const char* word) { text += std::string(word) + ","; }
-};
-
 std::string Elements(const RunAnswer& answer) {
-  Lines lines("column,row,fires,sends,receives,activeCycles,utilisation,longestGap");
+  CsvLines lines("column,row,fires,sends,receives,activeCycles,utilisation,longestGap");
   const std::vector<ElementCounts>& elements = answer.counts->Places().Elements();
   for (size_t i = 0; i < elements.size(); ++i) {
     const ElementCounts& e = elements[i];
@@ -43,7 +19,7 @@ std::string Elements(const RunAnswer& answer) {
 }
 
 std::string Clusters(const RunAnswer& answer) {
-  Lines lines("column,row,fires,sends,receives,transmissions");
+  CsvLines lines("column,row,fires,sends,receives,transmissions");
   std::vector<ElementCounts> clusters(answer.shape.Switches());
   const std::vector<ElementCounts>& elements = answer.counts->Places().Elements();
   for (size_t i = 0; i < elements.size(); ++i) {
@@ -64,7 +40,7 @@ std::string Clusters(const RunAnswer& answer) {
 }
 
 std::string Links(const RunAnswer& answer) {
-  Lines lines("column,row,heading,messages,load");
+  CsvLines lines("column,row,heading,messages,load");
   const LinkMeasures& links = answer.measures.links;
   const Mesh& mesh = links.loads.mesh;
   for (uint32_t row = 0; row < mesh.nodes.rows; ++row) {
@@ -82,7 +58,7 @@ std::string Links(const RunAnswer& answer) {
 }
 
 std::string Time(const RunAnswer& answer) {
-  Lines lines("firstCycle,cycles,fires,sends,transmissions");
+  CsvLines lines("firstCycle,cycles,fires,sends,transmissions");
   const Timeline& times = answer.counts->Times();
   for (size_t column = 0; column < times.Columns().Count(); ++column) {
     lines.Add(times.Columns().FirstOf(column), times.Columns().WidthOf(column),
@@ -93,7 +69,7 @@ std::string Time(const RunAnswer& answer) {
 }
 
 std::string Distances(const RunAnswer& answer) {
-  Lines lines("distance,messages");
+  CsvLines lines("distance,messages");
   for (const auto& [distance, messages] : answer.measures.distances.Counts()) {
     lines.Add(distance, messages);
   }
@@ -101,7 +77,7 @@ std::string Distances(const RunAnswer& answer) {
 }
 
 std::string Traffic(const RunAnswer& answer) {
-  Lines lines("fromColumn,fromRow,toColumn,toRow,messages");
+  CsvLines lines("fromColumn,fromRow,toColumn,toRow,messages");
   const std::vector<uint64_t>& traffic = answer.counts->Traffic();
   const uint64_t columns = answer.shape.clusters.columns;
   const uint64_t clusters = answer.shape.Switches();
@@ -115,7 +91,7 @@ std::string Traffic(const RunAnswer& answer) {
 }
 
 std::string Latency(const RunAnswer& answer) {
-  Lines lines("firstCycle,lastCycle,injected,delivered,mean,p50,p95,p99,max");
+  CsvLines lines("firstCycle,lastCycle,injected,delivered,mean,p50,p95,p99,max");
   if (!answer.packets) {
     return lines.text;
   }

@@ -1,0 +1,157 @@
+#include "tools/program/DiffInput.h"
+
+#include <utility>
+
+#include "measure/AlignRuns.h"
+#include "tools/program/Interruption.h"
+#include "tools/program/ProgressLine.h"
+#include "trace/index/IndexStore.h"
+#include "trace/read/FittingShapes.h"
+#include "trace/read/UnpackedTrace.h"
+
+namespace marrowfin {
+namespace {
+
+// Does something with a line of progress about bytes.
+template <class Do>
+auto WatchBytes(const std::string& task, const Console& console, Do work) {
+  const Interruption interruption;
+  ProgressLine line(console.terminal, task, "MB", 1e6);
+  return work([&](const Progress& now) {
+    line.Update(now.done, now.all);
+    return !interruption.Asked();
+  });
+}
+
+MaybeFailure OpenOne(const std::string& name, const Console& console, CountedRun& run,
+                     bool& packed) {
+  Result<UnpackedTrace> opened =
+      WatchBytes("unpacking " + name, console,
+                 [&](const ProgressCallback& progress) { return OpenUnpacked(name, progress); });
+  if (!opened) {
+    return IndexingFailureOf(opened.Why(), name);
+  }
+  run.trace.file = std::move(opened->trace);
+  packed = opened->packed;
+  return std::nullopt;
+}
+
+// An unpacked trace is another one each time: its index is of no use to anyone later.
+MaybeFailure IndexUnpacked(const Console& console, IndexedTrace& trace) {
+  const std::unique_ptr<IndexStore> store = IndexInMemory();
+  Result<std::unique_ptr<Index>> index = WatchBytes(
+      "indexing " + trace.file->Name(), console,
+      [&](const ProgressCallback& progress) { return Index::Open(*trace.file, *store, progress); });
+  if (!index) {
+    return IndexingFailureOf(index.Why(), trace.file->Name());
+  }
+  trace.index = std::move(index).Take();
+  return std::nullopt;
+}
+
+MaybeFailure IndexOne(const std::string& name, bool packed, const Console& console,
+                      CountedRun& run) {
+  if (run.trace.index) {
+    return std::nullopt;
+  }
+  return packed ? IndexUnpacked(console, run.trace) : OpenIndexed(name, console, run.trace);
+}
+
+// Whether the array of a run is only known from its events.
+bool IsGuessed(const CountedRun& run) {
+  const About* const about = run.companion->GetAbout();
+  return about == nullptr || !about->array;
+}
+
+// One array for both, where that of one of the traces shows the other too: a run in which fewer
+// elements did something is no run of a smaller array.
+void ShareShape(DiffedRuns& runs) {
+  for (const bool ofA : {true, false}) {
+    CountedRun& one = ofA ? runs.a : runs.b;
+    CountedRun& other = ofA ? runs.b : runs.a;
+    if (HoldsTrace(one.question.shape, other.trace.index->GetSummary()) &&
+        one.question.shape.Elements() >= other.question.shape.Elements()) {
+      other.question.shape = one.question.shape;
+      return;
+    }
+  }
+}
+
+}  // namespace
+
+void DiffFlags::Declare(CLI::App& app) { run.DeclareConditions(app, false); }
+
+RunFlags DiffFlags::OfOther() const {
+  RunFlags flags = run;
+  flags.trace = other;
+  return flags;
+}
+
+MaybeFailure OpenDiffed(const DiffFlags& flags, const Console& console, DiffedRuns& runs) {
+  if (MaybeFailure failure = OpenOne(flags.run.trace, console, runs.a, runs.packedA)) {
+    return failure;
+  }
+  return OpenOne(flags.other, console, runs.b, runs.packedB);
+}
+
+MaybeFailure DescribeDiffed(const DiffFlags& flags, const Console& console, DiffedRuns& runs) {
+  if (runs.a.companion && runs.b.companion) {
+    return std::nullopt;
+  }
+  for (const bool ofA : {true, false}) {
+    CountedRun& run = ofA ? runs.a : runs.b;
+    const RunFlags ofRun = ofA ? flags.run : flags.OfOther();
+    const bool packed = ofA ? runs.packedA : runs.packedB;
+    if (MaybeFailure failure = IndexOne(ofRun.trace, packed, console, run)) {
+      return failure;
+    }
+    if (MaybeFailure failure = DescribeRun(ofRun, console, run)) {
+      return failure;
+    }
+  }
+  if (!flags.run.shape.Given() && IsGuessed(runs.a) && IsGuessed(runs.b)) {
+    ShareShape(runs);
+  }
+  return std::nullopt;
+}
+
+MaybeFailure CountDiffed(const DiffFlags& flags, bool withPackets, const Console& console,
+                         DiffedRuns& runs) {
+  if (MaybeFailure failure = DescribeDiffed(flags, console, runs)) {
+    return failure;
+  }
+  if (MaybeFailure failure = CountOpened(flags.run, withPackets, console, runs.a)) {
+    return failure;
+  }
+  return CountOpened(flags.OfOther(), withPackets, console, runs.b);
+}
+
+MaybeFailure AlignDiffed(const DiffFlags& flags, AlignQuestion question, const Console& console,
+                         DiffedRuns& runs, RunAlignment& aligned) {
+  const FilterFlags& filter = flags.run.filter;
+  const bool needsArray = filter.region && filter.region->NeedsArray();
+  if (needsArray) {
+    if (MaybeFailure failure = DescribeDiffed(flags, console, runs)) {
+      return failure;
+    }
+  }
+  for (const bool ofA : {true, false}) {
+    const CountedRun& run = ofA ? runs.a : runs.b;
+    if (MaybeFailure failure = filter.FilterFor(
+            run.trace.file->Name(), needsArray ? std::optional(run.question.shape) : std::nullopt,
+            ofA ? question.filterA : question.filterB)) {
+      return failure;
+    }
+  }
+  Result<RunAlignment> result =
+      WatchBytes("comparing", console, [&](const ProgressCallback& progress) {
+        return AlignRuns(*runs.a.trace.file, *runs.b.trace.file, question, progress);
+      });
+  if (!result) {
+    return FailureOf(result.Why());
+  }
+  aligned = std::move(result).Take();
+  return std::nullopt;
+}
+
+}  // namespace marrowfin
