@@ -2,7 +2,7 @@
 //
 // usage: marrowfin_measure_bench [--quick] FOLDER
 //
-// A trace goes to FOLDER, which needs 1 GB (--quick: 0.1 GB), and is removed again. Times are
+// Traces go to FOLDER, which needs 2 GB (--quick: 0.2 GB), and are removed again. Times are
 // medians of what takes turns, by the clock ("elapsed"): several threads work. Exits with 3 where a
 // bar is not met.
 
@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/measure/Differing.h"
 #include "bench/trace/Measure.h"
 #include "bench/trace/Table.h"
 #include "measure/CountRun.h"
@@ -125,6 +126,7 @@ int Run(const std::string& folder, bool quick) {
   for (const uint32_t side : {64U, 256U}) {
     MeasureRun(folder, side, quick ? SMALL : LARGE);
   }
+  MeasureDiffering(folder, quick ? SMALL : LARGE);
   printf("\n%d lines not met\n", NotMet());
   return NotMet() == 0 ? 0 : 3;
 }
