@@ -5,6 +5,7 @@
 
 #include "measure/NumberText.h"
 #include "render/plot/ArrayGrid.h"
+#include "render/plot/DiffOfRuns.h"
 #include "render/plot/HeatOfRun.h"
 #include "render/plot/LatencyOfRun.h"
 #include "render/plot/LinksOfRun.h"
@@ -57,6 +58,7 @@ class Body {
 
   void Head();
   void Verdicts();
+  void Difference();
   void Numbers();
   void Where();
   void When();
@@ -144,6 +146,28 @@ void Body::Verdicts() {
       (counts.untold == 0 ? "" : ", " + CountText(counts.untold) + " cannot be told") +
       (counts.skipped == 0 ? "" : ", " + CountText(counts.skipped) + " skipped") + ".</p>\n" +
       TableHtml(VerdictTable(*reported.verdicts)));
+  EndSection();
+}
+
+// What changed from another run, if there is one.
+void Body::Difference() {
+  if (!reported.difference) {
+    return;
+  }
+  const ReportedDifference& difference = *reported.difference;
+  Section("Difference");
+  Add(Paragraph(DifferenceText(difference)));
+  if (!difference.aligned.sameBytes) {
+    Add("<div class=\"pair\">\n");
+    const DiffWish wish = {UnitMeasure::FIRES, MapLevelOf(difference.run.counts->Places().Shape())};
+    const PlotStyle style = StyleOf(PlotStyle::COLUMN);
+    AddFigure(PlotDiff(difference.run, difference.other, wish, style), style, "diff");
+    const std::string changes = TableHtml(ChangeTable(difference));
+    Add(changes.empty() ? Paragraph("Every measure is the same.") : changes);
+    const std::string phases = TableHtml(PhasePairTable(difference));
+    Add(phases.empty() ? "" : "<div class=\"wide\">\n" + phases + "</div>\n");
+    Add("</div>\n");
+  }
   EndSection();
 }
 
@@ -307,6 +331,7 @@ Result<std::string> ReportPage(const ReportedRun& reported, const Theme& theme) 
   body.Head();
   body.Add("<main>\n");
   body.Verdicts();
+  body.Difference();
   body.Numbers();
   body.Where();
   body.When();

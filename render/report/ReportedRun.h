@@ -8,6 +8,7 @@
 #include "measure/CountThreads.h"
 #include "render/plot/PlottedRun.h"
 #include "render/report/ReportCauses.h"
+#include "render/report/ReportDifference.h"
 #include "render/report/ReportVerdicts.h"
 #include "trace/base/About.h"
 #include "trace/base/Fault.h"
@@ -26,8 +27,9 @@ struct ReportedRun {
   const Summary* summary = nullptr;          // of the whole trace, with why it was not read further
   std::optional<ThreadMap> threads;          // of a run with fires, at MapLevelOf its array
   std::optional<ReportedVerdicts> verdicts;  // where rules were asked
-  std::optional<ReportedCauses> causes;      // where they were looked for, and there are any
-  std::string noCauses;                      // why they were not looked for
+  std::optional<ReportedDifference> difference;  // where it was held against another run
+  std::optional<ReportedCauses> causes;          // where they were looked for, and there are any
+  std::string noCauses;                          // why they were not looked for
 
   std::string file;     // the trace, as commands name it
   std::string command;  // that makes the page again

@@ -11,6 +11,7 @@
 #include "render/report/PdfPrinter.h"
 #include "render/report/ReportPage.h"
 #include "tools/program/CompanionInput.h"
+#include "tools/program/DiffInput.h"
 #include "tools/program/ExpectInput.h"
 #include "tools/program/Interruption.h"
 #include "tools/program/Output.h"
@@ -29,12 +30,13 @@ constexpr char footer[] =
     "  marrowfin-trace report run.trace -o report.html --pdf report.pdf\n"
     "  marrowfin-trace report run.trace --cycles 5000:9999 --theme dark -o report.html\n"
     "  marrowfin-trace report run.trace --packets thread -o report.html\n"
-    "  marrowfin-trace report run.trace --expect rules.toml -o report.html\n"
+    "  marrowfin-trace report run.trace --against old.trace --expect rules.toml -o report.html\n"
     "\n"
     "One page about a run: sentences, numbers, pictures with the numbers behind them. It needs no\n"
     "network and no script. Rates are by cycle of the range that is asked for; docs/measures.md\n"
     "defines each number. The same trace and flags give the same bytes.\n"
     "\n"
+    "With --against the page tells what changed from another run, as diff does.\n"
     "With --expect the page has the verdicts of rules (docs/expect.md), whatever they are: the "
     "exit\n"
     "status of expect tells whether they hold.\n"
@@ -48,6 +50,7 @@ struct ReportFlags {
   RunFlags run;
   std::optional<std::string> page;
   std::optional<std::string> pdf;
+  std::optional<std::string> against;
   std::optional<std::string> rules;
   bool noCauses = false;
   std::string theme = "light";
@@ -70,6 +73,10 @@ MaybeFailure CheckFlags(const ReportFlags& flags) {
   for (const auto& [name, flag] : {std::pair{&flags.page, "-o"}, {&flags.pdf, "--pdf"}}) {
     if (*name) {
       if (MaybeFailure failure = CheckOutputApart(flags.run.trace, **name, flag)) {
+        return failure;
+      }
+      if (MaybeFailure failure =
+              flags.against ? CheckOutputApart(*flags.against, **name, flag) : std::nullopt) {
         return failure;
       }
     }
@@ -109,6 +116,35 @@ MaybeFailure MapThreads(const ReportFlags& flags, const Console& console, Counte
     return IndexingFailureOf(map.Why(), flags.run.trace);
   }
   reported.threads = std::move(map).Take();
+  return std::nullopt;
+}
+
+// What changed from another run, whose counts stay in `runs`.
+MaybeFailure HoldAgainst(const ReportFlags& flags, const Console& console, DiffedRuns& runs,
+                         ReportedRun& reported) {
+  if (!flags.against) {
+    return std::nullopt;
+  }
+  const DiffFlags diff = {flags.run, *flags.against};
+  if (MaybeFailure failure = OpenDiffed(diff, console, runs)) {
+    return failure;
+  }
+  ReportedDifference difference;
+  difference.other.trace = std::filesystem::path(*flags.against).filename();
+  if (MaybeFailure failure =
+          AlignDiffed(diff, AlignQuestion(), console, runs, difference.aligned)) {
+    return failure;
+  }
+  if (!difference.aligned.sameBytes) {
+    if (MaybeFailure failure = CountDiffed(diff, true, console, runs)) {
+      return failure;
+    }
+    difference.run = PlottedRunOf(flags.run, runs.a);
+    difference.other = PlottedRunOf(diff.OfOther(), runs.b);
+    difference.phases = PairPhases(difference.run.measures, runs.a.counts->Times().Columns(),
+                                   difference.other.measures, runs.b.counts->Times().Columns());
+  }
+  reported.difference = std::move(difference);
   return std::nullopt;
 }
 
@@ -260,6 +296,10 @@ MaybeFailure MakeReport(const ReportFlags& flags, const Console& console) {
     return failure;
   }
   ReportedRun reported = ReportedRunOf(flags, counted);
+  DiffedRuns runs;
+  if (MaybeFailure failure = HoldAgainst(flags, console, runs, reported)) {
+    return failure;
+  }
   if (MaybeFailure failure = MapThreads(flags, console, counted, reported)) {
     return failure;
   }
@@ -298,7 +338,7 @@ std::vector<std::string> GivenOptions(const CLI::App& app) {
       continue;
     }
     for (const std::string& value : option->results()) {
-      const bool isFile = name == "--expect";
+      const bool isFile = name == "--expect" || name == "--against";
       words.insert(words.end(),
                    {name, isFile ? std::filesystem::path(value).filename().string() : value});
     }
@@ -312,6 +352,7 @@ Action Configure(CLI::App& app) {
   flags->run.DeclarePackets(app);
   app.add_option("-o,--output", flags->page, "The page, HTML; - for standard output");
   app.add_option("--pdf", flags->pdf, "The page as it is printed");
+  app.add_option("--against", flags->against, "Hold the run against this one");
   app.add_option("--expect", flags->rules, "Hold the run against the rules of this file");
   app.add_flag("--no-causes", flags->noCauses,
                "Leave out the critical path, which takes longest to find");

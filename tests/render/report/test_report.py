@@ -359,6 +359,39 @@ def test_rules_that_cannot_be_read_make_no_page_and_are_not_written_over(folder)
     assert (folder / "rules.toml").read_text().startswith("[[rule]]")
 
 
+def test_the_difference_is_that_which_diff_tells(folder):
+    records = busy_run()
+    (folder / "old.trace").write_bytes(b"".join(records[:4000]))
+    page = page_of(folder, "--against", str(folder / "old.trace"))
+    assert next(iter(page.sections())) == "Difference"
+    section = page.sections()["Difference"]
+    diff = run(folder, "diff", "run.trace", "old.trace", "--csv", "measures").stdout.decode()
+    changed = [line.split(",") for line in diff.splitlines()[1:]]
+    changed = [line for line in changed if line[1] != line[2]]
+    assert 10 < len(rows_of(page, "table-changes")) <= len(changed)
+    fires = {row[0]: row for row in rows_of(page, "table-changes")}["fires"]
+    assert fires[1:4] == ["2,750", "2,000", "+750"]
+    assert "Held against old.trace: " in section.text() and "the first is cycle 333" in section.text()
+    assert [e.attributes["id"] for e in section.all("figure")] == ["diff"]
+    assert "--against old.trace" in page.root.text() and str(folder) not in page.root.text()
+
+
+def test_the_same_run_is_equal_to_itself(folder):
+    (folder / "old.trace").write_bytes((folder / "run.trace").read_bytes())
+    section = page_of(folder, "--against", "old.trace").sections()["Difference"]
+    assert "equal, every byte is the same" in section.text()
+    assert list(section.all("table")) == []
+
+
+def test_the_other_run_is_not_written_over(folder):
+    (folder / "old.trace").write_bytes(b"".join(busy_run()))
+    result = run(folder, "report", "run.trace", "--against", "old.trace", "-o", "old.trace")
+    assert result.returncode == 2
+    result = run(folder, "report", "run.trace", "--against", "none.trace", "-o", "page.html")
+    assert result.returncode == 1 and b"none.trace" in result.stderr
+    assert not (folder / "page.html").exists()
+
+
 def test_faults_of_the_trace_are_told_in_the_page_and_by_the_status(folder):
     whole = b"".join(busy_run())
     back = record(FIRE, 3, 0, 1, 1) + record(FIRE, 2, 0, 1, 1)
