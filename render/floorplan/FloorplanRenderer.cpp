@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <utility>
 
 #include "render/floorplan/FloorplanShapes.h"
@@ -50,7 +51,7 @@ class Brush {
 // The middle of a box, `share` as wide and high.
 PixelBox Shrunk(const PixelBox& box, double share) {
   const auto shrink = [share](int64_t side) {
-    return std::max<int64_t>(1, static_cast<int64_t>(static_cast<double>(side) * share + 0.5));
+    return std::max<int64_t>(1, std::lround(static_cast<double>(side) * share));
   };
   const int64_t width = shrink(box.width);
   const int64_t height = shrink(box.height);
