@@ -53,12 +53,12 @@ TEST(RunDiffTest, NothingChangesFromARunToItself) {
 
 TEST(RunDiffTest, AChangeIsWhatTheFirstRunHasMoreThanTheSecond) {
   const MeasuredTrace a({{FIRE_RECORD, 0, 0, {0, 0}, {}},
-                        {FIRE_RECORD, 1, 0, {0, 0}, {}},
-                        {FIRE_RECORD, 2, 0, {1, 0}, {}},
-                        {FIRE_RECORD, 3, 0, {0, 0}, {}}},
-                       {1, 1, 2});
+                         {FIRE_RECORD, 1, 0, {0, 0}, {}},
+                         {FIRE_RECORD, 2, 0, {1, 0}, {}},
+                         {FIRE_RECORD, 3, 0, {0, 0}, {}}},
+                        {1, 1, 2});
   const MeasuredTrace b({{FIRE_RECORD, 0, 0, {0, 0}, {}}, {FIRE_RECORD, 1, 0, {1, 0}, {}}},
-                       {1, 1, 2});
+                        {1, 1, 2});
   const std::vector<Change> changes = ChangesOf(AsMeasured(a), AsMeasured(b));
   EXPECT_THAT(Of(changes, "cycles").Difference(), Optional(2));
   EXPECT_THAT(Of(changes, "cycles").Relative(), Optional(1));
