@@ -26,6 +26,7 @@ struct Element {
   std::vector<Waiting> waiting;
   size_t next = 0;  // of those that wait
   bool ofA = false;
+  uint64_t passedBefore = 0;  // how many fires were passed over before the last two that met
 
   bool Waits() const { return next < waiting.size(); }
 };
@@ -40,6 +41,7 @@ class Aligner {
         b(traceB),
         equal(a, b),
         alike(question.ChoosesAlike()),
+        everything(alike && question.filterA == EventFilter()),
         identical(traceA.Size() == traceB.Size()) {}
 
   Result<RunAlignment> Align() {
@@ -84,29 +86,30 @@ class Aligner {
     return !stopped;
   }
 
-  Element& At(Place place) {
+  uint32_t NumberOf(Place place) {
     const uint32_t number = places.Add(place);
     if (number == elements.size()) {
       elements.emplace_back();
       elements.back().slip.at = place;
+      passed.push_back(0);
     }
-    return elements[number];
+    return number;
   }
 
-  // The same fires of both.
+  // The same fires of both: only counted, element by element.
   void PassBatch(const Columns& columns) {
-    TraceEvent event;
     for (size_t i = 0; i < columns.size; ++i) {
-      event = {columns.firstRecord + i, columns.cycle[i], columns.tag[i].thread,
-               columns.tag[i].type,     columns.at[i],    columns.to[i]};
-      if (event.type == FIRE_RECORD && question.filterA.Matches(event)) {
-        FireSlip& slip = At(event.at).slip;
-        ++slip.firesA;
-        ++slip.firesB;
-        slip.last = 0;
+      if (columns.tag[i].type == FIRE_RECORD && (everything || IsChosen(columns, i))) {
+        ++passed[NumberOf(columns.at[i])];
         ++answer.units;
       }
     }
+  }
+
+  bool IsChosen(const Columns& columns, size_t i) const {
+    return question.filterA.Matches({columns.firstRecord + i, columns.cycle[i],
+                                     columns.tag[i].thread, columns.tag[i].type, columns.at[i],
+                                     columns.to[i]});
   }
 
   void TakeOne(RecordWalk& walk, bool ofA) {
@@ -116,7 +119,8 @@ class Aligner {
     if (event.type != FIRE_RECORD || !(ofA ? question.filterA : question.filterB).Matches(event)) {
       return;
     }
-    Element& element = At(event.at);
+    const uint32_t number = NumberOf(event.at);
+    Element& element = elements[number];
     ++(ofA ? element.slip.firesA : element.slip.firesB);
     if (!element.Waits() || element.ofA == ofA) {
       element.ofA = ofA;
@@ -126,7 +130,7 @@ class Aligner {
       return;
     }
     const TraceEvent other = TakeWaiting(element);
-    Match(element.slip, ofA ? event : other, ofA ? other : event);
+    Match(number, ofA ? event : other, ofA ? other : event);
   }
 
   TraceEvent TakeWaiting(Element& element) {
@@ -145,8 +149,10 @@ class Aligner {
     return event;
   }
 
-  void Match(FireSlip& slip, const TraceEvent& inA, const TraceEvent& inB) {
-    const uint64_t number = std::min(slip.firesA, slip.firesB);
+  void Match(uint32_t element, const TraceEvent& inA, const TraceEvent& inB) {
+    FireSlip& slip = elements[element].slip;
+    const uint64_t number = passed[element] + std::min(slip.firesA, slip.firesB);
+    elements[element].passedBefore = passed[element];
     slip.last = static_cast<int64_t>(inA.cycle - inB.cycle);
     slip.sum += static_cast<double>(slip.last);
     if (std::abs(slip.last) > std::abs(slip.largest)) {
@@ -178,7 +184,13 @@ class Aligner {
 
   // What still waits has no counterpart.
   void Finish() {
-    for (Element& element : elements) {
+    for (size_t i = 0; i < elements.size(); ++i) {
+      Element& element = elements[i];
+      element.slip.firesA += passed[i];
+      element.slip.firesB += passed[i];
+      if (passed[i] > element.passedBefore) {
+        element.slip.last = 0;
+      }
       uint64_t number = std::min(element.slip.firesA, element.slip.firesB);
       while (element.Waits()) {
         const bool ofA = element.ofA;
@@ -208,9 +220,11 @@ class Aligner {
   RecordWalk b;
   EqualRun equal;
   const bool alike;
+  const bool everything;
   bool identical;  // whether all that was gone through was passed over byte by byte
   PlaceTable places;
   std::vector<Element> elements;  // by the numbers of their places
+  std::vector<uint64_t> passed;   // fires of each that were passed over, which are in no slip yet
   uint64_t waitingA = 0;
   uint64_t waitingB = 0;
   uint64_t told = 0;

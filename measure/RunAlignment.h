@@ -71,6 +71,8 @@ struct FireSlip {
     const uint64_t matched = firesA < firesB ? firesA : firesB;
     return matched > 0 ? sum / static_cast<double>(matched) : 0;
   }
+
+  friend bool operator==(const FireSlip&, const FireSlip&) = default;
 };
 
 // What became of holding one run against another.

@@ -51,6 +51,10 @@ void ExpectAsLooked(const std::vector<Event>& a, const std::vector<Event>& b,
   EXPECT_EQ(told->reordered, looked.reordered);
   EXPECT_EQ(told->onlyA, looked.onlyA);
   EXPECT_EQ(told->onlyB, looked.onlyB);
+  ASSERT_EQ(told->slips.size(), looked.slips.size());
+  for (size_t i = 0; i < looked.slips.size(); ++i) {
+    EXPECT_EQ(told->slips[i], looked.slips[i]) << i;
+  }
   EXPECT_EQ(told->recordsA, a.size());
   EXPECT_EQ(told->recordsB, b.size());
   ASSERT_EQ(told->first.has_value(), looked.firstUnit.has_value());

@@ -1,6 +1,7 @@
 #include "tests/measure/RunPair.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <map>
 #include <tuple>
 
@@ -173,6 +174,23 @@ Looked LookByUnits(const std::vector<Event>& a, const std::vector<Event>& b,
   return looked;
 }
 
+namespace {
+
+FireSlip SlipOf(Place at, const std::vector<Numbered>& a, const std::vector<Numbered>& b) {
+  FireSlip slip;
+  slip.at = at;
+  slip.firesA = a.size();
+  slip.firesB = b.size();
+  for (size_t i = 0; i < std::min(a.size(), b.size()); ++i) {
+    slip.last = static_cast<int64_t>(a[i].event.cycle) - static_cast<int64_t>(b[i].event.cycle);
+    slip.sum += static_cast<double>(slip.last);
+    slip.largest = std::abs(slip.last) > std::abs(slip.largest) ? slip.last : slip.largest;
+  }
+  return slip;
+}
+
+}  // namespace
+
 Looked LookByFires(const std::vector<Event>& a, const std::vector<Event>& b,
                    const AlignQuestion& question) {
   typedef std::map<std::pair<uint32_t, uint32_t>, std::vector<Numbered>[2]> Fires;
@@ -190,6 +208,7 @@ Looked LookByFires(const std::vector<Event>& a, const std::vector<Event>& b,
   Looked looked;
   std::tuple<uint64_t, uint64_t, uint64_t> first;
   for (const auto& [place, both] : fires) {
+    looked.slips.push_back(SlipOf({place.second, place.first}, both[0], both[1]));
     for (size_t i = 0; i < std::max(both[0].size(), both[1].size()); ++i) {
       ++looked.units;
       const bool inA = i < both[0].size();

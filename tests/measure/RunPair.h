@@ -1,6 +1,7 @@
 #ifndef TESTS_MEASURE_RUNPAIR_H
 #define TESTS_MEASURE_RUNPAIR_H
 
+#include <optional>
 #include <random>
 #include <utility>
 #include <vector>
@@ -25,6 +26,7 @@ struct Looked {
   std::optional<uint64_t> firstUnit;
   std::optional<uint64_t> firstA;
   std::optional<uint64_t> firstB;
+  std::vector<FireSlip> slips;
 };
 Looked LookByUnits(const std::vector<Event>& a, const std::vector<Event>& b,
                    const AlignQuestion& question);
