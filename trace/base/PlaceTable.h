@@ -41,7 +41,8 @@ class PlaceTable {
  private:
   size_t CellOf(Place place) const {
     const uint64_t key = static_cast<uint64_t>(place.row) << 32 | place.column;
-    size_t cell = (key * 0x9E3779B97F4A7C15) >> 20 & (cells.size() - 1);
+    // Bits of the product on which both the column and the row tell.
+    size_t cell = (key * 0x9E3779B97F4A7C15) >> 32 & (cells.size() - 1);
     while (cells[cell] != NONE && places[cells[cell]] != place) {
       cell = (cell + 1) & (cells.size() - 1);
     }
