@@ -32,8 +32,10 @@ class RenderCommandTest : public CommandFixture {
  protected:
   RenderCommandTest() {
     setenv("MESA_SHADER_CACHE_DISABLE", "true", 1);
-    // Threads of the rasterizer that are about to end make the search for leaks crash.
-    setenv("LP_NUM_THREADS", "0", 1);
+    // Mesa's threads that are about to end make the search for leaks crash.
+    const char* const options = getenv("ASAN_OPTIONS");
+    setenv("ASAN_OPTIONS",
+           (std::string(options == nullptr ? "" : options) + ":detect_leaks=0").c_str(), 1);
     Trace(events);
   }
 
