@@ -164,7 +164,15 @@ double DiffPlot::BelowHeight(const PlotStyle& style) const {
 }
 
 double DiffPlot::HeightFor(double width, const PlotStyle& style) const {
-  const double each = std::max(ArrayGrid::HeightFor(shape, level, width, style), 64 * style.text);
+  return HeightOf(std::max(ArrayGrid::HeightFor(shape, level, width, style), 64 * style.text),
+                  width, style);
+}
+
+double DiffPlot::LeastHeight(double width, const PlotStyle& style) const {
+  return HeightOf(44 * style.text, width, style);
+}
+
+double DiffPlot::HeightOf(double each, double width, const PlotStyle& style) const {
   double height = 0;
   for (const Map& map : MapsFor(width, style)) {
     height += each + (map.heading.empty() ? 0 : HeadingHeight(style)) +

@@ -47,6 +47,7 @@ class DiffPlot : public PlotBody {
 
   Margins GetMargins(const PlotStyle& style) const override;
   double HeightFor(double width, const PlotStyle& style) const override;
+  double LeastHeight(double width, const PlotStyle& style) const override;
   void Draw(Canvas& canvas, const Box& area, const PlotStyle& style) const override;
 
  private:
@@ -63,6 +64,8 @@ class DiffPlot : public PlotBody {
 
   std::vector<Map> MapsFor(double width, const PlotStyle& style) const;
   bool AreHatched(const PlotStyle& style) const;
+  // Of all maps, each so high.
+  double HeightOf(double each, double width, const PlotStyle& style) const;
   double HeadingHeight(const PlotStyle& style) const;
   double BelowHeight(const PlotStyle& style) const;
   void DrawMap(Canvas& canvas, const Map& map, const Box& area, const PlotStyle& style) const;

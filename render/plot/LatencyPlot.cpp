@@ -28,6 +28,8 @@ double Logarithm(uint64_t latency) {
   return std::log10(static_cast<double>(std::max<uint64_t>(latency, 1)));
 }
 
+constexpr char AXIS[] = "latency, cycles (log scale)";
+
 double RoundDown(double log) {
   const double power = std::floor(log + 1e-9);
   const double lead = std::pow(10, log - power);
@@ -224,12 +226,15 @@ void LatencyPlot::DrawNames(Canvas& canvas, const Box& area, const Axes& axes,
   }
 }
 
+double LatencyPlot::LeastHeight(double /*width*/, const PlotStyle& style) const {
+  return TextWidth(AXIS, Weight::REGULAR, style.AxisSize());
+}
+
 void LatencyPlot::Draw(Canvas& canvas, const Box& area, const PlotStyle& style) const {
   const Theme& theme = *style.theme;
   const Axes axes = AxesFor(area, style);
   const size_t most = static_cast<size_t>(std::max(2.0, area.height / (style.LabelSize() * 1.8)));
-  DrawVerticalAxis(canvas, area, axes.y, LogTicks(axes.y.low, axes.y.high, most),
-                   "latency, cycles (log scale)", style);
+  DrawVerticalAxis(canvas, area, axes.y, LogTicks(axes.y.low, axes.y.high, most), AXIS, style);
   DrawBand(canvas, axes, &LatencyPoint::most95, &LatencyPoint::most99, theme.sequence[1]);
   DrawBand(canvas, axes, &LatencyPoint::median, &LatencyPoint::most95, theme.sequence[3]);
   DrawIncomplete(canvas, area, axes, style);

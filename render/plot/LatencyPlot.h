@@ -39,6 +39,7 @@ class LatencyPlot : public PlotBody {
 
   Margins GetMargins(const PlotStyle& style) const override;
   double HeightFor(double width, const PlotStyle& style) const override;
+  double LeastHeight(double width, const PlotStyle& style) const override;
   void Draw(Canvas& canvas, const Box& area, const PlotStyle& style) const override;
 
  private:

@@ -121,7 +121,7 @@ Result<std::unique_ptr<Canvas>> DrawPaper(const PlotWords& words, const PlotBody
   }
   const double plotHeight =
       style.height > 0 ? style.height - top - bottom : body.HeightFor(plotWidth, style);
-  if (plotHeight < LEAST_PLOT) {
+  if (plotHeight < (style.height > 0 ? body.LeastHeight(plotWidth, style) : LEAST_PLOT)) {
     return NoRoom();
   }
   const double height = top + plotHeight + bottom;
@@ -185,7 +185,8 @@ Result<std::unique_ptr<Canvas>> DrawSlide(const PlotWords& words, const PlotBody
   for (double smaller = 0.95; told.Height() > room && smaller > 0.5; smaller -= 0.05) {
     told = WordsOfSlide(words, asked, width, smaller);
   }
-  if (plot.width < LEAST_PLOT || plot.height < LEAST_PLOT || told.Height() > room) {
+  if (plot.width < LEAST_PLOT || plot.height < body.LeastHeight(plot.width, style) ||
+      told.Height() > room) {
     return NoRoom();
   }
   Result<std::unique_ptr<Canvas>> opened = OpenPaper(style, height);

@@ -77,6 +77,12 @@ class PlotBody {
   // The height that suits a plot of that width.
   virtual double HeightFor(double width, const PlotStyle& style) const = 0;
 
+  // The least height in which its words do not lie over each other or over those around it, on a
+  // page whose height somebody chose.
+  virtual double LeastHeight(double /*width*/, const PlotStyle& style) const {
+    return 40 * style.text;
+  }
+
   // Draws the plot with its legend; on slides without, which has a place of its own there.
   virtual void Draw(Canvas& canvas, const Box& area, const PlotStyle& style) const = 0;
 

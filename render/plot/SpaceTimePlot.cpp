@@ -1,7 +1,9 @@
 #include "render/plot/SpaceTimePlot.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstdio>
 #include <numeric>
 #include <utility>
 
@@ -30,6 +32,13 @@ size_t StrideFor(double unit, double apart) {
     stride *= 2;
   }
   return stride;
+}
+
+// Shares that stand below each other have equally many digits behind the point.
+std::string ShareText(double share) {
+  std::array<char, 16> text;
+  snprintf(text.data(), text.size(), "%.1f %%", share * 100);
+  return text.data();
 }
 
 }  // namespace
@@ -271,8 +280,8 @@ void SpaceTimePlot::DrawBars(Canvas& canvas, const Box& area, const PlotStyle& s
                  std::max(thick, canvas.Pixel())},
                 Mixed(theme.rule, theme.mute, 1.0 / 3));
     if (all || unit == largest) {
-      canvas.Text(PercentText(share), {left + length + 2.5, middle + size * 0.36}, Align::LEFT,
-                  size, unit == largest ? theme.ink : theme.mute);
+      canvas.Text(ShareText(share), {left + length + 2.5, middle + size * 0.36}, Align::LEFT, size,
+                  unit == largest ? theme.ink : theme.mute);
     }
   }
   canvas.Text("share of " + std::string(EventsName(map.Events())), {left, area.y - 3}, Align::LEFT,
@@ -310,6 +319,10 @@ void SpaceTimePlot::DrawLegend(Canvas& canvas, const Box& box, const PlotStyle& 
   } else {
     DrawThreads(canvas, {box.x, box.Bottom()}, style);
   }
+}
+
+double SpaceTimePlot::LeastHeight(double /*width*/, const PlotStyle& style) const {
+  return TextWidth("cluster (column, row)", Weight::REGULAR, style.AxisSize());
 }
 
 void SpaceTimePlot::Draw(Canvas& canvas, const Box& area, const PlotStyle& style) const {

@@ -46,6 +46,7 @@ class SpaceTimePlot : public PlotBody {
 
   Margins GetMargins(const PlotStyle& style) const override;
   double HeightFor(double width, const PlotStyle& style) const override;
+  double LeastHeight(double width, const PlotStyle& style) const override;
   void Draw(Canvas& canvas, const Box& area, const PlotStyle& style) const override;
   double LegendHeight(double width, const PlotStyle& style) const override;
   void DrawLegend(Canvas& canvas, const Box& box, const PlotStyle& style) const override;

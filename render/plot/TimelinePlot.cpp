@@ -114,6 +114,10 @@ void TimelinePlot::DrawPhases(Canvas& canvas, const Box& area, const Scale& x, c
   }
 }
 
+double TimelinePlot::LeastHeight(double width, const PlotStyle& style) const {
+  return std::max(TextWidth(axis, Weight::REGULAR, style.AxisSize()), LegendHeight(width, style));
+}
+
 // The layers as they are stacked, the first at `bottom`.
 void TimelinePlot::DrawLayerNames(Canvas& canvas, Spot bottom, const PlotStyle& style) const {
   const Theme& theme = *style.theme;

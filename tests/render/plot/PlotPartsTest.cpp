@@ -130,5 +130,27 @@ TEST(TimelineLayersTest, ElevenThreadsAndOthersStandForMany) {
   EXPECT_THAT(layers[11].counts, ElementsAre(3, 0, 0));
 }
 
+// A plot that wants 90 points for its words.
+class TallWords : public PlotBody {
+ public:
+  Margins GetMargins(const PlotStyle& /*style*/) const override { return {}; }
+  double HeightFor(double /*width*/, const PlotStyle& /*style*/) const override { return 30; }
+  double LeastHeight(double /*width*/, const PlotStyle& /*style*/) const override { return 90; }
+  void Draw(Canvas& /*canvas*/, const Box& /*area*/, const PlotStyle& /*style*/) const override {}
+};
+
+TEST(PageTest, AHeightInWhichWordsWouldLieOverEachOtherIsRefused) {
+  PlotStyle style;
+  style.title = style.caption = false;
+  EXPECT_TRUE(DrawPage({}, TallWords(), style)) << "a plot chooses its own height";
+  const double around = 41;  // above and below the plot
+  style.height = around + 91;
+  EXPECT_TRUE(DrawPage({}, TallWords(), style));
+  style.height = around + 89;
+  const auto refused = DrawPage({}, TallWords(), style);
+  ASSERT_FALSE(refused);
+  EXPECT_EQ(refused.Why().reason, "the page has no room for the plot");
+}
+
 }  // namespace
 }  // namespace marrowfin::testing
