@@ -1,0 +1,49 @@
+import { computed, signal } from '@preact/signals';
+
+import { placeText, type Place } from '../base/place';
+import { columnsOf, isFlat, rowsOf, type Shape } from '../base/shape';
+import type { TraceHead } from '../protocol/answers';
+import type { TraceStatus } from '../protocol/status';
+
+/** The trace that is shown, and what is known about it. */
+export class TraceStore {
+  readonly all = signal<readonly TraceStatus[]>([]);
+  readonly fingerprint = signal('');
+
+  /** Undefined until the engine has told about the trace. */
+  readonly head = signal<TraceHead | undefined>(undefined);
+
+  /** Drawn without clusters and domains. */
+  readonly flat = signal(false);
+
+  readonly status = computed(() =>
+    this.all.value.find((status) => status.fingerprint === this.fingerprint.value),
+  );
+
+  readonly shape = computed<Shape | undefined>(() => {
+    const shape = this.head.value?.shape;
+    if (shape === undefined || !this.flat.value || isFlat(shape)) {
+      return shape;
+    }
+    return { clusters: [1, 1], domains: [1, 1], pes: [columnsOf(shape), rowsOf(shape)] };
+  });
+
+  readonly firstCycle = computed(() => BigInt(this.head.value?.firstCycle ?? 0));
+  readonly lastCycle = computed(() => BigInt(this.head.value?.lastCycle ?? 0));
+  readonly isEmpty = computed(() => this.head.value?.records === 0);
+
+  private readonly names = computed(
+    () =>
+      new Map(this.head.value?.about?.places?.map(([column, row, name]) => [`${column},${row}`, name])),
+  );
+
+  /** What the companion calls a place. */
+  nameOf(place: Place): string | undefined {
+    return this.names.value.get(placeText(place));
+  }
+
+  /** "thread 2", or what the companion calls it. */
+  threadName(thread: number): string {
+    return this.head.value?.about?.threads?.[String(thread)]?.name ?? `thread ${thread}`;
+  }
+}

@@ -1,0 +1,25 @@
+import { computed, signal } from '@preact/signals';
+
+import type { HeatOf, Reading } from '../protocol/questions';
+
+export type ColourBy = 'thread' | 'kind' | 'heat' | 'nothing';
+
+/** How the floorplan is looked at. */
+export class ViewStore {
+  readonly reading = signal<Reading>('natural');
+  readonly skipTo = signal(0n);
+
+  readonly colourBy = signal<ColourBy>('thread');
+  readonly heatOf = signal<HeatOf>('fires');
+
+  readonly messages = signal(true);
+  readonly switches = signal(true);
+  readonly linkLoad = signal(false);
+  readonly causes = signal(false);
+
+  /** The thread (modulo 6) whose row of the legend is pointed at; the rest is dimmed. */
+  readonly litThread = signal<number | undefined>(undefined);
+
+  /** The viewer's six colours and white paper stand for the viewer's reading. */
+  readonly asViewer = computed(() => this.reading.value === 'viewer');
+}

@@ -1,0 +1,84 @@
+import type { PlacePair } from '../base/place';
+import type { Shape } from '../base/shape';
+
+// What can be asked about a trace, and what answers it. Numbers that may be larger than 2^53
+// (cycles) travel as decimal digits in JSON and are bigint in columns.
+
+export type Digits = string;
+export type Reading = 'natural' | 'viewer';
+export type EventType = 'fire' | 'send' | 'switch';
+
+/** The types of records by the number that columns tell. */
+export const EVENT_TYPES: Readonly<Record<number, EventType>> = { 2: 'switch', 3: 'fire', 4: 'send' };
+
+export type Moment =
+  | { readonly reading: 'natural'; readonly cycle: Digits }
+  | { readonly reading: 'viewer'; readonly step: number; readonly skipTo?: Digits };
+
+export interface NoteFilter {
+  readonly attribute: string;
+  readonly value: Digits;
+}
+
+export interface Filter {
+  readonly records?: readonly [number, number];
+  readonly cycles?: readonly [Digits, Digits];
+  readonly steps?: readonly [number, number];
+  readonly skipTo?: Digits;
+  readonly types?: readonly EventType[];
+  readonly thread?: number;
+  readonly place?: PlacePair;
+  readonly rect?: readonly [number, number, number, number];
+  readonly domain?: PlacePair;
+  readonly cluster?: PlacePair;
+  readonly notes?: readonly NoteFilter[];
+}
+
+export type Heading = 'right' | 'left' | 'up' | 'down';
+
+export type Piece =
+  | { readonly pe: PlacePair }
+  | { readonly switch: PlacePair }
+  | { readonly domain: PlacePair }
+  | { readonly cluster: PlacePair }
+  | { readonly link: readonly [number, number, Heading] };
+
+interface Bins {
+  readonly first: Digits;
+  readonly last: Digits;
+  readonly bins: number;
+}
+
+interface Span {
+  readonly first: Digits;
+  readonly last: Digits;
+}
+
+export type HeatOf = 'fires' | 'sends' | 'receives' | 'transmissions' | 'idle';
+export type WhyDirection = 'chain' | 'back' | 'forward' | 'critical';
+
+/** Members of each question, besides the trace. */
+export interface Questions {
+  trace: object;
+  when: ({ readonly record: number } | Moment) & { readonly shape?: Shape };
+  state: Moment & { readonly shape: Shape };
+  steps: Moment & { readonly shape: Shape; readonly count: number; readonly back: boolean };
+  palette: { readonly step: number };
+  activity: Bins & { readonly by: 'type' | 'thread' | 'kind'; readonly worst?: boolean };
+  lane: Bins & { readonly piece: Piece; readonly shape: Shape };
+  counter: Bins & { readonly counter: string; readonly place?: PlacePair };
+  heat: Span & { readonly shape: Shape; readonly what: HeatOf };
+  links: Span & { readonly shape: Shape };
+  events: { readonly filter: Filter; readonly shape: Shape; readonly from: number; readonly count: number; readonly back?: boolean };
+  count: { readonly filter: Filter; readonly shape: Shape; readonly before?: number; readonly nth?: number };
+  piece: Moment & { readonly piece: Piece; readonly shape: Shape };
+  next: { readonly piece: Piece; readonly record: number; readonly back?: boolean; readonly filter?: Filter; readonly shape: Shape };
+  measures: Span & { readonly shape: Shape };
+  phases: { readonly shape: Shape };
+  why: { readonly record: number; readonly direction: WhyDirection; readonly shape: Shape; readonly most: number };
+  packet: { readonly packet: Digits; readonly shape: Shape };
+  search: { readonly text: string; readonly shape: Shape; readonly most: number };
+  marks: object;
+}
+
+export type Ask = keyof Questions;

@@ -1,0 +1,35 @@
+import type { FaultOfTrace } from './answers';
+
+export interface TraceStatus {
+  readonly fingerprint: string;
+  readonly name: string;
+  readonly bytes: number;
+  readonly records: number;
+  readonly indexed: { readonly done: number; readonly all: number } | null;
+  readonly state: 'indexing' | 'ready' | 'failed';
+  readonly end: FaultOfTrace | null;
+  readonly changed: boolean;
+}
+
+export interface Status {
+  readonly protocol: number;
+  readonly build: string;
+  readonly traces: readonly TraceStatus[];
+}
+
+/** What the server tells without being asked. */
+export type News =
+  | { readonly news: 'index'; readonly trace: string; readonly done: number; readonly all: number }
+  | { readonly news: 'indexed'; readonly trace: string }
+  | { readonly news: 'changed' | 'grown' | 'truncated'; readonly trace: string; readonly records?: number };
+
+export function readNews(text: string): News | undefined {
+  try {
+    const news: unknown = JSON.parse(text);
+    const kind = (news as { news?: unknown } | null)?.news;
+    const known = ['index', 'indexed', 'changed', 'grown', 'truncated'];
+    return known.includes(kind as string) ? (news as News) : undefined;
+  } catch {
+    return undefined;
+  }
+}
