@@ -1,5 +1,6 @@
 import { computed, signal } from '@preact/signals';
 
+import type { TimeWindow } from '../base/timeScale';
 import type { Piece } from '../protocol/questions';
 
 /** Cycles from first to last, both included. */
@@ -12,8 +13,8 @@ export type Lane = { readonly piece: Piece } | { readonly counter: string };
 
 /** What the timeline shows: its window, the range that every panel follows, pinned lanes. */
 export class TimeStore {
-  /** Undefined: the whole run. */
-  readonly window = signal<CycleSpan | undefined>(undefined);
+  /** Undefined: the whole run, also while it grows. */
+  readonly view = signal<TimeWindow | undefined>(undefined);
   readonly range = signal<CycleSpan | undefined>(undefined);
   readonly lanes = signal<readonly Lane[]>([]);
   readonly unit = signal<'cycle' | 'step'>('cycle');
