@@ -1,0 +1,19 @@
+#ifndef EXPLORER_CORE_ANSWERS_H
+#define EXPLORER_CORE_ANSWERS_H
+
+#include "explorer/core/Asking.h"
+
+namespace marrowfin {
+
+// The answers to all questions, each an AnswerFunction; docs/explorer-protocol.md tells their
+// members and what comes back.
+MaybeRefusal AnswerTrace(Asking& asking, AnswerBytes& answer);
+MaybeRefusal AnswerWhen(Asking& asking, AnswerBytes& answer);
+MaybeRefusal AnswerPalette(Asking& asking, AnswerBytes& answer);
+MaybeRefusal AnswerState(Asking& asking, AnswerBytes& answer);
+MaybeRefusal AnswerSteps(Asking& asking, AnswerBytes& answer);
+MaybeRefusal AnswerActivity(Asking& asking, AnswerBytes& answer);
+
+}  // namespace marrowfin
+
+#endif

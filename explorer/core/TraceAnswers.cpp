@@ -1,0 +1,370 @@
+// What is told of a trace as a whole, and of moments in it.
+
+#include <algorithm>
+#include <filesystem>
+
+#include "explorer/core/Answers.h"
+#include "trace/ask/Fade.h"
+#include "trace/ask/PieceCode.h"
+#include "trace/ask/Walk.h"
+#include "trace/read/FittingShapes.h"
+
+namespace marrowfin {
+namespace {
+
+constexpr size_t MOST_THREADS = 256;
+constexpr size_t MOST_PLACES = 10000;
+constexpr size_t MOST_NAMES = 1000;
+constexpr size_t MOST_SHAPES = 64;
+
+void PutPerAxis(const char* name, PerAxis counts, JsonText& head) {
+  head.Key(name).At({counts.columns, counts.rows});
+}
+
+void PutShape(const ArrayShape& shape, JsonText& head) {
+  head.Object();
+  PutPerAxis("clusters", shape.clusters, head);
+  PutPerAxis("domains", shape.domains, head);
+  PutPerAxis("pes", shape.pes, head);
+  head.End();
+}
+
+void PutShapeOrNull(const std::optional<ArrayShape>& shape, JsonText& head) {
+  if (shape) {
+    PutShape(*shape, head);
+  } else {
+    head.Null();
+  }
+}
+
+void PutFault(const Fault& fault, JsonText& head) {
+  if (!fault) {
+    head.Null();
+    return;
+  }
+  head.Object();
+  head.Key("kind").Text(FaultName(fault.kind));
+  head.Key("record").Number(fault.record);
+  head.Key("offset").Wide(fault.offset);
+  head.Key("reason").Text(fault.reason);
+  head.Key("remedy").Text(fault.remedy);
+  head.End();
+}
+
+void PutCounts(const Summary& summary, JsonText& head) {
+  head.Key("records").Number(summary.records);
+  head.Key("fires").Number(summary.fires);
+  head.Key("sends").Number(summary.sends);
+  head.Key("switches").Number(summary.switches);
+  head.Key("firstCycle").Wide(summary.firstCycle);
+  head.Key("lastCycle").Wide(summary.maxCycle);
+  head.Key("naturalSteps").Number(summary.records > 0 ? summary.changes + 1 : 0);
+  head.Key("orderly").Flag(summary.Ordered());
+  head.Key("extent").At({static_cast<uint32_t>(std::min<uint64_t>(summary.array.columns, ~0U)),
+                         static_cast<uint32_t>(std::min<uint64_t>(summary.array.rows, ~0U))});
+  head.Key("threads").Array();
+  size_t told = 0;
+  for (const auto& [thread, records] : summary.threads) {
+    if (told++ < MOST_THREADS) {
+      head.Number(thread);
+    }
+  }
+  head.End();
+  head.Key("end");
+  PutFault(summary.end, head);
+}
+
+// The array as it is shown, and all that might be meant.
+void PutShapes(const Asking& asking, JsonText& head) {
+  const std::optional<KnownShape> known = ShapeOf(asking.view, asking.option);
+  head.Key("shape");
+  PutShapeOrNull(known ? std::optional(known->shape) : std::nullopt, head);
+  head.Key("shapeFrom").Text(known ? known->from : "");
+  head.Key("viewerShows").Flag(known && known->shape.IsDrawable());
+  head.Key("viewerShape");
+  PutShapeOrNull(known ? SquareOf(known->shape) : std::nullopt, head);
+  const FittingShapes fitting = ShapesThatFit(asking.GetSummary());
+  head.Key("shapes").Array();
+  if (fitting.view) {
+    PutShape(*fitting.view, head);
+  }
+  for (size_t i = 0; i < std::min(fitting.others.size(), MOST_SHAPES); ++i) {
+    PutShape(fitting.others[i], head);
+  }
+  if (fitting.rectangle) {
+    PutShape(*fitting.rectangle, head);
+  }
+  head.End();
+  const About* const about = asking.view.Beside().GetAbout();
+  const AboutArray array = about != nullptr && about->array ? *about->array : AboutArray();
+  head.Key("gaps").Flag(array.gaps);
+  head.Key("wrapColumns").Flag(array.wrapColumns);
+  head.Key("wrapRows").Flag(array.wrapRows);
+}
+
+void PutAboutThreads(const About& about, JsonText& head) {
+  head.Key("threads").Object();
+  size_t told = 0;
+  for (const auto& [thread, words] : about.threads) {
+    if (told++ < MOST_NAMES) {
+      head.Key(std::to_string(thread)).Object();
+      head.Key("name").Text(words.name);
+      head.Key("meaning").Text(words.meaning).End();
+    }
+  }
+  head.End();
+}
+
+void PutAboutPlaces(const About& about, JsonText& head) {
+  head.Key("places").Array();
+  size_t told = 0;
+  for (const auto& [place, name] : about.places) {
+    if (told++ < MOST_PLACES) {
+      head.Array().Number(place.column).Number(place.row).Text(name).End();
+    }
+  }
+  head.End();
+}
+
+void PutAbout(const About* about, JsonText& head) {
+  head.Key("about");
+  if (about == nullptr) {
+    head.Null();
+    return;
+  }
+  head.Object();
+  head.Key("name").Text(about->name);
+  head.Key("command").Text(about->command);
+  head.Key("date").Text(about->date);
+  head.Key("tool").Text(about->tool);
+  head.Key("cycleNs");
+  if (about->cycleNs) {
+    head.Real(*about->cycleNs);
+  } else {
+    head.Null();
+  }
+  PutAboutThreads(*about, head);
+  PutAboutPlaces(*about, head);
+  head.End();
+}
+
+const char* TypeName(NoteType type) {
+  switch (type) {
+    case NoteType::NUMBER:
+      return "number";
+    case NoteType::REAL:
+      return "real";
+    case NoteType::CYCLE:
+      return "cycle";
+    case NoteType::NAME:
+      return "name";
+    case NoteType::RECORDS:
+      return "records";
+  }
+  return "";
+}
+
+void PutAttribute(const NoteAttribute& attribute, JsonText& head) {
+  head.Object();
+  head.Key("name").Text(attribute.name);
+  head.Key("type").Text(TypeName(attribute.type));
+  head.Key("unit").Text(attribute.unit);
+  head.Key("names").Object();
+  size_t told = 0;
+  for (const auto& [value, name] : attribute.names) {
+    if (told++ < MOST_NAMES) {
+      head.Key(std::to_string(value)).Text(name);
+    }
+  }
+  head.End().End();
+}
+
+// What the notes can tell; of counters at how many places, once the notes are read.
+void PutNotes(const Asking& asking, JsonText& head) {
+  const NotesFile* const file = asking.view.Beside().Notes();
+  const TraceView::NotesLease notes = asking.view.Notes();
+  const NoteDeclarations none;
+  const NoteDeclarations& declared = file != nullptr ? file->Declarations() : none;
+  head.Key("attributes").Array();
+  for (const NoteAttribute& attribute : declared.attributes) {
+    PutAttribute(attribute, head);
+  }
+  head.End();
+  head.Key("counters").Array();
+  for (uint32_t i = 0; i < std::min<size_t>(declared.counters.size(), MOST_NAMES); ++i) {
+    head.Object();
+    head.Key("name").Text(declared.counters[i].name);
+    head.Key("unit").Text(declared.counters[i].unit);
+    head.Key("places");
+    if (notes.known != nullptr) {
+      head.Number(notes.known->index->PlacesOf(i).size());
+    } else {
+      head.Null();
+    }
+    head.End();
+  }
+  head.End();
+  head.Key("notesComing").Flag(asking.view.NotesAreComing());
+}
+
+void PutCompanion(const Asking& asking, JsonText& head) {
+  const Companion& companion = asking.view.Beside();
+  PutAbout(companion.GetAbout(), head);
+  PutNotes(asking, head);
+  const Fault noNotes = companion.WhyNoNotes() ? companion.WhyNoNotes() : asking.view.WhyNoNotes();
+  head.Key("companionFault");
+  PutFault(companion.WhyNoAbout() ? companion.WhyNoAbout() : noNotes, head);
+}
+
+// What was applied at a moment: the records before `end`.
+struct Spot {
+  uint64_t end = 0;
+  uint64_t cycle = 0;        // of the last of them
+  uint64_t naturalStep = 0;  // in which it is
+  uint64_t step = 0;         // of a viewer
+};
+
+Result<Spot> SpotBefore(const Asking& asking, const ViewerSteps& steps, uint64_t end) {
+  Spot spot = {end, 0, 0, 0};
+  if (end == 0) {
+    return spot;
+  }
+  const Result<IndexEntry> last = Locate(asking.Trace(), asking.index, end - 1);
+  if (!last) {
+    return last.Why();
+  }
+  spot.cycle = last->cycle;
+  spot.naturalStep = last->changes + 1;
+  if (end > steps.start && end >= 2) {
+    const Result<IndexEntry> before = Locate(asking.Trace(), asking.index, end - 2);
+    if (!before) {
+      return before.Why();
+    }
+    spot.step = before->changes - steps.changes + steps.early + 1;
+  }
+  return spot;
+}
+
+struct WhenQuestion {
+  std::optional<uint64_t> record;
+  Moment moment;
+};
+
+Result<uint64_t> EndOf(const Asking& asking, const WhenQuestion& question,
+                       const ViewerSteps& steps) {
+  if (question.record) {
+    return *question.record + 1;
+  }
+  if (!question.moment.natural) {
+    return FindStepEnd(asking.Trace(), asking.index, steps, question.moment.step);
+  }
+  const uint64_t cycle = question.moment.cycle;
+  if (cycle == ~uint64_t{0}) {
+    return asking.GetSummary().records;
+  }
+  return FindCycle(asking.Trace(), asking.index, cycle + 1, asking.progress);
+}
+
+MaybeRefusal CheckRange(const Asking& asking, const WhenQuestion& question,
+                        const ViewerSteps& steps) {
+  const Summary& summary = asking.GetSummary();
+  const auto refusal = [&](const std::string& what, uint64_t most) {
+    return Refusal{Refusal::OUT_OF_RANGE,
+                   "there is no such " + what,
+                   asking.Trace().Name(),
+                   {},
+                   "the last one is " + std::to_string(most)};
+  };
+  if (question.record && *question.record >= summary.records) {
+    return refusal("record", summary.records == 0 ? 0 : summary.records - 1);
+  }
+  if (!question.record && !question.moment.natural && question.moment.step > steps.count + 1) {
+    return refusal("step", steps.count + 1);
+  }
+  return std::nullopt;
+}
+
+void PutPalette(const char* name, const Color* colors, size_t count, AnswerBytes& answer) {
+  std::vector<uint8_t> bytes;
+  for (size_t i = 0; i < count; ++i) {
+    bytes.insert(bytes.end(), {colors[i].red, colors[i].green, colors[i].blue});
+  }
+  answer.Column(name, bytes);
+}
+
+}  // namespace
+
+MaybeRefusal AnswerTrace(Asking& asking, AnswerBytes& answer) {
+  if (MaybeRefusal refusal = asking.Check()) {
+    return refusal;
+  }
+  const Result<ViewerSteps> steps = FindSteps(asking.Trace(), asking.index, 0, asking.progress);
+  if (!steps) {
+    return RefusalOf(steps.Why());
+  }
+  JsonText& head = answer.Head();
+  head.Key("name").Text(std::filesystem::path(asking.Trace().Name()).filename().string());
+  head.Key("bytes").Wide(asking.Trace().Size());
+  PutCounts(asking.GetSummary(), head);
+  head.Key("steps").Number(steps->count);
+  PutShapes(asking, head);
+  PutCompanion(asking, head);
+  head.Key("indexed").Flag(asking.view.IsWhole());
+  return std::nullopt;
+}
+
+MaybeRefusal AnswerWhen(Asking& asking, AnswerBytes& answer) {
+  WhenQuestion question;
+  if (asking.members.Has("record")) {
+    question.record = asking.members.Number("record");
+    question.moment.skipTo = asking.members.Wide("skipTo", 0);
+  } else {
+    question.moment = TakeMoment(asking.members);
+  }
+  if (MaybeRefusal refusal = asking.Check()) {
+    return refusal;
+  }
+  const Result<ViewerSteps> steps =
+      FindSteps(asking.Trace(), asking.index, question.moment.skipTo, asking.progress);
+  if (!steps) {
+    return RefusalOf(steps.Why());
+  }
+  if (MaybeRefusal refusal = CheckRange(asking, question, *steps)) {
+    return refusal;
+  }
+  const Result<uint64_t> end = EndOf(asking, question, *steps);
+  const Result<Spot> spot = end ? SpotBefore(asking, *steps, *end) : end.Why();
+  if (!spot) {
+    return RefusalOf(spot.Why());
+  }
+  const bool byStep = !question.record && !question.moment.natural;
+  const Summary& summary = asking.GetSummary();
+  JsonText& head = answer.Head();
+  head.Key("record").Number(spot->end);
+  head.Key("cycle").Wide(spot->cycle);
+  head.Key("step").Number(byStep ? question.moment.step : spot->step);
+  head.Key("naturalStep").Number(spot->naturalStep);
+  head.Key("lastStep").Number(steps->count);
+  head.Key("firstCycle").Wide(summary.firstCycle);
+  head.Key("lastCycle").Wide(summary.maxCycle);
+  return std::nullopt;
+}
+
+MaybeRefusal AnswerPalette(Asking& asking, AnswerBytes& answer) {
+  const uint64_t step = asking.members.Number("step");
+  if (MaybeRefusal refusal = asking.Check()) {
+    return refusal;
+  }
+  const ElementPalette elements = ElementPaletteAt(step);
+  const SwitchPalette switches = SwitchPaletteAt(step);
+  std::vector<Color> messages;
+  for (uint64_t age = 0; age <= LAST_MESSAGE_AGE; ++age) {
+    messages.push_back(MessageColor(age));
+  }
+  PutPalette("elements", elements.data(), elements.size(), answer);
+  PutPalette("switches", switches.data(), switches.size(), answer);
+  PutPalette("messages", messages.data(), messages.size(), answer);
+  return std::nullopt;
+}
+
+}  // namespace marrowfin
