@@ -8,6 +8,7 @@
 
 #include "measure/CountByTables.h"
 #include "trace/ask/BatchCursor.h"
+#include "trace/ask/NotedCursor.h"
 #include "trace/read/Split.h"
 
 namespace marrowfin {
@@ -38,14 +39,6 @@ class Counter : public PieceTaker {
   Selector selector;
   RunCounts counts;
 };
-
-Fault NoRecords(const TraceSource& trace) {
-  Fault fault;
-  fault.kind = Fault::OUT_OF_RANGE;
-  fault.file = trace.Name();
-  fault.reason = "there are no records";
-  return fault;
-}
 
 // Raises range.last to what stands from `offset` to the end of the trace.
 Fault TakeTail(const TraceSource& trace, uint64_t offset, Columns& columns, CycleRange& range) {
@@ -82,9 +75,9 @@ Result<RunCounts> CountInPieces(const TraceSource& trace, const RunShape& shape,
   return all;
 }
 
-Result<RunCounts> CountByIndex(const TraceSource& trace, const Index& index, const RunShape& shape,
-                               const EventFilter& filter, const ProgressCallback& progress) {
-  BatchCursor cursor(trace, index, filter, progress);
+// What a cursor tells to read.
+template <class Cursor>
+Result<RunCounts> CountFrom(Cursor cursor, const RunShape& shape) {
   RunCounts counts(shape);
   Selection found;
   while (cursor.Next(found)) {
@@ -105,9 +98,11 @@ bool IsPartial(const EventFilter& filter) {
   return NeedsIndex(filter) || !filter.HasEveryCycle() || filter.thread || filter.region;
 }
 
-// Whether the filter asks for cycles, and for all that is in them.
-bool AsksForCycles(const EventFilter& filter) {
-  return !NeedsIndex(filter) && filter.HasEveryType() && !filter.thread && !filter.region;
+// Whether cycles are asked for, and all that is in them.
+bool AsksForCycles(const RunQuestion& question) {
+  const EventFilter& filter = question.filter;
+  return question.conditions.empty() && !NeedsIndex(filter) && filter.HasEveryType() &&
+         !filter.thread && !filter.region;
 }
 
 RunShape ShapeOf(const RunQuestion& question, const TimeColumns& columns) {
@@ -128,8 +123,13 @@ class Question {
   Result<RunCounts> Count(CycleRange range) const {
     const TimeColumns columns = TimeColumns::AtMost(range.first, range.last, question.mostColumns);
     const RunShape shape = ShapeOf(question, columns);
+    if (!question.conditions.empty()) {
+      return CountFrom(NotedCursor(trace, *index, *question.notes,
+                                   {question.filter, question.conditions}, progress),
+                       shape);
+    }
     return index != nullptr && IsPartial(question.filter)
-               ? CountByIndex(trace, *index, shape, question.filter, progress)
+               ? CountFrom(BatchCursor(trace, *index, question.filter, progress), shape)
                : CountInPieces(trace, shape, question.filter, progress);
   }
 
@@ -147,12 +147,6 @@ Result<CycleRange> CyclesKnown(const TraceSource& trace, const Index& index) {
     return NoRecords(trace);
   }
   return CycleRange{summary.firstCycle, summary.maxCycle};
-}
-
-// The cycles of the timeline: those asked for, as far as there are any.
-CycleRange Narrowed(CycleRange range, const EventFilter& filter) {
-  const uint64_t first = std::clamp(filter.firstCycle, range.first, range.last);
-  return {first, std::max(first, std::min(filter.lastCycle, range.last))};
 }
 
 }  // namespace
@@ -186,8 +180,8 @@ Result<RunCounts> CountRun(const TraceSource& trace, const Index* index,
   if (!cycles) {
     return cycles.Why();
   }
-  const CycleRange range = Narrowed(*cycles, question.filter);
-  if (question.sumsSuffice && index != nullptr && AsksForCycles(question.filter)) {
+  const CycleRange range = cycles->Narrowed(question.filter);
+  if (question.sumsSuffice && index != nullptr && AsksForCycles(question)) {
     const RunShape shape = {question.shape,
                             question.wrapColumns,
                             question.wrapRows,
@@ -208,8 +202,8 @@ Result<RunCounts> CountRun(const TraceSource& trace, const Index* index,
   }
   // Cycles fall, or only records and steps were asked for: now the cycles of those are known.
   const CycleRange seen = {counts->FirstCycle(), counts->LastCycle()};
-  const bool beyond = seen.first < range.first || seen.last > range.last;
-  if (beyond || NeedsIndex(question.filter)) {
+  if (!range.Has(seen) ||
+      (index != nullptr && AsksForRecords(question.filter, index->GetSummary()))) {
     return asked.Count(seen);
   }
   return counts;

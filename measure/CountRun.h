@@ -3,9 +3,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
+#include "measure/CycleRange.h"
 #include "measure/RunCounts.h"
 #include "trace/ask/EventFilter.h"
+#include "trace/ask/NoteCondition.h"
+#include "trace/ask/NotesOfTrace.h"
 #include "trace/base/Progress.h"
 #include "trace/base/Result.h"
 #include "trace/index/Index.h"
@@ -32,17 +36,15 @@ struct RunQuestion {
   // Whether single cycles are told apart for each element, and for each switch.
   bool elementPulses = false;
   bool switchPulses = false;
+
+  // What notes of the records must meet as well; `notes` may be null where there are no conditions.
+  // With conditions it takes an index, and one pass from front to back.
+  std::vector<NoteCondition> conditions = {};
+  NotesOfTrace* notes = nullptr;
 };
 
 // The cycles of the first and the last record of a trace, read from its ends; of a trace whose
 // cycles fall, of those in between as far as they are read. OUT_OF_RANGE where it has no record.
-struct CycleRange {
-  uint64_t first = 0;
-  uint64_t last = 0;
-
-  // Cycles in it, as a number that can be divided by: there may be 2^64.
-  double Length() const { return static_cast<double>(last - first) + 1; }
-};
 [[nodiscard]] Result<CycleRange> CyclesOf(const TraceSource& trace);
 
 // Counts the records that the filter lets through, in one pass by all processors; with an index,

@@ -7,25 +7,6 @@
 namespace marrowfin {
 namespace {
 
-Fault NoRecords(const TraceSource& trace) {
-  Fault fault;
-  fault.kind = Fault::OUT_OF_RANGE;
-  fault.file = trace.Name();
-  fault.reason = "there are no records";
-  return fault;
-}
-
-bool AsksForRecords(const EventFilter& filter) {
-  return filter.firstRecord != 0 || filter.lastRecord != ~uint64_t{0} || filter.firstStep != 0 ||
-         filter.lastStep != ~uint64_t{0};
-}
-
-// The cycles asked for, as far as there are any.
-CycleRange Narrowed(const Summary& summary, const EventFilter& filter) {
-  const uint64_t first = std::clamp(filter.firstCycle, summary.firstCycle, summary.maxCycle);
-  return {first, std::max(first, std::min(filter.lastCycle, summary.maxCycle))};
-}
-
 void Include(const Selection& found, CycleRange& range) {
   for (const uint16_t row : found.rows) {
     range.first = std::min(range.first, found.columns->cycle[row]);
@@ -41,8 +22,8 @@ Result<CycleRange> CyclesAsked(const TraceSource& trace, const Index& index,
   if (summary.records == 0) {
     return NoRecords(trace);
   }
-  const CycleRange asked = Narrowed(summary, filter);
-  if (!AsksForRecords(filter)) {
+  const CycleRange asked = CycleRange{summary.firstCycle, summary.maxCycle}.Narrowed(filter);
+  if (!AsksForRecords(filter, summary) && summary.Ordered()) {
     return asked;
   }
   CycleRange seen = {~uint64_t{0}, 0};
@@ -64,7 +45,9 @@ Result<CycleRange> CyclesAsked(const TraceSource& trace, const Index& index,
   if (const Fault& fault = cursor.GetFault()) {
     return fault;
   }
-  return seen.first > seen.last ? asked : seen;
+  // Where cycles fall some may lie before that of the first record.
+  const bool within = asked.Has(seen) && !AsksForRecords(filter, summary);
+  return seen.first > seen.last || within ? asked : seen;
 }
 
 }  // namespace marrowfin

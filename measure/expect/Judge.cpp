@@ -1,11 +1,11 @@
 #include "measure/expect/Judge.h"
 
 #include <algorithm>
+#include <cmath>
 #include <optional>
 #include <utility>
 
 #include "measure/CountPackets.h"
-#include "measure/expect/CountNoted.h"
 #include "measure/expect/FarMessages.h"
 #include "measure/expect/Witnesses.h"
 #include "trace/base/NearestWord.h"
@@ -20,7 +20,6 @@ struct Item {
   const Rule* rule;
   const Measure* measure;
   Finding* finding;
-  bool inBaseline = true;  // whether a baseline that the rule has tells the number
 };
 
 // What shares a count.
@@ -56,6 +55,13 @@ std::string NoRegion(const RegionWords& region) {
   return std::string("the array has no ") +
          (region.kind == RegionWords::CLUSTER ? "cluster" : "domain") + " at column " +
          std::to_string(region.first.column) + ", row " + std::to_string(region.first.row);
+}
+
+// The least distance of messages that go further than wanted; no array is as long as the largest.
+uint64_t TooFar(const Limits& wanted) {
+  constexpr double NOWHERE = 1e12;
+  const double least = wanted.belowMost ? std::ceil(*wanted.most) : std::floor(*wanted.most) + 1;
+  return static_cast<uint64_t>(std::clamp(least, 0.0, NOWHERE));
 }
 
 // Why a measure of the run has no number.
@@ -157,10 +163,9 @@ class Judging {
     finding.measure = measure.name;
     finding.unit = measure.unit;
     finding.windows = rule.scope.every > 0;
-    Item item = {&rule, &measure, &finding};
+    const Item item = {&rule, &measure, &finding};
     if (!rule.baseline.empty()) {
       finding.baseline = InBaseline(rule, measure.name);
-      item.inBaseline = finding.baseline.has_value();
     }
     finding.wanted = rule.bound.For(finding.baseline);
     const RuleScope scope = EventsOf(rule, measure);
@@ -253,20 +258,20 @@ class Judging {
         group.AnyOf([](const Item& item) { return item.measure->NeedsElementPulses(); });
     question.switchPulses =
         group.AnyOf([](const Item& item) { return item.measure->NeedsSwitchPulses(); });
+    question.conditions = std::move(conditions);
+    question.notes = run.notes;
     for (const CycleRange& range : ranges) {
       question.filter.firstCycle = range.first;
       question.filter.lastCycle = range.last;
-      if (Fault fault = CompareWindow(group, question, conditions)) {
+      if (Fault fault = CompareWindow(group, question)) {
         return fault;
       }
     }
-    return FindMessages(group, question, conditions);
+    return FindMessages(group, question);
   }
 
-  Fault CompareWindow(const Group& group, const RunQuestion& question,
-                      const std::vector<NoteCondition>& conditions) {
-    const Result<RunCounts> counts =
-        CountNoted(*run.trace, *run.index, run.notes, conditions, question, progress);
+  Fault CompareWindow(const Group& group, const RunQuestion& question) {
+    const Result<RunCounts> counts = CountRun(*run.trace, run.index, question, progress);
     if (!counts) {
       return counts.Why();
     }
@@ -343,26 +348,24 @@ class Judging {
     finding.messages = 0;
     if (item.measure->look == LookAt::MESSAGES && finding.wanted.most && !finding.holds) {
       for (const auto& [distance, times] : facts.measures->distances.Counts()) {
-        finding.messages += static_cast<double>(distance) > *finding.wanted.most ? times : 0;
+        finding.messages += distance >= TooFar(finding.wanted) ? times : 0;
       }
     }
   }
 
   // Looks for the first of the messages that go as far as was found, or further than wanted.
-  Fault FindMessages(const Group& group, const RunQuestion& question,
-                     const std::vector<NoteCondition>& conditions) {
+  Fault FindMessages(const Group& group, const RunQuestion& question) {
     for (const Item& item : group.items) {
       Finding& finding = *item.finding;
       if (finding.messages == 0) {
         continue;
       }
       const bool isLargest = item.measure->name == "distance.max";
-      FarMessageQuestion far = {*run.trace, *run.index,     run.notes, question.filter,
-                                conditions, question.shape, 0};
+      FarMessageQuestion far = {*run.trace,          *run.index,     run.notes, question.filter,
+                                question.conditions, question.shape, 0};
       far.filter.firstCycle = finding.witness.range.first;
       far.filter.lastCycle = finding.witness.range.last;
-      far.distance = static_cast<uint64_t>(isLargest ? *finding.value
-                                                     : std::max(0.0, *finding.wanted.most) + 1);
+      far.distance = isLargest ? static_cast<uint64_t>(*finding.value) : TooFar(finding.wanted);
       const Result<std::optional<TraceEvent>> message = FirstFarMessage(far, progress);
       if (!message) {
         return message.Why();

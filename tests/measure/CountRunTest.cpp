@@ -335,6 +335,20 @@ TEST(CountRunTest, AnEmptyTraceAndABrokenOneAreTold) {
   EXPECT_EQ(CountRun(*cut.trace, nullptr, Everything({2, 2, 2})).Why().kind, Fault::CUT_RECORD);
 }
 
+TEST(CountRunTest, OfABrokenTraceTheCyclesThatWereAskedForAreTheRange) {
+  const Opened opened(Encode({{FIRE_RECORD, 10, 0, {0, 0}, {}},
+                              {FIRE_RECORD, 50, 1, {0, 0}, {}},
+                              {FIRE_RECORD, 90, 0, {0, 0}, {}}}));
+  RunQuestion question = Everything({1, 1, 2});
+  question.filter.firstCycle = 20;
+  question.filter.lastCycle = 80;
+  question.filter.lastRecord = opened.index->GetSummary().records;  // as far as it is whole
+  const Result<RunCounts> counts = CountRun(*opened.trace, opened.index.get(), question);
+  ASSERT_TRUE(counts);
+  EXPECT_EQ(counts->Times().Columns().first, 20U);
+  EXPECT_EQ(counts->Times().Columns().last, 80U);
+}
+
 TEST(CountRunTest, ProgressIsToldAndStops) {
   std::mt19937 random(5);
   const Opened opened(Encode(RandomEvents(random, Options(20000))));

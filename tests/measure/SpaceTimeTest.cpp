@@ -198,6 +198,42 @@ TEST(CountSpaceTimeTest, TheRangeIsThatOfTheCyclesThatWereAskedFor) {
   EXPECT_EQ(asked(filter), std::make_pair(uint64_t{10}, uint64_t{50})) << "no event is there";
 }
 
+TEST(CountSpaceTimeTest, WhereCyclesFallNoneIsOutsideTheRange) {
+  std::vector<Event> events;
+  for (const uint64_t first : {100, 10}) {
+    for (uint64_t cycle = first; cycle < first + 50; ++cycle) {
+      events.push_back({FIRE_RECORD, cycle, 0, {0, 0}, {}});
+    }
+  }
+  const Opened opened(Encode(events));
+  SpaceTimeQuestion question;
+  question.mostColumns = 50;
+  Result<SpaceTime> map = CountSpaceTime(*opened.trace, *opened.index, question);
+  ASSERT_TRUE(map);
+  EXPECT_EQ(map->Total(), events.size());
+  EXPECT_EQ(map->Times().first, 10U);
+  EXPECT_EQ(map->Times().last, 149U);
+  // What lies within what was asked for widens nothing.
+  question.filter.firstCycle = 105;
+  question.filter.lastCycle = 120;
+  map = CountSpaceTime(*opened.trace, *opened.index, question);
+  ASSERT_TRUE(map);
+  EXPECT_EQ(map->Total(), 16U);
+  EXPECT_EQ(map->Times().first, 105U);
+}
+
+TEST(CountSpaceTimeTest, AFilterThatEndsWhereTheTraceDoesAsksForAllOfIt) {
+  const Opened opened(Encode({{FIRE_RECORD, 10, 0, {0, 0}, {}},
+                              {FIRE_RECORD, 50, 1, {0, 0}, {}},
+                              {FIRE_RECORD, 90, 0, {0, 0}, {}}}));
+  EventFilter filter;
+  filter.lastRecord = 3;
+  filter.thread = 1;
+  EXPECT_EQ(*CyclesAsked(*opened.trace, *opened.index, filter), (CycleRange{10, 90}));
+  filter.lastRecord = 2;
+  EXPECT_EQ(*CyclesAsked(*opened.trace, *opened.index, filter), (CycleRange{50, 50}));
+}
+
 TEST(CountSpaceTimeTest, ATraceWithoutRecordsIsAFaultAndTheLongestOneIsNone) {
   const Opened empty("");
   SpaceTimeQuestion question;

@@ -3,12 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <optional>
 
 #include "measure/expect/ReadRules.h"
 #include "tests/support/TraceText.h"
 #include "tests/trace/support/Opened.h"
 #include "trace/base/About.h"
+#include "trace/read/Companion.h"
+#include "trace/write/Recorder.h"
 
 namespace marrowfin {
 namespace {
@@ -103,6 +106,10 @@ TEST_F(JudgeTest, TheFarthestMessageIsFoundAndThoseThatGoFurtherAreCounted) {
   finding = In("distance.mean", "at_most = 0.5");
   EXPECT_EQ(finding.witness.message->record, 2U) << "the first that goes further";
   EXPECT_EQ(In("distance.max", "at_most = 1\ncycles = \"12:\"").holds, true);
+  finding = In("distance.max", "below = 2");
+  EXPECT_EQ(finding.messages, 1U) << "two is too far already";
+  EXPECT_TRUE(finding.witness.message);
+  EXPECT_EQ(In("distance.mean", "below = 1").witness.message->record, 2U);
 }
 
 TEST_F(JudgeTest, OfUnitsEachMustHoldAndTheWorstIsTold) {
@@ -305,6 +312,37 @@ TEST_F(JudgeTest, TheSumTellsOutcomes) {
   EXPECT_EQ(counts.untold, 1U);
   EXPECT_EQ(counts.skipped, 1U);
   EXPECT_FALSE(counts.AllHold());
+}
+
+TEST_F(JudgeTest, WhatNotesChooseIsCountedOverTheSameCyclesAsWhatTheyDoNot) {
+  testing::TempDir folder;
+  const std::string name = folder.File("run.trace");
+  Recorder recorder;
+  ASSERT_FALSE(recorder.Open(name));
+  const NumberNote size = recorder.DeclareNumber("size");
+  for (const uint64_t cycle : {100, 110, 40, 60}) {
+    recorder.Send(cycle, 0, {0, 0}, {1, 0});
+    recorder.Note(size, cycle);
+  }
+  ASSERT_FALSE(recorder.Close());
+  const std::unique_ptr<TraceSource> trace = testing::OpenTrace(name);
+  const std::unique_ptr<Index> index = testing::OpenIndex(*trace);
+  const Companion companion = Companion::Beside(*trace);
+  ASSERT_NE(companion.Notes(), nullptr);
+  NotesOfTrace notes(*trace, *index, *companion.Notes());
+  run.trace = trace.get();
+  run.index = index.get();
+  run.notes = &notes;
+  run.question.shape = {1, 1, 2};
+  opened.emplace("");  // nothing of it is asked
+  for (const char* const where : {"", "\nwhere = \"size\""}) {
+    const std::string rule = "equals = 0" + std::string(where);
+    EXPECT_EQ(In("sends", rule).value, 4.0) << "cycles fall: none is before the first" << where;
+    EXPECT_EQ(In("cycles", rule).value, 71.0) << where;
+    run.question.filter.firstRecord = 2;
+    EXPECT_EQ(In("cycles", rule).value, 21.0) << "of the records that were asked for" << where;
+    run.question.filter.firstRecord = 0;
+  }
 }
 
 TEST_F(JudgeTest, AnEmptyTraceAndWorkThatIsStoppedAreFaults) {
