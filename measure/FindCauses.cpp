@@ -273,6 +273,13 @@ class Finder {
   }
 
   void AddToldCause(uint64_t record, uint64_t effectTime) {
+    causes.push_back(record);
+    TakeTime(record, effectTime);
+  }
+
+  // Takes the time since a cause whose class is not at hand. What cannot be read is in the fault of
+  // `records`.
+  void TakeTime(uint64_t record, uint64_t effectTime) {
     size_t row;
     const TimedBatch* const held = records.Hold(record, row);
     if (held == nullptr) {
@@ -282,13 +289,18 @@ class Finder {
     const uint32_t eventClass =
         found.least.ClassOf(columns.tag[row].type, std::min(marks.Of(record), uint32_t{7}),
                             columns.at[row], columns.to[row]);
-    AddCause({record, held->time[row], eventClass}, effectTime);
+    found.least.Take(eventClass, effectTime - held->time[row]);
   }
 
-  // Messages that were used by packet may have gone on through switches.
-  void FollowLegs() {
+  // Messages that were used by packet may have gone on through switches: the last of those is the
+  // cause.
+  void FollowLegs(uint64_t effectTime) {
     for (uint64_t& cause : causes) {
-      cause = legs.End(cause);
+      const uint64_t end = legs.End(cause);
+      if (end != cause) {
+        cause = end;
+        TakeTime(end, effectTime);
+      }
     }
   }
 
@@ -309,7 +321,7 @@ class Finder {
     } else {
       evidence = Evidence::PACKET;
       UseAll(packets, strand, time);
-      FollowLegs();
+      FollowLegs(time);
     }
     if (causes.empty() && !told->TellsProducers(i) && strand.HasFired()) {
       evidence = Evidence::PACKET;
@@ -328,7 +340,7 @@ class Finder {
     if (!told->TellsConsumed(i)) {
       const size_t before = causes.size();
       UseAll(threads, strand, time);
-      FollowLegs();
+      FollowLegs(time);
       evidence = causes.size() > before ? Evidence::INFERRED : evidence;
     }
     if (causes.empty() && !told->TellsProducers(i) && strand.HasFired()) {
@@ -351,7 +363,7 @@ class Finder {
       if (!isTold) {
         evidence = Evidence::PACKET;
         Follow(packets, packets.At(columns.at[i], *packet), time, true);
-        FollowLegs();
+        FollowLegs(time);
       }
       if (NeedsPackets()) {
         SendTo(packets.At(columns.to[i], *packet), packets, i);
@@ -362,7 +374,7 @@ class Finder {
     } else if (!isTold) {
       evidence = Evidence::INFERRED;
       Follow(threads, threads.At(columns.at[i], columns.tag[i].thread), time, false);
-      FollowLegs();
+      FollowLegs(time);
     }
     if (!packet || !told->TellsConsumedAtAll()) {
       SendTo(threads.At(columns.to[i], columns.tag[i].thread), threads, i);

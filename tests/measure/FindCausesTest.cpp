@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "measure/RunBounds.h"
 #include "tests/measure/CausesFixture.h"
 #include "tests/trace/support/RandomTrace.h"
 
@@ -305,6 +306,19 @@ TEST_F(PacketCausesTest, TransmissionsOfAPacketLieBetweenItsMessageAndTheFireTha
   Fire(7, C, 7);
   EXPECT_THAT(CausesOf(),
               ElementsAre(IsEmpty(), ElementsAre(0), IsEmpty(), ElementsAre(1), ElementsAre(3)));
+}
+
+TEST_F(PacketCausesTest, TheTimeFromTheLastSwitchToTheFireIsTakenAsWell) {
+  // From switch to switch it takes ten cycles, from the last one to its fire only one.
+  Send(1, A, C, 7);
+  Transmit(2, 7);
+  Transmit(12, 7);
+  Fire(13, C, 7);
+  CausesOf();
+  const Result<RunBounds> bounds = FindBounds(*found);
+  ASSERT_TRUE(bounds);
+  EXPECT_LE(bounds->noWaits, bounds->end);
+  EXPECT_EQ(bounds->noWaits, 4U) << "no switch ever needed more than a cycle";
 }
 
 TEST_F(PacketCausesTest, EventsWithoutAPacketAreInferred) {
