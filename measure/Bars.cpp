@@ -13,7 +13,16 @@ namespace {
 constexpr double LONG_TAIL = 3;
 constexpr double DRAWN_OF_TAIL = 1.5;
 
+constexpr double EXACT = 9007199254740992;  // 2^53: from here on a real stands for several numbers
+
 double NumberOf(uint64_t value) { return static_cast<double>(value); }
+
+// Reals that are drawn: of those farther away, and of differences that are smaller than
+// LEAST_WIDTH, neither widths nor sums could be told.
+constexpr double FARTHEST = 1e300;
+constexpr double LEAST_WIDTH = 1e-290;
+
+double DrawnReal(uint64_t key) { return std::clamp(RealOf(key), -FARTHEST, FARTHEST); }
 
 // 1, 2 or 5 times a power of ten, not less than `width`.
 double RoundWidth(double width) {
@@ -38,13 +47,14 @@ class Cut {
     const double low = LowestDrawn(high);
     bars.width = WidthFor(low, high);
     bars.first = std::floor(low / bars.width) * bars.width;
-    bars.single = least == 1 && bars.width == 1;
+    bars.single = least == 1 && bars.width == 1 && high < EXACT;
     bars.counts.resize(BarOf(bars, high) + 1);
     for (const auto& [value, times] : values.Counts()) {
-      if (valueOf(value) > high) {
+      const double number = valueOf(value);
+      if (number > high && number >= bars.End()) {
         bars.above += times;
       } else {
-        bars.counts[std::min(BarOf(bars, valueOf(value)), bars.counts.size() - 1)] += times;
+        bars.counts[std::min(BarOf(bars, number), bars.counts.size() - 1)] += times;
       }
     }
     return bars;
@@ -71,7 +81,10 @@ class Cut {
   double WidthFor(double low, double high) const {
     const double bars = static_cast<double>(most);
     const double wanted = (high - low) / bars;
-    double width = std::max(least, wanted > 0 ? RoundWidth(wanted) : least > 0 ? least : 1);
+    // Narrower ones would begin where the ones before do: a real has so many digits and no more.
+    const double narrowest = 2 * std::max(std::abs(high), std::abs(low)) / EXACT;
+    double width = wanted > LEAST_WIDTH ? std::max(least, RoundWidth(std::max(wanted, narrowest)))
+                                        : std::max(1.0, narrowest);
     while (std::floor(high / width) - std::floor(low / width) >= bars) {
       width = NextRound(width);
     }
@@ -90,6 +103,8 @@ Bars BarsOf(const ValueCounts& values, size_t most) {
   return Cut(values, most, 1, NumberOf).Make();
 }
 
-Bars BarsOfReals(const ValueCounts& keys, size_t most) { return Cut(keys, most, 0, RealOf).Make(); }
+Bars BarsOfReals(const ValueCounts& keys, size_t most) {
+  return Cut(keys, most, 0, DrawnReal).Make();
+}
 
 }  // namespace marrowfin

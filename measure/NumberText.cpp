@@ -1,5 +1,6 @@
 #include "measure/NumberText.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
@@ -28,11 +29,17 @@ std::string Grouped(std::string text) {
 
 std::string CountText(uint64_t count) { return Grouped(std::to_string(count)); }
 
+uint64_t WholeOf(double value) {
+  constexpr double END = 18446744073709551616.0;  // 2^64
+  return value < END ? static_cast<uint64_t>(std::max(value, 0.0)) : ~uint64_t{0};
+}
+
 std::string ThreeDigits(double value) {
+  constexpr double LEAST = 1e-290;  // of smaller ones three digits cannot be told apart
   if (!std::isfinite(value)) {
     return value != value ? "–" : value > 0 ? "∞" : "−∞";
   }
-  if (value == 0) {
+  if (std::abs(value) < LEAST) {
     return "0";
   }
   if (value < 0) {

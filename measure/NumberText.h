@@ -11,6 +11,9 @@ namespace marrowfin {
 // "24,000,000".
 std::string CountText(uint64_t count);
 
+// A count that was kept as a real; of one that is larger than any the largest that there is.
+uint64_t WholeOf(double value);
+
 // Three digits that count: "0.00123", "1.23", "12.3", "123", "12,300"; "0" for zero. Of a whole
 // number below a thousand what follows the point is left out; the minus is that of print, "−".
 std::string ThreeDigits(double value);

@@ -65,6 +65,29 @@ TEST(BarsTest, ALongTailIsCountedAndNotDrawn) {
   EXPECT_EQ(Sum(bars), 1003U);
 }
 
+TEST(BarsTest, WhatLiesInTheLastBarIsNotAboveIt) {
+  ValueCounts values;
+  values.Add(100, 1000);
+  values.Add(155);  // the bars end at one and a half times 100, the last of them at 160
+  values.Add(99999);
+  const Bars bars = BarsOf(values, 9);
+  EXPECT_EQ(bars.End(), 160);
+  EXPECT_EQ(bars.counts.back(), 1U);
+  EXPECT_EQ(bars.above, 1U);
+}
+
+TEST(BarsTest, NumbersThatAreTooLargeToBeToldApartHaveNoBarsOfTheirOwn) {
+  for (const std::vector<uint64_t>& values : {std::vector<uint64_t>{~uint64_t{0}},
+                                              {~uint64_t{0}, ~uint64_t{0} - 1},
+                                              {~uint64_t{0}, ~uint64_t{0} - 100000},
+                                              {uint64_t{1} << 60, (uint64_t{1} << 60) + 1}}) {
+    const Bars bars = BarsOf(Of(values), 60);
+    EXPECT_FALSE(bars.single);
+    EXPECT_EQ(Sum(bars), values.size());
+    EXPECT_GT(bars.End(), bars.first);
+  }
+}
+
 TEST(BarsTest, AnyDistributionIsInAtMostTheBarsThatAreAskedFor) {
   std::mt19937_64 random(1);
   for (int round = 0; round < 500; ++round) {
@@ -101,6 +124,22 @@ TEST(BarsTest, RealsAreInBarsOfAnyWidth) {
   ValueCounts one;
   one.Add(RealKey(0.25));
   EXPECT_EQ(BarsOfReals(one, 50).counts.size(), 1U);
+}
+
+TEST(BarsTest, NoRealsAreTooFarApartOrTooNear) {
+  const double pairs[][2] = {{-1e308, 1e308},   {-INFINITY, INFINITY}, {-2.5e-322, 2.5e-322},
+                             {5e-324, 1e-323},  {1, 1 + 2.3e-16},      {1e300, 1.0000000001e300},
+                             {-1e-200, 1e-200}, {1e18, 1e18 + 128},    {0, 1e-320}};
+  for (const auto& [low, high] : pairs) {
+    ValueCounts keys;
+    keys.Add(RealKey(low));
+    keys.Add(RealKey(high));
+    const Bars bars = BarsOfReals(keys, 50);
+    EXPECT_EQ(Sum(bars), 2U) << low;
+    EXPECT_LE(bars.counts.size(), 51U) << low;
+    EXPECT_TRUE(std::isfinite(bars.first) && std::isfinite(bars.End())) << low;
+    EXPECT_GT(bars.End(), bars.first) << low;
+  }
 }
 
 TEST(RealKeyTest, KeysAscendAsRealsDo) {

@@ -37,6 +37,14 @@ TEST(NumberTextTest, ThreeDigitsCount) {
   EXPECT_EQ(ThreeDigits(NAN), "–");
 }
 
+TEST(NumberTextTest, WhatIsTooSmallToBeToldIsZeroAndWhatIsTooLargeTheLargest) {
+  EXPECT_EQ(ThreeDigits(5e-324), "0");
+  EXPECT_EQ(ThreeDigits(-5e-324), "0");
+  EXPECT_EQ(WholeOf(18446744073709551616.0), ~uint64_t{0});
+  EXPECT_EQ(WholeOf(12), 12U);
+  EXPECT_EQ(WholeOf(-1), 0U);
+}
+
 TEST(NumberTextTest, SharesArePercent) {
   EXPECT_EQ(PercentText(0), "0 %");
   EXPECT_EQ(PercentText(1), "100 %");
