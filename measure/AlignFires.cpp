@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <limits>
 #include <tuple>
 #include <utility>
 
@@ -30,6 +31,13 @@ struct Element {
 
   bool Waits() const { return next < waiting.size(); }
 };
+
+// `a` less `b`; of cycles that are farther apart than a signed number tells, the farthest it does.
+int64_t SlipOf(uint64_t a, uint64_t b) {
+  constexpr uint64_t FARTHEST = std::numeric_limits<int64_t>::max();
+  return a >= b ? static_cast<int64_t>(std::min(a - b, FARTHEST))
+                : -static_cast<int64_t>(std::min(b - a, FARTHEST));
+}
 
 class Aligner {
  public:
@@ -153,7 +161,7 @@ class Aligner {
     FireSlip& slip = elements[element].slip;
     const uint64_t number = passed[element] + std::min(slip.firesA, slip.firesB);
     elements[element].passedBefore = passed[element];
-    slip.last = static_cast<int64_t>(inA.cycle - inB.cycle);
+    slip.last = SlipOf(inA.cycle, inB.cycle);
     slip.sum += static_cast<double>(slip.last);
     if (std::abs(slip.last) > std::abs(slip.largest)) {
       slip.largest = slip.last;

@@ -25,16 +25,6 @@ struct Found {
 
 uint64_t Apart(uint64_t a, uint64_t b) { return a > b ? a - b : b - a; }
 
-// The places that either of two grids has, row by row.
-template <class Look>
-void ForEachPlace(PerAxis a, PerAxis b, Look look) {
-  for (uint32_t row = 0; row < std::max(a.rows, b.rows); ++row) {
-    for (uint32_t column = 0; column < std::max(a.columns, b.columns); ++column) {
-      look(Place{column, row});
-    }
-  }
-}
-
 ElementCounts ElementOf(const PlaceCounts& counts, Place at) {
   return counts.Shape().HasElement(at) ? counts.Elements()[counts.Shape().ElementNumber(at)]
                                        : ElementCounts();
@@ -65,11 +55,11 @@ std::optional<Found> FindDifference(const PlaceCounts& a, const PlaceCounts& b) 
   const auto elements = [](const ArrayShape& shape) {
     return PerAxis{shape.Columns(), shape.Rows()};
   };
-  ForEachPlace(elements(a.Shape()), elements(b.Shape()), [&](Place at) {
+  ForEachPlaceOfEither(elements(a.Shape()), elements(b.Shape()), [&](Place at) {
     Consider({at, false, ElementOf(a, at), ElementOf(b, at)}, found);
   });
   if (!found) {
-    ForEachPlace(a.Shape().clusters, b.Shape().clusters, [&](Place cluster) {
+    ForEachPlaceOfEither(a.Shape().clusters, b.Shape().clusters, [&](Place cluster) {
       Consider({cluster, true, SwitchOf(a, cluster), SwitchOf(b, cluster)}, found);
     });
   }

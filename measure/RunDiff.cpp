@@ -239,14 +239,9 @@ std::vector<UnitChange> UnitChangesOf(const MeasuredRun& a, const MeasuredRun& b
   const std::vector<double> inA = UnitValues(a, measure, at);
   const std::vector<double> inB = UnitValues(b, measure, at);
   std::vector<UnitChange> changes;
-  for (uint32_t row = 0; row < std::max(unitsA.rows, unitsB.rows); ++row) {
-    for (uint32_t column = 0; column < std::max(unitsA.columns, unitsB.columns); ++column) {
-      const Place place = {column, row};
-      changes.push_back({place, ValueAt(inA, unitsA, place), ValueAt(inB, unitsB, place)});
-    }
-  }
-  // Where arrays are higher in one and wider in the other, there are corners that neither has.
-  std::erase_if(changes, [](const UnitChange& change) { return !change.a && !change.b; });
+  ForEachPlaceOfEither(unitsA, unitsB, [&](Place place) {
+    changes.push_back({place, ValueAt(inA, unitsA, place), ValueAt(inB, unitsB, place)});
+  });
   return changes;
 }
 

@@ -224,6 +224,19 @@ TEST(AlignRunsTest, AStallIsNoDifferenceByStepNorByFireAndTheSlipIsTold) {
   EXPECT_GT(sum, 0);
 }
 
+TEST(AlignRunsTest, FiresThatAreFartherApartThanASignedNumberTellsSlipAsFarAsItDoes) {
+  constexpr uint64_t END = ~uint64_t{0};
+  const OpenRun runA({{FIRE_RECORD, 0, 0, {0, 0}, {}}, {FIRE_RECORD, END, 0, {1, 0}, {}}});
+  const OpenRun runB({{FIRE_RECORD, 0, 0, {1, 0}, {}}, {FIRE_RECORD, END, 0, {0, 0}, {}}});
+  AlignQuestion question;
+  question.alignment = Alignment::FIRE;
+  const Result<RunAlignment> told = AlignRuns(*runA, *runB, question);
+  ASSERT_TRUE(told);
+  ASSERT_EQ(told->slips.size(), 2U);
+  EXPECT_EQ(told->slips[0].largest, -INT64_MAX);
+  EXPECT_EQ(told->slips[1].largest, INT64_MAX);
+}
+
 TEST(AlignRunsTest, WhatBreaksOffOrIsNoTraceIsAFaultAndNoDifference) {
   std::mt19937 random(6);
   const std::string whole = Encode(RandomEvents(random, Options(random, 3000)));

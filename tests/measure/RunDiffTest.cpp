@@ -138,5 +138,15 @@ TEST(RunDiffTest, OfDifferentArraysUnitsThatOneLacksAreToldAndNotCompared) {
   EXPECT_DOUBLE_EQ(summary.meanA, 0);
 }
 
+TEST(RunDiffTest, OfAHighArrayAndAWideOneOnlyTheUnitsThatAreThereAreLookedAt) {
+  const PerAxis one = {1, 1};
+  const std::vector<Event> fire = {{FIRE_RECORD, 0, 0, {0, 0}, {}}};
+  const MeasuredTrace a(fire, {one, one, PerAxis{200000, 1}});
+  const MeasuredTrace b(fire, {one, one, PerAxis{1, 200000}});
+  const std::vector<UnitChange> units =
+      UnitChangesOf(AsMeasured(a), AsMeasured(b), UnitMeasure::FIRES, Level::PE);
+  EXPECT_EQ(units.size(), 399999U);
+}
+
 }  // namespace
 }  // namespace marrowfin::testing
