@@ -5,10 +5,10 @@
 #include <tuple>
 #include <utility>
 
+#include "measure/Pace.h"
+
 namespace marrowfin {
 namespace {
-
-constexpr uint64_t BETWEEN_REPORTS = 1 << 12;  // steps
 
 // Time by place, while it is gathered.
 class Places {
@@ -106,6 +106,7 @@ Result<CausalChain> FindChain(const Causes& causes, const ArrayShape& shape, uin
   chain.last = record;
   BindingFinder finder(causes);
   Places places(shape);
+  Pace pace(progress, record);
   for (uint64_t current = record;;) {
     const Result<TimedRecords::Timed> timed = finder.Records().Read(current);
     if (!timed) {
@@ -130,8 +131,7 @@ Result<CausalChain> FindChain(const Causes& causes, const ArrayShape& shape, uin
     chain.time.Add(step.since);
     places.Add(timed->event, step.since);
     current = step.cause;
-    if (progress && chain.Steps() % BETWEEN_REPORTS == 0 &&
-        !progress({record - current, record, Progress::RECORDS})) {
+    if (!pace.GoOn(record - current)) {
       return CancelledFault(causes.trace.Source().Name());
     }
   }
@@ -140,8 +140,10 @@ Result<CausalChain> FindChain(const Causes& causes, const ArrayShape& shape, uin
 }
 
 Result<std::vector<ChainStep>> StepsOf(const Causes& causes, const CausalChain& chain,
-                                       uint64_t last, uint64_t most) {
+                                       uint64_t last, uint64_t most,
+                                       const ProgressCallback& progress) {
   std::vector<ChainStep> steps;
+  Pace pace(progress, chain.last);
   BindingFinder finder(causes);
   std::optional<uint64_t> record = last;
   for (; record && steps.size() < most; record = chain.records.Before(*record)) {
@@ -156,6 +158,9 @@ Result<std::vector<ChainStep>> StepsOf(const Causes& causes, const CausalChain& 
     }
     steps.push_back(
         {timed->event, timed->time, *binding ? (*binding)->since : TimeSplit(), node.evidence});
+    if (!pace.GoOn(chain.last - *record)) {
+      return CancelledFault(causes.trace.Source().Name());
+    }
   }
   std::reverse(steps.begin(), steps.end());
   return steps;

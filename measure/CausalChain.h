@@ -66,14 +66,15 @@ struct CausalChain {
 };
 
 // The chain that led to a record, of which there must be one of that number. A fault where the
-// trace cannot be read.
+// trace cannot be read, or `progress`, which counts records, asked to stop.
 [[nodiscard]] Result<CausalChain> FindChain(const Causes& causes, const ArrayShape& shape,
                                             uint64_t record, const ProgressCallback& progress = {});
 
 // At most `most` steps of the chain up to `last`, one of its records: the last ones, in order of
-// time.
+// time. Faults as of FindChain.
 [[nodiscard]] Result<std::vector<ChainStep>> StepsOf(const Causes& causes, const CausalChain& chain,
-                                                     uint64_t last, uint64_t most);
+                                                     uint64_t last, uint64_t most,
+                                                     const ProgressCallback& progress = {});
 
 // The same places taken together by domains or clusters, where switches are in their clusters;
 // sorted by time, the longest first, ties by row and column.

@@ -4,15 +4,14 @@
 #include <memory>
 #include <tuple>
 
+#include "measure/Pace.h"
 #include "trace/base/PlaceTable.h"
 
 namespace marrowfin {
 namespace {
 
-constexpr size_t BETWEEN_REPORTS = 256;  // batches
-
-// Marks the causes of what is marked, from the record back.
-void MarkBack(const CausalGraph& graph, uint64_t record, CausalCone& cone) {
+// Marks the causes of what is marked, from the record back. False where the work is to stop.
+bool MarkBack(const CausalGraph& graph, uint64_t record, Pace& pace, CausalCone& cone) {
   CausalGraph::Reader reader(graph);
   cone.records.Add(record);
   for (std::optional<uint64_t> at = record; at; at = cone.records.Before(*at)) {
@@ -21,14 +20,18 @@ void MarkBack(const CausalGraph& graph, uint64_t record, CausalCone& cone) {
     for (const uint64_t cause : node.causes) {
       cone.records.Add(cause);
     }
+    if (!pace.GoOn(record - *at)) {
+      return false;
+    }
   }
+  return true;
 }
 
-// Marks what has a marked cause, from the record on.
-void MarkForward(const CausalGraph& graph, uint64_t record, CausalCone& cone) {
+// Marks what has a marked cause, from the record on; likewise.
+bool MarkForward(const CausalGraph& graph, uint64_t record, Pace& pace, CausalCone& cone) {
   CausalGraph::Reader reader(graph);
   cone.records.Add(record);
-  for (uint64_t at = record + 1; at < graph.Records(); ++at) {
+  for (uint64_t at = record + 1; at < graph.Records() && pace.GoOn(at); ++at) {
     const CausalGraph::Node node = reader.Read(at);
     const auto follows = [&](uint64_t cause) { return cause >= record && cone.records.Has(cause); };
     if (std::any_of(node.causes.begin(), node.causes.end(), follows)) {
@@ -36,6 +39,7 @@ void MarkForward(const CausalGraph& graph, uint64_t record, CausalCone& cone) {
       cone.inferred += node.evidence == Evidence::INFERRED ? 1 : 0;
     }
   }
+  return pace.GoOn(graph.Records());
 }
 
 // Looks at the events that are marked.
@@ -91,22 +95,23 @@ Result<CausalCone> FindCone(const Causes& causes, uint64_t record, ConeDirection
   CausalCone cone;
   cone.records = RecordSet(causes.graph.Records());
   const auto mark = direction == ConeDirection::BACK ? MarkBack : MarkForward;
-  mark(causes.graph, record, cone);
+  Pace pace(progress, causes.graph.Records());
+  if (!mark(causes.graph, record, pace, cone)) {
+    return CancelledFault(causes.trace.Source().Name());
+  }
   Counter counter(cone);
   const auto batch = std::make_unique<TimedBatch>();
   std::optional<uint64_t> at = cone.records.From(0);
-  for (size_t number = 0; at; ++number) {
-    number = causes.trace.BatchOf(*at);
-    if (Fault fault = causes.trace.Reload(number, *batch)) {
+  while (at) {
+    if (Fault fault = causes.trace.Reload(causes.trace.BatchOf(*at), *batch)) {
       return fault;
     }
     const uint64_t end = batch->columns.firstRecord + batch->columns.size;
     for (; at && *at < end; at = cone.records.From(*at + 1)) {
       counter.Add(batch->columns, static_cast<size_t>(*at - batch->columns.firstRecord));
-    }
-    if (progress && number % BETWEEN_REPORTS == 0 &&
-        !progress({end, causes.graph.Records(), Progress::RECORDS})) {
-      return CancelledFault(causes.trace.Source().Name());
+      if (!pace.GoOn(*at)) {
+        return CancelledFault(causes.trace.Source().Name());
+      }
     }
   }
   counter.End();

@@ -68,10 +68,10 @@ class Gatherer {
 }  // namespace
 
 Result<ChainPath> PathOf(const Causes& causes, const CausalChain& chain, const ArrayShape& shape,
-                         Level level) {
+                         Level level, const ProgressCallback& progress) {
   Gatherer gatherer(chain, shape, level);
   for (std::optional<uint64_t> last = chain.last; last;) {
-    const Result<std::vector<ChainStep>> steps = StepsOf(causes, chain, *last, PIECE);
+    const Result<std::vector<ChainStep>> steps = StepsOf(causes, chain, *last, PIECE, progress);
     if (!steps) {
       return steps.Why();
     }

@@ -30,8 +30,10 @@ struct ChainPath {
   std::vector<ChainMove> moves;  // by row and column, of from and then of to
 };
 
+// Faults as of FindChain.
 [[nodiscard]] Result<ChainPath> PathOf(const Causes& causes, const CausalChain& chain,
-                                       const ArrayShape& shape, Level level);
+                                       const ArrayShape& shape, Level level,
+                                       const ProgressCallback& progress = {});
 
 }  // namespace marrowfin
 

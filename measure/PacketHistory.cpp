@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "measure/CausalChain.h"
+#include "measure/Pace.h"
 #include "measure/RecordSet.h"
 #include "trace/ask/NotedCursor.h"
 
@@ -39,12 +40,15 @@ class PacketEvents {
   uint64_t First() const { return first; }
 
   // The fire that used the last of them, where that is a message on its way; else the last itself.
-  uint64_t End() const {
+  Result<uint64_t> End(Pace& pace) const {
     CausalGraph::Reader reader(causes.graph);
     for (uint64_t record = last + 1; record < causes.graph.Records(); ++record) {
       const CausalGraph::Node node = reader.Read(record);
       if (std::find(node.causes.begin(), node.causes.end(), last) != node.causes.end()) {
         return record;
+      }
+      if (!pace.GoOn(record)) {
+        return CancelledFault(causes.trace.Source().Name());
       }
     }
     return last;
@@ -68,7 +72,7 @@ class HolderFinder {
 
   // Looks at the records behind `from` and before the step, from the time on at which it could
   // have been there.
-  Fault Find(uint64_t from, PacketStep& step) {
+  Fault Find(uint64_t from, Pace& pace, PacketStep& step) {
     const uint64_t since = step.time - step.wait;
     std::map<uint64_t, size_t> numbers;
     for (size_t number = causes.trace.BatchOf(from);
@@ -79,6 +83,9 @@ class HolderFinder {
       Choose(from, since, step);
       if (Fault fault = Take(step, numbers)) {
         return fault;
+      }
+      if (!pace.GoOn(batch->columns.firstRecord, batch->columns.size)) {
+        return CancelledFault(causes.trace.Source().Name());
       }
     }
     return {};
@@ -132,9 +139,14 @@ class HolderFinder {
 };
 
 // The steps from the end of a packet back to where it began.
-Fault WalkBack(const Causes& causes, const PacketEvents& events, PacketHistory& history) {
+Fault WalkBack(const Causes& causes, const PacketEvents& events, Pace& pace,
+               PacketHistory& history) {
   BindingFinder finder(causes);
-  std::optional<uint64_t> record = events.End();
+  const Result<uint64_t> end = events.End(pace);
+  if (!end) {
+    return end.Why();
+  }
+  std::optional<uint64_t> record = *end;
   while (record) {
     const Result<TimedRecords::Timed> timed = finder.Records().Read(*record);
     if (!timed) {
@@ -203,7 +215,8 @@ Result<PacketHistory> FollowPacket(const Causes& causes, NotesOfTrace& notes, ui
   if (events.IsEmpty()) {
     return history;
   }
-  if (Fault fault = WalkBack(causes, events, history)) {
+  Pace pace(progress, causes.graph.Records());
+  if (Fault fault = WalkBack(causes, events, pace, history)) {
     return fault;
   }
   const Result<std::optional<uint64_t>> created = CreationOf(causes, notes, events.First());
@@ -214,7 +227,7 @@ Result<PacketHistory> FollowPacket(const Causes& causes, NotesOfTrace& notes, ui
   HolderFinder holders(causes, notes, *attribute);
   for (size_t i = 1; i < history.steps.size(); ++i) {
     if (history.steps[i].wait > 0) {
-      if (Fault fault = holders.Find(history.steps[i - 1].event.record, history.steps[i])) {
+      if (Fault fault = holders.Find(history.steps[i - 1].event.record, pace, history.steps[i])) {
         return fault;
       }
     }

@@ -318,6 +318,20 @@ TEST(RunBoundsTest, WhoAsksToStopGetsNoAnswer) {
   EXPECT_EQ(FindSlack(*causes, stop).Why().kind, Fault::CANCELLED);
 }
 
+TEST(CausalConeTest, WhoAsksToStopGetsNoAnswer) {
+  const Opened run(Encode(std::vector<Event>(20000, {FIRE_RECORD, 1, 0, {0, 0}, {}})));
+  const Result<Causes> causes = FindCauses(*run.trace, *run.index, nullptr, Flat(2));
+  ASSERT_TRUE(causes);
+  const auto stop = [](const Progress&) { return false; };
+  EXPECT_EQ(FindCone(*causes, 0, ConeDirection::FORWARD, stop).Why().kind, Fault::CANCELLED);
+  EXPECT_EQ(FindCone(*causes, 19999, ConeDirection::BACK, stop).Why().kind, Fault::CANCELLED);
+  const Result<CausalChain> chain = FindChain(*causes, Flat(2).shape, 19999);
+  ASSERT_TRUE(chain);
+  ASSERT_EQ(chain->Steps(), 20000U);
+  EXPECT_EQ(FindChain(*causes, Flat(2).shape, 19999, stop).Why().kind, Fault::CANCELLED);
+  EXPECT_EQ(StepsOf(*causes, *chain, 19999, NEVER, stop).Why().kind, Fault::CANCELLED);
+}
+
 TEST(CausalChainTest, PlacesAreTakenTogetherByDomainsAndClustersWithTheirSwitches) {
   const ArrayShape shape(2, 2, 2);
   const std::vector<ChainPlace> places = {{false, {0, 0}, {1, 0, 0}},

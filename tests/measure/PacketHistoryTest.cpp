@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <utility>
 
 #include "tests/measure/CausesFixture.h"
 #include "tests/support/Command.h"
@@ -93,6 +94,22 @@ TEST_F(PacketHistoryTest, AMessageThatIsStillUnderWayEndsThere) {
   const PacketHistory history = Follow(1);
   ASSERT_EQ(history.steps.size(), 2U);
   EXPECT_EQ(history.steps[1].event.type, SEND_RECORD);
+}
+
+TEST_F(PacketHistoryTest, WhoAsksToStopGetsNoAnswer) {
+  Fire(10, {0, 0}, 1);
+  Send(11, {0, 0}, {1, 0}, 1);
+  for (uint64_t cycle = 12; cycle < 20000; ++cycle) {
+    Send(cycle, {0, 0}, {0, 1}, {});
+  }
+  ASSERT_EQ(Follow(1).steps.size(), 2U) << "nothing uses the message";
+  // Of the search for its events some is told before; what follows goes through all others.
+  int calls = 0;
+  const auto count = [&](const Progress&) { return ++calls > 0; };
+  ASSERT_TRUE(FollowPacket(*causes, *run.notes, 1, count));
+  const int all = std::exchange(calls, 0);
+  const auto stop = [&](const Progress&) { return ++calls < all; };
+  EXPECT_EQ(FollowPacket(*causes, *run.notes, 1, stop).Why().kind, Fault::CANCELLED);
 }
 
 // A run of the example that records itself.

@@ -191,7 +191,7 @@ class Answering {
       return fault;
     }
     const uint64_t most = flags.steps.value_or(flags.json ? ~uint64_t{0} : TOLD_STEPS);
-    Result<std::vector<ChainStep>> steps = StepsOf(causes, *answer.chain, record, most);
+    Result<std::vector<ChainStep>> steps = StepsOf(causes, *answer.chain, record, most, progress);
     if (!steps) {
       return steps.Why();
     }

@@ -86,7 +86,7 @@ Fault FindIt(const WhyPlotFlags& flags, RunToPlot& of, const ProgressCallback& p
   chain.chain = std::move(found).Take();
   const double width = of.style.width * (of.style.width < 300 || of.style.slide ? 1 : ARRAY_PART);
   chain.level = LevelFor(asked.shape, width - 60, of.style.Scale());
-  Result<ChainPath> path = PathOf(*causes, chain.chain, asked.shape, chain.level);
+  Result<ChainPath> path = PathOf(*causes, chain.chain, asked.shape, chain.level, progress);
   if (!path) {
     return path.Why();
   }
