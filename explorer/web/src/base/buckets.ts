@@ -83,12 +83,3 @@ export function nearEdge(have: BucketSpan, view: TimeWindow, bounds: TimeBounds)
   const behind = smallest(bounds.last, seen.last + third);
   return have.first > before || bucketEnd(have) <= behind;
 }
-
-/** Which buckets of `have` a window shows: from the first, up to the last, not included. */
-export function visibleBins(have: BucketSpan, view: TimeWindow): [number, number] {
-  const cycles = Number(bucketCycles(have));
-  const offset = Number(view.start - have.first) + view.fraction;
-  const first = Math.floor(offset / cycles);
-  const end = Math.ceil((offset + view.span) / cycles);
-  return [Math.min(have.bins, Math.max(0, first)), Math.min(have.bins, Math.max(0, end))];
-}

@@ -7,7 +7,6 @@ import {
   covers,
   levelOf,
   nearEdge,
-  visibleBins,
 } from '../../src/base/buckets';
 import { panned, windowOf, type TimeWindow } from '../../src/base/timeScale';
 
@@ -74,13 +73,5 @@ describe('buckets of time', () => {
     const bounds = { first: far, last: far + 999n };
     const have = bucketsFor({ start: far + 10n, fraction: 0.5, span: 20 }, 1000, bounds);
     expect(have).toEqual({ first: far, level: 0, bins: 52 });
-    expect(visibleBins(have, { start: far + 10n, fraction: 0.5, span: 20 })).toEqual([10, 31]);
-  });
-
-  it('that a window shows end with what was fetched', () => {
-    const have = { first: 0n, level: 2, bins: 10 };
-    expect(visibleBins(have, window(6n, 8))).toEqual([1, 4]);
-    expect(visibleBins(have, window(30n, 50))).toEqual([7, 10]);
-    expect(visibleBins(have, window(300n, 50))).toEqual([10, 10]);
   });
 });

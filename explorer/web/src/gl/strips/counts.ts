@@ -1,17 +1,11 @@
-import { visibleBins, type BucketSpan } from '../../base/buckets';
+import { placing, visibleBins, type CountData } from '../../base/stripData';
 import type { TimeWindow } from '../../base/timeScale';
-import { bucketPlaces, type Pen, type StripBox, type StripColours } from './strip';
-
-/** One number a bucket: the worst cycle's where it is known, else the mean. */
-export interface CountData {
-  readonly span: BucketSpan;
-  readonly values: Float64Array;
-}
+import type { Pen, StripBox, StripColours } from './strip';
 
 const HEADROOM = 5;
 
 export function highestCount(data: CountData, view: TimeWindow): number {
-  const [first, end] = visibleBins(data.span, view);
+  const [first, end] = visibleBins(data.buckets, view);
   let highest = 0;
   for (let bin = first; bin < end; ++bin) {
     highest = Math.max(highest, data.values[bin] ?? 0);
@@ -28,21 +22,22 @@ export function drawCount(
   highest: number,
   colours: StripColours,
 ): void {
-  const [first, end] = visibleBins(data.span, view);
+  const [first, end] = visibleBins(data.buckets, view);
   if (first >= end || highest <= 0) {
     return;
   }
-  const { start, step } = bucketPlaces(data.span, view, box.width);
+  const { start, scale: perCycle } = placing(data.buckets, view, box.width);
+  const xOf = (edge: number) => start + (data.buckets.edges[edge] ?? 0) * perCycle;
   const bottom = box.y + box.height;
   const scale = (box.height - HEADROOM) / highest;
   g.beginPath();
-  g.moveTo(start + first * step, bottom);
+  g.moveTo(xOf(first), bottom);
   for (let bin = first; bin < end; ++bin) {
     const y = bottom - (data.values[bin] ?? 0) * scale;
-    g.lineTo(start + bin * step, y);
-    g.lineTo(start + (bin + 1) * step, y);
+    g.lineTo(xOf(bin), y);
+    g.lineTo(xOf(bin + 1), y);
   }
-  g.lineTo(start + end * step, bottom);
+  g.lineTo(xOf(end), bottom);
   g.fillStyle = colours.ink3;
   g.globalAlpha = 0.3;
   g.fill();

@@ -1,21 +1,6 @@
-import { visibleBins, type BucketSpan } from '../../base/buckets';
+import { placing, visibleBins, widthOf, type BandData, type TickData } from '../../base/stripData';
 import type { TimeWindow } from '../../base/timeScale';
-import { bucketPlaces, snapped, type Pen, type StripBox, type StripColours } from './strip';
-
-/** Events of one unit: how many a bucket, and of which colour most of them are (255: none). */
-export interface TickData {
-  readonly span: BucketSpan;
-  readonly count: Float64Array;
-  readonly thread: Uint8Array;
-}
-
-/** A number over time: what it was at least, on average and at most; NaN where nothing is known. */
-export interface BandData {
-  readonly span: BucketSpan;
-  readonly min: Float64Array;
-  readonly mean: Float64Array;
-  readonly max: Float64Array;
-}
+import { snapped, type Pen, type StripBox, type StripColours } from './strip';
 
 const TICK_SHARE = 0.7;
 
@@ -27,15 +12,15 @@ export function drawTicks(
   data: TickData,
   colours: StripColours,
 ): void {
-  const { start, step } = bucketPlaces(data.span, view, box.width);
-  const [first, end] = visibleBins(data.span, view);
+  const { start, scale: perCycle } = placing(data.buckets, view, box.width);
+  const [first, end] = visibleBins(data.buckets, view);
   const height = Math.round(box.height * TICK_SHARE);
   const y = box.y + Math.floor((box.height - height) / 2);
-  const width = Math.max(2, step - 1);
   for (let bin = first; bin < end; ++bin) {
     if ((data.count[bin] ?? 0) > 0) {
       const thread = data.thread[bin] ?? 255;
-      const x = snapped(start + bin * step, box.ratio);
+      const x = snapped(start + (data.buckets.edges[bin] ?? 0) * perCycle, box.ratio);
+      const width = Math.max(2, widthOf(data.buckets, bin) * perCycle - 1);
       g.fillStyle = thread === 255 ? colours.ink3 : (colours.threads[thread % 6] ?? colours.ink3);
       g.fillRect(x, y, width, height);
       if (colours.edge !== undefined && width > 3) {
@@ -49,7 +34,7 @@ export function drawTicks(
 
 /** Lowest and highest of what a window shows; undefined where nothing is known. */
 export function bandRange(data: BandData, view: TimeWindow): readonly [number, number] | undefined {
-  const [first, end] = visibleBins(data.span, view);
+  const [first, end] = visibleBins(data.buckets, view);
   let lowest = Infinity;
   let highest = -Infinity;
   for (let bin = first; bin < end; ++bin) {
@@ -68,8 +53,9 @@ export function drawBand(
   range: readonly [number, number],
   colours: StripColours,
 ): void {
-  const { start, step } = bucketPlaces(data.span, view, box.width);
-  const [first, end] = visibleBins(data.span, view);
+  const { start, scale: perCycle } = placing(data.buckets, view, box.width);
+  const xOf = (bin: number) => start + (data.buckets.edges[bin] ?? 0) * perCycle;
+  const [first, end] = visibleBins(data.buckets, view);
   const scale = (box.height - 4) / (range[1] - range[0] || 1);
   const yOf = (value: number) => box.y + box.height - 2 - (value - range[0]) * scale;
   g.fillStyle = colours.ink3;
@@ -77,7 +63,7 @@ export function drawBand(
   for (let bin = first; bin < end; ++bin) {
     const [low, high] = [data.min[bin] ?? NaN, data.max[bin] ?? NaN];
     if (!Number.isNaN(low)) {
-      g.fillRect(start + bin * step, yOf(high), step, Math.max(1, yOf(low) - yOf(high)));
+      g.fillRect(xOf(bin), yOf(high), xOf(bin + 1) - xOf(bin), Math.max(1, yOf(low) - yOf(high)));
     }
   }
   g.globalAlpha = 1;
@@ -85,7 +71,7 @@ export function drawBand(
   for (let bin = first; bin < end; ++bin) {
     const mean = data.mean[bin] ?? NaN;
     if (!Number.isNaN(mean)) {
-      g.fillRect(start + bin * step, yOf(mean) - 0.5, Math.max(1, step), 1);
+      g.fillRect(xOf(bin), yOf(mean) - 0.5, Math.max(1, xOf(bin + 1) - xOf(bin)), 1);
     }
   }
 }

@@ -1,6 +1,7 @@
+import type { StackData } from '../../base/stripData';
 import { xOf, type TimeWindow } from '../../base/timeScale';
 import { fontOf } from './ruler';
-import { drawStack, type StackData } from './stack';
+import { drawStack } from './stack';
 import type { Pen, StripBox, StripColours } from './strip';
 
 const ROOM = 4;
@@ -12,10 +13,10 @@ export function drawOverview(
   whole: TimeWindow,
   data: StackData,
   highest: number,
-  colours: StripColours,
+  fills: readonly string[],
 ): void {
   g.globalAlpha = 0.85;
-  drawStack(g, box, whole, data, highest, { ...colours, softThreads: colours.threads }, ROOM);
+  drawStack(g, box, whole, data, highest, fills, ROOM);
   g.globalAlpha = 1;
 }
 

@@ -1,28 +1,18 @@
-import { visibleBins, type BucketSpan } from '../../base/buckets';
+import { binsOf, placing, visibleBins, type Placing, type StackData } from '../../base/stripData';
 import type { TimeWindow } from '../../base/timeScale';
-import { bucketPlaces, snapped, type Pen, type StripBox, type StripColours } from './strip';
-
-/** Events a cycle, by colour of a thread, kind or type: stacked means, and the worst cycle. */
-export interface StackData {
-  readonly span: BucketSpan;
-  /** How many colours are used; values of colour c begin at c * bins. */
-  readonly slots: number;
-  readonly mean: Float64Array;
-  /** The most in one cycle of each bucket; not there where each bucket is one cycle. */
-  readonly worst: Float64Array | undefined;
-}
+import { snapped, type Pen, type StripBox, type StripColours } from './strip';
 
 /** Kept free above the highest bar. */
 const HEADROOM = 8;
 
 /** The highest mean and worst of the buckets that a window shows; at least 0. */
 export function highestOf(data: StackData, view: TimeWindow): number {
-  const [first, end] = visibleBins(data.span, view);
+  const [first, end] = visibleBins(data.buckets, view);
   let highest = 0;
   for (let bin = first; bin < end; ++bin) {
     let sum = 0;
     for (let slot = 0; slot < data.slots; ++slot) {
-      sum += data.mean[slot * data.span.bins + bin] ?? 0;
+      sum += data.mean[slot * binsOf(data.buckets) + bin] ?? 0;
     }
     highest = Math.max(highest, sum, data.worst?.[bin] ?? 0);
   }
@@ -30,24 +20,25 @@ export function highestOf(data: StackData, view: TimeWindow): number {
 }
 
 /** Adds the bars of one colour to the path; `base` holds how high each bucket is filled by now. */
-function addBars(g: Pen, box: StripBox, data: StackData, slot: number, draw: BarFrame): void {
-  const { places, first, end, base, scale } = draw;
-  const gap = places.step > 3 ? 1 : 0;
+function addBars(g: Pen, box: StripBox, data: StackData, slot: number, frame: BarFrame): void {
+  const { places, first, end, base, scale } = frame;
+  const values = data.mean.subarray(slot * binsOf(data.buckets));
   const bottom = box.y + box.height;
   for (let bin = first; bin < end; ++bin) {
-    const value = data.mean[slot * data.span.bins + bin] ?? 0;
+    const value = values[bin] ?? 0;
     if (value > 0) {
-      const from = snapped(places.start + bin * places.step, box.ratio);
-      const to = snapped(places.start + (bin + 1) * places.step, box.ratio);
+      const from = snapped(places.start + (data.buckets.edges[bin] ?? 0) * places.scale, box.ratio);
+      const to = snapped(places.start + (data.buckets.edges[bin + 1] ?? 0) * places.scale, box.ratio);
       const under = base[bin - first] ?? 0;
-      g.rect(from, bottom - (under + value) * scale, Math.max(to - from - gap, 1 / box.ratio), value * scale);
+      const width = Math.max(to - from - (to - from > 3 ? 1 : 0), 1 / box.ratio);
+      g.rect(from, bottom - (under + value) * scale, width, value * scale);
       base[bin - first] = under + value;
     }
   }
 }
 
 interface BarFrame {
-  readonly places: { readonly start: number; readonly step: number };
+  readonly places: Placing;
   readonly first: number;
   readonly end: number;
   readonly base: Float64Array;
@@ -55,9 +46,9 @@ interface BarFrame {
 }
 
 function barFrame(box: StripBox, view: TimeWindow, data: StackData, highest: number, room: number): BarFrame {
-  const [first, end] = visibleBins(data.span, view);
+  const [first, end] = visibleBins(data.buckets, view);
   return {
-    places: bucketPlaces(data.span, view, box.width),
+    places: placing(data.buckets, view, box.width),
     first,
     end,
     base: new Float64Array(Math.max(0, end - first)),
@@ -65,25 +56,32 @@ function barFrame(box: StripBox, view: TimeWindow, data: StackData, highest: num
   };
 }
 
-/** Bars of the means, one path a colour; `highest` is what reaches the top but for some room. */
+/**
+ * Bars of the means, one path a colour; `highest` is what reaches the top but for some room. A stack
+ * whose bars touch is as light as its other ones: their gaps are paper.
+ */
 export function drawStack(
   g: Pen,
   box: StripBox,
   view: TimeWindow,
   data: StackData,
   highest: number,
-  colours: StripColours,
+  fills: readonly string[],
   room = HEADROOM,
 ): void {
   const frame = barFrame(box, view, data, highest, room);
-  const fills = frame.places.step < 2 ? colours.softThreads : colours.threads;
+  const alpha = g.globalAlpha;
+  g.globalAlpha = alpha * (frame.end - frame.first > box.width / 2 ? 0.8 : 1);
   for (let slot = 0; slot < data.slots; ++slot) {
-    g.fillStyle = fills[slot % fills.length] ?? colours.ink3;
+    g.fillStyle = fills[slot % fills.length] ?? '';
     g.beginPath();
     addBars(g, box, data, slot, frame);
     g.fill();
   }
+  g.globalAlpha = alpha;
 }
+
+const middleOf = (edges: Float64Array, bin: number): number => ((edges[bin] ?? 0) + (edges[bin + 1] ?? 0)) / 2;
 
 /** The line of the worst cycle in each bucket. */
 export function drawWorst(
@@ -104,7 +102,7 @@ export function drawWorst(
   g.lineWidth = 1;
   g.beginPath();
   for (let bin = frame.first; bin < frame.end; ++bin) {
-    const x = frame.places.start + (bin + 0.5) * frame.places.step;
+    const x = frame.places.start + middleOf(data.buckets.edges, bin) * frame.places.scale;
     const y = bottom - (data.worst[bin] ?? 0) * frame.scale;
     if (bin === frame.first) {
       g.moveTo(x, y);

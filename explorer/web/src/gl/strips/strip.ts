@@ -1,8 +1,5 @@
 // What all strips of the timeline share: where they draw, in which colours, and for which cycles.
 
-import { bucketCycles, type BucketSpan } from '../../base/buckets';
-import { xOf, type TimeWindow } from '../../base/timeScale';
-
 /** Colours of the theme, as CSS writes them. */
 export interface StripColours {
   readonly paper: string;
@@ -15,9 +12,8 @@ export interface StripColours {
   readonly accent: string;
   readonly wash: string;
   readonly danger: string;
+  /** Of threads modulo 6, and of what belongs to none of those that are told apart. */
   readonly threads: readonly string[];
-  /** The same over paper, for bars that stand without a gap. */
-  readonly softThreads: readonly string[];
   /** The edge of ticks whose colour may be too close to the paper; none where none is. */
   readonly edge: string | undefined;
 }
@@ -34,17 +30,6 @@ export type Pen = CanvasRenderingContext2D;
 
 /** To the nearest edge between device pixels, so that neighbours meet without a seam. */
 export const snapped = (at: number, ratio: number): number => Math.round(at * ratio) / ratio;
-
-/** Where buckets begin: `start + index * step` pixels. */
-export interface BucketPlaces {
-  readonly start: number;
-  readonly step: number;
-}
-
-export function bucketPlaces(span: BucketSpan, view: TimeWindow, width: number): BucketPlaces {
-  const step = (Number(bucketCycles(span)) / view.span) * width;
-  return { start: xOf(view, width, span.first), step };
-}
 
 /** Calls `draw` with what is inside of the box only. */
 export function clipped(g: Pen, box: StripBox, draw: () => void): void {

@@ -1,12 +1,13 @@
 import { describe, expect, it } from 'vitest';
 
+import type { StackData } from '../../../src/base/stripData';
 import { drawCount, highestCount } from '../../../src/gl/strips/counts';
 import { bandRange, drawTicks } from '../../../src/gl/strips/lane';
 import { drawFrame, frameEdges } from '../../../src/gl/strips/overview';
 import { drawPlayhead, middleOf, playheadTakes } from '../../../src/gl/strips/playhead';
 import { rangeEdges } from '../../../src/gl/strips/range';
 import { drawMark, drawRuler } from '../../../src/gl/strips/ruler';
-import { drawStack, drawWorst, highestOf, type StackData } from '../../../src/gl/strips/stack';
+import { drawStack, drawWorst, highestOf } from '../../../src/gl/strips/stack';
 import type { StripBox, StripColours } from '../../../src/gl/strips/strip';
 import { only, recordingPen } from './pen';
 
@@ -22,14 +23,13 @@ const COLOURS: StripColours = {
   wash: 'wash',
   danger: 'danger',
   threads: ['t0', 't1', 't2', 't3', 't4', 't5'],
-  softThreads: ['s0', 's1', 's2', 's3', 's4', 's5'],
   edge: undefined,
 };
 const BOX: StripBox = { y: 100, width: 400, height: 88, ratio: 1 };
 const WINDOW = { start: 10n, fraction: 0, span: 4 };
-const SPAN = { first: 8n, level: 0, bins: 8 };
+const BUCKETS = { origin: 8n, edges: Float64Array.of(0, 1, 2, 3, 4, 5, 6, 7, 8) };
 const STACK: StackData = {
-  span: SPAN,
+  buckets: BUCKETS,
   slots: 2,
   mean: Float64Array.of(9, 9, 1, 2, 0, 4, 9, 9, 9, 9, 3, 0, 0, 4, 9, 9),
   worst: undefined,
@@ -38,7 +38,7 @@ const STACK: StackData = {
 describe('stacked bars', () => {
   it('stand at their cycles, one colour upon the other', () => {
     const { g, drawn } = recordingPen();
-    drawStack(g, BOX, WINDOW, STACK, 8, COLOURS);
+    drawStack(g, BOX, WINDOW, STACK, 8, COLOURS.threads);
     const bars = only(drawn, 'rect');
     expect(bars.map((bar) => bar.at)).toEqual([
       [0, 178, 99, 10],
@@ -50,10 +50,10 @@ describe('stacked bars', () => {
     expect(only(drawn, 'fill').map((fill) => fill.style)).toEqual(['t0', 't1']);
   });
 
-  it('have no gaps and softer colours where each is a pixel wide', () => {
+  it('have no gaps and are lighter where each is a pixel wide', () => {
     const { g, drawn } = recordingPen();
-    drawStack(g, { ...BOX, width: 5 }, WINDOW, STACK, 8, COLOURS);
-    expect(only(drawn, 'fill')[0]?.style).toBe('s0');
+    drawStack(g, { ...BOX, width: 5 }, WINDOW, STACK, 8, COLOURS.threads);
+    expect(only(drawn, 'fill')[0]?.alpha).toBe(0.8);
     const [first, second] = only(drawn, 'rect');
     expect((first?.at[0] ?? 0) + (first?.at[2] ?? 0)).toBe(second?.at[0]);
   });
@@ -76,7 +76,7 @@ describe('stacked bars', () => {
 
 describe('counts', () => {
   it('are steps from the ground', () => {
-    const data = { span: SPAN, values: Float64Array.of(9, 9, 0, 2, 4, 0, 9, 9) };
+    const data = { buckets: BUCKETS, values: Float64Array.of(9, 9, 0, 2, 4, 0, 9, 9) };
     expect(highestCount(data, WINDOW)).toBe(4);
     const { g, drawn } = recordingPen();
     drawCount(g, { ...BOX, height: 25 }, WINDOW, data, 4, COLOURS);
@@ -86,14 +86,14 @@ describe('counts', () => {
 
   it('that are all zero draw nothing', () => {
     const { g, drawn } = recordingPen();
-    drawCount(g, BOX, WINDOW, { span: SPAN, values: new Float64Array(8) }, 0, COLOURS);
+    drawCount(g, BOX, WINDOW, { buckets: BUCKETS, values: new Float64Array(8) }, 0, COLOURS);
     expect(drawn).toEqual([]);
   });
 });
 
 describe('lanes', () => {
   const data = {
-    span: SPAN,
+    buckets: BUCKETS,
     count: Float64Array.of(1, 1, 1, 0, 2, 0, 1, 1),
     thread: Uint8Array.of(0, 0, 3, 255, 255, 255, 0, 0),
   };
@@ -115,7 +115,7 @@ describe('lanes', () => {
 
   it('of counters know their range, and that nothing is known', () => {
     const nothing = new Float64Array(8).fill(NaN);
-    const band = { span: SPAN, min: nothing, mean: nothing, max: nothing };
+    const band = { buckets: BUCKETS, min: nothing, mean: nothing, max: nothing };
     expect(bandRange(band, WINDOW)).toBeUndefined();
     const max = Float64Array.of(9, 9, NaN, 3, NaN, 7, 9, 9);
     expect(bandRange({ ...band, max }, WINDOW)).toEqual([0, 7]);
