@@ -13,6 +13,7 @@ export const EVENT_TYPES: Readonly<Record<number, EventType>> = { 2: 'switch', 3
 
 export type Moment =
   | { readonly reading: 'natural'; readonly cycle: Digits }
+  | { readonly reading: 'natural'; readonly naturalStep: number }
   | { readonly reading: 'viewer'; readonly step: number; readonly skipTo?: Digits };
 
 export interface NoteFilter {

@@ -16,6 +16,9 @@ export interface Palette {
   readonly surface: Rgb;
   readonly line: Rgb;
   readonly accent: Rgb;
+  readonly danger: Rgb;
+  /** How much of the accent lies over a chosen range. */
+  readonly wash: number;
   readonly idle: Rgb;
   readonly cluster: Rgb;
   readonly threads: readonly Rgb[];
@@ -35,6 +38,8 @@ export const PALETTES: Readonly<Record<ThemeName, Palette>> = {
     surface: hex('#f5f6f8'),
     line: hex('#d9dde4'),
     accent: hex('#1a5cc0'),
+    danger: hex('#b3261e'),
+    wash: 0.1,
     idle: hex('#8b95a3'),
     cluster: hex('#b9c0ca'),
     threads: list('#2f28b5 #f55f25 #51a28e #a00061 #b279f7 #2c3303'),
@@ -54,6 +59,8 @@ export const PALETTES: Readonly<Record<ThemeName, Palette>> = {
     surface: hex('#1b1f26'),
     line: hex('#323a46'),
     accent: hex('#84b4ff'),
+    danger: hex('#ff9389'),
+    wash: 0.14,
     idle: hex('#64707f'),
     cluster: hex('#465060'),
     threads: list('#3569ec #ef9820 #a2fcc0 #dc468f #beafff #81601a'),

@@ -3,10 +3,20 @@ import { useContext } from 'preact/hooks';
 
 import type { Registry } from '../commands/registry';
 import type { Explorer } from '../model/explorer';
+import type { Timeline } from '../model/timeline';
+
+/** Who goes to another moment. */
+export interface Travel {
+  goToCycle(cycle: bigint): unknown;
+  goToRecord(record: number): unknown;
+  goToStep(step: number): unknown;
+}
 
 export interface Page {
   readonly explorer: Explorer;
   readonly commands: Registry;
+  readonly timeline: Timeline;
+  readonly travel: Travel;
 }
 
 export const PageContext = createContext<Page | undefined>(undefined);

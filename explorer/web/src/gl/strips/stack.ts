@@ -83,18 +83,26 @@ export function drawStack(
 
 const middleOf = (edges: Float64Array, bin: number): number => ((edges[bin] ?? 0) + (edges[bin + 1] ?? 0)) / 2;
 
-/** The line of the worst cycle in each bucket. */
-export function drawWorst(
+/** All colours of each bucket together. */
+export function sumsOf(data: StackData): Float64Array {
+  const bins = binsOf(data.buckets);
+  const sums = new Float64Array(bins);
+  data.mean.forEach((value, at) => {
+    sums[at % bins] = (sums[at % bins] ?? 0) + value;
+  });
+  return sums;
+}
+
+/** A line over the bars: of the worst cycle in each bucket, or of their sums as their edge. */
+export function drawLine(
   g: Pen,
   box: StripBox,
   view: TimeWindow,
   data: StackData,
+  values: Float64Array,
   highest: number,
   colours: StripColours,
 ): void {
-  if (data.worst === undefined) {
-    return;
-  }
   const frame = barFrame(box, view, data, highest, HEADROOM);
   const bottom = box.y + box.height;
   g.strokeStyle = colours.ink;
@@ -103,7 +111,7 @@ export function drawWorst(
   g.beginPath();
   for (let bin = frame.first; bin < frame.end; ++bin) {
     const x = frame.places.start + middleOf(data.buckets.edges, bin) * frame.places.scale;
-    const y = bottom - (data.worst[bin] ?? 0) * frame.scale;
+    const y = bottom - (values[bin] ?? 0) * frame.scale;
     if (bin === frame.first) {
       g.moveTo(x, y);
     } else {

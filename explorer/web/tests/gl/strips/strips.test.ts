@@ -7,7 +7,7 @@ import { drawFrame, frameEdges } from '../../../src/gl/strips/overview';
 import { drawPlayhead, middleOf, playheadTakes } from '../../../src/gl/strips/playhead';
 import { rangeEdges } from '../../../src/gl/strips/range';
 import { drawMark, drawRuler } from '../../../src/gl/strips/ruler';
-import { drawStack, drawWorst, highestOf } from '../../../src/gl/strips/stack';
+import { drawLine, drawStack, highestOf, sumsOf } from '../../../src/gl/strips/stack';
 import type { StripBox, StripColours } from '../../../src/gl/strips/strip';
 import { only, recordingPen } from './pen';
 
@@ -64,13 +64,15 @@ describe('stacked bars', () => {
     expect(highestOf({ ...STACK, worst }, WINDOW)).toBe(20);
   });
 
-  it('have the line of the worst cycle only where a bucket has several', () => {
+  it('have the line of the worst cycle over the middle of each', () => {
     const { g, drawn } = recordingPen();
-    drawWorst(g, BOX, WINDOW, STACK, 8, COLOURS);
-    expect(drawn).toEqual([]);
-    drawWorst(g, BOX, WINDOW, { ...STACK, worst: new Float64Array(8).fill(4) }, 8, COLOURS);
+    drawLine(g, BOX, WINDOW, STACK, new Float64Array(8).fill(4), 8, COLOURS);
     expect(only(drawn, 'moveTo')[0]?.at).toEqual([50, 148]);
     expect(only(drawn, 'lineTo').map((d) => d.at[1])).toEqual([148, 148, 148]);
+  });
+
+  it('know how high they are together', () => {
+    expect([...sumsOf(STACK)]).toEqual([18, 18, 4, 2, 0, 8, 18, 18]);
   });
 });
 

@@ -1,0 +1,70 @@
+import { effect, signal, untracked } from '@preact/signals';
+
+import type { Explorer } from './explorer';
+import { TimeFeeds } from './timeFeeds';
+import { TimeMover, type Frames } from './timeMover';
+
+/** The timeline's data and its window's moves. */
+export class Timeline {
+  readonly feeds: TimeFeeds;
+  readonly mover: TimeMover;
+
+  /** Where the pointer is over the strips, as a share of their width: what zooming leaves in place. */
+  readonly pointer = signal<number | undefined>(undefined);
+
+  private fingerprint = '';
+
+  constructor(
+    private readonly explorer: Explorer,
+    frames?: Frames,
+  ) {
+    this.feeds = new TimeFeeds(explorer);
+    this.mover = new TimeMover(explorer, frames);
+  }
+
+  /** Whether data or a move of the window is on its way. */
+  get busy(): boolean {
+    return this.feeds.busy || this.mover.moving;
+  }
+
+  /** What stays in place when keys zoom: what is pointed at, else the playhead if it is to be seen. */
+  zoomShare(): number {
+    const { view } = this.mover;
+    const at = Number(this.explorer.playback.now.peek().cycle - view.start) - view.fraction;
+    const share = at / view.span;
+    return this.pointer.peek() ?? (share >= 0 && share <= 1 ? share : 0.5);
+  }
+
+  /** Follows trace and playhead; returns what ends that. */
+  follow(): () => void {
+    const { trace, playback } = this.explorer;
+    const ends = [
+      effect(() => {
+        const fingerprint = trace.fingerprint.value;
+        const known = trace.head.value !== undefined;
+        untracked(() => this.turnTo(fingerprint, known));
+      }),
+      effect(() => {
+        const { cycle } = playback.now.value;
+        untracked(() => {
+          if (trace.head.value !== undefined && this.explorer.time.view.value !== undefined) {
+            this.mover.follow(cycle);
+          }
+        });
+      }),
+    ];
+    return () => ends.forEach((end) => end());
+  }
+
+  /** Another trace, or another state of the same one: what was counted of it may be more now. */
+  private turnTo(fingerprint: string, known: boolean): void {
+    if (this.fingerprint !== fingerprint) {
+      this.feeds.clear();
+    }
+    this.fingerprint = fingerprint;
+    if (known) {
+      this.feeds.renew();
+      void this.feeds.fetchPhases();
+    }
+  }
+}
