@@ -3,37 +3,78 @@ import './theme/base.css';
 
 import { render } from 'preact';
 
+import { floorplanCommands } from './commands/floorplanCommands';
+import { pageCommands } from './commands/pageCommands';
 import { Registry } from './commands/registry';
+import { timeCommands } from './commands/timeCommands';
 import { timelineCommands } from './commands/timelineCommands';
 import { SocketEngine } from './engine/socketEngine';
 import { Explorer } from './model/explorer';
 import { Timeline } from './model/timeline';
-import { PageContext, type Travel } from './views/context';
-import { Shell } from './views/shell/Shell';
-import { Timeline as TimelinePanel } from './views/timeline/Timeline';
+import { copyLink, followAddress } from './views/address';
+import { AlertBar } from './views/alert/AlertBar';
+import { PageContext } from './views/context';
+import { Floorplan } from './views/floorplan/Floorplan';
+import { FloorplanController } from './views/floorplan/controller';
+import { followKeys } from './views/keyboard';
+import { followPlaying } from './views/playing';
+import { Rail } from './views/rail/Rail';
+import { Shell, type Panels } from './views/shell/Shell';
+import { StatusBar } from './views/status/StatusBar';
+import { followSurroundings } from './views/surroundings';
+import { observed, type Observed } from './views/testing';
+import { TopBar } from './views/topbar/TopBar';
+import { Transport } from './views/transport/Transport';
+import { later } from './widgets/later';
+
+declare global {
+  interface Window {
+    explorer: Observed;
+  }
+}
 
 const explorer = new Explorer(new SocketEngine(document.baseURI));
 const timeline = new Timeline(explorer);
-const commands = new Registry();
-commands.add(timelineCommands(explorer, timeline));
-timeline.follow();
+const floorplan = new FloorplanController(explorer);
 
-const { playback } = explorer;
-const travel: Travel = {
-  goToCycle: (cycle) => (playback.wanted.value = { ...playback.wanted.peek(), cycle }),
-  goToStep: (step) => (playback.wanted.value = { ...playback.wanted.peek(), step }),
-  goToRecord: async (record) => {
-    const { head } = await explorer.engine.ask(explorer.trace.fingerprint.peek(), 'when', { record });
-    playback.wanted.value = { step: head.naturalStep, cycle: BigInt(head.cycle) };
-  },
+const commands = new Registry();
+commands.add(timeCommands(explorer));
+commands.add(timelineCommands(explorer, timeline));
+commands.add(
+  floorplanCommands(explorer, {
+    zoom: (factor) => floorplan.hand.zoom(undefined, factor),
+    focus: () => floorplan.focus(),
+  }),
+);
+commands.add(pageCommands(explorer, () => void copyLink(explorer)));
+
+const panels: Panels = {
+  TopBar: () => <TopBar />,
+  Alert: AlertBar,
+  Rail: () => <Rail controller={floorplan} />,
+  Floorplan: () => <Floorplan controller={floorplan} />,
+  Transport,
+  Timeline: later(async () => (await import('./views/timeline/Timeline')).Timeline),
+  StatusBar,
 };
+
+explorer.watch.port = location.port;
+explorer.watch.reload = () => location.reload();
+followAddress(explorer);
+followSurroundings(explorer);
+followKeys(commands);
+followPlaying(explorer);
+explorer.follow();
+timeline.follow();
+window.explorer = observed(explorer, floorplan);
 
 const page = document.getElementById('page');
 if (page !== null) {
   render(
-    <PageContext.Provider value={{ explorer, commands, timeline, travel }}>
-      <Shell panels={{ Timeline: TimelinePanel }} />
+    <PageContext.Provider value={{ explorer, commands, timeline, travel: explorer.pilot }}>
+      <Shell panels={panels} />
     </PageContext.Provider>,
     page,
   );
 }
+void explorer.watch.open();

@@ -5,6 +5,7 @@
 export class Latest<Key> {
   private waiting: Key | undefined;
   private working = false;
+  private running: Promise<void> = Promise.resolve();
   private stop: AbortController | undefined;
 
   /** `work` asks and shows; it may be told that its answer is no longer wanted. */
@@ -14,11 +15,23 @@ export class Latest<Key> {
     return this.working;
   }
 
+  /** Whether another key waits behind the one in work. */
+  get hasWaiting(): boolean {
+    return this.waiting !== undefined;
+  }
+
+  /** When nothing is in work or waits. */
+  async idle(): Promise<void> {
+    while (this.working) {
+      await this.running;
+    }
+  }
+
   /** The work for `key`, or for a newer one, which then replaces this one. */
   want(key: Key): void {
     this.waiting = key;
     if (!this.working) {
-      void this.run();
+      this.running = this.run();
     }
   }
 

@@ -13,6 +13,8 @@ export interface Picture {
   readonly reading: 'natural' | 'viewer';
   readonly step: number;
   readonly cycle: bigint;
+  /** The number of the first record that has not happened yet. */
+  readonly last: number;
   /** A byte for each element, row by row: 0 untouched, else 1 + thread % 6 * 5 + age. */
   readonly elements: Uint8Array;
   /** A byte for each cluster: 0 untouched, else 1 + thread % 6 * 9 + age. */

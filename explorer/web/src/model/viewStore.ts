@@ -1,5 +1,6 @@
 import { computed, signal } from '@preact/signals';
 
+import type { Camera } from '../base/camera';
 import type { HeatOf, Reading } from '../protocol/questions';
 
 export type ColourBy = 'thread' | 'kind' | 'heat' | 'nothing';
@@ -16,6 +17,9 @@ export class ViewStore {
   readonly switches = signal(true);
   readonly linkLoad = signal(false);
   readonly causes = signal(false);
+
+  /** Undefined: all of the array is seen. */
+  readonly camera = signal<Camera | undefined>(undefined);
 
   /** The thread (modulo 6) whose row of the legend is pointed at; the rest is dimmed. */
   readonly litThread = signal<number | undefined>(undefined);

@@ -106,6 +106,7 @@ interface StateColumns {
 interface StepsColumns {
   step: Float64Array;
   cycle: BigUint64Array;
+  last: Float64Array;
   elementEnd: Uint32Array;
   switchEnd: Uint32Array;
   goneEnd: Uint32Array;
@@ -157,8 +158,10 @@ export interface Answers {
     head: {
       readonly step: number;
       readonly cycle: Digits;
-      readonly first: number | Digits;
-      readonly last: number | Digits;
+      /** The records applied: from first up to last, which is not included. */
+      readonly first: number;
+      readonly last: number;
+      readonly shown: boolean;
       readonly steps: number;
       readonly messages: number;
     };

@@ -34,6 +34,7 @@ export const NEEDED_COLUMNS: Readonly<Partial<Record<Ask, Readonly<Record<string
   steps: {
     step: Float64Array,
     cycle: BigUint64Array,
+    last: Float64Array,
     elementEnd: Uint32Array,
     switchEnd: Uint32Array,
     goneEnd: Uint32Array,

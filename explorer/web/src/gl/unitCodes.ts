@@ -1,0 +1,138 @@
+import { elementTouch, THREADS } from '../base/picture';
+import { columnsOf, rowsOf, unitSpan, unitsOf, type Level, type Shape } from '../base/shape';
+import { ELEMENT_FILLS } from '../theme/palettes';
+import { SHARE_LEVELS } from './cellLooks';
+import type { Codes } from './cells';
+
+/** Of a unit that anything has touched: one element is to be seen. */
+const LEAST_FILL = 0.2;
+
+const THREAD_OF = Uint8Array.from({ length: 256 }, (_, code) => elementTouch(code)?.thread ?? 255);
+const FILL_OF = Float32Array.from({ length: 256 }, (_, code) => {
+  const touch = elementTouch(code);
+  return touch === undefined ? 0 : (ELEMENT_FILLS[touch.age] ?? 0);
+});
+
+/** Calls with the number of the unit that each element is in, element by element. */
+function eachElement(shape: Shape, level: Level, call: (element: number, unit: number) => void): void {
+  const [width, height] = unitSpan(shape, level);
+  const across = unitsOf(shape, level)[0];
+  const columns = columnsOf(shape);
+  const rows = rowsOf(shape);
+  for (let row = 0, element = 0; row < rows; ++row) {
+    const first = Math.floor(row / height) * across;
+    for (let column = 0; column < columns; ++column, ++element) {
+      call(element, first + Math.floor(column / width));
+    }
+  }
+}
+
+function mostFrequent(counts: Uint32Array, unit: number): number {
+  let most = 0;
+  for (let thread = 1; thread < THREADS; ++thread) {
+    if ((counts[unit * THREADS + thread] ?? 0) > (counts[unit * THREADS + most] ?? 0)) {
+      most = thread;
+    }
+  }
+  return most;
+}
+
+/** A unit shows its most frequent thread, filled by the share of its elements and their ages. */
+function shareCodes(shape: Shape, level: Level, elements: Uint8Array): Codes {
+  const [columns, rows] = unitsOf(shape, level);
+  const span = unitSpan(shape, level);
+  const counts = new Uint32Array(columns * rows * THREADS);
+  const fills = new Float32Array(columns * rows);
+  eachElement(shape, level, (element, unit) => {
+    const code = elements[element] ?? 0;
+    if (code !== 0) {
+      counts[unit * THREADS + (THREAD_OF[code] ?? 0)]! += 1;
+      fills[unit]! += FILL_OF[code] ?? 0;
+    }
+  });
+  const codes = new Uint8Array(columns * rows);
+  fills.forEach((fill, unit) => {
+    if (fill > 0) {
+      const share = Math.max(LEAST_FILL, fill / (span[0] * span[1]));
+      const stop = Math.round(Math.min(1, share) * (SHARE_LEVELS - 1));
+      codes[unit] = 1 + mostFrequent(counts, unit) * SHARE_LEVELS + stop;
+    }
+  });
+  return { columns, rows, codes };
+}
+
+/** The codes that are drawn at a level, in thread colouring. */
+export function threadCodes(shape: Shape, level: Level, elements: Uint8Array): Codes {
+  return level === 'pe'
+    ? { columns: columnsOf(shape), rows: rowsOf(shape), codes: elements }
+    : shareCodes(shape, level, elements);
+}
+
+/**
+ * Of larger units as the viewer shows them, the most frequent code that anything has touched: the
+ * viewer itself draws elements only.
+ */
+export function viewerCodes(shape: Shape, level: Level, elements: Uint8Array): Codes {
+  if (level === 'pe') {
+    return threadCodes(shape, level, elements);
+  }
+  const [columns, rows] = unitsOf(shape, level);
+  const counts = new Map<number, number>();
+  const best = new Uint32Array(columns * rows);
+  const codes = new Uint8Array(columns * rows);
+  eachElement(shape, level, (element, unit) => {
+    const code = elements[element] ?? 0;
+    const key = unit * 256 + code;
+    const count = (counts.get(key) ?? 0) + 1;
+    counts.set(key, count);
+    if (code !== 0 && count > (best[unit] ?? 0)) {
+      best[unit] = count;
+      codes[unit] = code;
+    }
+  });
+  return { columns, rows, codes };
+}
+
+/** Sums of a number of each element, by unit. */
+export function unitSums(shape: Shape, level: Level, values: Float64Array): Float64Array {
+  if (level === 'pe') {
+    return values;
+  }
+  const [columns, rows] = unitsOf(shape, level);
+  const sums = new Float64Array(columns * rows);
+  eachElement(shape, level, (element, unit) => {
+    sums[unit]! += values[element] ?? 0;
+  });
+  return sums;
+}
+
+/** Codes of numbers on a scale that ends at `end`: 1 + stop of 16, 0 where there is none. */
+export function heatCodes(shape: Shape, level: Level, values: Float64Array, end: number): Codes {
+  const [columns, rows] = unitsOf(shape, level);
+  const span = unitSpan(shape, level);
+  const sums = unitSums(shape, level, values);
+  const scale = end * span[0] * span[1];
+  const codes = Uint8Array.from(sums, (sum) =>
+    sum > 0 && scale > 0 ? 1 + Math.min(15, Math.round((15 * sum) / scale)) : 0,
+  );
+  return { columns, rows, codes };
+}
+
+/** Which clusters have a unit with anything to show. */
+export function busyClusters(shape: Shape, level: Level, units: Codes): Codes {
+  const [columns, rows] = [shape.clusters[0], shape.clusters[1]];
+  const codes = new Uint8Array(columns * rows);
+  const across = units.columns / columns;
+  const up = units.rows / rows;
+  if (level === 'pe') {
+    return { columns, rows, codes: codes.fill(1) };
+  }
+  units.codes.forEach((code, number) => {
+    if (code !== 0) {
+      const column = Math.floor((number % units.columns) / across);
+      const row = Math.floor(Math.floor(number / units.columns) / up);
+      codes[row * columns + column] = 1;
+    }
+  });
+  return { columns, rows, codes };
+}

@@ -1,0 +1,279 @@
+import { effect, signal } from '@preact/signals';
+
+import { Latest } from '../base/latest';
+import { Lru } from '../base/lru';
+import type { Picture } from '../base/picture';
+import type { Answer } from '../protocol/answers';
+import { isCancelled } from '../protocol/fault';
+import type { Moment, Questions, Reading } from '../protocol/questions';
+import type { Explorer } from './explorer';
+import { momentOf, type Position } from './moment';
+import { Walker, type Direction } from './walker';
+
+const MOST_STEPS = 1000; // that are kept while they cannot be shown as fast as they are asked for
+const KEPT_BYTES = 32 * 1024 * 1024;
+
+/** What is asked for a picture. */
+interface Wish {
+  readonly trace: string;
+  readonly question: Questions['state'];
+  readonly begun: number;
+}
+
+export function pictureOf(reading: Reading, answer: Answer<'state'>): Picture {
+  const { head, columns } = answer;
+  return {
+    reading,
+    step: head.step,
+    cycle: BigInt(head.cycle),
+    last: head.last,
+    elements: columns.elements,
+    switches: columns.switches,
+    messages: {
+      record: columns.record,
+      age: columns.age,
+      thread: columns.thread,
+      from: columns.from,
+      to: columns.to,
+    },
+  };
+}
+
+/**
+ * Brings the wanted moment to the screen: jumps, of which the latest wins, and steps, of which none
+ * is lost. What is shown stays until the next picture is there, and never gives way to an older one.
+ */
+export class Pilot {
+  readonly failure = signal<unknown>(undefined);
+
+  /** Whether a picture has been waited for for a while. */
+  readonly slow = signal(false);
+
+  private readonly jumps: Latest<Wish>;
+  private readonly walker: Walker;
+  private readonly kept: Lru<string, Picture>;
+  private steps = 0;
+  private stepping = false;
+  private flight = 0; // another number for each jump
+
+  constructor(private readonly explorer: Explorer) {
+    this.jumps = new Latest((wish, stop) => this.fetch(wish, stop));
+    this.kept = new Lru(256);
+    this.walker = new Walker(explorer.engine, (from, count, back) => {
+      const shape = explorer.trace.shape.value;
+      const trace = explorer.trace.fingerprint.value;
+      const moment = this.momentAt(from);
+      return shape === undefined ? undefined : { trace, question: { ...moment, shape, count, back } };
+    });
+  }
+
+  /** Whether anything is on its way to the screen. */
+  get busy(): boolean {
+    return this.jumps.busy || this.stepping;
+  }
+
+  /** Shows the wanted moment again whenever trace, shape or reading become others. */
+  follow(): () => void {
+    const { trace, view } = this.explorer;
+    return effect(() => {
+      trace.fingerprint.value;
+      const shape = trace.shape.value;
+      const reading = view.reading.value;
+      view.skipTo.value;
+      if (shape !== undefined) {
+        queueMicrotask(() => this.turnTo(reading));
+      }
+    });
+  }
+
+  goTo(at: Position, moment: Moment = this.momentAt(at)): void {
+    this.steps = 0;
+    this.flight += 1;
+    this.walker.reset();
+    this.explorer.playback.wanted.value = at;
+    this.ask(moment);
+  }
+
+  /** Goes to the last moment at or before a cycle, in either reading. */
+  async goToCycle(cycle: bigint): Promise<void> {
+    const { trace } = this.explorer;
+    const wanted = clamp(cycle, trace.firstCycle.value, trace.lastCycle.value);
+    const { step } = this.explorer.playback.now.value;
+    if (this.explorer.view.reading.value === 'natural') {
+      this.goTo({ step, cycle: wanted });
+      return;
+    }
+    await this.goWhen({ reading: 'natural', cycle: String(wanted) });
+  }
+
+  goToFirst(): void {
+    this.goToStep(0);
+  }
+
+  goToLast(): void {
+    this.goToStep(Number.MAX_SAFE_INTEGER);
+  }
+
+  /** Asks for what is shown once more, where it could not be had before. */
+  refresh(): void {
+    if (this.explorer.playback.picture.peek() === undefined || this.failure.peek() !== undefined) {
+      this.goTo(this.explorer.playback.wanted.peek());
+    }
+  }
+
+  /** Goes to where a record has just happened. */
+  goToRecord(record: number): Promise<void> {
+    return this.goWhen({ record });
+  }
+
+  goToStep(step: number): void {
+    const head = this.explorer.trace.head.value;
+    if (head === undefined) {
+      return;
+    }
+    const { cycle } = this.explorer.playback.now.value;
+    const viewer = this.explorer.view.reading.value === 'viewer';
+    const last = Math.max(0, (viewer ? head.steps : head.naturalSteps) - 1);
+    const wanted = { step: Math.min(Math.max(0, step), last), cycle };
+    this.goTo(wanted, viewer ? undefined : { reading: 'natural', naturalStep: wanted.step });
+  }
+
+  /** Steps from what is shown, or from what is on its way. */
+  step(by: number): void {
+    this.steps = Math.min(MOST_STEPS, Math.max(-MOST_STEPS, this.steps + by));
+    if (!this.stepping) {
+      void this.walk();
+    }
+  }
+
+  /** One step at once, if it is there. For playing. */
+  tryStep(direction: Direction): 'moved' | 'waiting' | 'ended' {
+    const from = this.explorer.playback.picture.peek();
+    if (from === undefined || this.jumps.busy || this.stepping) {
+      return 'waiting';
+    }
+    const next = this.walker.tryNext(from, direction);
+    if (typeof next === 'string') {
+      return next;
+    }
+    this.show(next);
+    return 'moved';
+  }
+
+  private momentAt(at: Position): Moment {
+    const { trace, view } = this.explorer;
+    const cycle = clamp(at.cycle, trace.firstCycle.peek(), trace.lastCycle.peek());
+    const last = Math.max(0, (trace.head.peek()?.steps ?? 1) - 1);
+    const step = Math.min(last, Math.max(0, at.step));
+    return momentOf(view.reading.peek(), { step, cycle }, view.skipTo.peek());
+  }
+
+  private async goWhen(question: Questions['when']): Promise<void> {
+    const flight = (this.flight += 1);
+    try {
+      const { head } = await this.explorer.engine.ask(
+        this.explorer.trace.fingerprint.peek(),
+        'when',
+        question,
+      );
+      if (flight === this.flight) {
+        const natural = this.explorer.view.reading.peek() === 'natural';
+        this.goTo({ step: natural ? head.naturalStep : head.step, cycle: BigInt(head.cycle) });
+      }
+    } catch (error) {
+      this.fail(error);
+    }
+  }
+
+  /** Asks for the moment in the reading that is now shown; the cycle stays the same. */
+  private turnTo(reading: Reading): void {
+    const { playback } = this.explorer;
+    const shown = playback.picture.peek();
+    if (reading === 'viewer' && shown !== undefined && shown.reading !== reading) {
+      void this.goWhen({ reading: 'natural', cycle: String(shown.cycle) });
+    } else {
+      this.goTo(playback.wanted.peek());
+    }
+  }
+
+  private ask(moment: Moment): void {
+    const shape = this.explorer.trace.shape.peek();
+    if (shape === undefined) {
+      return;
+    }
+    const trace = this.explorer.trace.fingerprint.peek();
+    this.jumps.want({ trace, question: { ...moment, shape }, begun: performance.now() });
+  }
+
+  private async fetch(wish: Wish, stop: AbortSignal): Promise<void> {
+    const key = wish.trace + JSON.stringify(wish.question);
+    const waiting = setTimeout(() => (this.slow.value = true), 150);
+    try {
+      const known = this.kept.get(key);
+      const picture = known ?? (await this.askState(wish, stop));
+      this.keep(key, picture);
+      this.failure.value = undefined;
+      this.explorer.playback.pictureTime.value = performance.now() - wish.begun;
+      this.show(picture);
+    } catch (error) {
+      this.fail(error);
+    } finally {
+      clearTimeout(waiting);
+      this.slow.value = false;
+    }
+  }
+
+  private async askState(wish: Wish, stop: AbortSignal): Promise<Picture> {
+    const answer = await this.explorer.engine.ask(wish.trace, 'state', wish.question, { signal: stop });
+    return pictureOf(wish.question.reading, answer);
+  }
+
+  private keep(key: string, picture: Picture): void {
+    if (picture.elements.byteLength * 256 < KEPT_BYTES) {
+      this.kept.set(key, picture);
+    }
+  }
+
+  /** Also when the wish has changed meanwhile: scrubbing shows what it passes. */
+  private show(picture: Picture): void {
+    const { playback } = this.explorer;
+    playback.picture.value = picture;
+    if (!this.jumps.hasWaiting) {
+      playback.wanted.value = { step: picture.step, cycle: picture.cycle };
+    }
+  }
+
+  private fail(error: unknown): void {
+    if (!isCancelled(error)) {
+      this.failure.value = error;
+    }
+  }
+
+  private async walk(): Promise<void> {
+    this.stepping = true;
+    try {
+      await this.jumps.idle();
+      while (this.steps !== 0) {
+        const direction: Direction = this.steps > 0 ? 1 : -1;
+        const from = this.explorer.playback.picture.peek();
+        const flight = this.flight;
+        const next = from && (await this.walker.next(from, direction));
+        if (next === undefined || flight !== this.flight) {
+          this.steps = 0;
+          break;
+        }
+        this.steps -= direction;
+        this.show(next);
+      }
+    } catch (error) {
+      this.steps = 0;
+      this.fail(error);
+    } finally {
+      this.stepping = false;
+    }
+  }
+}
+
+const clamp = (value: bigint, least: bigint, most: bigint): bigint =>
+  value < least ? least : value > most ? most : value;
+

@@ -1,0 +1,103 @@
+import { effect } from '@preact/signals';
+
+import type { Explorer } from './explorer';
+import type { Direction } from './walker';
+
+const LONGEST_LAG = 250; // milliseconds that are made up for; a page that slept does not rush
+const MOST_A_TICK = 240;
+
+/**
+ * Plays: as many steps as the clock asks for, in either direction. Where changes do not come fast
+ * enough it waits; at an end of the trace it stops, or begins the loop again.
+ */
+export class Player {
+  private due = 0;
+  private last: number | undefined;
+
+  constructor(private readonly explorer: Explorer) {}
+
+  follow(): () => void {
+    return effect(() => {
+      this.explorer.playback.playing.value;
+      this.due = 0;
+      this.last = undefined;
+    });
+  }
+
+  get direction(): Direction {
+    return this.explorer.playback.speed.peek() < 0 ? -1 : 1;
+  }
+
+  toggle(): void {
+    const { playback } = this.explorer;
+    playback.playing.value = !playback.playing.value && this.explorer.trace.head.value !== undefined;
+    if (playback.playing.value) {
+      this.startWithin();
+    }
+  }
+
+  /** To be called before each frame while playing, with the time in milliseconds. */
+  tick(now: number): void {
+    const { playback } = this.explorer;
+    if (!playback.playing.peek()) {
+      return;
+    }
+    const passed = Math.min(LONGEST_LAG, now - (this.last ?? now));
+    this.last = now;
+    this.due = Math.min(MOST_A_TICK, this.due + (passed * Math.abs(playback.speed.peek())) / 1000);
+    while (this.due >= 1) {
+      if (this.atEnd()) {
+        this.turn();
+        return;
+      }
+      const moved = this.explorer.pilot.tryStep(this.direction);
+      if (moved === 'ended') {
+        this.turn();
+        return;
+      }
+      if (moved === 'waiting') {
+        this.due = Math.min(1, this.due);
+        return;
+      }
+      this.due -= 1;
+    }
+  }
+
+  private loopRange() {
+    const { playback, time, trace } = this.explorer;
+    if (!playback.loop.peek()) {
+      return undefined;
+    }
+    return time.range.peek() ?? { first: trace.firstCycle.peek(), last: trace.lastCycle.peek() };
+  }
+
+  /** Whether the next step would leave the loop. */
+  private atEnd(): boolean {
+    const range = this.loopRange();
+    const { cycle } = this.explorer.playback.now.peek();
+    return range !== undefined && (this.direction === 1 ? cycle >= range.last : cycle <= range.first);
+  }
+
+  /** Begins the loop again, or stops. */
+  private turn(): void {
+    const range = this.loopRange();
+    this.due = 0;
+    if (range === undefined || range.first === range.last) {
+      this.explorer.playback.playing.value = false;
+      return;
+    }
+    void this.explorer.pilot.goToCycle(this.direction === 1 ? range.first : range.last);
+  }
+
+  /** A loop begins within its range. At the end of the trace playing begins at the start again. */
+  private startWithin(): void {
+    const { playback, trace, pilot } = this.explorer;
+    const range = this.loopRange();
+    const { cycle } = playback.now.peek();
+    if (range !== undefined && (cycle < range.first || cycle >= range.last)) {
+      void pilot.goToCycle(this.direction === 1 ? range.first : range.last);
+    } else if (this.direction === 1 && cycle >= trace.lastCycle.peek()) {
+      pilot.goToStep(0);
+    }
+  }
+}

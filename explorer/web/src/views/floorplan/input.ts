@@ -1,0 +1,152 @@
+import type { Stage } from '../../base/camera';
+import { fitPitch, lookOf } from '../../base/camera';
+import { Layout, type Box } from '../../base/floorplan/layout';
+import { columnsOf, unitSpan, type Shape } from '../../base/shape';
+import { barsOf, meshPlace, type LinkLoads } from '../../gl/linkShapes';
+import type { Explorer } from '../../model/explorer';
+import { PALETTES, type Palette } from '../../theme/palettes';
+import { boxOfPiece, firstElement } from './pick';
+import type { FloorplanInput } from './renderer';
+import type { Piece } from '../../protocol/questions';
+
+/** Everything that the floorplan is drawn from, read from the stores in one place. */
+
+export const MARGIN = 26; // CSS pixels left free around a fitted array
+
+/** The shape as the floorplan draws it: the viewer draws clusters and domains always. */
+export function drawnShape(explorer: Explorer): Shape | undefined {
+  return explorer.trace.shape.value;
+}
+
+export function layoutOf(explorer: Explorer, stage: Stage): Layout | undefined {
+  const shape = drawnShape(explorer);
+  if (shape === undefined || stage.width < 1 || stage.height < 1) {
+    return undefined;
+  }
+  return new Layout(shape, lookOf(shape, explorer.view.asViewer.value, stage, explorer.view.camera.value));
+}
+
+export const paletteOf = (explorer: Explorer): Palette =>
+  PALETTES[explorer.view.asViewer.value ? 'light' : explorer.settings.theme.value];
+
+export function loadsOf(explorer: Explorer): LinkLoads | undefined {
+  const answer = explorer.layers.links.answer.value;
+  const head = explorer.trace.head.value;
+  if (!explorer.view.linkLoad.value || answer === undefined || head === undefined) {
+    return undefined;
+  }
+  const { right, left, up, down } = answer.columns;
+  return {
+    ...answer.head.mesh,
+    loads: { right, left, up, down },
+    end: answer.head.end,
+    wrapColumns: head.wrapColumns,
+    wrapRows: head.wrapRows,
+  };
+}
+
+/** Fires and the like by element; transmissions are told by cluster, and shown on all of it. */
+function heatOf(explorer: Explorer, shape: Shape): { values: Float64Array; end: number } | undefined {
+  const answer = explorer.layers.heat.answer.value;
+  if (explorer.view.colourBy.value !== 'heat' || answer === undefined) {
+    return undefined;
+  }
+  const { count } = answer.columns;
+  const columns = columnsOf(shape);
+  const span = unitSpan(shape, 'cluster');
+  const spread = (element: number): number => {
+    const column = Math.floor((element % columns) / span[0]);
+    const row = Math.floor(Math.floor(element / columns) / span[1]);
+    return count[row * shape.clusters[0] + column] ?? 0;
+  };
+  const elements = columns * shape.clusters[1] * span[1];
+  const values = count.length === elements ? count : Float64Array.from({ length: elements }, (_, i) => spread(i));
+  return { values, end: answer.head.end };
+}
+
+const heatMemo = new WeakMap<object, { values: Float64Array; end: number }>();
+
+/** The same object for the same answer, so that nothing is made anew for it. */
+function keptHeat(explorer: Explorer, shape: Shape): { values: Float64Array; end: number } | undefined {
+  const answer = explorer.layers.heat.answer.value;
+  const known = answer === undefined ? undefined : heatMemo.get(answer);
+  if (known !== undefined && explorer.view.colourBy.value === 'heat') {
+    return known;
+  }
+  const heat = heatOf(explorer, shape);
+  if (heat !== undefined && answer !== undefined) {
+    heatMemo.set(answer, heat);
+  }
+  return heat;
+}
+
+function chipsOf(layout: Layout, piece: Piece | undefined): { column: number; row: number } | undefined {
+  return piece === undefined || layout.isFlat && 'link' in piece ? undefined : firstElement(layout, piece);
+}
+
+/** `band` is the rectangle that is being drawn by hand. */
+export function inputOf(explorer: Explorer, layout: Layout, font: string, rem: number, band: Box | undefined): FloorplanInput | undefined {
+  const picture = explorer.playback.picture.value;
+  const { view, selection, layers, settings } = explorer;
+  const viewerColours = layers.palette.answer.value?.columns;
+  const asViewer = view.asViewer.value;
+  if (picture === undefined || (asViewer && viewerColours === undefined)) {
+    return undefined;
+  }
+  const palette = paletteOf(explorer);
+  const loads = loadsOf(explorer);
+  const { ratio } = layout.look;
+  const place = loads && meshPlace(layout, loads.of);
+  const bars = loads !== undefined && place !== undefined ? barsOf(loads, place, ratio) : [];
+  const of = loads?.of ?? 'elements';
+  const piece = selection.piece.value;
+  const hovered = selection.hovered.value;
+  const boxOf = (of_: Piece) => boxOfPiece(layout, of_, bars, of);
+  const path = explorer.causes.path.value;
+  return {
+    cells: {
+      layout,
+      picture,
+      palette,
+      page: PALETTES[settings.theme.value].paper,
+      colourBy: view.colourBy.value,
+      lit: view.litThread.value,
+      viewer: asViewer && view.colourBy.value === 'thread' ? viewerColours : undefined,
+      heat: keptHeat(explorer, layout.shape),
+      bare: loads?.of === 'elements',
+    },
+    overlay: {
+      layout,
+      palette,
+      font,
+      rem,
+      selected: rectBox(explorer, layout) ?? (piece && boxOf(piece)),
+      chips: chipsOf(layout, piece),
+      hovered: hovered && boxOf(hovered),
+      band,
+      links: loads,
+      bars,
+      path: path === undefined ? [] : path,
+    },
+    messages: view.messages.value,
+    switches: view.switches.value && loads?.of !== 'elements',
+    links: loads && place && { loads, place, bars },
+    strength: path === undefined ? 1 : 0.2,
+  };
+}
+
+function rectBox(explorer: Explorer, layout: Layout): Box | undefined {
+  const selected = explorer.selection.selected.value;
+  if (selected === undefined || !('rect' in selected)) {
+    return undefined;
+  }
+  const first = layout.element(selected.rect.first);
+  const last = layout.element(selected.rect.last);
+  return { x: first.x, y: last.y, width: last.x + last.width - first.x, height: first.y + first.height - last.y };
+}
+
+/** CSS pixels from one element to the next where all of the array is seen. */
+export function fitOf(explorer: Explorer, stage: Stage): number {
+  const shape = drawnShape(explorer);
+  return shape === undefined ? 1 : fitPitch(shape, explorer.view.asViewer.value, stage);
+}
