@@ -10,6 +10,7 @@ import { timeCommands } from './commands/timeCommands';
 import { timelineCommands } from './commands/timelineCommands';
 import { SocketEngine } from './engine/socketEngine';
 import { Explorer } from './model/explorer';
+import { Inspection } from './model/inspection';
 import { Timeline } from './model/timeline';
 import { copyLink, followAddress } from './views/address';
 import { AlertBar } from './views/alert/AlertBar';
@@ -35,6 +36,7 @@ declare global {
 
 const explorer = new Explorer(new SocketEngine(document.baseURI));
 const timeline = new Timeline(explorer);
+const inspection = new Inspection(explorer);
 const floorplan = new FloorplanController(explorer);
 
 const commands = new Registry();
@@ -55,6 +57,7 @@ const panels: Panels = {
   Floorplan: () => <Floorplan controller={floorplan} />,
   Transport,
   Timeline: later(async () => (await import('./views/timeline/Timeline')).Timeline),
+  Inspector: later(async () => (await import('./views/inspector/Inspector')).Inspector),
   StatusBar,
 };
 
@@ -71,7 +74,7 @@ window.explorer = observed(explorer, floorplan);
 const page = document.getElementById('page');
 if (page !== null) {
   render(
-    <PageContext.Provider value={{ explorer, commands, timeline, travel: explorer.pilot }}>
+    <PageContext.Provider value={{ explorer, commands, timeline, inspection, travel: explorer.pilot }}>
       <Shell panels={panels} />
     </PageContext.Provider>,
     page,

@@ -3,6 +3,7 @@ import { useContext } from 'preact/hooks';
 
 import type { Registry } from '../commands/registry';
 import type { Explorer } from '../model/explorer';
+import type { Inspection } from '../model/inspection';
 import type { Timeline } from '../model/timeline';
 
 /** Who goes to another moment. */
@@ -16,6 +17,7 @@ export interface Page {
   readonly explorer: Explorer;
   readonly commands: Registry;
   readonly timeline: Timeline;
+  readonly inspection: Inspection;
   readonly travel: Travel;
 }
 

@@ -1,0 +1,225 @@
+import { computed, effect, signal, untracked } from '@preact/signals';
+
+import { Latest } from '../base/latest';
+import { Lru } from '../base/lru';
+import { readFilterWords, type FilterAttribute, type FilterTerms, type FilterWords } from '../base/filterWords';
+import { AskError, isCancelled } from '../protocol/fault';
+import type { Filter, Questions } from '../protocol/questions';
+import type { Explorer } from './explorer';
+import { pageOf, type EventPage, type EventRow } from './eventPage';
+
+export const PAGE = 200; // rows that are fetched at once
+const KEPT_PAGES = 64;
+const TYPING = 120; // milliseconds without a key after which a filter counts
+
+/** The members of a filter that words ask for. */
+export function filterOf(terms: FilterTerms, skipTo: bigint): Filter {
+  const { cycles, notes, records, ...same } = terms;
+  return {
+    ...same,
+    ...(records === undefined ? {} : { records: [records[0], Math.min(records[1], Number.MAX_SAFE_INTEGER - 1) + 1] }),
+    ...(cycles === undefined ? {} : { cycles: [String(cycles[0]), String(cycles[1])] }),
+    ...(terms.steps === undefined || skipTo === 0n ? {} : { skipTo: String(skipTo) }),
+    ...(notes === undefined
+      ? {}
+      : { notes: notes.map(({ attribute, value }) => ({ attribute, value: String(value) })) }),
+  };
+}
+
+const isAll = (filter: Filter): boolean => Object.keys(filter).length === 0;
+
+export interface Counted {
+  readonly count: number;
+  readonly exact: boolean;
+}
+
+/** What the list of events lists: a filter, how many match, and pages of them. */
+export class EventList {
+  readonly text = signal('');
+  readonly counted = signal<Counted | undefined>(undefined);
+  readonly failure = signal<unknown>(undefined);
+  readonly slow = signal(false);
+
+  /** How many would match without one of the words, where none matches with all of them. */
+  readonly relief = signal<{ readonly word: number; readonly count: number } | undefined>(undefined);
+
+  readonly attributes = computed<readonly FilterAttribute[]>(() =>
+    (this.explorer.trace.head.value?.attributes ?? []).map(({ name, names }) => ({
+      name,
+      names: new Map(Object.entries(names ?? {}).map(([value, word]) => [word, BigInt(value)])),
+    })),
+  );
+
+  readonly words = computed<FilterWords>(() => readFilterWords(this.text.value, this.attributes.value));
+
+  /** Of all words that can be used. */
+  readonly filter = computed<Filter>(() => filterOf(this.words.value.terms, this.explorer.view.skipTo.value));
+
+  private readonly pages = new Lru<number, EventPage>(KEPT_PAGES);
+  private readonly arrived = signal(0);
+  private readonly fetches: Latest<number>;
+  private key = '';
+  private timer: ReturnType<typeof setTimeout> | undefined;
+
+  constructor(private readonly explorer: Explorer) {
+    this.fetches = new Latest((page, stop) => this.fetch(page, stop));
+  }
+
+  get busy(): boolean {
+    return this.fetches.busy || this.slow.value;
+  }
+
+  /** Counts whenever the filter or the trace becomes another; returns what ends that. */
+  follow(): () => void {
+    let first = true;
+    const end = effect(() => {
+      const { trace } = this.explorer;
+      const key = JSON.stringify([
+        trace.fingerprint.value,
+        trace.head.value?.records,
+        trace.shape.value,
+        this.filter.value,
+      ]);
+      if (trace.head.value === undefined || key === this.key) {
+        return;
+      }
+      clearTimeout(this.timer);
+      this.timer = setTimeout(() => untracked(() => this.turnTo(key)), first ? 0 : TYPING);
+      first = false;
+    });
+    return () => {
+      end();
+      clearTimeout(this.timer);
+      this.fetches.drop();
+    };
+  }
+
+  /** A row that is there. */
+  row(number: number): EventRow | undefined {
+    this.arrived.value;
+    return this.pages.get(Math.floor(number / PAGE))?.rows[number % PAGE];
+  }
+
+  /** Sees to it that the rows from `first` to `end` are there or on their way. */
+  wantRows(first: number, end: number): void {
+    this.arrived.value; // of several pages that are wanted one is fetched at a time
+    untracked(() => {
+      const [from, to] = [Math.floor(first / PAGE), Math.floor(Math.max(first, end - 1) / PAGE)];
+      for (let page = from; page <= to; ++page) {
+        if (this.pages.get(page) === undefined) {
+          this.fetches.want(page);
+          return;
+        }
+      }
+    });
+  }
+
+  /** The row of the first match at or behind a record. */
+  async rowOf(record: number): Promise<number | undefined> {
+    if (isAll(this.filter.peek())) {
+      return record;
+    }
+    try {
+      const answer = await this.ask('count', { before: record });
+      return answer?.head.before;
+    } catch (error) {
+      this.fail(error);
+      return undefined;
+    }
+  }
+
+  private async ask(name: 'count', more: Partial<Questions['count']>, stop?: AbortSignal) {
+    const { engine, trace } = this.explorer;
+    const shape = trace.shape.peek();
+    if (shape === undefined) {
+      return undefined;
+    }
+    const question = { filter: this.filter.peek(), shape, ...more };
+    return engine.ask(trace.fingerprint.peek(), name, question, stop === undefined ? {} : { signal: stop });
+  }
+
+  private turnTo(key: string): void {
+    this.key = key;
+    this.fetches.drop();
+    this.pages.clear();
+    this.arrived.value += 1;
+    this.relief.value = undefined;
+    this.failure.value = undefined;
+    const records = this.explorer.trace.head.peek()?.records ?? 0;
+    if (isAll(this.filter.peek())) {
+      this.counted.value = { count: records, exact: true };
+    } else {
+      void this.count(key);
+    }
+  }
+
+  private async count(key: string): Promise<void> {
+    this.slow.value = true;
+    try {
+      const answer = await this.ask('count', {});
+      if (key === this.key && answer !== undefined) {
+        this.counted.value = { count: answer.head.count, exact: answer.head.exact };
+        if (answer.head.count === 0) {
+          await this.relieve(key);
+        }
+      }
+    } catch (error) {
+      this.fail(error);
+    } finally {
+      this.slow.value = key === this.key ? false : this.slow.value;
+    }
+  }
+
+  /** Which word to leave out so that something matches. */
+  private async relieve(key: string): Promise<void> {
+    const { words } = this.words.peek();
+    for (let word = words.length - 1; word >= 0; --word) {
+      const text = words.filter((_, at) => at !== word).map((each) => each.text);
+      const { terms } = readFilterWords(text.join(' '), this.attributes.peek());
+      const filter = filterOf(terms, this.explorer.view.skipTo.peek());
+      const answer = await this.ask('count', { filter });
+      if (key !== this.key) {
+        return;
+      }
+      if (answer !== undefined && answer.head.count > 0) {
+        this.relief.value = { word, count: answer.head.count };
+        return;
+      }
+    }
+  }
+
+  /** The record from which a page begins: known, or told by the page before, or counted. */
+  private async startOf(page: number, stop: AbortSignal): Promise<number | undefined> {
+    if (page === 0 || isAll(this.filter.peek())) {
+      return page * PAGE;
+    }
+    const before = this.pages.get(page - 1)?.next;
+    return before ?? (await this.ask('count', { nth: page * PAGE }, stop))?.head.record ?? undefined;
+  }
+
+  private async fetch(page: number, stop: AbortSignal): Promise<void> {
+    const { key } = this;
+    const { engine, trace } = this.explorer;
+    const shape = trace.shape.peek();
+    try {
+      const from = await this.startOf(page, stop);
+      if (from === undefined || shape === undefined || key !== this.key) {
+        return;
+      }
+      const question = { filter: this.filter.peek(), shape, from, count: PAGE };
+      const answer = await engine.ask(trace.fingerprint.peek(), 'events', question, { signal: stop });
+      if (key === this.key) {
+        this.pages.set(page, pageOf(answer));
+        this.arrived.value += 1;
+      }
+    } catch (error) {
+      this.fail(error);
+    }
+  }
+
+  private fail(error: unknown): void {
+    if (error instanceof AskError && !isCancelled(error)) {
+      this.failure.value = error;
+    }
+  }
+}

@@ -1,0 +1,45 @@
+import type { Answer } from '../protocol/answers';
+import { EVENT_TYPES, type EventType } from '../protocol/questions';
+
+export interface EventRow {
+  readonly record: number;
+  readonly cycle: bigint;
+  readonly type: EventType;
+  readonly thread: number;
+  readonly at: readonly [number, number];
+  /** Of sends: the receiver. */
+  readonly to: readonly [number, number] | undefined;
+}
+
+/** Rows of the list that were fetched together. */
+export interface EventPage {
+  readonly rows: readonly EventRow[];
+  /** The record from which the next page begins. */
+  readonly next: number | undefined;
+}
+
+export function pageOf({ head, columns }: Answer<'events'>): EventPage {
+  const rows = Array.from(columns.record, (record, i): EventRow => {
+    const type = EVENT_TYPES[columns.type[i] ?? 0] ?? 'fire';
+    const pair = (list: Uint32Array) => [list[2 * i] ?? 0, list[2 * i + 1] ?? 0] as const;
+    return {
+      record,
+      cycle: columns.cycle[i] ?? 0n,
+      type,
+      thread: columns.thread[i] ?? 0,
+      at: pair(columns.at),
+      to: type === 'send' ? pair(columns.to) : undefined,
+    };
+  });
+  return { rows, next: head.more ? (head.next ?? undefined) : undefined };
+}
+
+const HEAD = 'record,cycle,what,thread,column,row,to column,to row';
+
+/** Lines of text with commas, a head in front. */
+export function csvOf(rows: readonly EventRow[]): string {
+  const lines = rows.map(({ record, cycle, type, thread, at, to }) =>
+    [record, cycle, type, thread, ...at, ...(to ?? ['', ''])].join(','),
+  );
+  return [HEAD, ...lines, ''].join('\n');
+}

@@ -1,0 +1,135 @@
+import { thousands } from '../../base/words';
+import { touchedText } from '../../model/hover';
+import type { Answers, Neighbour, Touched } from '../../protocol/answers';
+import type { Piece } from '../../protocol/questions';
+import { usePage } from '../context';
+import { Around } from './Around';
+import { LinkSection } from './LinkSection';
+import { Chip, Head, NumberRow, PieceRow, Section } from './parts';
+import { UnitSections } from './UnitSections';
+import { nameBehind, onPicture, pathOf, rounded, titleOf } from './words';
+
+type PieceHead = Answers['piece']['head'];
+
+function Notes({ touched }: { readonly touched: Touched }) {
+  const notes = Object.entries(touched.notes ?? {});
+  return (
+    <>
+      {touched.kind === undefined ? null : (
+        <div>
+          <dt>Kind</dt>
+          <dd>{touched.kind}</dd>
+        </div>
+      )}
+      {notes.map(([name, value]) => (
+        <div key={name}>
+          <dt>{name}</dt>
+          <dd>{/^\d+$/.test(value) ? thousands(BigInt(value)) : value}</dd>
+        </div>
+      ))}
+    </>
+  );
+}
+
+/** What the picture shows of it, and why. */
+function Shows({ head, piece }: { readonly head: PieceHead; readonly piece: Piece }) {
+  const { explorer } = usePage();
+  const { touched } = head;
+  const [out, into] = 'pe' in piece ? onPicture(explorer, piece.pe) : [0, 0];
+  return (
+    <dl class="inspector-facts">
+      <div>
+        <dt>Shows</dt>
+        <dd>
+          {touched === null ? (
+            'no event yet'
+          ) : (
+            <span class="with-chip">
+              <Chip thread={touched.thread} />
+              {touchedText(explorer, touched)}
+            </span>
+          )}
+        </dd>
+      </div>
+      {'pe' in piece ? (
+        <div>
+          <dt>Messages</dt>
+          <dd>
+            {out} out, {into} in on the picture
+          </dd>
+        </div>
+      ) : null}
+      {touched === null ? null : <Notes touched={touched} />}
+    </dl>
+  );
+}
+
+const OTHERS: Readonly<Record<string, string>> = { pe: 'PE', switch: 'switch', domain: 'domain', cluster: 'cluster' };
+
+/** Numbers of the whole run; the first has a bar whose tick is the average of its like. */
+function Whole({ head, piece }: { readonly head: PieceHead; readonly piece: Piece }) {
+  const { whole } = head;
+  const { average } = whole;
+  const isSwitch = 'switch' in piece;
+  const [value, usual, name] = isSwitch
+    ? [whole.transmissions, average.transmissions, 'Transmissions']
+    : [whole.fires, average.fires, 'Fires'];
+  const like = OTHERS[Object.keys(piece)[0] ?? ''] ?? 'piece';
+  const scale = Math.max(2 * usual, value, 1);
+  return (
+    <Section title="Whole run" aside={`average ${like}: ${rounded(usual)} ${name.toLowerCase()}`}>
+      <dl class="numbers">
+        <NumberRow name={name} value={value} share={value / scale} tick={usual / scale} />
+        {isSwitch ? null : <NumberRow name="Sends" value={whole.sends} />}
+        {isSwitch ? null : <NumberRow name="Receives" value={whole.receives} />}
+      </dl>
+    </Section>
+  );
+}
+
+function Neighbours({ neighbours }: { readonly neighbours: readonly Neighbour[] }) {
+  const { explorer } = usePage();
+  const most = Math.max(1, ...neighbours.map((one) => one.messages));
+  return (
+    <Section title="Neighbours with traffic" aside="messages">
+      <ul class="piece-rows">
+        {neighbours.map((one) => (
+          <PieceRow
+            key={one.direction + String(one.place)}
+            before={one.direction}
+            name={`PE ${one.place[0]},${one.place[1]}${nameBehind(explorer, one.place)}`}
+            piece={{ pe: one.place }}
+            share={one.messages / most}
+            value={thousands(one.messages)}
+          />
+        ))}
+      </ul>
+    </Section>
+  );
+}
+
+const isLarge = (piece: Piece): boolean => 'cluster' in piece || 'domain' in piece;
+
+/** Everything about one piece of the array. */
+export function PieceView({ piece }: { readonly piece: Piece }) {
+  const { explorer, inspection } = usePage();
+  const shape = explorer.trace.shape.value;
+  const head = inspection.shown.value;
+  const name = head?.name === undefined || head.name === '' ? '' : ` ${head.name}`;
+  return (
+    <>
+      <Head
+        title={titleOf(piece) + name}
+        {...(shape === undefined ? {} : { place: pathOf(shape, piece) })}
+        pins={true}
+        pinned={explorer.time.isPinned({ piece })}
+      />
+      {head === undefined || isLarge(piece) ? null : <Shows head={head} piece={piece} />}
+      {'link' in piece ? <LinkSection link={piece.link} /> : null}
+      {isLarge(piece) ? <UnitSections piece={piece} /> : null}
+      {head === undefined || 'link' in piece ? null : <Whole head={head} piece={piece} />}
+      {head === undefined ? null : <Around events={head.around} />}
+      {head === undefined || head.neighbours.length === 0 ? null : <Neighbours neighbours={head.neighbours} />}
+    </>
+  );
+}
