@@ -45,12 +45,12 @@ export class Alerts {
   });
 
   raise(alert: Alert): void {
-    this.all.value = new Map(this.all.value).set(alert.id, alert);
+    this.all.value = new Map(this.all.peek()).set(alert.id, alert);
   }
 
   settle(id: Alert['id']): void {
-    if (this.all.value.has(id)) {
-      const rest = new Map(this.all.value);
+    if (this.all.peek().has(id)) {
+      const rest = new Map(this.all.peek());
       rest.delete(id);
       this.all.value = rest;
     }

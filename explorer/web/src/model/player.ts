@@ -42,7 +42,7 @@ export class Player {
     if (!playback.playing.peek()) {
       return;
     }
-    const passed = Math.min(LONGEST_LAG, now - (this.last ?? now));
+    const passed = Math.min(LONGEST_LAG, Math.max(0, now - (this.last ?? now)));
     this.last = now;
     this.due = Math.min(MOST_A_TICK, this.due + (passed * Math.abs(playback.speed.peek())) / 1000);
     while (this.due >= 1) {

@@ -76,8 +76,8 @@ export class Walker {
   /** The next picture; undefined where there is none. Fails as the question does. */
   async next(from: Picture, direction: Direction): Promise<Picture | undefined> {
     for (;;) {
-      const walk = this.walk;
       const next = this.tryNext(from, direction);
+      const walk = this.walk;
       if (next === 'ended') {
         return undefined;
       }
@@ -88,8 +88,8 @@ export class Walker {
         return undefined; // nothing to ask: no trace
       }
       await this.asking;
-      if (walk !== this.walk && this.asking === undefined) {
-        return undefined;
+      if (walk !== this.walk) {
+        return undefined; // another walk has begun meanwhile
       }
     }
   }

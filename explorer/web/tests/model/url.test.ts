@@ -1,0 +1,62 @@
+import { expect, test } from 'vitest';
+
+import { readFields, writeFields, type ViewFields } from '../../src/model/url';
+import { applyHash, viewHash } from '../../src/model/viewLink';
+import { openSmall, settled } from '../fixtures/smallTrace';
+
+const ALL: ViewFields = {
+  trace: 'a b.trace',
+  reading: 'viewer',
+  skip: 12n,
+  cycle: 2n ** 63n,
+  step: 1840,
+  colour: 'heat',
+  heat: 'receives',
+  layers: 'ml',
+  flat: true,
+  camera: { zoom: 1.5, x: 10.25, y: 3 },
+  range: { first: 1800n, last: 1842n },
+  window: { first: 0n, last: 2n ** 64n - 1n },
+  lanes: [{ piece: { pe: [10, 20] } }, { counter: 'queue; of 3,4' }],
+  select: { link: [3, 2, 'up'] },
+  marks: [{ name: 'sweep: 3; & more', cycle: 1932n, piece: { pe: [1, 2] } }, { name: 'plain', cycle: 5n }],
+  speed: -20,
+  loop: true,
+};
+
+test('What is written into an address is read from it', () => {
+  expect(readFields(`#${writeFields(ALL)}`)).toEqual(ALL);
+});
+
+test('A field that nobody understands is dropped alone', () => {
+  const bad = 'reading=sideways&cycle=12x&step=7&camera=1,2&range=9-3&select=pe:1&speed=1e9&colour=heat&new=1&layers=xyz';
+  expect(readFields(bad)).toEqual({ step: 7, colour: 'heat' });
+  expect(readFields('cycle=99999999999999999999&select=link:1,2&marks=%25')).toEqual({});
+});
+
+test('A link brings back the whole view', async () => {
+  const one = await openSmall();
+  const { explorer } = one;
+  await explorer.pilot.goToCycle(420n);
+  explorer.view.colourBy.value = 'heat';
+  explorer.view.messages.value = false;
+  explorer.view.camera.value = { zoom: 2, x: 1, y: 1 };
+  explorer.time.range.value = { first: 100n, last: 200n };
+  explorer.time.view.value = { start: 50n, fraction: 0, span: 400 };
+  explorer.selection.selectPiece({ pe: [1, 0] });
+  explorer.marks.add({ name: 'here', cycle: 7n });
+  await settled(explorer);
+  const hash = viewHash(explorer);
+
+  const other = await openSmall();
+  applyHash(other.explorer, hash);
+  other.explorer.pilot.goTo(other.explorer.playback.wanted.value);
+  await settled(other.explorer);
+  expect(viewHash(other.explorer)).toBe(hash);
+  expect(other.explorer.playback.picture.value?.step).toBe(42);
+});
+
+test('A view as it is at first needs no words but the moment', async () => {
+  const { explorer } = await openSmall();
+  expect(viewHash(explorer)).toBe('#cycle=0');
+});
