@@ -9,6 +9,7 @@ import { Registry } from './commands/registry';
 import { timeCommands } from './commands/timeCommands';
 import { timelineCommands } from './commands/timelineCommands';
 import { SocketEngine } from './engine/socketEngine';
+import { EventList } from './model/eventList';
 import { Explorer } from './model/explorer';
 import { Inspection } from './model/inspection';
 import { Timeline } from './model/timeline';
@@ -37,6 +38,7 @@ declare global {
 const explorer = new Explorer(new SocketEngine(document.baseURI));
 const timeline = new Timeline(explorer);
 const inspection = new Inspection(explorer);
+const events = new EventList(explorer);
 const floorplan = new FloorplanController(explorer);
 
 const commands = new Registry();
@@ -58,6 +60,7 @@ const panels: Panels = {
   Transport,
   Timeline: later(async () => (await import('./views/timeline/Timeline')).Timeline),
   Inspector: later(async () => (await import('./views/inspector/Inspector')).Inspector),
+  Events: later(async () => (await import('./views/events/Events')).Events),
   StatusBar,
 };
 
@@ -74,7 +77,7 @@ window.explorer = observed(explorer, floorplan);
 const page = document.getElementById('page');
 if (page !== null) {
   render(
-    <PageContext.Provider value={{ explorer, commands, timeline, inspection, travel: explorer.pilot }}>
+    <PageContext.Provider value={{ explorer, commands, timeline, inspection, events, travel: explorer.pilot }}>
       <Shell panels={panels} />
     </PageContext.Provider>,
     page,

@@ -6,10 +6,12 @@ import { readFilterWords, type FilterAttribute, type FilterTerms, type FilterWor
 import { AskError, isCancelled } from '../protocol/fault';
 import type { Filter, Questions } from '../protocol/questions';
 import type { Explorer } from './explorer';
+import { momentOf } from './moment';
 import { pageOf, type EventPage, type EventRow } from './eventPage';
 
 export const PAGE = 200; // rows that are fetched at once
 const KEPT_PAGES = 64;
+const MOST_ASKED = 2000; // rows that the engine gives at once
 const TYPING = 120; // milliseconds without a key after which a filter counts
 
 /** The members of a filter that words ask for. */
@@ -114,28 +116,44 @@ export class EventList {
     });
   }
 
-  /** The row of the first match at or behind a record. */
-  async rowOf(record: number): Promise<number | undefined> {
-    if (isAll(this.filter.peek())) {
-      return record;
-    }
+  /** The row of the first match that the playhead has not reached; undefined where it cannot be told. */
+  async rowAtPlayhead(): Promise<number | undefined> {
+    const { engine, trace, view, playback } = this.explorer;
     try {
-      const answer = await this.ask('count', { before: record });
-      return answer?.head.before;
+      const moment = momentOf(view.reading.peek(), playback.now.peek(), view.skipTo.peek());
+      const { head } = await engine.ask(trace.fingerprint.peek(), 'when', moment);
+      if (isAll(this.filter.peek())) {
+        return head.record;
+      }
+      return (await this.ask({ before: head.record }))?.head.before;
     } catch (error) {
       this.fail(error);
       return undefined;
     }
   }
 
-  private async ask(name: 'count', more: Partial<Questions['count']>, stop?: AbortSignal) {
+  /** The first matches, at most so many; fails as questions do. */
+  async firstRows(most: number): Promise<readonly EventRow[]> {
+    const { engine, trace } = this.explorer;
+    const shape = trace.shape.peek();
+    const rows: EventRow[] = [];
+    for (let from: number | undefined = 0; from !== undefined && shape !== undefined && rows.length < most; ) {
+      const question = { filter: this.filter.peek(), shape, from, count: Math.min(MOST_ASKED, most - rows.length) };
+      const page = pageOf(await engine.ask(trace.fingerprint.peek(), 'events', question));
+      rows.push(...page.rows);
+      from = page.next;
+    }
+    return rows;
+  }
+
+  private async ask(more: Partial<Questions['count']>, stop?: AbortSignal) {
     const { engine, trace } = this.explorer;
     const shape = trace.shape.peek();
     if (shape === undefined) {
       return undefined;
     }
     const question = { filter: this.filter.peek(), shape, ...more };
-    return engine.ask(trace.fingerprint.peek(), name, question, stop === undefined ? {} : { signal: stop });
+    return engine.ask(trace.fingerprint.peek(), 'count', question, stop === undefined ? {} : { signal: stop });
   }
 
   private turnTo(key: string): void {
@@ -156,7 +174,7 @@ export class EventList {
   private async count(key: string): Promise<void> {
     this.slow.value = true;
     try {
-      const answer = await this.ask('count', {});
+      const answer = await this.ask({});
       if (key === this.key && answer !== undefined) {
         this.counted.value = { count: answer.head.count, exact: answer.head.exact };
         if (answer.head.count === 0) {
@@ -177,7 +195,7 @@ export class EventList {
       const text = words.filter((_, at) => at !== word).map((each) => each.text);
       const { terms } = readFilterWords(text.join(' '), this.attributes.peek());
       const filter = filterOf(terms, this.explorer.view.skipTo.peek());
-      const answer = await this.ask('count', { filter });
+      const answer = await this.ask({ filter });
       if (key !== this.key) {
         return;
       }
@@ -194,7 +212,7 @@ export class EventList {
       return page * PAGE;
     }
     const before = this.pages.get(page - 1)?.next;
-    return before ?? (await this.ask('count', { nth: page * PAGE }, stop))?.head.record ?? undefined;
+    return before ?? (await this.ask({ nth: page * PAGE }, stop))?.head.record ?? undefined;
   }
 
   private async fetch(page: number, stop: AbortSignal): Promise<void> {

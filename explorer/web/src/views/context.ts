@@ -2,6 +2,7 @@ import { createContext } from 'preact';
 import { useContext } from 'preact/hooks';
 
 import type { Registry } from '../commands/registry';
+import type { EventList } from '../model/eventList';
 import type { Explorer } from '../model/explorer';
 import type { Inspection } from '../model/inspection';
 import type { Timeline } from '../model/timeline';
@@ -18,6 +19,7 @@ export interface Page {
   readonly commands: Registry;
   readonly timeline: Timeline;
   readonly inspection: Inspection;
+  readonly events: EventList;
   readonly travel: Travel;
 }
 

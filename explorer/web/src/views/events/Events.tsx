@@ -1,0 +1,197 @@
+import { useSignal } from '@preact/signals';
+import { useEffect } from 'preact/hooks';
+
+import { withoutWord } from '../../base/filterWords';
+import { counted, thousands } from '../../base/words';
+import type { EventList } from '../../model/eventList';
+import type { EventRow } from '../../model/eventPage';
+import type { EventType } from '../../protocol/questions';
+import { AskError } from '../../protocol/fault';
+import { Button } from '../../widgets/Button';
+import { Icon } from '../../widgets/Icon';
+import type { IconName } from '../../widgets/icons';
+import { VirtualList } from '../../widgets/VirtualList';
+import { usePage } from '../context';
+import { DockHead } from '../dock/DockHead';
+import { Chip } from '../inspector/parts';
+import { copyRows, saveRows } from './takeRows';
+import { FilterBox } from './FilterBox';
+import './events.css';
+
+const ROW = 1.375; // rem
+const ICONS: Readonly<Record<EventType, IconName>> = { fire: 'thread', send: 'message', switch: 'switch' };
+
+const HEAD = (
+  <div class="event-head" role="rowgroup">
+    <div class="event-row" role="row">
+      {['Record', 'Cycle', 'What', 'Thread', 'From', 'To'].map((name) => (
+        <span key={name} role="columnheader">
+          {name}
+        </span>
+      ))}
+    </div>
+  </div>
+);
+
+function Row({ event }: { readonly event: EventRow | undefined }) {
+  if (event === undefined) {
+    return <div class="event-row" role="presentation" />;
+  }
+  return (
+    <div class="event-row" role="presentation">
+      <span role="gridcell">{thousands(event.record)}</span>
+      <span role="gridcell">{thousands(event.cycle)}</span>
+      <span role="gridcell">
+        <Icon name={ICONS[event.type]} />
+        {event.type}
+      </span>
+      <span role="gridcell" aria-label={`thread ${event.thread}`}>
+        <Chip thread={event.thread} />
+        {event.thread > 5 ? event.thread : null}
+      </span>
+      <span role="gridcell">{event.at.join(',')}</span>
+      <span role="gridcell">{event.to?.join(',')}</span>
+    </div>
+  );
+}
+
+/** How many match, and what can be done with them. */
+function Count({ list }: { readonly list: EventList }) {
+  const { explorer } = usePage();
+  const count = list.counted.value;
+  const records = explorer.trace.head.value?.records ?? 0;
+  const busy = useSignal(false);
+  const take = async (work: () => Promise<string>) => {
+    busy.value = true;
+    explorer.panels.said.value = await work();
+    busy.value = false;
+  };
+  return (
+    <div class="event-count">
+      <span role="status">
+        {count === undefined ? null : (
+          <>
+            <b>{thousands(count.count)}</b>
+            {count.count === records && list.text.value.trim() === ''
+              ? ' records'
+              : ` of ${counted(records, 'record')} match`}
+          </>
+        )}
+      </span>
+      <span class="grow" />
+      <Button
+        label="Copy the events"
+        icon="copy"
+        disabled={busy.value || (count?.count ?? 0) === 0}
+        onPress={() => void take(() => copyRows(explorer, list))}
+      >
+        Copy
+      </Button>
+      <Button
+        label="Save the events as CSV"
+        icon="out"
+        disabled={busy.value || (count?.count ?? 0) === 0}
+        onPress={() => void take(() => saveRows(explorer, list))}
+      >
+        CSV
+      </Button>
+    </div>
+  );
+}
+
+/** Why there are no rows, and which word to leave out. */
+function NoRows({ list }: { readonly list: EventList }) {
+  const { explorer } = usePage();
+  const failure = list.failure.value;
+  if (failure instanceof AskError) {
+    return <p class="event-none">{failure.message}</p>;
+  }
+  if (list.counted.value?.count !== 0) {
+    return null;
+  }
+  const relief = list.relief.value;
+  const word = relief === undefined ? undefined : list.words.value.words[relief.word];
+  return (
+    <p class="event-none" role="status">
+      <b>No record matches.</b> The trace ends at cycle {thousands(explorer.trace.lastCycle.value)}.{' '}
+      {relief === undefined || word === undefined ? null : (
+        <>
+          Remove{' '}
+          <button
+            type="button"
+            class="filter-choice"
+            onClick={() => (list.text.value = withoutWord(list.words.value, relief.word))}
+          >
+            {word.text}
+          </button>{' '}
+          to get {thousands(relief.count)}.
+        </>
+      )}
+    </p>
+  );
+}
+
+/** Every event of the trace, or those that a filter asks for. */
+export function Events() {
+  const { explorer, events: list, travel } = usePage();
+  const shown = useSignal<{ readonly row: number } | undefined>(undefined);
+  const chosen = useSignal<number | undefined>(undefined);
+  useEffect(() => list.follow(), [list]);
+  const count = list.counted.value;
+  const toPlayhead = async () => {
+    const row = await list.rowAtPlayhead();
+    if (row !== undefined) {
+      shown.value = { row };
+    }
+  };
+  useEffect(() => {
+    chosen.value = undefined;
+    if (count !== undefined && count.count > 0) {
+      void toPlayhead();
+    }
+  }, [count]);
+  const choose = (row: number) => {
+    chosen.value = row;
+    const event = list.row(row);
+    if (event !== undefined) {
+      explorer.panels.said.value = `record ${thousands(event.record)}, cycle ${thousands(event.cycle)}`;
+      void travel.goToRecord(event.record);
+    }
+  };
+  const inspect = (row: number) => {
+    const event = list.row(row);
+    if (event !== undefined) {
+      explorer.selection.selected.value = { record: event.record };
+      explorer.panels.dock.value = 'inspector';
+    }
+  };
+  return (
+    <>
+      <DockHead open="events" />
+      <div
+        class={`dock-body events ${list.slow.value ? 'waiting' : ''}`}
+        id="dock-body"
+        role="tabpanel"
+        aria-labelledby="tab-events"
+      >
+        <FilterBox list={list} />
+        <Count list={list} />
+        <NoRows list={list} />
+        {(count?.count ?? 0) === 0 ? null : (
+          <VirtualList
+            label="Events"
+            rows={count?.count ?? 0}
+            rowHeight={ROW}
+            chosen={chosen.value}
+            shown={shown.value}
+            onChoose={choose}
+            onRun={inspect}
+            onSeen={(first, end) => list.wantRows(first, end)}
+            draw={(row) => <Row event={list.row(row)} />}
+            head={HEAD}
+          />
+        )}
+      </div>
+    </>
+  );
+}
