@@ -3,6 +3,7 @@ import { useContext } from 'preact/hooks';
 
 import type { Registry } from '../commands/registry';
 import type { EventList } from '../model/eventList';
+import type { EventWalk } from '../model/eventWalk';
 import type { Explorer } from '../model/explorer';
 import type { Inspection } from '../model/inspection';
 import type { Timeline } from '../model/timeline';
@@ -20,6 +21,7 @@ export interface Page {
   readonly timeline: Timeline;
   readonly inspection: Inspection;
   readonly events: EventList;
+  readonly walk: EventWalk;
   readonly travel: Travel;
 }
 

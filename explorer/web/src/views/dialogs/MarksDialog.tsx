@@ -1,0 +1,66 @@
+import { thousands } from '../../base/words';
+import type { Mark } from '../../model/markStore';
+import { pieceText } from '../../model/selectionStore';
+import { Button } from '../../widgets/Button';
+import { Dialog } from '../../widgets/Dialog';
+import { usePage } from '../context';
+
+function MarkLine({ mark, onGo }: { readonly mark: Mark; readonly onGo: () => void }) {
+  const { explorer } = usePage();
+  const { marks } = explorer;
+  const rename = (event: Event) => {
+    const input = event.currentTarget as HTMLInputElement;
+    const name = input.value.trim();
+    if (name === '' || (name !== mark.name && marks.marks.value.some((other) => other.name === name))) {
+      input.value = mark.name;
+    } else {
+      marks.rename(mark.name, name);
+    }
+  };
+  return (
+    <li class="mark-line">
+      <input type="text" aria-label="Name of the mark" value={mark.name} maxLength={80} onChange={rename} />
+      <span>
+        cycle {thousands(mark.cycle)}
+        {mark.piece === undefined ? '' : `, ${pieceText(mark.piece)}`}
+      </span>
+      <Button label={`Go to ${mark.name}`} icon="focus" onPress={onGo} />
+      <Button label={`Remove ${mark.name}`} icon="close" onPress={() => marks.remove(mark.name)} />
+    </li>
+  );
+}
+
+/** The marks: names to change, to go to, and to remove. They are part of the link. */
+export function MarksDialog({ onClose }: { readonly onClose: () => void }) {
+  const { explorer, commands, travel } = usePage();
+  const { marks, selection } = explorer;
+  const go = (mark: Mark) => {
+    if (mark.piece !== undefined) {
+      selection.selectPiece(mark.piece);
+    }
+    void travel.goToCycle(mark.cycle);
+    onClose();
+  };
+  const list = marks.marks.value;
+  return (
+    <Dialog label="Marks" title="Marks" onClose={onClose}>
+      <div class="marks-page">
+        {list.length === 0 ? (
+          <p>No moment is marked yet. A mark has a name and holds the cycle and what is selected.</p>
+        ) : (
+          <ul>
+            {list.map((mark) => (
+              <MarkLine key={mark.name} mark={mark} onGo={() => go(mark)} />
+            ))}
+          </ul>
+        )}
+        <div class="marks-foot">
+          <Button label="Mark this moment" icon="mark" look="outlined" onPress={() => commands.run('mark.keep')}>
+            Mark cycle {thousands(explorer.playback.now.value.cycle)}
+          </Button>
+          <p>Marks are part of the link: copy it to keep them or to send them.</p>
+        </div>
+      </div>
+    </Dialog>
+  );
+}

@@ -1,0 +1,201 @@
+import { fuzzyMatch, matchedParts } from '../../base/fuzzy';
+import { goalsOf, type Goal } from '../../base/goals';
+import { readFilterWords } from '../../base/filterWords';
+import { isInside, unitsOf, type Shape } from '../../base/shape';
+import { thousands } from '../../base/words';
+import type { Group } from '../../commands/registry';
+import { filterOf } from '../../model/eventList';
+import { pieceText } from '../../model/selectionStore';
+import type { Answers } from '../../protocol/answers';
+import type { Piece } from '../../protocol/questions';
+import type { IconName } from '../../widgets/icons';
+import { ICONS } from '../../widgets/icons';
+import type { Page } from '../context';
+
+/** Something that can be chosen in the box. */
+export interface Result {
+  readonly key: string;
+  readonly group: string;
+  readonly icon: IconName;
+  readonly parts: readonly { readonly text: string; readonly matched: boolean }[];
+  readonly detail?: string;
+  readonly keys?: readonly string[];
+  /** `back`: the previous one rather than the next. */
+  readonly run: (back: boolean) => unknown;
+}
+
+const plain = (text: string) => [{ text, matched: false }];
+const MOST = 60;
+
+const isIcon = (name: string | undefined): name is IconName => name !== undefined && name in ICONS;
+
+/** Commands whose names match, the best first, each group together. */
+export function commandResults(page: Page, wanted: string): readonly Result[] {
+  const found = page.commands
+    .all()
+    .filter((command) => page.commands.canRun(command.id))
+    .map((command) => ({ command, match: fuzzyMatch(command.name, wanted) }))
+    .filter(({ match }) => match !== undefined)
+    .sort((a, b) => (b.match?.score ?? 0) - (a.match?.score ?? 0));
+  const groups = [...new Set(found.map(({ command }) => command.group))];
+  return groups.flatMap((group: Group) =>
+    found
+      .filter(({ command }) => command.group === group)
+      .map(({ command, match }) => ({
+        key: command.id,
+        group,
+        icon: isIcon(command.icon) ? command.icon : 'terminal',
+        parts: matchedParts(command.name, match?.spans ?? []),
+        keys: page.commands.keysOf(command.id)[0] ?? [],
+        run: () => page.commands.run(command.id),
+      })),
+  );
+}
+
+function hasPlace(shape: Shape, kind: 'pe' | 'switch' | 'domain' | 'cluster', [column, row]: readonly [number, number]) {
+  if (kind === 'pe') {
+    return isInside(shape, { column, row });
+  }
+  const [columns, rows] = unitsOf(shape, kind === 'domain' ? 'domain' : 'cluster');
+  return column < columns && row < rows;
+}
+
+/** Selects a piece and shows it. */
+function toPiece(page: Page, piece: Piece): void {
+  page.explorer.selection.selectPiece(piece);
+  page.commands.run('select.focus');
+}
+
+function placeResult(page: Page, goal: Extract<Goal, { place: unknown }>): Result | undefined {
+  const shape = page.explorer.trace.shape.value;
+  if (shape === undefined || !hasPlace(shape, goal.kind, goal.place)) {
+    return undefined;
+  }
+  const piece = { [goal.kind]: goal.place } as unknown as Piece;
+  const text = pieceText(piece);
+  const name = goal.kind === 'pe' ? page.explorer.trace.nameOf({ column: goal.place[0], row: goal.place[1] }) : undefined;
+  return {
+    key: text,
+    group: 'Go',
+    icon: goal.kind === 'switch' ? 'switch' : 'focus',
+    parts: plain(text.charAt(0).toUpperCase() + text.slice(1)),
+    ...(name === undefined ? {} : { detail: name }),
+    run: () => toPiece(page, piece),
+  };
+}
+
+function momentResult(page: Page, goal: Exclude<Goal, { place: unknown }>): Result | undefined {
+  const { travel, explorer } = page;
+  const head = explorer.trace.head.value;
+  const result = (text: string, detail: string, run: () => unknown): Result => ({
+    key: text,
+    group: 'Go',
+    icon: 'forward',
+    parts: plain(text),
+    detail,
+    run,
+  });
+  switch (goal.kind) {
+    case 'cycle': {
+      const last = explorer.trace.lastCycle.value;
+      return result(`Cycle ${thousands(goal.cycle)}`, goal.cycle > last ? `the last is ${thousands(last)}` : '', () =>
+        travel.goToCycle(goal.cycle),
+      );
+    }
+    case 'step':
+      return result(`Step ${thousands(goal.number)}`, '', () => travel.goToStep(goal.number));
+    case 'record':
+      return head === undefined || goal.number >= head.records
+        ? undefined
+        : result(`Record ${thousands(goal.number)}`, '', () => {
+            explorer.selection.selected.value = { record: goal.number };
+            return travel.goToRecord(goal.number);
+          });
+    case 'packet':
+      return head?.attributes.some(({ name }) => name === 'packet') === true
+        ? result(`Events of packet ${thousands(goal.packet)}`, '', () => showEvents(page, `packet:${goal.packet}`))
+        : undefined;
+  }
+}
+
+function showEvents(page: Page, text: string): void {
+  page.explorer.panels.dock.value = 'events';
+  page.explorer.panels.filterWish.value = { text };
+}
+
+function markResults(page: Page, text: string): readonly Result[] {
+  return page.explorer.marks.marks.value.flatMap((mark) => {
+    const match = fuzzyMatch(mark.name, text);
+    return match === undefined
+      ? []
+      : [
+          {
+            key: `mark ${mark.name}`,
+            group: 'Marks',
+            icon: 'mark' as const,
+            parts: matchedParts(mark.name, match.spans),
+            detail: `cycle ${thousands(mark.cycle)}`,
+            run: () => {
+              if (mark.piece !== undefined) {
+                page.explorer.selection.selectPiece(mark.piece);
+              }
+              return page.travel.goToCycle(mark.cycle);
+            },
+          },
+        ];
+  });
+}
+
+/** Events that words ask for: a list of them, and the next one behind the playhead. */
+function eventResults(page: Page, text: string): readonly Result[] {
+  const { terms, usable, words } = readFilterWords(text, page.events.attributes.value);
+  if (!usable || words.length === 0) {
+    return [];
+  }
+  const filter = filterOf(terms, page.explorer.view.skipTo.value);
+  return [
+    {
+      key: 'next event',
+      group: 'Events',
+      icon: 'forward',
+      parts: plain(`Next ${text.trim()}`),
+      detail: 'Shift + Enter: previous',
+      run: (back) => page.walk.goFiltered(filter, back),
+    },
+    {
+      key: 'list events',
+      group: 'Events',
+      icon: 'index',
+      parts: plain(`List ${text.trim()}`),
+      run: () => showEvents(page, text.trim()),
+    },
+  ];
+}
+
+type Found = Answers['search']['head'];
+
+/** Places that the companion names, as the engine finds them. */
+function namedResults(page: Page, text: string, found: Found | undefined): readonly Result[] {
+  return (found?.places ?? []).map(({ at, name }) => ({
+    key: `place ${at.join()}`,
+    group: 'Places',
+    icon: 'focus' as const,
+    parts: matchedParts(name, fuzzyMatch(name, text)?.spans ?? []),
+    detail: `PE ${at[0]},${at[1]}`,
+    run: () => toPiece(page, { pe: at }),
+  }));
+}
+
+/** Everything that a text may mean; without one, marks. */
+export function findResults(page: Page, text: string, found: Found | undefined): readonly Result[] {
+  const goals = goalsOf(text).map((goal) =>
+    'place' in goal ? placeResult(page, goal) : momentResult(page, goal),
+  );
+  const results = [
+    ...goals.filter((result) => result !== undefined),
+    ...namedResults(page, text, found),
+    ...markResults(page, text),
+    ...eventResults(page, text),
+  ];
+  return results.slice(0, MOST);
+}
