@@ -3,13 +3,17 @@ import './theme/base.css';
 
 import { render } from 'preact';
 
+import { findCommands } from './commands/findCommands';
 import { floorplanCommands } from './commands/floorplanCommands';
+import { markCommands } from './commands/markCommands';
 import { pageCommands } from './commands/pageCommands';
 import { Registry } from './commands/registry';
+import { selectionCommands } from './commands/selectionCommands';
 import { timeCommands } from './commands/timeCommands';
 import { timelineCommands } from './commands/timelineCommands';
 import { SocketEngine } from './engine/socketEngine';
 import { EventList } from './model/eventList';
+import { EventWalk } from './model/eventWalk';
 import { Explorer } from './model/explorer';
 import { Inspection } from './model/inspection';
 import { Timeline } from './model/timeline';
@@ -20,6 +24,7 @@ import { Floorplan } from './views/floorplan/Floorplan';
 import { FloorplanController } from './views/floorplan/controller';
 import { followKeys } from './views/keyboard';
 import { followPlaying } from './views/playing';
+import { SearchBox } from './views/omnibox/SearchBox';
 import { Rail } from './views/rail/Rail';
 import { Shell, type Panels } from './views/shell/Shell';
 import { StatusBar } from './views/status/StatusBar';
@@ -39,6 +44,7 @@ const explorer = new Explorer(new SocketEngine(document.baseURI));
 const timeline = new Timeline(explorer);
 const inspection = new Inspection(explorer);
 const events = new EventList(explorer);
+const walk = new EventWalk(explorer);
 const floorplan = new FloorplanController(explorer);
 
 const commands = new Registry();
@@ -50,10 +56,13 @@ commands.add(
     focus: () => floorplan.focus(),
   }),
 );
+commands.add(selectionCommands(explorer, inspection, walk));
+commands.add(markCommands(explorer));
+commands.add(findCommands(explorer));
 commands.add(pageCommands(explorer, () => void copyLink(explorer)));
 
 const panels: Panels = {
-  TopBar: () => <TopBar />,
+  TopBar: () => <TopBar Search={SearchBox} />,
   Alert: AlertBar,
   Rail: () => <Rail controller={floorplan} />,
   Floorplan: () => <Floorplan controller={floorplan} />,
@@ -62,6 +71,7 @@ const panels: Panels = {
   Inspector: later(async () => (await import('./views/inspector/Inspector')).Inspector),
   Events: later(async () => (await import('./views/events/Events')).Events),
   StatusBar,
+  Dialogs: later(async () => (await import('./views/dialogs/Dialogs')).Dialogs),
 };
 
 explorer.watch.port = location.port;
@@ -72,12 +82,14 @@ followKeys(commands);
 followPlaying(explorer);
 explorer.follow();
 timeline.follow();
-window.explorer = observed(explorer, floorplan);
+window.explorer = observed(explorer, floorplan, () => timeline.busy || inspection.busy || events.busy);
 
 const page = document.getElementById('page');
 if (page !== null) {
   render(
-    <PageContext.Provider value={{ explorer, commands, timeline, inspection, events, travel: explorer.pilot }}>
+    <PageContext.Provider
+      value={{ explorer, commands, timeline, inspection, events, walk, travel: explorer.pilot }}
+    >
       <Shell panels={panels} />
     </PageContext.Provider>,
     page,

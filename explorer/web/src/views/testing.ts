@@ -35,11 +35,11 @@ export interface Observed {
 
 const frame = () => new Promise((resolve) => requestAnimationFrame(resolve));
 
-async function idle(explorer: Explorer): Promise<void> {
+async function idle(explorer: Explorer, isBusy: () => boolean): Promise<void> {
   let quiet = 0;
   while (quiet < 2) {
     await frame();
-    quiet = explorer.busy || isDrawing() ? 0 : quiet + 1;
+    quiet = explorer.busy || isBusy() || isDrawing() ? 0 : quiet + 1;
   }
 }
 
@@ -74,13 +74,14 @@ function stateOf(explorer: Explorer, floorplan: FloorplanController): Observed['
   };
 }
 
-export function observed(explorer: Explorer, floorplan: FloorplanController): Observed {
+/** `isBusy` tells whether a panel waits for something. */
+export function observed(explorer: Explorer, floorplan: FloorplanController, isBusy: () => boolean): Observed {
   return Object.freeze({
     get state() {
       return stateOf(explorer, floorplan);
     },
     log: explorer.engine.log,
-    idle: () => idle(explorer),
+    idle: () => idle(explorer, isBusy),
     boxOf: (piece: Piece) => floorplan.boxOf(piece),
     colourAt,
   });
