@@ -75,20 +75,41 @@ bool IsSame(const TraceMark& a, const TraceMark& b) {
          a.inode == b.inode && a.edges == b.edges;
 }
 
-// Whether tables are those of a notes file as it is.
-bool IsOf(const NoteTables& tables, const NotesFile& notes) {
+bool HasSum(const NotesFile& notes, const NotesEntry& block, const NoteEntryMark& mark) {
+  const Result<uint32_t> sum = SumOf(notes, block);
+  return sum && *sum == mark.sum;
+}
+
+// Whether the first blocks of a notes file lie where those of the tables did.
+bool BeginsWith(const NotesFile& notes, const NoteTables& tables) {
+  const auto blocks = notes.Blocks();
+  return tables.entries.size() <= blocks.size() &&
+         std::equal(
+             tables.entries.begin(), tables.entries.end(), blocks.begin(),
+             [](const NoteEntryMark& a, const NotesEntry& b) { return a.offset == b.offset; });
+}
+
+// What a notes file is to the tables of one. Of one that grew each block is known by its checksum.
+// An attribute that is new is counted from the first record on, so its notes are read once more.
+Likeness LikenessOf(const NoteTables& tables, const NotesFile& notes) {
   const FileIdentity& now = notes.File().Identity();
   const auto blocks = notes.Blocks();
-  const bool same =
-      tables.notesSize == now.size && tables.notesModified == now.modified &&
-      tables.notesChanged == now.changed && tables.notesInode == now.inode &&
-      std::equal(tables.entries.begin(), tables.entries.end(), blocks.begin(), blocks.end(),
-                 [](const NoteEntryMark& a, const NotesEntry& b) { return a.offset == b.offset; });
-  if (!same || blocks.empty()) {
-    return same;
+  const size_t known = tables.entries.size();
+  if (tables.notesInode != now.inode || !BeginsWith(notes, tables)) {
+    return Likeness::OTHER;
   }
-  const Result<uint32_t> sum = SumOf(notes, blocks.back());
-  return sum && *sum == tables.entries.back().sum;
+  if (tables.notesSize == now.size && tables.notesModified == now.modified &&
+      tables.notesChanged == now.changed) {
+    const bool same = known == blocks.size() &&
+                      (known == 0 || HasSum(notes, blocks.back(), tables.entries.back()));
+    return same ? Likeness::SAME : Likeness::OTHER;
+  }
+  bool grown = tables.notesSize < now.size && !tables.blocks.empty() &&
+               tables.times.size() == notes.Declarations().attributes.size();
+  for (size_t i = 0; i < known && grown; ++i) {
+    grown = HasSum(notes, blocks[i], tables.entries[i]);
+  }
+  return grown ? Likeness::GROWN : Likeness::OTHER;
 }
 
 // The bytes that the directory takes at most.
@@ -147,8 +168,24 @@ Result<std::vector<uint8_t>> NotesIndex::Section(const IndexSection& section) co
   return raw;
 }
 
-// A fault of any kind where it is none of this trace and these notes.
-Result<std::unique_ptr<NotesIndex>> NotesIndex::Load(const TraceMark& mark, const NotesFile& notes,
+// What trace and notes are to those that the index is of.
+Likeness NotesIndex::LikenessTo(const TraceSource& trace, const TraceMark& mark,
+                                const NotesFile& notes) const {
+  const bool sameTrace = IsSame(mark, tables.trace);
+  const bool grownTrace =
+      sameTrace || (mark.inode == tables.trace.inode && mark.size > tables.trace.size &&
+                    !tables.blocks.empty() && HasEdges(trace, tables.trace));
+  const Likeness likeness = LikenessOf(tables, notes);
+  // Notes of a trace that grew have grown as well, or will: then they are compared.
+  return sameTrace || likeness == Likeness::OTHER ? likeness
+         : grownTrace                             ? Likeness::GROWN
+                                                  : Likeness::OTHER;
+}
+
+// A fault of any kind where it is none of this trace and these notes, nor of those before they
+// grew.
+Result<std::unique_ptr<NotesIndex>> NotesIndex::Load(const TraceSource& trace,
+                                                     const TraceMark& mark, const NotesFile& notes,
                                                      std::unique_ptr<PositionedFile> file) {
   std::unique_ptr<NotesIndex> index(new NotesIndex());
   index->file = std::move(file);
@@ -169,7 +206,7 @@ Result<std::unique_ptr<NotesIndex>> NotesIndex::Load(const TraceMark& mark, cons
   std::vector<IndexSection> times;
   NoteTables& tables = index->tables;
   if (!bytes || !DecodeNoteTables(*bytes, directory.offset, notes.Blocks().size(), tables, times) ||
-      !IsSame(mark, tables.trace) || !IsOf(tables, notes)) {
+      index->LikenessTo(trace, mark, notes) == Likeness::OTHER) {
     return none;
   }
   for (size_t i = 0; i < times.size(); ++i) {
@@ -179,7 +216,10 @@ Result<std::unique_ptr<NotesIndex>> NotesIndex::Load(const TraceMark& mark, cons
     if (!table || !std::all_of(table->Threads().begin(), table->Threads().end(), isNumber)) {
       return none;
     }
-    tables.times[i].table = std::move(*table);
+    // Into one that is bounded as it was, for what will be added.
+    if (!tables.times[i].table.Merge(*table)) {
+      return none;
+    }
   }
   return index;
 }
@@ -198,13 +238,41 @@ Result<std::unique_ptr<NotesIndex>> NotesIndex::Open(const TraceSource& trace, c
     return mark.Why();
   }
   for (std::unique_ptr<PositionedFile>& file : store.Find()) {
-    Result<std::unique_ptr<NotesIndex>> loaded = Load(*mark, notes.File(), std::move(file));
+    Result<std::unique_ptr<NotesIndex>> loaded = Load(trace, *mark, notes.File(), std::move(file));
+    if (!loaded) {
+      continue;
+    }
+    if ((*loaded)->LikenessTo(trace, *mark, notes.File()) == Likeness::GROWN) {
+      loaded = Extend(std::move(loaded).Take(), trace, index, *mark, notes, store, progress);
+    }
     if (loaded) {
       notes.Know(&(*loaded)->tables);
       return loaded;
     }
+    if (loaded.Why().kind == Fault::CANCELLED) {
+      return loaded;
+    }
   }
   return Rebuild(trace, index, notes, store, progress);
+}
+
+// Takes up what came behind the blocks that the index knows. The last of those is compared with the
+// trace once more: one that was written anew has other records there.
+Result<std::unique_ptr<NotesIndex>> NotesIndex::Extend(std::unique_ptr<NotesIndex> grown,
+                                                       const TraceSource& trace, const Index& index,
+                                                       const TraceMark& mark, NotesOfTrace& notes,
+                                                       IndexStore& store,
+                                                       const ProgressCallback& progress) {
+  notes.Blocks();
+  const Result<const NotesBlock*> last = notes.Block(grown->tables.blocks.size() - 1);
+  if (!last || *last == nullptr) {
+    return last ? grown->Damaged("this is no index of these notes") : last.Why();
+  }
+  if (Fault fault = grown->Follow(trace, index, notes, progress)) {
+    return fault;
+  }
+  grown->Keep(mark, notes.File(), store);
+  return grown;
 }
 
 Result<std::unique_ptr<NotesIndex>> NotesIndex::Rebuild(const TraceSource& trace,
@@ -355,6 +423,7 @@ void NotesIndex::Keep(const TraceMark& mark, const NotesFile& notes, IndexStore&
   tables.notesChanged = identity.changed;
   tables.notesInode = identity.inode;
   Sections sections(**draft);
+  tables.counters.clear();  // of the index that this one goes on from
   std::vector<IndexSection> times;
   for (const NoteTimes& attribute : tables.times) {
     times.push_back(sections.Append(attribute.table.Encode()));

@@ -18,9 +18,12 @@
 
 namespace marrowfin {
 
+enum class Likeness;
+
 // What an index knows of the notes of a trace, so that a question needs few of them: between what
 // the values of each block lie, how many records have which kind over time, and counters over time
-// in cells. It is of one trace and one notes file, as they are: an index of others is made anew.
+// in cells. It is of one trace and one notes file, as they are: where they grew, what came is taken
+// up, and an index of others is made anew.
 //
 // Making it reads all notes and the trace, and compares each block with its records: who has an
 // index knows that the notes are of the trace. Memory follows the number of blocks, of which each
@@ -30,10 +33,10 @@ namespace marrowfin {
 class NotesIndex {
  public:
   // The index of the notes in the file that it is kept in, beside them or in the cache folder; made
-  // where there is none. `progress` is told bytes of the notes and may stop it. OTHER_TRACE where
-  // they are not of this trace. Where a block is damaged the index leaves it out, is not kept, and
-  // `notes` tells. Where there is no room for it, or `index` tells of a part of the trace, it is
-  // not kept either, which is no fault.
+  // where there is none, extended and kept again where notes and trace grew. `progress` is told
+  // bytes of the notes and may stop it. OTHER_TRACE where they are not of this trace. Where a block
+  // is damaged the index leaves it out, is not kept, and `notes` tells. Where there is no room for
+  // it, or `index` tells of a part of the trace, it is not kept either, which is no fault.
   //
   // `notes` use it from then on (NotesOfTrace::Know): the index must outlive them.
   [[nodiscard]] static Result<std::unique_ptr<NotesIndex>> Open(
@@ -82,8 +85,16 @@ class NotesIndex {
  private:
   NotesIndex() = default;
 
-  static Result<std::unique_ptr<NotesIndex>> Load(const TraceMark& mark, const NotesFile& notes,
+  static Result<std::unique_ptr<NotesIndex>> Load(const TraceSource& trace, const TraceMark& mark,
+                                                  const NotesFile& notes,
                                                   std::unique_ptr<PositionedFile> file);
+  static Result<std::unique_ptr<NotesIndex>> Extend(std::unique_ptr<NotesIndex> grown,
+                                                    const TraceSource& trace, const Index& index,
+                                                    const TraceMark& mark, NotesOfTrace& notes,
+                                                    IndexStore& store,
+                                                    const ProgressCallback& progress);
+  Likeness LikenessTo(const TraceSource& trace, const TraceMark& mark,
+                      const NotesFile& notes) const;
   Fault LoadCounters();
   Result<std::vector<uint8_t>> Section(const IndexSection& section) const;
   Fault TakeUp(const TraceSource& trace, const Index& index, NotesOfTrace& notes,

@@ -144,6 +144,12 @@ Result<TraceMark> MarkOf(const TraceSource& trace) {
   return mark;
 }
 
+bool HasEdges(const TraceSource& trace, const TraceMark& mark) {
+  const Result<uint32_t> edges =
+      trace.Size() < mark.size ? Result<uint32_t>(Fault()) : EdgesOf(trace, mark.size);
+  return edges && *edges == mark.edges;
+}
+
 uint32_t SampleRecords(const Columns& columns, size_t from, size_t to, uint32_t before) {
   uLong sum = before;
   for (size_t i = from; i < to; ++i) {

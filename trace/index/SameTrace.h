@@ -28,6 +28,10 @@ void LetTickPass(const TraceSource& trace);
 constexpr uint64_t SAMPLED_RECORDS = 8;
 uint32_t SampleRecords(const Columns& columns, size_t from, size_t to, uint32_t before);
 
+// Whether the first bytes of the trace have the edges of one that was marked, and so may be that
+// one, grown.
+bool HasEdges(const TraceSource& trace, const TraceMark& mark);
+
 // What a trace is to an index: the one that it is of, as far as anything tells; the same with more
 // records behind; another one, or what another was made of it.
 enum class Likeness { SAME, GROWN, OTHER };

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <bit>
 #include <filesystem>
+#include <fstream>
 #include <limits>
 
 #include "tests/trace/support/NotedTrace.h"
@@ -64,9 +65,11 @@ struct Indexed {
   // Tells whether an index is made.
   ProgressCallback CountBytes() {
     made = false;
+    progressed = 0;
     return [this](const Progress& progress) {
       EXPECT_EQ(Progress::BYTES, progress.unit);
       made = true;
+      ++progressed;
       return true;
     };
   }
@@ -81,6 +84,7 @@ struct Indexed {
   std::unique_ptr<NotesOfTrace> notes;
   std::unique_ptr<NotesIndex> index;
   bool made = false;
+  size_t progressed = 0;  // blocks that were taken up
 };
 
 TEST(NotesIndexTest, WhatIsPassedOverChangesNoAnswer) {
@@ -342,6 +346,155 @@ TEST(NotesIndexTest, IndexFollowsNotesThatGrow) {
   indexed.Reopen();
   EXPECT_TRUE(indexed.made);
   EXPECT_EQ(followed.blocks, indexed.index->Tables().blocks);
+}
+
+std::vector<uint8_t> SeriesOf(const NotesIndex& index, const CounterKey& key) {
+  const Result<CounterSeries> series = index.Series(key);
+  EXPECT_TRUE(series) << series.Why().Text();
+  return series->Encode();
+}
+
+std::vector<Place> SortedPlaces(const NotesIndex& index, uint32_t counter) {
+  std::vector<Place> places = index.PlacesOf(counter);
+  std::sort(places.begin(), places.end(),
+            [](Place a, Place b) { return a.row != b.row ? a.row < b.row : a.column < b.column; });
+  return places;
+}
+
+// Whether two indexes of the same blocks tell the same of them and of the counter.
+void ExpectSame(const NotesIndex& a, const NotesIndex& b) {
+  EXPECT_EQ(a.Tables().entries, b.Tables().entries);
+  EXPECT_TRUE(a.Tables().blocks == b.Tables().blocks);
+  ASSERT_EQ(a.Tables().times.size(), b.Tables().times.size());
+  for (size_t i = 0; i < a.Tables().times.size(); ++i) {
+    const NoteTimes& one = a.Tables().times[i];
+    const NoteTimes& other = b.Tables().times[i];
+    EXPECT_EQ(one.isTold, other.isTold) << "attribute " << i;
+    EXPECT_EQ(one.values, other.values) << "attribute " << i;
+    EXPECT_TRUE(one.table.Encode() == other.table.Encode()) << "attribute " << i;
+  }
+  ASSERT_EQ(SortedPlaces(a, 0), SortedPlaces(b, 0));
+  EXPECT_TRUE(SeriesOf(a, {0, true, {}}) == SeriesOf(b, {0, true, {}}));
+  for (const Place& place : SortedPlaces(a, 0)) {
+    EXPECT_TRUE(SeriesOf(a, {0, false, place}) == SeriesOf(b, {0, false, place}))
+        << place.column << ", " << place.row;
+  }
+}
+
+// A run that goes on: trace and notes as far as some block of the notes, then further.
+struct Growing {
+  explicit Growing(uint32_t seed) : random(seed), noted(Noted(random, 5000)) {
+    bytes = NotesBytes(noted, random, 100, true);
+    blocks = OpenNotes(bytes);
+  }
+
+  NotedEvents EventsUpTo(size_t block) const {
+    NotedEvents begun = noted;
+    uint64_t records = 0;
+    for (size_t i = 0; i < block; ++i) {
+      const NotesEntry& entry = blocks->Blocks()[i];
+      records = entry.kind == NotesBlockKind::NOTES ? entry.high : records;
+    }
+    begun.events.resize(records);
+    return begun;
+  }
+
+  std::string NotesUpTo(size_t block) const {
+    return block == blocks->Blocks().size() ? bytes
+                                            : bytes.substr(0, blocks->Blocks()[block].offset);
+  }
+
+  // Writes more behind what is there.
+  void GrowTo(size_t block, const std::string& trace) const {
+    Append(trace, Encode(EventsUpTo(block).events));
+    Append(trace + ".notes", NotesUpTo(block));
+  }
+
+  static void Append(const std::string& file, const std::string& whole) {
+    std::ofstream out(file, std::ios::app | std::ios::binary);
+    out << whole.substr(std::filesystem::file_size(file));
+  }
+
+  std::mt19937 random;
+  NotedEvents noted;
+  std::string bytes;
+  std::unique_ptr<NotesFile> blocks;
+};
+
+TEST(NotesIndexTest, IndexOfNotesThatGrewIsExtendedToWhatIsMadeAnew) {
+  const Growing growing(12);
+  const size_t all = growing.blocks->Blocks().size();
+  for (const size_t begun : {size_t{3}, all / 3, all - 1}) {
+    Indexed indexed(growing.EventsUpTo(begun), growing.NotesUpTo(begun));
+    ASSERT_TRUE(indexed.index->IsKept());
+    for (const size_t grown : {(begun + all) / 2, all}) {
+      const size_t before = indexed.index->Entries();
+      growing.GrowTo(grown, indexed.opened.name);
+      indexed.Reopen();
+      EXPECT_EQ(grown - before, indexed.progressed) << "only what came is read";
+      EXPECT_EQ(grown, indexed.index->Entries());
+      EXPECT_TRUE(indexed.index->IsKept());
+    }
+    indexed.Reopen();
+    EXPECT_FALSE(indexed.made) << "what was extended is kept";
+    NotesOfTrace notes(*indexed.opened.trace, *indexed.opened.index, *indexed.file);
+    const auto store = IndexInMemory();
+    const auto anew =
+        Made(NotesIndex::Open(*indexed.opened.trace, *indexed.opened.index, notes, *store));
+    SCOPED_TRACE("begun with " + std::to_string(begun) + " blocks");
+    ExpectSame(*anew, *indexed.index);
+  }
+}
+
+// Notes of the first records in blocks of 100, each of a kind; where `late` is given, from record
+// 200 on of an attribute that is declared there.
+std::string PlainNotes(const NotedEvents& noted, size_t records, uint64_t kinds,
+                       bool late = false) {
+  MemorySink sink;
+  NotesWriter writer(sink, NotesPacking::NONE);
+  uint32_t attribute = writer.Attribute(KIND_ATTRIBUTE, NoteType::NAME);
+  for (size_t i = 0; i < records; ++i) {
+    if (i % 100 == 0 && i > 0) {
+      EXPECT_TRUE(IsFine(writer.Flush()));
+    }
+    if (late && i == 200) {
+      attribute = writer.Attribute("phase", NoteType::NAME);
+    }
+    const Event& event = noted.events[i];
+    writer.Record(event.type, event.cycle, event.thread, event.at, event.to);
+    EXPECT_TRUE(writer.Note(attribute, i % kinds));
+  }
+  EXPECT_TRUE(IsFine(writer.Flush()));
+  return {sink.Bytes().begin(), sink.Bytes().end()};
+}
+
+TEST(NotesIndexTest, IndexIsNotExtendedWhereWhatCameBeforeIsOther) {
+  std::mt19937 random(13);
+  const NotedEvents noted = Noted(random, 400);
+  Indexed indexed(noted, PlainNotes(noted, 200, 3));
+  ASSERT_TRUE(indexed.index->IsKept());
+  WriteFile(indexed.opened.name + ".notes", PlainNotes(noted, 400, 3));
+  indexed.Reopen();
+  EXPECT_EQ(2U, indexed.progressed) << "the same and more";
+  // As long as before, block by block, but of other kinds.
+  WriteFile(indexed.opened.name + ".notes", PlainNotes(noted, 200, 3));
+  indexed.Reopen();
+  WriteFile(indexed.opened.name + ".notes", PlainNotes(noted, 400, 2));
+  indexed.Reopen();
+  EXPECT_EQ(4U, indexed.progressed);
+  EXPECT_EQ(2U, indexed.index->Tables().times[0].values.size());
+}
+
+TEST(NotesIndexTest, IndexIsMadeAnewWhereAnAttributeCameWithTheNotesThatCame) {
+  std::mt19937 random(14);
+  const NotedEvents noted = Noted(random, 400);
+  Indexed indexed(noted, PlainNotes(noted, 200, 3));
+  ASSERT_TRUE(indexed.index->IsKept());
+  WriteFile(indexed.opened.name + ".notes", PlainNotes(noted, 400, 3, true));
+  indexed.Reopen();
+  EXPECT_EQ(4U, indexed.progressed);
+  ASSERT_EQ(2U, indexed.index->Tables().times.size());
+  EXPECT_TRUE(indexed.index->Tables().times[1].isTold);
 }
 
 TEST(NotesIndexTest, MakingAnIndexCanBeStopped) {
