@@ -33,10 +33,7 @@ Node Mesh::Destination(Node from) {
 // are none.
 void Mesh::MakePackets(uint64_t cycle) {
   for (size_t i = 0; i < routers.size(); ++i) {
-    if (!Chance(options.rate)) {
-      continue;
-    }
-    const Node to = Destination(routers[i].at);
+    const Node to = Chance(options.rate) ? Destination(routers[i].at) : routers[i].at;
     if (to == routers[i].at) {
       continue;
     }

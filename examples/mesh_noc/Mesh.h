@@ -16,8 +16,7 @@ namespace marrowfin::mesh {
 struct Results {
   uint64_t packets = 0, flits = 0;  // delivered, which are all that were made
   uint64_t hops = 0;                // of all packets
-  uint64_t latencySum = 0;
-  uint64_t latencyMax = 0;
+  uint64_t latencySum = 0, latencyMax = 0;
   uint64_t cycles = 0;  // until the mesh was empty
 };
 

@@ -13,7 +13,8 @@ namespace marrowfin::mesh {
 
 // Tells what the mesh does, in the words of a trace. A node is a processing element of an array of
 // one cluster and one domain; the thread is the virtual channel, so that the viewer tells channels
-// by their colours. Without a name for the trace nothing is recorded.
+// by their colours. Without a name for the trace none is opened, and what is told of it has no
+// effect, as it is with notes that were not declared.
 class Recorder {
  public:
   Recorder(const Options& options, const std::string& command)
@@ -28,6 +29,9 @@ class Recorder {
       const uint64_t records = options.keepLast * 6 * occupancies.size();
       marrowfin_trace_keep_last(&trace, records < 1U << 24 ? records : 1U << 24, options.keepLast);
     }
+    if (options.notes == "none") {
+      return;
+    }
     marrowfin_trace_companion(&trace);
     Describe(command);
     kind = marrowfin_trace_attribute(&trace, "kind", MARROWFIN_TRACE_NAME, "");
@@ -37,42 +41,38 @@ class Recorder {
     }
     packet = marrowfin_trace_attribute(&trace, "packet", MARROWFIN_TRACE_NUMBER, "");
     created = marrowfin_trace_attribute(&trace, "created", MARROWFIN_TRACE_CYCLE, "cycle");
-    bytes = marrowfin_trace_attribute(&trace, "size", MARROWFIN_TRACE_NUMBER, "byte");
-    consumes = marrowfin_trace_attribute(&trace, "consumes", MARROWFIN_TRACE_RECORDS, "");
-    occupancy = marrowfin_trace_counter(&trace, "occupancy", "flits");
+    if (options.notes == "all") {
+      bytes = marrowfin_trace_attribute(&trace, "size", MARROWFIN_TRACE_NUMBER, "byte");
+      consumes = marrowfin_trace_attribute(&trace, "consumes", MARROWFIN_TRACE_RECORDS, "");
+      occupancy = marrowfin_trace_counter(&trace, "occupancy", "flits");
+    }
   }
 
   // The head of a packet came from its source into the router.
   void Inject(uint64_t cycle, Node at, const Flit& flit) {
-    if (!options.trace.empty()) {
-      marrowfin_trace_fire(&trace, cycle, 0, Word(at.row), Word(at.column));
-      Note(INJECT, flit, static_cast<uint64_t>(options.flits));
-    }
+    marrowfin_trace_fire(&trace, cycle, 0, Word(at.row), Word(at.column));
+    Note(INJECT, flit, static_cast<uint64_t>(options.flits));
   }
 
   // A flit was sent over a link.
   void Hop(uint64_t cycle, Node from, Node to, int channel, Flit& flit) {
-    if (!options.trace.empty()) {
-      marrowfin_trace_send(&trace, cycle, Word(channel), Word(from.row), Word(from.column),
-                           Word(to.row), Word(to.column));
-      Note(flit.head ? HEAD : BODY, flit, 1);
-      flit.lastSend = marrowfin_trace_last(&trace);
-    }
+    marrowfin_trace_send(&trace, cycle, Word(channel), Word(from.row), Word(from.column),
+                         Word(to.row), Word(to.column));
+    Note(flit.head ? HEAD : BODY, flit, 1);
+    flit.lastSend = marrowfin_trace_last(&trace);
   }
 
   // The tail of a packet reached its sink.
   void Eject(uint64_t cycle, Node at, int channel, const Flit& flit) {
-    if (!options.trace.empty()) {
-      marrowfin_trace_fire(&trace, cycle, Word(channel), Word(at.row), Word(at.column));
-      Note(EJECT, flit, static_cast<uint64_t>(options.flits));
-      marrowfin_trace_note(&trace, consumes, flit.lastSend);
-    }
+    marrowfin_trace_fire(&trace, cycle, Word(channel), Word(at.row), Word(at.column));
+    Note(EJECT, flit, static_cast<uint64_t>(options.flits));
+    marrowfin_trace_note(&trace, consumes, flit.lastSend);
   }
 
   // A router holds so many flits at the end of a cycle.
   void Occupancy(uint64_t cycle, Node at, int flits) {
     int& told = occupancies[static_cast<size_t>(at.row) * options.size + at.column];
-    if (!options.trace.empty() && flits != told) {
+    if (occupancy != -1 && flits != told) {
       marrowfin_trace_count(&trace, cycle, Word(at.row), Word(at.column), occupancy, flits);
       told = flits;
     }
@@ -102,6 +102,7 @@ class Recorder {
                                          0, 0, 0};
     marrowfin_trace_describe_array(&trace, &array);
     marrowfin_trace_describe_links(&trace, options.routing == "xy" ? "xy" : "", FLIT_BYTES, 1);
+    marrowfin_trace_describe_switches(&trace, 1, 0, 1);
     for (int channel = 0; channel < options.channels; ++channel) {
       const std::string name = "channel " + std::to_string(channel);
       marrowfin_trace_name_thread(&trace, Word(channel), name.c_str(), "virtual channel");

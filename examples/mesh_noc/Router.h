@@ -19,8 +19,9 @@ struct Options {
   double rate = 0.05;               // packets that each node makes a cycle
   uint64_t cycles = 5000;           // in which packets are made; then the mesh runs empty
   uint64_t seed = 1;
-  std::string trace;      // where to record, "" for nowhere
-  uint64_t keepLast = 0;  // cycles to record, the last ones; 0 for all
+  std::string trace;          // where to record, "" for nowhere
+  std::string notes = "all";  // beside it: or "packets", "none"
+  uint64_t keepLast = 0;      // cycles to record, the last ones; 0 for all
 };
 
 // A node of the mesh: a router with its source and its sink.

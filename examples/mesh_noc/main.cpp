@@ -29,6 +29,8 @@ static void Declare(CLI::App& app, Options& o) {
       ->check(CLI::Range(1, 1'000'000'000));
   app.add_option("--seed", o.seed, "Another one makes other packets");
   app.add_option("--trace", o.trace, "Record a trace, with a companion beside it");
+  app.add_option("--notes", o.notes, "What it tells of events: packets are packet, kind, created")
+      ->check(CLI::IsMember({"all", "packets", "none"}));
   app.add_option("--keep-last", o.keepLast, "Record so many cycles, the last ones; 0 for all")
       ->check(CLI::Range(0, 1'000'000));
   app.footer(

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <map>
 #include <set>
 #include <sstream>
@@ -282,10 +283,31 @@ TEST_F(MeshTest, LastCyclesAreThoseOfTheWholeRecording) {
   }
 }
 
+TEST_F(MeshTest, TraceHasTheSameBytesWhateverIsNoted) {
+  const auto record = [&](const char* notes) {
+    const std::string trace = folder.File(notes);
+    ResultsOf({"--cycles", "300", "--trace", trace, "--notes", notes});
+    return ReadFile(trace);
+  };
+  const std::string bytes = record("all");
+  EXPECT_EQ(bytes, record("packets"));
+  EXPECT_EQ(bytes, record("none"));
+  EXPECT_FALSE(std::filesystem::exists(folder.File("none.notes")));
+  EXPECT_FALSE(std::filesystem::exists(folder.File("none.about")));
+  const Result<std::unique_ptr<NotesFile>> notes = NotesFile::Open(folder.File("packets.notes"));
+  ASSERT_TRUE(notes) << notes.Why().Text();
+  std::vector<std::string> attributes;
+  for (const NoteAttribute& attribute : (*notes)->Declarations().attributes) {
+    attributes.push_back(attribute.name);
+  }
+  EXPECT_THAT(attributes, ::testing::ElementsAre("kind", "packet", "created"));
+  EXPECT_TRUE((*notes)->Declarations().counters.empty());
+}
+
 TEST_F(MeshTest, WrongCommandLinesAreRefused) {
-  for (const Words& words :
-       {Words{"--size", "1"}, Words{"--rate", "2"}, Words{"--routing", "west"}, Words{"--depth"},
-        Words{"--routing", "adaptive", "--channels", "1"}, Words{"more"}}) {
+  for (const Words& words : {Words{"--size", "1"}, Words{"--rate", "2"}, Words{"--routing", "west"},
+                             Words{"--depth"}, Words{"--routing", "adaptive", "--channels", "1"},
+                             Words{"--notes", "some"}, Words{"more"}}) {
     const CommandResult run = RunMesh(words);
     EXPECT_EQ(2, run.exitStatus) << words[0];
     EXPECT_NE("", run.err);
