@@ -82,6 +82,11 @@ void Try(std::string_view text) {
   if (about->array) {
     CheckArray(*about->array);
   }
+  Require(!about->links || MessageRate::Is(about->links->messagesPerCycle),
+          "a link takes messages");
+  Require(!about->switches || !about->switches->messagesPerCycle ||
+              MessageRate::Is(*about->switches->messagesPerCycle),
+          "a switch passes messages on");
   const Result<About> again = ParseAbout(AboutText(*about), "t.about");
   Require(static_cast<bool>(again), "what is written is read");
   Require(*again == WithPlainTexts(*about), "what is written is read as it was");

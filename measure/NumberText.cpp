@@ -66,4 +66,9 @@ std::string CountOf(uint64_t count, const std::string& word) {
   return CountText(count) + " " + word + (count == 1 ? "" : "s");
 }
 
+std::string AmountOf(double amount, const std::string& word) {
+  const std::string text = ThreeDigits(amount);
+  return text + " " + word + (text == "1" ? "" : "s");
+}
+
 }  // namespace marrowfin

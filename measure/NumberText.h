@@ -27,6 +27,9 @@ std::string PlaceText(uint32_t column, uint32_t row);
 // "1 fire", "2,000 fires": `word` takes an s.
 std::string CountOf(uint64_t count, const std::string& word);
 
+// "1 message", "0.5 messages": the same of what need not be whole, with three digits.
+std::string AmountOf(double amount, const std::string& word);
+
 }  // namespace marrowfin
 
 #endif

@@ -114,6 +114,12 @@ const std::vector<Told>& MessageMeasures() {
        [](const M& m) { return m.switches.rate; }},
       {"busiestSwitch", "busiest switch", Quantity::RATE,
        [](const M& m) { return Largest(m.switches.busiest); }},
+      {"switchLoad", "switch load, mean", Quantity::SHARE,
+       [](const M& m) {
+         return m.switchLoads ? std::optional(m.switchLoads->mean) : std::nullopt;
+       }},
+      {"busiestSwitchLoad", "switch load, largest", Quantity::SHARE,
+       [](const M& m) { return m.switchLoads ? Largest(m.switchLoads->busiest) : std::nullopt; }},
       {"idleSwitches", "switches that never transmit", Quantity::COUNT,
        [](const M& m) { return AsDouble(m.switches.never); }},
       {"switchMaxOverMean", "switches, max/mean", Quantity::NUMBER,

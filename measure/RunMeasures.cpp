@@ -183,6 +183,27 @@ void TakeElements(const RunCounts& counts, const std::optional<Region>& region,
   measures.mostUtilised = Largest(shares);
 }
 
+std::optional<SwitchLoads> SwitchLoadsOf(const RunCounts& counts, const NetworkModel& model,
+                                         double cycles, const std::vector<size_t>& meant) {
+  const Mesh& mesh = counts.ClusterLinks().GetMesh();
+  const std::vector<uint64_t>& transmissions = counts.Places().Transmissions();
+  SwitchLoads loads;
+  Units units = {{}, mesh.nodes.columns, meant};
+  for (size_t i = 0; i < transmissions.size(); ++i) {
+    const Place node = {static_cast<uint32_t>(i % mesh.nodes.columns),
+                        static_cast<uint32_t>(i / mesh.nodes.columns)};
+    const std::optional<double> capacity = model.OfSwitch(mesh, node);
+    if (!capacity) {
+      return std::nullopt;
+    }
+    loads.capacities.push_back(*capacity);
+    units.values.push_back(static_cast<double>(transmissions[i]) / (cycles * *capacity));
+  }
+  loads.mean = units.Mean();
+  loads.busiest = Largest(units);
+  return loads;
+}
+
 }  // namespace
 
 LinkMeasures LinksOf(const RunCounts& counts, double cycles, double capacity,
@@ -257,7 +278,7 @@ std::vector<double> ValuesOf(const RunCounts& counts, PlaceMeasure measure, doub
   return values;
 }
 
-RunMeasures MeasuresOf(const RunCounts& counts, double linkCapacity,
+RunMeasures MeasuresOf(const RunCounts& counts, const NetworkModel& model,
                        const std::optional<Region>& region) {
   RunMeasures measures;
   measures.range = {counts.Times().Columns().first, counts.Times().Columns().last};
@@ -269,6 +290,7 @@ RunMeasures MeasuresOf(const RunCounts& counts, double linkCapacity,
   const ArrayShape& shape = counts.Places().Shape();
   measures.switches =
       UsageOf({transmissions, shape.clusters.columns, SwitchesIn(shape, region)}, measures.cycles);
+  measures.switchLoads = SwitchLoadsOf(counts, model, measures.cycles, SwitchesIn(shape, region));
   measures.transmissions = static_cast<uint64_t>(measures.switches.total);
   const std::vector<uint64_t>& sends = counts.Times().OfType(SEND_RECORD);
   measures.sends = std::accumulate(sends.begin(), sends.end(), uint64_t{0});
@@ -279,7 +301,7 @@ RunMeasures MeasuresOf(const RunCounts& counts, double linkCapacity,
   for (size_t distance = 0; distance < counts.Distances().size(); ++distance) {
     measures.distances.Add(distance, counts.Distances()[distance]);
   }
-  measures.links = LinksOf(counts, measures.cycles, linkCapacity);
+  measures.links = LinksOf(counts, measures.cycles, model.linkMessages);
   if (counts.Times().Columns().Count() > 1) {
     measures.phases = FindPhases(counts.Times().Columns(), counts.Times().OfType(FIRE_RECORD),
                                  &measures.phaseCost);

@@ -9,6 +9,7 @@
 #include "measure/Distribution.h"
 #include "measure/Level.h"
 #include "measure/LinkCounts.h"
+#include "measure/NetworkModel.h"
 #include "measure/Phases.h"
 #include "measure/RunCounts.h"
 #include "trace/ask/Region.h"
@@ -68,6 +69,13 @@ struct LinkMeasures {
   std::optional<double> modelError;
 };
 
+// How much of what switches can pass on they passed on.
+struct SwitchLoads {
+  std::vector<double> capacities;   // transmissions a cycle at most, by switch, row by row
+  double mean = 0;                  // load
+  std::vector<PlaceValue> busiest;  // loads; ties: lower row, then column
+};
+
 // What a run amounts to. docs/measures.md defines every number.
 struct RunMeasures {
   CycleRange range;
@@ -78,9 +86,10 @@ struct RunMeasures {
   uint64_t transmissions = 0;
   uint64_t outside = 0;  // places of events that the array does not have
 
-  Usage elements;  // fires
-  Usage clusters;  // fires, of their elements together
-  Usage switches;  // transmissions
+  Usage elements;                          // fires
+  Usage clusters;                          // fires, of their elements together
+  Usage switches;                          // transmissions
+  std::optional<SwitchLoads> switchLoads;  // where the model tells what every switch can pass on
   double firesPerCycle = 0;
   double utilisation = 0;                // share of cycles with a fire, mean of all elements
   std::vector<PlaceValue> mostUtilised;  // shares, at most 1
@@ -106,10 +115,10 @@ LinkMeasures LinksOf(const RunCounts& counts, double cycles, double capacity,
 // What is told of hottest and idlest places, at most.
 constexpr size_t MOST_TOLD = 5;
 
-// `linkCapacity` is how many messages a link takes a cycle. The range is that of the timeline.
-// With a region, what is told of elements, clusters and switches is about those that lie in it:
-// clusters with any element there, switches by the place that records have them at.
-RunMeasures MeasuresOf(const RunCounts& counts, double linkCapacity = 1,
+// `model` is what loads are shares of. The range is that of the timeline. With a region, what is
+// told of elements, clusters and switches is about those that lie in it: clusters with any element
+// there, switches by the place that records have them at.
+RunMeasures MeasuresOf(const RunCounts& counts, const NetworkModel& model = {},
                        const std::optional<Region>& region = {});
 
 // The numbers of the elements, clusters and switches that lie in a region, row by row; all of them

@@ -37,6 +37,8 @@ About AboutRun(const std::string& program, const Graph& graph, const Placement& 
   about.array = AboutArray{ArrayShape(shape.clusters, shape.domains, shape.pes)};
   about.links =
       AboutLinks{"xy", OPERAND_BYTES, static_cast<double>(array.GetSettings().switchLink.latency)};
+  // Every way out of a switch takes a message a cycle, and units take no time of their own.
+  about.switches = AboutSwitches{shape.DomainsPerCluster(), {}, 0};
   for (uint32 thread = 0; thread < threads; ++thread) {
     about.threads[thread] = {program + " " + std::to_string(thread), "thread"};
   }

@@ -72,6 +72,8 @@ enum marrowfin_trace_part {
   MARROWFIN_TRACE_ABOUT_CYCLE_NS = 4,
   MARROWFIN_TRACE_ABOUT_ARRAY,
   MARROWFIN_TRACE_ABOUT_LINKS,
+  MARROWFIN_TRACE_ABOUT_LINK_MESSAGES,
+  MARROWFIN_TRACE_ABOUT_SWITCHES,
   MARROWFIN_TRACE_ABOUT_LISTS,
   MARROWFIN_TRACE_PARTS
 };
@@ -733,6 +735,9 @@ static inline int marrowfin_trace_write_about(struct marrowfin_trace* trace) {
               (unsigned)trace->first_records, (unsigned long)(trace->first_print >> 32),
               (unsigned long)(trace->first_print & 0xFFFFFFFF));
       for (; i < MARROWFIN_TRACE_PARTS; ++i) {
+        if (i == MARROWFIN_TRACE_ABOUT_LINKS && trace->about[i].size + trace->about[i + 1].size) {
+          fprintf(stream, "\n[links]\n"); /* a table that two functions tell */
+        }
         marrowfin_trace_write_lines(&trace->about[i], stream);
       }
       failed = ferror(stream) != 0;
@@ -1100,8 +1105,8 @@ static inline struct marrowfin_trace_bytes* marrowfin_trace_tell(struct marrowfi
 }
 
 /* Says what the run was: `key` is "name", "command", "date" or "tool"; EINVAL, which is no failure,
- * for any other. Of this and of what else is told once a trace, up to its links, what is told last
- * holds. */
+ * for any other. Of this and of what else is told once a trace, up to its switches, what is told
+ * last holds. */
 static inline int marrowfin_trace_about(struct marrowfin_trace* trace, const char* key,
                                         const char* text) {
   static const char* const keys[] = {"name", "command", "date", "tool"};
@@ -1120,20 +1125,26 @@ static inline int marrowfin_trace_about(struct marrowfin_trace* trace, const cha
   return marrowfin_trace_add_string(trace, bytes, "\n");
 }
 
-/* The nanoseconds that a cycle takes; EINVAL, which is no failure, for what is no time. */
-static inline int marrowfin_trace_cycle_ns(struct marrowfin_trace* trace, double nanoseconds) {
+static inline int marrowfin_trace_add_real(struct marrowfin_trace* trace,
+                                           struct marrowfin_trace_bytes* bytes, const char* key,
+                                           double value) {
   char text[64];
   char* comma;
-  if (!(nanoseconds > 0) || nanoseconds - nanoseconds != 0) {
-    return trace->error != 0 ? trace->error : EINVAL;
-  }
-  snprintf(text, sizeof(text), "cycle_ns = %.9e\n", nanoseconds);
+  snprintf(text, sizeof(text), "%s = %.9e\n", key, value);
   comma = strchr(text, ',');
   if (comma != NULL) {
     *comma = '.'; /* as the host's locale has it */
   }
-  return marrowfin_trace_add_string(
-      trace, marrowfin_trace_tell(trace, MARROWFIN_TRACE_ABOUT_CYCLE_NS), text);
+  return marrowfin_trace_add_string(trace, bytes, text);
+}
+
+/* The nanoseconds that a cycle takes; EINVAL, which is no failure, for what is no time. */
+static inline int marrowfin_trace_cycle_ns(struct marrowfin_trace* trace, double nanoseconds) {
+  if (!(nanoseconds > 0) || nanoseconds - nanoseconds != 0) {
+    return trace->error != 0 ? trace->error : EINVAL;
+  }
+  return marrowfin_trace_add_real(
+      trace, marrowfin_trace_tell(trace, MARROWFIN_TRACE_ABOUT_CYCLE_NS), "cycle_ns", nanoseconds);
 }
 
 /* Says that the run begins now. */
@@ -1189,11 +1200,53 @@ static inline int marrowfin_trace_describe_links(struct marrowfin_trace* trace, 
                                                  uint32_t bytes_per_cycle, uint32_t latency) {
   char text[96];
   struct marrowfin_trace_bytes* bytes = marrowfin_trace_tell(trace, MARROWFIN_TRACE_ABOUT_LINKS);
-  marrowfin_trace_add_string(trace, bytes, "\n[links]\nrouting = ");
+  marrowfin_trace_add_string(trace, bytes, "routing = ");
   marrowfin_trace_add_quoted(trace, bytes, routing);
   snprintf(text, sizeof(text), "\nbytes_per_cycle = %lu.0\nlatency = %lu.0\n",
            (unsigned long)bytes_per_cycle, (unsigned long)latency);
   return marrowfin_trace_add_string(trace, bytes, text);
+}
+
+/* Whether loads can be told of what takes so many messages a cycle. */
+static inline int marrowfin_trace_is_rate(double messages) {
+  return messages >= 1e-6 && messages <= 1e9;
+}
+
+/* How many messages a link takes a cycle, which is 1 unless it is told; EINVAL, which is no
+ * failure, below 1e-6 and above 1e9. */
+static inline int marrowfin_trace_describe_link_messages(struct marrowfin_trace* trace,
+                                                         double messages_per_cycle) {
+  if (!marrowfin_trace_is_rate(messages_per_cycle)) {
+    return trace->error != 0 ? trace->error : EINVAL;
+  }
+  return marrowfin_trace_add_real(trace,
+                                  marrowfin_trace_tell(trace, MARROWFIN_TRACE_ABOUT_LINK_MESSAGES),
+                                  "messages_per_cycle", messages_per_cycle);
+}
+
+/* What the load of switches is computed with: the ways out of a switch beside its links to other
+ * switches, each of which takes as much as a link, or 0 where that is not to be told; messages that
+ * a switch passes on a cycle at most, or 0 where only its ways out are a bound; cycles that a
+ * message takes through a switch. EINVAL, which is no failure, for a latency that is negative or no
+ * number, and for messages below 1e-6 and above 1e9. */
+static inline int marrowfin_trace_describe_switches(struct marrowfin_trace* trace, uint32_t ports,
+                                                    double messages_per_cycle, double latency) {
+  struct marrowfin_trace_bytes* bytes;
+  char text[32];
+  if (!(latency >= 0) || latency - latency != 0 ||
+      (messages_per_cycle != 0 && !marrowfin_trace_is_rate(messages_per_cycle))) {
+    return trace->error != 0 ? trace->error : EINVAL;
+  }
+  bytes = marrowfin_trace_tell(trace, MARROWFIN_TRACE_ABOUT_SWITCHES);
+  marrowfin_trace_add_string(trace, bytes, "\n[switches]\n");
+  if (ports != 0) {
+    snprintf(text, sizeof(text), "ports = %lu\n", (unsigned long)ports);
+    marrowfin_trace_add_string(trace, bytes, text);
+  }
+  if (messages_per_cycle != 0) {
+    marrowfin_trace_add_real(trace, bytes, "messages_per_cycle", messages_per_cycle);
+  }
+  return marrowfin_trace_add_real(trace, bytes, "latency", latency);
 }
 
 /* Names a thread; `meaning` says what threads stand for: "virtual channel", "class", ... */

@@ -45,6 +45,15 @@ RuleScope EventsOf(const Rule& rule, const Measure& measure) {
   return scope;
 }
 
+constexpr char NO_SWITCH_MODEL[] = "the companion does not tell what switches can pass on";
+
+// Whether a measure is of what switches can pass on, and nothing tells that.
+bool LacksSwitchModel(const Measure& measure, const RunFacts& facts) {
+  return !facts.measures->switchLoads &&
+         (measure.name == "switch.load" || measure.name == "switches.meanLoad" ||
+          measure.name == "switches.maxLoad");
+}
+
 std::string NoUnits(const RuleScope& scope, MeasureOf of) {
   const std::string unit = MeasureOfName(of);
   return "there is no " + unit + (scope.region ? " in " + scope.regionText : "") +
@@ -71,6 +80,9 @@ std::string WhyUntold(const Measure& measure, const RunFacts& facts) {
   }
   if (measure.of == MeasureOf::PACKETS && measure.isMoment) {
     return "the network is never saturated";
+  }
+  if (LacksSwitchModel(measure, facts)) {
+    return NO_SWITCH_MODEL;
   }
   if (measure.look == LookAt::PACKETS || measure.look == LookAt::MESSAGES) {
     return "there are too few of them";
@@ -275,7 +287,7 @@ class Judging {
     if (!counts) {
       return counts.Why();
     }
-    const RunMeasures measures = MeasuresOf(*counts, 1, question.filter.region);
+    const RunMeasures measures = MeasuresOf(*counts, NetworkOf(run.about), question.filter.region);
     RunFacts facts = {&*counts, &measures, nullptr, question.filter.region, {}};
     std::optional<PacketCounts> packets;
     if (group.AnyOf(IsOfPackets)) {
@@ -325,7 +337,9 @@ class Judging {
       }
     }
     if (finding.compared == 0) {
-      finding.untold = NoUnits(item.rule->scope, item.measure->of);
+      finding.untold = LacksSwitchModel(*item.measure, facts)
+                           ? NO_SWITCH_MODEL
+                           : NoUnits(item.rule->scope, item.measure->of);
     } else {
       finding.untold.clear();
     }

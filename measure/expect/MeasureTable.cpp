@@ -228,6 +228,20 @@ void AddLinks(Maker make) {
            [](const RunFacts& facts) { return facts.measures->links.modelError; });
 }
 
+void AddSwitchLoads(Maker make) {
+  const auto add = [&](const char* name, const char* what, double (*number)(const SwitchLoads&)) {
+    make.Add(name, "", what, LookAt::SWITCHES,
+             [number](const RunFacts& facts) -> std::optional<double> {
+               const std::optional<SwitchLoads>& loads = facts.measures->switchLoads;
+               return loads ? std::optional(number(*loads)) : std::nullopt;
+             });
+  };
+  add("switches.meanLoad", "transmissions of a switch as a share of what it can pass on, mean",
+      [](const SwitchLoads& loads) { return loads.mean; });
+  add("switches.maxLoad", "the same of the busiest switch",
+      [](const SwitchLoads& loads) { return loads.busiest.empty() ? 0 : loads.busiest[0].value; });
+}
+
 void AddPackets(Maker make) {
   const auto add = [&](const char* name, const char* what,
                        uint64_t (PacketCounts::*count)() const) {
@@ -257,6 +271,7 @@ std::vector<Measure> MakeAll() {
            &RunMeasures::clusters);
   AddUsage({all, MeasureOf::RUN}, "switches", "transmissions of a switch", "transmissions",
            LookAt::SWITCHES, &RunMeasures::switches);
+  AddSwitchLoads({all, MeasureOf::RUN});
   AddMessages({all, MeasureOf::RUN});
   AddLinks({all, MeasureOf::RUN});
   AddPackets({all, MeasureOf::PACKETS});

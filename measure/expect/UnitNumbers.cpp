@@ -154,6 +154,17 @@ Numbers Transmissions(const RunFacts& facts, double by) {
   });
 }
 
+Numbers LoadsOfSwitches(const RunFacts& facts) {
+  const std::optional<SwitchLoads>& loads = facts.measures->switchLoads;
+  if (!loads) {
+    return {};
+  }
+  return OfSwitches(facts, [&](size_t i) {
+    return Told(static_cast<double>(facts.counts->Places().Transmissions()[i]) /
+                (facts.measures->cycles * loads->capacities[i]));
+  });
+}
+
 Numbers PeaksOfSwitches(const RunFacts& facts) {
   return OfSwitches(facts, [&](size_t i) {
     const PulseCounts& pulses = facts.counts->SwitchPulses()[i];
@@ -276,6 +287,9 @@ void AddSwitchesAndLinks(std::vector<Measure>& all) {
   all.push_back(
       OfUnit(MeasureOf::SWITCH, "rate", "1/cycle", "transmissions a cycle", LookAt::TRANSMISSIONS,
              [](const RunFacts& facts) { return Transmissions(facts, facts.measures->cycles); }));
+  all.push_back(OfUnit(MeasureOf::SWITCH, "load", "",
+                       "transmissions a cycle, as a share of what it can pass on",
+                       LookAt::TRANSMISSIONS, LoadsOfSwitches));
   all.push_back(OfUnit(MeasureOf::SWITCH, "peak", "transmissions",
                        "most transmissions of one cycle", LookAt::PEAK, PeaksOfSwitches));
   all.push_back(OfUnit(MeasureOf::SWITCH, "quiet", "cycles",

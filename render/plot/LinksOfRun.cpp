@@ -12,6 +12,12 @@ namespace {
 
 bool IsOfClusters(const LinkMeasures& links) { return links.level == Level::CLUSTER; }
 
+// What the load of a switch is a share of: where nothing tells that, it is transmissions a cycle.
+double SwitchCapacity(const PlottedRun& run, size_t number) {
+  const std::optional<SwitchLoads>& loads = run.measures.switchLoads;
+  return loads ? loads->capacities[number] : 1;
+}
+
 LinkMap MapOf(const PlottedRun& run, const LinkMeasures& links, std::optional<double> scaleMax) {
   LinkMap map;
   map.mesh = links.loads.mesh;
@@ -25,8 +31,10 @@ LinkMap MapOf(const PlottedRun& run, const LinkMeasures& links, std::optional<do
     }
   }
   if (IsOfClusters(links) && run.measures.transmissions > 0) {
-    for (const uint64_t count : run.counts->Places().Transmissions()) {
-      map.nodes.push_back(static_cast<double>(count) / run.measures.cycles);
+    const std::vector<uint64_t>& transmissions = run.counts->Places().Transmissions();
+    for (size_t i = 0; i < transmissions.size(); ++i) {
+      map.nodes.push_back(static_cast<double>(transmissions[i]) /
+                          (run.measures.cycles * SwitchCapacity(run, i)));
     }
   }
   return map;
@@ -105,10 +113,10 @@ PlotNumbers NumbersOf(const PlottedRun& run, const LinkMeasures& links, const Li
                links.loads.Of(link.node, link.heading), link.load});
   }
   numbers.tables.push_back(std::move(table));
-  NumberTable switches = {"switches", {"column", "row", "transmissions", "load"}, {}};
+  NumberTable switches = {"switches", {"column", "row", "transmissions", "capacity", "load"}, {}};
   for (size_t i = 0; i < map.nodes.size(); ++i) {
     switches.Add({uint64_t{i % map.mesh.nodes.columns}, uint64_t{i / map.mesh.nodes.columns},
-                  run.counts->Places().Transmissions()[i], map.nodes[i]});
+                  run.counts->Places().Transmissions()[i], SwitchCapacity(run, i), map.nodes[i]});
   }
   numbers.tables.push_back(std::move(switches));
   return numbers;
@@ -157,11 +165,14 @@ Plot PlotLinks(const PlottedRun& run, const LinksWish& wish, const PlotStyle& st
     plot.words.title = IsOfClusters(links) ? "Load of each link between switches"
                                            : "Load of each link, both directions";
     how = std::string("traffic keeps right: the lane on the right of its direction · width and ") +
-          "colour show load" + (switches ? " · in nodes: transmissions per cycle" : "");
+          "colour show load" +
+          (!switches                  ? ""
+           : run.measures.switchLoads ? " · in nodes: share of what the switch can pass on"
+                                      : " · in nodes: transmissions per cycle");
     plot.body = std::make_unique<LinkPlot>(std::move(map));
   }
   plot.words.caption = CaptionOf(
-      run, {ModelOf(run, links), "capacity " + ThreeDigits(links.capacity) + " message per cycle",
+      run, {ModelOf(run, links), "capacity " + AmountOf(links.capacity, "message") + " per cycle",
             how, ClippingOf(scale), "(column, row), row 0 below"});
   return plot;
 }

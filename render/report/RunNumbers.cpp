@@ -108,7 +108,7 @@ void AddLinks(Lines& lines, const RunMeasures& m) {
   const LinkValue& busiest = links.busiest[0];
   lines.Add("Busiest link",
             LinkName(links, busiest.node, busiest.heading) + " " + PercentText(busiest.load),
-            "of " + ThreeDigits(links.capacity) + " message per cycle, " + basis);
+            "of " + AmountOf(links.capacity, "message") + " per cycle, " + basis);
   lines.Add("Mean link load", PercentText(links.mean),
             CountText(links.links) + " links, " + CountText(links.unused) + " unused");
   if (links.imbalance) {
@@ -132,6 +132,12 @@ void AddSwitches(Lines& lines, const RunMeasures& m) {
             "transmissions per cycle; " + ThreeDigits(busiest.value / m.switches.rate) +
                 " × mean of " + CountText(m.switches.units) +
                 (m.switches.units == 1 ? " switch" : " switches"));
+  if (m.switchLoads && !m.switchLoads->busiest.empty()) {
+    const PlaceValue& fullest = m.switchLoads->busiest[0];
+    lines.Add("Load of switches", PercentText(m.switchLoads->mean),
+              "of what they can pass on, mean; largest " + PercentText(fullest.value) + " at " +
+                  At(fullest));
+  }
 }
 
 void AddPackets(Lines& lines, const ReportedRun& reported) {

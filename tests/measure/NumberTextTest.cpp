@@ -16,6 +16,9 @@ TEST(NumberTextTest, CountsHaveCommas) {
   EXPECT_EQ(CountOf(1, "fire"), "1 fire");
   EXPECT_EQ(CountOf(0, "fire"), "0 fires");
   EXPECT_EQ(CountOf(2500, "fire"), "2,500 fires");
+  EXPECT_EQ(AmountOf(1, "message"), "1 message");
+  EXPECT_EQ(AmountOf(0.5, "message"), "0.500 messages");
+  EXPECT_EQ(AmountOf(16, "byte"), "16 bytes");
 }
 
 TEST(NumberTextTest, ThreeDigitsCount) {

@@ -24,7 +24,9 @@ RunMeasures Measured(const std::vector<Event>& events, const ArrayShape& shape,
   question.filter = filter;
   const Result<RunCounts> counts = CountRun(*opened.trace, opened.index.get(), question);
   EXPECT_TRUE(counts) << counts.Why().Text();
-  return MeasuresOf(*counts, capacity);
+  NetworkModel model;
+  model.linkMessages = capacity;
+  return MeasuresOf(*counts, model);
 }
 
 // Eleven cycles on 2 x 2 elements.
@@ -61,7 +63,7 @@ TEST(RunMeasuresTest, OfARegionItsUnitsAloneAreTold) {
   question.filter.region = Region{{1, 0}, {1, 1}};
   const Result<RunCounts> counts = CountRun(*opened.trace, opened.index.get(), question);
   ASSERT_TRUE(counts) << counts.Why().Text();
-  const RunMeasures measures = MeasuresOf(*counts, 1, question.filter.region);
+  const RunMeasures measures = MeasuresOf(*counts, {}, question.filter.region);
   EXPECT_EQ(measures.elements.units, 2U);
   EXPECT_EQ(measures.elements.never, 1U);
   EXPECT_DOUBLE_EQ(measures.elements.rate, 2 / 11.0 / 2);
@@ -114,6 +116,58 @@ TEST(RunMeasuresTest, MessagesBetweenNeighboursAloneAreObservedOnTheirLinks) {
   EXPECT_DOUBLE_EQ(measures.links.bisectionRate, 2 / 11.0);
   EXPECT_DOUBLE_EQ(measures.links.bisectionShare, 2 / 11.0 / (2 * 4));
   EXPECT_FALSE(measures.links.modelError);
+}
+
+// Two rows of three clusters of a switch each, in ten cycles: (0, 0) transmits 30 times, (1, 0) 20.
+RunMeasures OfSwitches(const NetworkModel& model, const std::optional<Region>& region = {}) {
+  std::vector<Event> events;
+  for (uint64_t cycle = 0; cycle < 10; ++cycle) {
+    events.insert(events.end(), 3, {SWITCH_RECORD, cycle, 0, {4, 4}, {}});
+    events.insert(events.end(), 2, {SWITCH_RECORD, cycle, 0, {12, 4}, {}});
+  }
+  const Opened opened(Encode(events));
+  RunQuestion question;
+  question.shape = ArrayShape(PerAxis{3, 2}, PerAxis{1, 1}, PerAxis{8, 8});
+  const Result<RunCounts> counts = CountRun(*opened.trace, opened.index.get(), question);
+  EXPECT_TRUE(counts) << counts.Why().Text();
+  return MeasuresOf(*counts, model, region);
+}
+
+TEST(RunMeasuresTest, SwitchAtTheEdgeHasFewerLinksAndSoPassesLessOn) {
+  const RunMeasures measures = OfSwitches({2, 4, {}});
+  ASSERT_TRUE(measures.switchLoads);
+  EXPECT_THAT(measures.switchLoads->capacities, ElementsAre(12, 14, 12, 12, 14, 12));
+  EXPECT_THAT(measures.switchLoads->busiest,
+              ElementsAre(PlaceValue{{0, 0}, 3 / 12.0}, PlaceValue{{1, 0}, 2 / 14.0}));
+  EXPECT_DOUBLE_EQ(measures.switchLoads->mean, (3 / 12.0 + 2 / 14.0) / 6);
+}
+
+TEST(RunMeasuresTest, SwitchPassesOnNoMoreThanIsToldWhateverItsPorts) {
+  EXPECT_THAT(OfSwitches({1, 1, 3.5}).switchLoads->capacities, ElementsAre(3, 3.5, 3, 3, 3.5, 3));
+  const RunMeasures measures = OfSwitches({1, {}, 5});
+  EXPECT_THAT(measures.switchLoads->capacities, ElementsAre(5, 5, 5, 5, 5, 5));
+  EXPECT_DOUBLE_EQ(measures.switchLoads->busiest[0].value, 3 / 5.0);
+  EXPECT_DOUBLE_EQ(measures.switches.busiest[0].value, 3) << "rates are no shares";
+}
+
+TEST(RunMeasuresTest, LoadsOfSwitchesAreToldOfTheRegionAndWhereTheModelTellsThemAlone) {
+  EXPECT_FALSE(OfSwitches({}).switchLoads);
+  const RunMeasures measures = OfSwitches({1, {}, 5}, Region{{12, 4}, {12, 4}});
+  EXPECT_DOUBLE_EQ(measures.switchLoads->mean, 2 / 5.0);
+  EXPECT_EQ(measures.switchLoads->busiest.size(), 1U);
+  // A switch without ports and links passes nothing on.
+  EXPECT_FALSE(Measured(Small(), {1, 1, 2}).switchLoads);
+  EXPECT_EQ((NetworkModel{1, 0, {}}).OfSwitch({{1, 1}, true, true}, {0, 0}), std::nullopt);
+  EXPECT_EQ((NetworkModel{1, 0, {}}).OfSwitch({{2, 1}, true, true}, {0, 0}), 2);
+}
+
+TEST(RunMeasuresTest, ModelOfTheNetworkIsThatOfTheCompanion) {
+  EXPECT_EQ(NetworkOf(nullptr), NetworkModel());
+  About about;
+  EXPECT_EQ(NetworkOf(&about), NetworkModel());
+  about.links = AboutLinks{"xy", 16, 1, 0.5};
+  about.switches = AboutSwitches{4, 8, 1};
+  EXPECT_EQ(NetworkOf(&about), (NetworkModel{0.5, 4, 8}));
 }
 
 TEST(RunMeasuresTest, FarMessagesAreModelledBetweenTheSwitchesOfClusters) {

@@ -392,7 +392,8 @@ TEST_P(CompanionTest, AboutFileTellsTheArrayItsThreadsAndWhatWasPlacedWhere) {
   EXPECT_THAT(about.command, HasSubstr(std::string(" -program ") + GetParam() + " "));
   EXPECT_EQ(ArrayShape(SHAPE.clusters, SHAPE.domains, SHAPE.pes), about.array->shape);
   EXPECT_TRUE(about.array->gaps);
-  EXPECT_EQ((AboutLinks{"xy", 8, 2}), *about.links);
+  EXPECT_EQ((AboutLinks{"xy", 8, 2, 1}), *about.links);
+  EXPECT_EQ((AboutSwitches{SHAPE.DomainsPerCluster(), {}, 0}), *about.switches);
   EXPECT_EQ(3U, about.threads.size());
   EXPECT_EQ((AboutThread{std::string(GetParam()) + " 2", "thread"}), about.threads.at(2));
   // Each operation fires somewhere, and its place says that it is there.

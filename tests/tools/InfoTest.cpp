@@ -288,6 +288,8 @@ void RecordNoted(const std::string& name, const marrowfin_trace_array& array) {
   marrowfin_trace_about(&trace, "name", "a test");
   marrowfin_trace_about(&trace, "tool", "by hand");
   marrowfin_trace_describe_array(&trace, &array);
+  marrowfin_trace_describe_links(&trace, "xy", 16, 1);
+  marrowfin_trace_describe_switches(&trace, 4, 8, 2);
   marrowfin_trace_name_thread(&trace, 1, "requests", "class");
   marrowfin_trace_name_place(&trace, 2, 7, "memory");
   const int kind = marrowfin_trace_attribute(&trace, "kind", MARROWFIN_TRACE_NAME, "");
@@ -309,6 +311,10 @@ TEST_F(InfoTest, WhatStandsBesideTheTraceIsToldAndItsArrayIsViewed) {
                                  "recorded      by by hand\n"
                                  "array         12 columns x 12 rows: 2 x 2 clusters of 1 x 1 "
                                  "domains of 6 x 6 elements, columns joined at their ends\n"
+                                 "links         of xy routing, 1 message and 16 bytes a cycle, "
+                                 "1 cycle a hop\n"
+                                 "switches      4 ports beside the links, 8 messages a cycle at "
+                                 "most, 2 cycles on the way through\n"
                                  "named         1 threads, 1 places\n"
                                  "notes         of 2 of 2 records: kind (name), size (byte)\n"
                                  "counters      occupancy (flits)\n"
@@ -323,6 +329,12 @@ TEST_F(InfoTest, WhatStandsBesideTheTraceIsToldAndItsArrayIsViewed) {
   EXPECT_EQ(12, about["array"]["columns"]);
   EXPECT_EQ(json({{"columns", 2}, {"rows", 2}}), about["array"]["clusters"]);
   EXPECT_EQ(json({{"columns", true}, {"rows", false}}), about["array"]["wrap"]);
+  EXPECT_EQ(json({{"routing", "xy"},
+                  {"messagesPerCycle", 1.0},
+                  {"bytesPerCycle", 16.0},
+                  {"latency", 1.0}}),
+            about["links"]);
+  EXPECT_EQ(json({{"ports", 4}, {"messagesPerCycle", 8.0}, {"latency", 2.0}}), about["switches"]);
   EXPECT_EQ(json({{{"thread", 1}, {"name", "requests"}, {"meaning", "class"}}}),
             about["threadNames"]);
   EXPECT_EQ(json({{{"column", 7}, {"row", 2}, {"name", "memory"}}}), about["placeNames"]);

@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include "tests/tools/CommandFixture.h"
+#include "trace/marrowfin_trace.h"
 
 namespace marrowfin {
 namespace {
@@ -89,8 +90,9 @@ TEST_F(StatsTest, TablesAreOneLineForEachUnit) {
               ElementsAre("column,row,fires,sends,receives,activeCycles,utilisation,longestGap",
                           "0,0,3,2,0,2,0.18181818181818182,1", "1,0,2,1,2,2,0.18181818181818182,8",
                           "0,1,0,0,0,0,0,0", "1,1,0,0,1,0,0,0"));
-  EXPECT_THAT(Lines(Stats({"--csv", "clusters"})),
-              ElementsAre("column,row,fires,sends,receives,transmissions", "0,0,5,3,3,0"));
+  EXPECT_THAT(
+      Lines(Stats({"--csv", "clusters"})),
+      ElementsAre("column,row,fires,sends,receives,transmissions,switchLoad", "0,0,5,3,3,0,"));
   const std::vector<std::string> links = Lines(Stats({"--csv", "links"}));
   ASSERT_EQ(links.size(), 9U);
   EXPECT_EQ(links[0], "column,row,heading,messages,load");
@@ -104,6 +106,50 @@ TEST_F(StatsTest, TablesAreOneLineForEachUnit) {
               ElementsAre("fromColumn,fromRow,toColumn,toRow,messages", "0,0,0,0,3"));
   EXPECT_THAT(Lines(Stats({"--csv", "latency"})),
               ElementsAre("firstCycle,lastCycle,injected,delivered,mean,p50,p95,p99,max"));
+}
+
+// Two clusters of 2 x 2 elements. The switch of the first passes four messages on in two cycles.
+void RecordSwitches(const std::string& name, bool told) {
+  marrowfin_trace trace;
+  marrowfin_trace_open(&trace, name.c_str());
+  marrowfin_trace_companion(&trace);
+  const marrowfin_trace_array array = {2, 1, 1, 1, 2, 2, 1, 0, 0};
+  marrowfin_trace_describe_array(&trace, &array);
+  if (told) {
+    marrowfin_trace_describe_link_messages(&trace, 2);
+    marrowfin_trace_describe_switches(&trace, 1, 0, 0);
+  }
+  for (uint64_t i = 0; i < 4; ++i) {
+    marrowfin_trace_send(&trace, 5 + i / 2, 0, 0, 0, 0, 3);
+    marrowfin_trace_switch(&trace, 5 + i / 2, 0, 0, 0);
+  }
+  EXPECT_EQ(0, marrowfin_trace_close(&trace));
+}
+
+TEST_F(StatsTest, LoadsAreSharesOfWhatTheCompanionSaysThatLinksAndSwitchesTake) {
+  RecordSwitches(folder.File("s.trace"), true);
+  // A port and a link, two messages a cycle each.
+  EXPECT_THAT(Run({"stats", "s.trace"}).out,
+              AllOf(HasSubstr("\n  busiest               cluster (0, 0) right: 100 %\n"),
+                    HasSubstr("\n  load                  25 % of what they can pass on, on "
+                              "average; (0, 0) 50 %\n")));
+  const json stats = Json(Run({"stats", "s.trace", "--json"}).out);
+  EXPECT_EQ(stats["links"]["capacity"], 2);
+  EXPECT_EQ(stats["switches"]["meanLoad"], 0.25);
+  EXPECT_EQ(stats["switches"]["mostLoaded"], json({{{"at", {0, 0}}, {"value", 0.5}}}));
+  EXPECT_THAT(Lines(Run({"stats", "s.trace", "--csv", "clusters"}).out),
+              ElementsAre("column,row,fires,sends,receives,transmissions,switchLoad",
+                          "0,0,0,4,0,4,0.5", "1,0,0,0,4,0,0"));
+}
+
+TEST_F(StatsTest, WithoutWhatSwitchesTakeTheyHaveNoLoad) {
+  RecordSwitches(folder.File("s.trace"), false);
+  const std::string text = Run({"stats", "s.trace"}).out;
+  EXPECT_THAT(text, AllOf(HasSubstr("\nSwitches\n"), Not(HasSubstr("can pass on"))));
+  EXPECT_THAT(text, HasSubstr("\n  busiest               cluster (0, 0) right: 200 %\n"));
+  const json stats = Json(Run({"stats", "s.trace", "--json"}).out);
+  EXPECT_EQ(stats["switches"]["meanLoad"], nullptr);
+  EXPECT_EQ(stats["switches"]["mostLoaded"], nullptr);
 }
 
 TEST_F(StatsTest, AnyConditionOnEventsNarrowsWhatIsMeasured) {

@@ -84,7 +84,8 @@ MaybeFailure Stats(const StatsFlags& flags, const Console& console) {
   answer.trace = asText ? LineFor(console.out, flags.run.trace) : flags.run.trace;
   answer.shape = run.question.shape;
   answer.counts = &*run.counts;
-  answer.measures = MeasuresOf(*run.counts, 1, run.question.filter.region);
+  answer.measures =
+      MeasuresOf(*run.counts, NetworkOf(run.companion->GetAbout()), run.question.filter.region);
   answer.packets = std::move(run.packets);
   answer.packetsAreThreads = flags.run.packets == "thread";
   if (MaybeFailure failure = Write(flags, answer, console)) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "measure/NumberText.h"
 #include "tools/program/Json.h"
 #include "tools/program/ViewCommand.h"
 #include "trace/base/About.h"
@@ -48,6 +49,30 @@ void PrintArray(const AboutArray& array, std::ostream& out) {
       << (array.wrapColumns || array.wrapRows ? " joined at their ends" : "") << "\n";
 }
 
+void PrintLinks(const AboutLinks& links, std::ostream& out) {
+  out << "links         " << (links.routing.empty() ? "of unknown" : "of " + links.routing)
+      << " routing, " << AmountOf(links.messagesPerCycle, "message")
+      << (links.bytesPerCycle > 0 ? " and " + AmountOf(links.bytesPerCycle, "byte") : "")
+      << " a cycle, " << AmountOf(links.latency, "cycle") << " a hop\n";
+}
+
+void PrintSwitches(const AboutSwitches& switches, std::ostream& out) {
+  std::string text;
+  const auto add = [&](const std::string& more) { text += (text.empty() ? "" : ", ") + more; };
+  if (switches.ports) {
+    add(CountOf(*switches.ports, "port") + " beside the links");
+  }
+  if (switches.messagesPerCycle) {
+    add(AmountOf(*switches.messagesPerCycle, "message") + " a cycle at most");
+  }
+  if (switches.latency) {
+    add(AmountOf(*switches.latency, "cycle") + " on the way through");
+  }
+  if (!text.empty()) {
+    out << "switches      " << text << "\n";
+  }
+}
+
 // A title, and what is behind it where there is anything.
 void PrintLine(const char* title, const std::string& text, std::ostream& out) {
   if (!text.empty()) {
@@ -66,6 +91,12 @@ void PrintAbout(const About& about, std::ostream& out) {
   }
   if (about.array) {
     PrintArray(*about.array, out);
+  }
+  if (about.links) {
+    PrintLinks(*about.links, out);
+  }
+  if (about.switches) {
+    PrintSwitches(*about.switches, out);
   }
   if (!about.threads.empty() || !about.places.empty()) {
     out << "named         " << about.threads.size() << " threads, " << about.places.size()
@@ -101,6 +132,30 @@ nlohmann::json ArrayAsJson(const AboutArray& array) {
   return json;
 }
 
+nlohmann::json LinksAsJson(const AboutLinks& links) {
+  nlohmann::json json = {{"routing", links.routing},
+                         {"messagesPerCycle", links.messagesPerCycle},
+                         {"latency", links.latency}};
+  if (links.bytesPerCycle > 0) {
+    json["bytesPerCycle"] = links.bytesPerCycle;
+  }
+  return json;
+}
+
+nlohmann::json SwitchesAsJson(const AboutSwitches& switches) {
+  nlohmann::json json = nlohmann::json::object();
+  if (switches.ports) {
+    json["ports"] = *switches.ports;
+  }
+  if (switches.messagesPerCycle) {
+    json["messagesPerCycle"] = *switches.messagesPerCycle;
+  }
+  if (switches.latency) {
+    json["latency"] = *switches.latency;
+  }
+  return json;
+}
+
 // Only what somebody said.
 nlohmann::json AboutAsJson(const About& about) {
   nlohmann::json json = nlohmann::json::object();
@@ -117,6 +172,12 @@ nlohmann::json AboutAsJson(const About& about) {
   }
   if (about.array) {
     json["array"] = ArrayAsJson(*about.array);
+  }
+  if (about.links) {
+    json["links"] = LinksAsJson(*about.links);
+  }
+  if (about.switches) {
+    json["switches"] = SwitchesAsJson(*about.switches);
   }
   json["threadNames"] = nlohmann::json::array();
   for (const auto& [thread, named] : about.threads) {

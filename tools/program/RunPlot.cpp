@@ -21,7 +21,7 @@ PlottedRun PlottedRunOf(const RunFlags& flags, const CountedRun& counted) {
   run.chosen = flags.Chosen();
   run.counts = &*counted.counts;
   run.packets = counted.packets ? &*counted.packets : nullptr;
-  run.measures = MeasuresOf(*counted.counts);
+  run.measures = MeasuresOf(*counted.counts, NetworkOf(counted.companion->GetAbout()));
   return run;
 }
 

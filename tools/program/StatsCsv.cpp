@@ -18,8 +18,17 @@ std::string Elements(const RunAnswer& answer) {
   return lines.text;
 }
 
+// Where something tells what switches can pass on.
+std::optional<double> SwitchLoad(const RunAnswer& answer, size_t cluster) {
+  const std::optional<SwitchLoads>& loads = answer.measures.switchLoads;
+  return loads
+             ? std::optional(static_cast<double>(answer.counts->Places().Transmissions()[cluster]) /
+                             (answer.measures.cycles * loads->capacities[cluster]))
+             : std::nullopt;
+}
+
 std::string Clusters(const RunAnswer& answer) {
-  CsvLines lines("column,row,fires,sends,receives,transmissions");
+  CsvLines lines("column,row,fires,sends,receives,transmissions,switchLoad");
   std::vector<ElementCounts> clusters(answer.shape.Switches());
   const std::vector<ElementCounts>& elements = answer.counts->Places().Elements();
   for (size_t i = 0; i < elements.size(); ++i) {
@@ -34,7 +43,7 @@ std::string Clusters(const RunAnswer& answer) {
     const uint32_t columns = answer.shape.clusters.columns;
     lines.Add(static_cast<uint64_t>(i % columns), static_cast<uint64_t>(i / columns),
               clusters[i].fires, clusters[i].sends, clusters[i].receives,
-              answer.counts->Places().Transmissions()[i]);
+              answer.counts->Places().Transmissions()[i], SwitchLoad(answer, i));
   }
   return lines.text;
 }

@@ -37,6 +37,14 @@ Json AsJson(const Usage& usage) {
           {"quietest", AsJson(usage.quietest)}};
 }
 
+Json SwitchesAsJson(const RunMeasures& measures) {
+  Json json = AsJson(measures.switches);
+  const std::optional<SwitchLoads>& loads = measures.switchLoads;
+  json["meanLoad"] = loads ? Json(loads->mean) : Json();
+  json["mostLoaded"] = loads ? AsJson(loads->busiest) : Json();
+  return json;
+}
+
 Json OrNull(const std::optional<uint64_t>& value) { return value ? Json(*value) : Json(); }
 
 Json AsJson(const ValueCounts& counts) {
@@ -137,7 +145,7 @@ Json StatsJson(const RunAnswer& answer) {
                {"mostUtilised", AsJson(m.mostUtilised)},
                {"elements", AsJson(m.elements)},
                {"clusters", AsJson(m.clusters)},
-               {"switches", AsJson(m.switches)},
+               {"switches", SwitchesAsJson(m)},
                {"peakFires", m.peakFires},
                {"peakCycle", m.peakCycle},
                {"quietCycles", m.quietCycles},

@@ -134,6 +134,16 @@ void AddLinks(Table& table, const LinkMeasures& links) {
   }
 }
 
+void AddSwitches(Table& table, const RunMeasures& measures) {
+  table.Heading("Switches");
+  table.Line("transmissions", CountText(measures.transmissions));
+  AddUsage(table, measures.switches, "switches");
+  if (const std::optional<SwitchLoads>& loads = measures.switchLoads) {
+    table.Line("load", PercentText(loads->mean) + " of what they can pass on, on average" +
+                           (loads->busiest.empty() ? "" : "; " + PlacesText(loads->busiest, true)));
+  }
+}
+
 void AddPackets(Table& table, const PacketCounts& packets, bool areThreads) {
   table.Heading(areThreads ? "Packets, a thread each" : "Packets");
   table.Line("delivered",
@@ -181,9 +191,7 @@ std::string StatsText(const RunAnswer& answer) {
     AddLinks(table, measures.links);
   }
   if (measures.transmissions > 0) {
-    table.Heading("Switches");
-    table.Line("transmissions", CountText(measures.transmissions));
-    AddUsage(table, measures.switches, "switches");
+    AddSwitches(table, measures);
   }
   if (answer.packets) {
     AddPackets(table, *answer.packets, answer.packetsAreThreads);

@@ -20,12 +20,30 @@ struct AboutArray {
   friend bool operator==(const AboutArray&, const AboutArray&) = default;
 };
 
+// Messages that a link takes, or a switch passes on, in a cycle: loads are shares of them.
+struct MessageRate {
+  static constexpr double LEAST = 1e-6;
+  static constexpr double MOST = 1e9;
+  static bool Is(double rate) { return rate >= LEAST && rate <= MOST; }
+};
+
 // What link load is computed with.
 struct AboutLinks {
-  std::string routing;       // "xy", "yx", or empty where nobody computes it
-  double bytesPerCycle = 0;  // that a link takes; 0 where that is not known
-  double latency = 1;        // cycles a hop
+  std::string routing;          // "xy", "yx", or empty where nobody computes it
+  double bytesPerCycle = 0;     // that a link takes; 0 where that is not known
+  double latency = 1;           // cycles a hop
+  double messagesPerCycle = 1;  // that a link takes: a MessageRate
   friend bool operator==(const AboutLinks&, const AboutLinks&) = default;
+};
+
+// What the load of switches is computed with. A crossbar is known by its ports, what all messages
+// share by its rate; where both are told, both bound it.
+struct AboutSwitches {
+  std::optional<uint32_t> ports;           // ways out beside the links to other switches, each of
+                                           // which takes as much as a link
+  std::optional<double> messagesPerCycle;  // that a switch passes on at most: a MessageRate
+  std::optional<double> latency;           // cycles that a message takes through a switch
+  friend bool operator==(const AboutSwitches&, const AboutSwitches&) = default;
 };
 
 struct AboutThread {
@@ -59,6 +77,7 @@ struct About {
 
   std::optional<AboutArray> array;
   std::optional<AboutLinks> links;
+  std::optional<AboutSwitches> switches;
   std::map<uint32_t, AboutThread> threads;
   std::map<Place, std::string, InRowOrder> places;
 

@@ -107,6 +107,18 @@ class Taker {
     return true;
   }
 
+  // The same of messages a cycle.
+  bool Rate(const toml::table& table, const char* key, double& rate) {
+    if (!Real(table, key, rate)) {
+      return false;
+    }
+    if (!MessageRate::Is(rate)) {
+      Refuse(*table.get(key), std::string(key) + " is not from 0.000001 to 1000000000");
+      return false;
+    }
+    return true;
+  }
+
   // The table of that name, or null.
   const toml::table* Table(const toml::table& table, const char* key) {
     const toml::node* node = table.get(key);
@@ -205,6 +217,25 @@ void TakeLinks(Taker& taker, const toml::table& all, About& about) {
     taker.Text(*links, "routing", about.links->routing);
     taker.Real(*links, "bytes_per_cycle", about.links->bytesPerCycle);
     taker.Real(*links, "latency", about.links->latency);
+    taker.Rate(*links, "messages_per_cycle", about.links->messagesPerCycle);
+  }
+}
+
+void TakeSwitches(Taker& taker, const toml::table& all, About& about) {
+  const toml::table* switches = taker.Table(all, "switches");
+  if (switches == nullptr) {
+    return;
+  }
+  about.switches.emplace();
+  if (switches->get("ports") != nullptr) {
+    taker.Number(*switches, "ports", 0, about.switches->ports.emplace());
+  }
+  double number = 0;
+  if (taker.Rate(*switches, "messages_per_cycle", number)) {
+    about.switches->messagesPerCycle = number;
+  }
+  if (taker.Real(*switches, "latency", number)) {
+    about.switches->latency = number;
   }
 }
 
@@ -273,6 +304,7 @@ Result<About> ParseAbout(std::string_view text, const std::string& name) {
   TakeRecognition(taker, all, about);
   TakeArray(taker, all, about);
   TakeLinks(taker, all, about);
+  TakeSwitches(taker, all, about);
   TakeNames(taker, all, about);
   if (taker.GetFault()) {
     return taker.GetFault();

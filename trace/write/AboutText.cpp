@@ -62,6 +62,34 @@ std::string ArrayText(const AboutArray& array) {
          ", rows = " + word(array.wrapRows) + " }\n";
 }
 
+void AddRate(std::string& text, double rate) {
+  if (MessageRate::Is(rate)) {
+    AddNumber(text, "messages_per_cycle", rate);
+  }
+}
+
+std::string LinksText(const AboutLinks& links) {
+  std::string text = "\n[links]\nrouting = " + Quoted(links.routing) + "\n";
+  AddNumber(text, "bytes_per_cycle", links.bytesPerCycle);
+  AddNumber(text, "latency", links.latency);
+  AddRate(text, links.messagesPerCycle);
+  return text;
+}
+
+std::string SwitchesText(const AboutSwitches& switches) {
+  std::string text = "\n[switches]\n";
+  if (switches.ports) {
+    text += "ports = " + std::to_string(*switches.ports) + "\n";
+  }
+  if (switches.messagesPerCycle) {
+    AddRate(text, *switches.messagesPerCycle);
+  }
+  if (switches.latency) {
+    AddNumber(text, "latency", *switches.latency);
+  }
+  return text;
+}
+
 }  // namespace
 
 std::string AboutText(const About& about) {
@@ -79,9 +107,10 @@ std::string AboutText(const About& about) {
     text += ArrayText(*about.array);
   }
   if (about.links) {
-    text += "\n[links]\nrouting = " + Quoted(about.links->routing) + "\n";
-    AddNumber(text, "bytes_per_cycle", about.links->bytesPerCycle);
-    AddNumber(text, "latency", about.links->latency);
+    text += LinksText(*about.links);
+  }
+  if (about.switches) {
+    text += SwitchesText(*about.switches);
   }
   for (const auto& [number, thread] : about.threads) {
     text += "\n[[threads]]\nthread = " + std::to_string(number) + "\n";

@@ -167,6 +167,25 @@ TEST_F(JudgeTest, DomainsClustersAndLinksAreUnits) {
   EXPECT_EQ(In("link.load", "at_most = 0").value, 0.1);
 }
 
+TEST_F(JudgeTest, LoadsAreSharesOfWhatTheCompanionTells) {
+  Use("send 0 0 0 0 3 0\nswitch 0 0 4 4\nswitch 9 0 4 4\n", {{2, 1}, {1, 1}, {2, 2}});
+  for (const char* const measure : {"switch.load", "switches.meanLoad", "switches.maxLoad"}) {
+    EXPECT_EQ(In(measure, "at_most = 1").untold,
+              "the companion does not tell what switches can pass on");
+  }
+  EXPECT_EQ(In("link.load", "at_most = 0").value, 0.1);
+  About about;
+  about.links = AboutLinks{"xy", 0, 1, 0.5};
+  about.switches = AboutSwitches{3, {}, {}};
+  run.about = &about;
+  const Finding finding = In("switch.load", "at_most = 0.05");
+  EXPECT_EQ(WitnessPlaceText(finding.witness), "switch of cluster (0, 0) at (4, 4)");
+  EXPECT_EQ(finding.value, 0.1) << "of three ports and a link that take half a message each";
+  EXPECT_EQ(In("switches.meanLoad", "at_most = 0").value, 0.05);
+  EXPECT_EQ(In("switches.maxLoad", "at_most = 0").value, 0.1);
+  EXPECT_EQ(In("link.load", "at_most = 0").value, 0.2);
+}
+
 TEST_F(JudgeTest, EveryWindowMustHoldAndTheWorstIsTold) {
   const Finding finding = In("fires", "at_least = 2\nevery = 3");
   EXPECT_EQ(finding.compared, 3U) << "10 to 12, 13 to 15, 16 to 18; the rest is shorter";

@@ -152,6 +152,25 @@ TEST_F(LinkPlotTest, NumbersAreThoseOfEveryLinkAndSwitch) {
   EXPECT_EQ(PlotLinks(observed.run, {}, light).numbers().tables[1].Rows(), 0U);
 }
 
+TEST_F(LinkPlotTest, LoadsAreSharesOfWhatTheCompanionSaysThatLinksAndSwitchesTake) {
+  PlottedRun run = modelled.run;
+  run.measures = MeasuresOf(*run.counts, {2, 4, {}});
+  const Plot plot = PlotLinks(run, {}, light);
+  EXPECT_THAT(plot.words.finding, HasSubstr(" of its capacity, "));
+  EXPECT_THAT(plot.words.caption, HasSubstr("capacity 2 messages per cycle"));
+  EXPECT_THAT(plot.words.caption, HasSubstr("in nodes: share of what the switch can pass on"));
+  // 60 transmissions in 60 cycles, of a corner with four ports and two links that take two each.
+  const NumberTable switches = plot.numbers().tables[1];
+  EXPECT_EQ(switches.cells[2], NumberCell(uint64_t{60}));
+  EXPECT_EQ(switches.cells[3], NumberCell(12.0));
+  EXPECT_EQ(switches.cells[4], NumberCell(1 / 12.0));
+  const NumberTable plain = PlotLinks(modelled.run, {}, light).numbers().tables[1];
+  EXPECT_EQ(plain.cells[3], NumberCell(1.0));
+  EXPECT_EQ(plain.cells[4], NumberCell(1.0));
+  EXPECT_THAT(PlotLinks(modelled.run, {}, light).words.caption,
+              HasSubstr("in nodes: transmissions per cycle"));
+}
+
 TEST_F(LinkPlotTest, LinksBetweenElementsOfSeveralClustersAreToldWhereTheyWereCounted) {
   RunQuestion question;
   question.shape = modelled.run.counts->Places().Shape();

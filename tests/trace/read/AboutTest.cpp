@@ -46,12 +46,15 @@ TEST(AboutTest, WhatIsWrittenIsReadBack) {
   about.fingerprint = 0x0123456789abcdef;
   about.array =
       AboutArray{ArrayShape(PerAxis{2, 3}, PerAxis{1, 1}, PerAxis{10, 12}), false, true, false};
-  about.links = AboutLinks{"xy", 16, 1.5};
+  about.links = AboutLinks{"xy", 16, 1.5, 0.25};
+  about.switches = AboutSwitches{0, 8.5, 0};
   about.threads[0] = {"requests", "virtual channel"};
   about.threads[4000000000] = {"", "class"};
   about.places[{3, 7}] = "memory";
   EXPECT_EQ(about, Parsed(AboutText(about)));
   EXPECT_EQ(About(), Parsed(AboutText(About())));
+  about.switches = AboutSwitches();
+  EXPECT_EQ(about, Parsed(AboutText(about)));
 }
 
 TEST(AboutTest, TextThatNobodyWouldWriteIsReadAll) {
@@ -65,12 +68,15 @@ TEST(AboutTest, NamesThatAreNoUtf8AndNumbersThatAreNoneLeaveTheRestReadable) {
   about.name = "a\xff\xe4\xb8z\xf0\x9f\x90\x9f";
   about.tool = "sim";
   about.cycleNs = std::numeric_limits<double>::infinity();
-  about.links = AboutLinks{"xy", std::numeric_limits<double>::quiet_NaN(), 2};
+  constexpr double NONE = std::numeric_limits<double>::quiet_NaN();
+  about.links = AboutLinks{"xy", NONE, 2, 0};
+  about.switches = AboutSwitches{4, 1e10, NONE};
   const About read = Parsed(AboutText(about));
   EXPECT_EQ("a\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbdz\xf0\x9f\x90\x9f", read.name);
   EXPECT_EQ("sim", read.tool);
   EXPECT_EQ(std::nullopt, read.cycleNs);
-  EXPECT_EQ((AboutLinks{"xy", 0, 2}), read.links);
+  EXPECT_EQ((AboutLinks{"xy", 0, 2, 1}), read.links);
+  EXPECT_EQ((AboutSwitches{4, {}, {}}), read.switches);
 }
 
 TEST(AboutTest, KeysThatNobodyKnowsArePassedOver) {
@@ -82,7 +88,11 @@ TEST(AboutTest, WhatIsLeftOutHasItsDefault) {
   EXPECT_EQ(ArrayShape(PerAxis{1, 1}, PerAxis{1, 1}, PerAxis{8, 1}), about.array->shape);
   EXPECT_TRUE(about.array->gaps);
   EXPECT_FALSE(about.links);
+  EXPECT_FALSE(about.switches);
   EXPECT_FALSE(about.cycleNs);
+  const About empty = Parsed("format = 1\n" + TRACE + "[links]\n[switches]\n");
+  EXPECT_EQ((AboutLinks{"", 0, 1, 1}), empty.links);
+  EXPECT_EQ((AboutSwitches{}), empty.switches);
 }
 
 TEST(AboutTest, WrongTextsAreRefusedWithTheirLine) {
@@ -108,6 +118,22 @@ TEST(AboutTest, WrongTextsAreRefusedWithTheirLine) {
   EXPECT_THAT(Refused(head + "[[places]]\ncolumn = -1\n"), HasSubstr("column is no whole number"));
   EXPECT_THAT(Refused(head + "[threads]\nthread = 1\n"), HasSubstr("threads are no tables"));
   EXPECT_THAT(Refused("\xff\xfe"), HasSubstr("line 1"));
+  EXPECT_THAT(Refused(head + "[links]\nlatency = -0.5\n"), HasSubstr("line 6: latency is no"));
+  EXPECT_THAT(Refused("format = 1\nswitches = 4\n" + TRACE), HasSubstr("switches is no table"));
+  for (const char* const ports : {"-1", "4294967296", "4.0", "\"4\""}) {
+    EXPECT_THAT(Refused(head + "[switches]\nports = " + ports + "\n"),
+                HasSubstr("line 6: ports is no whole number"));
+  }
+  EXPECT_THAT(Refused(head + "[switches]\nlatency = inf\n"), HasSubstr("line 6: latency is no"));
+  for (const char* const table : {"links", "switches"}) {
+    const std::string rate = head + "[" + table + "]\nmessages_per_cycle = ";
+    for (const char* const none : {"-1", "nan", "inf", "\"1\""}) {
+      EXPECT_THAT(Refused(rate + none + "\n"), HasSubstr("messages_per_cycle is no number"));
+    }
+    for (const char* const none : {"0", "0.0", "9e-7", "1.1e9"}) {
+      EXPECT_THAT(Refused(rate + none + "\n"), HasSubstr("line 6: messages_per_cycle is not from"));
+    }
+  }
 }
 
 TEST(AboutTest, NamesOfThreadsAndPlacesTellOfWhich) {
@@ -219,7 +245,8 @@ About FullAbout() {
   about.fingerprint = 0x0123456789abcdef;
   about.array =
       AboutArray{ArrayShape(PerAxis{2, 3}, PerAxis{1, 1}, PerAxis{10, 12}), false, true, false};
-  about.links = AboutLinks{"xy", 16, 1.5};
+  about.links = AboutLinks{"xy", 16, 1.5, 2};
+  about.switches = AboutSwitches{4, 12.5, 1};
   about.threads[0] = {"requests", "virtual channel"};
   about.threads[12] = {"replies", "virtual channel"};
   about.places[{13, 17}] = "memory";
@@ -285,6 +312,8 @@ TEST(AboutTest, RecorderInPlainCIsUnderstood) {
   const marrowfin_trace_array array = {2, 1, 3, 4, 5, 6, 0, 0, 1};
   marrowfin_trace_describe_array(&trace, &array);
   marrowfin_trace_describe_links(&trace, "xy", 16, 1);
+  marrowfin_trace_describe_link_messages(&trace, 0.5);
+  marrowfin_trace_describe_switches(&trace, 4, 12.5, 1);
   marrowfin_trace_name_thread(&trace, 1, "one", "class");
   marrowfin_trace_name_place(&trace, 7, 6, "memory");
   for (uint64_t i = 0; i < 100; ++i) {
@@ -299,7 +328,8 @@ TEST(AboutTest, RecorderInPlainCIsUnderstood) {
   EXPECT_EQ(
       (AboutArray{ArrayShape(PerAxis{2, 1}, PerAxis{3, 4}, PerAxis{5, 6}), false, false, true}),
       about->array);
-  EXPECT_EQ((AboutLinks{"xy", 16, 1}), about->links);
+  EXPECT_EQ((AboutLinks{"xy", 16, 1, 0.5}), about->links);
+  EXPECT_EQ((AboutSwitches{4, 12.5, 1}), about->switches);
   EXPECT_EQ("memory", about->places.at({6, 7}));
   EXPECT_EQ((AboutThread{"one", "class"}), about->threads.at(1));
   const Result<std::unique_ptr<TraceSource>> source = TraceSource::Open(name);
@@ -322,6 +352,8 @@ TEST(AboutTest, OfWhatTheRecorderInPlainCIsToldAgainTheLastHolds) {
     const marrowfin_trace_array array = {1, 1, 1, 1, side, side, 1, 0, 0};
     EXPECT_EQ(0, marrowfin_trace_describe_array(&trace, &array));
     EXPECT_EQ(0, marrowfin_trace_describe_links(&trace, "xy", side, side));
+    EXPECT_EQ(0, marrowfin_trace_describe_link_messages(&trace, side));
+    EXPECT_EQ(0, marrowfin_trace_describe_switches(&trace, side, side, side));
     EXPECT_EQ(0, marrowfin_trace_name_thread(&trace, 1, text.c_str(), "class"));
     EXPECT_EQ(0, marrowfin_trace_name_place(&trace, 0, 1, text.c_str()));
     EXPECT_EQ(0, marrowfin_trace_flush(&trace));
@@ -335,7 +367,23 @@ TEST(AboutTest, OfWhatTheRecorderInPlainCIsToldAgainTheLastHolds) {
   }
   EXPECT_EQ(2, about->cycleNs);
   EXPECT_EQ(ArrayShape(1, 1, 2), about->array->shape);
-  EXPECT_EQ((AboutLinks{"xy", 2, 2}), about->links);
+  EXPECT_EQ((AboutLinks{"xy", 2, 2, 2}), about->links);
+  EXPECT_EQ((AboutSwitches{2, 2, 2}), about->switches);
+}
+
+TEST(AboutTest, OfLinksAndSwitchesTheRecorderInPlainCTellsAnyPart) {
+  TempDir folder;
+  const std::string name = folder.File("run.trace");
+  marrowfin_trace trace;
+  marrowfin_trace_open(&trace, name.c_str());
+  marrowfin_trace_companion(&trace);
+  EXPECT_EQ(0, marrowfin_trace_describe_link_messages(&trace, 4));
+  EXPECT_EQ(0, marrowfin_trace_describe_switches(&trace, 0, 0, 3));
+  ASSERT_EQ(0, marrowfin_trace_close(&trace)) << marrowfin_trace_message(&trace);
+  const Result<About> about = ReadAbout(AboutBeside(name));
+  ASSERT_TRUE(about) << about.Why().Text();
+  EXPECT_EQ((AboutLinks{"", 0, 1, 4}), about->links);
+  EXPECT_EQ((AboutSwitches{{}, {}, 3}), about->switches);
 }
 
 TEST(AboutTest, WhatReadersWouldRefuseTheRecorderInPlainCDoesNotTake) {
@@ -356,6 +404,13 @@ TEST(AboutTest, WhatReadersWouldRefuseTheRecorderInPlainCDoesNotTake) {
         marrowfin_trace_array{1, ~0u, 1, ~0u, 1, ~0u, 1, 0, 0}}) {
     EXPECT_EQ(EINVAL, marrowfin_trace_describe_array(&trace, &array));
   }
+  for (const double rate : {0.0, -1.0, 9e-7, 1.1e9, HUGE_VAL, std::nan("")}) {
+    EXPECT_EQ(EINVAL, marrowfin_trace_describe_link_messages(&trace, rate)) << rate;
+    EXPECT_EQ(rate == 0 ? 0 : EINVAL, marrowfin_trace_describe_switches(&trace, 1, rate, 0));
+  }
+  for (const double latency : {-1.0, HUGE_VAL, std::nan("")}) {
+    EXPECT_EQ(EINVAL, marrowfin_trace_describe_switches(&trace, 4, 1, latency)) << latency;
+  }
   EXPECT_EQ(0, marrowfin_trace_about(&trace, "name", "kept"));
   ASSERT_EQ(0, marrowfin_trace_close(&trace)) << marrowfin_trace_message(&trace);
   const Result<About> about = ReadAbout(AboutBeside(name));
@@ -363,6 +418,8 @@ TEST(AboutTest, WhatReadersWouldRefuseTheRecorderInPlainCDoesNotTake) {
   EXPECT_EQ("kept", about->name);
   EXPECT_EQ(std::nullopt, about->cycleNs);
   EXPECT_EQ(std::nullopt, about->array);
+  EXPECT_EQ(std::nullopt, about->links);
+  EXPECT_EQ((AboutSwitches{1, {}, 0}), about->switches);
 }
 
 TEST(AboutTest, OtherTraceIsTold) {
