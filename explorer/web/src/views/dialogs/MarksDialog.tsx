@@ -42,6 +42,7 @@ export function MarksDialog({ onClose }: { readonly onClose: () => void }) {
     onClose();
   };
   const list = marks.marks.value;
+  const now = thousands(explorer.playback.now.value.cycle);
   return (
     <Dialog label="Marks" title="Marks" onClose={onClose}>
       <div class="marks-page">
@@ -55,8 +56,8 @@ export function MarksDialog({ onClose }: { readonly onClose: () => void }) {
           </ul>
         )}
         <div class="marks-foot">
-          <Button label="Mark this moment" icon="mark" look="outlined" onPress={() => commands.run('mark.keep')}>
-            Mark cycle {thousands(explorer.playback.now.value.cycle)}
+          <Button label={`Mark cycle ${now}`} icon="mark" look="outlined" onPress={() => commands.run('mark.keep')}>
+            Mark cycle {now}
           </Button>
           <p>Marks are part of the link: copy it to keep them or to send them.</p>
         </div>

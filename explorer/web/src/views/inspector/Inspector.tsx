@@ -31,11 +31,17 @@ function Foot() {
   }
   const causes = commands.canRun('layer.causes');
   const copies = commands.canRun('share.command');
+  const key = commands.keysOf('layer.causes')[0];
   return causes || copies ? (
     <footer class="inspector-foot">
       {causes ? (
-        <Button label="Show causes" icon="cause" look="outlined" onPress={() => commands.run('layer.causes')}>
-          Show causes <Keys parts={commands.keysOf('layer.causes')[0]} />
+        <Button
+          label={`Show causes ${key?.join(' ') ?? ''}`}
+          icon="cause"
+          look="outlined"
+          onPress={() => commands.run('layer.causes')}
+        >
+          Show causes <Keys parts={key} />
         </Button>
       ) : null}
       {copies ? (

@@ -3,7 +3,7 @@ import type { PlacePair } from '../../base/place';
 import { counted, rangeText, thousands } from '../../base/words';
 import { spanOf } from '../../model/inspection';
 import type { PlaceRect } from '../../model/selectionStore';
-import { areaOf, areaSize, ranking, sumIn, type Area } from '../../model/unitSums';
+import { areaOf, areaSize, ranking, sumIn, type Area, type UnitSum } from '../../model/unitSums';
 import type { Piece } from '../../protocol/questions';
 import { usePage } from '../context';
 import { Head, NumberRow, PieceRow, Section } from './parts';
@@ -20,7 +20,14 @@ function unitOfPiece(piece: Piece): { readonly level: Level; readonly unit: Plac
 }
 
 /** Fires, sends and receives of an area over the range. */
-function Sums({ shape, area, aside }: { readonly shape: Shape; readonly area: Area; readonly aside?: string }) {
+function Sums(props: {
+  readonly shape: Shape;
+  readonly area: Area;
+  readonly aside?: string;
+  /** The middle one of its like. */
+  readonly median?: { readonly name: string; readonly sum: number };
+}) {
+  const { shape, area, aside, median } = props;
   const { explorer, inspection } = usePage();
   const countsOf = (feed: typeof inspection.fires) => feed.fed.value?.answer.columns.count;
   const [fires, sends, receives] = [inspection.fires, inspection.sends, inspection.receives].map(countsOf);
@@ -35,6 +42,7 @@ function Sums({ shape, area, aside }: { readonly shape: Shape; readonly area: Ar
       <dl class="numbers">
         <NumberRow name="Fires" value={sum} />
         <NumberRow name="Fires a PE" value={rounded(sum / areaSize(area))} />
+        {median === undefined ? null : <NumberRow name={`Median ${median.name}`} value={median.sum} />}
         {sends === undefined ? null : <NumberRow name="Sends" value={sumIn(shape, sends, area)} />}
         {receives === undefined ? null : <NumberRow name="Receives" value={sumIn(shape, receives, area)} />}
       </dl>
@@ -43,10 +51,8 @@ function Sums({ shape, area, aside }: { readonly shape: Shape; readonly area: Ar
 }
 
 /** The busiest units of a level, and which of them this one is. */
-function Busiest(props: { readonly shape: Shape; readonly level: Level; readonly counts: Float64Array }) {
-  const ranked = ranking(props.shape, props.level, props.counts);
+function Busiest({ level, ranked }: { readonly level: Level; readonly ranked: readonly UnitSum[] }) {
   const most = Math.max(1, ranked[0]?.sum ?? 1);
-  const { level } = props;
   return (
     <Section title={`Busiest ${level}s`} aside="fires">
       <ul class="piece-rows">
@@ -64,8 +70,7 @@ function Busiest(props: { readonly shape: Shape; readonly level: Level; readonly
   );
 }
 
-function rankText(shape: Shape, level: Level, unit: PlacePair, counts: Float64Array): string {
-  const ranked = ranking(shape, level, counts);
+function rankText(shape: Shape, level: Level, unit: PlacePair, ranked: readonly UnitSum[]): string {
   const own = ranked.find((one) => one.unit[0] === unit[0] && one.unit[1] === unit[1])?.sum ?? 0;
   const [columns, rows] = unitsOf(shape, level);
   const rank = 1 + ranked.filter(({ sum }) => sum > own).length;
@@ -83,15 +88,17 @@ export function UnitSections({ piece }: { readonly piece: Piece }) {
   const { level, unit } = found;
   const counts = inspection.fires.fed.value?.answer.columns.count;
   const area = areaOf(shape, level, unit);
+  const ranked = counts === undefined ? [] : ranking(shape, level, counts);
+  const median = { name: level, sum: ranked[ranked.length >> 1]?.sum ?? 0 };
   return (
     <>
       <PlanOfArea shape={shape} area={area} />
       <Sums
         shape={shape}
         area={area}
-        {...(counts === undefined ? {} : { aside: rankText(shape, level, unit, counts) })}
+        {...(counts === undefined ? {} : { aside: rankText(shape, level, unit, ranked), median })}
       />
-      {counts === undefined ? null : <Busiest shape={shape} level={level} counts={counts} />}
+      {counts === undefined ? null : <Busiest level={level} ranked={ranked} />}
     </>
   );
 }
