@@ -13,6 +13,9 @@ MaybeRefusal AnswerPalette(Asking& asking, AnswerBytes& answer);
 MaybeRefusal AnswerState(Asking& asking, AnswerBytes& answer);
 MaybeRefusal AnswerSteps(Asking& asking, AnswerBytes& answer);
 MaybeRefusal AnswerActivity(Asking& asking, AnswerBytes& answer);
+MaybeRefusal AnswerEvents(Asking& asking, AnswerBytes& answer);
+MaybeRefusal AnswerCount(Asking& asking, AnswerBytes& answer);
+MaybeRefusal AnswerNext(Asking& asking, AnswerBytes& answer);
 
 }  // namespace marrowfin
 

@@ -1,5 +1,6 @@
 #include "explorer/core/Asking.h"
 
+#include "trace/ask/Walk.h"
 #include "trace/read/FittingShapes.h"
 
 namespace marrowfin {
@@ -62,19 +63,54 @@ ArrayShape TakeShape(Asking& asking) {
   return known ? known->shape : ArrayShape();
 }
 
-Moment TakeMoment(Members& members) {
-  Moment moment;
+AskedMoment TakeMoment(Members& members) {
+  AskedMoment asked;
+  Moment& moment = asked.moment;
   const std::string reading = members.Text("reading");
   if (reading != "viewer" && reading != "natural") {
     members.Refuse("`reading` is neither \"viewer\" nor \"natural\"");
   }
   moment.natural = reading == "natural";
-  if (moment.natural) {
+  if (moment.natural && members.Has("naturalStep")) {
+    asked.naturalStep = members.Number("naturalStep");
+  } else if (moment.natural) {
     moment.cycle = members.Wide("cycle");
   } else {
     moment.step = members.Number("step");
     moment.skipTo = members.Wide("skipTo", 0);
   }
+  return asked;
+}
+
+// Before the first cycle with events nothing has happened: that is step 0, unless it is cycle 0.
+Result<Moment> FindMoment(const Asking& asking, const AskedMoment& asked) {
+  Moment moment = asked.moment;
+  const Summary& summary = asking.GetSummary();
+  if (!asked.naturalStep || summary.records == 0) {
+    return moment;
+  }
+  const uint64_t step = *asked.naturalStep;
+  if (step == 0) {
+    moment.cycle = summary.firstCycle > 0 ? summary.firstCycle - 1 : 0;
+    return moment;
+  }
+  if (!summary.Ordered() || step > summary.changes + 1) {
+    Fault fault;
+    fault.kind = Fault::OUT_OF_RANGE;
+    fault.file = asking.Trace().Name();
+    fault.reason = summary.Ordered() ? "there is no such step of the natural reading"
+                                     : "cycles of this trace fall, so steps have no order";
+    fault.remedy = summary.Ordered() ? "the last one is " + std::to_string(summary.changes + 1)
+                                     : "ask for a cycle";
+    return fault;
+  }
+  const Result<uint64_t> record = FindChange(asking.Trace(), asking.index, step - 1);
+  const Result<IndexEntry> entry =
+      record ? Locate(asking.Trace(), asking.index, *record) : record.Why();
+  if (!entry) {
+    return entry.Why();
+  }
+  moment.cycle = entry->cycle;
   return moment;
 }
 

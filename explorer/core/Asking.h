@@ -11,6 +11,7 @@
 #include "explorer/core/TraceView.h"
 #include "trace/base/ArrayShape.h"
 #include "trace/base/Progress.h"
+#include "trace/base/Result.h"
 #include "trace/index/Index.h"
 
 namespace marrowfin {
@@ -47,8 +48,14 @@ struct KnownShape {
 };
 std::optional<KnownShape> ShapeOf(const TraceView& view, const std::optional<ArrayShape>& option);
 
-// The moment of the question.
-Moment TakeMoment(Members& members);
+// The moment of the question; and the same as a cycle where it was told as a step of the natural
+// reading, of a question that was found good.
+struct AskedMoment {
+  Moment moment;
+  std::optional<uint64_t> naturalStep;
+};
+AskedMoment TakeMoment(Members& members);
+[[nodiscard]] Result<Moment> FindMoment(const Asking& asking, const AskedMoment& asked);
 
 // A range of cycles, both included.
 struct AskedCycles {

@@ -13,7 +13,8 @@ namespace {
 
 const std::map<std::string, AnswerFunction>& Answers() {
   static const std::map<std::string, AnswerFunction> answers = {
-      {"activity", AnswerActivity}, {"palette", AnswerPalette}, {"state", AnswerState},
+      {"activity", AnswerActivity}, {"count", AnswerCount},     {"events", AnswerEvents},
+      {"next", AnswerNext},         {"palette", AnswerPalette}, {"state", AnswerState},
       {"steps", AnswerSteps},       {"trace", AnswerTrace},     {"when", AnswerWhen},
   };
   return answers;

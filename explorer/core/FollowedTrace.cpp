@@ -260,7 +260,8 @@ std::string FollowedTrace::Fingerprint() const {
 void FollowedTrace::Tell(TraceNews::Kind kind, const std::string& before) {
   const TraceStatus now = Status();
   if (news && !stop) {
-    news({kind, before, now.fingerprint, now.progress});
+    const uint64_t records = now.view ? now.view->GetSummary().records : 0;
+    news({kind, before, now.fingerprint, now.progress, records});
   }
 }
 
@@ -310,6 +311,7 @@ void FollowedTrace::Replace(TraceNews::Kind kind) {
     if (status.was.size() > MOST_REMEMBERED) {
       status.was.erase(status.was.begin());
     }
+    status.fingerprint.clear();
     status.view = nullptr;
     status.state = TraceStatus::INDEXING;
   }

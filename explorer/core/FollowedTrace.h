@@ -31,6 +31,7 @@ struct TraceNews {
   std::string fingerprint;  // as it was known before
   std::string now;          // as it is known from now on
   Progress progress;        // of INDEXING
+  uint64_t records = 0;     // that can be asked about now
 };
 
 // What is known of a trace just now.

@@ -191,6 +191,20 @@ std::vector<uint64_t> Members::Wides(const char* name, size_t count) {
   return numbers;
 }
 
+std::optional<Members::LinkWords> Members::Link(const char* name) {
+  const Json* const value = Find(name, true);
+  if (value != nullptr && value->is_array() && value->size() == 3 && (*value)[2].is_string()) {
+    const std::optional<uint64_t> column = AsNumber((*value)[0]);
+    const std::optional<uint64_t> row = AsNumber((*value)[1]);
+    if (column && row && *column <= ~0U && *row <= ~0U) {
+      return LinkWords{{static_cast<uint32_t>(*column), static_cast<uint32_t>(*row)},
+                       (*value)[2].get<std::string>()};
+    }
+  }
+  Refuse(Named(name) + " is no link: [column, row, heading]");
+  return std::nullopt;
+}
+
 Members Members::Within(const char* name) {
   const Json* value = Find(name, false);
   if (value != nullptr && !value->is_object()) {

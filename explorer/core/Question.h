@@ -47,6 +47,13 @@ class Members {
   std::vector<uint64_t> Numbers(const char* name, size_t count);
   std::vector<uint64_t> Wides(const char* name, size_t count);
 
+  // [column, row, word].
+  struct LinkWords {
+    Place at;
+    std::string heading;
+  };
+  std::optional<LinkWords> Link(const char* name);
+
   // An object within; and objects of a list.
   Members Within(const char* name);
   std::vector<Members> Each(const char* name);

@@ -130,17 +130,21 @@ class StepColumns {
 }  // namespace
 
 MaybeRefusal AnswerState(Asking& asking, AnswerBytes& answer) {
-  const Moment moment = TakeMoment(asking.members);
+  const AskedMoment asked = TakeMoment(asking.members);
   const ArrayShape shape = TakeShape(asking);
   if (MaybeRefusal refusal = asking.Check()) {
     return refusal;
   }
+  const Result<Moment> moment = FindMoment(asking, asked);
+  if (!moment) {
+    return RefusalOf(moment.Why());
+  }
   StateCursors& cursors = asking.view.Cursors();
-  auto placed = cursors.Take(moment, shape, asking.progress);
+  auto placed = cursors.Take(*moment, shape, asking.progress);
   if (!placed) {
     return RefusalOf(placed.Why());
   }
-  const Result<uint64_t> steps = CountSteps(asking, moment);
+  const Result<uint64_t> steps = CountSteps(asking, *moment);
   if (!steps) {
     return RefusalOf(steps.Why());
   }
@@ -165,15 +169,19 @@ MaybeRefusal AnswerState(Asking& asking, AnswerBytes& answer) {
 MaybeRefusal AnswerSteps(Asking& asking, AnswerBytes& answer) {
   constexpr uint64_t MOST_STEPS = 512;
   constexpr size_t MOST_BYTES = 8 << 20;
-  const Moment moment = TakeMoment(asking.members);
+  const AskedMoment asked = TakeMoment(asking.members);
   const ArrayShape shape = TakeShape(asking);
   const uint64_t count = asking.members.NumberUpTo("count", MOST_STEPS);
   const bool back = asking.members.Flag("back");
   if (MaybeRefusal refusal = asking.Check()) {
     return refusal;
   }
+  const Result<Moment> moment = FindMoment(asking, asked);
+  if (!moment) {
+    return RefusalOf(moment.Why());
+  }
   StateCursors& cursors = asking.view.Cursors();
-  auto placed = cursors.Take(moment, shape, asking.progress);
+  auto placed = cursors.Take(*moment, shape, asking.progress);
   if (!placed) {
     return RefusalOf(placed.Why());
   }

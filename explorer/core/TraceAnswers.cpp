@@ -42,12 +42,15 @@ void PutFault(const Fault& fault, JsonText& head) {
     head.Null();
     return;
   }
+  const Refusal refusal = RefusalOf(fault);
   head.Object();
   head.Key("kind").Text(FaultName(fault.kind));
+  head.Key("message").Text(refusal.message);
+  head.Key("file").Text(refusal.file);
+  head.Key("place").Text(refusal.place);
+  head.Key("remedy").Text(refusal.remedy);
   head.Key("record").Number(fault.record);
-  head.Key("offset").Wide(fault.offset);
-  head.Key("reason").Text(fault.reason);
-  head.Key("remedy").Text(fault.remedy);
+  head.Key("offset").Number(fault.offset);
   head.End();
 }
 
@@ -304,7 +307,7 @@ MaybeRefusal AnswerTrace(Asking& asking, AnswerBytes& answer) {
   }
   JsonText& head = answer.Head();
   head.Key("name").Text(std::filesystem::path(asking.Trace().Name()).filename().string());
-  head.Key("bytes").Wide(asking.Trace().Size());
+  head.Key("bytes").Number(asking.Trace().Size());
   PutCounts(asking.GetSummary(), head);
   head.Key("steps").Number(steps->count);
   PutShapes(asking, head);
@@ -315,15 +318,24 @@ MaybeRefusal AnswerTrace(Asking& asking, AnswerBytes& answer) {
 
 MaybeRefusal AnswerWhen(Asking& asking, AnswerBytes& answer) {
   WhenQuestion question;
+  AskedMoment asked;
   if (asking.members.Has("record")) {
     question.record = asking.members.Number("record");
-    question.moment.skipTo = asking.members.Wide("skipTo", 0);
+    asked.moment.skipTo = asking.members.Wide("skipTo", 0);
   } else {
-    question.moment = TakeMoment(asking.members);
+    asked = TakeMoment(asking.members);
+  }
+  if (asking.members.Has("shape")) {
+    static_cast<void>(TakeShape(asking));  // pages send it with every moment
   }
   if (MaybeRefusal refusal = asking.Check()) {
     return refusal;
   }
+  const Result<Moment> moment = FindMoment(asking, asked);
+  if (!moment) {
+    return RefusalOf(moment.Why());
+  }
+  question.moment = *moment;
   const Result<ViewerSteps> steps =
       FindSteps(asking.Trace(), asking.index, question.moment.skipTo, asking.progress);
   if (!steps) {

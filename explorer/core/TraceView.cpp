@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "explorer/core/EventCounters.h"
 #include "explorer/core/StateCursors.h"
 
 namespace marrowfin {
@@ -13,7 +14,8 @@ TraceView::TraceView(std::shared_ptr<const TraceSource> trace,
       companion(std::move(companion)),
       index(std::move(index)),
       whole(whole),
-      cursors(std::make_unique<StateCursors>(*this->trace, [this] { return Another(); })) {
+      cursors(std::make_unique<StateCursors>(*this->trace, [this] { return Another(); })),
+      counters(std::make_unique<EventCounters>(*this->trace, [this] { return Another(); })) {
   // Read once, so that all copies share it; where it is damaged, whoever needs it is told.
   static_cast<void>(this->index->Times());
 }

@@ -19,6 +19,7 @@
 
 namespace marrowfin {
 
+class EventCounters;
 class StateCursors;
 
 // The notes of a trace joined to its records, and their index. One thread at a time.
@@ -75,6 +76,7 @@ class TraceView {
 
   // States that go on from where a question left them.
   StateCursors& Cursors() const { return *cursors; }
+  EventCounters& Counters() const { return *counters; }
 
   // Joins the notes, which takes reading them where they have no index yet; whoever asks meanwhile
   // is told that they are not there yet. A fault where they are not believed.
@@ -103,6 +105,7 @@ class TraceView {
   std::unique_ptr<Index> index;  // never asked itself, only copied
   bool whole;
   std::unique_ptr<StateCursors> cursors;
+  std::unique_ptr<EventCounters> counters;
 
   mutable std::mutex idleMutex;
   mutable std::vector<std::unique_ptr<Index>> idle;

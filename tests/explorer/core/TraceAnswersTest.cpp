@@ -28,7 +28,7 @@ TEST(TraceAnswersTest, AllThatIsKnownOfATraceIsTold) {
   ASSERT_EQ(answer.Code(), "");
   const json& head = answer.head;
   EXPECT_EQ(head["name"], "t.trace");
-  EXPECT_EQ(head["bytes"], std::to_string(bytes.size()));
+  EXPECT_EQ(head["bytes"], bytes.size());
   EXPECT_EQ(head["records"], 5);
   EXPECT_EQ(head["fires"], 3);
   EXPECT_EQ(head["sends"], 1);
@@ -105,8 +105,8 @@ TEST(TraceAnswersTest, ATraceThatBreaksOffIsToldUpToThereWithItsEnd) {
     if (size % 28 != 0) {
       EXPECT_EQ(head["end"]["kind"], "cut-record");
       EXPECT_EQ(head["end"]["record"], size / 28);
-      EXPECT_EQ(head["end"]["offset"], std::to_string(size / 28 * 28));
-      EXPECT_THAT(head["end"]["reason"].get<std::string>(), HasSubstr("bytes"));
+      EXPECT_EQ(head["end"]["offset"], size / 28 * 28);
+      EXPECT_THAT(head["end"]["message"].get<std::string>(), HasSubstr("bytes"));
     }
   }
 }
@@ -137,6 +137,13 @@ TEST(TraceAnswersTest, AnyMomentIsFoundInBothReadings) {
         asked.Ask({{"ask", "when"}, {"reading", "natural"}, {"cycle", std::to_string(cycle)}}).head;
     EXPECT_EQ(head["record"], state.last) << cycle;
     EXPECT_EQ(head["naturalStep"], state.step) << cycle;
+    const json byStep = asked
+                            .Ask({{"ask", "state"},
+                                  {"reading", "natural"},
+                                  {"naturalStep", state.step},
+                                  {"shape", ShapeJson(state.shape)}})
+                            .head;
+    EXPECT_EQ(byStep["step"], state.step) << cycle;
   }
 }
 

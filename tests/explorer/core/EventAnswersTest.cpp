@@ -1,0 +1,251 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+#include "tests/explorer/core/AskedTrace.h"
+#include "tests/support/TraceText.h"
+#include "tests/trace/support/Filters.h"
+#include "tests/trace/support/NotedTrace.h"
+#include "tests/trace/support/RandomTrace.h"
+
+namespace marrowfin::testing {
+namespace {
+
+using nlohmann::json;
+using ::testing::ElementsAre;
+
+json AsPair(Place place) { return {place.column, place.row}; }
+
+// A filter in the words of a question.
+json FilterJson(const EventFilter& filter) {
+  json words = {{"records", {filter.firstRecord, std::min<uint64_t>(filter.lastRecord, 1U << 30)}},
+                {"cycles", {std::to_string(filter.firstCycle), std::to_string(filter.lastCycle)}},
+                {"steps", {filter.firstStep, std::min<uint64_t>(filter.lastStep, 1U << 30)}},
+                {"skipTo", std::to_string(filter.skipTo)},
+                {"types", json::array()}};
+  for (const auto& [wanted, name] :
+       {std::pair(filter.fires, "fire"), {filter.sends, "send"}, {filter.switches, "switch"}}) {
+    if (wanted) {
+      words["types"].push_back(name);
+    }
+  }
+  if (filter.thread) {
+    words["thread"] = *filter.thread;
+  }
+  if (filter.region) {
+    words["rect"] = {filter.region->first.column, filter.region->first.row,
+                     filter.region->last.column, filter.region->last.row};
+  }
+  return words;
+}
+
+class EventAnswersTest : public ::testing::Test {
+ protected:
+  static constexpr uint32_t SIDE = 16;
+
+  void Begin(const std::vector<std::pair<std::string, std::string>>& beside = {}) {
+    asked = std::make_unique<AskedTrace>(Encode(events), beside, ArrayShape(2, 2, 4));
+    asked->UntilReady();
+  }
+
+  // The records of a list that is asked for page by page.
+  std::vector<uint64_t> List(const json& filter, bool back, uint64_t page) const {
+    std::vector<uint64_t> records;
+    json question = {{"ask", "events"},
+                     {"filter", filter},
+                     {"back", back},
+                     {"from", back ? events.size() : 0},
+                     {"count", page}};
+    for (bool more = true; more;) {
+      const ReadAnswer answer = asked->Ask(question);
+      EXPECT_EQ(answer.Code(), "") << answer.head.dump();
+      const std::vector<double> found = answer.Of("record");
+      EXPECT_LE(found.size(), page);
+      records.insert(back ? records.begin() : records.end(), found.begin(), found.end());
+      more = answer.head.contains("more") && answer.head["more"].get<bool>();
+      question["from"] = answer.head["next"];
+    }
+    return records;
+  }
+
+  std::mt19937 random{7};
+  std::vector<Event> events = RandomEvents(random, {});
+  std::unique_ptr<AskedTrace> asked;
+};
+
+TEST_F(EventAnswersTest, ListsOfAnyFilterArePagedThroughBothWays) {
+  Begin();
+  for (int i = 0; i < 60; ++i) {
+    const EventFilter filter = RandomFilter(random, events, SIDE);
+    const std::vector<uint64_t> expected = Expected(events, filter);
+    const uint64_t page = 1 + random() % 300;
+    ASSERT_EQ(List(FilterJson(filter), false, page), expected) << FilterJson(filter).dump();
+    ASSERT_EQ(List(FilterJson(filter), true, page), expected) << FilterJson(filter).dump();
+  }
+}
+
+TEST_F(EventAnswersTest, EveryFieldOfAnEventIsTold) {
+  Begin();
+  const ReadAnswer answer = asked->Ask({{"ask", "events"}, {"from", 10}, {"count", 200}});
+  for (size_t i = 0; i < 200; ++i) {
+    const Event& event = events[10 + i];
+    EXPECT_EQ(answer.Of("record")[i], 10 + i);
+    EXPECT_EQ(answer.Wide("cycle")[i], event.cycle);
+    EXPECT_EQ(answer.Of("thread")[i], event.thread);
+    EXPECT_EQ(answer.Of("type")[i], event.type);
+    EXPECT_EQ(answer.Of("at")[2 * i], event.at.column);
+    EXPECT_EQ(answer.Of("at")[2 * i + 1], event.at.row);
+    if (event.type == SEND_RECORD) {
+      EXPECT_EQ(answer.Of("to")[2 * i], event.to.column);
+      EXPECT_EQ(answer.Of("to")[2 * i + 1], event.to.row);
+    }
+  }
+}
+
+TEST_F(EventAnswersTest, CountsAreThoseOfTheEvents) {
+  Begin();
+  for (int i = 0; i < 60; ++i) {
+    const EventFilter filter = RandomFilter(random, events, SIDE);
+    const std::vector<uint64_t> expected = Expected(events, filter);
+    const uint64_t before = random() % (events.size() + 1);
+    const uint64_t nth = random() % (expected.size() + 2);
+    const json head = asked
+                          ->Ask({{"ask", "count"},
+                                 {"filter", FilterJson(filter)},
+                                 {"before", before},
+                                 {"nth", nth}})
+                          .head;
+    ASSERT_EQ(head["count"], expected.size()) << FilterJson(filter).dump();
+    EXPECT_EQ(head["exact"], true);
+    EXPECT_EQ(head["before"],
+              std::lower_bound(expected.begin(), expected.end(), before) - expected.begin());
+    EXPECT_EQ(head["record"], nth < expected.size() ? json(expected[nth]) : json());
+    const ReadAnswer list =
+        asked->Ask({{"ask", "events"}, {"filter", FilterJson(filter)}, {"nth", nth}, {"count", 3}});
+    for (size_t row = 0; row < list.Of("record").size(); ++row) {
+      EXPECT_EQ(list.Of("record")[row], expected[nth + row]);
+    }
+    EXPECT_EQ(list.Of("record").size(),
+              std::min<size_t>(3, expected.size() - std::min<size_t>(expected.size(), nth)));
+  }
+}
+
+TEST_F(EventAnswersTest, MessagesAreFoundByTheirSenderAndTheirReceiver) {
+  Begin();
+  const auto send = std::find_if(events.begin(), events.end(),
+                                 [](const Event& e) { return e.type == SEND_RECORD; });
+  for (const auto& [byFrom, byTo] : {std::pair(true, false), {false, true}, {true, true}}) {
+    json filter;
+    std::vector<uint64_t> expected;
+    for (size_t i = 0; i < events.size(); ++i) {
+      const Event& e = events[i];
+      if (e.type == SEND_RECORD && (!byFrom || e.at == send->at) && (!byTo || e.to == send->to)) {
+        expected.push_back(i);
+      }
+    }
+    if (byFrom) {
+      filter["from"] = AsPair(send->at);
+    }
+    if (byTo) {
+      filter["to"] = AsPair(send->to);
+    }
+    EXPECT_EQ(List(filter, false, 7), expected);
+    EXPECT_EQ(asked->Ask({{"ask", "count"}, {"filter", filter}}).head["count"], expected.size());
+  }
+  EXPECT_EQ(
+      asked->Ask({{"ask", "count"}, {"filter", {{"from", {0, 0}}, {"place", {0, 0}}}}}).Code(),
+      "bad-question");
+}
+
+TEST_F(EventAnswersTest, DomainsAndClustersAreThoseOfTheShape) {
+  Begin();
+  const ArrayShape shape(2, 2, 4);
+  for (const auto& [words, region] :
+       {std::pair(json{{"domain", {3, 1}}}, Region::Domain(shape, 3, 1)),
+        {json{{"cluster", {1, 0}}}, Region::Cluster(shape, 1, 0)},
+        {json{{"place", {5, 6}}}, Region::Element({5, 6})}}) {
+    EventFilter filter;
+    filter.region = region;
+    EXPECT_EQ(List(words, false, 2000), Expected(events, filter)) << words.dump();
+  }
+  EXPECT_EQ(asked->Ask({{"ask", "count"}, {"filter", {{"cluster", {2, 0}}}}}).Code(),
+            "bad-question");
+}
+
+TEST_F(EventAnswersTest, WhatIsNotedOfEventsIsAskedAndTold) {
+  const NotedEvents noted = RandomNotes(random, events);
+  Begin({{".notes", NotesBytes(noted, random, 100)}});
+  const ReadAnswer all =
+      asked->Ask({{"ask", "events"}, {"from", 0}, {"count", 1000}, {"notes", true}});
+  ASSERT_EQ(all.Code(), "") << all.head.dump();
+  const std::vector<json> attributes = asked->Ask({{"ask", "trace"}}).head["attributes"];
+  ASSERT_EQ(attributes.size(), size_t{NOTE_ATTRIBUTES});
+  const std::string packet = attributes[PACKET]["name"];
+  for (size_t i = 0; i < events.size(); ++i) {
+    const std::vector<uint64_t>& values = noted.values[PACKET][i];
+    ASSERT_EQ(all.Of("has." + packet)[i], values.empty() ? 0 : 1) << i;
+    if (!values.empty()) {
+      ASSERT_EQ(all.Wide("note." + packet)[i], values[0]) << i;
+    }
+  }
+  const auto one = std::find_if(noted.values[PACKET].begin(), noted.values[PACKET].end(),
+                                [](const auto& values) { return !values.empty(); });
+  std::vector<uint64_t> expected;
+  for (size_t i = 0; i < events.size(); ++i) {
+    if (noted.values[PACKET][i] == *one) {
+      expected.push_back(i);
+    }
+  }
+  const json filter = {
+      {"notes", json::array({{{"attribute", packet}, {"value", std::to_string(one->at(0))}}})}};
+  EXPECT_EQ(List(filter, false, 5), expected);
+  EXPECT_EQ(List(filter, true, 5), expected);
+  const json head = asked->Ask({{"ask", "count"}, {"filter", filter}, {"nth", 0}}).head;
+  EXPECT_EQ(head["count"], expected.size());
+  EXPECT_EQ(head["record"], expected[0]);
+  const json unknown = {{"notes", json::array({{{"attribute", "colour"}, {"value", "1"}}})}};
+  EXPECT_EQ(asked->Ask({{"ask", "count"}, {"filter", unknown}}).Code(), "bad-question");
+}
+
+TEST_F(EventAnswersTest, WithoutNotesNothingCanBeAskedOfThem) {
+  Begin();
+  const json filter = {{"notes", json::array({{{"attribute", "packet"}, {"value", "1"}}})}};
+  EXPECT_EQ(asked->Ask({{"ask", "count"}, {"filter", filter}}).Code(), "not-there");
+}
+
+TEST_F(EventAnswersTest, TheNextEventOfAPieceIsFoundBothWays) {
+  const std::string text =
+      "fire 1 0 0 0\nsend 2 0 0 0 1 0\nswitch 3 0 4 4\nsend 4 0 1 0 0 0\nfire 5 0 1 0\n"
+      "send 6 0 1 0 1 1\nswitch 7 0 4 4\n";
+  const AskedTrace here(TraceBytes(text), {}, ArrayShape(1, 2, 4));
+  here.UntilReady();
+  const auto next = [&](const json& piece, uint64_t record, bool back) {
+    return here.Ask({{"ask", "next"}, {"piece", piece}, {"record", record}, {"back", back}})
+        .head["event"];
+  };
+  const json pe = {{"pe", {0, 0}}};
+  EXPECT_EQ(next(pe, 0, false)["record"], 0);
+  EXPECT_EQ(next(pe, 1, false)["to"], json({1, 0}));
+  EXPECT_EQ(next(pe, 2, false)["record"], 3);
+  EXPECT_TRUE(next(pe, 4, false).is_null());
+  EXPECT_EQ(next(pe, 3, true)["record"], 1);
+  const json its = {{"switch", {0, 0}}};
+  EXPECT_EQ(next(its, 0, false)["record"], 2);
+  EXPECT_EQ(next(its, 0, false)["type"], "switch");
+  EXPECT_EQ(next(its, 7, true)["record"], 6);
+  const json link = {{"link", {1, 0, "left"}}};
+  EXPECT_EQ(next(link, 0, false)["record"], 3);
+  EXPECT_TRUE(next(link, 4, false).is_null());
+  EXPECT_EQ(next({{"domain", {0, 0}}}, 4, false)["record"], 4);
+  EXPECT_EQ(here.Ask({{"ask", "next"}, {"piece", {{"pe", {8, 0}}}}, {"record", 0}}).Code(),
+            "bad-question");
+  EXPECT_EQ(here.Ask({{"ask", "next"}, {"piece", json::object()}, {"record", 0}}).Code(),
+            "bad-question");
+  EXPECT_EQ(here.Ask({{"ask", "next"}, {"piece", {{"link", {0, 0, "up"}}}}, {"record", 0}}).Code(),
+            "");
+}
+
+}  // namespace
+}  // namespace marrowfin::testing
