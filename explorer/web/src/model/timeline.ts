@@ -13,6 +13,7 @@ export class Timeline {
   readonly pointer = signal<number | undefined>(undefined);
 
   private fingerprint = '';
+  private shown: bigint | undefined;
 
   constructor(
     private readonly explorer: Explorer,
@@ -45,15 +46,20 @@ export class Timeline {
         untracked(() => this.turnTo(fingerprint, known));
       }),
       effect(() => {
-        const { cycle } = playback.now.value;
-        untracked(() => {
-          if (trace.head.value !== undefined && this.explorer.time.view.value !== undefined) {
-            this.mover.follow(cycle);
-          }
-        });
+        const picture = playback.picture.value;
+        untracked(() => this.turnPage(picture?.cycle));
       }),
     ];
     return () => ends.forEach((end) => end());
+  }
+
+  /** What is shown has moved to another cycle; what is shown first leaves the window as a link has it. */
+  private turnPage(cycle: bigint | undefined): void {
+    const moved = this.shown !== undefined && cycle !== undefined && this.shown !== cycle;
+    this.shown = cycle;
+    if (moved && this.explorer.time.view.value !== undefined) {
+      this.mover.follow(cycle);
+    }
   }
 
   /** Another trace, or another state of the same one: what was counted of it may be more now. */

@@ -1,5 +1,5 @@
 import type { ComponentChildren } from 'preact';
-import { useEffect, useRef } from 'preact/hooks';
+import { useLayoutEffect, useRef } from 'preact/hooks';
 
 import { Button } from './Button';
 import './dialog.css';
@@ -19,7 +19,8 @@ export interface DialogProps {
  */
 export function Dialog(props: DialogProps) {
   const dialog = useRef<HTMLDialogElement>(null);
-  useEffect(() => {
+  // Before the next key is pressed: what is typed at once belongs here already.
+  useLayoutEffect(() => {
     const element = dialog.current;
     element?.showModal();
     return () => element?.close();

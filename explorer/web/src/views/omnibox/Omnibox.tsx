@@ -1,5 +1,5 @@
 import { useComputed, useSignal } from '@preact/signals';
-import { useEffect, useMemo, useRef } from 'preact/hooks';
+import { useEffect, useLayoutEffect, useMemo, useRef } from 'preact/hooks';
 
 import { counted } from '../../base/words';
 import { AnswerFeed } from '../../model/answerFeed';
@@ -149,7 +149,7 @@ export function Omnibox({ begun, onClose }: { readonly begun: string; readonly o
       ? commandResults(page, text.value.slice(1))
       : findResults(page, text.value, names.fed.value?.answer.head),
   );
-  useEffect(() => {
+  useLayoutEffect(() => {
     input.current?.focus();
     input.current?.setSelectionRange(begun.length, begun.length);
   }, []);

@@ -1,0 +1,134 @@
+// A server on traces of its own, and a browser that looks at it: what all tests of the page share.
+//
+// MARROWFIN_EXPLORER and MARROWFIN_TRACE name the programs, MARROWFIN_MODULES the folder of
+// node_modules. Everything that a browser complains of fails the test that opened the page.
+
+import assert from 'node:assert/strict';
+import { execFileSync, spawn } from 'node:child_process';
+import { mkdtempSync, readFileSync, rmSync } from 'node:fs';
+import { createRequire } from 'node:module';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+
+const modules = process.env.MARROWFIN_MODULES ?? join(import.meta.dirname, '../..');
+const require = createRequire(join(modules, 'package.json'));
+const { chromium } = require('playwright-core');
+const axe = readFileSync(require.resolve('axe-core/axe.min.js'), 'utf8');
+
+const folder = mkdtempSync(join(tmpdir(), 'marrowfin-page-'));
+export const file = (name) => join(folder, name);
+
+/** Runs the trace tool; what it makes lies in the folder of this run. */
+export const tool = (...args) => execFileSync(process.env.MARROWFIN_TRACE, args, { cwd: folder });
+
+/** A trace of four threads on 4 x 4 clusters, made up. */
+export function synth(name, records = 200_000) {
+  tool('synth', '-o', name, '--records', String(records), '-c', '4', '-d', '2', '-p', '4');
+  return file(name);
+}
+
+/** Starts the server; `link` is what it prints. */
+export async function serve(...args) {
+  const server = spawn(process.env.MARROWFIN_EXPLORER, [...args, '--no-browser', '--port', '0'], {
+    cwd: folder,
+    stdio: ['ignore', 'pipe', 'inherit'],
+  });
+  const link = await new Promise((resolve, reject) => {
+    let text = '';
+    server.stdout.on('data', (bytes) => {
+      text += bytes;
+      const found = /http:\/\/\S+/.exec(text);
+      if (found !== null) {
+        resolve(found[0]);
+      }
+    });
+    server.on('exit', (code) => reject(new Error(`the server ended with ${code}`)));
+  });
+  return { link, end: () => server.kill('SIGTERM') };
+}
+
+let browser;
+
+/** One browser for all tests of a file. */
+export async function launch() {
+  const program = execFileSync('/bin/sh', ['-c', 'command -v chromium'], { encoding: 'utf8' }).trim();
+  browser = await chromium.launch({ executablePath: program, chromiumSandbox: process.getuid() !== 0 });
+}
+
+export async function leave(...servers) {
+  await browser?.close();
+  servers.forEach((server) => server?.end());
+  rmSync(folder, { recursive: true, force: true });
+}
+
+// A driver that draws in software tells how slow that is; it is no complaint of the page.
+const isOfTheDriver = (text) => text.includes('GL Driver Message');
+
+/**
+ * Opens the page and waits until it rests. `hash` is the view, `text` the size of text in per cent,
+ * `theme` light or dark.
+ */
+export async function open(link, { hash = '', width = 1600, height = 1000, theme = 'light', text = 100, ratio = 1 } = {}) {
+  const context = await browser.newContext({
+    viewport: { width, height },
+    deviceScaleFactor: ratio,
+    colorScheme: theme,
+    reducedMotion: 'reduce',
+    permissions: ['clipboard-read', 'clipboard-write'],
+  });
+  const page = await context.newPage();
+  page.complaints = [];
+  page.on('console', (message) => {
+    if (!isOfTheDriver(message.text())) {
+      page.complaints.push(`console: ${message.text()}`);
+    }
+  });
+  page.on('pageerror', (error) => page.complaints.push(`error: ${error.stack}`));
+  if (text !== 100) {
+    await page.addInitScript((percent) => {
+      document.addEventListener('DOMContentLoaded', () => {
+        document.documentElement.style.fontSize = `${percent}%`;
+      });
+    }, text);
+  }
+  await page.goto(`${link}#${hash}`);
+  await page.waitForFunction(() => window.explorer?.state.records > 0);
+  await rest(page);
+  return page;
+}
+
+/** Until nothing is asked, fetched or drawn any more. */
+export const rest = (page) => page.evaluate(() => window.explorer.idle());
+export const state = (page) => page.evaluate(() => ({ ...window.explorer.state }));
+
+/** The fields of the view's address. */
+export const view = async (page) => Object.fromEntries(new URLSearchParams((await state(page)).hash.slice(1)));
+
+export async function close(page) {
+  assert.deepEqual(page.complaints, []);
+  await page.context().close();
+}
+
+/** What stands in the way of some people; nothing should. */
+export async function barriers(page) {
+  await page.evaluate(axe);
+  const found = await page.evaluate(() => window.axe.run());
+  return found.violations.map(
+    (one) => `${one.id}: ${one.nodes.map((node) => `${node.target.join(' ')} ${node.failureSummary}`).join(', ')}`,
+  );
+}
+
+/** Words that are cut off, and elements that reach out of the window. */
+export const cutOff = (page) =>
+  page.evaluate(() =>
+    [...document.querySelectorAll('button, h1, h2, h3, dt, dd, th, span, label, p')]
+      .filter((element) => element.checkVisibility({ checkVisibilityCSS: true }) && element.textContent.trim() !== '')
+      .filter((element) => {
+        const box = element.getBoundingClientRect();
+        const style = getComputedStyle(element);
+        const unseen = element.closest('.unseen, [aria-hidden="true"]') !== null;
+        const cut = element.scrollWidth > element.clientWidth + 1 && style.overflowX === 'hidden' && style.textOverflow === 'clip';
+        return !unseen && box.width > 0 && (cut || box.right > innerWidth + 1);
+      })
+      .map((element) => `${element.tagName.toLowerCase()}.${element.className}: ${element.textContent.trim().slice(0, 40)}`),
+  );
