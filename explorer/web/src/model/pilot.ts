@@ -185,14 +185,17 @@ export class Pilot {
     }
   }
 
-  /** Asks for the moment in the reading that is now shown; the cycle stays the same. */
-  private turnTo(reading: Reading): void {
+  /** Asks for the wanted moment in a reading; of one that is known by its cycle, for the step too. */
+  turnTo(reading: Reading): void {
     const { playback } = this.explorer;
     const shown = playback.picture.peek();
-    if (reading === 'viewer' && shown !== undefined && shown.reading !== reading) {
-      void this.goWhen({ reading: 'natural', cycle: String(shown.cycle) });
+    const wanted = playback.wanted.peek();
+    const same = shown?.step === wanted.step && shown.cycle === wanted.cycle;
+    const unknown = wanted.step < 0 || (same && shown.reading !== reading);
+    if (reading === 'viewer' && unknown) {
+      void this.goWhen({ reading: 'natural', cycle: String(wanted.cycle) });
     } else {
-      this.goTo(playback.wanted.peek());
+      this.goTo(wanted);
     }
   }
 

@@ -60,6 +60,6 @@ export function applyHash(explorer: Explorer, hash: string): void {
   playback.speed.value = fields.speed === undefined || fields.speed === 0 ? 10 : fields.speed;
   playback.loop.value = fields.loop ?? false;
   if (fields.cycle !== undefined || fields.step !== undefined) {
-    playback.wanted.value = { step: fields.step ?? 0, cycle: fields.cycle ?? 0n };
+    playback.wanted.value = { step: fields.step ?? -1, cycle: fields.cycle ?? 0n };
   }
 }

@@ -24,7 +24,7 @@ export function followAddress(explorer: Explorer): () => void {
   const change = () => {
     if (location.hash !== written) {
       applyHash(explorer, location.hash);
-      explorer.pilot.goTo(explorer.playback.wanted.peek());
+      explorer.pilot.turnTo(explorer.view.reading.peek());
     }
   };
   window.addEventListener('hashchange', change);

@@ -50,7 +50,7 @@ test('A link brings back the whole view', async () => {
 
   const other = await openSmall();
   applyHash(other.explorer, hash);
-  other.explorer.pilot.goTo(other.explorer.playback.wanted.value);
+  other.explorer.pilot.turnTo('natural');
   await settled(other.explorer);
   expect(viewHash(other.explorer)).toBe(hash);
   expect(other.explorer.playback.picture.value?.step).toBe(42);
@@ -59,4 +59,20 @@ test('A link brings back the whole view', async () => {
 test('A view as it is at first needs no words but the moment', async () => {
   const { explorer } = await openSmall();
   expect(viewHash(explorer)).toBe('#cycle=0');
+});
+
+test('A link to a step of the viewer is followed also where the other reading is shown', async () => {
+  const { explorer } = await openSmall();
+  applyHash(explorer, '#reading=viewer&step=31');
+  explorer.pilot.turnTo('viewer');
+  await settled(explorer);
+  expect(explorer.playback.picture.value).toMatchObject({ reading: 'viewer', step: 31 });
+});
+
+test('A link to a cycle is followed in the reading of the viewer', async () => {
+  const { explorer } = await openSmall();
+  applyHash(explorer, '#reading=viewer&cycle=250');
+  explorer.pilot.turnTo('viewer');
+  await settled(explorer);
+  expect(explorer.playback.picture.value).toMatchObject({ reading: 'viewer', step: 25, cycle: 250n });
 });
