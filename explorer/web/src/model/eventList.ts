@@ -146,14 +146,14 @@ export class EventList {
     return rows;
   }
 
-  private async ask(more: Partial<Questions['count']>, stop?: AbortSignal) {
+  private async ask(more: Partial<Questions['count']>) {
     const { engine, trace } = this.explorer;
     const shape = trace.shape.peek();
     if (shape === undefined) {
       return undefined;
     }
     const question = { filter: this.filter.peek(), shape, ...more };
-    return engine.ask(trace.fingerprint.peek(), 'count', question, stop === undefined ? {} : { signal: stop });
+    return engine.ask(trace.fingerprint.peek(), 'count', question);
   }
 
   private turnTo(key: string): void {
@@ -206,13 +206,13 @@ export class EventList {
     }
   }
 
-  /** The record from which a page begins: known, or told by the page before, or counted. */
-  private async startOf(page: number, stop: AbortSignal): Promise<number | undefined> {
+  /** Where a page begins: at a record that is known, or at a match that the engine counts to. */
+  private startOf(page: number): { readonly from: number } | { readonly nth: number } {
     if (page === 0 || isAll(this.filter.peek())) {
-      return page * PAGE;
+      return { from: page * PAGE };
     }
     const before = this.pages.get(page - 1)?.next;
-    return before ?? (await this.ask({ nth: page * PAGE }, stop))?.head.record ?? undefined;
+    return before === undefined ? { nth: page * PAGE } : { from: before };
   }
 
   private async fetch(page: number, stop: AbortSignal): Promise<void> {
@@ -220,11 +220,10 @@ export class EventList {
     const { engine, trace } = this.explorer;
     const shape = trace.shape.peek();
     try {
-      const from = await this.startOf(page, stop);
-      if (from === undefined || shape === undefined || key !== this.key) {
+      if (shape === undefined || key !== this.key) {
         return;
       }
-      const question = { filter: this.filter.peek(), shape, from, count: PAGE };
+      const question = { filter: this.filter.peek(), shape, ...this.startOf(page), count: PAGE };
       const answer = await engine.ask(trace.fingerprint.peek(), 'events', question, { signal: stop });
       if (key === this.key) {
         this.pages.set(page, pageOf(answer));

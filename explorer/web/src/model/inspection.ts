@@ -83,7 +83,7 @@ export class Inspection {
       return undefined;
     }
     const { record } = selected;
-    return { filter: { records: [record, record + 1] }, shape, from: record, count: 1 };
+    return { filter: { records: [record, record + 1] }, shape, from: record, count: 1, notes: this.explorer.trace.head.value?.attributes.length !== 0 };
   }
 
   private heatQuestion(what: Questions['heat']['what']): Questions['heat'] | undefined {

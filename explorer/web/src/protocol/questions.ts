@@ -32,6 +32,9 @@ export interface Filter {
   readonly rect?: readonly [number, number, number, number];
   readonly domain?: PlacePair;
   readonly cluster?: PlacePair;
+  /** Of messages. */
+  readonly from?: PlacePair;
+  readonly to?: PlacePair;
   readonly notes?: readonly NoteFilter[];
 }
 
@@ -70,7 +73,16 @@ export interface Questions {
   counter: Bins & { readonly counter: string; readonly place?: PlacePair };
   heat: Span & { readonly shape: Shape; readonly what: HeatOf };
   links: Span & { readonly shape: Shape };
-  events: { readonly filter: Filter; readonly shape: Shape; readonly from: number; readonly count: number; readonly back?: boolean };
+  /** From a record on, or from the nth match; with `notes` each attribute is a column. */
+  events: {
+    readonly filter: Filter;
+    readonly shape: Shape;
+    readonly from?: number;
+    readonly nth?: number;
+    readonly count: number;
+    readonly back?: boolean;
+    readonly notes?: boolean;
+  };
   count: { readonly filter: Filter; readonly shape: Shape; readonly before?: number; readonly nth?: number };
   piece: Moment & { readonly piece: Piece; readonly shape: Shape };
   next: { readonly piece: Piece; readonly record: number; readonly back?: boolean; readonly filter?: Filter; readonly shape: Shape };

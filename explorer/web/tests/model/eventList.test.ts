@@ -25,16 +25,16 @@ const matches = (filter: Filter) =>
 function engineOf() {
   return new FakeEngine({
     when: () => ({ head: { record: 3000, step: 1, cycle: '1', naturalStep: 1 } }),
-    count: ({ filter, nth, before }) => ({
+    count: ({ filter, before }) => ({
       head: {
         count: matches(filter),
         exact: true,
-        ...(nth === undefined ? {} : { record: nth * (isSparse(filter) ? 3 : 1) }),
         ...(before === undefined ? {} : { before: before / 3 }),
       },
     }),
-    events: ({ filter, from, count }) => {
+    events: ({ filter, from: first, nth, count }) => {
       const step = isSparse(filter) ? 3 : 1;
+      const from = first ?? (nth ?? 0) * step;
       const n = Math.min(count, Math.ceil((RECORDS - from) / step));
       const record = Float64Array.from({ length: n }, (_, i) => from + i * step);
       return {
@@ -97,7 +97,8 @@ describe('the list of events', () => {
     list.wantRows(101 * PAGE, 101 * PAGE + 30);
     await settled();
     expect(list.row(101 * PAGE)?.record).toBe(303 * PAGE);
-    expect(engine.asked.filter(({ ask }) => ask === 'count').length).toBe(2);
+    const asked = engine.asked.filter(({ ask }) => ask === 'events').map(({ question }) => question);
+    expect(asked).toMatchObject([{ nth: 100 * PAGE }, { from: 303 * PAGE }]);
   });
 
   it('forgets its rows with another filter', async () => {

@@ -65,7 +65,9 @@ function Advice({ list, take }: { readonly list: EventList; readonly take: (text
   const { suggestion } = word;
   return (
     <p class="filter-advice" role="status">
-      {word.trouble}{' '}
+      <span>
+        {(word.trouble ?? '').split('`').map((part, i) => (i % 2 === 0 ? part : <code key={i}>{part}</code>))}
+      </span>
       {suggestion === undefined ? null : (
         <button type="button" class="filter-choice" onClick={() => take(withWord(words, index, suggestion))}>
           {suggestion}

@@ -1,6 +1,7 @@
 import { counted, rangeText, thousands } from '../../base/words';
 import { columnsOf, rowsOf } from '../../base/shape';
 import type { CycleSpan } from '../../model/timeStore';
+import type { Attribute } from '../../protocol/answers';
 import { EVENT_TYPES } from '../../protocol/questions';
 import { Button } from '../../widgets/Button';
 import { Keys } from '../../widgets/Keys';
@@ -114,6 +115,15 @@ export function RangeView({ range }: { readonly range: CycleSpan }) {
   );
 }
 
+/** What the companion notes of an event: a column for each attribute, and one that tells whether it has it. */
+function notesOf(columns: object, attributes: readonly Attribute[]): readonly (readonly [string, string])[] {
+  const lists = columns as Readonly<Record<string, ArrayLike<number | bigint> | undefined>>;
+  return attributes.flatMap(({ name, names }) => {
+    const value = lists[`has.${name}`]?.[0] === 1 ? lists[`note.${name}`]?.[0] : undefined;
+    return value === undefined ? [] : [[name, names?.[String(value)] ?? thousands(value)] as const];
+  });
+}
+
 /** One event of the trace. */
 export function RecordView({ record }: { readonly record: number }) {
   const { inspection, explorer } = usePage();
@@ -159,6 +169,12 @@ export function RecordView({ record }: { readonly record: number }) {
               </dd>
             </div>
           ) : null}
+          {notesOf(columns, explorer.trace.head.value?.attributes ?? []).map(([name, value]) => (
+            <div key={name}>
+              <dt>{name}</dt>
+              <dd>{value}</dd>
+            </div>
+          ))}
         </dl>
       )}
     </>
