@@ -20,8 +20,9 @@ export const binsAsked = (span: BucketSpan) => ({
 
 const laneKey = (lane: Lane): string => JSON.stringify(lane);
 
-/** The last cycle of buckets of which only the first cycles are told. */
-const lastOf = (span: BucketSpan): bigint => span.first + BigInt(span.bins) * bucketCycles(span) - 1n;
+/** The last cycle of buckets: that which is told, else that which was asked for. */
+const lastOf = (span: BucketSpan, last: string | undefined): bigint =>
+  last === undefined ? span.first + BigInt(span.bins) * bucketCycles(span) - 1n : BigInt(last);
 
 /** All that the timeline shows of the trace, fetched as its window moves. */
 export class TimeFeeds {
@@ -111,8 +112,8 @@ export class TimeFeeds {
     const fingerprint = trace.fingerprint.peek();
     if ('counter' in lane) {
       const question = { ...binsAsked(span), counter: lane.counter };
-      const { columns } = await engine.ask(fingerprint, 'counter', question, { signal: stop });
-      return { band: { ...columns, buckets: bucketsOf(columns.first, lastOf(span)) } };
+      const { head, columns } = await engine.ask(fingerprint, 'counter', question, { signal: stop });
+      return { band: { ...columns, buckets: bucketsOf(columns.first, lastOf(span, head.last)) } };
     }
     const shape = trace.shape.peek();
     if (shape === undefined) {
@@ -123,6 +124,7 @@ export class TimeFeeds {
   }
 }
 
-function ticksOfAnswer({ columns }: Answer<'lane'>, span: BucketSpan): TickData {
-  return { count: columns.count, thread: columns.thread, buckets: bucketsOf(columns.first, lastOf(span)) };
+function ticksOfAnswer({ head, columns }: Answer<'lane'>, span: BucketSpan): TickData {
+  const buckets = bucketsOf(columns.first, lastOf(span, head.last));
+  return { count: columns.count, thread: columns.thread, buckets };
 }

@@ -8,6 +8,8 @@ export interface FaultOfTrace {
   readonly file?: string;
   readonly place?: string;
   readonly remedy?: string;
+  /** Where the trace ends before its time. */
+  readonly record?: number;
 }
 
 export interface ThreadName {
@@ -180,11 +182,11 @@ export interface Answers {
     columns: { first: BigUint64Array; count: Float64Array; worst?: Float64Array; worstCycles?: Float64Array };
   };
   lane: {
-    head: { readonly kind?: string };
+    head: { readonly kind?: string; readonly last?: Digits };
     columns: { first: BigUint64Array; count: Float64Array; thread: Uint8Array };
   };
   counter: {
-    head: object;
+    head: { readonly last?: Digits };
     columns: { first: BigUint64Array; min: Float64Array; mean: Float64Array; max: Float64Array };
   };
   heat: {
@@ -196,7 +198,10 @@ export interface Answers {
       readonly mesh: { readonly columns: number; readonly rows: number; readonly of: 'elements' | 'clusters' };
       readonly highest: number;
       readonly end: number;
+      /** What a link can take, in `unit`; loads are shares of it. */
+      readonly capacity?: number;
       readonly unit: string;
+      readonly links?: number;
       readonly fullest: readonly LinkOfHead[];
       readonly histogram: readonly number[];
     };

@@ -9,8 +9,9 @@ import { mkdtempSync, readFileSync, rmSync } from 'node:fs';
 import { createRequire } from 'node:module';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
+import { fileURLToPath } from 'node:url';
 
-const modules = process.env.MARROWFIN_MODULES ?? join(import.meta.dirname, '../..');
+const modules = process.env.MARROWFIN_MODULES ?? fileURLToPath(new URL('../..', import.meta.url));
 const require = createRequire(join(modules, 'package.json'));
 const { chromium } = require('playwright-core');
 const axe = readFileSync(require.resolve('axe-core/axe.min.js'), 'utf8');

@@ -33,11 +33,13 @@ export function LinkSection({ link }: { readonly link: readonly [number, number,
   const scale = Math.max(head.highest, 1e-9);
   return (
     <>
-      <Section title={`Cycles ${rangeText(span.first, span.last)}`} aside={`rank ${fuller + 1} of ${used} used`}>
+      <Section title={`Cycles ${rangeText(span.first, span.last)}`} aside={`rank ${fuller + 1} of ${head.links ?? used} links`}>
         <dl class="numbers">
           <NumberRow name="Load" value={`${rounded(100 * load)} %`} share={load / scale} />
         </dl>
-        <p class="inspector-note">of {head.unit}</p>
+        <p class="inspector-note">
+          of {rounded(head.capacity ?? 1)} {head.unit}
+        </p>
       </Section>
       <Section title="Fullest directions">
         <ul class="piece-rows">

@@ -88,9 +88,10 @@ export function RangeView({ range }: { readonly range: CycleSpan }) {
   const rows: readonly [string, number | undefined][] = [
     ['Fires', head && numberIn(head, 'fires')],
     ['Fires a cycle', head && numberIn(head, 'firesPerCycle')],
-    ['Messages', head && (numberIn(head, 'sends') ?? numberIn(head, 'messages'))],
-    ['Transmissions', head && (numberIn(head, 'switches') ?? numberIn(head, 'transmissions'))],
-    ['Hops of a message, mean', head && numberIn(head, 'distance', 'mean')],
+    ['Most fires in a cycle', head && numberIn(head, 'peakFires')],
+    ['Messages', head && numberIn(head, 'sends')],
+    ['Transmissions', head && numberIn(head, 'switchTransmissions')],
+    ['Distance of messages, mean', head && numberIn(head, 'distance', 'mean')],
     ['PEs that never fire', head && numberIn(head, 'elements', 'never')],
   ];
   return (

@@ -1,3 +1,4 @@
+import type { PlacePair } from '../../base/place';
 import { thousands } from '../../base/words';
 import { touchedText } from '../../model/hover';
 import type { Answers, Neighbour, Touched } from '../../protocol/answers';
@@ -70,6 +71,15 @@ const OTHERS: Readonly<Record<string, string>> = { pe: 'PE', switch: 'switch', d
 function Whole({ head, piece }: { readonly head: PieceHead; readonly piece: Piece }) {
   const { whole } = head;
   const { average } = whole;
+  if ('link' in piece) {
+    return (
+      <Section title="Whole run">
+        <dl class="numbers">
+          <NumberRow name="Messages" value={whole.sends} />
+        </dl>
+      </Section>
+    );
+  }
   const isSwitch = 'switch' in piece;
   const [value, usual, name] = isSwitch
     ? [whole.transmissions, average.transmissions, 'Transmissions']
@@ -87,8 +97,17 @@ function Whole({ head, piece }: { readonly head: PieceHead; readonly piece: Piec
   );
 }
 
-function Neighbours({ neighbours }: { readonly neighbours: readonly Neighbour[] }) {
+/** The units that a piece exchanges messages with are of its own level. */
+function likeOf(piece: Piece, place: PlacePair): Piece {
+  if ('cluster' in piece) {
+    return { cluster: place };
+  }
+  return 'domain' in piece ? { domain: place } : { pe: place };
+}
+
+function Neighbours(props: { readonly piece: Piece; readonly neighbours: readonly Neighbour[] }) {
   const { explorer } = usePage();
+  const { neighbours } = props;
   const most = Math.max(1, ...neighbours.map((one) => one.messages));
   return (
     <Section title="Neighbours with traffic" aside="messages">
@@ -97,8 +116,8 @@ function Neighbours({ neighbours }: { readonly neighbours: readonly Neighbour[] 
           <PieceRow
             key={one.direction + String(one.place)}
             before={one.direction}
-            name={`PE ${one.place[0]},${one.place[1]}${nameBehind(explorer, one.place)}`}
-            piece={{ pe: one.place }}
+            name={titleOf(likeOf(props.piece, one.place)) + ('pe' in props.piece ? nameBehind(explorer, one.place) : '')}
+            piece={likeOf(props.piece, one.place)}
             share={one.messages / most}
             value={thousands(one.messages)}
           />
@@ -127,9 +146,11 @@ export function PieceView({ piece }: { readonly piece: Piece }) {
       {head === undefined || isLarge(piece) ? null : <Shows head={head} piece={piece} />}
       {'link' in piece ? <LinkSection link={piece.link} /> : null}
       {isLarge(piece) ? <UnitSections piece={piece} /> : null}
-      {head === undefined || 'link' in piece ? null : <Whole head={head} piece={piece} />}
+      {head === undefined ? null : <Whole head={head} piece={piece} />}
       {head === undefined ? null : <Around events={head.around} />}
-      {head === undefined || head.neighbours.length === 0 ? null : <Neighbours neighbours={head.neighbours} />}
+      {head === undefined || head.neighbours.length === 0 ? null : (
+        <Neighbours piece={piece} neighbours={head.neighbours} />
+      )}
     </>
   );
 }

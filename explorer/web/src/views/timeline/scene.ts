@@ -2,6 +2,7 @@ import { computed, signal, type ReadonlySignal } from '@preact/signals';
 
 import { stripRows, type StripRows } from '../../base/stripRows';
 import { windowOf, type TimeWindow } from '../../base/timeScale';
+import { thousands } from '../../base/words';
 import type { StripColours } from '../../gl/strips/strip';
 import type { Activity } from '../../model/activity';
 import type { Mark } from '../../model/markStore';
@@ -155,8 +156,6 @@ function readShare(indexed: { readonly done: number; readonly all: number } | nu
   return indexed && indexed.all > 0 ? Math.min(1, Math.max(0.02, indexed.done / indexed.all)) : 1;
 }
 
-function tornText(head: { readonly end: unknown; readonly records: number } | undefined): string | undefined {
-  return head === undefined || head.end === null || head.end === undefined
-    ? undefined
-    : `record ${head.records.toLocaleString('en-GB')}`;
+function tornText(head: { readonly end: { readonly record?: number } | null; readonly records: number } | undefined) {
+  return head?.end ? `record ${thousands(head.end.record ?? head.records)}` : undefined;
 }
