@@ -172,6 +172,30 @@ TEST_F(ToldCausesTest, WhatTheRunTellsIsBelievedAgainstAnyGuess) {
   EXPECT_EQ(found->counts.unused, 1U);
 }
 
+TEST_F(ToldCausesTest, KindsOfWorkAreToldApartInTheOrderInWhichTheyComeAndTheLastOnesShareANumber) {
+  const NameNote kind = run.recorder.DeclareName(KIND_ATTRIBUTE);
+  std::vector<NamedValue> kinds;
+  for (const char* name : {"a", "b", "c", "d", "e", "f", "g", "h", "i"}) {
+    kinds.push_back(run.recorder.DeclareValue(kind, name));
+  }
+  auto fire = [&, cycle = uint64_t{0}](size_t which) mutable {
+    run.recorder.Fire(++cycle, 0, A);
+    run.recorder.Note(kinds[which]);
+  };
+  run.recorder.Fire(0, 0, A);
+  for (const size_t which : {2, 0, 2, 0, 8, 1, 3, 4, 5, 6, 7, 8, 2}) {
+    fire(which);
+  }
+  CausesOf();
+  ASSERT_TRUE(found);
+  std::vector<uint32_t> works;
+  CausalGraph::Reader reader(found->graph);
+  for (uint64_t record = 0; record < found->graph.Records(); ++record) {
+    works.push_back(reader.Read(record).work);
+  }
+  EXPECT_THAT(works, ElementsAre(0, 1, 2, 1, 2, 3, 4, 5, 6, 7, 7, 7, 3, 1));
+}
+
 TEST_F(ToldCausesTest, ConsumedRecordsThatAreNoMessagesAreCountedAndNotBelieved) {
   const RecordNumber fire = run.recorder.Fire(1, 0, A);
   const RecordNumber send = run.recorder.Send(1, 0, A, B);

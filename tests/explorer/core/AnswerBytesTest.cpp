@@ -106,5 +106,24 @@ TEST(RefusalTest, EveryFaultOfTheEngineHasACodeThatPagesKnow) {
   }
 }
 
+TEST(RefusalTest, EveryCodeHasTheNameThatProgramsSwitchOn) {
+  const std::vector<std::pair<Refusal::Code, std::string>> names = {
+      {Refusal::BAD_QUESTION, "bad-question"},
+      {Refusal::TOO_LARGE, "too-large"},
+      {Refusal::NO_SUCH_TRACE, "no-such-trace"},
+      {Refusal::CHANGED, "changed"},
+      {Refusal::NOT_INDEXED_YET, "not-indexed-yet"},
+      {Refusal::OUT_OF_RANGE, "out-of-range"},
+      {Refusal::DAMAGED, "damaged"},
+      {Refusal::UNREADABLE, "unreadable"},
+      {Refusal::BUSY, "busy"},
+      {Refusal::CANCELLED, "cancelled"},
+      {Refusal::TOO_MUCH, "too-much"},
+      {Refusal::NOT_THERE, "not-there"}};
+  for (const auto& [code, name] : names) {
+    EXPECT_EQ(RefusalName(code), name);
+  }
+}
+
 }  // namespace
 }  // namespace marrowfin::testing
