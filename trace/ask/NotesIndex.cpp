@@ -80,10 +80,15 @@ bool HasSum(const NotesFile& notes, const NotesEntry& block, const NoteEntryMark
   return sum && *sum == mark.sum;
 }
 
-// Whether the first blocks of a notes file lie where those of the tables did.
+// Whether the first blocks of a notes file are of the kinds of those of the tables, and lie where
+// those did.
 bool BeginsWith(const NotesFile& notes, const NoteTables& tables) {
   const auto blocks = notes.Blocks();
+  const auto isNotes = [](const NotesEntry& block) { return block.kind == NotesBlockKind::NOTES; };
   return tables.entries.size() <= blocks.size() &&
+         std::count_if(blocks.begin(),
+                       blocks.begin() + static_cast<ptrdiff_t>(tables.entries.size()),
+                       isNotes) == static_cast<ptrdiff_t>(tables.blocks.size()) &&
          std::equal(
              tables.entries.begin(), tables.entries.end(), blocks.begin(),
              [](const NoteEntryMark& a, const NotesEntry& b) { return a.offset == b.offset; });
