@@ -85,13 +85,17 @@ struct marrowfin_trace_bytes {
   size_t room;
 };
 
-/* The values of an attribute in the block of notes that is being filled. */
+/* The values of an attribute in the block of notes that is being filled, as they will stand in it.
+ */
 struct marrowfin_trace_column {
   int type;
-  uint64_t* values;    /* doubles as their bits */
-  uint32_t* positions; /* of the records that have them, within the block */
-  size_t size;
-  size_t room;
+  struct marrowfin_trace_bytes values;
+  struct marrowfin_trace_bytes positions; /* of the records that have them; empty while all do */
+  uint32_t size;                          /* how many values */
+  uint32_t last_position;
+  size_t last_begin; /* byte at which the last value begins */
+  uint64_t last;     /* and what it is */
+  uint64_t before;   /* and the one before it */
 };
 
 /* A block of the notes file, for the table at its end. */
@@ -155,7 +159,6 @@ struct marrowfin_trace {
   struct marrowfin_trace_bytes part; /* of a column of it */
   uint64_t block_first;
   uint32_t block_records;
-  uint64_t* block_cycles;
   uint64_t block_print;
   size_t block_values; /* in all columns */
   struct marrowfin_trace_sample* samples;
@@ -163,7 +166,7 @@ struct marrowfin_trace {
   struct marrowfin_trace_block* blocks;
   size_t block_count;
   size_t block_room;
-  uint32_t crc_table[256];
+  uint32_t crc_tables[8][256];
   struct marrowfin_trace_bytes about[MARROWFIN_TRACE_PARTS]; /* see marrowfin_trace_part */
   int about_changed;
   uint64_t first_print; /* of the first records */
@@ -246,8 +249,15 @@ static inline unsigned char* marrowfin_trace_put32(unsigned char* bytes, uint32_
   return bytes + 4;
 }
 
-/* Seven bits a byte, the lowest first; at most 10 bytes. */
+/* Seven bits a byte, the lowest first; at most 10 bytes. Whether there are one or two of them, as
+ * mostly, no processor can foresee, so these take the same steps: two are there to be written. */
 static inline unsigned char* marrowfin_trace_put_varint(unsigned char* bytes, uint64_t value) {
+  if (value < 0x4000) {
+    const unsigned more = value >= 0x80;
+    bytes[0] = (unsigned char)(value | more << 7);
+    bytes[1] = (unsigned char)(value >> 7);
+    return bytes + 1 + more;
+  }
   while (value >= 0x80) {
     *bytes++ = (unsigned char)(value | 0x80);
     value >>= 7;
@@ -413,25 +423,40 @@ static inline uint64_t marrowfin_trace_mix(uint64_t print, uint64_t word) {
 
 #define MARROWFIN_TRACE_NO_PRINT UINT64_C(0xCBF29CE484222325)
 
+/* Eight bytes at a time: table n tells what a byte makes of the sum with n bytes behind it. */
 static inline uint32_t marrowfin_trace_crc(const struct marrowfin_trace* trace, uint32_t crc,
                                            const unsigned char* data, size_t size) {
-  size_t i;
+  const uint32_t(*tables)[256] = trace->crc_tables;
   crc = ~crc;
-  for (i = 0; i < size; ++i) {
-    crc = trace->crc_table[(crc ^ data[i]) & 0xFF] ^ crc >> 8;
+  for (; size >= 8; data += 8, size -= 8) {
+    crc ^= (uint32_t)data[0] | (uint32_t)data[1] << 8 | (uint32_t)data[2] << 16 |
+           (uint32_t)data[3] << 24;
+    crc = tables[7][crc & 0xFF] ^ tables[6][crc >> 8 & 0xFF] ^ tables[5][crc >> 16 & 0xFF] ^
+          tables[4][crc >> 24] ^ tables[3][data[4]] ^ tables[2][data[5]] ^ tables[1][data[6]] ^
+          tables[0][data[7]];
+  }
+  for (; size > 0; ++data, --size) {
+    crc = tables[0][(crc ^ *data) & 0xFF] ^ crc >> 8;
   }
   return ~crc;
 }
 
-static inline void marrowfin_trace_make_crc_table(struct marrowfin_trace* trace) {
+static inline void marrowfin_trace_make_crc_tables(struct marrowfin_trace* trace) {
   uint32_t i;
   int bit;
+  int behind;
   for (i = 0; i < 256; ++i) {
     uint32_t crc = i;
     for (bit = 0; bit < 8; ++bit) {
       crc = (crc & 1) != 0 ? UINT32_C(0xEDB88320) ^ crc >> 1 : crc >> 1;
     }
-    trace->crc_table[i] = crc;
+    trace->crc_tables[0][i] = crc;
+  }
+  for (i = 0; i < 256; ++i) {
+    for (behind = 1; behind < 8; ++behind) {
+      const uint32_t crc = trace->crc_tables[behind - 1][i];
+      trace->crc_tables[behind][i] = trace->crc_tables[0][crc & 0xFF] ^ crc >> 8;
+    }
   }
 }
 
@@ -486,52 +511,92 @@ static inline int marrowfin_trace_write_declarations(struct marrowfin_trace* tra
   return trace->error;
 }
 
-/* The values of a column as they stand in a block. */
-static inline void marrowfin_trace_encode_values(struct marrowfin_trace* trace,
-                                                 const struct marrowfin_trace_column* column,
-                                                 struct marrowfin_trace_bytes* bytes) {
-  uint64_t before = 0;
+/* Adds the next value of a column. The block has been counted up to its record, whose cycle is the
+ * last one. */
+static inline int marrowfin_trace_add_value(struct marrowfin_trace* trace,
+                                            struct marrowfin_trace_column* column, uint64_t value) {
+  struct marrowfin_trace_bytes* bytes = &column->values;
   unsigned char* end;
-  size_t i;
-  if (marrowfin_trace_reserve(trace, bytes, 10 * column->size) != 0) {
-    return;
+  if (bytes->room - bytes->size < 10 && marrowfin_trace_reserve(trace, bytes, 10) != 0) {
+    return trace->error;
   }
+  column->last_begin = bytes->size;
   end = bytes->data + bytes->size;
-  for (i = 0; i < column->size; ++i) {
-    const uint64_t value = column->values[i];
-    switch (column->type) {
-      case MARROWFIN_TRACE_REAL:
-        end = marrowfin_trace_put(end, value, 8);
-        break;
-      case MARROWFIN_TRACE_CYCLE:
-        end = marrowfin_trace_put_varint(
-            end, marrowfin_trace_signed(trace->block_cycles[column->positions[i]] - value));
-        break;
-      case MARROWFIN_TRACE_RECORDS:
-        end = marrowfin_trace_put_varint(end, trace->block_first + column->positions[i] - value);
-        break;
-      default:
-        end = marrowfin_trace_put_varint(end, marrowfin_trace_signed(value - before));
-        before = value;
-        break;
-    }
+  switch (column->type) {
+    case MARROWFIN_TRACE_REAL:
+      end = marrowfin_trace_put(end, value, 8);
+      break;
+    case MARROWFIN_TRACE_CYCLE:
+      end = marrowfin_trace_put_varint(end, marrowfin_trace_signed(trace->last_cycle - value));
+      break;
+    case MARROWFIN_TRACE_RECORDS:
+      end = marrowfin_trace_put_varint(end, trace->block_first + column->last_position - value);
+      break;
+    default:
+      end = marrowfin_trace_put_varint(end, marrowfin_trace_signed(value - column->last));
+      column->before = column->last;
+      column->last = value;
+      break;
   }
   bytes->size = (size_t)(end - bytes->data);
+  return 0;
 }
 
-static inline void marrowfin_trace_encode_column(struct marrowfin_trace* trace,
-                                                 const struct marrowfin_trace_column* column,
-                                                 struct marrowfin_trace_bytes* bytes) {
-  const int of_all =
-      column->type != MARROWFIN_TRACE_RECORDS && column->size == trace->block_records;
-  uint32_t before = 0;
-  size_t i;
-  marrowfin_trace_add_varint(trace, bytes, of_all ? 0 : column->size);
-  for (i = 0; i < column->size && !of_all; ++i) {
-    marrowfin_trace_add_varint(trace, bytes, column->positions[i] - before);
-    before = column->positions[i];
+/* The positions of a column all of whose records so far had values, as they stand in a block: from
+ * now on they do not follow from its size. */
+static inline int marrowfin_trace_begin_positions(struct marrowfin_trace* trace,
+                                                  struct marrowfin_trace_column* column) {
+  struct marrowfin_trace_bytes* bytes = &column->positions;
+  if (marrowfin_trace_reserve(trace, bytes, (size_t)column->size + 1) != 0) {
+    return trace->error;
   }
-  marrowfin_trace_encode_values(trace, column, bytes);
+  memset(bytes->data, 1, column->size);
+  bytes->size = column->size;
+  if (column->size > 0) {
+    bytes->data[0] = 0;
+  }
+  return 0;
+}
+
+/* Counts a value of the record at a position of the block. */
+static inline int marrowfin_trace_add_position(struct marrowfin_trace* trace,
+                                               struct marrowfin_trace_column* column,
+                                               uint32_t position) {
+  const uint32_t before = column->size > 0 ? column->last_position : 0;
+  if (column->positions.size == 0 && position != column->size &&
+      marrowfin_trace_begin_positions(trace, column) != 0) {
+    return trace->error;
+  }
+  if (column->positions.size > 0 || position != column->size) {
+    marrowfin_trace_add_varint(trace, &column->positions, position - before);
+  }
+  column->last_position = position;
+  ++column->size;
+  return trace->error;
+}
+
+/* Adds a column to the body of a block, and empties it. */
+static inline void marrowfin_trace_add_column(struct marrowfin_trace* trace, int attribute) {
+  struct marrowfin_trace_column* column = &trace->columns[attribute];
+  struct marrowfin_trace_bytes* part = &trace->part;
+  const int of_all = column->type != MARROWFIN_TRACE_RECORDS && column->positions.size == 0 &&
+                     column->size == trace->block_records;
+  part->size = 0;
+  marrowfin_trace_add_varint(trace, part, of_all ? 0 : column->size);
+  if (!of_all) {
+    if (column->positions.size == 0) {
+      marrowfin_trace_begin_positions(trace, column);
+    }
+    marrowfin_trace_add_bytes(trace, part, column->positions.data, column->positions.size);
+  }
+  marrowfin_trace_add_varint(trace, &trace->body, (uint64_t)attribute);
+  marrowfin_trace_add_varint(trace, &trace->body, part->size + column->values.size);
+  marrowfin_trace_add_bytes(trace, &trace->body, part->data, part->size);
+  marrowfin_trace_add_bytes(trace, &trace->body, column->values.data, column->values.size);
+  column->values.size = 0;
+  column->positions.size = 0;
+  column->size = 0;
+  column->last = 0;
 }
 
 /* Ends the block of notes that is being filled. The records that it is about are written before, so
@@ -557,16 +622,9 @@ static inline int marrowfin_trace_write_notes(struct marrowfin_trace* trace) {
   marrowfin_trace_add_bytes(trace, &trace->body, print, 8);
   marrowfin_trace_add_varint(trace, &trace->body, (uint64_t)used);
   for (attribute = 0; attribute < trace->declared_attributes; ++attribute) {
-    struct marrowfin_trace_column* column = &trace->columns[attribute];
-    if (column->size == 0) {
-      continue;
+    if (trace->columns[attribute].size > 0) {
+      marrowfin_trace_add_column(trace, attribute);
     }
-    trace->part.size = 0;
-    marrowfin_trace_encode_column(trace, column, &trace->part);
-    marrowfin_trace_add_varint(trace, &trace->body, (uint64_t)attribute);
-    marrowfin_trace_add_varint(trace, &trace->body, trace->part.size);
-    marrowfin_trace_add_bytes(trace, &trace->body, trace->part.data, trace->part.size);
-    column->size = 0;
   }
   marrowfin_trace_list_block(trace, MARROWFIN_TRACE_NOTES, trace->block_first,
                              trace->block_records);
@@ -789,7 +847,7 @@ static inline int marrowfin_trace_count_record(struct marrowfin_trace* trace, ui
       marrowfin_trace_write_notes(trace) != 0) {
     return trace->error;
   }
-  trace->block_cycles[trace->block_records++] = cycle;
+  ++trace->block_records;
   trace->block_print = marrowfin_trace_print(trace->block_print, type, cycle, thread, places);
   if (trace->first_records < MARROWFIN_TRACE_PRINTED) {
     ++trace->first_records;
@@ -989,8 +1047,8 @@ static inline const char* marrowfin_trace_message(const struct marrowfin_trace* 
 static inline void marrowfin_trace_free(struct marrowfin_trace* trace) {
   int i;
   for (i = 0; i < MARROWFIN_TRACE_ATTRIBUTES; ++i) {
-    free(trace->columns[i].values);
-    free(trace->columns[i].positions);
+    free(trace->columns[i].values.data);
+    free(trace->columns[i].positions.data);
     memset(&trace->columns[i], 0, sizeof(trace->columns[i]));
   }
   for (i = 0; i < MARROWFIN_TRACE_PARTS; ++i) {
@@ -1002,7 +1060,6 @@ static inline void marrowfin_trace_free(struct marrowfin_trace* trace) {
   free(trace->named);
   free(trace->body.data);
   free(trace->part.data);
-  free(trace->block_cycles);
   free(trace->samples);
   free(trace->blocks);
   free(trace->ring);
@@ -1015,7 +1072,6 @@ static inline void marrowfin_trace_free(struct marrowfin_trace* trace) {
   trace->named = NULL;
   trace->body.data = NULL;
   trace->part.data = NULL;
-  trace->block_cycles = NULL;
   trace->samples = NULL;
   trace->blocks = NULL;
   trace->ring = NULL;
@@ -1081,14 +1137,13 @@ static inline int marrowfin_trace_companion(struct marrowfin_trace* trace) {
     return marrowfin_trace_fail(trace, ".notes", "cannot open", 0, errno);
   }
   setvbuf(trace->notes, NULL, _IONBF, 0);
-  marrowfin_trace_make_crc_table(trace);
+  marrowfin_trace_make_crc_tables(trace);
   trace->block_print = MARROWFIN_TRACE_NO_PRINT;
   trace->first_print = MARROWFIN_TRACE_NO_PRINT;
   trace->about_changed = 1;
-  trace->block_cycles = (uint64_t*)malloc(MARROWFIN_TRACE_BLOCK * sizeof(uint64_t));
   trace->samples =
       (struct marrowfin_trace_sample*)malloc(MARROWFIN_TRACE_BLOCK * sizeof(*trace->samples));
-  if (trace->block_cycles == NULL || trace->samples == NULL) {
+  if (trace->samples == NULL) {
     return marrowfin_trace_fail(trace, ".notes", "no memory", 0, ENOMEM);
   }
   return marrowfin_trace_write(trace, trace->notes, ".notes", (const unsigned char*)"MFNOTES1", 8,
@@ -1366,13 +1421,7 @@ static inline int marrowfin_trace_make_column(struct marrowfin_trace* trace, int
                                               enum marrowfin_trace_type type) {
   struct marrowfin_trace_column* column = &trace->columns[attribute];
   column->type = type;
-  column->room = MARROWFIN_TRACE_BLOCK;
-  column->values = (uint64_t*)malloc(column->room * sizeof(*column->values));
-  column->positions = (uint32_t*)malloc(column->room * sizeof(*column->positions));
-  if (column->values == NULL || column->positions == NULL) {
-    return marrowfin_trace_fail(trace, ".notes", "no memory", trace->notes_written, ENOMEM);
-  }
-  return 0;
+  return marrowfin_trace_reserve(trace, &column->values, 2 * MARROWFIN_TRACE_BLOCK);
 }
 
 /* Declares an attribute that events may have; returns its number, or -1 after a failure: a name
@@ -1450,33 +1499,43 @@ static inline int marrowfin_trace_put_note(struct marrowfin_trace* trace, uint32
   struct marrowfin_trace_column* column = &trace->columns[attribute];
   const uint32_t position = trace->block_records - 1;
   if (column->type != MARROWFIN_TRACE_RECORDS && column->size > 0 &&
-      column->positions[column->size - 1] == position) {
-    column->values[column->size - 1] = value;
-    return 0;
+      column->last_position == position) {
+    column->values.size = column->last_begin;
+    column->last = column->before;
+    return marrowfin_trace_add_value(trace, column, value);
   }
   if (trace->block_values == 2 * MARROWFIN_TRACE_VALUES) {
     return EINVAL;
   }
-  if (column->size == column->room) {
-    const size_t room = 2 * column->room;
-    uint64_t* values = (uint64_t*)realloc(column->values, room * sizeof(*values));
-    uint32_t* positions;
-    if (values != NULL) {
-      column->values = values;
-    }
-    positions = (uint32_t*)realloc(column->positions, room * sizeof(*positions));
-    if (positions != NULL) {
-      column->positions = positions;
-    }
-    if (values == NULL || positions == NULL) {
-      return marrowfin_trace_fail(trace, ".notes", "no memory", trace->notes_written, ENOMEM);
-    }
-    column->room = room;
+  ++trace->block_values;
+  if (marrowfin_trace_add_position(trace, column, position) != 0) {
+    return trace->error;
+  }
+  return marrowfin_trace_add_value(trace, column, value);
+}
+
+/* The same for what most notes are: a number or a cycle, of an attribute that all records of the
+ * block have. Whether it was one: nothing is done otherwise. */
+static inline int marrowfin_trace_put_usual(struct marrowfin_trace* trace,
+                                            struct marrowfin_trace_column* column, uint64_t value) {
+  struct marrowfin_trace_bytes* bytes = &column->values;
+  const int is_cycle = column->type == MARROWFIN_TRACE_CYCLE;
+  if (column->size + 1 != trace->block_records || column->positions.size != 0 ||
+      bytes->room - bytes->size < 10 || trace->block_values == 2 * MARROWFIN_TRACE_VALUES ||
+      column->type == MARROWFIN_TRACE_REAL || column->type == MARROWFIN_TRACE_RECORDS) {
+    return 0;
   }
   ++trace->block_values;
-  column->values[column->size] = value;
-  column->positions[column->size++] = position;
-  return 0;
+  column->last_position = column->size++;
+  column->last_begin = bytes->size;
+  bytes->size = (size_t)(marrowfin_trace_put_varint(
+                             bytes->data + bytes->size,
+                             marrowfin_trace_signed(is_cycle ? trace->last_cycle - value
+                                                             : value - column->last)) -
+                         bytes->data);
+  column->before = column->last;
+  column->last = value;
+  return 1;
 }
 
 /* Makes room for what a ring keeps of the companion. */
@@ -1506,7 +1565,9 @@ static inline int marrowfin_trace_note(struct marrowfin_trace* trace, int attrib
     return EINVAL;
   }
   if (trace->ring_room == 0) {
-    return marrowfin_trace_put_note(trace, (uint32_t)attribute, value);
+    return marrowfin_trace_put_usual(trace, &trace->columns[attribute], value)
+               ? 0
+               : marrowfin_trace_put_note(trace, (uint32_t)attribute, value);
   }
   if (trace->held == NULL && marrowfin_trace_make_held(trace) != 0) {
     return trace->error;

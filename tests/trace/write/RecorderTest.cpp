@@ -486,13 +486,44 @@ TEST_F(RecorderTest, NotesOfTheDocumentsExampleAreThoseThatItShows) {
 
 TEST_F(RecorderTest, SecondValueOfAnAttributeReplacesTheFirst) {
   OpenWithCompanion();
-  marrowfin_trace_fire(&trace, 1, 0, 0, 0);
-  marrowfin_trace_note(&trace, packet, 5);
-  marrowfin_trace_note(&trace, packet, 6);
+  for (uint64_t cycle = 1; cycle <= 5; ++cycle) {
+    marrowfin_trace_fire(&trace, cycle, 0, 0, 0);
+    marrowfin_trace_note(&trace, packet, 1000 * cycle);
+    marrowfin_trace_note(&trace, packet, cycle);
+    marrowfin_trace_note(&trace, packet, 10 - cycle);
+    if (cycle != 3) {
+      marrowfin_trace_note(&trace, kind, 7);
+      marrowfin_trace_note(&trace, kind, cycle);
+    }
+  }
   ASSERT_EQ(0, marrowfin_trace_close(&trace));
   const Result<NotesBlock> block = Notes()->Notes(0);
   ASSERT_TRUE(block);
-  EXPECT_THAT(block->columns[0].values, ElementsAre(6));
+  ASSERT_EQ(2U, block->columns.size());
+  EXPECT_EQ(static_cast<uint32_t>(kind), block->columns[0].attribute);
+  EXPECT_THAT(block->columns[0].positions, ElementsAre(0, 1, 3, 4));
+  EXPECT_THAT(block->columns[0].values, ElementsAre(1, 2, 4, 5));
+  EXPECT_THAT(block->columns[1].values, ElementsAre(9, 8, 7, 6, 5));
+}
+
+TEST_F(RecorderTest, AttributeThatIsDeclaredWithinABlockBeginsThere) {
+  OpenWithCompanion();
+  int late = -1;
+  for (uint64_t cycle = 0; cycle < 10; ++cycle) {
+    marrowfin_trace_fire(&trace, cycle, 0, 0, 0);
+    if (cycle == 4) {
+      late = marrowfin_trace_attribute(&trace, "late", MARROWFIN_TRACE_NUMBER, "");
+    }
+    if (cycle >= 4) {
+      EXPECT_EQ(0, marrowfin_trace_note(&trace, late, cycle));
+    }
+  }
+  ASSERT_EQ(0, marrowfin_trace_close(&trace));
+  const Result<NotesBlock> block = Notes()->Notes(0);
+  ASSERT_TRUE(block);
+  ASSERT_EQ(1U, block->columns.size());
+  EXPECT_THAT(block->columns[0].positions, ElementsAre(4, 5, 6, 7, 8, 9));
+  EXPECT_THAT(block->columns[0].values, ElementsAre(4, 5, 6, 7, 8, 9));
 }
 
 TEST_F(RecorderTest, NotesWithoutARecordOrAnAttributeAreRefusedAndNoFailure) {
