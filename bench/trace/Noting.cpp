@@ -2,7 +2,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "bench/trace/Measure.h"
@@ -171,6 +175,27 @@ void MeasureQuestions(const TraceSource& trace, const Index& index, NotesOfTrace
   }
 }
 
+// Going on with the index of notes, of which a twentieth came since it was made.
+void MeasureGrowth(const TraceSource& trace, const Index& index, const std::string& file,
+                   const Time& made) {
+  const auto open = [&] {
+    const std::unique_ptr<NotesFile> notesFile = Value(NotesFile::Open(file));
+    NotesOfTrace notes(trace, index, *notesFile);
+    Require(Value(NotesIndex::Open(trace, index, notes))->IsKept(), "the index was not kept");
+  };
+  const auto blocks = Value(NotesFile::Open(file));
+  const uint64_t size = blocks->Blocks()[blocks->Blocks().size() * 19 / 20].offset;
+  std::ifstream in(file, std::ios::binary);
+  in.seekg(static_cast<std::streamoff>(size));
+  const std::string rest(std::istreambuf_iterator<char>(in), {});
+  std::filesystem::resize_file(file, size);
+  open();
+  std::ofstream(file, std::ios::binary | std::ios::app) << rest;
+  const Time grown = Measure(open);
+  Note("going on with it where a twentieth came, against making it",
+       grown.processor / made.processor, "x");
+}
+
 }  // namespace
 
 void MeasureNotes(const std::string& folder, uint64_t records, int repetitions) {
@@ -194,6 +219,7 @@ void MeasureNotes(const std::string& folder, uint64_t records, int repetitions) 
   const Time opened = Measure([&] { known = Value(NotesIndex::Open(*trace, *index, notes)); });
   AtMost("opening it", opened.processor * 1e3, "ms", 25);
   MeasureQuestions(*trace, *index, notes, *known);
+  MeasureGrowth(*trace, *index, file + ".notes", made);
   for (const char* suffix : {"", ".mfindex", ".notes", ".notes.mfindex"}) {
     unlink((file + suffix).c_str());
   }
