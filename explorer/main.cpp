@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -8,6 +9,7 @@
 #include <cstdlib>
 #include <iostream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "explorer/server/Server.h"
@@ -19,8 +21,6 @@
 #include "tools/program/TerminalText.h"
 #include "tools/program/TraceInput.h"
 #include "trace/read/PositionedFile.h"
-
-extern char** environ;
 
 // Ahead of the constructors of static objects, which may be without memory as well.
 [[gnu::constructor(101)]] static void BeforeAll() { marrowfin::EndCleanlyWithoutMemory(); }
@@ -84,8 +84,11 @@ void OpenBrowser(const std::string& link) {
     posix_spawn_file_actions_addopen(&actions, descriptor, "/dev/null", O_RDWR, 0);
   }
   pid_t child = 0;
-  posix_spawnp(&child, words[0].c_str(), &actions, nullptr, arguments, environ);
+  const int failed = posix_spawnp(&child, words[0].c_str(), &actions, nullptr, arguments, environ);
   posix_spawn_file_actions_destroy(&actions);
+  if (failed == 0) {
+    std::thread([child] { waitpid(child, nullptr, 0); }).detach();
+  }
 }
 
 // Connections are descriptors.
@@ -160,6 +163,5 @@ int Main(int argc, char** argv) {
 int main(int argc, char** argv) {
   // Whoever closes a connection, or a shell that reads the link no more, ends nothing here.
   std::signal(SIGPIPE, SIG_IGN);
-  std::signal(SIGCHLD, SIG_IGN);  // browsers that were opened
   return marrowfin::Main(argc, argv);
 }

@@ -16,6 +16,16 @@ MaybeRefusal AnswerActivity(Asking& asking, AnswerBytes& answer);
 MaybeRefusal AnswerEvents(Asking& asking, AnswerBytes& answer);
 MaybeRefusal AnswerCount(Asking& asking, AnswerBytes& answer);
 MaybeRefusal AnswerNext(Asking& asking, AnswerBytes& answer);
+MaybeRefusal AnswerHeat(Asking& asking, AnswerBytes& answer);
+MaybeRefusal AnswerLinks(Asking& asking, AnswerBytes& answer);
+MaybeRefusal AnswerLane(Asking& asking, AnswerBytes& answer);
+MaybeRefusal AnswerCounter(Asking& asking, AnswerBytes& answer);
+MaybeRefusal AnswerPiece(Asking& asking, AnswerBytes& answer);
+MaybeRefusal AnswerSearch(Asking& asking, AnswerBytes& answer);
+MaybeRefusal AnswerWhy(Asking& asking, AnswerBytes& answer);
+MaybeRefusal AnswerPacket(Asking& asking, AnswerBytes& answer);
+MaybeRefusal AnswerMeasures(Asking& asking, AnswerBytes& answer);
+MaybeRefusal AnswerPhases(Asking& asking, AnswerBytes& answer);
 
 }  // namespace marrowfin
 

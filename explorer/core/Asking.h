@@ -61,6 +61,8 @@ AskedMoment TakeMoment(Members& members);
 struct AskedCycles {
   uint64_t first = 0;
   uint64_t last = 0;
+
+  friend bool operator==(const AskedCycles&, const AskedCycles&) = default;
 };
 AskedCycles TakeCycles(Members& members);
 

@@ -13,9 +13,13 @@ namespace {
 
 const std::map<std::string, AnswerFunction>& Answers() {
   static const std::map<std::string, AnswerFunction> answers = {
-      {"activity", AnswerActivity}, {"count", AnswerCount},     {"events", AnswerEvents},
-      {"next", AnswerNext},         {"palette", AnswerPalette}, {"state", AnswerState},
-      {"steps", AnswerSteps},       {"trace", AnswerTrace},     {"when", AnswerWhen},
+      {"activity", AnswerActivity}, {"count", AnswerCount},       {"counter", AnswerCounter},
+      {"events", AnswerEvents},     {"heat", AnswerHeat},         {"lane", AnswerLane},
+      {"links", AnswerLinks},       {"measures", AnswerMeasures}, {"next", AnswerNext},
+      {"packet", AnswerPacket},     {"palette", AnswerPalette},   {"phases", AnswerPhases},
+      {"piece", AnswerPiece},       {"search", AnswerSearch},     {"state", AnswerState},
+      {"steps", AnswerSteps},       {"trace", AnswerTrace},       {"when", AnswerWhen},
+      {"why", AnswerWhy},
   };
   return answers;
 }
@@ -92,6 +96,9 @@ MaybeRefusal Core::Ask(std::span<const uint8_t> bytes, const Cancelled& cancelle
   const auto found = traces.Find(fingerprint);
   if (const auto* const refusal = std::get_if<Refusal>(&found)) {
     return *refusal;
+  }
+  if (cancelled && cancelled()) {
+    return RefusalOf(CancelledFault(""));
   }
   const TraceView& view = *std::get<std::shared_ptr<TraceView>>(found);
   const TraceView::Lease index = view.Borrow();

@@ -8,7 +8,7 @@
 
 #include "explorer/core/Answers.h"
 #include "explorer/core/AskedFilter.h"
-#include "trace/ask/BatchCursor.h"
+#include "explorer/core/EventNotes.h"
 
 namespace marrowfin {
 namespace {
@@ -49,57 +49,13 @@ class EventColumns {
   std::vector<TraceEvent> events;
 };
 
-// One value of an attribute for each event, and whether it has one; of several values the first.
-struct NoteColumn64 {
-  std::vector<uint64_t> values;
-  std::vector<uint8_t> has;
-};
-
-// The notes of events that ascend.
-Result<std::vector<NoteColumn64>> NotesOf(const Asking& asking, KnownNotes& known,
-                                          const std::vector<TraceEvent>& events) {
-  std::vector<NoteColumn64> columns(known.notes.Declarations().attributes.size());
-  EventFilter filter;
-  filter.firstRecord = events.empty() ? 0 : events.front().record;
-  filter.lastRecord = events.empty() ? 0 : events.back().record + 1;
-  BatchCursor cursor(asking.Trace(), asking.index, filter, asking.progress);
-  Selection found;
-  size_t next = 0;
-  while (next < events.size()) {
-    cursor.Seek(events[next].record);
-    if (!cursor.Next(found)) {
-      return cursor.GetFault() ? cursor.GetFault() : CancelledFault(asking.Trace().Name());
-    }
-    const size_t begin = next;
-    for (uint32_t attribute = 0; attribute < columns.size(); ++attribute) {
-      const Result<const NoteValues*> values = known.notes.Of(found, attribute);
-      if (!values) {
-        return values.Why();
-      }
-      size_t row = 0;
-      for (next = begin; next < events.size() && events[next].record < found.end; ++next) {
-        while (found.Record(row) < events[next].record) {
-          ++row;
-        }
-        const bool has = (*values)->Has(row);
-        columns[attribute].has.push_back(has ? 1 : 0);
-        columns[attribute].values.push_back(has ? (*values)->Value(row) : 0);
-      }
-    }
-    if (columns.empty()) {
-      break;
-    }
-  }
-  return columns;
-}
-
 MaybeRefusal PutNotes(const Asking& asking, const std::vector<TraceEvent>& events,
                       AnswerBytes& answer) {
   const TraceView::NotesLease notes = asking.view.Notes();
   if (notes.known == nullptr) {
     return std::nullopt;
   }
-  const Result<std::vector<NoteColumn64>> columns = NotesOf(asking, *notes.known, events);
+  const Result<std::vector<EventNotes>> columns = NotesOf(asking, *notes.known, events);
   if (!columns) {
     return RefusalOf(columns.Why());
   }
@@ -118,19 +74,6 @@ MaybeRefusal PutNotes(const Asking& asking, const std::vector<TraceEvent>& event
     answer.Column("has." + attributes[i].name, (*columns)[i].has);
   }
   return std::nullopt;
-}
-
-void PutEvent(const TraceEvent& event, JsonText& head) {
-  head.Object();
-  head.Key("record").Number(event.record);
-  head.Key("cycle").Wide(event.cycle);
-  head.Key("thread").Number(event.thread);
-  head.Key("type").Text(TypeName(event.type));
-  head.Key("at").At(event.at);
-  if (event.type == SEND_RECORD) {
-    head.Key("to").At(event.to);
-  }
-  head.End();
 }
 
 void PutOrNull(const char* name, const std::optional<uint64_t>& value, JsonText& head) {
@@ -253,7 +196,7 @@ MaybeRefusal AnswerNext(Asking& asking, AnswerBytes& answer) {
   }
   answer.Head().Key("event");
   if (event) {
-    PutEvent(*event, answer.Head());
+    PutEvent(*event, answer.Head()).End();
   } else {
     answer.Head().Null();
   }

@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "explorer/core/Answers.h"
+#include "explorer/core/Spot.h"
 #include "trace/ask/Fade.h"
 #include "trace/ask/PieceCode.h"
 #include "trace/ask/Walk.h"
@@ -219,74 +220,6 @@ void PutCompanion(const Asking& asking, JsonText& head) {
   PutFault(companion.WhyNoAbout() ? companion.WhyNoAbout() : noNotes, head);
 }
 
-// What was applied at a moment: the records before `end`.
-struct Spot {
-  uint64_t end = 0;
-  uint64_t cycle = 0;        // of the last of them
-  uint64_t naturalStep = 0;  // in which it is
-  uint64_t step = 0;         // of a viewer
-};
-
-Result<Spot> SpotBefore(const Asking& asking, const ViewerSteps& steps, uint64_t end) {
-  Spot spot = {end, 0, 0, 0};
-  if (end == 0) {
-    return spot;
-  }
-  const Result<IndexEntry> last = Locate(asking.Trace(), asking.index, end - 1);
-  if (!last) {
-    return last.Why();
-  }
-  spot.cycle = last->cycle;
-  spot.naturalStep = last->changes + 1;
-  if (end > steps.start && end >= 2) {
-    const Result<IndexEntry> before = Locate(asking.Trace(), asking.index, end - 2);
-    if (!before) {
-      return before.Why();
-    }
-    spot.step = before->changes - steps.changes + steps.early + 1;
-  }
-  return spot;
-}
-
-struct WhenQuestion {
-  std::optional<uint64_t> record;
-  Moment moment;
-};
-
-Result<uint64_t> EndOf(const Asking& asking, const WhenQuestion& question,
-                       const ViewerSteps& steps) {
-  if (question.record) {
-    return *question.record + 1;
-  }
-  if (!question.moment.natural) {
-    return FindStepEnd(asking.Trace(), asking.index, steps, question.moment.step);
-  }
-  const uint64_t cycle = question.moment.cycle;
-  if (cycle == ~uint64_t{0}) {
-    return asking.GetSummary().records;
-  }
-  return FindCycle(asking.Trace(), asking.index, cycle + 1, asking.progress);
-}
-
-MaybeRefusal CheckRange(const Asking& asking, const WhenQuestion& question,
-                        const ViewerSteps& steps) {
-  const Summary& summary = asking.GetSummary();
-  const auto refusal = [&](const std::string& what, uint64_t most) {
-    return Refusal{Refusal::OUT_OF_RANGE,
-                   "there is no such " + what,
-                   asking.Trace().Name(),
-                   {},
-                   "the last one is " + std::to_string(most)};
-  };
-  if (question.record && *question.record >= summary.records) {
-    return refusal("record", summary.records == 0 ? 0 : summary.records - 1);
-  }
-  if (!question.record && !question.moment.natural && question.moment.step > steps.count + 1) {
-    return refusal("step", steps.count + 1);
-  }
-  return std::nullopt;
-}
-
 void PutPalette(const char* name, const Color* colors, size_t count, AnswerBytes& answer) {
   std::vector<uint8_t> bytes;
   for (size_t i = 0; i < count; ++i) {
@@ -317,7 +250,7 @@ MaybeRefusal AnswerTrace(Asking& asking, AnswerBytes& answer) {
 }
 
 MaybeRefusal AnswerWhen(Asking& asking, AnswerBytes& answer) {
-  WhenQuestion question;
+  SpotQuestion question;
   AskedMoment asked;
   if (asking.members.Has("record")) {
     question.record = asking.members.Number("record");
@@ -336,27 +269,17 @@ MaybeRefusal AnswerWhen(Asking& asking, AnswerBytes& answer) {
     return RefusalOf(moment.Why());
   }
   question.moment = *moment;
-  const Result<ViewerSteps> steps =
-      FindSteps(asking.Trace(), asking.index, question.moment.skipTo, asking.progress);
-  if (!steps) {
-    return RefusalOf(steps.Why());
-  }
-  if (MaybeRefusal refusal = CheckRange(asking, question, *steps)) {
-    return refusal;
-  }
-  const Result<uint64_t> end = EndOf(asking, question, *steps);
-  const Result<Spot> spot = end ? SpotBefore(asking, *steps, *end) : end.Why();
+  const Result<Spot> spot = FindSpot(asking, question);
   if (!spot) {
     return RefusalOf(spot.Why());
   }
-  const bool byStep = !question.record && !question.moment.natural;
   const Summary& summary = asking.GetSummary();
   JsonText& head = answer.Head();
   head.Key("record").Number(spot->end);
   head.Key("cycle").Wide(spot->cycle);
-  head.Key("step").Number(byStep ? question.moment.step : spot->step);
+  head.Key("step").Number(spot->step);
   head.Key("naturalStep").Number(spot->naturalStep);
-  head.Key("lastStep").Number(steps->count);
+  head.Key("lastStep").Number(spot->lastStep);
   head.Key("firstCycle").Wide(summary.firstCycle);
   head.Key("lastCycle").Wide(summary.maxCycle);
   return std::nullopt;

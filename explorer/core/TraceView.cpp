@@ -2,7 +2,9 @@
 
 #include <utility>
 
+#include "explorer/core/CountedRuns.h"
 #include "explorer/core/EventCounters.h"
+#include "explorer/core/FoundCauses.h"
 #include "explorer/core/StateCursors.h"
 
 namespace marrowfin {
@@ -15,7 +17,9 @@ TraceView::TraceView(std::shared_ptr<const TraceSource> trace,
       index(std::move(index)),
       whole(whole),
       cursors(std::make_unique<StateCursors>(*this->trace, [this] { return Another(); })),
-      counters(std::make_unique<EventCounters>(*this->trace, [this] { return Another(); })) {
+      counters(std::make_unique<EventCounters>(*this->trace, [this] { return Another(); })),
+      runs(std::make_unique<CountedRuns>()),
+      causes(std::make_unique<FoundCauses>()) {
   // Read once, so that all copies share it; where it is damaged, whoever needs it is told.
   static_cast<void>(this->index->Times());
 }

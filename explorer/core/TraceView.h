@@ -19,7 +19,9 @@
 
 namespace marrowfin {
 
+class CountedRuns;
 class EventCounters;
+class FoundCauses;
 class StateCursors;
 
 // The notes of a trace joined to its records, and their index. One thread at a time.
@@ -78,6 +80,10 @@ class TraceView {
   StateCursors& Cursors() const { return *cursors; }
   EventCounters& Counters() const { return *counters; }
 
+  // What was counted last, and what caused what.
+  CountedRuns& Runs() const { return *runs; }
+  FoundCauses& CausesFound() const { return *causes; }
+
   // Joins the notes, which takes reading them where they have no index yet; whoever asks meanwhile
   // is told that they are not there yet. A fault where they are not believed.
   [[nodiscard]] Fault ReadNotes(const ProgressCallback& progress);
@@ -106,6 +112,8 @@ class TraceView {
   bool whole;
   std::unique_ptr<StateCursors> cursors;
   std::unique_ptr<EventCounters> counters;
+  std::unique_ptr<CountedRuns> runs;
+  std::unique_ptr<FoundCauses> causes;
 
   mutable std::mutex idleMutex;
   mutable std::vector<std::unique_ptr<Index>> idle;

@@ -42,6 +42,7 @@ using tcp = asio::ip::tcp;
 using Error = beast::error_code;
 using Request = http::request<http::string_body>;
 using Response = http::response<http::string_body>;
+using FileResponse = http::response<http::file_body>;
 using Parser = http::request_parser<http::string_body>;
 using Flag = std::shared_ptr<std::atomic<bool>>;
 
@@ -78,8 +79,10 @@ bool IsAmbiguous(const Request& request) {
   return false;
 }
 
-Response AsResponse(SiteReply reply, unsigned version, bool keepAlive) {
-  Response response{static_cast<http::status>(reply.status), version};
+// The headers of a reply, whatever its body.
+template <class Body>
+http::response<Body> HeadOf(const SiteReply& reply, unsigned version, bool keepAlive) {
+  http::response<Body> response{static_cast<http::status>(reply.status), version};
   for (const auto& [name, value] : Site::CommonHeaders()) {
     response.set(beast::string_view(name.data(), name.size()),
                  beast::string_view(value.data(), value.size()));
@@ -88,8 +91,13 @@ Response AsResponse(SiteReply reply, unsigned version, bool keepAlive) {
     response.set(name, value);
   }
   response.set(http::field::content_type, reply.type);
-  response.body() = std::move(reply.body);
   response.keep_alive(keepAlive);
+  return response;
+}
+
+Response AsResponse(SiteReply reply, unsigned version, bool keepAlive) {
+  Response response = HeadOf<http::string_body>(reply, version, keepAlive);
+  response.body() = std::move(reply.body);
   response.prepare_payload();
   return response;
 }
@@ -117,9 +125,11 @@ struct Shared {
   const Site* site = nullptr;
   const Core* core = nullptr;
   asio::thread_pool* workers = nullptr;
+  asio::thread_pool* takers = nullptr;
   ServerLimits limits;
   std::atomic<size_t> connections = 0;
   std::atomic<size_t> waiting = 0;  // questions, in work or not
+  std::atomic<size_t> taking = 0;   // things to take away, in work or not
   std::atomic<bool> stopping = false;
   std::mutex mutex;
   std::vector<std::weak_ptr<SocketSession>> sockets;
@@ -134,6 +144,20 @@ struct Shared {
     asio::post(*workers, [this, work = std::move(work)]() mutable {
       work();
       --waiting;
+    });
+    return true;
+  }
+
+  // The same for what is made to be taken away, which may take minutes: in threads apart.
+  template <class Work>
+  bool BeginTaking(Work work) {
+    if (taking.fetch_add(1) >= limits.taking) {
+      --taking;
+      return false;
+    }
+    asio::post(*takers, [this, work = std::move(work)]() mutable {
+      work();
+      --taking;
     });
     return true;
   }
@@ -411,6 +435,7 @@ class HttpSession : public std::enable_shared_from_this<HttpSession> {
   void Find(SiteRequest request, bool keepAlive) {
     stream.expires_never();
     const Flag flag = std::make_shared<std::atomic<bool>>(false);
+    const bool takes = Site::IsForTaking(request);
     const auto work = [self = shared_from_this(), request = std::move(request), flag, keepAlive] {
       SiteReply reply = self->shared.site->Answer(request, self->shared.Watch(flag));
       asio::post(self->stream.get_executor(),
@@ -419,7 +444,7 @@ class HttpSession : public std::enable_shared_from_this<HttpSession> {
                    self->Write(std::move(reply), keepAlive);
                  });
     };
-    if (!shared.Begin(work)) {
+    if (!(takes ? shared.BeginTaking(work) : shared.Begin(work))) {
       Write(Site::Sentence(503, "Too many questions are in work. Try again in a moment."),
             keepAlive);
       return;
@@ -441,12 +466,40 @@ class HttpSession : public std::enable_shared_from_this<HttpSession> {
   }
 
   void Write(SiteReply reply, bool keepAlive) {
+    if (reply.file) {
+      WriteFile(reply);
+      return;
+    }
     response = AsResponse(std::move(reply), parser->get().version(), keepAlive);
     stream.expires_after(shared.limits.reply);
     http::async_write(stream, *response,
                       [self = shared_from_this(), keepAlive](const Error& error, size_t) {
                         error || !keepAlive ? self->End() : self->Wait();
                       });
+  }
+
+  // In pieces, as they are read: whoever reads slowly has some minutes for each.
+  void WriteFile(const SiteReply& reply) {
+    fileResponse = HeadOf<http::file_body>(reply, parser->get().version(), false);
+    Error error;
+    beast::file_posix file;
+    file.native_handle(reply.file->Take());
+    fileResponse->body().reset(std::move(file), error);
+    if (error) {
+      End();
+      return;
+    }
+    fileResponse->prepare_payload();
+    fileSerializer.emplace(*fileResponse);
+    WritePiece();
+  }
+
+  void WritePiece() {
+    stream.expires_after(shared.limits.reply);
+    http::async_write_some(
+        stream, *fileSerializer, [self = shared_from_this()](const Error& error, size_t) {
+          error || self->fileSerializer->is_done() ? self->End() : self->WritePiece();
+        });
   }
 
   // The other side is told first: what it still sends would have its system forget the reply.
@@ -477,6 +530,8 @@ class HttpSession : public std::enable_shared_from_this<HttpSession> {
   beast::flat_buffer buffer;
   std::optional<Parser> parser;
   std::optional<Response> response;
+  std::optional<FileResponse> fileResponse;
+  std::optional<http::serializer<false, http::file_body>> fileSerializer;
   std::array<char, 4096> rest;
   size_t drained = 0;
 };
@@ -599,17 +654,22 @@ Result<std::vector<tcp::acceptor>> BindAll(asio::io_context& context,
   return acceptors;
 }
 
+constexpr size_t TAKERS = 2;
+
 size_t WorkerCount() { return std::clamp<size_t>(std::thread::hardware_concurrency(), 2, 8); }
 
 }  // namespace
 
 struct Server::Parts {
-  explicit Parts(const ServerOptions& options) : options(options), workers(WorkerCount()) {}
+  explicit Parts(const ServerOptions& options)
+      : options(options), workers(WorkerCount()), takers(TAKERS) {}
 
   ~Parts() {
     shared.stopping = true;
     workers.stop();
+    takers.stop();
     workers.join();
+    takers.join();
   }
 
   void Open(std::vector<tcp::acceptor> acceptors) {
@@ -621,6 +681,7 @@ struct Server::Parts {
     shared.site = site.get();
     shared.core = core.get();
     shared.workers = &workers;
+    shared.takers = &takers;
     shared.limits = options.limits;
     for (tcp::acceptor& acceptor : acceptors) {
       std::make_shared<Listener>(context, std::move(acceptor), shared)->Accept();
@@ -647,6 +708,7 @@ struct Server::Parts {
   std::unique_ptr<Core> core;
   std::unique_ptr<Site> site;
   asio::thread_pool workers;
+  asio::thread_pool takers;
 };
 
 Server::Server(std::unique_ptr<Parts> parts) : parts(std::move(parts)) {}

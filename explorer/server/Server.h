@@ -20,6 +20,7 @@ struct ServerLimits {
   size_t connections = 256;                  // more are refused with a sentence
   size_t questions = 8;                      // of a WebSocket, in work or waiting
   size_t waiting = 1024;                     // questions of all connections, in work or waiting
+  size_t taking = 8;                         // things to take away, in work or waiting
   std::chrono::milliseconds idle{120000};    // for a connection that says nothing
   std::chrono::milliseconds request{15000};  // for the whole of a request, once it has begun
   std::chrono::milliseconds reply{60000};    // for whoever reads the reply

@@ -12,6 +12,7 @@ namespace {
 constexpr char ASK[] = "/api/ask";
 constexpr char STATUS[] = "/api/status";
 constexpr char SOCKET[] = "/api/socket";
+constexpr char TAKE[] = "/api/take";
 
 std::string_view PathOf(std::string_view target) { return target.substr(0, target.find('?')); }
 
@@ -53,7 +54,21 @@ std::optional<std::string_view> NameOfHost(std::string_view host) {
 }
 
 bool IsPath(std::string_view path) {
-  return path == ASK || path == STATUS || path == SOCKET || FindPageFile(path) != nullptr;
+  return path == ASK || path == STATUS || path == SOCKET || path == TAKE ||
+         FindPageFile(path) != nullptr;
+}
+
+// The name of a file without its folder, in letters that no header takes for anything else.
+std::string SafeName(const std::string& file) {
+  std::string name = std::filesystem::path(file).filename().string();
+  for (char& character : name) {
+    const bool plain = (character >= 'a' && character <= 'z') ||
+                       (character >= 'A' && character <= 'Z') ||
+                       (character >= '0' && character <= '9') || character == '-' ||
+                       character == '.' || character == '_';
+    character = plain ? character : '_';
+  }
+  return name;
 }
 
 const char* StateName(TraceStatus::State state) {
@@ -130,6 +145,8 @@ SiteReply Site::Sentence(unsigned status, const std::string& text) {
 }
 
 bool Site::IsForSocket(const SiteRequest& request) { return PathOf(request.target) == SOCKET; }
+
+bool Site::IsForTaking(const SiteRequest& request) { return PathOf(request.target) == TAKE; }
 
 bool Site::IsOwnHost(std::string_view host) const {
   const std::optional<std::string_view> name = NameOfHost(host);
@@ -215,6 +232,8 @@ SiteReply Site::Answer(const SiteRequest& request, const Core::Cancelled& cancel
         {reinterpret_cast<const uint8_t*>(request.body.data()), request.body.size()}, cancelled);
     reply.type = "application/octet-stream";
     reply.body.assign(answer.begin(), answer.end());
+  } else if (path == TAKE) {
+    return Take(request, cancelled);
   } else if (path == STATUS) {
     reply.type = "application/json";
     reply.body = StatusText();
@@ -226,6 +245,32 @@ SiteReply Site::Answer(const SiteRequest& request, const Core::Cancelled& cancel
     }
   }
   return reply;
+}
+
+SiteReply Site::Take(const SiteRequest& request, const Core::Cancelled& cancelled) const {
+  const std::string_view query = QueryOf(request.target);
+  const std::string fingerprint(TakeParameter(query, "trace").value);
+  for (const TraceStatus& status : traces.Status()) {
+    if (fingerprint.empty() || status.fingerprint != fingerprint) {
+      continue;
+    }
+    const std::optional<TakeCommand> command = ParseTake(query, status.file);
+    if (!command) {
+      return Sentence(400, "There is nothing of that kind to take away.");
+    }
+    TakeResult result = RunTake(TakeProgram(), *command, cancelled);
+    if (!result.file) {
+      return Sentence(422, result.failure);
+    }
+    SiteReply reply = Sentence(200, "");
+    reply.type = command->type;
+    reply.file = std::move(result.file);
+    reply.headers.emplace_back(
+        "Content-Disposition",
+        "attachment; filename=\"" + SafeName(status.file) + command->ending + '"');
+    return reply;
+  }
+  return Sentence(404, "No trace of that fingerprint is open here.");
 }
 
 std::string Site::StatusText() const {

@@ -2,6 +2,7 @@
 #define EXPLORER_SERVER_SITE_H
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,6 +12,7 @@
 #include "explorer/core/Core.h"
 #include "explorer/core/FollowedTrace.h"
 #include "explorer/core/OpenTraces.h"
+#include "explorer/server/Take.h"
 
 namespace marrowfin {
 
@@ -32,6 +34,7 @@ struct SiteReply {
   std::string type = "text/plain; charset=utf-8";
   std::vector<std::pair<std::string, std::string>> headers;
   std::string body;
+  std::shared_ptr<UnnamedResult> file;  // instead of a body
 };
 
 // Where the server is, and who may come in.
@@ -62,8 +65,10 @@ class Site {
   // nobody waits for it any more.
   SiteReply Answer(const SiteRequest& request, const Core::Cancelled& cancelled = {}) const;
 
-  // Whether the request is for the WebSocket.
+  // Whether the request is for the WebSocket; and whether it is for something to take away, which
+  // takes longer than any question.
   static bool IsForSocket(const SiteRequest& request);
+  static bool IsForTaking(const SiteRequest& request);
 
   // The headers that every reply has.
   static const std::vector<std::pair<std::string_view, std::string_view>>& CommonHeaders();
@@ -81,6 +86,7 @@ class Site {
   std::optional<SiteReply> RefuseMethod(const SiteRequest& request) const;
   std::optional<SiteReply> LetIn(const SiteRequest& request) const;
   std::string StatusText() const;
+  SiteReply Take(const SiteRequest& request, const Core::Cancelled& cancelled) const;
 
   OpenTraces& traces;
   const Core& core;

@@ -21,8 +21,8 @@ ELEMENT_TYPES = {1: ("B", 1), 2: ("H", 2), 3: ("I", 4), 4: ("Q", 8), 5: ("i", 4)
 class Server:
     """A server of some traces, until the block ends."""
 
-    def __init__(self, *traces, arguments=(), environment=None):
-        words = [PROGRAM, *map(str, traces), "--no-browser", *arguments]
+    def __init__(self, *traces, arguments=(), environment=None, program=PROGRAM):
+        words = [str(program), *map(str, traces), "--no-browser", *arguments]
         if "--port" not in arguments:
             words += ["--port", "0"]
         self.process = subprocess.Popen(words, stdout=subprocess.PIPE, stderr=subprocess.PIPE,

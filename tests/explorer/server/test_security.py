@@ -5,7 +5,7 @@ import re
 import pytest
 from client import Server, Socket, fires
 
-PATHS = ["/", "/api/status", "/api/ask", "/api/socket", "/assets"]
+PATHS = ["/", "/api/status", "/api/ask", "/api/socket", "/api/take", "/assets"]
 
 
 @pytest.fixture(scope="module", name="server")
@@ -40,7 +40,8 @@ def request(server, path, headers):
 
 
 def good(path):
-    return 101 if path == "/api/socket" else 200
+    """What is answered; of what is to be taken away no trace is named here."""
+    return {"/api/socket": 101, "/api/take": 404}.get(path, 200)
 
 
 def test_every_path_answers_who_has_the_token(server):

@@ -1,0 +1,90 @@
+#include "explorer/core/EventNotes.h"
+
+#include "explorer/core/AskedFilter.h"
+#include "trace/ask/BatchCursor.h"
+#include "trace/ask/NoteCondition.h"
+
+namespace marrowfin {
+namespace {
+
+// Adds the values of the events from `begin` on that lie in a batch; returns the first behind it.
+size_t AddBatch(const NoteValues& values, const Selection& found,
+                const std::vector<TraceEvent>& events, size_t begin, EventNotes& notes) {
+  size_t row = 0;
+  size_t next = begin;
+  for (; next < events.size() && events[next].record < found.end; ++next) {
+    while (found.Record(row) < events[next].record) {
+      ++row;
+    }
+    notes.has.push_back(values.Has(row) ? 1 : 0);
+    notes.values.push_back(values.Has(row) ? values.Value(row) : 0);
+  }
+  return next;
+}
+
+}  // namespace
+
+Result<std::vector<EventNotes>> NotesOf(const Asking& asking, KnownNotes& known,
+                                        const std::vector<TraceEvent>& events) {
+  std::vector<EventNotes> columns(known.notes.Declarations().attributes.size());
+  EventFilter filter;
+  filter.firstRecord = events.empty() ? 0 : events.front().record;
+  filter.lastRecord = events.empty() ? 0 : events.back().record + 1;
+  BatchCursor cursor(asking.Trace(), asking.index, filter, asking.progress);
+  Selection found;
+  for (size_t next = 0; next < events.size() && !columns.empty();) {
+    cursor.Seek(events[next].record);
+    if (!cursor.Next(found)) {
+      return cursor.GetFault() ? cursor.GetFault() : CancelledFault(asking.Trace().Name());
+    }
+    const size_t begin = next;
+    for (uint32_t attribute = 0; attribute < columns.size(); ++attribute) {
+      const Result<const NoteValues*> values = known.notes.Of(found, attribute);
+      if (!values) {
+        return values.Why();
+      }
+      next = AddBatch(**values, found, events, begin, columns[attribute]);
+    }
+  }
+  return columns;
+}
+
+JsonText& PutEvent(const TraceEvent& event, JsonText& head) {
+  head.Object();
+  head.Key("record").Number(event.record);
+  head.Key("cycle").Wide(event.cycle);
+  head.Key("thread").Number(event.thread);
+  head.Key("type").Text(TypeName(event.type));
+  head.Key("at").At(event.at);
+  if (event.type == SEND_RECORD) {
+    head.Key("to").At(event.to);
+  }
+  return head;
+}
+
+Fault PutNotesOf(const Asking& asking, const TraceEvent& event, JsonText& head) {
+  const TraceView::NotesLease notes = asking.view.Notes();
+  if (notes.known == nullptr) {
+    return {};
+  }
+  const Result<std::vector<EventNotes>> columns = NotesOf(asking, *notes.known, {event});
+  if (!columns) {
+    return columns.Why();
+  }
+  const std::vector<NoteAttribute>& attributes = notes.known->notes.Declarations().attributes;
+  for (size_t i = 0; i < attributes.size(); ++i) {
+    if (attributes[i].name == KIND_ATTRIBUTE && (*columns)[i].has[0] != 0) {
+      head.Key("kind").Text(NoteValueText(attributes[i], (*columns)[i].values[0]));
+    }
+  }
+  head.Key("notes").Object();
+  for (size_t i = 0; i < attributes.size(); ++i) {
+    if ((*columns)[i].has[0] != 0) {
+      head.Key(attributes[i].name).Text(NoteValueText(attributes[i], (*columns)[i].values[0]));
+    }
+  }
+  head.End();
+  return {};
+}
+
+}  // namespace marrowfin

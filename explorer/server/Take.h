@@ -1,0 +1,58 @@
+#ifndef EXPLORER_SERVER_TAKE_H
+#define EXPLORER_SERVER_TAKE_H
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace marrowfin {
+
+// Things to take away are made by marrowfin-trace, in a process of its own: their bytes are then
+// those of the command line that is told beside them, and what takes long or much memory can be
+// ended without a word to anybody else.
+
+// What is asked for.
+struct TakeCommand {
+  std::vector<std::string> words;  // behind the program's name and before the output
+  std::string type;                // as Content-Type tells it
+  std::string ending;              // of the file's name: ".png"
+};
+
+// Reads a query such as "what=plot&kind=heat&format=svg&first=10&last=99" about a file. Nothing
+// where it asks for nothing that there is: every word of a command is one of a list, or a number.
+std::optional<TakeCommand> ParseTake(std::string_view query, const std::string& file);
+
+// A file without a name, which goes with the object.
+class UnnamedResult {
+ public:
+  explicit UnnamedResult(int descriptor) : descriptor(descriptor) {}
+  UnnamedResult(const UnnamedResult&) = delete;
+  UnnamedResult& operator=(const UnnamedResult&) = delete;
+  ~UnnamedResult();
+
+  // The descriptor, which is the caller's from now on.
+  int Take();
+
+ private:
+  int descriptor;
+};
+
+// What came of it: the file, or what the program said was wrong.
+struct TakeResult {
+  std::shared_ptr<UnnamedResult> file;
+  std::string failure;
+};
+
+// Runs the program `program` and waits for it; `cancelled` ends it.
+TakeResult RunTake(const std::string& program, const TakeCommand& command,
+                   const std::function<bool()>& cancelled);
+
+// The marrowfin-trace beside this program, else the one that the system finds.
+std::string TakeProgram();
+
+}  // namespace marrowfin
+
+#endif
