@@ -31,7 +31,10 @@ export function floorplanCommands(explorer: Explorer, moves: FloorplanMoves): re
       id: 'floorplan.flat',
       group: 'Floorplan',
       name: 'Flat, without gaps',
-      can: () => trace.head.peek() !== undefined && !isFlat(trace.head.peek()!.shape),
+      can: () => {
+        const shape = trace.head.peek()?.shape ?? undefined;
+        return shape !== undefined && !isFlat(shape);
+      },
       run: () => (trace.flat.value = !trace.flat.peek()),
     },
     { id: 'floorplan.zoomIn', group: 'Floorplan', name: 'Zoom in', icon: 'plus', run: () => moves.zoom(ZOOM) },

@@ -40,6 +40,22 @@ export class Hover {
   }
 
   follow(): () => void {
+    const ends = [this.followPointer(), this.followSelection()];
+    return () => ends.forEach((end) => end());
+  }
+
+  /** Who does not see the ring hears what was selected. */
+  private followSelection(): () => void {
+    return effect(() => {
+      const piece = this.explorer.selection.piece.value;
+      if (piece !== undefined) {
+        const words = this.fromPicture(piece);
+        this.explorer.panels.said.value = `${namedPiece(this.explorer, piece)}${words === '' ? '' : `: ${words}`}`;
+      }
+    });
+  }
+
+  private followPointer(): () => void {
     return effect(() => {
       const piece = this.explorer.selection.hovered.value;
       const picture = this.explorer.playback.picture.value;

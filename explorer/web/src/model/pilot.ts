@@ -107,11 +107,21 @@ export class Pilot {
   }
 
   goToFirst(): void {
-    this.goToStep(0);
+    const { trace, view } = this.explorer;
+    if (view.reading.peek() === 'natural') {
+      this.goTo({ step: 1, cycle: trace.firstCycle.peek() });
+    } else {
+      this.goToStep(0);
+    }
   }
 
   goToLast(): void {
-    this.goToStep(Number.MAX_SAFE_INTEGER);
+    const { trace, view } = this.explorer;
+    if (view.reading.peek() === 'natural') {
+      this.goTo({ step: trace.head.peek()?.naturalSteps ?? 0, cycle: trace.lastCycle.peek() });
+    } else {
+      this.goToStep(Number.MAX_SAFE_INTEGER);
+    }
   }
 
   /** Asks for what is shown once more, where it could not be had before. */
@@ -133,8 +143,9 @@ export class Pilot {
     }
     const { cycle } = this.explorer.playback.now.value;
     const viewer = this.explorer.view.reading.value === 'viewer';
-    const last = Math.max(0, (viewer ? head.steps : head.naturalSteps) - 1);
-    const wanted = { step: Math.min(Math.max(0, step), last), cycle };
+    // Natural steps are counted from 1: before the first cycle with events there is nothing to see.
+    const [first, last] = viewer ? [0, Math.max(0, head.steps - 1)] : [Math.min(1, head.naturalSteps), head.naturalSteps];
+    const wanted = { step: Math.min(Math.max(first, step), last), cycle };
     this.goTo(wanted, viewer ? undefined : { reading: 'natural', naturalStep: wanted.step });
   }
 

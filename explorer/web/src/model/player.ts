@@ -97,7 +97,7 @@ export class Player {
     if (range !== undefined && (cycle < range.first || cycle >= range.last)) {
       void pilot.goToCycle(this.direction === 1 ? range.first : range.last);
     } else if (this.direction === 1 && cycle >= trace.lastCycle.peek()) {
-      pilot.goToStep(0);
+      pilot.goToFirst();
     }
   }
 }

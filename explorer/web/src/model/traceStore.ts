@@ -21,7 +21,7 @@ export class TraceStore {
   );
 
   readonly shape = computed<Shape | undefined>(() => {
-    const shape = this.head.value?.shape;
+    const shape = this.head.value?.shape ?? undefined;
     if (shape === undefined || !this.flat.value || isFlat(shape)) {
       return shape;
     }

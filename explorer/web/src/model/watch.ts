@@ -150,14 +150,23 @@ export class Watch {
         this.takeIndex(null);
         void this.lookAgain();
         break;
+      case 'failed':
+      case 'notes':
+        void this.lookAgain();
+        break;
       case 'grown':
-        this.explorer.alerts.raise(grown(news.records, () => void this.openAgain()));
+        this.tellGrown(news.records);
         break;
       case 'changed':
       case 'truncated':
         this.tellReplaced(news.news === 'truncated');
         break;
     }
+  }
+
+  private tellGrown(records: number | undefined): void {
+    const more = (records ?? 0) - (this.explorer.trace.head.peek()?.records ?? 0);
+    this.explorer.alerts.raise(grown(more > 0 ? more : undefined, () => void this.openAgain()));
   }
 
   private tellReplaced(shorter: boolean): void {

@@ -45,7 +45,8 @@ export interface TraceHead {
   readonly steps: number;
   readonly naturalSteps: number;
   readonly threads: readonly number[];
-  readonly shape: Shape;
+  /** Null where nothing tells it: a trace without records. */
+  readonly shape: Shape | null;
   readonly shapes: readonly Shape[];
   readonly shapeFrom: 'about' | 'extent' | 'option';
   readonly wrapColumns: boolean;

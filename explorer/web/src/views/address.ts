@@ -11,8 +11,10 @@ export function followAddress(explorer: Explorer): () => void {
   let timer: ReturnType<typeof setTimeout> | undefined;
   applyHash(explorer, location.hash);
   const write = () => {
-    written = viewHash(explorer);
-    history.replaceState(null, '', written);
+    if (location.hash === written) {
+      history.replaceState(null, '', viewHash(explorer));
+      written = location.hash;
+    } // else the user is about to go elsewhere
   };
   const end = effect(() => {
     viewHash(explorer);
@@ -23,6 +25,7 @@ export function followAddress(explorer: Explorer): () => void {
   });
   const change = () => {
     if (location.hash !== written) {
+      written = location.hash;
       applyHash(explorer, location.hash);
       explorer.pilot.turnTo(explorer.view.reading.peek());
     }

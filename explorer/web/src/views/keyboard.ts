@@ -17,6 +17,16 @@ export function followKeys(commands: Registry): () => void {
       event.preventDefault();
     }
   };
+  // Panels zoom by Ctrl and the wheel; the browser must not zoom the page as well.
+  const wheel = (event: WheelEvent) => {
+    if (event.ctrlKey) {
+      event.preventDefault();
+    }
+  };
   document.addEventListener('keydown', press);
-  return () => document.removeEventListener('keydown', press);
+  document.addEventListener('wheel', wheel, { passive: false });
+  return () => {
+    document.removeEventListener('keydown', press);
+    document.removeEventListener('wheel', wheel);
+  };
 }

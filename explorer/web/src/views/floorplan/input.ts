@@ -13,6 +13,9 @@ import type { Piece } from '../../protocol/questions';
 
 export const MARGIN = 26; // CSS pixels left free around a fitted array
 
+/** No thread: everything is dimmed, beside the way that is shown. */
+const NOBODY = -1;
+
 /** The shape as the floorplan draws it: the viewer draws clusters and domains always. */
 export function drawnShape(explorer: Explorer): Shape | undefined {
   return explorer.trace.shape.value;
@@ -110,7 +113,7 @@ export function inputOf(explorer: Explorer, layout: Layout, font: string, rem: n
       palette,
       page: PALETTES[settings.theme.value].paper,
       colourBy: view.colourBy.value,
-      lit: view.litThread.value,
+      lit: path === undefined ? view.litThread.value : NOBODY,
       viewer: asViewer && view.colourBy.value === 'thread' ? viewerColours : undefined,
       heat: keptHeat(explorer, layout.shape),
       bare: loads?.of === 'elements',

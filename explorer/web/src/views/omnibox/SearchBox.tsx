@@ -5,13 +5,14 @@ import './searchBox.css';
 
 /** What looks like a field in the top bar; a press opens the box. */
 export function SearchBox() {
-  const { commands } = usePage();
+  const { commands, explorer } = usePage();
+  const narrow = explorer.panels.width.value === 'narrow';
   return (
     <button
       type="button"
       class="search-box"
       aria-haspopup="dialog"
-      aria-label="Find a place, cycle or event"
+      aria-label={narrow ? 'Find or go to' : 'Find a place, cycle or event'}
       onClick={() => commands.run('find.search')}
     >
       <Icon name="search" />

@@ -18,7 +18,7 @@ function Logo() {
         <rect x="1" y="11" width="8" height="8" rx="1.5" />
         <path d="M9 9l6 6M15 11.5V15h-3.5" />
       </svg>
-      <h1 class="wide-only">Marrowfin</h1>
+      <h1 class={usePage().explorer.panels.width.value === 'wide' ? '' : 'unseen'}>Marrowfin</h1>
     </div>
   );
 }

@@ -1,0 +1,254 @@
+// The floorplan in a browser, on the real server: what it shows, against the engine's own answers.
+
+import assert from 'node:assert/strict';
+import { after, before, describe, test } from 'node:test';
+
+import { barriers, close, cutOff, file, launch, leave, open as openView, rest, serve, state, tool } from './house.mjs';
+
+const MOMENTS = Number(process.env.MARROWFIN_MOMENTS ?? 8); // a test
+const FLAGS = ['-c', '2', '-d', '2', '-p', '4'];
+const SIDE = 16;
+const LONG = { timeout: 120_000 }; // milliseconds: what hangs ends, and no test is about speed
+
+let server;
+
+before(async () => {
+  await launch();
+  tool('synth', '-o', 'run.trace', '--records', '20000', ...FLAGS);
+  server = await serve(file('run.trace'), ...FLAGS);
+});
+
+after(() => leave(server));
+
+const open = (hash, options = {}) => openView(server.link, { hash, width: 1000, height: 700, ...options });
+
+// Waits for a state of which `is` says that it is the one.
+async function waitFor(page, is) {
+  while (!is(await state(page))) {
+    await page.waitForTimeout(20);
+  }
+  await rest(page);
+}
+
+// Goes to another view by the address, as a link in a mail does.
+async function follow(page, hash) {
+  await page.evaluate((to) => {
+    const changed = new Promise((resolve) => window.addEventListener('hashchange', resolve, { once: true }));
+    const same = location.hash === `#${to}`;
+    location.hash = to;
+    return same ? undefined : changed.then(() => undefined);
+  }, hash);
+  await rest(page);
+}
+
+// Where an element is on the window.
+async function spotOf(page, column, row) {
+  const canvas = await page.locator('.floorplan-box').boundingBox();
+  const box = await page.evaluate((pe) => window.explorer.boxOf({ pe }), [column, row]);
+  return { x: canvas.x + box.x + box.width / 2, y: canvas.y + box.y + box.height / 2 };
+}
+
+// The colours in the middles of all elements, row by row, as "#rrggbb".
+const coloursOf = (page) =>
+  page.evaluate((side) => {
+    const hex = (color) => `#${color.map((channel) => channel.toString(16).padStart(2, '0')).join('')}`;
+    const ratio = window.devicePixelRatio;
+    const middle = (from, size) => Math.floor((from + size / 2) * ratio);
+    const at = (column, row) => {
+      const box = window.explorer.boxOf({ pe: [column, row] });
+      return hex(window.explorer.colourAt(middle(box.x, box.width), middle(box.y, box.height)));
+    };
+    const all = Array.from({ length: side }, (_, i) => i);
+    return all.map((row) => all.map((column) => at(column, row)));
+  }, SIDE);
+
+// Numbers that look random and are the same in each run.
+function* numbers(seed) {
+  let last = seed;
+  for (;;) {
+    last = (last * 1103515245 + 12345) % 2147483648;
+    yield last;
+  }
+}
+
+const engineColours = (step) =>
+  JSON.parse(tool('state', 'run.trace', '--step', String(step), ...FLAGS, '--json')).elements;
+
+describe('the reading of the viewer', () => {
+  for (const ratio of [1, 1.25]) {
+    test(`has the engine's colours in every channel at random steps, at ${ratio} pixels a pixel`, LONG, async () => {
+      const page = await open('reading=viewer&step=0&layers=s', { ratio });
+      const random = numbers(7);
+      let changed = 0;
+      let before = '';
+      for (let i = 0; i < MOMENTS / ratio; ++i) {
+        const step = i < 3 ? i : random.next().value % 500;
+        await follow(page, `reading=viewer&step=${step}&layers=s`);
+        assert.equal((await state(page)).step, step);
+        const colours = await coloursOf(page);
+        assert.deepEqual(colours, engineColours(step), `step ${step}`);
+        changed += JSON.stringify(colours) !== before ? 1 : 0;
+        before = JSON.stringify(colours);
+      }
+      assert.ok(changed > 2, 'the moments differ');
+      await close(page);
+    });
+  }
+
+  test('is entered and left by a key', LONG, async () => {
+    const page = await open('cycle=50');
+    const { step } = await state(page);
+    await page.keyboard.press('v');
+    await waitFor(page, (now) => now.reading === 'viewer');
+    // A frame of the viewer is drawn when the first event of the next cycle has come.
+    assert.ok(Number((await state(page)).cycle) >= 50);
+    await page.keyboard.press('v');
+    await waitFor(page, (now) => now.reading === 'natural');
+    assert.ok(Math.abs((await state(page)).step - step) <= 1);
+    await close(page);
+  });
+});
+
+test('Keys step, and steps lead where jumps lead', LONG, async () => {
+  const page = await open('cycle=60&layers=s');
+  const { step } = await state(page);
+  for (const [key, by] of [
+    ['ArrowRight', 1], ['Shift+ArrowRight', 11], ['ArrowLeft', 10], ['Shift+ArrowLeft', 0]]) {
+    await page.keyboard.press(key);
+    await waitFor(page, (now) => now.step === step + by);
+  }
+  await rest(page);
+  const walked = await coloursOf(page);
+  await page.keyboard.press('End');
+  await waitFor(page, (now) => now.step > step + 20);
+  const end = await state(page);
+  await page.keyboard.press('ArrowRight');
+  await rest(page);
+  assert.equal((await state(page)).step, end.step);
+  assert.notDeepEqual(await coloursOf(page), walked);
+  await follow(page, 'cycle=60&layers=s');
+  assert.deepEqual(await coloursOf(page), walked);
+  await page.keyboard.press('Home');
+  await waitFor(page, (now) => now.step <= 1);
+  await close(page);
+});
+
+test('Playing goes on until the end and stops there without a word', LONG, async () => {
+  const page = await open('cycle=0&speed=240');
+  await page.keyboard.press('Space');
+  await waitFor(page, (now) => now.playing);
+  await waitFor(page, (now) => now.step > 20);
+  await page.keyboard.press('Space');
+  await waitFor(page, (now) => !now.playing);
+  await page.keyboard.press('End');
+  await rest(page);
+  await page.keyboard.press('ArrowLeft');
+  await rest(page);
+  await page.keyboard.press('Space');
+  await rest(page);
+  await waitFor(page, (now) => !now.playing);
+  assert.equal((await state(page)).alert, undefined);
+  await close(page);
+});
+
+test('A click selects, arrow keys go on from there, and Escape forgets it', LONG, async () => {
+  const page = await open('cycle=60');
+  const spot = await spotOf(page, 3, 12);
+  await page.mouse.click(spot.x, spot.y);
+  assert.deepEqual((await state(page)).selected, { piece: { pe: [3, 12] } });
+  await page.locator('.floorplan-canvas').last().focus();
+  await page.keyboard.press('ArrowRight');
+  await page.keyboard.press('ArrowDown');
+  assert.deepEqual((await state(page)).selected, { piece: { pe: [4, 11] } });
+  assert.match(await page.locator('.floorplan-canvas').last().getAttribute('aria-label'), /PE 4,11 is selected/);
+  await page.keyboard.press('Escape');
+  assert.equal((await state(page)).selected, undefined);
+  await close(page);
+});
+
+test('The wheel zooms at the pointer, a drag pans and is no click, 0 fits again', LONG, async () => {
+  const page = await open('cycle=60');
+  const spot = await spotOf(page, 10, 10);
+  await page.mouse.move(spot.x, spot.y);
+  await page.mouse.wheel(0, -600);
+  await waitFor(page, (now) => now.zoom > 1.5);
+  await rest(page);
+  const zoomed = await spotOf(page, 10, 10);
+  assert.ok(Math.hypot(zoomed.x - spot.x, zoomed.y - spot.y) < 30, 'the element stays under the pointer');
+  await page.mouse.down();
+  await page.mouse.move(spot.x + 50, spot.y + 20, { steps: 4 });
+  await page.mouse.up();
+  await rest(page);
+  const panned = await spotOf(page, 10, 10);
+  assert.ok(Math.abs(panned.x - zoomed.x - 50) < 2 && Math.abs(panned.y - zoomed.y - 20) < 2);
+  assert.equal((await state(page)).selected, undefined);
+  await page.keyboard.press('0');
+  await waitFor(page, (now) => now.zoom === 1);
+  await close(page);
+});
+
+test('Shift and a drag select a rectangle', LONG, async () => {
+  const page = await open('cycle=60');
+  const [from, to] = [await spotOf(page, 2, 3), await spotOf(page, 6, 9)];
+  await page.keyboard.down('Shift');
+  await page.mouse.move(from.x, from.y);
+  await page.mouse.down();
+  await page.mouse.move(to.x, to.y, { steps: 4 });
+  await page.mouse.up();
+  await page.keyboard.up('Shift');
+  assert.deepEqual((await state(page)).selected, {
+    rect: { first: { column: 2, row: 3 }, last: { column: 6, row: 9 } },
+  });
+  await close(page);
+});
+
+test('A lost context is drawn again', LONG, async () => {
+  const page = await open('reading=viewer&step=200&layers=s');
+  const colours = await coloursOf(page);
+  const { draws } = await state(page);
+  await page.evaluate(async () => {
+    const gl = document.querySelector('canvas').getContext('webgl2');
+    const lose = gl.getExtension('WEBGL_lose_context');
+    const canvas = document.querySelector('canvas');
+    const restored = new Promise((resolve) => canvas.addEventListener('webglcontextrestored', resolve));
+    const lost = new Promise((resolve) => canvas.addEventListener('webglcontextlost', resolve));
+    lose.loseContext();
+    await lost;
+    // A context is restored at the earliest when its loss has been told to all.
+    await new Promise((resolve) => setTimeout(resolve));
+    lose.restoreContext();
+    await restored;
+  });
+  await waitFor(page, (now) => now.draws > draws);
+  await rest(page);
+  assert.deepEqual(await coloursOf(page), colours);
+  await close(page);
+});
+
+test('A link brings a colleague to the same view', LONG, async () => {
+  const page = await open('cycle=60&select=pe:4,5&colour=nothing&camera=1.5,4,4&range=100-200');
+  await page.keyboard.press('ArrowRight');
+  await rest(page);
+  const { hash, step, cycle } = await state(page);
+  const other = await open(hash.slice(1));
+  assert.deepEqual(
+    ((now) => [now.hash, now.step, now.cycle])(await state(other)),
+    [hash, step, cycle],
+  );
+  await close(page);
+  await close(other);
+});
+
+for (const [name, options] of [
+  ['light, 1600 wide', { width: 1600, height: 1000 }],
+  ['dark, 1280 wide', { width: 1280, height: 720, theme: 'dark' }],
+  ['dark, with text of 200 %', { width: 1600, height: 1000, theme: 'dark', text: 200 }],
+]) {
+  test(`No barrier, nothing cut off and no complaint: ${name}`, LONG, async () => {
+    const page = await open('cycle=60&select=pe:4,5&range=100-200', options);
+    assert.equal((await state(page)).theme, options.theme ?? 'light');
+    assert.deepEqual(await barriers(page), []);
+    assert.deepEqual(await cutOff(page), []);
+    await close(page);
+  });
+}
