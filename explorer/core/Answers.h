@@ -18,6 +18,7 @@ MaybeRefusal AnswerCount(Asking& asking, AnswerBytes& answer);
 MaybeRefusal AnswerNext(Asking& asking, AnswerBytes& answer);
 MaybeRefusal AnswerHeat(Asking& asking, AnswerBytes& answer);
 MaybeRefusal AnswerLinks(Asking& asking, AnswerBytes& answer);
+MaybeRefusal AnswerKinds(Asking& asking, AnswerBytes& answer);
 MaybeRefusal AnswerLane(Asking& asking, AnswerBytes& answer);
 MaybeRefusal AnswerCounter(Asking& asking, AnswerBytes& answer);
 MaybeRefusal AnswerPiece(Asking& asking, AnswerBytes& answer);

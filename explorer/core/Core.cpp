@@ -13,13 +13,13 @@ namespace {
 
 const std::map<std::string, AnswerFunction>& Answers() {
   static const std::map<std::string, AnswerFunction> answers = {
-      {"activity", AnswerActivity}, {"count", AnswerCount},       {"counter", AnswerCounter},
-      {"events", AnswerEvents},     {"heat", AnswerHeat},         {"lane", AnswerLane},
-      {"links", AnswerLinks},       {"measures", AnswerMeasures}, {"next", AnswerNext},
-      {"packet", AnswerPacket},     {"palette", AnswerPalette},   {"phases", AnswerPhases},
-      {"piece", AnswerPiece},       {"search", AnswerSearch},     {"state", AnswerState},
-      {"steps", AnswerSteps},       {"trace", AnswerTrace},       {"when", AnswerWhen},
-      {"why", AnswerWhy},
+      {"activity", AnswerActivity}, {"count", AnswerCount},   {"counter", AnswerCounter},
+      {"events", AnswerEvents},     {"heat", AnswerHeat},     {"kinds", AnswerKinds},
+      {"lane", AnswerLane},         {"links", AnswerLinks},   {"measures", AnswerMeasures},
+      {"next", AnswerNext},         {"packet", AnswerPacket}, {"palette", AnswerPalette},
+      {"phases", AnswerPhases},     {"piece", AnswerPiece},   {"search", AnswerSearch},
+      {"state", AnswerState},       {"steps", AnswerSteps},   {"trace", AnswerTrace},
+      {"when", AnswerWhen},         {"why", AnswerWhy},
   };
   return answers;
 }

@@ -219,6 +219,32 @@ TEST_F(RunAnswersTest, CountersAreThoseOfTheNotes) {
   EXPECT_EQ(asked->Ask(question).Code(), "not-there");
 }
 
+TEST_F(RunAnswersTest, KindsAreThoseOfTheLastFireOfEachElement) {
+  const NotedEvents noted = RandomNotes(random, events);
+  Begin(NotesBytes(noted, random, 100));
+  const json names = asked->Ask({{"ask", "trace"}}).head["attributes"][KIND]["names"];
+  for (const uint64_t cycle : {0U, 50U, 400U, 100000U}) {
+    const ReadAnswer answer =
+        Ask({{"ask", "kinds"}, {"reading", "natural"}, {"cycle", std::to_string(cycle)}});
+    const std::vector<std::string> kinds = answer.head["kinds"];
+    ASSERT_FALSE(kinds.empty());
+    std::vector<double> expected(shape.Elements());
+    for (size_t i = 0; i < events.size(); ++i) {
+      if (events[i].type == FIRE_RECORD && events[i].cycle <= cycle) {
+        double& code = expected[shape.ElementNumber(events[i].at)];
+        code = 0;
+        if (!noted.values[KIND][i].empty()) {
+          const std::string value = std::to_string(noted.values[KIND][i][0]);
+          const std::string name = names.value(value, value);
+          const auto at = std::find(kinds.begin(), kinds.end(), name);
+          code = at == kinds.end() ? 7 : static_cast<double>(1 + (at - kinds.begin()));
+        }
+      }
+    }
+    EXPECT_EQ(answer.Of("elements"), expected) << cycle;
+  }
+}
+
 TEST_F(RunAnswersTest, APieceTellsWhatItShowsAndWhatIsAroundIt) {
   Begin();
   const uint64_t cycle = 300;
