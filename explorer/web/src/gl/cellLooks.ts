@@ -45,7 +45,7 @@ function lookOf(colours: Uint8Array, palette: Palette, sides: readonly number[])
 /** By thread, of elements: fresh is solid, old is hollow. `lit` is the thread that is pointed at. */
 export function threadLook(palette: Palette, lit: number | undefined): CellLook {
   const colours = newColours();
-  put(colours, 0, 0, palette.idle, DOT);
+  put(colours, 0, 0, mix(palette.idle, palette.paper, lit === undefined ? 1 : DIMMED), DOT);
   for (let code = 1; code <= THREADS * ELEMENT_AGES; ++code) {
     const touch = elementTouch(code);
     if (touch !== undefined) {

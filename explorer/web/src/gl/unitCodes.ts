@@ -106,13 +106,29 @@ export function unitSums(shape: Shape, level: Level, values: Float64Array): Floa
   return sums;
 }
 
-/** Codes of numbers on a scale that ends at `end`: 1 + stop of 16, 0 where there is none. */
+/** Where a scale ends, so that a few large numbers do not make all others look alike. */
+const SCALE_SHARE = 0.98;
+
+/**
+ * The end of the scale for units of a level, as a number of each of their elements: that of the
+ * elements themselves, or the 98th percentile of larger units that have any.
+ */
+export function scaleEnd(shape: Shape, level: Level, values: Float64Array, end: number): number {
+  if (level === 'pe') {
+    return end;
+  }
+  const span = unitSpan(shape, level);
+  const some = unitSums(shape, level, values).filter((sum) => sum > 0).sort();
+  const last = some[Math.floor(SCALE_SHARE * (some.length - 1))] ?? 0;
+  return last / (span[0] * span[1]);
+}
+
+/** Codes of numbers of units on a scale: 1 + stop of 16, 0 where there is none. */
 export function heatCodes(shape: Shape, level: Level, values: Float64Array, end: number): Codes {
   const [columns, rows] = unitsOf(shape, level);
   const span = unitSpan(shape, level);
-  const sums = unitSums(shape, level, values);
-  const scale = end * span[0] * span[1];
-  const codes = Uint8Array.from(sums, (sum) =>
+  const scale = scaleEnd(shape, level, values, end) * span[0] * span[1];
+  const codes = Uint8Array.from(unitSums(shape, level, values), (sum) =>
     sum > 0 && scale > 0 ? 1 + Math.min(15, Math.round((15 * sum) / scale)) : 0,
   );
   return { columns, rows, codes };

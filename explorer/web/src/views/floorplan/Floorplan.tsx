@@ -100,7 +100,7 @@ function Crowded({ controller }: { readonly controller: FloorplanController }) {
   }
   const count = explorer.playback.picture.value?.messages.record.length ?? 0;
   return (
-    <div class="crowded">
+    <div class="crowded middle-only">
       <span>
         <strong>{thousands(count)} messages</strong> overlap here.
       </span>

@@ -70,7 +70,7 @@ function heatOf(explorer: Explorer, shape: Shape): { values: Float64Array; end: 
 const heatMemo = new WeakMap<object, { values: Float64Array; end: number }>();
 
 /** The same object for the same answer, so that nothing is made anew for it. */
-function keptHeat(explorer: Explorer, shape: Shape): { values: Float64Array; end: number } | undefined {
+export function keptHeat(explorer: Explorer, shape: Shape): { values: Float64Array; end: number } | undefined {
   const answer = explorer.layers.heat.answer.value;
   const known = answer === undefined ? undefined : heatMemo.get(answer);
   if (known !== undefined && explorer.view.colourBy.value === 'heat') {

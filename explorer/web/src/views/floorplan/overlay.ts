@@ -1,4 +1,4 @@
-import type { Box, Layout } from '../../base/floorplan/layout';
+import type { Box, Layout, Spot } from '../../base/floorplan/layout';
 import type { Place } from '../../base/place';
 import { meshPlace, NUMBERS_PITCH, STEPS, type Bar, type LinkLoads } from '../../gl/linkShapes';
 import { css, type Palette } from '../../theme/palettes';
@@ -214,6 +214,21 @@ function drawLoads(pen: Pen, links: LinkLoads): void {
   }
 }
 
+/** The number of each hop at its end, but where it would lie over another one. */
+function drawHops(pen: Pen): void {
+  const { layout, path } = pen.input;
+  const taken: Spot[] = [];
+  for (const hops of path) {
+    hops.slice(1).forEach((place, i) => {
+      const spot = layout.middle(place);
+      if (taken.every(({ x, y }) => Math.abs(x - spot.x) > 22 * pen.unit || Math.abs(y - spot.y) > 17 * pen.unit)) {
+        drawChip(pen, String(i + 1), spot.x, spot.y, 'center');
+        taken.push(spot);
+      }
+    });
+  }
+}
+
 /** Ways through the array, with the number of each hop. */
 function drawPath(pen: Pen): void {
   const { context, input } = pen;
@@ -233,12 +248,7 @@ function drawPath(pen: Pen): void {
   };
   draw(css(input.palette.paper), 4);
   draw(css(input.palette.ink), 2);
-  for (const hops of input.path) {
-    hops.slice(1).forEach((place, i) => {
-      const { x, y } = input.layout.middle(place);
-      drawChip(pen, String(i + 1), x, y, 'center');
-    });
-  }
+  drawHops(pen);
 }
 
 export function drawOverlay(context: Context, input: OverlayInput): void {

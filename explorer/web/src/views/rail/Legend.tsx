@@ -1,11 +1,14 @@
-import { pitchOf } from '../../base/floorplan/layout';
+import { pitchOf, type Layout } from '../../base/floorplan/layout';
 import { THREADS } from '../../base/picture';
 import { counted, rangeText, thousands } from '../../base/words';
+import { scaleEnd } from '../../gl/unitCodes';
+import type { Explorer } from '../../model/explorer';
 import type { HeatOf } from '../../protocol/questions';
 import { threadColours } from '../../theme/palettes';
 import { ThreadChip } from '../../widgets/ThreadChip';
 import { usePage } from '../context';
 import type { FloorplanController } from '../floorplan/controller';
+import { keptHeat } from '../floorplan/input';
 import { AgeLegend, MessageLegend } from './AgeLegend';
 import { LinkLegend } from './LinkLegend';
 import { Scale } from './Scale';
@@ -70,10 +73,23 @@ const HEATS: Readonly<Record<HeatOf, { readonly title: string; readonly none: st
 
 const decimals = new Intl.NumberFormat('en-GB', { maximumFractionDigits: 1 });
 
-function HeatLegend() {
-  const { view, layers } = usePage().explorer;
+/** The end of the scale at the level that is drawn, and whether anything lies beyond. */
+function heatEnd(explorer: Explorer, layout: Layout): { readonly end: number; readonly more: boolean } | undefined {
+  const heat = keptHeat(explorer, layout.shape);
+  const head = explorer.layers.heat.answer.value?.head;
+  if (heat === undefined || head === undefined) {
+    return undefined;
+  }
+  const end = scaleEnd(layout.shape, layout.level, heat.values, heat.end);
+  return { end, more: head.highest > end };
+}
+
+function HeatLegend({ controller }: { readonly controller: FloorplanController }) {
+  const { explorer } = usePage();
+  const { view, layers } = explorer;
+  const layout = controller.seen.value;
+  const scale = layout && heatEnd(explorer, layout);
   const span = layers.span();
-  const answer = layers.heat.answer.value;
   const words = HEATS[view.heatOf.value];
   return (
     <>
@@ -96,10 +112,10 @@ function HeatLegend() {
         <Scale />
         <div class="legend-row">
           <span>0</span>
-          {answer && (
+          {scale && (
             <span class="legend-number strong">
-              {decimals.format(answer.head.end)}
-              {answer.head.highest > answer.head.end ? ' and more' : ''}
+              {decimals.format(scale.end)}
+              {scale.more ? ' and more' : ''}
             </span>
           )}
         </div>
@@ -148,7 +164,7 @@ export function Legend({ controller }: { readonly controller: FloorplanControlle
     <>
       {view.linkLoad.value && <LinkLegend />}
       {by === 'thread' && !view.linkLoad.value && <ThreadLegend />}
-      {by === 'heat' && <HeatLegend />}
+      {by === 'heat' && <HeatLegend controller={controller} />}
       <LevelLegend controller={controller} />
     </>
   );

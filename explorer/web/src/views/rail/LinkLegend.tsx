@@ -71,7 +71,7 @@ export function LinkLegend() {
         <Scale />
         <div class="legend-row">
           <span>0 %</span>
-          <span class="legend-middle">{head.unit}</span>
+          <span class="legend-middle">of 1 {head.unit.replace(/^(\w+)s\b/, '$1')}</span>
           <span class="legend-number strong">{percent(head.end)}</span>
         </div>
         <span class="legend-small">Each direction keeps right; wider is fuller.</span>
