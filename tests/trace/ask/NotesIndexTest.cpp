@@ -286,6 +286,47 @@ TEST(NotesIndexTest, IndexThatSomebodyMadeUpLeadsNoQuestionOutOfBounds) {
   EXPECT_GT(believed, 50);
 }
 
+// An index that tells of so many blocks of notes, whatever else it says.
+std::string WithBlocks(const std::string& bytes, size_t blocks) {
+  IndexSection directory;
+  EXPECT_TRUE(DecodeFooter(
+      reinterpret_cast<const uint8_t*>(bytes.data() + bytes.size() - INDEX_FOOTER), directory));
+  const auto* packed = reinterpret_cast<const uint8_t*>(bytes.data() + directory.offset);
+  std::vector<uint8_t> raw;
+  EXPECT_TRUE(Unpack({packed, static_cast<size_t>(directory.packedSize)},
+                     static_cast<size_t>(directory.rawSize), raw));
+  NoteTables tables;
+  std::vector<IndexSection> times;
+  EXPECT_TRUE(DecodeNoteTables(raw, directory.offset, raw.size(), tables, times));
+  tables.blocks.resize(blocks);
+  raw = EncodeNoteTables(tables, times);
+  const std::vector<uint8_t> again = Pack(raw);
+  directory.packedSize = again.size();
+  directory.rawSize = raw.size();
+  uint8_t footer[INDEX_FOOTER];
+  EncodeFooter(directory, footer);
+  return bytes.substr(0, static_cast<size_t>(directory.offset)) +
+         std::string(again.begin(), again.end()) + std::string(footer, footer + INDEX_FOOTER);
+}
+
+TEST(NotesIndexTest, IndexOfMoreOrFewerBlocksThanTheNotesHaveIsMadeAnew) {
+  std::mt19937 random(15);
+  const NotedEvents noted = Noted(random, 900);
+  Indexed indexed(noted, NotesBytes(noted, random, 100, true));
+  const std::string name = indexed.opened.name + ".notes.mfindex";
+  const std::string bytes = ReadFile(name);
+  const size_t sound = indexed.index->Tables().blocks.size();
+  for (const size_t blocks : {size_t{0}, sound - 1, sound + 1, indexed.index->Entries()}) {
+    WriteFile(name, WithBlocks(bytes, blocks));
+    indexed.Reopen();
+    EXPECT_TRUE(indexed.made) << blocks << " instead of " << sound;
+    EXPECT_EQ(sound, indexed.index->Tables().blocks.size());
+  }
+  WriteFile(name, WithBlocks(bytes, sound));
+  indexed.Reopen();
+  EXPECT_FALSE(indexed.made);
+}
+
 TEST(NotesIndexTest, NotesOfAnotherTraceHaveNoIndex) {
   std::mt19937 random(7);
   const NotedEvents noted = Noted(random, 3000);
