@@ -1,5 +1,6 @@
 #include "measure/CountByTables.h"
 
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -42,31 +43,66 @@ Fault AddPlaces(const TraceSource& trace, const Index& index, const TimeColumns&
   return {};
 }
 
+// Takes up bins that are columns from the given one on. False where threads that are not told apart
+// fired.
+bool AddBins(const ActivityBins& bins, size_t column, RunCounts& counts) {
+  bool apart = true;
+  for (size_t slot = 0; slot <= bins.threads.size(); ++slot) {
+    const std::optional<uint32_t> thread =
+        slot < bins.threads.size() ? std::optional(bins.threads[slot]) : std::nullopt;
+    for (const uint32_t type : {SWITCH_RECORD, FIRE_RECORD, SEND_RECORD}) {
+      const std::span<const uint64_t> records = bins.Of(slot, type);
+      for (size_t bin = 0; bin < records.size(); ++bin) {
+        counts.AddRecords(thread, type, column + bin, records[bin]);
+        apart = apart && (thread || type != FIRE_RECORD || records[bin] == 0);
+      }
+    }
+  }
+  return apart;
+}
+
+// The records of each column. The last one may be narrower than the others, which bins never are:
+// it is asked for alone. False where threads that are not told apart fired, a fault where the index
+// cannot be read.
+Result<bool> AddColumns(const TraceSource& trace, const Index& index, const TimeColumns& columns,
+                        const ProgressCallback& progress, RunCounts& counts) {
+  const size_t last = columns.Count() - 1;
+  const uint64_t begin = columns.FirstOf(last);
+  bool apart = true;
+  if (last > 0) {
+    const Result<ActivityBins> bins =
+        ActivityOverTime(trace, index, {columns.first, begin - 1, last}, progress);
+    if (!bins) {
+      return bins.Why();
+    }
+    apart = AddBins(*bins, 0, counts);
+  }
+  const Result<ActivityBins> bins =
+      ActivityOverTime(trace, index, {begin, columns.last, 1}, progress);
+  if (!bins) {
+    return bins.Why();
+  }
+  return AddBins(*bins, last, counts) && apart;
+}
+
 }  // namespace
 
 Result<std::optional<RunCounts>> CountByTables(const TraceSource& trace, const Index& index,
-                                               const RunShape& shape,
+                                               const RunShape& shape, bool everyThread,
                                                const ProgressCallback& progress) {
   const Summary& summary = index.GetSummary();
   if (!index.HasBoundaries() || !summary.Ordered() || !summary.switchesComplete) {
     return std::optional<RunCounts>();
   }
-  const TimeColumns& cycles = shape.columns;
-  const Result<ActivityBins> bins =
-      ActivityOverTime(trace, index, {cycles.first, cycles.last, 1}, progress);
-  if (!bins) {
-    return bins.Why();
-  }
   RunCounts counts(shape);
-  for (size_t slot = 0; slot <= bins->threads.size(); ++slot) {
-    for (const uint32_t type : {SWITCH_RECORD, FIRE_RECORD, SEND_RECORD}) {
-      const uint64_t records = bins->firsts.empty() ? 0 : bins->Of(slot, type)[0];
-      counts.AddRecords(
-          slot < bins->threads.size() ? std::optional(bins->threads[slot]) : std::nullopt, type,
-          records);
-    }
+  const Result<bool> apart = AddColumns(trace, index, shape.columns, progress, counts);
+  if (!apart) {
+    return apart.Why();
   }
-  if (Fault fault = AddPlaces(trace, index, cycles, counts)) {
+  if (everyThread && !*apart) {
+    return std::optional<RunCounts>();
+  }
+  if (Fault fault = AddPlaces(trace, index, shape.columns, counts)) {
     return fault;
   }
   counts.CountOutside();

@@ -140,6 +140,18 @@ class Question {
   const ProgressCallback& progress;
 };
 
+// What the tables of an index tell, if that suffices.
+Result<std::optional<RunCounts>> Tell(const TraceSource& trace, const Index& index,
+                                      const RunQuestion& question, CycleRange range,
+                                      const ProgressCallback& progress) {
+  const bool overTime = question.timelineSuffices;
+  const TimeColumns columns =
+      overTime ? TimeColumns::AtMost(range.first, range.last, question.mostColumns)
+               : TimeColumns{range.first, range.last, ~uint64_t{0}};
+  return CountByTables(trace, index, ShapeOf(question, columns),
+                       overTime && question.timelineByThread, progress);
+}
+
 // The same as far as an index tells, which knows where a trace breaks off.
 Result<CycleRange> CyclesKnown(const TraceSource& trace, const Index& index) {
   const Summary& summary = index.GetSummary();
@@ -181,13 +193,9 @@ Result<RunCounts> CountRun(const TraceSource& trace, const Index* index,
     return cycles.Why();
   }
   const CycleRange range = cycles->Narrowed(question.filter);
-  if (question.sumsSuffice && index != nullptr && AsksForCycles(question)) {
-    const RunShape shape = {question.shape,
-                            question.wrapColumns,
-                            question.wrapRows,
-                            question.columnFirst,
-                            {range.first, range.last, ~uint64_t{0}}};
-    Result<std::optional<RunCounts>> told = CountByTables(trace, *index, shape, progress);
+  if (index != nullptr && AsksForCycles(question) &&
+      (question.sumsSuffice || question.timelineSuffices)) {
+    Result<std::optional<RunCounts>> told = Tell(trace, *index, question, range, progress);
     if (!told) {
       return told.Why();
     }

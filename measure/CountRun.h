@@ -31,6 +31,12 @@ struct RunQuestion {
   // milliseconds where the filter asks for cycles alone; else everything is counted as ever.
   bool sumsSuffice = false;
 
+  // The same with the timeline in its columns: what an index tells then takes reading about one
+  // cell of its time table for each of them. By thread only of runs whose threads it tells apart;
+  // others are counted as ever.
+  bool timelineSuffices = false;
+  bool timelineByThread = true;
+
   bool elementLinks = false;  // see RunShape
 
   // Whether single cycles are told apart for each element, and for each switch.

@@ -1,6 +1,7 @@
 #include "measure/RunCounts.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace marrowfin {
 namespace {
@@ -86,18 +87,22 @@ void RunCounts::AddAt(Place place, Activity activity, uint64_t count) {
   places.AddAt(place, activity, count);
 }
 
-void RunCounts::AddRecords(std::optional<uint32_t> thread, uint32_t type, uint64_t count) {
+void RunCounts::AddRecords(std::optional<uint32_t> thread, uint32_t type, size_t column,
+                           uint64_t count) {
   if (count == 0) {
     return;
   }
-  times.AddRecords(thread, type, count);
+  times.AddRecords(thread, type, column, count);
   records += count;
   firstCycle = times.Columns().first;
   lastCycle = times.Columns().last;
 }
 
 void RunCounts::CountOutside() {
-  const auto all = [this](uint32_t type) { return times.OfType(type)[0]; };
+  const auto all = [this](uint32_t type) {
+    const std::vector<uint64_t>& columns = times.OfType(type);
+    return std::accumulate(columns.begin(), columns.end(), uint64_t{0});
+  };
   places.CountOutside(all(FIRE_RECORD) + 2 * all(SEND_RECORD) + all(SWITCH_RECORD));
 }
 

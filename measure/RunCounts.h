@@ -42,11 +42,11 @@ class RunCounts {
   // What came right behind.
   void Add(const RunCounts& later);
 
-  // The same out of sums that are known, of a range that is one column of time: what a place has of
-  // an activity, all records of a type and a thread (or of those that are not told apart), and at
-  // last what of those is at places that the array does not have.
+  // The same out of sums that are known: what a place has of an activity, the records of a column
+  // of a type and a thread (or of those that are not told apart), and at last what of those is at
+  // places that the array does not have.
   void AddAt(Place place, Activity activity, uint64_t count);
-  void AddRecords(std::optional<uint32_t> thread, uint32_t type, uint64_t count);
+  void AddRecords(std::optional<uint32_t> thread, uint32_t type, size_t column, uint64_t count);
   void CountOutside();
 
   const PlaceCounts& Places() const { return places; }

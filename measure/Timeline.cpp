@@ -1,6 +1,6 @@
 #include "measure/Timeline.h"
 
-#include <algorithm>
+#include <iterator>
 
 namespace marrowfin {
 namespace {
@@ -55,20 +55,31 @@ bool Timeline::FindColumn(uint64_t cycle) {
 }
 
 std::vector<uint64_t>& Timeline::FindThread(uint32_t thread) {
-  Met& known = met[thread % met.size()];
-  const auto found = slots.find(thread);
-  if (found == slots.end() && threads.size() == MOST_THREADS) {
+  if (slots.size() == MOST_THREADS && thread > slots.rbegin()->first) {
     return others;
   }
-  known.thread = thread;
-  if (found != slots.end()) {
-    known.slot = found->second;
-  } else {
-    known.slot = threads.size();
-    slots.emplace(thread, known.slot);
+  const auto found = slots.find(thread);
+  const size_t slot = found != slots.end() ? found->second : SlotForNew(thread);
+  met[thread % met.size()] = {thread, slot};
+  return threads[slot];
+}
+
+// Where there is none left, the highest thread makes room.
+size_t Timeline::SlotForNew(uint32_t thread) {
+  size_t slot = threads.size();
+  if (slots.size() < MOST_THREADS) {
     threads.emplace_back(columns.Count());
+  } else {
+    const auto highest = std::prev(slots.end());
+    slot = highest->second;
+    AddUp(others, threads[slot]);
+    threads[slot].assign(columns.Count(), 0);
+    Met& known = met[highest->first % met.size()];
+    known = known.slot == slot ? Met() : known;
+    slots.erase(highest);
   }
-  return threads[known.slot];
+  slots.emplace(thread, slot);
+  return slot;
 }
 
 void Timeline::Add(const Timeline& other) {
@@ -81,10 +92,11 @@ void Timeline::Add(const Timeline& other) {
   AddUp(others, other.others);
 }
 
-void Timeline::AddRecords(std::optional<uint32_t> thread, uint32_t type, uint64_t count) {
-  types[type - SWITCH_RECORD][0] += count;
+void Timeline::AddRecords(std::optional<uint32_t> thread, uint32_t type, size_t toColumn,
+                          uint64_t count) {
+  types[type - SWITCH_RECORD][toColumn] += count;
   if (type == FIRE_RECORD) {
-    (thread ? Of(*thread) : others)[0] += count;
+    (thread ? Of(*thread) : others)[toColumn] += count;
   }
 }
 
@@ -93,7 +105,6 @@ std::vector<uint32_t> Timeline::Threads() const {
   for (const auto& [thread, slot] : slots) {
     all.push_back(thread);
   }
-  std::sort(all.begin(), all.end());
   return all;
 }
 

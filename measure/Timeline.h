@@ -4,8 +4,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
-#include <unordered_map>
 #include <vector>
 
 #include "trace/base/Record.h"
@@ -38,7 +38,8 @@ struct TimeColumns {
 // outside the range are not counted.
 class Timeline {
  public:
-  // Threads that are told apart; those that are met later are counted together.
+  // Threads that are told apart: those with the lowest numbers, whatever comes first, so that the
+  // answer is the same in however many pieces a trace is counted. All others are counted together.
   static constexpr size_t MOST_THREADS = 256;
 
   explicit Timeline(const TimeColumns& columns);
@@ -54,8 +55,8 @@ class Timeline {
   }
   void Add(const Timeline& other);
 
-  // So many records of the first column; without a thread, of those that are not told apart.
-  void AddRecords(std::optional<uint32_t> thread, uint32_t type, uint64_t count);
+  // So many records of a column; without a thread, of those that are not told apart.
+  void AddRecords(std::optional<uint32_t> thread, uint32_t type, size_t toColumn, uint64_t count);
 
   const TimeColumns& Columns() const { return columns; }
 
@@ -70,6 +71,7 @@ class Timeline {
  private:
   bool FindColumn(uint64_t cycle);
   std::vector<uint64_t>& FindThread(uint32_t thread);
+  size_t SlotForNew(uint32_t thread);
   std::vector<uint64_t>& Of(uint32_t thread) {
     const Met& known = met[thread % met.size()];
     return known.thread == thread && known.slot < threads.size() ? threads[known.slot]
@@ -78,7 +80,7 @@ class Timeline {
 
   TimeColumns columns;
   std::vector<uint64_t> types[RECORD_TYPES];
-  std::unordered_map<uint32_t, size_t> slots;
+  std::map<uint32_t, size_t> slots;
   std::vector<std::vector<uint64_t>> threads;
   std::vector<uint64_t> others;
 

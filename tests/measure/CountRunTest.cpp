@@ -251,6 +251,69 @@ TEST(CountRunTest, SumsOfTablesAreToldWithoutGoingThroughTheTrace) {
   EXPECT_GT(read, 20000U);
 }
 
+// The fires of each thread in each column, others last.
+std::map<uint32_t, std::vector<uint64_t>> FiresByThread(const Timeline& times) {
+  std::map<uint32_t, std::vector<uint64_t>> fires;
+  for (const uint32_t thread : times.Threads()) {
+    fires[thread] = times.OfThread(thread);
+  }
+  fires[~uint32_t{0}] = times.OfOthers();
+  return fires;
+}
+
+// The records that were read to tell the timeline.
+uint64_t ExpectTimeline(const Opened& opened, RunQuestion question) {
+  const Result<RunCounts> counted = CountRun(*opened.trace, nullptr, question);
+  question.timelineSuffices = true;
+  uint64_t read = 0;
+  const Result<RunCounts> told =
+      CountRun(*opened.trace, opened.index.get(), question, [&](const Progress& now) {
+        read = std::max(read, now.done);
+        return true;
+      });
+  EXPECT_TRUE(counted);
+  EXPECT_TRUE(told);
+  EXPECT_EQ(told->Times().Columns().width, counted->Times().Columns().width);
+  for (const uint32_t type : {SWITCH_RECORD, FIRE_RECORD, SEND_RECORD}) {
+    EXPECT_EQ(told->Times().OfType(type), counted->Times().OfType(type));
+  }
+  if (question.timelineByThread) {
+    EXPECT_EQ(FiresByThread(told->Times()), FiresByThread(counted->Times()));
+  }
+  EXPECT_EQ(told->Records(), counted->Records());
+  EXPECT_EQ(told->Places().Outside(), counted->Places().Outside());
+  return read;
+}
+
+TEST(CountRunTest, TheTimelineThatAnIndexTellsIsThatOfCounting) {
+  std::mt19937 random(12);
+  const std::vector<Event> events = RandomEvents(random, Options(30000));
+  const Opened opened(Encode(events));
+  const uint64_t last = events.back().cycle;
+  for (int round = 0; round < 20; ++round) {
+    RunQuestion question = Everything({2, 2, 2});
+    question.mostColumns = 1 + random() % 400;
+    if (round > 4) {
+      question.filter.firstCycle = random() % (last + 1);
+      question.filter.lastCycle = question.filter.firstCycle + random() % (last + 1);
+    }
+    ExpectTimeline(opened, question);
+  }
+}
+
+TEST(CountRunTest, ATimelineByMoreThreadsThanAnIndexTellsApartIsCounted) {
+  std::vector<Event> events;
+  for (uint64_t i = 0; i < 30000; ++i) {
+    events.push_back({FIRE_RECORD, i, static_cast<uint32_t>(i % 17), {0, 0}, {}});
+  }
+  const Opened opened(Encode(events));
+  RunQuestion question = Everything({2, 2, 2});
+  question.mostColumns = 4;
+  EXPECT_GT(ExpectTimeline(opened, question), 29999U);
+  question.timelineByThread = false;
+  EXPECT_LT(ExpectTimeline(opened, question), 3000U);
+}
+
 TEST(CountRunTest, TheBusiestCycleAndTheLongestQuietSpellAreToldAcrossPieces) {
   std::mt19937 random(6);
   for (int round = 0; round < 20; ++round) {

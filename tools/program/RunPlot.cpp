@@ -38,6 +38,8 @@ MaybeFailure PlotRun(const std::string& kind, const RunPlotFlags& flags, const R
   RunToPlot run;
   run.counted.question.sumsSuffice = needs.sumsSuffice;
   run.counted.question.elementLinks = needs.elementLinks;
+  run.counted.question.timelineSuffices = needs.timelineSuffices;
+  run.counted.question.timelineByThread = needs.timelineByThread;
   if (MaybeFailure failure = CountRunOf(flags.run, needs.packets, console, run.counted)) {
     return failure;
   }

@@ -35,6 +35,10 @@ struct RunPlotNeeds {
   bool packets = false;
   bool sumsSuffice = false;   // see RunQuestion
   bool elementLinks = false;  // likewise
+
+  // Likewise, see RunQuestion.
+  bool timelineSuffices = false;
+  bool timelineByThread = true;
 };
 
 // Makes the plot; what it refers to of the run lives until it is written. May read the trace.

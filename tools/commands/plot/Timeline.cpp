@@ -30,9 +30,12 @@ Action Configure(CLI::App& app) {
       ->check(CLI::IsMember({"thread", "type"}))
       ->capture_default_str();
   return [flags](const Console& console) {
-    return PlotRun("timeline", flags->shared, {}, console, [&](RunToPlot& of) -> Result<Plot> {
-      return PlotTimeline(of.run, flags->by == "type");
-    });
+    const bool byType = flags->by == "type";
+    RunPlotNeeds needs;
+    needs.timelineSuffices = true;
+    needs.timelineByThread = !byType;
+    return PlotRun("timeline", flags->shared, needs, console,
+                   [&](RunToPlot& of) -> Result<Plot> { return PlotTimeline(of.run, byType); });
   };
 }
 
