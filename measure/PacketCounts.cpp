@@ -1,5 +1,7 @@
 #include "measure/PacketCounts.h"
 
+#include <algorithm>
+
 namespace marrowfin {
 namespace {
 
@@ -16,15 +18,20 @@ TimeColumns PacketCounts::Windows(uint64_t first, uint64_t last) {
 PacketCounts::PacketCounts(const TimeColumns& windows)
     : sinceInjection(windows), sinceCreation(windows) {}
 
-void PacketCounts::Enter(uint64_t packet, uint64_t cycle, std::optional<uint64_t> created,
-                         Place at) {
+void PacketCounts::Enter(uint64_t packet, uint64_t cycle, PacketRole role,
+                         std::optional<uint64_t> created, Place at, uint64_t sort) {
   PacketLife life;
   life.from = at;
   life.packet = packet;
   life.injected = cycle;
+  life.sort = sort;
   // What lies in the future is no creation.
   if (created && *created <= cycle) {
     life.created = created;
+  }
+  // A message is on its first link already.
+  if (role == PacketRole::SEND) {
+    life.hopped = cycle;
   }
   journeys.emplace(packet, life);
   sinceInjection.Begin(cycle);
@@ -33,40 +40,61 @@ void PacketCounts::Enter(uint64_t packet, uint64_t cycle, std::optional<uint64_t
   }
 }
 
-void PacketCounts::Arrive(const PacketLife& life, Place at) {
+void PacketCounts::Hop(PacketLife& life, uint64_t cycle) {
+  if (life.hopped && cycle >= *life.hopped) {  // cycles may fall
+    hopTimes.Add(cycle - *life.hopped);
+  }
+}
+
+void PacketCounts::Arrive(const PacketLife& life) {
   latencies.Add(life.Latency());
   hops.Add(life.hops);
-  distances.Add(Apart(life.from.column, at.column) + Apart(life.from.row, at.row));
+  distances.Add(Apart(life.from.column, life.to.column) + Apart(life.from.row, life.to.row));
   if (life.created) {
     total.Add(life.ejected - *life.created);
     sourceWaits.Add(life.injected - *life.created);
     sinceCreation.Arrive(*life.created, life.ejected - *life.created);
   }
-  if (!slowest || life.Latency() > slowest->Latency()) {
-    slowest = life;
+  const auto slower = std::upper_bound(
+      slowest.begin(), slowest.end(), life,
+      [](const PacketLife& a, const PacketLife& b) { return a.Latency() > b.Latency(); });
+  if (slower != slowest.end() || slowest.size() < MOST_SLOWEST) {
+    slowest.insert(slower, life);
+    slowest.resize(std::min(slowest.size(), MOST_SLOWEST));
   }
   sinceInjection.Arrive(life.injected, life.Latency());
 }
 
-void PacketCounts::Add(uint64_t packet, uint64_t cycle, PacketRole role,
-                       std::optional<uint64_t> created, Place at) {
+std::optional<PacketLife> PacketCounts::Add(uint64_t packet, uint64_t cycle, PacketRole role,
+                                            std::optional<uint64_t> created, Place at,
+                                            uint64_t sort) {
   const auto found = journeys.find(packet);
   if (found == journeys.end()) {
     // Of a range that begins in the middle of a run some packets have no entry.
     if (role == PacketRole::ENTRY || role == PacketRole::FIRE || role == PacketRole::SEND) {
-      Enter(packet, cycle, created, at);
+      Enter(packet, cycle, role, created, at, sort);
     }
-    return;
+    return std::nullopt;
   }
   PacketLife& life = found->second;
-  life.hops += role == PacketRole::HOP || role == PacketRole::SEND ? 1 : 0;
-  if (role == PacketRole::EXIT || role == PacketRole::FIRE) {
-    life.ejected = cycle;
-    if (cycle >= life.injected) {  // cycles may fall
-      Arrive(life, at);
-    }
-    journeys.erase(found);
+  if (role == PacketRole::HOP || role == PacketRole::SEND) {
+    ++life.hops;
+    Hop(life, cycle);
+    life.hopped = cycle;
   }
+  if (role != PacketRole::EXIT && role != PacketRole::FIRE) {
+    return std::nullopt;
+  }
+  Hop(life, cycle);
+  life.ejected = cycle;
+  life.to = at;
+  const PacketLife left = life;
+  journeys.erase(found);
+  if (cycle < left.injected) {  // cycles may fall
+    return std::nullopt;
+  }
+  Arrive(left);
+  return left;
 }
 
 }  // namespace marrowfin

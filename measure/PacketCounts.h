@@ -31,7 +31,10 @@ struct PacketLife {
   uint64_t injected = 0;
   uint64_t ejected = 0;
   uint64_t hops = 0;
-  Place from;  // where it entered
+  Place from;                      // where it entered
+  Place to;                        // where it left
+  std::optional<uint64_t> hopped;  // cycle of the last hop so far
+  uint64_t sort = 0;               // what the caller said of its entry
 
   uint64_t Latency() const { return ejected - injected; }
 };
@@ -46,9 +49,14 @@ class PacketCounts {
 
   explicit PacketCounts(const TimeColumns& windows);
 
-  // An event of a packet: its cycle and place, and when the packet was created where that is told.
-  void Add(uint64_t packet, uint64_t cycle, PacketRole role, std::optional<uint64_t> created,
-           Place at = {});
+  // Packets of which all is kept, those with the highest latencies.
+  static constexpr size_t MOST_SLOWEST = 10;
+
+  // An event of a packet: its cycle and place, when the packet was created where that is told, and
+  // for whom it matters, of which sort it is if this is its entry. The packet, where this is its
+  // exit.
+  std::optional<PacketLife> Add(uint64_t packet, uint64_t cycle, PacketRole role,
+                                std::optional<uint64_t> created, Place at = {}, uint64_t sort = 0);
 
   uint64_t Delivered() const { return latencies.Size(); }
   uint64_t UnderWay() const { return journeys.size(); }
@@ -58,7 +66,16 @@ class PacketCounts {
   const ValueCounts& SourceWaits() const { return sourceWaits; }  // entry - created
   const ValueCounts& Hops() const { return hops; }
   const ValueCounts& Distances() const { return distances; }  // columns and rows, entry to exit
-  const std::optional<PacketLife>& Slowest() const { return slowest; }
+
+  // From each hop of a packet to the next one, or to its exit, also of packets under way.
+  const ValueCounts& HopTimes() const { return hopTimes; }
+
+  // The slowest packets that arrived, the slowest first, of equally slow ones that which arrived
+  // first.
+  const std::vector<PacketLife>& SlowestOnes() const { return slowest; }
+
+  // The first of them, good until the next event; null where none arrived.
+  const PacketLife* Slowest() const { return slowest.empty() ? nullptr : slowest.data(); }
 
   // By the cycle of entry. Where packets tell when they were created, the same from creation to
   // exit, by the cycle of creation: those alone grow where queues of sources do.
@@ -69,8 +86,10 @@ class PacketCounts {
   std::optional<uint64_t> EarlyPercentile() const { return sinceInjection.EarlyPercentile(); }
 
  private:
-  void Enter(uint64_t packet, uint64_t cycle, std::optional<uint64_t> created, Place at);
-  void Arrive(const PacketLife& life, Place at);
+  void Enter(uint64_t packet, uint64_t cycle, PacketRole role, std::optional<uint64_t> created,
+             Place at, uint64_t sort);
+  void Hop(PacketLife& life, uint64_t cycle);
+  void Arrive(const PacketLife& life);
 
   std::unordered_map<uint64_t, PacketLife> journeys;  // under way
   ValueCounts latencies;
@@ -78,7 +97,8 @@ class PacketCounts {
   ValueCounts sourceWaits;
   ValueCounts hops;
   ValueCounts distances;
-  std::optional<PacketLife> slowest;
+  ValueCounts hopTimes;
+  std::vector<PacketLife> slowest;
   LatencyWindows sinceInjection;
   LatencyWindows sinceCreation;
 };

@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <unordered_map>
-#include <utility>
+
+#include "measure/RecentMap.h"
 
 namespace marrowfin {
 
@@ -34,34 +34,8 @@ class PacketLegs {
   uint64_t End(uint64_t message) const { return ends.Find(message).value_or(message); }
 
  private:
-  // A map in two ages: the older is dropped as a whole.
-  class Recent {
-   public:
-    explicit Recent(size_t most) : most(most) {}
-
-    void Put(uint64_t key, uint64_t value) {
-      if (young.size() >= most && young.count(key) == 0) {
-        old = std::exchange(young, {});
-      }
-      young[key] = value;
-    }
-    std::optional<uint64_t> Find(uint64_t key) const {
-      for (const auto* age : {&young, &old}) {
-        if (const auto found = age->find(key); found != age->end()) {
-          return found->second;
-        }
-      }
-      return std::nullopt;
-    }
-
-   private:
-    size_t most;
-    std::unordered_map<uint64_t, uint64_t> young;
-    std::unordered_map<uint64_t, uint64_t> old;
-  };
-
-  Recent byPacket;  // its last message
-  Recent ends;      // of messages that passed a switch
+  RecentMap<uint64_t> byPacket;  // its last message
+  RecentMap<uint64_t> ends;      // of messages that passed a switch
 };
 
 }  // namespace marrowfin

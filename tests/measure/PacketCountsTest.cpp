@@ -114,6 +114,48 @@ TEST(PacketCountsTest, TheDistanceIsThatOfTheEndsWhateverTheWay) {
   EXPECT_EQ(counts.Distances().Counts(), (std::map<uint64_t, uint64_t>{{5, 1}}));
 }
 
+TEST(PacketCountsTest, EachHopLastsUntilTheNextOneOrTheExit) {
+  PacketCounts counts = Empty();
+  counts.Add(1, 3, PacketRole::ENTRY, std::nullopt);
+  counts.Add(1, 5, PacketRole::HOP, std::nullopt);  // before it the packet waited where it entered
+  counts.Add(1, 6, PacketRole::OTHER, std::nullopt);
+  counts.Add(1, 9, PacketRole::HOP, std::nullopt);
+  counts.Add(1, 16, PacketRole::EXIT, std::nullopt);
+  counts.Add(2, 20, PacketRole::SEND, std::nullopt);  // is its first hop
+  counts.Add(2, 22, PacketRole::HOP, std::nullopt);
+  EXPECT_EQ(counts.HopTimes().Counts(), (std::map<uint64_t, uint64_t>{{2, 1}, {4, 1}, {7, 1}}));
+}
+
+TEST(PacketCountsTest, OfTheSlowestPacketsAllIsKept) {
+  PacketCounts counts = Empty();
+  for (uint64_t packet = 0; packet < 30; ++packet) {
+    counts.Add(packet, 10, PacketRole::ENTRY, 4, {1, 2});
+    counts.Add(packet, 10 + packet / 2, PacketRole::EXIT, std::nullopt, {5, 0});
+  }
+  const std::vector<PacketLife>& slowest = counts.SlowestOnes();
+  ASSERT_EQ(slowest.size(), PacketCounts::MOST_SLOWEST);
+  for (size_t i = 0; i < slowest.size(); ++i) {
+    // Of two that are equally slow the one that arrived first.
+    EXPECT_EQ(slowest[i].packet, (14 - i / 2) * 2 + i % 2);
+    EXPECT_EQ(slowest[i].Latency(), 14 - i / 2);
+  }
+  EXPECT_EQ(slowest[0].from, (Place{1, 2}));
+  EXPECT_EQ(slowest[0].to, (Place{5, 0}));
+  EXPECT_THAT(slowest[0].created, Optional(4U));
+  EXPECT_EQ(Empty().Slowest(), nullptr);
+}
+
+TEST(PacketCountsTest, AnExitTellsThePacketWithTheSortOfItsEntry) {
+  PacketCounts counts = Empty();
+  EXPECT_FALSE(counts.Add(1, 3, PacketRole::ENTRY, std::nullopt, {}, 77));
+  EXPECT_FALSE(counts.Add(1, 4, PacketRole::HOP, std::nullopt, {}, 78));
+  const std::optional<PacketLife> life = counts.Add(1, 9, PacketRole::EXIT, std::nullopt, {}, 79);
+  ASSERT_TRUE(life);
+  EXPECT_EQ(life->Latency(), 6U);
+  EXPECT_EQ(life->sort, 77U);
+  EXPECT_FALSE(counts.Add(1, 9, PacketRole::EXIT, std::nullopt));
+}
+
 TEST(CountPacketsTest, WithoutNotesTheThreadIsThePacket) {
   const Opened opened(Encode({{FIRE_RECORD, 1, 5, {0, 0}, {}},
                               {SEND_RECORD, 2, 5, {0, 0}, {1, 0}},

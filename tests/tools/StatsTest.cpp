@@ -4,6 +4,7 @@
 
 #include "tests/tools/CommandFixture.h"
 #include "trace/marrowfin_trace.h"
+#include "trace/write/Recorder.h"
 
 namespace marrowfin {
 namespace {
@@ -175,13 +176,66 @@ TEST_F(StatsTest, ThreadsMayBePackets) {
   EXPECT_THAT(text, HasSubstr("\nPackets, a thread each\n"));
   EXPECT_THAT(text, HasSubstr("\n  delivered             1, 1 still under way\n"));
   EXPECT_THAT(text, HasSubstr("slowest               packet 7, 4 cycles from cycle 1\n"));
+  EXPECT_THAT(text, HasSubstr("\n  cycles a hop          mean 3, at most 3\n"));
   const json packets = Json(Stats({"--packets", "thread", "--json"}))["packets"];
+  EXPECT_EQ(packets["slowestOnes"][0], packets["slowest"]);
+  EXPECT_EQ(packets["slowest"]["to"], json({1, 0}));
+  EXPECT_EQ(packets["hopTime"]["mean"], 3);
   EXPECT_EQ(packets["latency"]["max"], 4);
   EXPECT_EQ(packets["hops"]["max"], 1);
   EXPECT_EQ(packets["totalLatency"], nullptr);
   EXPECT_THAT(Lines(Stats({"--packets", "thread", "--csv", "latency"}))[1],
               StartsWith("1,1,1,1,4,,,,4"));
   EXPECT_FALSE(Json(Stats({"--packets", "none", "--json"})).contains("packets"));
+}
+
+TEST_F(StatsTest, TrafficIsToldByThreadWhereThatIsAsked) {
+  const std::string text = Stats({"--by", "thread"});
+  EXPECT_THAT(text, HasSubstr("\nBy thread, distances and cycles on average\n"
+                              "  0                     4 fires, 3 sends, distance 1\n"
+                              "  1                     1 fire\n"));
+  const json groups = Json(Stats({"--by", "thread", "--json"}))["groups"];
+  EXPECT_EQ(groups[0]["by"], "thread");
+  EXPECT_EQ(groups[0]["groups"][1]["fires"], 1);
+  EXPECT_EQ(groups[0]["groups"][0]["distance"]["count"], 3);
+  const std::vector<std::string> lines = Lines(Stats({"--by", "thread", "--csv", "groups"}));
+  ASSERT_EQ(lines.size(), 3U);
+  EXPECT_THAT(lines[0], StartsWith("by,value,name,fires,sends,transmissions,distanceCount,"));
+  EXPECT_EQ(lines[1], "\"thread\",0,\"\",4,3,0,3,1,,,,1,0,,,,,,0,,,,,");
+  EXPECT_THAT(Stats({}), Not(HasSubstr("By thread"))) << "without notes nobody asked for it";
+  const CommandResult result = Run({"stats", "t.trace", "--by", "kind"});
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_THAT(result.err, HasSubstr("no names of kind"));
+}
+
+TEST_F(StatsTest, TrafficIsToldByAllNamesOfACompanion) {
+  marrowfin::Recorder recorder;
+  ASSERT_FALSE(recorder.Open(folder.File("n.trace")));
+  const NameNote kind = recorder.DeclareName("kind");
+  const RecordsNote consumes = recorder.DeclareRecords("consumes");
+  const RecordNumber sent = recorder.Send(1, 1, {0, 0}, {1, 0});
+  recorder.Note(recorder.DeclareValue(kind, "ask\x1b[2J"));
+  recorder.Fire(8, 1, {1, 0});
+  recorder.Note(consumes, sent);
+  ASSERT_FALSE(recorder.Close());
+  const CommandResult result = Run({"stats", "n.trace", "-c", "1", "-d", "1", "-p", "2"});
+  EXPECT_EQ(result.exitStatus, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("\n  from send to fire     mean 7, at most 7\n"));
+  EXPECT_THAT(result.out,
+              HasSubstr("\n  1                     1 fire, 1 send, distance 1, to its fire 7\n"));
+  EXPECT_THAT(result.out, HasSubstr("\nBy kind, "));
+  EXPECT_THAT(result.out, HasSubstr("\n  ask\\x1b[2J "));
+  EXPECT_THAT(result.out, HasSubstr("\n  none of them          1 fire\n"));
+  const CommandResult answer = Run({"stats", "n.trace", "-c", "1", "-d", "1", "-p", "2", "--json"});
+  EXPECT_EQ(Json(answer.out)["sendToFire"]["mean"], 7);
+  EXPECT_EQ(Json(answer.out)["groups"][1]["groups"][0]["name"], "ask\x1b[2J");
+}
+
+TEST_F(StatsTest, WhatTheIndexKnowsOfATableIsThatWhichIsCounted) {
+  // With a condition that lets everything through everything is counted.
+  for (const char* const table : {"time", "clusters"}) {
+    EXPECT_EQ(Stats({"--csv", table}), Stats({"--csv", table, "--records", "0:1000"})) << table;
+  }
 }
 
 TEST_F(StatsTest, ABrokenTraceIsMeasuredUpToTheBreakWhichIsTold) {

@@ -25,6 +25,7 @@ constexpr char footer[] =
     "  marrowfin-trace stats run.trace --cycles 5000:9999 --region cluster:2,0\n"
     "  marrowfin-trace stats run.trace --json -o run.json\n"
     "  marrowfin-trace stats run.trace --csv links -o links.csv\n"
+    "  marrowfin-trace stats run.trace --by kind --csv groups\n"
     "\n"
     "Rates are by cycle of the range that is asked for. Packets are told where the trace has a\n"
     "companion that names them, or with --packets thread. docs/measures.md defines each number.\n"
@@ -37,7 +38,7 @@ const std::map<std::string, StatsTable>& Tables() {
       {"pes", StatsTable::ELEMENTS},        {"clusters", StatsTable::CLUSTERS},
       {"links", StatsTable::LINKS},         {"time", StatsTable::TIME},
       {"distances", StatsTable::DISTANCES}, {"traffic", StatsTable::TRAFFIC},
-      {"latency", StatsTable::LATENCY}};
+      {"latency", StatsTable::LATENCY},     {"groups", StatsTable::GROUPS}};
   return tables;
 }
 
@@ -45,6 +46,7 @@ struct StatsFlags {
   RunFlags run;
   bool json = false;
   std::optional<std::string> csv;
+  std::vector<std::string> by;
   std::optional<std::string> output;
 };
 
@@ -52,12 +54,38 @@ MaybeFailure CheckFlags(const StatsFlags& flags) {
   if (flags.json && flags.csv) {
     return Failure{EXIT_USAGE, "--json and --csv are two forms of one answer", "Give one of them."};
   }
+  if (flags.by.size() > GroupQuestion::MOST) {
+    return Failure{EXIT_USAGE, "--by: too many groupings at a time",
+                   "Give it at most " + std::to_string(GroupQuestion::MOST) + " times."};
+  }
   if (flags.output) {
     if (MaybeFailure failure = CheckOutputApart(flags.run.trace, *flags.output)) {
       return failure;
     }
   }
   return flags.run.Check();
+}
+
+// Whether an index knows a table without its records.
+bool IsKnownToIndex(StatsTable table) {
+  return table == StatsTable::TIME || table == StatsTable::CLUSTERS;
+}
+
+bool NeedsPackets(const StatsFlags& flags) {
+  return !flags.csv || flags.csv == "latency" || flags.csv == "groups";
+}
+
+// Threads by the names that the run gave them.
+void NameThreads(const About* about, std::vector<GroupedTraffic>& groups) {
+  for (GroupedTraffic& grouped : groups) {
+    if (grouped.by != GroupQuestion::THREAD || about == nullptr) {
+      continue;
+    }
+    for (GroupTraffic& group : grouped.groups) {
+      const auto found = about->threads.find(static_cast<uint32_t>(group.value));
+      group.name = found == about->threads.end() ? "" : found->second.name;
+    }
+  }
 }
 
 MaybeFailure Write(const StatsFlags& flags, const RunAnswer& answer, const Console& console) {
@@ -76,7 +104,11 @@ MaybeFailure Stats(const StatsFlags& flags, const Console& console) {
     return failure;
   }
   CountedRun run;
-  if (MaybeFailure failure = CountRunOf(flags.run, true, console, run)) {
+  if (flags.csv) {
+    run.question.timelineSuffices = IsKnownToIndex(Tables().at(*flags.csv));
+    run.question.timelineByThread = false;
+  }
+  if (MaybeFailure failure = CountRunOf(flags.run, NeedsPackets(flags), console, run)) {
     return failure;
   }
   RunAnswer answer;
@@ -86,8 +118,14 @@ MaybeFailure Stats(const StatsFlags& flags, const Console& console) {
   answer.counts = &*run.counts;
   answer.measures =
       MeasuresOf(*run.counts, NetworkOf(run.companion->GetAbout()), run.question.filter.region);
-  answer.packets = std::move(run.packets);
   answer.packetsAreThreads = flags.run.packets == "thread";
+  if (!flags.csv || flags.csv == "groups") {
+    if (MaybeFailure failure = GroupCounted(flags.run, flags.by, console, run, answer.groups)) {
+      return failure;
+    }
+    NameThreads(run.companion->GetAbout(), answer.groups);
+  }
+  answer.packets = std::move(run.packets);
   if (MaybeFailure failure = Write(flags, answer, console)) {
     return failure;
   }
@@ -104,6 +142,11 @@ Action Configure(CLI::App& app) {
     tables.push_back(name);
   }
   app.add_option("--csv", flags->csv, "Print this table as CSV")->check(CLI::IsMember(tables));
+  app.add_option("--by", flags->by,
+                 "Tell traffic by thread, or by a named attribute of the companion as kind; "
+                 "unless given, by all of them where there is a companion")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   AddTextOutput(app, flags->output);
   return [flags](const Console& console) { return Stats(*flags, console); };
 }

@@ -4,7 +4,9 @@
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "measure/CountGroups.h"
 #include "measure/PacketCounts.h"
 #include "measure/RunCounts.h"
 #include "measure/RunMeasures.h"
@@ -20,6 +22,7 @@ struct RunAnswer {
   const RunCounts* counts = nullptr;
   std::optional<PacketCounts> packets;  // where something tells packets
   bool packetsAreThreads = false;
+  std::vector<GroupedTraffic> groups;
 };
 
 // Tables for people.
@@ -29,7 +32,7 @@ std::string StatsText(const RunAnswer& answer);
 nlohmann::json StatsJson(const RunAnswer& answer);
 
 // One line for each unit of a table, with a line of names before.
-enum class StatsTable { ELEMENTS, CLUSTERS, LINKS, TIME, DISTANCES, TRAFFIC, LATENCY };
+enum class StatsTable { ELEMENTS, CLUSTERS, LINKS, TIME, DISTANCES, TRAFFIC, LATENCY, GROUPS };
 std::string StatsCsv(const RunAnswer& answer, StatsTable table);
 
 }  // namespace marrowfin

@@ -49,13 +49,18 @@ Fault Count(const RunFlags& flags, const Console& console, CountedRun& run) {
   return {};
 }
 
+// The notes of a run; nothing where it has none.
+std::optional<NotesOfTrace>& NotesOf(const CountedRun& run, std::optional<NotesOfTrace>& notes) {
+  if (run.companion->Notes() != nullptr) {
+    notes.emplace(*run.trace.file, *run.trace.index, *run.companion->Notes());
+  }
+  return notes;
+}
+
 Fault Follow(const RunFlags& flags, const Console& console, CountedRun& run) {
   const bool threads = flags.packets == "thread";
   std::optional<NotesOfTrace> notes;
-  if (run.companion->Notes() != nullptr && !threads) {
-    notes.emplace(*run.trace.file, *run.trace.index, *run.companion->Notes());
-  }
-  NotesOfTrace* const told = notes ? &*notes : nullptr;
+  NotesOfTrace* const told = !threads && NotesOf(run, notes) ? &*notes : nullptr;
   if (flags.packets == "none" || (!threads && !TellPackets(told))) {
     return {};
   }
@@ -70,6 +75,32 @@ Fault Follow(const RunFlags& flags, const Console& console, CountedRun& run) {
   }
   run.packets = std::move(packets).Take();
   if (notes) {
+    ReportRefused(notes->Refused(), console);
+  }
+  return {};
+}
+
+Fault Group(const RunFlags& flags, const std::vector<std::string>& by, const Console& console,
+            const CountedRun& run, std::vector<GroupedTraffic>& groups) {
+  std::optional<NotesOfTrace> notes;
+  NotesOfTrace* const told = NotesOf(run, notes) ? &*notes : nullptr;
+  GroupQuestion question;
+  question.filter = run.question.filter;
+  question.by = by.empty() && told != nullptr ? GroupingsOf(told) : by;
+  question.packets = run.packets.has_value();
+  question.packetsAreThreads = flags.packets == "thread";
+  if (question.by.empty()) {
+    return {};
+  }
+  Result<std::vector<GroupedTraffic>> counted =
+      Watched(flags, console, "M records", [&](const ProgressCallback& progress) {
+        return CountGroups(*run.trace.file, *run.trace.index, told, question, progress);
+      });
+  if (!counted) {
+    return counted.Why();
+  }
+  groups = std::move(counted).Take();
+  if (notes && !run.packets) {
     ReportRefused(notes->Refused(), console);
   }
   return {};
@@ -150,6 +181,14 @@ MaybeFailure CountOpened(const RunFlags& flags, bool withPackets, const Console&
   if (!fault && withPackets) {
     fault = AskIndexed(console, run.trace, [&] { return Follow(flags, console, run); });
   }
+  return fault ? MaybeFailure(IndexingFailureOf(fault, flags.trace)) : std::nullopt;
+}
+
+MaybeFailure GroupCounted(const RunFlags& flags, const std::vector<std::string>& by,
+                          const Console& console, CountedRun& run,
+                          std::vector<GroupedTraffic>& groups) {
+  const Fault fault =
+      AskIndexed(console, run.trace, [&] { return Group(flags, by, console, run, groups); });
   return fault ? MaybeFailure(IndexingFailureOf(fault, flags.trace)) : std::nullopt;
 }
 

@@ -3,7 +3,9 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "measure/CountGroups.h"
 #include "measure/CountRun.h"
 #include "measure/PacketCounts.h"
 #include "tools/program/FilterFlags.h"
@@ -84,6 +86,12 @@ Fault NothingTellsPackets(const RunFlags& flags);
 // Counts what OpenRun or DescribeRun left.
 MaybeFailure CountOpened(const RunFlags& flags, bool withPackets, const Console& console,
                          CountedRun& run);
+
+// Counts by group what was counted: by what is asked, or where that is nothing, by all that there
+// is, which of a run without notes is nothing.
+MaybeFailure GroupCounted(const RunFlags& flags, const std::vector<std::string>& by,
+                          const Console& console, CountedRun& run,
+                          std::vector<GroupedTraffic>& groups);
 
 // That the trace breaks off before all that was asked for: a failure that is told behind the
 // answer.

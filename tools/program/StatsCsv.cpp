@@ -1,4 +1,5 @@
 #include <string>
+#include <utility>
 
 #include "tools/program/CsvLines.h"
 #include "tools/program/RunAnswer.h"
@@ -122,6 +123,60 @@ std::string Latency(const RunAnswer& answer) {
   return lines.text;
 }
 
+// A name as a cell: in quotes, those within doubled.
+std::string Quoted(const std::string& name) {
+  std::string text = "\"";
+  for (const char character : name) {
+    text += character == '"' ? "\"\"" : std::string(1, character);
+  }
+  return text + "\"";
+}
+
+void AddGroup(const std::string& by, const std::string& value, const GroupTraffic& group,
+              CsvLines& lines) {
+  std::string cells;
+  for (const ValueCounts* counts : {&group.distances, &group.sendToFire, &group.latencies}) {
+    if (counts->IsEmpty()) {
+      cells += ",0,,,,,";
+      continue;
+    }
+    CsvLines mean("");
+    mean.Add(counts->Mean());
+    mean.text.pop_back();
+    cells += "," + std::to_string(counts->Size()) + "," + mean.text.substr(1);
+    for (const uint32_t percent : {50U, 95U, 99U}) {
+      const std::optional<uint64_t> rank = counts->Percentile(percent);
+      cells += "," + (rank ? std::to_string(*rank) : std::string());
+    }
+    cells += "," + std::to_string(counts->Largest());
+  }
+  lines.text += Quoted(by) + "," + value + "," + Quoted(group.name) + "," +
+                std::to_string(group.fires) + "," + std::to_string(group.sends) + "," +
+                std::to_string(group.transmissions) + cells + "\n";
+}
+
+std::string Groups(const RunAnswer& answer) {
+  std::string names = "by,value,name,fires,sends,transmissions";
+  for (const char* const of : {"distance", "sendToFire", "latency"}) {
+    for (const char* const what : {"Count", "Mean", "P50", "P95", "P99", "Max"}) {
+      names += std::string(",") + of + what;
+    }
+  }
+  CsvLines lines(names);
+  for (const GroupedTraffic& grouped : answer.groups) {
+    for (const GroupTraffic& group : grouped.groups) {
+      AddGroup(grouped.by, std::to_string(group.value), group, lines);
+    }
+    for (const auto& [name, group] :
+         {std::pair("others", &grouped.others), std::pair("none", &grouped.without)}) {
+      if (group->Events() > 0) {
+        AddGroup(grouped.by, name, *group, lines);
+      }
+    }
+  }
+  return lines.text;
+}
+
 }  // namespace
 
 std::string StatsCsv(const RunAnswer& answer, StatsTable table) {
@@ -139,9 +194,11 @@ std::string StatsCsv(const RunAnswer& answer, StatsTable table) {
     case StatsTable::TRAFFIC:
       return Traffic(answer);
     case StatsTable::LATENCY:
+      return Latency(answer);
+    case StatsTable::GROUPS:
       break;
   }
-  return Latency(answer);
+  return Groups(answer);
 }
 
 }  // namespace marrowfin

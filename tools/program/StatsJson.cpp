@@ -100,6 +100,40 @@ Json PhasesAsJson(const RunAnswer& answer) {
   return json;
 }
 
+Json AsJson(const PacketLife& life) {
+  return {{"packet", life.packet},     {"from", AsJson(life.from)},
+          {"to", AsJson(life.to)},     {"created", OrNull(life.created)},
+          {"injected", life.injected}, {"ejected", life.ejected},
+          {"hops", life.hops}};
+}
+
+Json AsJson(const GroupTraffic& group) {
+  return {{"fires", group.fires},
+          {"sends", group.sends},
+          {"switchTransmissions", group.transmissions},
+          {"distance", AsJson(group.distances)},
+          {"sendToFire", AsJson(group.sendToFire)},
+          {"latency", AsJson(group.latencies)}};
+}
+
+Json AsJson(const GroupedTraffic& grouped) {
+  Json groups = Json::array();
+  for (const GroupTraffic& group : grouped.groups) {
+    Json json = AsJson(group);
+    json["value"] = group.value;
+    json["name"] = group.name.empty() ? Json() : Json(group.name);
+    groups.push_back(json);
+  }
+  Json json = {{"by", grouped.by}, {"groups", groups}};
+  if (grouped.others.Events() > 0) {
+    json["others"] = AsJson(grouped.others);
+  }
+  if (grouped.without.Events() > 0) {
+    json["none"] = AsJson(grouped.without);
+  }
+  return json;
+}
+
 Json AsJson(const PacketCounts& packets) {
   Json windows = Json::array();
   for (const LatencyWindow& window : packets.Windows()) {
@@ -109,12 +143,9 @@ Json AsJson(const PacketCounts& packets) {
                        {"incomplete", window.IsIncomplete()},
                        {"latency", AsJson(window.latencies)}});
   }
-  Json slowest;
-  if (packets.Slowest()) {
-    slowest = {{"packet", packets.Slowest()->packet},
-               {"injected", packets.Slowest()->injected},
-               {"ejected", packets.Slowest()->ejected},
-               {"hops", packets.Slowest()->hops}};
+  Json slowest = Json::array();
+  for (const PacketLife& life : packets.SlowestOnes()) {
+    slowest.push_back(AsJson(life));
   }
   return {{"delivered", packets.Delivered()},
           {"underWay", packets.UnderWay()},
@@ -122,7 +153,10 @@ Json AsJson(const PacketCounts& packets) {
           {"totalLatency", AsJson(packets.TotalLatencies())},
           {"sourceWait", AsJson(packets.SourceWaits())},
           {"hops", AsJson(packets.Hops())},
-          {"slowest", slowest},
+          {"hopTime", AsJson(packets.HopTimes())},
+          {"distance", AsJson(packets.Distances())},
+          {"slowest", packets.Slowest() != nullptr ? AsJson(*packets.Slowest()) : Json()},
+          {"slowestOnes", slowest},
           {"onset", OrNull(packets.Onset())},
           {"windows", windows}};
 }
@@ -157,6 +191,13 @@ Json StatsJson(const RunAnswer& answer) {
     json["longestGap"] = {{"at", AsJson(m.longestGap->at)},
                           {"cycles", static_cast<uint64_t>(m.longestGap->value)},
                           {"end", m.longestGapEnd}};
+  }
+  if (!answer.groups.empty()) {
+    json["sendToFire"] = AsJson(SendToFireOf(answer.groups[0]));
+    json["groups"] = Json::array();
+    for (const GroupedTraffic& grouped : answer.groups) {
+      json["groups"].push_back(AsJson(grouped));
+    }
   }
   if (answer.packets) {
     json["packets"] = AsJson(*answer.packets);

@@ -1,9 +1,12 @@
+#include <algorithm>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "measure/NumberText.h"
 #include "tools/program/RunAnswer.h"
+#include "tools/program/TerminalText.h"
 #include "tools/program/ViewCommand.h"
 
 namespace marrowfin {
@@ -107,11 +110,16 @@ void AddPhases(Table& table, const RunAnswer& answer) {
   }
 }
 
-void AddMessages(Table& table, const RunMeasures& measures) {
+void AddMessages(Table& table, const RunAnswer& answer) {
+  const RunMeasures& measures = answer.measures;
   table.Heading("Messages");
   table.Line("sends", CountText(measures.sends));
   if (!measures.distances.IsEmpty()) {
     table.Line("distance", PercentilesText(measures.distances));
+  }
+  const ValueCounts toFire = answer.groups.empty() ? ValueCounts() : SendToFireOf(answer.groups[0]);
+  if (!toFire.IsEmpty()) {
+    table.Line("from send to fire", PercentilesText(toFire));
   }
 }
 
@@ -159,12 +167,64 @@ void AddPackets(Table& table, const PacketCounts& packets, bool areThreads) {
     table.Line("wait at the source", PercentilesText(packets.SourceWaits()));
   }
   table.Line("hops", PercentilesText(packets.Hops()));
+  if (!packets.HopTimes().IsEmpty()) {
+    table.Line("cycles a hop", PercentilesText(packets.HopTimes()));
+  }
   const PacketLife& slowest = *packets.Slowest();
   table.Line("slowest", "packet " + std::to_string(slowest.packet) + ", " +
                             CountOf(slowest.Latency(), "cycle") + " from cycle " +
                             CountText(slowest.injected));
   if (const std::optional<uint64_t> onset = packets.Onset()) {
     table.Line("saturates", "from cycle " + CountText(*onset) + " on");
+  }
+}
+
+// Groups that are listed; of more those with most events.
+constexpr size_t MOST_LISTED = 8;
+
+std::string GroupName(const GroupTraffic& group) {
+  return group.name.empty() ? CountText(group.value) : PrintableLine(group.name);
+}
+
+std::string GroupText(const GroupTraffic& group) {
+  std::string text;
+  const auto add = [&](const std::string& more) { text += (text.empty() ? "" : ", ") + more; };
+  for (const auto& [count, word] : {std::pair{group.fires, "fire"},
+                                    {group.sends, "send"},
+                                    {group.transmissions, "transmission"}}) {
+    if (count > 0) {
+      add(CountOf(count, word));
+    }
+  }
+  for (const auto& [counts, word] : {std::pair{&group.distances, "distance"},
+                                     {&group.sendToFire, "to its fire"},
+                                     {&group.latencies, "latency"}}) {
+    if (!counts->IsEmpty()) {
+      const std::optional<uint64_t> most = counts->Percentile(95);
+      add(std::string(word) + " " + ThreeDigits(counts->Mean()) +
+          (most ? " (95 % within " + CountText(*most) + ")" : ""));
+    }
+  }
+  return text;
+}
+
+void AddGroups(Table& table, const GroupedTraffic& grouped) {
+  table.Heading("By " + PrintableLine(grouped.by) + ", distances and cycles on average");
+  std::vector<const GroupTraffic*> groups;
+  for (const GroupTraffic& group : grouped.groups) {
+    groups.push_back(&group);
+  }
+  std::stable_sort(groups.begin(), groups.end(), [](const GroupTraffic* a, const GroupTraffic* b) {
+    return a->Events() > b->Events();
+  });
+  for (size_t i = 0; i < std::min(groups.size(), MOST_LISTED); ++i) {
+    table.Line(GroupName(*groups[i]), GroupText(*groups[i]));
+  }
+  if (groups.size() > MOST_LISTED || grouped.others.Events() > 0) {
+    table.Line("others", "see --csv groups");
+  }
+  if (grouped.without.Events() > 0) {
+    table.Line("none of them", GroupText(grouped.without));
   }
 }
 
@@ -187,7 +247,7 @@ std::string StatsText(const RunAnswer& answer) {
     AddPhases(table, answer);
   }
   if (measures.sends > 0) {
-    AddMessages(table, measures);
+    AddMessages(table, answer);
     AddLinks(table, measures.links);
   }
   if (measures.transmissions > 0) {
@@ -195,6 +255,9 @@ std::string StatsText(const RunAnswer& answer) {
   }
   if (answer.packets) {
     AddPackets(table, *answer.packets, answer.packetsAreThreads);
+  }
+  for (const GroupedTraffic& grouped : answer.groups) {
+    AddGroups(table, grouped);
   }
   return table.text;
 }

@@ -1,0 +1,160 @@
+#include "measure/CountGroups.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/trace/support/Opened.h"
+#include "tests/trace/support/RandomTrace.h"
+#include "trace/read/Companion.h"
+#include "trace/write/Recorder.h"
+
+namespace marrowfin::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+typedef std::map<uint64_t, uint64_t> Values;
+
+// A run with notes of kinds, packets and of what fires consumed.
+class CountGroupsTest : public ::testing::Test {
+ protected:
+  CountGroupsTest() {
+    EXPECT_FALSE(recorder.Open(Name()));
+    kind = recorder.DeclareName("kind");
+    size = recorder.DeclareNumber("size");
+    packet = recorder.DeclareNumber("packet");
+    consumes = recorder.DeclareRecords("consumes");
+  }
+
+  std::string Name() const { return folder.File("run.trace"); }
+
+  Result<std::vector<GroupedTraffic>> Count(const GroupQuestion& question) {
+    if (!trace) {
+      EXPECT_FALSE(recorder.Close());
+      trace = OpenTrace(Name());
+      index = OpenIndex(*trace);
+      companion.emplace(Companion::Beside(*trace));
+      notes.emplace(*trace, *index, *companion->Notes());
+    }
+    return CountGroups(*trace, *index, &*notes, question);
+  }
+
+  TempDir folder;
+  Recorder recorder;
+  NameNote kind;
+  NumberNote size;
+  NumberNote packet;
+  RecordsNote consumes;
+  std::unique_ptr<TraceSource> trace;
+  std::unique_ptr<Index> index;
+  std::optional<Companion> companion;
+  std::optional<NotesOfTrace> notes;
+};
+
+TEST_F(CountGroupsTest, TrafficIsToldByThreadAndByKind) {
+  const RecordNumber request = recorder.Send(5, 1, {0, 0}, {3, 0});
+  recorder.Note(recorder.DeclareValue(kind, "request"));
+  const RecordNumber reply = recorder.Send(7, 2, {3, 0}, {0, 1});
+  recorder.Note(recorder.DeclareValue(kind, "reply"));
+  recorder.Fire(9, 1, {3, 0});
+  recorder.Note(recorder.DeclareValue(kind, "compute"));
+  recorder.Note(consumes, request);
+  recorder.Fire(17, 2, {0, 1});
+  recorder.Note(consumes, reply);
+  recorder.Transmit(18, 2, {0, 0});
+  const Result<std::vector<GroupedTraffic>> counted = Count({{}, {"thread", "kind"}});
+  ASSERT_TRUE(counted) << counted.Why().Text();
+  ASSERT_EQ(counted->size(), 2U);
+  const GroupedTraffic& threads = (*counted)[0];
+  EXPECT_EQ(threads.by, "thread");
+  ASSERT_EQ(threads.groups.size(), 2U);
+  EXPECT_EQ(threads.groups[0].value, 1U);
+  EXPECT_EQ(threads.groups[0].fires, 1U);
+  EXPECT_EQ(threads.groups[0].sends, 1U);
+  EXPECT_EQ(threads.groups[1].transmissions, 1U);
+  EXPECT_EQ(threads.groups[0].distances.Counts(), (Values{{3, 1}}));
+  EXPECT_EQ(threads.groups[0].sendToFire.Counts(), (Values{{4, 1}}));
+  EXPECT_EQ(threads.groups[1].sendToFire.Counts(), (Values{{10, 1}}));
+  EXPECT_EQ(threads.without.Events(), 0U);
+  EXPECT_EQ(SendToFireOf(threads).Counts(), (Values{{4, 1}, {10, 1}}));
+  const GroupedTraffic& kinds = (*counted)[1];
+  EXPECT_EQ(kinds.by, "kind");
+  ASSERT_EQ(kinds.groups.size(), 3U);
+  EXPECT_EQ(kinds.groups[1].name, "reply");
+  EXPECT_EQ(kinds.groups[1].sends, 1U);
+  EXPECT_EQ(kinds.groups[1].distances.Counts(), (Values{{4, 1}}));
+  EXPECT_EQ(kinds.groups[1].sendToFire.Counts(), (Values{{10, 1}})) << "by the kind of the message";
+  EXPECT_EQ(kinds.groups[2].name, "compute");
+  EXPECT_EQ(kinds.without.Events(), 2U);
+}
+
+TEST_F(CountGroupsTest, ALatencyIsOfTheGroupWithWhichThePacketEntered) {
+  const NamedValue inject = recorder.DeclareValue(kind, "inject");
+  const NamedValue eject = recorder.DeclareValue(kind, "eject");
+  for (const uint64_t number : {70U, 71U}) {
+    recorder.Fire(4, static_cast<uint32_t>(number) - 69, {0, 0});
+    recorder.Note(inject);
+    recorder.Note(packet, number);
+  }
+  for (const uint64_t number : {70U, 71U}) {
+    recorder.Fire(number - 60, 9, {1, 0});
+    recorder.Note(eject);
+    recorder.Note(packet, number);
+  }
+  GroupQuestion question = {{}, {"kind", "thread"}, true, false};
+  const Result<std::vector<GroupedTraffic>> counted = Count(question);
+  ASSERT_TRUE(counted);
+  EXPECT_EQ((*counted)[0].groups[0].name, "inject");
+  EXPECT_EQ((*counted)[0].groups[0].latencies.Counts(), (Values{{6, 1}, {7, 1}}));
+  EXPECT_TRUE((*counted)[0].groups[1].latencies.IsEmpty());
+  ASSERT_EQ((*counted)[1].groups.size(), 3U);
+  EXPECT_EQ((*counted)[1].groups[0].latencies.Counts(), (Values{{6, 1}}));
+  EXPECT_EQ((*counted)[1].groups[1].latencies.Counts(), (Values{{7, 1}}));
+  question.packets = false;
+  EXPECT_TRUE((*Count(question))[0].groups[0].latencies.IsEmpty());
+}
+
+TEST_F(CountGroupsTest, OnlyNamesMakeGroups) {
+  recorder.Fire(1, 0, {0, 0});
+  recorder.Note(size, 5);
+  const Result<std::vector<GroupedTraffic>> counted = Count({{}, {"size"}});
+  ASSERT_FALSE(counted);
+  EXPECT_EQ(counted.Why().kind, Fault::OUT_OF_RANGE);
+  EXPECT_THAT(counted.Why().remedy, HasSubstr("one of these: thread, kind"));
+  EXPECT_THAT(GroupingsOf(&*notes), ElementsAre("thread", "kind"));
+  EXPECT_THAT(GroupingsOf(nullptr), ElementsAre("thread"));
+  EXPECT_FALSE(CountGroups(*trace, *index, nullptr, {{}, {"kind"}}));
+}
+
+TEST_F(CountGroupsTest, OfManyGroupsTheFirstAreToldApart) {
+  std::vector<Event> events;
+  for (uint32_t thread = 0; thread < 300; ++thread) {
+    events.push_back({FIRE_RECORD, thread, 1000 - thread, {0, 0}, {}});
+  }
+  const Opened opened(Encode(events));
+  const Result<std::vector<GroupedTraffic>> counted =
+      CountGroups(*opened.trace, *opened.index, nullptr, {{}, {"thread"}});
+  ASSERT_TRUE(counted);
+  const GroupedTraffic& threads = (*counted)[0];
+  ASSERT_EQ(threads.groups.size(), GroupedTraffic::MOST_GROUPS);
+  EXPECT_EQ(threads.groups.back().value, 1000U);
+  EXPECT_EQ(threads.groups.front().value, 1001 - GroupedTraffic::MOST_GROUPS);
+  EXPECT_EQ(threads.others.fires, 300 - GroupedTraffic::MOST_GROUPS);
+}
+
+TEST_F(CountGroupsTest, AFilterAndACallbackAreHeeded) {
+  for (uint64_t cycle = 0; cycle < 40000; ++cycle) {
+    recorder.Fire(cycle, 0, {0, 0});
+  }
+  GroupQuestion question = {{}, {"thread"}};
+  question.filter.firstCycle = 39000;
+  EXPECT_EQ((*Count(question))[0].groups[0].fires, 1000U);
+  question.filter.firstCycle = 0;
+  const Result<std::vector<GroupedTraffic>> counted =
+      CountGroups(*trace, *index, nullptr, question, [](const Progress&) { return false; });
+  EXPECT_EQ(counted.Why().kind, Fault::CANCELLED);
+}
+
+}  // namespace
+}  // namespace marrowfin::testing
