@@ -1,10 +1,12 @@
 #include "render/plot/WhyOfRun.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 #include <vector>
 
 #include "measure/NumberText.h"
+#include "render/plot/ArrayGrid.h"
 #include "render/plot/SpaceTimePlot.h"
 #include "render/plot/WhyPlot.h"
 
@@ -80,7 +82,49 @@ PlotNumbers NumbersOf(const PlottedRun& run, const PlottedChain& of) {
   return numbers;
 }
 
+// Half of a wide page is the array.
+constexpr double ARRAY_PART = 0.46;
+constexpr double NARROW = 300;
+
 }  // namespace
+
+Result<PlottedChain> ChainToPlot(const Causes& causes, const ArrayShape& shape, uint64_t record,
+                                 const PlotStyle& style, Level finest,
+                                 const ProgressCallback& progress) {
+  const Result<TimedRecords::Timed> event = TimedRecords(causes.trace).Read(record);
+  if (!event) {
+    return event.Why();
+  }
+  Result<CausalChain> chain = FindChain(causes, shape, record, progress);
+  if (!chain) {
+    return chain.Why();
+  }
+  PlottedChain plotted;
+  plotted.chain = std::move(chain).Take();
+  plotted.event = event->event;
+  plotted.isEnd = causes.last == record;
+  plotted.firstTime = causes.firstTime;
+  plotted.lastTime = causes.lastTime;
+  const double width = style.width * (style.width < NARROW || style.slide ? 1 : ARRAY_PART);
+  plotted.level = std::max(LevelFor(shape, width - 60, style.Scale()), finest);
+  Result<ChainPath> path = PathOf(causes, plotted.chain, shape, plotted.level, progress);
+  if (!path) {
+    return path.Why();
+  }
+  plotted.path = std::move(path).Take();
+  return plotted;
+}
+
+SpaceTimeQuestion MapOfChain(const ArrayShape& shape, const PlotStyle& style) {
+  PlotStyle part = style;
+  part.width = style.width < NARROW ? style.width : style.width * (1 - ARRAY_PART);
+  const SpaceTimeSize size = SpaceTimeSizeFor(part);
+  SpaceTimeQuestion question;
+  question.shape = shape;
+  question.mostRows = size.rows;
+  question.mostColumns = size.columns;
+  return question;
+}
 
 Plot PlotWhy(const PlottedRun& run, const PlottedChain& of, SpaceTime counted,
              const PlotStyle& style) {

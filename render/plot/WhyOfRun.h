@@ -3,8 +3,12 @@
 
 #include "measure/CausalChain.h"
 #include "measure/ChainPath.h"
+#include "measure/CountSpaceTime.h"
+#include "measure/FindCauses.h"
 #include "measure/SpaceTime.h"
 #include "render/plot/PlottedRun.h"
+#include "trace/base/Progress.h"
+#include "trace/base/Result.h"
 
 namespace marrowfin {
 
@@ -18,6 +22,16 @@ struct PlottedChain {
   Level level = Level::PE;  // of which the path is
   ChainPath path;
 };
+
+// Follows the chain that led to a record, at the level that such a picture shows, or at `finest`
+// where that is coarser. Faults as of FindChain.
+[[nodiscard]] Result<PlottedChain> ChainToPlot(const Causes& causes, const ArrayShape& shape,
+                                               uint64_t record, const PlotStyle& style,
+                                               Level finest = Level::PE,
+                                               const ProgressCallback& progress = {});
+
+// How fine the map of fires is that stands in it.
+SpaceTimeQuestion MapOfChain(const ArrayShape& shape, const PlotStyle& style);
 
 // What led there: a chain, on the array and on the map of fires.
 Plot PlotWhy(const PlottedRun& run, const PlottedChain& chain, SpaceTime map,

@@ -72,7 +72,10 @@ WhyPlot::Panels WhyPlot::PanelsOf(const Box& area, const PlotStyle& style) const
     return {{area.x, area.y, area.width, above},
             {area.x, area.Bottom() - below, area.width, below}};
   }
-  const double array = area.width * ARRAY_PART;
+  // On a low page squares leave room to the map.
+  const double array = std::min(
+      area.width * ARRAY_PART,
+      ArrayGrid(shape, level, {0, 0, area.width * ARRAY_PART, area.height}, style).Bounds().width);
   const double left = map.GetMargins(MapStyle(style)).left + BETWEEN * style.text;
   return {{area.x, area.y, array, area.height},
           {area.x + array + left, area.y, std::max(1.0, area.width - array - left), area.height}};

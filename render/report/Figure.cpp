@@ -50,7 +50,11 @@ Result<std::string> FigureHtml(const Plot& plot, PlotStyle style, const std::str
   style.format = PlotFormat::SVG;
   style.title = false;
   style.caption = false;
-  const Result<std::string> svg = DrawSvg(plot, style, name);
+  Result<std::string> svg = DrawSvg(plot, style, name);
+  if (!svg && style.height > 0) {
+    style.height = 0;
+    svg = DrawSvg(plot, style, name);
+  }
   if (!svg) {
     return svg.Why();
   }

@@ -11,8 +11,9 @@ namespace marrowfin {
 
 // A plot in a page: its words as text of the page, so that they can be read aloud, searched for and
 // enlarged, the plot itself as SVG between them. `name` tells its elements from those of others:
-// letters, digits and hyphens, once in a page. Of the style theme and width count. SYSTEM where the
-// plot cannot be drawn.
+// letters, digits and hyphens, once in a page. Of the style theme, width and height count; a height
+// in which the plot has no room, as where its legend has many lines, is that which it wants.
+// SYSTEM where the plot cannot be drawn.
 [[nodiscard]] Result<std::string> FigureHtml(const Plot& plot, PlotStyle style,
                                              const std::string& name);
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "measure/NumberText.h"
+#include "render/report/MapLevel.h"
 
 namespace marrowfin {
 namespace {
@@ -21,14 +22,14 @@ std::string EvidenceText(const ReportedCauses& causes) {
   if (causes.counts.Causes() == 0) {
     return " Nothing tells what caused any event.";
   }
-  if (causes.chain.Steps() < 2) {
+  if (causes.Chain().Steps() < 2) {
     return "";
   }
-  return causes.chain.IsCertain() ? " All of it is told by the companion."
-                                  : " " + CountText(causes.chain.inferred) + " of its " +
-                                        CountOf(causes.chain.Steps(), "step") +
-                                        (causes.chain.inferred == 1 ? " is" : " are") +
-                                        " inferred from thread and place.";
+  return causes.Chain().IsCertain() ? " All of it is told by the companion."
+                                    : " " + CountText(causes.Chain().inferred) + " of its " +
+                                          CountOf(causes.Chain().Steps(), "step") +
+                                          (causes.Chain().inferred == 1 ? " is" : " are") +
+                                          " inferred from thread and place.";
 }
 
 }  // namespace
@@ -44,9 +45,16 @@ Result<std::optional<ReportedCauses>> FindReportedCauses(const TraceSource& trac
   if (!causes->last) {
     return std::optional<ReportedCauses>();
   }
-  Result<CausalChain> chain = FindChain(*causes, question.shape, *causes->last, progress);
-  if (!chain) {
-    return chain.Why();
+  PlotStyle style;
+  style.width = PlotStyle::WIDE;
+  Result<PlottedChain> path = ChainToPlot(*causes, question.shape, *causes->last, style,
+                                          MapLevelOf(question.shape), progress);
+  if (!path) {
+    return path.Why();
+  }
+  Result<SpaceTime> map = CountSpaceTime(trace, index, MapOfChain(question.shape, style), progress);
+  if (!map) {
+    return map.Why();
   }
   const Result<RunBounds> bounds = FindBounds(*causes, progress);
   if (!bounds) {
@@ -56,31 +64,20 @@ Result<std::optional<ReportedCauses>> FindReportedCauses(const TraceSource& trac
   if (!slack) {
     return slack.Why();
   }
-  ReportedCauses found;
-  found.counts = causes->counts;
-  found.chain = std::move(chain).Take();
-  found.bounds = *bounds;
-  found.slack = std::move(slack).Take();
-  found.firstTime = causes->firstTime;
-  found.lastTime = causes->lastTime;
-  return std::optional(std::move(found));
+  return std::optional<ReportedCauses>({causes->counts, std::move(path).Take(),
+                                        std::move(map).Take(), *bounds, std::move(slack).Take()});
+}
+
+Plot PlotCriticalPath(const PlottedRun& run, const ReportedCauses& causes, const PlotStyle& style) {
+  return PlotWhy(run, causes.path, causes.map, style);
 }
 
 std::string CriticalPathText(const ReportedCauses& causes) {
-  const CausalChain& chain = causes.chain;
-  const uint64_t all = chain.time.Sum();
-  std::string text = "The critical path, the chain of causes that led to the end, has " +
-                     CountOf(chain.fires, "fire") + " and " + CountOf(chain.messages, "message") +
-                     " over " + CountOf(all, "cycle");
-  if (all > 0) {
-    text += ": " + ShareText(chain.time.work, all) + " of them work, " +
-            ShareText(chain.time.travel, all) + " travel, " + ShareText(chain.time.wait, all) +
-            " wait";
-  }
-  text += ".";
-  if (chain.firstTime > causes.firstTime) {
+  const CausalChain& chain = causes.Chain();
+  std::string text = "The critical path is the chain of causes that led to the end.";
+  if (chain.firstTime > causes.path.firstTime) {
     text += " Nothing known led to its start " +
-            CountOf(chain.firstTime - causes.firstTime, "cycle") + " after that of the run.";
+            CountOf(chain.firstTime - causes.path.firstTime, "cycle") + " after that of the run.";
   }
   return text + EvidenceText(causes);
 }
@@ -88,11 +85,11 @@ std::string CriticalPathText(const ReportedCauses& causes) {
 ReportTable ChainTable(const ReportedCauses& causes) {
   ReportTable table;
   table.name = "table-chain";
-  table.caption = "Where the time of the critical path went, in cycles";
+  table.caption = "Where its time went, in cycles";
   table.columns = {{"PE"},         {"Cycles", true}, {"Share", true},
                    {"Work", true}, {"Travel", true}, {"Wait", true}};
-  std::vector<ChainPlace> places = OfKind(causes.chain.places, false);
-  const std::vector<ChainPlace> switches = OfKind(causes.chain.places, true);
+  std::vector<ChainPlace> places = OfKind(causes.Chain().places, false);
+  const std::vector<ChainPlace> switches = OfKind(causes.Chain().places, true);
   places.insert(places.end(), switches.begin(), switches.end());
   std::stable_sort(places.begin(), places.end(), [](const ChainPlace& a, const ChainPlace& b) {
     return a.time.Sum() > b.time.Sum();
@@ -103,7 +100,7 @@ ReportTable ChainTable(const ReportedCauses& causes) {
       break;
     }
     table.rows.push_back({PlaceName(place), CountText(place.time.Sum()),
-                          ShareText(place.time.Sum(), causes.chain.time.Sum()),
+                          ShareText(place.time.Sum(), causes.Chain().time.Sum()),
                           CountText(place.time.work), CountText(place.time.travel),
                           CountText(place.time.wait)});
   }
@@ -113,14 +110,15 @@ ReportTable ChainTable(const ReportedCauses& causes) {
 ReportTable BoundsTable(const ReportedCauses& causes) {
   ReportTable table;
   table.name = "table-bounds";
-  table.caption = "How early the run could end";
-  table.columns = {{"If"}, {"No earlier than cycle", true}};
+  table.caption = "How early it could end";
+  table.columns = {{"If"}, {"Not before cycle", true}};
   table.sortable = false;
+  table.onPaper = ReportTable::AT_ONCE;
   const RunBounds& bounds = causes.bounds;
   for (const auto& [what, end] : {std::pair{"as it was", bounds.end},
                                   {"nothing waits", bounds.noWaits},
-                                  {"messages take no time either", bounds.freeMessages},
-                                  {"work takes no time, messages do", bounds.instantWork}}) {
+                                  {"messages take no time", bounds.freeMessages},
+                                  {"work takes no time", bounds.instantWork}}) {
     table.rows.push_back({what, CountText(end)});
   }
   table.all = table.rows.size();
@@ -130,7 +128,7 @@ ReportTable BoundsTable(const ReportedCauses& causes) {
 ReportTable SlackTable(const ReportedCauses& causes) {
   ReportTable table;
   table.name = "table-slack";
-  table.caption = "Least slack: cycles by which fires could have been later";
+  table.caption = "Least slack, in cycles";
   table.columns = {{"PE"}, {"Fires", true}, {"Least", true}, {"Mean", true}};
   table.all = causes.slack.places.size();
   for (const PlaceSlack& place : causes.slack.places) {

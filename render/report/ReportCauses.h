@@ -8,6 +8,8 @@
 #include "measure/CausalChain.h"
 #include "measure/FindCauses.h"
 #include "measure/RunBounds.h"
+#include "measure/SpaceTime.h"
+#include "render/plot/WhyOfRun.h"
 #include "render/report/ReportTable.h"
 #include "trace/ask/NotesOfTrace.h"
 #include "trace/base/Progress.h"
@@ -18,19 +20,23 @@ namespace marrowfin {
 // What led to the end of a run, as a report tells it.
 struct ReportedCauses {
   CauseCounts counts;
-  CausalChain chain;  // the critical path
+  PlottedChain path;  // the critical path
+  SpaceTime map;      // of the fires, on which it is drawn
   RunBounds bounds;
   RunSlack slack;
-  uint64_t firstTime = 0;  // of the run
-  uint64_t lastTime = 0;
+
+  const CausalChain& Chain() const { return path.chain; }
 };
+
+// The picture of the critical path.
+Plot PlotCriticalPath(const PlottedRun& run, const ReportedCauses& causes, const PlotStyle& style);
 
 // Finds it; nothing of a run without fires and messages. Costs and faults as of FindCauses.
 [[nodiscard]] Result<std::optional<ReportedCauses>> FindReportedCauses(
     const TraceSource& trace, const Index& index, NotesOfTrace* notes,
     const CauseQuestion& question, const ProgressCallback& progress = {});
 
-// The critical path in a sentence or two, and whether it is certain.
+// What is said of the critical path beside its picture: where it begins, whether it is certain.
 std::string CriticalPathText(const ReportedCauses& causes);
 
 // Where the time of the critical path went, the longest first.

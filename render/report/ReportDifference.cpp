@@ -58,6 +58,7 @@ ReportTable ChangeTable(const ReportedDifference& difference) {
   ReportTable table;
   table.name = "table-changes";
   table.caption = "What changed";
+  table.onPaper = ReportTable::AT_ONCE;
   table.columns = {
       {"Measure"}, {"This run", true}, {"The other", true}, {"Change", true}, {"Share", true}};
   for (const Change& change : ChangesOf(difference.Run(), difference.Other())) {
@@ -81,6 +82,7 @@ ReportTable PhasePairTable(const ReportedDifference& difference) {
   ReportTable table;
   table.name = "table-phase-pairs";
   table.caption = "Phases, in their order";
+  table.onPaper = ReportTable::AT_ONCE;
   table.columns = {{"Phase"},
                    {"Cycles", true},
                    {"Fires per cycle", true},

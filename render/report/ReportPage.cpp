@@ -1,5 +1,6 @@
 #include "render/report/ReportPage.h"
 
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -15,6 +16,7 @@
 #include "render/report/Figure.h"
 #include "render/report/HtmlText.h"
 #include "render/report/LinkTable.h"
+#include "render/report/MapLevel.h"
 #include "render/report/ReportFaults.h"
 #include "render/report/ReportParts.h"
 #include "render/report/RunNumbers.h"
@@ -24,8 +26,25 @@
 namespace marrowfin {
 namespace {
 
-// Cells of a map in a page; of more the next level is drawn, since each of them is a shape.
-constexpr uint64_t MOST_CELLS = 16384;
+// Points. Pictures that have no squares are lower here than by themselves, so that a print of all
+// of them has two pages.
+constexpr double TIMELINE_HEIGHT = 110;
+constexpr double LATENCY_HEIGHT = 130;
+constexpr double CHAIN_HEIGHT = 142;
+
+// Whether one thread has every place that any thread has to itself.
+bool HasOneOwner(const ThreadMap& map) {
+  std::optional<size_t> owner;
+  for (const PlaceThread& place : map.places) {
+    if (map.IsOwn(place)) {
+      if (owner && *owner != place.slot) {
+        return false;
+      }
+      owner = place.slot;
+    }
+  }
+  return owner.has_value();
+}
 
 std::string Paragraph(const std::string& text, const std::string& kind = "") {
   return "<p" + (kind.empty() ? "" : " class=\"" + kind + "\"") + ">" + HtmlEscaped(text) +
@@ -39,11 +58,12 @@ class Body {
 
   void Add(const std::string& more) { html += more; }
 
-  PlotStyle StyleOf(double width) const {
+  PlotStyle StyleOf(double width, double height = 0) const {
     PlotStyle style;
     style.theme = &theme;
     style.format = PlotFormat::SVG;
     style.width = width;
+    style.height = height;
     return style;
   }
 
@@ -75,7 +95,9 @@ class Body {
  private:
   const RunMeasures& Measures() const { return reported.run.measures; }
 
-  void Section(const std::string& title) { Add("<section>\n<h2>" + title + "</h2>\n"); }
+  void Section(const std::string& title, const std::string& name) {
+    Add("<section id=\"" + name + "\">\n<h2>" + title + "</h2>\n");
+  }
   void EndSection() { Add("</section>\n"); }
 };
 
@@ -135,7 +157,7 @@ void Body::Verdicts() {
   if (!reported.verdicts) {
     return;
   }
-  Section("Verdicts");
+  Section("Verdicts", "verdicts");
   const VerdictCounts counts = CountVerdicts(reported.verdicts->verdicts);
   Add("<p><strong>" +
       std::string(counts.AllHold() ? "All rules hold"
@@ -155,7 +177,7 @@ void Body::Difference() {
     return;
   }
   const ReportedDifference& difference = *reported.difference;
-  Section("Difference");
+  Section("Difference", "difference");
   Add(Paragraph(DifferenceText(difference)));
   if (!difference.aligned.sameBytes) {
     Add("<div class=\"pair\">\n");
@@ -172,14 +194,14 @@ void Body::Difference() {
 }
 
 void Body::Numbers() {
-  Section("Numbers");
+  Section("Numbers", "run");
   Add(TableHtml(RunNumbers(reported)));
   EndSection();
 }
 
 void Body::Where() {
-  Section("Where");
-  Add("<div class=\"pair\">\n");
+  Section("Where", "where");
+  Add("<div class=\"pictures\">\n");
   if (Measures().fires > 0) {
     const PlotStyle style = StyleOf(PlotStyle::COLUMN);
     HeatWish wish;
@@ -201,14 +223,15 @@ void Body::Where() {
 }
 
 void Body::When() {
-  Section("When");
+  Section("When", "when");
   Add("<div class=\"pair\">\n");
   std::string phases;
   if (Measures().fires == 0) {
     Add(Paragraph("No fires in this range."));
   } else {
     Add("<div class=\"wide\">\n");
-    AddFigure(PlotTimeline(reported.run, false), StyleOf(PlotStyle::WIDE), "timeline");
+    AddFigure(PlotTimeline(reported.run, false), StyleOf(PlotStyle::WIDE, TIMELINE_HEIGHT),
+              "timeline");
     Add("</div>\n");
     phases = TableHtml(PhaseTable(reported));
     phases = phases.empty()
@@ -220,16 +243,18 @@ void Body::When() {
   } else if (reported.run.packets->Delivered() == 0) {
     Add(phases + Paragraph("No latency: no packet arrives in this range."));
   } else {
-    AddFigure(PlotLatency(reported.run, LatencySince::INJECTION), StyleOf(PlotStyle::COLUMN),
-              "latency");
-    Add("<div class=\"side\">\n" + TableHtml(LatencyTable(reported)) + phases + "</div>\n");
+    Add("<div>\n");
+    AddFigure(PlotLatency(reported.run, LatencySince::INJECTION),
+              StyleOf(PlotStyle::COLUMN, LATENCY_HEIGHT), "latency");
+    Add(TableHtml(LatencyTable(reported)) + "</div>\n<div>\n" + TableHtml(SlowestTable(reported)) +
+        phases + "</div>\n");
   }
   Add("</div>\n");
   EndSection();
 }
 
 void Body::Threads() {
-  Section("Threads");
+  Section("Threads", "where-threads");
   if (!reported.threads) {
     Add(Paragraph("No fires in this range."));
     EndSection();
@@ -238,8 +263,9 @@ void Body::Threads() {
   const ThreadMap& map = *reported.threads;
   const Plot plot = PlotThreads(reported.run, map);
   Add("<div class=\"pair\">\n");
-  // Where threads share all places there is no map to draw.
-  if (!ShareAllPlaces(map)) {
+  // Where threads share all places there is no map to draw, and one of a single colour tells
+  // nothing that its finding does not.
+  if (!ShareAllPlaces(map) && !HasOneOwner(map)) {
     AddFigure(plot, StyleOf(PlotStyle::COLUMN), "threads");
   } else {
     Add(Paragraph(plot.words.finding + "."));
@@ -249,7 +275,7 @@ void Body::Threads() {
 }
 
 void Body::Causes() {
-  Section("Causes");
+  Section("Causes", "causes");
   if (!reported.causes) {
     Add(Paragraph(reported.noCauses.empty()
                       ? "No fires and no messages, so nothing caused anything."
@@ -258,15 +284,17 @@ void Body::Causes() {
     return;
   }
   const ReportedCauses& causes = *reported.causes;
-  Add(Paragraph(CriticalPathText(causes)) + "<div class=\"pair\">\n" +
-      TableHtml(ChainTable(causes)) + "<div class=\"side\">\n" + TableHtml(BoundsTable(causes)) +
-      TableHtml(SlackTable(causes)) + "</div>\n</div>\n<p class=\"note\"><code>" +
+  Add(Paragraph(CriticalPathText(causes)));
+  const PlotStyle style = StyleOf(PlotStyle::WIDE, CHAIN_HEIGHT);
+  AddFigure(PlotCriticalPath(reported.run, causes, style), style, "why");
+  Add("<div class=\"three\">\n" + TableHtml(ChainTable(causes)) + TableHtml(BoundsTable(causes)) +
+      TableHtml(SlackTable(causes)) + "</div>\n<p class=\"note\"><code>" +
       HtmlEscaped("marrowfin-trace why " + reported.file) + "</code> tells it step by step.</p>\n");
   EndSection();
 }
 
 void Body::Faults() {
-  Section("Faults");
+  Section("Faults", "faults");
   const std::vector<std::string> faults = FaultsOf(reported);
   if (faults.empty()) {
     Add(Paragraph("None: the trace was read to its end, and its cycles never fall."));
@@ -293,16 +321,17 @@ void Body::HowMade() {
   if (reported.run.packets != nullptr && reported.run.packets->TotalLatencies().IsEmpty()) {
     text += "Time in the queues of sources is in no latency. ";
   }
-  Add("<footer>\n<section>\n<h2>How this was made</h2>\n" +
-      Paragraph(text + "What each number means, and what it cannot tell, is in docs/measures.md of "
-                       "Marrowfin. The command:") +
-      "<p><code>" + HtmlEscaped(reported.command) + "</code></p>\n</section>\n</footer>\n");
+  Section("How this was made", "made");
+  Add(Paragraph(text + "What each number means, and what it cannot tell, is in docs/measures.md of "
+                       "Marrowfin.") +
+      "<p>The command: <code>" + HtmlEscaped(reported.command) + "</code></p>\n");
+  EndSection();
 }
 
 std::string PageHead(const ReportedRun& reported, const Theme& theme) {
   return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
          "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
-         "style-src 'unsafe-inline'; script-src '" +
+         "style-src 'unsafe-inline'; img-src data:; script-src '" +
          ReportScriptHash() +
          "'; base-uri 'none'; form-action 'none'\">\n"
          "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
@@ -313,19 +342,6 @@ std::string PageHead(const ReportedRun& reported, const Theme& theme) {
 
 }  // namespace
 
-Level MapLevelOf(const ArrayShape& shape) {
-  const PlotStyle style;
-  Level level = LevelFor(shape, style.PlotWidth(), style.Scale());
-  const auto cells = [&] {
-    const PerAxis units = UnitsOf(shape, level);
-    return uint64_t{units.columns} * units.rows;
-  };
-  while (level != Level::CLUSTER && cells() > MOST_CELLS) {
-    level = static_cast<Level>(static_cast<int>(level) + 1);
-  }
-  return level;
-}
-
 Result<std::string> ReportPage(const ReportedRun& reported, const Theme& theme) {
   Body body(reported, theme);
   body.Head();
@@ -334,12 +350,13 @@ Result<std::string> ReportPage(const ReportedRun& reported, const Theme& theme) 
   body.Difference();
   body.Numbers();
   body.Where();
-  body.When();
   body.Threads();
+  body.When();
   body.Causes();
+  body.Add("<div class=\"ends\">\n");
   body.Faults();
-  body.Add("</main>\n");
   body.HowMade();
+  body.Add("</div>\n</main>\n");
   if (body.fault) {
     return body.fault;
   }

@@ -3,16 +3,11 @@
 
 #include <string>
 
-#include "measure/Level.h"
 #include "render/plot/Theme.h"
 #include "render/report/ReportedRun.h"
 #include "trace/base/Result.h"
 
 namespace marrowfin {
-
-// The units of which maps in a page are: the finest that can be seen, and of which there are not
-// too many for a page.
-Level MapLevelOf(const ArrayShape& shape);
 
 // A page about a run in HTML: what is to be known first in sentences, the numbers, pictures with
 // the numbers behind them, and how it was made. It needs nothing beside itself, forbids itself to

@@ -16,8 +16,10 @@ struct ReportColumn {
 
 // A table of a report. The first cell of a row tells what the row is of.
 struct ReportTable {
-  // Rows that are seen at once; the others are behind a word that opens them.
+  // Rows that are seen at once; the others are behind a word that opens them. On paper, which
+  // nobody opens, there are fewer.
   static constexpr size_t AT_ONCE = 10;
+  static constexpr size_t ON_PAPER = 5;
 
   // Rows of the page; of more it says how many there are. An array may have a million places.
   static constexpr size_t MOST_ROWS = 100;
@@ -28,7 +30,8 @@ struct ReportTable {
   std::vector<std::vector<std::string>> rows;  // the first MOST_ROWS of all
   uint64_t all = 0;                            // rows that there are
   std::string others;                          // what tells the rest: words behind "the others: "
-  bool folded = true;                          // whether more rows than AT_ONCE are folded away
+  size_t atOnce = AT_ONCE;                     // rows that are seen before it is opened
+  size_t onPaper = ON_PAPER;                   // rows of its print; 0 for none of it
   bool sortable = true;                        // whether its order means nothing that would be lost
 };
 

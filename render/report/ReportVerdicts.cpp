@@ -34,6 +34,7 @@ ReportTable VerdictTable(const ReportedVerdicts& reported) {
   ReportTable table;
   table.name = "table-verdicts";
   table.caption = "Rules of " + reported.file;
+  table.onPaper = ReportTable::AT_ONCE;
   table.columns = {{"Rule"}, {"Verdict"}, {"Found"}, {"Line", true}};
   std::vector<const Verdict*> verdicts;
   for (const Verdict& verdict : reported.verdicts) {

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "measure/NumberText.h"
 #include "render/report/LinkTable.h"
@@ -10,7 +11,7 @@
 namespace marrowfin {
 namespace {
 
-// Rows of the table.
+// Rows of the table: those that are asked for first, and more.
 class Lines {
  public:
   explicit Lines(ReportTable& table) : table(table) {}
@@ -18,9 +19,19 @@ class Lines {
   void Add(std::string what, std::string value, std::string basis = "") {
     table.rows.push_back({std::move(what), std::move(value), std::move(basis)});
   }
+  void AddMore(std::string what, std::string value, std::string basis = "") {
+    more.push_back({std::move(what), std::move(value), std::move(basis)});
+  }
+
+  void End() {
+    table.atOnce = table.onPaper = table.rows.size();
+    table.rows.insert(table.rows.end(), more.begin(), more.end());
+    table.all = table.rows.size();
+  }
 
  private:
   ReportTable& table;
+  std::vector<std::vector<std::string>> more;
 };
 
 std::string At(const PlaceValue& place) { return PlaceText(place.at.column, place.at.row); }
@@ -33,8 +44,12 @@ std::string ImbalanceText(const Imbalance& imbalance) {
 constexpr char IMBALANCE_BASIS[] = "max ÷ mean / Gini / CoV of ";
 
 // "36 / 142 / 449", and what these are: of few values some are missing.
-void AddPercentiles(Lines& lines, const std::string& what, const ValueCounts& counts,
-                    const std::string& unit) {
+struct Percentiles {
+  std::string values;
+  std::string basis;
+};
+
+Percentiles PercentilesOf(const ValueCounts& counts, const std::string& unit) {
   const std::string basis = unit + "; largest " + CountText(counts.Largest());
   std::string names;
   std::string values;
@@ -44,11 +59,14 @@ void AddPercentiles(Lines& lines, const std::string& what, const ValueCounts& co
       values += (values.empty() ? "" : " / ") + CountText(*value);
     }
   }
-  if (values.empty()) {
-    lines.Add(what, ThreeDigits(counts.Mean()), "mean, " + basis);
-  } else {
-    lines.Add(what, values, names + ", " + basis);
-  }
+  return values.empty() ? Percentiles{ThreeDigits(counts.Mean()), "mean, " + basis}
+                        : Percentiles{values, names + ", " + basis};
+}
+
+void AddMorePercentiles(Lines& lines, const std::string& what, const ValueCounts& counts,
+                        const std::string& unit) {
+  const Percentiles told = PercentilesOf(counts, unit);
+  lines.AddMore(what, told.values, told.basis);
 }
 
 std::string OrNo(uint64_t count, const std::string& word) {
@@ -70,37 +88,38 @@ void AddRun(Lines& lines, const ReportedRun& reported) {
 
 void AddWork(Lines& lines, const RunMeasures& m) {
   const std::string units = CountOf(m.elements.units, "PE");
-  lines.Add("Fires per cycle", ThreeDigits(m.firesPerCycle), "of all PEs together");
-  lines.Add("Fire rate", ThreeDigits(m.elements.rate), "fires per PE per cycle");
   lines.Add("Utilisation of PEs", PercentText(m.utilisation),
             "share of cycles with a fire, mean of " + units);
+  lines.Add("Fire rate", ThreeDigits(m.elements.rate), "fires per PE per cycle");
   const PlaceValue& busiest = m.elements.busiest[0];
   lines.Add("Busiest PE", At(busiest) + " " + ThreeDigits(busiest.value),
             "fires per cycle; " + ThreeDigits(busiest.value / m.elements.rate) + " × mean");
-  const PlaceValue& quietest = m.elements.quietest[0];
-  lines.Add("Quietest PE", At(quietest) + " " + ThreeDigits(quietest.value),
-            "fires per cycle, of those that fire");
   lines.Add("PEs that never fire", CountText(m.elements.never), "of " + units);
   if (m.elements.imbalance) {
     lines.Add("Imbalance of fires", ImbalanceText(*m.elements.imbalance), IMBALANCE_BASIS + units);
   }
-  lines.Add("Busiest cycle", CountText(m.peakCycle), "with " + CountOf(m.peakFires, "fire"));
+  lines.AddMore("Fires per cycle", ThreeDigits(m.firesPerCycle), "of all PEs together");
+  const PlaceValue& quietest = m.elements.quietest[0];
+  lines.AddMore("Quietest PE", At(quietest) + " " + ThreeDigits(quietest.value),
+                "fires per cycle, of those that fire");
+  lines.AddMore("Busiest cycle", CountText(m.peakCycle), "with " + CountOf(m.peakFires, "fire"));
   if (m.longestGap) {
-    lines.Add("Longest gap of a PE", CountOf(static_cast<uint64_t>(m.longestGap->value), "cycle"),
-              At(*m.longestGap) + ", from one fire to the next, up to cycle " +
-                  CountText(m.longestGapEnd));
+    lines.AddMore("Longest gap of a PE",
+                  CountOf(static_cast<uint64_t>(m.longestGap->value), "cycle"),
+                  At(*m.longestGap) + ", from one fire to the next, up to cycle " +
+                      CountText(m.longestGapEnd));
   }
   if (m.quietCycles > 0) {
-    lines.Add("Quiet spell", CountOf(m.quietCycles, "cycle"),
-              "without any fire, from cycle " + CountText(m.quietFirst) + " on");
+    lines.AddMore("Quiet spell", CountOf(m.quietCycles, "cycle"),
+                  "without any fire, from cycle " + CountText(m.quietFirst) + " on");
   }
 }
 
 void AddLinks(Lines& lines, const RunMeasures& m) {
   const LinkMeasures& links = m.links;
-  const std::string basis = links.observed ? "observed" : "as routes are modelled";
   if (!links.observed && !m.distances.IsEmpty()) {
-    AddPercentiles(lines, "Distance of messages", m.distances, "columns and rows between the ends");
+    AddMorePercentiles(lines, "Distance of messages", m.distances,
+                       "columns and rows between the ends");
   }
   if (links.busiest.empty()) {
     return;
@@ -108,53 +127,61 @@ void AddLinks(Lines& lines, const RunMeasures& m) {
   const LinkValue& busiest = links.busiest[0];
   lines.Add("Busiest link",
             LinkName(links, busiest.node, busiest.heading) + " " + PercentText(busiest.load),
-            "of " + AmountOf(links.capacity, "message") + " per cycle, " + basis);
+            "of " + AmountOf(links.capacity, "message") + " per cycle, " +
+                (links.observed ? "observed" : "as routes are modelled"));
   lines.Add("Mean link load", PercentText(links.mean),
             CountText(links.links) + " links, " + CountText(links.unused) + " unused");
-  if (links.imbalance) {
-    lines.Add("Imbalance of links", ImbalanceText(*links.imbalance),
-              IMBALANCE_BASIS + CountOf(links.links, "link"));
-  }
   lines.Add("Bisection traffic", ThreeDigits(links.bisectionRate),
             std::string("messages per cycle between the ") +
                 (links.bisection.ofColumns ? "left and the right" : "lower and the upper") +
                 " half, both ways, " + PercentText(links.bisectionShare) + " of " +
                 CountOf(links.bisection.links, "link"));
+  if (links.imbalance) {
+    lines.AddMore("Imbalance of links", ImbalanceText(*links.imbalance),
+                  IMBALANCE_BASIS + CountOf(links.links, "link"));
+  }
   if (links.modelError) {
-    lines.Add("Model error", PercentText(*links.modelError),
-              "modelled passes against the transmissions of the switches");
+    lines.AddMore("Model error", PercentText(*links.modelError),
+                  "modelled passes against the transmissions of the switches");
   }
 }
 
 void AddSwitches(Lines& lines, const RunMeasures& m) {
   const PlaceValue& busiest = m.switches.busiest[0];
-  lines.Add("Busiest switch", At(busiest) + " " + ThreeDigits(busiest.value),
-            "transmissions per cycle; " + ThreeDigits(busiest.value / m.switches.rate) +
-                " × mean of " + CountText(m.switches.units) +
-                (m.switches.units == 1 ? " switch" : " switches"));
+  lines.AddMore("Busiest switch", At(busiest) + " " + ThreeDigits(busiest.value),
+                "transmissions per cycle; " + ThreeDigits(busiest.value / m.switches.rate) +
+                    " × mean of " + CountText(m.switches.units) +
+                    (m.switches.units == 1 ? " switch" : " switches"));
   if (m.switchLoads && !m.switchLoads->busiest.empty()) {
     const PlaceValue& fullest = m.switchLoads->busiest[0];
-    lines.Add("Load of switches", PercentText(m.switchLoads->mean),
-              "of what they can pass on, mean; largest " + PercentText(fullest.value) + " at " +
-                  At(fullest));
+    lines.AddMore("Load of switches", PercentText(m.switchLoads->mean),
+                  "of what they can pass on, mean; largest " + PercentText(fullest.value) + " at " +
+                      At(fullest));
   }
 }
 
 void AddPackets(Lines& lines, const ReportedRun& reported) {
   const PacketCounts& packets = *reported.run.packets;
+  if (packets.Delivered() > 0) {
+    const Percentiles latency = PercentilesOf(packets.Latencies(), "cycles");
+    lines.Add("Latency", latency.values,
+              latency.basis + "; " + CountOf(packets.Delivered(), "packet"));
+  }
   const std::string way = packets.UnderWay() == 0
                               ? "none still under way"
                               : CountText(packets.UnderWay()) + " still under way";
-  lines.Add("Packets", CountText(packets.Delivered()),
-            (reported.packetsAreThreads ? "a thread each; " : "") + way);
+  lines.AddMore("Packets", CountText(packets.Delivered()),
+                (reported.packetsAreThreads ? "a thread each; " : "") + way);
   if (packets.Delivered() == 0) {
     return;
   }
-  AddPercentiles(lines, "Latency", packets.Latencies(), "cycles");
   if (!packets.TotalLatencies().IsEmpty()) {
-    AddPercentiles(lines, "Latency since created", packets.TotalLatencies(), "cycles");
+    AddMorePercentiles(lines, "Latency since created", packets.TotalLatencies(), "cycles");
   }
-  AddPercentiles(lines, "Hops of packets", packets.Hops(), "links");
+  AddMorePercentiles(lines, "Hops of packets", packets.Hops(), "links");
+  if (!packets.HopTimes().IsEmpty()) {
+    AddMorePercentiles(lines, "Time of a hop", packets.HopTimes(), "cycles");
+  }
 }
 
 }  // namespace
@@ -164,7 +191,6 @@ ReportTable RunNumbers(const ReportedRun& reported) {
   table.name = "numbers";
   table.caption = "Numbers";
   table.columns = {{"What"}, {"Value"}, {"Unit, basis"}};
-  table.folded = false;
   table.sortable = false;
   const RunMeasures& m = reported.run.measures;
   Lines lines(table);
@@ -184,7 +210,7 @@ ReportTable RunNumbers(const ReportedRun& reported) {
   const size_t faults = FaultsOf(reported).size();
   lines.Add("Faults", faults == 0 ? "none" : CountText(faults),
             "of the trace and what is beside it");
-  table.all = table.rows.size();
+  lines.End();
   return table;
 }
 

@@ -85,6 +85,7 @@ ReportTable PhaseTable(const ReportedRun& reported) {
   ReportTable table;
   table.name = "table-phases";
   table.caption = "Phases";
+  table.atOnce = table.onPaper = ReportTable::MOST_ROWS;  // there are few, and an order
   table.columns = {{"Phase"}, {"Cycles", true}, {"Length", true}, {"Fires per cycle", true}};
   if (!reported.run.measures.phases) {
     return table;
@@ -102,9 +103,28 @@ ReportTable PhaseTable(const ReportedRun& reported) {
   return table;
 }
 
+ReportTable SlowestTable(const ReportedRun& reported) {
+  ReportTable table;
+  table.name = "table-slowest";
+  table.caption = "Slowest packets";
+  table.columns = {{"Packet"}, {"From→to"}, {"Injected", true}, {"Latency", true}, {"Hops", true}};
+  if (reported.run.packets == nullptr) {
+    return table;
+  }
+  for (const PacketLife& life : reported.run.packets->SlowestOnes()) {
+    table.rows.push_back(
+        {std::to_string(life.packet),
+         PlaceText(life.from.column, life.from.row) + "→" + PlaceText(life.to.column, life.to.row),
+         CountText(life.injected), CountText(life.Latency()), CountText(life.hops)});
+  }
+  table.all = table.rows.size();
+  return table;
+}
+
 ReportTable LatencyTable(const ReportedRun& reported) {
   ReportTable table;
   table.name = "table-latency";
+  table.onPaper = 0;  // of windows in a row a part says little, and the picture has all
   table.caption = "Latency in cycles, by cycle of injection";
   table.columns = {{"Injected"},   {"Packets", true}, {"Median", true},
                    {"95 %", true}, {"99 %", true},    {"Longest", true}};
@@ -123,25 +143,23 @@ ReportTable LatencyTable(const ReportedRun& reported) {
 }
 
 ReportTable ThreadTable(const ReportedRun& reported) {
-  const Timeline& times = reported.run.counts->Times();
   ReportTable table;
   table.name = "table-threads";
   table.caption = "Fires by thread";
   table.columns = {{"Thread"}, {"Fires", true}, {"Share", true}, {"Per cycle", true}};
-  const std::vector<uint32_t> threads = times.Threads();
+  if (!reported.threads) {
+    return table;
+  }
+  const ThreadMap& map = *reported.threads;
   std::vector<std::string> names;
   std::vector<uint64_t> fires;
-  const auto add = [&](const std::string& name, const std::vector<uint64_t>& counts) {
-    const uint64_t sum = std::accumulate(counts.begin(), counts.end(), uint64_t{0});
-    if (sum > 0) {
-      names.push_back(name);
-      fires.push_back(sum);
+  for (size_t slot = 0; slot < map.fires.size(); ++slot) {
+    if (map.fires[slot] > 0) {
+      names.push_back(slot < map.threads.size() ? ThreadName(reported.about, map.threads[slot])
+                                                : "others");
+      fires.push_back(map.fires[slot]);
     }
-  };
-  for (const uint32_t thread : threads) {
-    add(ThreadName(reported.about, thread), times.OfThread(thread));
   }
-  add("others", times.OfOthers());
   table.all = fires.size();
   const RunMeasures& m = reported.run.measures;
   for (const size_t i : LargestFirst(fires)) {

@@ -14,6 +14,9 @@ ReportTable ElementTable(const ReportedRun& reported);
 // Phases in the order of time.
 ReportTable PhaseTable(const ReportedRun& reported);
 
+// The packets that took longest.
+ReportTable SlowestTable(const ReportedRun& reported);
+
 // Latencies of packets by the cycle of their injection.
 ReportTable LatencyTable(const ReportedRun& reported);
 

@@ -8,6 +8,7 @@
 
 #include "measure/expect/Baseline.h"
 #include "measure/expect/ReadRules.h"
+#include "render/report/MapLevel.h"
 #include "render/report/PdfPrinter.h"
 #include "render/report/ReportPage.h"
 #include "tools/program/CompanionInput.h"

@@ -68,16 +68,28 @@ TEST(ReportPartsTest, MoreThanTenRowsAreFoldedAwayButForASingleOne) {
   EXPECT_LT(html.find("thing 9<"), html.find("<details>"));
   EXPECT_GT(html.find("thing 10<"), html.find("<details>"));
   ReportTable open = Table(12);
-  open.folded = false;
+  open.atOnce = 12;
   EXPECT_THAT(TableHtml(open), Not(HasSubstr("<details>")));
+}
+
+TEST(ReportPartsTest, OnPaperATableIsShorterAndSaysSo) {
+  const std::string html = TableHtml(Table(12));
+  EXPECT_THAT(html, HasSubstr("<tr><th scope=\"row\">thing 4<"));
+  EXPECT_THAT(html, HasSubstr("<tr class=\"screen\"><th scope=\"row\">thing 5<"));
+  EXPECT_THAT(html, HasSubstr("<p class=\"note paper\">The first 5 of 12</p>"));
+  EXPECT_THAT(TableHtml(Table(6)), Not(HasSubstr("screen"))) << "a single one more has room";
+  EXPECT_THAT(TableHtml(Table(6)), Not(HasSubstr("paper")));
+  ReportTable none = Table(3);
+  none.onPaper = 0;
+  EXPECT_THAT(TableHtml(none), HasSubstr("class=\"numbers sortable screen\""));
 }
 
 TEST(ReportPartsTest, ATableSaysWhereTheRowsAreThatItLacks) {
   ReportTable table = Table(20);
-  EXPECT_THAT(TableHtml(table), Not(HasSubstr("class=\"note\"")));
+  EXPECT_THAT(TableHtml(table), Not(HasSubstr("note screen")));
   table.all = 2000;
   table.others = "list <all>";
-  EXPECT_THAT(TableHtml(table), HasSubstr("The first 20 of 2,000; all of them: <code>list "
+  EXPECT_THAT(TableHtml(table), HasSubstr("The first 20 of 2,000; all: <code>list "
                                           "&lt;all&gt;</code>"));
 }
 

@@ -6,8 +6,6 @@
 
 #include "measure/CountSpaceTime.h"
 #include "measure/FindCauses.h"
-#include "render/plot/ArrayGrid.h"
-#include "render/plot/SpaceTimePlot.h"
 #include "render/plot/WhyOfRun.h"
 #include "tools/program/CompanionInput.h"
 #include "tools/program/EventChoice.h"
@@ -26,9 +24,6 @@ constexpr char footer[] =
     "The chain of causes that led to an event, or to the end of the run: on the array, and on the\n"
     "map of PEs and cycles. marrowfin-trace why tells its numbers.\n"
     "marrowfin-trace plot --help tells the exit status.";
-
-// Half of a wide page is the array.
-constexpr double ARRAY_PART = 0.46;
 
 struct WhyPlotFlags {
   RunPlotFlags shared;
@@ -71,26 +66,13 @@ Fault FindIt(const WhyPlotFlags& flags, RunToPlot& of, const ProgressCallback& p
         missing.empty() ? "no fires and no messages, so nothing caused anything" : missing;
     return fault;
   }
-  const Result<TimedRecords::Timed> event = TimedRecords(causes->trace).Read(**record);
-  if (!event) {
-    return event.Why();
+  Result<PlottedChain> followed =
+      ChainToPlot(*causes, asked.shape, **record, of.style, Level::PE, progress);
+  if (!followed) {
+    return followed.Why();
   }
-  chain.event = event->event;
+  chain = std::move(followed).Take();
   chain.isEnd = !flags.event.IsGiven();
-  chain.firstTime = causes->firstTime;
-  chain.lastTime = causes->lastTime;
-  Result<CausalChain> found = FindChain(*causes, asked.shape, **record, progress);
-  if (!found) {
-    return found.Why();
-  }
-  chain.chain = std::move(found).Take();
-  const double width = of.style.width * (of.style.width < 300 || of.style.slide ? 1 : ARRAY_PART);
-  chain.level = LevelFor(asked.shape, width - 60, of.style.Scale());
-  Result<ChainPath> path = PathOf(*causes, chain.chain, asked.shape, chain.level, progress);
-  if (!path) {
-    return path.Why();
-  }
-  chain.path = std::move(path).Take();
   return {};
 }
 
@@ -101,14 +83,8 @@ Result<Plot> MakePlot(const WhyPlotFlags& flags, const Console& console, RunToPl
           [&](const ProgressCallback& progress) { return FindIt(flags, of, progress, chain); })) {
     return fault;
   }
-  PlotStyle half = of.style;
-  half.width = of.style.width < 300 ? of.style.width : of.style.width * (1 - ARRAY_PART);
-  const SpaceTimeSize size = SpaceTimeSizeFor(half);
-  SpaceTimeQuestion question;
-  question.shape = of.counted.question.shape;
+  SpaceTimeQuestion question = MapOfChain(of.counted.question.shape, of.style);
   question.filter = of.counted.question.filter;
-  question.mostRows = size.rows;
-  question.mostColumns = size.columns;
   Result<SpaceTime> map =
       AskRun(flags.shared.run, console, of.counted, [&](const ProgressCallback& progress) {
         return CountSpaceTime(*of.counted.trace.file, *of.counted.trace.index, question, progress);

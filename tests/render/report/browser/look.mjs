@@ -54,7 +54,8 @@ async function open(name, options = {}) {
   page.on("console", (message) => page.complaints.push(`console: ${message.text()}`));
   page.on("pageerror", (error) => page.complaints.push(`error: ${error.message}`));
   page.on("request", (request) => {
-    if (request.url() !== pathToFileURL(name).href) {
+    // What stands in the page itself is asked of nobody.
+    if (request.url() !== pathToFileURL(name).href && !request.url().startsWith("data:")) {
       page.complaints.push(`request: ${request.url()}`);
     }
   });
@@ -171,6 +172,34 @@ test("without a script the page is whole, and has nothing that does nothing", as
   await page.context().close();
 });
 
+test("where there is room, pictures of places stand side by side", async () => {
+  const name = report("beside.html");
+  for (const [width, beside] of [[700, false], [760, true], [1060, true], [1600, true]]) {
+    const page = await open(name, { viewport: { width, height: 800 } });
+    const boxOf = (id) => page.locator(id).boundingBox();
+    const [heat, links, pes] = [await boxOf("#heat"), await boxOf("#links"), await boxOf("#table-pes")];
+    assert.equal(heat.y === links.y && heat.x + heat.width < links.x, beside, `at ${width}`);
+    assert.ok(pes.y >= heat.y + heat.height, `the table below its picture, at ${width}`);
+    await page.context().close();
+  }
+});
+
+test("the map behind a chain is drawn", async () => {
+  const page = await open(report("why.html"));
+  const image = page.locator("#why image").first();
+  assert.ok((await image.boundingBox()).width > 100);
+  // Of all that a page may hold its policy lets in what stands in it alone.
+  const loaded = await image.evaluate(async (element) => {
+    const picture = new Image();
+    picture.src = element.getAttribute("href") ?? element.getAttribute("xlink:href");
+    await picture.decode();
+    return picture.naturalWidth;
+  });
+  assert.ok(loaded > 1);
+  assert.deepEqual(page.complaints, []);
+  await page.context().close();
+});
+
 test("no width and no size of letters makes a reader scroll sideways", async () => {
   const name = report("wide.html");
   for (const width of [320, 700, 1060, 1600]) {
@@ -192,11 +221,16 @@ test("no width and no size of letters makes a reader scroll sideways", async () 
   }
 });
 
-test("on paper nothing is folded away", async () => {
+test("on paper tables are short and say where their rows are", async () => {
   const page = await open(report("paper.html"));
-  const rest = page.locator("#table-pes details tbody th").first();
+  const rows = () => page.locator("#table-pes tbody tr:visible").count();
+  const note = page.locator("#table-pes .paper");
+  assert.equal(await rows(), 10);
+  assert.equal(await note.isVisible(), false);
   await page.emulateMedia({ media: "print" });
-  assert.equal((await rest.boundingBox()).height > 0, true);
+  assert.equal(await rows(), 5);
+  assert.match(await note.textContent(), /^The first 5 of 64; all: marrowfin-trace stats /);
+  assert.equal(await note.isVisible(), true);
   assert.equal(await page.locator("#table-pes summary").isVisible(), false);
   await page.context().close();
 });
