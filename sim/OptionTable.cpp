@@ -193,6 +193,15 @@ std::string OptionTable::Read(const std::string& fileName) {
   return "";
 }
 
+std::vector<OptionTable::Entry> OptionTable::Entries() const {
+  std::vector<Entry> entries;
+  for (const Option& option : options) {
+    const std::string name = option.GetName();
+    entries.push_back({name[0] == '-' ? name : "-" + name, option.type, option.description});
+  }
+  return entries;
+}
+
 std::string OptionTable::Text() const {
   std::string text;
   for (const Option& option : options) {

@@ -30,6 +30,15 @@ class OptionTable {
   // All options with their values, one a line, as Read takes them.
   std::string Text() const;
 
+  // What there is to set: the word that covers this option alone, as long as its name is no
+  // pattern, its type and what it is for.
+  struct Entry {
+    std::string name;
+    CommandLineParser::OptionType type;
+    std::string description;
+  };
+  std::vector<Entry> Entries() const;
+
  private:
   std::string FaultOf(const std::string& word, const std::string& value);
   std::string SetFromLine(const std::string& line);

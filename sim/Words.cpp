@@ -56,6 +56,14 @@ void TakeOwnWord(CommandLine& words, OptionTable& options, CommandWords& result)
   } else if (words[0] == "--settings") {
     result.request = Request::SETTINGS;
     words.erase(0);
+  } else if (words[0] == "--completion") {
+    result.request = Request::COMPLETION;
+    result.shell = words.size() > 1 ? words[1] : "";
+    if (result.shell != "bash" && result.shell != "zsh") {
+      result.fault = "--completion wants the name of a shell, bash or zsh";
+    } else if (words.size() > 2) {
+      result.fault = Quoted(words[2]) + " is left over behind --completion";
+    }
   } else if (TakeOptionFile(words, name)) {
     result.optionFiles.push_back(name);
     result.fault = options.Read(name);
@@ -67,7 +75,7 @@ void TakeOwnWord(CommandLine& words, OptionTable& options, CommandWords& result)
 
 bool IsOver(const CommandWords& words) {
   return !words.fault.empty() || words.request == Request::HELP ||
-         words.request == Request::VERSION;
+         words.request == Request::VERSION || words.request == Request::COMPLETION;
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 
 #include "Util/Regression.h"
 #include "Util/SimOutput.h"
+#include "sim/Completion.h"
 #include "sim/Interrupts.h"
 #include "sim/Simulation.h"
 #include "sim/StandardOutput.h"
@@ -55,7 +56,7 @@ int FinishPrinting(int status) { return IsOutputWritten() ? status : ComplainOfO
 int PrintHelp(Simulation& simulation) {
   SimOutput::Print(
       "marrowfin-sim [--settings] [--options FILE]... [OPTION VALUE]...\n"
-      "marrowfin-sim --help | --version\n"
+      "marrowfin-sim --help | --version | --completion SHELL\n"
       "\n"
       "Simulates a tiled array of processing elements that runs a program, checks the results and\n"
       "writes a trace for the viewer: marrowfin-sim -outFilename run.trace\n"
@@ -63,6 +64,8 @@ int PrintHelp(Simulation& simulation) {
       "--settings      prints the settings and ends\n"
       "--options FILE  reads options from a file, one option and its value a line, as --settings\n"
       "                prints them\n"
+      "--completion SHELL\n"
+      "                prints what completes command lines in bash or zsh\n"
       "--help          prints this text and the settings as they are without options\n"
       "--version       prints the version\n"
       "\n"
@@ -170,6 +173,9 @@ int Main(int argc, char** argv) {
       return FinishPrinting(EXIT_SUCCESS);
     case Request::SETTINGS:
       return PrintSettings(simulation);
+    case Request::COMPLETION:
+      SimOutput::Print("%s", CompletionFor(words.shell, options).c_str());
+      return FinishPrinting(EXIT_SUCCESS);
     case Request::RUN:
       return RunAndReport(simulation, interrupts, words);
     case Request::FAULT:

@@ -1,4 +1,4 @@
-"""Command lines of marrowfin-trace as bash and zsh complete them."""
+"""Command lines of marrowfin-trace and marrowfin-sim as bash and zsh complete them."""
 
 import os
 import pty
@@ -10,6 +10,7 @@ import time
 import pytest
 
 PROGRAM = os.environ["MARROWFIN_TRACE"]
+SIMULATOR = os.environ["MARROWFIN_SIM"]
 
 
 def tool(name):
@@ -20,6 +21,11 @@ def tool(name):
 
 def script(shell):
     return subprocess.run([PROGRAM, "completion", shell], check=True, capture_output=True,
+                          text=True).stdout
+
+
+def script_of_simulator(shell):
+    return subprocess.run([SIMULATOR, "--completion", shell], check=True, capture_output=True,
                           text=True).stdout
 
 
@@ -34,6 +40,9 @@ def folder(tmp_path):
     (tmp_path / "completion.bash").write_text(script("bash"))
     (tmp_path / "bin").mkdir()
     (tmp_path / "bin" / "marrowfin-trace").symlink_to(PROGRAM)
+    (tmp_path / "functions" / "_marrowfin-sim").write_text(script_of_simulator("zsh"))
+    (tmp_path / "completion-sim.bash").write_text(script_of_simulator("bash"))
+    (tmp_path / "bin" / "marrowfin-sim").symlink_to(SIMULATOR)
     return tmp_path
 
 
@@ -56,11 +65,11 @@ def flags(*words):
 # bash ---------------------------------------------------------------------------------------------
 
 
-def offers(folder, *words):
+def offers(folder, *words, program="marrowfin-trace", file="completion.bash"):
     """What bash offers for the last of some words."""
     quoted = " ".join("'" + word + "'" for word in words)
-    text = (f"source ./completion.bash; COMP_WORDS=(marrowfin-trace {quoted}); "
-            f"COMP_CWORD={len(words)}; _marrowfin_trace; printf '%s\\n' \"${{COMPREPLY[@]}}\"")
+    text = (f"source ./{file}; COMP_WORDS=({program} {quoted}); "
+            f"COMP_CWORD={len(words)}; _{program.replace('-', '_')}; printf '%s\\n' \"${{COMPREPLY[@]}}\"")
     done = subprocess.run([tool("bash"), "--norc", "-c", text], cwd=folder, capture_output=True,
                           text=True)
     assert done.returncode == 0 and done.stderr == "", done.stderr
@@ -107,6 +116,51 @@ def test_bash_completes_names_of_files(folder):
     assert offers(folder, "info", "with") == ["with blank.trace"]
     assert "deep" in offers(folder, "stats", "-o", "")
     assert offers(folder, "stats", "--output", "=", "de") == ["deep"]
+
+
+def simulator_offers(folder, *words):
+    return offers(folder, *words, program="marrowfin-sim", file="completion-sim.bash")
+
+
+def settings():
+    """The options of the simulator, as it prints them."""
+    text = subprocess.run([SIMULATOR, "--settings"], check=True, capture_output=True,
+                          text=True).stdout
+    names = [line.split()[0] for line in text.splitlines()]
+    assert len(names) > 20
+    return names
+
+
+def test_bash_offers_every_setting_of_the_simulator_and_its_own_words(folder):
+    own = ["--completion", "--help", "--options", "--settings", "--version"]
+    assert simulator_offers(folder, "") == sorted(settings() + own)
+    assert simulator_offers(folder, "--settings", "") == sorted(settings() + own)
+    # Words of the program stand in front of the options.
+    assert simulator_offers(folder, "-size", "4", "") == sorted(settings())
+    assert simulator_offers(folder, "-array/pe") == [
+        n for n in sorted(settings()) if n.startswith("-array/pe")]
+
+
+def test_bash_completes_values_of_the_simulator(folder):
+    assert simulator_offers(folder, "-program", "s") == ["sort", "spmv", "stencil"]
+    assert simulator_offers(folder, "-placement", "r") == ["random", "row-major"]
+    assert simulator_offers(folder, "-size", "4", "-companion", "") == ["false", "true"]
+    assert simulator_offers(folder, "-size", "") == []
+    assert simulator_offers(folder, "-outFilename", "ru") == ["run.trace"]
+    assert simulator_offers(folder, "--completion", "") == ["bash", "zsh"]
+    assert simulator_offers(folder, "--options", "wi") == ["with blank.trace"]
+    assert simulator_offers(folder, "--options", "=", "wi") == ["with blank.trace"]
+    assert "-size" in simulator_offers(folder, "--options", "run.trace", "")
+
+
+def test_the_simulator_runs_with_all_that_is_offered(folder):
+    for option in ("-program", "-placement", "-companion"):
+        for value in simulator_offers(folder, option, ""):
+            done = subprocess.run([SIMULATOR, "--settings", option, value], capture_output=True)
+            assert done.returncode == 0, done.stderr
+    for words in (["--completion"], ["--completion", "fish"], ["--completion", "bash", "-size"]):
+        done = subprocess.run([SIMULATOR, *words], capture_output=True)
+        assert done.returncode == 2 and done.stdout == b"" and b"--completion" in done.stderr
 
 
 # zsh ----------------------------------------------------------------------------------------------
@@ -172,6 +226,12 @@ def terminal(folder):
     ("marrowfin-trace info ru", "n.trace "),
     ("marrowfin-trace info wi", "th\\ blank.trace "),
     ("marrowfin-trace stats run.trace -o de", "ep/"),
+    ("marrowfin-sim -prog", "ram "),
+    ("marrowfin-sim -program st", "encil "),
+    ("marrowfin-sim -size 4 -array/peL", "ink"),
+    ("marrowfin-sim -placement gr", "eedy "),
+    ("marrowfin-sim --options ru", "n.trace "),
+    ("marrowfin-sim --compl", "etion "),
 ])
 def test_zsh_completes_what_is_typed(terminal, typed, completed):
     terminal.type(typed)
@@ -187,6 +247,7 @@ def test_zsh_lists_every_subcommand_with_what_it_does(terminal):
 
 
 def test_the_scripts_are_understood_by_their_shells(folder):
-    for shell, name in (("bash", "completion.bash"), ("zsh", "functions/_marrowfin-trace")):
+    for shell, name in (("bash", "completion.bash"), ("zsh", "functions/_marrowfin-trace"),
+                        ("bash", "completion-sim.bash"), ("zsh", "functions/_marrowfin-sim")):
         done = subprocess.run([tool(shell), "-n", name], cwd=folder, capture_output=True, text=True)
         assert done.returncode == 0 and done.stderr == "", done.stderr
