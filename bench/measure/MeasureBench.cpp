@@ -102,6 +102,15 @@ void CountSums(const Subject& subject) {
   Require(counts.Records() == subject.GetIndex().GetSummary().records, "records were lost");
 }
 
+// What a timeline is drawn of.
+void CountTimes(const Subject& subject) {
+  RunQuestion question;
+  question.shape = subject.Shape();
+  question.timelineSuffices = true;
+  const RunCounts counts = Value(CountRun(subject.Trace(), &subject.GetIndex(), question));
+  Require(counts.Records() == subject.GetIndex().GetSummary().records, "records were lost");
+}
+
 void MeasureRun(const std::string& folder, uint32_t side, uint64_t records) {
   const std::string sides = std::to_string(side);
   Heading("Programs, " + sides + " x " + sides + " PEs, " +
@@ -110,11 +119,12 @@ void MeasureRun(const std::string& folder, uint32_t side, uint64_t records) {
   const std::vector<Time> times =
       Alternate(REPETITIONS, {[&] { Decode(subject); }, [&] { CountAll(subject); },
                               [&] { CountMap(subject, false); }, [&] { CountMap(subject, true); },
-                              [&] { CountSums(subject); }});
+                              [&] { CountSums(subject); }, [&] { CountTimes(subject); }});
   const double decode = times[0].elapsed;
   Note("decoding once, 1 thread", decode * 1e3, "ms");
   AtMost("all counts of a run, without index, against it", times[1].elapsed / decode, "x", 2);
   AtMost("sums of every place, with index", times[4].elapsed * 1e3, "ms", side == 64 ? 20 : 60);
+  AtMost("timeline of 400 columns, with index", times[5].elapsed * 1e3, "ms", side == 64 ? 20 : 60);
   AtMost("map of 2,000 columns and 1,024 rows, with index", times[2].elapsed * 1e3, "ms", 300);
   Note("  against decoding", times[2].elapsed / decode, "x");
   Note("  processor time of all threads", times[2].processor * 1e3, "ms");

@@ -67,7 +67,7 @@ void ScaleBar::DrawStanding(Canvas& canvas, const Box& area, const PlotStyle& st
   const double left = area.Right() + 6;
   const double bar = area.Right() + 20 * style.text;
   const double wide = 9 * style.text;
-  const std::vector<std::string> lines = WrapText(title, Weight::REGULAR, size, 44 * style.text);
+  const std::vector<std::string> lines = WrapText(title, Weight::REGULAR, size, TITLE * style.text);
   const double heading = static_cast<double>(lines.size()) * size * 1.3 + 2;
   const double nothing = never > 0 ? size * 3.2 : 0;
   const double height =

@@ -37,6 +37,9 @@ class ScaleBar {
   // Points that it takes, right of a plot.
   static double StandingWidth(const PlotStyle& style) { return 52 * style.text; }
 
+  // Likewise where it stands at the edge of a page, to which its title leaves the usual margin.
+  static double WidthAtEdge(const PlotStyle& style) { return 6 + TITLE * style.text + 8; }
+
   // Upright, right of `area` and from its bottom up.
   void DrawStanding(Canvas& canvas, const Box& area, const PlotStyle& style) const;
 
@@ -45,6 +48,8 @@ class ScaleBar {
   void DrawLying(Canvas& canvas, const Box& box, const PlotStyle& style) const;
 
  private:
+  static constexpr double TITLE = 44;  // points that a line of the title may take
+
   void DrawNever(Canvas& canvas, Spot spot, const PlotStyle& style) const;
 
   HeatScale scale;

@@ -75,9 +75,12 @@ std::string FindingOf(const PlottedRun& run, const SpaceTime& map,
   }
   const uint64_t elements = map.Rows().Shape().Elements();
   const double rate = static_cast<double>(map.Total()) / run.measures.cycles;
+  const double each = rate / static_cast<double>(elements);
+  // Of elements that fire more than once a cycle there is no share.
+  const bool isShare = map.Events() == SpaceTimeEvents::FIRES && each <= 1;
   return CountText(map.ActiveElements()) + " of " + CountOf(elements, "PE") + " " +
-         Verb(map.Events()) + ", " + ThreeDigits(rate) + " " + events + " per cycle in all, " +
-         ThreeDigits(rate / static_cast<double>(elements)) + " per PE";
+         Verb(map.Events()) + ", " + ThreeDigits(rate) + " " + events + " per cycle in all (" +
+         (isShare ? PercentText(each) + " of PE-cycles" : ThreeDigits(each) + " per PE") + ")";
 }
 
 std::string CellWords(const SpaceTime& map) {

@@ -146,7 +146,7 @@ double SpaceTimePlot::LegendWidth(const PlotStyle& style) const {
     return 8;
   }
   if (colours.threads.empty()) {
-    return ScaleBar::StandingWidth(style);
+    return ScaleBar::WidthAtEdge(style);
   }
   double widest = TextWidth("thread, share", Weight::REGULAR, style.LabelSize());
   for (const std::string& name : colours.threads) {

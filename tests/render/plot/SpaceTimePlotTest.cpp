@@ -220,7 +220,7 @@ class OneFireTest : public SpaceTimePlotTest {
 
 TEST_F(OneFireTest, OneCycleIsOneColumn) {
   const Plot plot = PlotSpaceTime(counted.run, Map(false));
-  EXPECT_EQ(plot.words.finding, "1 of 16 PEs fire, 1 fires per cycle in all, 0.0625 per PE");
+  EXPECT_EQ(plot.words.finding, "1 of 16 PEs fire, 1 fires per cycle in all (6.25 % of PE-cycles)");
   EXPECT_THAT(plot.words.caption, HasSubstr("one column = 1 cycle"));
   EXPECT_THAT(BytesOf(plot, StyleOf(PlotFormat::PNG, 504)), StartsWith("\x89PNG"));
 }

@@ -58,8 +58,15 @@ std::string CheckDistribution(const std::string& text) {
 
 struct HistogramFlags {
   RunPlotFlags shared;
-  std::vector<std::string> of = {"distance"};
+  std::vector<std::string> of;  // unless given, what Usual tells
 };
+
+// How far, and where packets arrive how long.
+std::vector<std::string> Usual(const PlottedRun& run) {
+  const bool arrive = run.packets != nullptr && run.packets->Delivered() > 0;
+  return arrive ? std::vector<std::string>{"distance", "latency"}
+                : std::vector<std::string>{"distance"};
+}
 
 bool NeedsPackets(HistogramOf of) {
   return of != HistogramOf::DISTANCE && of != HistogramOf::FIRES && of != HistogramOf::ATTRIBUTE;
@@ -68,7 +75,7 @@ bool NeedsPackets(HistogramOf of) {
 // Packets where any distribution is of those; messages, which the distance is of where there are no
 // packets, take more than sums.
 RunPlotNeeds NeedsOf(const HistogramFlags& flags) {
-  RunPlotNeeds needs = {.packets = false, .sumsSuffice = true};
+  RunPlotNeeds needs = {.packets = flags.of.empty(), .sumsSuffice = !flags.of.empty()};
   for (const std::string& text : flags.of) {
     const HistogramOf of = IsAttribute(text) ? HistogramOf::ATTRIBUTE : Distributions().at(text);
     needs.packets = needs.packets || NeedsPackets(of) || of == HistogramOf::DISTANCE;
@@ -103,7 +110,7 @@ Result<AttributeValues> ValuesOf(const HistogramFlags& flags, const Console& con
 Result<Plot> MakeHistogram(const HistogramFlags& flags, const Console& console, RunToPlot& of) {
   std::vector<HistogramWish> wishes;
   std::list<AttributeValues> values;
-  for (const std::string& text : flags.of) {
+  for (const std::string& text : flags.of.empty() ? Usual(of.run) : flags.of) {
     HistogramWish wish;
     if (IsAttribute(text)) {
       wish.of = HistogramOf::ATTRIBUTE;
@@ -131,11 +138,11 @@ Action Configure(CLI::App& app) {
   flags->shared.run.DeclarePackets(app);
   app.add_option("--of", flags->of,
                  "hops, distance, latency, total-latency, source-wait, fires or attribute:NAME; "
-                 "twice for two beside each other")
+                 "twice for two beside each other. Unless given, distance, and where packets are "
+                 "told, latency")
       ->check(CLI::Validator(CheckDistribution, ""))
       ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-      ->capture_default_str();
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   return [flags](const Console& console) -> MaybeFailure {
     if (flags->of.size() > 2) {
       return Failure{EXIT_USAGE, "--of: a picture has room for two distributions",
