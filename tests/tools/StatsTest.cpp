@@ -91,9 +91,12 @@ TEST_F(StatsTest, TablesAreOneLineForEachUnit) {
               ElementsAre("column,row,fires,sends,receives,activeCycles,utilisation,longestGap",
                           "0,0,3,2,0,2,0.18181818181818182,1", "1,0,2,1,2,2,0.18181818181818182,8",
                           "0,1,0,0,0,0,0,0", "1,1,0,0,1,0,0,0"));
+  EXPECT_THAT(Lines(Stats({"--csv", "clusters"})),
+              ElementsAre("column,row,fires,sends,receives,transmissions,switchLoad,utilisation",
+                          "0,0,5,3,3,0,,0.09090909090909091"));
   EXPECT_THAT(
-      Lines(Stats({"--csv", "clusters"})),
-      ElementsAre("column,row,fires,sends,receives,transmissions,switchLoad", "0,0,5,3,3,0,"));
+      Lines(Stats({"--csv", "domains"})),
+      ElementsAre("column,row,fires,sends,receives,utilisation", "0,0,5,3,3,0.09090909090909091"));
   const std::vector<std::string> links = Lines(Stats({"--csv", "links"}));
   ASSERT_EQ(links.size(), 9U);
   EXPECT_EQ(links[0], "column,row,heading,messages,load");
@@ -139,8 +142,8 @@ TEST_F(StatsTest, LoadsAreSharesOfWhatTheCompanionSaysThatLinksAndSwitchesTake) 
   EXPECT_EQ(stats["switches"]["meanLoad"], 0.25);
   EXPECT_EQ(stats["switches"]["mostLoaded"], json({{{"at", {0, 0}}, {"value", 0.5}}}));
   EXPECT_THAT(Lines(Run({"stats", "s.trace", "--csv", "clusters"}).out),
-              ElementsAre("column,row,fires,sends,receives,transmissions,switchLoad",
-                          "0,0,0,4,0,4,0.5", "1,0,0,0,4,0,0"));
+              ElementsAre("column,row,fires,sends,receives,transmissions,switchLoad,utilisation",
+                          "0,0,0,4,0,4,0.5,0", "1,0,0,0,4,0,0,0"));
 }
 
 TEST_F(StatsTest, WithoutWhatSwitchesTakeTheyHaveNoLoad) {
@@ -233,9 +236,7 @@ TEST_F(StatsTest, TrafficIsToldByAllNamesOfACompanion) {
 
 TEST_F(StatsTest, WhatTheIndexKnowsOfATableIsThatWhichIsCounted) {
   // With a condition that lets everything through everything is counted.
-  for (const char* const table : {"time", "clusters"}) {
-    EXPECT_EQ(Stats({"--csv", table}), Stats({"--csv", table, "--records", "0:1000"})) << table;
-  }
+  EXPECT_EQ(Stats({"--csv", "time"}), Stats({"--csv", "time", "--records", "0:1000"}));
 }
 
 TEST_F(StatsTest, ABrokenTraceIsMeasuredUpToTheBreakWhichIsTold) {

@@ -35,10 +35,11 @@ constexpr char footer[] =
 
 const std::map<std::string, StatsTable>& Tables() {
   static const std::map<std::string, StatsTable> tables = {
-      {"pes", StatsTable::ELEMENTS},        {"clusters", StatsTable::CLUSTERS},
-      {"links", StatsTable::LINKS},         {"time", StatsTable::TIME},
-      {"distances", StatsTable::DISTANCES}, {"traffic", StatsTable::TRAFFIC},
-      {"latency", StatsTable::LATENCY},     {"groups", StatsTable::GROUPS}};
+      {"domains", StatsTable::DOMAINS},   {"pes", StatsTable::ELEMENTS},
+      {"clusters", StatsTable::CLUSTERS}, {"links", StatsTable::LINKS},
+      {"time", StatsTable::TIME},         {"distances", StatsTable::DISTANCES},
+      {"traffic", StatsTable::TRAFFIC},   {"latency", StatsTable::LATENCY},
+      {"groups", StatsTable::GROUPS}};
   return tables;
 }
 
@@ -67,9 +68,7 @@ MaybeFailure CheckFlags(const StatsFlags& flags) {
 }
 
 // Whether an index knows a table without its records.
-bool IsKnownToIndex(StatsTable table) {
-  return table == StatsTable::TIME || table == StatsTable::CLUSTERS;
-}
+bool IsKnownToIndex(StatsTable table) { return table == StatsTable::TIME; }
 
 bool NeedsPackets(const StatsFlags& flags) {
   return !flags.csv || flags.csv == "latency" || flags.csv == "groups";

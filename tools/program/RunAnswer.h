@@ -32,7 +32,17 @@ std::string StatsText(const RunAnswer& answer);
 nlohmann::json StatsJson(const RunAnswer& answer);
 
 // One line for each unit of a table, with a line of names before.
-enum class StatsTable { ELEMENTS, CLUSTERS, LINKS, TIME, DISTANCES, TRAFFIC, LATENCY, GROUPS };
+enum class StatsTable {
+  ELEMENTS,
+  DOMAINS,
+  CLUSTERS,
+  LINKS,
+  TIME,
+  DISTANCES,
+  TRAFFIC,
+  LATENCY,
+  GROUPS
+};
 std::string StatsCsv(const RunAnswer& answer, StatsTable table);
 
 }  // namespace marrowfin

@@ -1,6 +1,7 @@
 #include <string>
 #include <utility>
 
+#include "measure/Level.h"
 #include "tools/program/CsvLines.h"
 #include "tools/program/RunAnswer.h"
 
@@ -28,23 +29,35 @@ std::optional<double> SwitchLoad(const RunAnswer& answer, size_t cluster) {
              : std::nullopt;
 }
 
-std::string Clusters(const RunAnswer& answer) {
-  CsvLines lines("column,row,fires,sends,receives,transmissions,switchLoad");
-  std::vector<ElementCounts> clusters(answer.shape.Switches());
+// What the elements of each domain or cluster did together, and for which share of the cycles they
+// fired on average.
+std::string Units(const RunAnswer& answer, Level level) {
+  const bool switches = level == Level::CLUSTER;
+  CsvLines lines(std::string("column,row,fires,sends,receives") +
+                 (switches ? ",transmissions,switchLoad" : "") + ",utilisation");
+  const PerAxis axes = UnitsOf(answer.shape, level);
+  std::vector<ElementCounts> units(static_cast<size_t>(axes.columns) * axes.rows);
   const std::vector<ElementCounts>& elements = answer.counts->Places().Elements();
   for (size_t i = 0; i < elements.size(); ++i) {
-    const Place cluster = answer.shape.ClusterOf(answer.shape.ElementAt(i));
-    ElementCounts& sum =
-        clusters[static_cast<size_t>(cluster.row) * answer.shape.clusters.columns + cluster.column];
+    const Place unit = UnitOf(answer.shape, level, answer.shape.ElementAt(i));
+    ElementCounts& sum = units[static_cast<size_t>(unit.row) * axes.columns + unit.column];
     sum.fires += elements[i].fires;
     sum.sends += elements[i].sends;
     sum.receives += elements[i].receives;
+    sum.active += elements[i].active;
   }
-  for (size_t i = 0; i < clusters.size(); ++i) {
-    const uint32_t columns = answer.shape.clusters.columns;
-    lines.Add(static_cast<uint64_t>(i % columns), static_cast<uint64_t>(i / columns),
-              clusters[i].fires, clusters[i].sends, clusters[i].receives,
-              answer.counts->Places().Transmissions()[i], SwitchLoad(answer, i));
+  const double cycles = answer.measures.cycles * static_cast<double>(elements.size()) /
+                        static_cast<double>(units.size());
+  for (size_t i = 0; i < units.size(); ++i) {
+    const uint64_t column = i % axes.columns;
+    const uint64_t row = i / axes.columns;
+    const double share = static_cast<double>(units[i].active) / cycles;
+    if (switches) {
+      lines.Add(column, row, units[i].fires, units[i].sends, units[i].receives,
+                answer.counts->Places().Transmissions()[i], SwitchLoad(answer, i), share);
+    } else {
+      lines.Add(column, row, units[i].fires, units[i].sends, units[i].receives, share);
+    }
   }
   return lines.text;
 }
@@ -183,8 +196,10 @@ std::string StatsCsv(const RunAnswer& answer, StatsTable table) {
   switch (table) {
     case StatsTable::ELEMENTS:
       return Elements(answer);
+    case StatsTable::DOMAINS:
+      return Units(answer, Level::DOMAIN);
     case StatsTable::CLUSTERS:
-      return Clusters(answer);
+      return Units(answer, Level::CLUSTER);
     case StatsTable::LINKS:
       return Links(answer);
     case StatsTable::TIME:
