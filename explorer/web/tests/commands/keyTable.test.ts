@@ -1,7 +1,10 @@
+import { readFileSync } from 'node:fs';
+import { join } from 'node:path';
+
 import { expect, test } from 'vitest';
 
 import { KEYS } from '../../src/commands/keys';
-import { KEY_GROUPS, lineKeys } from '../../src/commands/keyTable';
+import { KEY_GROUPS, lineKeys, MOUSE_LINES } from '../../src/commands/keyTable';
 import { Registry } from '../../src/commands/registry';
 
 const lines = KEY_GROUPS.flatMap((group) => group.lines);
@@ -23,4 +26,18 @@ test('A line shows the keys of its commands, a modifier that they share once', (
   expect(keysOf('Ten steps')).toEqual(['Shift', '←', '→']);
   expect(keysOf('Commands')).toEqual(['Ctrl', 'Shift', 'P']);
   expect(keysOf('Play or pause')).toEqual([]);
+});
+
+test('The guide has the same keys as the page', () => {
+  const docs = process.env['MARROWFIN_DOCS'] ?? join(__dirname, '../../../../docs');
+  const guide = readFileSync(join(docs, 'explorer.md'), 'utf8');
+  const registry = new Registry();
+  const ids = [...new Set(Object.values(KEYS))];
+  registry.add(ids.map((id) => ({ id, group: 'Time', name: id, run: () => undefined })));
+  const row = (name: string, keys: readonly string[]) => `| ${name} | ${keys.map((key) => `\`${key}\``).join(' ')} |`;
+  const rows = [
+    ...lines.map((line) => row(line.name, lineKeys(registry, line))),
+    ...MOUSE_LINES.map(({ name, parts }) => row(name, parts)),
+  ];
+  expect(rows.filter((each) => !guide.includes(`${each}\n`))).toEqual([]);
 });

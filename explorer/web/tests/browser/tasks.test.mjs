@@ -1,0 +1,161 @@
+// The tasks of docs/explorer.md, done as the guide says. With MARROWFIN_KEEP_PICTURES=1 the pictures of
+// the guide are made anew on the way.
+
+import assert from 'node:assert/strict';
+import { execFileSync } from 'node:child_process';
+import { mkdirSync } from 'node:fs';
+import { after, before, test } from 'node:test';
+import { fileURLToPath } from 'node:url';
+
+import { close, file, launch, leave, open, rest, serve, state, view } from './house.mjs';
+
+const docs = (name) => fileURLToPath(new URL(`../../../../docs/${name}`, import.meta.url));
+const SIZE = { width: 1280, height: 800 };
+
+let stencil;
+let mesh;
+
+before(async () => {
+  await launch();
+  execFileSync(process.env.MARROWFIN_SIM, ['-program', 'stencil', '-outFilename', file('stencil.trace')]);
+  execFileSync(process.env.MARROWFIN_MESH, [
+    '--traffic', 'hotspot', '--rate', '0.04', '--cycles', '6000', '--trace', file('hotspot.trace'),
+  ]);
+  stencil = await serve('stencil.trace');
+  mesh = await serve('hotspot.trace');
+});
+
+after(() => leave(stencil, mesh));
+
+/** Keeps a picture for the guide, if that is wanted. */
+async function picture(page, name) {
+  if (process.env.MARROWFIN_KEEP_PICTURES === '1') {
+    mkdirSync(docs('explorer'), { recursive: true });
+    await page.mouse.move(5, 5);
+    await page.waitForTimeout(300);
+    await rest(page);
+    await page.screenshot({ path: docs(`explorer/${name}.png`) });
+  }
+}
+
+const inspector = (page) => page.getByRole('tabpanel', { name: 'Inspector' });
+
+/** Drags over a strip of the timeline, from one share of its width to another. */
+async function dragStrip(page, from, to) {
+  const box = await page.locator('.timeline-area').boundingBox();
+  await page.mouse.move(box.x + from * box.width, box.y + 80);
+  await page.mouse.down();
+  await page.mouse.move(box.x + to * box.width, box.y + 80, { steps: 6 });
+  await page.mouse.up();
+  await rest(page);
+}
+
+async function find(page, text) {
+  await page.keyboard.press('/');
+  await page.getByRole('combobox').fill(text);
+  await page.waitForTimeout(100);
+  await rest(page);
+  await page.keyboard.press('Enter');
+  await page.waitForTimeout(100);
+  await rest(page);
+}
+
+test('Find the hot spot', async () => {
+  const page = await open(stencil.link, SIZE);
+  await dragStrip(page, 0.25, 0.5);
+  await page.keyboard.press('3');
+  const first = inspector(page).getByRole('button', { name: /^PE / }).first();
+  await first.waitFor();
+  const name = /PE (\d+,\d+)/.exec(await first.textContent())[1];
+  await first.click();
+  await rest(page);
+  assert.equal((await view(page)).select, `pe:${name}`);
+  await picture(page, 'hot-spot');
+  await close(page);
+});
+
+test('Why is this PE idle', async () => {
+  const page = await open(stencil.link, { ...SIZE, hash: 'cycle=1842' });
+  await find(page, '10,20');
+  assert.match(await inspector(page).textContent(), /fired|no event yet/);
+  await page.keyboard.press('c');
+  await page.waitForTimeout(300);
+  await rest(page);
+  assert.ok((await view(page)).layers.includes('c'));
+  await picture(page, 'why-idle');
+  await close(page);
+});
+
+test('Follow one packet', async () => {
+  const page = await open(mesh.link, SIZE);
+  await find(page, 'packet 500');
+  const rows = page.locator('.virtual-row');
+  await rows.first().waitFor();
+  const count = await rows.count();
+  assert.ok(count >= 2, `${count} events of the packet`);
+  await rows.nth(1).click();
+  await rest(page);
+  await page.keyboard.press('Enter');
+  await picture(page, 'packet');
+  await close(page);
+});
+
+test('Where does this thread live', async () => {
+  const page = await open(stencil.link, { ...SIZE, width: 1600, hash: 'cycle=1842' });
+  await page.keyboard.press('e');
+  await page.getByRole('textbox', { name: 'Filter events' }).fill('thread:2 fire');
+  await page.waitForTimeout(200);
+  await rest(page);
+  const shown = await page.locator('.event-count').textContent();
+  assert.match(shown, /[\d,]+ of [\d,]+ records match/);
+  await picture(page, 'thread');
+  await close(page);
+});
+
+test('Which link is full, and when did it saturate', async () => {
+  const page = await open(mesh.link, { ...SIZE, width: 1600 });
+  await page.keyboard.press('l');
+  await rest(page);
+  const fullest = await page.evaluate(() => window.explorer.state.hash);
+  assert.ok(fullest.includes('l'));
+  await find(page, 'pe 3,3');
+  await picture(page, 'full-link');
+  await page.goto(`${mesh.link.split('#')[0]}#layers=l&select=link:3,2,up`);
+  await page.reload();
+  await page.waitForFunction(() => window.explorer?.state.records > 0);
+  await rest(page);
+  await inspector(page).getByRole('heading', { name: 'Fullest directions' }).waitFor();
+  await inspector(page).locator('.piece-row').first().click();
+  await page.getByRole('button', { name: 'Pin as a lane' }).click();
+  await rest(page);
+  assert.match((await view(page)).lanes, /link/);
+  await picture(page, 'saturation');
+  await close(page);
+});
+
+test('What happened before the stall', async () => {
+  const page = await open(stencil.link, { ...SIZE, hash: 'cycle=1842&select=pe:10,20' });
+  await page.keyboard.press('Shift+M');
+  const { cycle } = await state(page);
+  for (let i = 0; i < 3; ++i) {
+    await page.keyboard.press(',');
+    await page.waitForTimeout(100);
+    await rest(page);
+  }
+  assert.ok(Number((await state(page)).cycle) < Number(cycle));
+  assert.ok((await view(page)).marks.startsWith(cycle));
+  await picture(page, 'before-the-stall');
+  await close(page);
+});
+
+test('Send a colleague this view', async () => {
+  const page = await open(stencil.link, { ...SIZE, hash: 'cycle=1842&select=pe:10,20&range=1800-1842' });
+  await page.getByRole('button', { name: 'Copy link to this view' }).click();
+  const link = await page.evaluate(() => navigator.clipboard.readText());
+  const other = await open(link, SIZE);
+  const [mine, theirs] = [await view(page), await view(other)];
+  assert.deepEqual(theirs, mine);
+  await picture(other, 'link');
+  await close(other);
+  await close(page);
+});
