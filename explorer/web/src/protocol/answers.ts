@@ -266,8 +266,8 @@ export interface Answers {
   search: {
     head: {
       readonly places: readonly { readonly at: PlacePair; readonly name: string }[];
-      readonly threads: readonly unknown[];
-      readonly kinds: readonly unknown[];
+      readonly threads: readonly { readonly thread: number; readonly name: string; readonly records: number }[];
+      readonly kinds: readonly { readonly value: Digits; readonly name: string }[];
     };
     columns: object;
   };

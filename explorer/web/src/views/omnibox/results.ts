@@ -2,7 +2,7 @@ import { fuzzyMatch, matchedParts } from '../../base/fuzzy';
 import { goalsOf, type Goal } from '../../base/goals';
 import { readFilterWords } from '../../base/filterWords';
 import { isInside, unitsOf, type Shape } from '../../base/shape';
-import { thousands } from '../../base/words';
+import { counted, thousands } from '../../base/words';
 import type { Group } from '../../commands/registry';
 import { filterOf } from '../../model/eventList';
 import { pieceText } from '../../model/selectionStore';
@@ -186,6 +186,47 @@ function namedResults(page: Page, text: string, found: Found | undefined): reado
   }));
 }
 
+/** Threads and kinds that the companion names: their events. */
+function namedEvents(page: Page, text: string, found: Found | undefined): readonly Result[] {
+  const result = (name: string, words: string, detail: string): Result => ({
+    key: words,
+    group: 'Events',
+    icon: 'index',
+    parts: matchedParts(name, fuzzyMatch(name, text)?.spans ?? []),
+    detail,
+    run: () => showEvents(page, words),
+  });
+  return [
+    ...(found?.threads ?? []).map(({ thread, name, records }) =>
+      result(name === '' ? `thread ${thread}` : name, `thread:${thread}`, counted(records, 'record')),
+    ),
+    ...(found?.kinds ?? [])
+      .filter(({ name }) => !/\s/.test(name))
+      .map(({ name }) => result(name, `kind:${name}`, 'kind')),
+  ];
+}
+
+/** Counters of the companion: each can be a lane of the timeline. */
+function counterResults(page: Page, text: string): readonly Result[] {
+  const { time, trace } = page.explorer;
+  return (text.trim() === '' ? [] : (trace.head.value?.counters ?? [])).flatMap(({ name }) => {
+    const match = fuzzyMatch(name, text);
+    const lane = { counter: name };
+    return match === undefined
+      ? []
+      : [
+          {
+            key: `counter ${name}`,
+            group: 'Counters',
+            icon: 'pin' as const,
+            parts: matchedParts(name, match.spans),
+            detail: time.isPinned(lane) ? 'unpin the lane' : 'pin as a lane',
+            run: () => (time.isPinned(lane) ? time.unpin(lane) : time.pin(lane)),
+          },
+        ];
+  });
+}
+
 /** Everything that a text may mean; without one, marks. */
 export function findResults(page: Page, text: string, found: Found | undefined): readonly Result[] {
   const goals = goalsOf(text).map((goal) =>
@@ -195,6 +236,8 @@ export function findResults(page: Page, text: string, found: Found | undefined):
     ...goals.filter((result) => result !== undefined),
     ...namedResults(page, text, found),
     ...markResults(page, text),
+    ...counterResults(page, text),
+    ...namedEvents(page, text, found),
     ...eventResults(page, text),
   ];
   return results.slice(0, MOST);

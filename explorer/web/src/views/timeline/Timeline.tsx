@@ -2,9 +2,11 @@ import { useEffect, useMemo, useRef } from 'preact/hooks';
 
 import { thousands } from '../../base/words';
 import { Splitter } from '../../widgets/Splitter';
+import { Tooltip } from '../../widgets/Tooltip';
 import { usePage } from '../context';
 import { Gutter } from './Gutter';
 import { TimelineHand } from './hand';
+import { hoverWords } from './hoverWords';
 import { followScene } from './layers';
 import { TimelineScene } from './scene';
 import { StepRuler } from './stepRuler';
@@ -89,6 +91,20 @@ function Strips({ scene }: { readonly scene: TimelineScene }) {
   );
 }
 
+/** What is counted under the pointer. */
+function Pointed({ scene }: { readonly scene: TimelineScene }) {
+  const pointed = scene.pointed.value;
+  const x = scene.hover.value;
+  const words = pointed && x !== undefined ? hoverWords(scene.strips.value, pointed.row, x) : undefined;
+  return pointed === undefined || words === undefined ? null : (
+    <Tooltip x={pointed.x} y={pointed.y}>
+      <b>{words.what}</b>
+      <br />
+      {words.when}
+    </Tooltip>
+  );
+}
+
 /** The whole run, a ruler, activity, counts and lanes of one part of time, one below the other. */
 export function Timeline() {
   const page = usePage();
@@ -98,6 +114,7 @@ export function Timeline() {
       <Edge scene={scene} />
       <Gutter scene={scene} />
       <Strips scene={scene} />
+      <Pointed scene={scene} />
     </div>
   );
 }

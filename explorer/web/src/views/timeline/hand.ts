@@ -129,13 +129,17 @@ export class TimelineHand {
     const inside = x >= 0 && x <= size.width && y >= 0 && y <= size.height;
     const zone = this.press?.zone ?? this.zone(event);
     const hovers = inside && event.pointerType !== 'touch' && zone?.kind === 'strip';
-    this.scene.hover.value = hovers && this.press?.drag === undefined ? x : undefined;
+    const pointing = hovers && this.press?.drag === undefined;
+    this.scene.hover.value = pointing ? x : undefined;
+    this.scene.pointed.value =
+      pointing && zone.kind === 'strip' ? { row: zone.row, x: event.clientX, y: event.clientY } : undefined;
     this.scene.page.timeline.pointer.value = inside ? x / size.width : undefined;
     this.element.style.cursor = cursorOf(zone);
   }
 
   private leave(): void {
     this.scene.hover.value = undefined;
+    this.scene.pointed.value = undefined;
     this.scene.page.timeline.pointer.value = undefined;
   }
 

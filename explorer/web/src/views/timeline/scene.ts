@@ -1,6 +1,6 @@
 import { computed, signal, type ReadonlySignal } from '@preact/signals';
 
-import { stripRows, type StripRows } from '../../base/stripRows';
+import { stripRows, type StripRow, type StripRows } from '../../base/stripRows';
 import { windowOf, type TimeWindow } from '../../base/timeScale';
 import { thousands } from '../../base/words';
 import type { StripColours } from '../../gl/strips/strip';
@@ -62,6 +62,8 @@ export class TimelineScene {
   readonly size = signal<StripSize>({ width: 0, height: 0, ratio: 1, rem: 16 });
   readonly scroll = signal(0);
   readonly hover = signal<number | undefined>(undefined);
+  /** The strip under the pointer, and where the pointer is in the window. */
+  readonly pointed = signal<{ readonly row: StripRow; readonly x: number; readonly y: number } | undefined>(undefined);
   readonly types: ReadonlySignal<readonly EventType[]>;
   readonly layout: ReadonlySignal<StripRows>;
   readonly frame: ReadonlySignal<Frame>;
