@@ -127,7 +127,7 @@ export const cutOff = (page) =>
       .filter((element) => {
         const box = element.getBoundingClientRect();
         const style = getComputedStyle(element);
-        const unseen = element.closest('.unseen, [aria-hidden="true"]') !== null;
+        const unseen = element.closest('[aria-hidden="true"]') !== null || style.clipPath !== 'none';
         const cut = element.scrollWidth > element.clientWidth + 1 && style.overflowX === 'hidden' && style.textOverflow === 'clip';
         return !unseen && box.width > 0 && (cut || box.right > innerWidth + 1);
       })

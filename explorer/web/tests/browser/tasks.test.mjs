@@ -52,7 +52,7 @@ async function dragStrip(page, from, to) {
 
 async function find(page, text) {
   await page.keyboard.press('/');
-  await page.getByRole('combobox').fill(text);
+  await page.getByRole('dialog').getByRole('combobox').fill(text);
   await page.waitForTimeout(100);
   await rest(page);
   await page.keyboard.press('Enter');
