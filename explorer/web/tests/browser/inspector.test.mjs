@@ -19,7 +19,7 @@ test('A piece tells what it shows, its run, what is around the playhead, and its
   const page = await open(server.link, { hash: 'cycle=4000&range=3000-5000' });
   await panel(page).getByRole('button', { name: /^PE / }).first().waitFor();
   const first = panel(page).getByRole('button', { name: /^PE / }).first();
-  const name = /PE (\d+),(\d+)/.exec(await first.textContent());
+  const name = /PE (\d+),(\d+)/.exec(await first.locator('.piece-name').textContent());
   await first.click();
   await rest(page);
   assert.equal((await view(page)).select, `pe:${name[1]},${name[2]}`);

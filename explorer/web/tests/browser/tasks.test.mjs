@@ -61,12 +61,12 @@ async function find(page, text) {
 }
 
 test('Find the hot spot', async () => {
-  const page = await open(stencil.link, SIZE);
+  const page = await open(stencil.link, { ...SIZE, hash: 'cycle=2000' });
   await dragStrip(page, 0.25, 0.5);
   await page.keyboard.press('3');
   const first = inspector(page).getByRole('button', { name: /^PE / }).first();
   await first.waitFor();
-  const name = /PE (\d+,\d+)/.exec(await first.textContent())[1];
+  const name = /PE (\d+,\d+)/.exec(await first.locator('.piece-name').textContent())[1];
   await first.click();
   await rest(page);
   assert.equal((await view(page)).select, `pe:${name}`);
@@ -87,7 +87,7 @@ test('Why is this PE idle', async () => {
 });
 
 test('Follow one packet', async () => {
-  const page = await open(mesh.link, SIZE);
+  const page = await open(mesh.link, { ...SIZE, width: 1600 });
   await find(page, 'packet 500');
   const rows = page.locator('.virtual-row');
   await rows.first().waitFor();
@@ -95,8 +95,11 @@ test('Follow one packet', async () => {
   assert.ok(count >= 2, `${count} events of the packet`);
   await rows.nth(1).click();
   await rest(page);
-  await page.keyboard.press('Enter');
   await picture(page, 'packet');
+  await page.getByRole('grid', { name: 'Events' }).focus();
+  await page.keyboard.press('Enter');
+  await rest(page);
+  assert.match(await inspector(page).textContent(), /packet500/);
   await close(page);
 });
 

@@ -38,7 +38,7 @@ export function LinkSection({ link }: { readonly link: readonly [number, number,
           <NumberRow name="Load" value={`${rounded(100 * load)} %`} share={load / scale} />
         </dl>
         <p class="inspector-note">
-          of {rounded(head.capacity ?? 1)} {head.unit}
+          of {rounded(head.capacity ?? 1)} {head.capacity === 1 ? head.unit.replace('messages', 'message') : head.unit}
         </p>
       </Section>
       <Section title="Fullest directions">

@@ -13,7 +13,7 @@ import { nameBehind, onPicture, pathOf, rounded, titleOf } from './words';
 type PieceHead = Answers['piece']['head'];
 
 function Notes({ touched }: { readonly touched: Touched }) {
-  const notes = Object.entries(touched.notes ?? {});
+  const notes = Object.entries(touched.notes ?? {}).filter(([name]) => name !== 'kind' || touched.kind === undefined);
   return (
     <>
       {touched.kind === undefined ? null : (
@@ -134,12 +134,12 @@ export function PieceView({ piece }: { readonly piece: Piece }) {
   const { explorer, inspection } = usePage();
   const shape = explorer.trace.shape.value;
   const head = inspection.shown.value;
-  const name = head?.name === undefined || head.name === '' ? '' : ` ${head.name}`;
+  const name = head?.name === undefined || head.name === '' ? '' : ` · ${head.name}`;
   return (
     <>
       <Head
-        title={titleOf(piece) + name}
-        {...(shape === undefined ? {} : { place: pathOf(shape, piece) })}
+        title={titleOf(piece)}
+        {...(shape === undefined ? {} : { place: pathOf(shape, piece) + name })}
         pins={true}
         pinned={explorer.time.isPinned({ piece })}
       />
