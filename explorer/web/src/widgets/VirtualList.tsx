@@ -49,7 +49,7 @@ export function VirtualList(props: VirtualListProps) {
   const area = useRef<HTMLDivElement>(null);
   const top = useSignal(0);
   const size = useSignal({ viewHeight: 0, rem: 16 });
-  const bar = useRef(0); // where the scroll bar stands, as far as this list has looked
+  const bar = useSignal(0); // where the scroll bar stands, as far as this list has looked
   const { viewHeight, rem } = size.value;
   const space: RowSpace = { rows: props.rows, rowHeight: props.rowHeight * rem, viewHeight };
   const at = Math.min(top.value, mostTop(space));
@@ -72,9 +72,9 @@ export function VirtualList(props: VirtualListProps) {
 
   const goTo = (row: number) => {
     top.value = row;
-    bar.current = scrollOf(space, row);
-    area.current?.scrollTo({ top: bar.current });
-    bar.current = area.current?.scrollTop ?? bar.current;
+    bar.value = scrollOf(space, row);
+    area.current?.scrollTo({ top: bar.value });
+    bar.value = area.current?.scrollTop ?? bar.value;
   };
   useLayoutEffect(() => {
     if (props.shown !== undefined) {
@@ -86,9 +86,9 @@ export function VirtualList(props: VirtualListProps) {
 
   const scrolled = () => {
     const element = area.current;
-    if (element !== null && element.scrollTop !== bar.current) {
-      top.value = topAfter(space, at, bar.current, element.scrollTop);
-      bar.current = element.scrollTop;
+    if (element !== null && element.scrollTop !== bar.value) {
+      top.value = topAfter(space, at, bar.value, element.scrollTop);
+      bar.value = element.scrollTop;
     }
   };
   const pressed = (event: KeyboardEvent) => {
@@ -104,7 +104,7 @@ export function VirtualList(props: VirtualListProps) {
       props.onRun(props.chosen);
     }
   };
-  const shift = bar.current - (at - first) * space.rowHeight;
+  const shift = bar.value - (at - first) * space.rowHeight;
   return (
     <div
       class="virtual-list"

@@ -1,7 +1,7 @@
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
 
-import { barriers, close, cutOff, launch, leave, open, rest, serve, state, synth } from './house.mjs';
+import { barriers, close, cutOff, launch, leave, open, rest, rowsInSight, serve, state, synth } from './house.mjs';
 
 const RECORDS = 300_000;
 let server;
@@ -97,6 +97,18 @@ test('The wheel moves row by row, and both ends are reached', async () => {
   await page.waitForTimeout(100);
   await rest(page);
   assert.equal((await rows(page))[0][0], '0');
+  await close(page);
+});
+
+test('Rows stay in sight when a filter makes the list shorter, and longer again', async () => {
+  const page = await open(server.link, { hash: 'cycle=6000' });
+  await list(page);
+  for (const words of ['', 'thread:2 fire', 'fire thread:1 cycle<2000', 'send', '']) {
+    await type(page, words);
+    await page.waitForTimeout(150);
+    await rest(page);
+    assert.ok((await rowsInSight(page)) >= 5, `${await rowsInSight(page)} rows in sight with "${words}"`);
+  }
   await close(page);
 });
 

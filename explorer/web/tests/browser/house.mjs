@@ -119,6 +119,15 @@ export async function barriers(page) {
   );
 }
 
+/** How many rows of the list of events are to be seen. */
+export async function rowsInSight(page) {
+  const grid = await page.getByRole('grid', { name: 'Events' }).boundingBox();
+  const boxes = await page.locator('.virtual-row').evaluateAll((all) =>
+    all.map((row) => row.getBoundingClientRect()).map(({ top, bottom }) => [top, bottom]),
+  );
+  return boxes.filter(([top, bottom]) => bottom > grid.y + 30 && top < grid.y + grid.height).length;
+}
+
 /** Words that are cut off, and elements that reach out of the window. */
 export const cutOff = (page) =>
   page.evaluate(() =>

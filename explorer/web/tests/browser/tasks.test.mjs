@@ -7,7 +7,7 @@ import { mkdirSync } from 'node:fs';
 import { after, before, test } from 'node:test';
 import { fileURLToPath } from 'node:url';
 
-import { close, file, launch, leave, open, rest, serve, state, view } from './house.mjs';
+import { close, file, launch, leave, open, rest, rowsInSight, serve, state, view } from './house.mjs';
 
 const docs = (name) => fileURLToPath(new URL(`../../../../docs/${name}`, import.meta.url));
 const SIZE = { width: 1280, height: 800 };
@@ -111,6 +111,7 @@ test('Where does this thread live', async () => {
   await rest(page);
   const shown = await page.locator('.event-count').textContent();
   assert.match(shown, /[\d,]+ of [\d,]+ records match/);
+  assert.ok((await rowsInSight(page)) >= 5);
   await picture(page, 'thread');
   await close(page);
 });
