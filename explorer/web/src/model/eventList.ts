@@ -12,6 +12,9 @@ import { pageOf, type EventPage, type EventRow } from './eventPage';
 export const PAGE = 200; // rows that are fetched at once
 const KEPT_PAGES = 64;
 const MOST_ASKED = 2000; // rows that the engine gives at once
+/** What is over after a while: rows that are still wanted are then asked for again. */
+const PASSING: ReadonlySet<string> = new Set(['busy', 'lost']);
+const PAUSE = 500; // milliseconds
 const TYPING = 120; // milliseconds without a key after which a filter counts
 
 /** The members of a filter that words ask for. */
@@ -227,10 +230,14 @@ export class EventList {
       const answer = await engine.ask(trace.fingerprint.peek(), 'events', question, { signal: stop });
       if (key === this.key) {
         this.pages.set(page, pageOf(answer));
+        this.failure.value = undefined;
         this.arrived.value += 1;
       }
     } catch (error) {
       this.fail(error);
+      if (error instanceof AskError && PASSING.has(error.code)) {
+        setTimeout(() => (this.arrived.value += 1), PAUSE);
+      }
     }
   }
 

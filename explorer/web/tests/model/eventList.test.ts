@@ -1,3 +1,4 @@
+import { effect } from '@preact/signals';
 import { afterEach, beforeEach, describe, expect, it, vi } from 'vitest';
 
 import { FakeEngine } from '../../src/engine/fakeEngine';
@@ -5,6 +6,7 @@ import { EventList, PAGE, filterOf } from '../../src/model/eventList';
 import { csvOf } from '../../src/model/eventPage';
 import { Explorer } from '../../src/model/explorer';
 import type { TraceHead } from '../../src/protocol/answers';
+import { AskError } from '../../src/protocol/fault';
 import type { Filter } from '../../src/protocol/questions';
 
 const RECORDS = 100_000;
@@ -141,6 +143,24 @@ describe('the list of events', () => {
     expect(csvOf(rows.slice(0, 1))).toBe(
       'record,cycle,what,thread,column,row,to column,to row\n0,0,send,2,1,1,3,3\n',
     );
+  });
+
+  it('asks again for rows that a busy server did not give', async () => {
+    await settled();
+    const ask = engine.ask.bind(engine);
+    let refused = 0;
+    engine.ask = ((...question: Parameters<typeof ask>) =>
+      refused++ === 0
+        ? Promise.reject(new AskError({ code: 'busy', message: 'too many' }))
+        : ask(...question)) as typeof ask;
+    const stop = effect(() => list.wantRows(0, 30));
+    await settled();
+    expect(list.row(1)).toBeUndefined();
+    expect(list.failure.value).toMatchObject({ code: 'busy' });
+    await vi.advanceTimersByTimeAsync(600);
+    expect(list.row(1)?.record).toBe(1);
+    expect(list.failure.value).toBeUndefined();
+    stop();
   });
 
   it('says why where a question is refused', async () => {

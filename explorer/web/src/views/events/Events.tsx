@@ -140,7 +140,7 @@ export function Events() {
   const count = list.counted.value;
   const toPlayhead = async () => {
     const row = await list.rowAtPlayhead();
-    if (row !== undefined) {
+    if (row !== undefined && count === list.counted.peek()) {
       shown.value = { row };
     }
   };
