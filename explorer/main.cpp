@@ -14,6 +14,7 @@
 
 #include "explorer/server/Server.h"
 #include "explorer/server/Token.h"
+#include "tools/program/Completion.h"
 #include "tools/program/ExitCode.h"
 #include "tools/program/Failure.h"
 #include "tools/program/Flags.h"
@@ -44,11 +45,12 @@ struct ExplorerFlags {
   ServerOptions server;
   ShapeFlags shape;
   std::string tokenFile;
+  std::string completion;
   bool noBrowser = false;
 
   void Declare(CLI::App& app) {
-    app.add_option("TRACE", server.files, "The traces: plain files, or packed by gzip or zstd")
-        ->required();
+    CLI::Option* const files =
+        app.add_option("TRACE", server.files, "The traces: plain files, or packed by gzip or zstd");
     AddCount(app, "--port", server.port, "Where to listen; if it is taken the next free one")
         ->capture_default_str();
     app.add_option("--listen", server.listen,
@@ -58,10 +60,24 @@ struct ExplorerFlags {
     app.add_option("--token-file", tokenFile,
                    "Keep the token of the link in this file, so that links outlive the server");
     shape.Declare(app);
+    CLI::Option* const shell =
+        app.add_option("--completion", completion,
+                       "Print what completes command lines of this program in bash or zsh")
+            ->check(CLI::IsMember({"bash", "zsh"}));
+    files->excludes(shell);
   }
 };
 
+std::string CompletionText(const CLI::App& app, const std::string& shell) {
+  CompletedCommand program = CompletedCommandOf(app);
+  program.maker = program.name + " --completion";
+  return shell == "bash" ? BashCompletion(program) : ZshCompletion(program);
+}
+
 MaybeFailure CheckFiles(const std::vector<std::string>& files) {
+  if (files.empty()) {
+    return Failure{EXIT_USAGE, "no trace is named", "Name one or more: marrowfin-explorer --help"};
+  }
   for (const std::string& file : files) {
     const Result<std::unique_ptr<PositionedFile>> opened = OpenPlainFile(file, PlainAccess::READ);
     if (!opened) {
@@ -149,6 +165,10 @@ int Main(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? EXIT_OK : EXIT_USAGE;
+  }
+  if (!flags.completion.empty()) {
+    std::cout << CompletionText(app, flags.completion) << std::flush;
+    return std::cout ? EXIT_OK : EXIT_SYSTEM;
   }
   if (const MaybeFailure failure = Explore(flags)) {
     Report(*failure);

@@ -69,8 +69,8 @@ std::string BashCompletion(const CompletedCommand& program) {
   for (char& c : function) {
     c = c == '-' ? '_' : c;
   }
-  return "# Completion of " + program.name + " for bash, made by: " + program.name +
-         " completion bash\n" + function +
+  return "# Completion of " + program.name + " for bash, made by: " + program.maker + " bash\n" +
+         function +
          "_value() {\n"
          "  # What the option $2 of the command $1 takes.\n"
          "  kind='' words=''\n"

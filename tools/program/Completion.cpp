@@ -51,7 +51,8 @@ CompletedOption CompletedOptionOf(const CLI::Option& option) {
 }  // namespace
 
 CompletedCommand CompletedCommandOf(const CLI::App& app) {
-  CompletedCommand made = {app.get_name(), app.get_description(), {}, {}, {}};
+  CompletedCommand made = {
+      app.get_name(), app.get_description(), {}, {}, {}, app.get_name() + " completion"};
   for (const CLI::Option* const option : app.get_options()) {
     (option->get_positional() ? made.arguments : made.options)
         .push_back(CompletedOptionOf(*option));

@@ -31,6 +31,7 @@ struct CompletedCommand {
   std::vector<CompletedOption> options;
   std::vector<CompletedOption> arguments;
   std::vector<CompletedCommand> commands;
+  std::string maker;  // of a program the command line that prints its scripts, but for the shell
 };
 
 CompletedCommand CompletedCommandOf(const CLI::App& app);

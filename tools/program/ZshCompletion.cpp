@@ -108,10 +108,10 @@ std::string Functions(const CompletedCommand& command, const std::string& path) 
 
 std::string ZshCompletion(const CompletedCommand& program) {
   return "#compdef " + program.name + "\n# Completion of " + program.name +
-         " for zsh, made by: " + program.name + " completion zsh\n\n" +
-         Functions(program, program.name) + "if [[ $funcstack[1] == " + FunctionOf(program.name) +
-         " ]]; then\n  " + FunctionOf(program.name) + " \"$@\"\nelse\n  compdef " +
-         FunctionOf(program.name) + " " + program.name + "\nfi\n";
+         " for zsh, made by: " + program.maker + " zsh\n\n" + Functions(program, program.name) +
+         "if [[ $funcstack[1] == " + FunctionOf(program.name) + " ]]; then\n  " +
+         FunctionOf(program.name) + " \"$@\"\nelse\n  compdef " + FunctionOf(program.name) + " " +
+         program.name + "\nfi\n";
 }
 
 }  // namespace marrowfin

@@ -35,6 +35,25 @@ def test_help_and_version_are_told():
         assert word in help_text
 
 
+def test_shells_complete_its_options_and_names_of_files(tmp_path):
+    (tmp_path / "some.trace").write_bytes(b"")
+    script = run("--completion", "bash").stdout
+    asked = script + """
+complete_words() {
+  COMP_WORDS=(marrowfin-explorer "$@") COMP_CWORD=$#
+  _marrowfin_explorer
+  printf '%s\\n' "${COMPREPLY[@]}"
+}
+complete_words --to
+complete_words some
+"""
+    offered = subprocess.run(["bash", "-c", asked], capture_output=True, text=True, check=True, cwd=tmp_path)
+    assert offered.stdout.split() == ["--token-file", "some.trace"], offered
+    zsh = run("--completion", "zsh").stdout
+    assert zsh.startswith("#compdef marrowfin-explorer") and "--token-file" in zsh
+    assert run("--completion", "fish").returncode == 2
+
+
 def test_what_cannot_be_served_is_refused_with_file_and_reason(tmp_path, trace):
     assert run().returncode == 2
     assert run(trace, "--port", "70000").returncode == 2
