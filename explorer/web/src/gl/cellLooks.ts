@@ -25,6 +25,12 @@ function put(colours: Uint8Array, row: number, code: number, color: Rgb, alpha: 
   colours.set([...color, alpha], 4 * (row * 256 + code));
 }
 
+/** A cell of one colour, up to its edge. */
+function putSolid(colours: Uint8Array, code: number, color: Rgb): void {
+  put(colours, 0, code, color, 0);
+  put(colours, 1, code, color, 0);
+}
+
 /** Fill, edge and digit of a code. */
 function putThread(colours: Uint8Array, code: number, palette: Palette, thread: number, share: number, age: number, lit: number | undefined): void {
   const dim = lit === undefined || lit === thread ? 1 : DIMMED;
@@ -67,11 +73,23 @@ export function shareLook(palette: Palette, lit: number | undefined): CellLook {
   return lookOf(colours, palette, [1]);
 }
 
+/** What is of none of the most frequent kinds. */
+export const OTHER_KIND = THREADS + 1;
+
+/** By kind: codes are 1 + number of the kind, in the colours of threads, and OTHER_KIND. */
+export function kindLook(palette: Palette, dots: boolean): CellLook {
+  const colours = newColours();
+  put(colours, 0, 0, palette.idle, dots ? DOT : BLANK);
+  palette.threads.forEach((color, kind) => putSolid(colours, kind + 1, color));
+  putSolid(colours, OTHER_KIND, palette.idle);
+  return lookOf(colours, palette, [1]);
+}
+
 /** By a number of each unit: codes are 1 + stop of the map; 0 is nothing. */
 export function heatLook(palette: Palette, dots: boolean): CellLook {
   const colours = newColours();
   put(colours, 0, 0, palette.idle, dots ? DOT : BLANK);
-  palette.sequential.forEach((color, stop) => put(colours, 0, stop + 1, color, 0));
+  palette.sequential.forEach((color, stop) => putSolid(colours, stop + 1, color));
   return lookOf(colours, palette, [1]);
 }
 

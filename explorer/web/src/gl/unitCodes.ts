@@ -68,11 +68,8 @@ export function threadCodes(shape: Shape, level: Level, elements: Uint8Array): C
     : shareCodes(shape, level, elements);
 }
 
-/**
- * Of larger units as the viewer shows them, the most frequent code that anything has touched: the
- * viewer itself draws elements only.
- */
-export function viewerCodes(shape: Shape, level: Level, elements: Uint8Array): Codes {
+/** Of larger units, the most frequent code of their elements that is not 0. */
+export function commonCodes(shape: Shape, level: Level, elements: Uint8Array): Codes {
   if (level === 'pe') {
     return threadCodes(shape, level, elements);
   }

@@ -28,9 +28,9 @@ const ORDER: readonly Alert['id'][] = [
   'truncated',
   'lost',
   'failed',
+  'grown', // of a trace that is still being written, the end that was seen before is none
   'broken',
   'empty',
-  'grown',
   'index',
   'refused',
 ];

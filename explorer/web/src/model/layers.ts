@@ -6,6 +6,7 @@ import type { Ask, Questions } from '../protocol/questions';
 import type { Answer } from '../protocol/answers';
 import { isCancelled } from '../protocol/fault';
 import type { Explorer } from './explorer';
+import { momentOf } from './moment';
 
 /** The newest answer to a question that may change at any time; the old one stays meanwhile. */
 class Followed<Name extends Ask> {
@@ -47,16 +48,18 @@ const RESTING_STEP = 32;
 export class Layers {
   readonly heat: Followed<'heat'>;
   readonly links: Followed<'links'>;
+  readonly kinds: Followed<'kinds'>;
   readonly palette: Followed<'palette'>;
 
   constructor(private readonly explorer: Explorer) {
     this.heat = new Followed(explorer, 'heat');
     this.links = new Followed(explorer, 'links');
+    this.kinds = new Followed(explorer, 'kinds');
     this.palette = new Followed(explorer, 'palette');
   }
 
   get busy(): boolean {
-    return this.heat.busy || this.links.busy || this.palette.busy;
+    return this.heat.busy || this.links.busy || this.kinds.busy || this.palette.busy;
   }
 
   /** The range, or the whole run where none is selected. */
@@ -73,6 +76,7 @@ export class Layers {
     const ends = [
       effect(() => this.followHeat()),
       effect(() => this.followLinks()),
+      effect(() => this.followKinds()),
       effect(() => this.followPalette()),
     ];
     return () => ends.forEach((end) => end());
@@ -91,6 +95,17 @@ export class Layers {
     const shape = trace.shape.value;
     if (shape !== undefined && view.linkLoad.value && trace.fingerprint.value !== '') {
       this.links.want({ ...this.span(), shape });
+    }
+  }
+
+  /** The kinds of the moment that is shown; while playing, of those that there is time for. */
+  private followKinds(): void {
+    const { view, trace, playback } = this.explorer;
+    const shape = trace.shape.value;
+    const picture = playback.picture.value;
+    if (shape !== undefined && picture !== undefined && view.colourBy.value === 'kind') {
+      const moment = momentOf(picture.reading, picture, view.skipTo.peek());
+      this.kinds.want({ ...moment, shape });
     }
   }
 

@@ -32,6 +32,11 @@ export class TraceStore {
   readonly lastCycle = computed(() => BigInt(this.head.value?.lastCycle ?? 0));
   readonly isEmpty = computed(() => this.head.value?.records === 0);
 
+  /** Whether the companion tells kinds of events. */
+  readonly hasKinds = computed(
+    () => this.head.value?.attributes.some(({ name }) => name === 'kind') === true,
+  );
+
   private readonly names = computed(
     () =>
       new Map(this.head.value?.about?.places?.map(([column, row, name]) => [`${column},${row}`, name])),

@@ -83,7 +83,9 @@ export class Watch {
     const { head } = await engine.ask(trace.fingerprint.peek(), 'trace', {});
     trace.head.value = head;
     head.records === 0 ? alerts.raise(empty()) : alerts.settle('empty');
-    if (head.end !== null) {
+    if (head.end === null) {
+      alerts.settle('broken');
+    } else {
       alerts.raise(broken(head.end, () => pilot.goToLast()));
     }
     if (this.indexed.peek() !== undefined) {

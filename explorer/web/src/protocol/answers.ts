@@ -171,6 +171,12 @@ export interface Answers {
     columns: StateColumns;
   };
   steps: { head: { readonly moments: number; readonly ended: boolean }; columns: StepsColumns };
+  kinds: {
+    /** The most frequent kinds of the whole trace: the same at every moment. */
+    head: { readonly kinds: readonly string[] };
+    /** 0 none, 1 to 6 the kinds, 7 another one. */
+    columns: { elements: Uint8Array };
+  };
   palette: { head: object; columns: { elements: Uint8Array; switches: Uint8Array; messages: Uint8Array } };
   activity: {
     head: {

@@ -50,6 +50,7 @@ export const NEEDED_COLUMNS: Readonly<Partial<Record<Ask, Readonly<Record<string
     sentFrom: Uint32Array,
     sentTo: Uint32Array,
   },
+  kinds: { elements: Uint8Array },
   palette: { elements: Uint8Array, switches: Uint8Array, messages: Uint8Array },
   activity: { first: BigUint64Array, count: Float64Array },
   lane: { first: BigUint64Array, count: Float64Array, thread: Uint8Array },

@@ -67,6 +67,7 @@ export interface Questions {
   when: ({ readonly record: number } | Moment) & { readonly shape?: Shape };
   state: Moment & { readonly shape: Shape };
   steps: Moment & { readonly shape: Shape; readonly count: number; readonly back: boolean };
+  kinds: Moment & { readonly shape: Shape };
   palette: { readonly step: number };
   activity: Bins & { readonly by: 'type' | 'thread' | 'kind'; readonly worst?: boolean };
   lane: Bins & { readonly piece: Piece; readonly shape: Shape };

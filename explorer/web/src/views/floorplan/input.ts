@@ -115,6 +115,7 @@ export function inputOf(explorer: Explorer, layout: Layout, font: string, rem: n
       colourBy: view.colourBy.value,
       lit: path === undefined ? view.litThread.value : NOBODY,
       viewer: asViewer && view.colourBy.value === 'thread' ? viewerColours : undefined,
+      kinds: layers.kinds.answer.value?.columns.elements,
       heat: keptHeat(explorer, layout.shape),
       bare: loads?.of === 'elements',
     },

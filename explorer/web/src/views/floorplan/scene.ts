@@ -4,13 +4,14 @@ import { columnTable, rowTable, type PixelTable } from '../../base/floorplan/pix
 import type { Picture } from '../../base/picture';
 import {
   heatLook,
+  kindLook,
   shareLook,
   threadLook,
   viewerLook,
   type ViewerColours,
 } from '../../gl/cellLooks';
 import type { CellLook, CellScene, Codes } from '../../gl/cells';
-import { busyClusters, heatCodes, threadCodes, viewerCodes } from '../../gl/unitCodes';
+import { busyClusters, commonCodes, heatCodes, threadCodes } from '../../gl/unitCodes';
 import type { Palette } from '../../theme/palettes';
 
 /** What the cells are drawn from. Equal parts are the same objects, so that they are kept. */
@@ -22,6 +23,8 @@ export interface CellInput {
   readonly colourBy: 'thread' | 'kind' | 'heat' | 'nothing';
   readonly lit: number | undefined;
   readonly viewer: ViewerColours | undefined;
+  /** A code of the kind of each element. */
+  readonly kinds: Uint8Array | undefined;
   readonly heat: { readonly values: Float64Array; readonly end: number } | undefined;
   /** Routers of a mesh are drawn instead of cells. */
   readonly bare: boolean;
@@ -54,7 +57,10 @@ export class SceneMaker {
     threadCodes(layout.shape, layout.level, elements),
   );
   private readonly viewers = memo((layout: Layout, elements: Uint8Array) =>
-    viewerCodes(layout.shape, layout.level, elements),
+    commonCodes(layout.shape, layout.level, elements),
+  );
+  private readonly kinds = memo((layout: Layout, elements: Uint8Array) =>
+    commonCodes(layout.shape, layout.level, elements),
   );
   private readonly heats = memo((layout: Layout, values: Float64Array, end: number) =>
     heatCodes(layout.shape, layout.level, values, end),
@@ -68,6 +74,7 @@ export class SceneMaker {
   private readonly threadLooks = memo(threadLook);
   private readonly shareLooks = memo(shareLook);
   private readonly heatLooks = memo(heatLook);
+  private readonly kindLooks = memo(kindLook);
   private readonly viewerLooks = memo(viewerLook);
   private readonly switches = memo((layout: Layout, codes: Uint8Array): Codes => {
     const [columns, rows] = layout.shape.clusters;
@@ -113,6 +120,9 @@ export class SceneMaker {
     if (input.colourBy === 'heat' && heat !== undefined) {
       return this.heats(layout, heat.values, heat.end);
     }
+    if (input.colourBy === 'kind' && input.kinds?.length === picture.elements.length) {
+      return this.kinds(layout, input.kinds);
+    }
     return input.colourBy === 'thread' ? this.threads(layout, picture.elements) : this.blanks(layout);
   }
 
@@ -124,6 +134,9 @@ export class SceneMaker {
     }
     if (viewer !== undefined) {
       return this.viewerLooks(viewer);
+    }
+    if (input.colourBy === 'kind') {
+      return this.kindLooks(palette, pe);
     }
     if (input.colourBy === 'heat') {
       return this.heatLooks(palette, pe);

@@ -10,6 +10,7 @@ import { usePage } from '../context';
 import type { FloorplanController } from '../floorplan/controller';
 import { keptHeat } from '../floorplan/input';
 import { AgeLegend, MessageLegend } from './AgeLegend';
+import { KindLegend } from './KindLegend';
 import { LinkLegend } from './LinkLegend';
 import { Scale } from './Scale';
 
@@ -164,6 +165,7 @@ export function Legend({ controller }: { readonly controller: FloorplanControlle
     <>
       {view.linkLoad.value && <LinkLegend />}
       {by === 'thread' && !view.linkLoad.value && <ThreadLegend />}
+      {by === 'kind' && <KindLegend />}
       {by === 'heat' && <HeatLegend controller={controller} />}
       <LevelLegend controller={controller} />
     </>

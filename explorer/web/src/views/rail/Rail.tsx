@@ -45,6 +45,7 @@ function Row(props: RowProps) {
 
 const COLOURS: readonly { by: ColourBy; id: CommandId; icon: IconName; name: string }[] = [
   { by: 'thread', id: 'colour.thread', icon: 'thread', name: 'Thread' },
+  { by: 'kind', id: 'colour.kind', icon: 'kind', name: 'Kind' },
   { by: 'heat', id: 'colour.heat', icon: 'heat', name: 'Heat over range' },
   { by: 'nothing', id: 'colour.nothing', icon: 'none', name: 'Nothing' },
 ];
@@ -75,7 +76,7 @@ export function Rail({ controller }: { readonly controller: FloorplanController 
     <nav class="rail" aria-label="Layers">
       <h2 class="rail-title wide-only">Colour PEs by</h2>
       <div role="radiogroup" aria-label="Colour PEs by">
-        {COLOURS.map(({ by, id, icon, name }) => (
+        {COLOURS.filter(({ by }) => by !== 'kind' || trace.hasKinds.value).map(({ by, id, icon, name }) => (
           <Row key={id} id={id} icon={icon} name={name} kind="radio" on={view.colourBy.value === by} onPress={() => colour(by, id)} />
         ))}
       </div>
