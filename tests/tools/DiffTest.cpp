@@ -110,7 +110,7 @@ TEST_F(DiffTest, TheTextTellsWhereRunsPartAndWhatChanged) {
             "  link load, largest                        20 %      16.7 %     +3.33 %  (+20.0 %)\n"
             "  bisection, messages a cycle              0.200       0.167     +0.0333  (+20.0 %)\n"
             "  bisection, share                           5 %      4.17 %    +0.833 %  (+20.0 %)\n"
-            "  26 measures are the same\n"
+            "  18 measures are the same\n"
             "\n"
             "From B to A, by PE\n"
             "  fires per cycle                   up at 3, most at (0, 0): 0.333 to 0.600\n"

@@ -202,7 +202,7 @@ std::string MeasuresText(const DiffAnswer& answer) {
   size_t same = 0;
   for (const Change& change : ChangesOf(answer.a.Measured(), answer.b.Measured())) {
     if (change.a == change.b || change.Difference() == 0.0) {
-      ++same;
+      same += change.a ? 1 : 0;  // what neither run tells is not the same of both
       continue;
     }
     const auto value = [&](const std::optional<double>& of) {
