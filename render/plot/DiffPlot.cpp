@@ -139,7 +139,8 @@ std::vector<DiffPlot::Map> DiffPlot::MapsFor(double width, const PlotStyle& styl
   std::vector<Map> maps;
   for (const DiffPanel& panel : panels) {
     const DiffScale scale = DiffScaleOf(panel.changes);
-    const std::string heading = panels.size() > 1 ? panel.heading : "";
+    const bool alone = panels.size() == 1 || style.slide;
+    const std::string heading = alone ? "" : panel.heading;
     if (split) {
       const std::string before = heading.empty() ? "" : heading + ": ";
       maps.push_back({&panel, scale, Sign::UP, before + "increases"});
@@ -147,13 +148,16 @@ std::vector<DiffPlot::Map> DiffPlot::MapsFor(double width, const PlotStyle& styl
     } else {
       maps.push_back({&panel, scale, Sign::BOTH, heading});
     }
+    if (style.slide) {
+      break;
+    }
   }
   return maps;
 }
 
 PlotBody::Margins DiffPlot::GetMargins(const PlotStyle& style) const {
   Margins margins = ArrayGrid::MarginsFor(shape, level, style);
-  margins.right = 52 * style.text;
+  margins.right = style.slide ? 6 : 52 * style.text;
   return margins;
 }
 
@@ -234,9 +238,24 @@ void DiffPlot::DrawMap(Canvas& canvas, const Map& map, const Box& area,
     grid.DrawRings(canvas, ringed, style);
   }
   grid.DrawNumbers(canvas, style);
+  if (style.slide) {
+    return;
+  }
   Bar(map.scale, changes)
       .Draw(canvas, {grid.Bounds().x, area.y, grid.Bounds().width, area.height}, map.panel->unit,
             LevelName(level), hatched, style);
+}
+
+double DiffPlot::LegendHeight(double /*width*/, const PlotStyle& style) const {
+  return 70 * style.text;
+}
+
+void DiffPlot::DrawLegend(Canvas& canvas, const Box& box, const PlotStyle& style) const {
+  const DiffPanel& panel = panels.front();
+  // It stands right of a plot: here of one without width.
+  Bar(DiffScaleOf(panel.changes), panel.changes)
+      .Draw(canvas, {box.x - 6, box.y, 0, box.height}, panel.unit, LevelName(level),
+            AreHatched(style), style);
 }
 
 void DiffPlot::Draw(Canvas& canvas, const Box& area, const PlotStyle& style) const {

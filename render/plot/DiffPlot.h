@@ -50,6 +50,10 @@ class DiffPlot : public PlotBody {
   double LeastHeight(double width, const PlotStyle& style) const override;
   void Draw(Canvas& canvas, const Box& area, const PlotStyle& style) const override;
 
+  // A slide has the first map alone, as large as it can be, and the scale beside it.
+  double LegendHeight(double width, const PlotStyle& style) const override;
+  void DrawLegend(Canvas& canvas, const Box& box, const PlotStyle& style) const override;
+
  private:
   // Which changes a map shows.
   enum class Sign { BOTH, UP, DOWN };

@@ -134,6 +134,11 @@ TEST_F(DiffPlotTest, PicturesAreToThePixelThoseThatWereLookedAt) {
              Bytes(PlotDiff(even, busy, {UnitMeasure::UTILISATION, Level::DOMAIN}, dark), dark));
   const PlotStyle print = Style(PlotFormat::PNG, Theme::Print());
   ExpectKept("diff-print.png", Bytes(PlotDiff(busy, even, {}, print), print));
+  PlotStyle slide;
+  slide.slide = true;
+  slide.width = PlotStyle::SLIDE_WIDTH;
+  slide.height = PlotStyle::SLIDE_HEIGHT;
+  ExpectKept("diff-slide.png", Bytes(PlotDiff(busy, even, {}, slide), slide));
   // The control: runs the other way round are another picture.
   EXPECT_NE(plain, Bytes(PlotDiff(even, busy, {}, {}), {}));
 }
