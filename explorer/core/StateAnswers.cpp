@@ -1,5 +1,6 @@
 // States of the array, and what changes from one to the next.
 
+#include <algorithm>
 #include <deque>
 #include <utility>
 
@@ -99,14 +100,20 @@ class StepColumns {
   }
 
  private:
-  // Pieces whose codes stay the same were touched again: nobody sees that.
+  // Pieces whose codes stay the same were touched again: nobody sees that. They are told by number,
+  // so that the same steps are told alike whatever way a cursor has come.
   static void AddPieces(const std::vector<PieceChange>& changes, std::vector<uint32_t>& numbers,
                         std::vector<uint8_t>& codes, std::vector<uint32_t>& ends) {
+    std::vector<uint64_t> made;
     for (const PieceChange& change : changes) {
       if (change.before != change.after) {
-        numbers.push_back(change.number);
-        codes.push_back(change.after);
+        made.push_back(uint64_t{change.number} << 8 | change.after);
       }
+    }
+    std::sort(made.begin(), made.end());
+    for (const uint64_t change : made) {
+      numbers.push_back(static_cast<uint32_t>(change >> 8));
+      codes.push_back(static_cast<uint8_t>(change));
     }
     ends.push_back(static_cast<uint32_t>(numbers.size()));
   }

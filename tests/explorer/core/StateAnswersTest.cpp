@@ -226,6 +226,25 @@ TEST_F(StateAnswersTest, QuestionsAboutManyMomentsInTurnDoNotMixThemUp) {
   }
 }
 
+TEST_F(StateAnswersTest, TheSameStepsAreToldAlikeWhateverWasAskedBefore) {
+  Begin(RandomEvents(random, Options()));
+  for (const bool back : {false, true}) {
+    json question = Question("steps", AtStep(300));
+    question["count"] = 200;
+    question["back"] = back;
+    const ReadAnswer first = asked->Ask(question);
+    json other = Question("steps", AtStep(350));
+    other["count"] = 50;
+    other["back"] = true;
+    asked->Ask(other);  // leaves a cursor at step 300 that has come another way
+    const ReadAnswer again = asked->Ask(question);
+    EXPECT_EQ(again.head, first.head);
+    for (const auto& [name, column] : first.columns) {
+      EXPECT_EQ(again.columns.at(name).bytes, column.bytes) << name;
+    }
+  }
+}
+
 TEST_F(StateAnswersTest, AnEventThatTheArrayLacksIsToldWithItsPlace) {
   Begin({{FIRE_RECORD, 1, 0, {0, 0}, {}}, {FIRE_RECORD, 2, 0, {20, 0}, {}}});
   const ReadAnswer answer = asked->Ask(Question("state", AtCycle(2)));
