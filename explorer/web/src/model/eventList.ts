@@ -135,18 +135,19 @@ export class EventList {
     }
   }
 
-  /** The first matches, at most so many; fails as questions do. */
-  async firstRows(most: number): Promise<readonly EventRow[]> {
+  /** The first matches, at most so many, part by part; fails as questions do. */
+  async *parts(most: number): AsyncGenerator<readonly EventRow[]> {
     const { engine, trace } = this.explorer;
     const shape = trace.shape.peek();
-    const rows: EventRow[] = [];
-    for (let from: number | undefined = 0; from !== undefined && shape !== undefined && rows.length < most; ) {
-      const question = { filter: this.filter.peek(), shape, from, count: Math.min(MOST_ASKED, most - rows.length) };
+    const filter = this.filter.peek();
+    let left = most;
+    for (let from: number | undefined = 0; from !== undefined && shape !== undefined && left > 0; ) {
+      const question: Questions['events'] = { filter, shape, from, count: Math.min(MOST_ASKED, left) };
       const page = pageOf(await engine.ask(trace.fingerprint.peek(), 'events', question));
-      rows.push(...page.rows);
+      yield page.rows;
+      left -= page.rows.length;
       from = page.next;
     }
-    return rows;
   }
 
   private async ask(more: Partial<Questions['count']>) {

@@ -34,12 +34,12 @@ export function pageOf({ head, columns }: Answer<'events'>): EventPage {
   return { rows, next: head.more ? (head.next ?? undefined) : undefined };
 }
 
-const HEAD = 'record,cycle,what,thread,column,row,to column,to row';
+export const CSV_HEAD = 'record,cycle,what,thread,column,row,to column,to row\n';
 
-/** Lines of text with commas, a head in front. */
-export function csvOf(rows: readonly EventRow[]): string {
-  const lines = rows.map(({ record, cycle, type, thread, at, to }) =>
-    [record, cycle, type, thread, ...at, ...(to ?? ['', ''])].join(','),
-  );
-  return [HEAD, ...lines, ''].join('\n');
-}
+/** Lines of text with commas; CSV_HEAD stands before the first. */
+export const csvOf = (rows: readonly EventRow[]): string =>
+  rows
+    .map(({ record, cycle, type, thread, at, to }) =>
+      `${[record, cycle, type, thread, ...at, ...(to ?? ['', ''])].join(',')}\n`,
+    )
+    .join('');

@@ -1,4 +1,5 @@
 import assert from 'node:assert/strict';
+import { readFileSync } from 'node:fs';
 import { after, before, test } from 'node:test';
 
 import { barriers, close, cutOff, launch, leave, open, rest, rowsInSight, serve, state, synth } from './house.mjs';
@@ -166,6 +167,20 @@ test('What is listed is copied as a table', async () => {
   const lines = copied.trimEnd().split('\n');
   assert.equal(lines.length, wanted + 1);
   assert.match(lines[1], /^\d+\t\d+\tfire\t1\t/);
+  await close(page);
+});
+
+test('What is listed is saved as a file, every match of it', async () => {
+  const page = await open(server.link);
+  await list(page, 'fire thread:1');
+  const wanted = await count(page);
+  const saving = page.waitForEvent('download');
+  await page.getByRole('button', { name: 'Save the events as CSV' }).click();
+  const saved = await saving;
+  assert.equal(saved.suggestedFilename(), 'run.trace.events.csv');
+  const lines = readFileSync(await saved.path(), 'utf8').trimEnd().split('\n');
+  assert.equal(lines.length, wanted + 1);
+  assert.match(lines[0], /^record,cycle,what,thread/);
   await close(page);
 });
 

@@ -61,9 +61,11 @@ function Count({ list }: { readonly list: EventList }) {
   const count = list.counted.value;
   const records = explorer.trace.head.value?.records ?? 0;
   const busy = useSignal(false);
+  const done = useSignal('');
   const take = async (work: () => Promise<string>) => {
     busy.value = true;
-    explorer.panels.said.value = await work();
+    done.value = await work();
+    explorer.panels.said.value = done.value;
     busy.value = false;
   };
   return (
@@ -83,7 +85,7 @@ function Count({ list }: { readonly list: EventList }) {
         label="Copy the events"
         icon="copy"
         disabled={busy.value || (count?.count ?? 0) === 0}
-        onPress={() => void take(() => copyRows(explorer, list))}
+        onPress={() => void take(() => copyRows(list))}
       >
         Copy
       </Button>
@@ -91,10 +93,11 @@ function Count({ list }: { readonly list: EventList }) {
         label="Save the events as CSV"
         icon="out"
         disabled={busy.value || (count?.count ?? 0) === 0}
-        onPress={() => void take(() => saveRows(explorer, list))}
+        onPress={() => void take(() => saveRows(list, explorer.trace.status.value?.name ?? 'trace'))}
       >
         CSV
       </Button>
+      {done.value === '' ? null : <p class="event-done">{done.value}</p>}
     </div>
   );
 }
