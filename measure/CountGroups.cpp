@@ -24,7 +24,7 @@ class Sort {
   explicit Sort(uint64_t bits = 0) : bits(bits) {}
 
   void Set(size_t grouping, size_t group) { bits |= uint64_t{group} << (16 * grouping); }
-  size_t Of(size_t grouping) const { return bits >> (16 * grouping) & 0xFFFF; }
+  size_t Of(size_t grouping) const { return static_cast<size_t>(bits >> (16 * grouping) & 0xFFFF); }
   uint64_t Bits() const { return bits; }
 
  private:

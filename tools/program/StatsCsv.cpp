@@ -104,7 +104,7 @@ std::string Traffic(const RunAnswer& answer) {
   const std::vector<uint64_t>& traffic = answer.counts->Traffic();
   const uint64_t columns = answer.shape.clusters.columns;
   const uint64_t clusters = answer.shape.Switches();
-  for (uint64_t i = 0; i < traffic.size(); ++i) {
+  for (size_t i = 0; i < traffic.size(); ++i) {
     if (traffic[i] > 0) {
       lines.Add(i / clusters % columns, i / clusters / columns, i % clusters % columns,
                 i % clusters / columns, traffic[i]);
