@@ -76,7 +76,7 @@ const engineColours = (step) =>
 
 describe('the reading of the viewer', () => {
   for (const ratio of [1, 1.25]) {
-    test(`has the engine's colours in every channel at random steps, at ${ratio} pixels a pixel`, LONG, async () => {
+    test(`has the engine's colours in every channel at random steps, at ${ratio} pixels a pixel`, { timeout: LONG.timeout + 1000 * MOMENTS }, async () => {
       const page = await open('reading=viewer&step=0&layers=s', { ratio });
       const random = numbers(7);
       let changed = 0;
