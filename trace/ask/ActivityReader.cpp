@@ -56,20 +56,22 @@ Fault ActivityReader::Begin(Activity activity, std::vector<uint64_t>& counts) co
 }
 
 Fault ActivityReader::Count(uint64_t first, uint64_t last, Activity activity,
-                            std::vector<uint64_t>& counts) const {
-  return Settle(trace, index, CountRange(first, last, activity, counts));
+                            std::vector<uint64_t>& counts, const ProgressCallback& progress) const {
+  return Settle(trace, index, CountRange(first, last, activity, counts, progress));
 }
 
 Fault ActivityReader::CountBetween(size_t from, size_t to, Activity activity,
-                                   std::vector<uint64_t>& counts) const {
+                                   std::vector<uint64_t>& counts,
+                                   const ProgressCallback& progress) const {
   if (Fault fault = Begin(activity, counts)) {
     return fault;
   }
-  return AddBetween(from, to, activity, counts);
+  return AddBetween(from, to, activity, counts, progress);
 }
 
 Fault ActivityReader::CountRange(uint64_t first, uint64_t last, Activity activity,
-                                 std::vector<uint64_t>& counts) const {
+                                 std::vector<uint64_t>& counts,
+                                 const ProgressCallback& progress) const {
   if (Fault fault = Begin(activity, counts)) {
     return fault;
   }
@@ -78,15 +80,15 @@ Fault ActivityReader::CountRange(uint64_t first, uint64_t last, Activity activit
   const size_t from = Nearest(first);
   const size_t to = Nearest(last);
   if (from >= to) {
-    return AddRecords(first, last, activity, 1, counts);
+    return AddRecords(first, last, activity, 1, counts, progress);
   }
-  if (Fault fault = AddBetween(from, to, activity, counts)) {
+  if (Fault fault = AddBetween(from, to, activity, counts, progress)) {
     return fault;
   }
-  if (Fault fault = AddUpTo(from, first, activity, -1, counts)) {
+  if (Fault fault = AddUpTo(from, first, activity, -1, counts, progress)) {
     return fault;
   }
-  return AddUpTo(to, last, activity, 1, counts);
+  return AddUpTo(to, last, activity, 1, counts, progress);
 }
 
 uint64_t ActivityReader::FarEndsUpTo(size_t boundary) const {
@@ -96,7 +98,8 @@ uint64_t ActivityReader::FarEndsUpTo(size_t boundary) const {
 // Where an end was far that the array has had room for since, nodes lack it: such segments are
 // read.
 Fault ActivityReader::AddBetween(size_t from, size_t to, Activity activity,
-                                 std::vector<uint64_t>& counts) const {
+                                 std::vector<uint64_t>& counts,
+                                 const ProgressCallback& progress) const {
   if (Fault fault = AddNodes(from, to, activity, counts)) {
     return fault;
   }
@@ -112,7 +115,7 @@ Fault ActivityReader::AddBetween(size_t from, size_t to, Activity activity,
     if (Fault fault = AddNodes(b + 1, b, activity, counts)) {
       return fault;
     }
-    if (Fault fault = AddRecords(RecordOf(b), RecordOf(b + 1), activity, 1, counts)) {
+    if (Fault fault = AddRecords(RecordOf(b), RecordOf(b + 1), activity, 1, counts, progress)) {
       return fault;
     }
   }
@@ -136,16 +139,18 @@ Fault ActivityReader::AddNodes(size_t from, size_t to, Activity activity,
 
 // The records from a boundary up to `record`, or less those from `record` up to the boundary.
 Fault ActivityReader::AddUpTo(size_t boundary, uint64_t record, Activity activity, int sign,
-                              std::vector<uint64_t>& counts) const {
+                              std::vector<uint64_t>& counts,
+                              const ProgressCallback& progress) const {
   const uint64_t at = RecordOf(boundary);
-  return at <= record ? AddRecords(at, record, activity, sign, counts)
-                      : AddRecords(record, at, activity, -sign, counts);
+  return at <= record ? AddRecords(at, record, activity, sign, counts, progress)
+                      : AddRecords(record, at, activity, -sign, counts, progress);
 }
 
 Fault ActivityReader::AddRecords(uint64_t first, uint64_t last, Activity activity, int sign,
-                                 std::vector<uint64_t>& counts) const {
+                                 std::vector<uint64_t>& counts,
+                                 const ProgressCallback& progress) const {
   if (activity == TRANSMISSIONS) {
-    return AddTransmissions(first, last, sign, counts);
+    return AddTransmissions(first, last, sign, counts, progress);
   }
   if (counts.empty()) {
     return {};  // a trace of switches alone
@@ -160,8 +165,9 @@ Fault ActivityReader::AddRecords(uint64_t first, uint64_t last, Activity activit
   // Whether a record counts is hard to foresee, so all are added: the others as nothing, and at the
   // first position, since a switch and a far end may stand anywhere.
   Fault contradiction;
-  const Fault fault =
-      Walk(trace, index, first, last, [&](const Columns& columns, size_t from, size_t to) {
+  const Fault fault = Walk(
+      trace, index, first, last,
+      [&](const Columns& columns, size_t from, size_t to) {
         const bool far = !fits(columns.maxSent);
         if (!fits(columns.maxFired) || (far && index.GetSummary().far.count == 0)) {
           contradiction = Contradiction(trace, index);
@@ -174,20 +180,23 @@ Fault ActivityReader::AddRecords(uint64_t first, uint64_t last, Activity activit
           counts[(places[i].row * stride + places[i].column) & mask] += step & mask;
         }
         return true;
-      });
+      },
+      progress);
   return fault ? fault : contradiction;
 }
 
 Fault ActivityReader::AddTransmissions(uint64_t first, uint64_t last, int sign,
-                                       std::vector<uint64_t>& counts) const {
+                                       std::vector<uint64_t>& counts,
+                                       const ProgressCallback& progress) const {
   const uint64_t step = sign < 0 ? ~uint64_t{0} : 1;
   PlaceTable slots;
   for (const Place& place : index.GetSummary().switchPlaces) {
     slots.Add(place);
   }
   Fault contradiction;
-  const Fault fault =
-      Walk(trace, index, first, last, [&](const Columns& columns, size_t from, size_t to) {
+  const Fault fault = Walk(
+      trace, index, first, last,
+      [&](const Columns& columns, size_t from, size_t to) {
         for (size_t i = from; i < to; ++i) {
           if (columns.tag[i].type != SWITCH_RECORD) {
             continue;
@@ -200,12 +209,14 @@ Fault ActivityReader::AddTransmissions(uint64_t first, uint64_t last, int sign,
           counts[slot] += step;
         }
         return true;
-      });
+      },
+      progress);
   return fault ? fault : contradiction;
 }
 
 Fault ActivityReader::CountCycles(uint64_t first, uint64_t last, Activity activity,
-                                  std::vector<uint64_t>& counts) const {
+                                  std::vector<uint64_t>& counts,
+                                  const ProgressCallback& progress) const {
   if (!index.GetSummary().Ordered()) {
     Fault fault;
     fault.kind = Fault::FALLING_CYCLE;
@@ -215,11 +226,12 @@ Fault ActivityReader::CountCycles(uint64_t first, uint64_t last, Activity activi
     fault.remedy = "write events in order of their cycles";
     return fault;
   }
-  return Settle(trace, index, CountRangeOfCycles(first, last, activity, counts));
+  return Settle(trace, index, CountRangeOfCycles(first, last, activity, counts, progress));
 }
 
 Fault ActivityReader::CountRangeOfCycles(uint64_t first, uint64_t last, Activity activity,
-                                         std::vector<uint64_t>& counts) const {
+                                         std::vector<uint64_t>& counts,
+                                         const ProgressCallback& progress) const {
   const Result<uint64_t> firstRecord = FindCycle(trace, index, first);
   if (!firstRecord) {
     return firstRecord.Why();
@@ -230,7 +242,7 @@ Fault ActivityReader::CountRangeOfCycles(uint64_t first, uint64_t last, Activity
   if (!lastRecord) {
     return lastRecord.Why();
   }
-  return CountRange(*firstRecord, *lastRecord, activity, counts);
+  return CountRange(*firstRecord, *lastRecord, activity, counts, progress);
 }
 
 }  // namespace marrowfin

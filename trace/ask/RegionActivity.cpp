@@ -150,7 +150,7 @@ Result<std::vector<uint64_t>> ActivityOverTime(const TraceSource& trace, const I
     return counts;
   }
   if (!index.GetSummary().Ordered()) {
-    return ActivityReader(trace, index).CountCycles(first, last, kind, counts);
+    return ActivityReader(trace, index).CountCycles(first, last, kind, counts, progress);
   }
   const Result<uint64_t> begin = FindCycle(trace, index, first);
   if (!begin) {

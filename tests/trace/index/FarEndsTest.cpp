@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <random>
 #include <vector>
 
@@ -235,6 +236,56 @@ TEST(FarEndsTest, ActivityOfTheArrayIsWhatItsRecordsAre) {
 TEST(FarEndsTest, ActivityAheadOfTheArrayIsWhatItsRecordsAre) {
   const std::vector<Event> events = EventsAheadOfTheArray();
   ExpectCountsOfRanges(events, Opened(Encode(events)));
+}
+
+// All segments with such ends are read, which takes long in a long trace.
+TEST(FarEndsTest, CountingActivityAheadOfTheArrayTellsItsProgressAndStops) {
+  const std::vector<Event> events = EventsAheadOfTheArray();
+  const Opened opened(Encode(events));
+  const ActivityReader reader(*opened.trace, *opened.index);
+  const size_t boundaries = opened.index->Boundaries().size();
+  const std::vector<std::function<Fault(std::vector<uint64_t>&, const ProgressCallback&)>> asked = {
+      [&](auto& counts, auto& p) { return reader.Count(0, events.size(), RECEIVES, counts, p); },
+      [&](auto& counts, auto& p) { return reader.CountBetween(0, boundaries, SENDS, counts, p); },
+      [&](auto& counts, auto& p) {
+        return reader.CountCycles(0, events.back().cycle, RECEIVES, counts, p);
+      }};
+  for (size_t question = 0; question < asked.size(); ++question) {
+    SCOPED_TRACE(question);
+    std::vector<uint64_t> counts;
+    std::vector<uint64_t> told;
+    const auto tell = [&](const Progress& now) {
+      EXPECT_EQ(Progress::RECORDS, now.unit);
+      EXPECT_EQ(events.size(), now.all);
+      told.push_back(now.done);
+      return true;
+    };
+    ASSERT_TRUE(IsFine(asked[question](counts, tell)));
+    ASSERT_GT(told.size(), 10U);
+    EXPECT_LT(told.front(), events.size() / 2);
+    EXPECT_GT(told.back(), 100000U) << "such ends are in the first 110000 records";
+    EXPECT_LE(*std::max_element(told.begin(), told.end()), events.size());
+    size_t asks = 0;
+    const auto stop = [&](const Progress& /*now*/) { return ++asks < 5; };
+    EXPECT_EQ(Fault::CANCELLED, asked[question](counts, stop).kind);
+    EXPECT_EQ(5U, asks);
+  }
+}
+
+// Nothing is read between boundaries but what lies beside them.
+TEST(FarEndsTest, CountingFiresAndTransmissionsStopsToo) {
+  const std::vector<Event> events = EventsAheadOfTheArray();
+  const Opened opened(Encode(events));
+  const ActivityReader reader(*opened.trace, *opened.index);
+  const uint64_t boundary = opened.index->Boundaries()[1].record;
+  const auto stop = [](const Progress& /*now*/) { return false; };
+  for (const Activity activity : {FIRES, TRANSMISSIONS}) {
+    for (const auto& [first, last] : std::vector<std::pair<uint64_t, uint64_t>>{
+             {boundary - 9, events.size()}, {boundary + 9, events.size()}, {0, boundary + 9}}) {
+      std::vector<uint64_t> counts;
+      EXPECT_EQ(Fault::CANCELLED, reader.Count(first, last, activity, counts, stop).kind);
+    }
+  }
 }
 
 TEST(FarEndsTest, ActivityOverTimeHasFarEndsToo) {
