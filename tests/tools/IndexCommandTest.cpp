@@ -11,6 +11,7 @@
 #include "tests/tools/Rights.h"
 #include "tests/tools/RunningProgram.h"
 #include "tests/trace/support/Child.h"
+#include "tests/trace/support/ForgeIndex.h"
 
 namespace marrowfin {
 namespace {
@@ -140,6 +141,31 @@ TEST_F(IndexCommandTest, AnIndexThatAQuestionFindsDamagedIsBuiltAnew) {
     testing::WriteFile(folder.File("long.trace.mfindex"), bad);
     ExpectOutput(sound.out, Run(question));
     EXPECT_TRUE(testing::ReadFile(folder.File("long.trace.mfindex")) == good) << question[0];
+  }
+}
+
+// Its checksums hold and it is of the trace, but somebody made up what it says.
+TEST_F(IndexCommandTest, AnIndexThatContradictsItsTraceIsBuiltAnew) {
+  Trace("fire 1 0 1 1\nfire 2 0 9 1\nsend 3 0 1 1 9 9\nfire 4 0 1 9\n");
+  const std::string file = folder.File("t.trace.mfindex");
+  for (const std::vector<std::string>& question :
+       {std::vector<std::string>{"state", "t.trace", "--cycle", "4", "-c", "1", "-d", "1", "-p",
+                                 "4"},
+        {"plot", "heat", "t.trace", "-o", "-", "-c", "1", "-d", "1", "-p", "10"}}) {
+    SCOPED_TRACE(question[0]);
+    fs::remove(file);
+    const CommandResult sound = Run(question);
+    const std::string good = testing::ReadFile(file);
+    testing::ForgeIndex(file, [](IndexTables& tables) {
+      tables.summary.fired = tables.summary.sent = tables.summary.array = {4, 4};
+      tables.summary.far = {};
+    });
+    EXPECT_FALSE(testing::ReadFile(file) == good);
+    const CommandResult forged = Run(question);
+    EXPECT_EQ(forged.exitStatus, sound.exitStatus);
+    EXPECT_EQ(forged.err, sound.err);
+    EXPECT_TRUE(forged.out == sound.out);
+    EXPECT_TRUE(testing::ReadFile(file) == good);
   }
 }
 

@@ -5,6 +5,7 @@
 
 #include "tests/support/Files.h"
 #include "tests/support/TraceText.h"
+#include "tests/trace/support/ForgeIndex.h"
 #include "tests/trace/support/Opened.h"
 #include "trace/ask/ActivityReader.h"
 #include "trace/ask/StateReader.h"
@@ -16,28 +17,6 @@ namespace {
 
 // Indexes whose checksums hold and which are of the trace, but say of it what is not true: somebody
 // made them up.
-
-// Lets `change` rewrite the directory of the index and seals it again.
-void Forge(const Index& index, const std::function<void(IndexTables&)>& change) {
-  const std::string bytes = ReadFile(index.FileName());
-  const auto* data = reinterpret_cast<const uint8_t*>(bytes.data());
-  IndexSection directory;
-  ASSERT_TRUE(DecodeFooter(data + bytes.size() - INDEX_FOOTER, directory));
-  std::vector<uint8_t> raw;
-  ASSERT_TRUE(Unpack({data + directory.offset, directory.packedSize}, directory.rawSize, raw));
-  IndexTables tables;
-  ASSERT_TRUE(DecodeDirectory(raw, directory.offset, tables));
-  change(tables);
-  raw = EncodeDirectory(tables);
-  const std::vector<uint8_t> packed = Pack(raw);
-  std::vector<uint8_t> file(data, data + directory.offset);
-  directory.packedSize = packed.size();
-  directory.rawSize = raw.size();
-  file.insert(file.end(), packed.begin(), packed.end());
-  file.resize(file.size() + INDEX_FOOTER);
-  EncodeFooter(directory, file.data() + file.size() - INDEX_FOOTER);
-  WriteFile(index.FileName(), std::string(file.begin(), file.end()));
-}
 
 // Whether a question was answered by a fault that names the index.
 ::testing::AssertionResult IsRefused(const Index& index, const Fault& fault) {
@@ -52,7 +31,9 @@ void Forge(const Index& index, const std::function<void(IndexTables&)>& change) 
 
 TEST(ForgedIndexTest, FiresOutsideTheArrayAreNotAppliedWhateverTheIndexSays) {
   Opened opened(TraceBytes("fire 1 0 1 1\nfire 2 0 900 1\nfire 3 0 1 900\n"));
-  Forge(*opened.index, [](IndexTables& d) { d.summary.fired = d.summary.array = {4, 4}; });
+  ForgeIndex(opened.index->FileName(), [](IndexTables& d) {
+    d.summary.fired = d.summary.array = {4, 4};
+  });
   opened.Reopen();
   ASSERT_EQ(opened.index->GetSummary().fired, (Extent{4, 4})) << "the forgery was not believed";
   const StateReader reader(*opened.trace, *opened.index, {1, 1, 4});
@@ -64,7 +45,7 @@ TEST(ForgedIndexTest, FiresOutsideTheArrayAreNotAppliedWhateverTheIndexSays) {
 
 TEST(ForgedIndexTest, TransmissionsOutsideTheArrayAreNotAppliedWhateverTheIndexSays) {
   Opened opened(TraceBytes("switch 1 0 4 4\nswitch 2 0 12 4\nswitch 3 0 5 4\n"));
-  Forge(*opened.index, [](IndexTables& d) { d.summary.switchPlaces = {{4, 4}}; });
+  ForgeIndex(opened.index->FileName(), [](IndexTables& d) { d.summary.switchPlaces = {{4, 4}}; });
   opened.Reopen();
   ASSERT_EQ(opened.index->GetSummary().switchPlaces.size(), 1U) << "the forgery was not believed";
   const StateReader reader(*opened.trace, *opened.index, {1, 2, 4});
@@ -78,7 +59,7 @@ TEST(ForgedIndexTest, UnitsThatTheIndexDoesNotKnowAreNotCounted) {
   Opened opened(
       TraceBytes("fire 1 0 1 1\nsend 2 0 900 1 1 1\nfire 3 0 1 900\n"
                  "switch 4 0 4 4\nswitch 5 0 12 4\n"));
-  Forge(*opened.index, [](IndexTables& d) {
+  ForgeIndex(opened.index->FileName(), [](IndexTables& d) {
     d.summary.fired = {4, 4};
     d.summary.sent = {4, 4};
     d.summary.array = {4, 4};
@@ -116,7 +97,7 @@ class ForgedSegmentsTest : public ::testing::Test {
 };
 
 TEST_F(ForgedSegmentsTest, KeyframesAreAsLongAsTheyAreWhateverTheIndexSays) {
-  Forge(*opened.index, [](IndexTables& d) {
+  ForgeIndex(opened.index->FileName(), [](IndexTables& d) {
     d.boundaries[0].keyframe.offset = d.boundaries[0].node[TRANSMISSIONS].offset;
   });
   opened.Reopen();
@@ -129,7 +110,7 @@ TEST_F(ForgedSegmentsTest, KeyframesAreAsLongAsTheyAreWhateverTheIndexSays) {
 
 TEST_F(ForgedSegmentsTest, TimeTablesTellAsManyRecordsAsTheTraceHas) {
   ASSERT_TRUE(opened.index->Times());
-  Forge(*opened.index, [](IndexTables& d) { d.furtherTimes = d.times; });
+  ForgeIndex(opened.index->FileName(), [](IndexTables& d) { d.furtherTimes = d.times; });
   opened.Reopen();
   ASSERT_TRUE(opened.index->TimesAtLastBoundary()) << "the forgery was not believed";
   const Result<const TimeTable*> times = opened.index->Times();
@@ -137,14 +118,14 @@ TEST_F(ForgedSegmentsTest, TimeTablesTellAsManyRecordsAsTheTraceHas) {
 }
 
 TEST_F(ForgedSegmentsTest, TimeTableThatIsNoneIsRefused) {
-  Forge(*opened.index, [](IndexTables& d) { d.times = d.boundaries[0].keyframe; });
+  ForgeIndex(opened.index->FileName(), [](IndexTables& d) { d.times = d.boundaries[0].keyframe; });
   opened.Reopen();
   const Result<const TimeTable*> times = opened.index->Times();
   EXPECT_TRUE(IsRefused(*opened.index, times.Why()));
 }
 
 TEST_F(ForgedSegmentsTest, IndexWhoseTimeTableIsDamagedIsNotExtendedButBuiltAnew) {
-  Forge(*opened.index, [](IndexTables& d) { d.times = d.furtherTimes; });
+  ForgeIndex(opened.index->FileName(), [](IndexTables& d) { d.times = d.furtherTimes; });
   WriteFile(opened.name, Bytes(3010));
   opened.Reopen();
   const Result<const TimeTable*> times = opened.index->Times();
@@ -153,7 +134,7 @@ TEST_F(ForgedSegmentsTest, IndexWhoseTimeTableIsDamagedIsNotExtendedButBuiltAnew
 }
 
 TEST_F(ForgedSegmentsTest, WhatCannotBeExtendedIsBuiltAnew) {
-  Forge(*opened.index, [](IndexTables& d) { d.atLastBoundary.changes = 0; });
+  ForgeIndex(opened.index->FileName(), [](IndexTables& d) { d.atLastBoundary.changes = 0; });
   WriteFile(opened.name, Bytes(3010));
   opened.Reopen();
   ASSERT_TRUE(opened.index);
