@@ -2,8 +2,10 @@
 
 #include <png.h>
 
+#include <array>
 #include <csetjmp>
-#include <memory>
+#include <cstdio>
+#include <string>
 
 namespace marrowfin {
 namespace {
@@ -16,16 +18,13 @@ constexpr int COMPRESSION_LEVEL = 6;
 struct Job {
   const Picture& picture;
   ByteSink& sink;
-  Fault fault;
+  Fault fault;                       // of the sink
+  std::array<char, 80> reason = {};  // of the library, whose text need not outlast the jump
 };
 
 [[noreturn]] void GiveUp(png_structp png, png_const_charp reason) {
   Job& job = *static_cast<Job*>(png_get_error_ptr(png));
-  if (!job.fault) {
-    job.fault.kind = Fault::SYSTEM;
-    job.fault.file = "picture";
-    job.fault.reason = reason;
-  }
+  snprintf(job.reason.data(), job.reason.size(), "%s", reason);
   png_longjmp(png, 1);
 }
 
@@ -67,20 +66,33 @@ bool Tried(png_structp png, png_infop info, const Job& job) {
   return true;
 }
 
+// Nothing but memory is ever missing: what a picture can be, a file of it can.
+Fault NotWritten(const std::string& reason) {
+  Fault fault;
+  fault.kind = Fault::SYSTEM;
+  fault.file = "picture";
+  fault.reason = "cannot write as PNG: " + reason;
+  fault.remedy = "give a smaller size, or use a larger machine";
+  return fault;
+}
+
 }  // namespace
 
 Fault WritePng(const Picture& picture, ByteSink& sink) {
-  Job job = {picture, sink, {}};
+  Job job = {picture, sink, {}, {}};
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &job, GiveUp, Ignore);
   png_infop info = png == nullptr ? nullptr : png_create_info_struct(png);
   if (info == nullptr) {
     png_destroy_write_struct(&png, nullptr);
-    return SystemFault("picture", "cannot write as PNG", ENOMEM);
+    return NotWritten("out of memory");
   }
   png_set_write_fn(png, &job, Write, Flush);
   const bool done = Tried(png, info, job);
   png_destroy_write_struct(&png, &info);
-  return done ? Fault() : job.fault;
+  if (done || job.fault) {
+    return job.fault;
+  }
+  return NotWritten(job.reason.data());
 }
 
 }  // namespace marrowfin

@@ -8,6 +8,7 @@
 
 #include "render/ArrayRenderer.h"
 #include "render/floorplan/FloorplanRenderer.h"
+#include "tests/support/ScarceMemory.h"
 #include "tests/tools/CommandFixture.h"
 #include "trace/ask/StateReader.h"
 
@@ -180,7 +181,7 @@ TEST_F(RenderCommandTest, WhereNothingDrawsThatIsSaidAndNothingWritten) {
                 "OpenGL: there is no EGL (libEGL.so.1), and there is no OSMesa (libOSMesa.so.8)\n"
                 "  Install Mesa's EGL or OSMesa.\n",
                 Render({"--step", "2", "-o", "a.png"}, {"LD_LIBRARY_PATH=" + folder.Path()}));
-  EXPECT_FALSE(HasFileLike("a.png"));
+  EXPECT_FALSE(std::filesystem::exists(folder.File("a.png")));
   // The rest of the program goes on without them.
   EXPECT_EQ(0, testing::RunCommand(Words({"info", "t.trace"}),
                                    {"", folder.Path(), {"LD_LIBRARY_PATH=" + folder.Path()}})
@@ -200,7 +201,7 @@ TEST_F(RenderCommandTest, ATraceThatCannotBeReadIsNamed) {
                 "folder: cannot read: Is a directory\n"
                 "  Name a file that you may read.\n",
                 render("folder"));
-  EXPECT_FALSE(HasFileLike("a.png"));
+  EXPECT_FALSE(std::filesystem::exists(folder.File("a.png")));
 }
 
 TEST_F(RenderCommandTest, AStepThatIsNeverDrawnIsRefused) {
@@ -212,7 +213,7 @@ TEST_F(RenderCommandTest, AStepThatIsNeverDrawnIsRefused) {
                 "t.trace: there is no step 5: the trace ends in step 4\n"
                 "  Ask for a step up to that.\n",
                 Render({"--step", "5", "-o", "a.png"}));
-  EXPECT_FALSE(HasFileLike("a.png"));
+  EXPECT_FALSE(std::filesystem::exists(folder.File("a.png")));
 }
 
 TEST_F(RenderCommandTest, OfABrokenTraceOnlyMomentsBeforeTheBreakAreDrawn) {
@@ -350,6 +351,51 @@ TEST_F(RenderCommandTest, ACommandLineThatIsNotUnderstoodWritesNothing) {
     EXPECT_THAT(result.err, Not(IsEmpty()));
   }
   EXPECT_THAT(FolderContents(), ElementsAre("t.trace"));
+}
+
+// Memory that runs out anywhere: the picture that was there before is there whole.
+class RenderWithScarceMemoryTest : public RenderCommandTest {
+ protected:
+  // How many of the runs ended with the words for it, and by a signal.
+  struct Ends {
+    int told = 0;
+    int killed = 0;
+  };
+
+  Ends RunAll(std::vector<std::string> words, int places) const {
+    words.insert(words.begin(), {"render", "t.trace"});
+    words.insert(words.end(), {"-o", "a.png"});
+    EXPECT_EQ(0, Run(words).exitStatus);
+    const std::string whole = testing::ReadFile(folder.File("a.png"));
+    Ends ends;
+    testing::RunWithScarceMemory(Words(words), {"", folder.Path(), {}}, places,
+                                 [&](const CommandResult& result, const std::string& what) {
+                                   SCOPED_TRACE(what);
+                                   EXPECT_TRUE(testing::ReadFile(folder.File("a.png")) == whole);
+                                   if (result.signal == 0 && result.exitStatus != 0) {
+                                     ++ends.told;
+                                     EXPECT_EQ(3, result.exitStatus);
+                                     EXPECT_THAT(result.err, HasSubstr(" memory\n"));
+                                     EXPECT_THAT(result.err, Not(HasSubstr("may read")));
+                                     EXPECT_FALSE(HasFileLike(".mfpart-"));
+                                   }
+                                   ends.killed += result.signal != 0;
+                                 });
+    return ends;
+  }
+};
+
+TEST_F(RenderWithScarceMemoryTest, FloorplansEndCleanly) {
+  const Ends ends = RunAll({"--natural", "--cycle", "260", "--size", "200x200"}, 25);
+  EXPECT_TRUE(!testing::MEMORY_CAN_BE_SCARCE || ends.told > 25) << ends.told;
+  EXPECT_EQ(0, ends.killed);
+}
+
+// Mesa and LLVM use what they were refused, or abort: then nobody can tell it, but nothing half
+// written is taken for a picture.
+TEST_F(RenderWithScarceMemoryTest, WhatTheViewerShowsIsNeverHalfWritten) {
+  const Ends ends = RunAll({"--step", "2", "--size", "100x100"}, 20);
+  EXPECT_TRUE(!testing::MEMORY_CAN_BE_SCARCE || ends.told > 10) << ends.told;
 }
 
 }  // namespace
