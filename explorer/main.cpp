@@ -6,7 +6,9 @@
 
 #include <CLI/CLI.hpp>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <iostream>
 #include <string>
 #include <thread>
@@ -183,5 +185,10 @@ int Main(int argc, char** argv) {
 int main(int argc, char** argv) {
   // Whoever closes a connection, or a shell that reads the link no more, ends nothing here.
   std::signal(SIGPIPE, SIG_IGN);
-  return marrowfin::Main(argc, argv);
+  try {
+    return marrowfin::Main(argc, argv);
+  } catch (const std::exception& error) {
+    fprintf(stderr, "marrowfin-explorer: %s\n", error.what());
+    return marrowfin::EXIT_SYSTEM;
+  }
 }

@@ -54,11 +54,13 @@ void Limit(Parser& parser) {
   parser.body_limit(Question::LARGEST);
 }
 
-std::string Field(const Request& request, http::field field) { return std::string(request[field]); }
+std::string Text(beast::string_view view) { return {view.data(), view.size()}; }
+
+std::string Field(const Request& request, http::field field) { return Text(request[field]); }
 
 SiteRequest AsSiteRequest(Request& request) {
-  return {std::string(request.method_string()),
-          std::string(request.target()),
+  return {Text(request.method_string()),
+          Text(request.target()),
           Field(request, http::field::host),
           Field(request, http::field::origin),
           Field(request, http::field::cookie),

@@ -189,8 +189,8 @@ std::optional<SiteReply> Site::RefuseMethod(const SiteRequest& request) const {
     reply.headers.emplace_back("Allow", asks ? "POST" : "GET");
     return reply;
   }
-  const std::string_view type =
-      std::string_view(request.contentType).substr(0, request.contentType.find(';'));
+  const std::string_view content = request.contentType;
+  const std::string_view type = content.substr(0, content.find(';'));
   if (asks && type != "application/json") {
     return Sentence(415, "A question is application/json.");
   }
