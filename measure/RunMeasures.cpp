@@ -88,20 +88,6 @@ Usage UsageOf(Units units, double cycles) {
   return usage;
 }
 
-// The numbers of the clusters that meet a condition on their place.
-template <class Meets>
-std::vector<size_t> NumbersIn(const ArrayShape& shape, Meets meets) {
-  std::vector<size_t> numbers;
-  for (size_t i = 0; i < shape.Switches(); ++i) {
-    const Place cluster = {static_cast<uint32_t>(i % shape.clusters.columns),
-                           static_cast<uint32_t>(i / shape.clusters.columns)};
-    if (meets(cluster)) {
-      numbers.push_back(i);
-    }
-  }
-  return numbers;
-}
-
 std::vector<double> AsDoubles(const std::vector<uint64_t>& counts) {
   return {counts.begin(), counts.end()};
 }
@@ -171,10 +157,10 @@ void TakeElements(const RunCounts& counts, const std::optional<Region>& region,
     measures.longestGap = {shape.ElementAt(number), static_cast<double>(idlest->gap)};
     measures.longestGapEnd = idlest->gapEnd;
   }
-  const std::vector<size_t> meant = ElementsIn(shape, region);
+  const std::vector<size_t> meant = UnitsIn(shape, Level::PE, region);
   measures.elements = UsageOf({fires, shape.Columns(), meant}, measures.cycles);
   measures.clusters = UsageOf({Reduce(shape, Level::CLUSTER, Reduction::SUM, fires),
-                               shape.clusters.columns, ClustersIn(shape, region)},
+                               shape.clusters.columns, UnitsIn(shape, Level::CLUSTER, region)},
                               measures.cycles);
   measures.firesPerCycle = static_cast<double>(measures.fires) / measures.cycles;
   const Units shares = {ValuesOf(counts, PlaceMeasure::UTILISATION, measures.cycles),
@@ -232,36 +218,38 @@ LinkMeasures LinksOf(const RunCounts& counts, double cycles, double capacity,
   return measures;
 }
 
-std::vector<size_t> ElementsIn(const ArrayShape& shape, const std::optional<Region>& region) {
+std::vector<size_t> UnitsIn(const ArrayShape& shape, Level level,
+                            const std::optional<Region>& region) {
+  const PerAxis units = UnitsOf(shape, level);
   std::vector<size_t> numbers;
   if (!region) {
-    numbers.resize(shape.Elements());
+    numbers.resize(static_cast<size_t>(units.columns) * units.rows);
     std::iota(numbers.begin(), numbers.end(), size_t{0});
     return numbers;
   }
-  for (uint64_t row = region->first.row; row <= region->last.row && row < shape.Rows(); ++row) {
-    for (uint64_t column = region->first.column;
-         column <= region->last.column && column < shape.Columns(); ++column) {
-      numbers.push_back(
-          shape.ElementNumber({static_cast<uint32_t>(column), static_cast<uint32_t>(row)}));
+  if (!shape.HasElement(region->first)) {
+    return numbers;
+  }
+  const Place first = UnitOf(shape, level, region->first);
+  const Place last = UnitOf(shape, level,
+                            {std::min(region->last.column, shape.Columns() - 1),
+                             std::min(region->last.row, shape.Rows() - 1)});
+  for (uint32_t row = first.row; row <= last.row; ++row) {
+    for (uint32_t column = first.column; column <= last.column; ++column) {
+      numbers.push_back(static_cast<size_t>(row) * units.columns + column);
     }
   }
   return numbers;
 }
 
-std::vector<size_t> ClustersIn(const ArrayShape& shape, const std::optional<Region>& region) {
-  return NumbersIn(shape, [&](Place cluster) {
-    const Place first = shape.FirstOfCluster(cluster);
-    const Place last = {first.column + shape.ClusterColumns() - 1,
-                        first.row + shape.ClusterRows() - 1};
-    return !region || (first.column <= region->last.column && last.column >= region->first.column &&
-                       first.row <= region->last.row && last.row >= region->first.row);
-  });
-}
-
 std::vector<size_t> SwitchesIn(const ArrayShape& shape, const std::optional<Region>& region) {
-  return NumbersIn(shape,
-                   [&](Place cluster) { return !region || region->Has(shape.SwitchOf(cluster)); });
+  std::vector<size_t> numbers;
+  for (size_t i = 0; i < shape.Switches(); ++i) {
+    if (!region || region->Has(shape.SwitchAt(i))) {
+      numbers.push_back(i);
+    }
+  }
+  return numbers;
 }
 
 std::vector<double> ValuesOf(const RunCounts& counts, PlaceMeasure measure, double cycles) {

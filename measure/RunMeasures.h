@@ -121,10 +121,10 @@ constexpr size_t MOST_TOLD = 5;
 RunMeasures MeasuresOf(const RunCounts& counts, const NetworkModel& model = {},
                        const std::optional<Region>& region = {});
 
-// The numbers of the elements, clusters and switches that lie in a region, row by row; all of them
-// where there is none.
-std::vector<size_t> ElementsIn(const ArrayShape& shape, const std::optional<Region>& region);
-std::vector<size_t> ClustersIn(const ArrayShape& shape, const std::optional<Region>& region);
+// The numbers of the units of a level that have any element in a region, and of the switches that
+// lie in it, row by row; all of them where there is none.
+std::vector<size_t> UnitsIn(const ArrayShape& shape, Level level,
+                            const std::optional<Region>& region);
 std::vector<size_t> SwitchesIn(const ArrayShape& shape, const std::optional<Region>& region);
 
 // One value for each element, for maps: a count divided by the cycles of the range.

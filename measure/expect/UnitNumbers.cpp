@@ -63,7 +63,7 @@ PlacedNumber LongestSpell(const ElementCounts& element, const RunFacts& facts) {
 Numbers OfElements(const RunFacts& facts, ElementNumberOf number) {
   const ArrayShape& shape = ShapeOf(facts);
   Numbers numbers;
-  for (const size_t i : ElementsIn(shape, PositionsOf(facts))) {
+  for (const size_t i : UnitsIn(shape, Level::PE, PositionsOf(facts))) {
     if (std::optional<PlacedNumber> told = number(facts.counts->Places().Elements()[i], facts)) {
       told->at = shape.ElementAt(i);
       numbers.push_back(*told);
@@ -75,7 +75,7 @@ Numbers OfElements(const RunFacts& facts, ElementNumberOf number) {
 Numbers PeaksOfElements(const RunFacts& facts) {
   const ArrayShape& shape = ShapeOf(facts);
   Numbers numbers;
-  for (const size_t i : ElementsIn(shape, PositionsOf(facts))) {
+  for (const size_t i : UnitsIn(shape, Level::PE, PositionsOf(facts))) {
     const PulseCounts& pulses = facts.counts->ElementPulses()[i];
     PlacedNumber told = Told(static_cast<double>(pulses.Peak()));
     told.at = shape.ElementAt(i);
@@ -87,22 +87,6 @@ Numbers PeaksOfElements(const RunFacts& facts) {
 
 // Domains and clusters.
 
-std::vector<size_t> DomainsIn(const RunFacts& facts) {
-  const ArrayShape& shape = ShapeOf(facts);
-  const PerAxis domains = UnitsOf(shape, Level::DOMAIN);
-  const std::optional<Region> region = PositionsOf(facts);
-  std::vector<size_t> numbers;
-  for (size_t i = 0; i < size_t{domains.columns} * domains.rows; ++i) {
-    const Place first = shape.FirstOfDomain(PlaceOf(i, domains.columns));
-    const Place last = {first.column + shape.pes.columns - 1, first.row + shape.pes.rows - 1};
-    if (!region || (first.column <= region->last.column && last.column >= region->first.column &&
-                    first.row <= region->last.row && last.row >= region->first.row)) {
-      numbers.push_back(i);
-    }
-  }
-  return numbers;
-}
-
 typedef double (*CountOfElement)(const ElementCounts&, const RunFacts&);
 
 Numbers OfGroups(const RunFacts& facts, Level level, Reduction reduction, CountOfElement count) {
@@ -113,8 +97,7 @@ Numbers OfGroups(const RunFacts& facts, Level level, Reduction reduction, CountO
   }
   const std::vector<double> reduced = Reduce(shape, level, reduction, values);
   Numbers numbers;
-  for (const size_t i :
-       level == Level::DOMAIN ? DomainsIn(facts) : ClustersIn(shape, PositionsOf(facts))) {
+  for (const size_t i : UnitsIn(shape, level, PositionsOf(facts))) {
     PlacedNumber told = Told(reduced[i]);
     told.at = PlaceOf(i, UnitsOf(shape, level).columns);
     numbers.push_back(told);
@@ -133,7 +116,7 @@ std::vector<size_t> SwitchesOf(const RunFacts& facts) {
   if (facts.places->kind == RegionWords::DOMAIN) {
     return {};
   }
-  return ClustersIn(shape, PositionsOf(facts));
+  return UnitsIn(shape, Level::CLUSTER, PositionsOf(facts));
 }
 
 template <class Number>
@@ -189,8 +172,7 @@ Numbers OfLinks(const RunFacts& facts, double by) {
   const LinkLoads& loads = links.loads;
   const ArrayShape& shape = ShapeOf(facts);
   Numbers numbers;
-  for (const size_t i : links.level == Level::PE ? ElementsIn(shape, PositionsOf(facts))
-                                                 : ClustersIn(shape, PositionsOf(facts))) {
+  for (const size_t i : UnitsIn(shape, links.level, PositionsOf(facts))) {
     const Place node = PlaceOf(i, loads.mesh.nodes.columns);
     for (const Heading heading : {Heading::RIGHT, Heading::LEFT, Heading::UP, Heading::DOWN}) {
       if (loads.mesh.HasLink(node, heading)) {

@@ -38,13 +38,15 @@ HeatWords WordsOf(const HeatWish& wish) {
 }
 
 std::string FindingOf(const HeatMap& map, const HeatWords& words, const std::string& title) {
-  const size_t hottest = static_cast<size_t>(
-      std::max_element(map.values.begin(), map.values.end()) - map.values.begin());
-  if (map.values[hottest] <= 0) {
+  std::vector<double> sorted = AskedValues(map);
+  std::sort(sorted.begin(), sorted.end());
+  if (sorted.empty() || sorted.back() <= 0) {
     return "no " + title + " here";
   }
-  std::vector<double> sorted = map.values;
-  std::sort(sorted.begin(), sorted.end());
+  const double most = sorted.back();
+  const std::vector<size_t> units = AskedUnits(map);
+  const size_t hottest = *std::find_if(units.begin(), units.end(),
+                                       [&](size_t unit) { return map.values[unit] == most; });
   double sum = 0;
   for (const double value : sorted) {
     sum += value;
@@ -54,9 +56,9 @@ std::string FindingOf(const HeatMap& map, const HeatWords& words, const std::str
     return words.count ? (map.whole ? CountText(static_cast<uint64_t>(value)) : ThreeDigits(value))
                        : ThreeDigits(value) + " %";
   };
-  std::string finding = UnitText(map.shape, map.level, hottest) + " has " +
-                        text(map.values[hottest]) + (words.count ? " " + map.unit : "") + ", " +
-                        ThreeDigits(map.values[hottest] / mean) + " times the mean " +
+  std::string finding = UnitText(map.shape, map.level, hottest) + " has " + text(most) +
+                        (words.count ? " " + map.unit : "") + ", " + ThreeDigits(most / mean) +
+                        " times the mean " +
                         (words.count ? ThreeDigits(mean) : ThreeDigits(mean) + " %");
   const size_t never = static_cast<size_t>(std::count(sorted.begin(), sorted.end(), 0.0));
   if (never > 0) {
@@ -64,7 +66,7 @@ std::string FindingOf(const HeatMap& map, const HeatWords& words, const std::str
            " never";
   }
   finding += "; median " + text(sorted[(sorted.size() - 1) / 2]) + ", least " + text(sorted[0]);
-  const std::optional<Imbalance> imbalance = ImbalanceOf(map.values);
+  const std::optional<Imbalance> imbalance = ImbalanceOf(sorted);
   return imbalance ? finding + ", Gini " + ThreeDigits(imbalance->gini) : finding;
 }
 
@@ -79,6 +81,9 @@ HeatMap MapOf(const PlottedRun& run, const HeatWish& wish, const HeatWords& word
     map.values.assign(counts.begin(), counts.end());
     map.whole = true;
     map.unit = "transmissions";
+    if (run.region) {
+      map.units = SwitchesIn(map.shape, run.region);
+    }
     return map;
   }
   map.level = wish.level ? *wish.level : LevelFor(map.shape, style.PlotWidth(), style.Scale());
@@ -92,6 +97,9 @@ HeatMap MapOf(const PlottedRun& run, const HeatWish& wish, const HeatWords& word
   }
   map.values =
       Reduce(map.shape, map.level, wish.largest ? Reduction::MAX : Reduction::MEAN, values);
+  if (run.region) {
+    map.units = UnitsIn(map.shape, map.level, run.region);
+  }
   map.whole = words.count && (map.level == Level::PE || wish.largest);
   map.unit = words.unit;
   if (words.count && map.level != Level::PE) {
@@ -125,7 +133,7 @@ PlotNumbers NumbersOf(const PlottedRun& run, const HeatMap& map, const HeatWords
                                              {"aboveScale", uint64_t{scale.above}}});
   NumberTable table = {"cells", {"column", "row", words.name}, {}};
   const uint32_t columns = UnitsOf(map.shape, map.level).columns;
-  for (size_t i = 0; i < map.values.size(); ++i) {
+  for (const size_t i : AskedUnits(map)) {
     const double value = map.values[i];
     table.Add({uint64_t{i % columns}, uint64_t{i / columns},
                map.whole ? NumberCell(static_cast<uint64_t>(value))

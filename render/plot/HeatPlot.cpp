@@ -9,12 +9,27 @@
 
 namespace marrowfin {
 
-HeatScale ScaleOf(const HeatMap& map) { return ScaleOf(map.values, map.scaleMax); }
+std::vector<size_t> AskedUnits(const HeatMap& map) {
+  std::vector<size_t> units(map.values.size());
+  std::iota(units.begin(), units.end(), size_t{0});
+  return map.units.value_or(std::move(units));
+}
+
+std::vector<double> AskedValues(const HeatMap& map) {
+  std::vector<double> values;
+  for (const size_t unit : AskedUnits(map)) {
+    values.push_back(map.values[unit]);
+  }
+  return values;
+}
+
+HeatScale ScaleOf(const HeatMap& map) { return ScaleOf(AskedValues(map), map.scaleMax); }
 
 HeatPlot::HeatPlot(HeatMap heat)
     : map(std::move(heat)),
+      units(AskedUnits(map)),
       scale(ScaleOf(map)),
-      bar(map.values, scale, map.unit, LevelName(map.level)) {}
+      bar(AskedValues(map), scale, map.unit, LevelName(map.level)) {}
 
 PlotBody::Margins HeatPlot::GetMargins(const PlotStyle& style) const {
   Margins margins = ArrayGrid::MarginsFor(map.shape, map.level, style);
@@ -35,7 +50,7 @@ Color HeatPlot::ColorOf(double value, const PlotStyle& style) const {
 }
 
 void HeatPlot::DrawCells(Canvas& canvas, const ArrayGrid& grid, const PlotStyle& style) const {
-  for (size_t i = 0; i < map.values.size(); ++i) {
+  for (const size_t i : units) {
     if (map.values[i] > 0) {
       canvas.Cell(grid.CellOf(i), ColorOf(map.values[i], style));
     } else if (grid.ShowsDots()) {
@@ -45,8 +60,11 @@ void HeatPlot::DrawCells(Canvas& canvas, const ArrayGrid& grid, const PlotStyle&
 }
 
 void HeatPlot::DrawValues(Canvas& canvas, const ArrayGrid& grid, const PlotStyle& style) const {
-  const double largest = *std::max_element(map.values.begin(), map.values.end());
-  for (size_t i = 0; i < map.values.size(); ++i) {
+  double largest = 0;
+  for (const size_t i : units) {
+    largest = std::max(largest, map.values[i]);
+  }
+  for (const size_t i : units) {
     if (map.values[i] > 0) {
       grid.DrawText(canvas, i, ValueText(map.values[i]), ColorOf(map.values[i], style),
                     map.values[i] == largest, style);
@@ -55,8 +73,7 @@ void HeatPlot::DrawValues(Canvas& canvas, const ArrayGrid& grid, const PlotStyle
 }
 
 void HeatPlot::DrawRings(Canvas& canvas, const ArrayGrid& grid, const PlotStyle& style) const {
-  std::vector<size_t> order(map.values.size());
-  std::iota(order.begin(), order.end(), size_t{0});
+  std::vector<size_t> order = units;
   const size_t rings = std::min(ArrayGrid::RINGS, order.size());
   std::partial_sort(order.begin(), order.begin() + static_cast<std::ptrdiff_t>(rings), order.end(),
                     [&](size_t a, size_t b) {
@@ -73,9 +90,9 @@ void HeatPlot::Draw(Canvas& canvas, const Box& area, const PlotStyle& style) con
   const ArrayGrid grid(map.shape, map.level, area, style);
   grid.DrawFrame(canvas, style);
   DrawCells(canvas, grid, style);
-  const bool allFit = grid.ShowsTexts() &&
-                      std::all_of(map.values.begin(), map.values.end(),
-                                  [&](double value) { return grid.Fits(ValueText(value), style); });
+  const bool allFit = grid.ShowsTexts() && std::all_of(units.begin(), units.end(), [&](size_t i) {
+                        return grid.Fits(ValueText(map.values[i]), style);
+                      });
   if (allFit) {
     DrawValues(canvas, grid, style);
   } else {

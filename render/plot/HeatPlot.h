@@ -21,7 +21,14 @@ struct HeatMap {
   bool whole = false;              // whether they are counts
   std::string unit;                // of the scale: "fires per PE"
   std::optional<double> scaleMax;  // the end of the scale; what is above takes the last colour
+  // The numbers of the units that were asked for, ascending; unless given all. Nothing is shown or
+  // said of others.
+  std::optional<std::vector<size_t>> units = {};
 };
+
+// The numbers of the units that were asked for, and their values.
+std::vector<size_t> AskedUnits(const HeatMap& map);
+std::vector<double> AskedValues(const HeatMap& map);
 
 HeatScale ScaleOf(const HeatMap& map);
 
@@ -48,6 +55,7 @@ class HeatPlot : public PlotBody {
   void DrawRings(Canvas& canvas, const ArrayGrid& grid, const PlotStyle& style) const;
 
   HeatMap map;
+  std::vector<size_t> units;  // that are shown
   HeatScale scale;
   ScaleBar bar;
 };

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,14 +13,16 @@
 #include "measure/RunCounts.h"
 #include "measure/RunMeasures.h"
 #include "render/plot/Page.h"
+#include "trace/ask/Region.h"
 
 namespace marrowfin {
 
 // A run as plots tell of it. What it points to outlives every plot that is made of it.
 struct PlottedRun {
-  std::string trace;   // its name, for the caption
-  bool whole = true;   // whether all of its events are in it
-  std::string chosen;  // which are, where not all: for the caption
+  std::string trace;             // its name, for the caption
+  bool whole = true;             // whether all of its events are in it
+  std::string chosen;            // which are, where not all: for the caption
+  std::optional<Region> region;  // that they were chosen by; of its elements measures are
   const RunCounts* counts = nullptr;
   const PacketCounts* packets = nullptr;  // where something tells packets
   RunMeasures measures;

@@ -59,18 +59,21 @@ ReportTable ElementTable(const ReportedRun& reported) {
   table.columns = {{"PE"},          {"Fires", true},   {"× mean", true}, {"Utilisation", true},
                    {"Sends", true}, {"Receives", true}};
   table.others = "marrowfin-trace stats " + reported.file + " --csv pes";
+  const std::vector<size_t> asked = UnitsIn(places.Shape(), Level::PE, reported.run.region);
   std::vector<uint64_t> fires;
-  for (const ElementCounts& element : places.Elements()) {
-    fires.push_back(element.fires);
+  for (const size_t element : asked) {
+    fires.push_back(places.Elements()[element].fires);
   }
   const std::vector<double> shares =
       ValuesOf(*reported.run.counts, PlaceMeasure::UTILISATION, m.cycles);
-  const double mean = static_cast<double>(m.fires) / static_cast<double>(fires.size());
+  const double mean =
+      static_cast<double>(m.fires) / static_cast<double>(std::max<size_t>(1, fires.size()));
   table.all = fires.size();
-  for (const size_t i : LargestFirst(fires)) {
+  for (const size_t number : LargestFirst(fires)) {
     if (table.rows.size() == ReportTable::MOST_ROWS) {
       break;
     }
+    const size_t i = asked[number];
     const Place at = places.Shape().ElementAt(i);
     const ElementCounts& element = places.Elements()[i];
     table.rows.push_back({PlaceText(at.column, at.row), CountText(element.fires),
@@ -96,7 +99,8 @@ ReportTable PhaseTable(const ReportedRun& reported) {
     const size_t end = phases[i].firstColumn + phases[i].columns - 1;
     const uint64_t first = columns.FirstOf(phases[i].firstColumn);
     const uint64_t last = columns.FirstOf(end) + columns.WidthOf(end) - 1;
-    table.rows.push_back({PhaseName(i), CyclesText(first, last), CountText(last - first + 1),
+    table.rows.push_back({PhaseName(i), CyclesText(first, last),
+                          CountText(WholeOf(CycleRange{first, last}.Length())),
                           ThreeDigits(phases[i].mean / static_cast<double>(columns.width))});
   }
   table.all = table.rows.size();
@@ -161,15 +165,16 @@ ReportTable ThreadTable(const ReportedRun& reported) {
     }
   }
   table.all = fires.size();
+  // All fires, also those at places that the array does not have.
+  const double all = static_cast<double>(std::accumulate(fires.begin(), fires.end(), uint64_t{0}));
   const RunMeasures& m = reported.run.measures;
   for (const size_t i : LargestFirst(fires)) {
     if (table.rows.size() == ReportTable::MOST_ROWS) {
       break;
     }
     const double count = static_cast<double>(fires[i]);
-    table.rows.push_back({names[i], CountText(fires[i]),
-                          PercentText(count / static_cast<double>(m.fires)),
-                          ThreeDigits(count / m.cycles)});
+    table.rows.push_back(
+        {names[i], CountText(fires[i]), PercentText(count / all), ThreeDigits(count / m.cycles)});
   }
   return table;
 }

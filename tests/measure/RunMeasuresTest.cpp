@@ -76,11 +76,13 @@ TEST(RunMeasuresTest, OfARegionItsUnitsAloneAreTold) {
 TEST(RunMeasuresTest, RegionsHaveTheElementsClustersAndSwitchesThatLieInThem) {
   const ArrayShape shape({2, 2}, {1, 1}, {8, 8});
   const Region corner = {{7, 7}, {8, 7}};
-  EXPECT_THAT(ElementsIn(shape, corner), ElementsAre(7 * 16 + 7, 7 * 16 + 8));
-  EXPECT_THAT(ElementsIn(shape, Region{{15, 15}, {99, 99}}), ElementsAre(255));
-  EXPECT_EQ(ElementsIn(shape, std::nullopt).size(), 256U);
-  EXPECT_THAT(ClustersIn(shape, corner), ElementsAre(0, 1));
-  EXPECT_THAT(ClustersIn(shape, std::nullopt), ElementsAre(0, 1, 2, 3));
+  EXPECT_THAT(UnitsIn(shape, Level::PE, corner), ElementsAre(7 * 16 + 7, 7 * 16 + 8));
+  EXPECT_THAT(UnitsIn(shape, Level::PE, Region{{15, 15}, {99, 99}}), ElementsAre(255));
+  EXPECT_EQ(UnitsIn(shape, Level::PE, std::nullopt).size(), 256U);
+  EXPECT_THAT(UnitsIn(shape, Level::CLUSTER, corner), ElementsAre(0, 1));
+  EXPECT_THAT(UnitsIn(shape, Level::CLUSTER, std::nullopt), ElementsAre(0, 1, 2, 3));
+  EXPECT_THAT(UnitsIn({2, 2, 2}, Level::DOMAIN, Region{{3, 2}, {4, 3}}), ElementsAre(5, 6));
+  EXPECT_THAT(UnitsIn(shape, Level::PE, Region{{16, 0}, {99, 99}}), ElementsAre());
   EXPECT_THAT(SwitchesIn(shape, corner), ElementsAre());
   EXPECT_THAT(SwitchesIn(shape, Region{{4, 4}, {12, 4}}), ElementsAre(0, 1));
 }

@@ -123,7 +123,8 @@ MaybeFailure AlignByPhase(const Flags& flags, const DiffedRuns& runs, const Cons
 
 void TakeMeasures(const CountedRun& run, DiffedRun& side) {
   side.run = &run;
-  side.measures = MeasuresOf(*run.counts, NetworkOf(run.companion->GetAbout()));
+  side.measures =
+      MeasuresOf(*run.counts, NetworkOf(run.companion->GetAbout()), run.question.filter.region);
 }
 
 // Nothing is measured of runs of which one is empty: no rate is of no cycles.
