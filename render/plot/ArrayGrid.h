@@ -95,7 +95,7 @@ class ArrayGrid {
   Axis columns;
   Axis rows;
   double cell;
-  Box bounds;
+  Box bounds = {};
 };
 
 }  // namespace marrowfin

@@ -9,14 +9,24 @@
 namespace marrowfin {
 namespace {
 
+constexpr int MOST_DECIMALS = 9;
+constexpr double MOST_PLAIN = 1e20;  // above any count; larger reals are told by powers of ten
+
+std::string Formatted(double value, std::chars_format format, int digits) {
+  char text[64];
+  return {text, std::to_chars(text, text + sizeof(text), value, format, digits).ptr};
+}
+
 // A round number with so many digits behind the point and commas before it.
 std::string Label(double value, int decimals) {
-  if (decimals <= 0) {
-    return CountText(static_cast<uint64_t>(std::llround(value)));
+  if (value < 0) {
+    return "−" + Label(-value, decimals);
   }
-  char text[64];
-  return {text,
-          std::to_chars(text, text + sizeof(text), value, std::chars_format::fixed, decimals).ptr};
+  if (decimals > MOST_DECIMALS || value >= MOST_PLAIN) {
+    return Formatted(value, std::chars_format::general, 6);
+  }
+  return decimals <= 0 ? CountText(WholeOf(std::round(value)))
+                       : Formatted(value, std::chars_format::fixed, decimals);
 }
 
 double RoundStep(double step) {
@@ -31,16 +41,59 @@ int DecimalsOf(double step) {
 
 }  // namespace
 
-std::vector<Tick> LinearTicks(double low, double high, size_t wanted, double least) {
+std::vector<Tick> LinearTicks(double low, double high, size_t wanted) {
   std::vector<Tick> ticks;
   if (!(high > low)) {
     ticks.push_back({low, Label(low, 0)});
     return ticks;
   }
-  const double step = std::max(least, RoundStep((high - low) / static_cast<double>(wanted)));
+  const double step = RoundStep((high - low) / static_cast<double>(wanted));
+  const int decimals = DecimalsOf(step);
   const double first = std::ceil(low / step - 1e-9) + 0.0;  // no minus zero
-  for (double i = first; i * step <= high + step * 1e-9; ++i) {
-    ticks.push_back({i * step, Label(i * step, DecimalsOf(step))});
+  // Where numbers are too large for their steps, some of them are the same number.
+  const size_t most = 2 * wanted + 2;
+  for (size_t i = 0; i < most; ++i) {
+    const double value = (first + static_cast<double>(i)) * step;
+    if (value > high + step * 1e-9) {
+      break;
+    }
+    if (ticks.empty() || value > ticks.back().value) {
+      ticks.push_back({value, Label(value, decimals)});
+    }
+  }
+  return ticks;
+}
+
+double Scale::At(double value) const {
+  const double share = (value - low) / (high - low);
+  return from + share * (to - from);
+}
+
+Scale CycleScale::SinceFirst() const {
+  return {0, static_cast<double>(last - first) + 1, from, to};
+}
+
+double CycleScale::At(uint64_t cycle, double part) const {
+  return SinceFirst().At(static_cast<double>(cycle - first) + part);
+}
+
+std::vector<Tick> CycleTicks(uint64_t first, uint64_t last, size_t wanted) {
+  const double cycles = static_cast<double>(last - first) + 1;
+  const uint64_t step =
+      WholeOf(std::max(1.0, std::round(RoundStep(cycles / static_cast<double>(wanted)))));
+  std::vector<Tick> ticks;
+  // The last tick may be the cycle behind the last one, if there is such a number.
+  const uint64_t before = last - first;
+  uint64_t since = (step - first % step) % step;
+  while (since <= before || since - before == 1) {
+    if (first + since < first) {
+      break;
+    }
+    ticks.push_back({static_cast<double>(since), CountText(first + since)});
+    if (since + step < since) {
+      break;
+    }
+    since += step;
   }
   return ticks;
 }
@@ -48,13 +101,7 @@ std::vector<Tick> LinearTicks(double low, double high, size_t wanted, double lea
 std::vector<Tick> CycleTicks(uint64_t first, uint64_t last, double width, const PlotStyle& style) {
   const double size = style.LabelSize();
   const double room = TextWidth(CountText(last), Weight::REGULAR, size) + 2.5 * size;
-  const size_t wanted = static_cast<size_t>(std::max(2.0, width / room));
-  return LinearTicks(static_cast<double>(first), static_cast<double>(last) + 1, wanted, 1);
-}
-
-double Scale::At(double value) const {
-  const double share = (value - low) / (high - low);
-  return from + share * (to - from);
+  return CycleTicks(first, last, static_cast<size_t>(std::max(2.0, width / room)));
 }
 
 void DrawVerticalAxis(Canvas& canvas, const Box& area, const Scale& scale,

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "render/plot/SvgNames.h"
+#include "trace/base/Utf8.h"
 
 namespace marrowfin {
 namespace {
@@ -239,7 +240,7 @@ void Canvas::UseLetters(double size, Weight weight) {
 void Canvas::Show(const std::string& text, double size, Color color, Weight weight) {
   UseLetters(size, weight);
   Use(color);
-  cairo_show_text(cairo, text.c_str());
+  cairo_show_text(cairo, AsUtf8(text).c_str());
   cairo_new_path(cairo);
 }
 
@@ -257,7 +258,7 @@ void Canvas::TextOn(Color halo, const std::string& text, Spot spot, Align align,
   cairo_move_to(cairo, Rounded(spot.x - (align == Align::CENTRE ? left / 2 : left)),
                 Rounded(spot.y));
   UseLetters(size, weight);
-  cairo_text_path(cairo, text.c_str());
+  cairo_text_path(cairo, AsUtf8(text).c_str());
   cairo_set_line_join(cairo, CAIRO_LINE_JOIN_ROUND);
   Stroke({halo, size * 0.4});
   Text(text, spot, align, size, color, weight);
@@ -273,6 +274,11 @@ void Canvas::TextUpwards(const std::string& text, Spot middle, double size, Colo
 }
 
 Fault Canvas::Write(ByteSink& sink, const std::string& name) {
+  // Behind the first thing that went wrong nothing was drawn.
+  const cairo_status_t drawn = cairo_status(cairo);
+  if (drawn != CAIRO_STATUS_SUCCESS) {
+    return NoPage(cairo_status_to_string(drawn));
+  }
   cairo_destroy(cairo);
   cairo = nullptr;
   if (format == PlotFormat::PNG) {

@@ -22,10 +22,10 @@ struct Spot {
 };
 
 struct Box {
-  double x = 0;
-  double y = 0;
-  double width = 0;
-  double height = 0;
+  double x;
+  double y;
+  double width;
+  double height;
 
   double Right() const { return x + width; }
   double Bottom() const { return y + height; }
@@ -88,6 +88,7 @@ class Canvas {
   void Polygon(const std::vector<Spot>& corners, Color fill, const Pen& outline);
   void Ring(Spot centre, double radius, const Pen& pen);
 
+  // Texts are UTF-8; what is none, as a name of a file may be, is shown as missing.
   void Text(const std::string& text, Spot spot, Align align, double size, Color color,
             Weight weight = Weight::REGULAR);
 
@@ -99,7 +100,8 @@ class Canvas {
   void TextUpwards(const std::string& text, Spot middle, double size, Color color);
 
   // Ends the page and writes the file; nothing can be drawn any more. `name` tells an SVG's parts
-  // from those of others on the same page: letters, digits and hyphens.
+  // from those of others on the same page: letters, digits and hyphens. SYSTEM where anything could
+  // not be drawn or written.
   [[nodiscard]] Fault Write(ByteSink& sink, const std::string& name);
 
  private:

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <new>
 
+#include "trace/base/Utf8.h"
+
 // The bytes of the files are put into the program as they are.
 __asm__(
     ".section .rodata\n"
@@ -73,7 +75,7 @@ cairo_font_face_t* FontFace(Weight weight) {
 double TextWidth(const std::string& text, Weight weight, double size) {
   cairo_scaled_font_t* const font = Scaled(weight, size);
   cairo_text_extents_t extents;
-  cairo_scaled_font_text_extents(font, text.c_str(), &extents);
+  cairo_scaled_font_text_extents(font, AsUtf8(text).c_str(), &extents);
   cairo_scaled_font_destroy(font);
   return extents.x_advance;
 }

@@ -23,14 +23,18 @@ double Below(const PlotStyle& style) {
 class Panel {
  public:
   Panel(const HistogramPanel& of, const Box& area, const PlotStyle& style)
-      : of(of), style(style), theme(*style.theme), size(style.LabelSize()), area(area) {
-    const double bars = std::max(1.0, of.bars.width * static_cast<double>(of.bars.counts.size()));
-    x = {of.bars.first, of.bars.first + bars, area.x, area.Right()};
+      : of(of),
+        style(style),
+        theme(*style.theme),
+        size(style.LabelSize()),
+        area(area),
+        x{of.bars.first, of.bars.counts.empty() ? of.bars.first + 1 : of.bars.End(), area.x,
+          area.Right()},
+        y{0, Highest() > 0 ? Highest() * 1.02 : 1, area.Bottom(), area.y} {
     PlaceMarks();
     // What is written above the bars takes room from them.
     const double above = size * (1.4 + 1.3 * static_cast<double>(levels));
-    y = {0, Highest() > 0 ? Highest() * 1.02 : 1, area.Bottom(),
-         area.y + std::min(above, area.height / 2)};
+    y.to = area.y + std::min(above, area.height / 2);
   }
 
   void Draw(Canvas& canvas) const {
@@ -197,7 +201,7 @@ class Panel {
   const PlotStyle& style;
   const Theme& theme;
   double size;
-  Box area;
+  Box area = {};
   Scale x;
   Scale y;
   std::vector<MarkPlace> places;

@@ -53,8 +53,7 @@ std::vector<Tick> LogTicks(double low, double high, size_t most) {
       for (const int lead : leads) {
         const double at = power + std::log10(lead);
         if (at >= low - 1e-9 && at <= high + 1e-9) {
-          ticks.push_back(
-              {at, CountText(static_cast<uint64_t>(std::llround(lead * std::pow(10, power))))});
+          ticks.push_back({at, CountText(WholeOf(std::round(lead * std::pow(10, power))))});
         }
       }
     }
@@ -69,7 +68,7 @@ std::vector<Tick> LogTicks(double low, double high, size_t most) {
 
 // Cycles across and logarithms of latencies up.
 struct LatencyPlot::Axes {
-  Scale x;
+  CycleScale x;
   Scale y;
 };
 
@@ -97,17 +96,15 @@ LatencyPlot::Axes LatencyPlot::AxesFor(const Box& area, const PlotStyle& style) 
   }
   low = low > high ? 0 : RoundDown(low);
   high = std::max(low + std::log10(2), RoundUp(high));
-  const double first = static_cast<double>(curves.windows.first);
-  const double last = static_cast<double>(curves.windows.last) + 1;
   // Room above the highest rule for what is said of the onset.
   const double above = curves.onset ? style.LabelSize() * 2.9 : 0;
-  return {{first, last, area.x, area.Right()}, {low, high, area.Bottom(), area.y + above}};
+  return {{curves.windows.first, curves.windows.last, area.x, area.Right()},
+          {low, high, area.Bottom(), area.y + above}};
 }
 
 Spot LatencyPlot::SpotOf(const Axes& axes, size_t window, uint64_t latency) const {
-  const double middle = static_cast<double>(curves.windows.FirstOf(window)) +
-                        static_cast<double>(curves.windows.WidthOf(window)) / 2;
-  return {axes.x.At(middle), axes.y.At(Logarithm(latency))};
+  const double middle = static_cast<double>(curves.windows.WidthOf(window)) / 2;
+  return {axes.x.At(curves.windows.FirstOf(window), middle), axes.y.At(Logarithm(latency))};
 }
 
 void LatencyPlot::DrawBand(Canvas& canvas, const Axes& axes, Curve below, Curve above,
@@ -140,7 +137,9 @@ void LatencyPlot::DrawCurve(Canvas& canvas, const Axes& axes, Curve curve, const
   const auto draw = [&] {
     if (spots.size() == 1) {
       const double half =
-          std::max(1.0, axes.x.At(static_cast<double>(curves.windows.width)) - axes.x.At(0)) * 0.4;
+          std::max(1.0, axes.x.At(curves.windows.first, static_cast<double>(curves.windows.width)) -
+                            axes.x.from) *
+          0.4;
       spots = {{spots[0].x - half, spots[0].y}, {spots[0].x + half, spots[0].y}};
     }
     if (!spots.empty()) {
@@ -162,9 +161,9 @@ void LatencyPlot::DrawIncomplete(Canvas& canvas, const Box& area, const Axes& ax
                                  const PlotStyle& style) const {
   for (size_t i = 0; i < curves.points.size(); ++i) {
     if (curves.points[i].incomplete) {
-      const double left = axes.x.At(static_cast<double>(curves.windows.FirstOf(i)));
-      const double right = axes.x.At(static_cast<double>(curves.windows.FirstOf(i)) +
-                                     static_cast<double>(curves.windows.WidthOf(i)));
+      const uint64_t first = curves.windows.FirstOf(i);
+      const double left = axes.x.At(first);
+      const double right = axes.x.At(first, static_cast<double>(curves.windows.WidthOf(i)));
       canvas.Hatch({left, area.y, right - left, area.height}, style.theme->rule);
     }
   }
@@ -177,7 +176,7 @@ void LatencyPlot::DrawOnset(Canvas& canvas, const Box& area, const Axes& axes,
   }
   const Theme& theme = *style.theme;
   const double size = style.LabelSize();
-  const double x = axes.x.At(static_cast<double>(*curves.onset));
+  const double x = axes.x.At(*curves.onset);
   const std::string when = "onset " + CountText(*curves.onset);
   const std::string why = "95 % > 2 × " + CountText(curves.early);
   const double width =
@@ -244,7 +243,7 @@ void LatencyPlot::Draw(Canvas& canvas, const Box& area, const PlotStyle& style) 
   DrawCurve(canvas, axes, &LatencyPoint::median, {theme.ink, 1.6});
   DrawOnset(canvas, area, axes, style);
   DrawNames(canvas, area, axes, style);
-  DrawHorizontalAxis(canvas, area, axes.x,
+  DrawHorizontalAxis(canvas, area, axes.x.SinceFirst(),
                      CycleTicks(curves.windows.first, curves.windows.last, area.width, style),
                      curves.axis, style);
 }

@@ -123,8 +123,8 @@ std::string AlikeText(double value, double largest, int digits) {
 // Where nodes are on the page.
 struct LinkPlot::Lines {
   double pitch = 0;
-  Spot first;  // the middle of node (0, 0)
-  Box box;     // of all nodes and links
+  Spot first;    // the middle of node (0, 0)
+  Box box = {};  // of all nodes and links
 
   Spot Node(Place place) const {
     return {first.x + pitch * place.column, first.y - pitch * place.row};

@@ -16,7 +16,7 @@ Color BarColor(const Theme& theme) { return Mixed(theme.rule, theme.mute, 1.0 / 
 
 size_t HeatScale::StepOf(double value) const {
   const double step = value / end * static_cast<double>(Theme::STEPS);
-  return std::min(Theme::STEPS - 1, static_cast<size_t>(std::max(0.0, step)));
+  return static_cast<size_t>(std::clamp(step, 0.0, static_cast<double>(Theme::STEPS - 1)));
 }
 
 HeatScale ScaleOf(std::span<const double> values, std::optional<double> end) {

@@ -198,13 +198,11 @@ void SpaceTimePlot::DrawCells(Canvas& canvas, const Box& area, const PlotStyle& 
       cells[(rows - 1 - row) * columns + column] = ColourAt(row, column, *style.theme);
     }
   }
-  const Scale x = {static_cast<double>(map.Times().first),
-                   static_cast<double>(map.Times().last) + 1, area.x, area.Right()};
+  const CycleScale x = {map.Times().first, map.Times().last, area.x, area.Right()};
   // The last column may be cut short: the picture ends with the cycles, and so does that.
   const size_t whole =
       map.Times().WidthOf(columns - 1) == map.Times().width ? columns : columns - 1;
-  const double edge =
-      whole == columns ? area.Right() : x.At(static_cast<double>(map.Times().FirstOf(whole)));
+  const double edge = whole == columns ? area.Right() : x.At(map.Times().FirstOf(whole));
   if (whole > 0) {
     std::vector<Color> full;
     for (size_t row = 0; row < rows; ++row) {
@@ -334,9 +332,8 @@ void SpaceTimePlot::Draw(Canvas& canvas, const Box& area, const PlotStyle& style
   }
   DrawCells(canvas, plot, style);
   DrawUnits(canvas, plot, style);
-  const Scale x = {static_cast<double>(map.Times().first),
-                   static_cast<double>(map.Times().last) + 1, plot.x, plot.Right()};
-  DrawHorizontalAxis(canvas, plot, x,
+  const CycleScale x = {map.Times().first, map.Times().last, plot.x, plot.Right()};
+  DrawHorizontalAxis(canvas, plot, x.SinceFirst(),
                      CycleTicks(map.Times().first, map.Times().last, plot.width, style), "cycle",
                      style);
   if (HasBars(style)) {

@@ -66,12 +66,12 @@ double TimelinePlot::HeightFor(double width, const PlotStyle& style) const {
   return std::max(width * 0.28, 90 * style.text);
 }
 
-void TimelinePlot::DrawLayers(Canvas& canvas, const Scale& x, const Scale& y,
+void TimelinePlot::DrawLayers(Canvas& canvas, const CycleScale& x, const Scale& y,
                               const PlotStyle& style) const {
   for (size_t column = 0; column < columns.Count(); ++column) {
-    const double left = x.At(static_cast<double>(columns.FirstOf(column)));
+    const double left = x.At(columns.FirstOf(column));
     const double right =
-        x.At(static_cast<double>(columns.FirstOf(column) + columns.WidthOf(column) - 1) + 1);
+        x.At(columns.FirstOf(column), static_cast<double>(columns.WidthOf(column)));
     double below = 0;
     for (size_t layer = 0; layer < layers.size(); ++layer) {
       const double above = below + RateOf(layers[layer].counts[column], column);
@@ -87,15 +87,14 @@ void TimelinePlot::DrawLayers(Canvas& canvas, const Scale& x, const Scale& y,
   }
 }
 
-void TimelinePlot::DrawPhases(Canvas& canvas, const Box& area, const Scale& x, const Scale& y,
+void TimelinePlot::DrawPhases(Canvas& canvas, const Box& area, const CycleScale& x, const Scale& y,
                               const PlotStyle& style) const {
   const Theme& theme = *style.theme;
   char letter = 'A';
   for (const Phase& phase : *phases) {
     const size_t last = phase.firstColumn + phase.columns - 1;
-    const double left = x.At(static_cast<double>(columns.FirstOf(phase.firstColumn)));
-    const double right =
-        x.At(static_cast<double>(columns.FirstOf(last) + columns.WidthOf(last) - 1) + 1);
+    const double left = x.At(columns.FirstOf(phase.firstColumn));
+    const double right = x.At(columns.FirstOf(last), static_cast<double>(columns.WidthOf(last)));
     if (phase.firstColumn > 0) {
       canvas.Vertical(left, area.y - 8 * style.text, area.Bottom(), {theme.ink, 0.6, {2, 1.5}});
     }
@@ -166,17 +165,14 @@ void TimelinePlot::Draw(Canvas& canvas, const Box& area, const PlotStyle& style)
   }
   const double top = highest > 0 ? highest * 1.04 : 1;
   const Scale y = {0, top, plot.Bottom(), plot.y};
-  const Scale x = {static_cast<double>(columns.first), static_cast<double>(columns.last) + 1,
-                   plot.x, plot.Right()};
+  const CycleScale x = {columns.first, columns.last, plot.x, plot.Right()};
   DrawVerticalAxis(canvas, plot, y, LinearTicks(0, top, 4), axis, style);
   DrawLayers(canvas, x, y, style);
   if (phases) {
     DrawPhases(canvas, plot, x, y, style);
   }
   const size_t ticks = static_cast<size_t>(std::max(3.0, plot.width / (60 * style.text)));
-  DrawHorizontalAxis(canvas, plot, x,
-                     LinearTicks(static_cast<double>(columns.first),
-                                 static_cast<double>(columns.last) + 1, ticks, 1),
+  DrawHorizontalAxis(canvas, plot, x.SinceFirst(), CycleTicks(columns.first, columns.last, ticks),
                      "cycle", style);
   if (layers.size() > 1 && !style.slide) {
     DrawLayerNames(canvas, {plot.Right() + 7, plot.Bottom()}, style);

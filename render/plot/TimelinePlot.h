@@ -35,8 +35,9 @@ class TimelinePlot : public PlotBody {
  private:
   std::string ShareText(size_t layer) const;
   double RateOf(uint64_t count, size_t column) const;
-  void DrawLayers(Canvas& canvas, const Scale& x, const Scale& y, const PlotStyle& style) const;
-  void DrawPhases(Canvas& canvas, const Box& area, const Scale& x, const Scale& y,
+  void DrawLayers(Canvas& canvas, const CycleScale& x, const Scale& y,
+                  const PlotStyle& style) const;
+  void DrawPhases(Canvas& canvas, const Box& area, const CycleScale& x, const Scale& y,
                   const PlotStyle& style) const;
   size_t LinesOfLegend(const PlotStyle& style) const;
   void DrawLayerNames(Canvas& canvas, Spot bottom, const PlotStyle& style) const;

@@ -124,13 +124,12 @@ void WhyPlot::DrawArray(Canvas& canvas, const Box& area, const PlotStyle& style)
 
 void WhyPlot::DrawMap(Canvas& canvas, const Box& area, const PlotStyle& style) const {
   map.Draw(canvas, area, MapStyle(style));
-  const Scale x = {static_cast<double>(times->Times().first),
-                   static_cast<double>(times->Times().last) + 1, area.x, area.Right()};
+  const CycleScale x = {times->Times().first, times->Times().last, area.x, area.Right()};
   const double row = area.height / static_cast<double>(times->Rows().Count());
   std::vector<Spot> spots;
   for (const ChainStop& stop : path.stops) {
     const double above = static_cast<double>(times->Rows().RowOf(stop.at)) + 0.5;
-    const Spot spot = {x.At(static_cast<double>(stop.time) + 0.5), area.Bottom() - row * above};
+    const Spot spot = {x.At(stop.time, 0.5), area.Bottom() - row * above};
     if (spots.empty() || spot.x != spots.back().x || spot.y != spots.back().y) {
       spots.push_back(spot);
     }

@@ -28,8 +28,8 @@ class WhyPlot : public PlotBody {
  private:
   // The parts of the page.
   struct Panels {
-    Box array;
-    Box map;  // without its margins; nothing of a slide
+    Box array = {};
+    Box map = {};  // without its margins; nothing of a slide
   };
   Panels PanelsOf(const Box& area, const PlotStyle& style) const;
   static PlotStyle MapStyle(const PlotStyle& style);

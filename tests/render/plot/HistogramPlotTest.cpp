@@ -144,6 +144,21 @@ TEST_F(HistogramPlotTest, AttributesOfAllTypesAreTold) {
   EXPECT_EQ(bars.cells[9], NumberCell("2")) << "a value that has no name";
 }
 
+TEST_F(HistogramPlotTest, BarsFillThePlotHoweverNarrowTheyAre) {
+  const auto bars = [&](double unit) {
+    AttributeValues reals;
+    reals.type = NoteType::REAL;
+    for (int i = 0; i <= 100; ++i) {
+      reals.counts.Add(RealKey(i * unit));
+    }
+    const PngPixels pixels(BytesOf(OfAttribute(reals), StyleOf(PlotFormat::PNG, 240)));
+    return pixels.Count(Theme::Light().categories[0]);
+  };
+  const size_t large = bars(1);
+  EXPECT_GT(large, 10000U);
+  EXPECT_GT(bars(0.0001), large / 2);
+}
+
 TEST_F(HistogramPlotTest, NumbersOfBarsAddUpToAllValues) {
   Packets(777);
   const PlotNumbers numbers = Of(HistogramOf::LATENCY).numbers();

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -31,7 +33,44 @@ TEST(AxisTest, TicksAreRoundAndHaveEquallyManyDigits) {
   EXPECT_THAT(Labels(LinearTicks(1000, 1010, 5)),
               ElementsAre("1,000", "1,002", "1,004", "1,006", "1,008", "1,010"));
   EXPECT_THAT(Labels(LinearTicks(5, 5, 4)), ElementsAre("5"));
-  EXPECT_THAT(Labels(LinearTicks(100, 101, 6, 1)), ElementsAre("100", "101")) << "cycles";
+  EXPECT_THAT(Labels(LinearTicks(-10, 10, 4)), ElementsAre("−10", "−5", "0", "5", "10"));
+  EXPECT_THAT(Labels(LinearTicks(-1, 1, 4)), ElementsAre("−1.0", "−0.5", "0.0", "0.5", "1.0"));
+  EXPECT_THAT(Labels(LinearTicks(0, 2e-12, 2)), ElementsAre("0", "1e-12", "2e-12"));
+  EXPECT_THAT(Labels(LinearTicks(0, 2e200, 2)), ElementsAre("0", "1e+200", "2e+200"));
+}
+
+TEST(AxisTest, TicksEndWhereNumbersAreTooLargeForTheirSteps) {
+  for (const double low : {9007199254740993.0, 1e18, 1e300}) {
+    const double high = std::nextafter(low, INFINITY);
+    const std::vector<Tick> ticks = LinearTicks(low, high, 6);
+    EXPECT_LE(ticks.size(), 14U);
+    for (size_t i = 1; i < ticks.size(); ++i) {
+      EXPECT_LT(ticks[i - 1].value, ticks[i].value);
+    }
+  }
+}
+
+TEST(AxisTest, CyclesHaveTicksThatAreExactHoweverHighTheyAre) {
+  constexpr uint64_t END = ~uint64_t{0};
+  EXPECT_THAT(Labels(CycleTicks(100, 100, size_t{6})), ElementsAre("100", "101"));
+  EXPECT_THAT(Labels(CycleTicks(0, 1971, size_t{4})), ElementsAre("0", "500", "1,000", "1,500"));
+  EXPECT_THAT(Labels(CycleTicks(0, 1999, size_t{4})),
+              ElementsAre("0", "500", "1,000", "1,500", "2,000"));
+  EXPECT_THAT(Labels(CycleTicks(3, 3, size_t{4})), ElementsAre("3", "4"));
+  EXPECT_THAT(Labels(CycleTicks(7, 998, size_t{2})), ElementsAre("500"));
+  EXPECT_THAT(Labels(CycleTicks(7, 999, size_t{2})), ElementsAre("500", "1,000"));
+  EXPECT_THAT(Labels(CycleTicks(1001, 1004, size_t{1})), ElementsAre("1,005"));
+  EXPECT_THAT(Labels(CycleTicks(END - 299, END, size_t{2})),
+              ElementsAre("18,446,744,073,709,551,400", "18,446,744,073,709,551,600"));
+  EXPECT_THAT(Labels(CycleTicks(END, END, size_t{3})), ElementsAre("18,446,744,073,709,551,615"));
+  EXPECT_EQ(CycleTicks(END - 299, END, size_t{2})[1].value, 284);
+  EXPECT_THAT(Labels(CycleTicks(0, END, size_t{2})),
+              ElementsAre("0", "10,000,000,000,000,000,000"));
+  const CycleScale scale = {END - 3, END, 100, 140};
+  EXPECT_EQ(scale.At(END - 3), 100);
+  EXPECT_EQ(scale.At(END - 2), 110);
+  EXPECT_EQ(scale.At(END, 0.5), 135);
+  EXPECT_EQ(scale.At(END, 1), 140);
 }
 
 TEST(AxisTest, ScalesMapEndsToEnds) {
@@ -98,6 +137,37 @@ TEST(HeatScaleTest, TheScaleEndsAtTheLargestValueUnlessThatStandsOut) {
   EXPECT_EQ(ScaleOf(map).end, 40) << "two pictures have one scale, also where nothing happened";
 }
 
+TEST(HeatScaleTest, ValuesFarBeyondTheEndTakeTheLastStep) {
+  HeatMap map = MapOf({1, 0, 0, 0});
+  map.scaleMax = 1e-300;
+  EXPECT_EQ(ScaleOf(map).StepOf(1), 15U);
+  EXPECT_EQ(ScaleOf(map).above, 1U);
+  EXPECT_EQ(ScaleOf(MapOf({0, 0, 0, 0})).above, 0U);
+  EXPECT_FALSE(ScaleOf(MapOf({0, 0, 0, 0})).clipped);
+}
+
+TEST(HeatScaleTest, UnitsThatWereNotAskedForAreOnNoScale) {
+  HeatMap map = MapOf({4, 9, 0, 2});
+  map.units = {0, 3};
+  EXPECT_EQ(ScaleOf(map).end, 4);
+  EXPECT_THAT(AskedValues(map), ElementsAre(4, 2));
+}
+
+TEST(CanvasTest, ATextThatIsNoUtf8IsShownWithWhatIsMissingAndHidesNothing) {
+  const auto draw = [](const std::string& text) {
+    Result<std::unique_ptr<Canvas>> canvas = Canvas::Open(PlotFormat::PNG, 60, 20, 2);
+    (*canvas)->Text(text, {2, 8}, Align::LEFT, 6, {0, 0, 255});
+    (*canvas)->TextOn({255, 255, 255}, text, {30, 8}, Align::CENTRE, 6, {0, 0, 255});
+    (*canvas)->Fill({0, 10, 60, 10}, {255, 0, 0});
+    MemorySink sink;
+    EXPECT_FALSE((*canvas)->Write(sink, "p"));
+    return std::string(sink.Bytes().begin(), sink.Bytes().end());
+  };
+  EXPECT_EQ(draw("a\xff"), draw("a\xEF\xBF\xBD"));
+  EXPECT_NE(draw("a\xff"), draw("a"));
+  EXPECT_EQ(TextWidth("\xff", Weight::BOLD, 6), TextWidth("\xEF\xBF\xBD", Weight::BOLD, 6));
+}
+
 TEST(HeatScaleTest, SixteenEqualStepsBeginAtZero) {
   const HeatScale scale = ScaleOf(MapOf({0, 0, 0, 32}));
   EXPECT_EQ(scale.StepOf(0), 0U);
@@ -150,6 +220,38 @@ TEST(PageTest, AHeightInWhichWordsWouldLieOverEachOtherIsRefused) {
   const auto refused = DrawPage({}, TallWords(), style);
   ASSERT_FALSE(refused);
   EXPECT_EQ(refused.Why().reason, "the page has no room for the plot");
+}
+
+// A plot with so much beside it that it is `width` wide on a page of the usual width, and as high.
+class SmallPlot : public PlotBody {
+ public:
+  explicit SmallPlot(double width, double height) : width(width), height(height) {}
+
+  Margins GetMargins(const PlotStyle& style) const override { return {style.width - width, 0, 0}; }
+  double HeightFor(double /*width*/, const PlotStyle& /*style*/) const override { return height; }
+  void Draw(Canvas& /*canvas*/, const Box& /*area*/, const PlotStyle& /*style*/) const override {}
+
+ private:
+  double width;
+  double height;
+};
+
+TEST(PageTest, APlotOfLessThanTwentyPointsIsNone) {
+  PlotStyle style;
+  style.title = style.caption = false;
+  EXPECT_TRUE(DrawPage({}, SmallPlot(20, 20), style));
+  EXPECT_FALSE(DrawPage({}, SmallPlot(19.5, 20), style));
+  EXPECT_FALSE(DrawPage({}, SmallPlot(20, 19.5), style));
+}
+
+TEST(TimelinePlotTest, IsFlatButHighEnoughForItsWords) {
+  const TimelinePlot plot(TimeColumns{0, 9, 1}, {{"fires", std::vector<uint64_t>(10)}},
+                          std::nullopt, "", "");
+  PlotStyle style;
+  EXPECT_DOUBLE_EQ(280, plot.HeightFor(1000, style));
+  EXPECT_DOUBLE_EQ(90, plot.HeightFor(100, style));
+  style.text = 2;
+  EXPECT_DOUBLE_EQ(180, plot.HeightFor(100, style));
 }
 
 }  // namespace
