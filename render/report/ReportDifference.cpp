@@ -48,10 +48,10 @@ std::string DifferenceText(const ReportedDifference& difference) {
   const double cycles = difference.run.measures.cycles;
   const double others = difference.other.measures.cycles;
   return text + (cycles == others
-                     ? " Both take " + CountText(static_cast<uint64_t>(cycles)) + " cycles."
-                     : " It takes " + CountText(static_cast<uint64_t>(cycles)) +
-                           " cycles, the other " + CountText(static_cast<uint64_t>(others)) +
-                           ": it is " + ThreeDigits(others / cycles) + " times as fast.");
+                     ? " Both take " + CountText(WholeOf(cycles)) + " cycles."
+                     : " It takes " + CountText(WholeOf(cycles)) + " cycles, the other " +
+                           CountText(WholeOf(others)) + ": it is " + ThreeDigits(others / cycles) +
+                           " times as fast.");
 }
 
 ReportTable ChangeTable(const ReportedDifference& difference) {

@@ -76,8 +76,7 @@ std::string OrNo(uint64_t count, const std::string& word) {
 void AddRun(Lines& lines, const ReportedRun& reported) {
   const RunMeasures& m = reported.run.measures;
   const ArrayShape& shape = reported.run.counts->Places().Shape();
-  lines.Add("Run",
-            CountText(static_cast<uint64_t>(m.cycles)) + (m.cycles == 1 ? " cycle" : " cycles"),
+  lines.Add("Run", CountOf(WholeOf(m.cycles), "cycle"),
             CountText(m.range.first) + " to " + CountText(m.range.last));
   const std::string all = AxesText({shape.Columns(), shape.Rows()}) + " PEs";
   lines.Add("Array", all, ArrayWords(shape) == all ? "" : ArrayWords(shape));
@@ -104,8 +103,7 @@ void AddWork(Lines& lines, const RunMeasures& m) {
                 "fires per cycle, of those that fire");
   lines.AddMore("Busiest cycle", CountText(m.peakCycle), "with " + CountOf(m.peakFires, "fire"));
   if (m.longestGap) {
-    lines.AddMore("Longest gap of a PE",
-                  CountOf(static_cast<uint64_t>(m.longestGap->value), "cycle"),
+    lines.AddMore("Longest gap of a PE", CountOf(WholeOf(m.longestGap->value), "cycle"),
                   At(*m.longestGap) + ", from one fire to the next, up to cycle " +
                       CountText(m.longestGapEnd));
   }

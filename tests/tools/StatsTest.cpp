@@ -298,5 +298,14 @@ TEST_F(StatsTest, ACompanionThatIsNotBelievedIsTold) {
   EXPECT_THAT(result.out, HasSubstr("5, 0.455 a cycle"));
 }
 
+TEST_F(StatsTest, ARunMayTakeAllCyclesThatThereAre) {
+  const std::string end = std::to_string(~uint64_t{0});
+  Trace("fire 0 0 0 0\nfire " + end + " 0 0 0\n");
+  const json stats = json::parse(Run({"stats", "t.trace", "--json"}).out);
+  EXPECT_EQ(stats["longestGap"]["cycles"], ~uint64_t{0});
+  EXPECT_THAT(Run({"stats", "t.trace"}).out,
+              HasSubstr("longest gap           18,446,744,073,709,551,615 cycles at (0, 0)"));
+}
+
 }  // namespace
 }  // namespace marrowfin

@@ -2,6 +2,7 @@
 #include <string>
 #include <vector>
 
+#include "measure/NumberText.h"
 #include "tools/program/Json.h"
 #include "tools/program/RunAnswer.h"
 
@@ -189,7 +190,7 @@ Json StatsJson(const RunAnswer& answer) {
                {"phases", PhasesAsJson(answer)}};
   if (m.longestGap) {
     json["longestGap"] = {{"at", AsJson(m.longestGap->at)},
-                          {"cycles", static_cast<uint64_t>(m.longestGap->value)},
+                          {"cycles", WholeOf(m.longestGap->value)},
                           {"end", m.longestGapEnd}};
   }
   if (!answer.groups.empty()) {

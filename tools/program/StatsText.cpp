@@ -79,7 +79,7 @@ void AddWork(Table& table, const RunMeasures& measures) {
   AddUsage(table, measures.elements, "PEs");
   if (measures.longestGap) {
     table.Line("longest gap",
-               CountText(static_cast<uint64_t>(measures.longestGap->value)) + " cycles at " +
+               CountText(WholeOf(measures.longestGap->value)) + " cycles at " +
                    PlaceText(measures.longestGap->at.column, measures.longestGap->at.row) +
                    ", up to cycle " + CountText(measures.longestGapEnd));
   }

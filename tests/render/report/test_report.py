@@ -279,6 +279,33 @@ def test_a_range_without_events_is_a_page_of_short_sections(folder):
     assert [e for e in page.root.all("ul") if "sentences" in e.classes()] == []
 
 
+def test_what_is_said_of_elements_is_about_those_of_the_region(folder):
+    page = page_of(folder, "--region", "0,0:3,3", "--no-causes")
+    stats = json.loads(run(folder, "stats", "run.trace", "--region", "0,0:3,3", "--json").stdout)
+    assert stats["elements"]["units"] == 16
+    numbers = page.numbers()
+    assert numbers["PEs that never fire"] == (str(stats["elements"]["never"]), "of 16 PEs")
+    assert numbers["Utilisation of PEs"][1].endswith("mean of 16 PEs")
+    mean = stats["fires"] / 16
+    most = rows_of(page, "table-pes")[0]
+    assert float(most[2]) == pytest.approx(int(most[1]) / mean, rel=0.01)
+    assert len(rows_of(page, "table-pes")) == 16
+
+
+def test_shares_of_threads_are_of_all_fires_also_outside_the_array(folder):
+    page = page_of(folder, "-c", "1", "-d", "1", "-p", "2", "--no-causes")
+    shares = [float(row[2].split()[0]) for row in rows_of(page, "table-threads")]
+    assert 0 < max(shares) <= 100
+
+
+def test_a_run_may_take_all_cycles_that_there_are(folder):
+    last = 2 ** 64 - 1
+    (folder / "long.trace").write_bytes(record(FIRE, 0, 0, 0, 0) + record(FIRE, last, 0, 0, 0))
+    numbers = page_of(folder, "--no-causes", trace="long.trace").numbers()
+    assert numbers["Run"] == ("18,446,744,073,709,551,615 cycles", f"0 to {last:,}")
+    assert numbers["Longest gap of a PE"][0] == f"{last:,} cycles"
+
+
 def test_a_single_cycle_and_a_single_element_make_a_page(folder):
     (folder / "one.trace").write_bytes(record(FIRE, 5, 0, 0, 0))
     page = page_of(folder, "-c", "1", "-d", "1", "-p", "1", trace="one.trace")
@@ -362,6 +389,16 @@ def test_rules_that_cannot_be_read_make_no_page_and_are_not_written_over(folder)
     assert result.returncode == 2 and b"is the file of rules" in result.stderr
     assert not (folder / "page.html").exists()
     assert (folder / "rules.toml").read_text().startswith("[[rule]]")
+
+
+def test_the_baseline_of_a_rule_is_not_written_over(folder):
+    (folder / "rules.toml").write_text(
+        "[[rule]]\nname = \"a\"\nmeasure = \"fires\"\nbaseline = \"base.json\"\nwithin = 0\n")
+    base = run(folder, "stats", "run.trace", "--json").stdout
+    (folder / "base.json").write_bytes(base)
+    result = run(folder, "report", "run.trace", "--expect", "rules.toml", "-o", "./base.json")
+    assert result.returncode == 2 and b"is a baseline of the rules" in result.stderr
+    assert (folder / "base.json").read_bytes() == base
 
 
 def test_the_difference_is_that_which_diff_tells(folder):
@@ -455,7 +492,7 @@ def test_the_map_of_a_large_array_is_of_its_domains(folder):
 
 @pytest.mark.parametrize("flags", [
     (), ("-o", "run.trace"), ("--pdf", "run.trace"), ("-o", "run.trace.mfindex"),
-    ("-o", "a", "--pdf", "a"), ("-o", "a.html", "--theme", "pink"), ("-o", "a.html", "--packets", "x")])
+    ("-o", "a", "--pdf", "a"), ("-o", "./a", "--pdf", "a"), ("-o", "-", "--pdf", "/dev/stdout"), ("-o", "a.html", "--theme", "pink"), ("-o", "a.html", "--packets", "x")])
 def test_command_lines_that_make_no_page_are_refused(folder, flags):
     before = (folder / "run.trace").read_bytes()
     result = run(folder, "report", "run.trace", *flags)
