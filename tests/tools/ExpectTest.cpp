@@ -300,11 +300,16 @@ TEST_F(ExpectTest, NothingIsWrittenOverWhatIsReadOrIsNoBaseline) {
     }
   }
   EXPECT_EQ(2, Expect({"--junit", "x", "-o", "x"}).exitStatus);
+  EXPECT_EQ(2, Expect({"--junit", "v.xml", "-o", "./v.xml"}).exitStatus);
+  EXPECT_FALSE(HasFileLike("v.xml"));
   EXPECT_EQ(2, Expect({"--junit", "-"}).exitStatus);
   EXPECT_EQ(2, Expect({"--junit", "-", "-o", "-"}).exitStatus);
   Rules("[[rule]]\nname = \"a\"\nmeasure = \"fires\"\nbaseline = \"t.trace.about\"\nwithin = 1\n");
   EXPECT_EQ(2, Expect({"--update-baseline"}).exitStatus);
   EXPECT_FALSE(HasFileLike("about"));
+  Rules(std::string(near));
+  EXPECT_EQ(2, Expect({"--update-baseline", "-o", "./base.json"}).exitStatus);
+  EXPECT_EQ("precious", testing::ReadFile(folder.File("base.json")));
 }
 
 TEST_F(ExpectTest, WhatCannotBeReadIsTroubleAndLeavesNothing) {

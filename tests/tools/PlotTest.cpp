@@ -5,6 +5,8 @@
 namespace marrowfin {
 namespace {
 
+namespace fs = std::filesystem;
+
 using ::testing::AllOf;
 using testing::CommandResult;
 using ::testing::HasSubstr;
@@ -148,7 +150,7 @@ TEST_F(PlotTest, PacketsAreDrawnWhereSomethingTellsThem) {
     EXPECT_THAT(result.err, HasSubstr("t.trace: nothing tells its packets\n"));
     EXPECT_THAT(result.err, HasSubstr("--packets thread"));
   }
-  EXPECT_FALSE(std::filesystem::exists(folder.File("a.png")));
+  EXPECT_FALSE(fs::exists(folder.File("a.png")));
   EXPECT_THAT(Picture({"latency", "--packets", "thread"}, "a.png"), StartsWith("\x89PNG"));
   // Each of the two threads enters with its first fire and leaves with its second one.
   ExpectOutput(
@@ -171,7 +173,7 @@ TEST_F(PlotTest, AttributesAreDrawnWhereTheCompanionHasThem) {
   ExpectFailure(
       2, "--of: a picture has room for two distributions\n  Give it once or twice.\n",
       Plot({"histogram", "--of", "fires", "--of", "distance", "--of", "hops", "-o", "a.png"}));
-  EXPECT_FALSE(std::filesystem::exists(folder.File("a.png")));
+  EXPECT_FALSE(fs::exists(folder.File("a.png")));
 }
 
 TEST_F(PlotTest, NoTwoOutputsAreOneAndNoneIsTheTrace) {
@@ -181,8 +183,15 @@ TEST_F(PlotTest, NoTwoOutputsAreOneAndNoneIsTheTrace) {
                 Plot({"heat"}));
   ExpectFailure(2, "-: asked for by -o and by --csv\n  Name another one of them.\n",
                 Plot({"heat", "-o", "-", "--csv", "-"}));
-  ExpectFailure(2, "a: asked for by --csv and by --json\n  Name another one of them.\n",
-                Plot({"heat", "--json", "a", "--csv", "a"}));
+  for (const char* const other : {"a", "./a", "link"}) {
+    fs::remove(folder.File("link"));
+    fs::create_symlink("a", folder.File("link"));
+    ExpectFailure(
+        2, std::string(other) + ": asked for by --csv and by --json\n  Name another one of them.\n",
+        Plot({"heat", "--csv", "a", "--json", other}));
+    EXPECT_FALSE(fs::exists(folder.File("a")));
+  }
+  EXPECT_EQ(2, Plot({"heat", "--csv", "-", "--json", "/dev/stdout"}).exitStatus);
   for (const char* const flag : {"--csv", "--json", "--caption"}) {
     ExpectFailure(2, std::string("t.trace: is the trace\n  Name another file with ") + flag + ".\n",
                   Plot({"heat", flag, "t.trace"}));
@@ -216,14 +225,54 @@ TEST_F(PlotTest, CommandLinesThatMakeNoPictureAreRefused) {
                                                 {"heat", "-o", "a.png", "--size", "5x"},
                                                 {"heat", "-o", "a.png", "--size", "5x5x5"},
                                                 {"heat", "-o", "a.png", "--text", "9"},
+                                                {"heat", "-o", "a.png", "--text", "nan"},
                                                 {"heat", "-o", "a.png", "--scale-max", "0"},
+                                                {"heat", "-o", "a.png", "--scale-max", "nan"},
+                                                {"links", "-o", "a.png", "--scale-max", "inf"},
                                                 {"heat", "-o", "a.png", "--theme", "pink"},
                                                 {"diff", "-o", "a.png"}}) {
     const CommandResult result = Plot(flags);
     EXPECT_EQ(2, result.exitStatus) << flags.back();
     EXPECT_NE("", result.err);
   }
-  EXPECT_FALSE(std::filesystem::exists(folder.File("a.png")));
+  EXPECT_FALSE(fs::exists(folder.File("a.png")));
+  EXPECT_THAT(Plot({"spacetime", "-o", "a.png", "--scale-max", "-3"}).err,
+              HasSubstr("-3 is no number above 0"));
+}
+
+TEST_F(PlotTest, WhatIsSaidOfElementsIsAboutThoseOfTheRegion) {
+  // Of (0, 0) to (1, 0) each fires ten times of forty cycles; nothing else is asked for.
+  const CommandResult caption = Plot({"heat", "--region", "0,0:1,0", "--caption", "-"});
+  EXPECT_THAT(caption.out, HasSubstr("PE (0, 0) has 10 fires, 1 times the mean 10; median 10"));
+  EXPECT_EQ("column,row,fires\n0,0,10\n1,0,10\n",
+            Plot({"heat", "--region", "0,0:1,0", "--csv", "-"}).out);
+  EXPECT_THAT(Plot({"heat", "--region", "0,0:1,1", "--caption", "-"}).out,
+              HasSubstr("2 of 4 PEs never"));
+  EXPECT_THAT(Plot({"heat", "--region", "300,300", "--caption", "-"}).out,
+              HasSubstr("no fires here"));
+  EXPECT_THAT(Plot({"heat", "--measure", "transmissions", "--region", "4,4", "--caption", "-"}).out,
+              HasSubstr("Cluster (0, 0) has 1 transmissions, 1 times the mean 1"));
+  EXPECT_NE(Picture({"heat", "--region", "0,0:1,0"}, "a.png"),
+            Picture({"heat", "--region", "0,0:1,1"}, "b.png"));
+}
+
+TEST_F(PlotTest, CyclesAreToldApartHoweverHighTheyAre) {
+  const auto trace = [&](uint64_t first, const std::string& name) {
+    std::string text;
+    for (uint64_t cycle = 0; cycle < 300; ++cycle) {
+      text += "fire " + std::to_string(first + cycle) + " 0 0 0\n";
+    }
+    Trace(text, name);
+  };
+  trace(uint64_t{1} << 60, "far.trace");
+  trace(~uint64_t{0} - 299, "end.trace");
+  for (const char* const name : {"far.trace", "end.trace"}) {
+    for (const char* const kind : {"timeline", "spacetime", "why", "latency", "histogram"}) {
+      const CommandResult drawn = Run({"plot", kind, name, "-o", "a.svg", "--packets", "thread"});
+      const CommandResult plain = Run({"plot", kind, name, "-o", "a.svg"});
+      EXPECT_TRUE(drawn.exitStatus == 0 || plain.exitStatus == 0) << kind << plain.err;
+    }
+  }
 }
 
 TEST_F(PlotTest, APageThatCannotHoldThePlotIsAWrongSizeOfTheCommandLine) {
@@ -239,7 +288,7 @@ TEST_F(PlotTest, APageThatCannotHoldThePlotIsAWrongSizeOfTheCommandLine) {
                 "plot: a picture has at most 32,767 pixels each way\n"
                 "  Ask for a smaller picture.\n",
                 Plot({"heat", "-o", "a.png", "--size", "99999x99999"}));
-  EXPECT_FALSE(std::filesystem::exists(folder.File("a.png")));
+  EXPECT_FALSE(fs::exists(folder.File("a.png")));
 }
 
 TEST_F(PlotTest, APictureThatCannotBeMadeOrWrittenLeavesNothing) {
@@ -249,7 +298,7 @@ TEST_F(PlotTest, APictureThatCannotBeMadeOrWrittenLeavesNothing) {
     EXPECT_EQ(3, result.exitStatus) << result.err;
     EXPECT_NE("", result.err);
   }
-  EXPECT_FALSE(std::filesystem::exists(folder.File("a.png")));
+  EXPECT_FALSE(fs::exists(folder.File("a.png")));
 }
 
 TEST_F(PlotTest, ABrokenTraceIsDrawnUpToTheBreakWhichIsTold) {

@@ -136,6 +136,14 @@ TEST_F(WhyTest, TracesWhoseCyclesFallHaveChains) {
   EXPECT_EQ(chain["lastCycle"], 14);
 }
 
+TEST_F(WhyTest, NumbersOfStepsStandApartHoweverLongTheyAre) {
+  Trace(
+      "fire 0 0 0 0\n"
+      "fire 18446744073709551615 0 0 0\n");
+  EXPECT_THAT(Why(), HasSubstr("\n         1 18,446,744,073,709,551,615         0         0 "
+                               "18,446,744,073,709,551,615  fire of (0, 0), thread 0\n"));
+}
+
 TEST_F(WhyTest, WhatIsNotThereIsToldByName) {
   EXPECT_THAT(Run(Line({"--record", "7"})).err, HasSubstr("there is no record 7, only 7"));
   EXPECT_EQ(Run(Line({"--record", "7"})).exitStatus, 1);

@@ -18,6 +18,7 @@
 #include "tools/program/ExpectAnswer.h"
 #include "tools/program/ExpectInput.h"
 #include "tools/program/Json.h"
+#include "tools/program/Output.h"
 #include "tools/program/OutputApart.h"
 #include "tools/program/RunInput.h"
 #include "tools/program/Subcommands.h"
@@ -95,13 +96,14 @@ MaybeFailure CheckOutputs(const ExpectFlags& flags) {
       return Failure{EXIT_USAGE, *output + ": is the file of rules", "Name another file."};
     }
   }
-  if (flags.junit == "-" && flags.output.value_or("-") == "-") {
-    return Failure{EXIT_USAGE, "the verdicts and JUnit's XML would both go to standard output",
-                   "Name a file for one of them, with --junit or -o."};
-  }
-  if (flags.junit && flags.output &&
-      (*flags.junit == *flags.output || IsSameFile(*flags.junit, *flags.output))) {
-    return Failure{EXIT_USAGE, *flags.junit + ": is named for two outputs", "Name two files."};
+  const std::string output = flags.output.value_or(STANDARD_STREAM);
+  if (flags.junit && AreOneOutput(*flags.junit, output)) {
+    return IsStandardOutput(output)
+               ? Failure{EXIT_USAGE,
+                         "the verdicts and JUnit's XML would both go to standard output",
+                         "Name a file for one of them, with --junit or -o."}
+               : Failure{EXIT_USAGE, *flags.junit + ": is named for two outputs",
+                         "Name two files."};
   }
   return std::nullopt;
 }
@@ -126,8 +128,7 @@ MaybeFailure CheckBaselineApart(const ExpectFlags& flags, const std::string& bas
     return failure;
   }
   for (const std::optional<std::string>& output : {flags.junit, flags.output}) {
-    if (output &&
-        (fs::path(*output).lexically_normal() == baseline || IsSameFile(*output, baseline))) {
+    if (output && AreOneOutput(*output, baseline)) {
       return Failure{EXIT_USAGE, *output + ": is a baseline of the rules", "Name another file."};
     }
   }

@@ -67,9 +67,8 @@ MaybeFailure CheckFlags(const ReportFlags& flags) {
     return Failure{EXIT_USAGE, "nothing says where the report goes",
                    "Name the page with -o, or its print with --pdf."};
   }
-  if (flags.page && flags.pdf && *flags.page == *flags.pdf) {
-    return Failure{EXIT_USAGE, *flags.page + ": page and PDF have the same name",
-                   "Name them apart."};
+  if (flags.page && flags.pdf && AreOneOutput(*flags.page, *flags.pdf)) {
+    return Failure{EXIT_USAGE, *flags.page + ": page and PDF are one file", "Name them apart."};
   }
   for (const auto& [name, flag] : {std::pair{&flags.page, "-o"}, {&flags.pdf, "--pdf"}}) {
     if (*name) {
@@ -180,10 +179,16 @@ MaybeFailure FindCausesOf(const ReportFlags& flags, const Console& console, Coun
   return std::nullopt;
 }
 
-MaybeFailure ReadBaselines(const std::vector<Rule>& rules, Baselines& baselines) {
+MaybeFailure ReadBaselines(const ReportFlags& flags, const std::vector<Rule>& rules,
+                           Baselines& baselines) {
   for (const Rule& rule : rules) {
     if (rule.baseline.empty() || rule.skip || baselines.count(rule.baseline) > 0) {
       continue;
+    }
+    for (const std::optional<std::string>& output : {flags.page, flags.pdf}) {
+      if (output && AreOneOutput(*output, rule.baseline)) {
+        return Failure{EXIT_USAGE, *output + ": is a baseline of the rules", "Name another file."};
+      }
     }
     Result<Baseline> baseline = Baseline::Read(rule.baseline);
     if (!baseline) {
@@ -211,7 +216,7 @@ MaybeFailure ReadAsked(const ReportFlags& flags, std::optional<AskedRules>& aske
   asked.emplace();
   asked->verdicts.file = std::filesystem::path(*flags.rules).filename();
   asked->verdicts.rules = std::move(file->rules);
-  return ReadBaselines(asked->verdicts.rules, asked->baselines);
+  return ReadBaselines(flags, asked->verdicts.rules, asked->baselines);
 }
 
 // Rules say themselves which part of the run they are about.

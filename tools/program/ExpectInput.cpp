@@ -3,9 +3,9 @@
 #include <optional>
 #include <utility>
 
+#include "tools/program/CompanionInput.h"
 #include "tools/program/Interruption.h"
 #include "tools/program/ProgressLine.h"
-#include "tools/program/Report.h"
 #include "trace/ask/FilterRange.h"
 #include "trace/ask/NotesOfTrace.h"
 
@@ -38,8 +38,8 @@ Result<std::vector<Verdict>> JudgeOnce(const RunFlags& flags, const std::vector<
     line.Update(now.done, now.all);
     return !interruption.Asked();
   });
-  if (notes && notes->Refused()) {
-    Report(FailureOf(notes->Refused()), console);
+  if (notes) {
+    ReportRefused(notes->Refused(), console);
   }
   return verdicts;
 }

@@ -76,4 +76,12 @@ MaybeFailure CheckIndexApart(const std::string& trace, const std::string& output
   return CheckApart(trace, output, true, "-o");
 }
 
+bool AreOneOutput(const std::string& a, const std::string& b) {
+  const bool isStandard = IsStandardOutput(a);
+  if (isStandard || IsStandardOutput(b)) {
+    return isStandard && IsStandardOutput(b);
+  }
+  return IsSameFile(a, b) || TargetOf(a) == TargetOf(b);
+}
+
 }  // namespace marrowfin

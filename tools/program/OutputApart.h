@@ -17,6 +17,9 @@ namespace marrowfin {
 // The same for an output that is an index of the trace, whose place beside it is the usual one.
 [[nodiscard]] MaybeFailure CheckIndexApart(const std::string& trace, const std::string& output);
 
+// Whether two outputs are one: a file, there or to come, by any of its names, or standard output.
+bool AreOneOutput(const std::string& a, const std::string& b);
+
 }  // namespace marrowfin
 
 #endif

@@ -1,6 +1,7 @@
 #include "tools/program/PlotOutput.h"
 
 #include <filesystem>
+#include <limits>
 #include <map>
 #include <utility>
 
@@ -8,7 +9,6 @@
 #include "tools/program/Output.h"
 #include "tools/program/OutputApart.h"
 #include "tools/program/TextOutput.h"
-#include "trace/write/AtomicFile.h"
 
 namespace marrowfin {
 namespace {
@@ -55,6 +55,14 @@ std::string CheckSize(const std::string& text) {
              : text + " is no size: say column, wide, slide, or points as in 300x200";
 }
 
+// A number within a range; of no range is what is no number.
+std::string CheckNumber(const std::string& text, double least, double most,
+                        const std::string& range) {
+  double number = 0;
+  const bool isNumber = CLI::detail::lexical_cast(text, number);
+  return isNumber && number >= least && number <= most ? "" : text + " is no number " + range;
+}
+
 // A page that cannot hold the plot, or is too large to be made, is what --size and --text asked
 // for.
 Failure RefusalOfPage(const Fault& fault) {
@@ -81,14 +89,10 @@ std::vector<Target> TargetsOf(const PlotFlags& flags) {
   return targets;
 }
 
-bool AreSame(const std::string& a, const std::string& b) {
-  return a == b || (a != "-" && b != "-" && IsSameFile(a, b));
-}
-
 MaybeFailure CheckApart(const std::vector<Target>& targets) {
   for (size_t i = 0; i < targets.size(); ++i) {
     for (size_t j = 0; j < i; ++j) {
-      if (AreSame(targets[i].path, targets[j].path)) {
+      if (AreOneOutput(targets[i].path, targets[j].path)) {
         return Failure{
             EXIT_USAGE,
             targets[i].path + ": asked for by " + targets[j].flag + " and by " + targets[i].flag,
@@ -158,11 +162,19 @@ void PlotFlags::Declare(CLI::App& app, const std::string& usual) {
       ->check(CLI::Validator(CheckSize, ""))
       ->capture_default_str();
   app.add_option("--text", text, "Makes all text so many times as large")
-      ->check(CLI::Range(0.5, 4.0))
+      ->check([](const std::string& many) { return CheckNumber(many, 0.5, 4, "from 0.5 to 4"); })
       ->capture_default_str();
   app.add_flag("--no-title", noTitle, "Without title and finding");
   app.add_flag("--no-caption", noCaption, "Without caption");
   app.add_option("--caption", captionFile, "Write title, finding and caption here, as text");
+}
+
+void AddScaleMax(CLI::App& app, std::optional<double>& scaleMax) {
+  app.add_option("--scale-max", scaleMax, "The end of the colour scale")
+      ->check([](const std::string& end) {
+        return CheckNumber(end, std::numeric_limits<double>::min(),
+                           std::numeric_limits<double>::max(), "above 0");
+      });
 }
 
 MaybeFailure PlotFlags::Check(const std::vector<std::string>& traces) const {

@@ -34,6 +34,9 @@ struct PlotFlags {
   PlotStyle Style() const;
 };
 
+// The flag of kinds with a colour scale that ends where somebody says.
+void AddScaleMax(CLI::App& app, std::optional<double>& scaleMax);
+
 // Draws a plot, and writes what the flags ask for: the picture, its caption, and the numbers behind
 // it. `kind` names it among others.
 MaybeFailure WritePlot(const PlotFlags& flags, const std::string& kind, const Plot& plot,

@@ -100,7 +100,7 @@ void AddChain(const WhyAnswer& answer, std::string& text) {
 }
 
 std::string Padded(const std::string& text, size_t width) {
-  return std::string(width > text.size() ? width - text.size() : 0, ' ') + text;
+  return std::string(width > text.size() ? width - text.size() : 1, ' ') + text;
 }
 
 // Columns of numbers, and words behind them.

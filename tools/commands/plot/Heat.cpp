@@ -67,8 +67,7 @@ Action Configure(CLI::App& app) {
   app.add_option("--reduce", flags->reduce, "Of the PEs of a unit: mean or max")
       ->check(CLI::IsMember({"mean", "max"}))
       ->capture_default_str();
-  app.add_option("--scale-max", flags->scaleMax, "The end of the colour scale")
-      ->check(CLI::PositiveNumber);
+  AddScaleMax(app, flags->scaleMax);
   return [flags](const Console& console) {
     RunPlotNeeds needs;
     needs.sumsSuffice = AreSums(flags->measure);

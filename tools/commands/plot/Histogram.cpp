@@ -9,7 +9,7 @@
 
 #include "measure/AttributeValues.h"
 #include "render/plot/HistogramOfRun.h"
-#include "tools/program/Report.h"
+#include "tools/program/CompanionInput.h"
 #include "tools/program/RunPlot.h"
 #include "tools/program/Subcommands.h"
 
@@ -100,8 +100,8 @@ Result<AttributeValues> ValuesOf(const HistogramFlags& flags, const Console& con
     Result<AttributeValues> values =
         CountAttribute(*of.counted.trace.file, *of.counted.trace.index, told, name,
                        of.counted.question.filter, progress);
-    if (values && told.Refused()) {
-      Report(FailureOf(told.Refused()), console);
+    if (values) {
+      ReportRefused(told.Refused(), console);
     }
     return values;
   });

@@ -42,8 +42,7 @@ Action Configure(CLI::App& app) {
   app.add_option("--level", flags->level,
                  "Links between PEs or switches of clusters; unless given, what messages use")
       ->check(CLI::IsMember({"pe", "cluster"}));
-  app.add_option("--scale-max", flags->scaleMax, "The end of the colour scale")
-      ->check(CLI::PositiveNumber);
+  AddScaleMax(app, flags->scaleMax);
   return [flags](const Console& console) {
     RunPlotNeeds needs;
     needs.elementLinks = flags->level == "pe";

@@ -69,8 +69,7 @@ Action Configure(CLI::App& app) {
   app.add_option("--by", flags->by, "What has a colour: activity, or the thread with most")
       ->check(CLI::IsMember({"activity", "thread"}))
       ->capture_default_str();
-  app.add_option("--scale-max", flags->scaleMax, "The end of the colour scale")
-      ->check(CLI::PositiveNumber);
+  AddScaleMax(app, flags->scaleMax);
   return [flags](const Console& console) {
     return PlotRun("spacetime", flags->shared, {.sumsSuffice = true}, console,
                    [&](RunToPlot& of) { return MakeMap(*flags, console, of); });
