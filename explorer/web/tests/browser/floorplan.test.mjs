@@ -30,8 +30,10 @@ async function waitFor(page, is) {
   await rest(page);
 }
 
-// Goes to another view by the address, as a link in a mail does.
+// Goes to another view by the address, as a link in a mail does. The address is that of the view first:
+// it lags behind by a pause, and an address that stays the same leads nowhere.
 async function follow(page, hash) {
+  await page.waitForFunction(() => location.hash === window.explorer.state.hash);
   await page.evaluate((to) => {
     const changed = new Promise((resolve) => window.addEventListener('hashchange', resolve, { once: true }));
     const same = location.hash === `#${to}`;
