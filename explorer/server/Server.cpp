@@ -238,6 +238,7 @@ class SocketSession : public std::enable_shared_from_this<SocketSession> {
     bool isText = false;
     uint32_t number = 0;
     std::vector<uint8_t> bytes;
+    bool answers = false;  // what was in work under that number, which a refusal does not end
     std::array<uint8_t, FRONT> front = {};
   };
 
@@ -257,6 +258,9 @@ class SocketSession : public std::enable_shared_from_this<SocketSession> {
       return;
     }
     TakeQuestion(Word(data), {data + FRONT, data + size});
+    if (closing) {
+      return;
+    }
     buffer.consume(size);
     Read();
   }
@@ -303,7 +307,7 @@ class SocketSession : public std::enable_shared_from_this<SocketSession> {
               : shared.core->Answer(question, shared.Watch(flag));
     asio::post(stream.get_executor(),
                [self = shared_from_this(), number, answer = std::move(answer)]() mutable {
-                 self->Send({false, number, std::move(answer)});
+                 self->Send({false, number, std::move(answer), true});
                });
   }
 
@@ -332,7 +336,7 @@ class SocketSession : public std::enable_shared_from_this<SocketSession> {
   }
 
   void Wrote() {
-    if (!queue.front().isText) {
+    if (queue.front().answers) {
       asked.erase(queue.front().number);
     }
     queue.pop_front();
@@ -342,6 +346,9 @@ class SocketSession : public std::enable_shared_from_this<SocketSession> {
   }
 
   void Close(websocket::close_code code) {
+    if (std::exchange(closing, true)) {
+      return;
+    }
     stream.async_close(code, [self = shared_from_this()](const Error&) { self->End(); });
   }
 
@@ -358,6 +365,7 @@ class SocketSession : public std::enable_shared_from_this<SocketSession> {
   Counted counted;
   beast::flat_buffer buffer;
   bool accepted = false;
+  bool closing = false;
   bool ended = false;
   std::map<uint32_t, Flag> asked;  // and not yet answered
   std::deque<Message> queue;       // the first one is on its way
@@ -442,8 +450,7 @@ class HttpSession : public std::enable_shared_from_this<HttpSession> {
       SiteReply reply = self->shared.site->Answer(request, self->shared.Watch(flag));
       asio::post(self->stream.get_executor(),
                  [self, reply = std::move(reply), keepAlive]() mutable {
-                   self->stream.socket().cancel();
-                   self->Write(std::move(reply), keepAlive);
+                   self->Found(std::move(reply), keepAlive);
                  });
     };
     if (!(takes ? shared.BeginTaking(work) : shared.Begin(work))) {
@@ -451,20 +458,39 @@ class HttpSession : public std::enable_shared_from_this<HttpSession> {
             keepAlive);
       return;
     }
-    stream.socket().async_wait(tcp::socket::wait_read,
-                               [self = shared_from_this(), flag](const Error& error) {
-                                 if (!error && self->IsClosed()) {
-                                   *flag = true;
-                                 }
-                               });
+    LookOut(flag);
   }
 
-  bool IsClosed() {
-    char byte = 0;
-    Error error;
-    const size_t got =
-        stream.socket().receive(asio::buffer(&byte, 1), tcp::socket::message_peek, error);
-    return got == 0 && error != asio::error::would_block;
+  // By reading on: what comes before the end are the first bytes of the next request.
+  void LookOut(const Flag& flag) {
+    if (buffer.size() >= LONGEST_HEAD) {
+      return;
+    }
+    looksOut = true;
+    stream.socket().async_read_some(
+        buffer.prepare(4096), [self = shared_from_this(), flag](const Error& error, size_t size) {
+          self->buffer.commit(size);
+          self->looksOut = false;
+          if (self->found) {
+            self->WriteFound();
+          } else if (error) {
+            *flag = true;
+          } else {
+            self->LookOut(flag);
+          }
+        });
+  }
+
+  // One read at a time: the reply waits for the end of the one that looks out.
+  void Found(SiteReply reply, bool keepAlive) {
+    found.emplace(std::move(reply), keepAlive);
+    looksOut ? stream.socket().cancel() : WriteFound();
+  }
+
+  void WriteFound() {
+    auto [reply, keepAlive] = std::move(*found);
+    found.reset();
+    Write(std::move(reply), keepAlive);
   }
 
   void Write(SiteReply reply, bool keepAlive) {
@@ -536,6 +562,8 @@ class HttpSession : public std::enable_shared_from_this<HttpSession> {
   std::optional<http::serializer<false, http::file_body>> fileSerializer;
   std::array<char, 4096> rest;
   size_t drained = 0;
+  bool looksOut = false;  // while a worker answers
+  std::optional<std::pair<SiteReply, bool>> found;
 };
 
 // Accepts connections at one address.

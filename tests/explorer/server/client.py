@@ -21,12 +21,13 @@ ELEMENT_TYPES = {1: ("B", 1), 2: ("H", 2), 3: ("I", 4), 4: ("Q", 8), 5: ("i", 4)
 class Server:
     """A server of some traces, until the block ends."""
 
-    def __init__(self, *traces, arguments=(), environment=None, program=PROGRAM):
-        words = [str(program), *map(str, traces), "--no-browser", *arguments]
+    def __init__(self, *traces, arguments=(), environment=None, program=PROGRAM, folder=None):
+        words = [str(program), "--no-browser", *arguments]
         if "--port" not in arguments:
             words += ["--port", "0"]
+        words += map(str, traces)
         self.process = subprocess.Popen(words, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                        env={**os.environ, **(environment or {})})
+                                        env={**os.environ, **(environment or {})}, cwd=folder)
         self.link = self.process.stdout.readline().decode().strip()
         match = re.fullmatch(r"http://(.+):(\d+)/\?token=([0-9A-Za-z]+)", self.link)
         assert match, (self.link, self.process.stderr.read() if self.link == "" else "")
@@ -135,6 +136,7 @@ class Socket:
 
     def __init__(self, server, headers=None, **more):
         self.socket = socket.create_connection(("127.0.0.1", server.port), timeout=30)
+        self.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)  # whatever is sent goes at once
         fields = {"Host": f"127.0.0.1:{server.port}", "Connection": "keep-alive, Upgrade", "Upgrade": "websocket",
                   "Sec-WebSocket-Version": "13",
                   "Sec-WebSocket-Key": base64.b64encode(os.urandom(16)).decode(),

@@ -2,6 +2,7 @@
 traces, many at once, slow ones, closed ones."""
 
 import concurrent.futures
+import json
 import os
 import signal
 import socket
@@ -17,6 +18,13 @@ from client import PROGRAM, Answer, Server, Socket, fires
 def a_trace(tmp_path):
     trace = tmp_path / "t.trace"
     trace.write_bytes(fires(100))
+    return trace
+
+
+@pytest.fixture(name="long_trace", scope="module")
+def a_trace_whose_critical_path_takes_long(tmp_path_factory):
+    trace = tmp_path_factory.mktemp("long") / "long.trace"
+    trace.write_bytes(fires(1000000))
     return trace
 
 
@@ -181,16 +189,23 @@ def test_answers_of_one_socket_bear_the_numbers_of_their_questions(trace):
             assert answer.head["step"] == waiting.pop(answered)
 
 
-def test_the_ninth_question_of_a_socket_is_busy_or_waits_its_turn(trace):
-    with Server(trace) as server, Socket(server) as opened:
+def test_the_ninth_question_of_a_socket_is_busy(long_trace):
+    with Server(long_trace) as server, Socket(server) as opened:
         server.until_ready()
-        question = server.question("steps", reading="viewer", step=0, count=99)
-        for number in range(100):
+        question = server.question("why", direction="critical")
+        for number in range(20):
             opened.ask(number, question)
-        codes = dict(opened.answer() for _ in range(100))
-        assert set(codes) == set(range(100))
-        assert {answer.code for answer in codes.values()} <= {"", "busy"}
-        assert sum(answer.code == "" for answer in codes.values()) >= 8
+        refused = dict(opened.answer() for _ in range(12))
+        assert set(refused) == set(range(8, 20))
+        assert {answer.code for answer in refused.values()} == {"busy"}
+        for number in range(8):
+            opened.ask(number, None)
+        ended = dict(opened.answer() for _ in range(8))
+        assert set(ended) == set(range(8))
+        assert {answer.code for answer in ended.values()} == {"cancelled"}
+        opened.ask(99, None)  # nobody asked that
+        opened.ask(100, server.question("trace"))
+        assert opened.answer()[0] == 100
 
 
 def test_messages_that_are_none_close_the_socket(trace):
@@ -206,19 +221,16 @@ def test_messages_that_are_none_close_the_socket(trace):
             assert opened.answer()[1].code == "bad-question"
 
 
-def test_what_is_no_longer_wanted_is_answered_as_cancelled_or_was_answered(trace):
-    with Server(trace) as server, Socket(server) as opened:
+def test_a_number_that_is_asked_twice_leaves_the_first_question_in_work(long_trace):
+    with Server(long_trace) as server, Socket(server) as opened:
         server.until_ready()
-        question = server.question("steps", reading="viewer", step=0, count=99)
-        for number in range(8):
-            opened.ask(number, question)
-            opened.ask(number, None)
-        codes = dict(opened.answer() for _ in range(8))
-        assert set(codes) == set(range(8))
-        assert {answer.code for answer in codes.values()} <= {"", "cancelled"}
-        opened.ask(99, None)  # nobody asked that
-        opened.ask(100, question)
-        assert opened.answer()[0] == 100
+        question = server.question("why", direction="critical")
+        for _ in range(3):
+            opened.ask(1, question)
+        codes = [opened.answer()[1].code for _ in range(2)]
+        assert codes == ["bad-question", "bad-question"]
+        opened.ask(1, None)
+        assert opened.answer()[1].code == "cancelled"
 
 
 # What becomes of traces ---------------------------------------------------------------------------
@@ -321,3 +333,23 @@ def test_several_requests_go_over_one_connection(trace):
         one = f"GET /api/status HTTP/1.1\r\nHost: localhost\r\nAuthorization: Bearer {server.token}\r\n"
         replies = server.raw((one + "\r\n" + one + "\r\n" + one + "Connection: close\r\n\r\n").encode())
         assert replies.count(b"HTTP/1.1 200") == 3
+
+
+def test_a_request_that_comes_while_another_one_is_answered_waits_for_its_turn(long_trace):
+    with Server(long_trace) as server:
+        server.until_ready()
+        body = json.dumps(server.question("why", direction="critical")).encode()
+        front = f"Host: localhost\r\nAuthorization: Bearer {server.token}\r\n"
+        one = f"POST /api/ask HTTP/1.1\r\n{front}Content-Type: application/json\r\nContent-Length: {len(body)}\r\n\r\n"
+        other = f"GET /api/status HTTP/1.1\r\n{front}X-Long: {'x' * 5000}\r\nConnection: close\r\n\r\n".encode()
+        with socket.create_connection(("127.0.0.1", server.port), timeout=60) as connection:
+            connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+            connection.sendall(one.encode() + body)
+            for i in range(0, len(other), 700):
+                connection.sendall(other[i:i + 700])
+                time.sleep(0.01)
+            got = b""
+            while part := connection.recv(65536):
+                got += part
+        first, second = got.index(b"MFEA"), got.index(b'"traces"')
+        assert got.count(b"HTTP/1.1 200") == 2 and first < second
