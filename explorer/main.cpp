@@ -101,6 +101,7 @@ void OpenBrowser(const std::string& link) {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     posix_spawn_file_actions_addopen(&actions, descriptor, "/dev/null", O_RDWR, 0);
   }
+  posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);  // where it listens
   pid_t child = 0;
   const int failed = posix_spawnp(&child, words[0].c_str(), &actions, nullptr, arguments, environ);
   posix_spawn_file_actions_destroy(&actions);

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -106,7 +107,7 @@ class Builder {
   void Begin(const std::vector<std::string>& words, const std::string& type,
              const std::string& ending) {
     Add(words);
-    Add({file});
+    Add({file.starts_with("-") ? "./" + file : file});  // no option of the program's
     command.type = type;
     command.ending = ending;
   }
@@ -206,8 +207,10 @@ class Builder {
 
 // A folder of its own for what the program writes.
 struct Folder {
-  Folder() : path((std::filesystem::temp_directory_path() / "marrowfin-take-XXXXXX").string()) {
-    made = mkdtemp(path.data()) != nullptr;
+  Folder() {
+    std::error_code error;
+    path = (std::filesystem::temp_directory_path(error) / "marrowfin-take-XXXXXX").string();
+    made = !error && mkdtemp(path.data()) != nullptr;
   }
   Folder(const Folder&) = delete;
   Folder& operator=(const Folder&) = delete;
@@ -218,7 +221,7 @@ struct Folder {
     }
   }
   std::string path;
-  bool made;
+  bool made = false;
 };
 
 std::string TextOf(const std::string& file) {
@@ -248,9 +251,18 @@ pid_t Start(const std::vector<std::string>& words, const std::string& out,
   posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out.c_str(), O_WRONLY | O_CREAT, 0600);
   posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errors.c_str(), O_WRONLY | O_CREAT,
                                    0600);
+  posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);  // connections
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t usual;
+  sigemptyset(&usual);
+  sigaddset(&usual, SIGPIPE);
+  posix_spawnattr_setsigdefault(&attributes, &usual);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
   pid_t child = -1;
   const int failed =
-      posix_spawnp(&child, arguments[0], &actions, nullptr, arguments.data(), environ);
+      posix_spawnp(&child, arguments[0], &actions, &attributes, arguments.data(), environ);
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   return failed == 0 ? child : -1;
 }
@@ -304,8 +316,10 @@ TakeResult RunTake(const std::string& program, const TakeCommand& command,
   const pid_t child = Start(words, prints ? result : "/dev/null", errors);
   const int status = child == -1 ? -1 : WaitFor(child, cancelled);
   const int descriptor = open(result.c_str(), O_RDONLY | O_CLOEXEC);
+  struct stat made = {};
+  const bool empty = descriptor == -1 || fstat(descriptor, &made) != 0 || made.st_size == 0;
   // What breaks off before all that was asked for is told, and is there.
-  if (descriptor == -1 || (status != 0 && status != 1)) {
+  if (empty || (status != 0 && status != 1)) {
     if (descriptor != -1) {
       close(descriptor);
     }

@@ -73,7 +73,53 @@ def test_what_the_program_says_is_told(served):
     assert b"marrowfin-trace" in reply.bytes
 
 
-def test_whoever_leaves_ends_what_is_made_for_him(tmp_path):
+def test_a_trace_that_is_gone_is_no_empty_answer(tmp_path):
+    trace = tmp_path / "t.trace"
+    trace.write_bytes(fires(40))
+    with Server(trace) as server:
+        fingerprint = server.until_ready()["traces"][0]["fingerprint"]
+        trace.rename(tmp_path / "gone")
+        reply = server.request("GET", f"/api/take?trace={fingerprint}&what=stats")
+        assert reply.status == 422
+        assert b"cannot open" in reply.bytes
+
+
+def test_a_server_without_a_folder_for_temporaries_goes_on(tmp_path):
+    trace = tmp_path / "t.trace"
+    trace.write_bytes(fires(40))
+    with Server(trace, environment={"TMPDIR": str(tmp_path / "nowhere")}) as server:
+        fingerprint = server.until_ready()["traces"][0]["fingerprint"]
+        assert server.request("GET", f"/api/take?trace={fingerprint}&what=stats").status == 422
+        assert server.status()["traces"][0]["state"] == "ready"
+
+
+def test_a_trace_whose_name_begins_with_a_dash_is_no_option(tmp_path):
+    (tmp_path / "-x.trace").write_bytes(fires(40))
+    with Server("--", "-x.trace", folder=tmp_path) as server:
+        fingerprint = server.until_ready()["traces"][0]["fingerprint"]
+        assert server.request("GET", f"/api/take?trace={fingerprint}&what=stats").status == 200
+
+
+def test_what_is_started_has_no_connections(tmp_path):
+    program = tmp_path / "marrowfin-trace"
+    told = tmp_path / "told"
+    program.write_text(f"#!/bin/sh\nls -l /proc/$$/fd > {told}\nexit 2\n")
+    program.chmod(0o755)
+    explorer = tmp_path / "marrowfin-explorer"
+    explorer.write_bytes(pathlib.Path(PROGRAM).read_bytes())
+    explorer.chmod(0o755)
+    trace = tmp_path / "t.trace"
+    trace.write_bytes(fires(40))
+    with Server(trace, program=explorer) as server:
+        fingerprint = server.until_ready()["traces"][0]["fingerprint"]
+        assert server.request("GET", f"/api/take?trace={fingerprint}&what=stats").status == 422
+        text = told.read_text(encoding="utf-8")
+        assert "/dev/null" in text
+        assert "socket" not in text
+
+
+@pytest.mark.parametrize("more", [b"", b"GET / HT"], ids=["at once", "after a byte more"])
+def test_whoever_leaves_ends_what_is_made_for_him(tmp_path, more):
     program = tmp_path / "marrowfin-trace"
     started = tmp_path / "started"
     program.write_text(f"#!/bin/sh\necho $$ > {started}.part\nmv {started}.part {started}\nexec sleep 600\n")
@@ -93,6 +139,7 @@ def test_whoever_leaves_ends_what_is_made_for_him(tmp_path):
             assert time.monotonic() < end
             time.sleep(0.01)
         child = int(started.read_text())
+        connection.sendall(more)
         assert server.request("GET", "/api/status").status == 200
         connection.close()
         while os.path.exists(f"/proc/{child}"):
