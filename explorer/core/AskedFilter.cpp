@@ -380,7 +380,7 @@ CountAnswer CountEvents(const Asking& asking, const AskedFilter& filter,
   return answer;
 }
 
-const char* TypeName(uint32_t recordType) {
+const char* EventTypeName(uint32_t recordType) {
   return recordType == FIRE_RECORD ? "fire" : recordType == SEND_RECORD ? "send" : "switch";
 }
 

@@ -82,7 +82,7 @@ CountAnswer CountEvents(const Asking& asking, const AskedFilter& filter,
                         const CountQuestion& question);
 
 // The names of types, by the number of records: "switch", "fire", "send".
-const char* TypeName(uint32_t recordType);
+const char* EventTypeName(uint32_t recordType);
 
 }  // namespace marrowfin
 

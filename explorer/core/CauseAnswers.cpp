@@ -177,12 +177,28 @@ Result<std::shared_ptr<const KeptCauses>> FindIn(const Asking& asking, const Arr
 }
 
 Result<std::shared_ptr<const KeptCauses>> CausesIn(const Asking& asking, const ArrayShape& shape) {
+  if (asking.view.NotesAreComing()) {
+    return FindIn(asking, shape);  // not to be kept: what the notes tell is not known yet
+  }
   return asking.view.CausesFound().Get(shape, asking.progress,
                                        [&] { return FindIn(asking, shape); });
 }
 
 Refusal NoRecord(const Asking& asking) {
   return {Refusal::OUT_OF_RANGE, "there is no such record", asking.Trace().Name(), {}, {}};
+}
+
+// Before the trace is gone through. What is known of the notes stays so as long as the view is
+// there.
+MaybeRefusal RefuseWithoutPackets(const Asking& asking) {
+  const TraceView::NotesLease notes = asking.view.Notes();
+  if (notes.known == nullptr) {
+    return WhyNoNotes(asking);
+  }
+  if (!notes.known->notes.Declarations().Attribute(PACKET_ATTRIBUTE)) {
+    return Refusal{Refusal::NOT_THERE, "the notes tell no packets", {}, {}, {}};
+  }
+  return std::nullopt;
 }
 
 void PutPacket(const PacketHistory& history, AnswerBytes& answer) {
@@ -246,17 +262,14 @@ MaybeRefusal AnswerPacket(Asking& asking, AnswerBytes& answer) {
   if (MaybeRefusal refusal = asking.Check()) {
     return refusal;
   }
+  if (MaybeRefusal refusal = RefuseWithoutPackets(asking)) {
+    return refusal;
+  }
   const auto kept = CausesIn(asking, shape);
   if (!kept) {
     return RefusalOf(kept.Why());
   }
   const TraceView::NotesLease notes = asking.view.Notes();
-  if (notes.known == nullptr) {
-    return WhyNoNotes(asking);
-  }
-  if (!notes.known->notes.Declarations().Attribute(PACKET_ATTRIBUTE)) {
-    return Refusal{Refusal::NOT_THERE, "the notes tell no packets", {}, {}, {}};
-  }
   const Result<PacketHistory> history =
       FollowPacket((*kept)->causes, notes.known->notes, packet, asking.progress);
   if (!history) {

@@ -28,7 +28,13 @@ RunQuestion QuestionOf(const Asking& asking, const RunPart& part) {
 
 }  // namespace
 
-Result<std::shared_ptr<const RunCounts>> CountPart(const Asking& asking, const RunPart& part) {
+Result<std::shared_ptr<const RunCounts>> CountPart(const Asking& asking, const RunPart& asked) {
+  RunPart part = asked;
+  const Summary& summary = asking.GetSummary();
+  if (summary.Ordered() && part.first <= summary.firstCycle && part.last >= summary.maxCycle) {
+    part.first = 0;  // the whole run, however it was asked for
+    part.last = ~uint64_t{0};
+  }
   if (std::shared_ptr<const RunCounts> counts = asking.view.Runs().Find(part)) {
     return counts;
   }

@@ -11,7 +11,7 @@ namespace marrowfin {
 
 // Counts a part of the run that a question is about, or takes what was counted before.
 [[nodiscard]] Result<std::shared_ptr<const RunCounts>> CountPart(const Asking& asking,
-                                                                 const RunPart& part);
+                                                                 const RunPart& asked);
 
 }  // namespace marrowfin
 

@@ -179,6 +179,9 @@ MaybeRefusal AnswerNext(Asking& asking, AnswerBytes& answer) {
   const ArrayShape shape = TakeShape(asking);
   AskedFilter filter = TakeFilter(asking, shape);
   const AskedPiece piece = TakePiece(asking, shape);
+  if (filter.events.region || filter.HasEnds()) {
+    asking.members.Refuse("`filter` has a place beside `piece`", "leave one of them out");
+  }
   const uint64_t record = asking.members.Number("record");
   const bool back = asking.members.Flag("back");
   if (MaybeRefusal refusal = asking.Check()) {

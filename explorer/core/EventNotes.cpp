@@ -54,7 +54,7 @@ JsonText& PutEvent(const TraceEvent& event, JsonText& head) {
   head.Key("record").Number(event.record);
   head.Key("cycle").Wide(event.cycle);
   head.Key("thread").Number(event.thread);
-  head.Key("type").Text(TypeName(event.type));
+  head.Key("type").Text(EventTypeName(event.type));
   head.Key("at").At(event.at);
   if (event.type == SEND_RECORD) {
     head.Key("to").At(event.to);

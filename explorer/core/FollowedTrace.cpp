@@ -266,6 +266,7 @@ void FollowedTrace::Tell(TraceNews::Kind kind, const std::string& before) {
 }
 
 void FollowedTrace::LookAtFile() {
+  const bool anew = TakeRebuild();
   const std::optional<FileIdentity> now = IdentityOf(status.file);
   if (!now) {
     return;  // what was seen stays, until something else is there
@@ -273,7 +274,7 @@ void FollowedTrace::LookAtFile() {
   const FileIdentity& seen = opened->seen;
   const bool sameFile = IsSameFile(*now, seen);
   if (sameFile && now->size == seen.size && now->modified == seen.modified) {
-    if (opened->source && TakeRebuild()) {
+    if (anew && opened->source) {
       IndexOpened(nullptr, true);
     }
     return;

@@ -241,6 +241,11 @@ TEST_F(EventAnswersTest, TheNextEventOfAPieceIsFoundBothWays) {
   EXPECT_EQ(next({{"domain", {0, 0}}}, 4, false)["record"], 4);
   EXPECT_EQ(here.Ask({{"ask", "next"}, {"piece", {{"pe", {8, 0}}}}, {"record", 0}}).Code(),
             "bad-question");
+  EXPECT_EQ(
+      here.Ask({{"ask", "next"}, {"piece", pe}, {"record", 0}, {"filter", {{"place", {1, 0}}}}})
+          .Code(),
+      "bad-question")
+      << "both cannot be narrowed by";
   EXPECT_EQ(here.Ask({{"ask", "next"}, {"piece", json::object()}, {"record", 0}}).Code(),
             "bad-question");
   EXPECT_EQ(here.Ask({{"ask", "next"}, {"piece", {{"link", {0, 0, "up"}}}}, {"record", 0}}).Code(),
