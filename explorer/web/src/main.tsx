@@ -82,6 +82,7 @@ followKeys(commands);
 followPlaying(explorer);
 explorer.follow();
 timeline.follow();
+inspection.followSelection();
 window.explorer = observed(explorer, floorplan, () => timeline.busy || inspection.busy || events.busy);
 
 const page = document.getElementById('page');

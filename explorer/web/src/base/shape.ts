@@ -17,7 +17,6 @@ export const clusterSpan = (shape: Shape): PlacePair => [
 
 export const columnsOf = (shape: Shape): number => shape.clusters[0] * clusterSpan(shape)[0];
 export const rowsOf = (shape: Shape): number => shape.clusters[1] * clusterSpan(shape)[1];
-export const elementsOf = (shape: Shape): number => columnsOf(shape) * rowsOf(shape);
 export const switchesOf = (shape: Shape): number => shape.clusters[0] * shape.clusters[1];
 
 /** An array without clusters and domains: a mesh. */

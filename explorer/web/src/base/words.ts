@@ -10,3 +10,5 @@ export const rangeText = (first: number | bigint, last: number | bigint): string
 /** "1 cycle", "43 cycles". */
 export const counted = (number: number | bigint, word: string, words = `${word}s`): string =>
   `${thousands(number)} ${number === 1 || number === 1n ? word : words}`;
+
+export const capital = (text: string): string => text.charAt(0).toUpperCase() + text.slice(1);

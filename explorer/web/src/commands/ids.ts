@@ -53,7 +53,4 @@ export type CommandId =
   | 'mark.remove'
   | 'mark.list'
   | 'share.link'
-  | 'share.command'
-  | 'share.takeAway'
-  | 'trace.open'
   | 'page.theme';

@@ -33,7 +33,6 @@ export const KEY_GROUPS: readonly KeyGroup[] = [
       { name: 'Commands', ids: ['find.commands'] },
       { name: 'Events', ids: ['find.events'] },
       { name: 'All keys', ids: ['find.keys'] },
-      { name: 'Open another trace', ids: ['trace.open'] },
     ],
   },
   {
@@ -83,7 +82,7 @@ export const MOUSE_LINES: readonly { readonly name: string; readonly parts: read
   { name: 'Set a mark on the ruler', parts: ['Shift', 'click'] },
 ];
 
-/** Whether other keys than a letter or a sign are all that two keys differ in: Shift ←, Shift →. */
+/** The modifiers that all keys share, where they share any: Shift ←, Shift →. */
 function sharedModifier(keys: readonly (readonly string[])[]): readonly string[] | undefined {
   const [first] = keys;
   const modifiers = first?.slice(0, -1) ?? [];

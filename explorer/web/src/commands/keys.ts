@@ -48,7 +48,6 @@ export const KEYS = {
   M: 'mark.add',
   'Shift+M': 'mark.keep',
   Delete: 'mark.remove',
-  'Ctrl+O': 'trace.open',
 } as const satisfies Readonly<Record<string, CommandId>>;
 
 export type Key = keyof typeof KEYS;

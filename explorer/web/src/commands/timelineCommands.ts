@@ -6,10 +6,10 @@ import type { Command } from './registry';
 const ZOOM = 1.6;
 
 /** Thread, type and, where the notes tell kinds, kind. */
-function nextBy(explorer: Explorer): 'thread' | 'type' | 'kind' {
-  const kinds = explorer.trace.head.peek()?.attributes.some(({ name }) => name === 'kind') === true;
+export function nextBy(explorer: Explorer): 'thread' | 'type' | 'kind' {
+  const kinds = explorer.trace.head.value?.attributes.some(({ name }) => name === 'kind') === true;
   const order = kinds ? (['thread', 'type', 'kind'] as const) : (['thread', 'type'] as const);
-  const at = order.findIndex((by) => by === explorer.time.activityBy.peek());
+  const at = order.findIndex((by) => by === explorer.time.activityBy.value);
   return order[(at + 1) % order.length] ?? 'thread';
 }
 

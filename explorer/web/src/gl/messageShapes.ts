@@ -14,8 +14,6 @@ const HEAD_LENGTH = 6;
 const HEAD_WIDTH = 5.6;
 const THIN = 0.7; // of the strength of a wedge where messages are lines
 
-export const LAST_AGE = 11;
-
 /** How strongly a message is drawn. */
 export const strengthAt = (age: number): number => (age === 0 ? 1 : 0.5 * 0.74 ** (age - 1));
 

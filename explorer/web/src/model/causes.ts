@@ -15,6 +15,7 @@ export class Causes {
   readonly answer = signal<Answer<'why'> | undefined>(undefined);
   readonly failure = signal<unknown>(undefined);
   private readonly latest: Latest<Questions['why']>;
+  private turn = 0;
 
   /** The ways of the chain's events through the array: one a message. */
   readonly path = computed<readonly (readonly Place[])[] | undefined>(() => {
@@ -35,28 +36,44 @@ export class Causes {
       const { view, selection, trace } = this.explorer;
       const selected = selection.selected.value;
       const shape = trace.shape.value;
+      const turn = ++this.turn;
       if (!view.causes.value || selected === undefined || shape === undefined) {
-        this.answer.value = undefined;
+        this.forget();
       } else if ('record' in selected) {
         this.latest.want({ record: selected.record, direction: 'chain', shape, most: MOST_STEPS });
       } else {
         this.explorer.playback.picture.value; // another moment has another last event
-        void this.askOfPiece();
+        void this.askOfPiece(turn);
       }
     });
   }
 
-  private async askOfPiece(): Promise<void> {
+  /** What was selected has no causes. */
+  private forget(): void {
+    this.latest.drop();
+    this.answer.value = undefined;
+  }
+
+  private async askOfPiece(turn: number): Promise<void> {
     const { engine, trace, view, playback, selection } = this.explorer;
     const piece = selection.piece.peek();
     const shape = trace.shape.peek();
-    if (piece === undefined || 'link' in piece || shape === undefined || playback.playing.peek()) {
+    if (playback.playing.peek()) {
+      return;
+    }
+    if (piece === undefined || 'link' in piece || shape === undefined) {
+      this.forget();
       return;
     }
     const moment = momentOf(view.reading.peek(), playback.now.peek(), view.skipTo.peek());
     try {
       const { head } = await engine.ask(trace.fingerprint.peek(), 'piece', { ...moment, piece, shape });
-      if (head.touched !== null && selection.piece.peek() === piece) {
+      if (turn !== this.turn) {
+        return;
+      }
+      if (head.touched === null) {
+        this.forget();
+      } else {
         this.latest.want({ record: head.touched.record, direction: 'chain', shape, most: MOST_STEPS });
       }
     } catch (error) {

@@ -85,10 +85,10 @@ export class EventList {
         trace.shape.value,
         this.filter.value,
       ]);
+      clearTimeout(this.timer);
       if (trace.head.value === undefined || key === this.key) {
         return;
       }
-      clearTimeout(this.timer);
       this.timer = setTimeout(() => untracked(() => this.turnTo(key)), first ? 0 : TYPING);
       first = false;
     });
@@ -170,6 +170,7 @@ export class EventList {
     const records = this.explorer.trace.head.peek()?.records ?? 0;
     if (isAll(this.filter.peek())) {
       this.counted.value = { count: records, exact: true };
+      this.slow.value = false; // a count that is in work is of another filter
     } else {
       void this.count(key);
     }
@@ -186,7 +187,9 @@ export class EventList {
         }
       }
     } catch (error) {
-      this.fail(error);
+      if (key === this.key) {
+        this.fail(error);
+      }
     } finally {
       this.slow.value = key === this.key ? false : this.slow.value;
     }

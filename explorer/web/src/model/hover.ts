@@ -18,15 +18,15 @@ const DONE: Readonly<Record<string, string>> = { fire: 'fired', send: 'sent', sw
 /** "thread 2, fired 6 cycles ago". */
 export function touchedText(explorer: Explorer, touched: Touched): string {
   const unit = explorer.view.reading.value === 'viewer' ? 'step' : 'cycle';
-  const ago = Number(touched.ago);
-  const when = ago === 0 ? 'now' : `${counted(ago, unit)} ago`;
+  const ago = BigInt(touched.ago);
+  const when = ago === 0n ? 'now' : `${counted(ago, unit)} ago`;
   return `${explorer.trace.threadName(touched.thread)}, ${DONE[touched.type] ?? touched.type} ${when}`;
 }
 
 /** The same from what the picture tells, which counts to a few steps only. */
 function touchText(touch: Touch, oldest: number): string {
-  const ago = touch.age === 0 ? 'now' : `${thousands(touch.age)}${touch.age === oldest ? ' or more' : ''} steps ago`;
-  return `thread ${touch.thread}, ${ago}`;
+  const steps = touch.age === oldest ? `${thousands(touch.age)} or more steps` : counted(touch.age, 'step');
+  return `thread ${touch.thread}, ${touch.age === 0 ? 'now' : `${steps} ago`}`;
 }
 
 /** What is known of the piece under the pointer: at once from the picture, then from the engine. */

@@ -1,7 +1,7 @@
 import { computed } from '@preact/signals';
 
 import type { Answers } from '../protocol/answers';
-import type { Piece, Questions } from '../protocol/questions';
+import type { Questions } from '../protocol/questions';
 import { AnswerFeed } from './answerFeed';
 import type { Explorer } from './explorer';
 import { momentOf } from './moment';
@@ -15,7 +15,7 @@ export function spanOf(explorer: Explorer): CycleSpan {
 
 const digits = ({ first, last }: CycleSpan) => ({ first: String(first), last: String(last) });
 
-/** What the inspector shows of what is selected. It asks only while it is followed. */
+/** What is known of what is selected: its own answers always, sums and measures only while they are shown. */
 export class Inspection {
   readonly piece: AnswerFeed<'piece'>;
   readonly event: AnswerFeed<'events'>;
@@ -57,13 +57,22 @@ export class Inspection {
     return this.feeds.some((feed) => feed.slow.value);
   }
 
+  /** The piece or the event itself, which commands need as well. */
+  followSelection(): () => void {
+    return followAll([this.piece, this.event]);
+  }
+
+  /** What the inspector shows besides. */
   follow(): () => void {
-    const ends = this.feeds.map((feed) => feed.follow());
-    return () => ends.forEach((end) => end());
+    return followAll(this.sums);
+  }
+
+  private get sums() {
+    return [this.fires, this.sends, this.receives, this.links, this.measures];
   }
 
   private get feeds() {
-    return [this.piece, this.event, this.fires, this.sends, this.receives, this.links, this.measures];
+    return [this.piece, this.event, ...this.sums];
   }
 
   private pieceQuestion(): Questions['piece'] | undefined {
@@ -108,8 +117,7 @@ export class Inspection {
   }
 }
 
-/** Column and row of a piece that has one place. */
-export const placeOfPiece = (piece: Piece): readonly [number, number] => {
-  const place = Object.values(piece)[0] as readonly [number, number];
-  return [place[0], place[1]];
-};
+function followAll(feeds: readonly { follow(): () => void }[]): () => void {
+  const ends = feeds.map((feed) => feed.follow());
+  return () => ends.forEach((end) => end());
+}

@@ -14,6 +14,7 @@ class Followed<Name extends Ask> {
   readonly failure = signal<unknown>(undefined);
   private readonly latest: Latest<Questions[Name]>;
   private readonly kept = new Lru<string, Answer<Name>>(16);
+  private of = ''; // the trace of the answer
 
   constructor(explorer: Explorer, name: Name) {
     this.latest = new Latest(async (question, stop) => {
@@ -22,10 +23,14 @@ class Followed<Name extends Ask> {
       try {
         const answer = this.kept.get(key) ?? (await explorer.engine.ask(trace, name, question, { signal: stop }));
         this.kept.set(key, answer);
-        this.answer.value = answer;
-        this.failure.value = undefined;
+        if (trace === explorer.trace.fingerprint.peek()) {
+          this.of = trace;
+          this.answer.value = answer;
+          this.failure.value = undefined;
+        }
       } catch (error) {
         if (!isCancelled(error)) {
+          this.answer.value = this.of === trace ? this.answer.peek() : undefined;
           this.failure.value = error;
         }
       }

@@ -15,6 +15,3 @@ export function momentOf(reading: Reading, at: Position, skipTo: bigint): Moment
     ? { reading, step: at.step }
     : { reading, step: at.step, skipTo: String(skipTo) };
 }
-
-export const sameMoment = (a: Moment, b: Moment): boolean =>
-  JSON.stringify(a) === JSON.stringify(b);

@@ -227,8 +227,10 @@ export class Pilot {
       const picture = known ?? (await this.askState(wish, stop));
       this.keep(key, picture);
       this.failure.value = undefined;
-      this.explorer.playback.pictureTime.value = performance.now() - wish.begun;
-      this.show(picture);
+      if (wish.trace === this.explorer.trace.fingerprint.peek()) {
+        this.explorer.playback.pictureTime.value = performance.now() - wish.begun;
+        this.show(picture);
+      }
     } catch (error) {
       this.fail(error);
     } finally {

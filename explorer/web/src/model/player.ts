@@ -13,6 +13,7 @@ const MOST_A_TICK = 240;
 export class Player {
   private due = 0;
   private last: number | undefined;
+  private turning = false; // on the way to where a loop begins again
 
   constructor(private readonly explorer: Explorer) {}
 
@@ -44,6 +45,9 @@ export class Player {
     }
     const passed = Math.min(LONGEST_LAG, Math.max(0, now - (this.last ?? now)));
     this.last = now;
+    if (this.turning) {
+      return;
+    }
     this.due = Math.min(MOST_A_TICK, this.due + (passed * Math.abs(playback.speed.peek())) / 1000);
     while (this.due >= 1) {
       if (this.atEnd()) {
@@ -86,7 +90,9 @@ export class Player {
       this.explorer.playback.playing.value = false;
       return;
     }
-    void this.explorer.pilot.goToCycle(this.direction === 1 ? range.first : range.last);
+    this.turning = true;
+    const gone = this.explorer.pilot.goToCycle(this.direction === 1 ? range.first : range.last);
+    void gone.finally(() => (this.turning = false));
   }
 
   /** A loop begins within its range. At the end of the trace playing begins at the start again. */

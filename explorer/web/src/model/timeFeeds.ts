@@ -18,7 +18,7 @@ export const binsAsked = (span: BucketSpan) => ({
   bins: span.bins,
 });
 
-const laneKey = (lane: Lane): string => JSON.stringify(lane);
+export const laneKey = (lane: Lane): string => JSON.stringify(lane);
 
 /** The last cycle of buckets: that which is told, else that which was asked for. */
 const lastOf = (span: BucketSpan, last: string | undefined): bigint =>

@@ -66,8 +66,13 @@ export class Watch {
       this.explorer.playback.picture.value = undefined;
       (['replaced', 'truncated', 'grown', 'broken', 'empty', 'failed'] as const).forEach((id) => this.explorer.alerts.settle(id));
     }
+    this.wished = trace.fingerprint;
     this.takeIndex(trace.indexed);
-    await this.takeHead();
+    try {
+      await this.takeHead();
+    } catch (error) {
+      this.fail(error);
+    }
   }
 
   private takeStatus(status: Status): void {
@@ -80,7 +85,11 @@ export class Watch {
 
   private async takeHead(): Promise<void> {
     const { trace, alerts, engine, pilot } = this.explorer;
-    const { head } = await engine.ask(trace.fingerprint.peek(), 'trace', {});
+    const asked = trace.fingerprint.peek();
+    const { head } = await engine.ask(asked, 'trace', {});
+    if (asked !== trace.fingerprint.peek()) {
+      return; // another one was chosen meanwhile
+    }
     trace.head.value = head;
     head.records === 0 ? alerts.raise(empty()) : alerts.settle('empty');
     if (head.end === null) {

@@ -27,7 +27,12 @@ export function followAddress(explorer: Explorer): () => void {
     if (location.hash !== written) {
       written = location.hash;
       applyHash(explorer, location.hash);
-      explorer.pilot.turnTo(explorer.view.reading.peek());
+      const own = explorer.trace.status.peek();
+      if (own === undefined || ['', own.name, own.fingerprint].includes(explorer.watch.wished)) {
+        explorer.pilot.turnTo(explorer.view.reading.peek());
+      } else {
+        void explorer.watch.open();
+      }
     }
   };
   window.addEventListener('hashchange', change);

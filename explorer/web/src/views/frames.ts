@@ -9,7 +9,13 @@ function drawAll(): void {
   handle = undefined;
   const draws = [...waiting];
   waiting.clear();
-  draws.forEach((draw) => draw());
+  for (const draw of draws) {
+    try {
+      draw();
+    } catch (error) {
+      reportError(error); // the others are drawn all the same
+    }
+  }
 }
 
 export function requestDraw(draw: Draw): void {

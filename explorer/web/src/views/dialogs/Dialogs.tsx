@@ -14,7 +14,7 @@ export function Dialogs() {
     panels.searchWish.value = undefined;
   };
   if (wish !== undefined) {
-    return <Omnibox key="omnibox" begun={wish.text} onClose={close} />;
+    return <Omnibox key="omnibox" wish={wish} onClose={close} />;
   }
   if (open === 'keys') {
     return <KeysDialog onClose={close} />;

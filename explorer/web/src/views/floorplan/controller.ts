@@ -129,10 +129,15 @@ export class FloorplanController {
       return;
     }
     const begun = performance.now();
+    let shown = view.camera.peek();
     const go = () => {
+      if (view.camera.peek() !== shown) {
+        return; // the hand went elsewhere meanwhile
+      }
       const share = ease(Math.min(1, (performance.now() - begun) / FLY));
       const between = (a: number, b: number) => a + (b - a) * share;
-      view.camera.value = { zoom: between(from.zoom, to.zoom), x: between(from.x, to.x), y: between(from.y, to.y) };
+      shown = { zoom: between(from.zoom, to.zoom), x: between(from.x, to.x), y: between(from.y, to.y) };
+      view.camera.value = shown;
       if (share < 1) {
         requestAnimationFrame(go);
       }

@@ -16,13 +16,8 @@ export const MARGIN = 26; // CSS pixels left free around a fitted array
 /** No thread: everything is dimmed, beside the way that is shown. */
 const NOBODY = -1;
 
-/** The shape as the floorplan draws it: the viewer draws clusters and domains always. */
-export function drawnShape(explorer: Explorer): Shape | undefined {
-  return explorer.trace.shape.value;
-}
-
 export function layoutOf(explorer: Explorer, stage: Stage): Layout | undefined {
-  const shape = drawnShape(explorer);
+  const shape = explorer.trace.shape.value;
   if (shape === undefined || stage.width < 1 || stage.height < 1) {
     return undefined;
   }
@@ -151,6 +146,6 @@ function rectBox(explorer: Explorer, layout: Layout): Box | undefined {
 
 /** CSS pixels from one element to the next where all of the array is seen. */
 export function fitOf(explorer: Explorer, stage: Stage): number {
-  const shape = drawnShape(explorer);
+  const shape = explorer.trace.shape.value;
   return shape === undefined ? 1 : fitPitch(shape, explorer.view.asViewer.value, stage);
 }

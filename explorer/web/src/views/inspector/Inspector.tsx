@@ -30,25 +30,17 @@ function Foot() {
     return null;
   }
   const causes = commands.canRun('layer.causes');
-  const copies = commands.canRun('share.command');
   const key = commands.keysOf('layer.causes')[0];
-  return causes || copies ? (
+  return causes ? (
     <footer class="inspector-foot">
-      {causes ? (
-        <Button
-          label={`Show causes ${key?.join(' ') ?? ''}`}
-          icon="cause"
-          look="outlined"
-          onPress={() => commands.run('layer.causes')}
-        >
-          Show causes <Keys parts={key} />
-        </Button>
-      ) : null}
-      {copies ? (
-        <Button label="Copy as command" icon="terminal" look="outlined" onPress={() => commands.run('share.command')}>
-          <span class="middle-only">Copy as command</span>
-        </Button>
-      ) : null}
+      <Button
+        label={`Show causes ${key?.join(' ') ?? ''}`}
+        icon="cause"
+        look="outlined"
+        onPress={() => commands.run('layer.causes')}
+      >
+        Show causes <Keys parts={key} />
+      </Button>
     </footer>
   ) : null;
 }

@@ -1,6 +1,6 @@
 import type { PlacePair } from '../../base/place';
 import { clusterSpan, unitSpan, type Shape } from '../../base/shape';
-import { thousands } from '../../base/words';
+import { capital, thousands } from '../../base/words';
 import type { Explorer } from '../../model/explorer';
 import { pieceText } from '../../model/selectionStore';
 import type { EventHead } from '../../protocol/answers';
@@ -8,8 +8,6 @@ import type { Piece } from '../../protocol/questions';
 import type { IconName } from '../../widgets/icons';
 
 export const pairText = (pair: PlacePair): string => `${pair[0]},${pair[1]}`;
-
-const capital = (text: string): string => text.charAt(0).toUpperCase() + text.slice(1);
 
 /** "PE 10,20", "Switch 2,2". */
 export const titleOf = (piece: Piece): string => capital(pieceText(piece));

@@ -138,9 +138,9 @@ function Nothing({ text }: { readonly text: string }) {
 }
 
 /** One box for places, moments, marks and events; with `>` in front, for commands. */
-export function Omnibox({ begun, onClose }: { readonly begun: string; readonly onClose: () => void }) {
+export function Omnibox({ wish, onClose }: { readonly wish: { readonly text: string }; readonly onClose: () => void }) {
   const page = usePage();
-  const text = useSignal(begun);
+  const text = useSignal(wish.text);
   const at = useSignal(0);
   const input = useRef<HTMLInputElement>(null);
   const names = useNames(page, text);
@@ -150,9 +150,14 @@ export function Omnibox({ begun, onClose }: { readonly begun: string; readonly o
       : findResults(page, text.value, names.fed.value?.answer.head),
   );
   useLayoutEffect(() => {
-    input.current?.focus();
-    input.current?.setSelectionRange(begun.length, begun.length);
-  }, []);
+    text.value = wish.text; // a command chosen here may wish for another search
+    at.value = 0;
+    if (input.current !== null) {
+      input.current.value = wish.text;
+      input.current.focus();
+      input.current.setSelectionRange(wish.text.length, wish.text.length);
+    }
+  }, [wish]);
   const isCommands = text.value.startsWith('>');
   const list = results.value;
   const chosen = Math.min(at.value, list.length - 1);

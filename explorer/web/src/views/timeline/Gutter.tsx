@@ -1,11 +1,10 @@
 import type { StripRow } from '../../base/stripRows';
+import { nextBy } from '../../commands/timelineCommands';
+import { laneKey } from '../../model/timeFeeds';
 import type { Lane } from '../../model/timeStore';
 import { Button } from '../../widgets/Button';
 import { labelOf } from './labels';
-import { laneKey } from './rows';
 import type { TimelineScene } from './scene';
-
-const BY_NEXT: Readonly<Record<string, string>> = { thread: 'type', type: 'thread', kind: 'thread' };
 
 /** What the ruler counts; a press changes it. */
 function RulerName({ scene }: { readonly scene: TimelineScene }) {
@@ -30,7 +29,7 @@ function ByChoice({ scene }: { readonly scene: TimelineScene }) {
     <button
       type="button"
       class="gutter-choice gutter-by wide-only"
-      title={`Show activity by ${BY_NEXT[by] ?? 'thread'}`}
+      title={`Show activity by ${nextBy(scene.page.explorer)}`}
       onClick={() => scene.page.commands.run('timeline.by')}
     >
       by {by}

@@ -32,9 +32,8 @@ function edgeUnder(scene: TimelineScene, hand: Hand): bigint {
   return edge < first ? first : edge > last + 1n ? last + 1n : edge;
 }
 
-/** The range from where the hand came down to where it is. */
-export function rangeDrag(scene: TimelineScene, from: Hand): Drag {
-  const anchor = edgeUnder(scene, from);
+/** The range from an edge that stays to where the hand is. */
+function spanDrag(scene: TimelineScene, anchor: bigint): Drag {
   return (hand) => {
     const edge = edgeUnder(scene, hand);
     if (edge !== anchor) {
@@ -44,16 +43,14 @@ export function rangeDrag(scene: TimelineScene, from: Hand): Drag {
   };
 }
 
+/** The range from where the hand came down to where it is. */
+export function rangeDrag(scene: TimelineScene, from: Hand): Drag {
+  return spanDrag(scene, edgeUnder(scene, from));
+}
+
 /** One edge of the range; dragged over the other one it becomes that one. */
 export function edgeDrag(scene: TimelineScene, range: CycleSpan, side: 'left' | 'right'): Drag {
-  const anchor = side === 'left' ? range.last + 1n : range.first;
-  return (hand) => {
-    const edge = edgeUnder(scene, hand);
-    if (edge !== anchor) {
-      const [first, end] = edge < anchor ? [edge, anchor] : [anchor, edge];
-      scene.page.explorer.time.range.value = { first, last: end - 1n };
-    }
-  };
+  return spanDrag(scene, side === 'left' ? range.last + 1n : range.first);
 }
 
 export function panDrag(scene: TimelineScene, from: Hand): Drag {

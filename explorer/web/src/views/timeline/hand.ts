@@ -107,8 +107,10 @@ export class TimelineHand {
       this.fingers.set(event.pointerId, x);
     }
     if (this.pinch !== undefined) {
-      const [a, b] = this.pinch.ids.map((id) => this.fingers.get(id) ?? 0);
-      this.pinch.move(a ?? 0, b ?? 0);
+      const [a, b] = this.pinch.ids.map((id) => this.fingers.get(id));
+      if (a !== undefined && b !== undefined) {
+        this.pinch.move(a, b);
+      }
       return;
     }
     this.point(event);

@@ -1,6 +1,6 @@
 import { visibleBins, widthOf } from '../../base/stripData';
 import type { StripRow } from '../../base/stripRows';
-import { counted, rangeText, thousands } from '../../base/words';
+import { capital, counted, rangeText, thousands } from '../../base/words';
 import { highestCount } from '../../gl/strips/counts';
 import { bandRange } from '../../gl/strips/lane';
 import { highestOf } from '../../gl/strips/stack';
@@ -21,8 +21,6 @@ export interface Label {
   readonly name: string;
   readonly sub: string;
 }
-
-const capital = (text: string): string => text.charAt(0).toUpperCase() + text.slice(1);
 
 export const laneName = (lane: Lane): string =>
   'counter' in lane ? lane.counter : capital(pieceText(lane.piece));

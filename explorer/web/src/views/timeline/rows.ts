@@ -1,4 +1,5 @@
 import type { StripWish } from '../../base/stripRows';
+import { laneKey } from '../../model/timeFeeds';
 import type { Lane } from '../../model/timeStore';
 import type { TraceHead } from '../../protocol/answers';
 import type { EventType } from '../../protocol/questions';
@@ -16,8 +17,6 @@ export function typesOf(head: TraceHead | undefined): readonly EventType[] {
   const there = TYPES.filter((type) => counts[type] > 0);
   return there.length === 0 ? ['fire'] : there;
 }
-
-export const laneKey = (lane: Lane): string => JSON.stringify(lane);
 
 /** All strips of a trace, from top to bottom. */
 export function wishesOf(types: readonly EventType[], all: boolean, lanes: readonly Lane[]): readonly StripWish[] {

@@ -6,12 +6,12 @@ import { thousands } from '../../base/words';
 import type { StripColours } from '../../gl/strips/strip';
 import type { Activity } from '../../model/activity';
 import type { Mark } from '../../model/markStore';
-import type { LaneData } from '../../model/timeFeeds';
+import { laneKey, type LaneData } from '../../model/timeFeeds';
 import type { CycleSpan, Lane } from '../../model/timeStore';
 import type { EventType } from '../../protocol/questions';
 import type { Page } from '../context';
 import { stripColours, typeColours } from './colours';
-import { laneKey, typesOf, wishesOf } from './rows';
+import { typesOf, wishesOf } from './rows';
 
 /** Of the strips, in CSS pixels. */
 export interface StripSize {

@@ -72,7 +72,7 @@ function WordButton(props: { readonly id: CommandId; readonly icon: IconName; re
   );
 }
 
-/** Mark, trace and shape, search, marks, link, things to take away, theme, keys. */
+/** Mark, trace and shape, search, marks, link, theme, keys. */
 export function TopBar({ Search }: { readonly Search?: ComponentType | undefined }) {
   const { explorer, commands } = usePage();
   const dark = explorer.settings.theme.value === 'dark';
@@ -83,7 +83,6 @@ export function TopBar({ Search }: { readonly Search?: ComponentType | undefined
       <div class="top-search">{Search && <Search />}</div>
       <WordButton id="mark.list" icon="mark" words="Marks" />
       <WordButton id="share.link" icon="link" words="Copy link" />
-      <WordButton id="share.takeAway" icon="out" words="Take away" />
       <span class="middle-only">
         <Button
           icon={dark ? 'moon' : 'sun'}
