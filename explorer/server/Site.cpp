@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "explorer/core/JsonText.h"
+#include "explorer/server/Marks.h"
 #include "explorer/server/PageFiles.h"
 #include "explorer/server/Token.h"
 
@@ -13,6 +14,7 @@ constexpr char ASK[] = "/api/ask";
 constexpr char STATUS[] = "/api/status";
 constexpr char SOCKET[] = "/api/socket";
 constexpr char TAKE[] = "/api/take";
+constexpr char MARKS[] = "/api/marks";
 
 std::string_view PathOf(std::string_view target) { return target.substr(0, target.find('?')); }
 
@@ -54,7 +56,7 @@ std::optional<std::string_view> NameOfHost(std::string_view host) {
 }
 
 bool IsPath(std::string_view path) {
-  return path == ASK || path == STATUS || path == SOCKET || path == TAKE ||
+  return path == ASK || path == STATUS || path == SOCKET || path == TAKE || path == MARKS ||
          FindPageFile(path) != nullptr;
 }
 
@@ -146,7 +148,10 @@ SiteReply Site::Sentence(unsigned status, const std::string& text) {
 
 bool Site::IsForSocket(const SiteRequest& request) { return PathOf(request.target) == SOCKET; }
 
-bool Site::IsForTaking(const SiteRequest& request) { return PathOf(request.target) == TAKE; }
+bool Site::IsForTaking(const SiteRequest& request) {
+  return PathOf(request.target) == TAKE &&
+         TakeParameter(QueryOf(request.target), "as").value.empty();
+}
 
 bool Site::IsOwnHost(std::string_view host) const {
   const std::optional<std::string_view> name = NameOfHost(host);
@@ -183,16 +188,20 @@ std::optional<SiteReply> Site::LetIn(const SiteRequest& request) const {
 }
 
 std::optional<SiteReply> Site::RefuseMethod(const SiteRequest& request) const {
-  const bool asks = PathOf(request.target) == ASK;
-  if (request.method != (asks ? "POST" : "GET")) {
-    SiteReply reply = Sentence(405, asks ? "Questions are posted." : "This is only to be got.");
-    reply.headers.emplace_back("Allow", asks ? "POST" : "GET");
+  const std::string_view path = PathOf(request.target);
+  const bool posts = path == ASK || (path == MARKS && request.method == "POST");
+  if (request.method != (posts ? "POST" : "GET")) {
+    SiteReply reply = Sentence(405, path == ASK     ? "Questions are posted."
+                                    : path == MARKS ? "Marks are got or posted."
+                                                    : "This is only to be got.");
+    reply.headers.emplace_back("Allow", path == ASK ? "POST" : path == MARKS ? "GET, POST" : "GET");
     return reply;
   }
   const std::string_view content = request.contentType;
   const std::string_view type = content.substr(0, content.find(';'));
-  if (asks && type != "application/json") {
-    return Sentence(415, "A question is application/json.");
+  if (posts && type != "application/json") {
+    return Sentence(
+        415, path == ASK ? "A question is application/json." : "Marks are application/json.");
   }
   return std::nullopt;
 }
@@ -234,6 +243,8 @@ SiteReply Site::Answer(const SiteRequest& request, const Core::Cancelled& cancel
     reply.body.assign(answer.begin(), answer.end());
   } else if (path == TAKE) {
     return Take(request, cancelled);
+  } else if (path == MARKS) {
+    return Marks(request);
   } else if (path == STATUS) {
     reply.type = "application/json";
     reply.body = StatusText();
@@ -247,30 +258,66 @@ SiteReply Site::Answer(const SiteRequest& request, const Core::Cancelled& cancel
   return reply;
 }
 
-SiteReply Site::Take(const SiteRequest& request, const Core::Cancelled& cancelled) const {
-  const std::string_view query = QueryOf(request.target);
-  const std::string fingerprint(TakeParameter(query, "trace").value);
-  for (const TraceStatus& status : traces.Status()) {
-    if (fingerprint.empty() || status.fingerprint != fingerprint) {
-      continue;
+std::optional<TraceStatus> Site::AskedTrace(const SiteRequest& request) const {
+  const std::string fingerprint(TakeParameter(QueryOf(request.target), "trace").value);
+  for (TraceStatus& status : traces.Status()) {
+    if (!fingerprint.empty() && status.fingerprint == fingerprint) {
+      return std::move(status);
     }
-    const std::optional<TakeCommand> command = ParseTake(query, status.file);
-    if (!command) {
-      return Sentence(400, "There is nothing of that kind to take away.");
-    }
-    TakeResult result = RunTake(TakeProgram(), *command, cancelled);
-    if (!result.file) {
-      return Sentence(422, result.failure);
-    }
-    SiteReply reply = Sentence(200, "");
-    reply.type = command->type;
-    reply.file = std::move(result.file);
-    reply.headers.emplace_back(
-        "Content-Disposition",
-        "attachment; filename=\"" + SafeName(status.file) + command->ending + '"');
-    return reply;
   }
-  return Sentence(404, "No trace of that fingerprint is open here.");
+  return std::nullopt;
+}
+
+SiteReply Site::Take(const SiteRequest& request, const Core::Cancelled& cancelled) const {
+  const std::optional<TraceStatus> status = AskedTrace(request);
+  if (!status) {
+    return Sentence(404, "No trace of that fingerprint is open here.");
+  }
+  const std::optional<TakeCommand> command = ParseTake(QueryOf(request.target), status->file);
+  if (!command) {
+    return Sentence(400, "There is nothing of that kind to take away.");
+  }
+  if (command->isTold) {
+    return Sentence(200, TakeText(*command, SafeName(status->file)));
+  }
+  TakeResult result = RunTake(TakeProgram(), *command, cancelled);
+  if (!result.file) {
+    return Sentence(422, result.failure);
+  }
+  SiteReply reply = Sentence(200, "");
+  reply.type = command->type;
+  reply.file = std::move(result.file);
+  reply.headers.emplace_back(
+      "Content-Disposition",
+      "attachment; filename=\"" + SafeName(status->file) + command->ending + '"');
+  return reply;
+}
+
+// Marks beside a trace, which are written only where somebody posts them.
+SiteReply Site::Marks(const SiteRequest& request) const {
+  const std::optional<TraceStatus> status = AskedTrace(request);
+  if (!status) {
+    return Sentence(404, "No trace of that fingerprint is open here.");
+  }
+  const std::lock_guard lock(marking);
+  if (request.method == "POST") {
+    MaybeRefusal trouble;
+    const std::optional<SentMarks> sent = ParseSentMarks(request.body, trouble);
+    if (!sent) {
+      return Sentence(400, "These are no marks: " + trouble->message + '.');
+    }
+    if (const Fault fault = SaveMarks(status->file, *sent)) {
+      return Sentence(fault.kind == Fault::CHANGED ? 409 : 422, fault.Text());
+    }
+  }
+  const Result<KeptMarks> kept = ReadMarks(status->file);
+  if (!kept) {
+    return Sentence(422, kept.Why().Text());
+  }
+  SiteReply reply = Sentence(200, "");
+  reply.type = "application/json";
+  reply.body = MarksReply(*kept);
+  return reply;
 }
 
 std::string Site::StatusText() const {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -65,7 +66,7 @@ class Site {
   // nobody waits for it any more.
   SiteReply Answer(const SiteRequest& request, const Core::Cancelled& cancelled = {}) const;
 
-  // Whether the request is for the WebSocket; and whether it is for something to take away, which
+  // Whether the request is for the WebSocket; and whether it has something made to take away, which
   // takes longer than any question.
   static bool IsForSocket(const SiteRequest& request);
   static bool IsForTaking(const SiteRequest& request);
@@ -87,10 +88,13 @@ class Site {
   std::optional<SiteReply> LetIn(const SiteRequest& request) const;
   std::string StatusText() const;
   SiteReply Take(const SiteRequest& request, const Core::Cancelled& cancelled) const;
+  SiteReply Marks(const SiteRequest& request) const;
+  std::optional<TraceStatus> AskedTrace(const SiteRequest& request) const;
 
   OpenTraces& traces;
   const Core& core;
   const SiteAccess access;
+  mutable std::mutex marking;  // one reads or writes marks at a time
 };
 
 }  // namespace marrowfin

@@ -11,199 +11,13 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <map>
+#include <fstream>
 #include <system_error>
 #include <thread>
 #include <utility>
 
 namespace marrowfin {
 namespace {
-
-typedef std::map<std::string, std::string> Parameters;
-
-// Names and values of a query, of few and plain letters: nothing here needs any other.
-std::optional<Parameters> Split(std::string_view query) {
-  constexpr size_t LONGEST = 64;
-  Parameters parameters;
-  while (!query.empty()) {
-    const size_t end = query.find('&');
-    const std::string_view pair = query.substr(0, end);
-    query = end == std::string_view::npos ? std::string_view() : query.substr(end + 1);
-    const size_t mark = pair.find('=');
-    if (mark == std::string_view::npos || pair.size() > LONGEST) {
-      return std::nullopt;
-    }
-    const std::string name(pair.substr(0, mark));
-    if (!parameters.emplace(name, pair.substr(mark + 1)).second) {
-      return std::nullopt;
-    }
-  }
-  return parameters;
-}
-
-bool IsNumber(const std::string& text) {
-  return !text.empty() && text.size() <= 20 &&
-         text.find_first_not_of("0123456789") == std::string::npos;
-}
-
-// Builds a command out of parameters, each of which is used or makes it none.
-class Builder {
- public:
-  Builder(Parameters parameters, const std::string& file)
-      : parameters(std::move(parameters)), file(file) {}
-
-  std::optional<TakeCommand> Build() {
-    Take("trace");
-    const std::string what = Take("what");
-    if (what == "render" || what == "film") {
-      AddRender(what == "film");
-    } else if (what == "plot") {
-      AddPlot();
-    } else if (what == "events") {
-      AddEvents();
-    } else if (what == "report" || what == "stats") {
-      AddPage(what);
-    } else {
-      good = false;
-    }
-    AddShape();
-    return good && parameters.empty() ? std::optional(command) : std::nullopt;
-  }
-
- private:
-  // A parameter, which then counts as used; empty where it is not there.
-  std::string Take(const std::string& name) {
-    const auto found = parameters.find(name);
-    if (found == parameters.end()) {
-      return "";
-    }
-    std::string value = std::move(found->second);
-    parameters.erase(found);
-    return value;
-  }
-
-  void Add(std::vector<std::string> words) {
-    command.words.insert(command.words.end(), words.begin(), words.end());
-  }
-
-  void AddNumber(const std::string& name, const std::string& flag) {
-    const std::string value = Take(name);
-    if (!value.empty()) {
-      good = good && IsNumber(value);
-      Add({flag, value});
-    }
-  }
-
-  // One of some words; the first of them where nothing is said.
-  std::string TakeWord(const std::string& name, const std::vector<std::string>& words) {
-    const std::string value = Take(name);
-    if (value.empty()) {
-      return words[0];
-    }
-    good = good && std::find(words.begin(), words.end(), value) != words.end();
-    return value;
-  }
-
-  void Begin(const std::vector<std::string>& words, const std::string& type,
-             const std::string& ending) {
-    Add(words);
-    Add({file.starts_with("-") ? "./" + file : file});  // no option of the program's
-    command.type = type;
-    command.ending = ending;
-  }
-
-  void AddShape() {
-    AddNumber("clusters", "-c");
-    AddNumber("domains", "-d");
-    AddNumber("pes", "-p");
-  }
-
-  void AddCycles() {
-    const std::string first = Take("first");
-    const std::string last = Take("last");
-    if (!first.empty() || !last.empty()) {
-      good = good && IsNumber(first) && IsNumber(last);
-      Add({"--cycles", first + ":" + last});
-    }
-  }
-
-  void AddTheme() { Add({"--theme", TakeWord("theme", {"light", "dark", "print"})}); }
-
-  void AddSize() {
-    const std::string width = Take("width");
-    const std::string height = Take("height");
-    if (!width.empty() || !height.empty()) {
-      good = good && IsNumber(width) && IsNumber(height);
-      Add({"--size", width + "x" + height});
-    }
-  }
-
-  void AddRender(bool film) {
-    Begin({"render"}, film ? "video/mp4" : "image/png", film ? ".mp4" : ".png");
-    const bool natural = TakeWord("reading", {"viewer", "natural"}) == "natural";
-    if (natural) {
-      Add({"--natural", "--theme", TakeWord("theme", {"light", "dark"})});
-    }
-    AddNumber("step", "--step");
-    AddNumber("cycle", "--cycle");
-    AddNumber("skipTo", "-F");
-    if (film) {
-      AddNumber("from", "--from");
-      AddNumber("to", "--to");
-      AddNumber("fps", "--fps");
-      if (natural) {
-        Add({"--cycles"});
-      }
-    }
-    AddSize();
-  }
-
-  void AddPlot() {
-    const std::string kind = TakeWord("kind", {"heat", "links", "threads", "spacetime", "timeline",
-                                               "histogram", "latency", "why"});
-    const std::string format = TakeWord("format", {"png", "svg", "pdf"});
-    const std::string type = format == "svg"   ? "image/svg+xml"
-                             : format == "pdf" ? "application/pdf"
-                                               : "image/png";
-    Begin({"plot", kind}, type, "." + format);
-    AddCycles();
-    AddTheme();
-  }
-
-  void AddEvents() {
-    Begin({"events"}, "text/csv; charset=utf-8", ".csv");
-    Add({"--format", "csv"});
-    AddCycles();
-    AddNumber("thread", "--thread");
-    AddNumber("packet", "--packet");
-    const std::string region = Take("region");
-    if (!region.empty()) {
-      good = good && region.find_first_not_of("0123456789,:clusterdomain") == std::string::npos;
-      Add({"--region", region});
-    }
-    const std::string types = Take("types");
-    if (!types.empty()) {
-      good = good && types.find_first_not_of("firesendwtch,") == std::string::npos;
-      Add({"--type", types});
-    }
-  }
-
-  void AddPage(const std::string& what) {
-    const bool page = what == "report";
-    Begin({what}, page ? "text/html; charset=utf-8" : "application/json", page ? ".html" : ".json");
-    AddCycles();
-    if (page) {
-      AddTheme();
-    } else {
-      Add({"--json"});
-    }
-  }
-
-  Parameters parameters;
-  const std::string file;
-  TakeCommand command;
-  bool good = true;
-};
 
 // A folder of its own for what the program writes.
 struct Folder {
@@ -284,12 +98,37 @@ int WaitFor(pid_t child, const std::function<bool()>& cancelled) {
   }
 }
 
-}  // namespace
-
-std::optional<TakeCommand> ParseTake(std::string_view query, const std::string& file) {
-  std::optional<Parameters> parameters = Split(query);
-  return parameters ? Builder(std::move(*parameters), file).Build() : std::nullopt;
+// Whether a line of CSV is of a message of that sender, and to that receiver.
+bool IsOfMessage(std::string_view line, const TakeCommand& command) {
+  constexpr size_t FIRST = 4;  // behind record, cycle, thread and type
+  std::vector<std::string_view> fields;
+  for (size_t at = 0; at <= line.size() && fields.size() < FIRST + 4;) {
+    const size_t end = std::min(line.find(',', at), line.size());
+    fields.push_back(line.substr(at, end - at));
+    at = end + 1;
+  }
+  const auto isAt = [&](size_t field, const std::optional<Place>& place) {
+    return !place || (fields[field] == std::to_string(place->column) &&
+                      fields[field + 1] == std::to_string(place->row));
+  };
+  return fields.size() == FIRST + 4 && isAt(FIRST, command.from) && isAt(FIRST + 2, command.to);
 }
+
+// The line of names, and the lines of messages that are asked for.
+bool KeepMessages(const std::string& from, const std::string& to, const TakeCommand& command) {
+  std::ifstream in(from, std::ios::binary);
+  std::ofstream out(to, std::ios::binary);
+  std::string line;
+  for (bool first = true; std::getline(in, line); first = false) {
+    if (first || IsOfMessage(line, command)) {
+      out << line << '\n';
+    }
+  }
+  out.close();
+  return out.good();
+}
+
+}  // namespace
 
 UnnamedResult::~UnnamedResult() {
   if (descriptor != -1) {
@@ -307,13 +146,12 @@ TakeResult RunTake(const std::string& program, const TakeCommand& command,
   }
   const std::string result = folder.path + "/result" + command.ending;
   const std::string errors = folder.path + "/errors";
-  const bool prints = command.words[0] == "stats";
   std::vector<std::string> words = {program};
   words.insert(words.end(), command.words.begin(), command.words.end());
-  if (!prints) {
+  if (!command.prints) {
     words.insert(words.end(), {"-o", result});
   }
-  const pid_t child = Start(words, prints ? result : "/dev/null", errors);
+  const pid_t child = Start(words, command.prints ? result : "/dev/null", errors);
   const int status = child == -1 ? -1 : WaitFor(child, cancelled);
   const int descriptor = open(result.c_str(), O_RDONLY | O_CLOEXEC);
   struct stat made = {};
@@ -326,7 +164,16 @@ TakeResult RunTake(const std::string& program, const TakeCommand& command,
     const std::string said = TextOf(errors);
     return {nullptr, child == -1 ? "there is no " + program : said.empty() ? "it was ended" : said};
   }
-  return {std::make_shared<UnnamedResult>(descriptor), ""};
+  const auto whole = std::make_shared<UnnamedResult>(descriptor);
+  if (!command.from && !command.to) {
+    return {whole, ""};
+  }
+  const std::string chosen = folder.path + "/chosen" + command.ending;
+  return KeepMessages(result, chosen, command)
+             ? TakeResult{std::make_shared<UnnamedResult>(
+                              open(chosen.c_str(), O_RDONLY | O_CLOEXEC)),
+                          ""}
+             : TakeResult{nullptr, "there is no room for it in " + folder.path};
 }
 
 std::string TakeProgram() {

@@ -5,7 +5,7 @@ import re
 import pytest
 from client import Server, Socket, fires
 
-PATHS = ["/", "/api/status", "/api/ask", "/api/socket", "/api/take", "/assets"]
+PATHS = ["/", "/api/status", "/api/ask", "/api/socket", "/api/take", "/api/marks", "/assets"]
 
 
 @pytest.fixture(scope="module", name="server")
@@ -41,7 +41,7 @@ def request(server, path, headers):
 
 def good(path):
     """What is answered; of what is to be taken away no trace is named here."""
-    return {"/api/socket": 101, "/api/take": 404}.get(path, 200)
+    return {"/api/socket": 101, "/api/take": 404, "/api/marks": 404}.get(path, 200)
 
 
 def test_every_path_answers_who_has_the_token(server):
@@ -90,14 +90,17 @@ def test_every_path_asks_for_no_origin_or_its_own(server):
             assert request(server, path, server.headers(Origin=origin)).status == 403, (path, origin)
 
 
-def test_every_path_has_one_method(server):
+METHODS = {"/api/ask": ["POST"], "/api/marks": ["GET", "POST"]}
+
+
+def test_every_path_has_its_methods_and_no_other(server):
     for path in paths(server):
         for method in ("GET", "HEAD", "POST", "PUT", "DELETE", "OPTIONS", "TRACE", "CONNECT", "PATCH", "STEAL"):
-            if method == ("POST" if path == "/api/ask" else "GET"):
+            if method in METHODS.get(path, ["GET"]):
                 continue
             reply = server.request(method, path, b"", server.headers(**{"Content-Type": "application/json"}))
             assert reply.status == 405, (path, method)
-            assert reply.headers["Allow"] == ("POST" if path == "/api/ask" else "GET")
+            assert reply.headers["Allow"] == ", ".join(METHODS.get(path, ["GET"]))
 
 
 def test_a_question_is_json_and_has_an_end(server):

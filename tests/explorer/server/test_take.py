@@ -7,7 +7,7 @@ import subprocess
 import time
 
 import pytest
-from client import PROGRAM, Server, fires
+from client import PROGRAM, Server, fires, record
 
 TRACE_TOOL = str(pathlib.Path(PROGRAM).with_name("marrowfin-trace"))
 
@@ -31,12 +31,18 @@ def by_hand(trace, folder, ending, *words):
 def test_what_is_taken_away_has_the_bytes_of_the_command_line(served, tmp_path):
     server, trace, fingerprint = served
     cases = [
-        ("what=plot&kind=heat&format=svg&first=10&last=99", ".svg", "image/svg+xml",
+        ("what=plot&kind=heat&format=svg&first=10&last=99", ".heat.svg", "image/svg+xml",
          ["plot", "heat", "--cycles", "10:99", "--theme", "light"]),
-        ("what=plot&kind=timeline&format=png&theme=dark", ".png", "image/png",
+        ("what=plot&kind=timeline&format=png&theme=dark", ".timeline.png", "image/png",
          ["plot", "timeline", "--theme", "dark"]),
         ("what=events&first=5&last=50&thread=1", ".csv", "text/csv; charset=utf-8",
          ["events", "--format", "csv", "--cycles", "5:50", "--thread", "1"]),
+        ("what=events&records=7:9&types=fire", ".csv", "text/csv; charset=utf-8",
+         ["events", "--format", "csv", "--records", "7:9", "--type", "fire"]),
+        ("what=events&steps=7:9&skipTo=20&region=0,0:1,1&format=text", ".txt", "text/plain; charset=utf-8",
+         ["events", "--steps", "7:9", "-F", "20", "--region", "0,0:1,1"]),
+        ("what=plot&kind=heat&measure=idle", ".heat.png", "image/png",
+         ["plot", "heat", "--measure", "idle", "--theme", "light"]),
         ("what=report", ".html", "text/html; charset=utf-8", ["report", "--theme", "light"]),
     ]
     for query, ending, kind, words in cases:
@@ -59,7 +65,9 @@ def test_what_there_is_not_is_refused(served):
     for query in ("", "what=everything", "what=plot&kind=../../etc", "what=plot&kind=heat&format=exe",
                   "what=plot&kind=heat&first=1", "what=plot&kind=heat&first=1&last=--json", "what=stats&output=/tmp/x",
                   "what=events&region=$(id)", "what=report&theme=light&theme=dark", "what=report&against=other",
-                  "what=plot&kind=-o", "what", "&&&=", "what=stats&clusters=-1", "what=stats&" + "x" * 500):
+                  "what=plot&kind=-o", "what=state&as=picture", "what=events&where=%0A", "what=events&where=%g0",
+                  "what=events&where=%2", "what=events&records=1:2:3", "what=events&from=1", "what=events&to=1,2,3",
+                  "what=events&to=99999999999,1", "what=why&pe=1,x", "what=plot&kind=heat&record=1", "what", "&&&=", "what=stats&clusters=-1", "what=stats&" + "x" * 500):
         assert server.request("GET", f"/api/take?trace={fingerprint}&{query}").status == 400, query
     assert server.request("GET", "/api/take?trace=0&what=stats").status == 404
     assert server.request("GET", "/api/take?what=stats").status == 404
@@ -145,3 +153,51 @@ def test_whoever_leaves_ends_what_is_made_for_him(tmp_path, more):
         while os.path.exists(f"/proc/{child}"):
             assert time.monotonic() < end
             time.sleep(0.01)
+
+
+def line(server, fingerprint, query):
+    reply = server.request("GET", f"/api/take?trace={fingerprint}&{query}&as=command")
+    assert reply.status == 200, (query, reply.bytes)
+    assert reply.headers["Content-Type"] == "text/plain; charset=utf-8"
+    return reply.bytes.decode().removesuffix("\n")
+
+
+def test_a_command_that_is_told_gives_in_a_shell_what_is_taken_away(served, tmp_path):
+    server, _, fingerprint = served
+    shell = {**os.environ, "PATH": str(pathlib.Path(TRACE_TOOL).parent) + ":" + os.environ["PATH"]}
+    for query, ending in [("what=plot&kind=threads&format=svg&first=10&last=99", ".threads.svg"),
+                          ("what=stats&first=3&last=77", None), ("what=state&cycle=50", None),
+                          ("what=state&step=7&format=text&places=1&region=1,1", None),
+                          ("what=why&pe=1,1&cycle=99&format=text", None), ("what=why&record=17", None),
+                          ("what=stats&region=0,0:1,1&format=text", None),
+                          ("what=events&format=text&records=5:9", None), ("what=events&thread=2", ".csv")]:
+        command = line(server, fingerprint, query)
+        assert command.startswith("marrowfin-trace "), command
+        printed = subprocess.run(["bash", "-c", command], cwd=tmp_path, env=shell, capture_output=True, check=True).stdout
+        taken = server.request("GET", f"/api/take?trace={fingerprint}&{query}")
+        assert taken.status == 200, taken.bytes
+        assert taken.bytes == (printed if ending is None else (tmp_path / ("a_b.trace" + ending)).read_bytes()), command
+
+
+def test_words_that_a_shell_would_take_for_others_are_quoted(served):
+    server, trace, fingerprint = served
+    command = line(server, fingerprint, "what=events&format=text&where=size%3E%3D64&where=who%3D%27a%20b%27%3B%20rm%20-r")
+    assert command == (f"marrowfin-trace events '{trace}' '--where=size>=64' "
+                       "'--where=who='\\''a b'\\''; rm -r'")
+
+
+def test_messages_of_one_end_are_told_apart(tmp_path):
+    trace = tmp_path / "t.trace"
+    sends = [(0, 0, 1, 1), (1, 1, 0, 0), (1, 1, 2, 2), (0, 0, 2, 2), (0, 0, 1, 1)]
+    trace.write_bytes(b"".join(record("send", cycle, 0, *places) for cycle, places in enumerate(sends)) + fires(9, 9))
+    with Server(trace) as server:
+        fingerprint = server.until_ready()["traces"][0]["fingerprint"]
+        shell = {**os.environ, "PATH": str(pathlib.Path(TRACE_TOOL).parent) + ":" + os.environ["PATH"]}
+        for query, records in [("from=1,1", [1, 2]), ("to=1,1", [0, 4]), ("from=0,0&to=2,2", [3]), ("to=3,3", [])]:
+            reply = server.request("GET", f"/api/take?trace={fingerprint}&what=events&{query}")
+            lines = reply.bytes.decode().splitlines()
+            assert lines[0].startswith("record,cycle,thread,type,column,row,toColumn,toRow")
+            assert [int(each.split(",")[0]) for each in lines[1:]] == records, query
+            command = line(server, fingerprint, f"what=events&{query}&format=text")
+            printed = subprocess.run(["bash", "-c", command], cwd=tmp_path, env=shell, capture_output=True, check=True)
+            assert printed.stdout == reply.bytes, command
