@@ -143,18 +143,18 @@ void PrintThreads(const Summary& s, std::ostream& out) {
   out << "\n";
 }
 
-// Whether the viewer, which unpacks nothing and reads from no pipe, can show the file as it is.
-bool IsPlain(const std::string& name) {
+bool IsFile(const std::string& name) {
   struct stat status;
-  return name != STANDARD_STREAM && stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-         TraceSource::Open(name);
+  return name != STANDARD_STREAM && stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-// The command line that shows the trace.
+// The command line that shows the trace. The viewer unpacks nothing and reads from no pipe.
 std::string CommandFor(const std::string& name, const ArrayShape& shape) {
-  return IsPlain(name)
-             ? ViewCommand(shape, name)
-             : "marrowfin " + ShapeText(shape) + " -f FILE, once it is unpacked into a plain FILE";
+  if (IsFile(name) && TraceSource::Open(name)) {
+    return ViewCommand(shape, name);
+  }
+  return "marrowfin " + ShapeText(shape) + " -f FILE, once it is " +
+         (IsFile(name) ? "unpacked into" : "kept as") + " a plain FILE";
 }
 
 void PrintOthers(const std::vector<ArrayShape>& others, std::ostream& out) {
