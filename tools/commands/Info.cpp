@@ -148,9 +148,12 @@ bool IsFile(const std::string& name) {
   return name != STANDARD_STREAM && stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-// The command line that shows the trace. The viewer unpacks nothing and reads from no pipe.
+// Whether the viewer, which unpacks nothing and reads from no pipe, can show the file as it is.
+bool IsPlain(const std::string& name) { return IsFile(name) && TraceSource::Open(name); }
+
+// The command line that shows the trace.
 std::string CommandFor(const std::string& name, const ArrayShape& shape) {
-  if (IsFile(name) && TraceSource::Open(name)) {
+  if (IsPlain(name)) {
     return ViewCommand(shape, name);
   }
   return "marrowfin " + ShapeText(shape) + " -f FILE, once it is " +
