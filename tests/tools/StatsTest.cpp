@@ -211,6 +211,14 @@ TEST_F(StatsTest, TrafficIsToldByThreadWhereThatIsAsked) {
   EXPECT_THAT(result.err, HasSubstr("no names of kind"));
 }
 
+TEST_F(StatsTest, TrafficIsToldByAtMostFourNames) {
+  std::vector<std::string> words = {"stats", "t.trace"};
+  for (int times = 1; times <= 5; ++times) {
+    words.insert(words.end(), {"--by", "thread"});
+    EXPECT_EQ(Run(words).exitStatus, times <= 4 ? 0 : 2) << times;
+  }
+}
+
 TEST_F(StatsTest, TrafficIsToldByAllNamesOfACompanion) {
   marrowfin::Recorder recorder;
   ASSERT_FALSE(recorder.Open(folder.File("n.trace")));

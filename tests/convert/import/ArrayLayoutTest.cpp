@@ -66,6 +66,8 @@ TEST(ArrayLayoutTest, NoEventsMakeTheSmallestArray) {
   const ArrayLayout layout = LayoutOf({});
   EXPECT_TRUE(layout.Devices().empty());
   EXPECT_EQ("-c 1 -d 1 -p 1", Text(layout.Shape()));
+  EXPECT_EQ(1u, layout.DevicesPerAxis().columns);
+  EXPECT_EQ(1u, layout.DevicesPerAxis().rows);
 }
 
 }  // namespace

@@ -182,6 +182,11 @@ TEST_F(EventAnswersTest, WhatIsNotedOfEventsIsAskedAndTold) {
   ASSERT_EQ(all.Code(), "") << all.head.dump();
   const std::vector<json> attributes = asked->Ask({{"ask", "trace"}}).head["attributes"];
   ASSERT_EQ(attributes.size(), size_t{NOTE_ATTRIBUTES});
+  EXPECT_EQ(attributes[KIND]["type"], "name");
+  EXPECT_EQ(attributes[PACKET]["type"], "number");
+  EXPECT_EQ(attributes[CREATED]["type"], "cycle");
+  EXPECT_EQ(attributes[ENERGY]["type"], "real");
+  EXPECT_EQ(attributes[CONSUMES]["type"], "records");
   const std::string packet = attributes[PACKET]["name"];
   for (size_t i = 0; i < events.size(); ++i) {
     const std::vector<uint64_t>& values = noted.values[PACKET][i];

@@ -88,6 +88,25 @@ TEST(FollowedTraceTest, AReplacedTraceIsAnotherOneAndTheOldNameSaysSo) {
   EXPECT_EQ(told->now, asked.Status().fingerprint);
 }
 
+TEST(FollowedTraceTest, OfATraceThatIsReplacedAgainAndAgainTheLastNamesAreRemembered) {
+  const AskedTrace asked(SomeFires(1));
+  asked.UntilReady();
+  const std::string first = asked.Status().fingerprint;
+  std::string last = first;
+  for (int i = 2; i <= 70; ++i) {
+    const std::string before = asked.Status().fingerprint;
+    WriteFile(asked.folder.File("new"), SomeFires(i, 1000 * i));
+    std::filesystem::rename(asked.folder.File("new"), asked.name);
+    asked.Until([&] {
+      return asked.Status().state == TraceStatus::READY && asked.Status().fingerprint != before;
+    });
+    last = before;
+  }
+  EXPECT_EQ(asked.Status().was.size(), 64U);
+  EXPECT_EQ(asked.Ask({{"ask", "trace"}, {"trace", last}}).Code(), "changed");
+  EXPECT_NE(asked.Ask({{"ask", "trace"}, {"trace", first}}).Code(), "changed");
+}
+
 TEST(FollowedTraceTest, ATraceThatIsWrittenAnewWithTheSameStartIsAnotherOneToo) {
   const AskedTrace asked(SomeFires(100));
   asked.UntilReady();
