@@ -110,7 +110,8 @@ class Aligner {
  private:
   static bool IsEverything(const EventFilter& filter) {
     return filter.HasEveryType() && filter.HasEveryCycle() && filter.firstRecord == 0 &&
-           filter.lastRecord == ~uint64_t{0} && !filter.thread && !filter.region;
+           filter.lastRecord == ~uint64_t{0} && filter.HasEveryThread() && !filter.region &&
+           filter.without.empty();
   }
 
   bool HasFault() const { return a.walk.GetFault() || b.walk.GetFault(); }

@@ -91,18 +91,18 @@ Result<RunCounts> CountFrom(Cursor cursor, const RunShape& shape) {
 
 bool NeedsIndex(const EventFilter& filter) {
   return filter.firstRecord != 0 || filter.lastRecord != ~uint64_t{0} || filter.firstStep != 0 ||
-         filter.lastStep != ~uint64_t{0};
+         filter.lastStep != ~uint64_t{0} || !filter.without.empty();
 }
 
 bool IsPartial(const EventFilter& filter) {
-  return NeedsIndex(filter) || !filter.HasEveryCycle() || filter.thread || filter.region;
+  return NeedsIndex(filter) || !filter.HasEveryCycle() || !filter.HasEveryThread() || filter.region;
 }
 
 // Whether cycles are asked for, and all that is in them.
 bool AsksForCycles(const RunQuestion& question) {
   const EventFilter& filter = question.filter;
   return question.conditions.empty() && !NeedsIndex(filter) && filter.HasEveryType() &&
-         !filter.thread && !filter.region;
+         filter.HasEveryThread() && !filter.region;
 }
 
 RunShape ShapeOf(const RunQuestion& question, const TimeColumns& columns) {

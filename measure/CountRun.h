@@ -55,7 +55,8 @@ struct RunQuestion {
 
 // Counts the records that the filter lets through, in one pass by all processors; with an index,
 // and a filter that leaves most of the trace out, only what that tells to read. A filter on records
-// or steps needs an index. The timeline is of the cycles asked for, as far as the trace has them.
+// or steps, or one that leaves events out, needs an index. The timeline is of the cycles asked for,
+// as far as the trace has them.
 //
 // A fault where the trace cannot be read to its end, or `progress`, which counts bytes, or with an
 // index records, asked to stop. What was counted up to a break is in no answer: a share of a trace

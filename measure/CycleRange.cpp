@@ -11,7 +11,7 @@ CycleRange CycleRange::Narrowed(const EventFilter& filter) const {
 
 bool AsksForRecords(const EventFilter& filter, const Summary& summary) {
   return filter.firstRecord != 0 || filter.lastRecord < summary.records || filter.firstStep != 0 ||
-         filter.lastStep != ~uint64_t{0};
+         filter.lastStep != ~uint64_t{0} || !filter.without.empty();
 }
 
 Fault NoRecords(const TraceSource& trace) {

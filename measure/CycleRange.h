@@ -26,8 +26,8 @@ struct CycleRange {
   friend bool operator==(const CycleRange&, const CycleRange&) = default;
 };
 
-// Whether a filter asks for records or steps, of which nobody knows the cycles before they are
-// read. One that ends where the trace does asks for all of them.
+// Whether a filter asks for records or steps, or leaves events out, so that nobody knows the cycles
+// before they are read. One that ends where the trace does asks for all records.
 bool AsksForRecords(const EventFilter& filter, const Summary& summary);
 
 // That a trace has no records, of which cycles were asked: OUT_OF_RANGE.

@@ -150,6 +150,61 @@ TEST_F(EventsTest, EveryConditionNarrowsTheList) {
   EXPECT_THAT(Records({"--thread", "1", "--cycles", "261"}), ElementsAre(4));
 }
 
+TEST_F(EventsTest, EachConditionHasAFlagOfItsOwnInEveryWord) {
+  EXPECT_THAT(Records({"--records", "1..2"}), ElementsAre(1, 2));
+  EXPECT_THAT(Records({"--cycles", "6..260"}), ElementsAre(1, 2, 3));
+  EXPECT_THAT(Records({"--steps", "3.."}), ElementsAre(3, 4));
+  EXPECT_THAT(Records({"--types", "send,switch"}), ElementsAre(1, 2));
+  EXPECT_THAT(Records({"--threads", "0,2-8"}), ElementsAre(1, 2));
+  EXPECT_THAT(Records({"--threads", "1-9"}), ElementsAre(0, 2, 3, 4));
+  EXPECT_THAT(Records({"--cluster", "0,0"}), ElementsAre(0, 1, 2, 3, 4));
+  EXPECT_THAT(Records({"--domain", "1,0"}), ElementsAre(0, 2, 4));
+  EXPECT_THAT(Records({"--pe", "7,2"}), ElementsAre(0, 2, 4));
+  EXPECT_THAT(Records({"--rect", "3,3,7,4"}), ElementsAre(1, 3));
+}
+
+TEST_F(EventsTest, OfSeveralRegionsWhatTheyHaveInCommonIsMeant) {
+  EXPECT_THAT(Records({"--rect", "0,0,7,2", "--region", "3,1:9,9"}), ElementsAre(0, 2, 4));
+  EXPECT_THAT(Records({"--rect", "0,0,7,2", "--cluster", "0,0", "--pe", "0,1"}), ElementsAre(2));
+  ExpectFailure(1,
+                "t.trace: the regions that are asked for have no position in common\n"
+                "  Give one of them, or such that overlap.\n",
+                Run({"events", "t.trace", "--pe", "7,2", "--rect", "0,0,3,3"}));
+}
+
+TEST_F(EventsTest, NotTurnsAllConditionsRoundAtOnce) {
+  EXPECT_THAT(Records({"--not", "--threads", "1"}), ElementsAre(1, 2, 3));
+  EXPECT_THAT(Records({"--not", "--threads", "1", "--cycles", "6.."}), ElementsAre(0, 1, 2, 3));
+  EXPECT_THAT(Records({"--not", "--records", "1..3"}), ElementsAre(0, 4));
+  EXPECT_THAT(Records({"--not", "--steps", "3.."}), ElementsAre(0, 1, 2));
+  EXPECT_THAT(Records({"--not", "--rect", "3,3,7,4", "--types", "fire"}), ElementsAre(0, 1, 2, 4));
+  EXPECT_EQ("2\n", Events({"--not", "--records", "1..3", "--count"}));
+  ExpectFailure(2,
+                "--not turns conditions on events round, and there are none\n"
+                "  Give it with a condition, as in --not --threads 3.\n",
+                Run({"events", "t.trace", "--not"}));
+}
+
+TEST_F(EventsTest, WhatNotLeavesOutOfALongTraceIsTheRestOfIt) {
+  LongTrace(30000, "t.trace");
+  for (const std::vector<std::string>& flags :
+       std::vector<std::vector<std::string>>{{"--threads", "0,2-3", "--types", "fire"},
+                                             {"--cycles", "100..900", "--rect", "0,0,7,7"},
+                                             {"--steps", "..99"}}) {
+    std::vector<std::string> others = flags;
+    others.push_back("--not");
+    std::vector<uint64_t> all = Records(flags);
+    const std::vector<uint64_t> rest = Records(others);
+    EXPECT_FALSE(all.empty());
+    EXPECT_FALSE(rest.empty());
+    all.insert(all.end(), rest.begin(), rest.end());
+    std::sort(all.begin(), all.end());
+    ASSERT_EQ(30000U, all.size());
+    EXPECT_EQ(29999U, all.back());
+    EXPECT_EQ(all.end(), std::adjacent_find(all.begin(), all.end()));
+  }
+}
+
 TEST_F(EventsTest, TheFirstAndTheLastEventsAndThoseFromTheEnd) {
   EXPECT_THAT(Records({"--limit", "2"}), ElementsAre(0, 1));
   EXPECT_THAT(Records({"--last", "2"}), ElementsAre(3, 4));

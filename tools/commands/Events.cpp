@@ -27,9 +27,10 @@ namespace {
 constexpr char footer[] =
     "Examples:\n"
     "  marrowfin-trace events run.trace --limit 20\n"
-    "  marrowfin-trace events run.trace --cycles 100:120 --type fire,send --region 0,0:3,3\n"
-    "  marrowfin-trace events run.trace --thread 1 --region cluster:1,0 --last 10\n"
-    "  marrowfin-trace events run.trace --type send --format csv -o sends.csv\n"
+    "  marrowfin-trace events run.trace --cycles 100..120 --types fire,send --rect 0,0,3,3\n"
+    "  marrowfin-trace events run.trace --threads 0,2-3 --cluster 1,0 --last 10\n"
+    "  marrowfin-trace events run.trace --not --threads 0 --limit 20\n"
+    "  marrowfin-trace events run.trace --types send --format csv -o sends.csv\n"
     "  marrowfin-trace events noted.trace --packet 7\n"
     "  marrowfin-trace events noted.trace --kind wait --where 'size>=64' --format jsonl\n"
     "  marrowfin-trace events run.trace --steps 7: --count\n"

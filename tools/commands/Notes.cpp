@@ -62,9 +62,8 @@ struct NotesFlags {
 };
 
 bool HasConditions(const NotesFlags& flags) {
-  const FilterFlags& filter = flags.filter;
-  return filter.records || filter.steps || !filter.types.empty() || filter.thread ||
-         filter.region || flags.notes.kind || flags.notes.packet || !flags.notes.where.empty();
+  return flags.filter.AskForMoreThanCycles() || flags.notes.kind || flags.notes.packet ||
+         !flags.notes.where.empty();
 }
 
 Failure Contradiction(const std::string& what, const std::string& remedy) {
@@ -152,7 +151,7 @@ MaybeFailure FindNumber(const NotesFlags& flags, Subject& subject) {
 // lowest.
 void ChooseRange(const NotesFlags& flags, Subject& subject) {
   const Summary& summary = subject.trace.index->GetSummary();
-  const NumberRange asked = flags.filter.cycles.value_or(NumberRange());
+  const NumberRange asked = flags.filter.CyclesAround();
   subject.range = {std::max(asked.first, summary.Ordered() ? summary.firstCycle : 0),
                    std::min(asked.last, summary.maxCycle), flags.bins};
 }

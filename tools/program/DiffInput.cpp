@@ -129,7 +129,7 @@ MaybeFailure CountDiffed(const DiffFlags& flags, bool withPackets, const Console
 MaybeFailure AlignDiffed(const DiffFlags& flags, AlignQuestion question, const Console& console,
                          DiffedRuns& runs, RunAlignment& aligned) {
   const FilterFlags& filter = flags.run.filter;
-  const bool needsArray = filter.region && filter.region->NeedsArray();
+  const bool needsArray = filter.NeedArray();
   if (needsArray) {
     if (MaybeFailure failure = DescribeDiffed(flags, console, runs)) {
       return failure;

@@ -4,20 +4,6 @@
 #include "trace/ask/Ranges.h"
 
 namespace marrowfin {
-namespace {
-
-// A position, "7,2"; what is wrong with the text where it is none.
-std::string ParsePlace(const std::string& text, Place& place) {
-  RegionWords words;
-  const std::string wrong = ParseRegion(text, words);
-  if (!wrong.empty() || words.NeedsArray() || !(words.first == words.last)) {
-    return text + " is no position: say column and row, as in 7,2";
-  }
-  place = words.first;
-  return "";
-}
-
-}  // namespace
 
 void EventChoice::Declare(CLI::App& app) {
   AddCount(app, "--record", record, "What led to this record");

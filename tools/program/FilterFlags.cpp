@@ -30,6 +30,25 @@ void AddParsed(CLI::App& app, const std::string& name, const std::string& form,
       });
 }
 
+// A cluster, a domain or a position, by its column and row.
+template <RegionWords::Kind KIND>
+std::string ParseUnit(const std::string& text, RegionWords& region) {
+  region = {KIND, {}, {}};
+  const std::string wrong = ParsePlace(text, region.first);
+  region.last = region.first;
+  return wrong;
+}
+
+// What both have in common; a rectangle without positions where that is nothing.
+Region Common(const Region& a, const Region& b) {
+  return {{std::max(a.first.column, b.first.column), std::max(a.first.row, b.first.row)},
+          {std::min(a.last.column, b.last.column), std::min(a.last.row, b.last.row)}};
+}
+
+bool HasPositions(const Region& region) {
+  return region.first.column <= region.last.column && region.first.row <= region.last.row;
+}
+
 }  // namespace
 
 void AddRegion(CLI::App& app, const std::string& name, std::optional<RegionWords>& region,
@@ -40,7 +59,7 @@ void AddRegion(CLI::App& app, const std::string& name, std::optional<RegionWords
 void FilterFlags::Declare(CLI::App& app, bool numbered) {
   if (numbered) {
     AddParsed(app, "--records", "RANGE", records, ParseRange,
-              "Events by number, counted from 0: 7, or 7:9, 7: and :9, ends included");
+              "Events by number, counted from 0: 7, or 7..9, 7.. and ..9, ends included");
   }
   AddParsed(app, "--cycles", "RANGE", cycles, ParseRange, "Events of these cycles");
   if (numbered) {
@@ -49,13 +68,43 @@ void FilterFlags::Declare(CLI::App& app, bool numbered) {
     app.add_option("-F", skipTo, "The viewer skips to this cycle first (with --steps)")
         ->transform(CLI::Validator(MakeSignedDecimal, ""));
   }
-  app.add_option("--type", types, "fire, send or switch; several with commas between")
+  app.add_option("--types,--type", types, "fire, send or switch; several with commas between")
       ->delimiter(',')
       ->check(CLI::IsMember({TYPE_NAMES[0], TYPE_NAMES[1], TYPE_NAMES[2]}));
-  AddCount(app, "--thread", thread, "Events of this thread");
+  AddParsed(app, "--threads,--thread", "THREADS", threads, ParseThreads,
+            "Events of these threads: 3, or 0,2-5");
   AddRegion(app, "--region", region,
             "Events there, of messages either end: COLUMN,ROW or COLUMN,ROW:COLUMN,ROW, or "
             "cluster:COLUMN,ROW or domain:COLUMN,ROW of the array");
+  AddParsed(app, "--cluster", "COLUMN,ROW", cluster, ParseUnit<RegionWords::CLUSTER>,
+            "Events in this cluster of the array");
+  AddParsed(app, "--domain", "COLUMN,ROW", domain, ParseUnit<RegionWords::DOMAIN>,
+            "Events in this domain, counted over the whole array");
+  AddParsed(app, "--pe", "COLUMN,ROW", pe, ParseUnit<RegionWords::POSITIONS>,
+            "Events at this position");
+  AddParsed(app, "--rect", "C0,R0,C1,R1", rectangle, ParseRectangle,
+            "Events in the rectangle between these corners");
+  app.add_flag("--not", inverted, "The events that do not meet all of these conditions");
+}
+
+bool FilterFlags::AskForMoreThanCycles() const {
+  return records || steps || !types.empty() || threads || AskForPlaces() || inverted;
+}
+
+std::vector<RegionWords> FilterFlags::Places() const {
+  std::vector<RegionWords> places;
+  for (const auto& asked : {region, cluster, domain, pe, rectangle}) {
+    if (asked) {
+      places.push_back(*asked);
+    }
+  }
+  return places;
+}
+
+bool FilterFlags::NeedArray() const {
+  const std::vector<RegionWords> places = Places();
+  return std::any_of(places.begin(), places.end(),
+                     [](const RegionWords& place) { return place.NeedsArray(); });
 }
 
 void NoteFlags::Declare(CLI::App& app) {
@@ -70,6 +119,12 @@ MaybeFailure FilterFlags::Check() const {
   if (skipTo && !steps) {
     return Failure{EXIT_USAGE, "-F tells where steps begin, and none are asked for",
                    "Give -F with --steps alone."};
+  }
+  FilterFlags others = *this;
+  others.inverted = false;
+  if (inverted && others.AskForAll()) {
+    return Failure{EXIT_USAGE, "--not turns conditions on events round, and there are none",
+                   "Give it with a condition, as in --not --threads 3."};
   }
   return std::nullopt;
 }
@@ -101,6 +156,16 @@ MaybeFailure FilterFlags::FilterFor(const std::string& trace,
                                     const std::optional<ArrayShape>& shape,
                                     EventFilter& filter) const {
   filter = {};
+  if (!inverted) {
+    return ChosenFor(trace, shape, filter);
+  }
+  filter.without.emplace_back();
+  return ChosenFor(trace, shape, filter.without.front());
+}
+
+MaybeFailure FilterFlags::ChosenFor(const std::string& trace,
+                                    const std::optional<ArrayShape>& shape,
+                                    EventFilter& filter) const {
   if (records) {
     filter.firstRecord = records->first;
     filter.lastRecord = records->last == ~uint64_t{0} ? records->last : records->last + 1;
@@ -123,10 +188,22 @@ MaybeFailure FilterFlags::FilterFor(const std::string& trace,
     filter.fires = wanted(TYPE_NAMES[1]);
     filter.sends = wanted(TYPE_NAMES[2]);
   }
-  filter.thread = thread;
-  if (region) {
-    filter.region.emplace();
-    return PositionsOf(*region, trace, shape, *filter.region);
+  if (threads && threads->size() == 1 && threads->front().first == threads->front().last) {
+    filter.thread = threads->front().first;
+  } else if (threads) {
+    filter.threads = *threads;
+  }
+  for (const RegionWords& place : Places()) {
+    Region positions;
+    if (MaybeFailure failure = PositionsOf(place, trace, shape, positions)) {
+      return failure;
+    }
+    filter.region = filter.region ? Common(*filter.region, positions) : positions;
+  }
+  if (filter.region && !HasPositions(*filter.region)) {
+    return Failure{EXIT_INPUT,
+                   trace + ": the regions that are asked for have no position in common",
+                   "Give one of them, or such that overlap."};
   }
   return std::nullopt;
 }

@@ -16,15 +16,24 @@
 
 namespace marrowfin {
 
-// The flags that choose events: all conditions of an EventFilter.
+// The flags that choose events: all conditions of an EventFilter. They are declared here and
+// nowhere else, so that events are asked for in the same words everywhere.
 struct FilterFlags {
   std::optional<NumberRange> records;
   std::optional<NumberRange> cycles;
   std::optional<NumberRange> steps;
   std::optional<int> skipTo;
   std::vector<std::string> types;
-  std::optional<uint32_t> thread;
+  std::optional<std::vector<ThreadRange>> threads;
+
+  // Where events happen; of several what they have in common.
   std::optional<RegionWords> region;
+  std::optional<RegionWords> cluster;
+  std::optional<RegionWords> domain;
+  std::optional<RegionWords> pe;
+  std::optional<RegionWords> rectangle;
+
+  bool inverted = false;  // whether the events are asked for that do not meet all of this
 
   // With `numbered`, also those that name records and steps.
   void Declare(CLI::App& app, bool numbered = true);
@@ -32,9 +41,27 @@ struct FilterFlags {
   // A refusal of flags that say nothing together.
   MaybeFailure Check() const;
 
+  // Whether there is any condition; whether there is one besides a range of cycles.
+  bool AskForAll() const { return !cycles && !AskForMoreThanCycles(); }
+  bool AskForMoreThanCycles() const;
+
+  // Whether places are asked for, and such as only an array has.
+  bool AskForPlaces() const { return !Places().empty(); }
+  bool NeedArray() const;
+
+  // The cycles outside of which there is nothing that is asked for.
+  NumberRange CyclesAround() const {
+    return inverted ? NumberRange() : cycles.value_or(NumberRange());
+  }
+
   // The filter that they stand for; a failure where the array that shows `trace` lacks the region,
   // or there is none.
   MaybeFailure FilterFor(const std::string& trace, const std::optional<ArrayShape>& shape,
+                         EventFilter& filter) const;
+
+ private:
+  std::vector<RegionWords> Places() const;
+  MaybeFailure ChosenFor(const std::string& trace, const std::optional<ArrayShape>& shape,
                          EventFilter& filter) const;
 };
 

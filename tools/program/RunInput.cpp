@@ -106,6 +106,17 @@ Fault Group(const RunFlags& flags, const std::vector<std::string>& by, const Con
   return {};
 }
 
+// "thread 3", or "threads 0, 2-5".
+std::string ThreadsText(const std::vector<ThreadRange>& threads) {
+  std::string text;
+  for (const ThreadRange& range : threads) {
+    text += (text.empty() ? "" : ", ") + std::to_string(range.first) +
+            (range.first == range.last ? "" : "-" + std::to_string(range.last));
+  }
+  const bool isOne = threads.size() == 1 && threads[0].first == threads[0].last;
+  return (isOne ? "thread " : "threads ") + text;
+}
+
 }  // namespace
 
 void RunFlags::Declare(CLI::App& app) {
@@ -132,24 +143,21 @@ MaybeFailure RunFlags::Check() const {
   return shape.Check();
 }
 
-bool RunFlags::AskForAll() const {
-  return !filter.records && !filter.cycles && !filter.steps && filter.types.empty() &&
-         !filter.thread && !filter.region;
-}
+bool RunFlags::AskForAll() const { return filter.AskForAll(); }
 
 std::string RunFlags::Chosen() const {
   std::string text;
   const auto add = [&](const std::string& words) { text += (text.empty() ? "" : ", ") + words; };
-  if (filter.thread) {
-    add("thread " + std::to_string(*filter.thread));
+  if (filter.threads) {
+    add(ThreadsText(*filter.threads));
   }
   for (const std::string& type : filter.types) {
     add("type " + type);
   }
-  if (filter.region) {
+  if (filter.AskForPlaces()) {
     add("a region");
   }
-  return text;
+  return !filter.inverted ? text : text.empty() ? "all but a part" : "all but " + text;
 }
 
 MaybeFailure OpenRun(const RunFlags& flags, const Console& console, CountedRun& run) {

@@ -39,12 +39,20 @@ void BatchCursor::Seek(uint64_t record) {
 bool BatchCursor::Narrow() {
   if (!range && !fault) {
     const Result<RecordRange> found = RangeOf(trace, index, filter, progress);
-    if (found) {
-      range = *found;
-      next = std::clamp(next, range->begin, range->end);
-    } else {
+    if (!found) {
       fault = found.Why();
+      return false;
     }
+    if (!filter.without.empty()) {
+      const Result<EventFilter> said = WithoutByRecords(trace, index, filter, progress);
+      if (!said) {
+        fault = said.Why();
+        return false;
+      }
+      selector = Selector(*said);
+    }
+    range = *found;
+    next = std::clamp(next, range->begin, range->end);
   }
   return !fault;
 }

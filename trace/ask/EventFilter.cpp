@@ -7,7 +7,9 @@ bool EventFilter::Matches(const TraceEvent& event) const {
       !region || region->Has(event.at) || (event.type == SEND_RECORD && region->Has(event.to));
   return IsRecordType(event.type) && HasType(event.type) && placed && event.record >= firstRecord &&
          event.record < lastRecord && event.cycle >= firstCycle && event.cycle <= lastCycle &&
-         (!thread || event.thread == *thread);
+         HasThread(event.thread) &&
+         std::none_of(without.begin(), without.end(),
+                      [&](const EventFilter& other) { return other.Matches(event); });
 }
 
 }  // namespace marrowfin

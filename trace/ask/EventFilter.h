@@ -1,8 +1,10 @@
 #ifndef TRACE_ASK_EVENTFILTER_H
 #define TRACE_ASK_EVENTFILTER_H
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "trace/ask/Region.h"
 #include "trace/base/Place.h"
@@ -18,6 +20,16 @@ struct TraceEvent {
   uint32_t type = FIRE_RECORD;  // a RecordType
   Place at;                     // where it fired or transmitted, or the sender
   Place to;                     // the receiver; (0, 0) for events that are no sends
+};
+
+// Threads from `first` to `last`, both included.
+struct ThreadRange {
+  uint32_t first = 0;
+  uint32_t last = ~uint32_t{0};
+
+  bool Has(uint32_t thread) const { return thread >= first && thread <= last; }
+
+  friend bool operator==(const ThreadRange&, const ThreadRange&) = default;
 };
 
 // Which events are asked for; all conditions must hold.
@@ -38,10 +50,20 @@ struct EventFilter {
   bool fires = true;
   bool sends = true;
   std::optional<uint32_t> thread;
-  std::optional<Region> region;  // where it fired or transmitted; of sends, either end
+  std::vector<ThreadRange> threads = {};  // where there are any: one of these
+  std::optional<Region> region;           // where it fired or transmitted; of sends, either end
+  std::vector<EventFilter> without = {};  // an event that any of these lets through is left out
 
+  bool HasEveryThread() const { return !thread && threads.empty(); }
   bool HasEveryType() const { return switches && fires && sends; }
   bool HasEveryCycle() const { return firstCycle == 0 && lastCycle == ~uint64_t{0}; }
+
+  // Whether events of a thread are wanted.
+  bool HasThread(uint32_t wanted) const {
+    const auto has = [&](const ThreadRange& range) { return range.Has(wanted); };
+    return (!thread || *thread == wanted) &&
+           (threads.empty() || std::any_of(threads.begin(), threads.end(), has));
+  }
 
   // Whether events of a RecordType are wanted.
   bool HasType(uint32_t type) const {

@@ -49,13 +49,23 @@ Fault NarrowToSteps(const TraceSource& trace, const Index& index, const EventFil
   return {};
 }
 
+// Whether the trace has, or may have, events of a thread that is asked for.
+bool MayHaveThreads(const Summary& summary, const EventFilter& filter) {
+  if (filter.HasEveryThread() || summary.otherThreads > 0) {
+    return true;
+  }
+  const auto& threads = summary.threads;
+  return std::any_of(threads.begin(), threads.end(),
+                     [&](const auto& thread) { return filter.HasThread(thread.first); });
+}
+
 }  // namespace
 
 Result<RecordRange> RangeOf(const TraceSource& trace, const Index& index, const EventFilter& filter,
                             const ProgressCallback& progress) {
   const Summary& summary = index.GetSummary();
   RecordRange range = {filter.firstRecord, std::min(filter.lastRecord, summary.records)};
-  if (filter.thread && !summary.MayHaveThread(*filter.thread)) {
+  if (!MayHaveThreads(summary, filter)) {
     range.end = 0;
   }
   Fault fault;
@@ -85,6 +95,7 @@ Result<bool> ReachesBehindEnd(const TraceSource& trace, const Index& index,
   }
   EventFilter anyThread = filter;
   anyThread.thread.reset();
+  anyThread.threads.clear();
   const Result<RecordRange> range = RangeOf(trace, index, anyThread, progress);
   return range ? Result<bool>(range->end == records) : Result<bool>(range.Why());
 }
@@ -100,6 +111,23 @@ EventFilter WithinRange(const Index& index, const EventFilter& filter, const Rec
     within.lastCycle = ~uint64_t{0};
   }
   return within;
+}
+
+Result<EventFilter> WithoutByRecords(const TraceSource& trace, const Index& index,
+                                     const EventFilter& filter, const ProgressCallback& progress) {
+  EventFilter said = filter;
+  for (EventFilter& other : said.without) {
+    const Result<RecordRange> range = RangeOf(trace, index, other, progress);
+    if (!range) {
+      return range.Why();
+    }
+    const Result<EventFilter> inner = WithoutByRecords(trace, index, other, progress);
+    if (!inner) {
+      return inner.Why();
+    }
+    other = WithinRange(index, *inner, *range);
+  }
+  return said;
 }
 
 }  // namespace marrowfin

@@ -37,6 +37,12 @@ struct RecordRange {
 // The same conditions for records of such a range: what the range stands for is left out.
 EventFilter WithinRange(const Index& index, const EventFilter& filter, const RecordRange& range);
 
+// The same conditions with those that leave events out said by records and not by steps, as a
+// Selector takes them. Costs what RangeOf does for each of them.
+[[nodiscard]] Result<EventFilter> WithoutByRecords(const TraceSource& trace, const Index& index,
+                                                   const EventFilter& filter,
+                                                   const ProgressCallback& progress = {});
+
 }  // namespace marrowfin
 
 #endif

@@ -15,9 +15,25 @@ std::vector<size_t> TransmittersOf(const Summary& summary, const EventFilter& fi
 }
 
 std::vector<size_t> CountersFor(const Summary& summary, const EventFilter& filter) {
-  const size_t only = filter.thread ? summary.ThreadSlot(*filter.thread) : 0;
+  std::vector<bool> wanted(summary.ThreadSlots(), filter.HasEveryThread());
+  const auto want = [&](uint32_t thread) {
+    if (filter.HasThread(thread)) {
+      wanted[summary.ThreadSlot(thread)] = true;
+    }
+  };
+  if (filter.thread) {
+    want(*filter.thread);
+  } else if (!filter.HasEveryThread()) {
+    for (const auto& [thread, unused] : summary.threads) {
+      want(thread);
+    }
+    wanted[Summary::OTHER_THREADS] = true;  // any may be among these
+  }
   std::vector<size_t> found;
-  for (size_t slot = only; slot < (filter.thread ? only + 1 : summary.ThreadSlots()); ++slot) {
+  for (size_t slot = 0; slot < wanted.size(); ++slot) {
+    if (!wanted[slot]) {
+      continue;
+    }
     for (size_t type = 0; type < RECORD_TYPES; ++type) {
       if (filter.HasType(static_cast<uint32_t>(SWITCH_RECORD + type))) {
         found.push_back(slot * RECORD_TYPES + type);
@@ -27,12 +43,38 @@ std::vector<size_t> CountersFor(const Summary& summary, const EventFilter& filte
   return found;
 }
 
+// Whether records of the threads that are asked for are counted by themselves.
+bool CountsApart(const Summary& summary, const EventFilter& filter) {
+  return filter.threads.empty()
+             ? !filter.thread || summary.ThreadSlot(*filter.thread) != Summary::OTHER_THREADS
+             : summary.otherThreads == 0;
+}
+
+// The bits that a mask has where any of the threads asked for was somewhere.
+uint8_t BitsOf(const EventFilter& filter) {
+  constexpr uint32_t FEW = 8;
+  if (filter.thread) {
+    return ThreadMask::BitOf(*filter.thread);
+  }
+  uint8_t bits = filter.threads.empty() ? 0xFF : 0;
+  for (const ThreadRange& range : filter.threads) {
+    if (range.last - range.first >= FEW) {
+      return 0xFF;
+    }
+    for (uint64_t thread = range.first; thread <= range.last; ++thread) {
+      bits |= ThreadMask::BitOf(static_cast<uint32_t>(thread));
+    }
+  }
+  return bits;
+}
+
 }  // namespace
 
 QuietSpans::QuietSpans(const Index& index, const EventFilter& filter)
     : index(index),
       filter(filter),
-      tells(index.HasBoundaries() && (filter.region || filter.thread || !filter.HasEveryType())),
+      tells(index.HasBoundaries() &&
+            (filter.region || !filter.HasEveryThread() || !filter.HasEveryType())),
       sums(index, filter.region.value_or(Region()), TransmittersOf(index.GetSummary(), filter),
            CountersFor(index.GetSummary(), filter)) {}
 
@@ -63,7 +105,7 @@ Result<CountBounds> QuietSpans::Between(size_t from, size_t to) {
   for (const Activity activity : {FIRES, SENDS, RECEIVES, TRANSMISSIONS, THREAD_RECORDS}) {
     const bool wanted = activity == FIRES            ? filter.fires && filter.region
                         : activity == TRANSMISSIONS  ? sums.HasTransmitters()
-                        : activity == THREAD_RECORDS ? filter.thread || !filter.region
+                        : activity == THREAD_RECORDS ? !filter.HasEveryThread() || !filter.region
                                                      : filter.sends && filter.region;
     const Result<uint64_t> sum = wanted ? sums.Between(from, to, activity) : Result<uint64_t>(0);
     if (!sum) {
@@ -77,12 +119,11 @@ Result<CountBounds> QuietSpans::Between(size_t from, size_t to) {
                         others + counts[SENDS] + counts[RECEIVES] + FarEnds(from, to)};
   if (!filter.region) {
     bounds = {counts[THREAD_RECORDS], counts[THREAD_RECORDS]};
-  } else if (filter.thread) {
+  } else if (!filter.HasEveryThread()) {
     bounds = {0, std::min(bounds.most, counts[THREAD_RECORDS])};
   }
-  const bool apart =
-      !filter.thread || index.GetSummary().ThreadSlot(*filter.thread) != Summary::OTHER_THREADS;
-  if (!apart || !filter.HasEveryCycle()) {
+  if (!CountsApart(index.GetSummary(), filter) || !filter.HasEveryCycle() ||
+      !filter.without.empty()) {
     bounds.least = 0;
   }
   return bounds;
@@ -91,7 +132,7 @@ Result<CountBounds> QuietSpans::Between(size_t from, size_t to) {
 // Whether the index knows that nothing that matches happened between two boundaries, the first of
 // which is a multiple of their distance, a power of two. What is cheap to know is asked first.
 Result<bool> QuietSpans::IsQuiet(size_t from, size_t to) {
-  if (filter.thread || !filter.region) {
+  if (!filter.HasEveryThread() || !filter.region) {
     const Result<uint64_t> records = sums.Between(from, to, THREAD_RECORDS);
     if (!records || *records == 0 || !filter.region) {
       return records ? Result<bool>(*records == 0) : records.Why();
@@ -129,7 +170,7 @@ Result<bool> QuietSpans::HasNone(size_t from, size_t to) {
 // Whether a mask tells that no such thread touched the region; the smallest mask that covers the
 // span is the one to ask.
 Result<bool> QuietSpans::IsUntouched(size_t from, size_t to) {
-  const uint8_t wanted = filter.thread ? ThreadMask::BitOf(*filter.thread) : 0xFF;
+  const uint8_t wanted = BitsOf(filter);
   for (size_t level = static_cast<size_t>(std::countr_zero(to - from));; ++level) {
     const size_t end = ((from >> level) + 1) << level;
     if (end > index.Boundaries().size()) {

@@ -24,8 +24,9 @@ void Selection::GetOffsets(std::span<uint64_t> offsets) const {
 
 Selector::Selector(const EventFilter& filter)
     : filter(filter),
-      everything(filter.HasEveryType() && !filter.thread && !filter.region &&
-                 filter.HasEveryCycle()) {
+      others(filter.without.begin(), filter.without.end()),
+      everything(filter.HasEveryType() && filter.HasEveryThread() && !filter.region &&
+                 filter.HasEveryCycle() && others.empty()) {
   std::iota(rows.begin(), rows.end(), uint16_t{0});
 }
 
@@ -37,12 +38,16 @@ std::span<const uint16_t> Selector::Select(const Columns& columns, size_t from, 
   if (filter.thread) {
     MarkThread(columns);
   }
+  if (!filter.threads.empty()) {
+    MarkThreads(columns);
+  }
   if (!filter.HasEveryCycle()) {
     MarkCycles(columns);
   }
   if (filter.region) {
     MarkRegion(columns);
   }
+  UnmarkOthers(columns, from, to);
   // Every row is noted, and the next one overwrites it unless it counts.
   size_t found = 0;
   for (size_t row = from; row < to; ++row) {
@@ -65,6 +70,36 @@ void Selector::MarkThread(const Columns& columns) {
   const uint32_t thread = *filter.thread;
   for (size_t i = 0; i < columns.size; ++i) {
     marks[i] = static_cast<uint8_t>(marks[i] & (columns.tag[i].thread == thread));
+  }
+}
+
+void Selector::MarkThreads(const Columns& columns) {
+  Marks wanted;
+  wanted.fill(0);
+  for (const ThreadRange& range : filter.threads) {
+    for (size_t i = 0; i < columns.size; ++i) {
+      const uint32_t thread = columns.tag[i].thread;
+      wanted[i] =
+          static_cast<uint8_t>(wanted[i] | ((thread >= range.first) & (thread <= range.last)));
+    }
+  }
+  for (size_t i = 0; i < columns.size; ++i) {
+    marks[i] &= wanted[i];
+  }
+}
+
+// Takes the marks of the rows `from` up to `to` away that others let through.
+void Selector::UnmarkOthers(const Columns& columns, size_t from, size_t to) {
+  const auto rowOf = [&](uint64_t record) {
+    const uint64_t row = record - std::min(record, columns.firstRecord);
+    return static_cast<size_t>(std::clamp<uint64_t>(row, from, to));
+  };
+  for (Selector& other : others) {
+    const size_t first = rowOf(other.filter.firstRecord);
+    const size_t last = std::max(first, rowOf(other.filter.lastRecord));
+    for (const uint16_t row : other.Select(columns, first, last)) {
+      marks[row] = 0;
+    }
   }
 }
 

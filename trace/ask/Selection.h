@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "trace/ask/EventFilter.h"
 #include "trace/read/Columns.h"
@@ -32,7 +33,8 @@ struct Selection {
 };
 
 // Picks out the records of batches that a filter lets through, without a branch per record. Ranges
-// of records and steps are the caller's to keep. Threads: one at a time.
+// of records and steps are the caller's to keep, and so are the steps of what is left out, whose
+// ranges of records are kept here. Threads: one at a time.
 class Selector {
  public:
   explicit Selector(const EventFilter& filter);
@@ -45,12 +47,15 @@ class Selector {
 
   void MarkTypes(const Columns& columns);
   void MarkThread(const Columns& columns);
+  void MarkThreads(const Columns& columns);
   void MarkCycles(const Columns& columns);
   void MarkRegion(const Columns& columns);
+  void UnmarkOthers(const Columns& columns, size_t from, size_t to);
 
   EventFilter filter;
-  bool everything;  // every record matches
-  Marks marks;      // 1 where a record of the batch matches so far
+  std::vector<Selector> others;  // of what is left out
+  bool everything;               // every record matches
+  Marks marks;                   // 1 where a record of the batch matches so far
   std::array<uint16_t, Columns::CAPACITY> rows;
 };
 

@@ -29,17 +29,35 @@ std::vector<uint64_t> StepsOf(const std::vector<Event>& events, uint64_t skipTo)
 
 std::vector<uint64_t> Expected(const std::vector<Event>& events, const EventFilter& filter) {
   const std::vector<uint64_t> steps = StepsOf(events, filter.skipTo);
+  std::vector<bool> isLeftOut(events.size());
+  for (const EventFilter& other : filter.without) {
+    for (const uint64_t record : Expected(events, other)) {
+      isLeftOut[record] = true;
+    }
+  }
+  EventFilter wanted = filter;
+  wanted.without.clear();
   std::vector<uint64_t> records;
   for (size_t i = 0; i < events.size(); ++i) {
-    if (steps[i] >= filter.firstStep && steps[i] <= filter.lastStep &&
-        filter.Matches(AsTraceEvent(events[i], i))) {
+    if (steps[i] >= filter.firstStep && steps[i] <= filter.lastStep && !isLeftOut[i] &&
+        wanted.Matches(AsTraceEvent(events[i], i))) {
       records.push_back(i);
     }
   }
   return records;
 }
 
-EventFilter RandomFilter(std::mt19937& random, const std::vector<Event>& events, uint32_t side) {
+namespace {
+
+std::vector<ThreadRange> RandomThreads(std::mt19937& random, const std::vector<Event>& events) {
+  const auto below = [&](uint32_t most) { return static_cast<uint32_t>(random() % most); };
+  const uint32_t first = below(2) == 0 ? 0 : events[random() % events.size()].thread;
+  const uint32_t second = first + 2 + below(60);
+  return {{first, first + below(2)}, {second, second + below(20)}};
+}
+
+EventFilter RandomConditions(std::mt19937& random, const std::vector<Event>& events,
+                             uint32_t side) {
   EventFilter filter;
   const auto half = [&] { return random() % 2 == 0; };
   if (half()) {
@@ -61,6 +79,8 @@ EventFilter RandomFilter(std::mt19937& random, const std::vector<Event>& events,
   filter.sends = half();
   if (half()) {
     filter.thread = half() ? random() % 9 : events[random() % events.size()].thread;
+  } else if (half()) {
+    filter.threads = RandomThreads(random, events);
   }
   if (half()) {
     const uint32_t column = static_cast<uint32_t>(random() % side);
@@ -68,6 +88,16 @@ EventFilter RandomFilter(std::mt19937& random, const std::vector<Event>& events,
     filter.region = Region{
         {column, row},
         {column + static_cast<uint32_t>(random() % 4), row + static_cast<uint32_t>(random() % 4)}};
+  }
+  return filter;
+}
+
+}  // namespace
+
+EventFilter RandomFilter(std::mt19937& random, const std::vector<Event>& events, uint32_t side) {
+  EventFilter filter = RandomConditions(random, events, side);
+  while (random() % 4 == 0) {
+    filter.without.push_back(RandomConditions(random, events, side));
   }
   return filter;
 }

@@ -98,6 +98,7 @@ Result<Plot> MakePlot(const WhyPlotFlags& flags, const Console& console, RunToPl
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<WhyPlotFlags>();
   flags->shared.Declare(app, "wide");
+  app.remove_option(app.get_option("--pe"));  // which names the event here, and no part of the run
   flags->event.Declare(app);
   app.add_flag("--infer", flags->infer, "Infer causes as if the companion told none");
   return [flags](const Console& console) {
