@@ -1,17 +1,15 @@
 // What a trace does over time.
 
 #include <algorithm>
-#include <map>
 
 #include "explorer/core/Answers.h"
+#include "explorer/core/AskedKinds.h"
 #include "trace/ask/ActivityOverTime.h"
 #include "trace/ask/NotesOverTime.h"
 #include "trace/ask/TimeBins.h"
 
 namespace marrowfin {
 namespace {
-
-constexpr uint64_t MOST_BINS = 8192;
 
 // Finer bins, out of which the worst of each asked bin is taken. A time table has no more cells.
 constexpr size_t FINER = 16;
@@ -122,30 +120,19 @@ void PutThreads(const std::vector<uint32_t>& threads, JsonText& head) {
 
 MaybeRefusal AnswerByKind(const Asking& asking, const AskedCycles& cycles, size_t asked, bool worst,
                           AnswerBytes& answer) {
-  const TraceView::NotesLease notes = asking.view.Notes();
-  if (notes.known == nullptr) {
-    return WhyNoNotes(asking);
-  }
-  const NoteDeclarations& declared = notes.known->notes.Declarations();
-  const std::optional<uint32_t> kind = declared.Attribute(KIND_ATTRIBUTE);
-  if (!kind) {
-    return Refusal{Refusal::NOT_THERE, "the notes tell no kinds", {}, {}, {}};
+  const AskedKinds kinds = BorrowKinds(asking);
+  if (kinds.refusal) {
+    return kinds.refusal;
   }
   const auto count = [&](size_t bins) {
-    return NotesOverTime(asking.Trace(), *notes.known->traceIndex, notes.known->notes,
-                         *notes.known->index, *kind, QuestionOf(cycles, bins), asking.progress);
+    return NotesOverTime(asking.Trace(), asking.index, kinds.Notes(), kinds.Index(),
+                         kinds.attribute, QuestionOf(cycles, bins), asking.progress);
   };
   Result<NoteBins> counted = count(asked);
   if (!counted) {
     return RefusalOf(counted.Why());
   }
-  const std::map<uint64_t, std::string>& names = declared.attributes[*kind].names;
-  answer.Head().Key("kinds").Array();
-  for (const uint64_t value : counted->values) {
-    const auto name = names.find(value);
-    answer.Head().Text(name != names.end() ? name->second : std::to_string(value));
-  }
-  answer.Head().End();
+  PutKindNames(kinds, counted->values, answer.Head());
   const SlotBins bins = {counted->firsts, counted->last, counted->Slots(), counted->counts};
   PutBins(bins, cycles, asked, answer);
   if (worst) {
@@ -195,7 +182,7 @@ By TakeBy(Members& members) {
 
 MaybeRefusal AnswerActivity(Asking& asking, AnswerBytes& answer) {
   const AskedCycles cycles = TakeCycles(asking.members);
-  const auto bins = static_cast<size_t>(TakeBins(asking.members, MOST_BINS));
+  const size_t bins = TakeBins(asking.members);
   const By by = TakeBy(asking.members);
   const bool worst = asking.members.Flag("worst");
   if (MaybeRefusal refusal = asking.Check()) {

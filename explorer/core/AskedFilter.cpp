@@ -153,16 +153,15 @@ struct KnownConditions {
   MaybeRefusal refusal;
 };
 
-KnownConditions ConditionsOf(const Asking& asking, const AskedFilter& filter,
-                             const KnownNotes* known) {
-  KnownConditions conditions = {{filter.events, {}}, {}};
-  if (known == nullptr) {
-    conditions.refusal = WhyNoNotes(asking);
+KnownConditions ConditionsOf(const AskedFilter& filter, const AskedNotes& notes) {
+  KnownConditions conditions = {{filter.events, {}}, notes.refusal};
+  if (conditions.refusal) {
     return conditions;
   }
+  const NotesOfTrace& known = notes.lease->notes;
   for (const std::string& text : filter.notes) {
     const Result<NoteCondition> condition =
-        ParseNoteCondition(text, known->notes.Declarations(), known->notes.File().Name());
+        ParseNoteCondition(text, known.Declarations(), known.File().Name());
     if (!condition) {
       conditions.refusal = BadQuestion(condition.Why().reason, condition.Why().remedy);
       return conditions;
@@ -188,16 +187,16 @@ bool TakeBatch(const AskedFilter& filter, const Selection& found, bool back,
 }
 
 template <class Cursor>
-MaybeRefusal WalkBy(Cursor& cursor, const AskedFilter& filter, uint64_t from, bool back,
-                    const TakeEvent& take) {
+Fault WalkBy(Cursor& cursor, const AskedFilter& filter, uint64_t from, bool back,
+             const TakeEvent& take) {
   Selection found;
   cursor.Seek(from);
   while (back ? cursor.Previous(found) : cursor.Next(found)) {
     if (!TakeBatch(filter, found, back, take)) {
-      return std::nullopt;
+      return {};
     }
   }
-  return cursor.GetFault() ? MaybeRefusal(RefusalOf(cursor.GetFault())) : std::nullopt;
+  return cursor.GetFault();
 }
 
 template <class Counter>
@@ -344,20 +343,25 @@ void NarrowTo(const AskedPiece& piece, const ArrayShape& shape, AskedFilter& fil
   filter.to = RegionOf(next, shape);
 }
 
+Fault WalkPlain(const Asking& asking, const AskedFilter& filter, uint64_t from, bool back,
+                const TakeEvent& take) {
+  BatchCursor cursor(asking.Trace(), asking.index, filter.events, asking.progress);
+  return WalkBy(cursor, filter, from, back, take);
+}
+
 MaybeRefusal WalkEvents(const Asking& asking, const AskedFilter& filter, uint64_t from, bool back,
                         const TakeEvent& take) {
   if (filter.notes.empty()) {
-    BatchCursor cursor(asking.Trace(), asking.index, filter.events, asking.progress);
-    return WalkBy(cursor, filter, from, back, take);
+    return RefusalIf(WalkPlain(asking, filter, from, back, take));
   }
-  const TraceView::NotesLease notes = asking.view.Notes();
-  const KnownConditions conditions = ConditionsOf(asking, filter, notes.known);
+  const AskedNotes notes = BorrowNotes(asking);
+  const KnownConditions conditions = ConditionsOf(filter, notes);
   if (conditions.refusal) {
     return conditions.refusal;
   }
-  NotedCursor cursor(asking.Trace(), asking.index, notes.known->notes, conditions.filter,
+  NotedCursor cursor(asking.Trace(), asking.index, notes.lease->notes, conditions.filter,
                      asking.progress);
-  return WalkBy(cursor, filter, from, back, take);
+  return RefusalIf(WalkBy(cursor, filter, from, back, take));
 }
 
 CountAnswer CountEvents(const Asking& asking, const AskedFilter& filter,
@@ -366,22 +370,18 @@ CountAnswer CountEvents(const Asking& asking, const AskedFilter& filter,
     return CountByWalking(asking, filter, question);
   }
   if (!filter.notes.empty()) {
-    const TraceView::NotesLease notes = asking.view.Notes();
-    const KnownConditions conditions = ConditionsOf(asking, filter, notes.known);
+    const AskedNotes notes = BorrowNotes(asking);
+    const KnownConditions conditions = ConditionsOf(filter, notes);
     if (conditions.refusal) {
       return {{}, conditions.refusal};
     }
-    NotedCounter counter(asking.Trace(), asking.index, notes.known->notes, conditions.filter);
+    NotedCounter counter(asking.Trace(), asking.index, notes.lease->notes, conditions.filter);
     return CountBy(counter, question, asking.progress);
   }
   std::unique_ptr<EventCounters::Kept> kept = asking.view.Counters().Take(filter.events);
   CountAnswer answer = CountBy(kept->counter, question, asking.progress);
   asking.view.Counters().Put(std::move(kept));
   return answer;
-}
-
-const char* EventTypeName(uint32_t recordType) {
-  return recordType == FIRE_RECORD ? "fire" : recordType == SEND_RECORD ? "send" : "switch";
 }
 
 }  // namespace marrowfin

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "explorer/core/AskedPiece.h"
 #include "explorer/core/Asking.h"
-#include "measure/LinkCounts.h"
 #include "trace/ask/EventFilter.h"
 #include "trace/ask/NoteCondition.h"
 #include "trace/ask/Region.h"
@@ -36,16 +36,6 @@ struct AskedFilter {
 // The member `filter` of a question; all events where there is none.
 AskedFilter TakeFilter(Asking& asking, const ArrayShape& shape);
 
-// A part of the array, or a link between two.
-struct AskedPiece {
-  enum Kind { PE, SWITCH, DOMAIN, CLUSTER, LINK };
-
-  Kind kind = PE;
-  Place at;  // of a switch its cluster
-  Heading heading = Heading::RIGHT;
-  bool ofClusters = false;  // of a link: whether it joins two clusters
-};
-
 // The member `piece` of a question.
 AskedPiece TakePiece(Asking& asking, const ArrayShape& shape);
 
@@ -62,6 +52,10 @@ void NarrowTo(const AskedPiece& piece, const ArrayShape& shape, AskedFilter& fil
 typedef std::function<bool(const Selection& found, size_t i)> TakeEvent;
 MaybeRefusal WalkEvents(const Asking& asking, const AskedFilter& filter, uint64_t from, bool back,
                         const TakeEvent& take);
+
+// The same of a filter that asks for no notes.
+[[nodiscard]] Fault WalkPlain(const Asking& asking, const AskedFilter& filter, uint64_t from,
+                              bool back, const TakeEvent& take);
 
 // How many events a filter lets through, before a record too, and which is the n-th; each as far as
 // it is asked for.
@@ -80,9 +74,6 @@ struct CountAnswer {
 };
 CountAnswer CountEvents(const Asking& asking, const AskedFilter& filter,
                         const CountQuestion& question);
-
-// The names of types, by the number of records: "switch", "fire", "send".
-const char* EventTypeName(uint32_t recordType);
 
 }  // namespace marrowfin
 

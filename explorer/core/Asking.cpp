@@ -1,5 +1,7 @@
 #include "explorer/core/Asking.h"
 
+#include <utility>
+
 #include "trace/ask/Walk.h"
 #include "trace/read/FittingShapes.h"
 
@@ -122,31 +124,58 @@ AskedCycles TakeCycles(Members& members) {
   return cycles;
 }
 
-uint64_t TakeBins(Members& members, uint64_t most) {
-  const uint64_t bins = members.NumberUpTo("bins", most);
+size_t TakeBins(Members& members) {
+  constexpr uint64_t MOST = 8192;
+  const uint64_t bins = members.NumberUpTo("bins", MOST);
   if (bins == 0) {
     members.Refuse("`bins` is 0");
   }
-  return bins;
+  return static_cast<size_t>(bins);
 }
 
-Refusal WhyNoNotes(const Asking& asking) {
+Result<std::unique_ptr<StateCursors::Placed>> TakeCursor(const Asking& asking,
+                                                         const AskedMoment& asked,
+                                                         const ArrayShape& shape) {
+  const Result<Moment> moment = FindMoment(asking, asked);
+  if (!moment) {
+    return moment.Why();
+  }
+  return asking.view.Cursors().Take(*moment, shape, asking.progress);
+}
+
+AskedNotes BorrowNotes(const Asking& asking) {
+  if (MaybeRefusal refusal = RefuseWithoutNotes(asking)) {
+    return {{}, std::move(refusal)};
+  }
+  Result<LentNotes::Lease> lease = asking.view.Notes(asking.progress);
+  if (!lease) {
+    return {{}, RefusalOf(lease.Why())};
+  }
+  return {std::move(lease).Take(), {}};
+}
+
+// Notes come while it is asked: whether they are coming is looked at before whether they are there.
+MaybeRefusal RefuseWithoutNotes(const Asking& asking) {
   const std::string& file = asking.Trace().Name();
-  if (asking.view.NotesAreComing()) {
-    return {Refusal::NOT_INDEXED_YET,
-            "the notes beside the trace are still being read",
-            file,
-            {},
-            "ask again in a moment"};
+  const bool coming = asking.view.NotesAreComing();
+  if (asking.view.IndexOfNotes() != nullptr) {
+    return std::nullopt;
+  }
+  if (coming) {
+    return Refusal{Refusal::NOT_INDEXED_YET,
+                   "the notes beside the trace are still being read",
+                   file,
+                   {},
+                   "ask again in a moment"};
   }
   if (const Fault fault = asking.view.WhyNoNotes()) {
     return RefusalOf(fault);
   }
-  return {Refusal::NOT_THERE,
-          "no notes stand beside the trace",
-          file,
-          {},
-          "record it with a companion"};
+  return Refusal{Refusal::NOT_THERE,
+                 "no notes stand beside the trace",
+                 file,
+                 {},
+                 "record it with a companion"};
 }
 
 }  // namespace marrowfin

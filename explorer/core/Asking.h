@@ -1,10 +1,13 @@
 #ifndef EXPLORER_CORE_ASKING_H
 #define EXPLORER_CORE_ASKING_H
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 
 #include "explorer/core/AnswerBytes.h"
+#include "explorer/core/LentNotes.h"
 #include "explorer/core/Question.h"
 #include "explorer/core/Refusal.h"
 #include "explorer/core/StateCursors.h"
@@ -66,11 +69,23 @@ struct AskedCycles {
 };
 AskedCycles TakeCycles(Members& members);
 
-// How many bins are asked for, at least one.
-uint64_t TakeBins(Members& members, uint64_t most);
+// How many bins are asked for: at least one, at most 8192.
+size_t TakeBins(Members& members);
 
-// Why there are no notes to ask just now.
-Refusal WhyNoNotes(const Asking& asking);
+// The state of an array at the moment of a question; the cursor goes back by StateCursors::Put.
+[[nodiscard]] Result<std::unique_ptr<StateCursors::Placed>> TakeCursor(const Asking& asking,
+                                                                       const AskedMoment& asked,
+                                                                       const ArrayShape& shape);
+
+// The notes for this question, or why there are none just now.
+struct AskedNotes {
+  LentNotes::Lease lease;
+  MaybeRefusal refusal;
+};
+AskedNotes BorrowNotes(const Asking& asking);
+
+// The same without waiting for them: whether they are there.
+MaybeRefusal RefuseWithoutNotes(const Asking& asking);
 
 }  // namespace marrowfin
 

@@ -165,11 +165,13 @@ Result<std::shared_ptr<const KeptCauses>> FindIn(const Asking& asking, const Arr
     question.wrapColumns = about->array->wrapColumns;
     question.wrapRows = about->array->wrapRows;
   }
-  const TraceView::NotesLease notes = asking.view.Notes();
+  const Result<LentNotes::Lease> notes = asking.view.Notes(asking.progress);
+  if (!notes) {
+    return notes.Why();
+  }
   std::unique_ptr<Index> index = asking.view.Another();
-  Result<Causes> found =
-      FindCauses(asking.Trace(), *index, notes.known != nullptr ? &notes.known->notes : nullptr,
-                 question, asking.progress);
+  Result<Causes> found = FindCauses(asking.Trace(), *index, *notes ? &(*notes)->notes : nullptr,
+                                    question, asking.progress);
   if (!found) {
     return found.Why();
   }
@@ -191,11 +193,10 @@ Refusal NoRecord(const Asking& asking) {
 // Before the trace is gone through. What is known of the notes stays so as long as the view is
 // there.
 MaybeRefusal RefuseWithoutPackets(const Asking& asking) {
-  const TraceView::NotesLease notes = asking.view.Notes();
-  if (notes.known == nullptr) {
-    return WhyNoNotes(asking);
+  if (MaybeRefusal refusal = RefuseWithoutNotes(asking)) {
+    return refusal;
   }
-  if (!notes.known->notes.Declarations().Attribute(PACKET_ATTRIBUTE)) {
+  if (!asking.view.Beside().Notes()->Declarations().Attribute(PACKET_ATTRIBUTE)) {
     return Refusal{Refusal::NOT_THERE, "the notes tell no packets", {}, {}, {}};
   }
   return std::nullopt;
@@ -269,9 +270,12 @@ MaybeRefusal AnswerPacket(Asking& asking, AnswerBytes& answer) {
   if (!kept) {
     return RefusalOf(kept.Why());
   }
-  const TraceView::NotesLease notes = asking.view.Notes();
+  const AskedNotes notes = BorrowNotes(asking);
+  if (notes.refusal) {
+    return notes.refusal;
+  }
   const Result<PacketHistory> history =
-      FollowPacket((*kept)->causes, notes.known->notes, packet, asking.progress);
+      FollowPacket((*kept)->causes, notes.lease->notes, packet, asking.progress);
   if (!history) {
     return RefusalOf(history.Why());
   }

@@ -59,6 +59,27 @@ Refusal AsOf(const TraceView& view, Refusal refusal) {
 
 }  // namespace
 
+std::vector<uint8_t> AnswerBy(const std::function<MaybeRefusal(AnswerBytes&)>& ask) {
+  try {
+    AnswerBytes answer;
+    if (const MaybeRefusal refusal = ask(answer)) {
+      return AnswerBytes::Of(*refusal);
+    }
+    return answer.Finish();
+  } catch (const std::bad_alloc&) {
+  } catch (const std::length_error&) {
+    // What containers say of a size that no memory has.
+  } catch (const std::exception& error) {
+    return AnswerBytes::Of({Refusal::INTERNAL,
+                            std::string("the explorer met a mistake of its own: ") + error.what(),
+                            {},
+                            {},
+                            "ask another question; other ones are answered"});
+  }
+  return AnswerBytes::Of(
+      {Refusal::TOO_MUCH, "memory ran out for the answer", {}, {}, "choose a shorter range"});
+}
+
 std::vector<std::string> QuestionNames() {
   std::vector<std::string> names;
   for (const auto& [name, answer] : Answers()) {
@@ -69,18 +90,7 @@ std::vector<std::string> QuestionNames() {
 
 std::vector<uint8_t> Core::Answer(std::span<const uint8_t> question,
                                   const Cancelled& cancelled) const {
-  try {
-    AnswerBytes answer;
-    if (const MaybeRefusal refusal = Ask(question, cancelled, answer)) {
-      return AnswerBytes::Of(*refusal);
-    }
-    return answer.Finish();
-  } catch (const std::bad_alloc&) {
-  } catch (const std::length_error&) {
-    // What containers say of a size that no memory has.
-  }
-  return AnswerBytes::Of(
-      {Refusal::TOO_MUCH, "memory ran out for the answer", {}, {}, "choose a shorter range"});
+  return AnswerBy([&](AnswerBytes& answer) { return Ask(question, cancelled, answer); });
 }
 
 MaybeRefusal Core::Ask(std::span<const uint8_t> bytes, const Cancelled& cancelled,
@@ -106,7 +116,7 @@ MaybeRefusal Core::Ask(std::span<const uint8_t> bytes, const Cancelled& cancelle
   Asking asking = {members, view, index, shape, progress};
   const MaybeRefusal refusal = function(asking, answer);
   if (refusal && refusal->ofIndex) {
-    traces.RebuildIndex(fingerprint);
+    traces.RebuildIndex(view);
   }
   return refusal ? MaybeRefusal(AsOf(view, *refusal)) : std::nullopt;
 }

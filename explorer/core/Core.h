@@ -42,6 +42,10 @@ class Core {
   std::optional<ArrayShape> shape;
 };
 
+// The answer that `ask` makes; whatever it throws is refused, since a mistake in one answer must
+// not end a server that has others to give.
+std::vector<uint8_t> AnswerBy(const std::function<MaybeRefusal(AnswerBytes&)>& ask);
+
 // The names of all questions, in alphabetical order.
 std::vector<std::string> QuestionNames();
 

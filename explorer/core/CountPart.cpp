@@ -35,18 +35,17 @@ Result<std::shared_ptr<const RunCounts>> CountPart(const Asking& asking, const R
     part.first = 0;  // the whole run, however it was asked for
     part.last = ~uint64_t{0};
   }
-  if (std::shared_ptr<const RunCounts> counts = asking.view.Runs().Find(part)) {
-    return counts;
-  }
-  Result<RunCounts> counted =
-      CountRun(asking.Trace(), &asking.index, QuestionOf(asking, part), asking.progress);
-  if (!counted) {
-    return counted.Why();
-  }
-  std::shared_ptr<const RunCounts> counts =
-      std::make_shared<const RunCounts>(std::move(counted).Take());
-  asking.view.Runs().Keep(part, counts);
-  return counts;
+  const auto count = [&]() -> Result<std::shared_ptr<const RunCounts>> {
+    Result<RunCounts> counted =
+        CountRun(asking.Trace(), &asking.index, QuestionOf(asking, part), asking.progress);
+    if (!counted) {
+      return counted.Why();
+    }
+    return std::make_shared<const RunCounts>(std::move(counted).Take());
+  };
+  return part.shape.Elements() > CountedRuns::MOST_ELEMENTS
+             ? count()
+             : asking.view.Runs().Get(part, asking.progress, count);
 }
 
 }  // namespace marrowfin

@@ -3,10 +3,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <list>
-#include <memory>
-#include <mutex>
 
+#include "explorer/core/FoundOnce.h"
 #include "measure/RunCounts.h"
 #include "trace/base/ArrayShape.h"
 
@@ -25,25 +23,14 @@ struct RunPart {
   friend bool operator==(const RunPart&, const RunPart&) = default;
 };
 
-// What was counted last: panels ask for the same range one after the other, and for the whole run
-// again and again. Of large arrays nothing is kept. Any number of threads may ask.
-class CountedRuns {
+// What was counted last: panels ask for the same range at the same time or one after the other, and
+// for the whole run again and again.
+class CountedRuns : public FoundOnce<RunPart, RunCounts> {
  public:
-  // Null where that part was not counted, or not lately.
-  std::shared_ptr<const RunCounts> Find(const RunPart& part);
-  void Keep(const RunPart& part, std::shared_ptr<const RunCounts> counts);
-
- private:
-  static constexpr size_t MOST = 3;
+  // Of larger arrays nothing is kept.
   static constexpr size_t MOST_ELEMENTS = size_t{1} << 18;
 
-  struct Kept {
-    RunPart part;
-    std::shared_ptr<const RunCounts> counts;
-  };
-
-  std::mutex mutex;
-  std::list<Kept> kept;  // the one used last in front
+  CountedRuns() : FoundOnce(3, 4) {}
 };
 
 }  // namespace marrowfin

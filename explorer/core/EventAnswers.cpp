@@ -51,15 +51,15 @@ class EventColumns {
 
 MaybeRefusal PutNotes(const Asking& asking, const std::vector<TraceEvent>& events,
                       AnswerBytes& answer) {
-  const TraceView::NotesLease notes = asking.view.Notes();
-  if (notes.known == nullptr) {
-    return std::nullopt;
+  const Result<LentNotes::Lease> notes = asking.view.Notes(asking.progress);
+  if (!notes || !*notes) {
+    return RefusalIf(notes.Why());
   }
-  const Result<std::vector<EventNotes>> columns = NotesOf(asking, *notes.known, events);
+  const Result<std::vector<EventNotes>> columns = NotesOf(asking, **notes, events);
   if (!columns) {
     return RefusalOf(columns.Why());
   }
-  const std::vector<NoteAttribute>& attributes = notes.known->notes.Declarations().attributes;
+  const std::vector<NoteAttribute>& attributes = (*notes)->notes.Declarations().attributes;
   for (size_t i = 0; i < attributes.size(); ++i) {
     const std::vector<uint64_t>& values = (*columns)[i].values;
     if (attributes[i].type == NoteType::REAL) {

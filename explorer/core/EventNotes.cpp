@@ -3,6 +3,7 @@
 #include "explorer/core/AskedFilter.h"
 #include "trace/ask/BatchCursor.h"
 #include "trace/ask/NoteCondition.h"
+#include "trace/base/TypeNames.h"
 
 namespace marrowfin {
 namespace {
@@ -54,7 +55,7 @@ JsonText& PutEvent(const TraceEvent& event, JsonText& head) {
   head.Key("record").Number(event.record);
   head.Key("cycle").Wide(event.cycle);
   head.Key("thread").Number(event.thread);
-  head.Key("type").Text(EventTypeName(event.type));
+  head.Key("type").Text(RecordTypeName(event.type));
   head.Key("at").At(event.at);
   if (event.type == SEND_RECORD) {
     head.Key("to").At(event.to);
@@ -63,15 +64,15 @@ JsonText& PutEvent(const TraceEvent& event, JsonText& head) {
 }
 
 Fault PutNotesOf(const Asking& asking, const TraceEvent& event, JsonText& head) {
-  const TraceView::NotesLease notes = asking.view.Notes();
-  if (notes.known == nullptr) {
-    return {};
+  const Result<LentNotes::Lease> notes = asking.view.Notes(asking.progress);
+  if (!notes || !*notes) {
+    return notes.Why();
   }
-  const Result<std::vector<EventNotes>> columns = NotesOf(asking, *notes.known, {event});
+  const Result<std::vector<EventNotes>> columns = NotesOf(asking, **notes, {event});
   if (!columns) {
     return columns.Why();
   }
-  const std::vector<NoteAttribute>& attributes = notes.known->notes.Declarations().attributes;
+  const std::vector<NoteAttribute>& attributes = (*notes)->notes.Declarations().attributes;
   for (size_t i = 0; i < attributes.size(); ++i) {
     if (attributes[i].name == KIND_ATTRIBUTE && (*columns)[i].has[0] != 0) {
       head.Key("kind").Text(NoteValueText(attributes[i], (*columns)[i].values[0]));

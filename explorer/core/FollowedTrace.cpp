@@ -82,12 +82,16 @@ TraceStatus FollowedTrace::Status() const {
   return status;
 }
 
-void FollowedTrace::RebuildIndex() {
+bool FollowedTrace::RebuildIndex(const TraceView& of) {
   {
     const std::lock_guard lock(mutex);
+    if (status.view.get() != &of) {
+      return false;
+    }
     rebuild = true;
   }
   wake.notify_all();
+  return true;
 }
 
 bool FollowedTrace::TakeRebuild() {
@@ -218,6 +222,7 @@ void FollowedTrace::Publish(std::unique_ptr<Index> index, bool whole) {
   auto view =
       std::make_shared<TraceView>(opened->source, opened->companion, std::move(index), whole);
   const std::lock_guard lock(mutex);
+  rebuild = false;  // what was asked of an index that this one replaces
   status.view = std::move(view);
   status.state = whole ? TraceStatus::READY : TraceStatus::INDEXING;
   status.failure = {};

@@ -73,8 +73,9 @@ class FollowedTrace {
 
   TraceStatus Status() const;
 
-  // Has the index made anew: for one that turned out to be damaged.
-  void RebuildIndex();
+  // Has the index of a view made anew, which turned out to be damaged. False where there is another
+  // view by now.
+  bool RebuildIndex(const TraceView& of);
 
  private:
   struct Open;

@@ -1,10 +1,10 @@
 // What each element did last, by the kind that the notes tell.
 
 #include <algorithm>
-#include <map>
 #include <utility>
 
 #include "explorer/core/Answers.h"
+#include "explorer/core/AskedKinds.h"
 #include "trace/ask/LastTouches.h"
 #include "trace/ask/NotesOverTime.h"
 
@@ -17,7 +17,6 @@ constexpr uint8_t OTHER = MOST_KINDS + 1;
 // The kinds that most fires of the whole trace have: the same at every moment, so that a colour
 // means the same while a trace is played.
 struct Kinds {
-  uint32_t attribute = 0;
   std::vector<uint64_t> values;  // the most frequent first
 
   uint8_t CodeOf(uint64_t value) const {
@@ -26,11 +25,12 @@ struct Kinds {
   }
 };
 
-Result<Kinds> FindKinds(const Asking& asking, KnownNotes& known, uint32_t attribute) {
+Result<Kinds> FindKinds(const Asking& asking, const AskedKinds& asked) {
   ActivityQuestion question;
   question.readAtMost = ActivityQuestion::QUICK;
-  const Result<NoteBins> bins = NotesOverTime(asking.Trace(), *known.traceIndex, known.notes,
-                                              *known.index, attribute, question, asking.progress);
+  const Result<NoteBins> bins =
+      NotesOverTime(asking.Trace(), asking.index, asked.Notes(), asked.Index(), asked.attribute,
+                    question, asking.progress);
   if (!bins) {
     return bins.Why();
   }
@@ -40,7 +40,7 @@ Result<Kinds> FindKinds(const Asking& asking, KnownNotes& known, uint32_t attrib
   }
   std::stable_sort(counts.begin(), counts.end(),
                    [](const auto& a, const auto& b) { return a.first > b.first; });
-  Kinds kinds = {attribute, {}};
+  Kinds kinds;
   for (size_t i = 0; i < std::min(MOST_KINDS, counts.size()); ++i) {
     kinds.values.push_back(counts[i].second);
   }
@@ -48,8 +48,8 @@ Result<Kinds> FindKinds(const Asking& asking, KnownNotes& known, uint32_t attrib
 }
 
 // The codes of all elements of a state.
-Result<std::vector<uint8_t>> CodesOf(const Asking& asking, KnownNotes& known, const Kinds& kinds,
-                                     const ArrayState& state) {
+Result<std::vector<uint8_t>> CodesOf(const Asking& asking, const AskedKinds& asked,
+                                     const Kinds& kinds, const ArrayState& state) {
   std::vector<uint8_t> codes(state.elementCodes.size());
   const NoteValues* values = nullptr;
   std::vector<uint16_t> rows;  // of which the values are, in the batch from record `first` on
@@ -61,7 +61,7 @@ Result<std::vector<uint8_t>> CodesOf(const Asking& asking, KnownNotes& known, co
     // Pieces whose last events lie together are told one behind the other.
     if (values == nullptr || first != found.columns->firstRecord ||
         !std::equal(rows.begin(), rows.end(), found.rows.begin(), found.rows.end())) {
-      const Result<const NoteValues*> read = known.notes.Of(found, kinds.attribute);
+      const Result<const NoteValues*> read = asked.Notes().Of(found, asked.attribute);
       if (!read) {
         return read.Why();
       }
@@ -83,42 +83,30 @@ Result<std::vector<uint8_t>> CodesOf(const Asking& asking, KnownNotes& known, co
 }  // namespace
 
 MaybeRefusal AnswerKinds(Asking& asking, AnswerBytes& answer) {
-  const AskedMoment asked = TakeMoment(asking.members);
+  const AskedMoment moment = TakeMoment(asking.members);
   const ArrayShape shape = TakeShape(asking);
   if (MaybeRefusal refusal = asking.Check()) {
     return refusal;
   }
-  const TraceView::NotesLease notes = asking.view.Notes();
-  if (notes.known == nullptr) {
-    return WhyNoNotes(asking);
+  const AskedKinds asked = BorrowKinds(asking);
+  if (asked.refusal) {
+    return asked.refusal;
   }
-  const NoteDeclarations& declared = notes.known->notes.Declarations();
-  const std::optional<uint32_t> attribute = declared.Attribute(KIND_ATTRIBUTE);
-  if (!attribute) {
-    return Refusal{Refusal::NOT_THERE, "the notes tell no kinds", {}, {}, {}};
+  const Result<Kinds> kinds = FindKinds(asking, asked);
+  if (!kinds) {
+    return RefusalOf(kinds.Why());
   }
-  const Result<Kinds> kinds = FindKinds(asking, *notes.known, *attribute);
-  const Result<Moment> moment = kinds ? FindMoment(asking, asked) : kinds.Why();
-  if (!moment) {
-    return RefusalOf(moment.Why());
-  }
-  auto placed = asking.view.Cursors().Take(*moment, shape, asking.progress);
+  auto placed = TakeCursor(asking, moment, shape);
   if (!placed) {
     return RefusalOf(placed.Why());
   }
   const Result<std::vector<uint8_t>> codes =
-      CodesOf(asking, *notes.known, *kinds, (*placed)->cursor.State());
+      CodesOf(asking, asked, *kinds, (*placed)->cursor.State());
   if (!codes) {
     return RefusalOf(codes.Why());
   }
   asking.view.Cursors().Put(std::move(placed).Take());
-  const std::map<uint64_t, std::string>& names = declared.attributes[*attribute].names;
-  answer.Head().Key("kinds").Array();
-  for (const uint64_t value : kinds->values) {
-    const auto name = names.find(value);
-    answer.Head().Text(name != names.end() ? name->second : std::to_string(value));
-  }
-  answer.Head().End();
+  PutKindNames(asked, kinds->values, answer.Head());
   answer.Column("elements", *codes);
   return std::nullopt;
 }

@@ -14,8 +14,6 @@
 namespace marrowfin {
 namespace {
 
-constexpr uint64_t MOST_BINS = 8192;
-
 // So many records are gone through, which tells threads as well; of more the index tells the sums.
 constexpr uint64_t QUICK = 4 << 20;
 constexpr size_t THREADS = 6;
@@ -94,7 +92,7 @@ MaybeRefusal AnswerLane(Asking& asking, AnswerBytes& answer) {
   const ArrayShape shape = TakeShape(asking);
   const AskedPiece piece = TakePiece(asking, shape);
   const AskedCycles cycles = TakeCycles(asking.members);
-  const auto bins = static_cast<size_t>(TakeBins(asking.members, MOST_BINS));
+  const size_t bins = TakeBins(asking.members);
   if (MaybeRefusal refusal = asking.Check()) {
     return refusal;
   }
@@ -134,22 +132,23 @@ MaybeRefusal AnswerCounter(Asking& asking, AnswerBytes& answer) {
   const AskedCycles cycles = TakeCycles(asking.members);
   question.first = cycles.first;
   question.last = cycles.last;
-  question.bins = static_cast<size_t>(TakeBins(asking.members, MOST_BINS));
+  question.bins = TakeBins(asking.members);
   question.readAtMost = CounterQuestion::QUICK;
   if (MaybeRefusal refusal = asking.Check()) {
     return refusal;
   }
-  const TraceView::NotesLease notes = asking.view.Notes();
-  if (notes.known == nullptr) {
-    return WhyNoNotes(asking);
+  const AskedNotes notes = BorrowNotes(asking);
+  if (notes.refusal) {
+    return notes.refusal;
   }
-  const std::optional<uint32_t> counter = notes.known->notes.Declarations().Counter(name);
+  const NotesOfTrace& known = notes.lease->notes;
+  const std::optional<uint32_t> counter = known.Declarations().Counter(name);
   if (!counter) {
     return Refusal{Refusal::NOT_THERE, "the notes have no counter of that name", {}, {}, {}};
   }
   question.counter = *counter;
   const Result<CounterBins> bins =
-      CounterOverTime(notes.known->notes.File(), *notes.known->index, question, asking.progress);
+      CounterOverTime(known.File(), *notes.lease->index, question, asking.progress);
   if (!bins) {
     return RefusalOf(bins.Why());
   }

@@ -67,11 +67,9 @@ std::variant<std::shared_ptr<TraceView>, Refusal> OpenTraces::Find(
                                    "ask for the status, which lists those that are"});
 }
 
-void OpenTraces::RebuildIndex(const std::string& fingerprint) {
+void OpenTraces::RebuildIndex(const TraceView& of) {
   for (const auto& trace : traces) {
-    if (trace->Status().fingerprint == fingerprint) {
-      trace->RebuildIndex();
-    }
+    trace->RebuildIndex(of);
   }
 }
 

@@ -29,8 +29,8 @@ class OpenTraces {
   // fingerprint, it is another one now, or nothing of it was read yet.
   std::variant<std::shared_ptr<TraceView>, Refusal> Find(const std::string& fingerprint) const;
 
-  // Has the index of a trace made anew.
-  void RebuildIndex(const std::string& fingerprint);
+  // Has the index of a view made anew, which turned out to be damaged.
+  void RebuildIndex(const TraceView& of);
 
  private:
   std::vector<std::unique_ptr<FollowedTrace>> traces;

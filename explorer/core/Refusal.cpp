@@ -55,6 +55,8 @@ const char* RefusalName(Refusal::Code code) {
       return "too-much";
     case Refusal::NOT_THERE:
       return "not-there";
+    case Refusal::INTERNAL:
+      return "internal";
   }
   return "";
 }
@@ -71,6 +73,10 @@ Refusal RefusalOf(const Fault& fault) {
         "record " + std::to_string(fault.record) + " at byte " + std::to_string(fault.offset);
   }
   return refusal;
+}
+
+MaybeRefusal RefusalIf(const Fault& fault) {
+  return fault ? MaybeRefusal(RefusalOf(fault)) : std::nullopt;
 }
 
 }  // namespace marrowfin

@@ -24,6 +24,7 @@ struct [[nodiscard]] Refusal {
     CANCELLED,        // whoever asked does not want to know any more
     TOO_MUCH,         // the answer would be too large: a shorter range is to be chosen
     NOT_THERE,        // the companion, or what was asked for in it, does not exist
+    INTERNAL,         // a mistake of this program, which nobody can do anything about
   };
 
   Code code = BAD_QUESTION;
@@ -41,8 +42,9 @@ const char* RefusalName(Refusal::Code code);
 
 Refusal BadQuestion(const std::string& message, const std::string& remedy = {});
 
-// A fault of the trace engine, as a refusal.
+// A fault of the trace engine, as a refusal; and nothing where there is none.
 Refusal RefusalOf(const Fault& fault);
+MaybeRefusal RefusalIf(const Fault& fault);
 
 }  // namespace marrowfin
 

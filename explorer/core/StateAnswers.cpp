@@ -11,13 +11,13 @@ namespace marrowfin {
 namespace {
 
 // How many steps a reading has.
-Result<uint64_t> CountSteps(const Asking& asking, const Moment& moment) {
+Result<uint64_t> CountSteps(const Asking& asking, const AskedMoment& asked) {
   const Summary& summary = asking.GetSummary();
-  if (moment.natural) {
+  if (asked.moment.natural) {
     return summary.records > 0 ? summary.changes + 1 : 0;
   }
   const Result<ViewerSteps> steps =
-      FindSteps(asking.Trace(), asking.index, moment.skipTo, asking.progress);
+      FindSteps(asking.Trace(), asking.index, asked.moment.skipTo, asking.progress);
   if (!steps) {
     return steps.Why();
   }
@@ -142,16 +142,11 @@ MaybeRefusal AnswerState(Asking& asking, AnswerBytes& answer) {
   if (MaybeRefusal refusal = asking.Check()) {
     return refusal;
   }
-  const Result<Moment> moment = FindMoment(asking, asked);
-  if (!moment) {
-    return RefusalOf(moment.Why());
-  }
-  StateCursors& cursors = asking.view.Cursors();
-  auto placed = cursors.Take(*moment, shape, asking.progress);
+  auto placed = TakeCursor(asking, asked, shape);
   if (!placed) {
     return RefusalOf(placed.Why());
   }
-  const Result<uint64_t> steps = CountSteps(asking, *moment);
+  const Result<uint64_t> steps = CountSteps(asking, asked);
   if (!steps) {
     return RefusalOf(steps.Why());
   }
@@ -169,7 +164,7 @@ MaybeRefusal AnswerState(Asking& asking, AnswerBytes& answer) {
   answer.Column("thread", messages.threads);
   answer.Column("from", messages.from);
   answer.Column("to", messages.to);
-  cursors.Put(std::move(placed).Take());
+  asking.view.Cursors().Put(std::move(placed).Take());
   return std::nullopt;
 }
 
@@ -183,12 +178,7 @@ MaybeRefusal AnswerSteps(Asking& asking, AnswerBytes& answer) {
   if (MaybeRefusal refusal = asking.Check()) {
     return refusal;
   }
-  const Result<Moment> moment = FindMoment(asking, asked);
-  if (!moment) {
-    return RefusalOf(moment.Why());
-  }
-  StateCursors& cursors = asking.view.Cursors();
-  auto placed = cursors.Take(*moment, shape, asking.progress);
+  auto placed = TakeCursor(asking, asked, shape);
   if (!placed) {
     return RefusalOf(placed.Why());
   }
@@ -212,7 +202,7 @@ MaybeRefusal AnswerSteps(Asking& asking, AnswerBytes& answer) {
   answer.Head().Key("moments").Number(columns.Moments());
   answer.Head().Key("ended").Flag(ended);
   columns.Put(answer);
-  cursors.Put(std::move(placed).Take());
+  asking.view.Cursors().Put(std::move(placed).Take());
   return std::nullopt;
 }
 

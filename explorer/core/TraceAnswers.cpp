@@ -8,6 +8,7 @@
 #include "trace/ask/Fade.h"
 #include "trace/ask/PieceCode.h"
 #include "trace/ask/Walk.h"
+#include "trace/base/TypeNames.h"
 #include "trace/read/FittingShapes.h"
 
 namespace marrowfin {
@@ -152,26 +153,10 @@ void PutAbout(const About* about, JsonText& head) {
   head.End();
 }
 
-const char* TypeName(NoteType type) {
-  switch (type) {
-    case NoteType::NUMBER:
-      return "number";
-    case NoteType::REAL:
-      return "real";
-    case NoteType::CYCLE:
-      return "cycle";
-    case NoteType::NAME:
-      return "name";
-    case NoteType::RECORDS:
-      return "records";
-  }
-  return "";
-}
-
 void PutAttribute(const NoteAttribute& attribute, JsonText& head) {
   head.Object();
   head.Key("name").Text(attribute.name);
-  head.Key("type").Text(TypeName(attribute.type));
+  head.Key("type").Text(NoteTypeName(attribute.type));
   head.Key("unit").Text(attribute.unit);
   head.Key("names").Object();
   size_t told = 0;
@@ -186,7 +171,7 @@ void PutAttribute(const NoteAttribute& attribute, JsonText& head) {
 // What the notes can tell; of counters at how many places, once the notes are read.
 void PutNotes(const Asking& asking, JsonText& head) {
   const NotesFile* const file = asking.view.Beside().Notes();
-  const TraceView::NotesLease notes = asking.view.Notes();
+  const std::shared_ptr<const NotesIndex> known = asking.view.IndexOfNotes();
   const NoteDeclarations none;
   const NoteDeclarations& declared = file != nullptr ? file->Declarations() : none;
   head.Key("attributes").Array();
@@ -200,8 +185,8 @@ void PutNotes(const Asking& asking, JsonText& head) {
     head.Key("name").Text(declared.counters[i].name);
     head.Key("unit").Text(declared.counters[i].unit);
     head.Key("places");
-    if (notes.known != nullptr) {
-      head.Number(notes.known->index->PlacesOf(i).size());
+    if (known != nullptr) {
+      head.Number(known->PlacesOf(i).size());
     } else {
       head.Null();
     }

@@ -5,6 +5,7 @@
 #include "explorer/core/CountedRuns.h"
 #include "explorer/core/EventCounters.h"
 #include "explorer/core/FoundCauses.h"
+#include "explorer/core/KnownPieces.h"
 #include "explorer/core/StateCursors.h"
 
 namespace marrowfin {
@@ -19,7 +20,8 @@ TraceView::TraceView(std::shared_ptr<const TraceSource> trace,
       cursors(std::make_unique<StateCursors>(*this->trace, [this] { return Another(); })),
       counters(std::make_unique<EventCounters>(*this->trace, [this] { return Another(); })),
       runs(std::make_unique<CountedRuns>()),
-      causes(std::make_unique<FoundCauses>()) {
+      causes(std::make_unique<FoundCauses>()),
+      pieces(std::make_unique<KnownPieces>()) {
   // Read once, so that all copies share it; where it is damaged, whoever needs it is told.
   static_cast<void>(this->index->Times());
 }
@@ -57,37 +59,48 @@ Fault TraceView::ReadNotes(const ProgressCallback& progress) {
         NotesIndex::Open(*trace, *read->traceIndex, read->notes, progress);
     fault = opened ? Fault() : opened.Why();
     if (opened) {
-      read->index = std::move(opened).Take();
+      read->Use(std::move(opened).Take());
     } else {
       read = nullptr;
     }
   }
-  const std::lock_guard lock(pendingMutex);
-  known = std::move(read);
+  const std::lock_guard lock(notesMutex);
   noNotes = fault;
   notesDone = fault.kind != Fault::CANCELLED;
+  if (read) {
+    notesIndex = read->index;
+    lentNotes = std::make_unique<LentNotes>(std::move(read), [this] { return MoreNotes(); });
+  }
   return fault;
 }
 
-TraceView::NotesLease TraceView::Notes() const {
-  NotesLease lease;
+std::unique_ptr<KnownNotes> TraceView::MoreNotes() const {
+  auto notes = std::make_unique<KnownNotes>(*trace, Another(), *companion->Notes());
+  notes->Use(IndexOfNotes());
+  return notes;
+}
+
+Result<LentNotes::Lease> TraceView::Notes(const ProgressCallback& progress) const {
+  LentNotes* lender = nullptr;
   {
-    const std::lock_guard lock(pendingMutex);
-    lease.known = known.get();
+    const std::lock_guard lock(notesMutex);
+    lender = lentNotes.get();
   }
-  if (lease.known != nullptr) {
-    lease.lock = std::unique_lock(notesMutex);
-  }
-  return lease;
+  return lender != nullptr ? lender->Borrow(progress) : LentNotes::Lease();
+}
+
+std::shared_ptr<const NotesIndex> TraceView::IndexOfNotes() const {
+  const std::lock_guard lock(notesMutex);
+  return notesIndex;
 }
 
 bool TraceView::NotesAreComing() const {
-  const std::lock_guard lock(pendingMutex);
+  const std::lock_guard lock(notesMutex);
   return companion->Notes() != nullptr && !notesDone;
 }
 
 Fault TraceView::WhyNoNotes() const {
-  const std::lock_guard lock(pendingMutex);
+  const std::lock_guard lock(notesMutex);
   return noNotes;
 }
 

@@ -8,11 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "explorer/core/LentNotes.h"
 #include "trace/ask/NotesIndex.h"
-#include "trace/ask/NotesOfTrace.h"
-#include "trace/base/About.h"
-#include "trace/base/ArrayShape.h"
 #include "trace/base/Progress.h"
+#include "trace/base/Result.h"
 #include "trace/index/Index.h"
 #include "trace/read/Companion.h"
 #include "trace/read/TraceSource.h"
@@ -22,17 +21,8 @@ namespace marrowfin {
 class CountedRuns;
 class EventCounters;
 class FoundCauses;
+class KnownPieces;
 class StateCursors;
-
-// The notes of a trace joined to its records, and their index. One thread at a time.
-struct KnownNotes {
-  KnownNotes(const TraceSource& trace, std::unique_ptr<Index> itsIndex, const NotesFile& file)
-      : traceIndex(std::move(itsIndex)), notes(trace, *traceIndex, file) {}
-
-  std::unique_ptr<Index> traceIndex;
-  std::unique_ptr<NotesIndex> index;  // which the notes use
-  NotesOfTrace notes;
-};
 
 // A trace as it was known at one time: its bytes, an index of as many records as were indexed by
 // then, and what stands beside it. A view never changes, but that its notes come later; when more
@@ -80,20 +70,21 @@ class TraceView {
   StateCursors& Cursors() const { return *cursors; }
   EventCounters& Counters() const { return *counters; }
 
-  // What was counted last, and what caused what.
+  // What was counted last, what caused what, and what is known of pieces of the array.
   CountedRuns& Runs() const { return *runs; }
   FoundCauses& CausesFound() const { return *causes; }
+  KnownPieces& Pieces() const { return *pieces; }
 
   // Joins the notes, which takes reading them where they have no index yet; whoever asks meanwhile
-  // is told that they are not there yet. A fault where they are not believed.
+  // is told that they are not there yet. A fault where they are not believed. To be called once.
   [[nodiscard]] Fault ReadNotes(const ProgressCallback& progress);
 
-  // The notes, for as long as the lock is held; null where there are none, or none yet.
-  struct NotesLease {
-    std::unique_lock<std::mutex> lock;
-    KnownNotes* known = nullptr;
-  };
-  NotesLease Notes() const;
+  // The notes, for one question; none where there are none, or none yet. CANCELLED where others
+  // have them all and nobody wants to wait any more.
+  [[nodiscard]] Result<LentNotes::Lease> Notes(const ProgressCallback& progress) const;
+
+  // What is known of all notes; null where there are none, or none yet. Nobody waits for it.
+  std::shared_ptr<const NotesIndex> IndexOfNotes() const;
 
   // Whether there are notes that are still being read.
   bool NotesAreComing() const;
@@ -105,6 +96,7 @@ class TraceView {
   static constexpr size_t MOST_IDLE = 4;
 
   void TakeBack(std::unique_ptr<Index> used) const;
+  std::unique_ptr<KnownNotes> MoreNotes() const;
 
   std::shared_ptr<const TraceSource> trace;
   std::shared_ptr<const Companion> companion;
@@ -114,13 +106,14 @@ class TraceView {
   std::unique_ptr<EventCounters> counters;
   std::unique_ptr<CountedRuns> runs;
   std::unique_ptr<FoundCauses> causes;
+  std::unique_ptr<KnownPieces> pieces;
 
   mutable std::mutex idleMutex;
   mutable std::vector<std::unique_ptr<Index>> idle;
 
-  mutable std::mutex notesMutex;    // of the notes in use
-  mutable std::mutex pendingMutex;  // of what follows
-  std::unique_ptr<KnownNotes> known;
+  mutable std::mutex notesMutex;  // of what follows
+  std::shared_ptr<const NotesIndex> notesIndex;
+  std::unique_ptr<LentNotes> lentNotes;
   bool notesDone = false;
   Fault noNotes;
 };

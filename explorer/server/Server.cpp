@@ -11,7 +11,6 @@
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/strand.hpp>
-#include <boost/asio/thread_pool.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 #include <boost/beast/websocket.hpp>
@@ -30,6 +29,7 @@
 #include "explorer/core/Question.h"
 #include "explorer/server/HttpBytes.h"
 #include "explorer/server/Site.h"
+#include "explorer/server/Workers.h"
 
 namespace marrowfin {
 namespace {
@@ -115,6 +115,8 @@ SiteReply ReplyToBroken(const Error& error) {
   return Site::Sentence(400, "This is no request.");
 }
 
+constexpr char FAILED[] = "the explorer met a mistake of its own";
+
 std::vector<uint8_t> RefusalBytes(Refusal::Code code, const std::string& message,
                                   const std::string& remedy = {}) {
   return AnswerBytes::Of({code, message, {}, {}, remedy});
@@ -126,43 +128,13 @@ class SocketSession;
 struct Shared {
   const Site* site = nullptr;
   const Core* core = nullptr;
-  asio::thread_pool* workers = nullptr;
-  asio::thread_pool* takers = nullptr;
+  Workers* workers = nullptr;
+  Workers* takers = nullptr;  // for what is made to be taken away, which may take minutes
   ServerLimits limits;
   std::atomic<size_t> connections = 0;
-  std::atomic<size_t> waiting = 0;  // questions, in work or not
-  std::atomic<size_t> taking = 0;   // things to take away, in work or not
   std::atomic<bool> stopping = false;
   std::mutex mutex;
   std::vector<std::weak_ptr<SocketSession>> sockets;
-
-  // Has a worker find an answer, and hands it to `done` in that thread. False where too many wait.
-  template <class Work>
-  bool Begin(Work work) {
-    if (waiting.fetch_add(1) >= limits.waiting) {
-      --waiting;
-      return false;
-    }
-    asio::post(*workers, [this, work = std::move(work)]() mutable {
-      work();
-      --waiting;
-    });
-    return true;
-  }
-
-  // The same for what is made to be taken away, which may take minutes: in threads apart.
-  template <class Work>
-  bool BeginTaking(Work work) {
-    if (taking.fetch_add(1) >= limits.taking) {
-      --taking;
-      return false;
-    }
-    asio::post(*takers, [this, work = std::move(work)]() mutable {
-      work();
-      --taking;
-    });
-    return true;
-  }
 
   Core::Cancelled Watch(const Flag& flag) const {
     return [this, flag] { return *flag || stopping; };
@@ -285,7 +257,10 @@ class SocketSession : public std::enable_shared_from_this<SocketSession> {
     const auto work = [self = shared_from_this(), number, flag, question = std::move(question)] {
       self->Find(number, flag, question);
     };
-    if (asked.size() >= shared.limits.questions || !shared.Begin(work)) {
+    const auto failed = [self = shared_from_this(), number] {
+      self->Answer(number, RefusalBytes(Refusal::INTERNAL, FAILED));
+    };
+    if (asked.size() >= shared.limits.questions || !shared.workers->Begin(work, failed)) {
       Refuse(number, Refusal::BUSY, "too many questions are in work");
       return;
     }
@@ -302,9 +277,11 @@ class SocketSession : public std::enable_shared_from_this<SocketSession> {
 
   // In a worker's thread.
   void Find(uint32_t number, const Flag& flag, const std::vector<uint8_t>& question) {
-    std::vector<uint8_t> answer =
-        *flag ? RefusalBytes(Refusal::CANCELLED, "nobody wants to know any more")
-              : shared.core->Answer(question, shared.Watch(flag));
+    Answer(number, *flag ? RefusalBytes(Refusal::CANCELLED, "nobody wants to know any more")
+                         : shared.core->Answer(question, shared.Watch(flag)));
+  }
+
+  void Answer(uint32_t number, std::vector<uint8_t> answer) {
     asio::post(stream.get_executor(),
                [self = shared_from_this(), number, answer = std::move(answer)]() mutable {
                  self->Send({false, number, std::move(answer), true});
@@ -447,18 +424,25 @@ class HttpSession : public std::enable_shared_from_this<HttpSession> {
     const Flag flag = std::make_shared<std::atomic<bool>>(false);
     const bool takes = Site::IsForTaking(request);
     const auto work = [self = shared_from_this(), request = std::move(request), flag, keepAlive] {
-      SiteReply reply = self->shared.site->Answer(request, self->shared.Watch(flag));
-      asio::post(self->stream.get_executor(),
-                 [self, reply = std::move(reply), keepAlive]() mutable {
-                   self->Found(std::move(reply), keepAlive);
-                 });
+      self->Hand(self->shared.site->Answer(request, self->shared.Watch(flag)), keepAlive);
     };
-    if (!(takes ? shared.BeginTaking(work) : shared.Begin(work))) {
+    const auto failed = [self = shared_from_this(), keepAlive] {
+      self->Hand(Site::Sentence(500, "The explorer met a mistake of its own."), keepAlive);
+    };
+    if (!(takes ? shared.takers : shared.workers)->Begin(work, failed)) {
       Write(Site::Sentence(503, "Too many questions are in work. Try again in a moment."),
             keepAlive);
       return;
     }
     LookOut(flag);
+  }
+
+  // From a worker's thread.
+  void Hand(SiteReply reply, bool keepAlive) {
+    asio::post(stream.get_executor(),
+               [self = shared_from_this(), reply = std::move(reply), keepAlive]() mutable {
+                 self->Found(std::move(reply), keepAlive);
+               });
   }
 
   // By reading on: what comes before the end are the first bytes of the next request.
@@ -692,14 +676,16 @@ size_t WorkerCount() { return std::clamp<size_t>(std::thread::hardware_concurren
 
 struct Server::Parts {
   explicit Parts(const ServerOptions& options)
-      : options(options), workers(WorkerCount()), takers(TAKERS) {}
+      : options(options),
+        workers(WorkerCount(), options.limits.waiting),
+        takers(TAKERS, options.limits.taking) {}
 
   ~Parts() {
     shared.stopping = true;
-    workers.stop();
-    takers.stop();
-    workers.join();
-    takers.join();
+    workers.Stop();
+    takers.Stop();
+    workers.Join();
+    takers.Join();
   }
 
   void Open(std::vector<tcp::acceptor> acceptors) {
@@ -730,6 +716,18 @@ struct Server::Parts {
     });
   }
 
+  // What a handler throws, for want of memory, ends the connection that it was about: nobody holds
+  // on to that any more.
+  void Serve() {
+    for (bool again = true; again;) {
+      try {
+        context.run();
+        again = false;
+      } catch (const std::exception&) {
+      }
+    }
+  }
+
   const ServerOptions options;
   Shared shared;
   asio::io_context context;
@@ -737,8 +735,8 @@ struct Server::Parts {
   std::unique_ptr<OpenTraces> traces;
   std::unique_ptr<Core> core;
   std::unique_ptr<Site> site;
-  asio::thread_pool workers;
-  asio::thread_pool takers;
+  Workers workers;
+  Workers takers;
 };
 
 Server::Server(std::unique_ptr<Parts> parts) : parts(std::move(parts)) {}
@@ -775,8 +773,8 @@ void Server::Run() {
       Stop();
     }
   });
-  std::thread second([this] { parts->context.run(); });
-  parts->context.run();
+  std::thread second([this] { parts->Serve(); });
+  parts->Serve();
   second.join();
 }
 

@@ -10,26 +10,11 @@
 #include "tools/program/ViewCommand.h"
 #include "trace/base/About.h"
 #include "trace/base/NotesFormat.h"
+#include "trace/base/TypeNames.h"
 
 namespace marrowfin {
 
 namespace {
-
-const char* NoteTypeName(NoteType type) {
-  switch (type) {
-    case NoteType::NUMBER:
-      return "number";
-    case NoteType::REAL:
-      return "real";
-    case NoteType::CYCLE:
-      return "cycle";
-    case NoteType::NAME:
-      return "name";
-    case NoteType::RECORDS:
-      break;
-  }
-  return "records";
-}
 
 uint64_t CoveredRecords(const NotesFile& notes) {
   uint64_t records = 0;

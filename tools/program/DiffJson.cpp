@@ -2,8 +2,8 @@
 #include <string>
 
 #include "tools/program/DiffAnswer.h"
-#include "tools/program/EventWords.h"
 #include "tools/program/Json.h"
+#include "trace/base/TypeNames.h"
 
 namespace marrowfin {
 namespace {
@@ -35,7 +35,7 @@ Json EventJson(const std::optional<TraceEvent>& event) {
   }
   Json json = {{"record", event->record},
                {"cycle", event->cycle},
-               {"type", TypeName(event->type)},
+               {"type", RecordTypeName(event->type)},
                {"thread", event->thread}};
   if (event->type == SEND_RECORD) {
     json["from"] = PlaceJson(event->at);

@@ -5,9 +5,9 @@
 
 #include "measure/NumberText.h"
 #include "tools/program/DiffAnswer.h"
-#include "tools/program/EventWords.h"
 #include "tools/program/ShellWord.h"
 #include "tools/program/ViewCommand.h"
+#include "trace/base/TypeNames.h"
 
 namespace marrowfin {
 namespace {
@@ -100,7 +100,7 @@ std::string EventWords(const TraceEvent& event) {
                                 ? " from " + place(event.at) + " to " + place(event.to)
                                 : " at " + place(event.at);
   return "record " + CountText(event.record) + ", cycle " + CountText(event.cycle) + ": " +
-         TypeName(event.type) + where + ", thread " + std::to_string(event.thread);
+         RecordTypeName(event.type) + where + ", thread " + std::to_string(event.thread);
 }
 
 std::string SideText(const char* which, const DiffedRun& run,

@@ -6,6 +6,7 @@
 #include "tools/program/EventWords.h"
 #include "trace/ask/NoteCondition.h"
 #include "trace/base/Record.h"
+#include "trace/base/TypeNames.h"
 
 namespace marrowfin {
 
@@ -64,7 +65,7 @@ void EventCsv::Add(const NotedSelection& from, size_t i, std::string& out) {
     AppendNumber(number, out);
     out += ',';
   }
-  out += TypeName(event.type);
+  out += RecordTypeName(event.type);
   out += ',';
   AppendPlace(event.at, ",", out);
   out += ',';

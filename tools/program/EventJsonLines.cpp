@@ -8,6 +8,7 @@
 #include "tools/program/Json.h"
 #include "trace/ask/NoteCondition.h"
 #include "trace/base/Record.h"
+#include "trace/base/TypeNames.h"
 
 namespace marrowfin {
 
@@ -76,7 +77,7 @@ void EventJsonLines::Add(const NotedSelection& from, size_t i, std::string& out)
   AddName("threadName", NameOfThread(naming, event.thread), out);
   AppendKey("type", out);
   out += '"';
-  out += TypeName(event.type);
+  out += RecordTypeName(event.type);
   out += '"';
   AddPlace(isSend ? "from" : "at", event.at, out);
   if (event.type != SWITCH_RECORD) {

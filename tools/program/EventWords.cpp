@@ -29,10 +29,6 @@ void AppendPlace(Place place, const char* between, std::string& out) {
   AppendNumber(place.row, out);
 }
 
-const char* TypeName(uint32_t type) {
-  return type == FIRE_RECORD ? "fire" : type == SEND_RECORD ? "send" : "switch";
-}
-
 std::optional<Place> ClusterOf(const EventNaming& naming, const TraceEvent& event) {
   const bool known =
       event.type == SWITCH_RECORD && naming.shape && naming.shape->HasSwitch(event.at);

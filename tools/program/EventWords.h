@@ -20,9 +20,6 @@ void AppendNumber(uint64_t number, std::string& out);
 // The column and the row.
 void AppendPlace(Place place, const char* between, std::string& out);
 
-// "fire", "send", "switch".
-const char* TypeName(uint32_t type);
-
 // The cluster whose switch transmitted, where that is known.
 std::optional<Place> ClusterOf(const EventNaming& naming, const TraceEvent& event);
 

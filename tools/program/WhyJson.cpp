@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "tools/program/EventWords.h"
 #include "tools/program/WhyAnswer.h"
+#include "trace/base/TypeNames.h"
 
 namespace marrowfin {
 namespace {
@@ -17,7 +17,7 @@ Json AsJson(const TraceEvent& event) {
   Json json = {{"record", event.record},
                {"cycle", event.cycle},
                {"thread", event.thread},
-               {"type", TypeName(event.type)},
+               {"type", RecordTypeName(event.type)},
                {"at", AsJson(event.at)}};
   if (event.type == SEND_RECORD) {
     json["to"] = AsJson(event.to);

@@ -119,7 +119,8 @@ TEST(RefusalTest, EveryCodeHasTheNameThatProgramsSwitchOn) {
       {Refusal::BUSY, "busy"},
       {Refusal::CANCELLED, "cancelled"},
       {Refusal::TOO_MUCH, "too-much"},
-      {Refusal::NOT_THERE, "not-there"}};
+      {Refusal::NOT_THERE, "not-there"},
+      {Refusal::INTERNAL, "internal"}};
   for (const auto& [code, name] : names) {
     EXPECT_EQ(RefusalName(code), name);
   }

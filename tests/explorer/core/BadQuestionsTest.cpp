@@ -1,7 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <new>
 #include <set>
+#include <stdexcept>
 
 #include "explorer/core/Question.h"
 #include "tests/explorer/core/AskedTrace.h"
@@ -51,6 +54,20 @@ std::vector<json> GoodQuestions() {
       steps,
       state,
       when};
+}
+
+TEST(AnswerByTest, WhateverAnAnswerThrowsIsRefused) {
+  const auto codeOf = [](const std::function<MaybeRefusal(AnswerBytes&)>& ask) {
+    return ReadAnswerBytes(AnswerBy(ask)).Code();
+  };
+  EXPECT_EQ(codeOf([](AnswerBytes&) { return std::nullopt; }), "");
+  EXPECT_EQ(codeOf([](AnswerBytes&) -> MaybeRefusal { throw std::bad_alloc(); }), "too-much");
+  EXPECT_EQ(codeOf([](AnswerBytes&) -> MaybeRefusal { throw std::length_error("vector"); }),
+            "too-much");
+  EXPECT_EQ(codeOf([](AnswerBytes&) -> MaybeRefusal { throw std::logic_error("a mistake"); }),
+            "internal");
+  EXPECT_EQ(codeOf([](AnswerBytes&) -> MaybeRefusal { return BadQuestion("it says nothing"); }),
+            "bad-question");
 }
 
 TEST_F(BadQuestionsTest, AQuestionOfEachKindIsAnswered) {

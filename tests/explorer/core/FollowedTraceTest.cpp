@@ -69,6 +69,56 @@ TEST(FollowedTraceTest, ARecordThatIsHalfWrittenIsTakenWhenItIsWhole) {
   EXPECT_TRUE(asked.Ask({{"ask", "trace"}}).head["end"].is_null());
 }
 
+// All of it but what is read when it is opened.
+void DamageIndex(const std::string& name) {
+  std::string bytes = ReadFile(name);
+  constexpr size_t HEAD = 64;
+  for (size_t i = HEAD; i < bytes.size() / 2; ++i) {
+    bytes[i] = static_cast<char>(~bytes[i]);
+  }
+  std::fstream(name, std::ios::binary | std::ios::in | std::ios::out) << bytes;
+}
+
+TEST(FollowedTraceTest, ADamagedIndexIsMadeAnewAndTheQuestionIsAnsweredThen) {
+  std::mt19937 random(3);
+  RandomTraceOptions options;
+  options.records = 300000;
+  options.perCycle = 50;
+  const AskedTrace asked(Encode(RandomEvents(random, options)));
+  asked.UntilReady();
+  const auto answerAt = [&](int step) {
+    return asked.Ask({{"ask", "state"}, {"reading", "viewer"}, {"step", step}});
+  };
+  const std::vector<double> right = answerAt(5000).Of("elements");
+  const std::shared_ptr<TraceView> damaged = asked.Status().view;
+  const std::string sound = ReadFile(asked.name + ".mfindex");
+  DamageIndex(asked.name + ".mfindex");
+  bool isRefused = false;
+  for (int step = 100; step < 5900 && !isRefused; step += 100) {
+    const ReadAnswer answer = answerAt(step);
+    isRefused = answer.Code() == "not-indexed-yet";
+    ASSERT_TRUE(isRefused || answer.Code().empty()) << answer.head.dump();
+  }
+  ASSERT_TRUE(isRefused);
+  asked.Until([&] { return asked.Status().view != damaged; });
+  EXPECT_EQ(answerAt(5000).Of("elements"), right);
+  EXPECT_EQ(ReadFile(asked.name + ".mfindex").size(), sound.size());
+}
+
+TEST(FollowedTraceTest, AnIndexThatWasMadeAnewIsNotMadeOnceMoreForQuestionsAboutTheOldOne) {
+  const TempDir folder;
+  const std::string name = folder.File("t.trace");
+  WriteFile(name, SomeFires(100));
+  FollowedTrace trace(name, 0, {}, {std::chrono::milliseconds(5), std::chrono::milliseconds(5)});
+  const AskedTrace clock("");
+  clock.Until([&] { return trace.Status().state == TraceStatus::READY; });
+  const std::shared_ptr<TraceView> old = trace.Status().view;
+  EXPECT_TRUE(trace.RebuildIndex(*old));
+  clock.Until([&] { return trace.Status().view != old; });
+  EXPECT_EQ(trace.Status().view->GetSummary().records, 100U);
+  EXPECT_FALSE(trace.RebuildIndex(*old));
+}
+
 TEST(FollowedTraceTest, AReplacedTraceIsAnotherOneAndTheOldNameSaysSo) {
   const AskedTrace asked(SomeFires(100));
   asked.UntilReady();

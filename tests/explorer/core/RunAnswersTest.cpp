@@ -8,6 +8,7 @@
 #include <cmath>
 #include <random>
 
+#include "explorer/core/KnownPieces.h"
 #include "measure/CausalChain.h"
 #include "measure/CausalCone.h"
 #include "measure/CountRun.h"
@@ -243,6 +244,23 @@ TEST_F(RunAnswersTest, KindsAreThoseOfTheLastFireOfEachElement) {
     }
     EXPECT_EQ(answer.Of("elements"), expected) << cycle;
   }
+}
+
+TEST_F(RunAnswersTest, WhatAPieceDoesInTheRunIsFoundOnceForAllMoments) {
+  Begin();
+  const PieceOfArray piece = {{AskedPiece::PE, {3, 2}}, shape};
+  json question = {{"ask", "piece"}, {"piece", {{"pe", {3, 2}}}}, {"reading", "natural"}};
+  question["cycle"] = "100";
+  const json head = Ask(question).head;
+  const auto known = asked->Status().view->Pieces().Get(piece, {}, []() {
+    ADD_FAILURE() << "it is known";
+    return Result<KnownPieces::Found>(CancelledFault(""));
+  });
+  ASSERT_TRUE(known);
+  EXPECT_EQ(head["whole"]["sends"], (*known)->totals.sends);
+  EXPECT_EQ(head["neighbours"].size(), (*known)->neighbours.size());
+  question["cycle"] = "200";
+  EXPECT_EQ(Ask(question).head["neighbours"], head["neighbours"]);
 }
 
 TEST_F(RunAnswersTest, APieceTellsWhatItShowsAndWhatIsAroundIt) {

@@ -12,6 +12,7 @@ export const CODES = [
   'cancelled',
   'too-much',
   'not-there',
+  'internal',
 ] as const;
 
 /** `lost`: the server did not answer; `bad-answer`: what it sent is no answer. */
