@@ -118,9 +118,31 @@ def test_a_question_is_json_and_has_an_end(server):
     assert server.raw(chunks + b"10000\r\n" + b" " * 65536 + b"\r\n10000\r\n")[9:12] == b"413"
 
 
-def test_heads_and_lines_have_an_end(server):
-    assert server.request("GET", "/", None, server.headers(X="x" * 20000)).status == 431
+def raw_head(server, method, path, *fields):
+    lines = [f"{method} {path} HTTP/1.1", "Host: localhost", f"Authorization: Bearer {server.token}", *fields]
+    return ("\r\n".join(lines) + "\r\n\r\n").encode()
+
+
+def test_heads_have_an_end_at_every_path(server):
+    for path in paths(server) + ["/nowhere"]:
+        for method in ("GET", "POST"):
+            head = raw_head(server, method, path, "X: " + "x" * 20000)
+            assert server.raw(head)[9:12] == b"431", (path, method)
+            many = raw_head(server, method, path, *[f"X{i}: {i}" for i in range(4000)])
+            assert server.raw(many)[9:12] == b"431", (path, method)
     assert server.raw(b"GET /" + b"a" * 100000 + b" HTTP/1.1\r\n\r\n")[9:12] in (b"400", b"431")
+
+
+def test_bodies_have_an_end_at_every_path(server):
+    for path in paths(server) + ["/nowhere"]:
+        for method in ("GET", "POST"):
+            typed = "Content-Type: application/json"
+            for length in ("65537", "99999999999", "18446744073709551615"):
+                head = raw_head(server, method, path, typed, "Content-Length: " + length)
+                assert server.raw(head)[9:12] == b"413", (path, method, length)
+            head = raw_head(server, method, path, typed, "Transfer-Encoding: chunked")
+            chunks = b"10000\r\n" + b" " * 65536 + b"\r\n1\r\n \r\n0\r\n\r\n"
+            assert server.raw(head + chunks)[9:12] == b"413", (path, method)
 
 
 def test_bytes_that_are_no_request_are_refused(server):

@@ -4,8 +4,8 @@ import assert from 'node:assert/strict';
 import { after, before, describe, test } from 'node:test';
 
 import { barriers, close, cutOff, file, launch, leave, open as openView, rest, serve, state, tool } from './house.mjs';
+import { coloursOf, follow, spotOf, waitFor } from './plan.mjs';
 
-const MOMENTS = Number(process.env.MARROWFIN_MOMENTS ?? 8); // a test
 const FLAGS = ['-c', '2', '-d', '2', '-p', '4'];
 const SIDE = 16;
 const LONG = { timeout: 120_000 }; // milliseconds: what hangs ends, and no test is about speed
@@ -22,81 +22,7 @@ after(() => leave(server));
 
 const open = (hash, options = {}) => openView(server.link, { hash, width: 1000, height: 700, ...options });
 
-// Waits for a state of which `is` says that it is the one.
-async function waitFor(page, is) {
-  while (!is(await state(page))) {
-    await page.waitForTimeout(20);
-  }
-  await rest(page);
-}
-
-// Goes to another view by the address, as a link in a mail does. The address is that of the view first:
-// it lags behind by a pause, and an address that stays the same leads nowhere.
-async function follow(page, hash) {
-  await page.waitForFunction(() => location.hash === window.explorer.state.hash);
-  await page.evaluate((to) => {
-    const changed = new Promise((resolve) => window.addEventListener('hashchange', resolve, { once: true }));
-    const same = location.hash === `#${to}`;
-    location.hash = to;
-    return same ? undefined : changed.then(() => undefined);
-  }, hash);
-  await rest(page);
-}
-
-// Where an element is on the window.
-async function spotOf(page, column, row) {
-  const canvas = await page.locator('.floorplan-box').boundingBox();
-  const box = await page.evaluate((pe) => window.explorer.boxOf({ pe }), [column, row]);
-  return { x: canvas.x + box.x + box.width / 2, y: canvas.y + box.y + box.height / 2 };
-}
-
-// The colours in the middles of all elements, row by row, as "#rrggbb".
-const coloursOf = (page) =>
-  page.evaluate((side) => {
-    const hex = (color) => `#${color.map((channel) => channel.toString(16).padStart(2, '0')).join('')}`;
-    const ratio = window.devicePixelRatio;
-    const middle = (from, size) => Math.floor((from + size / 2) * ratio);
-    const at = (column, row) => {
-      const box = window.explorer.boxOf({ pe: [column, row] });
-      return hex(window.explorer.colourAt(middle(box.x, box.width), middle(box.y, box.height)));
-    };
-    const all = Array.from({ length: side }, (_, i) => i);
-    return all.map((row) => all.map((column) => at(column, row)));
-  }, SIDE);
-
-// Numbers that look random and are the same in each run.
-function* numbers(seed) {
-  let last = seed;
-  for (;;) {
-    last = (last * 1103515245 + 12345) % 2147483648;
-    yield last;
-  }
-}
-
-const engineColours = (step) =>
-  JSON.parse(tool('state', 'run.trace', '--step', String(step), ...FLAGS, '--json')).elements;
-
 describe('the reading of the viewer', () => {
-  for (const ratio of [1, 1.25]) {
-    test(`has the engine's colours in every channel at random steps, at ${ratio} pixels a pixel`, { timeout: LONG.timeout + 1000 * MOMENTS }, async () => {
-      const page = await open('reading=viewer&step=0&layers=s', { ratio });
-      const random = numbers(7);
-      let changed = 0;
-      let before = '';
-      for (let i = 0; i < MOMENTS / ratio; ++i) {
-        const step = i < 3 ? i : random.next().value % 500;
-        await follow(page, `reading=viewer&step=${step}&layers=s`);
-        assert.equal((await state(page)).step, step);
-        const colours = await coloursOf(page);
-        assert.deepEqual(colours, engineColours(step), `step ${step}`);
-        changed += JSON.stringify(colours) !== before ? 1 : 0;
-        before = JSON.stringify(colours);
-      }
-      assert.ok(changed > 2, 'the moments differ');
-      await close(page);
-    });
-  }
-
   test('is entered and left by a key', LONG, async () => {
     const page = await open('cycle=50');
     const { step } = await state(page);
@@ -120,16 +46,16 @@ test('Keys step, and steps lead where jumps lead', LONG, async () => {
     await waitFor(page, (now) => now.step === step + by);
   }
   await rest(page);
-  const walked = await coloursOf(page);
+  const walked = await coloursOf(page, SIDE);
   await page.keyboard.press('End');
   await waitFor(page, (now) => now.step > step + 20);
   const end = await state(page);
   await page.keyboard.press('ArrowRight');
   await rest(page);
   assert.equal((await state(page)).step, end.step);
-  assert.notDeepEqual(await coloursOf(page), walked);
+  assert.notDeepEqual(await coloursOf(page, SIDE), walked);
   await follow(page, 'cycle=60&layers=s');
-  assert.deepEqual(await coloursOf(page), walked);
+  assert.deepEqual(await coloursOf(page, SIDE), walked);
   await page.keyboard.press('Home');
   await waitFor(page, (now) => now.step <= 1);
   await close(page);
@@ -206,7 +132,7 @@ test('Shift and a drag select a rectangle', LONG, async () => {
 
 test('A lost context is drawn again', LONG, async () => {
   const page = await open('reading=viewer&step=200&layers=s');
-  const colours = await coloursOf(page);
+  const colours = await coloursOf(page, SIDE);
   const { draws } = await state(page);
   await page.evaluate(async () => {
     const gl = document.querySelector('canvas').getContext('webgl2');
@@ -223,7 +149,7 @@ test('A lost context is drawn again', LONG, async () => {
   });
   await waitFor(page, (now) => now.draws > draws);
   await rest(page);
-  assert.deepEqual(await coloursOf(page), colours);
+  assert.deepEqual(await coloursOf(page, SIDE), colours);
   await close(page);
 });
 

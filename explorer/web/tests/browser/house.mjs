@@ -14,6 +14,7 @@ import { fileURLToPath } from 'node:url';
 const modules = process.env.MARROWFIN_MODULES ?? fileURLToPath(new URL('../..', import.meta.url));
 const require = createRequire(join(modules, 'package.json'));
 const { chromium } = require('playwright-core');
+export const puppeteer = require('puppeteer-core');
 const axe = readFileSync(require.resolve('axe-core/axe.min.js'), 'utf8');
 
 const folder = mkdtempSync(join(tmpdir(), 'marrowfin-page-'));
@@ -67,12 +68,13 @@ const isOfTheDriver = (text) => text.includes('GL Driver Message');
 
 /**
  * Opens the page and waits until it rests. `hash` is the view, `text` the size of text in per cent,
- * `theme` light or dark.
+ * `theme` light or dark, `touch` whether there are fingers.
  */
-export async function open(link, { hash = '', width = 1600, height = 1000, theme = 'light', text = 100, ratio = 1 } = {}) {
+export async function open(link, { hash = '', width = 1600, height = 1000, theme = 'light', text = 100, ratio = 1, touch = false } = {}) {
   const context = await browser.newContext({
     viewport: { width, height },
     deviceScaleFactor: ratio,
+    hasTouch: touch,
     colorScheme: theme,
     reducedMotion: 'reduce',
     permissions: ['clipboard-read', 'clipboard-write'],
@@ -85,6 +87,11 @@ export async function open(link, { hash = '', width = 1600, height = 1000, theme
     }
   });
   page.on('pageerror', (error) => page.complaints.push(`error: ${error.stack}`));
+  await page.addInitScript(() =>
+    document.addEventListener('securitypolicyviolation', (event) =>
+      console.error(`policy: ${event.violatedDirective} forbids ${event.blockedURI}`),
+    ),
+  );
   if (text !== 100) {
     await page.addInitScript((percent) => {
       document.addEventListener('DOMContentLoaded', () => {
