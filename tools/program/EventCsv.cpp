@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "tools/program/AnswerTable.h"
+#include "tools/program/EventChars.h"
 #include "tools/program/EventWords.h"
 #include "trace/ask/NoteCondition.h"
 #include "trace/base/Record.h"
@@ -42,7 +43,10 @@ void AppendNote(const NoteAttribute& attribute, std::span<const uint64_t> values
 }  // namespace
 
 EventCsv::EventCsv(const EventNaming& naming)
-    : naming(naming), namesThreads(HasThreadNames(naming)), namesPlaces(HasPlaceNames(naming)) {}
+    : naming(naming),
+      namesThreads(HasThreadNames(naming)),
+      namesPlaces(HasPlaceNames(naming)),
+      isPlain(!namesThreads && !namesPlaces && Attributes(naming).empty()) {}
 
 void EventCsv::Begin(std::string& out) {
   for (size_t i = 0; i < OF_EVERY_EVENT; ++i) {
@@ -87,6 +91,44 @@ void EventCsv::Add(const NotedSelection& from, size_t i, std::string& out) {
     AppendNote(attributes[a], from.notes[a]->All(i), out);
   }
   out += '\n';
+}
+
+void EventCsv::AddFirst(const NotedSelection& from, size_t size, std::string& out) {
+  if (!isPlain) {
+    EventLines::AddFirst(from, size, out);
+    return;
+  }
+  constexpr size_t LONGEST_LINE = 8 * (EventChars::LONGEST_NUMBER + 1) + 8;
+  EventChars chars(out, size * LONGEST_LINE);
+  const Columns& columns = *from.found.columns;
+  for (size_t i = 0; i < size; ++i) {
+    const size_t row = from.found.rows[i];
+    const Columns::Tag tag = columns.tag[row];
+    chars.Number(from.found.Record(i));
+    chars.Put(',');
+    chars.Repeated(columns.cycle[row], lastCycle, lastCycleText);
+    chars.Put(',');
+    chars.Number(tag.thread);
+    if (tag.type == FIRE_RECORD) {
+      chars.Put(",fire,");
+    } else if (tag.type == SEND_RECORD) {
+      chars.Put(",send,");
+    } else {
+      chars.Put(",switch,");
+    }
+    chars.Number(columns.at[row].column);
+    chars.Put(',');
+    chars.Number(columns.at[row].row);
+    if (tag.type != SEND_RECORD) {
+      chars.Put(",,\n");
+      continue;
+    }
+    chars.Put(',');
+    chars.Number(columns.to[row].column);
+    chars.Put(',');
+    chars.Number(columns.to[row].row);
+    chars.Put('\n');
+  }
 }
 
 void EventCsv::Count(uint64_t events, std::string& out) {

@@ -1,6 +1,7 @@
 #ifndef TOOLS_PROGRAM_EVENTCSV_H
 #define TOOLS_PROGRAM_EVENTCSV_H
 
+#include <cstdint>
 #include <string>
 
 #include "tools/program/EventLines.h"
@@ -16,12 +17,18 @@ class EventCsv : public EventLines {
 
   void Begin(std::string& out) override;
   void Add(const NotedSelection& from, size_t i, std::string& out) override;
+  void AddFirst(const NotedSelection& from, size_t size, std::string& out) override;
   void Count(uint64_t events, std::string& out) override;
 
  private:
   const EventNaming& naming;
   const bool namesThreads;
   const bool namesPlaces;
+  const bool isPlain;  // no names and no notes
+
+  // The cycle that was written last: the events of a cycle follow each other.
+  uint64_t lastCycle = 0;
+  std::string lastCycleText;
 };
 
 }  // namespace marrowfin

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "tools/program/EventChars.h"
 #include "tools/program/EventWords.h"
 #include "tools/program/Json.h"
 #include "trace/ask/NoteCondition.h"
@@ -65,6 +66,10 @@ void AppendValues(const NoteAttribute& attribute, std::span<const uint64_t> valu
 
 }  // namespace
 
+EventJsonLines::EventJsonLines(const EventNaming& naming)
+    : naming(naming),
+      isPlain(!HasThreadNames(naming) && !HasPlaceNames(naming) && naming.notes == nullptr) {}
+
 void EventJsonLines::Add(const NotedSelection& from, size_t i, std::string& out) {
   const TraceEvent event = from.found.Event(i);
   const bool isSend = event.type == SEND_RECORD;
@@ -94,6 +99,50 @@ void EventJsonLines::Add(const NotedSelection& from, size_t i, std::string& out)
     AddNotes(from, i, out);
   }
   out += "}\n";
+}
+
+void EventJsonLines::AddFirst(const NotedSelection& from, size_t size, std::string& out) {
+  if (!isPlain) {
+    EventLines::AddFirst(from, size, out);
+    return;
+  }
+  constexpr size_t LONGEST_LINE = 9 * EventChars::LONGEST_NUMBER + 80;
+  EventChars chars(out, size * LONGEST_LINE);
+  const auto place = [&](Place at) {
+    chars.Number(at.column);
+    chars.Put(',');
+    chars.Number(at.row);
+    chars.Put(']');
+  };
+  for (size_t i = 0; i < size; ++i) {
+    const TraceEvent event = from.found.Event(i);
+    chars.Put("{\"record\":");
+    chars.Number(event.record);
+    chars.Put(",\"cycle\":");
+    chars.Repeated(event.cycle, lastCycle, lastCycleText);
+    chars.Put(",\"thread\":");
+    chars.Number(event.thread);
+    if (event.type == SEND_RECORD) {
+      chars.Put(",\"type\":\"send\",\"from\":[");
+      place(event.at);
+      chars.Put(",\"to\":[");
+      place(event.to);
+      chars.Put("}\n");
+      continue;
+    }
+    if (event.type == FIRE_RECORD) {
+      chars.Put(",\"type\":\"fire\",\"at\":[");
+      place(event.at);
+    } else {
+      chars.Put(",\"type\":\"switch\",\"at\":[");
+      place(event.at);
+      if (const std::optional<Place> cluster = ClusterOf(naming, event)) {
+        chars.Put(",\"cluster\":[");
+        place(*cluster);
+      }
+    }
+    chars.Put("}\n");
+  }
 }
 
 void EventJsonLines::AddNotes(const NotedSelection& from, size_t i, std::string& out) const {

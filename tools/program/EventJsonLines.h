@@ -1,6 +1,7 @@
 #ifndef TOOLS_PROGRAM_EVENTJSONLINES_H
 #define TOOLS_PROGRAM_EVENTJSONLINES_H
 
+#include <cstdint>
 #include <string>
 
 #include "tools/program/EventLines.h"
@@ -10,16 +11,22 @@ namespace marrowfin {
 // A JSON object a line for each event; what notes tell of it is an object in it.
 class EventJsonLines : public EventLines {
  public:
-  explicit EventJsonLines(const EventNaming& naming) : naming(naming) {}
+  explicit EventJsonLines(const EventNaming& naming);
 
   void Begin(std::string&) override {}
   void Add(const NotedSelection& from, size_t i, std::string& out) override;
+  void AddFirst(const NotedSelection& from, size_t size, std::string& out) override;
   void Count(uint64_t events, std::string& out) override;
 
  private:
   void AddNotes(const NotedSelection& from, size_t i, std::string& out) const;
 
   const EventNaming& naming;
+  const bool isPlain;  // no names and no notes
+
+  // The cycle that was written last: the events of a cycle follow each other.
+  uint64_t lastCycle = 0;
+  std::string lastCycleText;
 };
 
 }  // namespace marrowfin

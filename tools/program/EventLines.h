@@ -44,6 +44,13 @@ class EventLines {
   // Appends the i-th event of a selection.
   virtual void Add(const NotedSelection& from, size_t i, std::string& out) = 0;
 
+  // Appends the first `size` events of it. Forms that can do better than one by one do.
+  virtual void AddFirst(const NotedSelection& from, size_t size, std::string& out) {
+    for (size_t i = 0; i < size; ++i) {
+      Add(from, i, out);
+    }
+  }
+
   // Appends what is told instead of events where only their number is asked for.
   virtual void Count(uint64_t events, std::string& out) = 0;
 };

@@ -144,8 +144,11 @@ Fault EventList::Add(const Selection& found, NotesOfTrace* notes) {
   lines.Meet(noted);
   Begin();
   const size_t size = static_cast<size_t>(std::min<uint64_t>(left, found.Size()));
-  for (size_t i = 0; i < size; ++i) {
-    lines.Add(noted, order.backwards ? found.Size() - 1 - i : i, output.Text());
+  if (!order.backwards) {
+    lines.AddFirst(noted, size, output.Text());
+  }
+  for (size_t i = 0; i < size && order.backwards; ++i) {
+    lines.Add(noted, found.Size() - 1 - i, output.Text());
   }
   left -= size;
   written += size;
