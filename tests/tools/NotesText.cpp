@@ -56,6 +56,9 @@ std::vector<std::string> NotesBeside(const std::string& trace) {
   }
   Notes notes;
   for (size_t number = 0; number < (*file)->Blocks().size(); ++number) {
+    if ((*file)->Blocks()[number].kind != NotesBlockKind::NOTES) {
+      continue;
+    }
     const Result<NotesBlock> block = (*file)->Notes(number);
     if (!block || block->fingerprint != PrintOf(records, *block)) {
       throw std::runtime_error("a block of notes is not about this trace");

@@ -69,6 +69,21 @@ TEST_F(ScarceMemoryTest, EventsEndCleanly) {
   ExpectCleanEnds({"events", "long.trace", "--limit", "5", "--format", "jsonl", "-o", "made"});
 }
 
+TEST_F(ScarceMemoryTest, WhatMakesTracesOfTracesEndsCleanly) {
+  LongTrace(30000);
+  for (const std::vector<std::string>& words :
+       std::vector<std::vector<std::string>>{{"cut", "long.trace", "--threads", "1-2"},
+                                             {"head", "long.trace", "-n", "100"},
+                                             {"tail", "long.trace", "-n", "100"},
+                                             {"shift", "long.trace", "--later", "1"},
+                                             {"sort", "long.trace", "--memory", "16M"},
+                                             {"merge", "long.trace", "long.trace"}}) {
+    std::vector<std::string> line = words;
+    line.insert(line.end(), {"-o", "made", "--force"});
+    ExpectCleanEnds(line);
+  }
+}
+
 TEST_F(ScarceMemoryTest, StatsEndCleanly) {
   LongTrace(110000);
   ExpectCleanEnds({"stats", "long.trace", "--json"});

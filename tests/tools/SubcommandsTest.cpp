@@ -46,7 +46,21 @@ class SubcommandsTest : public CommandFixture {
     for (const Line& line : EmptyRefusersOf(trace)) {
       lines.push_back(line);
     }
+    for (const Line& line : EditorsOf(trace)) {
+      lines.push_back(line);
+    }
     return lines;
+  }
+
+  // The same of each that makes a trace of it.
+  static std::vector<Line> EditorsOf(const std::string& trace) {
+    return {{"cut", trace, "-o", "made.trace"},
+            {"head", trace, "-o", "made.trace"},
+            {"tail", trace, "-o", "made.trace"},
+            {"split", trace, "--by-thread", "-o", "made.trace"},
+            {"shift", trace, "--later", "1", "-o", "made.trace"},
+            {"sort", trace, "-o", "made.trace"},
+            {"merge", trace, "-o", "made.trace"}};
   }
 
   static std::vector<Line> EmptyRefusersOf(const std::string& trace) {
@@ -138,6 +152,20 @@ TEST_F(SubcommandsTest, AnEmptyFileIsATraceWithoutRecords) {
     EXPECT_EQ("", result.err);
   }
   EXPECT_EQ(0, RunForJson({"index", "t.trace"})["records"]);
+}
+
+TEST_F(SubcommandsTest, OfATraceWithoutRecordsATraceWithoutRecordsIsMade) {
+  Trace("");
+  for (Line line : EditorsOf("t.trace")) {
+    SCOPED_TRACE(::testing::PrintToString(line));
+    line.push_back("--force");
+    const CommandResult result = Run(line);
+    EXPECT_EQ(0, result.exitStatus) << result.err;
+    if (line[0] != "split") {
+      EXPECT_EQ("made.trace: 0 records\n", result.out);
+      EXPECT_EQ("", testing::ReadFile(folder.File("made.trace")));
+    }
+  }
 }
 
 TEST_F(SubcommandsTest, WhatMeasuresARunRefusesATraceWithoutRecords) {
@@ -386,19 +414,14 @@ class ExamplesTest : public SubcommandsTest {
 };
 
 TEST_F(ExamplesTest, EveryExampleOfTheHelpRunsAsItStands) {
-  for (const Line& line : std::vector<Line>{{"--help"},
-                                            {"info", "--help"},
-                                            {"check", "--help"},
-                                            {"index", "--help"},
-                                            {"state", "--help"},
-                                            {"events", "--help"},
-                                            {"why", "--help"},
-                                            {"expect", "--help"},
-                                            {"completion", "--help"},
-                                            {"diff", "--help"},
-                                            {"plot", "diff", "--help"},
-                                            {"import", "--help"},
-                                            {"synth", "--help"}}) {
+  for (const Line& line :
+       std::vector<Line>{{"--help"},           {"info", "--help"},   {"check", "--help"},
+                         {"index", "--help"},  {"state", "--help"},  {"events", "--help"},
+                         {"why", "--help"},    {"expect", "--help"}, {"completion", "--help"},
+                         {"diff", "--help"},   {"cut", "--help"},    {"head", "--help"},
+                         {"tail", "--help"},   {"split", "--help"},  {"shift", "--help"},
+                         {"sort", "--help"},   {"merge", "--help"},  {"plot", "diff", "--help"},
+                         {"import", "--help"}, {"synth", "--help"}}) {
     const Line examples = ExamplesIn(Run(line).out, "\nExamples:\n");
     EXPECT_LE(2U, examples.size()) << line[0];
     for (const std::string& example : examples) {
@@ -459,6 +482,7 @@ TEST_F(SubcommandsTest, TheManualPageNamesEveryFieldOfTheJson) {
                          {"state", "t.trace", "--cycle", "1", "--places", "--region", "0,0:9,9"},
                          {"state", "noted.trace", "--cycle", "5", "--places"},
                          {"info", "noted.trace"},
+                         {"cut", "noted.trace", "-o", "made.trace"},
                          {"import", "--format", "tt-npe", "capture.json", "-o", "out"}}) {
     std::set<std::string> fields;
     AddFields(RunForJson(line, line[1] == "t.trace" ? 1 : 0), fields);

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cstdint>
+#include <string_view>
 #include <system_error>
 
 namespace marrowfin {
@@ -15,6 +16,26 @@ std::string MakeDecimal(std::string& text) {
     return text + " is too large a number";
   }
   text = std::to_string(count);
+  return "";
+}
+
+std::string MakeSize(std::string& text) {
+  constexpr std::string_view UNITS = "KMGT";
+  std::string digits = text;
+  const size_t unit = text.empty() ? std::string_view::npos : UNITS.find(text.back());
+  if (unit != std::string_view::npos) {
+    digits.pop_back();
+  }
+  uint64_t size = 0;
+  const uint32_t shift = unit == std::string_view::npos ? 0 : 10 * static_cast<uint32_t>(unit + 1);
+  if (!MakeDecimal(digits).empty()) {
+    return text + " is no size: say bytes, or 64K, 256M, 2G";
+  }
+  std::from_chars(digits.data(), digits.data() + digits.size(), size);
+  if (size > ~uint64_t{0} >> shift) {
+    return text + " is too large a number";
+  }
+  text = std::to_string(size << shift);
   return "";
 }
 

@@ -19,6 +19,19 @@ CLI::Option* AddCount(CLI::App& app, const std::string& names, Count& count,
   return app.add_option(names, count, help)->transform(CLI::Validator(MakeDecimal, ""));
 }
 
+// What is wrong with `text` as a size: a count of bytes, or with K, M, G or T behind it of that
+// many powers of 1024; nothing where it is one, which is then brought into digits.
+std::string MakeSize(std::string& text);
+
+// An option that takes a size.
+template <class Count>
+CLI::Option* AddSize(CLI::App& app, const std::string& names, Count& size,
+                     const std::string& help) {
+  return app.add_option(names, size, help)
+      ->transform(CLI::Validator(MakeSize, ""))
+      ->type_name("SIZE");
+}
+
 // What is wrong with `text` as a whole number of 32 bits with or without a sign, as the viewer's
 // option -F takes it; nothing where it is one, which is then brought into the form that any parser
 // takes for decimal.

@@ -1,0 +1,140 @@
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "tools/program/CompanionInput.h"
+#include "tools/program/EditOutput.h"
+#include "tools/program/FeedInput.h"
+#include "tools/program/Flags.h"
+#include "tools/program/Interruption.h"
+#include "tools/program/ProgressLine.h"
+#include "tools/program/Subcommands.h"
+#include "trace/edit/SortTrace.h"
+#include "trace/read/FittingShapes.h"
+
+namespace marrowfin {
+namespace {
+
+constexpr char footer[] =
+    "Examples:\n"
+    "  marrowfin-trace sort run.trace -o sorted.trace\n"
+    "  marrowfin-trace sort run.trace.zst -o small.trace --memory 64M --no-companion\n"
+    "\n"
+    "Puts records in order of their cycles, those of one cycle as they came, with the companion. "
+    "A\n"
+    "trace that is larger than the memory is sorted in pieces, which files in $TMPDIR (or /tmp)\n"
+    "take up: they need room for as much as the trace has.\n"
+    "\n"
+    "Exit status: 0 done, 1 the trace cannot be read or breaks off, 2 command line refused,\n"
+    "3 the output cannot be written or there is no room.";
+
+struct SortFlags {
+  std::string trace;
+  EditFlags edit;
+  uint64_t memory = SortOptions().memory;
+};
+
+// What is sorted, and what comes of it.
+struct Sorting {
+  const SortFlags& flags;
+  const Console& console;
+  FedTrace trace;
+  Summarizer summarizer;
+  std::optional<EditOutput> output;
+  SortAccount account;
+  MaybeFailure unwritten;
+};
+
+Fault SortOnce(Sorting& sorting) {
+  const SortFlags& flags = sorting.flags;
+  sorting.summarizer = Summarizer();
+  if (Fault fault = sorting.trace.Begin(sorting.summarizer)) {
+    return fault;
+  }
+  sorting.unwritten =
+      sorting.output.emplace().Open(flags.edit.output, sorting.trace.HasCompanion());
+  if (sorting.unwritten) {
+    return {};
+  }
+  SortOptions options;
+  options.memory = static_cast<size_t>(flags.memory);
+  options.threads = std::clamp<size_t>(std::thread::hardware_concurrency(), 1, 16);
+  const Interruption interruption;
+  ProgressLine line(sorting.console.terminal, "sorting " + flags.trace, "MB", 1e6);
+  const Result<SortAccount> sorted = SortTrace(sorting.trace.Feed(), sorting.trace.Notes(), options,
+                                               sorting.output->Made(), [&](const Progress& now) {
+                                                 line.Update(now.done, now.all);
+                                                 return !interruption.Asked();
+                                               });
+  if (const Fault& unwritten = sorting.output->Made().GetFault()) {
+    sorting.unwritten = OutputFailureOf(unwritten);
+    return {};
+  }
+  sorting.account = sorted ? *sorted : SortAccount();
+  return sorted.Why();
+}
+
+EditAccount AccountOf(Sorting& sorting) {
+  EditAccount account;
+  account.output = sorting.flags.edit.output;
+  account.inputs = {sorting.flags.trace};
+  account.records = sorting.account.records;
+  account.bytes = sorting.output->Made().Bytes();
+  if (account.records > 0) {
+    account.firstCycle = sorting.account.firstCycle;
+    account.lastCycle = sorting.account.lastCycle;
+  }
+  account.companion = sorting.output->HasCompanion();
+  sorting.summarizer.Finish();
+  account.shape = SuggestShape(sorting.summarizer.Get());
+  return account;
+}
+
+MaybeFailure Sort(const SortFlags& flags, const Console& console) {
+  if (MaybeFailure failure = CheckEditOutput(flags.edit, flags.edit.output, {flags.trace})) {
+    return failure;
+  }
+  Sorting sorting = {flags, console, {}, {}, {}, {}, {}};
+  if (MaybeFailure failure = sorting.trace.Open(flags.trace, !flags.edit.noCompanion, console)) {
+    return failure;
+  }
+  Fault fault = SortOnce(sorting);
+  if (fault.kind == Fault::DAMAGED_INDEX) {
+    fault = sorting.trace.Rebuild(console);
+    fault = fault ? fault : SortOnce(sorting);
+  }
+  if (sorting.unwritten) {
+    return sorting.unwritten;
+  }
+  if (fault) {
+    return IndexingFailureOf(fault, flags.trace);
+  }
+  sorting.trace.ReportNotes(console);
+  ReportRefused(sorting.account.leftOut, console);
+  const EditAccount account = AccountOf(sorting);
+  if (MaybeFailure failure = sorting.output->Commit(sorting.trace.GetAbout())) {
+    return failure;
+  }
+  TellEdited(flags.edit, {account}, console);
+  return sorting.account.end ? MaybeFailure(CutShort(sorting.account.end)) : std::nullopt;
+}
+
+Action Configure(CLI::App& app) {
+  const auto flags = std::make_shared<SortFlags>();
+  app.add_option("TRACE", flags->trace, "The trace: a file, packed or not; - is standard input")
+      ->required();
+  flags->edit.Declare(app);
+  AddSize(app, "--memory", flags->memory,
+          "How much memory sorting may take; at least 16M, 256M unless given")
+      ->check(CLI::Range(uint64_t{SortOptions::LEAST_MEMORY}, uint64_t{1} << 40));
+  return [flags](const Console& console) { return Sort(*flags, console); };
+}
+
+}  // namespace
+
+extern const Subcommand sortSubcommand = {"sort", "Put the records of a trace in order of cycles",
+                                          footer, Configure};
+
+}  // namespace marrowfin

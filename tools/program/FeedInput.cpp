@@ -1,0 +1,96 @@
+#include "tools/program/FeedInput.h"
+
+#include <sys/stat.h>
+
+#include <utility>
+
+#include "tools/program/CompanionInput.h"
+#include "tools/program/Output.h"
+#include "trace/read/AboutFile.h"
+
+namespace marrowfin {
+namespace {
+
+bool IsThere(const std::string& name) {
+  struct stat status;
+  return stat(name.c_str(), &status) == 0;
+}
+
+bool MayHaveCompanion(const std::string& name) {
+  struct stat status;
+  return name != STANDARD_STREAM && stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+         (IsThere(AboutBeside(name)) || IsThere(NotesFile::NameBeside(name)));
+}
+
+// Adds what a feed tells to a summary.
+class SummarizedFeed : public RecordFeed {
+ public:
+  SummarizedFeed(std::unique_ptr<RecordFeed> feed, Summarizer& summarizer)
+      : feed(std::move(feed)), summarizer(summarizer) {}
+
+  bool Next() override {
+    const bool more = feed->Next();
+    if (more) {
+      summarizer.Add(feed->Batch());
+    }
+    return more;
+  }
+  const Columns& Batch() const override { return feed->Batch(); }
+  std::span<const NoteValues* const> Notes() const override { return feed->Notes(); }
+  const Fault& GetFault() const override { return feed->GetFault(); }
+  uint64_t Done() const override { return feed->Done(); }
+  uint64_t All() const override { return feed->All(); }
+
+ private:
+  std::unique_ptr<RecordFeed> feed;
+  Summarizer& summarizer;
+};
+
+}  // namespace
+
+MaybeFailure FedTrace::Open(const std::string& path, bool companion, const Console& console) {
+  name = path;
+  if (companion && MayHaveCompanion(name)) {
+    edited = std::make_unique<EditedTrace>();
+    if (MaybeFailure failure = OpenAnyIndexed(name, console, edited->trace)) {
+      return failure;
+    }
+    OpenItsCompanion(console, *edited);
+    return std::nullopt;
+  }
+  Result<std::unique_ptr<ByteSource>> opened = OpenInput(name);
+  if (!opened) {
+    return FailureOf(opened.Why());
+  }
+  source = std::move(opened).Take();
+  return std::nullopt;
+}
+
+Fault FedTrace::Begin(Summarizer& summarizer) {
+  std::unique_ptr<RecordFeed> plain;
+  if (edited != nullptr && Notes() != nullptr) {
+    edited->notes = std::make_unique<JoinedNotes>(edited->trace, *Notes());
+    plain = FeedFrom(*edited->trace.file, *edited->trace.index, *edited->Notes());
+  } else if (edited != nullptr) {
+    const TraceSource& trace = *edited->trace.file;
+    plain = FeedFrom(PieceSource(trace.File(), 0, trace.Size()), name);
+  } else if (source != nullptr) {
+    plain = FeedFrom(std::move(source), name);
+  } else {
+    return SystemFault(name, "cannot read again", ESPIPE);
+  }
+  feed = std::make_unique<SummarizedFeed>(std::move(plain), summarizer);
+  return {};
+}
+
+Fault FedTrace::Rebuild(const Console& console) {
+  return edited != nullptr ? RebuildIndex(console, edited->trace) : Fault();
+}
+
+void FedTrace::ReportNotes(const Console& console) const {
+  if (edited != nullptr && edited->Notes() != nullptr) {
+    ReportRefused(edited->Notes()->Refused(), console);
+  }
+}
+
+}  // namespace marrowfin
