@@ -331,6 +331,11 @@ class Builder {
     const bool isText = BeginWords("stats", "json");
     AddCycles();
     AddRegion();
+    const std::string table = TakeWord("table", {"", "links", "pes", "domains", "clusters", "time"});
+    if (!table.empty()) {
+      good = good && isText;
+      Add({"--csv", table});
+    }
     if (!isText) {
       Add({"--json"});
     }

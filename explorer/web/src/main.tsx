@@ -11,15 +11,16 @@ import { Registry } from './commands/registry';
 import { selectionCommands } from './commands/selectionCommands';
 import { timeCommands } from './commands/timeCommands';
 import { timelineCommands } from './commands/timelineCommands';
+import { Site } from './engine/site';
 import { SocketEngine } from './engine/socketEngine';
-import { EventList } from './model/eventList';
 import { EventWalk } from './model/eventWalk';
 import { Explorer } from './model/explorer';
 import { Inspection } from './model/inspection';
+import { KeptMarks } from './model/keptMarks';
 import { Timeline } from './model/timeline';
 import { copyLink, followAddress } from './views/address';
 import { AlertBar } from './views/alert/AlertBar';
-import { PageContext } from './views/context';
+import { PageContext, type Page } from './views/context';
 import { Floorplan } from './views/floorplan/Floorplan';
 import { FloorplanController } from './views/floorplan/controller';
 import { followKeys } from './views/keyboard';
@@ -43,9 +44,10 @@ declare global {
 const explorer = new Explorer(new SocketEngine(document.baseURI));
 const timeline = new Timeline(explorer);
 const inspection = new Inspection(explorer);
-const events = new EventList(explorer);
 const walk = new EventWalk(explorer);
 const floorplan = new FloorplanController(explorer);
+const site = new Site(document.baseURI);
+const kept = new KeptMarks(explorer, site);
 
 const commands = new Registry();
 commands.add(timeCommands(explorer));
@@ -59,7 +61,25 @@ commands.add(
 commands.add(selectionCommands(explorer, inspection, walk));
 commands.add(markCommands(explorer));
 commands.add(findCommands(explorer));
-commands.add(pageCommands(explorer, () => void copyLink(explorer)));
+commands.add(
+  pageCommands(explorer, {
+    copyLink: () => void copyLink(explorer),
+    copyCommand: (of) => void import('./views/takeAway/copyCommand').then((part) => part.copyCommand(page, of)),
+  }),
+);
+
+const page: Page = {
+  explorer,
+  commands,
+  timeline,
+  inspection,
+  walk,
+  travel: explorer.pilot,
+  floorplan,
+  site,
+  kept,
+  waits: [() => timeline.busy, () => inspection.busy, () => kept.busy.peek()],
+};
 
 const panels: Panels = {
   TopBar: () => <TopBar Search={SearchBox} />,
@@ -83,17 +103,16 @@ followPlaying(explorer);
 explorer.follow();
 timeline.follow();
 inspection.followSelection();
-window.explorer = observed(explorer, floorplan, () => timeline.busy || inspection.busy || events.busy);
+kept.follow();
+window.explorer = observed(explorer, floorplan, () => page.waits.some((waits) => waits()));
 
-const page = document.getElementById('page');
-if (page !== null) {
+const root = document.getElementById('page');
+if (root !== null) {
   render(
-    <PageContext.Provider
-      value={{ explorer, commands, timeline, inspection, events, walk, travel: explorer.pilot }}
-    >
+    <PageContext.Provider value={page}>
       <Shell panels={panels} />
     </PageContext.Provider>,
-    page,
+    root,
   );
 }
 void explorer.watch.open();

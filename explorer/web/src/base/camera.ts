@@ -17,6 +17,8 @@ export interface Stage {
   readonly height: number;
   readonly ratio: number;
   readonly margin: number;
+  /** What is left free besides on each side, for links that go around the edge: elements. */
+  readonly around?: readonly [number, number];
 }
 
 export const MOST_PITCH = 96; // CSS pixels
@@ -26,9 +28,10 @@ const NUMBERS = 4; // pixels that the array is off the middle, since its numbers
 /** CSS pixels from one element to the next where all of the array is seen; whole ones from 4 on. */
 export function fitPitch(shape: Shape, asViewer: boolean, stage: Stage): number {
   const [across, up] = lengthsOf(shape, asViewer);
+  const [beside = 0, above = 0] = stage.around ?? [];
   const pitch = Math.min(
-    (stage.width - 2 * stage.margin) / across,
-    (stage.height - 2 * stage.margin) / up,
+    (stage.width - 2 * stage.margin) / (across + 2 * beside),
+    (stage.height - 2 * stage.margin) / (up + 2 * above),
   );
   return pitch >= LEAST_PITCH ? Math.min(MOST_PITCH, Math.floor(pitch)) : Math.max(0.01, pitch);
 }

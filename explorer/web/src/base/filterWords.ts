@@ -4,6 +4,7 @@
 // each word that cannot be used says why, and the others still mean what they mean, so that a box
 // can mark the one word while it is being typed.
 
+import { MOST_CYCLE } from './cycles';
 import { nearestWord } from './nearestWord';
 
 export type EventWord = 'fire' | 'send' | 'switch';
@@ -55,7 +56,6 @@ export interface FilterAttribute {
 const TYPES: readonly EventWord[] = ['fire', 'send', 'switch'];
 const PLACES = ['pe', 'rect', 'domain', 'cluster', 'from', 'to'] as const;
 const NUMBERS = ['cycle', 'step', 'record'] as const;
-const MOST_CYCLE = (1n << 64n) - 1n;
 const MOST_NUMBER = BigInt(Number.MAX_SAFE_INTEGER);
 
 type PlaceName = (typeof PLACES)[number];

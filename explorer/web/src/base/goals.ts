@@ -1,5 +1,7 @@
 // Where somebody may want to go who typed a few words: places and moments.
 
+import { MOST_CYCLE } from './cycles';
+
 export type Goal =
   | { readonly kind: 'cycle'; readonly cycle: bigint }
   | { readonly kind: 'step' | 'record'; readonly number: number }
@@ -9,7 +11,6 @@ export type Goal =
 const NUMBER = /^(?:(cycle|step|record|packet|c|s|r|p)\s*:?\s*)?(\d[\d,]*)$/i;
 const PLACE = /^(?:(pe|switch|domain|cluster)\s*:?\s*)?\(?(\d{1,6})\s*[,;x ]\s*(\d{1,6})\)?$/i;
 const LONG = { c: 'cycle', s: 'step', r: 'record', p: 'packet' } as const;
-const MOST_CYCLE = (1n << 64n) - 1n;
 
 function numberGoal(kind: string, digits: string): Goal | undefined {
   const number = BigInt(digits);

@@ -53,4 +53,9 @@ export type CommandId =
   | 'mark.remove'
   | 'mark.list'
   | 'share.link'
+  | 'share.takeAway'
+  | 'share.viewCommand'
+  | 'share.rangeCommand'
+  | 'share.selectionCommand'
+  | 'share.eventsCommand'
   | 'page.theme';

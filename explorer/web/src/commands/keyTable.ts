@@ -5,6 +5,8 @@ import type { Registry } from './registry';
 export interface KeyLine {
   readonly name: string;
   readonly ids: readonly CommandId[];
+  /** Keys of the search box, which no command stands for. */
+  readonly typed?: readonly string[];
 }
 
 export interface KeyGroup {
@@ -31,6 +33,7 @@ export const KEY_GROUPS: readonly KeyGroup[] = [
     lines: [
       { name: 'Search', ids: ['find.search'] },
       { name: 'Commands', ids: ['find.commands'] },
+      { name: 'Next, previous hit', ids: [], typed: ['Enter', 'Shift Enter'] },
       { name: 'Events', ids: ['find.events'] },
       { name: 'All keys', ids: ['find.keys'] },
     ],
@@ -92,6 +95,9 @@ function sharedModifier(keys: readonly (readonly string[])[]): readonly string[]
 
 /** The keys of a line, as parts to draw; commands that are not there have none. */
 export function lineKeys(registry: Registry, line: KeyLine): readonly string[] {
+  if (line.typed !== undefined) {
+    return line.typed;
+  }
   const keys = line.ids.flatMap((id) => {
     const first = registry.find(id) === undefined ? undefined : registry.keysOf(id)[0];
     return first === undefined ? [] : [first];

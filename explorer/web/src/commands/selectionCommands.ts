@@ -2,6 +2,7 @@ import type { EventWalk } from '../model/eventWalk';
 import type { Explorer } from '../model/explorer';
 import type { Inspection } from '../model/inspection';
 import type { EventHead } from '../protocol/answers';
+import { EVENT_TYPES } from '../protocol/questions';
 import type { Command } from './registry';
 
 /** The other end of the message that came in last, or that went out last. */
@@ -18,10 +19,8 @@ function messageEnd(explorer: Explorer, inspection: Inspection, end: 'sender' | 
 function endOfRecord(inspection: Inspection, end: 'sender' | 'receiver') {
   const columns = inspection.event.fed.peek()?.answer.columns;
   const list = end === 'sender' ? columns?.at : columns?.to;
-  return columns?.type[0] === SEND && list !== undefined ? ([list[0] ?? 0, list[1] ?? 0] as const) : undefined;
+  return EVENT_TYPES[columns?.type[0] ?? 0] === 'send' && list !== undefined ? ([list[0] ?? 0, list[1] ?? 0] as const) : undefined;
 }
-
-const SEND = 4; // the number of its type in columns
 
 function follow(explorer: Explorer, inspection: Inspection, end: 'sender' | 'receiver'): void {
   const selected = explorer.selection.selected.peek();

@@ -35,15 +35,25 @@ export function indexing(progress: IndexProgress): Alert {
   };
 }
 
+/** Where the trace ends, what is there, and what to do. */
+function brokenParts({ kind, message, place, remedy, record, offset }: FaultOfTrace): readonly AlertPart[] {
+  if (record === undefined || offset === undefined) {
+    return [strong(sentence(message)), `${joined(place)} You see everything before it.${joined(remedy)}`];
+  }
+  const cut = kind === 'cut-record';
+  const there = cut ? `${message.replace(/^the trace ends after /, '')} are there` : message;
+  return [
+    strong(`The trace ${cut ? 'ends in the middle of' : 'breaks off at'} record ${thousands(record)}.`),
+    ` At byte ${thousands(offset)}, ${there}. You see everything before it.`,
+    cut ? ' Run the simulator to its end to see the rest.' : joined(remedy),
+  ];
+}
+
 export function broken(end: FaultOfTrace, goToLast: () => void): Alert {
-  const rest = joined(end.place);
   return {
     id: 'broken',
     gravity: 'danger',
-    parts: [
-      strong(sentence(end.message)),
-      `${rest} You see everything before it. Run the simulator to its end to see the rest.`,
-    ],
+    parts: brokenParts(end),
     action: { label: 'Go to last step', run: goToLast },
     closable: true,
   };

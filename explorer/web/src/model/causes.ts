@@ -4,7 +4,7 @@ import type { Place } from '../base/place';
 import { Latest } from '../base/latest';
 import type { Answer } from '../protocol/answers';
 import { isCancelled } from '../protocol/fault';
-import type { Questions } from '../protocol/questions';
+import { EVENT_TYPES, type Questions } from '../protocol/questions';
 import type { Explorer } from './explorer';
 import { momentOf } from './moment';
 
@@ -98,14 +98,12 @@ export class Causes {
   }
 }
 
-const SEND = 4;
-
 /** Messages that follow each other are one way. */
 function waysOf({ columns }: Answer<'why'>): Place[][] {
   const ways: Place[][] = [];
   const at = (list: Uint32Array, i: number): Place => ({ column: list[2 * i] ?? 0, row: list[2 * i + 1] ?? 0 });
   for (let i = 0; i < columns.record.length; ++i) {
-    if (columns.type[i] !== SEND) {
+    if (EVENT_TYPES[columns.type[i] ?? 0] !== 'send') {
       continue;
     }
     const [from, to] = [at(columns.at, i), at(columns.to, i)];

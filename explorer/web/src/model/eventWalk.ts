@@ -1,3 +1,4 @@
+import { MOST_CYCLE } from '../base/cycles';
 import { isCancelled } from '../protocol/fault';
 import type { Filter, Piece, Questions } from '../protocol/questions';
 import type { Explorer } from './explorer';
@@ -78,6 +79,5 @@ export class EventWalk {
   }
 }
 
-const MOST_CYCLE = (1n << 64n) - 1n;
 const larger = (a: bigint | string, b: bigint | string): bigint => (BigInt(a) > BigInt(b) ? BigInt(a) : BigInt(b));
 const smaller = (a: bigint | string, b: bigint | string): bigint => (BigInt(a) < BigInt(b) ? BigInt(a) : BigInt(b));

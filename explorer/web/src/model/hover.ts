@@ -108,7 +108,7 @@ export class Hover {
 export function namedPiece(explorer: Explorer, piece: Piece): string {
   const place: Place | undefined = 'pe' in piece ? placeOf(piece.pe) : undefined;
   const name = place === undefined ? undefined : explorer.trace.nameOf(place);
-  const text = pieceText(piece);
+  const text = pieceText(piece, explorer.layers.links.answer.value?.head.mesh);
   const shown = text.charAt(0).toUpperCase() + text.slice(1);
   return name === undefined ? shown : `${shown}, ${name}`;
 }

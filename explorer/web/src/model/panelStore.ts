@@ -1,7 +1,9 @@
 import { signal } from '@preact/signals';
 
+const NOTICED = 6000; // milliseconds
+
 export type Dock = 'inspector' | 'events';
-export type Dialog = 'keys' | 'marks' | 'take-away' | 'traces';
+export type Dialog = 'keys' | 'marks' | 'take-away';
 export type Width = 'wide' | 'middle' | 'narrow';
 
 /** Which panels and dialogs are open, and how large. Sizes are in rem. */
@@ -20,4 +22,16 @@ export class PanelStore {
 
   /** Said to those who do not see the page. */
   readonly said = signal('');
+
+  /** What was just done, for those who see it; it goes by itself. */
+  readonly notice = signal('');
+  private timer: ReturnType<typeof setTimeout> | undefined;
+
+  /** Says what was done. */
+  tell(text: string): void {
+    this.said.value = text;
+    this.notice.value = text;
+    clearTimeout(this.timer);
+    this.timer = setTimeout(() => (this.notice.value = ''), NOTICED);
+  }
 }

@@ -1,5 +1,6 @@
 import { effect, signal } from '@preact/signals';
 
+import { clamp } from '../base/cycles';
 import { Latest } from '../base/latest';
 import { Lru } from '../base/lru';
 import type { Picture } from '../base/picture';
@@ -8,6 +9,7 @@ import { isCancelled } from '../protocol/fault';
 import type { Moment, Questions, Reading } from '../protocol/questions';
 import type { Explorer } from './explorer';
 import { momentOf, type Position } from './moment';
+import { Turn } from './turn';
 import { Walker, type Direction } from './walker';
 
 const MOST_STEPS = 1000; // that are kept while they cannot be shown as fast as they are asked for
@@ -55,6 +57,7 @@ export class Pilot {
   private steps = 0;
   private stepping = false;
   private flight = 0; // another number for each jump
+  private readonly turn = new Turn();
 
   constructor(private readonly explorer: Explorer) {
     this.jumps = new Latest((wish, stop) => this.fetch(wish, stop));
@@ -200,6 +203,11 @@ export class Pilot {
   turnTo(reading: Reading): void {
     const { playback } = this.explorer;
     const shown = playback.picture.peek();
+    const back = this.turn.to(reading, shown);
+    if (back !== undefined) {
+      this.goTo(back);
+      return;
+    }
     const wanted = playback.wanted.peek();
     const same = shown?.step === wanted.step && shown.cycle === wanted.cycle;
     const unknown = wanted.step < 0 || (same && shown.reading !== reading);
@@ -254,6 +262,7 @@ export class Pilot {
   private show(picture: Picture): void {
     const { playback } = this.explorer;
     playback.picture.value = picture;
+    this.turn.arrive(picture);
     if (!this.jumps.hasWaiting) {
       playback.wanted.value = { step: picture.step, cycle: picture.cycle };
     }
@@ -289,7 +298,3 @@ export class Pilot {
     }
   }
 }
-
-const clamp = (value: bigint, least: bigint, most: bigint): bigint =>
-  value < least ? least : value > most ? most : value;
-

@@ -21,14 +21,22 @@ const STEP: Readonly<Record<Heading, readonly [number, number]>> = {
   down: [0, -1],
 };
 
-/** Where a link ends; what lies outside the mesh is its other edge, around which it goes. */
-export function linkEnd(from: Place, heading: Heading): Place {
+export interface Mesh {
+  readonly columns: number;
+  readonly rows: number;
+}
+
+/** Where a link ends: in a mesh, one that goes around the edge at the other edge. */
+export function linkEnd(from: Place, heading: Heading, mesh?: Mesh): Place {
   const [columns, rows] = STEP[heading];
-  return { column: from.column + columns, row: from.row + rows };
+  const end = { column: from.column + columns, row: from.row + rows };
+  return mesh === undefined
+    ? end
+    : { column: (end.column + mesh.columns) % mesh.columns, row: (end.row + mesh.rows) % mesh.rows };
 }
 
 /** "PE 10,20", "switch 2,2", "link 3,2 → 3,3". */
-export function pieceText(piece: Piece): string {
+export function pieceText(piece: Piece, mesh?: Mesh): string {
   if ('pe' in piece) {
     return `PE ${placeText(placeOf(piece.pe))}`;
   }
@@ -43,7 +51,7 @@ export function pieceText(piece: Piece): string {
   }
   const [column, row, heading] = piece.link;
   const from = { column, row };
-  return `link ${placeText(from)} → ${placeText(linkEnd(from, heading))}`;
+  return `link ${placeText(from)} → ${placeText(linkEnd(from, heading, mesh))}`;
 }
 
 export class SelectionStore {

@@ -56,7 +56,7 @@ export function applyHash(explorer: Explorer, hash: string): void {
   time.view.value = fields.window && windowOf(fields.window);
   time.lanes.value = fields.lanes ?? [];
   selection.selected.value = fields.select && { piece: fields.select };
-  marks.marks.value = fields.marks ?? [];
+  marks.open(fields.marks ?? []);
   playback.speed.value = fields.speed === undefined || fields.speed === 0 ? 10 : fields.speed;
   playback.loop.value = fields.loop ?? false;
   if (fields.cycle !== undefined || fields.step !== undefined) {

@@ -7,6 +7,7 @@ import { broken, empty, failed, grown, indexing, lost, newBuild, refused, replac
 import type { Explorer } from './explorer';
 
 const AGAIN = 1000; // milliseconds between looks at a trace that is being indexed
+const LOOKS = 60; // at one that was replaced, until it is known again
 
 /** Looks after the trace and the server: opens, follows the index, and tells what went wrong. */
 export class Watch {
@@ -183,11 +184,32 @@ export class Watch {
   private tellReplaced(shorter: boolean): void {
     this.explorer.playback.playing.value = false;
     this.explorer.alerts.raise(replaced(new Date(), shorter, () => void this.openAgain()));
+    const before = this.explorer.trace.status.peek();
+    if (before !== undefined && !shorter) {
+      void this.followSuccessor(before, LOOKS);
+    }
+  }
+
+  /** A file that was written anew with as much in it is the same run again: it is opened by itself. */
+  private async followSuccessor(before: TraceStatus, looks: number): Promise<void> {
+    const { engine, trace, panels } = this.explorer;
+    const status = await engine.status().catch(() => undefined);
+    const next = status?.traces.find(({ was }) => was?.includes(before.fingerprint) === true);
+    const gone = before.fingerprint !== trace.fingerprint.peek();
+    if (gone || looks === 0 || next?.state === 'failed') {
+      return;
+    }
+    if (next === undefined || next.state === 'indexing') {
+      setTimeout(() => void this.followSuccessor(before, looks - 1), AGAIN);
+    } else if (next.bytes === before.bytes && next.records === before.records) {
+      await this.openAgain(next.fingerprint);
+      panels.tell('The file was written anew, with as many records as before. It is open again.');
+    }
   }
 
   /** The trace that now has the name of the one that was shown. */
-  async openAgain(): Promise<void> {
-    this.wished = this.explorer.trace.status.peek()?.name ?? '';
+  async openAgain(wished = this.explorer.trace.status.peek()?.name ?? ''): Promise<void> {
+    this.wished = wished;
     (['replaced', 'truncated', 'grown'] as const).forEach((id) => this.explorer.alerts.settle(id));
     await this.open();
   }

@@ -8,8 +8,11 @@ export interface FaultOfTrace {
   readonly file?: string;
   readonly place?: string;
   readonly remedy?: string;
-  /** Where the trace ends before its time. */
+  /** What kind of fault it is: "cut-record". */
+  readonly kind?: string;
+  /** Where the trace ends before its time: the first record that is not whole, and its first byte. */
   readonly record?: number;
+  readonly offset?: number;
 }
 
 export interface ThreadName {
@@ -277,7 +280,6 @@ export interface Answers {
     };
     columns: object;
   };
-  marks: { head: { readonly marks: readonly unknown[] }; columns: object };
 }
 
 export interface Answer<Name extends Ask> {

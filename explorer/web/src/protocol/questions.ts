@@ -92,7 +92,6 @@ export interface Questions {
   why: { readonly record: number; readonly direction: WhyDirection; readonly shape: Shape; readonly most: number };
   packet: { readonly packet: Digits; readonly shape: Shape };
   search: { readonly text: string; readonly shape: Shape; readonly most: number };
-  marks: object;
 }
 
 export type Ask = keyof Questions;

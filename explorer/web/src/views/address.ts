@@ -48,9 +48,9 @@ export async function copyLink(explorer: Explorer): Promise<void> {
   const address = `${location.origin}${location.pathname}${viewHash(explorer)}`;
   try {
     await navigator.clipboard.writeText(address);
-    explorer.panels.said.value = 'The link to this view is on the clipboard.';
+    explorer.panels.tell('The link to this view is on the clipboard.');
   } catch {
     history.replaceState(null, '', viewHash(explorer));
-    explorer.panels.said.value = 'The link to this view is in the address bar.';
+    explorer.panels.tell('The link to this view is in the address bar.');
   }
 }

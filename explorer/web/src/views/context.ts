@@ -2,11 +2,13 @@ import { createContext } from 'preact';
 import { useContext } from 'preact/hooks';
 
 import type { Registry } from '../commands/registry';
-import type { EventList } from '../model/eventList';
+import type { Site } from '../engine/site';
 import type { EventWalk } from '../model/eventWalk';
 import type { Explorer } from '../model/explorer';
 import type { Inspection } from '../model/inspection';
+import type { KeptMarks } from '../model/keptMarks';
 import type { Timeline } from '../model/timeline';
+import type { FloorplanController } from './floorplan/controller';
 
 /** Who goes to another moment. */
 export interface Travel {
@@ -20,9 +22,13 @@ export interface Page {
   readonly commands: Registry;
   readonly timeline: Timeline;
   readonly inspection: Inspection;
-  readonly events: EventList;
   readonly walk: EventWalk;
   readonly travel: Travel;
+  readonly floorplan: FloorplanController;
+  readonly site: Site;
+  readonly kept: KeptMarks;
+  /** Which tell whether a part of the page waits for something: for tests. */
+  readonly waits: (() => boolean)[];
 }
 
 export const PageContext = createContext<Page | undefined>(undefined);

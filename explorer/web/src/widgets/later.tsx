@@ -5,10 +5,10 @@ import { useEffect, useState } from 'preact/hooks';
  * A part of the page that is loaded when it is first shown, so that the first picture need not wait
  * for it. Until then there is nothing in its place.
  */
-export function later(load: () => Promise<ComponentType>): ComponentType {
-  let loaded: ComponentType | undefined;
-  return function Later() {
-    const [Part, setPart] = useState<ComponentType | undefined>(() => loaded);
+export function later<Props extends object = object>(load: () => Promise<ComponentType<Props>>): ComponentType<Props> {
+  let loaded: ComponentType<Props> | undefined;
+  return function Later(props: Props) {
+    const [Part, setPart] = useState<ComponentType<Props> | undefined>(() => loaded);
     useEffect(() => {
       let gone = false;
       void load().then((part) => {
@@ -21,6 +21,6 @@ export function later(load: () => Promise<ComponentType>): ComponentType {
         gone = true;
       };
     }, []);
-    return Part === undefined ? null : <Part />;
+    return Part === undefined ? null : <Part {...props} />;
   };
 }

@@ -2,7 +2,7 @@ import assert from 'node:assert/strict';
 import { readFileSync } from 'node:fs';
 import { after, before, test } from 'node:test';
 
-import { barriers, close, cutOff, launch, leave, open, rest, rowsInSight, serve, state, synth } from './house.mjs';
+import { barriers, close, cutOff, launch, leave, open, rest, rowsInSight, serve, shell, state, synth, told, tool } from './house.mjs';
 
 const RECORDS = 300_000;
 let server;
@@ -177,10 +177,41 @@ test('What is listed is saved as a file, every match of it', async () => {
   const saving = page.waitForEvent('download');
   await page.getByRole('button', { name: 'Save the events as CSV' }).click();
   const saved = await saving;
-  assert.equal(saved.suggestedFilename(), 'run.trace.events.csv');
-  const lines = readFileSync(await saved.path(), 'utf8').trimEnd().split('\n');
+  assert.equal(saved.suggestedFilename(), 'run.trace.csv');
+  const csv = readFileSync(await saved.path());
+  const lines = csv.toString().trimEnd().split('\n');
   assert.equal(lines.length, wanted + 1);
-  assert.match(lines[0], /^record,cycle,what,thread/);
+  assert.match(lines[0], /^record,cycle,thread,type/);
+  assert.deepEqual(csv, tool('events', 'run.trace', '--format', 'csv', '--thread', '1', '--type', 'fire', '-c', '4', '-d', '2', '-p', '4'));
+  await close(page);
+});
+
+test('The command of what is listed lists the same in a terminal, also of one end of messages', async () => {
+  const page = await open(server.link);
+  await list(page, 'fire thread:1 rect:0,0..3,3 cycle<4000');
+  const wanted = await count(page);
+  await page.getByRole('tabpanel').getByRole('button', { name: 'Copy as command' }).click();
+  const command = await told(page);
+  assert.match(command, /^marrowfin-trace events \S*run\.trace --cycles 0:3999 --thread 1 --region 0,0:3,3 --type fire -c 4 -d 2 -p 4$/);
+  assert.equal(shell(`${command} --count`).trim(), String(wanted));
+  await type(page, 'send thread:1');
+  const from = (await rows(page)).map((row) => row[4]).find((place) => /^\d+,\d+$/.test(place));
+  await type(page, `from:${from}`);
+  const sent = await count(page);
+  assert.ok(sent > 0);
+  await page.getByRole('tabpanel').getByRole('button', { name: 'Copy as command' }).click();
+  await page.waitForFunction(() => document.querySelector('.status-notice')?.textContent.includes('awk'));
+  assert.equal(shell(await told(page)).trimEnd().split('\n').length, sent + 1);
+  await close(page);
+});
+
+test('In a narrow window the list leaves room for the floorplan', async () => {
+  const page = await open(server.link, { width: 800, height: 700 });
+  await list(page);
+  const plan = await page.locator('.shell-plan').boundingBox();
+  assert.ok(plan.width >= 340, `${plan.width} pixels`);
+  assert.deepEqual(await cutOff(page), []);
+  assert.ok((await rowsInSight(page)) >= 5);
   await close(page);
 });
 

@@ -5,10 +5,10 @@
 
 import assert from 'node:assert/strict';
 import { execFileSync, spawn } from 'node:child_process';
-import { mkdtempSync, readFileSync, rmSync } from 'node:fs';
+import { mkdtempSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
 import { createRequire } from 'node:module';
 import { tmpdir } from 'node:os';
-import { join } from 'node:path';
+import { dirname, join } from 'node:path';
 import { fileURLToPath } from 'node:url';
 
 const modules = process.env.MARROWFIN_MODULES ?? fileURLToPath(new URL('../..', import.meta.url));
@@ -23,9 +23,61 @@ export const file = (name) => join(folder, name);
 /** Runs the trace tool; what it makes lies in the folder of this run. */
 export const tool = (...args) => execFileSync(process.env.MARROWFIN_TRACE, args, { cwd: folder });
 
+/** Runs a command line as it was copied: in a shell, where the traces lie. */
+export const shell = (command) =>
+  execFileSync('bash', ['-c', command], {
+    cwd: folder,
+    encoding: 'utf8',
+    maxBuffer: 1 << 28,
+    env: { ...process.env, PATH: `${dirname(process.env.MARROWFIN_TRACE)}:${process.env.PATH}` },
+  });
+
+/** The command line that was just copied. */
+export async function told(page) {
+  await page.waitForFunction(() => document.querySelector('.status-notice')?.textContent.startsWith('Copied: '));
+  return page.evaluate(() => navigator.clipboard.readText());
+}
+
 /** A trace of four threads on 4 x 4 clusters, made up. */
 export function synth(name, records = 200_000) {
   tool('synth', '-o', name, '--records', String(records), '-c', '4', '-d', '2', '-p', '4');
+  return file(name);
+}
+
+/** The bytes of a message: type, cycle, thread, length, and both places. */
+function sendBytes({ cycle, thread, from, to }) {
+  const bytes = Buffer.alloc(36);
+  bytes.writeUInt32BE(4, 0);
+  bytes.writeBigUInt64BE(BigInt(cycle), 4);
+  [thread, 16, ...from, ...to].forEach((word, i) => bytes.writeUInt32BE(word, 12 + 4 * i));
+  return bytes;
+}
+
+/** By which a companion knows its trace: see docs/companion-format.md. */
+function fingerprint(sends) {
+  const most = (1n << 64n) - 1n;
+  const pair = ([high, low]) => (BigInt(high) << 32n) | BigInt(low);
+  let value = 0xcbf29ce484222325n;
+  for (const { cycle, thread, from, to } of sends) {
+    for (const word of [BigInt(cycle), pair([4, thread]), pair(from), pair(to)]) {
+      const mixed = value ^ word;
+      value = ((((mixed << 29n) | (mixed >> 35n)) & most) * 0x9e3779b97f4a7c15n) & most;
+    }
+  }
+  return value.toString(16).padStart(16, '0');
+}
+
+/** A trace of messages on a mesh whose links go around its edges. */
+export function torus(name, side, sends) {
+  writeFileSync(file(name), Buffer.concat(sends.map(sendBytes)));
+  const first = sends.slice(0, 64);
+  writeFileSync(
+    file(`${name}.about`),
+    `format = 1\n[trace]\nrecords = ${first.length}\nfingerprint = "${fingerprint(first)}"\n` +
+      `[array]\nclusters = { columns = 1, rows = 1 }\ndomains = { columns = 1, rows = 1 }\n` +
+      `pes = { columns = ${side}, rows = ${side} }\ngaps = false\nwrap = { columns = true, rows = true }\n` +
+      `[links]\nrouting = "xy"\nmessages_per_cycle = 1.0\n`,
+  );
   return file(name);
 }
 

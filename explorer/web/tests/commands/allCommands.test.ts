@@ -24,6 +24,6 @@ test('Every key has a command', async () => {
   registry.add(selectionCommands(explorer, new Inspection(explorer), new EventWalk(explorer)));
   registry.add(markCommands(explorer));
   registry.add(findCommands(explorer));
-  registry.add(pageCommands(explorer, nothing));
+  registry.add(pageCommands(explorer, { copyLink: nothing, copyCommand: nothing }));
   expect([...new Set(Object.values(KEYS))].filter((id) => registry.find(id) === undefined)).toEqual([]);
 });

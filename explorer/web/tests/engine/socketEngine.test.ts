@@ -79,10 +79,10 @@ test('Answers find their questions in any order', async () => {
 
 test('At most four questions are in work; the next one is sent when one is answered', async () => {
   const engine = open();
-  const asked = Array.from({ length: 6 }, () => engine.ask('t', 'marks', {}));
+  const asked = Array.from({ length: 6 }, () => engine.ask('t', 'trace', {}));
   expect(last().sent.length).toBe(4);
   expect(engine.inFlight.value).toBe(6);
-  last().answer(last().sent[0]!.number, { marks: [] });
+  last().answer(last().sent[0]!.number, { records: 1 });
   expect(last().sent.length).toBe(5);
   await asked[0];
 });
@@ -90,10 +90,10 @@ test('At most four questions are in work; the next one is sent when one is answe
 test('A question that nobody waits for is taken back, and was never sent if it waited', async () => {
   const engine = open();
   const stop = new AbortController();
-  const first = outcome(engine.ask('t', 'marks', {}, { signal: stop.signal }));
-  Array.from({ length: 3 }, () => void outcome(engine.ask('t', 'marks', {})));
+  const first = outcome(engine.ask('t', 'trace', {}, { signal: stop.signal }));
+  Array.from({ length: 3 }, () => void outcome(engine.ask('t', 'trace', {})));
   const later = new AbortController();
-  const waiting = outcome(engine.ask('t', 'marks', {}, { signal: later.signal }));
+  const waiting = outcome(engine.ask('t', 'trace', {}, { signal: later.signal }));
   later.abort();
   stop.abort();
   expect(await first).toBe('cancelled');
@@ -103,11 +103,11 @@ test('A question that nobody waits for is taken back, and was never sent if it w
 
 test('A lost connection fails what is in work and is tried again, ever later', async () => {
   const engine = open();
-  const asked = outcome(engine.ask('t', 'marks', {}));
+  const asked = outcome(engine.ask('t', 'trace', {}));
   last().close();
   expect(await asked).toBe('lost');
   expect(engine.connection.value.state).toBe('lost');
-  expect(await outcome(engine.ask('t', 'marks', {}))).toBe('lost');
+  expect(await outcome(engine.ask('t', 'trace', {}))).toBe('lost');
   expect(TestSocket.all.length).toBe(1);
   vi.advanceTimersByTime(500);
   expect(TestSocket.all.length).toBe(2);

@@ -4,7 +4,7 @@ import { lookOf } from '../../src/base/camera';
 import { Layout } from '../../src/base/floorplan/layout';
 import type { MessageList } from '../../src/base/picture';
 import type { Shape } from '../../src/base/shape';
-import { barsOf, barWidth, meshPlace, type LinkLoads } from '../../src/gl/linkShapes';
+import { barsOf, barWidth, endOfLink, meshPlace, type LinkLoads } from '../../src/gl/linkShapes';
 import { addMessages, coverOf, strengthAt } from '../../src/gl/messageShapes';
 import { WEDGE_WORDS, WedgeList } from '../../src/gl/wedges';
 
@@ -101,7 +101,29 @@ test('Both directions keep right', () => {
 
 test('Links around the edge are shown half at each end', () => {
   const bars = barsOf(links(true), meshPlace(at(240), 'elements'), 1);
-  expect(bars.length).toBe(2 * 2 * 4 * 3 + 2 * 4);
+  const arcs = bars.filter(({ arc }) => arc !== undefined);
+  expect(bars.length - arcs.length).toBe(2 * 2 * 4 * 3);
+  expect(arcs.length).toBe(2 * 2 * 4); // both directions of each row, both ends of each
+  expect(arcs.filter(({ arc }) => arc?.arrives === true).length).toBe(2 * 4);
+});
+
+test('The arc of a link leaves the array bent to its own right side, and comes back at the other edge', () => {
+  const layout = at(240);
+  const place = meshPlace(layout, 'elements');
+  const arcs = barsOf(links(true), place, 1).filter(
+    ({ arc, node, way }) => arc !== undefined && way === 'right' && node.row === 0,
+  );
+  const leaves = arcs.find(({ arc }) => arc?.arrives === false)?.arc?.corners ?? [];
+  const arrives = arcs.find(({ arc }) => arc?.arrives === true)?.arc?.corners ?? [];
+  const [last, first] = [layout.middle({ column: 3, row: 0 }), layout.middle({ column: 0, row: 0 })];
+  const out = leaves[leaves.length - 1];
+  expect(out?.x).toBeCloseTo(last.x + place.half + 2 + 0.6 * place.pitch);
+  expect(out?.y).toBeGreaterThan(last.y + 0.3 * place.pitch);
+  const end = arrives[arrives.length - 1];
+  expect(end?.x).toBeCloseTo(first.x - place.half - 2);
+  expect(arrives[0]?.x).toBeCloseTo(first.x - place.half - 2 - 0.6 * place.pitch);
+  expect(endOfLink({ columns: 4, rows: 4 }, { column: 3, row: 0 }, 'right')).toEqual({ column: 0, row: 0 });
+  expect(endOfLink({ columns: 4, rows: 4 }, { column: 1, row: 0 }, 'down')).toEqual({ column: 1, row: 3 });
 });
 
 test('Fuller bars are wider, and all are thinner where there is no room', () => {

@@ -25,9 +25,13 @@ test('Alerts have the words that were agreed on', () => {
   expect(words(grown(12400, nothing))).toBe('**The trace has grown by 12,400 records.**');
   expect(words(newBuild(nothing))).toBe('**The server is newer than this page.**');
   expect(words(refused())).toBe('**That is too much at once.** Choose a shorter range.');
-  const end = { message: 'the trace ends in the middle of record 313,204', place: 'at byte 9,899,992, 15 of the 20 bytes of a header are there' };
+  const end = { kind: 'cut-record', message: 'the trace ends after 15 of the 20 bytes of a header', record: 313204, offset: 9899992 };
   expect(words(broken(end, nothing))).toBe(
     '**The trace ends in the middle of record 313,204.** At byte 9,899,992, 15 of the 20 bytes of a header are there. You see everything before it. Run the simulator to its end to see the rest.',
+  );
+  const other = { kind: 'unknown-type', message: 'type 7 is none of 2, 3 and 4', record: 5, offset: 140, remedy: 'check that this is a trace' };
+  expect(words(broken(other, nothing))).toBe(
+    '**The trace breaks off at record 5.** At byte 140, type 7 is none of 2, 3 and 4. You see everything before it. Check that this is a trace.',
   );
 });
 
@@ -66,6 +70,30 @@ test('A trace that was replaced is told, and the new one can be opened', async (
   await settled(explorer);
   expect(explorer.trace.fingerprint.value).toBe('other');
   expect(explorer.alerts.shown.value).toBeUndefined();
+});
+
+test('A file that was written anew with as much in it is opened by itself', async () => {
+  const { engine, explorer } = await openSmall();
+  explorer.time.range.value = { first: 10n, last: 20n };
+  const before = engine.readyStatus.traces[0]!;
+  engine.readyStatus = { ...STATUS, traces: [{ ...before, fingerprint: 'anew', was: [before.fingerprint] }] };
+  engine.tell({ news: 'changed', trace: 'small' });
+  await settled(explorer);
+  await settled(explorer);
+  expect(explorer.trace.fingerprint.value).toBe('anew');
+  expect(explorer.panels.notice.value).toContain('written anew');
+  expect(explorer.alerts.shown.value).toBeUndefined();
+  expect(explorer.time.range.value).toEqual({ first: 10n, last: 20n });
+});
+
+test('A file with other records in it is told and not opened', async () => {
+  const { engine, explorer } = await openSmall();
+  const before = engine.readyStatus.traces[0]!;
+  engine.readyStatus = { ...STATUS, traces: [{ ...before, fingerprint: 'other', was: [before.fingerprint], records: before.records + 1 }] };
+  engine.tell({ news: 'changed', trace: 'small' });
+  await settled(explorer);
+  expect(explorer.trace.fingerprint.value).toBe('small');
+  expect(explorer.alerts.shown.value?.id).toBe('replaced');
 });
 
 test('News about another trace says nothing about this one', async () => {

@@ -2,7 +2,10 @@ import { usePage } from '../context';
 import { Omnibox } from '../omnibox/Omnibox';
 import { KeysDialog } from './KeysDialog';
 import { MarksDialog } from './MarksDialog';
+import { later } from '../../widgets/later';
 import './dialogs.css';
+
+const TakeAway = later(async () => (await import('../takeAway/TakeAwayDialog')).TakeAwayDialog);
 
 /** The dialog that is open; closed ones have no elements. */
 export function Dialogs() {
@@ -18,6 +21,9 @@ export function Dialogs() {
   }
   if (open === 'keys') {
     return <KeysDialog onClose={close} />;
+  }
+  if (open === 'take-away') {
+    return <TakeAway onClose={close} />;
   }
   return open === 'marks' ? <MarksDialog onClose={close} /> : null;
 }

@@ -32,7 +32,7 @@ function MarkLine({ mark, onGo }: { readonly mark: Mark; readonly onGo: () => vo
 
 /** The marks: names to change, to go to, and to remove. They are part of the link. */
 export function MarksDialog({ onClose }: { readonly onClose: () => void }) {
-  const { explorer, commands, travel } = usePage();
+  const { explorer, commands, travel, kept } = usePage();
   const { marks, selection } = explorer;
   const go = (mark: Mark) => {
     if (mark.piece !== undefined) {
@@ -59,8 +59,23 @@ export function MarksDialog({ onClose }: { readonly onClose: () => void }) {
           <Button label={`Mark cycle ${now}`} icon="mark" look="outlined" onPress={() => commands.run('mark.keep')}>
             Mark cycle {now}
           </Button>
-          <p>Marks are part of the link: copy it to keep them or to send them.</p>
+          <Button
+            label="Save the marks beside the trace"
+            icon="out"
+            look="outlined"
+            disabled={kept.busy.value || !marks.isUnsaved.value}
+            onPress={() => void kept.save()}
+          >
+            Save beside the trace
+          </Button>
         </div>
+        <p class="marks-note" role="status">
+          {kept.trouble.value !== ''
+            ? kept.trouble.value
+            : marks.isUnsaved.value || list.length === 0
+              ? 'Marks are part of the link. Saved beside the trace, others find them there too.'
+              : 'These marks are saved beside the trace. They are part of the link as well.'}
+        </p>
       </div>
     </Dialog>
   );

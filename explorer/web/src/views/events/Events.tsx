@@ -3,6 +3,7 @@ import { useEffect } from 'preact/hooks';
 
 import { withoutWord } from '../../base/filterWords';
 import { counted, thousands } from '../../base/words';
+import { eventsTake } from '../../model/takeAway';
 import type { EventList } from '../../model/eventList';
 import type { EventRow } from '../../model/eventPage';
 import type { EventType } from '../../protocol/questions';
@@ -14,7 +15,9 @@ import { VirtualList } from '../../widgets/VirtualList';
 import { usePage } from '../context';
 import { DockHead } from '../dock/DockHead';
 import { Chip } from '../inspector/parts';
-import { copyRows, saveRows } from './takeRows';
+import { saveDirectly } from '../takeAway/save';
+import { listOf } from './listOf';
+import { copyRows } from './takeRows';
 import { FilterBox } from './FilterBox';
 import './events.css';
 
@@ -57,7 +60,8 @@ function Row({ event }: { readonly event: EventRow | undefined }) {
 
 /** How many match, and what can be done with them. */
 function Count({ list }: { readonly list: EventList }) {
-  const { explorer } = usePage();
+  const page = usePage();
+  const { explorer } = page;
   const count = list.counted.value;
   const records = explorer.trace.head.value?.records ?? 0;
   const busy = useSignal(false);
@@ -93,10 +97,11 @@ function Count({ list }: { readonly list: EventList }) {
         label="Save the events as CSV"
         icon="out"
         disabled={busy.value || (count?.count ?? 0) === 0}
-        onPress={() => void take(() => saveRows(list, explorer.trace.status.value?.name ?? 'trace'))}
+        onPress={() => saveDirectly(page, eventsTake(explorer, list.filter.peek(), 'csv'))}
       >
         CSV
       </Button>
+      <Button label="Copy as command" icon="terminal" onPress={() => page.commands.run('share.eventsCommand')} />
       {done.value === '' ? null : <p class="event-done">{done.value}</p>}
     </div>
   );
@@ -136,7 +141,9 @@ function NoRows({ list }: { readonly list: EventList }) {
 
 /** Every event of the trace, or those that a filter asks for. */
 export function Events() {
-  const { explorer, events: list, travel } = usePage();
+  const page = usePage();
+  const { explorer, travel } = page;
+  const list = listOf(page);
   const shown = useSignal<{ readonly row: number } | undefined>(undefined);
   const chosen = useSignal<number | undefined>(undefined);
   useEffect(() => list.follow(), [list]);

@@ -1,9 +1,11 @@
+import type { RefObject } from 'preact';
 import { useEffect, useMemo, useRef } from 'preact/hooks';
 
 import { columnsOf, isFlat, rowsOf, type Shape } from '../../base/shape';
 import { thousands } from '../../base/words';
 import { namedPiece } from '../../model/hover';
 import { Button } from '../../widgets/Button';
+import { Tooltip } from '../../widgets/Tooltip';
 import { Keys } from '../../widgets/Keys';
 import { usePage } from '../context';
 import type { FloorplanController } from './controller';
@@ -73,23 +75,24 @@ function Head({ controller }: { readonly controller: FloorplanController }) {
   );
 }
 
-/** At the right and below the pointer's piece, never under the pointer. */
-function Tip({ controller }: { readonly controller: FloorplanController }) {
+/** What is pointed at, in a few words. `origin` is the element that the floorplan is drawn in. */
+function Tip(props: { readonly controller: FloorplanController; readonly origin: RefObject<Element> }) {
+  const { controller, origin } = props;
   const { explorer } = usePage();
   const piece = explorer.selection.hovered.value;
   const words = explorer.hover.words.value;
   controller.seen.value;
   const box = piece && controller.boxOf(piece);
-  if (piece === undefined || box === undefined) {
+  if (piece === undefined || box === undefined || origin.current === null) {
     return null;
   }
-  const style = { left: `${box.x + box.width + 14}px`, top: `${box.y + 12}px` };
+  const { left, top } = origin.current.getBoundingClientRect();
   return (
-    <div class="tip" role="tooltip" style={style}>
-      <strong>{namedPiece(explorer, piece)}</strong>
+    <Tooltip x={left + box.x} y={top + box.y} width={box.width}>
+      <b>{namedPiece(explorer, piece)}</b>
       {words !== '' && <span>{words}</span>}
       <span>click to inspect</span>
-    </div>
+    </Tooltip>
   );
 }
 
@@ -145,7 +148,7 @@ export function Floorplan({ controller }: { readonly controller: FloorplanContro
           </p>
         )}
         <Crowded controller={controller} />
-        <Tip controller={controller} />
+        <Tip controller={controller} origin={box} />
       </div>
     </>
   );

@@ -10,6 +10,7 @@ import { forgetDraw, requestDraw } from '../frames';
 import { FloorplanHand } from './hand';
 import { fitOf, inputOf, layoutOf, MARGIN } from './input';
 import { boxOfPiece, pieceUnder } from './pick';
+import type { SceneMaker } from './scene';
 import { FloorplanRenderer, type FloorplanInput } from './renderer';
 
 const FLY = 200; // milliseconds to what is focused
@@ -65,6 +66,12 @@ export class FloorplanController {
       forgetDraw(this.draw);
       ends.forEach((end) => end());
     };
+  }
+
+  /** What is drawn, and what makes its scene: for who draws it elsewhere. */
+  get drawn(): { readonly input: FloorplanInput; readonly maker: SceneMaker } | undefined {
+    const { input, renderer } = this;
+    return input === undefined || renderer === undefined ? undefined : { input, maker: renderer.maker };
   }
 
   fit(): number {

@@ -1,8 +1,8 @@
 import type { Stage } from '../../base/camera';
 import { fitPitch, lookOf } from '../../base/camera';
 import { Layout, type Box } from '../../base/floorplan/layout';
-import { columnsOf, unitSpan, type Shape } from '../../base/shape';
-import { barsOf, meshPlace, type LinkLoads } from '../../gl/linkShapes';
+import { columnsOf, isFlat, unitSpan, type Shape } from '../../base/shape';
+import { ARC_OUT, barsOf, meshPlace, type LinkLoads } from '../../gl/linkShapes';
 import type { Explorer } from '../../model/explorer';
 import { PALETTES, type Palette } from '../../theme/palettes';
 import { boxOfPiece, firstElement } from './pick';
@@ -16,12 +16,22 @@ export const MARGIN = 26; // CSS pixels left free around a fitted array
 /** No thread: everything is dimmed, beside the way that is shown. */
 const NOBODY = -1;
 
+/** Where links go around the edge, there is room for their arcs. */
+function roomFor(explorer: Explorer, shape: Shape, stage: Stage): Stage {
+  const head = explorer.trace.head.value;
+  if (explorer.view.asViewer.value || head === undefined || !(head.wrapColumns || head.wrapRows)) {
+    return stage;
+  }
+  const out = isFlat(shape) ? ARC_OUT : 0; // those of switches begin within the array
+  return { ...stage, around: [head.wrapColumns ? out : 0, head.wrapRows ? out : 0] };
+}
+
 export function layoutOf(explorer: Explorer, stage: Stage): Layout | undefined {
   const shape = explorer.trace.shape.value;
   if (shape === undefined || stage.width < 1 || stage.height < 1) {
     return undefined;
   }
-  return new Layout(shape, lookOf(shape, explorer.view.asViewer.value, stage, explorer.view.camera.value));
+  return new Layout(shape, lookOf(shape, explorer.view.asViewer.value, roomFor(explorer, shape, stage), explorer.view.camera.value));
 }
 
 export const paletteOf = (explorer: Explorer): Palette =>
@@ -147,5 +157,5 @@ function rectBox(explorer: Explorer, layout: Layout): Box | undefined {
 /** CSS pixels from one element to the next where all of the array is seen. */
 export function fitOf(explorer: Explorer, stage: Stage): number {
   const shape = explorer.trace.shape.value;
-  return shape === undefined ? 1 : fitPitch(shape, explorer.view.asViewer.value, stage);
+  return shape === undefined ? 1 : fitPitch(shape, explorer.view.asViewer.value, roomFor(explorer, shape, stage));
 }

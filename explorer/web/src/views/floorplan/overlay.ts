@@ -1,6 +1,7 @@
 import type { Box, Layout, Spot } from '../../base/floorplan/layout';
 import type { Place } from '../../base/place';
-import { meshPlace, NUMBERS_PITCH, STEPS, type Bar, type LinkLoads } from '../../gl/linkShapes';
+import { ARC_OUT, endOfLink, meshPlace, NUMBERS_PITCH, STEPS, type Bar, type LinkLoads } from '../../gl/linkShapes';
+import type { Brush } from '../../gl/brush';
 import { css, type Palette } from '../../theme/palettes';
 
 // What is drawn over the cells and lines: numbers on the edges, rings, routers. In device pixels.
@@ -21,7 +22,7 @@ export interface OverlayInput {
   readonly path: readonly (readonly Place[])[];
 }
 
-type Context = CanvasRenderingContext2D;
+type Context = Brush;
 
 const MOST_ROUTERS = 4096; // that are drawn one by one
 
@@ -58,10 +59,12 @@ export function labelStep(cssPitch: number, flat: boolean, room: number): number
 
 /** Where the numbers of columns and rows stand: at the array's edge, or at that of the canvas. */
 function axesAt(pen: Pen): { readonly y: number; readonly x: number } {
-  const { look, box } = pen.input.layout;
+  const { look, box, isFlat } = pen.input.layout;
+  const arcs = isFlat ? ARC_OUT * look.pitch : 0;
+  const [below, beside] = [pen.input.links?.wrapRows ? arcs : 0, pen.input.links?.wrapColumns ? arcs : 0];
   return {
-    y: Math.min(box.y + box.height + 14 * pen.unit, look.height - 10 * pen.unit),
-    x: Math.max(box.x - 10 * pen.unit, 26 * pen.unit),
+    y: Math.min(box.y + box.height + below + 14 * pen.unit, look.height - 10 * pen.unit),
+    x: Math.max(box.x - beside - 10 * pen.unit, 26 * pen.unit),
   };
 }
 
@@ -177,7 +180,7 @@ function drawRouters(pen: Pen, links: LinkLoads): void {
   }
   const side = 2 * place.half;
   const full = pen.input.bars[pen.input.bars.length - 1];
-  const end = full && { column: full.node.column + STEPS[full.way][0], row: full.node.row - STEPS[full.way][1] };
+  const end = full && endOfLink(links, full.node, full.way);
   pen.font(11, 400);
   context.lineWidth = ratio;
   for (let row = 0; row < links.rows; ++row) {
@@ -204,8 +207,8 @@ function drawLoads(pen: Pen, links: LinkLoads): void {
     return;
   }
   pen.font(12, 650);
-  for (const { line, way, half, share, load } of pen.input.bars) {
-    if (share >= 0.5 && load > 0) {
+  for (const { line, way, half, share, load, arc } of pen.input.bars) {
+    if (share >= 0.5 && load > 0 && arc?.arrives !== true) {
       const [dx, dy] = STEPS[way];
       const off = half + (dx === 0 ? 14 : 10) * pen.unit;
       const words = String(Math.round(100 * load));
@@ -252,8 +255,6 @@ function drawPath(pen: Pen): void {
 }
 
 export function drawOverlay(context: Context, input: OverlayInput): void {
-  const { width, height } = input.layout.look;
-  context.clearRect(0, 0, width, height);
   const pen = new Pen(context, input);
   if (input.links !== undefined) {
     drawRouters(pen, input.links);

@@ -37,8 +37,12 @@ const around = (spot: Spot, half: number): Box => ({
   height: 2 * half,
 });
 
-function boxOfBar({ line, half }: Bar, more: number): Box {
+function boxOfBar({ line, half, arc }: Bar, more: number): Box {
   const [x1, y1, x2, y2] = line;
+  if (arc !== undefined) {
+    const out = half + more;
+    return { x: x1 - out, y: y1 - out, width: x2 - x1 + 2 * out, height: y2 - y1 + 2 * out };
+  }
   const across = x1 === x2;
   const [dx, dy] = across ? [half + more, 0] : [0, half + more];
   return {
@@ -49,6 +53,14 @@ function boxOfBar({ line, half }: Bar, more: number): Box {
   };
 }
 
+/** How far a spot is from the middle of a bar, across it. */
+function distanceOf({ line, arc }: Bar, spot: Spot, middle: Spot): number {
+  if (arc !== undefined) {
+    return Math.min(...arc.corners.map(({ x, y }) => Math.hypot(spot.x - x, spot.y - y)));
+  }
+  return line[0] === line[2] ? Math.abs(spot.x - middle.x) : Math.abs(spot.y - middle.y);
+}
+
 /** The nearest bar that the spot hits. */
 function barAt(bars: readonly Bar[], spot: Spot, ratio: number): Bar | undefined {
   let best: Bar | undefined;
@@ -57,7 +69,7 @@ function barAt(bars: readonly Bar[], spot: Spot, ratio: number): Bar | undefined
     const box = boxOfBar(bar, Math.max(0, (LEAST_LINK / 2) * ratio - bar.half));
     const inside = spot.x >= box.x && spot.x < box.x + box.width && spot.y >= box.y && spot.y < box.y + box.height;
     const middle = middleOf(box);
-    const off = bar.line[0] === bar.line[2] ? Math.abs(spot.x - middle.x) : Math.abs(spot.y - middle.y);
+    const off = distanceOf(bar, spot, middle);
     if (inside && off < nearest) {
       best = bar;
       nearest = off;

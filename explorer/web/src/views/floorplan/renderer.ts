@@ -58,6 +58,7 @@ export class FloorplanRenderer {
     const { look } = input.cells.layout;
     this.resize(look.width, look.height, look.ratio);
     if (this.context !== null) {
+      this.context.clearRect(0, 0, look.width, look.height);
       drawOverlay(this.context, input.overlay);
     }
     if (this.gl === undefined || this.gl.isContextLost()) {
@@ -68,7 +69,7 @@ export class FloorplanRenderer {
     this.putDigits(programs, input);
     programs.cells.draw(this.maker.make(input.cells));
     this.list.clear();
-    this.addLines(input);
+    addLines(this.list, input);
     programs.wedges.draw(this.list, look.width, look.height);
   }
 
@@ -99,29 +100,30 @@ export class FloorplanRenderer {
       this.digits = size;
     }
   }
+}
 
-  private addLines(input: FloorplanInput): void {
-    const { layout, picture, palette, lit } = input.cells;
-    if (input.links !== undefined) {
-      addBars(this.list, input.links.bars, input.links.place, layout.look.ratio, palette);
-    }
-    if (layout.level !== 'pe') {
-      return;
-    }
-    if (input.switches && !layout.look.asViewer) {
-      addSwitches(this.list, layout, picture.switches, palette, lit);
-    }
-    if (input.messages) {
-      this.addMessages(input, layout, picture);
-    }
+/** Links, switches and messages, as far as they are drawn at this level. */
+export function addLines(list: WedgeList, input: FloorplanInput): void {
+  const { layout, picture, palette, lit } = input.cells;
+  if (input.links !== undefined) {
+    addBars(list, input.links.bars, input.links.place, layout.look.ratio, palette);
   }
+  if (layout.level !== 'pe') {
+    return;
+  }
+  if (input.switches && !layout.look.asViewer) {
+    addSwitches(list, layout, picture.switches, palette, lit);
+  }
+  if (input.messages) {
+    addAllMessages(list, input, layout, picture);
+  }
+}
 
-  private addMessages(input: FloorplanInput, layout: Layout, picture: Picture): void {
-    const { viewer, palette } = input.cells;
-    if (viewer !== undefined) {
-      addBands(this.list, layout, picture.messages, (age) => messageColour(viewer, age));
-    } else {
-      addMessages(this.list, layout, picture.messages, palette.ink, input.strength);
-    }
+function addAllMessages(list: WedgeList, input: FloorplanInput, layout: Layout, picture: Picture): void {
+  const { viewer, palette } = input.cells;
+  if (viewer !== undefined) {
+    addBands(list, layout, picture.messages, (age) => messageColour(viewer, age));
+  } else {
+    addMessages(list, layout, picture.messages, palette.ink, input.strength);
   }
 }

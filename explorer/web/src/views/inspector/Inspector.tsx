@@ -26,23 +26,34 @@ function Body() {
 /** What can be done with what is selected. */
 function Foot() {
   const { explorer, commands } = usePage();
-  if (explorer.selection.selected.value === undefined) {
+  const selected = explorer.selection.selected.value;
+  if (selected === undefined) {
     return null;
   }
-  const causes = commands.canRun('layer.causes');
+  const causes = 'record' in selected || ('piece' in selected && !('link' in selected.piece)); // others have none
   const key = commands.keysOf('layer.causes')[0];
-  return causes ? (
+  return (
     <footer class="inspector-foot">
+      {causes && (
+        <Button
+          label={`Show causes ${key?.join(' ') ?? ''}`}
+          icon="cause"
+          look="outlined"
+          onPress={() => commands.run('layer.causes')}
+        >
+          Show causes <Keys parts={key} />
+        </Button>
+      )}
       <Button
-        label={`Show causes ${key?.join(' ') ?? ''}`}
-        icon="cause"
+        label="Copy as command"
+        icon="terminal"
         look="outlined"
-        onPress={() => commands.run('layer.causes')}
+        onPress={() => commands.run('share.selectionCommand')}
       >
-        Show causes <Keys parts={key} />
+        <span class="middle-only">Copy as command</span>
       </Button>
     </footer>
-  ) : null;
+  );
 }
 
 /** Why nothing is told, where a question was refused. */

@@ -1,7 +1,7 @@
 import { rangeText } from '../../base/words';
 import { spanOf } from '../../model/inspection';
 import type { Heading } from '../../protocol/questions';
-import { linkEnd } from '../../model/selectionStore';
+import { linkEnd, type Mesh } from '../../model/selectionStore';
 import { usePage } from '../context';
 import { NumberRow, PieceRow, Section } from './parts';
 import { rounded } from './words';
@@ -9,8 +9,8 @@ import { rounded } from './words';
 const HEADINGS: readonly Heading[] = ['right', 'left', 'up', 'down'];
 
 /** "3,2 → 3,3". */
-function linkText(node: readonly [number, number], heading: Heading): string {
-  const end = linkEnd({ column: node[0], row: node[1] }, heading);
+function linkText(node: readonly [number, number], heading: Heading, mesh: Mesh): string {
+  const end = linkEnd({ column: node[0], row: node[1] }, heading, mesh);
   return `${node[0]},${node[1]} → ${end.column},${end.row}`;
 }
 
@@ -46,7 +46,7 @@ export function LinkSection({ link }: { readonly link: readonly [number, number,
           {head.fullest.map((one) => (
             <PieceRow
               key={String(one.node) + one.heading}
-              name={linkText(one.node, one.heading)}
+              name={linkText(one.node, one.heading, head.mesh)}
               piece={{ link: [one.node[0], one.node[1], one.heading] }}
               share={one.load / scale}
               value={`${rounded(100 * one.load)} %`}

@@ -138,7 +138,7 @@ export function PieceView({ piece }: { readonly piece: Piece }) {
   return (
     <>
       <Head
-        title={titleOf(piece)}
+        title={titleOf(piece, explorer.layers.links.answer.value?.head.mesh ?? inspection.links.fed.value?.answer.head.mesh)}
         {...(shape === undefined ? {} : { place: pathOf(shape, piece) + name })}
         pins={true}
         pinned={explorer.time.isPinned({ piece })}

@@ -2,7 +2,7 @@ import type { PlacePair } from '../../base/place';
 import { clusterSpan, unitSpan, type Shape } from '../../base/shape';
 import { capital, thousands } from '../../base/words';
 import type { Explorer } from '../../model/explorer';
-import { pieceText } from '../../model/selectionStore';
+import { pieceText, type Mesh } from '../../model/selectionStore';
 import type { EventHead } from '../../protocol/answers';
 import type { Piece } from '../../protocol/questions';
 import type { IconName } from '../../widgets/icons';
@@ -10,7 +10,7 @@ import type { IconName } from '../../widgets/icons';
 export const pairText = (pair: PlacePair): string => `${pair[0]},${pair[1]}`;
 
 /** "PE 10,20", "Switch 2,2". */
-export const titleOf = (piece: Piece): string => capital(pieceText(piece));
+export const titleOf = (piece: Piece, mesh?: Mesh): string => capital(pieceText(piece, mesh));
 
 function pathOfElement(shape: Shape, [column, row]: PlacePair): string {
   const cluster = clusterSpan(shape);

@@ -11,6 +11,7 @@ import type { Piece } from '../../protocol/questions';
 import type { IconName } from '../../widgets/icons';
 import { ICONS } from '../../widgets/icons';
 import type { Page } from '../context';
+import { listOf } from '../events/listOf';
 
 /** Something that can be chosen in the box. */
 export interface Result {
@@ -148,7 +149,7 @@ function markResults(page: Page, text: string): readonly Result[] {
 
 /** Events that words ask for: a list of them, and the next one behind the playhead. */
 function eventResults(page: Page, text: string): readonly Result[] {
-  const { terms, usable, words } = readFilterWords(text, page.events.attributes.value);
+  const { terms, usable, words } = readFilterWords(text, listOf(page).attributes.value);
   if (!usable || words.length === 0) {
     return [];
   }

@@ -4,7 +4,7 @@ import { css, PALETTES } from '../../theme/palettes';
 import { usePage } from '../context';
 
 /** How many elements have each code. */
-function countCodes(codes: Uint8Array | undefined): Uint32Array {
+export function countCodes(codes: Uint8Array | undefined): Uint32Array {
   const counts = new Uint32Array(256);
   codes?.forEach((code) => (counts[code]! += 1));
   return counts;

@@ -64,7 +64,7 @@ function ThreadLegend() {
   );
 }
 
-const HEATS: Readonly<Record<HeatOf, { readonly title: string; readonly none: string }>> = {
+export const HEATS: Readonly<Record<HeatOf, { readonly title: string; readonly none: string }>> = {
   fires: { title: 'Fires a PE', none: 'no fire in the range' },
   sends: { title: 'Sends a PE', none: 'no send in the range' },
   receives: { title: 'Receives a PE', none: 'nothing received in the range' },
@@ -72,10 +72,10 @@ const HEATS: Readonly<Record<HeatOf, { readonly title: string; readonly none: st
   idle: { title: 'Idle cycles a PE', none: 'never idle in the range' },
 };
 
-const decimals = new Intl.NumberFormat('en-GB', { maximumFractionDigits: 1 });
+export const decimals = new Intl.NumberFormat('en-GB', { maximumFractionDigits: 1 });
 
 /** The end of the scale at the level that is drawn, and whether anything lies beyond. */
-function heatEnd(explorer: Explorer, layout: Layout): { readonly end: number; readonly more: boolean } | undefined {
+export function heatEnd(explorer: Explorer, layout: Layout): { readonly end: number; readonly more: boolean } | undefined {
   const heat = keptHeat(explorer, layout.shape);
   const head = explorer.layers.heat.answer.value?.head;
   if (heat === undefined || head === undefined) {

@@ -1,6 +1,6 @@
 import { placeOf, placeText } from '../../base/place';
 import { counted, rangeText, thousands } from '../../base/words';
-import { linkEnd } from '../../model/selectionStore';
+import { linkEnd, type Mesh } from '../../model/selectionStore';
 import type { LinkOfHead } from '../../protocol/answers';
 import { css, PALETTES, stopOf } from '../../theme/palettes';
 import { usePage } from '../context';
@@ -20,7 +20,13 @@ function Histogram({ counts }: { readonly counts: readonly number[] }) {
   );
 }
 
-function Fullest({ links, end, count }: { readonly links: readonly LinkOfHead[]; readonly end: number; readonly count: number }) {
+function Fullest(props: {
+  readonly links: readonly LinkOfHead[];
+  readonly end: number;
+  readonly count: number;
+  readonly mesh: Mesh;
+}) {
+  const { links, end, count, mesh } = props;
   const { settings, selection } = usePage().explorer;
   const stops = PALETTES[settings.theme.value].sequential;
   return (
@@ -38,7 +44,7 @@ function Fullest({ links, end, count }: { readonly links: readonly LinkOfHead[];
               >
                 <i class="legend-swatch" style={{ background: css(stopOf(stops, end > 0 ? load / end : 0)) }} />
                 <span>
-                  {placeText(from)} → {placeText(linkEnd(from, heading))}
+                  {placeText(from)} → {placeText(linkEnd(from, heading, mesh))}
                 </span>
                 <span class="legend-number strong">{percent(load)}</span>
               </button>
@@ -76,7 +82,7 @@ export function LinkLegend() {
         </div>
         <span class="legend-small">Each direction keeps right; wider is fuller.</span>
       </div>
-      <Fullest links={head.fullest} end={head.end} count={directions} />
+      <Fullest links={head.fullest} end={head.end} count={directions} mesh={head.mesh} />
     </>
   );
 }

@@ -17,7 +17,8 @@ export interface Panels {
   readonly Dialogs?: ComponentType;
 }
 
-const WIDTHS = { inspector: '', events: '33rem' } as const;
+/** Of the dock, where the style sheet does not tell it: a list of events needs room for its columns. */
+const WIDTHS = { inspector: { wide: '', middle: '', narrow: '' }, events: { wide: '33rem', middle: '33rem', narrow: '24.5rem' } } as const;
 
 /** Inspector or events, at the right. Each brings its own head; what is closed has no elements. */
 function Dock({ panels }: { readonly panels: Panels }) {
@@ -37,7 +38,7 @@ export function Shell({ panels }: { readonly panels: Panels }) {
   const { TopBar, Alert, Rail, Floorplan, Transport, Timeline, StatusBar, Dialogs } = panels;
   const open = store.dock.value;
   const width = store.dockWidth.value;
-  const dock = width !== undefined ? `${width}rem` : open === undefined ? '' : WIDTHS[open];
+  const dock = width !== undefined ? `${width}rem` : open === undefined ? '' : WIDTHS[open][store.width.value];
   const height = store.timelineHeight.value;
   const sizes = {
     ...(dock === '' ? {} : { '--dock': dock }),

@@ -1,5 +1,6 @@
 import { thousands } from '../../base/words';
 import { namedPiece } from '../../model/hover';
+import { Icon } from '../../widgets/Icon';
 import { usePage } from '../context';
 import './status.css';
 
@@ -23,13 +24,15 @@ export function StatusBar() {
   const share = explorer.watch.indexed.value;
   const piece = explorer.selection.hovered.value;
   const words = explorer.hover.words.value;
+  const notice = explorer.panels.notice.value;
   const time = explorer.playback.pictureTime.value;
   return (
     <footer class="status">
       <Connection />
       <span>{share === undefined ? 'Index complete' : `Indexing ${Math.floor(100 * share)} %`}</span>
-      <span class="middle-only">
-        {piece && `Pointer: ${namedPiece(explorer, piece)}${words === '' ? '' : `, ${words}`}`}
+      <span class={notice === '' ? 'middle-only' : 'status-notice'}>
+        {notice !== '' ? <Icon name="check" /> : null}
+        {notice !== '' ? notice : piece && `Pointer: ${namedPiece(explorer, piece)}${words === '' ? '' : `, ${words}`}`}
       </span>
       <span class="grow" />
       {time !== undefined && <span class="middle-only status-time">Picture in {thousands(Math.max(1, Math.round(time)))} ms</span>}

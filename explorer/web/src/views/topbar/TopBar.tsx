@@ -83,6 +83,7 @@ export function TopBar({ Search }: { readonly Search?: ComponentType | undefined
       <div class="top-search">{Search && <Search />}</div>
       <WordButton id="mark.list" icon="mark" words="Marks" />
       <WordButton id="share.link" icon="link" words="Copy link" />
+      <WordButton id="share.takeAway" icon="out" words="Take away" />
       <span class="middle-only">
         <Button
           icon={dark ? 'moon' : 'sun'}

@@ -4,7 +4,6 @@ import { findCommands } from '../../../src/commands/findCommands';
 import { markCommands } from '../../../src/commands/markCommands';
 import { Registry } from '../../../src/commands/registry';
 import { FakeEngine } from '../../../src/engine/fakeEngine';
-import { EventList } from '../../../src/model/eventList';
 import { EventWalk } from '../../../src/model/eventWalk';
 import { Explorer } from '../../../src/model/explorer';
 import type { TraceHead } from '../../../src/protocol/answers';
@@ -33,8 +32,7 @@ beforeEach(() => {
   went = [];
   const go = (what: string) => (to: unknown) => went.push([what, to]);
   const travel = { goToCycle: go('cycle'), goToRecord: go('record'), goToStep: go('step') };
-  const events = new EventList(explorer);
-  page = { explorer, commands, events, walk: new EventWalk(explorer), travel } as unknown as Page;
+  page = { explorer, commands, waits: [], walk: new EventWalk(explorer), travel } as unknown as Page;
 });
 
 const names = (text: string) =>

@@ -1,0 +1,58 @@
+import { expect, test } from 'vitest';
+
+import { Layout } from '../../../src/base/floorplan/layout';
+import type { Picture } from '../../../src/base/picture';
+import { PALETTES } from '../../../src/theme/palettes';
+import { SceneMaker, type CellInput } from '../../../src/views/floorplan/scene';
+import { paintCells } from '../../../src/views/takeAway/paintCells';
+import { SvgBrush } from '../../../src/views/takeAway/svgBrush';
+
+const SHAPE = { clusters: [2, 1], domains: [1, 1], pes: [2, 2] } as const;
+const NONE = { record: new Float64Array(), age: new Uint8Array(), thread: new Uint32Array(), from: new Uint32Array(), to: new Uint32Array() };
+
+function sceneOf(elements: readonly number[], pitch: number) {
+  const look = { asViewer: false, pitch, width: 400, height: 300, left: 20, bottom: 280, ratio: 1 };
+  const picture: Picture = {
+    reading: 'natural',
+    step: 0,
+    cycle: 0n,
+    last: 0,
+    elements: Uint8Array.from(elements),
+    switches: new Uint8Array(2),
+    messages: NONE,
+  };
+  const input: CellInput = {
+    layout: new Layout(SHAPE, look),
+    picture,
+    palette: PALETTES.light,
+    page: PALETTES.light.paper,
+    colourBy: 'thread',
+    lit: undefined,
+    viewer: undefined,
+    kinds: undefined,
+    heat: undefined,
+    bare: false,
+  };
+  return new SceneMaker().make(input);
+}
+
+function draw(elements: readonly number[], pitch: number): string {
+  const svg = new SvgBrush(() => 0);
+  paintCells(svg, sceneOf(elements, pitch), 'Inter');
+  return svg.file(400, 300, '');
+}
+
+test('A fresh cell is its colour, an old one has an edge, and one without a fire is a dot', () => {
+  const [fresh, old] = [1 + 0 * 5 + 0, 1 + 1 * 5 + 4];
+  const file = draw([fresh, 0, 0, 0, 0, 0, 0, old], 30);
+  const [first, second] = PALETTES.light.threads;
+  expect(file).toContain(`fill="rgb(${first?.join(' ')})"`);
+  expect(file).toContain(`fill="rgb(${second?.join(' ')})"`); // the edge: what fills it is paler
+  expect(file).toContain(`fill="rgb(${PALETTES.light.idle.join(' ')})"`);
+  expect(file.match(/>0<\/text>|>1<\/text>/g)?.length).toBe(2);
+  expect(file.match(/<rect /g)?.length).toBe(2); // the frames of both clusters
+});
+
+test('Small cells have neither digit nor edge', () => {
+  expect(draw([1, 0, 0, 0, 0, 0, 0, 10], 6)).not.toContain('<text');
+});
