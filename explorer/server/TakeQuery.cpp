@@ -331,7 +331,8 @@ class Builder {
     const bool isText = BeginWords("stats", "json");
     AddCycles();
     AddRegion();
-    const std::string table = TakeWord("table", {"", "links", "pes", "domains", "clusters", "time"});
+    const std::string table =
+        TakeWord("table", {"", "links", "pes", "domains", "clusters", "time"});
     if (!table.empty()) {
       good = good && isText;
       Add({"--csv", table});
@@ -355,6 +356,10 @@ class Builder {
 
   void AddWhy() {
     const bool isText = BeginWords("why", "json");
+    const std::string cone = TakeWord("cone", {"", "back", "forward"});
+    if (!cone.empty()) {
+      Add({"--cone", cone});
+    }
     AddNumber("record", "--record");
     AddPlace("pe", "--pe");
     AddNumber("cycle", "--cycle");

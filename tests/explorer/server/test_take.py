@@ -169,6 +169,7 @@ def test_a_command_that_is_told_gives_in_a_shell_what_is_taken_away(served, tmp_
                           ("what=stats&first=3&last=77", None), ("what=state&cycle=50", None),
                           ("what=state&step=7&format=text&places=1&region=1,1", None),
                           ("what=why&pe=1,1&cycle=99&format=text", None), ("what=why&record=17", None),
+                          ("what=why&record=17&cone=forward&format=text", None),
                           ("what=stats&region=0,0:1,1&format=text", None), ("what=stats&table=links&format=text", None),
                           ("what=events&format=text&records=5:9", None), ("what=events&thread=2", ".csv")]:
         command = line(server, fingerprint, query)

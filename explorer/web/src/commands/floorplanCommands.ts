@@ -1,6 +1,6 @@
 import { isFlat } from '../base/shape';
 import type { Explorer } from '../model/explorer';
-import type { ColourBy } from '../model/viewStore';
+import type { CausesOf, ColourBy } from '../model/viewStore';
 import type { Command } from './registry';
 
 /** What moves the picture of the array. */
@@ -15,10 +15,15 @@ const ZOOM = 1.5;
 
 /** Reading, zoom, colours and layers of the floorplan. */
 export function floorplanCommands(explorer: Explorer, moves: FloorplanMoves): readonly Command[] {
-  const { view, trace } = explorer;
+  const { view, trace, selection } = explorer;
+  const causes = (of: CausesOf) => () => {
+    view.causesOf.value = of;
+    view.causes.value = true;
+  };
   const colour = (by: ColourBy) => () => (view.colourBy.value = by);
   const toggle = (layer: 'messages' | 'switches' | 'linkLoad' | 'causes') => () =>
     (view[layer].value = !view[layer].peek());
+  const fullest = () => (view.linkLoad.peek() ? explorer.layers.links.answer.peek()?.head.fullest[0] : undefined);
   return [
     {
       id: 'floorplan.reading',
@@ -55,6 +60,39 @@ export function floorplanCommands(explorer: Explorer, moves: FloorplanMoves): re
     { id: 'layer.switches', group: 'Layers', name: 'Show switches', icon: 'switch', run: toggle('switches') },
     { id: 'layer.linkLoad', group: 'Layers', name: 'Show link load', icon: 'load', run: toggle('linkLoad') },
     { id: 'layer.causes', group: 'Layers', name: 'Show causes', icon: 'path', run: toggle('causes') },
+    {
+      id: 'layer.effects',
+      group: 'Layers',
+      name: 'Show what followed from the selected',
+      icon: 'path',
+      can: () => selection.selected.peek() !== undefined,
+      run: causes('forward'),
+    },
+    {
+      id: 'layer.packet',
+      group: 'Layers',
+      name: 'Show the way of the packet',
+      icon: 'path',
+      can: () =>
+        selection.selected.peek() !== undefined &&
+        trace.head.peek()?.attributes.some(({ name }) => name === 'packet') === true,
+      run: causes('packet'),
+    },
+    { id: 'layer.critical', group: 'Layers', name: 'Show the critical path of the run', icon: 'path', run: causes('critical') },
+    {
+      id: 'select.fullest',
+      group: 'Selection',
+      name: 'Focus the fullest link in the range',
+      icon: 'focus',
+      can: () => fullest() !== undefined,
+      run: () => {
+        const link = fullest();
+        if (link !== undefined) {
+          selection.selectPiece({ link: [...link.node, link.heading] });
+          moves.focus();
+        }
+      },
+    },
     { id: 'select.focus', group: 'Selection', name: 'Focus', icon: 'focus', run: () => moves.focus() },
   ];
 }

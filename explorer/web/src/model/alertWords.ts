@@ -132,7 +132,10 @@ export function failed(error: unknown): Alert {
   return {
     id: 'failed',
     gravity: 'danger',
-    parts: [strong(sentence(message)), joined(fault?.file, fault?.place, fault?.remedy)],
+    parts: [
+      strong(sentence(fault?.file === undefined || fault.file === '' ? message : `${message} (${fault.file})`)),
+      joined(fault?.place, fault?.remedy),
+    ],
     closable: true,
   };
 }

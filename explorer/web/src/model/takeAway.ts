@@ -175,9 +175,17 @@ function filterOfPiece(piece: Exclude<Piece, { link: unknown }>, shape: Shape): 
   return 'cluster' in piece ? { cluster: piece.cluster } : { cluster: piece.switch, types: ['switch'] };
 }
 
-/** What led to what is selected, where causes are shown; undefined where nothing can have causes. */
+/** What led to what is selected, or came of it; undefined where nothing can have causes. */
 function whyTake(explorer: Explorer, selected: Selected): TakeQuery | undefined {
-  const words = { what: 'why', format: 'text' };
+  const of = explorer.view.causesOf.peek();
+  const words: TakeQuery = { what: 'why', format: 'text', ...(of === 'back' || of === 'forward' ? { cone: of } : {}) };
+  const found = explorer.causes.found.peek();
+  if (of === 'critical') {
+    return { ...words, ...shapeWords(explorer) };
+  }
+  if (of === 'packet') {
+    return found?.of === 'packet' ? { ...words, packet: String(found.packet), ...shapeWords(explorer) } : undefined;
+  }
   if ('record' in selected) {
     return { ...words, record: String(selected.record), ...shapeWords(explorer) };
   }

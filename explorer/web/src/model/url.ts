@@ -2,7 +2,7 @@ import type { Camera } from '../base/camera';
 import type { Heading, HeatOf, Piece } from '../protocol/questions';
 import type { Mark } from './markStore';
 import type { CycleSpan, Lane } from './timeStore';
-import type { ColourBy } from './viewStore';
+import type { CausesOf, ColourBy } from './viewStore';
 
 /**
  * The view as a part of an address: fields that stand for themselves, so that one that nobody
@@ -18,6 +18,7 @@ export interface ViewFields {
   colour?: ColourBy;
   heat?: HeatOf;
   layers?: string;
+  why?: CausesOf;
   flat?: boolean;
   camera?: Camera;
   range?: CycleSpan;
@@ -125,6 +126,7 @@ export const FIELDS: { readonly [Name in keyof Required<ViewFields>]: Field<NonN
   colour: oneOf('thread', 'kind', 'heat', 'nothing'),
   heat: oneOf('fires', 'sends', 'receives', 'transmissions', 'idle'),
   layers,
+  why: oneOf('chain', 'back', 'forward', 'packet', 'critical'),
   flat: flag,
   camera,
   range: span,

@@ -24,6 +24,7 @@ export function viewFields(explorer: Explorer): ViewFields {
     colour: view.colourBy.value === 'thread' ? undefined : view.colourBy.value,
     heat: view.heatOf.value === 'fires' ? undefined : view.heatOf.value,
     layers: layers === USUAL ? undefined : layers,
+    why: view.causesOf.value === 'chain' ? undefined : view.causesOf.value,
     flat: trace.flat.value || undefined,
     camera: view.camera.value,
     range: time.range.value,
@@ -51,6 +52,7 @@ export function applyHash(explorer: Explorer, hash: string): void {
   view.camera.value = fields.camera;
   const layers = fields.layers ?? USUAL;
   Object.entries(LETTERS).forEach(([letter, layer]) => (view[layer].value = layers.includes(letter)));
+  view.causesOf.value = fields.why ?? 'chain';
   trace.flat.value = fields.flat ?? false;
   time.range.value = fields.range;
   time.view.value = fields.window && windowOf(fields.window);

@@ -5,6 +5,12 @@ import type { HeatOf, Reading } from '../protocol/questions';
 
 export type ColourBy = 'thread' | 'kind' | 'heat' | 'nothing';
 
+/**
+ * What is shown of causes: the chain that led to what is selected, all that did, all that followed
+ * from it, the way of its packet, or the critical path of the run.
+ */
+export type CausesOf = 'chain' | 'back' | 'forward' | 'packet' | 'critical';
+
 /** How the floorplan is looked at. */
 export class ViewStore {
   readonly reading = signal<Reading>('natural');
@@ -17,6 +23,7 @@ export class ViewStore {
   readonly switches = signal(true);
   readonly linkLoad = signal(false);
   readonly causes = signal(false);
+  readonly causesOf = signal<CausesOf>('chain');
 
   /** Undefined: all of the array is seen. */
   readonly camera = signal<Camera | undefined>(undefined);

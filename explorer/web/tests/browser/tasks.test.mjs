@@ -7,7 +7,7 @@ import { mkdirSync } from 'node:fs';
 import { after, before, test } from 'node:test';
 import { fileURLToPath } from 'node:url';
 
-import { close, file, launch, leave, open, rest, rowsInSight, serve, state, view } from './house.mjs';
+import { barriers, close, file, launch, leave, open, rest, rowsInSight, serve, state, told, view } from './house.mjs';
 
 const docs = (name) => fileURLToPath(new URL(`../../../../docs/${name}`, import.meta.url));
 const SIZE = { width: 1280, height: 800 };
@@ -163,4 +163,60 @@ test('Send a colleague this view', async () => {
   assert.deepEqual(await view(other), await view(page));
   await picture(other, 'link');
   await close(page);
+});
+
+test('A picture for the paper', async () => {
+  const page = await open(stencil.link, { ...SIZE, hash: 'cycle=1842&select=pe:10,20&range=1800-1842' });
+  await page.getByRole('button', { name: 'Take away' }).click();
+  const dialog = page.getByRole('dialog', { name: 'Take away' });
+  const saving = page.waitForEvent('download');
+  await dialog.getByRole('button', { name: 'Picture of the view as SVG' }).click();
+  assert.equal((await saving).suggestedFilename(), 'stencil.trace.view.svg');
+  await dialog.getByRole('button', { name: 'Film of the range: copy as command' }).click();
+  assert.match(await told(page), /--from 1800 --to 1842/);
+  await picture(page, 'take-away');
+  await close(page);
+});
+
+test('All that followed from an event, and the critical path, are ways through the array', async () => {
+  const page = await open(stencil.link, { ...SIZE, hash: 'cycle=1842&select=pe:10,20&layers=c' });
+  const choice = page.getByRole('combobox', { name: 'Causes and effects' });
+  const section = inspector(page).locator('section', { hasText: 'Causes and effects' });
+  for (const [of, words] of [
+    ['forward', /events.*As the companion tells\.|inferred/],
+    ['back', /events/],
+    ['critical', /steps.*at work/],
+    ['chain', /steps?,? .*waiting/],
+  ]) {
+    await choice.selectOption(of);
+    await rest(page);
+    await page.waitForFunction((pattern) => new RegExp(pattern).test(document.querySelector('.inspector')?.textContent), words.source);
+    assert.equal((await view(page)).why, of === 'chain' ? undefined : of);
+    assert.match(await section.textContent(), words);
+  }
+  assert.deepEqual(await barriers(page), []);
+  await choice.selectOption('forward');
+  await rest(page);
+  await page.getByRole('button', { name: 'Copy as command' }).click();
+  assert.match(await told(page), /why stencil\.trace --cone forward --pe 10,20 --cycle 1842$/);
+  await page.keyboard.press('Escape'); // nothing is selected: the critical path is there all the same
+  await choice.selectOption('critical');
+  await rest(page);
+  assert.match(await section.textContent(), /steps.*at work/);
+  await close(page);
+});
+
+test('Where messages overlap, in either reading, link load is offered and shown in their place', async () => {
+  for (const key of [undefined, 'v']) {
+    const page = await open(stencil.link, { width: 1600, height: 1000, hash: 'cycle=1842' });
+    if (key !== undefined) {
+      await page.keyboard.press(key);
+      await rest(page);
+    }
+    await page.getByRole('button', { name: 'Show link load' }).click();
+    await rest(page);
+    assert.equal((await view(page)).layers, 'sl');
+    assert.equal(await page.getByRole('button', { name: 'Show link load' }).count(), 0);
+    await close(page);
+  }
 });

@@ -37,7 +37,7 @@ test('Alerts have the words that were agreed on', () => {
 
 test('What nobody expects is told in the words of the engine', () => {
   const error = new AskError({ code: 'unreadable', message: 'cannot read', file: 'a.trace', remedy: 'name another' });
-  expect(words(failed(error))).toBe('**Cannot read.** A.trace. Name another.');
+  expect(words(failed(error))).toBe('**Cannot read (a.trace).** Name another.');
 });
 
 test('The gravest alert is shown, and the next one when it is settled', async () => {

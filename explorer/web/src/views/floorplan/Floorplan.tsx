@@ -102,12 +102,16 @@ function Crowded({ controller }: { readonly controller: FloorplanController }) {
     return null;
   }
   const count = explorer.playback.picture.value?.messages.record.length ?? 0;
+  const instead = () => {
+    explorer.view.messages.value = false;
+    commands.run('layer.linkLoad');
+  };
   return (
     <div class="crowded middle-only">
       <span>
         <strong>{thousands(count)} messages</strong> overlap here.
       </span>
-      <Button label="Show link load" look="outlined" onPress={() => commands.run('layer.linkLoad')}>
+      <Button label="Show link load" look="outlined" onPress={instead}>
         Show link load
         <Keys parts={commands.keysOf('layer.linkLoad')[0]} />
       </Button>

@@ -179,7 +179,7 @@ export class FloorplanController {
     if (input === undefined || layout === undefined || !input.messages || layout.level !== 'pe' || input.links !== undefined) {
       return false;
     }
-    return !layout.look.asViewer && coverOf(layout, input.cells.picture.messages) > COVERED;
+    return coverOf(layout, input.cells.picture.messages) > COVERED;
   }
 
   private request(): void {

@@ -136,6 +136,8 @@ export function inputOf(explorer: Explorer, layout: Layout, font: string, rem: n
       links: loads,
       bars,
       path: path === undefined ? [] : path,
+      numbered: explorer.causes.isChain.value,
+      fires: explorer.causes.fires.value,
     },
     messages: view.messages.value,
     switches: view.switches.value && loads?.of !== 'elements',

@@ -20,6 +20,10 @@ export interface OverlayInput {
   readonly links: LinkLoads | undefined;
   readonly bars: readonly Bar[];
   readonly path: readonly (readonly Place[])[];
+  /** Whether the order of a path is told in numbers. */
+  readonly numbered: boolean;
+  /** Elements that fire on the path. */
+  readonly fires: readonly Place[];
 }
 
 type Context = Brush;
@@ -251,7 +255,24 @@ function drawPath(pen: Pen): void {
   };
   draw(css(input.palette.paper), 4);
   draw(css(input.palette.ink), 2);
-  drawHops(pen);
+  drawFires(pen);
+  if (input.numbered) {
+    drawHops(pen);
+  }
+}
+
+/** A square of ink where an element fires on the way. */
+function drawFires(pen: Pen): void {
+  const { context, input } = pen;
+  const { pitch, ratio } = input.layout.look;
+  const side = Math.max(3 * ratio, Math.round(0.36 * pitch));
+  for (const place of input.fires) {
+    const { x, y } = input.layout.middle(place);
+    context.fillStyle = css(input.palette.paper);
+    context.fillRect(x - side / 2 - ratio, y - side / 2 - ratio, side + 2 * ratio, side + 2 * ratio);
+    context.fillStyle = css(input.palette.ink);
+    context.fillRect(x - side / 2, y - side / 2, side, side);
+  }
 }
 
 export function drawOverlay(context: Context, input: OverlayInput): void {
@@ -261,7 +282,7 @@ export function drawOverlay(context: Context, input: OverlayInput): void {
     drawLoads(pen, input.links);
   }
   drawNumbers(pen);
-  if (input.path.length > 0) {
+  if (input.path.length > 0 || input.fires.length > 0) {
     drawPath(pen);
   }
   if (input.hovered !== undefined) {

@@ -4,6 +4,7 @@ import { AskError } from '../../protocol/fault';
 import { Button } from '../../widgets/Button';
 import { Keys } from '../../widgets/Keys';
 import { usePage, type Page } from '../context';
+import { CausesSection } from './CausesSection';
 import { DockHead } from '../dock/DockHead';
 import { NothingView, RangeView, RecordView } from './Other';
 import { PieceView } from './PieceView';
@@ -80,6 +81,7 @@ export function Inspector() {
         tabIndex={0}
       >
         <Body />
+        <CausesSection />
         {failure === undefined ? null : <p class="inspector-note">{failure}</p>}
       </div>
       <Foot />

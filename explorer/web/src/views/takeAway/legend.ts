@@ -7,7 +7,8 @@ import { placeOf, placeText } from '../../base/place';
 import type { Explorer } from '../../model/explorer';
 import { ELEMENT_FILLS, mix, PALETTES, stopOf, threadColours, type Palette, type Rgb } from '../../theme/palettes';
 import { countCodes } from '../rail/KindLegend';
-import { countThreads, decimals, heatEnd, HEATS, threadsText } from '../rail/Legend';
+import { decimals, heatEnd, HEATS } from '../rail/HeatLegend';
+import { countThreads, threadsText } from '../rail/Legend';
 
 /** A line of the legend of a picture. */
 export type LegendLine =
