@@ -78,12 +78,12 @@ bool IsRange(const std::string& text) {
 std::optional<Place> PlaceOf(const std::string& text) {
   constexpr size_t MOST_DIGITS = 9;
   const size_t mark = text.find(',');
-  if (mark == std::string::npos || mark > MOST_DIGITS || text.size() - mark - 1 > MOST_DIGITS ||
-      !IsNumber(text.substr(0, mark)) || !IsNumber(text.substr(mark + 1))) {
+  const std::string column = text.substr(0, mark);
+  const std::string row = mark == std::string::npos ? "" : text.substr(mark + 1);
+  if (!IsNumber(column) || !IsNumber(row) || std::max(column.size(), row.size()) > MOST_DIGITS) {
     return std::nullopt;
   }
-  return Place{static_cast<uint32_t>(std::stoul(text.substr(0, mark))),
-               static_cast<uint32_t>(std::stoul(text.substr(mark + 1)))};
+  return Place{static_cast<uint32_t>(std::stoul(column)), static_cast<uint32_t>(std::stoul(row))};
 }
 
 // Builds a command out of parameters, each of which is used or makes it none.

@@ -142,7 +142,7 @@ test('Marks are written beside the trace when that is asked for, and found there
   await rest(page);
   assert.ok(!existsSync(file('run.trace.marks')));
   await page.getByRole('button', { name: 'Marks' }).click();
-  await page.getByRole('button', { name: 'Save the marks beside the trace' }).click();
+  await page.getByRole('button', { name: 'Save beside the trace' }).click();
   await page.waitForFunction(() => document.querySelector('.marks-note')?.textContent.includes('are saved'));
   const kept = JSON.parse(readFileSync(file('run.trace.marks'), 'utf8'));
   assert.deepEqual(kept.marks.map(({ name, cycle }) => [name, cycle]), [['early', '500'], ['mark 2', '800']]);

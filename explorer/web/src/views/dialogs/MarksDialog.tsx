@@ -60,7 +60,7 @@ export function MarksDialog({ onClose }: { readonly onClose: () => void }) {
             Mark cycle {now}
           </Button>
           <Button
-            label="Save the marks beside the trace"
+            label="Save beside the trace"
             icon="out"
             look="outlined"
             disabled={kept.busy.value || !marks.isUnsaved.value}
