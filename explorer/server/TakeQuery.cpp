@@ -104,6 +104,9 @@ class Builder {
       AddPlot();
     } else if (what == "events") {
       AddEvents();
+    } else if (what == "trace") {
+      Begin({"cut"}, "application/octet-stream", ".part.trace");
+      AddCycles();
     } else if (what == "report") {
       AddReport();
     } else if (what == "stats") {

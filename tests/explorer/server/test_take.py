@@ -43,6 +43,7 @@ def test_what_is_taken_away_has_the_bytes_of_the_command_line(served, tmp_path):
          ["events", "--steps", "7:9", "-F", "20", "--region", "0,0:1,1"]),
         ("what=plot&kind=heat&measure=idle", ".heat.png", "image/png",
          ["plot", "heat", "--measure", "idle", "--theme", "light"]),
+        ("what=trace&first=5&last=50", ".part.trace", "application/octet-stream", ["cut", "--cycles", "5:50"]),
         ("what=report", ".html", "text/html; charset=utf-8", ["report", "--theme", "light"]),
     ]
     for query, ending, kind, words in cases:

@@ -107,6 +107,8 @@ export const reportTake = (explorer: Explorer): TakeQuery => ({
   ...shapeWords(explorer),
 });
 
+export const cutTake = (explorer: Explorer): TakeQuery => ({ what: 'trace', ...range(explorer), ...shapeWords(explorer) });
+
 export const statsTake = (explorer: Explorer, format: 'json' | 'text'): TakeQuery => ({
   what: 'stats',
   format,

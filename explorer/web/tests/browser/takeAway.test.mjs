@@ -33,7 +33,7 @@ test('What is taken away has the bytes of the command that is copied beside it',
   const page = await open(server.link, { hash: 'cycle=800&range=700-760' });
   await takeAway(page);
   await page.getByRole('combobox', { name: 'What is plotted' }).selectOption('threads');
-  for (const [button, line] of [['Plot as SVG', 'Plot'], ['Report as HTML', 'Report'], ['Film of the range as MP4', 'Film of the range']]) {
+  for (const [button, line] of [['Plot as SVG', 'Plot'], ['Report as HTML', 'Report'], ['Film of the range as MP4', 'Film of the range'], ['Range as a trace as trace', 'Range as a trace']]) {
     const { name, bytes } = await saved(page, button);
     await dialog(page).getByRole('button', { name: `${line}: copy as command` }).click();
     await page.waitForFunction((ending) => document.querySelector('.status-notice')?.textContent.endsWith(ending), name);

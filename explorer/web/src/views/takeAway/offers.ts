@@ -1,5 +1,6 @@
 import { counted, rangeText, thousands } from '../../base/words';
 import {
+  cutTake,
   eventsTake,
   filmTake,
   MOST_PICTURES,
@@ -99,6 +100,18 @@ export function plotOffer(page: Page, kind: PlotKind): Offer {
   };
 }
 
+function cutOffer(page: Page): Offer {
+  const query = () => cutTake(page.explorer);
+  return {
+    id: 'trace',
+    icon: 'message',
+    name: 'Range as a trace',
+    words: `${spanWords(page)}; the command brings the companion along`,
+    formats: [{ name: 'trace', query, directly: true }],
+    command: query,
+  };
+}
+
 /** What needs no choice: events, numbers, the report. */
 export function plainOffers(page: Page): readonly Offer[] {
   const { explorer } = page;
@@ -124,6 +137,7 @@ export function plainOffers(page: Page): readonly Offer[] {
       formats: [{ name: 'JSON', query: () => statsTake(explorer, 'json') }],
       command: () => statsTake(explorer, 'text'),
     },
+    ...(explorer.time.range.value === undefined ? [] : [cutOffer(page)]),
     {
       id: 'report',
       icon: 'mark',
