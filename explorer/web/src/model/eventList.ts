@@ -1,4 +1,4 @@
-import { computed, effect, signal, untracked } from '@preact/signals';
+import { computed, effect, signal, untracked, type Signal } from '@preact/signals';
 
 import { Latest } from '../base/latest';
 import { Lru } from '../base/lru';
@@ -40,7 +40,7 @@ export interface Counted {
 
 /** What the list of events lists: a filter, how many match, and pages of them. */
 export class EventList {
-  readonly text = signal('');
+  readonly text: Signal<string>;
   readonly counted = signal<Counted | undefined>(undefined);
   readonly failure = signal<unknown>(undefined);
   readonly slow = signal(false);
@@ -67,6 +67,7 @@ export class EventList {
   private timer: ReturnType<typeof setTimeout> | undefined;
 
   constructor(private readonly explorer: Explorer) {
+    this.text = explorer.panels.filter;
     this.fetches = new Latest((page, stop) => this.fetch(page, stop));
   }
 

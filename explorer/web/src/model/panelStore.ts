@@ -17,6 +17,9 @@ export class PanelStore {
   /** What the search box is asked to hold; a new object focuses it, also with an equal text. */
   readonly searchWish = signal<{ readonly text: string } | undefined>(undefined);
 
+  /** The words of the filter of events. */
+  readonly filter = signal('');
+
   /** What the filter of the events is asked to hold. */
   readonly filterWish = signal<{ readonly text: string } | undefined>(undefined);
 

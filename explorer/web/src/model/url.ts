@@ -1,6 +1,8 @@
 import type { Camera } from '../base/camera';
+import { placeText } from '../base/place';
 import type { Heading, HeatOf, Piece } from '../protocol/questions';
 import type { Mark } from './markStore';
+import type { PlaceRect } from './selectionStore';
 import type { CycleSpan, Lane } from './timeStore';
 import type { CausesOf, ColourBy } from './viewStore';
 
@@ -24,11 +26,19 @@ export interface ViewFields {
   range?: CycleSpan;
   window?: CycleSpan;
   lanes?: readonly Lane[];
+  by?: 'type' | 'kind';
+  ruler?: 'step';
   select?: Piece;
+  rect?: PlaceRect;
+  record?: number;
+  panel?: 'events' | 'none';
+  filter?: string;
   marks?: readonly Mark[];
   speed?: number;
   loop?: boolean;
 }
+
+const LONGEST_FILTER = 1000;
 
 interface Field<Value> {
   read(text: string): Value | undefined;
@@ -98,6 +108,16 @@ const lane: Field<Lane> = {
   write: (value) => ('piece' in value ? piece.write(value.piece) : `counter:${value.counter}`),
 };
 
+/** "0,0..3,7": the places at two corners. */
+const rect: Field<PlaceRect> = {
+  read: (value) => {
+    const [c1, r1, c2, r2] = (/^(\d{1,9}),(\d{1,9})\.\.(\d{1,9}),(\d{1,9})$/.exec(value) ?? []).slice(1).map(Number);
+    const isRect = c1 !== undefined && r1 !== undefined && c2 !== undefined && r2 !== undefined && c1 <= c2 && r1 <= r2;
+    return isRect ? { first: { column: c1, row: r1 }, last: { column: c2, row: r2 } } : undefined;
+  },
+  write: ({ first, last }) => `${placeText(first)}..${placeText(last)}`,
+};
+
 /** "1842:sweep 3" or "1842:pe:3,7:sweep 3". */
 const mark: Field<Mark> = {
   read: (value) => {
@@ -132,7 +152,13 @@ export const FIELDS: { readonly [Name in keyof Required<ViewFields>]: Field<NonN
   range: span,
   window: span,
   lanes: listOf(lane),
+  by: oneOf('type', 'kind'),
+  ruler: oneOf('step'),
   select: piece,
+  rect,
+  record: count,
+  panel: oneOf('events', 'none'),
+  filter: { read: (value) => text.read(value.slice(0, LONGEST_FILTER)), write: String },
   marks: listOf(mark),
   speed: count,
   loop: flag,

@@ -1,5 +1,6 @@
 import { windowOf } from '../base/timeScale';
 import type { Explorer } from './explorer';
+import type { Selected } from './selectionStore';
 import { readFields, writeFields, type ViewFields } from './url';
 
 const LETTERS = { m: 'messages', s: 'switches', l: 'linkLoad', c: 'causes' } as const;
@@ -7,7 +8,9 @@ const USUAL = 'ms';
 
 /** The part of an address that stands for the whole view; fields that are as usual are left out. */
 export function viewFields(explorer: Explorer): ViewFields {
-  const { trace, view, playback, time, selection, marks } = explorer;
+  const { trace, view, playback, time, selection, marks, panels } = explorer;
+  const selected = selection.selected.value;
+  const by = time.activityBy.value;
   const at = playback.wanted.value;
   const layers = Object.entries(LETTERS)
     .filter(([, layer]) => view[layer].value)
@@ -30,7 +33,13 @@ export function viewFields(explorer: Explorer): ViewFields {
     range: time.range.value,
     window: strip && { first: strip.start, last: strip.start + BigInt(Math.max(1, Math.ceil(strip.span))) - 1n },
     lanes: time.lanes.value.length > 0 ? time.lanes.value : undefined,
+    by: by === 'thread' ? undefined : by,
+    ruler: time.unit.value === 'step' ? 'step' : undefined,
     select: selection.piece.value,
+    rect: selected !== undefined && 'rect' in selected ? selected.rect : undefined,
+    record: selected !== undefined && 'record' in selected ? selected.record : undefined,
+    panel: panels.dock.value === 'inspector' ? undefined : (panels.dock.value ?? 'none'),
+    filter: panels.filter.value === '' ? undefined : panels.filter.value,
     marks: marks.marks.value.length > 0 ? marks.marks.value : undefined,
     speed: playback.speed.value === 10 ? undefined : playback.speed.value,
     loop: playback.loop.value || undefined,
@@ -40,10 +49,17 @@ export function viewFields(explorer: Explorer): ViewFields {
 
 export const viewHash = (explorer: Explorer): string => `#${writeFields(viewFields(explorer))}`;
 
+function selectedOf({ select, rect, record }: ViewFields): Selected | undefined {
+  if (select !== undefined) {
+    return { piece: select };
+  }
+  return rect !== undefined ? { rect } : record === undefined || record < 0 ? undefined : { record };
+}
+
 /** Puts what an address tells into the stores. What it does not tell is as usual. */
 export function applyHash(explorer: Explorer, hash: string): void {
   const fields = readFields(hash);
-  const { trace, view, playback, time, selection, marks, watch } = explorer;
+  const { trace, view, playback, time, selection, marks, watch, panels } = explorer;
   watch.wished = fields.trace ?? watch.wished;
   view.reading.value = fields.reading ?? 'natural';
   view.skipTo.value = fields.skip ?? 0n;
@@ -57,7 +73,11 @@ export function applyHash(explorer: Explorer, hash: string): void {
   time.range.value = fields.range;
   time.view.value = fields.window && windowOf(fields.window);
   time.lanes.value = fields.lanes ?? [];
-  selection.selected.value = fields.select && { piece: fields.select };
+  time.activityBy.value = fields.by ?? 'thread';
+  time.unit.value = fields.ruler ?? 'cycle';
+  selection.selected.value = selectedOf(fields);
+  panels.dock.value = fields.panel === 'none' ? undefined : (fields.panel ?? 'inspector');
+  panels.filter.value = fields.filter ?? '';
   marks.open(fields.marks ?? []);
   playback.speed.value = fields.speed === undefined || fields.speed === 0 ? 10 : fields.speed;
   playback.loop.value = fields.loop ?? false;

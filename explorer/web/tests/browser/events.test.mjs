@@ -205,6 +205,20 @@ test('The command of what is listed lists the same in a terminal, also of one en
   await close(page);
 });
 
+test('The list and its words are part of the link', async () => {
+  const page = await open(server.link);
+  await list(page, 'fire thread:1 cycle<2000');
+  const wanted = await count(page);
+  const other = await open(server.link, { hash: (await state(page)).hash.slice(1) });
+  await filter(other).waitFor();
+  await other.waitForTimeout(300);
+  await rest(other);
+  assert.equal(await filter(other).inputValue(), 'fire thread:1 cycle<2000');
+  assert.equal(await count(other), wanted);
+  await close(other);
+  await close(page);
+});
+
 test('In a narrow window the list leaves room for the floorplan', async () => {
   const page = await open(server.link, { width: 800, height: 700 });
   await list(page);

@@ -18,7 +18,14 @@ const ALL: ViewFields = {
   range: { first: 1800n, last: 1842n },
   window: { first: 0n, last: 2n ** 64n - 1n },
   lanes: [{ piece: { pe: [10, 20] } }, { counter: 'queue; of 3,4' }],
+  why: 'forward',
+  by: 'kind',
+  ruler: 'step',
   select: { link: [3, 2, 'up'] },
+  rect: { first: { column: 1, row: 2 }, last: { column: 3, row: 4 } },
+  record: 5124,
+  panel: 'events',
+  filter: 'send thread:1 cycle>=40 & more',
   marks: [{ name: 'sweep: 3; & more', cycle: 1932n, piece: { pe: [1, 2] } }, { name: 'plain', cycle: 5n }],
   speed: -20,
   loop: true,
@@ -29,7 +36,7 @@ test('What is written into an address is read from it', () => {
 });
 
 test('A field that nobody understands is dropped alone', () => {
-  const bad = 'reading=sideways&cycle=12x&step=7&camera=1,2&range=9-3&select=pe:1&speed=1e9&colour=heat&new=1&layers=xyz';
+  const bad = 'reading=sideways&cycle=12x&step=7&camera=1,2&range=9-3&select=pe:1&speed=1e9&colour=heat&new=1&layers=xyz&rect=3,3..1,1&panel=all&record=x';
   expect(readFields(bad)).toEqual({ step: 7, colour: 'heat' });
   expect(readFields('cycle=99999999999999999999&select=link:1,2&marks=%25')).toEqual({});
 });
@@ -45,6 +52,9 @@ test('A link brings back the whole view', async () => {
   explorer.time.view.value = { start: 50n, fraction: 0, span: 400 };
   explorer.selection.selectPiece({ pe: [1, 0] });
   explorer.marks.add({ name: 'here', cycle: 7n });
+  explorer.panels.dock.value = 'events';
+  explorer.panels.filter.value = 'fire thread:1';
+  explorer.time.activityBy.value = 'type';
   await settled(explorer);
   const hash = viewHash(explorer);
 
@@ -54,6 +64,16 @@ test('A link brings back the whole view', async () => {
   await settled(other.explorer);
   expect(viewHash(other.explorer)).toBe(hash);
   expect(other.explorer.playback.picture.value?.step).toBe(42);
+});
+
+test('Rectangles and events that are selected are part of a link', async () => {
+  const one = await openSmall();
+  for (const selected of [{ record: 17 }, { rect: { first: { column: 0, row: 0 }, last: { column: 1, row: 0 } } }]) {
+    one.explorer.selection.selected.value = selected;
+    const other = await openSmall();
+    applyHash(other.explorer, viewHash(one.explorer));
+    expect(other.explorer.selection.selected.value).toEqual(selected);
+  }
 });
 
 test('A view as it is at first needs no words but the moment', async () => {
