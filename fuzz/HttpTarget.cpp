@@ -2,12 +2,14 @@
 #include <string_view>
 
 #include "explorer/server/HttpBytes.h"
+#include "explorer/server/Marks.h"
 #include "explorer/server/Site.h"
 #include "fuzz/ExploredRun.h"
 #include "fuzz/Fuzz.h"
 
 // Bytes as a request to the explorer's server: whatever they are, there is a reply that says what a
-// page may do; and who does not know the token learns nothing.
+// page may do; and who does not know the token learns nothing. The same bytes as marks that are to
+// be kept, and as a query for something to take away: they are refused, or keep their bounds.
 
 namespace marrowfin::fuzz {
 
@@ -25,6 +27,27 @@ void CheckReply(std::string_view request, const std::string& reply) {
           "nobody is let in without the token");
 }
 
+void CheckMarks(std::string_view bytes) {
+  MaybeRefusal trouble;
+  const std::optional<SentMarks> sent = ParseSentMarks(bytes, trouble);
+  Require(sent.has_value() != trouble.has_value(), "marks are read or refused");
+  for (const Mark& mark : sent ? sent->marks : std::vector<Mark>()) {
+    Require(!mark.name.empty() && mark.name.size() <= 200, "a mark has a name of some bytes");
+    Require(mark.kind.empty() == mark.at.empty(), "a piece has a place");
+  }
+}
+
+void CheckTake(std::string_view query) {
+  const std::optional<TakeCommand> command = ParseTake(query, "run.trace");
+  if (!command) {
+    return;
+  }
+  Require(command->words.size() >= 2 && !command->type.empty(), "a command has words");
+  const std::string text = TakeText(*command, "run.trace");
+  Require(text.starts_with("marrowfin-trace ") && text.find('\n') == std::string::npos,
+          "a command is a line");
+}
+
 }  // namespace
 
 }  // namespace marrowfin::fuzz
@@ -39,5 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (request.find("/api/take") == std::string_view::npos) {
     CheckReply(request, ReplyToBytes(site, request));
   }
+  CheckMarks(request);
+  CheckTake(request);
   return 0;
 }
