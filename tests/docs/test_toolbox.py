@@ -4,12 +4,13 @@ import os
 import pathlib
 import re
 import subprocess
+import sys
 
 import pytest
 
 PAGE = pathlib.Path(os.environ["MARROWFIN_SOURCE_DIR"]) / "docs" / "toolbox.md"
 TRACE = pathlib.Path(os.environ["MARROWFIN_TRACE"])
-BLOCK = re.compile(r"^```sh\n(.*?)^```$", re.MULTILINE | re.DOTALL)
+BLOCK = re.compile(r"^```(sh|python)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 
 
 def blocks():
@@ -33,8 +34,13 @@ def run(folder, line):
                           env={**os.environ, "PATH": path, "XDG_CACHE_HOME": str(folder / "home")})
 
 
-@pytest.mark.parametrize("block", blocks())
-def test_a_block_of_the_page_runs_as_it_stands(folder, block):
+@pytest.mark.parametrize("kind, block", blocks())
+def test_a_block_of_the_page_runs_as_it_stands(folder, kind, block):
+    if kind == "python":
+        result = subprocess.run([sys.executable, "-c", block], cwd=folder, text=True,
+                                capture_output=True, check=False, timeout=200)
+        assert (result.returncode, result.stderr) == (0, ""), block
+        return
     for line in block.splitlines():
         result = run(folder, line)
         assert result.returncode == 0, f"{line}\n{result.stderr}"

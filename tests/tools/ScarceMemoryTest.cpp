@@ -84,6 +84,14 @@ TEST_F(ScarceMemoryTest, WhatMakesTracesOfTracesEndsCleanly) {
   }
 }
 
+TEST_F(ScarceMemoryTest, ExportsEndCleanly) {
+  LongTrace(110000);
+  for (const char* const format : {"csv", "perfetto", "sqlite"}) {
+    ExpectCleanEnds(
+        {"export", "long.trace", "-o", "made", "--format", format, "--records", "0:99"});
+  }
+}
+
 TEST_F(ScarceMemoryTest, StatsEndCleanly) {
   LongTrace(110000);
   ExpectCleanEnds({"stats", "long.trace", "--json"});

@@ -49,6 +49,9 @@ class SubcommandsTest : public CommandFixture {
     for (const Line& line : EditorsOf(trace)) {
       lines.push_back(line);
     }
+    for (const char* const output : {"p.csv", "p.json", "p.sqlite", "p.h5"}) {
+      lines.push_back({"export", trace, "-o", output});
+    }
     return lines;
   }
 
@@ -227,6 +230,11 @@ TEST_F(SubcommandsTest, ACommandLineThatIsNotUnderstoodReadsAndWritesNothing) {
       {"state", "t.trace", "--cycle", "1", "-F", "1"},
       {"state", "t.trace", "--step", "1", "-F", "one"},
       {"state", "t.trace", "--step", "1", "-F", "2147483648"},
+      {"export", "t.trace"},
+      {"export", "t.trace", "-o", "made"},
+      {"export", "t.trace", "-o", "made.csv", "--format", "xml"},
+      {"export", "t.trace", "-o", "made.csv", "--cycles", "2:1"},
+      {"export", "t.trace", "-o", "t.trace", "--format", "csv", "--force"},
       {"synth"},
       {"synth", "-o"},
       {"synth", "-o", "made", "more"},

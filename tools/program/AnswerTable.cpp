@@ -4,8 +4,9 @@
 #include <charconv>
 #include <nlohmann/json.hpp>
 
+#include "convert/export/CsvField.h"
+#include "convert/export/EventWords.h"
 #include "measure/NumberText.h"
-#include "tools/program/EventWords.h"
 
 namespace marrowfin {
 
@@ -120,18 +121,6 @@ nlohmann::json TableJson(const AnswerTable& table) {
     }
   }
   return rows;
-}
-
-void AppendCsvField(const std::string& field, std::string& out) {
-  if (field.find_first_of(",\"\r\n") == std::string::npos) {
-    out += field;
-    return;
-  }
-  out += '"';
-  for (const char c : field) {
-    out.append(c == '"' ? 2 : 1, c);
-  }
-  out += '"';
 }
 
 }  // namespace marrowfin

@@ -27,9 +27,6 @@ std::string TableCsv(const AnswerTable& table);
 // A list of objects by the titles; null for nothing, and for reals that JSON has no words for.
 nlohmann::json TableJson(const AnswerTable& table);
 
-// A field of CSV, in quotes where it has to be.
-void AppendCsvField(const std::string& field, std::string& out);
-
 }  // namespace marrowfin
 
 #endif

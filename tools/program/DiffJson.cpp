@@ -1,6 +1,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "convert/export/EventWords.h"
 #include "tools/program/DiffAnswer.h"
 #include "tools/program/Json.h"
 #include "trace/base/TypeNames.h"

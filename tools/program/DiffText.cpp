@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "convert/export/EventWords.h"
 #include "measure/NumberText.h"
 #include "tools/program/DiffAnswer.h"
 #include "tools/program/ShellWord.h"

@@ -1,7 +1,7 @@
 #include "tools/program/EventFormat.h"
 
-#include "tools/program/EventCsv.h"
-#include "tools/program/EventJsonLines.h"
+#include "convert/export/EventCsv.h"
+#include "convert/export/EventJsonLines.h"
 #include "tools/program/EventText.h"
 
 namespace marrowfin {

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "tools/program/EventLines.h"
+#include "convert/export/EventLines.h"
 
 namespace marrowfin {
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include "tools/program/EventLines.h"
+#include "convert/export/EventLines.h"
 #include "tools/program/Failure.h"
 #include "tools/program/NotesInput.h"
 #include "tools/program/Subcommand.h"

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "tools/program/EventWords.h"
+#include "convert/export/EventWords.h"
 #include "trace/ask/NoteCondition.h"
 #include "trace/base/Record.h"
 

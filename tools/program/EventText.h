@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/program/EventLines.h"
+#include "convert/export/EventLines.h"
 
 namespace marrowfin {
 

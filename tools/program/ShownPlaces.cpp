@@ -7,8 +7,8 @@
 #include <ostream>
 #include <utility>
 
+#include "convert/export/EventWords.h"
 #include "tools/program/ColorText.h"
-#include "tools/program/EventWords.h"
 #include "tools/program/Interruption.h"
 #include "tools/program/Json.h"
 #include "tools/program/ProgressLine.h"

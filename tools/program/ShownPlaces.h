@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/program/EventLines.h"
+#include "convert/export/EventLines.h"
 #include "tools/program/NotesInput.h"
 #include "tools/program/Subcommand.h"
 #include "tools/program/TraceInput.h"

@@ -1,10 +1,10 @@
-#ifndef TOOLS_PROGRAM_EVENTJSONLINES_H
-#define TOOLS_PROGRAM_EVENTJSONLINES_H
+#ifndef CONVERT_EXPORT_EVENTJSONLINES_H
+#define CONVERT_EXPORT_EVENTJSONLINES_H
 
 #include <cstdint>
 #include <string>
 
-#include "tools/program/EventLines.h"
+#include "convert/export/EventLines.h"
 
 namespace marrowfin {
 
@@ -19,8 +19,6 @@ class EventJsonLines : public EventLines {
   void Count(uint64_t events, std::string& out) override;
 
  private:
-  void AddNotes(const NotedSelection& from, size_t i, std::string& out) const;
-
   const EventNaming& naming;
   const bool isPlain;  // no names and no notes
 

@@ -1,5 +1,5 @@
-#ifndef TOOLS_PROGRAM_EVENTLINES_H
-#define TOOLS_PROGRAM_EVENTLINES_H
+#ifndef CONVERT_EXPORT_EVENTLINES_H
+#define CONVERT_EXPORT_EVENTLINES_H
 
 #include <cstddef>
 #include <optional>

@@ -1,10 +1,10 @@
-#ifndef TOOLS_PROGRAM_EVENTCSV_H
-#define TOOLS_PROGRAM_EVENTCSV_H
+#ifndef CONVERT_EXPORT_EVENTCSV_H
+#define CONVERT_EXPORT_EVENTCSV_H
 
 #include <cstdint>
 #include <string>
 
-#include "tools/program/EventLines.h"
+#include "convert/export/EventLines.h"
 
 namespace marrowfin {
 

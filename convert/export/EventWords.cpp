@@ -1,4 +1,4 @@
-#include "tools/program/EventWords.h"
+#include "convert/export/EventWords.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,24 +1,14 @@
-#include "tools/program/EventJsonLines.h"
+#include "convert/export/EventJsonLines.h"
 
-#include <bit>
-#include <cmath>
-#include <nlohmann/json.hpp>
-
-#include "tools/program/EventChars.h"
-#include "tools/program/EventWords.h"
-#include "tools/program/Json.h"
-#include "trace/ask/NoteCondition.h"
+#include "convert/export/EventChars.h"
+#include "convert/export/EventWords.h"
+#include "convert/export/JsonWords.h"
 #include "trace/base/Record.h"
 #include "trace/base/TypeNames.h"
 
 namespace marrowfin {
 
 namespace {
-
-void AppendText(const std::string& text, std::string& out) {
-  out += JsonText(text, -1);
-  out.pop_back();
-}
 
 void AppendKey(const char* key, std::string& out) {
   out += ",\"";
@@ -36,32 +26,8 @@ void AddPlace(const char* key, Place place, std::string& out) {
 void AddName(const char* key, const std::string* name, std::string& out) {
   if (name != nullptr) {
     AppendKey(key, out);
-    AppendText(*name, out);
+    AppendJsonText(*name, out);
   }
-}
-
-void AppendValue(const NoteAttribute& attribute, uint64_t value, std::string& out) {
-  if (attribute.type == NoteType::NAME && attribute.names.contains(value)) {
-    AppendText(NoteValueText(attribute, value), out);
-  } else if (attribute.type == NoteType::REAL && !std::isfinite(std::bit_cast<double>(value))) {
-    out += "null";
-  } else {
-    out += NoteValueText(attribute, value);
-  }
-}
-
-void AppendValues(const NoteAttribute& attribute, std::span<const uint64_t> values,
-                  std::string& out) {
-  if (attribute.type != NoteType::RECORDS) {
-    AppendValue(attribute, values.front(), out);
-    return;
-  }
-  out += '[';
-  for (size_t i = 0; i < values.size(); ++i) {
-    out += i == 0 ? "" : ",";
-    AppendNumber(values[i], out);
-  }
-  out += ']';
 }
 
 }  // namespace
@@ -96,7 +62,8 @@ void EventJsonLines::Add(const NotedSelection& from, size_t i, std::string& out)
     AddPlace("cluster", *cluster, out);
   }
   if (naming.notes != nullptr) {
-    AddNotes(from, i, out);
+    AppendKey("notes", out);
+    AppendJsonNotes(naming, from, i, out);
   }
   out += "}\n";
 }
@@ -143,22 +110,6 @@ void EventJsonLines::AddFirst(const NotedSelection& from, size_t size, std::stri
     }
     chars.Put("}\n");
   }
-}
-
-void EventJsonLines::AddNotes(const NotedSelection& from, size_t i, std::string& out) const {
-  AppendKey("notes", out);
-  const char* before = "{";
-  const auto attributes = Attributes(naming);
-  for (size_t a = 0; a < attributes.size(); ++a) {
-    if (from.notes[a]->Has(i)) {
-      out += before;
-      AppendText(attributes[a].name, out);
-      out += ':';
-      AppendValues(attributes[a], from.notes[a]->All(i), out);
-      before = ",";
-    }
-  }
-  out += *before == '{' ? "{}" : "}";
 }
 
 void EventJsonLines::Count(uint64_t events, std::string& out) {

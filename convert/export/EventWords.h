@@ -1,5 +1,5 @@
-#ifndef TOOLS_PROGRAM_EVENTWORDS_H
-#define TOOLS_PROGRAM_EVENTWORDS_H
+#ifndef CONVERT_EXPORT_EVENTWORDS_H
+#define CONVERT_EXPORT_EVENTWORDS_H
 
 #include <cstddef>
 #include <cstdint>
@@ -7,7 +7,7 @@
 #include <span>
 #include <string>
 
-#include "tools/program/EventLines.h"
+#include "convert/export/EventLines.h"
 #include "trace/ask/EventFilter.h"
 #include "trace/base/Place.h"
 

@@ -1,10 +1,10 @@
-#include "tools/program/EventCsv.h"
+#include "convert/export/EventCsv.h"
 
 #include <algorithm>
 
-#include "tools/program/AnswerTable.h"
-#include "tools/program/EventChars.h"
-#include "tools/program/EventWords.h"
+#include "convert/export/CsvField.h"
+#include "convert/export/EventChars.h"
+#include "convert/export/EventWords.h"
 #include "trace/ask/NoteCondition.h"
 #include "trace/base/Record.h"
 #include "trace/base/TypeNames.h"

@@ -1,5 +1,5 @@
-#ifndef TOOLS_PROGRAM_EVENTCHARS_H
-#define TOOLS_PROGRAM_EVENTCHARS_H
+#ifndef CONVERT_EXPORT_EVENTCHARS_H
+#define CONVERT_EXPORT_EVENTCHARS_H
 
 #include <array>
 #include <charconv>

@@ -1,0 +1,113 @@
+#include "convert/export/Export.h"
+
+#include <algorithm>
+
+#include "trace/ask/BatchCursor.h"
+
+namespace marrowfin {
+
+Fault Export::Write(const TraceSource& trace, const Index& index, NotesOfTrace* notes,
+                    const ProgressCallback& progress) {
+  const Source source = {trace, index, notes, progress};
+  if (!begun) {
+    if (exporter.WantsSurvey()) {
+      const auto survey = [this](const NotedSelection& found) {
+        exporter.Survey(found);
+        return Fault();
+      };
+      if (Fault fault = WalkAll(source, survey, surveyed)) {
+        return fault;
+      }
+    }
+    begun = true;
+    if (Fault fault = exporter.Begin()) {
+      return fault;
+    }
+  }
+  const auto add = [this](const NotedSelection& found) {
+    events += found.found.Size();
+    return exporter.Add(found);
+  };
+  if (Fault fault = WalkAll(source, add, added)) {
+    return fault;
+  }
+  if (notes != nullptr && exporter.TakesSamples()) {
+    if (Fault fault = AddSamples(notes->File())) {
+      return fault;
+    }
+  }
+  return exporter.End();
+}
+
+Fault Export::WalkAll(const Source& source, const Take& take, uint64_t& place) {
+  if (source.notes == nullptr) {
+    BatchCursor cursor(source.trace, source.index, filter.events, source.progress);
+    return WalkWith(cursor, nullptr, take, place);
+  }
+  NotedCursor cursor(source.trace, source.index, *source.notes, filter, source.progress);
+  return WalkWith(cursor, source.notes, take, place);
+}
+
+template <class Cursor>
+Fault Export::WalkWith(Cursor& cursor, NotesOfTrace* notes, const Take& take, uint64_t& place) {
+  cursor.Seek(place);
+  Selection found;
+  while (cursor.Next(found)) {
+    if (Fault fault = HandOver(found, notes, take)) {
+      return fault;
+    }
+    place = found.end;
+  }
+  return cursor.GetFault();
+}
+
+Fault Export::HandOver(const Selection& found, NotesOfTrace* notes, const Take& take) {
+  values.clear();
+  const size_t attributes = notes == nullptr ? 0 : notes->Declarations().attributes.size();
+  for (uint32_t attribute = 0; attribute < attributes; ++attribute) {
+    const Result<const NoteValues*> of = notes->Of(found, attribute);
+    if (!of) {
+      return of.Why();
+    }
+    values.push_back(*of);
+  }
+  return take({found, values});
+}
+
+// Notes never stand in the way of the trace: a block of samples that is damaged is left out.
+Fault Export::AddSamples(const NotesFile& notes) {
+  for (size_t block = 0; block < notes.Blocks().size(); ++block) {
+    if (notes.Blocks()[block].kind != NotesBlockKind::SAMPLES) {
+      continue;
+    }
+    const Result<std::vector<CounterSample>> read = notes.Samples(block);
+    if (!read) {
+      damaged = damaged ? damaged : read.Why();
+      continue;
+    }
+    for (const CounterSample& sample : *read) {
+      if (IsWanted(sample)) {
+        ++samples;
+        if (Fault fault = exporter.AddSample(sample)) {
+          return fault;
+        }
+      }
+    }
+  }
+  return {};
+}
+
+// Conditions on records, threads and types say nothing of a sample.
+bool Export::IsWanted(const CounterSample& sample) const {
+  const auto lies = [&sample](const EventFilter& in) {
+    return sample.cycle >= in.firstCycle && sample.cycle <= in.lastCycle &&
+           (!in.region || in.region->Has(sample.at));
+  };
+  const auto leavesOut = [&lies](const EventFilter& without) {
+    return without.HasEveryType() && without.HasEveryThread() && lies(without);
+  };
+  const std::vector<EventFilter>& without = filter.events.without;
+  return lies(filter.events) && std::none_of(without.begin(), without.end(), leavesOut);
+}
+
+}  // namespace marrowfin

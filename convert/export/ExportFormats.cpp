@@ -1,0 +1,44 @@
+#include "convert/export/ChromeExporter.h"
+#include "convert/export/ExportFormat.h"
+#include "convert/export/Hdf5Exporter.h"
+#include "convert/export/LinesExporter.h"
+#include "convert/export/PerfettoExporter.h"
+#include "convert/export/SqliteExporter.h"
+#include "convert/export/VcdExporter.h"
+
+namespace marrowfin {
+namespace {
+
+constexpr uint64_t ANY = ~uint64_t{0};
+
+// Of formats whose readers take times with a sign; they have the cycle behind the last one too.
+constexpr uint64_t SIGNED = (ANY >> 1) - 1;
+
+}  // namespace
+
+std::span<const ExportFormat> ExportFormats() {
+  static constexpr ExportFormat formats[] = {
+      {"csv", ".csv", "comma-separated values", false, false, false, ANY, MakeCsvExporter},
+      {"jsonl", ".jsonl", "a JSON object a line", false, false, false, ANY, MakeJsonLinesExporter},
+      {"chrome", ".json", "Chrome trace JSON", false, true, true, SIGNED, MakeChromeExporter},
+      {"perfetto", ".pftrace", "Perfetto protobuf", false, true, true, SIGNED,
+       MakePerfettoExporter},
+      {"vcd", ".vcd", "value change dump, for waveform viewers", false, true, true, SIGNED,
+       MakeVcdExporter},
+      {"hdf5", ".h5", "HDF5 columns, for NumPy, MATLAB and Julia", true, false, false, ANY,
+       MakeHdf5Exporter},
+      {"sqlite", ".sqlite", "SQLite database", true, false, false, ANY, MakeSqliteExporter},
+  };
+  return formats;
+}
+
+const ExportFormat* ExportFormatOf(const std::string& fileName) {
+  for (const ExportFormat& format : ExportFormats()) {
+    if (fileName.ends_with(format.ending)) {
+      return &format;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace marrowfin

@@ -1,0 +1,35 @@
+#ifndef CONVERT_EXPORT_EXPORTER_H
+#define CONVERT_EXPORT_EXPORTER_H
+
+#include "convert/export/EventLines.h"
+#include "trace/base/Fault.h"
+#include "trace/base/NotesFormat.h"
+
+namespace marrowfin {
+
+// Writes events in the format of another program, in order of the trace. It is called as its
+// functions stand here, from top to bottom, and not again after a fault. Memory follows the array
+// and what the notes declare, never the trace. Threads: one at a time.
+class Exporter {
+ public:
+  virtual ~Exporter() = default;
+
+  // Whether all events are to be shown first, for a format that begins with a list of what will
+  // come.
+  virtual bool WantsSurvey() const { return false; }
+  virtual void Survey(const NotedSelection&) {}
+
+  [[nodiscard]] virtual Fault Begin() { return {}; }
+  [[nodiscard]] virtual Fault Add(const NotedSelection& events) = 0;
+
+  // The values of counters come behind all events, those of one counter and place in order of time.
+  virtual bool TakesSamples() const { return false; }
+  [[nodiscard]] virtual Fault AddSample(const CounterSample&) { return {}; }
+
+  // Writes the rest. Only then is what was written whole.
+  [[nodiscard]] virtual Fault End() { return {}; }
+};
+
+}  // namespace marrowfin
+
+#endif

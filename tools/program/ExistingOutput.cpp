@@ -1,0 +1,23 @@
+#include "tools/program/ExistingOutput.h"
+
+#include <sys/stat.h>
+
+#include "tools/program/Output.h"
+
+namespace marrowfin {
+
+void AddForce(CLI::App& app, bool& force) {
+  app.add_flag("--force", force, "Replace an output that exists");
+}
+
+MaybeFailure CheckNotThere(const std::string& output, bool force) {
+  struct stat existing;
+  if (force || IsStandardOutput(output) || stat(output.c_str(), &existing) == -1 ||
+      !S_ISREG(existing.st_mode)) {
+    return std::nullopt;
+  }
+  return Failure{EXIT_USAGE, output + ": exists already",
+                 "Name another file, or replace this one with --force."};
+}
+
+}  // namespace marrowfin
