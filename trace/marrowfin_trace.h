@@ -15,10 +15,11 @@
  *
  * Every function that returns an int returns 0, or the errno of the first failure of this trace: it
  * is enough to look at what marrowfin_trace_close returns. After a failure nothing more is written,
- * and the simulator goes on as if nothing were recorded: nothing here ends it, not even a reader of
- * a FIFO that goes away. What is buffered is written in whole records, so that a reader at the
- * other end of a FIFO, and whoever opens the trace of a run that was killed, finds whole records
- * but for the last one at most.
+ * and the simulator goes on as if nothing were recorded: nothing here ends it, neither a reader of
+ * a FIFO that goes away nor a limit on the size of files, whose signals are set aside while
+ * something is written. What is buffered is written in whole records, so that a reader at the other
+ * end of a FIFO, and whoever opens the trace of a run that was killed, finds whole records but for
+ * the last one at most.
  *
  * A trace belongs to one thread at a time. Signals that interrupt a write do it no harm.
  *
@@ -43,7 +44,7 @@ extern "C" {
 
 /* Plain C knows no other casts, and no other copies of bytes.
  * NOLINTBEGIN(cppcoreguidelines-pro-type-cstyle-cast,google-readability-casting)
- * NOLINTBEGIN(bugprone-not-null-terminated-result) */
+ * NOLINTBEGIN(bugprone-not-null-terminated-result,modernize-redundant-void-arg) */
 
 /* The viewer looks for the switch of a cluster this many rows and this many columns from the first
  * position of the cluster, whatever the cluster's size. */
@@ -186,6 +187,10 @@ struct marrowfin_trace {
   struct marrowfin_trace_sample* settled; /* the last samples of what went, a table by hash */
   size_t settled_count;
   size_t settled_room; /* a power of two */
+
+  /* Those that are dumped at an abort: the list that it is in, and the next one there. */
+  struct marrowfin_trace** at_abort;
+  struct marrowfin_trace* next_at_abort;
 };
 
 enum {
@@ -385,28 +390,56 @@ static inline FILE* marrowfin_trace_create(const char* name) {
   return stream;
 }
 
-/* Writes without a buffer in between. A reader that has gone away is a failure, not the end of the
- * program. */
+/* What writing sets aside for as long as it takes: signals that would end the host instead of being
+ * failures. */
+struct marrowfin_trace_signals {
+  void (*pipe)(int); /* a reader that has gone away */
+  void (*size)(int); /* a file that has reached the limit on the size of files */
+};
+
+static inline void marrowfin_trace_hold_signals(const struct marrowfin_trace* trace,
+                                                struct marrowfin_trace_signals* before) {
+  before->pipe = SIG_ERR;
+  before->size = SIG_ERR;
+#ifdef SIGPIPE
+  if (trace->is_pipe) {
+    before->pipe = signal(SIGPIPE, SIG_IGN);
+  }
+#else
+  (void)trace;
+#endif
+#ifdef SIGXFSZ
+  before->size = signal(SIGXFSZ, SIG_IGN);
+#endif
+}
+
+static inline void marrowfin_trace_release_signals(const struct marrowfin_trace_signals* before) {
+#ifdef SIGPIPE
+  if (before->pipe != SIG_ERR) {
+    signal(SIGPIPE, before->pipe);
+  }
+#endif
+#ifdef SIGXFSZ
+  if (before->size != SIG_ERR) {
+    signal(SIGXFSZ, before->size);
+  }
+#endif
+}
+
+/* Writes without a buffer in between. What the system does not take is a failure, and never the end
+ * of the program. */
 static inline int marrowfin_trace_write(struct marrowfin_trace* trace, FILE* stream,
                                         const char* suffix, const unsigned char* data, size_t size,
                                         uint64_t* written) {
+  struct marrowfin_trace_signals before;
   size_t done;
-#ifdef SIGPIPE
-  void (*before)(int) = SIG_DFL;
-  if (trace->is_pipe) {
-    before = signal(SIGPIPE, SIG_IGN);
-  }
-#endif
+  marrowfin_trace_hold_signals(trace, &before);
   done = marrowfin_trace_write_all(stream, data, size);
   if (done != size) {
     marrowfin_trace_fail(trace, suffix, "cannot write", *written, errno);
   }
   *written += done;
-#ifdef SIGPIPE
-  if (trace->is_pipe && before != SIG_ERR) {
-    signal(SIGPIPE, before);
-  }
-#endif
+  marrowfin_trace_release_signals(&before);
   return trace->error;
 }
 
@@ -770,6 +803,7 @@ static inline void marrowfin_trace_write_lines(const struct marrowfin_trace_byte
 
 /* Writes the about file to a temporary, which then takes its name. */
 static inline int marrowfin_trace_write_about(struct marrowfin_trace* trace) {
+  struct marrowfin_trace_signals before;
   char* name;
   char* temporary;
   FILE* stream;
@@ -778,6 +812,7 @@ static inline int marrowfin_trace_write_about(struct marrowfin_trace* trace) {
   if (trace->notes == NULL || trace->error != 0 || !trace->about_changed) {
     return trace->error;
   }
+  marrowfin_trace_hold_signals(trace, &before);
   name = marrowfin_trace_beside(trace, ".about");
   temporary = marrowfin_trace_beside(trace, ".about.part");
   if (name != NULL && temporary != NULL) {
@@ -812,6 +847,7 @@ static inline int marrowfin_trace_write_about(struct marrowfin_trace* trace) {
   }
   free(name);
   free(temporary);
+  marrowfin_trace_release_signals(&before);
   return trace->error;
 }
 
@@ -1003,11 +1039,12 @@ static inline int marrowfin_trace_frame(struct marrowfin_trace* trace, uint32_t 
 }
 
 /* Keeps the last `records` records, and their notes, in memory instead of writing all, until
- * marrowfin_trace_dump asks for them: a run of hours leaves what came before the failure that ends
- * it. Of these, a dump writes those of the last `cycles` cycles, or all where it is 0. There is
- * room for MARROWFIN_TRACE_HELD notes a record on average; where there are more, the oldest records
- * have no notes. Counters have at all times the values that they were told to have, however long
- * ago. Takes 32 bytes a record, and with a companion some 500. Call it before the first record. */
+ * marrowfin_trace_dump or marrowfin_trace_dump_at_abort asks for them: a run of hours leaves what
+ * came before the failure that ends it. Of these, a dump writes those of the last `cycles` cycles,
+ * or all where it is 0. There is room for MARROWFIN_TRACE_HELD notes a record on average; where
+ * there are more, the oldest records have no notes. Counters have at all times the values that they
+ * were told to have, however long ago. Takes 32 bytes a record, and with a companion some 500. Call
+ * it before the first record. */
 static inline int marrowfin_trace_keep_last(struct marrowfin_trace* trace, uint64_t records,
                                             uint64_t cycles) {
   const uint64_t most = SIZE_MAX / sizeof(struct marrowfin_trace_sample) / MARROWFIN_TRACE_HELD;
@@ -1092,10 +1129,23 @@ static inline void marrowfin_trace_close_stream(struct marrowfin_trace* trace, F
   }
 }
 
+/* Takes a trace out of the list of those that are dumped at an abort. */
+static inline void marrowfin_trace_leave_aborts(struct marrowfin_trace* trace) {
+  struct marrowfin_trace** at = trace->at_abort;
+  while (at != NULL && *at != NULL && *at != trace) {
+    at = &(*at)->next_at_abort;
+  }
+  if (at != NULL && *at == trace) {
+    *at = trace->next_at_abort;
+  }
+  trace->at_abort = NULL;
+}
+
 /* Writes what is buffered and closes the files. What a ring keeps and nobody asked for is
  * forgotten. Closing a trace that is not open does no harm. */
 static inline int marrowfin_trace_close(struct marrowfin_trace* trace) {
   const uint32_t corner[4] = {0, 0, 0, 0};
+  marrowfin_trace_leave_aborts(trace);
   if (trace->stream == NULL) {
     marrowfin_trace_free(trace);
     return trace->error;
@@ -1825,7 +1875,53 @@ static inline int marrowfin_trace_dump(struct marrowfin_trace* trace) {
   return marrowfin_trace_flush(trace);
 }
 
-/* NOLINTEND(bugprone-not-null-terminated-result)
+/* The first of the traces that are dumped at an abort, and what was to happen there before. */
+struct marrowfin_trace_aborts {
+  struct marrowfin_trace* first;
+  void (*before)(int);
+};
+
+static inline struct marrowfin_trace_aborts* marrowfin_trace_aborts(void) {
+  static struct marrowfin_trace_aborts aborts = {NULL, SIG_DFL};
+  return &aborts;
+}
+
+static inline void marrowfin_trace_aborted(int number) {
+  struct marrowfin_trace_aborts* const aborts = marrowfin_trace_aborts();
+  signal(number, aborts->before); /* also of an abort in here */
+  while (aborts->first != NULL) {
+    struct marrowfin_trace* const trace = aborts->first;
+    marrowfin_trace_leave_aborts(trace);
+    marrowfin_trace_dump(trace);
+    marrowfin_trace_close(trace);
+  }
+  raise(number);
+}
+
+/* Has an abort, by which failed assertions end a program, dump what the ring keeps and close the
+ * trace before anything else happens: the last cycles before the assertion, wherever that stands.
+ * For simulators of one thread. Whoever handles SIGABRT by signal() calls that before, and is
+ * called behind it. Until the trace is closed. */
+static inline int marrowfin_trace_dump_at_abort(struct marrowfin_trace* trace) {
+  struct marrowfin_trace_aborts* const aborts = marrowfin_trace_aborts();
+  void (*before)(int);
+  if (trace->stream == NULL || trace->error != 0 || trace->at_abort != NULL) {
+    return trace->stream == NULL && trace->error == 0 ? EBADF : trace->error;
+  }
+  before = signal(SIGABRT, marrowfin_trace_aborted);
+  if (before == SIG_ERR) {
+    return marrowfin_trace_fail(trace, "", "no signal of an abort", trace->written, errno);
+  }
+  if (before != marrowfin_trace_aborted) {
+    aborts->before = before;
+  }
+  trace->at_abort = &aborts->first;
+  trace->next_at_abort = aborts->first;
+  aborts->first = trace;
+  return 0;
+}
+
+/* NOLINTEND(bugprone-not-null-terminated-result,modernize-redundant-void-arg)
  * NOLINTEND(cppcoreguidelines-pro-type-cstyle-cast,google-readability-casting) */
 
 #ifdef __cplusplus

@@ -12,32 +12,39 @@ namespace marrowfin {
 
 namespace {
 
-// While it lives, this thread gets no SIGPIPE: one that comes is taken back. One that was pending
-// before is somebody else's and stays.
-class NoSigpipe {
+// While it lives, this thread gets none of the signals that would end it instead of letting a write
+// fail: one that comes is taken back. One that was pending before is somebody else's and stays.
+class WritingSignals {
  public:
-  explicit NoSigpipe(bool needed) {
+  explicit WritingSignals(bool isPipe) {
     sigset_t pending;
-    sigemptyset(&pipe);
-    sigaddset(&pipe, SIGPIPE);
-    blocked = needed && sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 0 &&
-              pthread_sigmask(SIG_BLOCK, &pipe, &before) == 0;
+    sigemptyset(&held);
+    if (sigpending(&pending) != 0) {
+      return;
+    }
+    if (isPipe && sigismember(&pending, SIGPIPE) == 0) {
+      sigaddset(&held, SIGPIPE);
+    }
+    if (sigismember(&pending, SIGXFSZ) == 0) {
+      sigaddset(&held, SIGXFSZ);
+    }
+    isHeldBack = pthread_sigmask(SIG_BLOCK, &held, &before) == 0;
   }
-  NoSigpipe(const NoSigpipe&) = delete;
-  NoSigpipe& operator=(const NoSigpipe&) = delete;
-  ~NoSigpipe() {
-    if (blocked) {
+  WritingSignals(const WritingSignals&) = delete;
+  WritingSignals& operator=(const WritingSignals&) = delete;
+  ~WritingSignals() {
+    if (isHeldBack) {
       const timespec atOnce = {};
-      while (sigtimedwait(&pipe, nullptr, &atOnce) == -1 && errno == EINTR) {
+      while (sigtimedwait(&held, nullptr, &atOnce) != -1 || errno == EINTR) {
       }
       pthread_sigmask(SIG_SETMASK, &before, nullptr);
     }
   }
 
  private:
-  sigset_t pipe;
+  sigset_t held;
   sigset_t before;
-  bool blocked = false;
+  bool isHeldBack = false;
 };
 
 }  // namespace
@@ -57,7 +64,7 @@ Fault FileSink::Open(const std::string& fileName) {
 }
 
 ByteSink::Written FileSink::Write(const uint8_t* bytes, size_t size) {
-  const NoSigpipe quiet(largestPiece != 0);
+  const WritingSignals quiet(largestPiece != 0);
   Written written;
   while (written.taken < size && !written.fault) {
     const ssize_t put = write(descriptor, bytes + written.taken, size - written.taken);

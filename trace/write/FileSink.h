@@ -10,8 +10,9 @@
 namespace marrowfin {
 
 // A file of its own. Unlike a DescriptorSink, it tells at which byte a write failed, and a reader
-// of a pipe that has gone away is such a failure and no signal: what is recorded must not end the
-// program that does it, nor may the recorder change what signals do elsewhere in that program.
+// of a pipe that has gone away, or a limit on the size of files, is such a failure and no signal:
+// what is recorded must not end the program that does it, nor may the recorder change what signals
+// do elsewhere in that program.
 class FileSink : public ByteSink {
  public:
   FileSink() = default;

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -523,6 +524,27 @@ TEST_F(CxxRecorderTest, ReaderOfAFifoThatGoesAwayEndsTheRecordingAndNotTheRun) {
   ASSERT_EQ(0, sigpending(&signals));
   EXPECT_EQ(0, sigismember(&signals, SIGPIPE));
   EXPECT_EQ(SIG_DFL, signal(SIGPIPE, SIG_DFL));
+}
+
+// Beyond it the system would end the process.
+TEST_F(CxxRecorderTest, LimitOnTheSizeOfFilesEndsTheRecordingAndNotTheRun) {
+  ExpectInChild([this] {
+    const rlimit limit = {100'000, 100'000};
+    ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &limit));
+    Recorder trace;
+    ASSERT_FALSE(trace.Open(name));
+    for (uint64_t i = 0; i < 10'000; ++i) {
+      trace.Fire(i, 0, {0, 0});
+    }
+    EXPECT_THAT(trace.Close().Text(), HasSubstr("run.trace: cannot write at byte 100000"));
+    EXPECT_THAT(trace.Close().Text(), HasSubstr("File too large"));
+    sigset_t signals;
+    ASSERT_EQ(0, pthread_sigmask(SIG_BLOCK, nullptr, &signals));
+    EXPECT_EQ(0, sigismember(&signals, SIGXFSZ)) << "who handles the signal elsewhere still does";
+    ASSERT_EQ(0, sigpending(&signals));
+    EXPECT_EQ(0, sigismember(&signals, SIGXFSZ));
+  });
+  EXPECT_EQ(100'000U, ReadFile(name).size());
 }
 
 TEST_F(CxxRecorderTest, ReaderOfAFifoNeverMeetsAPartOfARecord) {

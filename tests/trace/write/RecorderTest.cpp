@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,6 +14,7 @@
 #include <bit>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <fstream>
 #include <thread>
 
@@ -484,6 +486,27 @@ TEST_F(RecorderTest, NotesOfTheDocumentsExampleAreThoseThatItShows) {
   EXPECT_EQ(shown, written);
 }
 
+// Whoever follows a run keeps what was read.
+TEST_F(RecorderTest, WhatStandsInTheNotesStaysAsItIs) {
+  OpenWithCompanion();
+  const int queue = marrowfin_trace_counter(&trace, "queue", "flits");
+  std::string before;
+  for (uint64_t i = 0; i < 30'000; ++i) {
+    marrowfin_trace_fire(&trace, i, 0, 0, 0);
+    marrowfin_trace_note(&trace, packet, i);
+    marrowfin_trace_count(&trace, i, 0, 0, queue, 1);
+    if (i % 5'000 == 100) {
+      ASSERT_EQ(0, marrowfin_trace_flush(&trace));
+      std::string now = ReadFile(name + ".notes");
+      EXPECT_GT(now.size(), before.size());
+      EXPECT_TRUE(now.starts_with(before));
+      before = std::move(now);
+    }
+  }
+  ASSERT_EQ(0, marrowfin_trace_close(&trace));
+  EXPECT_TRUE(ReadFile(name + ".notes").starts_with(before));
+}
+
 TEST_F(RecorderTest, SecondValueOfAnAttributeReplacesTheFirst) {
   OpenWithCompanion();
   for (uint64_t cycle = 1; cycle <= 5; ++cycle) {
@@ -731,7 +754,93 @@ TEST_F(RecorderTest, CompanionStaysWhereItsTraceCannotBeReplaced) {
   EXPECT_EQ(EISDIR, marrowfin_trace_close(&trace));
 }
 
+// Beyond it the system would end the process.
+TEST_F(RecorderTest, LimitOnTheSizeOfFilesEndsTheRecordingAndNotTheRun) {
+  ExpectInChild([this] {
+    const rlimit limit = {100'000, 100'000};
+    ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &limit));
+    OpenWithCompanion();
+    for (uint64_t i = 0; i < 10'000; ++i) {
+      marrowfin_trace_fire(&trace, i, 0, 0, 0);
+    }
+    EXPECT_EQ(EFBIG, marrowfin_trace_close(&trace));
+    EXPECT_THAT(marrowfin_trace_message(&trace),
+                HasSubstr("run.trace: cannot write at byte 65520"));
+    EXPECT_EQ(SIG_DFL, signal(SIGXFSZ, SIG_DFL));
+  });
+  EXPECT_EQ(100'000U, ReadFile(name).size());
+}
+
+TEST_F(RecorderTest, LimitOnTheSizeOfFilesSparesARunWhoseAboutFileReachesIt) {
+  ExpectInChild([this] {
+    const rlimit limit = {500, 500};
+    ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &limit));
+    ASSERT_EQ(0, marrowfin_trace_open(&trace, name.c_str()));
+    ASSERT_EQ(0, marrowfin_trace_companion(&trace));
+    marrowfin_trace_about(&trace, "name", std::string(600, 'n').c_str());
+    marrowfin_trace_fire(&trace, 1, 0, 0, 0);
+    EXPECT_EQ(EFBIG, marrowfin_trace_close(&trace));
+    EXPECT_THAT(marrowfin_trace_message(&trace), HasSubstr("run.trace.about: cannot write"));
+  });
+  EXPECT_EQ(28U, ReadFile(name).size());
+}
+
+TEST_F(RecorderTest, AbortDumpsTheRingAndThenEndsTheRun) {
+  const pid_t child = StartChild([this] {
+    OpenWithCompanion();
+    marrowfin_trace_frame(&trace, 9);
+    marrowfin_trace_keep_last(&trace, 100, 0);
+    EXPECT_EQ(0, marrowfin_trace_dump_at_abort(&trace));
+    EXPECT_EQ(0, marrowfin_trace_dump_at_abort(&trace)) << "once is enough";
+    for (uint64_t i = 0; i < 1000; ++i) {
+      marrowfin_trace_fire(&trace, i, 0, 0, 0);
+      marrowfin_trace_note(&trace, packet, 2 * i);
+    }
+    EXPECT_EQ("", ReadFile(name));
+    if (!::testing::Test::HasFailure()) {
+      std::abort();
+    }
+  });
+  int status = 0;
+  ASSERT_EQ(child, waitpid(child, &status, 0));
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT) << status;
+  std::vector<uint64_t> cycles = Cycles();
+  ASSERT_EQ(102U, cycles.size()) << "a hundred and the frame";
+  EXPECT_EQ(900U, cycles[1]);
+  EXPECT_EQ(999U, cycles[100]);
+  const std::unique_ptr<NotesFile> notes = Notes();
+  EXPECT_FALSE(notes->End()) << notes->End().Text();
+  EXPECT_EQ(102U, notes->Records());
+  EXPECT_EQ(1800U, notes->Notes(0)->columns[0].values[0]);
+}
+
+TEST_F(RecorderTest, WhoHandledAbortsBeforeIsCalledBehindTheDump) {
+  const pid_t child = StartChild([this] {
+    signal(SIGABRT, [](int) { _exit(7); });
+    ASSERT_EQ(0, marrowfin_trace_open(&trace, name.c_str()));
+    marrowfin_trace second;
+    ASSERT_EQ(0, marrowfin_trace_open(&second, folder.File("second.trace").c_str()));
+    marrowfin_trace closed;
+    ASSERT_EQ(0, marrowfin_trace_open(&closed, folder.File("closed.trace").c_str()));
+    for (marrowfin_trace* each : {&trace, &closed, &second}) {
+      marrowfin_trace_keep_last(each, 10, 0);
+      EXPECT_EQ(0, marrowfin_trace_dump_at_abort(each));
+      marrowfin_trace_fire(each, 1, 0, 0, 0);
+    }
+    EXPECT_EQ(0, marrowfin_trace_close(&closed));
+    EXPECT_EQ(EBADF, marrowfin_trace_dump_at_abort(&closed));
+    std::abort();
+  });
+  int status = 0;
+  ASSERT_EQ(child, waitpid(child, &status, 0));
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 7) << status;
+  EXPECT_EQ(28U, ReadFile(name).size());
+  EXPECT_EQ(28U, ReadFile(folder.File("second.trace")).size());
+  EXPECT_EQ("", ReadFile(folder.File("closed.trace")));
+}
+
 TEST_F(RecorderTest, RunThatIsKilledLeavesNotesThatAgreeWithItsTrace) {
+  size_t withNotes = 0;
   for (int round = 0; round < 200; ++round) {
     unlink(name.c_str());
     unlink((name + ".notes").c_str());
@@ -743,19 +852,30 @@ TEST_F(RecorderTest, RunThatIsKilledLeavesNotesThatAgreeWithItsTrace) {
         marrowfin_trace_note(&trace, created, i - 1);
       }
     });
+    // Some at any moment, some once there are notes: however slow this machine is.
+    while (round % 20 == 0 && (access((name + ".notes").c_str(), F_OK) != 0 ||
+                               ReadFile(name + ".notes").size() < 1000)) {
+      usleep(100);
+    }
     usleep(static_cast<useconds_t>(500 + round * 37 % 3000));
     kill(child, SIGKILL);
     ASSERT_EQ(child, waitpid(child, nullptr, 0));
     if (access((name + ".notes").c_str(), F_OK) != 0) {
       continue;
     }
-    std::string bytes = ReadFile(name);
+    const std::vector<Event> events = ReadEvents(name, Ending::ANY);
+    size_t wrong = 0;
+    for (uint64_t i = 0; i < events.size(); ++i) {
+      wrong += events[i] != Event{SEND_RECORD, i, 0, {2, 1}, {4, 3}};
+    }
+    ASSERT_EQ(0U, wrong);
     Result<std::unique_ptr<NotesFile>> notes = NotesFile::Open(name + ".notes");
     if (!notes) {
       EXPECT_EQ(Fault::CUT_NOTES, notes.Why().kind) << notes.Why().Text();
       continue;
     }
-    EXPECT_LE((*notes)->Records(), bytes.size() / 36);
+    EXPECT_LE((*notes)->Records(), events.size());
+    withNotes += (*notes)->Records() > 0;
     for (size_t number = 0; number < (*notes)->Blocks().size(); ++number) {
       const Result<NotesBlock> block = (*notes)->Notes(number);
       ASSERT_TRUE(block) << block.Why().Text();
@@ -767,6 +887,7 @@ TEST_F(RecorderTest, RunThatIsKilledLeavesNotesThatAgreeWithItsTrace) {
       EXPECT_EQ(print.Value(), block->fingerprint);
     }
   }
+  EXPECT_GE(withNotes, 10U);
 }
 
 }  // namespace
