@@ -25,9 +25,6 @@ std::optional<FileIdentity> IdentityOf(const std::string& name);
 // The same of an open descriptor.
 std::optional<FileIdentity> IdentityOf(int descriptor);
 
-// Where `name` would be made, with all links followed, if there is no such file yet; else `name`.
-std::string TargetOf(const std::string& name);
-
 }  // namespace marrowfin::sim
 
 #endif

@@ -11,6 +11,7 @@
 
 #include "Util/File.h"
 #include "sim/FileIdentity.h"
+#include "trace/write/LinkTarget.h"
 
 namespace marrowfin::sim {
 
@@ -18,7 +19,7 @@ namespace {
 
 // The error number that making a file of this name would end with; 0 for none.
 int WhyNotMakeable(const std::string& name) {
-  const std::filesystem::path target = TargetOf(name);
+  const std::filesystem::path target = LinkTarget(name);
   const std::string folder = target.has_parent_path() ? target.parent_path().string() : ".";
   struct stat status;
   if (stat(folder.c_str(), &status) != 0) {

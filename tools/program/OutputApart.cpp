@@ -10,21 +10,17 @@
 #include "trace/read/AboutFile.h"
 #include "trace/read/NotesFile.h"
 #include "trace/write/AtomicFile.h"
+#include "trace/write/LinkTarget.h"
 
 namespace marrowfin {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int MOST_LINKS = 40;  // one after the other, as the system follows them
-
 // The file that `name` leads to, whether it is there yet or not.
 fs::path TargetOf(const std::string& name) {
   std::error_code error;
-  fs::path path = name;
-  for (int links = 0; links < MOST_LINKS && fs::is_symlink(path, error); ++links) {
-    path = path.parent_path() / fs::read_symlink(path, error);
-  }
+  const fs::path path = LinkTarget(name);
   const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
   return fs::weakly_canonical(folder, error) / path.filename();
 }

@@ -14,6 +14,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "trace/write/LinkTarget.h"
+
 namespace marrowfin {
 
 namespace {
@@ -182,7 +184,11 @@ Fault AtomicFile::Open(const std::string& name, const AtomicFileOptions& options
 Fault AtomicFile::OpenChosen(const AtomicFileOptions& options) {
   struct stat existing;
   if (stat(path.c_str(), &existing) == -1) {
-    return errno == ENOENT ? OpenTemporary(options.permissions) : Refused("cannot create", CHOOSE);
+    if (errno != ENOENT) {
+      return Refused("cannot create", CHOOSE);
+    }
+    target = LinkTarget(path);
+    return OpenTemporary(options.permissions);
   }
   if (!S_ISREG(existing.st_mode)) {
     return OpenDirectly();

@@ -17,12 +17,15 @@
 
 #include "tests/support/Files.h"
 #include "tests/trace/support/Child.h"
+#include "trace/write/LinkTarget.h"
 
 namespace marrowfin::testing {
 namespace {
 
+using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
 
@@ -130,6 +133,33 @@ TEST_F(AtomicFileTest, ALinkStaysALinkAndItsFileIsReplaced) {
   WriteOutput(link, "y");
   EXPECT_TRUE(std::filesystem::is_symlink(link));
   EXPECT_EQ("y", ReadFile(file));
+}
+
+TEST_F(AtomicFileTest, ALinkToAFileThatIsNotThereStaysALinkAndItsFileIsMade) {
+  const std::string link = folder.File("link");
+  std::filesystem::create_directory(folder.File("elsewhere"));
+  const std::string file = folder.File("elsewhere/file");
+  std::filesystem::create_symlink("elsewhere/other", link);
+  std::filesystem::create_symlink(file, folder.File("elsewhere/other"));
+  WriteOutput(link, "y");
+  EXPECT_TRUE(std::filesystem::is_symlink(link));
+  EXPECT_TRUE(std::filesystem::is_symlink(folder.File("elsewhere/other")));
+  EXPECT_EQ("y", ReadFile(file));
+}
+
+TEST_F(AtomicFileTest, ALinkIntoAFolderThatIsNotThereIsAFault) {
+  std::filesystem::create_symlink("no/such", folder.File("link"));
+  AtomicFile file;
+  EXPECT_THAT(file.Open(folder.File("link")).Text(), HasSubstr("No such file or directory"));
+  EXPECT_THAT(FolderContents(), ElementsAre("link"));
+}
+
+TEST_F(AtomicFileTest, LinksAreFollowedToWhatTheyLeadTo) {
+  EXPECT_EQ("no/such", LinkTarget("no/such"));
+  EXPECT_EQ(path, LinkTarget(path));
+  std::filesystem::create_symlink("round", folder.File("about"));
+  std::filesystem::create_symlink("about", folder.File("round"));
+  EXPECT_THAT(LinkTarget(folder.File("about")), AnyOf(folder.File("about"), folder.File("round")));
 }
 
 TEST_F(AtomicFileTest, ANameInTheCurrentFolderNeedsNoSlash) {
