@@ -1,5 +1,6 @@
 #include "measure/CountByTables.h"
 
+#include <iterator>
 #include <span>
 #include <utility>
 #include <vector>
@@ -9,6 +10,20 @@
 
 namespace marrowfin {
 namespace {
+
+constexpr Activity ACTIVITIES[] = {FIRES, SENDS, RECEIVES, TRANSMISSIONS};
+constexpr uint64_t PARTS = 2 + std::size(ACTIVITIES);  // two of them times
+
+// Tells of one of several parts of the work what share of the whole is done. `progress` must
+// outlive it.
+ProgressCallback PartOf(const ProgressCallback& progress, uint64_t part) {
+  if (!progress) {
+    return {};
+  }
+  return [&progress, part](const Progress& now) {
+    return progress({part * now.all + now.done, PARTS * now.all, now.unit});
+  };
+}
 
 // Where the counts of an activity belong.
 std::vector<Place> PlacesOf(const ActivityReader& reader, const Index& index, Activity activity) {
@@ -26,11 +41,13 @@ std::vector<Place> PlacesOf(const ActivityReader& reader, const Index& index, Ac
 }
 
 Fault AddPlaces(const TraceSource& trace, const Index& index, const TimeColumns& cycles,
-                RunCounts& counts) {
+                const ProgressCallback& progress, RunCounts& counts) {
   const ActivityReader reader(trace, index);
   std::vector<uint64_t> found;
-  for (const Activity activity : {FIRES, SENDS, RECEIVES, TRANSMISSIONS}) {
-    if (Fault fault = reader.CountCycles(cycles.first, cycles.last, activity, found)) {
+  uint64_t part = PARTS - std::size(ACTIVITIES);
+  for (const Activity activity : ACTIVITIES) {
+    if (Fault fault = reader.CountCycles(cycles.first, cycles.last, activity, found,
+                                         PartOf(progress, part++))) {
       return fault;
     }
     const std::vector<Place> places = PlacesOf(reader, index, activity);
@@ -71,14 +88,14 @@ Result<bool> AddColumns(const TraceSource& trace, const Index& index, const Time
   bool apart = true;
   if (last > 0) {
     const Result<ActivityBins> bins =
-        ActivityOverTime(trace, index, {columns.first, begin - 1, last}, progress);
+        ActivityOverTime(trace, index, {columns.first, begin - 1, last}, PartOf(progress, 0));
     if (!bins) {
       return bins.Why();
     }
     apart = AddBins(*bins, 0, counts);
   }
   const Result<ActivityBins> bins =
-      ActivityOverTime(trace, index, {begin, columns.last, 1}, progress);
+      ActivityOverTime(trace, index, {begin, columns.last, 1}, PartOf(progress, 1));
   if (!bins) {
     return bins.Why();
   }
@@ -102,7 +119,7 @@ Result<std::optional<RunCounts>> CountByTables(const TraceSource& trace, const I
   if (everyThread && !*apart) {
     return std::optional<RunCounts>();
   }
-  if (Fault fault = AddPlaces(trace, index, shape.columns, counts)) {
+  if (Fault fault = AddPlaces(trace, index, shape.columns, progress, counts)) {
     return fault;
   }
   counts.CountOutside();

@@ -17,6 +17,8 @@ namespace marrowfin {
 // Takes some milliseconds however long the trace, and to read the records around the edges of
 // columns.
 //
+// `progress` is told the share that is done; CANCELLED where it asked to stop.
+//
 // Nothing where the tables do not tell: cycles fall, there are more places than an index keeps, or
 // every thread is wanted and there are more than are told apart.
 [[nodiscard]] Result<std::optional<RunCounts>> CountByTables(const TraceSource& trace,

@@ -6,9 +6,11 @@
 #include <memory>
 #include <optional>
 
+#include "measure/expect/FarMessages.h"
 #include "measure/expect/ReadRules.h"
 #include "tests/support/TraceText.h"
 #include "tests/trace/support/Opened.h"
+#include "tests/trace/support/RandomTrace.h"
 #include "trace/base/About.h"
 #include "trace/read/Companion.h"
 #include "trace/write/Recorder.h"
@@ -372,6 +374,19 @@ TEST_F(JudgeTest, AnEmptyTraceAndWorkThatIsStoppedAreFaults) {
   Use(small);
   EXPECT_EQ(Judge(file->rules, {}, run, [](const Progress&) { return false; }).Why().kind,
             Fault::CANCELLED);
+}
+
+TEST(FarMessagesTest, LookingForOneStopsWhereWhoeverAsksSaysSo) {
+  const Opened opened(
+      testing::Encode(std::vector<testing::Event>(40000, {SEND_RECORD, 1, 0, {0, 0}, {1, 0}})));
+  const FarMessageQuestion question = {
+      *opened.trace, *opened.index, nullptr, {}, {}, ArrayShape(1, 1, 2), 2};
+  size_t words = 0;
+  const auto stop = [&words](const Progress&) { return ++words > 1; };
+  EXPECT_EQ(FirstFarMessage(question, stop).Why().kind, Fault::CANCELLED);
+  EXPECT_EQ(words, 1U);
+  const Result<std::optional<TraceEvent>> none = FirstFarMessage(question);
+  EXPECT_TRUE(none && !none->has_value());
 }
 
 }  // namespace
