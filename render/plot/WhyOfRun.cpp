@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "measure/NumberText.h"
+#include "measure/ShareText.h"
 #include "render/plot/ArrayGrid.h"
 #include "render/plot/SpaceTimePlot.h"
 #include "render/plot/WhyPlot.h"
@@ -24,10 +25,6 @@ std::string EventWords(const TraceEvent& event) {
               ? "message: " + at + " to " + PlaceText(event.to.column, event.to.row)
               : "transmission: switch at " + at) +
          ", thread " + std::to_string(event.thread) + ", cycle " + CountText(event.cycle);
-}
-
-std::string ShareText(uint64_t part, uint64_t all) {
-  return PercentText(all == 0 ? 0 : static_cast<double>(part) / static_cast<double>(all));
 }
 
 std::string FindingOf(const PlottedChain& of) {

@@ -5,14 +5,11 @@
 #include <vector>
 
 #include "measure/NumberText.h"
+#include "measure/ShareText.h"
 #include "render/report/MapLevel.h"
 
 namespace marrowfin {
 namespace {
-
-std::string ShareText(uint64_t part, uint64_t all) {
-  return all == 0 ? "–" : PercentText(static_cast<double>(part) / static_cast<double>(all));
-}
 
 std::string PlaceName(const ChainPlace& place) {
   return (place.isSwitch ? "switch " : "") + PlaceText(place.at.column, place.at.row);

@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include "measure/ShareText.h"
+
 namespace marrowfin::testing {
 namespace {
 
@@ -53,6 +55,13 @@ TEST(NumberTextTest, SharesArePercent) {
   EXPECT_EQ(PercentText(1), "100 %");
   EXPECT_EQ(PercentText(0.12345), "12.3 %");
   EXPECT_EQ(PercentText(0.0000123), "0.00123 %");
+}
+
+TEST(NumberTextTest, PartsArePercentOfAllAndOfNothingNone) {
+  EXPECT_EQ(ShareText(1, 8), "12.5 %");
+  EXPECT_EQ(ShareText(0, 8), "0 %");
+  EXPECT_EQ(ShareText(~uint64_t{0}, ~uint64_t{0}), "100 %");
+  EXPECT_EQ(ShareText(0, 0), "–");
 }
 
 TEST(NumberTextTest, PlacesAreColumnAndRow) { EXPECT_EQ(PlaceText(3, 17), "(3, 17)"); }

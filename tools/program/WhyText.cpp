@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "measure/NumberText.h"
+#include "measure/ShareText.h"
 #include "tools/program/WhyAnswer.h"
 
 namespace marrowfin {
@@ -48,11 +49,7 @@ std::string SplitText(const TimeSplit& time) {
 }
 
 void AddShare(const std::string& name, uint64_t cycles, uint64_t all, std::string& text) {
-  Line(name,
-       CountOf(cycles, "cycle") +
-           (all > 0 ? ", " + PercentText(static_cast<double>(cycles) / static_cast<double>(all))
-                    : ""),
-       text);
+  Line(name, CountOf(cycles, "cycle") + (all > 0 ? ", " + ShareText(cycles, all) : ""), text);
 }
 
 void AddPlaces(const std::string& name, const std::vector<ChainPlace>& places, std::string& text) {
