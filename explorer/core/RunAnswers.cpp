@@ -59,7 +59,7 @@ void PutMeasures(const RunMeasures& m, JsonText& head) {
   head.Key("records").Number(m.records);
   head.Key("fires").Number(m.fires);
   head.Key("sends").Number(m.sends);
-  head.Key("switchTransmissions").Number(m.transmissions);
+  head.Key("transmissions").Number(m.transmissions);
   head.Key("outside").Number(m.outside);
   head.Key("firesPerCycle").Real(m.firesPerCycle);
   head.Key("utilisation").Real(m.utilisation);

@@ -194,8 +194,7 @@ void AddDistribution(std::vector<Measure>& all, const DistributionEntry& entry) 
 void AddMessages(Maker make) {
   make.Add("sends", "messages", "messages", LookAt::SENDS,
            [](const RunFacts& facts) { return AsNumber(facts.measures->sends); });
-  make.Add("switchTransmissions", "transmissions", "transmissions of all switches",
-           LookAt::TRANSMISSIONS,
+  make.Add("transmissions", "transmissions", "transmissions of all switches", LookAt::TRANSMISSIONS,
            [](const RunFacts& facts) { return AsNumber(facts.measures->transmissions); });
 }
 

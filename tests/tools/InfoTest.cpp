@@ -60,7 +60,7 @@ TEST_F(InfoTest, JsonTellsTheSameFigures) {
       {"bytes", 212},
       {"fires", 3},
       {"sends", 2},
-      {"switchTransmissions", 2},
+      {"transmissions", 2},
       {"switches", 2},
       {"firstCycle", 5},
       {"lastCycle", 4000000000},

@@ -110,7 +110,7 @@ TEST_F(SynthTest, LocationsReachAllOverTheArray) {
     EXPECT_EQ(24, told["extent"]["rows"]);
     EXPECT_EQ(9, told["switches"]);
     EXPECT_EQ(nlohmann::json({{"clusters", 3}, {"domains", 2}, {"pes", 4}}), told["view"]);
-    for (const char* type : {"fires", "sends", "switchTransmissions"}) {
+    for (const char* type : {"fires", "sends", "transmissions"}) {
       EXPECT_LT(10000, told[type]) << type;
     }
   }

@@ -99,7 +99,7 @@ std::string SummaryAsJson(const std::string& name, const Summary& s, uint64_t st
       {"bytes", s.bytes},
       {"fires", s.fires},
       {"sends", s.sends},
-      {"switchTransmissions", s.switches},
+      {"transmissions", s.switches},
       {"firstCycle", s.firstCycle},
       {"lastCycle", s.lastCycle},
       {"largestCycle", s.maxCycle},

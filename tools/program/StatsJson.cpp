@@ -111,7 +111,7 @@ Json AsJson(const PacketLife& life) {
 Json AsJson(const GroupTraffic& group) {
   return {{"fires", group.fires},
           {"sends", group.sends},
-          {"switchTransmissions", group.transmissions},
+          {"transmissions", group.transmissions},
           {"distance", AsJson(group.distances)},
           {"sendToFire", AsJson(group.sendToFire)},
           {"latency", AsJson(group.latencies)}};
@@ -173,7 +173,7 @@ Json StatsJson(const RunAnswer& answer) {
                {"records", m.records},
                {"fires", m.fires},
                {"sends", m.sends},
-               {"switchTransmissions", m.transmissions},
+               {"transmissions", m.transmissions},
                {"outside", m.outside},
                {"firesPerCycle", m.firesPerCycle},
                {"utilisation", m.utilisation},

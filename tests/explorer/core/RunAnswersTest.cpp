@@ -346,7 +346,7 @@ TEST_F(RunAnswersTest, MeasuresAreThoseOfTheLibrary) {
   const RunMeasures measures = MeasuresOf(Counted(100, 499));
   EXPECT_EQ(head["fires"], measures.fires);
   EXPECT_EQ(head["sends"], measures.sends);
-  EXPECT_EQ(head["switchTransmissions"], measures.transmissions);
+  EXPECT_EQ(head["transmissions"], measures.transmissions);
   EXPECT_EQ(head["firesPerCycle"], measures.firesPerCycle);
   EXPECT_EQ(head["utilisation"], measures.utilisation);
   EXPECT_EQ(head["peakFires"], measures.peakFires);

@@ -90,7 +90,7 @@ export function RangeView({ range }: { readonly range: CycleSpan }) {
     ['Fires a cycle', head && numberIn(head, 'firesPerCycle')],
     ['Most fires in a cycle', head && numberIn(head, 'peakFires')],
     ['Messages', head && numberIn(head, 'sends')],
-    ['Transmissions', head && numberIn(head, 'switchTransmissions')],
+    ['Transmissions', head && numberIn(head, 'transmissions')],
     ['Distance of messages, mean', head && numberIn(head, 'distance', 'mean')],
     ['PEs that never fire', head && numberIn(head, 'elements', 'never')],
   ];
