@@ -8,8 +8,7 @@
 
 namespace marrowfin {
 
-CauseNotes::CauseNotes(NotesOfTrace& notes)
-    : notes(notes), end(notes.File().End() ? notes.File().Records() : ~uint64_t{0}) {
+CauseNotes::CauseNotes(NotesOfTrace& notes) : notes(notes), end(notes.File().Records()) {
   const NoteDeclarations& declarations = notes.Declarations();
   const auto ofType = [&](std::string_view name, NoteType type) {
     const std::optional<uint32_t> number = declarations.Attribute(name);

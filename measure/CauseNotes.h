@@ -52,7 +52,7 @@ class CauseNotes {
   }
 
   NotesOfTrace& notes;
-  uint64_t end;                      // the record at which they break off
+  uint64_t end;                      // the record at which they break off, if they do
   uint64_t first = 0;                // that was read
   std::optional<uint32_t> consumes;  // attributes
   std::optional<uint32_t> produced;

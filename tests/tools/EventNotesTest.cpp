@@ -5,6 +5,7 @@
 
 #include "tests/tools/CommandFixture.h"
 #include "trace/marrowfin_trace.h"
+#include "trace/read/NotesFile.h"
 
 namespace marrowfin {
 namespace {
@@ -253,6 +254,26 @@ TEST_F(EventNotesTest, NotesThatEndEarlyAreBelievedUpToThere) {
   EXPECT_THAT(cut.err, HasSubstr(" on have no notes\n"));
   EXPECT_THAT(Events({"--last", "1"}).out,
               EndsWith("199999  199999       0       -  element 0 0\n"));
+  // Of a run that was stopped between two blocks they are sound, and end early all the same.
+  const Result<std::unique_ptr<NotesFile>> blocks = NotesFile::Open(folder.File("t.trace.notes"));
+  ASSERT_TRUE(blocks && (*blocks)->Blocks().size() > 2);
+  const NotesEntry& third = (*blocks)->Blocks()[2];
+  testing::WriteFile(Notes(), notes.substr(0, third.offset));
+  using Line = std::vector<std::string>;
+  for (const Line& line : {Line{"events", "t.trace", "--limit", "1"},
+                           {"notes", "t.trace", "--places"},
+                           {"info", "t.trace"},
+                           {"state", "t.trace", "--cycle", "9", "--places"},
+                           {"stats", "t.trace"},
+                           {"why", "t.trace"}}) {
+    const CommandResult told = Run(line);
+    EXPECT_EQ(0, told.exitStatus) << line[0];
+    EXPECT_EQ("marrowfin-trace: t.trace.notes: the notes end before the trace; records from " +
+                  std::to_string(third.low) +
+                  " on have no notes\n  Whoever records them was stopped, or goes on.\n",
+              told.err)
+        << line[0];
+  }
   // A block in the middle that is damaged takes its own notes with it.
   std::string damaged = notes;
   damaged[notes.size() / 2] = static_cast<char>(~damaged[notes.size() / 2]);

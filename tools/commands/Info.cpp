@@ -227,12 +227,12 @@ void Print(const std::string& name, const Summary& s, uint64_t steps, const Comp
 }
 
 // What stands beside a plain file; of others nobody can read the first records twice.
-Companion FindCompanion(const std::string& name, const Console& console) {
+Companion FindCompanion(const std::string& name, uint64_t records, const Console& console) {
   if (!IsPlain(name)) {
     return Companion();
   }
   const Result<std::unique_ptr<TraceSource>> trace = TraceSource::Open(name);
-  return trace ? OpenCompanion(**trace, console) : Companion();
+  return trace ? OpenCompanion(**trace, records, console) : Companion();
 }
 
 MaybeFailure Info(const InfoFlags& flags, const Console& console) {
@@ -244,7 +244,7 @@ MaybeFailure Info(const InfoFlags& flags, const Console& console) {
   if (MaybeFailure failure = Summarize(flags.trace, options, console, summary, count)) {
     return failure;
   }
-  const Companion companion = FindCompanion(flags.trace, console);
+  const Companion companion = FindCompanion(flags.trace, summary.records, console);
   const uint64_t steps = counter.Steps(summary);
   if (flags.json) {
     console.out << SummaryAsJson(flags.trace, summary, steps, companion);

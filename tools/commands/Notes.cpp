@@ -163,7 +163,8 @@ MaybeFailure OpenSubject(const NotesFlags& flags, const Console& console, Subjec
   if (subject.trace.index->GetSummary().records == 0) {
     return Failure{EXIT_INPUT, flags.trace + ": there are no records", ""};
   }
-  subject.companion = std::make_unique<Companion>(OpenCompanion(*subject.trace.file, console));
+  subject.companion = std::make_unique<Companion>(
+      OpenCompanion(*subject.trace.file, subject.trace.index->GetSummary().records, console));
   if (subject.companion->Notes() == nullptr) {
     return Failure{EXIT_INPUT, flags.trace + ": there are no notes beside it that could be asked",
                    "Record it with a companion."};

@@ -256,7 +256,8 @@ MaybeFailure State(const StateFlags& flags, const Console& console) {
     return failure;
   }
   const Companion companion =
-      flags.places ? OpenCompanion(*trace.file, console) : OpenAbout(*trace.file, console);
+      flags.places ? OpenCompanion(*trace.file, trace.index->GetSummary().records, console)
+                   : OpenAbout(*trace.file, console);
   const std::optional<ArrayShape> shape =
       KnownShape({flags.shape, companion, trace.index->GetSummary()});
   if (!shape) {

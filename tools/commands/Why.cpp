@@ -95,7 +95,7 @@ MaybeFailure Open(const WhyFlags& flags, const Console& console, Run& run) {
   if (MaybeFailure failure = OpenIndexed(flags.trace, console, run.trace)) {
     return failure;
   }
-  run.companion = OpenCompanion(*run.trace.file, console);
+  run.companion = OpenCompanion(*run.trace.file, run.trace.index->GetSummary().records, console);
   const About* const about = run.companion->GetAbout();
   if (about != nullptr && about->array) {
     run.question.wrapColumns = about->array->wrapColumns;

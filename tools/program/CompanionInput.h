@@ -13,9 +13,9 @@
 
 namespace marrowfin {
 
-// What stands beside a trace. Says on console.err what of it is not believed, or ends early: that
-// is no failure.
-Companion OpenCompanion(const TraceSource& trace, const Console& console);
+// What stands beside a trace of so many records. Says on console.err what of it is not believed, or
+// ends early: that is no failure.
+Companion OpenCompanion(const TraceSource& trace, uint64_t records, const Console& console);
 
 // Says the same of notes that turned out not to be believed when they were joined to the records.
 void ReportRefused(const Fault& refused, const Console& console);

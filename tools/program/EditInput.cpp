@@ -84,8 +84,9 @@ MaybeFailure OpenAnyIndexed(const std::string& name, const Console& console, Ind
 
 void OpenItsCompanion(const Console& console, EditedTrace& edited) {
   const TraceSource& trace = *edited.trace.file;
-  edited.companion = trace.Name() == STANDARD_STREAM ? Companion::Of(trace, nullptr, nullptr)
-                                                     : OpenCompanion(trace, console);
+  edited.companion = trace.Name() == STANDARD_STREAM
+                         ? Companion::Of(trace, nullptr, nullptr)
+                         : OpenCompanion(trace, edited.GetSummary().records, console);
   if (const NotesFile* const notes = edited.companion->Notes()) {
     edited.notes = std::make_unique<JoinedNotes>(edited.trace, *notes);
   }

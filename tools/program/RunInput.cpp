@@ -168,7 +168,7 @@ MaybeFailure OpenRun(const RunFlags& flags, const Console& console, CountedRun& 
 }
 
 MaybeFailure DescribeRun(const RunFlags& flags, const Console& console, CountedRun& run) {
-  run.companion = OpenCompanion(*run.trace.file, console);
+  run.companion = OpenCompanion(*run.trace.file, run.trace.index->GetSummary().records, console);
   return ChooseShape(flags, run);
 }
 
