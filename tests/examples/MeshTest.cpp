@@ -323,13 +323,16 @@ TEST_F(MeshTest, RecordingThatFailsIsToldAndTheResultsAreThere) {
   EXPECT_THAT(run.err, HasSubstr("no/such/trace: cannot open"));
 }
 
-TEST_F(MeshTest, CurveIsDrawnAndABadCallIsRefused) {
+TEST_F(MeshTest, CurveOfTheReadmeIsTheOneThatIsDrawnAndABadCallIsRefused) {
   const std::string script = MESH_NOC_SOURCES "/saturation";
   const CommandResult run = RunCommand({script, MESH_NOC, folder.File("curve.svg")});
   ASSERT_EQ(0, run.exitStatus) << run.err;
   const std::string picture = ReadFile(folder.File("curve.svg"));
   EXPECT_THAT(picture, HasSubstr("mean latency of a packet"));
   EXPECT_THAT(picture, HasSubstr("transpose, adaptive"));
+  EXPECT_THAT(ReadFile(MESH_NOC_SOURCES "/README.md"), HasSubstr("images/mesh-saturation.svg)"));
+  EXPECT_TRUE(picture == ReadFile(MESH_NOC_SOURCES "/../../docs/images/mesh-saturation.svg"))
+      << "draw it again as the README says";
   EXPECT_EQ(2, RunCommand({script, "no-such-program", folder.File("none.svg")}).exitStatus);
 }
 

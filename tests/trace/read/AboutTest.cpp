@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cmath>
 #include <limits>
+#include <regex>
+#include <set>
 
 #include "tests/support/Files.h"
 #include "tests/support/TraceText.h"
@@ -77,6 +79,35 @@ TEST(AboutTest, NamesThatAreNoUtf8AndNumbersThatAreNoneLeaveTheRestReadable) {
   EXPECT_EQ(std::nullopt, read.cycleNs);
   EXPECT_EQ((AboutLinks{"xy", 0, 2, 1}), read.links);
   EXPECT_EQ((AboutSwitches{4, {}, {}}), read.switches);
+}
+
+TEST(AboutTest, ExampleOfTheDocumentIsReadWithEveryKeyOfIt) {
+  const std::string page = ReadFile(MARROWFIN_SOURCE_DIR "/docs/companion-format.md");
+  const std::string start = "```toml\n";
+  const size_t begin = page.find(start) + start.size();
+  const std::string text = page.substr(begin, page.find("```", begin) - begin);
+  About expected;
+  expected.name = "saturation, uniform traffic";
+  expected.command = "mesh_noc --rate 0.3";
+  expected.date = "2026-11-22T01:00:00Z";
+  expected.tool = "mesh_noc 0.1.0";
+  expected.cycleNs = 1.25;
+  expected.printed = 64;
+  expected.fingerprint = 0x9e3779b97f4a7c15;
+  expected.array =
+      AboutArray{ArrayShape(PerAxis{2, 1}, PerAxis{1, 1}, PerAxis{8, 8}), false, false, false};
+  expected.links = AboutLinks{"xy", 16, 1, 1};
+  expected.switches = AboutSwitches{4, 8, 0};
+  expected.threads[0] = {"requests", "virtual channel"};
+  expected.places[{3, 7}] = "memory controller 0";
+  EXPECT_EQ(expected, Parsed(text));
+  // What a writer writes of it, and nothing else, stands there.
+  const auto keys = [](const std::string& toml) {
+    static const std::regex key(R"(([a-z_]+) *=)");
+    return std::multiset<std::string>(std::sregex_token_iterator(toml.begin(), toml.end(), key, 1),
+                                      std::sregex_token_iterator());
+  };
+  EXPECT_EQ(keys(AboutText(expected)), keys(text));
 }
 
 TEST(AboutTest, KeysThatNobodyKnowsArePassedOver) {

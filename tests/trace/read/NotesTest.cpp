@@ -27,15 +27,19 @@ typedef std::vector<uint8_t> Body;
 
 const std::string MAGIC = "MFNOTES1";
 
-std::string Block(uint8_t kind, const Body& body, bool packed = false) {
-  const Body stored = packed ? Pack(body) : body;
-  uint8_t head[NOTES_BLOCK_HEAD] = {kind, static_cast<uint8_t>(packed)};
+// A block with a right checksum, whatever else it says.
+std::string Sealed(uint8_t kind, uint8_t packing, const Body& stored, uint64_t raw) {
+  uint8_t head[NOTES_BLOCK_HEAD] = {kind, packing};
   Store32(head + 4, static_cast<uint32_t>(stored.size()));
-  Store32(head + 8, static_cast<uint32_t>(body.size()));
+  Store32(head + 8, static_cast<uint32_t>(raw));
   uLong sum = crc32(0, head, 12);
   sum = crc32(sum, stored.data(), static_cast<uInt>(stored.size()));
   Store32(head + 12, static_cast<uint32_t>(sum));
   return std::string(head, head + sizeof(head)) + std::string(stored.begin(), stored.end());
+}
+
+std::string Block(uint8_t kind, const Body& body, bool packed = false) {
+  return Sealed(kind, packed ? 1 : 0, packed ? Pack(body) : body, body.size());
 }
 
 // Numbers as they stand in a body; texts as text.
@@ -363,6 +367,37 @@ TEST_F(NotesTest, PackedBlocksAreReadLikeOthers) {
   }
 }
 
+TEST_F(NotesTest, BlocksWhoseBodyIsNotWhatTheySayAreRefused) {
+  const Body body = Writing().Sized(Attribute(0, 1, "packet"));
+  const auto wrong = [&](uint8_t packing, const Body& stored, uint64_t raw) {
+    const std::unique_ptr<NotesFile> notes = Open(MAGIC + Sealed(1, packing, stored, raw));
+    EXPECT_EQ(notes->End() ? 0U : 1U, notes->Declarations().attributes.size());
+    return notes->End().reason;
+  };
+  EXPECT_EQ("", wrong(0, body, body.size()));
+  EXPECT_EQ("", wrong(1, Pack(body), body.size()));
+  EXPECT_THAT(wrong(0, body, body.size() + 1), HasSubstr("another size than it says"));
+  EXPECT_THAT(wrong(1, Pack(body), body.size() + 1), HasSubstr("does not unpack"));
+  EXPECT_THAT(wrong(1, Pack(body), body.size() - 1), HasSubstr("does not unpack"));
+  EXPECT_THAT(wrong(1, body, body.size()), HasSubstr("does not unpack"));
+  EXPECT_THAT(wrong(2, body, body.size()), HasSubstr("packed in an unknown way"));
+  EXPECT_THAT(wrong(1, Pack(body), (16 << 20) + 1), HasSubstr("larger than any may be"));
+  EXPECT_THAT(wrong(0, Body((16 << 20) + 1), (16 << 20) + 1), HasSubstr("larger than any may be"));
+  EXPECT_THAT(wrong(1, Pack(body), 16 << 20), HasSubstr("does not unpack"));
+}
+
+TEST_F(NotesTest, NumbersThatAreNoneAreRefused) {
+  const auto why = [this](const Body& number) {
+    return Open(MAGIC + Block(2, Writing().Raw(number).N(1).Raw(NO_PRINT).N(0)))->End().reason;
+  };
+  Body tooLarge(9, 0x80);
+  tooLarge.push_back(2);          // 2^64
+  EXPECT_EQ("", why({0x80, 0}));  // longer than need be is a number all the same
+  EXPECT_THAT(why(tooLarge), HasSubstr("which records"));
+  EXPECT_THAT(why(Body(11, 0x80)), HasSubstr("which records"));
+  EXPECT_THAT(Open(MAGIC + Block(2, {0x80}))->End().reason, HasSubstr("which records"));
+}
+
 TEST_F(NotesTest, UnknownKindsOfBlocksAndDeclarationsArePassedOver) {
   const std::unique_ptr<NotesFile> notes =
       Open(MAGIC + Block(77, {1, 2, 3}) +
@@ -394,6 +429,12 @@ TEST_F(NotesTest, DeclarationsThatContradictThemselvesAreRefused) {
               HasSubstr("not declared as"));
   EXPECT_THAT(WrongDeclarations(Writing().Sized(Attribute(0, 6, "a"))),
               HasSubstr("not declared as"));
+  Writing many;
+  for (uint64_t number = 0; number < 32; ++number) {
+    many.Sized(Attribute(number, 1, "a" + std::to_string(number)));
+  }
+  EXPECT_EQ("", WrongDeclarations(many));
+  EXPECT_THAT(WrongDeclarations(many.Sized(Attribute(32, 1, "b"))), HasSubstr("not declared as"));
   EXPECT_THAT(WrongDeclarations(Writing().Sized(Attribute(0, 1, "\xff"))),
               HasSubstr("not declared as"));
   EXPECT_THAT(WrongDeclarations(Writing().Sized(Attribute(0, 1, "\xed\xa0\x80"))),
