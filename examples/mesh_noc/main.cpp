@@ -11,6 +11,11 @@
 
 namespace marrowfin::mesh {
 
+// Zeros at the front make no number octal.
+static std::string Decimal(const std::string& text) {
+  return text.substr(std::min(text.find_first_not_of('0'), text.size() - (text.empty() ? 0 : 1)));
+}
+
 static void Declare(CLI::App& app, Options& o) {
   app.option_defaults()->always_capture_default();
   app.set_version_flag("--version", "mesh_noc " MARROWFIN_VERSION);
@@ -23,26 +28,24 @@ static void Declare(CLI::App& app, Options& o) {
   app.add_option("--traffic", o.traffic, "Where packets go")
       ->check(CLI::IsMember({"uniform", "transpose", "hotspot", "neighbour"}));
   app.add_option("--slow-link", o.slowLink, "Cycles of one link a flit")->check(CLI::Range(1, 99));
-  app.add_option("--rate", o.rate, "Packets that each node makes a cycle")
-      ->check(CLI::Range(0.0, 1.0));
+  app.add_option("--rate", o.rate, "Packets of a node a cycle")->check(CLI::Range(0.0, 1.0));
   app.add_option("--cycles", o.cycles, "Cycles in which packets are made; then the mesh runs empty")
       ->check(CLI::Range(1, 1'000'000'000));
   app.add_option("--seed", o.seed, "Another one makes other packets");
-  app.add_option("--trace", o.trace, "Record a trace, with a companion beside it");
   app.add_option("--notes", o.notes, "What it tells of events: packets are packet, kind, created")
       ->check(CLI::IsMember({"all", "packets", "none"}));
-  app.add_option("--keep-last", o.keepLast, "Record so many cycles, the last ones; 0 for all")
-      ->check(CLI::Range(0, 1'000'000));
-  app.footer(
-      "Example: mesh_noc --traffic hotspot --rate 0.02 --trace hot.trace\n"
-      "         marrowfin -c 1 -d 1 -p 8 -f hot.trace");
+  app.add_option("--keep-last", o.keepLast, "Only so many cycles")->check(CLI::Range(0, 1'000'000));
+  for (CLI::Option* option : app.get_options()) {
+    option->transform(Decimal);
+  }
+  app.add_option("--trace", o.trace, "Record a trace, with a companion beside it");
+  app.footer("Example: mesh_noc --traffic hotspot --rate 0.02 --trace hot.trace");
 }
 
 // A name and a number a line.
 static void Print(const Options& options, const Results& r) {
   const double packets = static_cast<double>(std::max<uint64_t>(r.packets, 1));
-  const double nodeCycles =
-      static_cast<double>(options.size) * options.size * static_cast<double>(r.cycles);
+  const double nodeCycles = 1.0 * options.size * options.size * static_cast<double>(r.cycles);
   std::cout << "packets " << r.packets << "\nflits " << r.flits << "\nhops " << r.hops
             << "\ncycles " << r.cycles << "\nlatencySum " << r.latencySum << "\nlatencyMax "
             << r.latencyMax << "\nhopsMean " << static_cast<double>(r.hops) / packets

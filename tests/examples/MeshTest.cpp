@@ -316,6 +316,20 @@ TEST_F(MeshTest, WrongCommandLinesAreRefused) {
   EXPECT_THAT(RunMesh({"--version"}).out, HasSubstr("mesh_noc " MARROWFIN_VERSION));
 }
 
+TEST_F(MeshTest, NumbersAreDecimalWhateverTheyBeginWith) {
+  const Words words = {"--size", "10", "--cycles", "50", "--seed", "11", "--rate", "0.05"};
+  const Words zeros = {"--size", "0010", "--cycles=050", "--seed", "011", "--rate", "00.05"};
+  EXPECT_EQ(ResultsOf(words), ResultsOf(zeros));
+  EXPECT_EQ(2, RunMesh({"--size", "0x10"}).exitStatus);
+  EXPECT_EQ(2, RunMesh({"--size", ""}).exitStatus);
+  EXPECT_EQ(ResultsOf({"--cycles", "1", "--rate", "0"}),
+            ResultsOf({"--cycles", "01", "--rate", "00"}));
+  const std::string zero = folder.File("007");
+  EXPECT_EQ(0, RunCommand({MESH_NOC, "--cycles", "9", "--trace", "007"}, {"", folder.Path(), {}})
+                   .exitStatus);
+  EXPECT_TRUE(std::filesystem::exists(zero)) << "a name is no number";
+}
+
 TEST_F(MeshTest, RecordingThatFailsIsToldAndTheResultsAreThere) {
   const CommandResult run = RunMesh({"--cycles", "50", "--trace", folder.File("no/such/trace")});
   EXPECT_EQ(1, run.exitStatus);
