@@ -166,6 +166,7 @@ TEST(CountRunTest, AFilterCountsWhatItLetsThroughWithAndWithoutAnIndex) {
     EventFilter& filter = question.filter;
     filter.firstRecord = filter.firstStep = filter.skipTo = 0;
     filter.lastRecord = filter.lastStep = ~uint64_t{0};
+    filter.without.clear();
     const Result<RunCounts> read = CountRun(*opened.trace, nullptr, question);
     ASSERT_TRUE(read) << read.Why().Text();
     ExpectCounts(*read, Chosen(events, filter));
