@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
 #include <filesystem>
 #include <random>
 
@@ -23,6 +24,7 @@ class EditKilledTest : public CommandFixture {
   // Starts the program with its output thrown away.
   pid_t Start(const Line& words) const {
     const Line all = Words(words);
+    fflush(nullptr);  // or the child writes it once more
     const pid_t child = fork();
     if (child == 0) {
       testing::TakeSignalsAgain();

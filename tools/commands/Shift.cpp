@@ -16,7 +16,6 @@
 #include "tools/program/ProgressLine.h"
 #include "tools/program/Report.h"
 #include "tools/program/Subcommands.h"
-#include "trace/read/FittingShapes.h"
 
 namespace marrowfin {
 namespace {
@@ -203,7 +202,7 @@ EditAccount AccountOf(Shifting& shifting) {
   shifting.summarizer.Finish();
   const Shift& shift = shifting.shift;
   if (!shift.MovesPlaces()) {
-    account.shape = SuggestShape(shifting.summarizer.Get());
+    account.shape = shifting.trace.View(shifting.summarizer.Get());
   } else if (shift.places.empty() && shift.columns == 0 && shift.rows == 0) {
     account.shape = shift.shape;
   }

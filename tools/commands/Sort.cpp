@@ -12,7 +12,6 @@
 #include "tools/program/ProgressLine.h"
 #include "tools/program/Subcommands.h"
 #include "trace/edit/SortTrace.h"
-#include "trace/read/FittingShapes.h"
 
 namespace marrowfin {
 namespace {
@@ -88,7 +87,7 @@ EditAccount AccountOf(Sorting& sorting) {
   }
   account.companion = sorting.output->HasCompanion();
   sorting.summarizer.Finish();
-  account.shape = SuggestShape(sorting.summarizer.Get());
+  account.shape = sorting.trace.View(sorting.summarizer.Get());
   return account;
 }
 

@@ -92,6 +92,7 @@ class Splitting {
 
   MaybeFailure SplitBySize() {
     CutQuestion question = Question();
+    question.tellsNext = true;
     question.mostRecords = flags.records.value_or(question.mostRecords);
     question.mostBytes = flags.size.value_or(question.mostBytes);
     for (std::optional<uint64_t> next = 0; next;) {

@@ -7,6 +7,7 @@
 #include "tools/program/CompanionInput.h"
 #include "tools/program/Output.h"
 #include "trace/read/AboutFile.h"
+#include "trace/read/FittingShapes.h"
 
 namespace marrowfin {
 namespace {
@@ -81,6 +82,12 @@ Fault FedTrace::Begin(Summarizer& summarizer) {
   }
   feed = std::make_unique<SummarizedFeed>(std::move(plain), summarizer);
   return {};
+}
+
+std::optional<ArrayShape> FedTrace::View(const Summary& summary) const {
+  const std::optional<ArrayShape> told =
+      edited != nullptr ? ToldView(*edited->companion, summary) : std::nullopt;
+  return told ? told : SuggestShape(summary);
 }
 
 Fault FedTrace::Rebuild(const Console& console) {

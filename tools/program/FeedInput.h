@@ -2,10 +2,12 @@
 #define TOOLS_PROGRAM_FEEDINPUT_H
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "tools/program/EditInput.h"
 #include "trace/base/About.h"
+#include "trace/base/ArrayShape.h"
 #include "trace/edit/RecordFeed.h"
 #include "trace/read/NotesFile.h"
 #include "trace/read/Summary.h"
@@ -26,6 +28,9 @@ class FedTrace {
   const NotesFile* Notes() const { return edited ? edited->companion->Notes() : nullptr; }
   const About* GetAbout() const { return edited ? edited->companion->GetAbout() : nullptr; }
   bool HasCompanion() const { return Notes() != nullptr || GetAbout() != nullptr; }
+
+  // What a viewer shows it as: what the run told, else the smallest array that holds it.
+  std::optional<ArrayShape> View(const Summary& summary) const;
 
   // Builds its index anew, as AskIndexed does.
   [[nodiscard]] Fault Rebuild(const Console& console);

@@ -51,7 +51,7 @@ class Cutter {
   Fault CutFrom(Cursor& cursor) {
     cursor.Seek(question.last ? FirstOfLast(cursor) : question.from);
     Selection found;
-    while (!account.next && cursor.Next(found)) {
+    while (!account.next && !IsSated() && cursor.Next(found)) {
       if (Fault fault = Add(found)) {
         return fault;
       }
@@ -72,6 +72,8 @@ class Cutter {
     }
     return record;
   }
+
+  bool IsSated() const { return !question.tellsNext && account.records >= question.mostRecords; }
 
   // Whether there is room for one more.
   bool Fits(uint32_t type) const {
@@ -102,6 +104,7 @@ class Cutter {
       }
       made.Add(tag.type, columns.cycle[row], tag.thread, columns.at[row], columns.to[row]);
       ++account.records;
+      behind = found.Record(i) + 1;
       account.lastCycle = columns.cycle[row];
       if (notes != nullptr) {
         if (Fault fault = Note(found.Record(i), i)) {
@@ -178,7 +181,7 @@ class Cutter {
       return range.Why();
     }
     const uint64_t begin = std::max(range->begin, question.last ? first : question.from);
-    const uint64_t end = account.next ? *account.next : range->end;
+    const uint64_t end = account.next ? *account.next : IsSated() ? behind : range->end;
     NumberRange sampled = cycles;
     if (begin > 0) {
       const Result<uint64_t> cycle = CycleOf(begin);
@@ -241,7 +244,8 @@ class Cutter {
   RecordNumbers numbers;
   bool namesRecords = false;  // whether any notes do
   std::vector<const NoteValues*> values;
-  uint64_t first = 0;
+  uint64_t first = 0;   // that was taken
+  uint64_t behind = 0;  // the last one that was
   CutAccount account;
   Fault fault;
 };

@@ -26,6 +26,10 @@ struct CutQuestion {
   uint64_t mostBytes = ~uint64_t{0};
   bool last = false;
 
+  // Whether it is to be told where those begin that had no room, which may take going on to the end
+  // of the trace.
+  bool tellsNext = false;
+
   // Whether a copy of the first record goes in front: a viewer uses up the first record of a trace
   // without showing it.
   bool leadIn = false;
@@ -36,7 +40,7 @@ struct CutAccount {
   uint64_t records = 0;  // without the one in front
   uint64_t firstCycle = 0;
   uint64_t lastCycle = 0;
-  std::optional<uint64_t> next;  // the first record that matched and had no room any more
+  std::optional<uint64_t> next;  // the first record that matched and had no room, if asked for
   Fault leftOut = {};            // of samples that are damaged: the last of them
 };
 

@@ -63,6 +63,7 @@ TEST(CutTraceTest, TheFirstAndTheLastRecordsAreThoseOfTheFilter) {
   question.filter.events.sends = false;
   std::vector<uint64_t> records = Expected(trace.noted, question.filter.events, {});
   question.mostRecords = 77;
+  question.tellsNext = true;
   CutAccount account;
   const Contents head = Cut(opened, question, &account);
   EXPECT_TRUE(head.events == Whole(opened).Picked({records.begin(), records.begin() + 77}).events);
@@ -75,6 +76,25 @@ TEST(CutTraceTest, TheFirstAndTheLastRecordsAreThoseOfTheFilter) {
   EXPECT_TRUE(Cut(opened, question).events.empty());
 }
 
+TEST(CutTraceTest, TheFirstRecordsTakeTheSamplesBeforeTheRecordBehindThem) {
+  std::mt19937 random(7);
+  const RandomNoted trace(random, 3000, false);
+  const OpenedNotes opened = trace.Open();
+  const Contents whole = Whole(opened);
+  CutQuestion question;
+  question.mostRecords = 1500;
+  const Contents head = Cut(opened, question);
+  ASSERT_EQ(head.events.size(), 1500U);
+  std::vector<CounterSample> expected;
+  for (const CounterSample& sample : whole.samples) {
+    if (sample.cycle < whole.events[1500].cycle) {
+      expected.push_back(sample);
+    }
+  }
+  EXPECT_FALSE(expected.empty());
+  EXPECT_TRUE(head.samples == expected);
+}
+
 TEST(CutTraceTest, PiecesOfSomeBytesHoldAllOfIt) {
   std::mt19937 random(3);
   const RandomNoted trace(random, 3000, false);
@@ -82,6 +102,7 @@ TEST(CutTraceTest, PiecesOfSomeBytesHoldAllOfIt) {
   Contents all;
   CutQuestion question;
   question.mostBytes = 5000;
+  question.tellsNext = true;
   for (std::optional<uint64_t> next = 0; next;) {
     question.from = *next;
     CutAccount account;
