@@ -30,16 +30,17 @@ std::map<uint64_t, uint64_t> MergedNotes::PlaceNames(const NoteAttribute& attrib
                                                      uint32_t number) {
   std::map<uint64_t, std::string>& names = all.attributes[number].names;
   std::map<uint64_t, uint64_t> values;
-  for (const auto& [value, name] : attribute.names) {
+  for (const auto& named : attribute.names) {
+    const uint64_t value = named.first;
     const auto same = std::find_if(names.begin(), names.end(),
-                                   [&](const auto& named) { return named.second == name; });
+                                   [&](const auto& taken) { return taken.second == named.second; });
     if (same != names.end()) {
       values[value] = same->first;
       continue;
     }
     const uint64_t free =
         names.empty() || !names.contains(value) ? value : names.rbegin()->first + 1;
-    names[free] = name;
+    names[free] = named.second;
     values[value] = free;
   }
   return values;
