@@ -20,6 +20,8 @@ export type LegendLine =
   | { readonly wedge: number; readonly text: string }
   | { readonly note: string };
 
+const UNTOUCHED: Rgb = [204, 204, 204]; // as the viewer has it
+
 const percent = (share: number): string => `${thousands(Math.round(100 * share))} %`;
 
 function threadLines(explorer: Explorer, palette: Palette): LegendLine[] {
@@ -29,6 +31,7 @@ function threadLines(explorer: Explorer, palette: Palette): LegendLine[] {
   const colours = threadColours(settings.theme.peek(), viewer);
   const counts = countThreads(playback.picture.peek()?.elements ?? new Uint8Array());
   const shown = Array.from({ length: THREADS }, (_, i) => i).filter((i) => threads.some((one) => one % THREADS === i));
+  const untouched = { text: 'no fire yet', number: counted(counts[THREADS] ?? 0, 'PE') };
   const first = palette.threads[0] ?? palette.ink;
   const ages: LegendLine = { ages: ELEMENT_FILLS.map((fill) => mix(first, palette.paper, fill)), edge: first, text: '0–4+ steps' };
   return [
@@ -42,7 +45,7 @@ function threadLines(explorer: Explorer, palette: Palette): LegendLine[] {
     })),
     { title: 'Age' },
     viewer ? { note: 'as the viewer fades it' } : ages,
-    { dot: palette.idle, text: 'no fire yet', number: counted(counts[THREADS] ?? 0, 'PE') },
+    viewer ? { swatch: UNTOUCHED, ...untouched } : { dot: palette.idle, ...untouched },
   ];
 }
 
@@ -86,7 +89,8 @@ function linkLines(explorer: Explorer, palette: Palette): LegendLine[] {
   return [
     title,
     { scale: palette.sequential, low: '0 %', middle, high: percent(head.end) },
-    { note: 'Each direction keeps right; wider is fuller.' },
+    { note: 'Each direction keeps right.' },
+    { note: 'Wider is fuller.' },
     { title: 'Fullest' },
     ...head.fullest.map(({ node, heading, load }) => ({
       swatch: stopOf(palette.sequential, share(load)),

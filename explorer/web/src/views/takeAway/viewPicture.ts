@@ -1,5 +1,6 @@
 import type { Box, Layout } from '../../base/floorplan/layout';
 import { paintWedges, type Brush } from '../../gl/brush';
+import { ARC_OUT } from '../../gl/linkShapes';
 import { WedgeList } from '../../gl/wedges';
 import type { Explorer } from '../../model/explorer';
 import { css, PALETTES } from '../../theme/palettes';
@@ -19,11 +20,13 @@ const HEAD = 44;
 const AROUND = { left: 44, right: 20, above: 20, below: 34 } as const; // of the array: numbers and arcs
 
 /** What of the canvas is shown: the array and what stands around it, as far as it is seen. */
-export function shownBox({ box, look }: Layout, unit: number): Box {
-  const left = Math.max(0, Math.floor(box.x - AROUND.left * unit));
-  const top = Math.max(0, Math.floor(box.y - AROUND.above * unit));
-  const right = Math.min(look.width, Math.ceil(box.x + box.width + AROUND.right * unit));
-  const bottom = Math.min(look.height, Math.ceil(box.y + box.height + AROUND.below * unit));
+export function shownBox({ box, look }: Layout, unit: number, links: FloorplanInput['links']): Box {
+  const arcs = (links?.place.pitch ?? 0) * (ARC_OUT + 0.1);
+  const [beside, above] = [links?.loads.wrapColumns ? arcs : 0, links?.loads.wrapRows ? arcs : 0];
+  const left = Math.max(0, Math.floor(box.x - AROUND.left * unit - beside));
+  const top = Math.max(0, Math.floor(box.y - AROUND.above * unit - above));
+  const right = Math.min(look.width, Math.ceil(box.x + box.width + AROUND.right * unit + beside));
+  const bottom = Math.min(look.height, Math.ceil(box.y + box.height + AROUND.below * unit + above));
   return { x: left, y: top, width: Math.max(1, right - left), height: Math.max(1, bottom - top) };
 }
 
@@ -45,7 +48,7 @@ interface Plan {
 function planOf(explorer: Explorer, input: FloorplanInput): Plan {
   const { layout } = input.cells;
   const unit = (input.overlay.rem / 16) * layout.look.ratio;
-  const plan = shownBox(layout, unit);
+  const plan = shownBox(layout, unit, input.links);
   const lines = legendOf(explorer, layout);
   const height = Math.max(plan.height, legendHeight(lines) * unit) + (HEAD + EDGE) * unit;
   return { unit, plan, lines, width: plan.width + (LEGEND_WIDTH + 3 * EDGE) * unit, height };
