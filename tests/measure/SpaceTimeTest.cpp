@@ -136,7 +136,7 @@ TEST(CountSpaceTimeTest, AFilterCountsWhatItLetsThrough) {
   const std::vector<Event> events = RandomEvents(random, Options(4000));
   const Opened opened(Encode(events));
   int some = 0;
-  for (int round = 0; round < 60; ++round) {
+  for (int round = 0; round < 120; ++round) {
     SpaceTimeQuestion question;
     question.shape = {2, 2, 2};
     question.filter = RandomFilter(random, events, 8);

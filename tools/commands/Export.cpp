@@ -243,7 +243,7 @@ MaybeFailure RunExport(const ExportFlags& flags, const Console& console) {
     return failure;
   }
   const Summary summary = trace.index->GetSummary();
-  const Companion companion = OpenCompanion(*trace.file, console);
+  const Companion companion = OpenCompanion(*trace.file, summary.records, console);
   const NotesFile* const notes = companion.Notes();
   const EventNaming naming = {summary, KnownShape({flags.shape, companion, summary}),
                               companion.GetAbout(),
