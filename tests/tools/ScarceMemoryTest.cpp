@@ -92,6 +92,12 @@ TEST_F(ScarceMemoryTest, ExportsEndCleanly) {
   }
 }
 
+TEST_F(ScarceMemoryTest, QueriesEndCleanly) {
+  LongTrace(110000);
+  ExpectCleanEnds({"query", "long.trace", "select col, count(*) from fires group by 1"});
+  ExpectCleanEnds({"query", "long.trace", "select * from sends limit 5", "--json", "-o", "made"});
+}
+
 TEST_F(ScarceMemoryTest, StatsEndCleanly) {
   LongTrace(110000);
   ExpectCleanEnds({"stats", "long.trace", "--json"});

@@ -33,6 +33,7 @@ class SubcommandsTest : public CommandFixture {
             {"index", trace},
             {"events", trace},
             {"events", trace, "--count"},
+            {"query", trace, "select * from fires"},
             {"why", trace},
             {"state", trace, "--step", "0"},
             {"state", trace, "--cycle", "0"},
@@ -151,7 +152,7 @@ TEST_F(SubcommandsTest, AnEmptyFileIsATraceWithoutRecords) {
   for (const Line& line : ReadersOf("t.trace")) {
     const CommandResult result = Run(line);
     EXPECT_EQ(0, result.exitStatus) << result.err;
-    EXPECT_EQ(line[0] != "events", result.out.starts_with("t.trace"));
+    EXPECT_EQ(line[0] != "events" && line[0] != "query", result.out.starts_with("t.trace"));
     EXPECT_EQ("", result.err);
   }
   EXPECT_EQ(0, RunForJson({"index", "t.trace"})["records"]);
@@ -422,14 +423,27 @@ class ExamplesTest : public SubcommandsTest {
 };
 
 TEST_F(ExamplesTest, EveryExampleOfTheHelpRunsAsItStands) {
-  for (const Line& line :
-       std::vector<Line>{{"--help"},           {"info", "--help"},   {"check", "--help"},
-                         {"index", "--help"},  {"state", "--help"},  {"events", "--help"},
-                         {"why", "--help"},    {"expect", "--help"}, {"completion", "--help"},
-                         {"diff", "--help"},   {"cut", "--help"},    {"head", "--help"},
-                         {"tail", "--help"},   {"split", "--help"},  {"shift", "--help"},
-                         {"sort", "--help"},   {"merge", "--help"},  {"plot", "diff", "--help"},
-                         {"import", "--help"}, {"synth", "--help"}}) {
+  for (const Line& line : std::vector<Line>{{"--help"},
+                                            {"info", "--help"},
+                                            {"check", "--help"},
+                                            {"index", "--help"},
+                                            {"state", "--help"},
+                                            {"events", "--help"},
+                                            {"query", "--help"},
+                                            {"why", "--help"},
+                                            {"expect", "--help"},
+                                            {"completion", "--help"},
+                                            {"diff", "--help"},
+                                            {"cut", "--help"},
+                                            {"head", "--help"},
+                                            {"tail", "--help"},
+                                            {"split", "--help"},
+                                            {"shift", "--help"},
+                                            {"sort", "--help"},
+                                            {"merge", "--help"},
+                                            {"plot", "diff", "--help"},
+                                            {"import", "--help"},
+                                            {"synth", "--help"}}) {
     const Line examples = ExamplesIn(Run(line).out, "\nExamples:\n");
     EXPECT_LE(2U, examples.size()) << line[0];
     for (const std::string& example : examples) {

@@ -3,58 +3,15 @@
 #include <utility>
 
 #include "measure/AlignRuns.h"
-#include "tools/program/Interruption.h"
-#include "tools/program/ProgressLine.h"
-#include "trace/index/IndexStore.h"
+#include "tools/program/UnpackedInput.h"
 #include "trace/read/FittingShapes.h"
-#include "trace/read/UnpackedTrace.h"
 
 namespace marrowfin {
 namespace {
 
-// Does something with a line of progress about bytes.
-template <class Do>
-auto WatchBytes(const std::string& task, const Console& console, Do work) {
-  const Interruption interruption;
-  ProgressLine line(console.terminal, task, "MB", 1e6);
-  return work([&](const Progress& now) {
-    line.Update(now.done, now.all);
-    return !interruption.Asked();
-  });
-}
-
-MaybeFailure OpenOne(const std::string& name, const Console& console, CountedRun& run,
-                     bool& packed) {
-  Result<UnpackedTrace> opened =
-      WatchBytes("unpacking " + name, console,
-                 [&](const ProgressCallback& progress) { return OpenUnpacked(name, progress); });
-  if (!opened) {
-    return IndexingFailureOf(opened.Why(), name);
-  }
-  run.trace.file = std::move(opened->trace);
-  packed = opened->packed;
-  return std::nullopt;
-}
-
-// An unpacked trace is another one each time: its index is of no use to anyone later.
-MaybeFailure IndexUnpacked(const Console& console, IndexedTrace& trace) {
-  const std::unique_ptr<IndexStore> store = IndexInMemory();
-  Result<std::unique_ptr<Index>> index = WatchBytes(
-      "indexing " + trace.file->Name(), console,
-      [&](const ProgressCallback& progress) { return Index::Open(*trace.file, *store, progress); });
-  if (!index) {
-    return IndexingFailureOf(index.Why(), trace.file->Name());
-  }
-  trace.index = std::move(index).Take();
-  return std::nullopt;
-}
-
 MaybeFailure IndexOne(const std::string& name, bool packed, const Console& console,
                       CountedRun& run) {
-  if (run.trace.index) {
-    return std::nullopt;
-  }
-  return packed ? IndexUnpacked(console, run.trace) : OpenIndexed(name, console, run.trace);
+  return run.trace.index ? std::nullopt : IndexUnpacked(name, packed, console, run.trace);
 }
 
 // Whether the array of a run is only known from its events.
@@ -88,10 +45,11 @@ RunFlags DiffFlags::OfOther() const {
 }
 
 MaybeFailure OpenDiffed(const DiffFlags& flags, const Console& console, DiffedRuns& runs) {
-  if (MaybeFailure failure = OpenOne(flags.run.trace, console, runs.a, runs.packedA)) {
+  if (MaybeFailure failure =
+          OpenUnpackedTrace(flags.run.trace, console, runs.a.trace, runs.packedA)) {
     return failure;
   }
-  return OpenOne(flags.other, console, runs.b, runs.packedB);
+  return OpenUnpackedTrace(flags.other, console, runs.b.trace, runs.packedB);
 }
 
 MaybeFailure DescribeDiffed(const DiffFlags& flags, const Console& console, DiffedRuns& runs) {
