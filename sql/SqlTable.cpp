@@ -313,10 +313,11 @@ Fault TakeTrace(const OpenTable& table, sqlite3_value* value, OpenCursor& cursor
   const auto* const text = reinterpret_cast<const char*>(sqlite3_value_text(value));
   cursor.traceName = text == nullptr ? "" : text;
   Result<std::shared_ptr<const SqlTrace>> trace = table.entry.open(cursor.traceName);
-  if (trace) {
-    cursor.trace = std::move(trace).Take();
+  if (!trace) {
+    return trace.Why();
   }
-  return trace.Why();
+  cursor.trace = std::move(trace).Take();
+  return {};
 }
 
 Fault NoTrace(const OpenTable& table) {

@@ -102,10 +102,11 @@ class StateRows : public NumberedRows {
     const StateReader reader(trace.file, trace.index, *trace.shape);
     Result<ArrayState> found =
         byStep ? reader.AtStep(step, skipTo, Told()) : reader.AtCycle(cycle, Told());
-    if (found) {
-      state = std::move(found).Take();
+    if (!found) {
+      return found.Why();
     }
-    return found.Why();
+    state = std::move(found).Take();
+    return {};
   }
 
   Fault FindTouches(const SqlTrace& trace) {
