@@ -98,15 +98,24 @@ export async function serve(...args) {
     });
     server.on('exit', (code) => reject(new Error(`the server ended with ${code}`)));
   });
-  return { link, end: () => server.kill('SIGTERM') };
+  return { link, pid: server.pid, end: () => server.kill('SIGTERM') };
 }
 
 let browser;
 
+// What draws is Mesa's llvmpipe on any machine, so that pictures and times are of the same driver.
+const DRIVER = ['--use-gl=angle', '--use-angle=gl-egl', '--ignore-gpu-blocklist'];
+const SOFTWARE = { LIBGL_ALWAYS_SOFTWARE: '1', GALLIUM_DRIVER: 'llvmpipe', EGL_PLATFORM: 'surfaceless' };
+
 /** One browser for all tests of a file. */
 export async function launch() {
   const program = execFileSync('/bin/sh', ['-c', 'command -v chromium'], { encoding: 'utf8' }).trim();
-  browser = await chromium.launch({ executablePath: program, chromiumSandbox: process.getuid() !== 0 });
+  browser = await chromium.launch({
+    executablePath: program,
+    chromiumSandbox: process.getuid() !== 0,
+    args: DRIVER,
+    env: { ...process.env, ...SOFTWARE },
+  });
 }
 
 export async function leave(...servers) {
@@ -120,9 +129,10 @@ const isOfTheDriver = (text) => text.includes('GL Driver Message');
 
 /**
  * Opens the page and waits until it rests. `hash` is the view, `text` the size of text in per cent,
- * `theme` light or dark, `touch` whether there are fingers.
+ * `theme` light or dark, `touch` whether there are fingers. Where
+ * `rests` is false, it waits for the first picture alone.
  */
-export async function open(link, { hash = '', width = 1600, height = 1000, theme = 'light', text = 100, ratio = 1, touch = false } = {}) {
+export async function open(link, { hash = '', width = 1600, height = 1000, theme = 'light', text = 100, ratio = 1, touch = false, rests = true } = {}) {
   const context = await browser.newContext({
     viewport: { width, height },
     deviceScaleFactor: ratio,
@@ -151,9 +161,18 @@ export async function open(link, { hash = '', width = 1600, height = 1000, theme
       });
     }, text);
   }
+  await page.addInitScript(() => {
+    const look = () => {
+      window.firstPicture = window.explorer?.state.draws > 0 ? performance.now() : undefined;
+      return window.firstPicture ?? requestAnimationFrame(look);
+    };
+    look();
+  });
   await page.goto(`${link}#${hash}`);
-  await page.waitForFunction(() => window.explorer?.state.records > 0);
-  await rest(page);
+  await page.waitForFunction(() => window.explorer?.state.records > 0 && window.firstPicture > 0);
+  if (rests) {
+    await rest(page);
+  }
   return page;
 }
 
