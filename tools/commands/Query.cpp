@@ -170,7 +170,8 @@ MaybeFailure OpenForSql(const QueryFlags& flags, const Console& console, OpenedT
   if (MaybeFailure failure = IndexUnpacked(flags.trace, packed, console, opened.trace)) {
     return failure;
   }
-  opened.companion = OpenCompanion(*opened.trace.file, console);
+  opened.companion =
+      OpenCompanion(*opened.trace.file, opened.trace.index->GetSummary().records, console);
   return std::nullopt;
 }
 
