@@ -402,6 +402,10 @@ class ExamplesTest : public SubcommandsTest {
     EXPECT_EQ(0, Shell("zstd -q old.trace").exitStatus);
     testing::WriteFile(folder.File("capture.json"),
                        R"([{"proc":"BRISC","sx":1,"sy":2,"timestamp":10,"type":"WRITE_FLUSH"}])");
+    fs::copy_file(MARROWFIN_SOURCE_DIR "/fuzz/corpus/import_netrace/packed",
+                  folder.File("run.tra.bz2"));
+    testing::WriteFile(folder.File("log.csv"), "time,x,y\n5,1,2\n");
+    testing::WriteFile(folder.File("hops.txt"), "12 | 5 -> 6 | 7\n");
     RecordNotes("noted.trace");
     testing::WriteFile(folder.File("rules.toml"),
                        "[[rule]]\nname = \"no message goes far\"\nmeasure = \"distance.max\"\n"
@@ -443,6 +447,7 @@ TEST_F(ExamplesTest, EveryExampleOfTheHelpRunsAsItStands) {
                                             {"merge", "--help"},
                                             {"plot", "diff", "--help"},
                                             {"import", "--help"},
+                                            {"export", "--help"},
                                             {"synth", "--help"}}) {
     const Line examples = ExamplesIn(Run(line).out, "\nExamples:\n");
     EXPECT_LE(2U, examples.size()) << line[0];

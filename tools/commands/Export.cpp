@@ -33,7 +33,7 @@ constexpr char footer[] =
     "Examples:\n"
     "  marrowfin-trace export run.trace -o run.pftrace\n"
     "  marrowfin-trace export run.trace --cycles 100..900 -o part.sqlite\n"
-    "  marrowfin-trace export run.trace --types send -o - --format csv | gzip > sends.csv.gz\n"
+    "  marrowfin-trace export run.trace --types send -o messages.csv\n"
     "  marrowfin-trace export run.trace -o run.h5 --force --json\n"
     "\n"
     "The ending of OUTPUT tells the format unless --format does: .csv, .jsonl, .json (Chrome "

@@ -1,6 +1,8 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <map>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <span>
 #include <string>
@@ -10,8 +12,10 @@
 #include "convert/import/CaptureAbout.h"
 #include "convert/import/CaptureNotes.h"
 #include "convert/import/Conversion.h"
+#include "convert/import/EventStream.h"
 #include "convert/import/Format.h"
 #include "convert/import/Report.h"
+#include "tools/commands/ImportStream.h"
 #include "tools/program/CompanionOutput.h"
 #include "tools/program/Flags.h"
 #include "tools/program/Output.h"
@@ -32,9 +36,14 @@ constexpr char footer[] =
     "Examples:\n"
     "  marrowfin-trace import --format tt-npe capture.json -o capture.trace\n"
     "  marrowfin-trace import --format tt-npe capture.json -o capture.trace --json\n"
+    "  marrowfin-trace import --format netrace run.tra.bz2 -o made.trace --derive-switches -p 4\n"
+    "  marrowfin-trace import --format csv log.csv -o made.trace --map cycle=time,column=x,row=y\n"
+    "  marrowfin-trace import --format hops hops.txt -o made.trace --width 8 --map packet=4\n"
     "\n"
     "Prints an account (events read = events converted + events skipped, by reason) and the\n"
-    "command that shows the trace. Input that is packed by gzip or zstd is unpacked on the way.\n"
+    "command that shows the trace. Input that is packed by gzip, zstd or, but for tt-npe, bzip2 "
+    "is\n"
+    "unpacked on the way.\n"
     "Events that hold what is not known are skipped; --strict refuses them.\n"
     "Beside OUTPUT stands its companion, OUTPUT.about and OUTPUT.notes, which tells what its "
     "records\n"
@@ -53,7 +62,11 @@ struct ImportFlags {
   bool noFrame = false;
   bool noCompanion = false;
   bool strict = false;
-  uint64_t mostRecords = ConversionOptions().mostRecords;
+  bool deriveSwitches = false;
+  ShapeFlags shape;
+  std::optional<uint32_t> width;
+  std::vector<std::string> map;
+  std::optional<uint64_t> mostRecords;
 };
 
 std::vector<std::string> FormatNames() {
@@ -61,15 +74,33 @@ std::vector<std::string> FormatNames() {
   for (const ImportFormat& format : ImportFormats()) {
     names.push_back(format.name);
   }
+  for (const StreamFormat& format : StreamFormats()) {
+    names.push_back(format.name);
+  }
   return names;
 }
 
 std::string FormatHelp() {
   std::string help = "What the input is:";
+  const auto add = [&help](const auto& format) {
+    help +=
+        std::string(help.ends_with(':') ? " " : ", ") + format.name + " (" + format.summary + ")";
+  };
   for (const ImportFormat& format : ImportFormats()) {
-    help += std::string(" ") + format.name + " (" + format.summary + ")";
+    add(format);
+  }
+  for (const StreamFormat& format : StreamFormats()) {
+    add(format);
   }
   return help;
+}
+
+// Null where inputs of that format are no streams.
+const StreamFormat* StreamFormatNamed(const std::string& name) {
+  const std::span<const StreamFormat> formats = StreamFormats();
+  const auto found = std::find_if(formats.begin(), formats.end(),
+                                  [&name](const auto& format) { return format.name == name; });
+  return found == formats.end() ? nullptr : &*found;
 }
 
 const ImportFormat& FormatNamed(const std::string& name) {
@@ -116,8 +147,17 @@ struct Job {
 
 // The command line, as far as it says what stands in the trace.
 std::string CommandText(const ImportFlags& flags) {
-  return "marrowfin-trace import --format " + flags.format + " " + ShellWord(flags.input) + " -o " +
-         ShellWord(flags.output) + (flags.noFrame ? " --no-frame" : "");
+  std::string text = "marrowfin-trace import --format " + flags.format + " " +
+                     ShellWord(flags.input) + " -o " + ShellWord(flags.output) +
+                     (flags.noFrame ? " --no-frame" : "");
+  if (flags.width) {
+    text += " --width " + std::to_string(*flags.width);
+  }
+  for (const std::string& entry : flags.map) {
+    text += " --map " + ShellWord(entry);
+  }
+  return text +
+         (flags.deriveSwitches ? " --derive-switches " + ShapeText(flags.shape.Shape()) : "");
 }
 
 About AboutJob(const Job& job, const Account& account) {
@@ -208,9 +248,61 @@ MaybeFailure CheckOutput(const ImportFlags& flags) {
   return std::nullopt;
 }
 
+// What the input calls its parts, out of entries "ours=theirs".
+MaybeFailure TakeMap(const ImportFlags& flags, std::map<std::string, std::string>& names) {
+  for (const std::string& entry : flags.map) {
+    const size_t equals = entry.find('=');
+    if (equals == 0 || equals == std::string::npos || equals + 1 == entry.size()) {
+      return Failure{EXIT_USAGE, "--map: \"" + entry + "\" does not say what is called what",
+                     "Write it as in cycle=time."};
+    }
+    names[entry.substr(0, equals)] = entry.substr(equals + 1);
+  }
+  return std::nullopt;
+}
+
+MaybeFailure CheckFlags(const ImportFlags& flags) {
+  const bool isStream = StreamFormatNamed(flags.format) != nullptr;
+  if (!isStream && (flags.width || !flags.map.empty() || flags.deriveSwitches)) {
+    return Failure{EXIT_USAGE,
+                   "--width, --map and --derive-switches say nothing of " + flags.format,
+                   "Leave them out."};
+  }
+  if (flags.shape.Given() && !flags.deriveSwitches) {
+    return Failure{EXIT_USAGE, "-c, -d and -p give the array whose switches are derived",
+                   "Give --derive-switches with them."};
+  }
+  return flags.shape.Check();
+}
+
+MaybeFailure ImportAsStream(const ImportFlags& flags, const Console& console) {
+  StreamJob job = {
+      *StreamFormatNamed(flags.format), flags.input, flags.output, CommandText(flags), {}, {}};
+  job.options.strict = flags.strict;
+  job.options.width = flags.width;
+  job.options.renumbered = flags.deriveSwitches;
+  if (MaybeFailure failure = TakeMap(flags, job.options.names)) {
+    return failure;
+  }
+  if (flags.deriveSwitches) {
+    job.switchesOf = flags.shape.Shape();
+  }
+  job.mostRecords = flags.mostRecords.value_or(~uint64_t{0});
+  job.frame = !flags.noFrame;
+  job.companion = !flags.noCompanion;
+  job.json = flags.json;
+  return ImportStream(job, console);
+}
+
 MaybeFailure Import(const ImportFlags& flags, const Console& console) {
+  if (MaybeFailure failure = CheckFlags(flags)) {
+    return failure;
+  }
   if (MaybeFailure failure = CheckOutput(flags)) {
     return failure;
+  }
+  if (StreamFormatNamed(flags.format) != nullptr) {
+    return ImportAsStream(flags, console);
   }
   Result<Capture> read = ReadInput(flags, console);
   if (!read) {
@@ -219,7 +311,8 @@ MaybeFailure Import(const ImportFlags& flags, const Console& console) {
   Capture& capture = *read;
   SortByTime(capture);
   const ArrayLayout layout(capture);
-  const ConversionOptions options = {!flags.noFrame, flags.mostRecords};
+  const ConversionOptions options = {!flags.noFrame,
+                                     flags.mostRecords.value_or(ConversionOptions().mostRecords)};
   if (MaybeFailure failure = CheckSize(flags, capture, layout, options)) {
     return failure;
   }
@@ -264,8 +357,15 @@ Action Configure(CLI::App& app) {
   app.add_flag("--strict", flags->strict,
                "Refuse an input with an event that holds what is not known or lacks a field");
   AddCount(app, "--max-records", flags->mostRecords,
-           "Refuse an input that becomes more records than this")
-      ->capture_default_str();
+           "Refuse an input that becomes more records than this; 100000000 of tt-npe unless given");
+  AddCount(app, "--width", flags->width, "Columns of the mesh whose nodes are numbered row by row")
+      ->check(CLI::Range(1U, ArrayShape::LONGEST_SIDE));
+  app.add_option("--map", flags->map, "What the input calls its parts, as in cycle=time,column=x")
+      ->delimiter(',');
+  app.add_flag("--derive-switches", flags->deriveSwitches,
+               "Derive which switches pass messages on, along columns first, of the array that -c, "
+               "-d and -p give");
+  flags->shape.Declare(app);
   return [flags](const Console& console) { return Import(*flags, console); };
 }
 

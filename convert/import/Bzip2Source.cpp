@@ -1,0 +1,144 @@
+#include "convert/import/Bzip2Source.h"
+
+#include <bzlib.h>
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+namespace marrowfin {
+namespace {
+
+constexpr size_t CHUNK = 64 * 1024;
+constexpr size_t MAGIC = 3;  // "BZh"
+
+// Looks at the first bytes and hands everything on, unpacked or as it is.
+class Bzip2Source : public ByteSource {
+ public:
+  Bzip2Source(std::unique_ptr<ByteSource> bytes, std::string name)
+      : bytes(std::move(bytes)), name(std::move(name)), input(CHUNK) {}
+  Bzip2Source(const Bzip2Source&) = delete;
+  Bzip2Source& operator=(const Bzip2Source&) = delete;
+  ~Bzip2Source() override { EndStream(); }
+
+  Result<size_t> Read(uint8_t* out, size_t size) override;
+  std::optional<uint64_t> InputSize() const override { return bytes->InputSize(); }
+  uint64_t InputRead() const override { return bytes->InputRead(); }
+
+ private:
+  enum State { UNKNOWN, PLAIN, BETWEEN, WITHIN };
+
+  Result<bool> Fill(size_t least);
+  Result<size_t> ReadPlain(uint8_t* out, size_t size);
+  Result<size_t> Unpack(uint8_t* out, size_t size);
+  Fault Damaged(const std::string& reason) const;
+  void EndStream() {
+    if (state == WITHIN) {
+      BZ2_bzDecompressEnd(&stream);
+      state = BETWEEN;
+    }
+  }
+
+  std::unique_ptr<ByteSource> bytes;
+  const std::string name;
+  std::vector<uint8_t> input;
+  size_t next = 0;
+  size_t filled = 0;
+  State state = UNKNOWN;
+  bz_stream stream = {};
+};
+
+Fault Bzip2Source::Damaged(const std::string& reason) const {
+  Fault fault;
+  fault.kind = Fault::DAMAGED_INPUT;
+  fault.file = name;
+  fault.reason = reason;
+  fault.remedy = "copy the file again: what came before it was read";
+  return fault;
+}
+
+// Whether at least so many bytes are at hand, but for the end of the input.
+Result<bool> Bzip2Source::Fill(size_t least) {
+  std::memmove(input.data(), input.data() + next, filled - next);
+  filled -= next;
+  next = 0;
+  while (filled < least) {
+    const Result<size_t> got = bytes->Read(input.data() + filled, input.size() - filled);
+    if (!got) {
+      return got.Why();
+    }
+    if (*got == 0) {
+      return false;
+    }
+    filled += *got;
+  }
+  return true;
+}
+
+Result<size_t> Bzip2Source::Read(uint8_t* out, size_t size) {
+  if (state == UNKNOWN) {
+    const Result<bool> there = Fill(MAGIC);
+    if (!there) {
+      return there.Why();
+    }
+    state = *there && std::memcmp(input.data(), "BZh", MAGIC) == 0 ? BETWEEN : PLAIN;
+  }
+  return state == PLAIN ? ReadPlain(out, size) : Unpack(out, size);
+}
+
+Result<size_t> Bzip2Source::ReadPlain(uint8_t* out, size_t size) {
+  if (next == filled) {
+    return bytes->Read(out, size);
+  }
+  const size_t part = std::min(size, filled - next);
+  std::memcpy(out, input.data() + next, part);
+  next += part;
+  return part;
+}
+
+Result<size_t> Bzip2Source::Unpack(uint8_t* out, size_t size) {
+  for (;;) {
+    const Result<bool> there = next < filled ? Result<bool>(true) : Fill(1);
+    if (!there) {
+      return there.Why();
+    }
+    if (!*there) {
+      return state == WITHIN ? Result<size_t>(Damaged("the bzip2 data ends within a stream"))
+                             : Result<size_t>(size_t{0});
+    }
+    if (state == BETWEEN) {
+      stream = {};
+      if (BZ2_bzDecompressInit(&stream, 0, 0) != BZ_OK) {
+        return Damaged("the bzip2 data cannot be unpacked");
+      }
+      state = WITHIN;
+    }
+    stream.next_in = reinterpret_cast<char*>(input.data() + next);
+    stream.avail_in = static_cast<unsigned>(filled - next);
+    stream.next_out = reinterpret_cast<char*>(out);
+    stream.avail_out = static_cast<unsigned>(std::min(size, CHUNK));
+    const unsigned room = stream.avail_out;
+    const int result = BZ2_bzDecompress(&stream);
+    next = filled - stream.avail_in;
+    if (result != BZ_OK && result != BZ_STREAM_END) {
+      return Damaged("the bzip2 data is damaged");
+    }
+    const size_t got = room - stream.avail_out;
+    if (result == BZ_STREAM_END) {
+      EndStream();
+    }
+    if (got > 0) {
+      return got;
+    }
+  }
+}
+
+}  // namespace
+
+std::unique_ptr<ByteSource> UnpackBzip2(std::unique_ptr<ByteSource> bytes,
+                                        const std::string& name) {
+  return std::make_unique<Bzip2Source>(std::move(bytes), name);
+}
+
+}  // namespace marrowfin
