@@ -60,6 +60,14 @@ ArrayPieces::ArrayPieces(const ArrayShape& shape)
 
 int ArrayPieces::Units() const { return PictureUnits(layout); }
 
+std::vector<uint32_t> ArrayPieces::ElementBases() const {
+  std::vector<uint32_t> bases;
+  for (uint32_t i = 0; i < shape.Columns(); ++i) {
+    bases.push_back(layout.PEBase(i));
+  }
+  return bases;
+}
+
 uint32_t ArrayPieces::FirstSwitch() const {
   return FIRST_ELEMENT + static_cast<uint32_t>(shape.Elements());
 }

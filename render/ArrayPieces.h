@@ -41,8 +41,10 @@ class ArrayPieces {
 
   explicit ArrayPieces(const ArrayShape& shape);
 
-  // How long the array is along each axis in picture units.
+  // How long the array is along each axis in picture units, and where along it each column, and
+  // likewise each row, of elements begins.
   int Units() const;
+  std::vector<uint32_t> ElementBases() const;
 
   // Draws all pieces that stay, in the context that is current and in the viewer's order, each in
   // a colour that is its number in three bytes, the highest first: OUTLINE for all outlines, then

@@ -45,11 +45,12 @@ Result<std::unique_ptr<ArrayRenderer>> ArrayRenderer::Open(const ArrayShape& sha
 // The context is current when it has been opened.
 ArrayRenderer::ArrayRenderer(const ArrayShape& shape, std::unique_ptr<OffscreenContext> opened,
                              uint32_t spin)
-    : pieces(shape), context(std::move(opened)), spin(spin) {
+    : shape(shape), pieces(shape), context(std::move(opened)), spin(spin) {
   colors.resize(pieces.FirstSwitch() + shape.Switches());
   colors[BACKGROUND] = WHITE;
   colors[ArrayPieces::OUTLINE] = BLACK;
   FindOwners();
+  FindBands();
 }
 
 void ArrayRenderer::SetUpView() const {
@@ -67,6 +68,26 @@ void ArrayRenderer::FindOwners() {
   std::vector<Pixel> drawn;
   context->Read(drawn);
   owners = PixelOwners(Size(), drawn);
+}
+
+// Bands are painted where a unit is a pixel, nothing is turned, and OpenGL draws the same here.
+void ArrayRenderer::FindBands() {
+  const auto side = static_cast<uint32_t>(pieces.Units());
+  if (spin != 0 || Size().width != side || Size().height != side) {
+    return;
+  }
+  const MessageBands painter(pieces.ElementBases(), side);
+  const ArrayState sample = MessageBands::Sample(shape);
+  std::vector<Pixel> drawn(Size().Pixels(), WHITE);
+  std::vector<Pixel> painted = drawn;
+  AddMessages(sample, drawn);
+  painter.Paint(sample, painted.data());
+  const auto alike = [](const Pixel& a, const Pixel& b) {
+    return std::equal(a.begin(), a.begin() + Picture::CHANNELS, b.begin());
+  };
+  if (std::equal(drawn.begin(), drawn.end(), painted.begin(), alike)) {
+    bands = painter;
+  }
 }
 
 void ArrayRenderer::TakeColors(const ArrayState& state) {
@@ -98,7 +119,9 @@ Fault ArrayRenderer::DrawInto(const ArrayState& state, std::vector<Pixel>& pixel
   TakeColors(state);
   pixels.resize(Size().Pixels());
   owners.Paint(colors, pixels.data());
-  if (!state.messages.empty()) {
+  if (bands && bands->CanPaint(state)) {
+    bands->Paint(state, pixels.data());
+  } else if (!state.messages.empty()) {
     if (Fault fault = context->MakeCurrent()) {
       return fault;
     }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "render/ArrayPieces.h"
+#include "render/MessageBands.h"
 #include "render/MomentRenderer.h"
 #include "render/OffscreenContext.h"
 #include "render/Picture.h"
@@ -32,8 +33,8 @@ struct WindowView {
 // Draws states of an array as the viewer's window shows them, to the pixel, without a window.
 //
 // OpenGL draws the pieces that stay once, and tells which of them each pixel shows; each picture is
-// then that in the colours of its state, under the messages, which OpenGL draws each time. Used by
-// one thread at a time.
+// then that in the colours of its state, under the messages. OpenGL draws those each time, unless
+// they are painted pixel for pixel as it does (MessageBands). Used by one thread at a time.
 class ArrayRenderer : public MomentRenderer {
  public:
   // The most elements that are told apart.
@@ -57,13 +58,16 @@ class ArrayRenderer : public MomentRenderer {
   void FindOwners();
   void TakeColors(const ArrayState& state);
   void AddMessages(const ArrayState& state, std::vector<Pixel>& pixels);
+  void FindBands();
 
+  ArrayShape shape;
   ArrayPieces pieces;
   std::unique_ptr<OffscreenContext> context;
   uint32_t spin;
-  PixelOwners owners;              // of the pieces that stay
-  std::vector<Pixel> colors;       // of each owner
-  std::vector<Pixel> messageRows;  // what was drawn of messages, the lowest row first
+  PixelOwners owners;                 // of the pieces that stay
+  std::optional<MessageBands> bands;  // where they are painted as OpenGL draws them here
+  std::vector<Pixel> colors;          // of each owner
+  std::vector<Pixel> messageRows;     // what was drawn of messages, the lowest row first
 };
 
 }  // namespace marrowfin
