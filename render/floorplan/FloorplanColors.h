@@ -16,6 +16,7 @@ struct FloorplanColors {
   Color ink;      // messages
   Color idle;     // elements that nothing has touched
   Color outline;  // of clusters
+  Color mute;     // numbers of columns and rows
   std::array<Color, ElementCodes::THREADS> threads;
 
   static const FloorplanColors& Light();

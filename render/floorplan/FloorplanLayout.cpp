@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
 
 namespace marrowfin {
 namespace {
@@ -19,9 +20,14 @@ FloorplanAxis RowsOf(const ArrayShape& shape) {
   return {shape.clusters.rows, shape.domains.rows, shape.pes.rows, IsFramed(shape)};
 }
 
-int64_t MarginOf(PictureSize size) {
-  return std::min(size.width, size.height) < LEAST_WITH_MARGIN ? 0 : FloorplanLayout::MARGIN;
-}
+// Numbers: pixels of their letters on a picture of this many along the shorter side, room that a
+// digit takes of that, and the pixels between numbers and array.
+constexpr double USUAL_NUMBER = 11;
+constexpr double USUAL_SIDE = 1080;
+constexpr double DIGIT = 0.64;
+constexpr int64_t NUMBER_GAP = 5;
+
+int64_t ShorterSide(PictureSize size) { return std::min(size.width, size.height); }
 
 }  // namespace
 
@@ -56,11 +62,17 @@ int64_t FloorplanAxis::Switch(int64_t cluster) const {
 }
 
 FloorplanLayout::FloorplanLayout(const ArrayShape& shape, PictureSize size)
-    : shape(shape), columns(ColumnsOf(shape)), rows(RowsOf(shape)), size(size) {
-  const auto margin = static_cast<double>(2 * MarginOf(size));
+    : shape(shape),
+      columns(ColumnsOf(shape)),
+      rows(RowsOf(shape)),
+      size(size),
+      numberSize(NumberSizeOf(size)) {
+  const Margins margins = MarginsOf(shape, size);
   const auto across = static_cast<double>(columns.Length());
   const auto up = static_cast<double>(rows.Length());
-  pitch = 2 * std::min((size.width - margin) / across, (size.height - margin) / up);
+  const auto width = static_cast<double>(size.width - margins.left - margins.others);
+  const auto height = static_cast<double>(size.height - margins.below - margins.others);
+  pitch = 2 * std::min(width / across, height / up);
   if (pitch >= LEAST_PITCH) {
     pitch = std::floor(pitch);
   } else if (pitch * std::min(shape.pes.columns, shape.pes.rows) >= LEAST_DOMAIN) {
@@ -68,22 +80,72 @@ FloorplanLayout::FloorplanLayout(const ArrayShape& shape, PictureSize size)
   } else {
     drawn = Level::CLUSTER;
   }
-  left = std::floor((size.width - across * pitch / 2) / 2);
-  below = std::floor((size.height - up * pitch / 2) / 2);
+  left = static_cast<double>(margins.left) + std::floor((width - across * pitch / 2) / 2);
+  below = static_cast<double>(margins.below) + std::floor((height - up * pitch / 2) / 2);
+}
+
+double FloorplanLayout::NumberSizeOf(PictureSize size) {
+  const int64_t side = ShorterSide(size);
+  return side < LEAST_NUMBERED
+             ? 0
+             : std::max(USUAL_NUMBER,
+                        std::floor(static_cast<double>(side) * USUAL_NUMBER / USUAL_SIDE));
+}
+
+FloorplanLayout::Margins FloorplanLayout::MarginsOf(const ArrayShape& shape, PictureSize size) {
+  if (ShorterSide(size) >= LEAST_NUMBERED) {
+    return NumberedMargins(shape, NumberSizeOf(size));
+  }
+  const int64_t margin = ShorterSide(size) < LEAST_WITH_MARGIN ? 0 : MARGIN;
+  return {margin, margin, margin};
+}
+
+FloorplanLayout::Margins FloorplanLayout::NumberedMargins(const ArrayShape& shape,
+                                                          double numberSize) {
+  const size_t digits = std::to_string(shape.Rows() - 1).size();
+  const double wide = DIGIT * numberSize * static_cast<double>(digits);
+  return {MARGIN + static_cast<int64_t>(std::ceil(wide)) + NUMBER_GAP,
+          MARGIN + static_cast<int64_t>(std::ceil(numberSize)) + NUMBER_GAP, MARGIN};
 }
 
 PictureSize FloorplanLayout::SizeFor(const ArrayShape& shape, uint32_t longest) {
   const int64_t across = ColumnsOf(shape).Length();
   const int64_t up = RowsOf(shape).Length();
-  const int64_t room = std::max<int64_t>(1, int64_t{longest} - 2 * MARGIN);
-  const int64_t whole = std::min(LARGEST_PITCH, 2 * room / std::max(across, up));
-  const double pitch = whole >= LEAST_PITCH ? static_cast<double>(whole)
-                                            : 2.0 * static_cast<double>(room) /
-                                                  static_cast<double>(std::max(across, up));
-  const auto side = [&](int64_t halves) {
-    return static_cast<uint32_t>(std::ceil(static_cast<double>(halves) * pitch / 2)) + 2 * MARGIN;
+  const auto sizeWithin = [&](const Margins& margins) {
+    const int64_t room =
+        std::max<int64_t>(1, int64_t{longest} - std::max(margins.left, margins.below) - MARGIN);
+    const int64_t whole = std::min(LARGEST_PITCH, 2 * room / std::max(across, up));
+    const double pitch = whole >= LEAST_PITCH ? static_cast<double>(whole)
+                                              : 2.0 * static_cast<double>(room) /
+                                                    static_cast<double>(std::max(across, up));
+    const auto side = [&](int64_t halves, int64_t margin) {
+      return static_cast<uint32_t>(std::ceil(static_cast<double>(halves) * pitch / 2)) + margin +
+             MARGIN;
+    };
+    return PictureSize{static_cast<uint32_t>(side(across, margins.left)),
+                       static_cast<uint32_t>(side(up, margins.below))};
   };
-  return {static_cast<uint32_t>(side(across)), static_cast<uint32_t>(side(up))};
+  const PictureSize numbered = sizeWithin(NumberedMargins(shape, USUAL_NUMBER));
+  return ShorterSide(numbered) >= LEAST_NUMBERED ? numbered : sizeWithin({MARGIN, MARGIN, MARGIN});
+}
+
+uint32_t FloorplanLayout::NumberStep() const {
+  constexpr double ROOM = 28.0 / USUAL_NUMBER;  // from one to the next, in sizes of their letters
+  const bool flat = shape.Switches() == 1 && shape.domains == PerAxis{1, 1};
+  uint32_t step = flat && pitch >= 24 ? 1 : pitch >= 14 ? 4 : 8;
+  while (step * pitch < ROOM * numberSize && step < ArrayShape::LONGEST_SIDE) {
+    step *= 2;
+  }
+  return step;
+}
+
+// A digit is 0.73 of its size high.
+PixelSpot FloorplanLayout::ColumnNumber(uint32_t column) const {
+  return {MiddleOf({column, 0}).x, static_cast<double>(AlongY(0)) + NUMBER_GAP + 0.73 * numberSize};
+}
+
+PixelSpot FloorplanLayout::RowNumber(uint32_t row) const {
+  return {static_cast<double>(AlongX(0)) - NUMBER_GAP, MiddleOf({0, row}).y + 0.365 * numberSize};
 }
 
 int64_t FloorplanLayout::Gap() const { return pitch >= 18 ? 2 : pitch >= LEAST_PITCH ? 1 : 0; }

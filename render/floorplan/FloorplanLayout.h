@@ -62,10 +62,15 @@ class FloorplanAxis {
 // Elements are drawn where they are at least LEAST_PITCH pixels apart; else domains, where those
 // have at least LEAST_DOMAIN pixels along both axes; else clusters. Elements that are drawn are
 // whole pixels apart.
+//
+// On pictures whose sides have at least LEAST_NUMBERED pixels some columns and rows have their
+// numbers below the array and at its left: each fourth element or so, of meshes with large cells
+// every one.
 class FloorplanLayout {
  public:
   static constexpr double LEAST_PITCH = 4;
   static constexpr double LEAST_DOMAIN = 3;
+  static constexpr int64_t LEAST_NUMBERED = 160;
   static constexpr int64_t MARGIN = 8;  // pixels around the array, but on pictures below 64 pixels
 
   FloorplanLayout(const ArrayShape& shape, PictureSize size);
@@ -94,7 +99,24 @@ class FloorplanLayout {
   // Half of what a switch has room for.
   double SwitchRadius() const;
 
+  // The size of the numbers' letters, in pixels; 0 where there are none. How many elements are from
+  // one number to the next, and where they stand: centred at this spot, or ending there.
+  double NumberSize() const { return numberSize; }
+  uint32_t NumberStep() const;
+  PixelSpot ColumnNumber(uint32_t column) const;
+  PixelSpot RowNumber(uint32_t row) const;
+
  private:
+  // Pixels around the array.
+  struct Margins {
+    int64_t left = 0;
+    int64_t below = 0;
+    int64_t others = 0;
+  };
+  static double NumberSizeOf(PictureSize size);
+  static Margins MarginsOf(const ArrayShape& shape, PictureSize size);
+  static Margins NumberedMargins(const ArrayShape& shape, double numberSize);
+
   int64_t AlongX(int64_t halves) const;
   int64_t AlongY(int64_t halves) const;
   PixelBox BoxOf(int64_t x, int64_t xEnd, int64_t y, int64_t yEnd, int64_t gap) const;
@@ -104,6 +126,7 @@ class FloorplanLayout {
   FloorplanAxis rows;
   PictureSize size;
   Level drawn = Level::PE;
+  double numberSize = 0;
   double pitch = 0;
   double left = 0;
   double below = 0;

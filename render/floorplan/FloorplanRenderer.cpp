@@ -93,7 +93,12 @@ Result<std::unique_ptr<FloorplanRenderer>> FloorplanRenderer::Open(const ArraySh
   if (size.Pixels() == 0) {
     return FloorplanFault("a picture without pixels shows nothing", "give a larger size");
   }
-  return std::unique_ptr<FloorplanRenderer>(new FloorplanRenderer(shape, size, *view.colors));
+  std::unique_ptr<FloorplanRenderer> renderer(new FloorplanRenderer(shape, size, *view.colors));
+  renderer->DrawFrames();
+  if (Fault fault = renderer->DrawNumbers()) {
+    return fault;
+  }
+  return renderer;
 }
 
 FloorplanRenderer::FloorplanRenderer(const ArrayShape& shape, PictureSize size,
@@ -101,7 +106,10 @@ FloorplanRenderer::FloorplanRenderer(const ArrayShape& shape, PictureSize size,
     : size(size),
       layout(shape, size),
       colors(colors),
-      ground(size.Pixels(), PixelOf(colors.paper)) {
+      ground(size.Pixels(), PixelOf(colors.paper)) {}
+
+void FloorplanRenderer::DrawFrames() {
+  const ArrayShape& shape = layout.Shape();
   const PixelBox first = layout.Cluster({0, 0});
   if (shape.Switches() == 1 || std::min(first.width, first.height) < LEAST_FRAMED) {
     return;
@@ -112,6 +120,12 @@ FloorplanRenderer::FloorplanRenderer(const ArrayShape& shape, PictureSize size,
       brush.Frame(layout.Cluster({column, row}), colors.outline);
     }
   }
+}
+
+Fault FloorplanRenderer::DrawNumbers() {
+  FloorplanShapes shapes(size, ground.data(), layout, colors);
+  shapes.AddNumbers();
+  return shapes.Finish();
 }
 
 std::string FloorplanRenderer::Drawer() const {

@@ -25,7 +25,8 @@ struct FloorplanView {
 // An element is a cell in the colour of its thread, full and solid at age 0; then it shrinks, its
 // fill fades towards the paper and its edge stays. One that nothing has touched is a dot. From
 // DIGIT_PITCH on it also says the thread (modulo 6). A switch is a diamond, filled for six steps. A
-// message is a wedge, wide where it comes from.
+// message is a wedge, wide where it comes from. Columns and rows have their numbers, see
+// FloorplanLayout.
 //
 // Where elements have no room a domain or a cluster takes the colour of the thread that most of its
 // elements were touched by (ties: the lower thread), mixed into the paper by the mean fill of all
@@ -50,6 +51,8 @@ class FloorplanRenderer : public MomentRenderer {
  private:
   FloorplanRenderer(const ArrayShape& shape, PictureSize size, const FloorplanColors& colors);
 
+  void DrawFrames();
+  [[nodiscard]] Fault DrawNumbers();
   void DrawElements(const ArrayState& state, Pixel* pixels) const;
   void DrawUnits(const ArrayState& state, Pixel* pixels) const;
   Fault DrawShapes(const ArrayState& state, Pixel* pixels) const;
@@ -57,7 +60,7 @@ class FloorplanRenderer : public MomentRenderer {
   PictureSize size;
   FloorplanLayout layout;
   const FloorplanColors& colors;
-  std::vector<Pixel> ground;  // what stays: the paper and the frames of clusters
+  std::vector<Pixel> ground;  // what stays: the paper, the frames of clusters, and numbers
 };
 
 }  // namespace marrowfin

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <string>
 
-#include "render/plot/Fonts.h"
 #include "render/plot/Theme.h"
 
 namespace marrowfin {
@@ -172,9 +171,8 @@ void FloorplanShapes::AddMessages(const ArrayState& state) {
   }
 }
 
-void FloorplanShapes::AddDigits(const ArrayState& state) {
-  const double size = 0.45 * layout.Pitch();
-  cairo_set_font_face(cairo, FontFace(Weight::BOLD));
+void FloorplanShapes::UseLetters(double size, Weight weight) {
+  cairo_set_font_face(cairo, FontFace(weight));
   cairo_set_font_size(cairo, size);
   cairo_font_options_t* const options = cairo_font_options_create();
   cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_NONE);
@@ -182,6 +180,33 @@ void FloorplanShapes::AddDigits(const ArrayState& state) {
   cairo_font_options_set_antialias(options, CAIRO_ANTIALIAS_GRAY);
   cairo_set_font_options(cairo, options);
   cairo_font_options_destroy(options);
+}
+
+void FloorplanShapes::AddNumbers() {
+  const double size = layout.NumberSize();
+  if (size == 0) {
+    return;
+  }
+  const ArrayShape& shape = layout.Shape();
+  const uint32_t step = layout.NumberStep();
+  const auto show = [&](uint32_t number, PixelSpot spot, double share) {
+    const std::string text = std::to_string(number);
+    cairo_move_to(cairo, spot.x - share * TextWidth(text, Weight::REGULAR, size), spot.y);
+    cairo_show_text(cairo, text.c_str());
+  };
+  UseLetters(size, Weight::REGULAR);
+  Use(colors.mute);
+  for (uint32_t column = 0; column < shape.Columns(); column += step) {
+    show(column, layout.ColumnNumber(column), 0.5);
+  }
+  for (uint32_t row = 0; row < shape.Rows(); row += step) {
+    show(row, layout.RowNumber(row), 1);
+  }
+}
+
+void FloorplanShapes::AddDigits(const ArrayState& state) {
+  const double size = 0.45 * layout.Pitch();
+  UseLetters(size, Weight::BOLD);
   const double wide = TextWidth("0", Weight::BOLD, size);
   for (size_t i = 0; i < state.elementCodes.size(); ++i) {
     const uint8_t code = state.elementCodes[i];

@@ -8,6 +8,7 @@
 #include "render/Picture.h"
 #include "render/floorplan/FloorplanColors.h"
 #include "render/floorplan/FloorplanLayout.h"
+#include "render/plot/Fonts.h"
 #include "trace/ask/ArrayState.h"
 #include "trace/base/Fault.h"
 
@@ -30,11 +31,15 @@ class FloorplanShapes {
   void AddMessages(const ArrayState& state);
   void AddDigits(const ArrayState& state);
 
+  // Those of columns and rows.
+  void AddNumbers();
+
   // A SYSTEM fault where there was no memory for all of it.
   [[nodiscard]] Fault Finish();
 
  private:
   void Use(Color color, double alpha = 1);
+  void UseLetters(double size, Weight weight);
   void FillPolygon(const PixelSpot* spots, size_t count);
   void AddMessage(const LiveMessage& message, uint64_t age);
   void AddLine(PixelSpot from, PixelSpot to, double alpha);

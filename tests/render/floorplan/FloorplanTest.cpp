@@ -108,6 +108,37 @@ TEST(FloorplanLayoutTest, TheFinestUnitWithRoomIsDrawn) {
   EXPECT_GE(1080U, FloorplanLayout::SizeFor(large).width);
 }
 
+TEST(FloorplanLayoutTest, NumbersStandApartBesideTheArrayAndOnThePicture) {
+  for (const ArrayShape& shape : Shapes()) {
+    for (const PictureSize size : {FloorplanLayout::SizeFor(shape), PictureSize{400, 300},
+                                   PictureSize{1920, 1080}, PictureSize{4000, 3000}}) {
+      const FloorplanLayout layout(shape, size);
+      if (std::min(size.width, size.height) < FloorplanLayout::LEAST_NUMBERED) {
+        EXPECT_EQ(layout.NumberSize(), 0);
+        continue;
+      }
+      EXPECT_GE(layout.NumberSize(), 11);
+      EXPECT_GE(layout.NumberStep() * layout.Pitch(), 2.5 * layout.NumberSize());
+      const PixelBox corner = layout.Cluster({0, 0});
+      EXPECT_LT(layout.RowNumber(0).x, static_cast<double>(corner.x));
+      EXPECT_GE(layout.RowNumber(0).x, 0.6 * layout.NumberSize());
+      EXPECT_GT(layout.ColumnNumber(0).y - 0.73 * layout.NumberSize(),
+                static_cast<double>(corner.y + corner.height));
+      EXPECT_LT(layout.ColumnNumber(0).y, size.height);
+    }
+  }
+}
+
+TEST(FloorplanLayoutTest, NumbersAreAsFarApartAsTheHierarchyAndTheRoomAskFor) {
+  const auto step = [](const ArrayShape& shape, PictureSize size) {
+    return FloorplanLayout(shape, size).NumberStep();
+  };
+  EXPECT_EQ(step(ArrayShape(1, 1, 8), {400, 400}), 1U) << "cells of a mesh are large";
+  EXPECT_EQ(step(ArrayShape(4, 2, 4), {1000, 1000}), 4U);
+  EXPECT_EQ(step(ArrayShape(4, 2, 4), {500, 500}), 8U);
+  EXPECT_EQ(step(ArrayShape(64, 4, 4), {1080, 1080}), 64U);
+}
+
 // Pictures.
 
 class FloorplanRendererTest : public ::testing::Test {
@@ -201,6 +232,47 @@ TEST_F(FloorplanRendererTest, ThreadsAreToldByDigitsWhereThereIsRoom) {
       }
     }
     EXPECT_TRUE(digits.insert(mask).second) << thread;
+  }
+}
+
+TEST_F(FloorplanRendererTest, ColumnsAndRowsHaveTheirNumbers) {
+  const ArrayShape shape(4, 2, 4);
+  const Picture picture = Draw(AsBuilt(shape));
+  const FloorplanLayout& layout = renderer->Layout();
+  ASSERT_EQ(layout.NumberStep(), 4U);
+  // The letters as they stand in a box beside the array.
+  const auto below = [&](uint32_t column) {
+    const auto x = static_cast<int64_t>(layout.ColumnNumber(column).x);
+    const PixelBox corner = layout.Cluster({0, 0});
+    return PixelBox{x - 9, corner.y + corner.height + 1, 18, 16};
+  };
+  const auto beside = [&](uint32_t row) {
+    const auto y = static_cast<int64_t>(layout.MiddleOf({0, row}).y);
+    return PixelBox{0, y - 6, layout.Cluster({0, 0}).x - 1, 12};
+  };
+  const auto ink = [&](const PixelBox& box) {
+    return box.width * box.height - Count(picture, box, light.paper);
+  };
+  std::set<std::vector<Color>, bool (*)(const std::vector<Color>&, const std::vector<Color>&)>
+      columns([](const std::vector<Color>& a, const std::vector<Color>& b) {
+        return std::lexicographical_compare(
+            a.begin(), a.end(), b.begin(), b.end(),
+            [](Color one, Color other) { return one.green < other.green; });
+      });
+  for (uint32_t number = 0; number < 32; ++number) {
+    if (number % 4 == 0) {
+      EXPECT_GT(ink(below(number)), 10) << number;
+      EXPECT_GT(ink(beside(number)), 10) << number;
+      std::vector<Color> letters;
+      const PixelBox box = below(number);
+      for (int64_t i = 0; i < box.width * box.height; ++i) {
+        letters.push_back(At(picture, box.x + i % box.width, box.y + i / box.width));
+      }
+      EXPECT_TRUE(columns.insert(letters).second) << number;
+    } else if (number % 4 == 2) {
+      EXPECT_EQ(ink(below(number)), 0) << number;
+      EXPECT_EQ(ink(beside(number)), 0) << number;
+    }
   }
 }
 
