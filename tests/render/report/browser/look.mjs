@@ -91,6 +91,44 @@ for (const theme of ["light", "dark", "print"]) {
   });
 }
 
+// All sections that a page can have: packets and causes that are told, verdicts of all kinds, and what
+// changed from another run.
+for (const theme of ["light", "dark"]) {
+  test(`no message and no barrier where all sections are there, in the ${theme} theme`, async () => {
+    const sim = path.join(path.dirname(process.env.MARROWFIN_TRACE), "marrowfin-sim");
+    for (const [name, size] of [["told", "12"], ["other", "14"]]) {
+      execFileSync(sim, [
+        "-program", "spmv", "-size", size, "-companion", "true", "-outFilename", file(`${name}.trace`),
+      ]);
+    }
+    writeFileSync(
+      file("rules.toml"),
+      '[[rule]]\nname = "holds"\nmeasure = "fires"\nat_least = 1\n' +
+        '[[rule]]\nname = "fails"\ndescription = "Why & <who>"\nmeasure = "distance.max"\nat_most = 0\n' +
+        '[[rule]]\nname = "untold"\nmeasure = "fires"\nthread = 99\ncycles = "99999999:"\nat_most = 1\n' +
+        '[[rule]]\nname = "skipped"\nmeasure = "fires"\nat_most = 1\nskip = "for now"\n',
+    );
+    execFileSync(process.env.MARROWFIN_TRACE, [
+      "report", file("told.trace"), "--against", file("other.trace"), "--expect", file("rules.toml"),
+      "--theme", theme, "-o", file(`all-${theme}.html`),
+    ]);
+    const page = await open(file(`all-${theme}.html`));
+    for (const section of ["verdicts", "difference", "run", "where", "when", "causes", "faults", "made"]) {
+      assert.equal(await page.locator(`section#${section}`).count(), 1, section);
+    }
+    assert.equal(await page.locator("section#when svg").count(), 2, "timeline and latency");
+    assert.equal(await page.locator("section#causes svg").count(), 1);
+    assert.equal(await page.locator("section#difference svg").count(), 1);
+    assert.deepEqual(await barriers(page), []);
+    for (const summary of await page.locator("summary").all()) {
+      await summary.click();
+    }
+    assert.deepEqual(await barriers(page), []);
+    assert.deepEqual(page.complaints, []);
+    await page.context().close();
+  });
+}
+
 test("a script that is not the page's own is refused, and that is seen", async () => {
   const html = readFileSync(report("own.html"), "utf8");
   writeFileSync(file("other.html"), html.replace("</script>", "\n</script>"));
