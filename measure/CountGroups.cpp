@@ -6,15 +6,12 @@
 #include <utility>
 
 #include "measure/CountPackets.h"
+#include "measure/MessagePairs.h"
 #include "measure/PacketFollower.h"
-#include "measure/RecentMap.h"
 #include "trace/ask/BatchCursor.h"
 
 namespace marrowfin {
 namespace {
-
-// Messages of which it is known when they were sent, until a fire consumes them.
-constexpr size_t MESSAGES_KEPT = 1 << 20;
 
 uint64_t Apart(uint32_t a, uint32_t b) { return a < b ? b - a : a - b; }
 
@@ -94,8 +91,7 @@ class Grouping {
 // A pass through the records.
 class GroupCounter {
  public:
-  GroupCounter(NotesOfTrace* notes, const GroupQuestion& question)
-      : notes(notes), sent(MESSAGES_KEPT) {
+  GroupCounter(NotesOfTrace* notes, const GroupQuestion& question) : notes(notes) {
     for (const std::string& by : question.by) {
       groupings.emplace_back(by);
       attributes.push_back(by == GroupQuestion::THREAD ? std::nullopt
@@ -131,11 +127,6 @@ class GroupCounter {
   }
 
  private:
-  struct Message {
-    uint64_t cycle = 0;
-    Sort sort;
-  };
-
   // Whoever follows packets asks for some of the same attributes: of the same records, which makes
   // the same lists again.
   Fault Read(const Selection& found) {
@@ -200,18 +191,13 @@ class GroupCounter {
 
   void Pair(uint32_t type, uint64_t cycle, uint64_t record, Sort sort, size_t i) {
     if (type == SEND_RECORD) {
-      sent.Put(record, {cycle, sort});
-    }
-    if (type != FIRE_RECORD) {
-      return;
-    }
-    for (const uint64_t number : consumed->All(i)) {
-      const std::optional<Message> message = sent.Find(number);
-      if (message && cycle >= message->cycle) {  // cycles may fall
+      messages.Send(record, cycle, sort);
+    } else if (type == FIRE_RECORD) {
+      messages.Fire(cycle, consumed->All(i), [&](uint64_t cycles, uint64_t, Sort sent) {
         for (size_t k = 0; k < groupings.size(); ++k) {
-          groupings[k].At(message->sort.Of(k)).sendToFire.Add(cycle - message->cycle);
+          groupings[k].At(sent.Of(k)).sendToFire.Add(cycles);
         }
-      }
+      });
     }
   }
 
@@ -231,7 +217,7 @@ class GroupCounter {
   std::vector<const NoteValues*> values;
   std::optional<uint32_t> consumes;
   const NoteValues* consumed = nullptr;
-  RecentMap<Message> sent;
+  MessagePairs<Sort> messages;
   std::optional<PacketFollower> follower;
   std::vector<PacketLife> arrived;
 };

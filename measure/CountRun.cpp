@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <numeric>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -9,6 +10,7 @@
 #include "measure/CountByTables.h"
 #include "trace/ask/BatchCursor.h"
 #include "trace/ask/NotedCursor.h"
+#include "trace/read/FittingShapes.h"
 #include "trace/read/Split.h"
 
 namespace marrowfin {
@@ -161,6 +163,52 @@ Result<CycleRange> CyclesKnown(const TraceSource& trace, const Index& index) {
   return CycleRange{summary.firstCycle, summary.maxCycle};
 }
 
+uint64_t SumOf(const std::vector<uint64_t>& counts) {
+  return std::accumulate(counts.begin(), counts.end(), uint64_t{0});
+}
+
+// Whether all fires and transmissions are at units of the array. Columns lack those of other
+// cycles than were asked for, units those that are none of the array.
+bool AreOnArray(const RunCounts& counts) {
+  uint64_t fires = 0;
+  for (const ElementCounts& element : counts.Places().Elements()) {
+    fires += element.fires;
+  }
+  return SumOf(counts.Times().OfType(FIRE_RECORD)) <= fires &&
+         SumOf(counts.Times().OfType(SWITCH_RECORD)) <= SumOf(counts.Places().Transmissions());
+}
+
+Result<RunCounts> Count(const TraceSource& trace, const Index* index, const RunQuestion& question,
+                        const ProgressCallback& progress) {
+  const Result<CycleRange> cycles = index != nullptr ? CyclesKnown(trace, *index) : CyclesOf(trace);
+  if (!cycles) {
+    return cycles.Why();
+  }
+  const CycleRange range = cycles->Narrowed(question.filter);
+  if (index != nullptr && AsksForCycles(question) &&
+      (question.sumsSuffice || question.timelineSuffices)) {
+    Result<std::optional<RunCounts>> told = Tell(trace, *index, question, range, progress);
+    if (!told) {
+      return told.Why();
+    }
+    if (*told) {
+      return std::move(**told);
+    }
+  }
+  const Question asked(trace, index, question, progress);
+  Result<RunCounts> counts = asked.Count(range);
+  if (!counts || counts->IsEmpty()) {
+    return counts;
+  }
+  // Cycles fall, or only records and steps were asked for: now the cycles of those are known.
+  const CycleRange seen = {counts->FirstCycle(), counts->LastCycle()};
+  if (!range.Has(seen) ||
+      (index != nullptr && AsksForRecords(question.filter, index->GetSummary()))) {
+    return asked.Count(seen);
+  }
+  return counts;
+}
+
 }  // namespace
 
 Result<CycleRange> CyclesOf(const TraceSource& trace) {
@@ -188,31 +236,10 @@ Result<CycleRange> CyclesOf(const TraceSource& trace) {
 
 Result<RunCounts> CountRun(const TraceSource& trace, const Index* index,
                            const RunQuestion& question, const ProgressCallback& progress) {
-  const Result<CycleRange> cycles = index != nullptr ? CyclesKnown(trace, *index) : CyclesOf(trace);
-  if (!cycles) {
-    return cycles.Why();
-  }
-  const CycleRange range = cycles->Narrowed(question.filter);
-  if (index != nullptr && AsksForCycles(question) &&
-      (question.sumsSuffice || question.timelineSuffices)) {
-    Result<std::optional<RunCounts>> told = Tell(trace, *index, question, range, progress);
-    if (!told) {
-      return told.Why();
-    }
-    if (*told) {
-      return std::move(**told);
-    }
-  }
-  const Question asked(trace, index, question, progress);
-  Result<RunCounts> counts = asked.Count(range);
-  if (!counts || counts->IsEmpty()) {
-    return counts;
-  }
-  // Cycles fall, or only records and steps were asked for: now the cycles of those are known.
-  const CycleRange seen = {counts->FirstCycle(), counts->LastCycle()};
-  if (!range.Has(seen) ||
-      (index != nullptr && AsksForRecords(question.filter, index->GetSummary()))) {
-    return asked.Count(seen);
+  Result<RunCounts> counts = Count(trace, index, question, progress);
+  if (counts && index != nullptr && HoldsTrace(question.shape, index->GetSummary()) &&
+      !AreOnArray(*counts)) {
+    return index->Damaged("the trace has fires or transmissions where it knows none");
   }
   return counts;
 }

@@ -58,9 +58,10 @@ struct RunQuestion {
 // or steps, or one that leaves events out, needs an index. The timeline is of the cycles asked for,
 // as far as the trace has them.
 //
-// A fault where the trace cannot be read to its end, or `progress`, which counts bytes, or with an
-// index records, asked to stop. What was counted up to a break is in no answer: a share of a trace
-// is no measure of a run.
+// DAMAGED_INDEX where units fired or transmitted outside an array that the index says to hold all.
+// Another fault where the trace cannot be read to its end, or `progress`, which counts bytes, or
+// with an index records, asked to stop. What was counted up to a break is in no answer: a share of
+// a trace is no measure of a run.
 [[nodiscard]] Result<RunCounts> CountRun(const TraceSource& trace, const Index* index,
                                          const RunQuestion& question,
                                          const ProgressCallback& progress = {});

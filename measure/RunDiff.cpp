@@ -18,15 +18,16 @@ struct Told {
 
 double AsDouble(uint64_t count) { return static_cast<double>(count); }
 
-std::optional<double> Percentile(const ValueCounts& values, uint32_t percent) {
-  if (values.IsEmpty()) {
-    return std::nullopt;
-  }
-  if (percent == 0) {
-    return values.Mean();
-  }
-  const std::optional<uint64_t> value =
-      percent == 100 ? std::optional(values.Largest()) : values.Percentile(percent);
+std::optional<double> MeanOf(const ValueCounts& values) {
+  return values.IsEmpty() ? std::nullopt : std::optional(values.Mean());
+}
+
+std::optional<double> LargestOf(const ValueCounts& values) {
+  return values.IsEmpty() ? std::nullopt : std::optional(AsDouble(values.Largest()));
+}
+
+std::optional<double> PercentileOf(const ValueCounts& values, uint32_t percent) {
+  const std::optional<uint64_t> value = values.Percentile(percent);
   return value ? std::optional(AsDouble(*value)) : std::nullopt;
 }
 
@@ -86,12 +87,6 @@ const std::vector<Told>& MessageMeasures() {
   using M = RunMeasures;
   static const std::vector<Told> measures = {
       {"sends", "messages", Quantity::COUNT, [](const M& m) { return AsDouble(m.sends); }},
-      {"distanceMean", "distance, mean", Quantity::NUMBER,
-       [](const M& m) { return Percentile(m.distances, 0); }},
-      {"distanceP95", "distance, 95 % within", Quantity::NUMBER,
-       [](const M& m) { return Percentile(m.distances, 95); }},
-      {"distanceMax", "distance, largest", Quantity::NUMBER,
-       [](const M& m) { return Percentile(m.distances, 100); }},
       {"linkLoad", "link load, mean", Quantity::SHARE, [](const M& m) { return m.links.mean; }},
       {"busiestLink", "link load, largest", Quantity::SHARE,
        [](const M& m) { return m.links.busiest.empty() ? 0 : m.links.busiest[0].load; }},
@@ -131,28 +126,37 @@ const std::vector<Told>& MessageMeasures() {
   return measures;
 }
 
+// A distribution in five numbers: "latencyP95".
+void AddValues(const std::string& name, const std::string& words, Quantity quantity,
+               const ValueCounts& a, const ValueCounts& b, std::vector<Change>& changes) {
+  const Quantity ofMean = quantity == Quantity::CYCLES ? quantity : Quantity::NUMBER;
+  changes.push_back({name + "Mean", words + ", mean", ofMean, MeanOf(a), MeanOf(b)});
+  for (const uint32_t percent : {50U, 95U, 99U}) {
+    const std::string which = std::to_string(percent);
+    changes.push_back({name + "P" + which, words + ", " + which + " % within", quantity,
+                       PercentileOf(a, percent), PercentileOf(b, percent)});
+  }
+  changes.push_back({name + "Max", words + ", largest", quantity, LargestOf(a), LargestOf(b)});
+}
+
 void AddPackets(const PacketCounts& a, const PacketCounts& b, std::vector<Change>& changes) {
-  const auto add = [&](const char* name, const char* words, Quantity quantity,
-                       const std::function<std::optional<double>(const PacketCounts&)>& of) {
-    changes.push_back({name, words, quantity, of(a), of(b)});
+  const auto count = [&](const char* name, const char* words,
+                         uint64_t (PacketCounts::*of)() const) {
+    changes.push_back({name, words, Quantity::COUNT, AsDouble((a.*of)()), AsDouble((b.*of)())});
+  };
+  const auto values = [&](const char* name, const char* words, Quantity quantity,
+                          const ValueCounts& (PacketCounts::*of)() const) {
+    AddValues(name, words, quantity, (a.*of)(), (b.*of)(), changes);
   };
   using P = PacketCounts;
-  add("packets", "packets delivered", Quantity::COUNT,
-      [](const P& p) { return AsDouble(p.Delivered()); });
-  add("latencyMean", "latency, mean", Quantity::CYCLES,
-      [](const P& p) { return Percentile(p.Latencies(), 0); });
-  add("latencyP50", "latency, 50 % within", Quantity::CYCLES,
-      [](const P& p) { return Percentile(p.Latencies(), 50); });
-  add("latencyP95", "latency, 95 % within", Quantity::CYCLES,
-      [](const P& p) { return Percentile(p.Latencies(), 95); });
-  add("latencyP99", "latency, 99 % within", Quantity::CYCLES,
-      [](const P& p) { return Percentile(p.Latencies(), 99); });
-  add("latencyMax", "latency, longest", Quantity::CYCLES,
-      [](const P& p) { return Percentile(p.Latencies(), 100); });
-  add("totalLatencyMean", "latency since created, mean", Quantity::CYCLES,
-      [](const P& p) { return Percentile(p.TotalLatencies(), 0); });
-  add("hopsMean", "hops, mean", Quantity::NUMBER,
-      [](const P& p) { return Percentile(p.Hops(), 0); });
+  count("packets", "packets delivered", &P::Delivered);
+  count("packetsUnderWay", "packets under way at the end", &P::UnderWay);
+  values("latency", "latency", Quantity::CYCLES, &P::Latencies);
+  values("totalLatency", "latency since created", Quantity::CYCLES, &P::TotalLatencies);
+  values("sourceWait", "wait at the source", Quantity::CYCLES, &P::SourceWaits);
+  values("hops", "hops", Quantity::COUNT, &P::Hops);
+  values("hopTime", "cycles a hop", Quantity::CYCLES, &P::HopTimes);
+  values("packetDistance", "distance of packets", Quantity::COUNT, &P::Distances);
 }
 
 PlaceMeasure AsPlaceMeasure(UnitMeasure measure) {
@@ -224,6 +228,12 @@ std::vector<Change> ChangesOf(const MeasuredRun& a, const MeasuredRun& b) {
       changes.push_back(
           {told.name, told.words, told.quantity, told.of(a.measures), told.of(b.measures)});
     }
+  }
+  AddValues("distance", "distance", Quantity::COUNT, a.measures.distances, b.measures.distances,
+            changes);
+  if (a.pairs != nullptr && b.pairs != nullptr) {
+    AddValues("sendToFire", "from send to fire", Quantity::CYCLES, a.pairs->cycles, b.pairs->cycles,
+              changes);
   }
   if (a.packets != nullptr && b.packets != nullptr) {
     AddPackets(*a.packets, *b.packets, changes);

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "measure/CountPairs.h"
 #include "measure/Level.h"
 #include "measure/PacketCounts.h"
 #include "measure/RunMeasures.h"
@@ -19,8 +20,8 @@ namespace marrowfin {
 enum class Quantity { COUNT, CYCLES, RATE, SHARE, NUMBER };
 
 struct Change {
-  const char* name;   // for machines: "firesPerCycle"
-  const char* words;  // "fires per cycle"
+  std::string name;   // for machines: "firesPerCycle"
+  std::string words;  // "fires per cycle"
   Quantity quantity = Quantity::NUMBER;
   std::optional<double> a;  // nothing where the measure cannot be told of that run
   std::optional<double> b;
@@ -37,9 +38,11 @@ struct MeasuredRun {
   const RunCounts& counts;
   const RunMeasures& measures;
   const PacketCounts* packets = nullptr;  // null where nothing tells packets
+  const PairCounts* pairs = nullptr;      // null where nothing tells what fires consumed
 };
 
-// Every measure of whole runs. Those of packets where both runs tell packets.
+// Every measure of whole runs. Those of packets, and of messages and the fires that consumed them,
+// where both runs tell such.
 std::vector<Change> ChangesOf(const MeasuredRun& a, const MeasuredRun& b);
 
 // What changed at the units of the array: a measure of elements, or what else single units have.

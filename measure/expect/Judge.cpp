@@ -33,6 +33,7 @@ struct Group {
 };
 
 bool IsOfPackets(const Item& item) { return item.measure->of == MeasureOf::PACKETS; }
+bool IsOfPairs(const Item& item) { return item.measure->of == MeasureOf::PAIRS; }
 
 // The part of the run that the events of a measure are taken from: of units all events are, and
 // the region tells which units.
@@ -81,10 +82,14 @@ std::string WhyUntold(const Measure& measure, const RunFacts& facts) {
   if (measure.of == MeasureOf::PACKETS && measure.isMoment) {
     return "the network is never saturated";
   }
+  if (measure.of == MeasureOf::PAIRS && facts.pairs == nullptr) {
+    return "nothing tells what fires consumed: record the trace with a companion that does";
+  }
   if (LacksSwitchModel(measure, facts)) {
     return NO_SWITCH_MODEL;
   }
-  if (measure.look == LookAt::PACKETS || measure.look == LookAt::MESSAGES) {
+  if (measure.look == LookAt::PACKETS || measure.look == LookAt::PAIRS ||
+      measure.look == LookAt::MESSAGES) {
     return "there are too few of them";
   }
   if (measure.look == LookAt::PHASES) {
@@ -288,13 +293,23 @@ class Judging {
       return counts.Why();
     }
     const RunMeasures measures = MeasuresOf(*counts, NetworkOf(run.about), question.filter.region);
-    RunFacts facts = {&*counts, &measures, nullptr, question.filter.region, {}};
+    RunFacts facts = {&*counts, &measures, nullptr, nullptr, question.filter.region, {}};
     std::optional<PacketCounts> packets;
     if (group.AnyOf(IsOfPackets)) {
       if (Fault fault = Follow(question.filter, counts->Times().Columns(), packets)) {
         return fault;
       }
       facts.packets = packets ? &*packets : nullptr;
+    }
+    std::optional<PairCounts> pairs;
+    if (group.AnyOf(IsOfPairs)) {
+      Result<std::optional<PairCounts>> counted =
+          CountPairs(*run.trace, *run.index, run.notes, question.filter, progress);
+      if (!counted) {
+        return counted.Why();
+      }
+      pairs = std::move(counted).Take();
+      facts.pairs = pairs ? &*pairs : nullptr;
     }
     for (const Item& item : group.items) {
       CompareItem(item, facts);

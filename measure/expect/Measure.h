@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "measure/CountPairs.h"
 #include "measure/LinkCounts.h"
 #include "measure/PacketCounts.h"
 #include "measure/RunCounts.h"
@@ -17,18 +18,20 @@
 
 namespace marrowfin {
 
-// Whose number a measure is. Those of RUN and PACKETS are one number; the others are one of each
-// unit of the array.
-enum class MeasureOf { RUN, PACKETS, ELEMENT, DOMAIN, CLUSTER, SWITCH, LINK };
+// Whose number a measure is. Those of RUN, PACKETS and PAIRS (of messages and the fires that
+// consumed them) are one number; the others are one of each unit of the array.
+enum class MeasureOf { RUN, PACKETS, PAIRS, ELEMENT, DOMAIN, CLUSTER, SWITCH, LINK };
 
-// "run", "packets", "element", "domain", ...
+// "run", "packets", "pairs", "element", "domain", ...
 const char* MeasureOfName(MeasureOf of);
 
-// What was counted. With the measures of packets, `packets` is there where anything tells packets.
+// What was counted. With the measures of packets, `packets` is there where anything tells packets;
+// with those of pairs `pairs`, where notes tell what fires consumed.
 struct RunFacts {
   const RunCounts* counts = nullptr;
   const RunMeasures* measures = nullptr;
   const PacketCounts* packets = nullptr;
+  const PairCounts* pairs = nullptr;
   std::optional<Region> region;       // that the events were chosen by
   std::optional<RegionWords> places;  // the units that a measure of each unit is asked of
 };
@@ -53,6 +56,7 @@ enum class LookAt {
   LINKS,
   MESSAGES,  // those that go far
   PACKETS,   // the slowest
+  PAIRS,     // the message that waits longest
   PEAK,
   QUIET,
   GAP,
@@ -68,13 +72,15 @@ struct Measure {
   LookAt look = LookAt::END;
   bool isMoment = false;  // a cycle at which something was, which patterns leave out
 
-  // The number of RUN and PACKETS; nothing where the run does not tell it.
+  // The number of RUN, PACKETS and PAIRS; nothing where the run does not tell it.
   std::function<std::optional<double>(const RunFacts&)> number = {};
 
   // Those of the units that were asked for, row by row; units without one are left out.
   std::function<std::vector<PlacedNumber>(const RunFacts&)> numbers = {};
 
-  bool IsOfUnits() const { return of != MeasureOf::RUN && of != MeasureOf::PACKETS; }
+  bool IsOfUnits() const {
+    return of != MeasureOf::RUN && of != MeasureOf::PACKETS && of != MeasureOf::PAIRS;
+  }
   bool NeedsElementPulses() const { return of == MeasureOf::ELEMENT && name == "element.peak"; }
   bool NeedsSwitchPulses() const {
     return of == MeasureOf::SWITCH && (name == "switch.peak" || name == "switch.quiet");

@@ -160,9 +160,16 @@ const std::vector<DistributionEntry>& Distributions() {
        LookAt::PACKETS, packets(&PacketCounts::SourceWaits)},
       {"packets.hops", MeasureOf::PACKETS, "links", "links that a packet went over",
        LookAt::PACKETS, packets(&PacketCounts::Hops)},
+      {"packets.hopTime", MeasureOf::PACKETS, "cycles",
+       "from a hop of a packet to its next one, or to its exit", LookAt::PACKETS,
+       packets(&PacketCounts::HopTimes)},
       {"packets.distance", MeasureOf::PACKETS, "links",
        "columns and rows between the places of entry and exit", LookAt::PACKETS,
-       packets(&PacketCounts::Distances)}};
+       packets(&PacketCounts::Distances)},
+      {"sendToFire", MeasureOf::PAIRS, "cycles", "from a message to the fire that consumed it",
+       LookAt::PAIRS, [](const RunFacts& facts) {
+         return facts.pairs != nullptr ? &facts.pairs->cycles : nullptr;
+       }}};
   return all;
 }
 

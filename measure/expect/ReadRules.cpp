@@ -456,6 +456,9 @@ class RuleReader {
       if (measure.of == MeasureOf::PACKETS && !rule.scope.where.empty()) {
         refuse(measure.name + " follows whole packets: leave out kind and where");
       }
+      if (measure.of == MeasureOf::PAIRS && !rule.scope.where.empty()) {
+        refuse(measure.name + " is of messages and fires together: leave out kind and where");
+      }
     }
   }
 

@@ -46,7 +46,9 @@ std::string MomentText(const Witness& witness) {
     const TraceEvent& message = *witness.message;
     return "record " + std::to_string(message.record) + " at cycle " +
            std::to_string(message.cycle) + ", from " + PlaceWords(message.at) + " to " +
-           PlaceWords(message.to);
+           PlaceWords(message.to) +
+           (witness.cycle != message.cycle ? ", consumed at cycle " + std::to_string(*witness.cycle)
+                                           : "");
   }
   std::string text = WitnessPlaceText(witness);
   if (witness.packet) {
@@ -79,6 +81,7 @@ std::string WitnessPlaceText(const Witness& witness) {
   switch (witness.of) {
     case MeasureOf::RUN:
     case MeasureOf::PACKETS:
+    case MeasureOf::PAIRS:
       return "";
     case MeasureOf::SWITCH:
       return "switch of cluster " + at +

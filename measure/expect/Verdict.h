@@ -25,7 +25,7 @@ struct Witness {
   Heading heading = Heading::RIGHT;
   Level linkLevel = Level::PE;        // of a link: what its nodes are
   std::optional<Place> position;      // where records have the unit, or its first element
-  std::optional<TraceEvent> message;  // that goes as far
+  std::optional<TraceEvent> message;  // that goes as far, or waits until `cycle`
   std::optional<uint64_t> packet;     // the slowest one
 };
 

@@ -137,6 +137,12 @@ void TakeMoment(const Measure& measure, const RunFacts& facts, bool tooLarge, Wi
         witness.cycle = facts.packets->Slowest()->ejected;
       }
       return;
+    case LookAt::PAIRS:
+      if (facts.pairs != nullptr && facts.pairs->slowest) {
+        witness.message = facts.pairs->slowest->message;
+        witness.cycle = facts.pairs->slowest->consumed;
+      }
+      return;
     case LookAt::END:
       witness.cycle = measures.range.last;
       return;

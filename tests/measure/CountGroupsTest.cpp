@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "measure/CountPairs.h"
 #include "tests/trace/support/Opened.h"
 #include "tests/trace/support/RandomTrace.h"
 #include "trace/read/Companion.h"
@@ -113,6 +114,38 @@ TEST_F(CountGroupsTest, ALatencyIsOfTheGroupWithWhichThePacketEntered) {
   EXPECT_EQ((*counted)[1].groups[1].latencies.Counts(), (Values{{7, 1}}));
   question.packets = false;
   EXPECT_TRUE((*Count(question))[0].groups[0].latencies.IsEmpty());
+}
+
+TEST_F(CountGroupsTest, TheSlowestMessageToItsFireIsKnown) {
+  const RecordNumber early = recorder.Send(5, 1, {0, 0}, {3, 0});
+  const RecordNumber late = recorder.Send(7, 2, {3, 0}, {0, 1});
+  recorder.Fire(9, 1, {3, 0});
+  recorder.Note(consumes, early);
+  recorder.Fire(17, 2, {0, 1});
+  recorder.Note(consumes, late);
+  const RecordNumber third = recorder.Send(18, 3, {3, 0}, {0, 1});
+  recorder.Fire(28, 3, {0, 1});
+  recorder.Note(consumes, third);
+  const Result<std::vector<GroupedTraffic>> groups = Count({{}, {"thread"}});
+  ASSERT_TRUE(groups);
+  const Result<std::optional<PairCounts>> pairs = CountPairs(*trace, *index, &*notes, {});
+  ASSERT_TRUE(pairs && *pairs);
+  EXPECT_EQ((*pairs)->cycles.Counts(), SendToFireOf((*groups)[0]).Counts());
+  ASSERT_TRUE((*pairs)->slowest);
+  EXPECT_EQ((*pairs)->slowest->message.record, 1U) << "of equally slow ones the first";
+  EXPECT_EQ((*pairs)->slowest->message.cycle, 7U);
+  EXPECT_EQ((*pairs)->slowest->message.thread, 2U);
+  EXPECT_EQ((*pairs)->slowest->message.at, (Place{3, 0}));
+  EXPECT_EQ((*pairs)->slowest->message.to, (Place{0, 1}));
+  EXPECT_EQ((*pairs)->slowest->consumed, 17U);
+  EventFilter filter;
+  filter.thread = 1;
+  EXPECT_EQ((*CountPairs(*trace, *index, &*notes, filter))->cycles.Counts(), (Values{{4, 1}}));
+  const auto stop = [](const Progress&) { return false; };
+  EXPECT_EQ(CountPairs(*trace, *index, &*notes, {}, stop).Why().kind, Fault::CANCELLED);
+  const Result<std::optional<PairCounts>> untold = CountPairs(*trace, *index, nullptr, {});
+  ASSERT_TRUE(untold);
+  EXPECT_FALSE(*untold) << "nothing tells what fires consumed";
 }
 
 TEST_F(CountGroupsTest, OnlyNamesMakeGroups) {

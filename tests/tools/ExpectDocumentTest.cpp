@@ -61,6 +61,37 @@ TEST_F(ExpectDocumentTest, TheMeasuresAreThoseOfTheProgram) {
   EXPECT_EQ(Blocks("measures")[0], Run({"expect", "--measures"}).out);
 }
 
+// Names of the numbers of an answer, "a.b"; those of lists are not told.
+void AddNumbers(const nlohmann::json& value, const std::string& name,
+                std::vector<std::string>& names) {
+  if (value.is_number()) {
+    names.push_back(name);
+  } else if (value.is_object()) {
+    for (const auto& [key, inner] : value.items()) {
+      AddNumbers(inner, name.empty() ? key : name + "." + key, names);
+    }
+  }
+}
+
+TEST_F(ExpectDocumentTest, EveryNumberOfStatsIsAMeasure) {
+  ASSERT_EQ(0, Script("marrowfin-sim -program spmv -size 16 -companion true -outFilename sim.trace")
+                   .exitStatus);
+  std::set<std::string> measures;
+  std::istringstream listed(Run({"expect", "--measures"}).out);
+  for (std::string line; std::getline(listed, line);) {
+    measures.insert(line.substr(0, line.find(' ')));
+  }
+  std::vector<std::string> names;
+  AddNumbers(Json(Run({"stats", "sim.trace", "--json"}).out), "", names);
+  EXPECT_GT(names.size(), 80U);
+  for (const std::string& name : names) {
+    // What only says more of numbers: of which packet and array they are, and of how wide a cut.
+    const bool saysMore = name.starts_with("packets.slowest.") || name.starts_with("shape.") ||
+                          name == "links.bisection.links" || name == "links.capacity";
+    EXPECT_NE(measures.count(name) > 0, saysMore) << name;
+  }
+}
+
 TEST_F(ExpectDocumentTest, EveryExampleOfARuleHoldsOfARunOfTheSimulator) {
   ASSERT_EQ(0, Script("marrowfin-sim -program stencil -outFilename run.trace").exitStatus);
   Write("rules.toml", Blocks("toml")[1]);

@@ -147,11 +147,19 @@ TEST_F(IndexCommandTest, AnIndexThatAQuestionFindsDamagedIsBuiltAnew) {
 // Its checksums hold and it is of the trace, but somebody made up what it says.
 TEST_F(IndexCommandTest, AnIndexThatContradictsItsTraceIsBuiltAnew) {
   Trace("fire 1 0 1 1\nfire 2 0 9 1\nsend 3 0 1 1 9 9\nfire 4 0 1 9\n");
+  testing::WriteFile(folder.File("r.toml"),
+                     "[[rule]]\nname = \"r\"\nmeasure = \"elements.units\"\nequals = 100\n");
   const std::string file = folder.File("t.trace.mfindex");
   for (const std::vector<std::string>& question :
        {std::vector<std::string>{"state", "t.trace", "--cycle", "4", "-c", "1", "-d", "1", "-p",
                                  "4"},
-        {"plot", "heat", "t.trace", "-o", "-", "-c", "1", "-d", "1", "-p", "10"}}) {
+        {"plot", "heat", "t.trace", "-o", "-", "-c", "1", "-d", "1", "-p", "10"},
+        {"plot", "heat", "t.trace", "-o", "-"},
+        {"state", "t.trace", "--cycle", "4"},
+        {"render", "t.trace", "--natural", "--cycle", "4", "-o", "-"},
+        {"stats", "t.trace"},
+        {"stats", "t.trace", "--csv", "time"},
+        {"expect", "r.toml", "t.trace"}}) {
     SCOPED_TRACE(question[0]);
     fs::remove(file);
     const CommandResult sound = Run(question);

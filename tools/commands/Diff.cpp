@@ -142,6 +142,12 @@ MaybeFailure MeasureRuns(const Flags& flags, const Console& console, DiffedRuns&
   if (MaybeFailure failure = CountDiffed(flags.diff, true, console, runs)) {
     return failure;
   }
+  if (MaybeFailure failure = PairCounted(flags.diff.run, console, runs.a)) {
+    return failure;
+  }
+  if (MaybeFailure failure = PairCounted(flags.diff.OfOther(), console, runs.b)) {
+    return failure;
+  }
   // Of a trace that breaks off, an index knows the start.
   for (const CountedRun* run : {&runs.a, &runs.b}) {
     if (const Fault& end = run->trace.index->GetSummary().end) {

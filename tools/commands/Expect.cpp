@@ -323,11 +323,11 @@ MaybeFailure ExpectOf(const ExpectFlags& flags, const Console& console) {
   if (MaybeFailure failure = OpenRun(flags.run, console, run)) {
     return failure;
   }
-  answer.shape = run.question.shape;
   if (MaybeFailure failure =
           JudgeRun(flags.run, answer.rules, baselines, console, run, answer.verdicts)) {
     return failure;
   }
+  answer.shape = run.question.shape;
   const MaybeFailure broken = CheckWholeFor(answer.rules, run);
   if (flags.update && !broken) {
     if (MaybeFailure failure = UpdateBaselines(flags, console, run, baselines, answer)) {

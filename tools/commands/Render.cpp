@@ -192,11 +192,25 @@ MaybeFailure OpenRenderer(const RenderFlags& flags, const ArrayShape& shape,
   return std::nullopt;
 }
 
+// The array. A floorplan may have other columns than rows.
+MaybeFailure ChooseShape(const RenderFlags& flags, const Companion& companion,
+                         const IndexedTrace& trace, ArrayShape& shape) {
+  const ShapeQuestion question = {flags.shape, companion, trace.index->GetSummary()};
+  const std::optional<ArrayShape> known =
+      flags.natural ? KnownShape(question) : ViewedShape(question);
+  shape = known.value_or(shape);
+  return known ? std::nullopt : MaybeFailure(NoShape(flags.trace));
+}
+
 // One moment.
-MaybeFailure RenderPicture(const RenderFlags& flags, const ArrayShape& shape, IndexedTrace& trace,
-                           const Console& console) {
+MaybeFailure RenderPicture(const RenderFlags& flags, const Companion& companion,
+                           IndexedTrace& trace, const Console& console) {
+  ArrayShape shape;
   ArrayState state;
-  if (MaybeFailure failure = TellState(flags.moment, shape, trace, console, state)) {
+  if (MaybeFailure failure = AskByArray(trace, [&] {
+        const MaybeFailure unknown = ChooseShape(flags, companion, trace, shape);
+        return unknown ? unknown : TellState(flags.moment, shape, trace, console, state);
+      })) {
     return failure;
   }
   const Summary& summary = trace.index->GetSummary();
@@ -215,8 +229,12 @@ MaybeFailure RenderPicture(const RenderFlags& flags, const ArrayShape& shape, In
   return drawn ? WritePicture(*drawn, flags.output) : OutputFailureOf(drawn.Why());
 }
 
-MaybeFailure RenderFrames(const RenderFlags& flags, const ArrayShape& shape, IndexedTrace& trace,
-                          const Console& console) {
+MaybeFailure RenderFrames(const RenderFlags& flags, const Companion& companion,
+                          const IndexedTrace& trace, const Console& console) {
+  ArrayShape shape;
+  if (MaybeFailure failure = ChooseShape(flags, companion, trace, shape)) {
+    return failure;
+  }
   Frames frames(flags.frames, flags.moment.SkipTo(), shape, trace);
   const std::optional<uint64_t> most =
       flags.sheet ? std::optional<uint64_t>(flags.sheet->Pixels()) : std::nullopt;
@@ -244,15 +262,8 @@ MaybeFailure Render(const RenderFlags& flags, const Console& console) {
     return failure;
   }
   const Companion companion = OpenAbout(*trace.file, console);
-  const ShapeQuestion question = {flags.shape, companion, trace.index->GetSummary()};
-  // A floorplan may have other columns than rows.
-  const std::optional<ArrayShape> shape =
-      flags.natural ? KnownShape(question) : ViewedShape(question);
-  if (!shape) {
-    return NoShape(flags.trace);
-  }
-  return flags.IsFilm() || flags.sheet ? RenderFrames(flags, *shape, trace, console)
-                                       : RenderPicture(flags, *shape, trace, console);
+  return flags.IsFilm() || flags.sheet ? RenderFrames(flags, companion, trace, console)
+                                       : RenderPicture(flags, companion, trace, console);
 }
 
 Action Configure(CLI::App& app) {

@@ -258,13 +258,13 @@ MaybeFailure State(const StateFlags& flags, const Console& console) {
   const Companion companion =
       flags.places ? OpenCompanion(*trace.file, trace.index->GetSummary().records, console)
                    : OpenAbout(*trace.file, console);
-  const std::optional<ArrayShape> shape =
-      KnownShape({flags.shape, companion, trace.index->GetSummary()});
-  if (!shape) {
-    return NoShape(flags.trace);
-  }
+  std::optional<ArrayShape> shape;
   ArrayState state;
-  if (MaybeFailure failure = TellState(flags.moment, *shape, trace, console, state)) {
+  if (MaybeFailure failure = AskByArray(trace, [&] {
+        shape = KnownShape({flags.shape, companion, trace.index->GetSummary()});
+        return shape ? TellState(flags.moment, *shape, trace, console, state)
+                     : MaybeFailure(NoShape(flags.trace));
+      })) {
     return failure;
   }
   const Summary& summary = trace.index->GetSummary();

@@ -24,7 +24,8 @@ struct DiffedRun {
 
   // Only of such a run.
   MeasuredRun Measured() const {
-    return {*run->counts, *measures, run->packets ? &*run->packets : nullptr};
+    return {*run->counts, *measures, run->packets ? &*run->packets : nullptr,
+            run->pairs ? &*run->pairs : nullptr};
   }
 };
 

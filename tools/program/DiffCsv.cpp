@@ -9,7 +9,7 @@ namespace {
 std::string Measures(const DiffAnswer& answer) {
   CsvLines lines("measure,a,b,change,relative");
   for (const Change& change : ChangesOf(answer.a.Measured(), answer.b.Measured())) {
-    lines.Add(change.name, change.a, change.b, change.Difference(), change.Relative());
+    lines.Add(change.name.c_str(), change.a, change.b, change.Difference(), change.Relative());
   }
   return lines.text;
 }

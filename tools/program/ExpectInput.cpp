@@ -49,13 +49,18 @@ Result<std::vector<Verdict>> JudgeOnce(const RunFlags& flags, const std::vector<
 MaybeFailure JudgeRun(const RunFlags& flags, const std::vector<Rule>& rules,
                       const Baselines& baselines, const Console& console, CountedRun& run,
                       std::vector<Verdict>& verdicts) {
-  Result<std::vector<Verdict>> judged = AskIndexed(
-      console, run.trace, [&] { return JudgeOnce(flags, rules, baselines, console, run); });
-  if (!judged) {
-    return IndexingFailureOf(judged.Why(), flags.trace);
-  }
-  verdicts = std::move(judged).Take();
-  return std::nullopt;
+  return AskByArray(run.trace, [&]() -> MaybeFailure {
+    if (MaybeFailure failure = ChooseArray(flags, run)) {
+      return failure;
+    }
+    Result<std::vector<Verdict>> judged = AskIndexed(
+        console, run.trace, [&] { return JudgeOnce(flags, rules, baselines, console, run); });
+    if (!judged) {
+      return IndexingFailureOf(judged.Why(), flags.trace);
+    }
+    verdicts = std::move(judged).Take();
+    return std::nullopt;
+  });
 }
 
 MaybeFailure CheckWholeFor(const std::vector<Rule>& rules, const CountedRun& run) {

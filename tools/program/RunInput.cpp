@@ -10,21 +10,6 @@
 namespace marrowfin {
 namespace {
 
-// The array: as the flags say, as the companion does, or what holds the trace.
-MaybeFailure ChooseShape(const RunFlags& flags, CountedRun& run) {
-  const About* const about = run.companion->GetAbout();
-  RunQuestion& question = run.question;
-  if (about != nullptr && about->array) {
-    question.wrapColumns = about->array->wrapColumns;
-    question.wrapRows = about->array->wrapRows;
-  }
-  question.columnFirst = about != nullptr && about->links && about->links->routing == "yx";
-  const std::optional<ArrayShape> shape =
-      KnownShape({flags.shape, *run.companion, run.trace.index->GetSummary()});
-  question.shape = shape.value_or(ArrayShape());
-  return shape ? std::nullopt : MaybeFailure(NoShape(flags.trace));
-}
-
 // The filter; of a trace that breaks off what stands before that is counted by the index.
 MaybeFailure ChooseFilter(const RunFlags& flags, CountedRun& run) {
   EventFilter& filter = run.question.filter;
@@ -77,6 +62,20 @@ Fault Follow(const RunFlags& flags, const Console& console, CountedRun& run) {
   if (notes) {
     ReportRefused(notes->Refused(), console);
   }
+  return {};
+}
+
+Fault Pair(const RunFlags& flags, const Console& console, CountedRun& run) {
+  std::optional<NotesOfTrace> notes;
+  NotesOfTrace* const told = NotesOf(run, notes) ? &*notes : nullptr;
+  Result<std::optional<PairCounts>> pairs =
+      Watched(flags, console, "M records", [&](const ProgressCallback& progress) {
+        return CountPairs(*run.trace.file, *run.trace.index, told, run.question.filter, progress);
+      });
+  if (!pairs) {
+    return pairs.Why();
+  }
+  run.pairs = std::move(pairs).Take();
   return {};
 }
 
@@ -160,6 +159,20 @@ std::string RunFlags::Chosen() const {
   return !filter.inverted ? text : text.empty() ? "all but a part" : "all but " + text;
 }
 
+MaybeFailure ChooseArray(const RunFlags& flags, CountedRun& run) {
+  const About* const about = run.companion->GetAbout();
+  RunQuestion& question = run.question;
+  if (about != nullptr && about->array) {
+    question.wrapColumns = about->array->wrapColumns;
+    question.wrapRows = about->array->wrapRows;
+  }
+  question.columnFirst = about != nullptr && about->links && about->links->routing == "yx";
+  const std::optional<ArrayShape> shape =
+      KnownShape({flags.shape, *run.companion, run.trace.index->GetSummary()});
+  question.shape = shape.value_or(ArrayShape());
+  return shape ? std::nullopt : MaybeFailure(NoShape(flags.trace));
+}
+
 MaybeFailure OpenRun(const RunFlags& flags, const Console& console, CountedRun& run) {
   if (MaybeFailure failure = OpenIndexed(flags.trace, console, run.trace)) {
     return failure;
@@ -169,7 +182,7 @@ MaybeFailure OpenRun(const RunFlags& flags, const Console& console, CountedRun& 
 
 MaybeFailure DescribeRun(const RunFlags& flags, const Console& console, CountedRun& run) {
   run.companion = OpenCompanion(*run.trace.file, run.trace.index->GetSummary().records, console);
-  return ChooseShape(flags, run);
+  return ChooseArray(flags, run);
 }
 
 MaybeFailure CountRunOf(const RunFlags& flags, bool withPackets, const Console& console,
@@ -177,7 +190,10 @@ MaybeFailure CountRunOf(const RunFlags& flags, bool withPackets, const Console& 
   if (MaybeFailure failure = OpenRun(flags, console, run)) {
     return failure;
   }
-  return CountOpened(flags, withPackets, console, run);
+  return AskByArray(run.trace, [&] {
+    const MaybeFailure unknown = ChooseArray(flags, run);
+    return unknown ? unknown : CountOpened(flags, withPackets, console, run);
+  });
 }
 
 MaybeFailure CountOpened(const RunFlags& flags, bool withPackets, const Console& console,
@@ -197,6 +213,11 @@ MaybeFailure GroupCounted(const RunFlags& flags, const std::vector<std::string>&
                           std::vector<GroupedTraffic>& groups) {
   const Fault fault =
       AskIndexed(console, run.trace, [&] { return Group(flags, by, console, run, groups); });
+  return fault ? MaybeFailure(IndexingFailureOf(fault, flags.trace)) : std::nullopt;
+}
+
+MaybeFailure PairCounted(const RunFlags& flags, const Console& console, CountedRun& run) {
+  const Fault fault = AskIndexed(console, run.trace, [&] { return Pair(flags, console, run); });
   return fault ? MaybeFailure(IndexingFailureOf(fault, flags.trace)) : std::nullopt;
 }
 

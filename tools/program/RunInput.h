@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "measure/CountGroups.h"
+#include "measure/CountPairs.h"
 #include "measure/CountRun.h"
 #include "measure/PacketCounts.h"
 #include "tools/program/FilterFlags.h"
@@ -49,6 +50,7 @@ struct CountedRun {
   RunQuestion question;
   std::optional<RunCounts> counts;
   std::optional<PacketCounts> packets;  // where something tells packets
+  std::optional<PairCounts> pairs;      // where it was counted, and something tells pairs
 };
 
 // Opens the trace with its index and companion, and chooses the array, which stands in the question
@@ -57,6 +59,9 @@ MaybeFailure OpenRun(const RunFlags& flags, const Console& console, CountedRun& 
 
 // The same of a trace that is open with its index.
 MaybeFailure DescribeRun(const RunFlags& flags, const Console& console, CountedRun& run);
+
+// Chooses the array of a run that was described, anew where its index was built anew.
+MaybeFailure ChooseArray(const RunFlags& flags, CountedRun& run);
 
 // Opens and counts.
 MaybeFailure CountRunOf(const RunFlags& flags, bool withPackets, const Console& console,
@@ -92,6 +97,9 @@ MaybeFailure CountOpened(const RunFlags& flags, bool withPackets, const Console&
 MaybeFailure GroupCounted(const RunFlags& flags, const std::vector<std::string>& by,
                           const Console& console, CountedRun& run,
                           std::vector<GroupedTraffic>& groups);
+
+// Counts how long messages take to their fires, of what was counted.
+MaybeFailure PairCounted(const RunFlags& flags, const Console& console, CountedRun& run);
 
 // That the trace breaks off before all that was asked for: a failure that is told behind the
 // answer.

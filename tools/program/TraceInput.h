@@ -72,6 +72,15 @@ auto AskIndexed(const Console& console, IndexedTrace& trace, Question question)
   return answer;
 }
 
+// Asks what depends on the array that the index tells; once more where that was built anew
+// meanwhile, since it may have told an array that is not the trace's.
+template <class Ask>
+MaybeFailure AskByArray(const IndexedTrace& trace, Ask ask) {
+  const size_t before = trace.replaced.size();
+  MaybeFailure failure = ask();
+  return trace.replaced.size() == before ? failure : ask();
+}
+
 // The failure of an answer that may lack what stood behind the place where the trace breaks off.
 Failure CutShort(const Fault& end);
 

@@ -366,6 +366,38 @@ TEST_F(JudgeTest, WhatNotesChooseIsCountedOverTheSameCyclesAsWhatTheyDoNot) {
   }
 }
 
+TEST_F(JudgeTest, HowLongMessagesTakeToTheirFiresIsAMeasureWhereNotesTellIt) {
+  EXPECT_EQ(In("sendToFire.max", "at_most = 1").untold,
+            "nothing tells what fires consumed: record the trace with a companion that does");
+  testing::TempDir folder;
+  const std::string name = folder.File("run.trace");
+  Recorder recorder;
+  ASSERT_FALSE(recorder.Open(name));
+  const RecordsNote consumes = recorder.DeclareRecords("consumes");
+  const RecordNumber quick = recorder.Send(10, 0, {0, 0}, {1, 0});
+  const RecordNumber slow = recorder.Send(11, 0, {0, 0}, {1, 1});
+  recorder.Fire(12, 0, {1, 0});
+  recorder.Note(consumes, quick);
+  recorder.Fire(19, 0, {1, 1});
+  recorder.Note(consumes, slow);
+  ASSERT_FALSE(recorder.Close());
+  const std::unique_ptr<TraceSource> trace = testing::OpenTrace(name);
+  const std::unique_ptr<Index> index = testing::OpenIndex(*trace);
+  const Companion companion = Companion::Beside(*trace);
+  NotesOfTrace notes(*trace, *index, *companion.Notes());
+  run.trace = trace.get();
+  run.index = index.get();
+  run.notes = &notes;
+  const Finding finding = In("sendToFire.max", "at_most = 6");
+  EXPECT_EQ(FindingText(finding), "sendToFire.max is 8 cycles, wanted at most 6");
+  EXPECT_EQ(
+      FindingPlaceText(finding),
+      "record 1 at cycle 11, from (0, 0) to (1, 1), consumed at cycle 19, of cycles 10 to 19");
+  EXPECT_TRUE(In("sendToFire.mean", "equals = 5").holds);
+  EXPECT_EQ(In("sendToFire.count", "equals = 1\ncycles = \":12\"").value, 1.0);
+  EXPECT_EQ(In("sendToFire.p95", "at_most = 6").untold, "there are too few of them");
+}
+
 TEST_F(JudgeTest, AnEmptyTraceAndWorkThatIsStoppedAreFaults) {
   Use("");
   const Result<RuleFile> file =
