@@ -84,6 +84,15 @@ class LinkCounts {
   }
   void Add(const LinkCounts& other);
 
+  // Shows all that was counted, see CountsBytes.
+  template <class Visitor>
+  void Visit(Visitor& visitor) {
+    for (Changes& heading : changes) {
+      visitor.Changes(heading);
+    }
+    visitor.Records(sources);
+  }
+
   const Mesh& GetMesh() const { return mesh; }
   LinkLoads Get() const;
 

@@ -29,6 +29,17 @@ class MessageCounts {
   void Add(Place from, Place to);
   void Add(const MessageCounts& other);
 
+  // Shows all that was counted, see CountsBytes.
+  template <class Visitor>
+  void Visit(Visitor& visitor) {
+    visitor.Records(distances);
+    visitor.Records(farSends);
+    elementLinks.Visit(visitor);
+    clusterLinks.Visit(visitor);
+    visitor.Records(turned);
+    visitor.Records(traffic);
+  }
+
   // See RunCounts.
   const std::vector<uint64_t>& Distances() const { return distances; }
   uint64_t FarSends() const { return farSends; }

@@ -30,6 +30,17 @@ class PulseCounts {
   uint64_t Quiet() const { return quiet; }
   uint64_t QuietFirst() const { return quietFirst; }
 
+  // Shows all that was counted, see CountsBytes.
+  template <class Visitor>
+  void Visit(Visitor& visitor) {
+    for (uint64_t* const count : {&busy, &firstFires, &lastFires, &peak}) {
+      visitor.Records(*count);
+    }
+    for (uint64_t* const cycle : {&first, &last, &peakCycle, &quiet, &quietFirst}) {
+      visitor.Cycle(*cycle);
+    }
+  }
+
   // Cycles that have fires.
   uint64_t BusyCycles() const { return busy; }
 

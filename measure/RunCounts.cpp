@@ -26,6 +26,13 @@ RunCounts::RunCounts(const RunShape& shape)
       messages(shape.shape, MeshOf(shape, {shape.shape.Columns(), shape.shape.Rows()}),
                MeshOf(shape, shape.shape.clusters), shape.elementLinks) {}
 
+// Without looking at the type, which nobody can foresee: other records have a receiver, too, which
+// is always the same.
+void RunCounts::Fetch(const Columns& columns, size_t row) const {
+  places.Fetch(columns.at[row]);
+  places.Fetch(columns.to[row]);
+}
+
 void RunCounts::AddPulses(const Selection& selected) {
   const ArrayShape& shape = places.Shape();
   const Columns& columns = *selected.columns;
@@ -64,7 +71,12 @@ void RunCounts::Add(const Selection& selected) {
   }
   // One loop for all: what type comes next nobody can foresee, and that costs once this way.
   const Columns& columns = *selected.columns;
-  for (const uint16_t row : selected.rows) {
+  const std::span<const uint16_t> rows = selected.rows;
+  for (size_t i = 0; i < rows.size(); ++i) {
+    if (i + AHEAD < rows.size()) {
+      Fetch(columns, rows[i + AHEAD]);
+    }
+    const uint16_t row = rows[i];
     const Columns::Tag tag = columns.tag[row];
     const uint64_t cycle = columns.cycle[row];
     const Place at = columns.at[row];

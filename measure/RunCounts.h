@@ -49,6 +49,18 @@ class RunCounts {
   void AddRecords(std::optional<uint32_t> thread, uint32_t type, size_t column, uint64_t count);
   void CountOutside();
 
+  // Shows all that was counted, see CountsBytes; not of counts with pulses of elements or switches.
+  template <class Visitor>
+  void Visit(Visitor& visitor) {
+    visitor.Records(records);
+    visitor.Cycle(firstCycle);
+    visitor.Cycle(lastCycle);
+    times.Visit(visitor);
+    places.Visit(visitor);
+    pulses.Visit(visitor);
+    messages.Visit(visitor);
+  }
+
   const PlaceCounts& Places() const { return places; }
   const Timeline& Times() const { return times; }
   const PulseCounts& Pulses() const { return pulses; }
@@ -83,6 +95,10 @@ class RunCounts {
   uint64_t LastCycle() const { return lastCycle; }
 
  private:
+  // Records between that which is counted and that which is fetched.
+  static constexpr size_t AHEAD = 12;
+
+  void Fetch(const Columns& columns, size_t row) const;
   void AddPulses(const Selection& records);
   void AddCycles(const Selection& selected);
 

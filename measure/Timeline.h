@@ -58,6 +58,20 @@ class Timeline {
   // So many records of a column; without a thread, of those that are not told apart.
   void AddRecords(std::optional<uint32_t> thread, uint32_t type, size_t toColumn, uint64_t count);
 
+  // Shows all that was counted, see CountsBytes.
+  template <class Visitor>
+  void Visit(Visitor& visitor) {
+    for (std::vector<uint64_t>& type : types) {
+      visitor.Records(type);
+    }
+    std::vector<uint32_t> known = Threads();
+    visitor.Numbers(known, MOST_THREADS);
+    for (const uint32_t thread : known) {
+      visitor.Records(Of(thread));
+    }
+    visitor.Records(others);
+  }
+
   const TimeColumns& Columns() const { return columns; }
 
   // One count for each column; of a RecordType.

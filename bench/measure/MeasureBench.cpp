@@ -20,6 +20,8 @@
 #include "bench/trace/Table.h"
 #include "measure/CountRun.h"
 #include "measure/CountSpaceTime.h"
+#include "measure/KeptCounts.h"
+#include "measure/RunMeasures.h"
 #include "trace/index/Index.h"
 #include "trace/read/TraceSource.h"
 #include "trace/write/Synth.h"
@@ -55,6 +57,7 @@ class Subject {
   ~Subject() {
     unlink(file.c_str());
     unlink((file + ".mfindex").c_str());
+    unlink((file + ".mfcounts").c_str());
   }
 
   const ArrayShape& Shape() const { return options.shape; }
@@ -93,6 +96,16 @@ void CountAll(const Subject& subject) {
   Require(counts.Records() == subject.GetIndex().GetSummary().records, "records were lost");
 }
 
+// What `stats` tells of a run that was counted before.
+void TellKept(const Subject& subject) {
+  RunQuestion question;
+  question.shape = subject.Shape();
+  const auto store = KeptCountsOf(subject.Trace(), subject.GetIndex());
+  const RunCounts counts =
+      Value(CountRunOnce(subject.Trace(), subject.GetIndex(), store.get(), question));
+  Require(MeasuresOf(counts).fires == subject.GetIndex().GetSummary().fires, "fires were lost");
+}
+
 // What a heat map is drawn of.
 void CountSums(const Subject& subject) {
   RunQuestion question;
@@ -116,13 +129,17 @@ void MeasureRun(const std::string& folder, uint32_t side, uint64_t records) {
   Heading("Programs, " + sides + " x " + sides + " PEs, " +
           std::to_string(records / 100000 / 10.0).substr(0, 4) + " M records (elapsed)");
   const Subject subject(folder, side, records);
+  TellKept(subject);  // the first time keeps it
   const std::vector<Time> times =
       Alternate(REPETITIONS, {[&] { Decode(subject); }, [&] { CountAll(subject); },
                               [&] { CountMap(subject, false); }, [&] { CountMap(subject, true); },
-                              [&] { CountSums(subject); }, [&] { CountTimes(subject); }});
+                              [&] { CountSums(subject); }, [&] { CountTimes(subject); },
+                              [&] { TellKept(subject); }});
   const double decode = times[0].elapsed;
   Note("decoding once, 1 thread", decode * 1e3, "ms");
   AtMost("all counts of a run, without index, against it", times[1].elapsed / decode, "x", 2);
+  AtMost("all numbers of stats, counted before, with index", times[6].elapsed * 1e3, "ms",
+         side == 64 ? 20 : 60);
   AtMost("sums of every place, with index", times[4].elapsed * 1e3, "ms", side == 64 ? 20 : 60);
   AtMost("timeline of 400 columns, with index", times[5].elapsed * 1e3, "ms", side == 64 ? 20 : 60);
   AtMost("map of 2,000 columns and 1,024 rows, with index", times[2].elapsed * 1e3, "ms", 300);

@@ -177,6 +177,20 @@ TEST_F(IndexCommandTest, AnIndexThatContradictsItsTraceIsBuiltAnew) {
   }
 }
 
+TEST_F(IndexCommandTest, WhatIsCountedOfALongTraceIsKeptBesideItsIndex) {
+  ASSERT_EQ(0, Run({"synth", "-o", "long.trace", "--records", "1100000", "-c", "2"}).exitStatus);
+  const std::vector<std::string> question = {"stats", "long.trace", "--json"};
+  const std::string counted = Run(question).out;
+  const std::string file = folder.File("long.trace.mfcounts");
+  ASSERT_TRUE(fs::exists(file));
+  const auto written = fs::last_write_time(file);
+  EXPECT_TRUE(Run(question).out == counted);
+  EXPECT_TRUE(fs::last_write_time(file) == written) << "it was counted again";
+  testing::WriteFile(file, "no counts");
+  EXPECT_TRUE(Run(question).out == counted);
+  EXPECT_NE(testing::ReadFile(file), "no counts");
+}
+
 TEST_F(IndexCommandTest, AnOutputThatIsNamedIsBuiltAnewThere) {
   LongTrace(SOME);
   for (const char* flag : {"-o", "--output"}) {

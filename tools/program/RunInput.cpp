@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "measure/CountPackets.h"
+#include "measure/KeptCounts.h"
 #include "tools/program/CompanionInput.h"
 #include "trace/ask/FilterRange.h"
 
@@ -25,7 +26,8 @@ MaybeFailure ChooseFilter(const RunFlags& flags, CountedRun& run) {
 
 Fault Count(const RunFlags& flags, const Console& console, CountedRun& run) {
   Result<RunCounts> counts = Watched(flags, console, "M", [&](const ProgressCallback& progress) {
-    return CountRun(*run.trace.file, run.trace.index.get(), run.question, progress);
+    const std::unique_ptr<IndexStore> kept = KeptCountsOf(*run.trace.file, *run.trace.index);
+    return CountRunOnce(*run.trace.file, *run.trace.index, kept.get(), run.question, progress);
   });
   if (!counts) {
     return counts.Why();
