@@ -181,8 +181,11 @@ TEST(SortTraceTest, ProgressMayStopItAnywhere) {
   ASSERT_TRUE(IsFine(sort(0)));
   const size_t all = calls;
   ASSERT_LT(3U, all);
+  // How often it tells how far it is depends on how its threads share the processors.
   for (size_t stopAt = 1; stopAt < all; ++stopAt) {
-    EXPECT_EQ(sort(stopAt).kind, Fault::CANCELLED) << "at call " << stopAt;
+    const Fault fault = sort(stopAt);
+    EXPECT_TRUE(fault.kind == Fault::CANCELLED || (calls <= stopAt && stopAt > 3))
+        << "at call " << stopAt << " of " << calls;
   }
 }
 
