@@ -52,6 +52,8 @@ struct CutAccount {
 // Only what the index does not pass over is read. `progress` counts records. A fault where the
 // trace cannot be read, index or notes contradict it, or the new trace cannot be written
 // (NewTrace::GetFault has that one).
+//
+// Threads: notes and new trace are used by nobody else meanwhile; trace and index may be.
 [[nodiscard]] Result<CutAccount> CutTrace(const TraceSource& trace, const Index& index,
                                           NotesOfTrace* notes, const CutQuestion& question,
                                           NewTrace& made, const ProgressCallback& progress = {});

@@ -43,6 +43,8 @@ struct MergeAccount {
 //
 // Memory follows the number of traces. `progress` counts bytes. A fault where a trace cannot be
 // read, or the new one cannot be written (NewTrace::GetFault has that one).
+//
+// Threads: the traces' notes and the new trace are used by nobody else meanwhile.
 [[nodiscard]] Result<MergeAccount> MergeTraces(std::span<const MergedTrace> traces, NewTrace& made,
                                                const ProgressCallback& progress = {});
 
