@@ -43,8 +43,8 @@ struct SortAccount {
 // room, or the new trace cannot be written (NewTrace::GetFault has that one). Of a trace that
 // breaks off what comes before that is sorted.
 //
-// Threads: feed and new trace are used by nobody else meanwhile; progress is told by the thread that
-// asks for the sorting.
+// Threads: feed and new trace are used by nobody else meanwhile; progress is told by the thread
+// that asks for the sorting.
 [[nodiscard]] Result<SortAccount> SortTrace(RecordFeed& feed, const NotesFile* notes,
                                             const SortOptions& options, NewTrace& made,
                                             const ProgressCallback& progress = {});
