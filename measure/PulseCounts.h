@@ -2,6 +2,7 @@
 #define MEASURE_PULSECOUNTS_H
 
 #include <cstdint>
+#include <initializer_list>
 
 namespace marrowfin {
 

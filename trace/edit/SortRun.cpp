@@ -85,8 +85,9 @@ void SortRun::Sort() {
     for (size_t i = 0; i < keys.size(); ++i) {
       keys[i] = i;
     }
-    std::stable_sort(keys.begin(), keys.end(),
-                     [&](uint64_t a, uint64_t b) { return records[a].cycle < records[b].cycle; });
+    std::stable_sort(keys.begin(), keys.end(), [&](uint64_t a, uint64_t b) {
+      return records[static_cast<size_t>(a)].cycle < records[static_cast<size_t>(b)].cycle;
+    });
     return;
   }
   const uint64_t base = least->cycle;
@@ -103,7 +104,7 @@ void SortRun::SortByDigit(uint32_t shift, uint32_t bits) {
   std::array<size_t, size_t{1} << DIGIT> begins = {};
   const uint64_t digit = (uint64_t{1} << bits) - 1;
   for (const uint64_t key : keys) {
-    ++begins[key >> shift & digit];
+    ++begins[static_cast<size_t>(key >> shift & digit)];
   }
   size_t sum = 0;
   for (size_t& begin : begins) {
@@ -112,7 +113,7 @@ void SortRun::SortByDigit(uint32_t shift, uint32_t bits) {
   }
   scratch.resize(keys.size());
   for (const uint64_t key : keys) {
-    scratch[begins[key >> shift & digit]++] = key;
+    scratch[begins[static_cast<size_t>(key >> shift & digit)]++] = key;
   }
   keys.swap(scratch);
 }
