@@ -42,6 +42,9 @@ void MeasureFinding(const Subject& subject, const TraceSource& trace, const Inde
 // Notes beside a made-up trace of so many records: reading them, and questions about them.
 void MeasureNotes(const std::string& folder, uint64_t records, int repetitions);
 
+// Packing a trace and reading it packed, against zstd and the trace as it is.
+void MeasurePacking(const Subject& subject);
+
 // Ranges of cycles, and how often each processing element fired in them: row by row, as an
 // ActivityReader lays it out.
 struct Answer {

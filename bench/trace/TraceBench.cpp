@@ -1,6 +1,6 @@
 // How fast the trace engine is, each line a ratio that is measured in this very run.
 //
-// usage: marrowfin_trace_bench [--quick | --notes | --index-only FILE] FOLDER
+// usage: marrowfin_trace_bench [--quick | --notes | --packed | --index-only FILE] FOLDER
 //
 // Traces and what other programs make of them go to FOLDER, which needs some 8 GB (--quick: 1 GB),
 // and are removed again. Times are medians of what takes turns, by processor time where one thread
@@ -62,6 +62,7 @@ Latencies MeasureAll(const Subject& subject) {
   Synthesise(subject);
   MeasureDecoding(subject);
   const Latencies latencies = MeasureIndex(subject);
+  MeasurePacking(subject);
   unlink(subject.file.c_str());
   return latencies;
 }
@@ -127,6 +128,21 @@ int RunNotes(const std::string& folder) {
   return Summed();
 }
 
+// Packed traces alone.
+int RunPacked(const std::string& folder) {
+  printf("%s\n", Machine().c_str());
+  for (const uint64_t records : {SMALL, LARGE}) {
+    for (const SynthOptions::Mode mode : {SynthOptions::PROGRAMS, SynthOptions::RANDOM}) {
+      const Subject subject = MakeSubject(folder, 64, mode, records);
+      Heading(Describe(subject));
+      Synthesise(subject);
+      MeasurePacking(subject);
+      unlink(subject.file.c_str());
+    }
+  }
+  return Summed();
+}
+
 int Run(const std::string& program, const std::string& folder, bool quick) {
   printf("%s\n", Machine().c_str());
   for (const SynthOptions::Mode mode : {SynthOptions::PROGRAMS, SynthOptions::RANDOM}) {
@@ -155,9 +171,13 @@ int main(int argc, char** argv) {
   if (argc == 3 && strcmp(argv[1], "--notes") == 0) {
     return RunNotes(argv[2]);
   }
+  if (argc == 3 && strcmp(argv[1], "--packed") == 0) {
+    return RunPacked(argv[2]);
+  }
   if (argc != 2 && !quick) {
-    fprintf(stderr,
-            "usage: marrowfin_trace_bench [--quick | --notes | --index-only FILE] FOLDER\n");
+    fprintf(
+        stderr,
+        "usage: marrowfin_trace_bench [--quick | --notes | --packed | --index-only FILE] FOLDER\n");
     return 2;
   }
   return Run(argv[0], argv[argc - 1], quick);

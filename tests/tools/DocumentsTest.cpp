@@ -121,6 +121,7 @@ TEST_F(DocumentsTest, TheManualPageHasEveryNameOfJson) {
   for (const std::vector<std::string>& words : {std::vector<std::string>{"info"},
                                                 {"check", "-p", "4"},
                                                 {"index"},
+                                                {"pack", "-o", folder.File("t.mfz")},
                                                 {"state", "--cycle", "3"},
                                                 {"stats", "--packets", "thread"},
                                                 {"why"},

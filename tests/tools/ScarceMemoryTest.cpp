@@ -156,6 +156,14 @@ TEST_F(ScarceMemoryTest, SynthEndsCleanly) {
   ExpectCleanEnds({"synth", "-o", "made", "--records", "10000"});
 }
 
+TEST_F(ScarceMemoryTest, PackingEndsCleanly) {
+  LongTrace(70000);
+  ExpectCleanEnds({"pack", "long.trace", "-o", "made"});
+  ASSERT_EQ(0, Run({"pack", "long.trace", "-o", "long.mfz"}).exitStatus);
+  ExpectCleanEnds({"unpack", "long.mfz", "-o", "made"});
+  ExpectCleanEnds({"state", "long.mfz", "--step", "99", "--json"});
+}
+
 TEST_F(ScarceMemoryTest, ImportEndsCleanly) {
   testing::WriteFile(folder.File("in.json"), R"([{"proc":"BRISC","sx":1,"sy":2,"dx":2,"dy":2,)"
                                              R"("timestamp":10,"type":"WRITE_FLUSH"}])");

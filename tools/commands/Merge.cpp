@@ -60,8 +60,8 @@ Fault MergeOnce(Merging& merging) {
       return fault;
     }
   }
-  merging.unwritten =
-      merging.output.emplace().Open(merging.flags.edit.output, HasCompanion(merging));
+  merging.unwritten = merging.output.emplace().Open(merging.flags.edit.output,
+                                                    HasCompanion(merging), merging.flags.edit.pack);
   if (merging.unwritten) {
     return {};
   }

@@ -162,8 +162,8 @@ Fault ShiftOnce(Shifting& shifting) {
   if (Fault fault = shifting.trace.Begin(shifting.summarizer)) {
     return fault;
   }
-  shifting.unwritten =
-      shifting.output.emplace().Open(flags.edit.output, shifting.trace.HasCompanion());
+  shifting.unwritten = shifting.output.emplace().Open(
+      flags.edit.output, shifting.trace.HasCompanion(), flags.edit.pack);
   if (shifting.unwritten) {
     return {};
   }

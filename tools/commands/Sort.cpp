@@ -52,8 +52,8 @@ Fault SortOnce(Sorting& sorting) {
   if (Fault fault = sorting.trace.Begin(sorting.summarizer)) {
     return fault;
   }
-  sorting.unwritten =
-      sorting.output.emplace().Open(flags.edit.output, sorting.trace.HasCompanion());
+  sorting.unwritten = sorting.output.emplace().Open(flags.edit.output, sorting.trace.HasCompanion(),
+                                                    flags.edit.pack);
   if (sorting.unwritten) {
     return {};
   }

@@ -120,7 +120,8 @@ MaybeFailure CutPart(const CutFlags& flags, const CutQuestion& question, const s
   std::optional<EditOutput> output;
   MaybeFailure unwritten;
   const Fault fault = AskIndexed(console, source.edited.trace, [&]() -> Fault {
-    unwritten = output.emplace().Open(name, TakesCompanion(flags, *source.edited.companion));
+    unwritten = output.emplace().Open(name, TakesCompanion(flags, *source.edited.companion),
+                                      flags.edit.pack);
     if (unwritten) {
       return {};
     }

@@ -1,16 +1,21 @@
 #include "tools/program/EditOutput.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <nlohmann/json.hpp>
 #include <ostream>
+#include <utility>
 
 #include "tools/program/Json.h"
 #include "tools/program/OutputApart.h"
+#include "tools/program/PackedName.h"
 #include "tools/program/TerminalText.h"
 #include "tools/program/ViewCommand.h"
+#include "trace/edit/ScratchFile.h"
 #include "trace/read/AboutFile.h"
 #include "trace/read/NotesFile.h"
+#include "trace/write/AboutText.h"
 #include "trace/write/Recorder.h"
 
 namespace marrowfin {
@@ -24,7 +29,7 @@ bool IsPlainFile(const std::string& name) {
 // What is written where that is a plain file.
 std::vector<std::string> FilesOf(const EditFlags& flags, const std::string& output) {
   std::vector<std::string> files = {output};
-  if (!flags.noCompanion && output != STANDARD_STREAM) {
+  if (!flags.noCompanion && output != STANDARD_STREAM && !flags.pack && !IsPackedName(output)) {
     files.push_back(AboutBeside(output));
     files.push_back(NotesFile::NameBeside(output));
   }
@@ -40,7 +45,7 @@ std::string CyclesText(const EditAccount& account) {
 void TellInWords(const EditAccount& account, std::ostream& out) {
   out << LineFor(out, account.output) << ": " << account.records << " records"
       << CyclesText(account);
-  if (account.shape && account.records > 0) {
+  if (account.shape && account.records > 0 && !IsPackedName(account.output)) {
     out << ", view it with "
         << LineFor(out, ViewCommand(*account.shape, ShownName(account.output)));
   }
@@ -57,7 +62,7 @@ nlohmann::json AsJson(const EditAccount& account) {
     json["firstCycle"] = *account.firstCycle;
     json["lastCycle"] = *account.lastCycle;
   }
-  if (account.shape) {
+  if (account.shape && !IsPackedName(account.output)) {
     json["view"] = ViewCommand(*account.shape, ShownName(account.output));
   }
   return json;
@@ -74,6 +79,7 @@ void EditFlags::DeclareHow(CLI::App& app) {
   app.add_flag("--force", force, "Replace an output that is there");
   app.add_flag("--no-companion", noCompanion,
                "Write the trace alone, without what tells of the run and without notes");
+  AddPack(app, pack);
   app.add_flag("--json", json, "Print the account as JSON");
 }
 
@@ -99,31 +105,68 @@ MaybeFailure CheckEditOutput(const EditFlags& flags, const std::string& output,
   return std::nullopt;
 }
 
-MaybeFailure EditOutput::Open(const std::string& path, bool withCompanion) {
+EditOutput::~EditOutput() {
+  if (scratch != -1) {
+    close(scratch);
+  }
+}
+
+MaybeFailure EditOutput::Open(const std::string& path, bool withCompanion, bool pack) {
   name = path;
-  if (MaybeFailure failure = output.Open(path)) {
+  if (MaybeFailure failure = output.Open(path, pack)) {
     return failure;
   }
-  if (withCompanion && output.PlainDescriptor()) {
-    companion.emplace();
-    if (MaybeFailure failure = companion->Open(path, *output.PlainDescriptor())) {
+  const bool isPacked = output.Packed() != nullptr;
+  if (withCompanion && (isPacked || output.PlainDescriptor())) {
+    if (MaybeFailure failure = OpenNotes(isPacked)) {
       return failure;
     }
   }
-  made.emplace(output.Sink(), companion ? &companion->Notes() : nullptr);
+  ByteSink* const beside = companion ? &companion->Notes() : nullptr;
+  made.emplace(output.Sink(), enclosedNotes ? &*enclosedNotes : beside);
   return std::nullopt;
+}
+
+MaybeFailure EditOutput::OpenNotes(bool isPacked) {
+  if (!isPacked) {
+    companion.emplace();
+    return companion->Open(name, *output.PlainDescriptor());
+  }
+  const Result<int> opened = OpenScratchFile();
+  if (!opened) {
+    return OutputFailureOf(opened.Why());
+  }
+  scratch = *opened;
+  enclosedNotes.emplace(scratch, NotesFile::NameBeside(name));
+  return std::nullopt;
+}
+
+// Packs notes and what tells of the run with the trace.
+MaybeFailure EditOutput::Enclose(const About& about) {
+  Result<std::unique_ptr<PositionedFile>> notes =
+      OpenPlainFile(std::exchange(scratch, -1), NotesFile::NameBeside(name), PlainAccess::READ);
+  if (!notes) {
+    return OutputFailureOf(notes.Why());
+  }
+  const std::string text = AboutText(about);
+  output.Packed()->EncloseNotes(std::move(notes).Take());
+  output.Packed()->EncloseAbout(
+      MemoryFile(std::vector<uint8_t>(text.begin(), text.end()), AboutBeside(name)));
+  return std::nullopt;
+}
+
+MaybeFailure EditOutput::CommitCompanion(const About& about) {
+  return companion ? companion->Commit(about) : enclosedNotes ? Enclose(about) : std::nullopt;
 }
 
 MaybeFailure EditOutput::Commit(const About* about) {
   if (const Fault fault = made->Close()) {
     return OutputFailureOf(fault);
   }
-  if (companion) {
-    About told = about != nullptr ? *about : About();
-    made->Recognise(told);
-    if (MaybeFailure failure = companion->Commit(told)) {
-      return failure;
-    }
+  About told = about != nullptr ? *about : About();
+  made->Recognise(told);
+  if (MaybeFailure failure = CommitCompanion(told)) {
+    return failure;
   }
   const bool replaces = output.PlainDescriptor().has_value();
   MaybeFailure failure = output.Commit();

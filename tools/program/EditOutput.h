@@ -9,8 +9,8 @@
 
 #include "tools/program/CompanionOutput.h"
 #include "tools/program/Failure.h"
-#include "tools/program/Output.h"
 #include "tools/program/Subcommand.h"
+#include "tools/program/TraceOutput.h"
 #include "trace/base/About.h"
 #include "trace/base/ArrayShape.h"
 #include "trace/edit/NewTrace.h"
@@ -22,6 +22,7 @@ struct EditFlags {
   std::string output;
   bool force = false;
   bool noCompanion = false;
+  bool pack = false;
   bool json = false;
 
   void Declare(CLI::App& app);
@@ -38,19 +39,31 @@ struct EditFlags {
 // The trace that is made, and its companion: all there whole, or none of it.
 class EditOutput {
  public:
-  // With `companion` also its notes and what tells of the run, where the output is a plain file.
-  [[nodiscard]] MaybeFailure Open(const std::string& name, bool companion);
+  EditOutput() = default;
+  EditOutput(const EditOutput&) = delete;
+  EditOutput& operator=(const EditOutput&) = delete;
+  ~EditOutput();
+
+  // With `companion` also its notes and what tells of the run, where the output is a plain file. A
+  // trace that is to be packed, as its name may say too, has them within.
+  [[nodiscard]] MaybeFailure Open(const std::string& name, bool companion, bool pack);
 
   NewTrace& Made() { return *made; }
-  bool HasCompanion() const { return companion.has_value(); }
+  bool HasCompanion() const { return companion.has_value() || enclosedNotes.has_value(); }
 
   // Ends it. `about` is what is told of the run; null where nothing is.
   [[nodiscard]] MaybeFailure Commit(const About* about);
 
  private:
+  MaybeFailure OpenNotes(bool isPacked);
+  MaybeFailure CommitCompanion(const About& about);
+  MaybeFailure Enclose(const About& about);
+
   std::string name;
-  Output output;
+  TraceOutput output;
   std::optional<CompanionOutput> companion;
+  int scratch = -1;  // holds notes that are to be packed, until they are handed over
+  std::optional<DescriptorSink> enclosedNotes;
   std::optional<NewTrace> made;
 };
 

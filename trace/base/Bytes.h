@@ -57,6 +57,7 @@ class ByteReader {
 
   bool Good() const { return good; }
   bool AtEnd() const { return next == end; }
+  size_t Left() const { return static_cast<size_t>(end - next); }  // bytes
 
  private:
   const uint8_t* next;

@@ -268,8 +268,9 @@ class MovingDraft : public IndexDraft {
 
 class FileStore : public IndexStore {
  public:
-  FileStore(std::vector<std::string> places, uint32_t permissions)
-      : places(std::move(places)), permissions(permissions) {}
+  // `trace` is null where no index can be packed with one.
+  FileStore(std::vector<std::string> places, uint32_t permissions, const PositionedFile* trace)
+      : places(std::move(places)), permissions(permissions), trace(trace) {}
 
   std::vector<std::unique_ptr<PositionedFile>> Find() const override {
     std::vector<std::unique_ptr<PositionedFile>> found;
@@ -279,6 +280,12 @@ class FileStore : public IndexStore {
       if (file) {
         found.push_back(std::move(file).Take());
       }
+    }
+    // One that was built anew counts first: what is packed may be damaged.
+    std::unique_ptr<PositionedFile> enclosed =
+        trace != nullptr ? trace->Enclosed(Enclosure::INDEX) : nullptr;
+    if (enclosed != nullptr) {
+      found.push_back(std::move(enclosed));
     }
     return found;
   }
@@ -294,6 +301,7 @@ class FileStore : public IndexStore {
  private:
   std::vector<std::string> places;  // the empty one is a file without a name
   uint32_t permissions;
+  const PositionedFile* trace;
 };
 
 }  // namespace
@@ -301,11 +309,15 @@ class FileStore : public IndexStore {
 std::unique_ptr<IndexStore> IndexFilesOf(const PositionedFile& trace) {
   std::vector<std::string> places = Places(LastingName(trace));
   places.emplace_back();
-  return std::make_unique<FileStore>(std::move(places), trace.Permissions());
+  return std::make_unique<FileStore>(std::move(places), trace.Permissions(), &trace);
+}
+
+std::unique_ptr<IndexStore> IndexWithoutName() {
+  return std::make_unique<FileStore>(std::vector<std::string>{""}, 0, nullptr);
 }
 
 std::unique_ptr<IndexStore> IndexFileAt(const std::string& file, uint32_t permissions) {
-  return std::make_unique<FileStore>(std::vector<std::string>{file}, permissions);
+  return std::make_unique<FileStore>(std::vector<std::string>{file}, permissions, nullptr);
 }
 
 }  // namespace marrowfin

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "trace/index/EndTables.h"
 #include "trace/index/IndexBuilder.h"
 #include "trace/index/IndexFormat.h"
 #include "trace/index/IndexWriter.h"
@@ -11,18 +12,6 @@
 namespace marrowfin {
 
 namespace {
-
-// Only faults in the trace itself end up here.
-Fault EndOf(const TraceSource& trace, const Summary& summary, const Fault& met) {
-  // A reader that met no fault still says how far it came.
-  Fault end = met ? met : Fault();
-  end.file = trace.Name();
-  if (met) {
-    end.record = summary.records;
-    end.offset = summary.bytes;
-  }
-  return end;
-}
 
 // Whether whoever reads the tables will believe them, of an index with so many bytes of sections.
 bool IsSound(const IndexTables& tables, uint64_t size) {
@@ -129,7 +118,7 @@ Result<std::unique_ptr<Index>> IndexJob::SoFar() {
     return writer.WhyFailed();
   }
   tables->trace = work->mark;
-  tables->summary.end = EndOf(work->trace, tables->summary, Fault());
+  tables->summary.end = EndOfIndexed(work->trace.Name(), tables->summary, Fault());
   Result<std::unique_ptr<PositionedFile>> file = writer.Written();
   if (!file) {
     return file.Why();
@@ -142,12 +131,8 @@ Result<std::unique_ptr<Index>> IndexJob::SoFar() {
 Result<std::unique_ptr<Index>> IndexJob::Finish() {
   IndexWriter& writer = work->writer;
   IndexBuilder& builder = work->builder;
-  builder.Finish();
-  auto tables = std::make_shared<IndexTables>(builder.TakeTables());
-  tables->trace = work->mark;
-  tables->times = writer.Append(builder.Times().Encode());
-  tables->furtherTimes = writer.Append(builder.FurtherTimes().Encode());
-  tables->summary.end = EndOf(work->trace, tables->summary, work->reader->GetFault());
+  auto tables = std::make_shared<IndexTables>(
+      EndTables(builder, writer, {work->mark, work->trace.Name(), work->reader->GetFault()}));
   if (writer.Failed()) {
     return writer.WhyFailed();
   }

@@ -53,9 +53,13 @@ std::unique_ptr<IndexStore> IndexInMemory();
 // Keeps the index of `trace` in files: beside it (TRACE.mfindex) or, where that cannot be written,
 // in the cache folder ($XDG_CACHE_HOME/marrowfin or ~/.cache/marrowfin), or in a file without a
 // name (in $TMPDIR or /tmp). A draft that does not find room in one of them goes on in the next.
+// An index that is packed with the trace is found behind these. `trace` outlives the store.
 // Beside devices and the files of /proc nothing is put: what a name such as /dev/stdin stands for
 // counts instead.
 std::unique_ptr<IndexStore> IndexFilesOf(const PositionedFile& trace);
+
+// Keeps the index in a file without a name (in $TMPDIR or /tmp), which goes away with who reads it.
+std::unique_ptr<IndexStore> IndexWithoutName();
 
 // Keeps it in one file, and nowhere else; `permissions` are those of the trace: whom it is not open
 // to learns nothing from its index.

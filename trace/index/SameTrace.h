@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "trace/base/Fault.h"
 #include "trace/base/Result.h"
@@ -23,6 +24,11 @@ void LetTickPass(const TraceSource& trace);
 
 // What is kept of the trace as it is; the fault of one that cannot be read.
 [[nodiscard]] Result<TraceMark> MarkOf(const TraceSource& trace);
+
+// The checksum of the first and the last so many bytes of a trace, or of all of them where there
+// are fewer.
+constexpr uint64_t TRACE_EDGE = 4096;
+uint32_t EdgeSum(std::span<const uint8_t> first, std::span<const uint8_t> last);
 
 // The checksum by which segments are recognised: of the fields of their first records.
 constexpr uint64_t SAMPLED_RECORDS = 8;

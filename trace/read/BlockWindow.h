@@ -3,26 +3,15 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <list>
 #include <memory>
-#include <mutex>
-#include <vector>
 
 #include "trace/base/Fault.h"
 #include "trace/base/Result.h"
+#include "trace/read/BlockCache.h"
 #include "trace/read/Columns.h"
 #include "trace/read/PositionedFile.h"
 
 namespace marrowfin {
-
-// What a window on a file shows: some bytes from byte `offset` of the file on.
-struct Block {
-  uint64_t offset = 0;
-  size_t size = 0;
-  std::unique_ptr<uint8_t[]> bytes;
-
-  uint64_t End() const { return offset + size; }
-};
 
 // Reads a file in blocks, for files that have no view of themselves, and keeps those used last.
 //
@@ -36,7 +25,7 @@ class BlockWindow {
   static constexpr size_t BLOCKS = 16;
 
   // The file must outlive the window.
-  explicit BlockWindow(const PositionedFile& file) : file(file) {}
+  explicit BlockWindow(const PositionedFile& file) : file(file), cache(BLOCKS) {}
   BlockWindow(const BlockWindow&) = delete;
   BlockWindow& operator=(const BlockWindow&) = delete;
 
@@ -45,15 +34,8 @@ class BlockWindow {
   [[nodiscard]] Result<std::shared_ptr<const Block>> At(uint64_t offset);
 
  private:
-  std::shared_ptr<const Block> Find(uint64_t begin);
-  std::shared_ptr<Block> Fresh();
-  void Keep(const std::shared_ptr<const Block>& block);
-  void GiveBack(Block* block);
-
   const PositionedFile& file;
-  std::mutex mutex;
-  std::vector<std::unique_ptr<Block>> unused;
-  std::list<std::shared_ptr<const Block>> blocks;  // the one used last in front
+  BlockCache<Block> cache;
 };
 
 }  // namespace marrowfin

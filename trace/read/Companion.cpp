@@ -14,8 +14,13 @@ namespace marrowfin {
 
 namespace {
 
-// A file beside a trace; null where there is none.
-Result<std::unique_ptr<PositionedFile>> OpenIfThere(const std::string& name) {
+// What is packed with a trace or, where there is no such thing, a file beside it; null where there
+// is none.
+Result<std::unique_ptr<PositionedFile>> OpenIfThere(const TraceSource& trace, Enclosure what,
+                                                    const std::string& name) {
+  if (std::unique_ptr<PositionedFile> enclosed = trace.File().Enclosed(what)) {
+    return enclosed;
+  }
   std::error_code error;
   if (!std::filesystem::exists(name, error) && !error) {
     return std::unique_ptr<PositionedFile>();
@@ -81,9 +86,9 @@ void Companion::Follow(const TraceSource& trace) {
   if (!inFiles) {
     return;
   }
-  TakeAbout(trace, OpenIfThere(AboutBeside(trace.Name())));
+  TakeAbout(trace, OpenIfThere(trace, Enclosure::ABOUT, AboutBeside(trace.Name())));
   if (notes == nullptr || notes->Follow()) {
-    TakeNotes(trace, OpenIfThere(NotesFile::NameBeside(trace.Name())));
+    TakeNotes(trace, OpenIfThere(trace, Enclosure::NOTES, NotesFile::NameBeside(trace.Name())));
   }
 }
 

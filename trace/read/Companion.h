@@ -14,8 +14,9 @@ namespace marrowfin {
 
 class TraceSource;
 
-// What stands beside a trace: what tells of the run, and its notes. It never stands in the way of
-// the trace: what is missing is not there, and of what is not believed a fault tells why.
+// What stands beside a trace, or is packed with it: what tells of the run, and its notes. It never
+// stands in the way of the trace: what is missing is not there, and of what is not believed a fault
+// tells why.
 //
 // Notes are refused here where they are no notes, or where their first block is of other records
 // than the first ones of the trace; further blocks are compared when they are read (NotesOfTrace).
@@ -23,7 +24,7 @@ class TraceSource;
 // What is there may be read from several threads; Follow needs all of it for itself.
 class Companion {
  public:
-  // Looks beside the trace.
+  // What is packed with the trace or, where there is no such thing, lies beside it.
   static Companion Beside(const TraceSource& trace);
 
   // The same of files that are at hand, wherever they are; null stands for one that is missing.

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "trace/read/AboutFile.h"
+#include "trace/read/CompanionFiles.h"
 
 namespace marrowfin {
 
@@ -20,19 +21,27 @@ CompanionCheck::CompanionCheck(const std::string& trace,
                                std::function<void(const Fault&)> onFinding)
     : onFinding(std::move(onFinding)),
       aboutName(AboutBeside(trace)),
-      notesName(NotesFile::NameBeside(trace)),
-      hasAbout(IsThere(aboutName)),
-      hasNotes(IsThere(notesName)) {
+      notesName(NotesFile::NameBeside(trace)) {
+  std::unique_ptr<PositionedFile> packedAbout;
+  std::unique_ptr<PositionedFile> packedNotes;
+  // Where it cannot be opened, whoever reads the trace tells why.
+  if (const Result<std::shared_ptr<const MfzFile>> packed = OpenPackedFile(trace);
+      packed && *packed != nullptr) {
+    packedAbout = MfzPart(*packed, MfzStream::ABOUT);
+    packedNotes = MfzPart(*packed, MfzStream::NOTES);
+  }
+  hasAbout = packedAbout != nullptr || IsThere(aboutName);
+  hasNotes = packedNotes != nullptr || IsThere(notesName);
   if (hasAbout) {
-    OpenAbout();
+    OpenAbout(packedAbout.get());
   }
   if (hasNotes) {
-    OpenNotes();
+    OpenNotes(std::move(packedNotes));
   }
 }
 
-void CompanionCheck::OpenAbout() {
-  Result<About> read = ReadAbout(aboutName);
+void CompanionCheck::OpenAbout(const PositionedFile* packed) {
+  Result<About> read = packed != nullptr ? ReadAbout(*packed) : ReadAbout(aboutName);
   if (read) {
     about = std::move(read).Take();
   } else {
@@ -40,8 +49,9 @@ void CompanionCheck::OpenAbout() {
   }
 }
 
-void CompanionCheck::OpenNotes() {
-  Result<std::unique_ptr<NotesFile>> opened = NotesFile::Open(notesName);
+void CompanionCheck::OpenNotes(std::unique_ptr<PositionedFile> packed) {
+  Result<std::unique_ptr<NotesFile>> opened =
+      packed != nullptr ? NotesFile::Open(std::move(packed)) : NotesFile::Open(notesName);
   if (!opened) {
     onFinding(opened.Why());
     return;

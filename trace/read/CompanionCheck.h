@@ -24,7 +24,8 @@ namespace marrowfin {
 // and tells of everything that a reader would not believe. One thread at a time.
 class CompanionCheck {
  public:
-  // Looks for the companion beside the trace of that name. Every fault is told to `onFinding`.
+  // Looks for the companion that is packed with the trace of that name, or else lies beside it.
+  // Every fault is told to `onFinding`.
   CompanionCheck(const std::string& trace, std::function<void(const Fault&)> onFinding);
 
   // Whether there are such files, good or bad.
@@ -45,8 +46,8 @@ class CompanionCheck {
   uint64_t Samples() const { return samples; }
 
  private:
-  void OpenAbout();
-  void OpenNotes();
+  void OpenAbout(const PositionedFile* packed);
+  void OpenNotes(std::unique_ptr<PositionedFile> packed);
   void AddToPrint(const Columns& records, size_t row);
   void BeginBlocks(uint64_t record);
   void EndBlock();

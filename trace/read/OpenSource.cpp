@@ -118,6 +118,8 @@ Result<std::unique_ptr<ByteSource>> OpenSource(int descriptor, const std::string
       return UnpackGzip(std::move(file), name);
     case Packing::ZSTD:
       return UnpackZstd(std::move(file), name);
+    case Packing::MFZ:
+      return UnpackMfz(std::move(file), name);
     case Packing::NONE:
       break;
   }

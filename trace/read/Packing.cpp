@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "trace/base/MfzFormat.h"
+
 namespace marrowfin {
 
 namespace {
@@ -22,6 +24,9 @@ Packing PackingOf(const uint8_t* bytes, size_t size) {
   }
   if (size < PACKED_START) {
     return Packing::NONE;
+  }
+  if (std::equal(MFZ_MAGIC, MFZ_MAGIC + PACKED_START, bytes)) {
+    return Packing::MFZ;
   }
   const bool frame = std::equal(ZSTD_START, std::end(ZSTD_START), bytes);
   const bool skippable = (bytes[0] & 0xf0) == SKIPPABLE_START[0] &&

@@ -8,7 +8,7 @@ namespace marrowfin {
 
 // How packed data begins: with this many bytes, or nothing tells it from a trace.
 constexpr size_t PACKED_START = 4;
-enum class Packing { NONE, GZIP, ZSTD };
+enum class Packing { NONE, GZIP, ZSTD, MFZ };
 Packing PackingOf(const uint8_t* bytes, size_t size);
 
 // The first byte of gzip data.

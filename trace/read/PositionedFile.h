@@ -24,6 +24,24 @@ struct FileIdentity {
   friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
 };
 
+// Some bytes of a file, from byte `offset` on, which stay as long as anyone holds them.
+struct FileBlock {
+  uint64_t offset = 0;
+  size_t size = 0;
+  const uint8_t* bytes = nullptr;
+  std::shared_ptr<const void> holder = {};
+
+  uint64_t End() const { return offset + size; }
+};
+
+// What one file may hold besides the trace.
+enum class Enclosure { INDEX, ABOUT, NOTES };
+
+class PositionedFile;
+
+// The CHANGED fault of a file that became shorter and has nothing at byte `offset` any more.
+Fault BecameShorter(const PositionedFile& file, uint64_t offset);
+
 // Bytes that can be read at any place, as often as one likes: a plain file, memory, and whatever
 // else can tell its size and deliver a piece of itself. Nothing above asks for a descriptor.
 //
@@ -53,6 +71,19 @@ class PositionedFile {
   virtual const uint8_t* View() const { return nullptr; }
   virtual void AboutToRead(uint64_t /*offset*/) const {}
 
+  // Whether the file is made of blocks that are at hand a piece at a time, such as packed ones; and
+  // a piece that holds byte `offset`, with FILE_BLOCK_AHEAD bytes behind it or all that its block
+  // has. Of a trace, no well-formed record lies in two blocks. The fault of one that cannot be had.
+  // Nobody holds a piece when the file goes.
+  static constexpr size_t FILE_BLOCK_AHEAD = 9216;  // a batch of the largest records
+  virtual bool HasBlocks() const { return false; }
+  [[nodiscard]] virtual Result<FileBlock> BlockAt(uint64_t offset) const {
+    return BecameShorter(*this, offset);
+  }
+
+  // What lies in the same file beside this; null where there is nothing of the kind.
+  virtual std::unique_ptr<PositionedFile> Enclosed(Enclosure /*what*/) const { return nullptr; }
+
   // Whom besides its owner the file may be read and written by, as the bits of a Unix mode.
   virtual uint32_t Permissions() const { return 0; }
 
@@ -63,9 +94,6 @@ class PositionedFile {
   std::string name;
   FileIdentity identity;
 };
-
-// The CHANGED fault of a file that became shorter and has nothing at byte `offset` any more.
-Fault BecameShorter(const PositionedFile& file, uint64_t offset);
 
 // Opens a plain file: a SYSTEM fault for what is a folder, a pipe or a device, or cannot be opened.
 // With MAPPED it has a view, where the process has the addresses for it: on 64-bit machines all but

@@ -8,10 +8,13 @@
 #include "trace/read/BusGuard.h"
 #include "trace/read/Decode.h"
 #include "trace/read/MalformedRecord.h"
+#include "trace/read/MfzFile.h"
 #include "trace/read/OutOfOrder.h"
 #include "trace/read/Packing.h"
 
 namespace marrowfin {
+
+static_assert(PositionedFile::FILE_BLOCK_AHEAD >= Columns::CAPACITY * LARGE_RECORD);
 
 namespace {
 
@@ -42,20 +45,35 @@ Result<std::unique_ptr<TraceSource>> TraceSource::Open(const std::string& name,
 }
 
 Result<std::unique_ptr<TraceSource>> TraceSource::Over(std::unique_ptr<PositionedFile> file) {
+  // Of blocks none is looked at before someone asks for it: it may be damaged.
+  if (file->HasBlocks()) {
+    return std::unique_ptr<TraceSource>(new TraceSource(std::move(file)));
+  }
   uint8_t start[PACKED_START];
   const size_t length = static_cast<size_t>(std::min<uint64_t>(file->Size(), sizeof(start)));
   if (Fault fault = file->ReadAt(0, length, start)) {
     return fault;
   }
-  if (PackingOf(start, length) != Packing::NONE) {
-    return CannotReadOutOfOrder(file->Name(), "a packed trace");
+  switch (PackingOf(start, length)) {
+    case Packing::MFZ: {
+      Result<std::shared_ptr<const MfzFile>> packed = MfzFile::Open(std::move(file));
+      if (!packed) {
+        return packed.Why();
+      }
+      return Over(MfzPart(std::move(packed).Take(), MfzStream::TRACE));
+    }
+    case Packing::GZIP:
+    case Packing::ZSTD:
+      return CannotReadOutOfOrder(file->Name(), "a packed trace");
+    case Packing::NONE:
+      break;
   }
   return std::unique_ptr<TraceSource>(new TraceSource(std::move(file)));
 }
 
 TraceSource::TraceSource(std::unique_ptr<PositionedFile> opened)
     : file(std::move(opened)), size(file->Size()), view(file->View()) {
-  if (view == nullptr) {
+  if (view == nullptr && !file->HasBlocks()) {
     window = std::make_unique<BlockWindow>(*file);
   }
 }
@@ -75,23 +93,37 @@ Result<uint64_t> TraceSource::Decode(uint64_t offset, uint64_t limit, Columns& c
     file->AboutToRead(offset);
     return DecodeFrom({view, 0, size}, offset, limit, columns);
   }
+  // A batch goes on from block to block, so that it has as many records as any other.
+  while (!window) {
+    const Result<FileBlock> block = file->BlockAt(offset);
+    if (!block) {
+      return columns.size > 0 ? Result<uint64_t>(offset) : block.Why();
+    }
+    const Shown shown = {block->bytes, block->offset, block->End()};
+    Result<uint64_t> next = DecodeFrom(shown, offset, limit, columns);
+    if (!next || *next != shown.end || *next == limit || columns.size == Columns::CAPACITY) {
+      return next;
+    }
+    offset = *next;
+  }
   const Result<std::shared_ptr<const Block>> block = window->At(offset);
   if (!block) {
     return block.Why();
   }
   const Shown shown = {(*block)->bytes.get(), (*block)->offset, (*block)->End()};
-  return DecodeFrom(shown, offset, std::min(limit, shown.end), columns);
+  return DecodeFrom(shown, offset, limit, columns);
 }
 
 Result<uint64_t> TraceSource::DecodeFrom(const Shown& shown, uint64_t offset, uint64_t limit,
                                          Columns& columns) const {
+  const uint64_t shownLimit = std::min(limit, shown.end);
   const uint8_t* const begin = shown.bytes + static_cast<size_t>(offset - shown.begin);
-  const uint8_t* const end = begin + static_cast<size_t>(limit - offset);
+  const uint8_t* const end = begin + static_cast<size_t>(shownLimit - offset);
   const uint8_t* const all = begin + static_cast<size_t>(shown.end - offset);
   const uint8_t* next = nullptr;
   bool atZeros = false;
   const bool whole = BusGuard::Run(shown.bytes, static_cast<size_t>(shown.end - shown.begin), [&] {
-    TouchWindow(begin, offset, limit);
+    TouchWindow(begin, offset, shownLimit);
     next = DecodeBest(begin, end, columns);
     atZeros = all - next < 4 || Load32(next) == 0;
   });

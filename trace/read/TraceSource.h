@@ -14,7 +14,8 @@ namespace marrowfin {
 class BlockWindow;
 
 // A trace that can be read anywhere in it, wherever its bytes are: what an index and all questions
-// ask. Pipes and packed files have no such thing: they are read from front to back with a Reader.
+// ask. Pipes and files packed by gzip or zstd have no such thing: they are read from front to back
+// with a Reader. A packed trace (MfzFile) has one: its blocks are unpacked as they are asked for.
 //
 // Of a file that has a view of itself records are decoded where they lie; any other is read in
 // blocks of 256 KiB, a few of which are kept. The trace has the length that its file has when
@@ -23,11 +24,11 @@ class BlockWindow;
 // fine.
 class TraceSource {
  public:
-  // Opens a plain file.
+  // Opens a plain file, which may be a packed trace.
   [[nodiscard]] static Result<std::unique_ptr<TraceSource>> Open(
       const std::string& name, PlainAccess access = PlainAccess::MAPPED);
 
-  // Refuses packed data with a SYSTEM fault, as Open does.
+  // Refuses data packed by gzip or zstd with a SYSTEM fault, as Open does.
   [[nodiscard]] static Result<std::unique_ptr<TraceSource>> Over(
       std::unique_ptr<PositionedFile> file);
 

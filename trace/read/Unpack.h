@@ -16,6 +16,10 @@ namespace marrowfin {
 std::unique_ptr<ByteSource> UnpackGzip(std::unique_ptr<ByteSource> packed, const std::string& name);
 std::unique_ptr<ByteSource> UnpackZstd(std::unique_ptr<ByteSource> packed, const std::string& name);
 
+// Unpacks the trace of a packed trace (docs/packed-format.md) likewise; what is packed with it is
+// passed over. Memory is bounded by the largest block that the format allows.
+std::unique_ptr<ByteSource> UnpackMfz(std::unique_ptr<ByteSource> packed, const std::string& name);
+
 }  // namespace marrowfin
 
 #endif

@@ -87,7 +87,8 @@ Result<UnpackedTrace> OpenUnpacked(const std::string& name, const ProgressCallba
     return fault;
   }
   UnpackedTrace opened;
-  opened.packed = PackingOf(start, length) != Packing::NONE;
+  const Packing packing = PackingOf(start, length);
+  opened.packed = packing == Packing::GZIP || packing == Packing::ZSTD;
   if (opened.packed) {
     file = UnpackedFile(name, progress);
     if (!file) {

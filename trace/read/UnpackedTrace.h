@@ -18,8 +18,9 @@ struct UnpackedTrace {
   bool packed = false;
 };
 
-// Opens a plain file as it is. One that is packed (gzip, zstd) is unpacked into a file without a
-// name in $TMPDIR, else /tmp, which needs room for all of it and goes away with the trace.
+// Opens a plain file as it is, or a packed trace. One that is packed (gzip, zstd) is unpacked into
+// a file without a name in $TMPDIR, else /tmp, which needs room for all of it and goes away with
+// the trace.
 //
 // A SYSTEM fault for what is no plain file, such as a pipe: what can be read once and from front to
 // back only is to be copied first. DAMAGED_INPUT where it does not unpack. `progress` counts bytes

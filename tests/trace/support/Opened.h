@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tests/support/Files.h"
+#include "tests/trace/support/PackedBytes.h"
 #include "trace/index/Index.h"
 #include "trace/read/OpenSource.h"
 #include "trace/read/TraceSource.h"
@@ -37,13 +38,15 @@ std::unique_ptr<T> Made(Result<std::unique_ptr<T>> result) {
   return result ? std::move(result).Take() : nullptr;
 }
 
-// The trace in a file that can be opened: mapped, read through a window or from memory, as
-// MARROWFIN_TEST_SOURCE says. What becomes of the file is of no concern to a trace in memory.
+// The trace in a file that can be opened: mapped, read through a window, from memory or packed, as
+// MARROWFIN_TEST_SOURCE says. What becomes of the file is of no concern to a trace in memory, nor
+// to one that was packed.
 inline std::unique_ptr<TraceSource> OpenTrace(const std::string& name) {
   const char* const variable = getenv("MARROWFIN_TEST_SOURCE");
   const std::string source = variable == nullptr ? "" : variable;
-  if (source == "MEMORY") {
-    const std::string bytes = ReadFile(name);
+  if (source == "MEMORY" || source == "PACKED") {
+    const std::string raw = ReadFile(name);
+    const std::string bytes = source == "PACKED" ? PackedBytes(raw) : raw;
     return Made(
         TraceSource::Over(MemoryFile(std::vector<uint8_t>(bytes.begin(), bytes.end()), name)));
   }
