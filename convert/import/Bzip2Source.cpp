@@ -46,6 +46,7 @@ class Bzip2Source : public ByteSource {
   size_t next = 0;
   size_t filled = 0;
   State state = UNKNOWN;
+  bool isDamaged = false;  // behind what was unpacked so far
   bz_stream stream = {};
 };
 
@@ -99,6 +100,10 @@ Result<size_t> Bzip2Source::ReadPlain(uint8_t* out, size_t size) {
 
 Result<size_t> Bzip2Source::Unpack(uint8_t* out, size_t size) {
   for (;;) {
+    // What was unpacked before the place comes first, however much of it was asked for at a time.
+    if (isDamaged) {
+      return Damaged("the bzip2 data is damaged");
+    }
     const Result<bool> there = next < filled ? Result<bool>(true) : Fill(1);
     if (!there) {
       return there.Why();
@@ -121,13 +126,11 @@ Result<size_t> Bzip2Source::Unpack(uint8_t* out, size_t size) {
     const unsigned room = stream.avail_out;
     const int result = BZ2_bzDecompress(&stream);
     next = filled - stream.avail_in;
-    if (result != BZ_OK && result != BZ_STREAM_END) {
-      return Damaged("the bzip2 data is damaged");
-    }
     const size_t got = room - stream.avail_out;
     if (result == BZ_STREAM_END) {
       EndStream();
     }
+    isDamaged = result != BZ_OK && result != BZ_STREAM_END;
     if (got > 0) {
       return got;
     }

@@ -223,7 +223,7 @@ void MfzBlockEncoder::EncodeHeads() {
   for (size_t i = 0; i < records; ++i) {
     const uint64_t number = ahead(ranks[i]) << MfzHead::AHEAD_SHIFT | kinds[i];
     numbers[i] = static_cast<uint32_t>(number);
-    if (number < MOST_NUMBERS && counts[number]++ == 0) {
+    if (number < MOST_NUMBERS && counts[static_cast<size_t>(number)]++ == 0) {
       met.push_back(numbers[i]);
     }
   }
