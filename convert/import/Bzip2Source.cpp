@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -11,7 +12,9 @@ namespace marrowfin {
 namespace {
 
 constexpr size_t CHUNK = 64 * 1024;
-constexpr size_t MAGIC = 3;  // "BZh"
+constexpr size_t PORTION = 256 * 1024;  // of what was unpacked
+constexpr size_t MAGIC = 3;             // "BZh"
+constexpr const char* DAMAGE = "the bzip2 data is damaged";
 
 // Looks at the first bytes and hands everything on, unpacked or as it is.
 class Bzip2Source : public ByteSource {
@@ -32,6 +35,8 @@ class Bzip2Source : public ByteSource {
   Result<bool> Fill(size_t least);
   Result<size_t> ReadPlain(uint8_t* out, size_t size);
   Result<size_t> Unpack(uint8_t* out, size_t size);
+  void FillPortion();
+  std::optional<Fault> UnpackSome(size_t& got);
   Fault Damaged(const std::string& reason) const;
   void EndStream() {
     if (state == WITHIN) {
@@ -46,8 +51,10 @@ class Bzip2Source : public ByteSource {
   size_t next = 0;
   size_t filled = 0;
   State state = UNKNOWN;
-  bool isDamaged = false;  // behind what was unpacked so far
   bz_stream stream = {};
+  std::vector<uint8_t> plain;  // a portion
+  size_t nextPlain = 0;
+  std::optional<Fault> end;  // behind the portion; no fault where all was read
 };
 
 Fault Bzip2Source::Damaged(const std::string& reason) const {
@@ -98,43 +105,60 @@ Result<size_t> Bzip2Source::ReadPlain(uint8_t* out, size_t size) {
   return part;
 }
 
+// Whole portions are unpacked before any of their bytes are handed on, so that the same bytes come
+// before damage however much is asked for at a time.
 Result<size_t> Bzip2Source::Unpack(uint8_t* out, size_t size) {
-  for (;;) {
-    // What was unpacked before the place comes first, however much of it was asked for at a time.
-    if (isDamaged) {
-      return Damaged("the bzip2 data is damaged");
-    }
+  if (nextPlain == plain.size() && !end) {
+    FillPortion();
+  }
+  if (nextPlain == plain.size()) {
+    return *end ? Result<size_t>(*end) : Result<size_t>(size_t{0});
+  }
+  const size_t part = std::min(size, plain.size() - nextPlain);
+  std::memcpy(out, plain.data() + nextPlain, part);
+  nextPlain += part;
+  return part;
+}
+
+// What is damaged is noticed behind what it spoils, so the portion in which it is goes as a whole.
+void Bzip2Source::FillPortion() {
+  plain.resize(PORTION);
+  nextPlain = 0;
+  size_t got = 0;
+  while (got < PORTION && !end) {
     const Result<bool> there = next < filled ? Result<bool>(true) : Fill(1);
     if (!there) {
-      return there.Why();
-    }
-    if (!*there) {
-      return state == WITHIN ? Result<size_t>(Damaged("the bzip2 data ends within a stream"))
-                             : Result<size_t>(size_t{0});
-    }
-    if (state == BETWEEN) {
-      stream = {};
-      if (BZ2_bzDecompressInit(&stream, 0, 0) != BZ_OK) {
-        return Damaged("the bzip2 data cannot be unpacked");
-      }
-      state = WITHIN;
-    }
-    stream.next_in = reinterpret_cast<char*>(input.data() + next);
-    stream.avail_in = static_cast<unsigned>(filled - next);
-    stream.next_out = reinterpret_cast<char*>(out);
-    stream.avail_out = static_cast<unsigned>(std::min(size, CHUNK));
-    const unsigned room = stream.avail_out;
-    const int result = BZ2_bzDecompress(&stream);
-    next = filled - stream.avail_in;
-    const size_t got = room - stream.avail_out;
-    if (result == BZ_STREAM_END) {
-      EndStream();
-    }
-    isDamaged = result != BZ_OK && result != BZ_STREAM_END;
-    if (got > 0) {
-      return got;
+      end = there.Why();
+    } else if (!*there) {
+      end = state == WITHIN ? Damaged("the bzip2 data ends within a stream") : Fault();
+    } else {
+      end = UnpackSome(got);
     }
   }
+  plain.resize(end && end->reason == DAMAGE ? 0 : got);
+}
+
+// Unpacks behind the first `got` bytes of the portion; nothing where it can go on.
+std::optional<Fault> Bzip2Source::UnpackSome(size_t& got) {
+  if (state == BETWEEN) {
+    stream = {};
+    if (BZ2_bzDecompressInit(&stream, 0, 0) != BZ_OK) {
+      return Damaged("the bzip2 data cannot be unpacked");
+    }
+    state = WITHIN;
+  }
+  stream.next_in = reinterpret_cast<char*>(input.data() + next);
+  stream.avail_in = static_cast<unsigned>(filled - next);
+  stream.next_out = reinterpret_cast<char*>(plain.data() + got);
+  stream.avail_out = static_cast<unsigned>(PORTION - got);
+  const int result = BZ2_bzDecompress(&stream);
+  next = filled - stream.avail_in;
+  got = PORTION - stream.avail_out;
+  if (result == BZ_STREAM_END) {
+    EndStream();
+    return std::nullopt;
+  }
+  return result == BZ_OK ? std::nullopt : std::optional<Fault>(Damaged(DAMAGE));
 }
 
 }  // namespace

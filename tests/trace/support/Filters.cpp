@@ -130,7 +130,7 @@ std::vector<Event> PhasedEvents(std::mt19937& random, size_t records, uint32_t s
 }
 
 void IndexAnew(Opened& opened, IndexLimits limits) {
-  ASSERT_TRUE(IsFine(Index::Build(*opened.trace, opened.index->FileName(), {}, limits)));
+  ASSERT_TRUE(IsFine(Index::Build(*opened.trace, opened.name + ".mfindex", {}, limits)));
   opened.Reopen();
 }
 
