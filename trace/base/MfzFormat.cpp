@@ -110,7 +110,7 @@ std::optional<std::vector<MfzSection>> DecodeMfzDirectory(std::span<const uint8_
     }
     section.stream = static_cast<MfzStream>(kind >> 2);
     section.coding = static_cast<MfzCoding>(kind & 3);
-    section.begin = ends[kind >> 2];
+    section.begin = ends[static_cast<size_t>(kind >> 2)];
     section.firstRecord = section.stream == MfzStream::TRACE ? record : 0;
     section.rawSize = static_cast<uint32_t>(rawSize);
     section.size = static_cast<uint32_t>(packedSize);
@@ -120,7 +120,7 @@ std::optional<std::vector<MfzSection>> DecodeMfzDirectory(std::span<const uint8_
     if (!IsSound(section)) {
       return std::nullopt;
     }
-    ends[kind >> 2] += rawSize;
+    ends[static_cast<size_t>(kind >> 2)] += rawSize;
     record += records;
     offset += MFZ_HEAD + packedSize;
   }
