@@ -2,6 +2,7 @@
 
 import importlib.machinery
 import importlib.util
+import json
 import os
 import pathlib
 import shutil
@@ -107,6 +108,48 @@ def test_a_file_that_is_not_formatted_is_refused(project):
 def test_formatting_nothing_is_no_success(project):
     subprocess.run(["git", "init", "--quiet"], cwd=project, check=True)
     assert run(project, "scripts/check-format").returncode != 0
+
+
+def tidy(project, **sources):
+    """What scripts/run-tidy says of a build of the sources in a folder trace/."""
+    shutil.copy(ROOT / ".clang-tidy", project)
+    (project / "trace").mkdir(exist_ok=True)
+    files = [project / "trace" / f"{name}.cpp" for name in sources]
+    for file, text in zip(files, sources.values()):
+        file.write_text(text, encoding="utf-8")
+    commands = [
+        {"directory": str(project), "file": str(file), "command": f"c++ -std=c++20 -c {file}"}
+        for file in files
+    ]
+    (project / "build" / "compile_commands.json").write_text(json.dumps(commands), encoding="utf-8")
+    return run(project, "scripts/run-tidy", "build", *[f"trace/{name}.cpp" for name in sources])
+
+
+FINE = "namespace { int Own() { return 1; } }\nint Fine() { return Own(); }\n"
+CAST = "namespace { double Other() { return 1.5; } }\nint Cast() { return (int)Other(); }\n"
+
+
+def test_what_is_wrong_in_one_of_many_sources_is_found(project):
+    fine = tidy(project, a=FINE, b=CAST.replace("(int)Other()", "static_cast<int>(Other())"))
+    assert (fine.returncode, fine.stdout) == (0, ""), fine.stdout
+    wrong = tidy(project, a=FINE, b=CAST)
+    assert wrong.returncode == 1
+    assert "/trace/b.cpp:2:" in wrong.stdout and "google-readability-casting" in wrong.stdout
+
+
+def test_sources_with_names_of_their_own_are_looked_at_one_by_one(project):
+    same = CAST.replace("Other", "Own")
+    wrong = tidy(project, a=FINE, b=same, c=FINE.replace("Fine", "AlsoFine"))
+    assert wrong.returncode == 1
+    assert wrong.stdout.count("google-readability-casting") == 1
+    assert "clang-diagnostic-error" not in wrong.stdout
+
+
+def test_a_source_that_does_not_compile_is_no_success(project):
+    wrong = tidy(project, a=FINE, b="int Broken( { return 1; }\n")
+    assert wrong.returncode == 1
+    assert "/trace/b.cpp:1:" in wrong.stdout
+    assert run(project, "scripts/run-tidy", "build", "trace/none.cpp").returncode == 2
 
 
 SHORTENED = """#include <cstddef>

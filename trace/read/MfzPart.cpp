@@ -175,10 +175,11 @@ class Part : public PositionedFile {
       return fault;
     }
     Result<std::unique_ptr<MfzBlockDecoder>> begun = packed->Begin(section);
-    if (begun) {
-      block.decoder = std::move(begun).Take();
+    if (!begun) {
+      return begun.Why();
     }
-    return begun.Why();
+    block.decoder = std::move(begun).Take();
+    return {};
   }
 
   std::shared_ptr<const MfzFile> packed;
