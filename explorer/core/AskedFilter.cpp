@@ -49,6 +49,28 @@ void TakeTypes(Members& members, EventFilter& filter) {
   }
 }
 
+// [[0,0],[2,5]]: thread 0, and those from 2 to 5.
+void TakeThreads(Members& members, EventFilter& filter) {
+  constexpr size_t MOST_RANGES = 256;
+  if (members.Has("thread")) {
+    filter.thread = static_cast<uint32_t>(members.NumberUpTo("thread", ~0U));
+  }
+  if (!members.Has("threads")) {
+    return;
+  }
+  const std::vector<Members::NumberPair> ranges = members.Pairs("threads", MOST_RANGES);
+  for (const auto& [first, last] : ranges) {
+    if (first > last || last > ~0U) {
+      members.Refuse("`filter.threads` has what is no range of threads: [first, last]");
+      return;
+    }
+    filter.threads.push_back({static_cast<uint32_t>(first), static_cast<uint32_t>(last)});
+  }
+  if (ranges.empty()) {
+    members.Refuse("`filter.threads` has no range of threads", "leave it out for all threads");
+  }
+}
+
 std::optional<Region> TakeRect(Members& members) {
   const std::vector<uint64_t> corners = members.Numbers("rect", 4);
   const bool fits = corners.size() == 4 && std::all_of(corners.begin(), corners.end(),
@@ -95,6 +117,28 @@ void TakeRegion(Members& members, const ArrayShape& shape, EventFilter& filter) 
   }
   if (!regions.empty()) {
     filter.region = regions[0];
+  }
+}
+
+// What a filter says of the trace itself, and not of notes and ends of messages.
+void TakeConditions(Members& members, const ArrayShape& shape, EventFilter& filter) {
+  TakeRanges(members, filter);
+  TakeTypes(members, filter);
+  TakeThreads(members, filter);
+  TakeRegion(members, shape, filter);
+}
+
+// Filters of events that are left out.
+void TakeWithout(Members& members, const ArrayShape& shape, EventFilter& filter) {
+  constexpr size_t MOST = 16;
+  std::vector<Members> others = members.Each("without");
+  if (others.size() > MOST) {
+    members.Refuse("`filter.without` has more than " + std::to_string(MOST) + " filters");
+    return;
+  }
+  for (Members& other : others) {
+    TakeConditions(other, shape, filter.without.emplace_back());
+    other.RefuseOthers();
   }
 }
 
@@ -249,12 +293,8 @@ AskedFilter TakeFilter(Asking& asking, const ArrayShape& shape) {
   if (!members) {
     return filter;
   }
-  TakeRanges(members, filter.events);
-  TakeTypes(members, filter.events);
-  if (members.Has("thread")) {
-    filter.events.thread = static_cast<uint32_t>(members.NumberUpTo("thread", ~0U));
-  }
-  TakeRegion(members, shape, filter.events);
+  TakeConditions(members, shape, filter.events);
+  TakeWithout(members, shape, filter.events);
   filter.from = TakeEnd(members, "from");
   filter.to = TakeEnd(members, "to");
   filter.notes = TakeNotes(members);

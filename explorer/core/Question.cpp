@@ -191,6 +191,27 @@ std::vector<uint64_t> Members::Wides(const char* name, size_t count) {
   return numbers;
 }
 
+std::vector<Members::NumberPair> Members::Pairs(const char* name, size_t most) {
+  const Json* const value = Find(name, true);
+  std::vector<NumberPair> pairs;
+  const bool fits = value != nullptr && value->is_array() && value->size() <= most;
+  for (size_t i = 0; fits && i < value->size(); ++i) {
+    const Json& pair = (*value)[i];
+    const bool isPair = pair.is_array() && pair.size() == 2;
+    const std::optional<uint64_t> first = isPair ? AsNumber(pair[0]) : std::nullopt;
+    const std::optional<uint64_t> last = isPair ? AsNumber(pair[1]) : std::nullopt;
+    if (first && last) {
+      pairs.emplace_back(*first, *last);
+    }
+  }
+  if (value != nullptr && (!fits || pairs.size() != value->size())) {
+    Refuse(Named(name) + " is no list of at most " + std::to_string(most) +
+           " pairs of whole numbers");
+    return {};
+  }
+  return pairs;
+}
+
 std::optional<Members::LinkWords> Members::Link(const char* name) {
   const Json* const value = Find(name, true);
   if (value != nullptr && value->is_array() && value->size() == 3 && (*value)[2].is_string()) {

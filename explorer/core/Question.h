@@ -10,6 +10,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "explorer/core/Refusal.h"
@@ -46,6 +47,10 @@ class Members {
   std::vector<std::string> Texts(const char* name);
   std::vector<uint64_t> Numbers(const char* name, size_t count);
   std::vector<uint64_t> Wides(const char* name, size_t count);
+
+  // [[first, last], ...], at most so many.
+  typedef std::pair<uint64_t, uint64_t> NumberPair;
+  std::vector<NumberPair> Pairs(const char* name, size_t most);
 
   // [column, row, word].
   struct LinkWords {

@@ -74,6 +74,11 @@ bool IsRange(const std::string& text) {
          IsNumber(text.substr(mark + 1));
 }
 
+// "0,2-5".
+bool IsThreads(const std::string& text) {
+  return text.find_first_not_of("0123456789,-") == std::string::npos;
+}
+
 // "3,7".
 std::optional<Place> PlaceOf(const std::string& text) {
   constexpr size_t MOST_DIGITS = 9;
@@ -312,6 +317,11 @@ class Builder {
     AddRange("steps", "--steps");
     AddNumber("skipTo", "-F");
     AddNumber("thread", "--thread");
+    const std::string threads = Take("threads");
+    if (!threads.empty()) {
+      good = good && IsThreads(threads);
+      Add({"--threads=" + threads});
+    }
     AddNotes();
     AddRegion();
     AddEnds();
@@ -321,6 +331,16 @@ class Builder {
       Add({"--type", types});
     } else if (ofEnds) {
       Add({"--type", "send"});
+    }
+    AddNot(ofEnds);
+  }
+
+  // Turns all conditions on the trace itself round; the program knows one end of messages only.
+  void AddNot(bool ofEnds) {
+    const std::string inverted = Take("not");
+    if (!inverted.empty()) {
+      good = good && inverted == "1" && !ofEnds;
+      Add({"--not"});
     }
   }
 

@@ -18,8 +18,10 @@ using ::testing::ElementsAre;
 
 json AsPair(Place place) { return {place.column, place.row}; }
 
-// A filter in the words of a question.
-json FilterJson(const EventFilter& filter) {
+json Range(const json& first, const json& last) { return json::array({first, last}); }
+
+// The conditions of a filter in the words of a question.
+json ConditionsJson(const EventFilter& filter) {
   json words = {{"records", {filter.firstRecord, std::min<uint64_t>(filter.lastRecord, 1U << 30)}},
                 {"cycles", {std::to_string(filter.firstCycle), std::to_string(filter.lastCycle)}},
                 {"steps", {filter.firstStep, std::min<uint64_t>(filter.lastStep, 1U << 30)}},
@@ -34,6 +36,9 @@ json FilterJson(const EventFilter& filter) {
   if (filter.thread) {
     words["thread"] = *filter.thread;
   }
+  for (const ThreadRange& range : filter.threads) {
+    words["threads"].push_back(Range(range.first, range.last));
+  }
   if (filter.region) {
     words["rect"] = {filter.region->first.column, filter.region->first.row,
                      filter.region->last.column, filter.region->last.row};
@@ -41,12 +46,12 @@ json FilterJson(const EventFilter& filter) {
   return words;
 }
 
-// A filter of conditions that questions have words for.
-EventFilter RandomWords(std::mt19937& random, const std::vector<Event>& events, uint32_t side) {
-  EventFilter filter = RandomFilter(random, events, side);
-  filter.threads.clear();
-  filter.without.clear();
-  return filter;
+json FilterJson(const EventFilter& filter) {
+  json words = ConditionsJson(filter);
+  for (const EventFilter& other : filter.without) {
+    words["without"].push_back(ConditionsJson(other));
+  }
+  return words;
 }
 
 class EventAnswersTest : public ::testing::Test {
@@ -86,7 +91,7 @@ class EventAnswersTest : public ::testing::Test {
 TEST_F(EventAnswersTest, ListsOfAnyFilterArePagedThroughBothWays) {
   Begin();
   for (int i = 0; i < 60; ++i) {
-    const EventFilter filter = RandomWords(random, events, SIDE);
+    const EventFilter filter = RandomFilter(random, events, SIDE);
     const std::vector<uint64_t> expected = Expected(events, filter);
     const uint64_t page = 1 + random() % 300;
     ASSERT_EQ(List(FilterJson(filter), false, page), expected) << FilterJson(filter).dump();
@@ -115,7 +120,7 @@ TEST_F(EventAnswersTest, EveryFieldOfAnEventIsTold) {
 TEST_F(EventAnswersTest, CountsAreThoseOfTheEvents) {
   Begin();
   for (int i = 0; i < 60; ++i) {
-    const EventFilter filter = RandomWords(random, events, SIDE);
+    const EventFilter filter = RandomFilter(random, events, SIDE);
     const std::vector<uint64_t> expected = Expected(events, filter);
     const uint64_t before = random() % (events.size() + 1);
     const uint64_t nth = random() % (expected.size() + 2);
@@ -165,6 +170,53 @@ TEST_F(EventAnswersTest, MessagesAreFoundByTheirSenderAndTheirReceiver) {
   EXPECT_EQ(
       asked->Ask({{"ask", "count"}, {"filter", {{"from", {0, 0}}, {"place", {0, 0}}}}}).Code(),
       "bad-question");
+}
+
+TEST_F(EventAnswersTest, WhatIsLeftOutIsOfTheShapeTooAndStandsBesideEndsOfMessages) {
+  Begin();
+  const json outside = {{"without", json::array({{{"cluster", {1, 0}}}, {{"types", {"fire"}}}})}};
+  EventFilter filter;
+  filter.without.resize(2);
+  filter.without[0].region = Region::Cluster(ArrayShape(2, 2, 4), 1, 0);
+  filter.without[1].switches = filter.without[1].sends = false;
+  EXPECT_EQ(List(outside, false, 2000), Expected(events, filter));
+  const auto send = std::find_if(events.begin(), events.end(),
+                                 [](const Event& e) { return e.type == SEND_RECORD; });
+  json fromThere = {{"from", AsPair(send->at)}};
+  const std::vector<uint64_t> all = List(fromThere, false, 2000);
+  fromThere["without"] =
+      json::array({{{"threads", json::array({Range(send->thread, send->thread)})}}});
+  std::vector<uint64_t> expected;
+  std::copy_if(all.begin(), all.end(), std::back_inserter(expected),
+               [&](uint64_t record) { return events[record].thread != send->thread; });
+  EXPECT_LT(expected.size(), all.size());
+  EXPECT_EQ(List(fromThere, true, 7), expected);
+}
+
+TEST_F(EventAnswersTest, ListsOfThreadsAndOfWhatIsLeftOutAreBelievedInNothing) {
+  Begin();
+  const auto inner = [](const json& filter) { return json{{"without", json::array({filter})}}; };
+  for (const json& filter : std::vector<json>{{{"threads", json::array()}},
+                                              {{"threads", 3}},
+                                              {{"threads", {0, 1}}},
+                                              {{"threads", json::array({Range(1, 0)})}},
+                                              {{"threads", json::array({{0, 1, 2}})}},
+                                              {{"threads", {Range(0, uint64_t{1} << 32)}}},
+                                              {{"threads", json::array({Range("0", "1")})}},
+                                              {{"threads", std::vector<json>(257, Range(0, 1))}},
+                                              {{"without", {{"thread", 1}}}},
+                                              {{"without", json::array({3})}},
+                                              {{"without", std::vector<json>(17, json::object())}},
+                                              inner({{"threads", json::array()}}),
+                                              inner({{"from", {0, 0}}}),
+                                              inner({{"notes", json::array()}}),
+                                              inner({{"cluster", {2, 0}}}),
+                                              inner(inner({{"thread", 1}}))}) {
+    EXPECT_EQ(asked->Ask({{"ask", "count"}, {"filter", filter}}).Code(), "bad-question")
+        << filter.dump();
+  }
+  EXPECT_EQ(asked->Ask({{"ask", "count"}, {"filter", inner(json::object())}}).head["count"], 0)
+      << "everything is left out";
 }
 
 TEST_F(EventAnswersTest, DomainsAndClustersAreThoseOfTheShape) {

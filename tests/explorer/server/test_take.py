@@ -41,6 +41,8 @@ def test_what_is_taken_away_has_the_bytes_of_the_command_line(served, tmp_path):
          ["events", "--format", "csv", "--records", "7:9", "--type", "fire"]),
         ("what=events&steps=7:9&skipTo=20&region=0,0:1,1&format=text", ".txt", "text/plain; charset=utf-8",
          ["events", "--steps", "7:9", "-F", "20", "--region", "0,0:1,1"]),
+        ("what=events&threads=0,2-5&not=1", ".csv", "text/csv; charset=utf-8",
+         ["events", "--format", "csv", "--threads=0,2-5", "--not"]),
         ("what=plot&kind=heat&measure=idle", ".heat.png", "image/png",
          ["plot", "heat", "--measure", "idle", "--theme", "light"]),
         ("what=trace&first=5&last=50", ".part.trace", "application/octet-stream", ["cut", "--cycles", "5:50"]),
@@ -68,6 +70,7 @@ def test_what_there_is_not_is_refused(served):
                   "what=events&region=$(id)", "what=report&theme=light&theme=dark", "what=report&against=other",
                   "what=plot&kind=-o", "what=state&as=picture", "what=events&where=%0A", "what=events&where=%g0",
                   "what=events&where=%2", "what=events&records=1:2:3", "what=events&from=1", "what=events&to=1,2,3",
+                  "what=events&threads=1;2", "what=events&thread=1&not=yes", "what=events&to=1,2&not=1",
                   "what=events&to=99999999999,1", "what=why&pe=1,x", "what=plot&kind=heat&record=1", "what", "&&&=", "what=stats&clusters=-1", "what=stats&" + "x" * 500):
         assert server.request("GET", f"/api/take?trace={fingerprint}&{query}").status == 400, query
     assert server.request("GET", "/api/take?trace=0&what=stats").status == 404

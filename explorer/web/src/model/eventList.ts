@@ -18,16 +18,31 @@ const PAUSE = 500; // milliseconds
 const TYPING = 120; // milliseconds without a key after which a filter counts
 
 /** The members of a filter that words ask for. */
-export function filterOf(terms: FilterTerms, skipTo: bigint): Filter {
-  const { cycles, notes, records, ...same } = terms;
+export function filterOf({ not, ...terms }: FilterTerms, skipTo: bigint): Filter {
+  const filter = conditionsOf(terms, skipTo);
+  return not === true && !isAll(filter) ? { without: [filter] } : filter;
+}
+
+/** One thread is told as such: of it the engine knows the counts. */
+function threadsOf(threads: FilterTerms['threads']): Pick<Filter, 'thread' | 'threads'> {
+  const [one, ...others] = threads ?? [];
+  if (threads === undefined || one === undefined) {
+    return {};
+  }
+  return others.length === 0 && one[0] === one[1] ? { thread: one[0] } : { threads };
+}
+
+function conditionsOf(terms: Omit<FilterTerms, 'not'>, skipTo: bigint): Filter {
+  const { cycles, notes, records, threads, ...same } = terms;
   return {
     ...same,
+    ...threadsOf(threads),
     ...(records === undefined ? {} : { records: [records[0], Math.min(records[1], Number.MAX_SAFE_INTEGER - 1) + 1] }),
     ...(cycles === undefined ? {} : { cycles: [String(cycles[0]), String(cycles[1])] }),
     ...(terms.steps === undefined || skipTo === 0n ? {} : { skipTo: String(skipTo) }),
     ...(notes === undefined
       ? {}
-      : { notes: notes.map(({ attribute, value }) => ({ attribute, value: String(value) })) }),
+      : { notes: notes.map((note) => ('where' in note ? note : { ...note, value: String(note.value) })) }),
   };
 }
 
@@ -49,8 +64,9 @@ export class EventList {
   readonly relief = signal<{ readonly word: number; readonly count: number } | undefined>(undefined);
 
   readonly attributes = computed<readonly FilterAttribute[]>(() =>
-    (this.explorer.trace.head.value?.attributes ?? []).map(({ name, names }) => ({
+    (this.explorer.trace.head.value?.attributes ?? []).map(({ name, type, names }) => ({
       name,
+      type,
       names: new Map(Object.entries(names ?? {}).map(([value, word]) => [word, BigInt(value)])),
     })),
   );

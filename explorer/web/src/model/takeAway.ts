@@ -1,6 +1,6 @@
 import type { PlacePair } from '../base/place';
 import { unitSpan, type Shape } from '../base/shape';
-import type { Filter, Piece } from '../protocol/questions';
+import type { Filter, NoteFilter, Piece } from '../protocol/questions';
 import type { Explorer } from './explorer';
 import type { CycleSpan } from './timeStore';
 import type { Selected } from './selectionStore';
@@ -134,14 +134,24 @@ function regionOf(filter: Filter): TakeQuery {
 }
 
 /** A note as the command knows it: of values that have names, by name. */
-function noteText(explorer: Explorer, attribute: string, value: string): string {
+function noteText(explorer: Explorer, note: NoteFilter): string {
+  if ('where' in note) {
+    return note.where;
+  }
+  const { attribute, value } = note;
   const known = explorer.trace.head.peek()?.attributes.find(({ name }) => name === attribute);
   return `${attribute}=${known?.names?.[value] ?? value}`;
 }
 
-/** The events that a filter lets through. */
+const threadsText = ([first, last]: readonly [number, number]): string =>
+  first === last ? String(first) : `${first}-${last}`;
+
+/** The events that a filter lets through; of what it leaves out, all that it has. */
 export function eventsTake(explorer: Explorer, filter: Filter, format: 'csv' | 'text'): TakeQuery {
-  const { records, cycles, steps, skipTo, types, thread, from, to, notes } = filter;
+  const { records, cycles, steps, skipTo, types, thread, threads, from, to, notes, without } = filter;
+  if (without?.[0] !== undefined) {
+    return { ...eventsTake(explorer, without[0], format), not: '1' };
+  }
   return {
     what: 'events',
     format,
@@ -150,7 +160,8 @@ export function eventsTake(explorer: Explorer, filter: Filter, format: 'csv' | '
     ...(steps === undefined ? {} : { steps: steps.join(':') }),
     ...(steps === undefined || skipTo === undefined ? {} : { skipTo }),
     ...(thread === undefined ? {} : { thread: String(thread) }),
-    ...(notes === undefined ? {} : { where: notes.map(({ attribute, value }) => noteText(explorer, attribute, value)) }),
+    ...(threads === undefined ? {} : { threads: threads.map(threadsText).join(',') }),
+    ...(notes === undefined ? {} : { where: notes.map((note) => noteText(explorer, note)) }),
     ...regionOf(filter),
     ...(from === undefined ? {} : { from: pairText(from) }),
     ...(to === undefined ? {} : { to: pairText(to) }),

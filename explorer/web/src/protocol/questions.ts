@@ -16,10 +16,7 @@ export type Moment =
   | { readonly reading: 'natural'; readonly naturalStep: number }
   | { readonly reading: 'viewer'; readonly step: number; readonly skipTo?: Digits };
 
-export interface NoteFilter {
-  readonly attribute: string;
-  readonly value: Digits;
-}
+export type NoteFilter = { readonly attribute: string; readonly value: Digits } | { readonly where: string };
 
 export interface Filter {
   readonly records?: readonly [number, number];
@@ -28,6 +25,8 @@ export interface Filter {
   readonly skipTo?: Digits;
   readonly types?: readonly EventType[];
   readonly thread?: number;
+  /** Ranges, of which one must have it; ends are included. */
+  readonly threads?: readonly (readonly [number, number])[];
   readonly place?: PlacePair;
   readonly rect?: readonly [number, number, number, number];
   readonly domain?: PlacePair;
@@ -36,6 +35,8 @@ export interface Filter {
   readonly from?: PlacePair;
   readonly to?: PlacePair;
   readonly notes?: readonly NoteFilter[];
+  /** What is left out: filters without ends, notes and such of their own. */
+  readonly without?: readonly Filter[];
 }
 
 export type Heading = 'right' | 'left' | 'up' | 'down';

@@ -17,7 +17,7 @@ const PACKET = { name: 'packet' };
 describe('filter words', () => {
   it('ask for what they say', () => {
     expect(terms('thread:3 fire cluster:2,0 cycle>100')).toEqual({
-      thread: 3,
+      threads: [[3, 3]],
       types: ['fire'],
       cluster: [2, 0],
       cycles: [101n, (1n << 64n) - 1n],
@@ -73,6 +73,44 @@ describe('filter words', () => {
     expect(readFilterWords('packet:1').usable).toBe(false);
   });
 
+  it('know lists of threads, and all others', () => {
+    expect(terms('thread:0,2-5').threads).toEqual([[0, 0], [2, 5]]);
+    expect(terms('thread:1,842').threads).toEqual([[1, 1], [842, 842]]);
+    expect(terms('thread!=2-5,0').threads).toEqual([[1, 1], [6, 0xffffffff]]);
+    expect(terms('thread!=4294967295').threads).toEqual([[0, 0xfffffffe]]);
+    expect(trouble('thread:5-2')[0]).toContain('in order');
+    expect(trouble('thread:1-')[0]).toContain('whole number');
+    expect(trouble('thread:4294967296')[0]).toContain('at most');
+    expect(trouble('thread!=0-4294967295')[0]).toBe('There are no other threads.');
+    const many = Array.from({ length: 257 }, (_, i) => 2 * i).join(',');
+    expect(trouble(`thread:${many}`)[0]).toContain('at most 256');
+  });
+
+  it('are turned round by one that stands before them', () => {
+    expect(terms('not thread:3 fire')).toEqual({ not: true, threads: [[3, 3]], types: ['fire'] });
+    expect(trouble('fire not')[1]).toContain('before all other words');
+    expect(trouble('not')[0]).toContain('Say what follows');
+    expect(readFilterWords('not packet:5', [PACKET]).words[1]?.trouble).toContain('packet!=');
+    expect(trouble('not to:1,1')[1]).toContain('does not stand beside');
+    expect(trouble('nto thread:3')[0]).toContain('Do you mean `not`?');
+  });
+
+  it('compare notes in every way that the engine does', () => {
+    const attributes = [KIND, PACKET, { name: 'energy', type: 'real' }];
+    const notes = (text: string) => readFilterWords(text, attributes).terms.notes;
+    expect(notes('kind!=read packet>=64')).toEqual([{ where: 'kind!=read' }, { where: 'packet>=64' }]);
+    expect(notes('packet:1..9 packet~17')).toEqual([{ where: 'packet=1..9' }, { where: 'packet~17' }]);
+    expect(notes('energy:1.5 energy<-2e3')).toEqual([{ where: 'energy=1.5' }, { where: 'energy<-2e3' }]);
+    const words = readFilterWords('packet<x energy:x kind>=1..2', attributes).words;
+    expect(words.map((word) => word.trouble)).toEqual(Array(3).fill(expect.stringContaining('whole number')));
+  });
+
+  it('that know no comparison say so', () => {
+    expect(trouble('cycle!=5')[0]).toBe('Say cycle:…');
+    expect(trouble('pe!=3,7')[0]).toBe('Say pe:…');
+    expect(trouble('step~5')[0]).toBe('Say step:…');
+  });
+
   it('that are unknown say so and name the nearest', () => {
     const [word] = readFilterWords('tread:3').words;
     expect(word).toMatchObject({
@@ -91,8 +129,8 @@ describe('filter words', () => {
   it('that lack a value ask for it', () => {
     expect(trouble('thread')[0]).toBe('Say what follows: thread:…');
     expect(trouble('thread>3')[0]).toBe('Say thread:…');
-    expect(trouble('thread:x')[0]).toBe('A thread is a whole number.');
-    expect(trouble('thread:1 thread:2')[1]).toContain('One thread');
+    expect(trouble('thread:x')[0]).toContain('A thread is a whole number');
+    expect(trouble('thread:1 thread:2')[1]).toContain('thread:0,2-5');
   });
 
   it('that cannot both hold say so', () => {
@@ -121,5 +159,7 @@ describe('filter words', () => {
     expect(continuations('se', 2)).toEqual(['send']);
     expect(continuations('pa', 2, [PACKET])).toEqual(['packet:']);
     expect(continuations('cycle:', 6)).toEqual([]);
+    expect(continuations('no', 2)).toEqual(['not']);
+    expect(continuations('fire no', 7)).toEqual([]);
   });
 });

@@ -187,4 +187,16 @@ describe('a filter', () => {
       skipTo: '7',
     });
   });
+
+  it('of one thread names it, and of several their ranges', () => {
+    expect(filterOf({ threads: [[3, 3]] }, 0n)).toEqual({ thread: 3 });
+    expect(filterOf({ threads: [[0, 0], [2, 5]] }, 0n)).toEqual({ threads: [[0, 0], [2, 5]] });
+  });
+
+  it('that is turned round leaves out what all of its words ask for', () => {
+    expect(filterOf({ not: true, threads: [[3, 3]], steps: [1, 2] }, 7n)).toEqual({
+      without: [{ thread: 3, steps: [1, 2], skipTo: '7' }],
+    });
+    expect(filterOf({ not: true }, 0n)).toEqual({});
+  });
 });

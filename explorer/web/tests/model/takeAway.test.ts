@@ -53,6 +53,9 @@ test('Each word of a filter is a word of the command', async () => {
   expect(asked('rect:0,0..3,7')).toBe('what=events&format=csv&region=0%2C0%3A3%2C7');
   expect(asked('domain:1,2')).toBe('what=events&format=csv&region=domain%3A1%2C2');
   expect(asked('from:3,2 to:3,3')).toBe('what=events&format=csv&from=3%2C2&to=3%2C3');
+  expect(asked('thread:0,2-5')).toBe('what=events&format=csv&threads=0%2C2-5');
+  expect(asked('not thread:3 fire')).toBe('what=events&format=csv&thread=3&types=fire&not=1');
+  expect(asked('kind!=wait packet:1..9')).toBe('what=events&format=csv&where=kind!%3Dwait&where=packet%3D1..9');
   expect(asked('packet:5 kind:wait')).toBe('what=events&format=csv&where=packet%3D5&where=kind%3Dwait');
 });
 
