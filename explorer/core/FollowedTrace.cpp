@@ -100,19 +100,36 @@ bool FollowedTrace::TakeRebuild() {
 }
 
 void FollowedTrace::Follow() {
-  try {
+  Guard([this] {
     if (OpenFile()) {
       IndexOpened(nullptr);
     }
-    while (WaitForNextLook()) {
-      LookAtFile();
+  });
+  while (WaitForNextLook()) {
+    Guard([this] { LookAtFile(); });
+  }
+}
+
+// Does a part of the work. Whatever anything throws there ends neither the program nor the
+// following: the trace has failed, until its file is another one.
+void FollowedTrace::Guard(const std::function<void()>& work) {
+  Fault fault;
+  fault.kind = Fault::SYSTEM;
+  fault.file = status.file;
+  try {
+    try {
+      work();
+      return;
+    } catch (const std::bad_alloc&) {
+      fault.reason = "memory ran out";
+    } catch (const std::exception& error) {
+      fault.reason = std::string("the explorer met a mistake of its own: ") + error.what();
+    } catch (...) {
+      fault.reason = "the explorer met a mistake of its own";
     }
-  } catch (const std::bad_alloc&) {
-    Fault fault;
-    fault.kind = Fault::SYSTEM;
-    fault.file = status.file;
-    fault.reason = "memory ran out";
     Fail(fault);
+  } catch (...) {
+    // Not even that could be told; the state says it.
   }
 }
 

@@ -55,7 +55,7 @@ struct TraceStatus {
 // same when it grows, and when another process opens it.
 //
 // Any number of threads may ask. `news` is called in the thread that follows, also before the
-// constructor has returned.
+// constructor has returned; what it throws is a failure of the trace.
 class FollowedTrace {
  public:
   typedef std::function<void(const TraceNews&)> NewsFunction;
@@ -81,6 +81,7 @@ class FollowedTrace {
   struct Open;
 
   void Follow();
+  void Guard(const std::function<void()>& work);
   bool WaitForNextLook();
   bool OpenFile();
   void IndexOpened(const Index* grown, bool anew = false);

@@ -3,9 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <new>
 #include <random>
+#include <stdexcept>
 
 #include "tests/explorer/core/AskedTrace.h"
 #include "tests/support/TraceText.h"
@@ -117,6 +120,34 @@ TEST(FollowedTraceTest, AnIndexThatWasMadeAnewIsNotMadeOnceMoreForQuestionsAbout
   clock.Until([&] { return trace.Status().view != old; });
   EXPECT_EQ(trace.Status().view->GetSummary().records, 100U);
   EXPECT_FALSE(trace.RebuildIndex(*old));
+}
+
+// Follows a trace whose first index makes whoever hears of it throw.
+template <class Thrown>
+void ExpectFailureAndRecovery(const Thrown& thrown, const std::string& reason) {
+  const TempDir folder;
+  const std::string name = folder.File("t.trace");
+  WriteFile(name, SomeFires(100));
+  std::atomic<bool> hasThrown = false;
+  const auto news = [&](const TraceNews& item) {
+    if (item.kind == TraceNews::INDEXED && !hasThrown.exchange(true)) {
+      throw thrown;
+    }
+  };
+  FollowedTrace trace(name, 0, news, {std::chrono::milliseconds(5), std::chrono::milliseconds(5)});
+  const AskedTrace clock("");
+  clock.Until([&] { return trace.Status().state == TraceStatus::FAILED; });
+  EXPECT_EQ(trace.Status().failure.file, name);
+  EXPECT_THAT(trace.Status().failure.reason, ::testing::HasSubstr(reason));
+  AppendFile(name, SomeFires(50, 101));
+  clock.Until([&] { return trace.Status().state == TraceStatus::READY; });
+  EXPECT_EQ(trace.Status().view->GetSummary().records, 150U);
+}
+
+TEST(FollowedTraceTest, WhateverIsThrownEndsNeitherTheProgramNorTheFollowing) {
+  ExpectFailureAndRecovery(std::bad_alloc(), "memory ran out");
+  ExpectFailureAndRecovery(std::runtime_error("no such table"), "no such table");
+  ExpectFailureAndRecovery(7, "a mistake of its own");
 }
 
 TEST(FollowedTraceTest, AReplacedTraceIsAnotherOneAndTheOldNameSaysSo) {
