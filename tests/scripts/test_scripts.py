@@ -243,6 +243,19 @@ def test_what_fails_in_company_gets_a_process_of_its_own(mutate):
     assert mutate.parts_of(group, "terminated") == [group.filters]
 
 
+def test_a_copy_is_like_another_one_in_which_a_test_left_a_pipe(mutate, tmp_path):
+    first = mutate.Workshop(tmp_path / "first", 1)
+    left = first.sandbox.folder / "build" / "left"
+    left.mkdir()
+    os.mkfifo(left / "pipe")
+    (left / "file").write_text("kept", encoding="utf-8")
+    second = mutate.Workshop(tmp_path / "second", 1)
+    second.prepare_like(first)
+    copied = second.sandbox.folder / "build" / "left"
+    assert (copied / "pipe").is_fifo()
+    assert (copied / "file").read_text(encoding="utf-8") == "kept"
+
+
 def test_the_sandbox_of_planted_mistakes_holds():
     result = run(ROOT, "scripts/mutate", "--try-sandbox")
     assert result.returncode == 0, result.stderr
