@@ -160,6 +160,16 @@ TEST_F(CountGroupsTest, OnlyNamesMakeGroups) {
   EXPECT_FALSE(CountGroups(*trace, *index, nullptr, {{}, {"kind"}}));
 }
 
+TEST_F(CountGroupsTest, OfManyNamesThreeMakeGroupsBesideTheThread) {
+  for (const char* name : {"layer", "phase", "unit"}) {
+    static_cast<void>(recorder.DeclareName(name));
+  }
+  recorder.Fire(1, 0, {0, 0});
+  recorder.Note(size, 5);
+  ASSERT_TRUE(Count({{}, {"unit"}}));
+  EXPECT_THAT(GroupingsOf(&*notes), ElementsAre("thread", "kind", "layer", "phase"));
+}
+
 TEST_F(CountGroupsTest, OfManyGroupsTheFirstAreToldApart) {
   std::vector<Event> events;
   for (uint32_t thread = 0; thread < 300; ++thread) {

@@ -41,6 +41,7 @@ def test_help_and_version_are_told():
     help_text = run("--help").stdout
     for word in ("--port", "--listen", "--no-browser", "--token-file", "-c", "Exit status"):
         assert word in help_text
+    assert "\n\nPrints a link" in help_text
 
 
 def test_shells_complete_its_options_and_names_of_files(tmp_path):
@@ -278,7 +279,12 @@ def test_a_thousand_requests_at_once_are_answered_or_refused_with_a_reason(trace
 
 def test_connections_beyond_the_bound_are_refused_with_a_reason(trace):
     with Server(trace) as server:
-        opened = [socket.create_connection(("127.0.0.1", server.port)) for _ in range(256)]
+        opened = [socket.create_connection(("127.0.0.1", server.port)) for _ in range(255)]
+        time.sleep(0.2)
+        lines = ["GET /api/status HTTP/1.1", "Host: localhost", "Connection: close",
+                 f"Authorization: Bearer {server.token}", "", ""]
+        assert server.raw("\r\n".join(lines).encode()).startswith(b"HTTP/1.1 200")
+        opened.append(socket.create_connection(("127.0.0.1", server.port)))
         time.sleep(0.2)
         assert b"503" in server.raw(f"GET / HTTP/1.1\r\nHost: localhost\r\n\r\n".encode())
         for connection in opened:
