@@ -21,7 +21,7 @@ constexpr char ONE_CYCLE[] = "0.001";  // microseconds
 class ChromeExporter : public Exporter {
  public:
   ChromeExporter(const EventNaming& naming, const ExportTarget& target)
-      : naming(naming), tracks(naming), writer(target.sink), out(writer.Text()) {}
+      : naming(naming), tracks(naming), writer(*target.sink), out(writer.Text()) {}
 
   Fault Begin() override;
   Fault Add(const NotedSelection& events) override;

@@ -18,6 +18,9 @@ Fault Export::Write(const TraceSource& trace, const Index& index, NotesOfTrace* 
       if (Fault fault = WalkAll(source, survey, surveyed)) {
         return fault;
       }
+      if (Fault fault = SurveySamples(notes)) {
+        return fault;
+      }
     }
     begun = true;
     if (Fault fault = exporter.Begin()) {
@@ -32,11 +35,28 @@ Fault Export::Write(const TraceSource& trace, const Index& index, NotesOfTrace* 
     return fault;
   }
   if (notes != nullptr && exporter.TakesSamples()) {
-    if (Fault fault = AddSamples(notes->File())) {
+    const auto addSample = [this](const CounterSample& sample) {
+      ++samples;
+      return exporter.AddSample(sample);
+    };
+    if (Fault fault = ForSamples(notes->File(), addSample)) {
       return fault;
     }
   }
+  if (Fault fault = exporter.WriteRest(progress)) {
+    return fault;
+  }
   return exporter.End();
+}
+
+Fault Export::SurveySamples(const NotesOfTrace* notes) {
+  if (notes == nullptr || !exporter.TakesSamples()) {
+    return {};
+  }
+  return ForSamples(notes->File(), [this](const CounterSample& sample) {
+    exporter.SurveySample(sample);
+    return Fault();
+  });
 }
 
 Fault Export::WalkAll(const Source& source, const Take& take, uint64_t& place) {
@@ -75,7 +95,7 @@ Fault Export::HandOver(const Selection& found, NotesOfTrace* notes, const Take& 
 }
 
 // Notes never stand in the way of the trace: a block of samples that is damaged is left out.
-Fault Export::AddSamples(const NotesFile& notes) {
+Fault Export::ForSamples(const NotesFile& notes, const TakeSample& take) {
   for (size_t block = 0; block < notes.Blocks().size(); ++block) {
     if (notes.Blocks()[block].kind != NotesBlockKind::SAMPLES) {
       continue;
@@ -87,8 +107,7 @@ Fault Export::AddSamples(const NotesFile& notes) {
     }
     for (const CounterSample& sample : *read) {
       if (IsWanted(sample)) {
-        ++samples;
-        if (Fault fault = exporter.AddSample(sample)) {
+        if (Fault fault = take(sample)) {
           return fault;
         }
       }

@@ -48,7 +48,9 @@ class Export {
   template <class Cursor>
   Fault WalkWith(Cursor& cursor, NotesOfTrace* notes, const Take& take, uint64_t& place);
   Fault HandOver(const Selection& found, NotesOfTrace* notes, const Take& take);
-  Fault AddSamples(const NotesFile& notes);
+  typedef std::function<Fault(const CounterSample&)> TakeSample;
+  Fault SurveySamples(const NotesOfTrace* notes);
+  Fault ForSamples(const NotesFile& notes, const TakeSample& take);
   bool IsWanted(const CounterSample& sample) const;
 
   const NotedFilter& filter;

@@ -4,6 +4,7 @@
 #include "convert/export/EventLines.h"
 #include "trace/base/Fault.h"
 #include "trace/base/NotesFormat.h"
+#include "trace/base/Progress.h"
 
 namespace marrowfin {
 
@@ -18,6 +19,7 @@ class Exporter {
   // come.
   virtual bool WantsSurvey() const { return false; }
   virtual void Survey(const NotedSelection&) {}
+  virtual void SurveySample(const CounterSample&) {}
 
   [[nodiscard]] virtual Fault Begin() { return {}; }
   [[nodiscard]] virtual Fault Add(const NotedSelection& events) = 0;
@@ -25,6 +27,10 @@ class Exporter {
   // The values of counters come behind all events, those of one counter and place in order of time.
   virtual bool TakesSamples() const { return false; }
   [[nodiscard]] virtual Fault AddSample(const CounterSample&) { return {}; }
+
+  // For a format in which much can be written only when all is known: it takes as long as that
+  // takes. `progress` counts records.
+  [[nodiscard]] virtual Fault WriteRest(const ProgressCallback&) { return {}; }
 
   // Writes the rest. Only then is what was written whole.
   [[nodiscard]] virtual Fault End() { return {}; }

@@ -11,7 +11,7 @@ template <class Lines>
 class LinesExporter : public Exporter {
  public:
   LinesExporter(const EventNaming& naming, const ExportTarget& target)
-      : lines(naming), writer(target.sink) {}
+      : lines(naming), writer(*target.sink) {}
 
   Fault Begin() override {
     lines.Begin(writer.Text());

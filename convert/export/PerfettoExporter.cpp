@@ -83,7 +83,7 @@ constexpr size_t MOST_COUNTERS = 1 << 16;
 class PerfettoExporter : public Exporter {
  public:
   PerfettoExporter(const EventNaming& naming, const ExportTarget& target)
-      : naming(naming), tracks(naming), writer(target.sink) {}
+      : naming(naming), tracks(naming), writer(*target.sink) {}
 
   Fault Begin() override;
   Fault Add(const NotedSelection& events) override;

@@ -40,7 +40,7 @@ class VcdExporter : public Exporter {
   VcdExporter(const EventNaming& naming, const ExportTarget& target)
       : naming(naming),
         tracks(naming),
-        writer(target.sink),
+        writer(*target.sink),
         out(writer.Text()),
         used(std::size(TOTALS) + tracks.Count() * SIGNAL_KINDS),
         high(used.size()),

@@ -7,13 +7,16 @@ import json
 import os
 import random
 import resource
+import signal
 import sqlite3
 import struct
 import subprocess
 import sys
+import time
 
 import h5py
 import numpy
+import otf2
 import pytest
 
 PROGRAM = os.environ["MARROWFIN_TRACE"]
@@ -25,7 +28,8 @@ TYPES = {SWITCH: "switch", FIRE: "fire", SEND: "send"}
 SHAPE = ("-c", "2", "-d", "2", "-p", "4")  # 16 by 16
 SIDE, CLUSTER, DOMAIN = 16, 8, 4
 TIMELINES = {"chrome": "json", "perfetto": "pftrace", "vcd": "vcd"}
-FORMATS = {"csv": "csv", "jsonl": "jsonl", "hdf5": "h5", "sqlite": "sqlite", **TIMELINES}
+FILES = {"csv": "csv", "jsonl": "jsonl", "hdf5": "h5", "sqlite": "sqlite", **TIMELINES}
+FORMATS = {**FILES, "otf2": "otf2"}
 NOWHERE = (1 << 32) - 1
 
 Event = collections.namedtuple("Event", "record cycle thread kind at to")
@@ -396,6 +400,297 @@ def test_a_schema_that_lacks_a_field_is_found_out(made, schema, tmp_path):
         PerfettoTrace(schema, path)
 
 
+# OTF2 ---------------------------------------------------------------------------------------------
+
+
+class Otf2Trace:
+    """What the format's own reader tells of an archive: regions as (cycle, name, path, attributes) in
+    order of their locations, the records of both ends of each message, counters by path and name."""
+
+    def __init__(self, folder):
+        self.regions = []
+        self.counters = collections.defaultdict(list)
+        self.deepest = 0
+        sent = collections.defaultdict(list)
+        received = collections.defaultdict(list)
+        with otf2.reader.open(str(folder / "traces.otf2")) as trace:
+            self.resolution = trace.timer_resolution
+            self.locations = {self.path(location): location for location in trace.definitions.locations}
+            assert len(self.locations) == len(trace.definitions.locations)
+            self.places = {
+                self.path(trace.definitions.locations[coordinate.rank]): tuple(
+                    coordinate.coordinates
+                )
+                for coordinate in trace.definitions.cart_coordinates
+            } if len(trace.definitions.locations) else {}
+            opened = collections.defaultdict(list)
+            for location, event in trace.events:
+                self.take(self.path(location), event, opened[location], sent, received)
+            assert not any(opened.values()), "regions without an end"
+        # Of one sender, receiver and tag messages arrive in the order in which they were sent.
+        assert sent.keys() == received.keys()
+        self.messages = {}
+        for ends in sent:
+            assert len(sent[ends]) == len(received[ends])
+            for (record, cycle, size), far in zip(sent[ends], received[ends]):
+                assert far == (record, cycle, size)
+                self.messages[record] = (*ends, cycle, size)
+
+    @staticmethod
+    def path(location):
+        names = [location.name, location.group.name]
+        node = location.group.system_tree_parent
+        while node is not None:
+            names.append(node.name)
+            node = node.parent
+        return "/".join(names[::-1])
+
+    def take(self, path, event, opened, sent, received):
+        if isinstance(event, otf2.events.Enter):
+            attributes = {of.name: value for of, value in (event.attributes or {}).items()}
+            opened.append((event.time, event.region.name, attributes))
+            self.deepest = max(self.deepest, len(opened))
+            self.regions.append((event.time, event.region.name, path, attributes))
+        elif isinstance(event, otf2.events.Leave):
+            begin, name, _ = opened.pop()
+            # One cycle each, unless too many lie within each other.
+            assert event.region.name == name
+            assert event.time - begin in ((1,) if len(opened) < 63 else (0, 1))
+        elif isinstance(event, otf2.events.MpiSend):
+            self.take_end(path, event, event.receiver, opened[-1], sent, "send")
+        elif isinstance(event, otf2.events.MpiRecv):
+            self.take_end(path, event, event.sender, opened[-1], received, "receive")
+        else:
+            assert isinstance(event, otf2.events.Metric)
+            assert len(event.metric.members) == 1
+            member = event.metric.members[0]
+            self.counters[path, member.name, member.unit].append((event.time, event.values[0]))
+
+    def take_end(self, path, event, far, region, ends, name):
+        begin, called, attributes = region
+        assert (begin, called) == (event.time, name)
+        far = self.path(event.communicator.group.members[far])
+        pair = (path, far) if name == "send" else (far, path)
+        ends[(*pair, event.msg_tag)].append(
+            (attributes["record"], event.time, event.msg_length)
+        )
+
+
+def otf2_path(event, place):
+    cluster, domain = unit_of(event) if event.kind == SWITCH else units_of(place)
+    if cluster is None:
+        return "array/elsewhere/elsewhere"
+    if domain is None:
+        return "array/cluster {0} {1}/switch/switch of cluster {0} {1}".format(*cluster)
+    return "array/cluster {} {}/domain {} {}/PE {} {}".format(*cluster, *domain, *place)
+
+
+def assert_otf2(folder, events):
+    trace = Otf2Trace(folder)
+    wanted = []
+    messages = {}
+    for event in events:
+        own = {"record": event.record, "thread": event.thread}
+        near = otf2_path(event, event.at)
+        wanted.append((event.cycle, TYPES[event.kind], near, own))
+        if event.kind == SEND:
+            far = otf2_path(event, event.to)
+            wanted.append((event.cycle, "receive", far, own))
+            messages[event.record] = (near, far, event.thread, event.cycle, 0)
+    by_place = lambda region: (region[2], region[0], region[3]["record"], region[1] != "send")  # noqa: E731
+    assert sorted(trace.regions, key=by_place) == sorted(wanted, key=by_place)
+    assert trace.messages == messages
+    assert trace.resolution == 10**9
+    assert trace.places == {
+        otf2_path(event, place): place
+        for event in events
+        if event.kind != SWITCH
+        for place in (event.at, event.to)
+        if place is not None and max(place) < SIDE
+    }
+    return trace
+
+
+def test_otf2_archive_read_by_the_formats_own_reader_gives_the_events(made):
+    folder, events = made
+    export(folder, "out.otf2", *SHAPE)
+    assert_otf2(folder / "out.otf2", events)
+
+
+def test_otf2_archive_is_read_by_the_formats_own_tools(made):
+    folder, events = made
+    export(folder, "out.otf2", *SHAPE)
+    printed = subprocess.run(
+        ["otf2-print", "out.otf2/traces.otf2"],
+        cwd=folder,
+        capture_output=True,
+        check=True,
+        timeout=100,
+    )
+    assert printed.stderr == b""
+    lines = collections.Counter(line.split(b" ")[0] for line in printed.stdout.splitlines())
+    sends = sum(event.kind == SEND for event in events)
+    assert lines[b"ENTER"] == lines[b"LEAVE"] == len(events) + sends
+    assert lines[b"MPI_SEND"] == lines[b"MPI_RECV"] == sends
+
+
+def test_otf2_archive_has_notes_and_counters(noted):
+    folder, listed = noted
+    samples = run_account(folder, "out.otf2")["samples"]
+    trace = Otf2Trace(folder / "out.otf2")
+    own = ("record", "thread", "thread name")
+    notes = {}
+    for _, name, _, attributes in trace.regions:
+        if name != "receive":
+            # Several values of one thing are attributes with a number behind the name.
+            said = collections.defaultdict(list)
+            for key in attributes:
+                if key not in own:
+                    said[key.rstrip("0123456789").rstrip()].append(attributes[key])
+            notes[attributes["record"]] = said
+    as_list = lambda value: value if isinstance(value, list) else [value]  # noqa: E731
+    assert notes == {
+        event["record"]: {key: as_list(value) for key, value in event["notes"].items()}
+        for event in listed
+    }
+    sizes = {event["record"]: event["notes"].get("size", 0) for event in listed}
+    assert trace.messages
+    for record, message in trace.messages.items():
+        assert message[-1] == sizes[record]
+    assert sum(len(curve) for curve in trace.counters.values()) == samples > 0
+    for curve in trace.counters.values():
+        assert curve == sorted(curve, key=lambda sample: sample[0])
+
+
+def test_otf2_archive_says_how_long_a_cycle_takes(noted):
+    folder, _ = noted
+    about = folder / "t.trace.about"
+    text = about.read_text(encoding="utf-8")
+    about.write_text("cycle_ns = 0.8\n" + text.replace("cycle_ns", "# cycle_ns"), encoding="utf-8")
+    export(folder, "out.otf2")
+    assert Otf2Trace(folder / "out.otf2").resolution == 1_250_000_000
+
+
+def test_otf2_regions_of_one_cycle_lie_within_each_other_but_not_too_deep(tmp_path):
+    events = [Event(record, 7, 0, FIRE, (1, 1), None) for record in range(500)]
+    (tmp_path / "t.trace").write_bytes(encode(events))
+    export(tmp_path, "out.otf2", *SHAPE)
+    assert assert_otf2(tmp_path / "out.otf2", events).deepest == 64
+
+
+def test_otf2_archive_keeps_cycles_that_have_no_sign(tmp_path):
+    last = (1 << 64) - 3
+    events = [Event(0, 1 << 63, 0, FIRE, (0, 0), None), Event(1, last, 0, FIRE, (1, 0), None)]
+    (tmp_path / "t.trace").write_bytes(encode(events))
+    export(tmp_path, "out.otf2", *SHAPE)
+    assert_otf2(tmp_path / "out.otf2", events)
+
+
+def test_an_archive_that_exists_is_replaced_only_by_force(made):
+    folder, events = made
+    export(folder, "out.otf2", *SHAPE)
+    before = (folder / "out.otf2").stat().st_ino
+    result = export(folder, "out.otf2", *SHAPE, status=2)
+    assert result.stderr == (
+        b"marrowfin-trace: out.otf2: exists already\n"
+        b"  Name another folder, or replace this one with --force.\n"
+    )
+    export(folder, "out.otf2/", *SHAPE, "--force", "--format", "otf2", "--records", "0..99")
+    assert (folder / "out.otf2").stat().st_ino != before
+    assert_otf2(folder / "out.otf2", events[:100])
+    assert sorted(path.name for path in folder.iterdir() if "otf2" in path.name) == ["out.otf2"]
+
+
+@pytest.mark.parametrize("other", ["notes.txt", "traces/mine.txt", "traces/more/0.evt"])
+def test_a_folder_in_which_anything_else_lies_is_never_replaced(made, other):
+    folder, _ = made
+    export(folder, "out.otf2", *SHAPE)
+    path = folder / "out.otf2" / other
+    path.parent.mkdir(exist_ok=True)
+    path.write_text("precious", encoding="ascii")
+    result = export(folder, "out.otf2", *SHAPE, "--force", status=2)
+    assert b"out.otf2: is not what an export to otf2 wrote, or not only\n" in result.stderr
+    assert path.read_text(encoding="ascii") == "precious"
+
+
+@pytest.mark.parametrize("make", ["mkdir", "touch"])
+def test_what_is_no_archive_is_never_replaced_by_one(made, make):
+    folder, _ = made
+    subprocess.run([make, "out.otf2"], cwd=folder, check=True)
+    export(folder, "out.otf2", *SHAPE, "--force", status=2)
+    assert not (folder / "out.otf2" / "traces.otf2").exists()
+
+
+def test_a_folder_goes_through_no_pipe(made):
+    folder, _ = made
+    result = export(folder, "-", "--format", "otf2", *SHAPE, status=2)
+    assert b"-: is no folder, and otf2 is a folder of files" in result.stderr
+    assert result.stdout == b""
+
+
+def test_a_link_to_an_archive_stays_a_link(made):
+    folder, events = made
+    export(folder, "real.otf2", *SHAPE, "--records", "0..9")
+    (folder / "out.otf2").symlink_to("real.otf2")
+    export(folder, "out.otf2", *SHAPE, "--force")
+    assert (folder / "out.otf2").is_symlink()
+    assert_otf2(folder / "real.otf2", events)
+
+
+@pytest.mark.parametrize("limit", [1000, 100_000, 250_000, 262_144, 400_000, 519_000])
+def test_wherever_an_archive_cannot_be_written_nothing_is_left(tmp_path, limit):
+    """What lies aside of one place is smaller than its file of events, which fails in the middle or
+    where it is closed."""
+    events = [Event(record, record, 0, FIRE, (1, 1), None) for record in range(20000)]
+    (tmp_path / "t.trace").write_bytes(encode(events))
+    run(tmp_path, "index", "t.trace")
+
+    def little_room():
+        resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))
+
+    result = run(
+        tmp_path, "export", "t.trace", "-o", "out.otf2", *SHAPE, status=3, preexec_fn=little_room
+    )
+    assert result.stderr.startswith(b"marrowfin-trace: out.otf2: cannot write"), result.stderr
+    assert b"File too large" in result.stderr
+    assert sorted(path.name for path in tmp_path.iterdir()) == ["t.trace", "t.trace.mfindex"]
+
+
+def test_what_a_killed_export_left_is_removed_by_the_next(made):
+    folder, events = made
+    left = folder / "out.otf2.mfpart-abcdef"
+    (left / "traces").mkdir(parents=True)
+    (left / "traces" / "0.evt").write_bytes(b"half")
+    other = folder / "out.otf2.mfpart-longerthanthat"
+    other.mkdir()
+    export(folder, "out.otf2", *SHAPE)
+    assert not left.exists()
+    assert other.exists()
+    assert_otf2(folder / "out.otf2", events)
+
+
+def test_an_export_that_is_stopped_leaves_no_folder(tmp_path):
+    run(tmp_path, "synth", "-o", "t.trace", "--records", "2000000")
+    run(tmp_path, "index", "t.trace")
+    with subprocess.Popen(
+        [PROGRAM, "export", "t.trace", "-o", "out.otf2"],
+        cwd=tmp_path,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.PIPE,
+    ) as process:
+        deadline = time.monotonic() + 60
+        while process.poll() is None and not list(tmp_path.glob("out.otf2.mfpart-*/traces/*.evt")):
+            assert time.monotonic() < deadline
+            time.sleep(0.001)
+        process.send_signal(signal.SIGTERM)
+        process.communicate(timeout=60)
+    # On a very quick machine it was done before.
+    assert process.returncode in (-signal.SIGTERM, 0)
+    names = sorted(path.name for path in tmp_path.iterdir())
+    whole = ["out.otf2"] if process.returncode == 0 else []
+    assert names == [*whole, "t.trace", "t.trace.mfindex"]
+
+
 # Waveforms ----------------------------------------------------------------------------------------
 
 
@@ -647,9 +942,11 @@ def test_a_trace_without_records_becomes_a_file_without_events(tmp_path, form, s
             assert len(file["events/cycle"]) == 0
     elif form == "sqlite":
         assert sqlite3.connect(path).execute("SELECT count(*) FROM events").fetchone() == (0,)
+    elif form == "otf2":
+        assert not Otf2Trace(path).regions
 
 
-@pytest.mark.parametrize("form", FORMATS)
+@pytest.mark.parametrize("form", FILES)
 def test_an_output_that_exists_is_replaced_only_by_force(made, form):
     folder, _ = made
     name = "out." + FORMATS[form]
@@ -674,7 +971,7 @@ def test_the_trace_and_what_stands_beside_it_are_no_outputs(noted):
     assert (folder / "t.trace").read_bytes() == before
 
 
-@pytest.mark.parametrize("form", TIMELINES)
+@pytest.mark.parametrize("form", [*TIMELINES, "otf2"])
 def test_a_timeline_of_cycles_that_fall_is_refused(tmp_path, form):
     events = [Event(0, 5, 0, FIRE, (0, 0), None), Event(1, 4, 0, FIRE, (1, 1), None)]
     (tmp_path / "t.trace").write_bytes(encode(events))

@@ -1,5 +1,7 @@
 #include "convert/export/Export.h"
 
+#include <sys/stat.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
@@ -11,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "convert/export/AtomicFolder.h"
 #include "convert/export/ExportFormat.h"
 #include "tools/program/CompanionInput.h"
 #include "tools/program/ExistingOutput.h"
@@ -35,15 +38,17 @@ constexpr char footer[] =
     "  marrowfin-trace export run.trace --cycles 100..900 -o part.sqlite\n"
     "  marrowfin-trace export run.trace --types send -o messages.csv\n"
     "  marrowfin-trace export run.trace -o run.h5 --force --json\n"
+    "  marrowfin-trace export run.trace -o run.otf2\n"
     "\n"
     "The ending of OUTPUT tells the format unless --format does: .csv, .jsonl, .json (Chrome "
     "trace),\n"
-    ".pftrace (Perfetto), .vcd (waveforms), .h5 (HDF5), .sqlite. Events go with their notes, "
-    "those\n"
-    "and counters as far as a format has a place for them. Timelines show a cycle as a "
-    "nanosecond;\n"
-    "waveforms tell which cycles had events, and how many in all. csv and jsonl are what 'events'\n"
-    "prints.\n"
+    ".pftrace (Perfetto), .vcd (waveforms), .h5 (HDF5), .sqlite, .otf2 (a folder). Events go with "
+    "their\n"
+    "notes, those and counters as far as a format has a place for them. Timelines show a cycle as "
+    "a\n"
+    "nanosecond; waveforms tell which cycles had events, and how many in all. csv and jsonl are "
+    "what\n"
+    "'events' prints. Only a folder that an export wrote is replaced by --force.\n"
     "\n"
     "Exit status: 0 done, 1 the trace cannot be read or breaks off before all that was asked for,\n"
     "2 command line refused, 3 the output cannot be written or nowhere is room for the index.";
@@ -87,16 +92,44 @@ const ExportFormat* FormatMeant(const ExportFlags& flags) {
                         [&](const ExportFormat& format) { return format.name == *flags.format; });
 }
 
+// A folder may hold anything: only what an export wrote and nobody added to is ever replaced.
+MaybeFailure CheckFolder(const ExportFlags& flags, const ExportFormat& format) {
+  if (IsStandardOutput(flags.output)) {
+    return Failure{EXIT_USAGE,
+                   flags.output + ": is no folder, and " + format.name + " is a folder of files",
+                   "Name a folder with -o."};
+  }
+  struct stat existing;
+  if (stat(flags.output.c_str(), &existing) == -1) {
+    return std::nullopt;
+  }
+  if (!flags.force) {
+    return Failure{EXIT_USAGE, flags.output + ": exists already",
+                   "Name another folder, or replace this one with --force."};
+  }
+  if (!format.isOwn(flags.output)) {
+    return Failure{
+        EXIT_USAGE,
+        flags.output + ": is not what an export to " + format.name + " wrote, or not only",
+        "Name another folder, or remove this yourself."};
+  }
+  return std::nullopt;
+}
+
 MaybeFailure CheckFlags(const ExportFlags& flags) {
-  if (FormatMeant(flags) == nullptr) {
+  const ExportFormat* const format = FormatMeant(flags);
+  if (format == nullptr) {
     return Failure{EXIT_USAGE, flags.output + ": the name tells no format",
                    "Name one with --format."};
   }
   if (MaybeFailure failure = CheckOutputApart(flags.trace, flags.output)) {
     return failure;
   }
-  if (MaybeFailure failure = CheckNotThere(flags.output, flags.force)) {
-    return failure;
+  const MaybeFailure there = format->place == ExportPlace::FOLDER
+                                 ? CheckFolder(flags, *format)
+                                 : CheckNotThere(flags.output, flags.force);
+  if (there) {
+    return there;
   }
   if (MaybeFailure failure = flags.filter.Check()) {
     return failure;
@@ -178,28 +211,54 @@ MaybeFailure WriteTo(const Job& job, Exporter& exporter, Exported& exported) {
                                         : IndexingFailureOf(fault, job.flags.trace);
 }
 
-MaybeFailure WriteOutput(const Job& job, Exported& exported) {
+// A signal waits until what is half a folder is gone.
+MaybeFailure WriteFolder(const Job& job, Exported& exported) {
+  const Interruption interruption;
+  AtomicFolder folder;
+  if (const Fault fault = folder.Open(job.flags.output, [&job](const std::string& there) {
+        return job.flags.force && job.format.isOwn(there);
+      })) {
+    return OutputFailureOf(fault);
+  }
+  {
+    const std::unique_ptr<Exporter> exporter =
+        job.format.make(job.naming, {nullptr, folder.Path(), job.flags.output});
+    if (MaybeFailure failure = WriteTo(job, *exporter, exported)) {
+      return failure;
+    }
+  }
+  const Fault fault = folder.Commit();
+  return fault ? MaybeFailure(OutputFailureOf(fault)) : std::nullopt;
+}
+
+MaybeFailure WriteFile(const Job& job, Exported& exported) {
   Output output;
   if (MaybeFailure failure = output.Open(job.flags.output)) {
     return failure;
   }
   const std::optional<int> descriptor = output.PlainDescriptor();
-  if (job.format.needsFile && !descriptor) {
+  if (job.format.place == ExportPlace::FILE && !descriptor) {
     return Failure{EXIT_USAGE,
                    job.flags.output + ": is no plain file, and " + job.format.name +
                        " is written here and there in one",
                    "Name a file with -o."};
   }
   // Whoever writes by itself gets at the temporary, which has no name that is told, through its
-  // descriptor; beyond a limit of the size of files a write is to fail there as anywhere.
+  // descriptor.
   const std::string file = descriptor ? "/proc/self/fd/" + std::to_string(*descriptor) : "";
-  signal(SIGXFSZ, SIG_IGN);
   const std::unique_ptr<Exporter> exporter =
-      job.format.make(job.naming, {output.Sink(), file, job.flags.output});
+      job.format.make(job.naming, {&output.Sink(), file, job.flags.output});
   if (MaybeFailure failure = WriteTo(job, *exporter, exported)) {
     return failure;
   }
   return output.Commit();
+}
+
+// Beyond a limit of the size of files a write is to fail in other libraries as anywhere.
+MaybeFailure WriteOutput(const Job& job, Exported& exported) {
+  signal(SIGXFSZ, SIG_IGN);
+  return job.format.place == ExportPlace::FOLDER ? WriteFolder(job, exported)
+                                                 : WriteFile(job, exported);
 }
 
 void Account(const Job& job, const Exported& exported) {
@@ -270,7 +329,7 @@ MaybeFailure RunExport(const ExportFlags& flags, const Console& console) {
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<ExportFlags>();
   app.add_option("TRACE", flags->trace, "The trace: a plain file")->required();
-  app.add_option("-o,--output", flags->output, "The file to write; - is standard output")
+  app.add_option("-o,--output", flags->output, "The file or folder to write; - is standard output")
       ->required();
   app.add_option("--format", flags->format, FormatHelp())->check(CLI::IsMember(FormatNames()));
   flags->filter.Declare(app);
