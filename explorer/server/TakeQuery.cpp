@@ -110,7 +110,8 @@ class Builder {
     } else if (what == "events") {
       AddEvents();
     } else if (what == "trace") {
-      Begin({"cut"}, "application/octet-stream", ".part.trace");
+      const bool isPacked = TakeWord("format", {"raw", "packed"}) == "packed";
+      Begin({"cut"}, "application/octet-stream", isPacked ? ".part.mfz" : ".part.trace");
       AddCycles();
     } else if (what == "report") {
       AddReport();

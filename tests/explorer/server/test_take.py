@@ -46,6 +46,7 @@ def test_what_is_taken_away_has_the_bytes_of_the_command_line(served, tmp_path):
         ("what=plot&kind=heat&measure=idle", ".heat.png", "image/png",
          ["plot", "heat", "--measure", "idle", "--theme", "light"]),
         ("what=trace&first=5&last=50", ".part.trace", "application/octet-stream", ["cut", "--cycles", "5:50"]),
+        ("what=trace&format=packed&first=5&last=50", ".part.mfz", "application/octet-stream", ["cut", "--cycles", "5:50"]),
         ("what=report", ".html", "text/html; charset=utf-8", ["report", "--theme", "light"]),
     ]
     for query, ending, kind, words in cases:

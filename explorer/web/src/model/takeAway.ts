@@ -107,7 +107,13 @@ export const reportTake = (explorer: Explorer): TakeQuery => ({
   ...shapeWords(explorer),
 });
 
-export const cutTake = (explorer: Explorer): TakeQuery => ({ what: 'trace', ...range(explorer), ...shapeWords(explorer) });
+/** The range as a trace: its bytes alone, or packed with what stands beside it. */
+export const cutTake = (explorer: Explorer, format: 'raw' | 'packed'): TakeQuery => ({
+  what: 'trace',
+  format,
+  ...range(explorer),
+  ...shapeWords(explorer),
+});
 
 export const statsTake = (explorer: Explorer, format: 'json' | 'text'): TakeQuery => ({
   what: 'stats',

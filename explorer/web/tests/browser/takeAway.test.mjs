@@ -33,7 +33,7 @@ test('What is taken away has the bytes of the command that is copied beside it',
   const page = await open(server.link, { hash: 'cycle=800&range=700-760' });
   await takeAway(page);
   await page.getByRole('combobox', { name: 'What is plotted' }).selectOption('threads');
-  for (const [button, line] of [['Plot as SVG', 'Plot'], ['Report as HTML', 'Report'], ['Film of the range as MP4', 'Film of the range'], ['Range as a trace as trace', 'Range as a trace']]) {
+  for (const [button, line] of [['Plot as SVG', 'Plot'], ['Report as HTML', 'Report'], ['Film of the range as MP4', 'Film of the range'], ['Range as a trace as mfz', 'Range as a trace']]) {
     const { name, bytes } = await saved(page, button);
     await dialog(page).getByRole('button', { name: `${line}: copy as command` }).click();
     await page.waitForFunction((ending) => document.querySelector('.status-notice')?.textContent.endsWith(ending), name);
@@ -42,6 +42,9 @@ test('What is taken away has the bytes of the command that is copied beside it',
     shell(command);
     assert.deepEqual(bytes, readFileSync(file(name)), command);
   }
+  const raw = await saved(page, 'Range as a trace as trace');
+  shell(`marrowfin-trace cut ${file('run.trace')} --cycles 700:760 ${SHAPE.join(' ')} -o raw.trace`);
+  assert.deepEqual(raw.bytes, readFileSync(file('raw.trace')));
   const numbers = await saved(page, 'Numbers as JSON');
   assert.deepEqual(numbers.bytes, tool('stats', file('run.trace'), '--cycles', '700:760', '--json', ...SHAPE));
   const events = await saved(page, 'Events as CSV');
@@ -57,6 +60,7 @@ test('The picture of the view is as the page shows it, as pixels and as shapes',
   assert.deepEqual([png.name, svg.name], ['run.trace.view.png', 'run.trace.view.svg']);
   const text = svg.bytes.toString();
   assert.ok(text.includes('>Threads, last fire on a PE</text>') && text.includes('>cycle 800</text>'));
+  assert.ok(text.includes('@font-face{font-family:Inter;') && /base64,d09GMg/.test(text), 'the font is in the file');
   assert.equal(png.bytes.subarray(1, 4).toString(), 'PNG');
   await page.keyboard.press('Escape');
   // Both show the same, but for the font of their words; a later moment shows something else.

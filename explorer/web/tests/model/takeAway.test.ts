@@ -1,6 +1,6 @@
 import { expect, test } from 'vitest';
 
-import { eventsTake, filmTake, plotTake, selectionTake, stateTake, takeText, viewTake } from '../../src/model/takeAway';
+import { cutTake, eventsTake, filmTake, plotTake, selectionTake, stateTake, takeText, viewTake } from '../../src/model/takeAway';
 import { filterOf } from '../../src/model/eventList';
 import { readFilterWords } from '../../src/base/filterWords';
 import { openSmall, settled } from '../fixtures/smallTrace';
@@ -57,6 +57,13 @@ test('Each word of a filter is a word of the command', async () => {
   expect(asked('not thread:3 fire')).toBe('what=events&format=csv&thread=3&types=fire&not=1');
   expect(asked('kind!=wait packet:1..9')).toBe('what=events&format=csv&where=kind!%3Dwait&where=packet%3D1..9');
   expect(asked('packet:5 kind:wait')).toBe('what=events&format=csv&where=packet%3D5&where=kind%3Dwait');
+});
+
+test('The range is taken along as bytes alone, or packed with its companion', async () => {
+  const { explorer } = await openSmall();
+  explorer.time.range.value = { first: 10n, last: 20n };
+  expect(text(cutTake(explorer, 'packed'))).toBe('what=trace&format=packed&first=10&last=20');
+  expect(text(cutTake(explorer, 'raw'))).toBe('what=trace&format=raw&first=10&last=20');
 });
 
 test('The selected is told by its events, its causes where they are shown, or the loads of links', async () => {

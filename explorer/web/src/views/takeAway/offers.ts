@@ -101,14 +101,17 @@ export function plotOffer(page: Page, kind: PlotKind): Offer {
 }
 
 function cutOffer(page: Page): Offer {
-  const query = () => cutTake(page.explorer);
+  const query = (format: 'raw' | 'packed') => () => cutTake(page.explorer, format);
   return {
     id: 'trace',
     icon: 'message',
     name: 'Range as a trace',
-    words: `${spanWords(page)}; the command brings the companion along`,
-    formats: [{ name: 'trace', query, directly: true }],
-    command: query,
+    words: `${spanWords(page)}; as mfz it has its companion with it`,
+    formats: [
+      { name: 'mfz', query: query('packed'), directly: true },
+      { name: 'trace', query: query('raw'), directly: true },
+    ],
+    command: query('packed'),
   };
 }
 

@@ -32,11 +32,11 @@ export class SvgBrush implements Brush {
   /** `widthOf` measures a text in a font. */
   constructor(private readonly widthOf: (text: string, font: string) => number) {}
 
-  /** A file of a size. */
-  file(width: number, height: number, title: string): string {
+  /** A file of a size; `fonts` are those that it brings along. */
+  file(width: number, height: number, title: string, fonts = ''): string {
     this.flush();
     const size = `width="${short(width)}" height="${short(height)}" viewBox="0 0 ${short(width)} ${short(height)}"`;
-    return `<svg xmlns="http://www.w3.org/2000/svg" ${size}>\n<title>${escaped(title)}</title>\n${this.parts.join('\n')}\n</svg>\n`;
+    return `<svg xmlns="http://www.w3.org/2000/svg" ${size}>\n<title>${escaped(title)}</title>\n${fonts}${this.parts.join('\n')}\n</svg>\n`;
   }
 
   /** What `draw` draws within a box is put elsewhere, and nothing that is outside of it. */

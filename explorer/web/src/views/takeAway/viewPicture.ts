@@ -10,6 +10,7 @@ import { addLines, type FloorplanInput } from '../floorplan/renderer';
 import type { SceneMaker } from '../floorplan/scene';
 import { captionOf, legendOf, type LegendLine } from './legend';
 import { legendHeight, LEGEND_WIDTH, LegendPainter } from './paintLegend';
+import { ownFontStyle } from './ownFont';
 import { paintCells } from './paintCells';
 import { saveBlob } from './save';
 import { SvgBrush } from './svgBrush';
@@ -118,7 +119,7 @@ async function pngOf(explorer: Explorer, input: FloorplanInput, maker: SceneMake
   return blob;
 }
 
-function svgOf(explorer: Explorer, input: FloorplanInput, maker: SceneMaker): Blob {
+async function svgOf(explorer: Explorer, input: FloorplanInput, maker: SceneMaker): Promise<Blob> {
   const plan = planOf(explorer, input);
   const measure = canvasOf(1, 1);
   const brush = new SvgBrush((text, font) => {
@@ -128,7 +129,7 @@ function svgOf(explorer: Explorer, input: FloorplanInput, maker: SceneMaker): Bl
   const board: Board = { brush, within: (box, left, top, inner) => brush.within(box, left, top, inner) };
   draw(explorer, input, maker, board, plan);
   const { title, words } = captionOf(explorer);
-  return new Blob([brush.file(plan.width, plan.height, `${title}, ${words}`)], { type: 'image/svg+xml' });
+  return new Blob([brush.file(plan.width, plan.height, `${title}, ${words}`, await ownFontStyle())], { type: 'image/svg+xml' });
 }
 
 /** Saves what the floorplan shows now; tells what was done. */
@@ -139,6 +140,6 @@ export async function saveView({ explorer, floorplan }: Page, format: 'png' | 's
   }
   const { input, maker } = drawn;
   const name = `${captionOf(explorer).title}.view.${format}`;
-  saveBlob(format === 'png' ? await pngOf(explorer, input, maker) : svgOf(explorer, input, maker), name);
+  saveBlob(await (format === 'png' ? pngOf : svgOf)(explorer, input, maker), name);
   return `${name} is saved.`;
 }

@@ -2,6 +2,7 @@ import { expect, test } from 'vitest';
 
 import { paintWedges } from '../../../src/gl/brush';
 import { WedgeList } from '../../../src/gl/wedges';
+import { fontStyle } from '../../../src/views/takeAway/ownFont';
 import { SvgBrush } from '../../../src/views/takeAway/svgBrush';
 
 const brush = () => new SvgBrush((text, font) => text.length * Number(/ ([\d.]+)px/.exec(font)?.[1]));
@@ -47,4 +48,12 @@ test('A wedge is a shape with a point', () => {
   expect(svg.file(1, 1, '')).toContain(
     '<path fill="rgb(255 0 0)" fill-opacity="0.5" d="M0 -2L6 -1L6 -3L10 0L6 3L6 1L0 2Z"/>',
   );
+});
+
+test('A file that brings its font along has all of its bytes', () => {
+  const bytes = Uint8Array.from({ length: 70_000 }, (_, i) => i % 251);
+  const file = brush().file(10, 10, 'a', fontStyle(bytes));
+  const [, kept = ''] = /font-family:Inter;.*base64,([^)]*)\)/.exec(file) ?? [];
+  expect(Uint8Array.from(atob(kept), (letter) => letter.charCodeAt(0))).toEqual(bytes);
+  expect(brush().file(10, 10, 'a')).not.toContain('style');
 });
