@@ -1,5 +1,7 @@
 #include "explorer/core/EventNotes.h"
 
+#include <utility>
+
 #include "explorer/core/AskedFilter.h"
 #include "trace/ask/BatchCursor.h"
 #include "trace/ask/NoteCondition.h"
@@ -63,29 +65,43 @@ JsonText& PutEvent(const TraceEvent& event, JsonText& head) {
   return head;
 }
 
-Fault PutNotesOf(const Asking& asking, const TraceEvent& event, JsonText& head) {
+Result<ToldNotes> ToldNotes::Of(const Asking& asking, const std::vector<TraceEvent>& events) {
   const Result<LentNotes::Lease> notes = asking.view.Notes(asking.progress);
-  if (!notes || !*notes) {
+  ToldNotes told;
+  if (!notes) {
     return notes.Why();
   }
-  const Result<std::vector<EventNotes>> columns = NotesOf(asking, **notes, {event});
+  if (!*notes) {
+    return told;
+  }
+  Result<std::vector<EventNotes>> columns = NotesOf(asking, **notes, events);
   if (!columns) {
     return columns.Why();
   }
-  const std::vector<NoteAttribute>& attributes = (*notes)->notes.Declarations().attributes;
-  for (size_t i = 0; i < attributes.size(); ++i) {
-    if (attributes[i].name == KIND_ATTRIBUTE && (*columns)[i].has[0] != 0) {
-      head.Key("kind").Text(NoteValueText(attributes[i], (*columns)[i].values[0]));
+  told.attributes = (*notes)->notes.Declarations().attributes;
+  told.columns = std::move(columns).Take();
+  return told;
+}
+
+void ToldNotes::Put(size_t i, JsonText& head) const {
+  if (attributes.empty()) {
+    return;
+  }
+  const auto textOf = [&](size_t attribute) {
+    return NoteValueText(attributes[attribute], columns[attribute].values[i]);
+  };
+  for (size_t attribute = 0; attribute < attributes.size(); ++attribute) {
+    if (attributes[attribute].name == KIND_ATTRIBUTE && columns[attribute].has[i] != 0) {
+      head.Key("kind").Text(textOf(attribute));
     }
   }
   head.Key("notes").Object();
-  for (size_t i = 0; i < attributes.size(); ++i) {
-    if ((*columns)[i].has[0] != 0) {
-      head.Key(attributes[i].name).Text(NoteValueText(attributes[i], (*columns)[i].values[0]));
+  for (size_t attribute = 0; attribute < attributes.size(); ++attribute) {
+    if (columns[attribute].has[i] != 0) {
+      head.Key(attributes[attribute].name).Text(textOf(attribute));
     }
   }
   head.End();
-  return {};
 }
 
 }  // namespace marrowfin

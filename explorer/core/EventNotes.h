@@ -1,6 +1,7 @@
 #ifndef EXPLORER_CORE_EVENTNOTES_H
 #define EXPLORER_CORE_EVENTNOTES_H
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -8,6 +9,7 @@
 #include "explorer/core/JsonText.h"
 #include "explorer/core/TraceView.h"
 #include "trace/ask/EventFilter.h"
+#include "trace/base/NotesFormat.h"
 #include "trace/base/Result.h"
 
 namespace marrowfin {
@@ -26,8 +28,20 @@ struct EventNotes {
 // An event within the head of an answer, whose object is open behind it: End closes it.
 JsonText& PutEvent(const TraceEvent& event, JsonText& head);
 
-// The members `kind` and `notes` of one event, where notes tell something of it.
-[[nodiscard]] Fault PutNotesOf(const Asking& asking, const TraceEvent& event, JsonText& head);
+// What notes tell of some events that ascend, of all of them at once; nothing where there are no
+// notes, or none yet.
+class ToldNotes {
+ public:
+  [[nodiscard]] static Result<ToldNotes> Of(const Asking& asking,
+                                            const std::vector<TraceEvent>& events);
+
+  // The members `kind` and `notes` of the i-th of the events, where there are notes.
+  void Put(size_t i, JsonText& head) const;
+
+ private:
+  std::vector<NoteAttribute> attributes;
+  std::vector<EventNotes> columns;
+};
 
 }  // namespace marrowfin
 

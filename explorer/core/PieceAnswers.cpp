@@ -75,9 +75,11 @@ MaybeRefusal PutTouched(const Asking& asking, const AskedPiece& piece, const Arr
     }
     head.Key("ago").Number(spot.step - std::min(spot.step, *step));
   }
-  if (Fault fault = PutNotesOf(asking, *event, head)) {
-    return RefusalOf(fault);
+  const Result<ToldNotes> notes = ToldNotes::Of(asking, {*event});
+  if (!notes) {
+    return RefusalOf(notes.Why());
   }
+  notes->Put(0, head);
   head.End();
   return std::nullopt;
 }
@@ -112,10 +114,16 @@ MaybeRefusal PutAround(const Asking& asking, const AskedPiece& piece, const Arra
   }
   std::reverse(before.begin(), before.end());
   before.insert(before.end(), after.begin(), after.end());
+  const Result<ToldNotes> notes = ToldNotes::Of(asking, before);
+  if (!notes) {
+    return RefusalOf(notes.Why());
+  }
   const Region region = RegionOf(piece, shape);
   head.Key("around").Array();
-  for (const TraceEvent& event : before) {
-    PutEvent(event, head).Key("what").Text(WhatOf(event, region)).End();
+  for (size_t i = 0; i < before.size(); ++i) {
+    PutEvent(before[i], head).Key("what").Text(WhatOf(before[i], region));
+    notes->Put(i, head);
+    head.End();
   }
   head.End();
   return std::nullopt;

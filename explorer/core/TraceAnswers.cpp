@@ -9,6 +9,7 @@
 #include "trace/ask/PieceCode.h"
 #include "trace/ask/Walk.h"
 #include "trace/base/TypeNames.h"
+#include "trace/read/EarlyEnd.h"
 #include "trace/read/FittingShapes.h"
 
 namespace marrowfin {
@@ -196,10 +197,29 @@ void PutNotes(const Asking& asking, JsonText& head) {
   head.Key("notesComing").Flag(asking.view.NotesAreComing());
 }
 
+// Where notes end before the trace does, and why.
+void PutNotesEnd(const Asking& asking, JsonText& head) {
+  const NotesFile* const file = asking.view.Beside().Notes();
+  const Fault end = file != nullptr && asking.view.IsWhole()
+                        ? EarlyEndOf(*file, asking.GetSummary().records)
+                        : Fault();
+  head.Key("notesEnd");
+  if (!end) {
+    head.Null();
+    return;
+  }
+  head.Object();
+  head.Key("record").Number(file->Records());
+  head.Key("message").Text(end.reason);
+  head.Key("remedy").Text(end.remedy);
+  head.End();
+}
+
 void PutCompanion(const Asking& asking, JsonText& head) {
   const Companion& companion = asking.view.Beside();
   PutAbout(companion.GetAbout(), head);
   PutNotes(asking, head);
+  PutNotesEnd(asking, head);
   const Fault noNotes = companion.WhyNoNotes() ? companion.WhyNoNotes() : asking.view.WhyNoNotes();
   head.Key("companionFault");
   PutFault(companion.WhyNoAbout() ? companion.WhyNoAbout() : noNotes, head);

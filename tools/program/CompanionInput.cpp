@@ -1,6 +1,7 @@
 #include "tools/program/CompanionInput.h"
 
 #include "tools/program/Report.h"
+#include "trace/read/EarlyEnd.h"
 #include "trace/read/FittingShapes.h"
 
 namespace marrowfin {
@@ -30,20 +31,6 @@ const ArrayShape* ToldShape(const Companion& companion, const Summary& summary) 
   return holds ? &about->array->shape : nullptr;
 }
 
-// Why notes end before a trace of so many records does. Those of a run that was stopped between two
-// blocks are sound as far as they go.
-Fault EarlyEnd(const NotesFile& notes, uint64_t records) {
-  if (notes.End() || notes.Records() >= records) {
-    return notes.End();
-  }
-  Fault fault;
-  fault.kind = Fault::CUT_NOTES;
-  fault.file = notes.Name();
-  fault.reason = "the notes end before the trace";
-  fault.remedy = "whoever records them was stopped, or goes on";
-  return fault;
-}
-
 }  // namespace
 
 Companion OpenCompanion(const TraceSource& trace, uint64_t records, const Console& console) {
@@ -51,7 +38,7 @@ Companion OpenCompanion(const TraceSource& trace, uint64_t records, const Consol
   ReportUnless(companion.WhyNoAbout(), NO_ABOUT, console);
   ReportUnless(companion.WhyNoNotes(), "its notes are left out", console);
   if (const NotesFile* const notes = companion.Notes()) {
-    ReportUnless(EarlyEnd(*notes, records),
+    ReportUnless(EarlyEndOf(*notes, records),
                  "records from " + std::to_string(notes->Records()) + " on have no notes", console);
   }
   return companion;

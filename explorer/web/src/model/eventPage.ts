@@ -1,5 +1,6 @@
-import type { Answer } from '../protocol/answers';
+import type { Answer, Attribute } from '../protocol/answers';
 import { EVENT_TYPES, type EventType } from '../protocol/questions';
+import { notesIn, notesLine } from './noteWords';
 
 export interface EventRow {
   readonly record: number;
@@ -9,6 +10,8 @@ export interface EventRow {
   readonly at: readonly [number, number];
   /** Of sends: the receiver. */
   readonly to: readonly [number, number] | undefined;
+  /** What is noted of it, in words. */
+  readonly notes: string;
 }
 
 /** Rows of the list that were fetched together. */
@@ -18,7 +21,8 @@ export interface EventPage {
   readonly next: number | undefined;
 }
 
-export function pageOf({ head, columns }: Answer<'events'>): EventPage {
+/** `attributes` are those whose values the answer has. */
+export function pageOf({ head, columns }: Answer<'events'>, attributes: readonly Attribute[] = []): EventPage {
   const rows = Array.from(columns.record, (record, i): EventRow => {
     const type = EVENT_TYPES[columns.type[i] ?? 0] ?? 'fire';
     const pair = (list: Uint32Array) => [list[2 * i] ?? 0, list[2 * i + 1] ?? 0] as const;
@@ -29,6 +33,7 @@ export function pageOf({ head, columns }: Answer<'events'>): EventPage {
       thread: columns.thread[i] ?? 0,
       at: pair(columns.at),
       to: type === 'send' ? pair(columns.to) : undefined,
+      notes: notesLine(Object.fromEntries(notesIn(columns, i, attributes))),
     };
   });
   return { rows, next: head.more ? (head.next ?? undefined) : undefined };

@@ -60,6 +60,9 @@ export interface TraceHead {
   readonly attributes: readonly Attribute[];
   readonly counters: readonly { readonly name: string; readonly places: boolean | number }[];
   readonly companionFault?: FaultOfTrace | null;
+  /** From which record on there are no notes, where they end before the trace does. */
+  readonly notesComing?: boolean;
+  readonly notesEnd?: { readonly record: number; readonly message: string; readonly remedy: string } | null;
   readonly indexed: boolean | { readonly done: number; readonly all: number };
   readonly viewerShows: boolean;
 }
@@ -73,6 +76,8 @@ export interface EventHead {
   readonly to?: PlacePair;
   /** What it means to the piece asked about. */
   readonly what?: 'fires' | 'sends' | 'gets' | 'transmits';
+  readonly kind?: string;
+  readonly notes?: Readonly<Record<string, string>>;
 }
 
 export interface Neighbour {
@@ -244,6 +249,7 @@ export interface Answers {
     };
     columns: object;
   };
+  hits: { head: { readonly last: Digits }; columns: { first: BigUint64Array; hit: Uint8Array } };
   piece: {
     head: {
       readonly name: string;

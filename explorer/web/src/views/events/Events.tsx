@@ -24,24 +24,30 @@ import './events.css';
 const ROW = 1.375; // rem
 const ICONS: Readonly<Record<EventType, IconName>> = { fire: 'thread', send: 'message', switch: 'switch' };
 
-const HEAD = (
-  <div class="event-head" role="rowgroup">
-    <div class="event-row" role="row">
-      {['Record', 'Cycle', 'What', 'Thread', 'From', 'To'].map((name) => (
-        <span key={name} role="columnheader">
-          {name}
-        </span>
-      ))}
-    </div>
-  </div>
-);
+const NAMES = ['Record', 'Cycle', 'What', 'Thread', 'From', 'To'];
+const ROW_CLASS = { plain: 'event-row', noted: 'event-row noted' } as const;
+type RowLook = keyof typeof ROW_CLASS;
 
-function Row({ event }: { readonly event: EventRow | undefined }) {
+function Names({ look }: { readonly look: RowLook }) {
+  return (
+    <div class="event-head" role="rowgroup">
+      <div class={ROW_CLASS[look]} role="row">
+        {[...NAMES, ...(look === 'noted' ? ['Notes'] : [])].map((name) => (
+          <span key={name} role="columnheader">
+            {name}
+          </span>
+        ))}
+      </div>
+    </div>
+  );
+}
+
+function Row({ event, look }: { readonly event: EventRow | undefined; readonly look: RowLook }) {
   if (event === undefined) {
-    return <div class="event-row" role="presentation" />;
+    return <div class={ROW_CLASS[look]} role="presentation" />;
   }
   return (
-    <div class="event-row" role="presentation">
+    <div class={ROW_CLASS[look]} role="presentation">
       <span role="gridcell">{thousands(event.record)}</span>
       <span role="gridcell">{thousands(event.cycle)}</span>
       <span role="gridcell">
@@ -54,6 +60,11 @@ function Row({ event }: { readonly event: EventRow | undefined }) {
       </span>
       <span role="gridcell">{event.at.join(',')}</span>
       <span role="gridcell">{event.to?.join(',')}</span>
+      {look === 'noted' ? (
+        <span role="gridcell" class="event-notes" title={event.notes}>
+          {event.notes}
+        </span>
+      ) : null}
     </div>
   );
 }
@@ -148,6 +159,7 @@ export function Events() {
   const chosen = useSignal<number | undefined>(undefined);
   useEffect(() => list.follow(), [list]);
   const count = list.counted.value;
+  const look: RowLook = list.attributes.value.length > 0 ? 'noted' : 'plain';
   const toPlayhead = async () => {
     const row = await list.rowAtPlayhead();
     if (row !== undefined && count === list.counted.peek()) {
@@ -197,8 +209,8 @@ export function Events() {
             onChoose={choose}
             onRun={inspect}
             onSeen={(first, end) => list.wantRows(first, end)}
-            draw={(row) => <Row event={list.row(row)} />}
-            head={HEAD}
+            draw={(row) => <Row event={list.row(row)} look={look} />}
+            head={<Names look={look} />}
           />
         )}
       </div>

@@ -1,4 +1,5 @@
 import { thousands } from '../../base/words';
+import { notesLine } from '../../model/noteWords';
 import type { EventHead } from '../../protocol/answers';
 import { Button } from '../../widgets/Button';
 import { Icon } from '../../widgets/Icon';
@@ -9,13 +10,14 @@ import { eventWords } from './words';
 function EventLine({ event }: { readonly event: EventHead }) {
   const { travel } = usePage();
   const { icon, does, other } = eventWords(event);
+  const notes = notesLine({ ...event.notes, ...(event.kind === undefined ? {} : { kind: event.kind }) });
   return (
     <li>
       <button type="button" class="event-line" onClick={() => travel.goToRecord(event.record)}>
         <span class="event-cycle">{thousands(BigInt(event.cycle))}</span>
         <Icon name={icon} />
-        <span>
-          {does} {other === undefined ? null : <b>{other}</b>}
+        <span class="event-does" title={notes}>
+          {does} {other === undefined ? null : <b>{other}</b>} <i>{notes}</i>
         </span>
         <Chip thread={event.thread} />
       </button>

@@ -1,7 +1,7 @@
 import { counted, rangeText, thousands } from '../../base/words';
 import { columnsOf, rowsOf } from '../../base/shape';
+import { companionWords, notesIn, noteText } from '../../model/noteWords';
 import type { CycleSpan } from '../../model/timeStore';
-import type { Attribute } from '../../protocol/answers';
 import { EVENT_TYPES } from '../../protocol/questions';
 import { Button } from '../../widgets/Button';
 import { Keys } from '../../widgets/Keys';
@@ -39,6 +39,11 @@ export function NothingView() {
             <NumberRow name="Transmissions" value={head.switches} />
             <NumberRow name="Fires a PE, average" value={rounded(head.fires / (columnsOf(shape) * rowsOf(shape)))} />
           </dl>
+          {companionWords(head).map((words) => (
+            <p key={words} class="inspector-note">
+              {words}
+            </p>
+          ))}
         </Section>
       )}
     </>
@@ -116,15 +121,6 @@ export function RangeView({ range }: { readonly range: CycleSpan }) {
   );
 }
 
-/** What the companion notes of an event: a column for each attribute, and one that tells whether it has it. */
-function notesOf(columns: object, attributes: readonly Attribute[]): readonly (readonly [string, string])[] {
-  const lists = columns as Readonly<Record<string, ArrayLike<number | bigint> | undefined>>;
-  return attributes.flatMap(({ name, names }) => {
-    const value = lists[`has.${name}`]?.[0] === 1 ? lists[`note.${name}`]?.[0] : undefined;
-    return value === undefined ? [] : [[name, names?.[String(value)] ?? thousands(value)] as const];
-  });
-}
-
 /** One event of the trace. */
 export function RecordView({ record }: { readonly record: number }) {
   const { inspection, explorer } = usePage();
@@ -133,6 +129,8 @@ export function RecordView({ record }: { readonly record: number }) {
   const pair = (list: Uint32Array | undefined) => [list?.[0] ?? 0, list?.[1] ?? 0] as const;
   const [at, to] = [pair(columns?.at), pair(columns?.to)];
   const select = (pe: readonly [number, number]) => explorer.selection.selectPiece({ pe });
+  const head = explorer.trace.head.value;
+  const unnoted = head?.notesEnd && record >= head.notesEnd.record;
   return (
     <>
       <Head title={`Record ${thousands(record)}`} />
@@ -170,14 +168,15 @@ export function RecordView({ record }: { readonly record: number }) {
               </dd>
             </div>
           ) : null}
-          {notesOf(columns, explorer.trace.head.value?.attributes ?? []).map(([name, value]) => (
+          {notesIn(columns, 0, head?.attributes ?? []).map(([name, value]) => (
             <div key={name}>
               <dt>{name}</dt>
-              <dd>{value}</dd>
+              <dd>{noteText(value)}</dd>
             </div>
           ))}
         </dl>
       )}
+      {unnoted ? <p class="inspector-note">Its notes are missing: the notes end before the trace.</p> : null}
     </>
   );
 }

@@ -1,6 +1,7 @@
 import type { PlacePair } from '../../base/place';
 import { thousands } from '../../base/words';
 import { touchedText } from '../../model/hover';
+import { noteText } from '../../model/noteWords';
 import type { Answers, Neighbour, Touched } from '../../protocol/answers';
 import type { Piece } from '../../protocol/questions';
 import { usePage } from '../context';
@@ -25,7 +26,7 @@ function Notes({ touched }: { readonly touched: Touched }) {
       {notes.map(([name, value]) => (
         <div key={name}>
           <dt>{name}</dt>
-          <dd>{/^\d+$/.test(value) ? thousands(BigInt(value)) : value}</dd>
+          <dd>{noteText(value)}</dd>
         </div>
       ))}
     </>
