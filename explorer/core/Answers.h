@@ -15,6 +15,7 @@ MaybeRefusal AnswerSteps(Asking& asking, AnswerBytes& answer);
 MaybeRefusal AnswerActivity(Asking& asking, AnswerBytes& answer);
 MaybeRefusal AnswerEvents(Asking& asking, AnswerBytes& answer);
 MaybeRefusal AnswerCount(Asking& asking, AnswerBytes& answer);
+MaybeRefusal AnswerHits(Asking& asking, AnswerBytes& answer);
 MaybeRefusal AnswerNext(Asking& asking, AnswerBytes& answer);
 MaybeRefusal AnswerHeat(Asking& asking, AnswerBytes& answer);
 MaybeRefusal AnswerLinks(Asking& asking, AnswerBytes& answer);

@@ -14,12 +14,12 @@ namespace {
 const std::map<std::string, AnswerFunction>& Answers() {
   static const std::map<std::string, AnswerFunction> answers = {
       {"activity", AnswerActivity}, {"count", AnswerCount},   {"counter", AnswerCounter},
-      {"events", AnswerEvents},     {"heat", AnswerHeat},     {"kinds", AnswerKinds},
-      {"lane", AnswerLane},         {"links", AnswerLinks},   {"measures", AnswerMeasures},
-      {"next", AnswerNext},         {"packet", AnswerPacket}, {"palette", AnswerPalette},
-      {"phases", AnswerPhases},     {"piece", AnswerPiece},   {"search", AnswerSearch},
-      {"state", AnswerState},       {"steps", AnswerSteps},   {"trace", AnswerTrace},
-      {"when", AnswerWhen},         {"why", AnswerWhy},
+      {"events", AnswerEvents},     {"heat", AnswerHeat},     {"hits", AnswerHits},
+      {"kinds", AnswerKinds},       {"lane", AnswerLane},     {"links", AnswerLinks},
+      {"measures", AnswerMeasures}, {"next", AnswerNext},     {"packet", AnswerPacket},
+      {"palette", AnswerPalette},   {"phases", AnswerPhases}, {"piece", AnswerPiece},
+      {"search", AnswerSearch},     {"state", AnswerState},   {"steps", AnswerSteps},
+      {"trace", AnswerTrace},       {"when", AnswerWhen},     {"why", AnswerWhy},
   };
   return answers;
 }

@@ -44,6 +44,7 @@ std::vector<json> GoodQuestions() {
       {{"ask", "events"}, {"from", 0}, {"count", 5}, {"back", false}},
       {{"ask", "next"}, {"piece", {{"pe", {0, 0}}}}, {"record", 0}},
       {{"ask", "heat"}, {"first", "0"}, {"last", "3"}, {"what", "fires"}},
+      {{"ask", "hits"}, {"first", "0"}, {"last", "3"}, {"bins", 2}},
       {{"ask", "lane"}, {"piece", {{"pe", {0, 0}}}}, {"first", "0"}, {"last", "3"}, {"bins", 3}},
       {{"ask", "links"}, {"first", "0"}, {"last", "3"}},
       {{"ask", "measures"}, {"first", "0"}, {"last", "3"}},

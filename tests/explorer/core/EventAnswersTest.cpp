@@ -145,6 +145,48 @@ TEST_F(EventAnswersTest, CountsAreThoseOfTheEvents) {
   }
 }
 
+// In which of equal bins of all cycles events are.
+std::vector<double> BinsWith(const std::vector<Event>& events, const std::vector<uint64_t>& found,
+                             const std::vector<uint64_t>& firsts) {
+  std::vector<double> hits(firsts.size());
+  for (const uint64_t record : found) {
+    const auto behind = std::upper_bound(firsts.begin(), firsts.end(), events[record].cycle);
+    hits[static_cast<size_t>(behind - firsts.begin()) - 1] = 1;
+  }
+  return hits;
+}
+
+TEST_F(EventAnswersTest, HitsAreInTheBinsThatHaveEventsOfTheFilter) {
+  for (const bool falling : {false, true}) {
+    RandomTraceOptions options;
+    options.records = 3000;
+    options.falling = falling;
+    events = RandomEvents(random, options);
+    const auto last = std::max_element(events.begin(), events.end(),
+                                       [](auto& a, auto& b) { return a.cycle < b.cycle; });
+    Begin();
+    for (int i = 0; i < 60; ++i) {
+      const EventFilter filter = i % 4 == 0 ? EventFilter() : RandomFilter(random, events, SIDE);
+      const json question = {{"ask", "hits"},
+                             {"filter", FilterJson(filter)},
+                             {"first", "0"},
+                             {"last", std::to_string(last->cycle)},
+                             {"bins", 1 + random() % 40}};
+      const ReadAnswer answer = asked->Ask(question);
+      ASSERT_EQ(answer.Code(), "") << answer.head.dump();
+      ASSERT_EQ(answer.Of("hit"), BinsWith(events, Expected(events, filter), answer.Wide("first")))
+          << question.dump();
+    }
+    const json behind = {
+        {"cycles", {std::to_string(last->cycle + 9), std::to_string(last->cycle + 9)}}};
+    EXPECT_EQ(
+        asked
+            ->Ask({{"ask", "hits"}, {"filter", behind}, {"first", "0"}, {"last", "9"}, {"bins", 1}})
+            .Of("hit"),
+        std::vector<double>{0});
+  }
+}
+
 TEST_F(EventAnswersTest, MessagesAreFoundByTheirSenderAndTheirReceiver) {
   Begin();
   const auto send = std::find_if(events.begin(), events.end(),
@@ -272,6 +314,51 @@ TEST_F(EventAnswersTest, WhatIsNotedOfEventsIsAskedAndTold) {
   EXPECT_EQ(head["record"], expected[0]);
   const json unknown = {{"notes", json::array({{{"attribute", "colour"}, {"value", "1"}}})}};
   EXPECT_EQ(asked->Ask({{"ask", "count"}, {"filter", unknown}}).Code(), "bad-question");
+}
+
+TEST_F(EventAnswersTest, WhatIsNotedOfEventsAroundAPieceIsTold) {
+  RandomTraceOptions options;
+  options.shape = ArrayShape(1, 1, 2);
+  events = RandomEvents(random, options);
+  const NotedEvents noted = RandomNotes(random, events);
+  Begin({{".notes", NotesBytes(noted, random, 100)}});
+  const json attributes = asked->Ask({{"ask", "trace"}}).head["attributes"];
+  const Event& middle = *std::find_if(events.begin() + 500, events.end(),
+                                      [](const Event& e) { return e.type == FIRE_RECORD; });
+  const ReadAnswer piece = asked->Ask({{"ask", "piece"},
+                                       {"piece", {{"pe", AsPair(middle.at)}}},
+                                       {"reading", "natural"},
+                                       {"cycle", std::to_string(middle.cycle)}});
+  ASSERT_EQ(piece.Code(), "") << piece.head.dump();
+  ASSERT_GT(piece.head["around"].size(), 3U);
+  for (const json& event : piece.head["around"]) {
+    const size_t record = event["record"];
+    const auto expect = [&](int attribute, const json& told, const std::string& member) {
+      const std::vector<uint64_t>& values = noted.values[attribute][record];
+      ASSERT_EQ(told.contains(member), !values.empty()) << record;
+      if (!values.empty()) {
+        const json& names = attributes[attribute]["names"];
+        const std::string digits = std::to_string(values[0]);
+        EXPECT_EQ(told[member], names.contains(digits) ? names[digits] : json(digits));
+      }
+    };
+    expect(PACKET, event["notes"], attributes[PACKET]["name"]);
+    expect(KIND, event, "kind");
+  }
+}
+
+TEST_F(EventAnswersTest, NotesThatEndBeforeTheirTraceSayWhere) {
+  const std::vector<Event> half(events.begin(), events.begin() + 400);
+  const NotedEvents noted = RandomNotes(random, half);
+  const std::string bytes = NotesBytes(noted, random, 100);
+  Begin({{".notes", bytes}});
+  const json end = asked->Ask({{"ask", "trace"}}).head["notesEnd"];
+  ASSERT_TRUE(end.is_object());
+  EXPECT_EQ(end["record"], 400);
+  EXPECT_EQ(end["message"], "the notes end before the trace");
+  events.resize(400);
+  Begin({{".notes", bytes}});
+  EXPECT_TRUE(asked->Ask({{"ask", "trace"}}).head["notesEnd"].is_null());
 }
 
 TEST_F(EventAnswersTest, WithoutNotesNothingCanBeAskedOfThem) {

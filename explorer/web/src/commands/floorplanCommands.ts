@@ -2,6 +2,7 @@ import { isFlat } from '../base/shape';
 import type { Explorer } from '../model/explorer';
 import type { CausesOf, ColourBy } from '../model/viewStore';
 import type { Command } from './registry';
+import { hasPackets } from './selectionCommands';
 
 /** What moves the picture of the array. */
 export interface FloorplanMoves {
@@ -59,6 +60,16 @@ export function floorplanCommands(explorer: Explorer, moves: FloorplanMoves): re
     { id: 'layer.messages', group: 'Layers', name: 'Show messages', icon: 'message', run: toggle('messages') },
     { id: 'layer.switches', group: 'Layers', name: 'Show switches', icon: 'switch', run: toggle('switches') },
     { id: 'layer.linkLoad', group: 'Layers', name: 'Show link load', icon: 'load', run: toggle('linkLoad') },
+    {
+      id: 'layer.linkScale',
+      group: 'Layers',
+      name: 'Scale link load to the fullest link',
+      icon: 'load',
+      run: () => {
+        view.toFullest.value = !(view.toFullest.peek() && view.linkLoad.peek());
+        view.linkLoad.value = true;
+      },
+    },
     { id: 'layer.causes', group: 'Layers', name: 'Show causes', icon: 'path', run: toggle('causes') },
     {
       id: 'layer.effects',
@@ -73,9 +84,7 @@ export function floorplanCommands(explorer: Explorer, moves: FloorplanMoves): re
       group: 'Layers',
       name: 'Show the way of the packet',
       icon: 'path',
-      can: () =>
-        selection.selected.peek() !== undefined &&
-        trace.head.peek()?.attributes.some(({ name }) => name === 'packet') === true,
+      can: () => selection.selected.peek() !== undefined && hasPackets(explorer),
       run: causes('packet'),
     },
     { id: 'layer.critical', group: 'Layers', name: 'Show the critical path of the run', icon: 'path', run: causes('critical') },

@@ -12,7 +12,7 @@ export interface Sharing {
 
 /** What is selected, what is taken along, and the page itself. */
 export function pageCommands(explorer: Explorer, sharing: Sharing): readonly Command[] {
-  const { selection, panels, settings } = explorer;
+  const { selection, panels, settings, time } = explorer;
   const group = 'Share and take away';
   const can = () => explorer.trace.head.peek() !== undefined;
   const copy = (of: Told) => () => sharing.copyCommand(of);
@@ -22,7 +22,14 @@ export function pageCommands(explorer: Explorer, sharing: Sharing): readonly Com
       group: 'Selection',
       name: 'Deselect, close',
       icon: 'close',
-      run: () => (panels.dialog.peek() === undefined ? selection.clear() : (panels.dialog.value = undefined)),
+      run: () => {
+        if (panels.dialog.peek() !== undefined) {
+          panels.dialog.value = undefined;
+        } else {
+          selection.clear();
+          time.found.value = undefined;
+        }
+      },
     },
     {
       id: 'share.link',

@@ -38,6 +38,29 @@ function follow(explorer: Explorer, inspection: Inspection, end: 'sender' | 'rec
   }
 }
 
+/** Whether the notes tell packets. */
+export const hasPackets = ({ trace }: Explorer): boolean =>
+  trace.head.peek()?.attributes.some(({ name }) => name === 'packet') === true;
+
+/** Shows the way of the selected's packet; where it is shown, goes on to its next message. */
+function followAlong({ view, causes, selection, pilot }: Explorer): void {
+  const found = causes.found.peek();
+  if (!view.causes.peek() || found?.of !== 'packet') {
+    view.causesOf.value = 'packet';
+    view.causes.value = true;
+    return;
+  }
+  const { record, type } = found.columns;
+  const selected = selection.selected.peek();
+  const reached = selected !== undefined && 'record' in selected ? selected.record : -1;
+  const messages = record.filter((_, i) => EVENT_TYPES[type[i] ?? 0] === 'send');
+  const next = messages.find((each) => each > reached) ?? messages[0];
+  if (next !== undefined) {
+    selection.selected.value = { record: next };
+    void pilot.goToRecord(next);
+  }
+}
+
 /** The cycles that an event, or the shown part of time, stands for. */
 function selectionToRange(explorer: Explorer, inspection: Inspection): void {
   const { time, playback } = explorer;
@@ -77,6 +100,14 @@ export function selectionCommands(
       icon: 'message',
       can: has,
       run: to('receiver'),
+    },
+    {
+      id: 'select.along',
+      group,
+      name: 'Follow message along its links',
+      icon: 'path',
+      can: () => has() && hasPackets(explorer),
+      run: () => followAlong(explorer),
     },
     {
       id: 'select.range',

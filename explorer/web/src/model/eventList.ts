@@ -99,6 +99,7 @@ export class EventList {
       const key = JSON.stringify([
         trace.fingerprint.value,
         trace.head.value?.records,
+        trace.head.value?.notesComing,
         trace.shape.value,
         this.filter.value,
       ]);
@@ -113,6 +114,8 @@ export class EventList {
       end();
       clearTimeout(this.timer);
       this.fetches.drop();
+      this.explorer.time.found.value = undefined;
+      this.key = '';
     };
   }
 
@@ -185,7 +188,9 @@ export class EventList {
     this.relief.value = undefined;
     this.failure.value = undefined;
     const records = this.explorer.trace.head.peek()?.records ?? 0;
-    if (isAll(this.filter.peek())) {
+    const all = isAll(this.filter.peek());
+    this.explorer.time.found.value = all ? undefined : this.filter.peek();
+    if (all) {
       this.counted.value = { count: records, exact: true };
       this.slow.value = false; // a count that is in work is of another filter
     } else {
@@ -243,14 +248,15 @@ export class EventList {
     const { key } = this;
     const { engine, trace } = this.explorer;
     const shape = trace.shape.peek();
+    const attributes = trace.head.peek()?.attributes ?? [];
     try {
       if (shape === undefined || key !== this.key) {
         return;
       }
-      const question = { filter: this.filter.peek(), shape, ...this.startOf(page), count: PAGE };
+      const question = { filter: this.filter.peek(), shape, ...this.startOf(page), count: PAGE, ...(attributes.length === 0 ? {} : { notes: true }) };
       const answer = await engine.ask(trace.fingerprint.peek(), 'events', question, { signal: stop });
       if (key === this.key) {
-        this.pages.set(page, pageOf(answer));
+        this.pages.set(page, pageOf(answer, attributes));
         this.failure.value = undefined;
         this.arrived.value += 1;
       }

@@ -29,6 +29,7 @@ export class EventWalk {
   async goFiltered(filter: Filter, back: boolean): Promise<boolean> {
     const shape = this.explorer.trace.shape.peek();
     const left = this.cyclesLeft(back);
+    this.explorer.time.found.value = filter;
     const asked = filter.cycles ?? [0n, MOST_CYCLE];
     if (shape === undefined || left === undefined) {
       return false;

@@ -67,6 +67,12 @@ export class Layers {
     return this.heat.busy || this.links.busy || this.kinds.busy || this.palette.busy;
   }
 
+  /** The load at which the scale of links ends. */
+  get loadEnd(): number {
+    const head = this.links.answer.value?.head;
+    return (this.explorer.view.toFullest.value ? head?.highest : head?.end) ?? 0;
+  }
+
   /** The range, or the whole run where none is selected. */
   span(): { first: string; last: string } {
     const { time, trace } = this.explorer;

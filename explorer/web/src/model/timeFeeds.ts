@@ -5,6 +5,7 @@ import { bucketsOf, type BandData, type TickData } from '../base/stripData';
 import type { Answer } from '../protocol/answers';
 import type { Questions } from '../protocol/questions';
 import { activityOf, type Activity } from './activity';
+import { AnswerFeed } from './answerFeed';
 import type { Explorer } from './explorer';
 import { StripFeed } from './stripFeed';
 import type { CycleSpan, Lane } from './timeStore';
@@ -18,6 +19,9 @@ export const binsAsked = (span: BucketSpan) => ({
   bins: span.bins,
 });
 
+/** Marks that stand apart on most screens. */
+const HIT_BINS = 600;
+
 export const laneKey = (lane: Lane): string => JSON.stringify(lane);
 
 /** The last cycle of buckets: that which is told, else that which was asked for. */
@@ -28,16 +32,18 @@ const lastOf = (span: BucketSpan, last: string | undefined): bigint =>
 export class TimeFeeds {
   readonly activity: StripFeed<Activity>;
   readonly overview: StripFeed<Activity>;
+  readonly hits: AnswerFeed<'hits'>;
   readonly phases = signal<readonly CycleSpan[]>([]);
   private readonly lanes = new Map<string, StripFeed<LaneData>>();
 
   constructor(private readonly explorer: Explorer) {
     this.activity = new StripFeed((span, _key, stop) => this.fetchActivity(span, true, stop));
+    this.hits = new AnswerFeed(explorer, 'hits', () => this.hitsQuestion(), ({ filter }) => JSON.stringify(filter), 'long');
     this.overview = new StripFeed((span, _key, stop) => this.fetchActivity(span, false, stop));
   }
 
   get busy(): boolean {
-    return this.activity.busy || this.overview.busy || [...this.lanes.values()].some((lane) => lane.busy);
+    return this.activity.busy || this.overview.busy || this.hits.busy || [...this.lanes.values()].some((lane) => lane.busy);
   }
 
   /** What all questions depend on besides the part of time. */
@@ -97,6 +103,16 @@ export class TimeFeeds {
     } catch {
       this.phases.value = []; // a strip without brackets; all else is told where it is asked for
     }
+  }
+
+  /** In which parts of the run there is what was looked for. */
+  private hitsQuestion(): Questions['hits'] | undefined {
+    const { trace, time } = this.explorer;
+    const shape = trace.shape.value;
+    const filter = time.found.value;
+    return shape === undefined || filter === undefined
+      ? undefined
+      : { filter, shape, first: String(trace.firstCycle.value), last: String(trace.lastCycle.value), bins: HIT_BINS };
   }
 
   private async fetchActivity(span: BucketSpan, worst: boolean, stop: AbortSignal): Promise<Activity> {

@@ -1,7 +1,7 @@
 import { computed, signal } from '@preact/signals';
 
 import type { TimeWindow } from '../base/timeScale';
-import type { Piece } from '../protocol/questions';
+import type { Filter, Piece } from '../protocol/questions';
 
 /** Cycles from first to last, both included. */
 export interface CycleSpan {
@@ -19,6 +19,9 @@ export class TimeStore {
   readonly lanes = signal<readonly Lane[]>([]);
   readonly unit = signal<'cycle' | 'step'>('cycle');
   readonly activityBy = signal<'thread' | 'type' | 'kind'>('thread');
+
+  /** What events were looked for last; where they are is marked on the overview. */
+  readonly found = signal<Filter | undefined>(undefined);
 
   readonly rangeCycles = computed(() => {
     const range = this.range.value;

@@ -39,7 +39,7 @@ export class Timeline {
   /** Follows trace and playhead; returns what ends that. */
   follow(): () => void {
     const { trace, playback } = this.explorer;
-    const ends = [
+    const ends: (() => void)[] = [
       effect(() => {
         const fingerprint = trace.fingerprint.value;
         const known = trace.head.value !== undefined;
@@ -50,6 +50,7 @@ export class Timeline {
         untracked(() => this.turnPage(picture?.cycle));
       }),
     ];
+    ends.push(this.feeds.hits.follow());
     return () => ends.forEach((end) => end());
   }
 

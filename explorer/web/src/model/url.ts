@@ -135,7 +135,7 @@ const listOf = <Value>(field: Field<Value>): Field<readonly Value[]> => ({
   write: (values) => values.map((part) => encodeURIComponent(field.write(part))).join(';'),
 });
 
-const layers: Field<string> = { read: (value) => (/^[mslc]*$/.test(value) ? value : undefined), write: String };
+const layers: Field<string> = { read: (value) => (/^[mslcf]*$/.test(value) ? value : undefined), write: String };
 
 export const FIELDS: { readonly [Name in keyof Required<ViewFields>]: Field<NonNullable<ViewFields[Name]>> } = {
   trace: text,

@@ -3,7 +3,7 @@ import type { Explorer } from './explorer';
 import type { Selected } from './selectionStore';
 import { readFields, writeFields, type ViewFields } from './url';
 
-const LETTERS = { m: 'messages', s: 'switches', l: 'linkLoad', c: 'causes' } as const;
+const LETTERS = { m: 'messages', s: 'switches', l: 'linkLoad', c: 'causes', f: 'toFullest' } as const;
 const USUAL = 'ms';
 
 /** The part of an address that stands for the whole view; fields that are as usual are left out. */

@@ -22,6 +22,8 @@ export class ViewStore {
   readonly messages = signal(true);
   readonly switches = signal(true);
   readonly linkLoad = signal(false);
+  /** Whether the scale of link load ends at the fullest link, and not at the next ten percent. */
+  readonly toFullest = signal(false);
   readonly causes = signal(false);
   readonly causesOf = signal<CausesOf>('chain');
 

@@ -63,6 +63,7 @@ export const NEEDED_COLUMNS: Readonly<Partial<Record<Ask, Readonly<Record<string
     down: Float64Array,
     passes: Float64Array,
   },
+  hits: { first: BigUint64Array, hit: Uint8Array },
   events: EVENT_COLUMNS,
   why: WHY_COLUMNS,
   packet: WHY_COLUMNS,

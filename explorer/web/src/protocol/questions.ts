@@ -86,6 +86,7 @@ export interface Questions {
     readonly notes?: boolean;
   };
   count: { readonly filter: Filter; readonly shape: Shape; readonly before?: number; readonly nth?: number };
+  hits: Bins & { readonly filter: Filter; readonly shape: Shape };
   piece: Moment & { readonly piece: Piece; readonly shape: Shape };
   next: { readonly piece: Piece; readonly record: number; readonly back?: boolean; readonly filter?: Filter; readonly shape: Shape };
   measures: Span & { readonly shape: Shape };

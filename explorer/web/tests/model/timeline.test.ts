@@ -60,3 +60,31 @@ describe('the timeline', () => {
     expect(timeline.zoomShare()).toBe(0.75);
   });
 });
+
+describe('the overview', () => {
+  const hits = { first: BigUint64Array.of(0n, 5000n), hit: Uint8Array.of(0, 1) };
+
+  it('marks what was looked for, and nothing once that is over', async () => {
+    const asked: unknown[] = [];
+    explorer = new Explorer(
+      new FakeEngine({
+        phases: () => ({ head: { phases: [] } }),
+        hits: (question) => {
+          asked.push(question);
+          return { head: { last: '9999' }, columns: hits };
+        },
+      }),
+    );
+    explorer.trace.head.value = { firstCycle: '0', lastCycle: '9999', shape: { clusters: [1, 1], domains: [1, 1], pes: [4, 4] } } as unknown as TraceHead;
+    timeline = new Timeline(explorer, { request: () => undefined, now: () => 0 });
+    const end = timeline.follow();
+    expect(asked).toEqual([]);
+    explorer.time.found.value = { thread: 3 };
+    await new Promise((resolve) => setTimeout(resolve, 5));
+    expect(asked).toMatchObject([{ filter: { thread: 3 }, first: '0', last: '9999' }]);
+    expect(timeline.feeds.hits.fed.value?.answer.columns.hit).toEqual(hits.hit);
+    explorer.time.found.value = undefined;
+    expect(timeline.feeds.hits.fed.value).toBeUndefined();
+    end();
+  });
+});

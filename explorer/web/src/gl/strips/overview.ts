@@ -54,6 +54,26 @@ export function drawFrame(
   g.fill();
 }
 
+/** Bins of cycles in some of which something was found; each ends where the next begins. */
+export interface Hits {
+  readonly first: BigUint64Array;
+  readonly hit: Uint8Array;
+  readonly last: bigint;
+}
+
+/** Ticks at the upper edge: where there is what was looked for. */
+export function drawHits(g: Pen, box: StripBox, rem: number, whole: TimeWindow, hits: Hits, colours: StripColours): void {
+  const unit = rem / 16;
+  g.fillStyle = colours.accent;
+  for (let bin = hits.hit.indexOf(1); bin >= 0; bin = hits.hit.indexOf(1, bin)) {
+    const from = xOf(whole, box.width, hits.first[bin] ?? 0n);
+    const end = hits.hit.indexOf(0, bin); // bins beside each other are one tick, without seams
+    bin = end < 0 ? hits.hit.length : end;
+    const to = xOf(whole, box.width, hits.first[bin] ?? hits.last + 1n);
+    g.fillRect(from, box.y + 2, Math.max(1.5 * unit, to - from), 5 * unit);
+  }
+}
+
 /** Strokes over what the index has not reached yet, from pixel `from` on. */
 export function drawUnread(g: Pen, box: StripBox, rem: number, from: number, colours: StripColours): void {
   g.save();

@@ -47,7 +47,7 @@ export function loadsOf(explorer: Explorer): LinkLoads | undefined {
   return {
     ...answer.head.mesh,
     loads: { right, left, up, down },
-    end: answer.head.end,
+    end: explorer.layers.loadEnd,
     wrapColumns: head.wrapColumns,
     wrapRows: head.wrapRows,
   };

@@ -210,8 +210,9 @@ function namedEvents(page: Page, text: string, found: Found | undefined): readon
 /** Counters of the companion: each can be a lane of the timeline. */
 function counterResults(page: Page, text: string): readonly Result[] {
   const { time, trace } = page.explorer;
+  const wanted = text.replace(/^\s*counters?(?:\s+|$)/i, ''); // the word alone stands for all of them
   return (text.trim() === '' ? [] : (trace.head.value?.counters ?? [])).flatMap(({ name }) => {
-    const match = fuzzyMatch(name, text);
+    const match = fuzzyMatch(name, wanted);
     const lane = { counter: name };
     return match === undefined
       ? []

@@ -78,11 +78,11 @@ export function LinkLegend() {
         <div class="legend-row">
           <span>0 %</span>
           <span class="legend-middle">of 1 {head.unit.replace(/^(\w+)s\b/, '$1')}</span>
-          <span class="legend-number strong">{percent(head.end)}</span>
+          <span class="legend-number strong">{percent(layers.loadEnd)}</span>
         </div>
         <span class="legend-small">Each direction keeps right; wider is fuller.</span>
       </div>
-      <Fullest links={head.fullest} end={head.end} count={directions} mesh={head.mesh} />
+      <Fullest links={head.fullest} end={layers.loadEnd} count={directions} mesh={head.mesh} />
     </>
   );
 }

@@ -85,10 +85,11 @@ function linkLines(explorer: Explorer, palette: Palette): LegendLine[] {
     return [title];
   }
   const middle = `of 1 ${head.unit.replace(/^(\w+)s\b/, '$1')}`;
-  const share = (load: number) => (head.end > 0 ? load / head.end : 0);
+  const end = explorer.layers.loadEnd;
+  const share = (load: number) => (end > 0 ? load / end : 0);
   return [
     title,
-    { scale: palette.sequential, low: '0 %', middle, high: percent(head.end) },
+    { scale: palette.sequential, low: '0 %', middle, high: percent(end) },
     { note: 'Each direction keeps right.' },
     { note: 'Wider is fuller.' },
     { title: 'Fullest' },

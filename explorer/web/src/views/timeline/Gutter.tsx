@@ -75,6 +75,7 @@ function GutterRow(props: {
   const { scene, row, lanes } = props;
   const { name, sub } = labelOf(scene, row, lanes);
   const lane = lanes.get(row.key);
+  const { trace, panels } = scene.page.explorer;
   return (
     <li class={`gutter-row ${row.kind}`} style={{ top: `${row.y}px`, height: `${row.height}px` }}>
       {row.kind === 'ruler' ? (
@@ -86,6 +87,14 @@ function GutterRow(props: {
       )}
       <span class="gutter-sub wide-only">{sub}</span>
       {row.kind === 'activity' ? <ByChoice scene={scene} /> : null}
+      {row.kind === 'activity' && (trace.head.value?.counters.length ?? 0) > 0 ? (
+        <Button
+          label="Add a counter as a lane"
+          icon="plus"
+          class="gutter-add"
+          onPress={() => (panels.searchWish.value = { text: 'counter ' })}
+        />
+      ) : null}
     </li>
   );
 }

@@ -1,7 +1,7 @@
 import { ticksOf } from '../../base/ticks';
 import { cycleAt } from '../../base/timeScale';
 import { thousands } from '../../base/words';
-import { drawFrame } from '../../gl/strips/overview';
+import { drawFrame, drawHits } from '../../gl/strips/overview';
 import { drawHover, drawPlayhead, playheadTakes } from '../../gl/strips/playhead';
 import { drawRangeEdges } from '../../gl/strips/range';
 import { drawMark, drawRuler, type RulerTick, type Taken } from '../../gl/strips/ruler';
@@ -51,7 +51,11 @@ export function drawOver(g: Pen, scene: OverScene, ticks: RulerTicks): void {
   const overview = rowOf(scene, 'overview');
   const ruler = rowOf(scene, 'ruler');
   if (overview !== undefined) {
-    drawFrame(g, boxOf(scene, overview), size.rem, scene.whole, view, colours);
+    const box = boxOf(scene, overview);
+    drawFrame(g, box, size.rem, scene.whole, view, colours);
+    if (scene.hits !== undefined) {
+      drawHits(g, box, size.rem, scene.whole, scene.hits, colours);
+    }
   }
   if (ruler === undefined) {
     return;

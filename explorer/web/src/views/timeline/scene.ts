@@ -3,6 +3,7 @@ import { computed, signal, type ReadonlySignal } from '@preact/signals';
 import { stripRows, type StripRow, type StripRows } from '../../base/stripRows';
 import { windowOf, type TimeWindow } from '../../base/timeScale';
 import { thousands } from '../../base/words';
+import type { Hits } from '../../gl/strips/overview';
 import type { StripColours } from '../../gl/strips/strip';
 import type { Activity } from '../../model/activity';
 import type { Mark } from '../../model/markStore';
@@ -55,6 +56,8 @@ export interface OverScene extends Frame {
   readonly range: CycleSpan | undefined;
   readonly marks: readonly Mark[];
   readonly hover: number | undefined;
+  /** Where there is what was looked for. */
+  readonly hits: Hits | undefined;
 }
 
 /** The state of one timeline, from which its layers and its labels are made. */
@@ -149,8 +152,14 @@ export class TimelineScene {
       range: time.range.value,
       marks: marks.marks.value,
       hover: this.hover.value,
+      hits: hitsOf(this.page),
     };
   }
+}
+
+function hitsOf({ timeline }: Page): Hits | undefined {
+  const answer = timeline.feeds.hits.fed.value?.answer;
+  return answer && { ...answer.columns, last: BigInt(answer.head.last) };
 }
 
 /** The share of the trace that is indexed; never nothing. */

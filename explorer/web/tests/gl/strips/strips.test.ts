@@ -3,7 +3,7 @@ import { describe, expect, it } from 'vitest';
 import type { StackData } from '../../../src/base/stripData';
 import { drawCount, highestCount } from '../../../src/gl/strips/counts';
 import { bandRange, drawTicks } from '../../../src/gl/strips/lane';
-import { drawFrame, frameEdges } from '../../../src/gl/strips/overview';
+import { drawFrame, drawHits, frameEdges } from '../../../src/gl/strips/overview';
 import { drawPlayhead, middleOf, playheadTakes } from '../../../src/gl/strips/playhead';
 import { rangeEdges } from '../../../src/gl/strips/range';
 import { drawMark, drawRuler } from '../../../src/gl/strips/ruler';
@@ -34,6 +34,20 @@ const STACK: StackData = {
   mean: Float64Array.of(9, 9, 1, 2, 0, 4, 9, 9, 9, 9, 3, 0, 0, 4, 9, 9),
   worst: undefined,
 };
+
+describe('what was found', () => {
+  it('is marked at its cycles, also where these are narrower than a pixel', () => {
+    const { g, drawn } = recordingPen();
+    const hits = { first: BigUint64Array.of(0n, 10n, 500n, 1000n, 3000n), hit: Uint8Array.of(0, 1, 1, 0, 1), last: 3999n };
+    drawHits(g, BOX, 16, { start: 0n, fraction: 0, span: 4000 }, hits, COLOURS);
+    expect(only(drawn, 'fillRect').map(({ at, style }) => [...at, style])).toEqual([
+      [1, 102, 99, 5, 'accent'],
+      [300, 102, 100, 5, 'accent'],
+    ]);
+    drawHits(g, BOX, 16, { start: 0n, fraction: 0, span: 4_000_000 }, hits, COLOURS);
+    expect(only(drawn, 'fillRect')[3]?.at[2]).toBe(1.5);
+  });
+});
 
 describe('stacked bars', () => {
   it('stand at their cycles, one colour upon the other', () => {

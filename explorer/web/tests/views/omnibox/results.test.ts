@@ -96,6 +96,12 @@ describe('what a text may mean', () => {
     expect(page.explorer.time.lanes.value).toEqual([]);
   });
 
+  it('is every counter where the word stands alone, as the gutter asks for them', () => {
+    expect(names('counter ')).toEqual(['queue length']);
+    expect(names('counter len')).toEqual(['queue length']);
+    expect(names('counter fan')).toEqual([]);
+  });
+
   it('is what the companion names', () => {
     const found = {
       places: [{ at: [3, 7], name: 'root' }],
