@@ -6,7 +6,7 @@ import { writeFileSync } from 'node:fs';
 import { after, before, test } from 'node:test';
 
 import { close, file, launch, leave, open as openView, serve, state, tool } from './house.mjs';
-import { coloursOf, engineState, follow, numbers } from './plan.mjs';
+import { boxesOf, coloursAt, coloursOf, engineState, follow, numbers } from './plan.mjs';
 
 const MOMENTS = Number(process.env.MARROWFIN_MOMENTS ?? 6);
 const LONG = { timeout: 120_000 + 1000 * MOMENTS }; // milliseconds: what hangs ends, and no test is about speed
@@ -87,6 +87,74 @@ for (const ratio of [1.25, 2]) {
   test(`In the viewer's reading they have them at ${ratio} pixels a pixel`, LONG, async () => {
     const page = await open('levels.trace', 'reading=viewer&step=0&layers=s', { ratio });
     await compare(page, TRACES[0], someOf(9, MOMENTS / 2, 300));
+    await close(page);
+  });
+}
+
+const middle = ({ x, y, width, height }) => ({ x: x + width / 2, y: y + height / 2 });
+
+for (const { name, flags } of TRACES.filter((trace) => trace.flags[1] !== '1')) {
+  test(`In the viewer's reading all switches have the engine's colours: ${name}`, LONG, async () => {
+    const page = await open(name, 'reading=viewer&step=0&layers=s');
+    const seen = new Set();
+    for (const step of someOf(17, MOMENTS, 200)) {
+      await follow(page, `reading=viewer&step=${step}&layers=s`);
+      const { switches } = engineState(name, '--step', step, ...flags);
+      const places = switches.flatMap((line, row) => line.map((_, column) => ({ switch: [column, row] })));
+      const colours = await coloursAt(page, (await boxesOf(page, places)).map(middle));
+      assert.deepEqual(colours, switches.flat(), `${name}, step ${step}`);
+      colours.forEach((colour) => seen.add(colour));
+    }
+    assert.ok(seen.size > 3, 'several colours are seen');
+    await close(page);
+  });
+}
+
+/** How far a spot is outside of a band; less than 0 within. Ends are straight. */
+function outside({ x, y }, [a, b], half) {
+  const length = Math.hypot(b.x - a.x, b.y - a.y);
+  const [dx, dy] = [(b.x - a.x) / length, (b.y - a.y) / length];
+  const along = (x - a.x) * dx + (y - a.y) * dy;
+  return Math.max(Math.abs((y - a.y) * dx - (x - a.x) * dy) - half, -along, along - length);
+}
+
+/** The band that lies on top at a spot; undefined where a band's edge is too near to tell. */
+function topmost(spot, bands, half) {
+  const away = bands.map((band) => outside(spot, band, half));
+  return away.some((each) => Math.abs(each) < 1.5) ? undefined : away.findLastIndex((each) => each < 0);
+}
+
+/** Bands run between the lower left corners of elements, two eighths of the way to the next element wide. */
+async function bandsOf(page, messages) {
+  const [first, second] = await boxesOf(page, [{ pe: [0, 0] }, { pe: [1, 0] }]);
+  const unit = (second.x - first.x) / 8;
+  const ends = await boxesOf(page, messages.flatMap(({ from, to }) => [{ pe: from }, { pe: to }]));
+  const corners = ends.map(({ x, y, height }) => ({ x: x + unit / 2, y: y + height - unit / 2 }));
+  return { half: unit, bands: messages.map((_, i) => [corners[2 * i], corners[2 * i + 1]]) };
+}
+
+for (const { name, flags } of [TRACES[0], TRACES[1], TRACES[3]]) {
+  test(`In the viewer's reading all messages have the engine's colours: ${name}`, LONG, async () => {
+    const page = await open(name, 'reading=viewer&step=0&layers=m', { width: 1600, height: 1200 });
+    const seen = new Set();
+    let compared = 0;
+    for (const step of someOf(27, MOMENTS, 200)) {
+      await follow(page, `reading=viewer&step=${step}&layers=m`);
+      const messages = engineState(name, '--step', step, ...flags).messages.filter(({ from, to }) => String(from) !== String(to));
+      assert.ok((await state(page)).messages >= messages.length);
+      const { bands, half } = await bandsOf(page, messages);
+      const spots = bands.map(([a, b]) => ({ x: Math.floor((a.x + b.x) / 2) + 0.5, y: Math.floor((a.y + b.y) / 2) + 0.5 }));
+      const colours = await coloursAt(page, spots);
+      spots.forEach((spot, i) => {
+        const top = topmost(spot, bands, half);
+        if (top !== undefined) {
+          assert.equal(colours[i], messages[top].color, `${name}, step ${step}, message ${i} under ${top}`);
+          seen.add(messages[top].age);
+          compared += 1;
+        }
+      });
+    }
+    assert.ok(compared > 20 && seen.size > 3, `${compared} bands of ${seen.size} ages are compared`);
     await close(page);
   });
 }

@@ -57,6 +57,19 @@ export const coloursOf = (page, columns, rows = columns) =>
     [columns, rows],
   );
 
+/** The colours at spots of the floorplan, in CSS pixels of it, as "#rrggbb". */
+export const coloursAt = (page, spots) =>
+  page.evaluate((all) => {
+    const ratio = window.devicePixelRatio;
+    return all.map(({ x, y }) => {
+      const channels = window.explorer.colourAt(Math.floor(x * ratio), Math.floor(y * ratio));
+      return `#${channels.map((channel) => channel.toString(16).padStart(2, '0')).join('')}`;
+    });
+  }, spots);
+
+/** Where pieces are drawn, in CSS pixels of the floorplan. */
+export const boxesOf = (page, pieces) => page.evaluate((all) => all.map((piece) => window.explorer.boxOf(piece)), pieces);
+
 /** What the trace tool tells of a moment. */
 export const engineState = (name, ...words) =>
   JSON.parse(execFileSync(process.env.MARROWFIN_TRACE, ['state', file(name), ...words.map(String), '--json'], { maxBuffer: 1 << 28 }));
