@@ -872,6 +872,17 @@ def test_database_has_notes_and_counters(noted):
     assert samples > 0
 
 
+def test_database_lists_threads_that_have_a_name_and_no_events(noted):
+    folder, _ = noted
+    about = folder / "t.trace.about"
+    text = about.read_text(encoding="utf-8")
+    about.write_text(text + '\n[[threads]]\nthread = 4000\nname = "idle"\n', encoding="utf-8")
+    export(folder, "out.sqlite")
+    base = sqlite3.connect(folder / "out.sqlite")
+    idle = "SELECT name, fires, sends, switches FROM threads WHERE thread = 4000"
+    assert base.execute(idle).fetchall() == [("idle", 0, 0, 0)]
+
+
 def test_columns_read_back_give_the_events(made):
     folder, events = made
     export(folder, "out.h5", *SHAPE)
