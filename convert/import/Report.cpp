@@ -131,11 +131,14 @@ Json DevicesAsJson(const ArrayLayout& layout) {
 
 Json ViewAsJson(const ImportReport& report) {
   const ArrayShape& shape = report.layout.Shape();
-  return {{"clusters", shape.clusters.columns},
-          {"domains", shape.domains.columns},
-          {"pes", shape.pes.columns},
-          {"positionsPerSide", shape.Columns()},
-          {"command", report.viewCommand}};
+  Json view = {{"clusters", shape.clusters.columns},
+               {"domains", shape.domains.columns},
+               {"pes", shape.pes.columns},
+               {"positionsPerSide", shape.Columns()}};
+  if (!report.viewCommand.empty()) {
+    view["command"] = report.viewCommand;
+  }
+  return view;
 }
 
 Json RecordsAsJson(const Account& account) {
@@ -169,7 +172,9 @@ std::string ReportAsText(const ImportReport& report) {
   PrintThreads(out, report);
   PrintDevices(out, report.layout);
   PrintCompanion(out, report.companion);
-  out << "view it: " << report.viewCommand << "\n";
+  if (!report.viewCommand.empty()) {
+    out << "view it: " << report.viewCommand << "\n";
+  }
   return out.str();
 }
 

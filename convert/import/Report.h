@@ -16,7 +16,7 @@ struct ImportReport {
   std::string input;
   std::string output;
   std::vector<std::string> companion;  // its files; empty where none was written
-  std::string viewCommand;             // shows the output
+  std::string viewCommand;             // shows the output; empty where nothing does
   const Capture& capture;
   const ArrayLayout& layout;
   const Account& account;

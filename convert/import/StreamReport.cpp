@@ -53,11 +53,14 @@ Json ViewAsJson(const StreamReport& report) {
   if (!report.view) {
     return nullptr;
   }
-  return {{"clusters", report.view->clusters.columns},
-          {"domains", report.view->domains.columns},
-          {"pes", report.view->pes.columns},
-          {"positionsPerSide", report.view->Columns()},
-          {"command", report.viewCommand}};
+  Json view = {{"clusters", report.view->clusters.columns},
+               {"domains", report.view->domains.columns},
+               {"pes", report.view->pes.columns},
+               {"positionsPerSide", report.view->Columns()}};
+  if (!report.viewCommand.empty()) {
+    view["command"] = report.viewCommand;
+  }
+  return view;
 }
 
 }  // namespace
@@ -83,7 +86,7 @@ std::string ReportAsText(const StreamReport& report) {
   for (const std::string& file : report.companion) {
     out << "companion: " << file << "\n";
   }
-  if (report.view) {
+  if (report.view && !report.viewCommand.empty()) {
     out << "view it: " << report.viewCommand << "\n";
   }
   return out.str();

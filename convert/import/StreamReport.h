@@ -17,7 +17,7 @@ struct StreamReport {
   std::string output;
   std::vector<std::string> companion;  // its files; empty where none was written
   std::optional<ArrayShape> view;      // nothing where no array shows it
-  std::string viewCommand;
+  std::string viewCommand;             // empty where nothing shows it
   const StreamAccount& account;
 };
 

@@ -30,8 +30,8 @@ class CapturesTest : public ImportFixture {
   }
 
   nlohmann::json AccountOf(const std::string& file, const std::vector<std::string>& more = {}) {
-    std::vector<std::string> words = {"import", "--format", "tt-npe", file,
-                                      "-o",     Trace(),    "--json"};
+    std::vector<std::string> words = {"import", "--format", "tt-npe",  file,
+                                      "-o",     Trace(),    "--force", "--json"};
     words.insert(words.end(), more.begin(), more.end());
     EXPECT_EQ(0, Run(words)) << err;
     return nlohmann::json::parse(out);

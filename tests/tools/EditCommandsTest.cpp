@@ -174,8 +174,8 @@ TEST_F(EditCommandsTest, AnOutputThatIsThereIsReplacedOnlyByForce) {
       line.insert(line.end(), {"-o", "old.trace"});
       ExpectFailure(2,
                     there +
-                        ": is there already\n"
-                        "  Name another output, or give --force to replace it.\n",
+                        ": exists already\n"
+                        "  Name another file, or replace this one with --force.\n",
                     Run(line));
       EXPECT_EQ("of old", Bytes(there));
     }

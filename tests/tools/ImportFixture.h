@@ -40,9 +40,11 @@ class ImportFixture : public ::testing::Test {
     return status;
   }
 
+  // May be called again and again.
   int Import(const std::string& json, const std::vector<std::string>& more = {}) {
     testing::WriteFile(Capture(), json);
-    std::vector<std::string> arguments = {"import", "--format", "tt-npe", Capture(), "-o", Trace()};
+    std::vector<std::string> arguments = {"import", "--format", "tt-npe", Capture(),
+                                          "-o",     Trace(),    "--force"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     return Run(arguments);
   }

@@ -79,6 +79,43 @@ TEST_F(OutputApartTest, ATraceThatIsNamedByALinkHasItsNeighboursStill) {
   EXPECT_EQ("x.trace.notes", testing::ReadFile(folder.File("x.trace.notes")));
 }
 
+// Whatever is forced: by the name of the input and by its links.
+TEST_F(OutputApartTest, NoFileIsReadAndWrittenAtOnce) {
+  const std::string trace = testing::ReadFile(folder.File("x.trace"));
+  ASSERT_EQ(0, Run({"pack", "x.trace", "-o", "x.mfz", "--no-companion"}).exitStatus);
+  const std::string packed = testing::ReadFile(folder.File("x.mfz"));
+  testing::WriteFile(folder.File("x.csv"), "cycle,column,row\n1,0,0\n");
+  const std::string table = testing::ReadFile(folder.File("x.csv"));
+  for (const std::vector<std::string>& words :
+       {std::vector<std::string>{"split", "x.trace", "--every-records", "9"},
+        {"pack", "x.trace"},
+        {"unpack", "x.mfz"},
+        {"export", "x.trace", "--format", "csv"},
+        {"query", "x.trace", "select 1"},
+        {"import", "x.csv", "--format", "csv"}}) {
+    const std::string& input = words[1];
+    const bool splits = words[0] == "split";
+    const std::string piece = splits ? "piece.trace" : input;
+    fs::create_symlink(input, folder.File("link"));
+    fs::create_hard_link(folder.File(input), folder.File("hard"));
+    fs::create_hard_link(folder.File(input), folder.File("piece-0001.trace"));
+    for (const std::string& output : {piece, splits ? piece : "link", splits ? piece : "hard"}) {
+      SCOPED_TRACE(words[0] + " to " + output);
+      std::vector<std::string> line = words;
+      line.insert(line.end(), {"-o", output, "--force"});
+      const CommandResult result = Run(line);
+      EXPECT_EQ(2, result.exitStatus) << result.err;
+      EXPECT_THAT(result.err, HasSubstr(splits ? "piece-0001.trace: is the trace" : output));
+      EXPECT_EQ(trace, testing::ReadFile(folder.File("x.trace")));
+      EXPECT_EQ(packed, testing::ReadFile(folder.File("x.mfz")));
+      EXPECT_EQ(table, testing::ReadFile(folder.File("x.csv")));
+    }
+    for (const char* const name : {"link", "hard", "piece-0001.trace"}) {
+      fs::remove(folder.File(name));
+    }
+  }
+}
+
 TEST_F(OutputApartTest, AnIndexTakesItsUsualPlaceAndNoOther) {
   for (const auto& [name, what] : beside) {
     const CommandResult result = Run({"index", "x.trace", "-o", name});

@@ -33,7 +33,8 @@ std::string InShell(const std::string& redirection) { return "exec \"$0\" \"$@\"
 class ProgramTest : public ::testing::Test {
  protected:
   std::vector<std::string> ImportWords(const std::string& input) const {
-    return {MARROWFIN_TRACE, "import", "--format", "tt-npe", input, "-o", folder.File("out.trace")};
+    return {MARROWFIN_TRACE,          "import", "--format", "tt-npe", input, "-o",
+            folder.File("out.trace"), "--force"};
   }
 
   // The program under a shell that does `redirection`.

@@ -326,12 +326,57 @@ TEST_F(RefusalTest, AnExistingOutputStaysAsItWasWhenTheInputIsRefused) {
   EXPECT_THAT(FolderContents(), ::testing::UnorderedElementsAre(captureName, "out.trace"));
 }
 
+TEST_F(RefusalTest, WhatExistsIsReplacedOnlyWhereThatIsForced) {
+  for (const std::string format : {"tt-npe", "jsonl"}) {
+    testing::WriteFile(Capture(), format == "jsonl" ? "" : "[]");
+    const std::vector<std::string> import = {"import",  "--format", format,
+                                             Capture(), "-o",       Trace()};
+    const auto with = [&](const std::string& flag) {
+      std::vector<std::string> words = import;
+      words.push_back(flag);
+      return words;
+    };
+    for (const std::string& there : {Trace(), Trace() + ".notes", Trace() + ".about"}) {
+      SCOPED_TRACE(format + " where " + there + " is");
+      testing::WriteFile(there, "precious");
+      EXPECT_EQ(2, Run(import));
+      EXPECT_EQ("marrowfin-trace: " + there +
+                    ": exists already\n"
+                    "  Name another file, or replace this one with --force.\n",
+                err);
+      EXPECT_EQ("precious", testing::ReadFile(there));
+      // Nothing of that name is written.
+      if (there != Trace()) {
+        EXPECT_EQ(0, Run(with("--no-companion"))) << err;
+        std::filesystem::remove(Trace());
+        testing::WriteFile(there, "precious");
+        EXPECT_EQ(0, Run(with("--pack"))) << err;
+        std::filesystem::remove(Trace());
+      }
+      std::filesystem::remove(there);
+    }
+    testing::WriteFile(Trace(), "precious");
+    EXPECT_EQ(0, Run(with("--force"))) << err;
+    EXPECT_NE("precious", testing::ReadFile(Trace()));
+    for (const std::string& made : {Trace(), Trace() + ".notes", Trace() + ".about"}) {
+      EXPECT_TRUE(std::filesystem::remove(made));
+    }
+  }
+}
+
 TEST_F(RefusalTest, TheInputIsNeverReplaced) {
   testing::WriteFile(Capture(), "[]");
-  std::filesystem::create_symlink(Capture(), Trace());
-  EXPECT_EQ(2, Run({"import", "--format", "tt-npe", Capture(), "-o", Trace()}));
-  EXPECT_THAT(err, HasSubstr(Trace() + ": is the input\n"));
-  EXPECT_EQ("[]", testing::ReadFile(Capture()));
+  for (const bool hard : {false, true}) {
+    if (hard) {
+      std::filesystem::create_hard_link(Capture(), Trace());
+    } else {
+      std::filesystem::create_symlink(Capture(), Trace());
+    }
+    EXPECT_EQ(2, Run({"import", "--format", "tt-npe", Capture(), "-o", Trace(), "--force"}));
+    EXPECT_THAT(err, HasSubstr(Trace() + ": is the input\n"));
+    EXPECT_EQ("[]", testing::ReadFile(Capture()));
+    std::filesystem::remove(Trace());
+  }
 }
 
 TEST_F(RefusalTest, AnOutputThatCannotBeMadeIsAFailureOfItsOwn) {

@@ -167,7 +167,7 @@ TEST_F(ScarceMemoryTest, PackingEndsCleanly) {
 TEST_F(ScarceMemoryTest, ImportEndsCleanly) {
   testing::WriteFile(folder.File("in.json"), R"([{"proc":"BRISC","sx":1,"sy":2,"dx":2,"dy":2,)"
                                              R"("timestamp":10,"type":"WRITE_FLUSH"}])");
-  ExpectCleanEnds({"import", "--format", "tt-npe", "in.json", "-o", "made", "--json"});
+  ExpectCleanEnds({"import", "--format", "tt-npe", "in.json", "-o", "made", "--force", "--json"});
 }
 
 // The system refuses not only what is allocated but maps and threads as well.

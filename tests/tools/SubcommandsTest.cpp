@@ -313,14 +313,15 @@ TEST_F(SubcommandsTest, ResultsThatCannotBePrintedEndWithStatus3) {
 TEST_F(SubcommandsTest, AHyphenIsStandardOutputForEachOutput) {
   RecordNotes("t.trace");
   testing::WriteFile(folder.File("in.json"), "[]");
-  for (const Line& line : std::vector<Line>{{"events", "t.trace"},
-                                            {"events", "t.trace", "--count"},
-                                            {"stats", "t.trace"},
-                                            {"notes", "t.trace"},
-                                            {"why", "t.trace"},
-                                            {"plot", "heat", "t.trace"},
-                                            {"synth", "--records", "9"},
-                                            {"import", "--format", "tt-npe", "in.json"}}) {
+  for (const Line& line :
+       std::vector<Line>{{"events", "t.trace"},
+                         {"events", "t.trace", "--count"},
+                         {"stats", "t.trace"},
+                         {"notes", "t.trace"},
+                         {"why", "t.trace"},
+                         {"plot", "heat", "t.trace"},
+                         {"synth", "--records", "9"},
+                         {"import", "--format", "tt-npe", "in.json", "--force"}}) {
     SCOPED_TRACE(::testing::PrintToString(line));
     Line toFile = line;
     toFile.insert(toFile.end(), {"-o", "made.png"});

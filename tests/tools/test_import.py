@@ -54,7 +54,8 @@ def run(folder, *words, status=0, **options):
 
 
 def take(folder, form, name, *words, status=0):
-    return run(folder, "import", "--format", form, name, "-o", "o.trace", *words, status=status)
+    words = ("-o", "o.trace", "--force", *words)
+    return run(folder, "import", "--format", form, name, *words, status=status)
 
 
 def account_of(folder, form, name, *words):

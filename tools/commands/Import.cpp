@@ -16,8 +16,8 @@
 #include "convert/import/Format.h"
 #include "convert/import/Report.h"
 #include "tools/commands/ImportStream.h"
-#include "tools/program/CompanionOutput.h"
 #include "tools/program/Flags.h"
+#include "tools/program/NotedOutput.h"
 #include "tools/program/Output.h"
 #include "tools/program/ProgressLine.h"
 #include "tools/program/ShellWord.h"
@@ -25,20 +25,18 @@
 #include "tools/program/TerminalText.h"
 #include "tools/program/TraceInput.h"
 #include "tools/program/ViewCommand.h"
-#include "trace/read/AboutFile.h"
-#include "trace/read/NotesFile.h"
-#include "trace/write/Recorder.h"
+#include "trace/write/AtomicFile.h"
 
 namespace marrowfin {
 namespace {
 
 constexpr char footer[] =
     "Examples:\n"
-    "  marrowfin-trace import --format tt-npe capture.json -o capture.trace\n"
-    "  marrowfin-trace import --format tt-npe capture.json -o capture.trace --json\n"
-    "  marrowfin-trace import --format netrace run.tra.bz2 -o made.trace --derive-switches -p 4\n"
-    "  marrowfin-trace import --format csv log.csv -o made.trace --map cycle=time,column=x,row=y\n"
-    "  marrowfin-trace import --format hops hops.txt -o made.trace --width 8 --map packet=4\n"
+    "  marrowfin-trace import --format tt-npe capture.json -o noc.trace\n"
+    "  marrowfin-trace import --format tt-npe capture.json -o noc.trace --force --json\n"
+    "  marrowfin-trace import --format netrace run.tra.bz2 -o mesh.trace --derive-switches -p 4\n"
+    "  marrowfin-trace import --format csv log.csv -o log.trace --map cycle=time,column=x,row=y\n"
+    "  marrowfin-trace import --format hops hops.txt -o hops.mfz --width 8 --map packet=4\n"
     "\n"
     "Prints an account (events read = events converted + events skipped, by reason) and the\n"
     "command that shows the trace. Input that is packed by gzip, zstd or, but for tt-npe, bzip2 "
@@ -48,9 +46,9 @@ constexpr char footer[] =
     "Beside OUTPUT stands its companion, OUTPUT.about and OUTPUT.notes, which tells what its "
     "records\n"
     "were: kernels or barriers, how many bytes, on which network. Readers that know of none go\n"
-    "without.\n"
-    "An input that is refused leaves no output behind, and an\n"
-    "output that exists is replaced only when the new one is whole.\n"
+    "without. An OUTPUT that ends in .mfz is packed, and its companion within.\n"
+    "An input that is refused leaves no output behind, and an output that exists is replaced only\n"
+    "with --force, when the new one is whole.\n"
     "\n"
     "Exit status: 0 done, 1 input refused, 2 command line refused, 3 output not written.";
 
@@ -58,9 +56,9 @@ struct ImportFlags {
   std::string format;
   std::string input;
   std::string output;
+  NotedOutputFlags how;
   bool json = false;
   bool noFrame = false;
-  bool noCompanion = false;
   bool strict = false;
   bool deriveSwitches = false;
   ShapeFlags shape;
@@ -184,68 +182,40 @@ MaybeFailure Write(const Job& job, ByteSink& sink, CaptureNotes* notes, Account&
   return std::nullopt;
 }
 
-MaybeFailure WriteAlone(const Job& job, Output& output, Account& account) {
-  if (MaybeFailure failure = Write(job, output.Sink(), nullptr, account)) {
+// Writes trace and companion.
+MaybeFailure WriteOutput(const Job& job, NotedOutput& output, Account& account) {
+  const ImportFlags& flags = job.flags;
+  if (MaybeFailure failure = output.Open(flags.output, !flags.how.noCompanion, flags.how.pack)) {
     return failure;
   }
-  const bool replaces = output.PlainDescriptor().has_value();
-  MaybeFailure failure = output.Commit();
-  if (!failure && replaces) {
-    // What lies there is about the trace that was there before.
-    RemoveCompanion(job.flags.output);
+  std::optional<CaptureNotes> notes;
+  if (ByteSink* const sink = output.Notes()) {
+    notes.emplace(job.capture, *sink);
   }
-  return failure;
-}
-
-MaybeFailure WriteWithCompanion(const Job& job, Output& output, Account& account) {
-  CompanionOutput companion;
-  if (MaybeFailure failure = companion.Open(job.flags.output, *output.PlainDescriptor())) {
+  if (MaybeFailure failure = Write(job, output.Trace(), notes ? &*notes : nullptr, account)) {
     return failure;
-  }
-  CaptureNotes notes(job.capture, companion.Notes());
-  if (MaybeFailure failure = Write(job, output.Sink(), &notes, account)) {
-    return failure;
-  }
-  if (const Fault fault = notes.Close()) {
-    return OutputFailureOf(fault);
   }
   About about = AboutJob(job, account);
-  notes.Recognise(about);
-  if (MaybeFailure failure = companion.Commit(about)) {
-    return failure;
+  if (notes) {
+    if (const Fault fault = notes->Close()) {
+      return OutputFailureOf(fault);
+    }
+    notes->Recognise(about);
   }
-  MaybeFailure failure = output.Commit();
-  if (failure) {
-    RemoveCompanion(job.flags.output);
-  }
-  return failure;
-}
-
-// Writes trace and companion; the names of the companion's files, where there are any.
-MaybeFailure WriteOutput(const Job& job, Account& account, std::vector<std::string>& companion) {
-  Output output;
-  if (MaybeFailure failure = output.Open(job.flags.output)) {
-    return failure;
-  }
-  if (job.flags.noCompanion || !output.PlainDescriptor()) {
-    return WriteAlone(job, output, account);
-  }
-  companion = {AboutBeside(job.flags.output), NotesFile::NameBeside(job.flags.output)};
-  return WriteWithCompanion(job, output, account);
+  return output.Commit(about);
 }
 
 MaybeFailure CheckOutput(const ImportFlags& flags) {
-  if (flags.input == STANDARD_STREAM || flags.output == STANDARD_STREAM) {
+  if (flags.output == STANDARD_STREAM) {
     return std::nullopt;
   }
-  for (const std::string& name :
-       {flags.output, AboutBeside(flags.output), NotesFile::NameBeside(flags.output)}) {
-    if (IsSameFile(flags.input, name)) {
+  for (const std::string& name : flags.how.FilesOf(flags.output)) {
+    if (flags.input != STANDARD_STREAM && IsSameFile(flags.input, name)) {
       return Failure{EXIT_USAGE, name + ": is the input",
                      "Name another output with -o: the trace would replace the capture."};
     }
   }
-  return std::nullopt;
+  return flags.how.CheckNotThere(flags.output);
 }
 
 // What the input calls its parts, out of entries "ours=theirs".
@@ -289,7 +259,8 @@ MaybeFailure ImportAsStream(const ImportFlags& flags, const Console& console) {
   }
   job.mostRecords = flags.mostRecords.value_or(~uint64_t{0});
   job.frame = !flags.noFrame;
-  job.companion = !flags.noCompanion;
+  job.companion = !flags.how.noCompanion;
+  job.pack = flags.how.pack;
   job.json = flags.json;
   return ImportStream(job, console);
 }
@@ -317,23 +288,27 @@ MaybeFailure Import(const ImportFlags& flags, const Console& console) {
     return failure;
   }
   Account account;
-  std::vector<std::string> companion;
+  NotedOutput output;
   if (MaybeFailure failure =
-          WriteOutput({flags, console, capture, layout, options}, account, companion)) {
+          WriteOutput({flags, console, capture, layout, options}, output, account)) {
     return failure;
   }
   std::ostream& out = AccountStream(console, flags.output);
   const auto shown = [&](const std::string& name) {
     return flags.json ? name : LineFor(out, name);
   };
+  std::vector<std::string> companion = output.CompanionFiles();
   for (std::string& name : companion) {
     name = shown(name);
   }
+  // No viewer of traces as they are shows a packed one.
+  const std::string view =
+      output.IsPacked() ? "" : ViewCommand(layout.Shape(), ShownName(flags.output));
   const ImportReport report = {flags.format,
                                shown(flags.input),
                                shown(flags.output),
                                companion,
-                               shown(ViewCommand(layout.Shape(), ShownName(flags.output))),
+                               shown(view),
                                capture,
                                layout,
                                account};
@@ -352,8 +327,7 @@ Action Configure(CLI::App& app) {
   app.add_flag("--json", flags->json, "Print the account as JSON");
   app.add_flag("--no-frame", flags->noFrame,
                "Leave out the two records that make the viewer show every event");
-  app.add_flag("--no-companion", flags->noCompanion,
-               "Write the trace alone, without OUTPUT.about and OUTPUT.notes");
+  flags->how.DeclareHow(app);
   app.add_flag("--strict", flags->strict,
                "Refuse an input with an event that holds what is not known or lacks a field");
   AddCount(app, "--max-records", flags->mostRecords,

@@ -7,16 +7,14 @@
 
 #include "convert/import/StreamImport.h"
 #include "convert/import/StreamReport.h"
-#include "tools/program/CompanionOutput.h"
 #include "tools/program/Interruption.h"
+#include "tools/program/NotedOutput.h"
 #include "tools/program/Output.h"
 #include "tools/program/ProgressLine.h"
 #include "tools/program/TerminalText.h"
 #include "tools/program/TraceInput.h"
 #include "tools/program/ViewCommand.h"
-#include "trace/read/AboutFile.h"
-#include "trace/read/NotesFile.h"
-#include "trace/write/Recorder.h"
+#include "trace/write/NotesWriter.h"
 
 namespace marrowfin {
 namespace {
@@ -27,7 +25,7 @@ class StreamOutput {
   StreamOutput(const StreamJob& job, const Console& console) : job(job), console(console) {}
 
   MaybeFailure Write();
-  void Report() const;
+  void Report();
 
  private:
   MaybeFailure Open();
@@ -37,8 +35,7 @@ class StreamOutput {
 
   const StreamJob& job;
   const Console& console;
-  Output output;
-  std::optional<CompanionOutput> companion;
+  NotedOutput output;
   std::optional<NotesWriter> notes;
   Writer writer;
   StreamAccount account;
@@ -47,18 +44,13 @@ class StreamOutput {
 };
 
 MaybeFailure StreamOutput::Open() {
-  if (MaybeFailure failure = output.Open(job.output)) {
+  if (MaybeFailure failure = output.Open(job.output, job.companion, job.pack)) {
     return failure;
   }
-  const std::optional<int> descriptor = output.PlainDescriptor();
-  if (job.companion && descriptor) {
-    companion.emplace();
-    if (MaybeFailure failure = companion->Open(job.output, *descriptor)) {
-      return failure;
-    }
-    notes.emplace(companion->Notes());
+  if (ByteSink* const sink = output.Notes()) {
+    notes.emplace(*sink);
   }
-  writer.Attach(output.Sink());
+  writer.Attach(output.Trace());
   return std::nullopt;
 }
 
@@ -115,32 +107,23 @@ About StreamOutput::AboutRun() const {
 }
 
 MaybeFailure StreamOutput::Commit() {
-  if (companion) {
+  if (notes) {
     if (const Fault fault = notes->Close()) {
       return OutputFailureOf(fault);
     }
-    if (MaybeFailure failure = companion->Commit(AboutRun())) {
-      return failure;
-    }
   }
-  const bool replaces = output.PlainDescriptor().has_value();
-  MaybeFailure failure = output.Commit();
-  if (companion ? failure.has_value() : replaces && !failure) {
-    // What lies there is about a trace that was there before, or that there is not.
-    RemoveCompanion(job.output);
-  }
-  return failure;
+  return output.Commit(AboutRun());
 }
 
-void StreamOutput::Report() const {
+void StreamOutput::Report() {
   std::ostream& out = AccountStream(console, job.output);
   const auto shown = [&](const std::string& name) { return job.json ? name : LineFor(out, name); };
-  std::vector<std::string> files;
-  if (companion) {
-    files = {shown(AboutBeside(job.output)), shown(NotesFile::NameBeside(job.output))};
+  std::vector<std::string> files = output.CompanionFiles();
+  for (std::string& file : files) {
+    file = shown(file);
   }
   const std::string command =
-      view ? shown(ViewCommand(*view, ShownName(job.output))) : std::string();
+      view && !output.IsPacked() ? shown(ViewCommand(*view, ShownName(job.output))) : std::string();
   const StreamReport report = {job.format.name, shown(job.input), shown(job.output), files, view,
                                command,         account};
   out << (job.json ? ReportAsJson(report) : ReportAsText(report));

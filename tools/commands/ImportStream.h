@@ -23,6 +23,7 @@ struct StreamJob {
   uint64_t mostRecords = 0;
   bool frame = true;
   bool companion = true;
+  bool pack = false;
   bool json = false;
 };
 

@@ -85,16 +85,11 @@ Fault MergeOnce(Merging& merging) {
 }
 
 EditAccount AccountOf(Merging& merging) {
-  EditAccount account;
-  account.output = merging.flags.edit.output;
-  account.inputs = merging.flags.traces;
-  account.records = merging.output->Made().Records();
-  account.bytes = merging.output->Made().Bytes();
+  EditAccount account = merging.output->Account(merging.flags.traces);
   if (account.records > 0) {
     account.firstCycle = merging.account.firstCycle;
     account.lastCycle = merging.account.lastCycle;
   }
-  account.companion = merging.output->HasCompanion();
   merging.summarizer.Finish();
   account.shape = SuggestShape(merging.summarizer.Get());
   return account;

@@ -189,16 +189,11 @@ Fault ShiftOnce(Shifting& shifting) {
 
 // Where places stay, or are mirrored on an array, that shows the trace.
 EditAccount AccountOf(Shifting& shifting) {
-  EditAccount account;
-  account.output = shifting.flags.edit.output;
-  account.inputs = {shifting.flags.trace};
-  account.records = shifting.account.records;
-  account.bytes = shifting.output->Made().Bytes();
+  EditAccount account = shifting.output->Account({shifting.flags.trace});
   if (account.records > 0) {
     account.firstCycle = shifting.account.firstCycle;
     account.lastCycle = shifting.account.lastCycle;
   }
-  account.companion = shifting.output->HasCompanion();
   shifting.summarizer.Finish();
   const Shift& shift = shifting.shift;
   if (!shift.MovesPlaces()) {

@@ -76,16 +76,11 @@ Fault SortOnce(Sorting& sorting) {
 }
 
 EditAccount AccountOf(Sorting& sorting) {
-  EditAccount account;
-  account.output = sorting.flags.edit.output;
-  account.inputs = {sorting.flags.trace};
-  account.records = sorting.account.records;
-  account.bytes = sorting.output->Made().Bytes();
+  EditAccount account = sorting.output->Account({sorting.flags.trace});
   if (account.records > 0) {
     account.firstCycle = sorting.account.firstCycle;
     account.lastCycle = sorting.account.lastCycle;
   }
-  account.companion = sorting.output->HasCompanion();
   sorting.summarizer.Finish();
   account.shape = sorting.trace.View(sorting.summarizer.Get());
   return account;

@@ -63,15 +63,11 @@ Fault Cut(const Cutting& cutting, EditOutput& output, CutAccount& cut) {
 
 void Describe(const Cutting& cutting, EditOutput& output, const CutAccount& cut,
               EditAccount& account) {
-  account.output = cutting.output;
-  account.inputs = {cutting.flags.trace};
-  account.records = output.Made().Records();
-  account.bytes = output.Made().Bytes();
+  account = output.Account({cutting.flags.trace});
   if (cut.records > 0) {
     account.firstCycle = cut.firstCycle;
     account.lastCycle = cut.lastCycle;
   }
-  account.companion = output.HasCompanion();
   account.shape = cutting.source.shape;
 }
 

@@ -1,40 +1,15 @@
 #include "tools/program/EditOutput.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <nlohmann/json.hpp>
 #include <ostream>
-#include <utility>
 
 #include "tools/program/Json.h"
 #include "tools/program/OutputApart.h"
-#include "tools/program/PackedName.h"
 #include "tools/program/TerminalText.h"
 #include "tools/program/ViewCommand.h"
-#include "trace/edit/ScratchFile.h"
-#include "trace/read/AboutFile.h"
-#include "trace/read/NotesFile.h"
-#include "trace/write/AboutText.h"
-#include "trace/write/Recorder.h"
 
 namespace marrowfin {
 namespace {
-
-bool IsPlainFile(const std::string& name) {
-  struct stat status;
-  return stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode);
-}
-
-// What is written where that is a plain file.
-std::vector<std::string> FilesOf(const EditFlags& flags, const std::string& output) {
-  std::vector<std::string> files = {output};
-  if (!flags.noCompanion && output != STANDARD_STREAM && !flags.pack && !IsPackedName(output)) {
-    files.push_back(AboutBeside(output));
-    files.push_back(NotesFile::NameBeside(output));
-  }
-  return files;
-}
 
 std::string CyclesText(const EditAccount& account) {
   return account.firstCycle ? " of cycles " + std::to_string(*account.firstCycle) + " to " +
@@ -45,7 +20,7 @@ std::string CyclesText(const EditAccount& account) {
 void TellInWords(const EditAccount& account, std::ostream& out) {
   out << LineFor(out, account.output) << ": " << account.records << " records"
       << CyclesText(account);
-  if (account.shape && account.records > 0 && !IsPackedName(account.output)) {
+  if (account.shape && account.records > 0 && !account.packed) {
     out << ", view it with "
         << LineFor(out, ViewCommand(*account.shape, ShownName(account.output)));
   }
@@ -53,16 +28,14 @@ void TellInWords(const EditAccount& account, std::ostream& out) {
 }
 
 nlohmann::json AsJson(const EditAccount& account) {
-  nlohmann::json json = {{"output", account.output},
-                         {"inputs", account.inputs},
-                         {"records", account.records},
-                         {"bytes", account.bytes},
-                         {"companion", account.companion}};
+  nlohmann::json json = {{"output", account.output},       {"inputs", account.inputs},
+                         {"records", account.records},     {"bytes", account.bytes},
+                         {"companion", account.companion}, {"packed", account.packed}};
   if (account.firstCycle) {
     json["firstCycle"] = *account.firstCycle;
     json["lastCycle"] = *account.lastCycle;
   }
-  if (account.shape && !IsPackedName(account.output)) {
+  if (account.shape && !account.packed) {
     json["view"] = ViewCommand(*account.shape, ShownName(account.output));
   }
   return json;
@@ -76,10 +49,7 @@ void EditFlags::Declare(CLI::App& app) {
 }
 
 void EditFlags::DeclareHow(CLI::App& app) {
-  app.add_flag("--force", force, "Replace an output that is there");
-  app.add_flag("--no-companion", noCompanion,
-               "Write the trace alone, without what tells of the run and without notes");
-  AddPack(app, pack);
+  NotedOutputFlags::DeclareHow(app);
   app.add_flag("--json", json, "Print the account as JSON");
 }
 
@@ -88,7 +58,7 @@ MaybeFailure CheckEditOutput(const EditFlags& flags, const std::string& output,
   if (output == STANDARD_STREAM) {
     return std::nullopt;
   }
-  for (const std::string& file : FilesOf(flags, output)) {
+  for (const std::string& file : flags.FilesOf(output)) {
     for (const std::string& input : inputs) {
       if (input == STANDARD_STREAM) {
         continue;
@@ -97,66 +67,28 @@ MaybeFailure CheckEditOutput(const EditFlags& flags, const std::string& output,
         return failure;
       }
     }
-    if (!flags.force && IsPlainFile(file)) {
-      return Failure{EXIT_USAGE, file + ": is there already",
-                     "Name another output, or give --force to replace it."};
-    }
   }
-  return std::nullopt;
+  return flags.CheckNotThere(output);
 }
 
-EditOutput::~EditOutput() {
-  if (scratch != -1) {
-    close(scratch);
-  }
-}
-
-MaybeFailure EditOutput::Open(const std::string& path, bool withCompanion, bool pack) {
+MaybeFailure EditOutput::Open(const std::string& path, bool companion, bool pack) {
   name = path;
-  if (MaybeFailure failure = output.Open(path, pack)) {
+  if (MaybeFailure failure = output.Open(path, companion, pack)) {
     return failure;
   }
-  const bool isPacked = output.Packed() != nullptr;
-  if (withCompanion && (isPacked || output.PlainDescriptor())) {
-    if (MaybeFailure failure = OpenNotes(isPacked)) {
-      return failure;
-    }
-  }
-  ByteSink* const beside = companion ? &companion->Notes() : nullptr;
-  made.emplace(output.Sink(), enclosedNotes ? &*enclosedNotes : beside);
+  made.emplace(output.Trace(), output.Notes());
   return std::nullopt;
 }
 
-MaybeFailure EditOutput::OpenNotes(bool isPacked) {
-  if (!isPacked) {
-    companion.emplace();
-    return companion->Open(name, *output.PlainDescriptor());
-  }
-  const Result<int> opened = OpenScratchFile();
-  if (!opened) {
-    return OutputFailureOf(opened.Why());
-  }
-  scratch = *opened;
-  enclosedNotes.emplace(scratch, NotesFile::NameBeside(name));
-  return std::nullopt;
-}
-
-// Packs notes and what tells of the run with the trace.
-MaybeFailure EditOutput::Enclose(const About& about) {
-  Result<std::unique_ptr<PositionedFile>> notes =
-      OpenPlainFile(std::exchange(scratch, -1), NotesFile::NameBeside(name), PlainAccess::READ);
-  if (!notes) {
-    return OutputFailureOf(notes.Why());
-  }
-  const std::string text = AboutText(about);
-  output.Packed()->EncloseNotes(std::move(notes).Take());
-  output.Packed()->EncloseAbout(
-      MemoryFile(std::vector<uint8_t>(text.begin(), text.end()), AboutBeside(name)));
-  return std::nullopt;
-}
-
-MaybeFailure EditOutput::CommitCompanion(const About& about) {
-  return companion ? companion->Commit(about) : enclosedNotes ? Enclose(about) : std::nullopt;
+EditAccount EditOutput::Account(const std::vector<std::string>& inputs) {
+  EditAccount account;
+  account.output = name;
+  account.inputs = inputs;
+  account.records = made->Records();
+  account.bytes = made->Bytes();
+  account.companion = output.Notes() != nullptr;
+  account.packed = output.IsPacked();
+  return account;
 }
 
 MaybeFailure EditOutput::Commit(const About* about) {
@@ -165,17 +97,7 @@ MaybeFailure EditOutput::Commit(const About* about) {
   }
   About told = about != nullptr ? *about : About();
   made->Recognise(told);
-  if (MaybeFailure failure = CommitCompanion(told)) {
-    return failure;
-  }
-  const bool replaces = output.PlainDescriptor().has_value();
-  MaybeFailure failure = output.Commit();
-  // Of a trace that did not get its name nothing is told; and what lies beside one that has no
-  // companion is about the trace that was there before.
-  if (companion ? failure.has_value() : !failure && replaces) {
-    RemoveCompanion(name);
-  }
-  return failure;
+  return output.Commit(told);
 }
 
 void TellEdited(const EditFlags& flags, const std::vector<EditAccount>& accounts,

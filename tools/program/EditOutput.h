@@ -7,10 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "tools/program/CompanionOutput.h"
 #include "tools/program/Failure.h"
+#include "tools/program/NotedOutput.h"
 #include "tools/program/Subcommand.h"
-#include "tools/program/TraceOutput.h"
 #include "trace/base/About.h"
 #include "trace/base/ArrayShape.h"
 #include "trace/edit/NewTrace.h"
@@ -18,11 +17,8 @@
 namespace marrowfin {
 
 // The flags of a subcommand that makes a trace of traces.
-struct EditFlags {
+struct EditFlags : NotedOutputFlags {
   std::string output;
-  bool force = false;
-  bool noCompanion = false;
-  bool pack = false;
   bool json = false;
 
   void Declare(CLI::App& app);
@@ -36,37 +32,6 @@ struct EditFlags {
 [[nodiscard]] MaybeFailure CheckEditOutput(const EditFlags& flags, const std::string& output,
                                            const std::vector<std::string>& inputs);
 
-// The trace that is made, and its companion: all there whole, or none of it.
-class EditOutput {
- public:
-  EditOutput() = default;
-  EditOutput(const EditOutput&) = delete;
-  EditOutput& operator=(const EditOutput&) = delete;
-  ~EditOutput();
-
-  // With `companion` also its notes and what tells of the run, where the output is a plain file. A
-  // trace that is to be packed, as its name may say too, has them within.
-  [[nodiscard]] MaybeFailure Open(const std::string& name, bool companion, bool pack);
-
-  NewTrace& Made() { return *made; }
-  bool HasCompanion() const { return companion.has_value() || enclosedNotes.has_value(); }
-
-  // Ends it. `about` is what is told of the run; null where nothing is.
-  [[nodiscard]] MaybeFailure Commit(const About* about);
-
- private:
-  MaybeFailure OpenNotes(bool isPacked);
-  MaybeFailure CommitCompanion(const About& about);
-  MaybeFailure Enclose(const About& about);
-
-  std::string name;
-  TraceOutput output;
-  std::optional<CompanionOutput> companion;
-  int scratch = -1;  // holds notes that are to be packed, until they are handed over
-  std::optional<DescriptorSink> enclosedNotes;
-  std::optional<NewTrace> made;
-};
-
 // A trace that was made, for an account of it.
 struct EditAccount {
   std::string output;
@@ -76,7 +41,28 @@ struct EditAccount {
   std::optional<uint64_t> firstCycle;  // nothing of one without records
   std::optional<uint64_t> lastCycle;
   bool companion = false;
+  bool packed = false;
   std::optional<ArrayShape> shape;  // that shows it
+};
+
+// The trace that is made, and its companion: all there whole, or none of it.
+class EditOutput {
+ public:
+  // As NotedOutput::Open.
+  [[nodiscard]] MaybeFailure Open(const std::string& name, bool companion, bool pack);
+
+  NewTrace& Made() { return *made; }
+
+  // What there is to tell of it as far as it knows: the cycles and the array are the caller's.
+  EditAccount Account(const std::vector<std::string>& inputs);
+
+  // Ends it. `about` is what is told of the run; null where nothing is.
+  [[nodiscard]] MaybeFailure Commit(const About* about);
+
+ private:
+  std::string name;
+  NotedOutput output;
+  std::optional<NewTrace> made;
 };
 
 // Says what was made: a line, or with --json an object; several of them when it was several.

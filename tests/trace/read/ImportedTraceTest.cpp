@@ -22,8 +22,8 @@ TEST_F(TraceToolTest, ImportedCapturesAreReadAlike) {
   for (const auto& entry : std::filesystem::directory_iterator(captures + std::string("/tt-npe"))) {
     if (entry.path().extension() == ".json") {
       SCOPED_TRACE(entry.path());
-      const CommandResult run = RunCommand(
-          {MARROWFIN_TRACE, "import", "--format", "tt-npe", entry.path(), "-o", Trace()});
+      const CommandResult run = RunCommand({MARROWFIN_TRACE, "import", "--format", "tt-npe",
+                                            entry.path(), "-o", Trace(), "--force"});
       ASSERT_EQ(run.exitStatus, 0) << run.err;
       ExpectWholeTraceIsReadAlike(Trace());
       ++count;
