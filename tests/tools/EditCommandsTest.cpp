@@ -7,6 +7,8 @@
 
 #include "tests/tools/CommandFixture.h"
 #include "tests/tools/NotesText.h"
+#include "tests/trace/support/ForgeIndex.h"
+#include "trace/index/IndexTables.h"
 #include "trace/marrowfin_trace.h"
 
 namespace marrowfin {
@@ -217,6 +219,39 @@ TEST_F(EditCommandsTest, NoTraceIsReadAndWrittenAtOnce) {
   // The notes of the output would be the trace.
   Trace(byHand, "x.notes");
   EXPECT_EQ(2, Run({"cut", "x.notes", "-o", "x", "--force"}).exitStatus);
+}
+
+// Their checksums hold, but somebody made up what they say. What has no notes is read once more.
+TEST_F(EditCommandsTest, TracesAreMergedAllTheSameWhereTheirIndexesContradictThem) {
+  LongTrace(80000, "t.trace");
+  Done({"events", "t.trace", "--format", "csv", "-o", "t.csv"});
+  Done({"import", "--format", "csv", "t.csv", "-o", "a.trace"});
+  Done({"shift", "a.trace", "--later", "7", "-o", "b.trace"});
+  const auto merge = [](const std::string& output) {
+    return Line{"merge", "a.trace", "t.trace", "b.trace", "-o", output};
+  };
+  const auto forge = [this](const std::string& trace) {
+    testing::ForgeIndex(folder.File(trace + ".mfindex"),
+                        [](IndexTables& tables) { ++tables.boundaries.at(0).record; });
+  };
+  Done(merge("whole.trace"));
+  const std::string good = Bytes("a.trace.mfindex");
+  forge("a.trace");
+  forge("b.trace");
+  Done(merge("again.trace"));
+  EXPECT_TRUE(Bytes("whole.trace") == Bytes("again.trace"));
+  EXPECT_TRUE(Bytes("whole.trace.notes") == Bytes("again.trace.notes"));
+  EXPECT_TRUE(good == Bytes("a.trace.mfindex"));
+  // A pipe cannot be read once more, but the next run finds the index whole.
+  forge("a.trace");
+  const std::string fromPipe = "cat t.trace | \"$0\" merge a.trace - b.trace -o piped.trace";
+  const CommandResult refused = Shell(fromPipe);
+  EXPECT_EQ(1, refused.exitStatus);
+  EXPECT_THAT(refused.err, HasSubstr("-: cannot read again"));
+  EXPECT_THAT(refused.err, HasSubstr("run this once more"));
+  EXPECT_FALSE(fs::exists(folder.File("piped.trace")));
+  EXPECT_EQ(0, Shell(fromPipe).exitStatus);
+  EXPECT_TRUE(Bytes("whole.trace") == Bytes("piped.trace"));
 }
 
 TEST_F(EditCommandsTest, TheHeadAndTheTailAreTheFirstAndTheLastRecords) {

@@ -84,6 +84,22 @@ Fault MergeOnce(Merging& merging) {
   return merged.Why();
 }
 
+// Merges; once more for each index that turns out damaged.
+Fault MergeAll(Merging& merging) {
+  Fault fault = MergeOnce(merging);
+  for (size_t i = 0; i < merging.traces.size() && fault.kind == Fault::DAMAGED_INDEX; ++i) {
+    for (const auto& trace : merging.traces) {
+      if (trace->HasDamagedIndex()) {
+        if (Fault unbuilt = trace->Rebuild(merging.console)) {
+          return unbuilt;
+        }
+      }
+    }
+    fault = MergeOnce(merging);
+  }
+  return fault;
+}
+
 EditAccount AccountOf(Merging& merging) {
   EditAccount account = merging.output->Account(merging.flags.traces);
   if (account.records > 0) {
@@ -131,12 +147,14 @@ MaybeFailure Merge(const MergeFlags& flags, const Console& console) {
       return failure;
     }
   }
-  const Fault fault = MergeOnce(merging);
+  const Fault fault = MergeAll(merging);
   if (merging.unwritten) {
     return merging.unwritten;
   }
   if (fault) {
-    return FailureOf(fault);
+    const auto& traces = flags.traces;
+    const bool isInput = std::find(traces.begin(), traces.end(), fault.file) != traces.end();
+    return IndexingFailureOf(fault, isInput ? fault.file : "");
   }
   std::vector<const About*> abouts;
   for (const auto& trace : merging.traces) {

@@ -10,6 +10,7 @@
 #include "tools/program/ProgressLine.h"
 #include "trace/edit/CopyTrace.h"
 #include "trace/index/IndexStore.h"
+#include "trace/read/CompanionFiles.h"
 #include "trace/read/UnpackedTrace.h"
 
 namespace marrowfin {
@@ -51,6 +52,13 @@ MaybeFailure IndexCopy(const Console& console, IndexedTrace& trace) {
 
 MaybeFailure OpenFrontIndexed(const std::string& name, uint64_t most, const Console& console,
                               IndexedTrace& trace) {
+  const Result<std::shared_ptr<const MfzFile>> packed = OpenPackedFile(name);
+  if (!packed) {
+    return FailureOf(packed.Why());
+  }
+  if (*packed != nullptr) {
+    return OpenIndexed(name, console, trace);
+  }
   Result<std::unique_ptr<ByteSource>> source = OpenInput(name);
   if (!source) {
     return FailureOf(source.Why());

@@ -6,21 +6,34 @@
 
 #include "tools/program/CompanionInput.h"
 #include "tools/program/Output.h"
-#include "trace/read/AboutFile.h"
+#include "trace/read/CompanionFiles.h"
 #include "trace/read/FittingShapes.h"
 
 namespace marrowfin {
 namespace {
 
-bool IsThere(const std::string& name) {
+bool IsPlainFile(const std::string& name) {
   struct stat status;
-  return stat(name.c_str(), &status) == 0;
+  return name != STANDARD_STREAM && stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
+// Beside it, or packed with it. What cannot be looked at is told by who opens it.
 bool MayHaveCompanion(const std::string& name) {
-  struct stat status;
-  return name != STANDARD_STREAM && stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-         (IsThere(AboutBeside(name)) || IsThere(NotesFile::NameBeside(name)));
+  if (!IsPlainFile(name)) {
+    return false;
+  }
+  const Result<CompanionFiles> files = CompanionFilesOf(name);
+  return !files || files->about != nullptr || files->notes != nullptr;
+}
+
+// What is no plain file was used up.
+Result<std::unique_ptr<ByteSource>> OpenAgain(const std::string& name) {
+  if (!IsPlainFile(name)) {
+    Fault fault = SystemFault(name, "cannot read again", ESPIPE);
+    fault.remedy = "the index of another trace was damaged and is whole now: run this once more";
+    return fault;
+  }
+  return OpenInput(name);
 }
 
 // Adds what a feed tells to a summary.
@@ -75,10 +88,15 @@ Fault FedTrace::Begin(Summarizer& summarizer) {
   } else if (edited != nullptr) {
     const TraceSource& trace = *edited->trace.file;
     plain = FeedFrom(PieceSource(trace.File(), 0, trace.Size()), name);
-  } else if (source != nullptr) {
-    plain = FeedFrom(std::move(source), name);
   } else {
-    return SystemFault(name, "cannot read again", ESPIPE);
+    if (source == nullptr) {
+      Result<std::unique_ptr<ByteSource>> again = OpenAgain(name);
+      if (!again) {
+        return again.Why();
+      }
+      source = std::move(again).Take();
+    }
+    plain = FeedFrom(std::move(source), name);
   }
   feed = std::make_unique<SummarizedFeed>(std::move(plain), summarizer);
   return {};
@@ -88,6 +106,10 @@ std::optional<ArrayShape> FedTrace::View(const Summary& summary) const {
   const std::optional<ArrayShape> told =
       edited != nullptr ? ToldView(*edited->companion, summary) : std::nullopt;
   return told ? told : SuggestShape(summary);
+}
+
+bool FedTrace::HasDamagedIndex() const {
+  return feed != nullptr && feed->GetFault().kind == Fault::DAMAGED_INDEX;
 }
 
 Fault FedTrace::Rebuild(const Console& console) {

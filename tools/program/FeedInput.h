@@ -21,7 +21,8 @@ class FedTrace {
   // `companion` says whether it is wanted. Standard input has none.
   [[nodiscard]] MaybeFailure Open(const std::string& name, bool companion, const Console& console);
 
-  // Begins, or begins again where the index turned out damaged. `summarizer` sees every batch.
+  // Begins, or begins again where an index turned out damaged, which standard input and pipes do
+  // not. `summarizer` sees every batch.
   [[nodiscard]] Fault Begin(Summarizer& summarizer);
 
   RecordFeed& Feed() { return *feed; }
@@ -31,6 +32,9 @@ class FedTrace {
 
   // What a viewer shows it as: what the run told, else the smallest array that holds it.
   std::optional<ArrayShape> View(const Summary& summary) const;
+
+  // Whether what ended the feed is that the index is damaged or contradicts the trace.
+  bool HasDamagedIndex() const;
 
   // Builds its index anew, as AskIndexed does.
   [[nodiscard]] Fault Rebuild(const Console& console);
