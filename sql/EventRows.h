@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "sql/EventColumns.h"
-#include "sql/EventSteps.h"
 #include "sql/SqlTable.h"
 #include "trace/ask/BatchCursor.h"
+#include "trace/ask/EventSteps.h"
 #include "trace/ask/NotesOfTrace.h"
 #include "trace/ask/Selection.h"
 

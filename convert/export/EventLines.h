@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 
+#include "trace/ask/EventSteps.h"
 #include "trace/ask/NoteValues.h"
 #include "trace/ask/Selection.h"
 #include "trace/base/About.h"
@@ -27,6 +28,7 @@ struct EventNaming {
 struct NotedSelection {
   const Selection& found;
   std::span<const NoteValues* const> notes;
+  const EventSteps* steps = nullptr;  // of the batch's rows, for who wants them
 };
 
 // Events as lines of text, in one of the forms in which they are listed.

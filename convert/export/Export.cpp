@@ -1,6 +1,7 @@
 #include "convert/export/Export.h"
 
 #include <algorithm>
+#include <memory>
 
 #include "trace/ask/BatchCursor.h"
 
@@ -62,18 +63,20 @@ Fault Export::SurveySamples(const NotesOfTrace* notes) {
 Fault Export::WalkAll(const Source& source, const Take& take, uint64_t& place) {
   if (source.notes == nullptr) {
     BatchCursor cursor(source.trace, source.index, filter.events, source.progress);
-    return WalkWith(cursor, nullptr, take, place);
+    return WalkWith(cursor, source, take, place);
   }
   NotedCursor cursor(source.trace, source.index, *source.notes, filter, source.progress);
-  return WalkWith(cursor, source.notes, take, place);
+  return WalkWith(cursor, source, take, place);
 }
 
 template <class Cursor>
-Fault Export::WalkWith(Cursor& cursor, NotesOfTrace* notes, const Take& take, uint64_t& place) {
+Fault Export::WalkWith(Cursor& cursor, const Source& source, const Take& take, uint64_t& place) {
+  const std::unique_ptr<EventSteps> steps =
+      exporter.WantsSteps() ? std::make_unique<EventSteps>(source.trace, source.index) : nullptr;
   cursor.Seek(place);
   Selection found;
   while (cursor.Next(found)) {
-    if (Fault fault = HandOver(found, notes, take)) {
+    if (Fault fault = HandOver(found, source.notes, steps.get(), take)) {
       return fault;
     }
     place = found.end;
@@ -81,7 +84,13 @@ Fault Export::WalkWith(Cursor& cursor, NotesOfTrace* notes, const Take& take, ui
   return cursor.GetFault();
 }
 
-Fault Export::HandOver(const Selection& found, NotesOfTrace* notes, const Take& take) {
+Fault Export::HandOver(const Selection& found, NotesOfTrace* notes, EventSteps* steps,
+                       const Take& take) {
+  if (steps != nullptr) {
+    if (Fault fault = steps->Take(*found.columns)) {
+      return fault;
+    }
+  }
   values.clear();
   const size_t attributes = notes == nullptr ? 0 : notes->Declarations().attributes.size();
   for (uint32_t attribute = 0; attribute < attributes; ++attribute) {
@@ -91,7 +100,7 @@ Fault Export::HandOver(const Selection& found, NotesOfTrace* notes, const Take& 
     }
     values.push_back(*of);
   }
-  return take({found, values});
+  return take({found, values, steps});
 }
 
 // Notes never stand in the way of the trace: a block of samples that is damaged is left out.

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "convert/export/Exporter.h"
+#include "trace/ask/EventSteps.h"
 #include "trace/ask/NotedCursor.h"
 #include "trace/ask/NotesOfTrace.h"
 #include "trace/base/Fault.h"
@@ -46,8 +47,8 @@ class Export {
   };
   Fault WalkAll(const Source& source, const Take& take, uint64_t& place);
   template <class Cursor>
-  Fault WalkWith(Cursor& cursor, NotesOfTrace* notes, const Take& take, uint64_t& place);
-  Fault HandOver(const Selection& found, NotesOfTrace* notes, const Take& take);
+  Fault WalkWith(Cursor& cursor, const Source& source, const Take& take, uint64_t& place);
+  Fault HandOver(const Selection& found, NotesOfTrace* notes, EventSteps* steps, const Take& take);
   typedef std::function<Fault(const CounterSample&)> TakeSample;
   Fault SurveySamples(const NotesOfTrace* notes);
   Fault ForSamples(const NotesFile& notes, const TakeSample& take);

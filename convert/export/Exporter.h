@@ -21,6 +21,9 @@ class Exporter {
   virtual void Survey(const NotedSelection&) {}
   virtual void SurveySample(const CounterSample&) {}
 
+  // Whether events are to be added with their steps.
+  virtual bool WantsSteps() const { return false; }
+
   [[nodiscard]] virtual Fault Begin() { return {}; }
   [[nodiscard]] virtual Fault Add(const NotedSelection& events) = 0;
 

@@ -60,6 +60,13 @@ hid_t InFile(Hdf5Column::Type type) {
   return H5T_IEEE_F64LE;
 }
 
+// How something in a file is made: without the time, so that the same events give the same bytes.
+hid_t Timeless(hid_t kind) {
+  const hid_t creation = H5Pcreate(kind);
+  H5Pset_obj_track_times(creation, false);
+  return creation;
+}
+
 // Texts of any length in UTF-8.
 hid_t TextType() {
   const hid_t type = H5Tcopy(H5T_C_S1);
@@ -74,7 +81,7 @@ hid_t TextType() {
 Hdf5File::Hdf5File(const std::string& file, const std::string& name) : name(name) {
   Quieten();
   const Handle access(H5Pcreate(H5P_FILE_ACCESS), H5Pclose);
-  const Handle creation(H5Pcreate(H5P_FILE_CREATE), H5Pclose);
+  const Handle creation(Timeless(H5P_FILE_CREATE), H5Pclose);
   if (Check(H5Pset_file_locking(access.Get(), false, true)) &&
       Check(H5Pset_fclose_degree(access.Get(), H5F_CLOSE_STRONG)) &&
       Check(H5Pset_link_creation_order(creation.Get(),
@@ -107,7 +114,8 @@ bool Hdf5File::Check(int64_t result) {
 
 void Hdf5File::MakeGroup(const std::string& path) {
   if (!fault) {
-    const Handle group(H5Gcreate2(id, path.c_str(), H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT),
+    const Handle creation(Timeless(H5P_GROUP_CREATE), H5Pclose);
+    const Handle group(H5Gcreate2(id, path.c_str(), H5P_DEFAULT, creation.Get(), H5P_DEFAULT),
                        H5Gclose);
     Check(group.Get());
   }
@@ -139,9 +147,10 @@ void Hdf5File::PutTexts(const std::string& path, const std::vector<std::string>&
   const hsize_t size = texts.size();
   const Handle type(TextType(), H5Tclose);
   const Handle space(H5Screate_simple(1, &size, nullptr), H5Sclose);
-  const Handle column(
-      H5Dcreate2(id, path.c_str(), type.Get(), space.Get(), H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT),
-      H5Dclose);
+  const Handle creation(Timeless(H5P_DATASET_CREATE), H5Pclose);
+  const Handle column(H5Dcreate2(id, path.c_str(), type.Get(), space.Get(), H5P_DEFAULT,
+                                 creation.Get(), H5P_DEFAULT),
+                      H5Dclose);
   if (Check(column.Get()) && size > 0) {
     Check(H5Dwrite(column.Get(), type.Get(), H5S_ALL, H5S_ALL, H5P_DEFAULT, pointers.data()));
   }
@@ -166,7 +175,7 @@ Hdf5Column::Hdf5Column(Hdf5File& file, const std::string& path, Type type)
   const hsize_t most = H5S_UNLIMITED;
   const hsize_t chunk = CHUNK;
   const Handle space(H5Screate_simple(1, &size, &most), H5Sclose);
-  const Handle creation(H5Pcreate(H5P_DATASET_CREATE), H5Pclose);
+  const Handle creation(Timeless(H5P_DATASET_CREATE), H5Pclose);
   if (file.Check(H5Pset_chunk(creation.Get(), 1, &chunk)) &&
       file.Check(H5Pset_shuffle(creation.Get())) &&
       file.Check(H5Pset_deflate(creation.Get(), DEFLATE_LEVEL))) {

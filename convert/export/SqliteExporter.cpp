@@ -17,6 +17,7 @@ class SqliteExporter : public Exporter {
   SqliteExporter(const EventNaming& naming, const ExportTarget& target)
       : naming(naming), file(target.file, target.name), insertEvent(MakeTables()) {}
 
+  bool WantsSteps() const override { return true; }
   Fault Begin() override;
   Fault Add(const NotedSelection& events) override;
   bool TakesSamples() const override { return true; }
@@ -32,7 +33,7 @@ class SqliteExporter : public Exporter {
 
   void AddThreads();
   void AddElements(const ArrayShape& shape);
-  void AddEvent(const TraceEvent& of);
+  void AddEvent(const TraceEvent& of, uint64_t step);
   void AddNotes(const NotedSelection& from, size_t i);
   static void AddPlace(SqliteInsert& insert, Place place) {
     insert.Number(place.column).Number(place.row);
@@ -81,7 +82,7 @@ void SqliteExporter::AddElements(const ArrayShape& shape) {
 
 Fault SqliteExporter::Add(const NotedSelection& events) {
   for (size_t i = 0; i < events.found.Size() && !file.GetFault(); ++i) {
-    AddEvent(events.found.Event(i));
+    AddEvent(events.found.Event(i), events.steps->Step(events.found.rows[i]));
     AddNotes(events, i);
     event.Done();
   }
@@ -89,8 +90,12 @@ Fault SqliteExporter::Add(const NotedSelection& events) {
 }
 
 // Types are words: tables are read by people.
-void SqliteExporter::AddEvent(const TraceEvent& of) {
-  event.Number(of.record).Number(of.cycle).Text(RecordTypeName(of.type)).Number(of.thread);
+void SqliteExporter::AddEvent(const TraceEvent& of, uint64_t step) {
+  event.Number(of.record)
+      .Number(of.cycle)
+      .Number(step)
+      .Text(RecordTypeName(of.type))
+      .Number(of.thread);
   AddPlace(event, of.at);
   if (of.type == SEND_RECORD) {
     AddPlace(event, of.to);

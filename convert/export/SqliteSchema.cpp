@@ -14,8 +14,7 @@ namespace {
 
 typedef std::vector<std::string> Names;
 
-// `step` is a name that no note takes, although only the trace in place has the column: a question
-// means the same here and there.
+// Columns are called as those of a trace in place: a question means the same here and there.
 const Names EVENT_COLUMNS = {"record",      "cycle",      "step",      "type",   "thread",
                              "col",         "row",        "to_col",    "to_row", "cluster_col",
                              "cluster_row", "domain_col", "domain_row"};
@@ -120,8 +119,8 @@ std::string EventTable(const EventNaming& naming) {
   const PerAxis cluster = units.Cluster();
   const PerAxis domain = units.Domain();
   std::string sql =
-      "CREATE TABLE events (record INTEGER PRIMARY KEY, cycle INTEGER, type TEXT, thread INTEGER,\n"
-      "  col INTEGER, row INTEGER, to_col INTEGER, to_row INTEGER";
+      "CREATE TABLE events (record INTEGER PRIMARY KEY, cycle INTEGER, step INTEGER, type TEXT,\n"
+      "  thread INTEGER, col INTEGER, row INTEGER, to_col INTEGER, to_row INTEGER";
   sql += Told("cluster_col", either(units.OfSwitch("col", cluster.columns),
                                     units.OfElement("col", "row", "col", cluster.columns)));
   sql += Told("cluster_row", either(units.OfSwitch("row", cluster.rows),
@@ -172,16 +171,16 @@ std::string EventViews(const EventNaming& naming) {
   Names sends = EVENT_COLUMNS;
   sends.insert(sends.end(), SEND_COLUMNS.begin(), SEND_COLUMNS.end());
   return MakeView(naming, {"fires", "fire",
-                           "record, cycle, thread, col, row, cluster_col, cluster_row, domain_col, "
-                           "domain_row",
+                           "record, cycle, step, thread, col, row, cluster_col, cluster_row, "
+                           "domain_col, domain_row",
                            "", EVENT_COLUMNS}) +
          MakeView(naming, {"sends", "send",
-                           "record, cycle, thread, col, row, to_col, to_row, cluster_col, "
+                           "record, cycle, step, thread, col, row, to_col, to_row, cluster_col, "
                            "cluster_row, domain_col, domain_row",
                            SendColumns(naming), sends}) +
-         MakeView(naming,
-                  {"switches", "switch",
-                   "record, cycle, thread, col, row, cluster_col, cluster_row", "", EVENT_COLUMNS});
+         MakeView(naming, {"switches", "switch",
+                           "record, cycle, step, thread, col, row, cluster_col, cluster_row", "",
+                           EVENT_COLUMNS});
 }
 
 // What notes say of events, a row each: of records that an event refers to as many as there are.
@@ -246,8 +245,8 @@ std::string SqliteIndexes() {
 }
 
 std::string SqliteEventInsert(const EventNaming& naming) {
-  std::string columns = "record, cycle, type, thread, col, row, to_col, to_row";
-  std::string values = "?, ?, ?, ?, ?, ?, ?, ?";
+  std::string columns = "record, cycle, step, type, thread, col, row, to_col, to_row";
+  std::string values = "?, ?, ?, ?, ?, ?, ?, ?, ?";
   for (const std::string& name : NoteNames(naming, EVENT_COLUMNS)) {
     columns += ", " + Quoted(name);
     values += ", ?";

@@ -12,8 +12,8 @@ namespace marrowfin {
 std::string SqliteTables(const EventNaming& naming);
 std::string SqliteIndexes();
 
-// Puts a row into `events`: record, cycle, type, thread, col, row, to_col, to_row, and what each
-// attribute of the notes has to say.
+// Puts a row into `events`: record, cycle, step, type, thread, col, row, to_col, to_row, and what
+// each attribute of the notes has to say.
 std::string SqliteEventInsert(const EventNaming& naming);
 
 }  // namespace marrowfin

@@ -114,6 +114,19 @@ def unit_of(event):
     return units_of(event.at)
 
 
+def steps_of(events):
+    """The step of the viewer that takes each event up: its start shows the first one, and a step ends
+    with an event of another cycle than the one before, at first than cycle 0."""
+    step, before = 0, 0
+    for event in events:
+        yield step
+        if event.record == 0:
+            step = 1
+        elif event.cycle != before:
+            step += 1
+        before = 0 if event.record == 0 else event.cycle
+
+
 def units_of(place):
     if max(place) >= SIDE:
         return None, None
@@ -798,14 +811,16 @@ def test_database_read_back_gives_the_events(made):
     columns = "record, cycle, thread, type, col, row, to_col, to_row"
     rows = base.execute(f"SELECT {columns} FROM events ORDER BY record").fetchall()
     assert rows == [row_of(event) for event in events]
+    steps = dict(base.execute("SELECT record, step FROM events"))
+    assert steps == {event.record: step for event, step in zip(events, steps_of(events))}
     units = base.execute(
         "SELECT cluster_col, cluster_row, domain_col, domain_row FROM events ORDER BY record"
     ).fetchall()
     flat = lambda pair: (*(pair[0] or (None, None)), *(pair[1] or (None, None)))  # noqa: E731
     assert units == [flat(unit_of(event)) for event in events]
     for kind, view in ((SWITCH, "switches"), (FIRE, "fires"), (SEND, "sends")):
-        got = base.execute(f"SELECT record, cycle, thread, col, row FROM {view}").fetchall()
-        assert sorted(got) == [(*e[:3], *e.at) for e in events if e.kind == kind]
+        got = base.execute(f"SELECT record, cycle, thread, col, row, step FROM {view}").fetchall()
+        assert sorted(got) == [(*e[:3], *e.at, steps[e.record]) for e in events if e.kind == kind]
     far = base.execute(
         "SELECT to_cluster_col, to_cluster_row, to_domain_col, to_domain_row, distance FROM sends"
         " ORDER BY record"
@@ -832,6 +847,19 @@ def test_database_read_back_gives_the_events(made):
     assert dict(threads.fetchall()) == collections.Counter(e.thread for e in events)
     assert base.execute("SELECT count(*) FROM pes").fetchone() == (SIDE * SIDE,)
     assert base.execute("SELECT value FROM about WHERE key = 'clusters_rows'").fetchone() == ("2",)
+
+
+@pytest.mark.parametrize("words", [(), ("--cycles", "20.."), ("--steps", "5..40", "--types", "fire")])
+def test_database_and_the_trace_in_place_tell_the_same_steps(tmp_path, words):
+    run(tmp_path, "synth", "-o", "t.trace", "--records", "3000")
+    export(tmp_path, "out.sqlite", *words)
+    base = sqlite3.connect(tmp_path / "out.sqlite")
+    there = dict(base.execute("SELECT record, step FROM events"))
+    sql = "select record, step from events"
+    listed = json.loads(run(tmp_path, "query", "t.trace", sql, "--json").stdout)
+    here = {row["record"]: row["step"] for row in listed}
+    assert there == {record: here[record] for record in there}
+    assert len(set(there.values())) > 5
 
 
 def test_database_has_indexes_for_what_is_asked(made):
@@ -970,6 +998,17 @@ def test_an_output_that_exists_is_replaced_only_by_force(made, form):
     assert (folder / name).read_text() == "precious"
     export(folder, name, *SHAPE, "--force")
     assert (folder / name).read_bytes()[:8] != b"precious"
+
+
+def test_the_same_trace_gives_the_same_bytes(noted):
+    folder, _ = noted
+    exported = []
+    for part in ("first", "second"):
+        time.sleep(1.1)  # what a format may tell of the clock
+        for ending in FORMATS.values():
+            export(folder, f"{part}.{ending}")
+        exported.append([(folder / f"{part}.{ending}").read_bytes() for ending in FORMATS.values()])
+    assert (exported[0] == exported[1]) is True
 
 
 def test_the_trace_and_what_stands_beside_it_are_no_outputs(noted):

@@ -1,4 +1,4 @@
-#include "sql/EventSteps.h"
+#include "trace/ask/EventSteps.h"
 
 namespace marrowfin {
 

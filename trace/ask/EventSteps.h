@@ -1,5 +1,5 @@
-#ifndef SQL_EVENTSTEPS_H
-#define SQL_EVENTSTEPS_H
+#ifndef TRACE_ASK_EVENTSTEPS_H
+#define TRACE_ASK_EVENTSTEPS_H
 
 #include <array>
 #include <cstdint>
