@@ -1005,9 +1005,9 @@ def test_the_same_trace_gives_the_same_bytes(noted):
     exported = []
     for part in ("first", "second"):
         time.sleep(1.1)  # what a format may tell of the clock
-        for ending in FORMATS.values():
+        for ending in FILES.values():
             export(folder, f"{part}.{ending}")
-        exported.append([(folder / f"{part}.{ending}").read_bytes() for ending in FORMATS.values()])
+        exported.append([(folder / f"{part}.{ending}").read_bytes() for ending in FILES.values()])
     assert (exported[0] == exported[1]) is True
 
 
