@@ -1,10 +1,14 @@
 // What the explorer's core adds to the questions of the trace engine, and what it answers how soon.
 //
 // usage: marrowfin_explorer_bench [--quick] FOLDER
+//        marrowfin_explorer_bench --state TRACE SIDE
 //
 // A trace goes to FOLDER, which needs 1 GB (--quick: 0.1 GB), and is removed again. Times are
 // medians of what takes turns, by processor time: one thread works. Exits with 3 where a bar is not
 // met.
+//
+// With --state it prints how many milliseconds the engine's own question for a state at random
+// takes by the clock, of a trace that is there and has its index: what a page is held against.
 
 #include <unistd.h>
 
@@ -79,10 +83,10 @@ struct Explored {
   std::string front;
 };
 
-std::vector<uint64_t> Moments(const Explored& explored, size_t count) {
+std::vector<uint64_t> Moments(const Index& index, size_t count) {
   std::mt19937_64 random(11);
   std::vector<uint64_t> steps;
-  const uint64_t all = explored.index->GetSummary().changes;
+  const uint64_t all = index.GetSummary().changes;
   for (size_t i = 0; i < count; ++i) {
     steps.push_back(1 + random() % all);
   }
@@ -97,7 +101,7 @@ double RatioOf(const std::vector<std::function<void()>>& works, double& first) {
 
 void MeasureStates(const Explored& explored) {
   constexpr size_t COUNT = 50;
-  const std::vector<uint64_t> steps = Moments(explored, COUNT);
+  const std::vector<uint64_t> steps = Moments(*explored.index, COUNT);
   const StateReader reader(*explored.trace, *explored.index, explored.shape);
   double engine = 0;
   const double ratio =
@@ -208,13 +212,33 @@ int Run(const std::string& folder, bool quick) {
   return NotMet() == 0 ? 0 : 3;
 }
 
+int PrintState(const std::string& file, const std::string& side) {
+  const std::unique_ptr<TraceSource> trace = Value(TraceSource::Open(file));
+  const std::unique_ptr<Index> index = Value(Index::Open(*trace));
+  const ArrayShape shape = Options(static_cast<uint32_t>(std::stoul(side)), 0).shape;
+  const StateReader reader(*trace, *index, shape);
+  std::vector<double> times;
+  for (const uint64_t step : Moments(*index, 51)) {
+    const auto began = std::chrono::steady_clock::now();
+    Value(reader.AtStep(step, 0));
+    const std::chrono::duration<double, std::milli> passed =
+        std::chrono::steady_clock::now() - began;
+    times.push_back(passed.count());
+  }
+  printf("%.4f\n", Median(times));
+  return 0;
+}
+
 }  // namespace
 }  // namespace marrowfin::bench
 
 int main(int argc, char** argv) {
+  if (argc == 4 && strcmp(argv[1], "--state") == 0) {
+    return marrowfin::bench::PrintState(argv[2], argv[3]);
+  }
   const bool quick = argc == 3 && strcmp(argv[1], "--quick") == 0;
   if (argc != 2 && !quick) {
-    fprintf(stderr, "usage: %s [--quick] FOLDER\n", argv[0]);
+    fprintf(stderr, "usage: %s [--quick] FOLDER\n       %s --state TRACE SIDE\n", argv[0], argv[0]);
     return 2;
   }
   return marrowfin::bench::Run(argv[argc - 1], quick);

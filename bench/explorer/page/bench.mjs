@@ -3,7 +3,8 @@
 //
 // usage: node bench.mjs [--quick] [--minutes N]
 //
-// MARROWFIN_EXPLORER and MARROWFIN_TRACE name the programs, MARROWFIN_MODULES the folder of node_modules.
+// MARROWFIN_EXPLORER, MARROWFIN_TRACE and MARROWFIN_EXPLORER_BENCH (of the core) name the programs,
+// MARROWFIN_MODULES the folder of node_modules.
 // Traces go to TMPDIR and are removed again: 2 GB, with --quick a tenth.
 
 import { execFileSync } from 'node:child_process';
@@ -72,20 +73,17 @@ async function measureScrubbing(server, side, name) {
   note('a state, as the page gets it by its socket', own, 'ms');
   note('until the page has it, from the hand', middle(seen.map(({ known }) => known)), 'ms');
   note('until it is drawn', middle(seen.map(({ drawn }) => drawn)), 'ms');
-  atMost('until it is drawn, against the tool that answers the same', middle(seen.map(({ drawn }) => drawn)) / toolTime(name, side), 'x', 3);
+  const engine = engineTime(name, side);
+  note("the engine's own question", engine, 'ms');
+  note("a state, as the page gets it, against the engine's own question", own / engine, 'x');
+  atMost("until it is drawn, against the engine's own question", middle(seen.map(({ drawn }) => drawn)) / engine, 'x', 3);
   atMost('older pictures over newer ones', seen.filter(({ older }) => older).length, '', 0);
   await page.context().close();
 }
 
-/** Milliseconds of the trace tool for a state at random, with its index. */
-function toolTime(name, side) {
-  const times = [100, 900, 400, 700, 200].map((cycle) => {
-    const began = performance.now();
-    tool('state', name, '--cycle', String(cycle), ...SHAPES[side], '--json');
-    return performance.now() - began;
-  });
-  return middle(times);
-}
+/** Milliseconds of the engine's own question for a state at random: no program starts, nothing is sent or drawn. */
+const engineTime = (name, side) =>
+  Number(execFileSync(process.env.MARROWFIN_EXPLORER_BENCH, ['--state', file(name), String(side)], { encoding: 'utf8' }));
 
 /** Plays for some seconds; steps and pictures a second. */
 async function play(page, seconds) {
@@ -94,7 +92,8 @@ async function play(page, seconds) {
   await wait(1000 * seconds);
   const after = await state(page);
   const passed = (performance.now() - began) / 1000;
-  return { steps: Math.abs(after.step - before.step) / passed, draws: (after.draws - before.draws) / passed };
+  // The clock starts and stops within a state, which is delivered all the same.
+  return { steps: (Math.abs(after.step - before.step) + 1) / passed, draws: (after.draws - before.draws) / passed };
 }
 
 /** Lets the page play for good; its looping is that of the transport. */
@@ -110,7 +109,7 @@ async function measurePlaying(server) {
     await startPlaying(page, way === 'forward' ? 60 : -60);
     await wait(1500);
     const { steps, draws } = await play(page, quick ? 4 : 15);
-    atLeast(`states a second delivered, ${way}, at 60 a second`, steps, '', 58);
+    atLeast(`states a second delivered, ${way}, at 60 a second`, steps, '', 60);
     note('  pictures a second', draws, '');
     await page.context().close();
   }
