@@ -28,10 +28,22 @@ export class WedgeList {
       larger.set(this.words);
       this.words = larger;
     }
-    const at = this.count * WEDGE_WORDS;
-    this.words.set(line, at);
-    this.words.set([shape.start, shape.neck, shape.head, shape.left, shape.right, shape.tip], at + 4);
-    this.words.set([color[0] / 255, color[1] / 255, color[2] / 255, alpha], at + 10);
+    // One by one: thousands of small arrays a picture would keep the collector busy while a hand pans.
+    const { words } = this;
+    let at = this.count * WEDGE_WORDS;
+    for (let i = 0; i < 4; ++i) {
+      words[at++] = line[i]!;
+    }
+    words[at++] = shape.start;
+    words[at++] = shape.neck;
+    words[at++] = shape.head;
+    words[at++] = shape.left;
+    words[at++] = shape.right;
+    words[at++] = shape.tip;
+    for (let i = 0; i < 3; ++i) {
+      words[at++] = color[i]! / 255;
+    }
+    words[at] = alpha;
     this.count += 1;
   }
 

@@ -7,7 +7,7 @@ import { AskError, isCancelled } from '../protocol/fault';
 import type { Filter, Questions } from '../protocol/questions';
 import type { Explorer } from './explorer';
 import { momentOf } from './moment';
-import { pageOf, type EventPage, type EventRow } from './eventPage';
+import { pageOf, pagesOf, type EventPage, type EventRow } from './eventPage';
 
 export const PAGE = 200; // rows that are fetched at once
 const KEPT_PAGES = 64;
@@ -78,13 +78,13 @@ export class EventList {
 
   private readonly pages = new Lru<number, EventPage>(KEPT_PAGES);
   private readonly arrived = signal(0);
-  private readonly fetches: Latest<number>;
+  private readonly fetches: Latest<readonly [number, number]>;
   private key = '';
   private timer: ReturnType<typeof setTimeout> | undefined;
 
   constructor(private readonly explorer: Explorer) {
     this.text = explorer.panels.filter;
-    this.fetches = new Latest((page, stop) => this.fetch(page, stop));
+    this.fetches = new Latest((pages, stop) => this.fetch(pages, stop));
   }
 
   get busy(): boolean {
@@ -127,14 +127,18 @@ export class EventList {
 
   /** Sees to it that the rows from `first` to `end` are there or on their way. */
   wantRows(first: number, end: number): void {
-    this.arrived.value; // of several pages that are wanted one is fetched at a time
+    this.arrived.value; // pages that are not asked for together are so one after the other
     untracked(() => {
-      const [from, to] = [Math.floor(first / PAGE), Math.floor(Math.max(first, end - 1) / PAGE)];
-      for (let page = from; page <= to; ++page) {
-        if (this.pages.get(page) === undefined) {
-          this.fetches.want(page);
-          return;
-        }
+      const isThere = (page: number) => this.pages.get(page) !== undefined;
+      let [from, to] = [Math.floor(first / PAGE), Math.floor(Math.max(first, end - 1) / PAGE)];
+      while (from <= to && isThere(from)) {
+        ++from;
+      }
+      while (to > from && isThere(to)) {
+        --to;
+      }
+      if (from <= to) {
+        this.fetches.want([from, Math.min(to, from + MOST_ASKED / PAGE - 1)]);
       }
     });
   }
@@ -244,7 +248,7 @@ export class EventList {
     return before === undefined ? { nth: page * PAGE } : { from: before };
   }
 
-  private async fetch(page: number, stop: AbortSignal): Promise<void> {
+  private async fetch([page, last]: readonly [number, number], stop: AbortSignal): Promise<void> {
     const { key } = this;
     const { engine, trace } = this.explorer;
     const shape = trace.shape.peek();
@@ -253,10 +257,11 @@ export class EventList {
       if (shape === undefined || key !== this.key) {
         return;
       }
-      const question = { filter: this.filter.peek(), shape, ...this.startOf(page), count: PAGE, ...(attributes.length === 0 ? {} : { notes: true }) };
+      const question = { filter: this.filter.peek(), shape, ...this.startOf(page), count: PAGE * (last - page + 1), ...(attributes.length === 0 ? {} : { notes: true }) };
       const answer = await engine.ask(trace.fingerprint.peek(), 'events', question, { signal: stop });
       if (key === this.key) {
-        this.pages.set(page, pageOf(answer, attributes));
+        const parts = pagesOf(pageOf(answer, attributes), PAGE, last - page + 1);
+        parts.forEach((part, i) => this.pages.set(page + i, part));
         this.failure.value = undefined;
         this.arrived.value += 1;
       }

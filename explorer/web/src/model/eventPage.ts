@@ -39,6 +39,13 @@ export function pageOf({ head, columns }: Answer<'events'>, attributes: readonly
   return { rows, next: head.more ? (head.next ?? undefined) : undefined };
 }
 
+/** What was fetched at once, in so many pages of so many rows; those behind the end are empty. */
+export const pagesOf = ({ rows, next }: EventPage, size: number, pages: number): readonly EventPage[] =>
+  Array.from({ length: pages }, (_, i) => {
+    const end = (i + 1) * size;
+    return { rows: rows.slice(i * size, end), next: rows[end]?.record ?? next };
+  });
+
 export const CSV_HEAD = 'record,cycle,what,thread,column,row,to column,to row\n';
 
 /** Lines of text with commas; CSV_HEAD stands before the first. */

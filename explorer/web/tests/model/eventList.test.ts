@@ -103,6 +103,32 @@ describe('the list of events', () => {
     expect(asked).toMatchObject([{ nth: 100 * PAGE }, { from: 303 * PAGE }]);
   });
 
+  it('fetches rows over the edge of two pages by one question, and of those only what is not there', async () => {
+    list.text.value = 'thread:2';
+    await settled();
+    list.wantRows(101 * PAGE - 10, 101 * PAGE + 20);
+    await settled();
+    expect(list.row(101 * PAGE - 1)?.record).toBe(303 * PAGE - 3);
+    expect(list.row(101 * PAGE)?.record).toBe(303 * PAGE);
+    list.wantRows(102 * PAGE - 10, 102 * PAGE + 20);
+    await settled();
+    expect(list.row(102 * PAGE)?.record).toBe(306 * PAGE);
+    const asked = engine.asked.filter(({ ask }) => ask === 'events').map(({ question }) => question);
+    expect(asked).toMatchObject([
+      { nth: 100 * PAGE, count: 2 * PAGE },
+      { from: 306 * PAGE, count: PAGE },
+    ]);
+  });
+
+  it('fetches nothing again behind the end of what there is', async () => {
+    await settled();
+    list.wantRows(RECORDS - 5, RECORDS + PAGE + 5);
+    await settled();
+    list.wantRows(RECORDS - 5, RECORDS + PAGE + 5);
+    await settled();
+    expect(engine.asked.filter(({ ask }) => ask === 'events').length).toBe(1);
+  });
+
   it('forgets its rows with another filter', async () => {
     await settled();
     list.wantRows(0, 30);
