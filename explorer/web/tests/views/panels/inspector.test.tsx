@@ -1,0 +1,71 @@
+// @vitest-environment happy-dom
+import { expect, test } from 'vitest';
+
+import type { Answering } from '../../../src/engine/fakeEngine';
+import { Inspector } from '../../../src/views/inspector/Inspector';
+import { show } from '../../fixtures/pageInDom';
+
+const ZERO = { fires: 0, sends: 0, receives: 0, transmissions: 0 };
+const ANSWERS: Answering = {
+  piece: () => ({
+    head: {
+      name: 'adder',
+      touched: { record: 3, cycle: '30', thread: 1, type: 'fire', at: [1, 0], ago: '20', kind: 'read', notes: { kind: 'read', packet: '16538' } },
+      whole: { ...ZERO, fires: 25, average: { ...ZERO, fires: 12.5 } },
+      around: [
+        { record: 3, cycle: '30', thread: 1, type: 'fire', at: [1, 0], what: 'fires', kind: 'read', notes: { kind: 'read', packet: '16538' } },
+        { record: 9, cycle: '90', thread: 2, type: 'send', at: [1, 0], to: [0, 1], what: 'sends' },
+      ],
+      neighbours: [{ direction: 'to', place: [0, 1], messages: 1234 }],
+    },
+  }),
+  events: () => ({
+    head: { more: false, next: null },
+    columns: {
+      record: Float64Array.of(7),
+      cycle: BigUint64Array.of(70n),
+      thread: Uint32Array.of(2),
+      type: Uint8Array.of(4),
+      at: Uint32Array.of(1, 0),
+      to: Uint32Array.of(0, 1),
+      'note.packet': BigUint64Array.of(500n),
+      'has.packet': Uint8Array.of(1),
+    },
+  }),
+};
+
+test('Without a selection the inspector tells of the whole run, and why nothing stands beside it', async () => {
+  const { words } = await show(Inspector);
+  expect(words()).toContain('Nothing selected');
+  expect(words()).toContain('Kinds and counters are not shown: there is no small.trace.about beside the trace.');
+});
+
+test('Notes that end early are told, and which events have none for that', async () => {
+  const notesEnd = { record: 5, message: 'the notes end before the trace', remedy: 'whoever records them was stopped' };
+  const { words, after, page } = await show(Inspector, ANSWERS, { about: {}, notesEnd, attributes: [{ name: 'packet', type: 'number' }] });
+  expect(words()).toContain('The notes end before the trace: records from 5 on have none.');
+  await after(() => (page.explorer.selection.selected.value = { record: 7 }));
+  expect(words()).toContain('Record 7');
+  expect(words()).toContain('packet500');
+  expect(words()).toContain('Its notes are missing');
+});
+
+test('A PE tells what it shows and why, its run, its neighbours, and the notes of each event around', async () => {
+  const { words, root, press, after, page } = await show(Inspector, ANSWERS);
+  await after(() => page.explorer.selection.selectPiece({ pe: [1, 0] }));
+  expect(words()).toContain('PE 1,0');
+  expect(words()).toContain('fired 20 cycles ago');
+  expect(words()).toContain('packet16,538');
+  expect(words()).toContain('1,234');
+  const lines = [...root.querySelectorAll('.event-line')].map((line) => line.textContent?.replace(/\s+/g, ' '));
+  expect(lines[0]).toContain('fires read, packet 16,538');
+  expect(lines[1]).toContain('sends to 0,1');
+  await press(/^Show causes/);
+  expect(page.explorer.view.causes.value).toBe(true);
+});
+
+test('What the engine refuses to tell is said', async () => {
+  const { words, after, page } = await show(Inspector);
+  await after(() => page.explorer.selection.selectPiece({ pe: [1, 0] }));
+  expect(words()).toMatch(/piece/);
+});
