@@ -3,12 +3,11 @@ import { effect } from '@preact/signals';
 import type { Explorer } from './explorer';
 import type { Direction } from './walker';
 
-const LONGEST_LAG = 250; // milliseconds that are made up for; a page that slept does not rush
-const MOST_A_TICK = 240;
+const LONGEST_LAG = 500; // milliseconds that are made up for; a page that slept does not rush
 
 /**
- * Plays: as many steps as the clock asks for, in either direction. Where changes do not come fast
- * enough it waits; at an end of the trace it stops, or begins the loop again.
+ * Plays: as many steps as the clock asks for, in either direction, also those that a slow frame or a
+ * late answer kept from being shown in time. Where changes do not come fast enough it waits; at an end of the trace it stops, or begins the loop again.
  */
 export class Player {
   private due = 0;
@@ -43,12 +42,13 @@ export class Player {
     if (!playback.playing.peek()) {
       return;
     }
-    const passed = Math.min(LONGEST_LAG, Math.max(0, now - (this.last ?? now)));
+    const passed = Math.max(0, now - (this.last ?? now));
     this.last = now;
     if (this.turning) {
       return;
     }
-    this.due = Math.min(MOST_A_TICK, this.due + (passed * Math.abs(playback.speed.peek())) / 1000);
+    const pace = Math.abs(playback.speed.peek()) / 1000;
+    this.due = Math.min(LONGEST_LAG * pace + 1, this.due + passed * pace);
     while (this.due >= 1) {
       if (this.atEnd()) {
         this.turn();
@@ -60,7 +60,6 @@ export class Player {
         return;
       }
       if (moved === 'waiting') {
-        this.due = Math.min(1, this.due);
         return;
       }
       this.due -= 1;
