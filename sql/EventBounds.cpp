@@ -66,7 +66,9 @@ EventBounds::EventBounds(const EventColumns& table, const SqlQuestion& question)
       fires(table.Set() == EventSet::EVENTS || table.Set() == EventSet::FIRES),
       sends(table.Set() == EventSet::EVENTS || table.Set() == EventSet::SENDS) {
   for (const SqlCondition& condition : question.conditions) {
-    Take(condition, table.Field(condition.column));
+    if (table.Field(condition.column) != EventField::NOTE) {
+      Take(condition, table.Field(condition.column));
+    }
   }
 }
 

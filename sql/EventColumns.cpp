@@ -100,7 +100,7 @@ void EventColumns::AddNotes(const SqlTrace& trace) {
     const std::string unit = attribute.unit.empty() ? "" : ", in " + attribute.unit;
     columns.push_back({name, TypeOf(attribute.type), "noted of the event" + unit});
     fields.push_back(EventField::NOTE);
-    ++attributes;
+    types.push_back(attribute.type);
   }
 }
 

@@ -7,6 +7,7 @@
 
 #include "sql/SqlTable.h"
 #include "sql/SqlTrace.h"
+#include "trace/base/NotesFormat.h"
 
 namespace marrowfin {
 
@@ -49,9 +50,10 @@ class EventColumns {
 
   // Of a column that is a NOTE: which of the attributes that are declared.
   uint32_t Attribute(size_t column) const {
-    return static_cast<uint32_t>(column - (columns.size() - attributes));
+    return static_cast<uint32_t>(column - (columns.size() - types.size()));
   }
-  size_t Attributes() const { return attributes; }
+  size_t Attributes() const { return types.size(); }
+  NoteType Type(size_t column) const { return types[Attribute(column)]; }
 
  private:
   void Add(EventField field);
@@ -60,7 +62,7 @@ class EventColumns {
   EventSet set;
   std::vector<SqlColumn> columns;
   std::vector<EventField> fields;
-  size_t attributes = 0;  // the last so many columns
+  std::vector<NoteType> types;  // of attributes, which are the last so many columns
 };
 
 }  // namespace marrowfin

@@ -1,8 +1,10 @@
 #include "sql/EventRows.h"
 
 #include <string>
+#include <utility>
 
 #include "sql/EventBounds.h"
+#include "sql/NoteBounds.h"
 #include "sql/NoteText.h"
 #include "sql/NumberBounds.h"
 #include "sql/SqlText.h"
@@ -29,6 +31,8 @@ EventRows::~EventRows() { work.Leave(this); }
 
 Fault EventRows::Ask(const SqlTrace& of, const SqlQuestion& question) {
   work.Leave(this);
+  batches.reset();
+  noted.reset();
   if (trace != &of) {
     trace = &of;
     steps.reset();
@@ -36,30 +40,79 @@ Fault EventRows::Ask(const SqlTrace& of, const SqlQuestion& question) {
   }
   backwards = question.backwards;
   const std::optional<EventFilter> filter = EventBounds(table, question).Filter(trace->shape);
-  if (!filter) {
-    batches.reset();
-    atEnd = true;
-    return {};
+  bool isEmpty = !filter;
+  std::vector<NoteCondition> conditions;
+  if (table.Attributes() > 0 && trace->companion.Notes() != nullptr) {
+    const NoteBounds bounds(table, trace->companion.Notes()->Declarations().attributes, question);
+    isEmpty = isEmpty || bounds.IsEmpty();
+    conditions = bounds.Conditions();
   }
-  batches =
-      std::make_unique<BatchCursor>(trace->file, trace->index, *filter,
-                                    [this](const Progress& now) { return work.Report(this, now); });
-  if (backwards) {
-    batches->Seek(~uint64_t{0});
+  atEnd = true;
+  return isEmpty ? Fault() : Search(*filter, conditions);
+}
+
+Fault EventRows::Search(const EventFilter& filter, const std::vector<NoteCondition>& conditions) {
+  const auto progress = [this](const Progress& now) { return work.Report(this, now); };
+  const uint64_t from = backwards ? ~uint64_t{0} : 0;
+  if (conditions.empty()) {
+    batches = std::make_unique<BatchCursor>(trace->file, trace->index, filter, progress);
+    batches->Seek(from);
+    return Load();
   }
+  JoinNotes();
+  if (Fault fault = SeekNotesIndex()) {
+    return fault;
+  }
+  noted = std::make_unique<NotedCursor>(trace->file, trace->index, *notes,
+                                        NotedFilter{filter, conditions}, progress);
+  noted->Seek(from);
   return Load();
 }
 
+void EventRows::JoinNotes() {
+  if (!notes) {
+    notes = std::make_unique<NotesOfTrace>(trace->file, trace->index, *trace->companion.Notes());
+  }
+}
+
+// Where there is none to have, notes are read, and tell themselves what is wrong.
+Fault EventRows::SeekNotesIndex() {
+  SqlNotes& known = *trace->notes;
+  if (!known.wasSought) {
+    Result<std::unique_ptr<NotesIndex>> index = NotesIndex::Open(
+        trace->file, trace->index, *notes, [this](const Progress&) { return work.GoesOn(); });
+    if (!index && index.Why().kind == Fault::CANCELLED) {
+      return index.Why();
+    }
+    known.wasSought = true;
+    known.index = index ? std::move(index).Take() : nullptr;
+  }
+  notes->Know(known.index ? &known.index->Tables() : nullptr);
+  return {};
+}
+
+bool EventRows::ReadBatch() {
+  if (noted) {
+    return backwards ? noted->Previous(found) : noted->Next(found);
+  }
+  return backwards ? batches->Previous(found) : batches->Next(found);
+}
+
 Fault EventRows::Load() {
-  atEnd = !(backwards ? batches->Previous(found) : batches->Next(found));
+  atEnd = !ReadBatch();
   row = atEnd || !backwards ? 0 : found.Size() - 1;
   hasSteps = false;
   values.assign(table.Attributes(), nullptr);
-  if (atEnd) {
-    work.Leave(this);
-    return batches->GetFault();
+  if (notes && notes->Refused() && !work.refused) {
+    work.refused = notes->Refused();
   }
-  return {};
+  if (!atEnd) {
+    return {};
+  }
+  work.Leave(this);
+  const Fault& fault = noted ? noted->GetFault() : batches->GetFault();
+  // Notes of another trace are as if there were none.
+  return noted && fault.kind == Fault::OTHER_TRACE ? Fault() : fault;
 }
 
 Fault EventRows::Next() {
@@ -175,9 +228,7 @@ void EventRows::TellDistance(sqlite3_context* to) const {
 }
 
 Fault EventRows::FindNotes(uint32_t attribute) {
-  if (!notes) {
-    notes = std::make_unique<NotesOfTrace>(trace->file, trace->index, *trace->companion.Notes());
-  }
+  JoinNotes();
   const Result<const NoteValues*> all = notes->Of(found, attribute);
   if (all) {
     values[attribute] = *all;

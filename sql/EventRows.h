@@ -9,6 +9,7 @@
 #include "sql/SqlTable.h"
 #include "trace/ask/BatchCursor.h"
 #include "trace/ask/EventSteps.h"
+#include "trace/ask/NotedCursor.h"
 #include "trace/ask/NotesOfTrace.h"
 #include "trace/ask/Selection.h"
 
@@ -29,6 +30,10 @@ class EventRows : public SqlCursor {
 
  private:
   Fault Load();
+  bool ReadBatch();
+  Fault Search(const EventFilter& filter, const std::vector<NoteCondition>& conditions);
+  Fault SeekNotesIndex();
+  void JoinNotes();
   size_t Row() const { return found.rows[row]; }
   Fault TellStep(sqlite3_context* to);
   void TellType(sqlite3_context* to) const;
@@ -43,7 +48,9 @@ class EventRows : public SqlCursor {
   SqlWork& work;
   const SqlTrace* trace = nullptr;
   bool backwards = false;
-  std::unique_ptr<BatchCursor> batches;
+  std::unique_ptr<NotesOfTrace> notes;   // once they are asked for
+  std::unique_ptr<BatchCursor> batches;  // what goes through the events, by what the trace tells
+  std::unique_ptr<NotedCursor> noted;    // or, where notes were asked for, by that as well
   Selection found;
   size_t row = 0;  // of those found
   bool atEnd = true;
@@ -51,7 +58,6 @@ class EventRows : public SqlCursor {
   // Of the batch, once they are asked for.
   std::optional<EventSteps> steps;
   bool hasSteps = false;
-  std::unique_ptr<NotesOfTrace> notes;
   std::vector<const NoteValues*> values;  // by attribute; null where they were not asked for
 };
 

@@ -4,10 +4,14 @@
 #include <cmath>
 
 #include "sql/EventRows.h"
+#include "sql/NoteBounds.h"
 
 namespace marrowfin {
 
 namespace {
+
+// About as many have one packet in their notes.
+constexpr double EVENTS_OF_NUMBER = 10;
 
 double SetSize(EventSet set, const Summary& summary) {
   return static_cast<double>(set == EventSet::EVENTS  ? summary.records
@@ -39,8 +43,9 @@ bool EventTable::Narrows(size_t column, int comparison) const {
     case EventField::TYPE:
       return comparison == SQLITE_INDEX_CONSTRAINT_EQ;
     case EventField::DISTANCE:
-    case EventField::NOTE:
       return false;
+    case EventField::NOTE:
+      return NoteBounds::Narrows(columns.Type(column), comparison);
     default:
       return true;
   }
@@ -72,9 +77,20 @@ double EventTable::Share(size_t column, int comparison) const {
       return 1.0 / 3;
     case EventField::THREAD:
       return 0.25;
+    case EventField::NOTE:
+      return columns.Type(column) == NoteType::NAME ? 0.25 : EVENTS_OF_NUMBER / std::max(rows, 1.0);
     default:
       return 1 / elements;
   }
+}
+
+// Packets come and go: few blocks of notes have one of them, and all have every kind.
+double EventTable::LeastRead(size_t column, int comparison) const {
+  if (columns.Field(column) != EventField::NOTE) {
+    return 0;
+  }
+  const bool isOne = comparison == SQLITE_INDEX_CONSTRAINT_EQ;
+  return isOne && columns.Type(column) != NoteType::NAME ? NOTES_MOST_RECORDS : rows;
 }
 
 std::unique_ptr<SqlCursor> EventTable::Open() const {

@@ -22,6 +22,7 @@ class EventTable : public SqlTable {
   bool Ascends(size_t column) const override;
   double Rows() const override { return rows; }
   double Share(size_t column, int comparison) const override;
+  double LeastRead(size_t column, int comparison) const override;
   std::unique_ptr<SqlCursor> Open() const override;
 
  private:

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <optional>
 #include <utility>
@@ -198,7 +199,7 @@ class Planner {
       const bool isSet = constraint.op == SQLITE_INDEX_CONSTRAINT_EQ &&
                          open.table->TakesSets(column) && sqlite3_vtab_in(&info, i, 1) != 0;
       Use(i, isSet, false);
-      share *= open.table->Share(column, constraint.op);
+      Weigh(column, constraint.op);
     }
     return true;
   }
@@ -210,16 +211,29 @@ class Planner {
     info.aConstraintUsage[i].omit = omit ? 1 : 0;
   }
 
+  void Weigh(size_t column, int comparison) {
+    const double left = open.table->Share(column, comparison);
+    const double least = open.table->LeastRead(column, comparison);
+    share *= left;
+    if (least == 0) {
+      shareRead *= left;
+    } else {
+      leastRead = std::min(leastRead, least);
+    }
+  }
+
   void SetCost() {
     const double rows = std::max(1.0, open.table->Rows() * share);
     info.estimatedRows = static_cast<sqlite3_int64>(std::min(rows, 1e15));
-    info.estimatedCost = SEEK + rows;
+    info.estimatedCost = SEEK + std::max(rows, std::min(leastRead, open.table->Rows() * shareRead));
   }
 
   const OpenTable& open;
   sqlite3_index_info& info;
   std::vector<Planned> plan;
-  double share = 1;
+  double share = 1;                                            // of the rows, that is left
+  double shareRead = 1;                                        // that is gone through for it
+  double leastRead = std::numeric_limits<double>::infinity();  // rows, likewise
 };
 
 // The functions of a module -----------------------------------------------------------------------

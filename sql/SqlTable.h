@@ -76,6 +76,10 @@ class SqlTable {
   virtual double Rows() const { return 1000; }
   virtual double Share(size_t /*column*/, int /*comparison*/) const { return 0.1; }
 
+  // About how many rows are gone through at least to find those that a comparison leaves; 0 where
+  // they are those.
+  virtual double LeastRead(size_t /*column*/, int /*comparison*/) const { return 0; }
+
   virtual std::unique_ptr<SqlCursor> Open() const = 0;
 };
 

@@ -51,7 +51,8 @@ Result<std::shared_ptr<const SqlTrace>> OpenSqlTrace(const std::string& name,
   owned->index = std::move(index).Take();
   owned->companion = Companion::Beside(*owned->file);
   owned->asked.emplace(SqlTrace{*owned->file, *owned->index, *owned->companion,
-                                ArrayOf(*owned->companion, owned->index->GetSummary())});
+                                ArrayOf(*owned->companion, owned->index->GetSummary()),
+                                std::make_shared<SqlNotes>()});
   return std::shared_ptr<const SqlTrace>(owned, &*owned->asked);
 }
 

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "trace/ask/NotesIndex.h"
 #include "trace/base/ArrayShape.h"
 #include "trace/base/Fault.h"
 #include "trace/base/Progress.h"
@@ -15,6 +16,12 @@
 
 namespace marrowfin {
 
+// What an index knows of the notes of a trace, opened when it is first of use. In one thread.
+struct SqlNotes {
+  bool wasSought = false;
+  std::unique_ptr<NotesIndex> index;  // null where there is none to have
+};
+
 // A trace as tables ask it. What it refers to outlives the tables; the index is used by one thread
 // at a time.
 struct SqlTrace {
@@ -22,6 +29,7 @@ struct SqlTrace {
   const Index& index;
   const Companion& companion;
   std::optional<ArrayShape> shape;  // nothing where no array shows the trace
+  std::shared_ptr<SqlNotes> notes = std::make_shared<SqlNotes>();
 };
 
 // The array that is taken where nobody gives one: what the run told, where that holds what fired

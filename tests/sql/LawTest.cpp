@@ -12,6 +12,7 @@
 #include "tests/sql/Database.h"
 #include "tests/sql/PlainTables.h"
 #include "tests/sql/RandomClause.h"
+#include "tests/trace/support/NotedTrace.h"
 #include "tests/trace/support/Opened.h"
 #include "trace/read/Companion.h"
 
@@ -34,7 +35,20 @@ class BothForms {
     testing::FillPlainTables(plain.Get(), events, options.shape);
   }
 
+  // With notes, in blocks of about so many records.
+  BothForms(std::mt19937& random, const testing::NotedEvents& noted, size_t blockRecords,
+            const ArrayShape& shape)
+      : events(noted.events), hasNotes(true), opened(testing::Encode(events)) {
+    testing::WriteFile(opened.name + ".notes", testing::NotesBytes(noted, random, blockRecords));
+    companion = Companion::Beside(*opened.trace);
+    EXPECT_NE(nullptr, companion->Notes());
+    trace.reset(new SqlTrace{*opened.trace, *opened.index, *companion, shape});
+    EXPECT_EQ(SQLITE_OK, AddTraceTables(asked.Get(), trace, std::make_shared<SqlWork>()));
+    testing::FillPlainTables(plain.Get(), noted, shape);
+  }
+
   const std::vector<testing::Event> events;
+  const bool hasNotes = false;
   testing::Opened opened;
   std::optional<Companion> companion;
   std::shared_ptr<const SqlTrace> trace;
@@ -56,12 +70,13 @@ std::string ColumnsOf(const std::string& table) {
 // How many of random questions have other answers in one form than in the other; `told` says which.
 int Disagreements(std::mt19937& random, const BothForms& both, const Database& asked, int questions,
                   bool told) {
-  testing::RandomClause clauses(random, both.events);
+  testing::RandomClause clauses(random, both.events, both.hasNotes);
   int disagreements = 0;
   for (int i = 0; i < questions; ++i) {
     const std::string table = TABLES[random() % std::size(TABLES)];
-    const std::string sql = "select " + ColumnsOf(table) + " from " + table + " where " +
-                            clauses.Where(table) + clauses.Order();
+    const std::string sql = "select " + ColumnsOf(table) +
+                            (both.hasNotes ? ", kind, packet, created, energy, size" : "") +
+                            " from " + table + " where " + clauses.Where(table) + clauses.Order();
     if (asked.Ask(sql) != both.plain.Ask(sql)) {
       ++disagreements;
       if (told) {
@@ -97,6 +112,42 @@ TEST(SqlLawTest, QuestionsOfALongTraceHaveTheAnswersOfAPlainScan) {
   options.records = 100000;
   const BothForms both(random, options);
   EXPECT_EQ(0, Disagreements(random, both, both.asked, 40, true));
+}
+
+TEST(SqlLawTest, QuestionsOfNotesHaveTheAnswersOfAPlainScan) {
+  std::mt19937 random(5);
+  for (int i = 0; i < 10; ++i) {
+    const RandomTraceOptions options = Options(random);
+    const testing::NotedEvents noted =
+        testing::RandomNotes(random, testing::RandomEvents(random, options));
+    const BothForms both(random, noted, 1 + random() % 200, options.shape);
+    EXPECT_EQ(0, Disagreements(random, both, both.asked, 300, true));
+  }
+}
+
+TEST(SqlLawTest, JoinsByNotesHaveTheAnswersOfAPlainScan) {
+  std::mt19937 random(6);
+  RandomTraceOptions options;
+  options.records = 1500;
+  const testing::NotedEvents noted =
+      testing::RandomNotes(random, testing::RandomEvents(random, options));
+  const BothForms both(random, noted, 100, options.shape);
+  for (
+      const char* const sql : {
+          "select s.record, f.record from sends s join fires f on f.packet = s.packet and f.kind = "
+          "'eject' where s.kind = 'inject' order by 1, 2",
+          "select a.record, b.record from events a left join events b on b.packet = a.packet + 1 "
+          "and b.kind = a.kind where a.record < 20 order by 1, 2",
+          "select kind, count(*), min(packet) from events where kind = 'wait' or packet = 7 group "
+          "by 1 order by 1",
+          "select record from events where packet in (select packet from events where record = 50) "
+          "order by record desc",
+          "select record from events where kind in ('wait', 'barrier') and packet in (3, 60) order "
+          "by 1",
+      }) {
+    EXPECT_EQ(both.plain.Ask(sql), both.asked.Ask(sql)) << sql;
+    EXPECT_FALSE(both.plain.Ask(sql).empty()) << sql;
+  }
 }
 
 TEST(SqlLawTest, JoinsAndGroupsHaveTheAnswersOfAPlainScan) {

@@ -1,5 +1,6 @@
 #include "tests/sql/PlainTables.h"
 
+#include <bit>
 #include <cstdlib>
 #include <optional>
 #include <stdexcept>
@@ -96,9 +97,55 @@ const char* TypeName(uint32_t type) {
   return type == FIRE_RECORD ? "fire" : type == SEND_RECORD ? "send" : "switch";
 }
 
-}  // namespace
+struct NoteColumn {
+  int attribute;
+  const char* name;
+  const char* type;
+};
+constexpr NoteColumn NOTES[] = {{KIND, "kind", "TEXT"},
+                                {PACKET, "packet", "INTEGER"},
+                                {CREATED, "created", "INTEGER"},
+                                {ENERGY, "energy", "REAL"},
+                                {SIZE, "size", "INTEGER"}};
 
-void FillPlainTables(sqlite3* database, const std::vector<Event>& events, const ArrayShape& shape) {
+// A value as SQL has it; kinds have names up to the last but one.
+std::string Literal(int attribute, uint64_t value) {
+  const char* const kinds[] = {"compute", "inject", "eject", "wait", "barrier"};
+  if (attribute == KIND) {
+    return value < std::size(kinds) ? std::string("'") + kinds[value] + "'"
+                                    : "'" + std::to_string(value) + "'";
+  }
+  if (attribute == ENERGY) {
+    return std::to_string(std::bit_cast<double>(value));
+  }
+  return value >> 63 != 0 ? std::to_string(static_cast<double>(value)) : std::to_string(value);
+}
+
+void AddNotes(sqlite3* database, const NotedEvents& noted) {
+  for (const NoteColumn& column : NOTES) {
+    Execute(database,
+            std::string("alter table events add column ") + column.name + " " + column.type);
+  }
+  Execute(database, "create unique index by_record on events(record)");
+  for (size_t i = 0; i < noted.events.size(); ++i) {
+    std::string values;
+    for (const NoteColumn& column : NOTES) {
+      const std::vector<uint64_t>& of = noted.values[column.attribute][i];
+      values += std::string(values.empty() ? "" : ", ") + column.name + " = " +
+                (of.empty() ? "null" : Literal(column.attribute, of[0]));
+    }
+    Execute(database, "update events set " + values + " where record = " + std::to_string(i));
+  }
+}
+
+void FillTypes(sqlite3* database) {
+  Execute(database,
+          "create table fires as select * from events where type = 'fire';"
+          "create table sends as select * from events where type = 'send';"
+          "create table switches as select * from events where type = 'switch'; commit");
+}
+
+void FillEvents(sqlite3* database, const std::vector<Event>& events, const ArrayShape& shape) {
   std::string columns = "type TEXT";
   std::string marks = "?";
   for (const char* const name : NAMES) {
@@ -120,10 +167,19 @@ void FillPlainTables(sqlite3* database, const std::vector<Event>& events, const 
     step += events[i].cycle != before ? 1 : 0;
   }
   sqlite3_finalize(statement);
-  Execute(database,
-          "create table fires as select * from events where type = 'fire';"
-          "create table sends as select * from events where type = 'send';"
-          "create table switches as select * from events where type = 'switch'; commit");
+}
+
+}  // namespace
+
+void FillPlainTables(sqlite3* database, const std::vector<Event>& events, const ArrayShape& shape) {
+  FillEvents(database, events, shape);
+  FillTypes(database);
+}
+
+void FillPlainTables(sqlite3* database, const NotedEvents& noted, const ArrayShape& shape) {
+  FillEvents(database, noted.events, shape);
+  AddNotes(database, noted);
+  FillTypes(database);
 }
 
 }  // namespace marrowfin::testing

@@ -452,6 +452,57 @@ TEST_F(NotedQueryTest, EveryValueIsARowOfItsOwn) {
             Rows("select * from notes where record between 100 and 200"));
 }
 
+class LongNotedQueryTest : public QueryTest {
+ protected:
+  LongNotedQueryTest() {
+    std::mt19937 random(4);
+    testing::RandomTraceOptions options;
+    options.records = 100000;
+    options.perCycle = 50;
+    const testing::NotedEvents noted =
+        testing::RandomNotes(random, testing::RandomEvents(random, options));
+    Open(testing::Encode(noted.events), options.shape, testing::NotesBytes(noted, random, 1000));
+  }
+
+  int Looks(const std::string& sql) {
+    int looks = 0;
+    KeptAnswer answer;
+    EXPECT_TRUE(IsFine(query->Run(sql, {}, answer, [&](const Progress&) { return ++looks > 0; })));
+    return looks;
+  }
+};
+
+TEST_F(LongNotedQueryTest, WhatIsNotedOfOnePacketIsFoundWithoutGoingThroughAllRecords) {
+  // Makes the index of the notes.
+  EXPECT_THAT(Rows("select count(*) from events where packet = 1"), Not(ElementsAre("0")));
+  const int all = Looks("select count(*) from events where +packet = 2500");
+  EXPECT_LE(20, all);
+  EXPECT_GE(all / 4, Looks("select count(*) from events where packet = 2500"));
+  EXPECT_GE(all / 4, Looks("select * from events where packet = 2500 order by record desc"));
+  EXPECT_GE(all / 4, Looks("select * from sends where packet = 2500 and kind = 'inject'"));
+  EXPECT_EQ(0, Looks("select * from events where kind = 'no such kind'"));
+  EXPECT_EQ(Rows("select record from events where +packet = 2500"),
+            Rows("select record from events where packet = 2500"));
+  EXPECT_THAT(Rows("select count(*) from events where packet = 2500"), Not(ElementsAre("0")));
+}
+
+TEST_F(NotedQueryTest, NotesOfAnotherTraceMeetNoCondition) {
+  std::mt19937 random(11);
+  testing::RandomTraceOptions options;
+  options.records = 3000;
+  const testing::NotedEvents other =
+      testing::RandomNotes(random, testing::RandomEvents(random, options));
+  // The first block is of this trace, so that they are not refused at once.
+  testing::NotedEvents mixed = noted;
+  std::copy(other.events.begin() + 1500, other.events.end(), mixed.events.begin() + 1500);
+  Open(testing::Encode(noted.events), options.shape, testing::NotesBytes(mixed, random, 300));
+  ASSERT_NE(nullptr, companion->Notes());
+  KeptAnswer answer;
+  ASSERT_TRUE(IsFine(query->Run("select count(*) from events where packet > 70", {}, answer)));
+  EXPECT_EQ("0", answer.lines.back());
+  EXPECT_EQ(Fault::OTHER_TRACE, query->Refused().kind);
+}
+
 TEST_F(NotedQueryTest, SamplesOfCountersAreRows) {
   EXPECT_THAT(Rows("select count(*) > 0, count(distinct name) from counters"), ElementsAre("1 1"));
   EXPECT_EQ(Rows("select * from counters where +cycle between 100 and 300"),

@@ -1,5 +1,7 @@
 #include "tests/sql/RandomClause.h"
 
+#include <algorithm>
+
 namespace marrowfin::testing {
 
 namespace {
@@ -13,6 +15,9 @@ constexpr const char* OF_SENDS[] = {"to_col",        "to_row",         "to_clust
 }  // namespace
 
 std::string RandomClause::Column(const std::string& table) {
+  if (noted && Below(2) == 0) {
+    return One({"packet", "packet", "kind", "kind", "created", "size", "energy"});
+  }
   if (table == "sends" && Below(3) == 0) {
     return One(OF_SENDS);
   }
@@ -27,12 +32,15 @@ std::string RandomClause::Column(const std::string& table) {
 
 std::string RandomClause::Number(const std::string& column) {
   const Event& event = events[Below(events.size())];
-  uint64_t number = column == "record"   ? Below(events.size())
-                    : column == "cycle"  ? event.cycle
-                    : column == "step"   ? Below(events.size() / 3 + 1)
-                    : column == "thread" ? event.thread
-                    : column == "col"    ? event.at.column
-                                         : Below(20);
+  uint64_t number = column == "record"    ? Below(events.size())
+                    : column == "cycle"   ? event.cycle
+                    : column == "created" ? event.cycle - std::min(event.cycle, Below(9))
+                    : column == "packet"  ? Below(events.size() / 20 + 8)
+                    : column == "size"    ? size_t{8} << Below(4)
+                    : column == "step"    ? Below(events.size() / 3 + 1)
+                    : column == "thread"  ? event.thread
+                    : column == "col"     ? event.at.column
+                                          : Below(20);
   number += Below(8) == 0 ? Below(3) : 0;
   return std::to_string(number);
 }
@@ -41,6 +49,9 @@ std::string RandomClause::Number(const std::string& column) {
 std::string RandomClause::Value(const std::string& column) {
   if (column == "type" && Below(8) != 0) {
     return One({"'fire'", "'send'", "'switch'", "'FIRE'", "'none'"});
+  }
+  if (column == "kind" && Below(8) != 0) {
+    return One({"'compute'", "'inject'", "'wait'", "'barrier'", "'BARRIER'", "'none'", "'3'"});
   }
   if (Below(8) != 0) {
     return Number(column);

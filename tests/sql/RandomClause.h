@@ -13,8 +13,9 @@ namespace marrowfin::testing {
 // events of a trace, with values of every kind that SQL lets one compare with.
 class RandomClause {
  public:
-  RandomClause(std::mt19937& random, const std::vector<Event>& events)
-      : random(random), events(events) {}
+  // Also on what is noted of events, where `noted`.
+  RandomClause(std::mt19937& random, const std::vector<Event>& events, bool noted = false)
+      : random(random), events(events), noted(noted) {}
 
   // Conditions on up to four columns of a table, joined by and, or and not.
   std::string Where(const std::string& table);
@@ -36,6 +37,7 @@ class RandomClause {
 
   std::mt19937& random;
   const std::vector<Event>& events;
+  const bool noted;
 };
 
 }  // namespace marrowfin::testing
