@@ -15,8 +15,13 @@ struct alignas(std::max_align_t) Chunk {
   Chunk* next;
 };
 
-// The last archive that an error left as it was: closing it would write again and fall over.
-OTF2_Archive* abandoned = nullptr;
+// What an error left as it was: closing it would write again and fall over. It is kept in sight of
+// what looks for memory that nobody knows of any more.
+struct {
+  OTF2_Archive* archive = nullptr;
+  OTF2_EvtWriter* events = nullptr;
+  OTF2_GlobalDefWriter* definitions = nullptr;
+} abandoned;
 
 bool IsLackOfMemory(OTF2_ErrorCode result, int number) {
   return number == ENOMEM || result == OTF2_ERROR_ENOMEM || result == OTF2_ERROR_MEM_FAULT ||
@@ -53,7 +58,7 @@ Otf2Archive::~Otf2Archive() {
     fault = met;
   }
   if (archive != nullptr) {
-    abandoned = archive;
+    abandoned = {archive, events, definitions};
   }
   OTF2_Error_RegisterCallback(toldBefore, nullptr);
 }
