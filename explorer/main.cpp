@@ -52,7 +52,7 @@ struct ExplorerFlags {
 
   void Declare(CLI::App& app) {
     CLI::Option* const files =
-        app.add_option("TRACE", server.files, "The traces: plain files, or packed by gzip or zstd");
+        app.add_option("TRACE", server.files, "The traces: plain files, packed or not");
     AddCount(app, "--port", server.port, "Where to listen; if it is taken the next free one")
         ->capture_default_str();
     app.add_option("--listen", server.listen,

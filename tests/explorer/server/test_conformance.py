@@ -4,8 +4,10 @@ import json
 import math
 import os
 import pathlib
+import subprocess
 
-from client import Server, record
+import pytest
+from client import PROGRAM, Server, record
 
 FOLDER = pathlib.Path(__file__).parents[1] / "conformance"
 
@@ -15,11 +17,16 @@ def plain(value):
     return None if isinstance(value, float) and math.isnan(value) else value
 
 
-def test_every_recorded_question_has_its_recorded_answer(tmp_path):
+@pytest.mark.parametrize("packed", [False, True])
+def test_every_recorded_question_has_its_recorded_answer(tmp_path, packed):
     cases = json.loads((FOLDER / "questions.json").read_text(encoding="utf-8"))
     trace = tmp_path / "t.trace"
     trace.write_bytes(b"".join(record(kind, *map(int, numbers))
                                for kind, *numbers in (line.split() for line in cases["trace"])))
+    if packed:
+        tool = pathlib.Path(PROGRAM).with_name("marrowfin-trace")
+        trace.rename(tmp_path / "raw")
+        subprocess.run([tool, "pack", tmp_path / "raw", "-o", trace], check=True, capture_output=True)
     answers = []
     with Server(trace) as server:
         server.until_ready()

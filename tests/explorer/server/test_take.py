@@ -57,6 +57,35 @@ def test_what_is_taken_away_has_the_bytes_of_the_command_line(served, tmp_path):
         assert reply.bytes == by_hand(trace, tmp_path, ending, *words), query
 
 
+@pytest.fixture(scope="module", name="twins")
+def a_run_and_the_same_packed_with_its_companion(tmp_path_factory):
+    raw = tmp_path_factory.mktemp("raw") / "run.trace"
+    packed = tmp_path_factory.mktemp("packed") / "run.trace"
+    table = raw.with_name("run.csv")
+    table.write_text("cycle,type,thread,column,row,toColumn,toRow,size,kind\n" + "".join(
+        f"{i // 2},send,{i % 2},{i % 8},{i // 8 % 8},{i // 3 % 8},0,{i % 5},request\n" if i % 3 == 0 else
+        f"{i // 2},fire,{i % 2},{i % 8},{i // 8 % 8},,,{i % 5},wait\n" for i in range(600)))
+    for words in (["import", "--format", "csv", table, "-o", raw], ["pack", raw, "-o", packed]):
+        subprocess.run([TRACE_TOOL, *words], check=True, capture_output=True)
+    assert not packed.with_name("run.trace.notes").exists()
+    return raw, packed
+
+
+def test_of_a_packed_trace_the_same_is_taken_away(twins):
+    taken = []
+    for trace in twins:
+        with Server(trace.name, folder=trace.parent) as server:
+            fingerprint = server.until_ready()["traces"][0]["fingerprint"]
+            replies = [server.request("GET", f"/api/take?trace={fingerprint}&{query}") for query in (
+                "what=plot&kind=heat&format=svg", "what=plot&kind=timeline", "what=stats", "what=report",
+                "what=events", "what=events&where=size%3E=3", "what=events&kind=wait&format=text",
+                "what=trace&first=50&last=90", "what=trace&format=packed&first=50&last=90")]
+            assert [reply.status for reply in replies] == [200] * len(replies)
+            taken.append([reply.bytes for reply in replies])
+    assert taken[0] == taken[1]
+    assert b"request" in taken[0][4]
+
+
 def test_numbers_are_those_of_stats(served):
     server, trace, fingerprint = served
     reply = server.request("GET", f"/api/take?trace={fingerprint}&what=stats&first=3&last=77")
