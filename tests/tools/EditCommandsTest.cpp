@@ -221,6 +221,34 @@ TEST_F(EditCommandsTest, NoTraceIsReadAndWrittenAtOnce) {
   EXPECT_EQ(2, Run({"cut", "x.notes", "-o", "x", "--force"}).exitStatus);
 }
 
+TEST_F(EditCommandsTest, AMergedTraceIsShownAsTheRunsToldTheirArrayWhereThatHoldsAllOfThem) {
+  RecordChain("a.trace", 100);
+  RecordChain("b.trace", 50);
+  Done({"shift", "b.trace", "--move", "8,0", "-o", "right.trace"});
+  EXPECT_THAT(Done({"merge", "a.trace", "b.trace", "-o", "both.trace"}),
+              HasSubstr("marrowfin -c 2 -d 1 -p 4 -f both.trace"));
+  json view = RunForJson({"info", "both.trace"})["view"];
+  EXPECT_EQ(2, view["clusters"]);
+  EXPECT_EQ(4, view["pes"]);
+  EXPECT_THAT(Done({"state", "both.trace", "--cycle", "90"}), HasSubstr("-c 2 -d 1 -p 4"));
+  // One tells its array, but not all is on it.
+  EXPECT_THAT(Done({"merge", "a.trace", "right.trace", "-o", "wide.trace"}),
+              HasSubstr("marrowfin -c 1 -d 1 -p 15 -f wide.trace"));
+  EXPECT_EQ(std::string::npos, Bytes("wide.trace.about").find("[array]"));
+  view = RunForJson({"info", "wide.trace"})["view"];
+  EXPECT_EQ(15, view["pes"]);
+  for (const std::string name : {"both.trace", "wide.trace"}) {
+    ExpectGood(name);
+    for (const Line& line : std::vector<Line>{{"stats", name},
+                                              {"notes", name, "--counters"},
+                                              {"why", name},
+                                              {"events", name, "--packet", "7"},
+                                              {"plot", "heat", name, "-o", name + ".svg"}}) {
+      EXPECT_EQ(0, Run(line).exitStatus) << line[0];
+    }
+  }
+}
+
 // Their checksums hold, but somebody made up what they say. What has no notes is read once more.
 TEST_F(EditCommandsTest, TracesAreMergedAllTheSameWhereTheirIndexesContradictThem) {
   LongTrace(80000, "t.trace");

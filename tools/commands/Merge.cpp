@@ -100,14 +100,17 @@ Fault MergeAll(Merging& merging) {
   return fault;
 }
 
-EditAccount AccountOf(Merging& merging) {
+// A viewer shows it as what the runs told, where that is one array that holds all of them.
+EditAccount AccountOf(Merging& merging, const About& about) {
   EditAccount account = merging.output->Account(merging.flags.traces);
   if (account.records > 0) {
     account.firstCycle = merging.account.firstCycle;
     account.lastCycle = merging.account.lastCycle;
   }
-  merging.summarizer.Finish();
-  account.shape = SuggestShape(merging.summarizer.Get());
+  account.shape = about.array ? SquareOf(about.array->shape) : std::nullopt;
+  if (!account.shape) {
+    account.shape = SuggestShape(merging.summarizer.Get());
+  }
   return account;
 }
 
@@ -161,8 +164,9 @@ MaybeFailure Merge(const MergeFlags& flags, const Console& console) {
     trace->ReportNotes(console);
     abouts.push_back(trace->GetAbout());
   }
-  const About about = MergedAbout(abouts);
-  const EditAccount account = AccountOf(merging);
+  merging.summarizer.Finish();
+  const About about = MergedAbout(abouts, merging.summarizer.Get());
+  const EditAccount account = AccountOf(merging, about);
   if (MaybeFailure failure = merging.output->Commit(&about)) {
     return failure;
   }

@@ -8,6 +8,7 @@
 #include "trace/edit/MergedNotes.h"
 #include "trace/edit/RecordNumbers.h"
 #include "trace/edit/SampleFeed.h"
+#include "trace/read/FittingShapes.h"
 
 namespace marrowfin {
 namespace {
@@ -226,7 +227,7 @@ Result<MergeAccount> MergeTraces(std::span<const MergedTrace> traces, NewTrace& 
   return Merger(traces, made, progress).Merge();
 }
 
-About MergedAbout(std::span<const About* const> abouts) {
+About MergedAbout(std::span<const About* const> abouts, const Summary& merged) {
   About all;
   bool arraysDiffer = false;
   for (const About* const about : abouts) {
@@ -245,7 +246,7 @@ About MergedAbout(std::span<const About* const> abouts) {
     all.threads.insert(about->threads.begin(), about->threads.end());
     all.places.insert(about->places.begin(), about->places.end());
   }
-  if (arraysDiffer) {
+  if (arraysDiffer || (all.array && !HoldsTrace(all.array->shape, merged))) {
     all.array.reset();
   }
   return all;

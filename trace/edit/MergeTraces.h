@@ -11,6 +11,7 @@
 #include "trace/edit/NewTrace.h"
 #include "trace/edit/RecordFeed.h"
 #include "trace/read/NotesFile.h"
+#include "trace/read/Summary.h"
 
 namespace marrowfin {
 
@@ -49,8 +50,9 @@ struct MergeAccount {
                                                const ProgressCallback& progress = {});
 
 // What is told of the traces together: of what several tell what the first one does; the array
-// where all that tell one tell the same. Null stands for a trace of which nothing is told.
-About MergedAbout(std::span<const About* const> abouts);
+// where all that tell one tell the same and it holds the merged trace, of which `merged` is the
+// summary. Null stands for a trace of which nothing is told.
+About MergedAbout(std::span<const About* const> abouts, const Summary& merged);
 
 }  // namespace marrowfin
 

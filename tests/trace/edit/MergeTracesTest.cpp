@@ -146,14 +146,24 @@ TEST(MergedAboutTest, TheFirstThatTellsSomethingTellsItAndArraysMustAgree) {
   b.tool = "tool";
   b.threads[1] = {"other", ""};
   b.threads[2] = {"two", ""};
-  const About both = MergedAbout(std::vector<const About*>{nullptr, &a, &b});
+  const About both = MergedAbout(std::vector<const About*>{nullptr, &a, &b}, {});
   EXPECT_EQ(both.name, "first");
   EXPECT_EQ(both.tool, "tool");
   EXPECT_EQ(both.threads.at(1).name, "one");
   EXPECT_EQ(both.threads.at(2).name, "two");
   EXPECT_EQ(both.array, a.array);
   b.array = AboutArray{{4, 2, 2}};
-  EXPECT_FALSE(MergedAbout(std::vector<const About*>{&a, &b}).array);
+  EXPECT_FALSE(MergedAbout(std::vector<const About*>{&a, &b}, {}).array);
+}
+
+TEST(MergedAboutTest, AnArrayThatDoesNotHoldAllOfThemIsToldNoMore) {
+  About a;
+  a.array = AboutArray{{2, 2, 2}};
+  Summary merged;
+  merged.fired = {8, 8};
+  EXPECT_EQ(MergedAbout(std::vector<const About*>{&a, nullptr}, merged).array, a.array);
+  merged.fired = {9, 8};
+  EXPECT_FALSE(MergedAbout(std::vector<const About*>{&a, nullptr}, merged).array);
 }
 
 TEST(MergeOrderTest, TheLowestCycleGoesFirstAndOfEqualOnesTheFirstSequence) {
