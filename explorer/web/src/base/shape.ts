@@ -52,6 +52,14 @@ export const elementNumber = (shape: Shape, place: Place): number =>
 export const isInside = (shape: Shape, place: Place): boolean =>
   place.column >= 0 && place.row >= 0 && place.column < columnsOf(shape) && place.row < rowsOf(shape);
 
+const FIRST_SWITCH = 4; // where records have the switch of the first cluster, on both axes
+
+/** The place at which records have the switch of a cluster. */
+export function switchPlace(shape: Shape, cluster: PlacePair): PlacePair {
+  const span = clusterSpan(shape);
+  return [cluster[0] * span[0] + FIRST_SWITCH, cluster[1] * span[1] + FIRST_SWITCH];
+}
+
 /** "32 × 32", or "8 × 8 mesh" for an array without gaps. */
 export const shapeText = (shape: Shape): string =>
   `${columnsOf(shape)} × ${rowsOf(shape)}${isFlat(shape) ? ' mesh' : ''}`;

@@ -127,7 +127,7 @@ export class TimeFeeds {
     const { engine, trace } = this.explorer;
     const fingerprint = trace.fingerprint.peek();
     if ('counter' in lane) {
-      const question = { ...binsAsked(span), counter: lane.counter };
+      const question = { ...binsAsked(span), ...lane };
       const { head, columns } = await engine.ask(fingerprint, 'counter', question, { signal: stop });
       return { band: { ...columns, buckets: bucketsOf(columns.first, lastOf(span, head.last)) } };
     }

@@ -1,5 +1,6 @@
 import { computed, signal } from '@preact/signals';
 
+import type { PlacePair } from '../base/place';
 import type { TimeWindow } from '../base/timeScale';
 import type { Filter, Piece } from '../protocol/questions';
 
@@ -9,7 +10,8 @@ export interface CycleSpan {
   readonly last: bigint;
 }
 
-export type Lane = { readonly piece: Piece } | { readonly counter: string };
+/** Of a counter all places together, or one of them. */
+export type Lane = { readonly piece: Piece } | { readonly counter: string; readonly place?: PlacePair };
 
 /** What the timeline shows: its window, the range that every panel follows, pinned lanes. */
 export class TimeStore {

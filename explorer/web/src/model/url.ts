@@ -103,9 +103,14 @@ const piece: Field<Piece> = {
 const lane: Field<Lane> = {
   read: (value) => {
     const own = piece.read(value);
-    return own !== undefined ? { piece: own } : value.startsWith('counter:') ? { counter: value.slice(8) } : undefined;
+    const [, column, row, counter] = /^counter(?:@(\d{1,9}),(\d{1,9}))?:(.*)$/s.exec(value) ?? [];
+    if (own !== undefined || counter === undefined) {
+      return own && { piece: own };
+    }
+    return { counter, ...(column === undefined ? {} : { place: [Number(column), Number(row)] as const }) };
   },
-  write: (value) => ('piece' in value ? piece.write(value.piece) : `counter:${value.counter}`),
+  write: (value) =>
+    'piece' in value ? piece.write(value.piece) : `counter${value.place === undefined ? '' : `@${value.place.join()}`}:${value.counter}`,
 };
 
 /** "0,0..3,7": the places at two corners. */

@@ -17,7 +17,7 @@ const ALL: ViewFields = {
   camera: { zoom: 1.5, x: 10.25, y: 3 },
   range: { first: 1800n, last: 1842n },
   window: { first: 0n, last: 2n ** 64n - 1n },
-  lanes: [{ piece: { pe: [10, 20] } }, { counter: 'queue; of 3,4' }],
+  lanes: [{ piece: { pe: [10, 20] } }, { counter: 'queue; of 3,4' }, { counter: 'queue', place: [3, 4] }],
   why: 'forward',
   by: 'kind',
   ruler: 'step',

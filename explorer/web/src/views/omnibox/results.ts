@@ -1,11 +1,13 @@
 import { fuzzyMatch, matchedParts } from '../../base/fuzzy';
 import { goalsOf, type Goal } from '../../base/goals';
 import { readFilterWords } from '../../base/filterWords';
-import { isInside, unitsOf, type Shape } from '../../base/shape';
+import type { PlacePair } from '../../base/place';
+import { isInside, switchPlace, unitsOf, type Shape } from '../../base/shape';
 import { counted, thousands } from '../../base/words';
 import type { Group } from '../../commands/registry';
 import { filterOf } from '../../model/eventList';
 import { pieceText } from '../../model/selectionStore';
+import type { Lane } from '../../model/timeStore';
 import type { Answers } from '../../protocol/answers';
 import type { Piece } from '../../protocol/questions';
 import type { IconName } from '../../widgets/icons';
@@ -207,25 +209,37 @@ function namedEvents(page: Page, text: string, found: Found | undefined): readon
   ];
 }
 
+/** Where counters of what is selected stand: of a PE its own place, of a switch that at which records have it. */
+function placeOfSelected({ explorer }: Page): { readonly place: PlacePair; readonly name: string } | undefined {
+  const piece = explorer.selection.piece.value;
+  const shape = explorer.trace.shape.value;
+  if (piece === undefined || shape === undefined || !('pe' in piece || 'switch' in piece)) {
+    return undefined;
+  }
+  const place = 'pe' in piece ? piece.pe : switchPlace(shape, piece.switch);
+  return { place, name: pieceText(piece) };
+}
+
 /** Counters of the companion: each can be a lane of the timeline. */
 function counterResults(page: Page, text: string): readonly Result[] {
   const { time, trace } = page.explorer;
   const wanted = text.replace(/^\s*counters?(?:\s+|$)/i, ''); // the word alone stands for all of them
   return (text.trim() === '' ? [] : (trace.head.value?.counters ?? [])).flatMap(({ name }) => {
     const match = fuzzyMatch(name, wanted);
-    const lane = { counter: name };
-    return match === undefined
-      ? []
-      : [
-          {
-            key: `counter ${name}`,
-            group: 'Counters',
-            icon: 'pin' as const,
-            parts: matchedParts(name, match.spans),
-            detail: time.isPinned(lane) ? 'unpin the lane' : 'pin as a lane',
-            run: () => (time.isPinned(lane) ? time.unpin(lane) : time.pin(lane)),
-          },
-        ];
+    const result = (lane: Lane, where: string): Result => ({
+      key: `counter ${name}${where}`,
+      group: 'Counters',
+      icon: 'pin',
+      parts: matchedParts(name, match?.spans ?? []),
+      detail: `${time.isPinned(lane) ? 'unpin the lane' : 'pin as a lane'}${where}`,
+      run: () => (time.isPinned(lane) ? time.unpin(lane) : time.pin(lane)),
+    });
+    const at = placeOfSelected(page);
+    if (match === undefined) {
+      return [];
+    }
+    const sum = result({ counter: name }, '');
+    return at === undefined ? [sum] : [sum, result({ counter: name, place: at.place }, `, of ${at.name} alone`)];
   });
 }
 

@@ -23,7 +23,7 @@ export interface Label {
 }
 
 export const laneName = (lane: Lane): string =>
-  'counter' in lane ? lane.counter : capital(pieceText(lane.piece));
+  'counter' in lane ? lane.counter + (lane.place === undefined ? '' : ` at ${lane.place.join()}`) : capital(pieceText(lane.piece));
 
 const WORDS: Readonly<Record<string, readonly [string, string]>> = {
   pe: ['fire', 'fires'],

@@ -102,6 +102,23 @@ describe('what a text may mean', () => {
     expect(names('counter fan')).toEqual([]);
   });
 
+  it('is a counter of what is selected alone, which is another lane', () => {
+    page.explorer.selection.selectPiece({ switch: [1, 0] });
+    expect(findResults(page, 'queue', undefined).map((result) => result.detail)).toEqual([
+      'pin as a lane',
+      'pin as a lane, of switch 1,0 alone',
+    ]);
+    run('queue', 1);
+    page.explorer.selection.selectPiece({ pe: [3, 7] });
+    run('queue', 1);
+    expect(page.explorer.time.lanes.value).toEqual([
+      { counter: 'queue length', place: [8, 4] },
+      { counter: 'queue length', place: [3, 7] },
+    ]);
+    page.explorer.selection.selectPiece({ cluster: [0, 0] });
+    expect(names('queue').length).toBe(1);
+  });
+
   it('is what the companion names', () => {
     const found = {
       places: [{ at: [3, 7], name: 'root' }],
