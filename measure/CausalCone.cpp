@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <tuple>
+#include <vector>
 
 #include "measure/Pace.h"
 #include "trace/base/PlaceTable.h"
@@ -88,6 +90,30 @@ class Counter {
   std::vector<uint64_t> fires;
 };
 
+// Calls `take` with each batch that has records of a set, and the rows of those. A fault where the
+// trace cannot be read, or the work is to stop.
+template <class Take>
+Fault ForEachBatch(const TimedTrace& trace, const RecordSet& records, Pace& pace, Take take) {
+  const auto batch = std::make_unique<TimedBatch>();
+  std::vector<uint16_t> rows;
+  std::optional<uint64_t> at = records.From(0);
+  while (at) {
+    if (Fault fault = trace.Reload(trace.BatchOf(*at), *batch)) {
+      return fault;
+    }
+    const uint64_t end = batch->columns.firstRecord + batch->columns.size;
+    rows.clear();
+    for (; at && *at < end; at = records.From(*at + 1)) {
+      rows.push_back(static_cast<uint16_t>(*at - batch->columns.firstRecord));
+      if (!pace.GoOn(*at)) {
+        return CancelledFault(trace.Source().Name());
+      }
+    }
+    take(batch->columns, rows);
+  }
+  return {};
+}
+
 }  // namespace
 
 Result<CausalCone> FindCone(const Causes& causes, uint64_t record, ConeDirection direction,
@@ -100,22 +126,31 @@ Result<CausalCone> FindCone(const Causes& causes, uint64_t record, ConeDirection
     return CancelledFault(causes.trace.Source().Name());
   }
   Counter counter(cone);
-  const auto batch = std::make_unique<TimedBatch>();
-  std::optional<uint64_t> at = cone.records.From(0);
-  while (at) {
-    if (Fault fault = causes.trace.Reload(causes.trace.BatchOf(*at), *batch)) {
-      return fault;
+  const auto take = [&](const Columns& columns, const std::vector<uint16_t>& rows) {
+    for (const uint16_t row : rows) {
+      counter.Add(columns, row);
     }
-    const uint64_t end = batch->columns.firstRecord + batch->columns.size;
-    for (; at && *at < end; at = cone.records.From(*at + 1)) {
-      counter.Add(batch->columns, static_cast<size_t>(*at - batch->columns.firstRecord));
-      if (!pace.GoOn(*at)) {
-        return CancelledFault(causes.trace.Source().Name());
-      }
-    }
+  };
+  if (Fault fault = ForEachBatch(causes.trace, cone.records, pace, take)) {
+    return fault;
   }
   counter.End();
   return cone;
+}
+
+Result<SpaceTime> ConeOverTime(const Causes& causes, const CausalCone& cone, SpaceTime map,
+                               const ProgressCallback& progress) {
+  Pace pace(progress, causes.graph.Records());
+  const auto take = [&](const Columns& columns, const std::vector<uint16_t>& rows) {
+    Selection found;
+    found.columns = &columns;
+    found.rows = rows;
+    map.Add(found);
+  };
+  if (Fault fault = ForEachBatch(causes.trace, cone.records, pace, take)) {
+    return fault;
+  }
+  return map;
 }
 
 }  // namespace marrowfin

@@ -6,6 +6,7 @@
 
 #include "measure/FindCauses.h"
 #include "measure/RecordSet.h"
+#include "measure/SpaceTime.h"
 #include "trace/base/Progress.h"
 
 namespace marrowfin {
@@ -37,6 +38,10 @@ enum class ConeDirection { BACK, FORWARD };
 [[nodiscard]] Result<CausalCone> FindCone(const Causes& causes, uint64_t record,
                                           ConeDirection direction,
                                           const ProgressCallback& progress = {});
+
+// Its fires on a map of places and times that has none yet. Faults as of FindCone.
+[[nodiscard]] Result<SpaceTime> ConeOverTime(const Causes& causes, const CausalCone& cone,
+                                             SpaceTime map, const ProgressCallback& progress = {});
 
 }  // namespace marrowfin
 

@@ -29,7 +29,7 @@ HeatPlot::HeatPlot(HeatMap heat)
     : map(std::move(heat)),
       units(AskedUnits(map)),
       scale(ScaleOf(map)),
-      bar(AskedValues(map), scale, map.unit, LevelName(map.level)) {}
+      bar(AskedValues(map), scale, map.unit, LevelName(map.level), map.zero) {}
 
 PlotBody::Margins HeatPlot::GetMargins(const PlotStyle& style) const {
   Margins margins = ArrayGrid::MarginsFor(map.shape, map.level, style);

@@ -21,6 +21,7 @@ struct HeatMap {
   bool whole = false;              // whether they are counts
   std::string unit;                // of the scale: "fires per PE"
   std::optional<double> scaleMax;  // the end of the scale; what is above takes the last colour
+  std::string zero = "never";      // what units with exactly zero are called beside the scale
   // The numbers of the units that were asked for, ascending; unless given all. Nothing is shown or
   // said of others.
   std::optional<std::vector<size_t>> units = {};

@@ -39,8 +39,12 @@ HeatScale ScaleOf(std::span<const double> values, std::optional<double> end) {
 }
 
 ScaleBar::ScaleBar(std::span<const double> values, const HeatScale& scale, std::string title,
-                   std::string thing)
-    : scale(scale), title(std::move(title)), thing(std::move(thing)), counts(Theme::STEPS) {
+                   std::string thing, std::string zero)
+    : scale(scale),
+      title(std::move(title)),
+      thing(std::move(thing)),
+      zero(std::move(zero)),
+      counts(Theme::STEPS) {
   for (const double value : values) {
     counts[scale.StepOf(value)] += value > 0 ? 1 : 0;
     never += value > 0 ? 0 : 1;
@@ -58,7 +62,7 @@ void ScaleBar::DrawNever(Canvas& canvas, Spot spot, const PlotStyle& style) cons
   canvas.Fill(box, theme.paper);
   canvas.Frame(box, {theme.mute, 0.35});
   canvas.Fill({box.x + wide / 2 - 0.4, box.y + box.height / 2 - 0.4, 0.8, 0.8}, theme.rule);
-  canvas.Text("never", {spot.x + wide + 3, spot.y + size * 1.3}, Align::LEFT, size, theme.ink);
+  canvas.Text(zero, {spot.x + wide + 3, spot.y + size * 1.3}, Align::LEFT, size, theme.ink);
 }
 
 void ScaleBar::DrawStanding(Canvas& canvas, const Box& area, const PlotStyle& style) const {

@@ -30,9 +30,9 @@ HeatScale ScaleOf(std::span<const double> values, std::optional<double> end = {}
 class ScaleBar {
  public:
   // `title` is the unit, "fires per PE"; `thing` is what has a value: "PE", of which zeros are told
-  // as "never".
+  // as `zero`.
   ScaleBar(std::span<const double> values, const HeatScale& scale, std::string title,
-           std::string thing);
+           std::string thing, std::string zero = "never");
 
   // Points that it takes, right of a plot.
   static double StandingWidth(const PlotStyle& style) { return 52 * style.text; }
@@ -55,6 +55,7 @@ class ScaleBar {
   HeatScale scale;
   std::string title;
   std::string thing;
+  std::string zero;
   std::vector<size_t> counts;  // values on each step
   size_t most = 1;             // of those
   size_t never = 0;

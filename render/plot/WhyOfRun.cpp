@@ -7,7 +7,9 @@
 
 #include "measure/NumberText.h"
 #include "measure/ShareText.h"
+#include "render/plot/ArrayAndMapPlot.h"
 #include "render/plot/ArrayGrid.h"
+#include "render/plot/CauseWords.h"
 #include "render/plot/SpaceTimePlot.h"
 #include "render/plot/WhyPlot.h"
 
@@ -17,15 +19,6 @@ namespace {
 constexpr char ARRAY_WORDS[] =
     "on the array: straight lines are not routes, width = how often the chain goes that way, ring "
     "= start, square = end";
-
-std::string EventWords(const TraceEvent& event) {
-  const std::string at = PlaceText(event.at.column, event.at.row);
-  return (event.type == FIRE_RECORD ? "fire: PE " + at
-          : event.type == SEND_RECORD
-              ? "message: " + at + " to " + PlaceText(event.to.column, event.to.row)
-              : "transmission: switch at " + at) +
-         ", thread " + std::to_string(event.thread) + ", cycle " + CountText(event.cycle);
-}
 
 std::string FindingOf(const PlottedChain& of) {
   const CausalChain& chain = of.chain;
@@ -42,13 +35,6 @@ std::string FindingOf(const PlottedChain& of) {
     finding += "; longest single message " + CountOf(chain.longestMessage, "cycle");
   }
   return finding;
-}
-
-std::string EvidenceWords(const CausalChain& chain) {
-  return chain.IsCertain()
-             ? "causes as the run told them"
-             : "inferred: a fire is taken to use all messages to its PE and thread that were sent "
-               "before; likely, not certain";
 }
 
 PlotNumbers NumbersOf(const PlottedRun& run, const PlottedChain& of) {
@@ -79,10 +65,6 @@ PlotNumbers NumbersOf(const PlottedRun& run, const PlottedChain& of) {
   return numbers;
 }
 
-// Half of a wide page is the array.
-constexpr double ARRAY_PART = 0.46;
-constexpr double NARROW = 300;
-
 }  // namespace
 
 Result<PlottedChain> ChainToPlot(const Causes& causes, const ArrayShape& shape, uint64_t record,
@@ -102,8 +84,7 @@ Result<PlottedChain> ChainToPlot(const Causes& causes, const ArrayShape& shape, 
   plotted.isEnd = causes.last == record;
   plotted.firstTime = causes.firstTime;
   plotted.lastTime = causes.lastTime;
-  const double width = style.width * (style.width < NARROW || style.slide ? 1 : ARRAY_PART);
-  plotted.level = std::max(LevelFor(shape, width - 60, style.Scale()), finest);
+  plotted.level = std::max(LevelBesideMap(shape, style), finest);
   Result<ChainPath> path = PathOf(causes, plotted.chain, shape, plotted.level, progress);
   if (!path) {
     return path.Why();
@@ -112,9 +93,17 @@ Result<PlottedChain> ChainToPlot(const Causes& causes, const ArrayShape& shape, 
   return plotted;
 }
 
+Level LevelBesideMap(const ArrayShape& shape, const PlotStyle& style) {
+  const bool alone = style.width < ArrayAndMapPlot::NARROW || style.slide;
+  const double width = style.width * (alone ? 1 : ArrayAndMapPlot::ARRAY_PART);
+  return LevelFor(shape, width - 60, style.Scale());
+}
+
 SpaceTimeQuestion MapOfChain(const ArrayShape& shape, const PlotStyle& style) {
   PlotStyle part = style;
-  part.width = style.width < NARROW ? style.width : style.width * (1 - ARRAY_PART);
+  part.width = style.width < ArrayAndMapPlot::NARROW
+                   ? style.width
+                   : style.width * (1 - ArrayAndMapPlot::ARRAY_PART);
   const SpaceTimeSize size = SpaceTimeSizeFor(part);
   SpaceTimeQuestion question;
   question.shape = shape;
@@ -130,14 +119,13 @@ Plot PlotWhy(const PlottedRun& run, const PlottedChain& of, SpaceTime counted,
   colours.scale = SpaceTimeScaleOf(RatesOf(*map));
   colours.unit = "fires per PE per cycle";
   Plot plot;
-  const std::string event = of.event.type == FIRE_RECORD   ? "fire"
-                            : of.event.type == SEND_RECORD ? "message"
-                                                           : "transmission";
+  const std::string event = CauseEventName(of.event);
   plot.words.title = "Chain that led to " + (of.isEnd ? "the last " + event : "this " + event) +
                      (of.chain.IsCertain() ? "" : " (inferred)");
   plot.words.finding = FindingOf(of);
   plot.words.caption = CaptionOf(
-      run, {(of.isEnd ? "last " : "") + EventWords(of.event), EvidenceWords(of.chain),
+      run, {(of.isEnd ? "last " : "") + CauseEventWords(of.event),
+            CauseEvidenceWords(of.chain.IsCertain()),
             of.level == Level::PE ? "" : "drawn by " + std::string(LevelName(of.level)),
             ARRAY_WORDS, style.slide ? "" : "on the map: background = fires as in spacetime"});
   plot.numbers = [&run, &of] { return NumbersOf(run, of); };

@@ -30,6 +30,9 @@ struct PlottedChain {
                                                Level finest = Level::PE,
                                                const ProgressCallback& progress = {});
 
+// The level at which an array is drawn beside such a map.
+Level LevelBesideMap(const ArrayShape& shape, const PlotStyle& style);
+
 // How fine the map of fires is that stands in it.
 SpaceTimeQuestion MapOfChain(const ArrayShape& shape, const PlotStyle& style);
 

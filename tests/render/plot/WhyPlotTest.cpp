@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "measure/CountSpaceTime.h"
+#include "render/plot/ConeOfRun.h"
 #include "render/plot/WhyOfRun.h"
 #include "tests/render/plot/Pictures.h"
 #include "tests/trace/support/RandomTrace.h"
@@ -90,6 +91,66 @@ TEST_F(WhyPlotTest, PicturesAreToThePixelThoseThatWereLookedAt) {
                     BytesOf(PlotOf(), StyleOf(PlotFormat::PNG, PlotStyle::COLUMN, Theme::Dark())));
   EXPECT_NE(BytesOf(PlotOf(), wide), BytesOf(PlotOf(false), wide)) << "another chain";
   EXPECT_NE(BytesOf(PlotOf(), wide), BytesOf(PlotOf(true, Level::CLUSTER), wide));
+}
+
+// What led to the last fire of thread 1, and what followed from its first one.
+class ConePlotTest : public WhyPlotTest {
+ protected:
+  Plot PlotOf(ConeDirection direction, const PlotStyle& style) {
+    const bool back = direction == ConeDirection::BACK;
+    Result<PlottedCone> found =
+        ConeToPlot(*causes, back ? Chain(true).chain.last : Chain(true).chain.first, direction);
+    EXPECT_TRUE(IsFine(found.Why()));
+    cone = std::move(found).Take();
+    Result<SpaceTime> map = ConeOverTime(*causes, cone.cone, EmptyMapOf(counted.run, style));
+    EXPECT_TRUE(IsFine(map.Why()));
+    EXPECT_EQ(map->Total(), cone.cone.fires) << "all of its fires are on the map";
+    return PlotCone(counted.run, cone, std::move(map).Take(), style);
+  }
+
+  RunSlack Slack() const {
+    Result<RunSlack> slack = FindSlack(*causes);
+    EXPECT_TRUE(IsFine(slack.Why()));
+    return std::move(slack).Take();
+  }
+
+  PlottedCone cone;
+};
+
+TEST_F(ConePlotTest, PicturesAreToThePixelThoseThatWereLookedAt) {
+  const PlotStyle wide = StyleOf(PlotFormat::PNG, PlotStyle::WIDE);
+  const PlotStyle narrow = StyleOf(PlotFormat::PNG, PlotStyle::COLUMN, Theme::Dark());
+  const std::string back = BytesOf(PlotOf(ConeDirection::BACK, wide), wide);
+  ExpectKeptPicture("cone-back.png", back);
+  ExpectKeptPicture("cone-forward-narrow-dark.png",
+                    BytesOf(PlotOf(ConeDirection::FORWARD, narrow), narrow));
+  EXPECT_NE(back, BytesOf(PlotOf(ConeDirection::FORWARD, wide), wide));
+  const RunSlack slack = Slack();
+  const PlotStyle column = StyleOf(PlotFormat::PNG, PlotStyle::COLUMN);
+  ExpectKeptPicture("slack.png", BytesOf(PlotSlack(counted.run, slack, false, column), column));
+}
+
+TEST_F(ConePlotTest, WordsTellTheEventTheDirectionAndHowMuchThereIs) {
+  const Plot back = PlotOf(ConeDirection::BACK, {});
+  EXPECT_EQ(back.words.title, "All that led to this fire (inferred)");
+  EXPECT_THAT(back.words.finding,
+              StartsWith("60 fires and 59 messages at 4 of 32 PEs, cycles 0 to 472; most at PE "));
+  EXPECT_THAT(back.words.caption, HasSubstr("fire: PE (7, 3), thread 1, cycle 472"));
+  EXPECT_EQ(PlotOf(ConeDirection::FORWARD, {}).words.title,
+            "All that followed from this fire (inferred)");
+  const PlotNumbers numbers = PlotOf(ConeDirection::FORWARD, {}).numbers();
+  ASSERT_EQ(numbers.tables.size(), 1U);
+  EXPECT_EQ(numbers.tables[0].Rows(), cone.cone.places.size());
+}
+
+TEST_F(ConePlotTest, SlackTellsThePlacesWithoutAnyAndTheOneWithMost) {
+  const RunSlack slack = Slack();
+  const Plot plot = PlotSlack(counted.run, slack, false, {});
+  EXPECT_EQ(plot.words.title, "Least slack of each PE (inferred)");
+  EXPECT_THAT(plot.words.finding, HasSubstr(" that fired have a fire without any slack; most "));
+  EXPECT_EQ(plot.numbers().tables[0].Rows(), slack.places.size());
+  EXPECT_EQ(PlotSlack(counted.run, {}, true, {}).words.finding,
+            "no fires, so there is no slack to tell");
 }
 
 TEST_F(WhyPlotTest, TheSamePlotHasTheSameBytesInEachFormat) {
