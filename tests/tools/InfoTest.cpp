@@ -225,6 +225,17 @@ TEST_F(InfoTest, AFlatMeshIsViewedAsOneClusterOfOneDomain) {
                        "view it with  marrowfin -c 1 -d 1 -p 7 -f t.trace\n"));
 }
 
+TEST_F(InfoTest, OneOfAKindIsToldInTheSingular) {
+  Trace("fire 1 0 0 0\nswitch 0 0 0 1\n");
+  const std::string text = Run({"info", "t.trace"}).out;
+  EXPECT_THAT(text, HasSubstr("\ntransmissions 1 by 1 switch\n"));
+  EXPECT_THAT(text, HasSubstr(", 1 change\n"));
+  EXPECT_THAT(text, HasSubstr("\norder         the cycle falls 1 time, first at record 1\n"));
+  EXPECT_THAT(text, HasSubstr("\nextent        1 column, 1 row\n"));
+  Trace("fire 1 0 6 0\n");
+  EXPECT_THAT(Run({"info", "t.trace"}).out, HasSubstr("\nrectangle     7 columns x 1 row: "));
+}
+
 TEST_F(InfoTest, AMessageThatGoesFartherThanAnyArrayTakesNoArrayAway) {
   Trace("fire 1 0 9 9\nsend 2 0 0 0 0 4096\nsend 3 0 4294967295 0 17 0\n");
   EXPECT_THAT(Run({"info", "t.trace"}).out,

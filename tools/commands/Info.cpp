@@ -12,6 +12,7 @@
 #include "tools/program/CompanionText.h"
 #include "tools/program/Json.h"
 #include "tools/program/Output.h"
+#include "tools/program/PlainCount.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/TerminalText.h"
 #include "tools/program/TraceInput.h"
@@ -176,8 +177,8 @@ void PrintOthers(const std::vector<ArrayShape>& others, std::ostream& out) {
 }
 
 void PrintRectangle(const ArrayShape& shape, std::ostream& out) {
-  out << "rectangle     " << shape.Columns() << " columns x " << shape.Rows()
-      << " rows: " << LevelsText(shape) << "; no viewer shows it\n";
+  out << "rectangle     " << PlainCount(shape.Columns(), "column") << " x "
+      << PlainCount(shape.Rows(), "row") << ": " << LevelsText(shape) << "; no viewer shows it\n";
 }
 
 void PrintView(const std::string& name, const Summary& s, const Companion& companion,
@@ -211,17 +212,18 @@ void Print(const std::string& name, const Summary& s, uint64_t steps, const Comp
   }
   out << "fires         " << s.fires << "\n";
   out << "sends         " << s.sends << "\n";
-  out << "transmissions " << s.switches << " by " << s.switchPlaces.size() << " switches\n";
-  out << "cycles        " << s.firstCycle << " to " << s.maxCycle << ", " << s.changes
-      << " changes\n";
+  out << "transmissions " << s.switches << " by "
+      << PlainCount(s.switchPlaces.size(), "switch", "es") << "\n";
+  out << "cycles        " << s.firstCycle << " to " << s.maxCycle << ", "
+      << PlainCount(s.changes, "change") << "\n";
   out << "steps         " << steps << ", as the viewer draws them\n";
   if (!s.Ordered()) {
-    out << "order         the cycle falls " << s.falls << " times, first at record " << s.firstFall
-        << "\n";
+    out << "order         the cycle falls " << PlainCount(s.falls, "time") << ", first at record "
+        << s.firstFall << "\n";
   }
   PrintThreads(s, out);
-  out << "extent        " << std::max(s.fired.columns, s.sent.columns) << " columns, "
-      << std::max(s.fired.rows, s.sent.rows) << " rows\n";
+  out << "extent        " << PlainCount(std::max(s.fired.columns, s.sent.columns), "column") << ", "
+      << PlainCount(std::max(s.fired.rows, s.sent.rows), "row") << "\n";
   PrintBeside(companion, s, out);
   PrintView(name, s, companion, out);
 }

@@ -7,6 +7,7 @@
 
 #include "measure/NumberText.h"
 #include "tools/program/Json.h"
+#include "tools/program/PlainCount.h"
 #include "tools/program/ViewCommand.h"
 #include "trace/base/About.h"
 #include "trace/base/NotesFormat.h"
@@ -26,7 +27,8 @@ uint64_t CoveredRecords(const NotesFile& notes) {
 
 void PrintArray(const AboutArray& array, std::ostream& out) {
   const ArrayShape& s = array.shape;
-  out << "array         " << s.Columns() << " columns x " << s.Rows() << " rows: " << LevelsText(s)
+  out << "array         " << PlainCount(s.Columns(), "column") << " x "
+      << PlainCount(s.Rows(), "row") << ": " << LevelsText(s)
       << (array.wrapColumns ? ", columns" : "")
       << (array.wrapColumns && array.wrapRows ? " and rows"
           : array.wrapRows                    ? ", rows"
