@@ -157,6 +157,12 @@ TEST_F(IndexCommandTest, AnIndexThatContradictsItsTraceIsBuiltAnew) {
         {"plot", "heat", "t.trace", "-o", "-"},
         {"state", "t.trace", "--cycle", "4"},
         {"render", "t.trace", "--natural", "--cycle", "4", "-o", "-"},
+        {"render", "t.trace", "--natural", "--sheet", "2x2", "-o", "-"},
+        {"render", "t.trace", "--natural", "--film", "apng", "-o", "-"},
+        {"render", "t.trace", "--sheet", "2x1", "-o", "-"},
+        {"render", "t.trace", "--film", "apng", "-o", "-"},
+        {"render", "t.trace", "--step", "2", "-o", "-"},
+        {"state", "t.trace", "--step", "2"},
         {"stats", "t.trace"},
         {"stats", "t.trace", "--csv", "time"},
         {"expect", "r.toml", "t.trace"}}) {

@@ -229,8 +229,10 @@ MaybeFailure RenderPicture(const RenderFlags& flags, const Companion& companion,
   return drawn ? WritePicture(*drawn, flags.output) : OutputFailureOf(drawn.Why());
 }
 
-MaybeFailure RenderFrames(const RenderFlags& flags, const Companion& companion,
-                          const IndexedTrace& trace, const Console& console) {
+// With `damagedIndex` where it failed for that.
+MaybeFailure RenderFramesOnce(const RenderFlags& flags, const Companion& companion,
+                              const IndexedTrace& trace, const Console& console,
+                              bool& damagedIndex) {
   ArrayShape shape;
   if (MaybeFailure failure = ChooseShape(flags, companion, trace, shape)) {
     return failure;
@@ -238,7 +240,8 @@ MaybeFailure RenderFrames(const RenderFlags& flags, const Companion& companion,
   Frames frames(flags.frames, flags.moment.SkipTo(), shape, trace);
   const std::optional<uint64_t> most =
       flags.sheet ? std::optional<uint64_t>(flags.sheet->Pixels()) : std::nullopt;
-  if (MaybeFailure failure = frames.Plan(shape, console, most)) {
+  if (MaybeFailure failure = frames.Plan(console, most)) {
+    damagedIndex = frames.MetDamagedIndex();
     return failure;
   }
   std::unique_ptr<MomentRenderer> renderer;
@@ -246,8 +249,25 @@ MaybeFailure RenderFrames(const RenderFlags& flags, const Companion& companion,
     return failure;
   }
   Account(flags, *renderer, std::to_string(frames.Count()) + " moments", shape, console);
-  return flags.sheet ? WriteSheet(flags, frames, *renderer, console)
-                     : WriteFilm(flags, frames, *renderer, console);
+  MaybeFailure failure = flags.sheet ? WriteSheet(flags, frames, *renderer, console)
+                                     : WriteFilm(flags, frames, *renderer, console);
+  damagedIndex = frames.MetDamagedIndex();
+  return failure;
+}
+
+// Many moments. Where the index contradicts its trace all is done anew with another one, which may
+// tell another array and other moments: nothing is written before the last picture.
+MaybeFailure RenderFrames(const RenderFlags& flags, const Companion& companion, IndexedTrace& trace,
+                          const Console& console) {
+  bool damagedIndex = false;
+  const MaybeFailure failure = RenderFramesOnce(flags, companion, trace, console, damagedIndex);
+  if (!damagedIndex) {
+    return failure;
+  }
+  if (const Fault unbuilt = RebuildIndex(console, trace)) {
+    return IndexingFailureOf(unbuilt, flags.trace);
+  }
+  return RenderFramesOnce(flags, companion, trace, console, damagedIndex);
 }
 
 MaybeFailure Render(const RenderFlags& flags, const Console& console) {

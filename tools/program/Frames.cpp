@@ -35,7 +35,13 @@ MaybeFailure FrameFlags::Check(const std::optional<int>& skipTo) const {
   return std::nullopt;
 }
 
-Result<uint64_t> Frames::LastMoment(const ArrayShape& shape, const Console& console) const {
+MaybeFailure Frames::FailOf(const Fault& met) {
+  const Fault fault = BlameIndex(met, trace, shape);
+  damagedIndex = fault.kind == Fault::DAMAGED_INDEX;
+  return IndexingFailureOf(fault, trace.file->Name());
+}
+
+Result<uint64_t> Frames::LastMoment(const Console& console) const {
   const Summary& summary = trace.index->GetSummary();
   if (flags.cycles) {
     return summary.maxCycle;
@@ -48,11 +54,10 @@ Result<uint64_t> Frames::LastMoment(const ArrayShape& shape, const Console& cons
   });
 }
 
-MaybeFailure Frames::Plan(const ArrayShape& shape, const Console& console,
-                          std::optional<uint64_t> most) {
-  const Result<uint64_t> last = LastMoment(shape, console);
+MaybeFailure Frames::Plan(const Console& console, std::optional<uint64_t> most) {
+  const Result<uint64_t> last = LastMoment(console);
   if (!last) {
-    return IndexingFailureOf(last.Why(), trace.file->Name());
+    return FailOf(last.Why());
   }
   const std::string unit = flags.cycles ? "cycle " : "step ";
   // All cycles behind the last one are alike.
@@ -98,8 +103,8 @@ Fault Frames::Move(uint64_t moment) {
 }
 
 MaybeFailure Frames::Next() {
-  if (const Fault fault = Move(first + done * distance)) {
-    return IndexingFailureOf(fault, trace.file->Name());
+  if (const Fault met = Move(first + done * distance)) {
+    return FailOf(met);
   }
   ++done;
   return std::nullopt;

@@ -34,29 +34,39 @@ class Frames {
  public:
   Frames(const FrameFlags& flags, uint64_t skipTo, const ArrayShape& shape,
          const IndexedTrace& trace)
-      : flags(flags), skipTo(skipTo), trace(trace), cursor(*trace.file, *trace.index, shape) {}
+      : flags(flags),
+        skipTo(skipTo),
+        shape(shape),
+        trace(trace),
+        cursor(*trace.file, *trace.index, shape) {}
 
   // Finds the first and the last moment. With `most` moments wanted and no --every, they are as far
   // from each other as the range allows.
-  MaybeFailure Plan(const ArrayShape& shape, const Console& console,
-                    std::optional<uint64_t> most = {});
+  MaybeFailure Plan(const Console& console, std::optional<uint64_t> most = {});
 
   uint64_t Count() const { return count; }
 
   // Goes to the next of Count moments.
   MaybeFailure Next();
 
+  // Whether an answer failed since the index is damaged, or contradicts its trace: once that is
+  // built anew other frames are to be made.
+  bool MetDamagedIndex() const { return damagedIndex; }
+
   // What is to be seen at the moment that was reached.
   const ArrayState& State() const { return cursor.State(); }
 
  private:
-  Result<uint64_t> LastMoment(const ArrayShape& shape, const Console& console) const;
+  Result<uint64_t> LastMoment(const Console& console) const;
   Fault Move(uint64_t moment);
+  MaybeFailure FailOf(const Fault& met);
 
   const FrameFlags& flags;
   uint64_t skipTo;
+  ArrayShape shape;
   const IndexedTrace& trace;
   StateCursor cursor;
+  bool damagedIndex = false;
   uint64_t first = 0;
   uint64_t distance = 1;  // from one moment to the next
   uint64_t count = 0;

@@ -20,8 +20,9 @@ Result<ArrayState> Ask(const MomentFlags& moment, const ArrayShape& shape,
     line.Update(now.done, now.all);
     return !interruption.Asked();
   };
-  return moment.cycle ? reader.AtCycle(*moment.cycle, watch)
-                      : reader.AtStep(*moment.step, moment.SkipTo(), watch);
+  Result<ArrayState> state = moment.cycle ? reader.AtCycle(*moment.cycle, watch)
+                                          : reader.AtStep(*moment.step, moment.SkipTo(), watch);
+  return state ? std::move(state) : BlameIndex(state.Why(), trace, shape);
 }
 
 // A moment that a broken trace does not have, it may have had.

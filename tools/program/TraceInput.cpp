@@ -9,6 +9,7 @@
 #include "tools/program/Output.h"
 #include "tools/program/ProgressLine.h"
 #include "tools/program/Report.h"
+#include "trace/read/FittingShapes.h"
 
 namespace marrowfin {
 
@@ -116,6 +117,12 @@ Fault RebuildIndex(const Console& console, IndexedTrace& trace) {
   return TakeIndex(console, trace, [&](const ProgressCallback& progress) {
     return Index::Rebuild(*trace.file, progress);
   });
+}
+
+Fault BlameIndex(const Fault& fault, const IndexedTrace& trace, const ArrayShape& shape) {
+  const bool contradicts = fault.kind == Fault::OUTSIDE_ARRAY && trace.replaced.empty() &&
+                           HoldsTrace(shape, trace.index->GetSummary());
+  return contradicts ? trace.index->Damaged("the trace has places where it knows none") : fault;
 }
 
 Failure CutShort(const Fault& end) {

@@ -72,6 +72,10 @@ auto AskIndexed(const Console& console, IndexedTrace& trace, Question question)
   return answer;
 }
 
+// That a place lies outside an array is the index's fault where that says that the array has them
+// all, unless it was built anew for that already; other faults are handed on.
+Fault BlameIndex(const Fault& fault, const IndexedTrace& trace, const ArrayShape& shape);
+
 // Asks what depends on the array that the index tells; once more where that was built anew
 // meanwhile, since it may have told an array that is not the trace's.
 template <class Ask>
