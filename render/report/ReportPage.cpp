@@ -350,8 +350,8 @@ Result<std::string> ReportPage(const ReportedRun& reported, const Theme& theme) 
   body.Difference();
   body.Numbers();
   body.Where();
-  body.Threads();
   body.When();
+  body.Threads();
   body.Causes();
   body.Add("<div class=\"ends\">\n");
   body.Faults();

@@ -138,7 +138,7 @@ def test_the_page_is_whole_and_in_order(folder):
     assert page.one("h1").text() == "run.trace"
     assert next(page.one("head").all("title")).text() == "run.trace – report of a run"
     assert list(page.sections()) == [
-        "Numbers", "Where", "Threads", "When", "Causes", "Faults", "How this was made"]
+        "Numbers", "Where", "When", "Threads", "Causes", "Faults", "How this was made"]
     levels = [int(e.name[1]) for e in page.root.all() if re.fullmatch("h[1-6]", e.name)]
     assert levels[0] == 1 and all(b - a <= 1 for a, b in zip(levels, levels[1:]))
 
