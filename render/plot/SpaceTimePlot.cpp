@@ -35,7 +35,7 @@ size_t StrideFor(double unit, double apart) {
 }
 
 // Shares that stand below each other have equally many digits behind the point.
-std::string ShareText(double share) {
+std::string TenthsText(double share) {
   std::array<char, 16> text;
   snprintf(text.data(), text.size(), "%.1f %%", share * 100);
   return text.data();
@@ -278,7 +278,7 @@ void SpaceTimePlot::DrawBars(Canvas& canvas, const Box& area, const PlotStyle& s
                  std::max(thick, canvas.Pixel())},
                 Mixed(theme.rule, theme.mute, 1.0 / 3));
     if (all || unit == largest) {
-      canvas.Text(ShareText(share), {left + length + 2.5, middle + size * 0.36}, Align::LEFT, size,
+      canvas.Text(TenthsText(share), {left + length + 2.5, middle + size * 0.36}, Align::LEFT, size,
                   unit == largest ? theme.ink : theme.mute);
     }
   }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "measure/NumberText.h"
+#include "measure/ShareText.h"
 
 namespace marrowfin {
 namespace {
@@ -38,13 +39,12 @@ TimelinePlot::TimelinePlot(const TimeColumns& columns, std::vector<TimelineLayer
 }
 
 // Of all that is counted.
-std::string TimelinePlot::ShareText(size_t layer) const {
+std::string TimelinePlot::ShareOf(size_t layer) const {
   uint64_t all = 0;
   for (const TimelineLayer& each : layers) {
     all += SumOf(each.counts);
   }
-  const uint64_t mine = SumOf(layers[layer].counts);
-  return PercentText(all == 0 ? 0 : static_cast<double>(mine) / static_cast<double>(all));
+  return ShareText(SumOf(layers[layer].counts), all);
 }
 
 double TimelinePlot::RateOf(uint64_t count, size_t column) const {
@@ -57,7 +57,7 @@ PlotBody::Margins TimelinePlot::GetMargins(const PlotStyle& style) const {
     const double size = style.LabelSize();
     legendWidth = std::max({legendWidth, 11 + TextWidth(legend, Weight::REGULAR, size),
                             11 + size * 1.8 + TextWidth(layers[layer].name, Weight::BOLD, size) +
-                                TextWidth(ShareText(layer), Weight::REGULAR, size)});
+                                TextWidth(ShareOf(layer), Weight::REGULAR, size)});
   }
   return {30 * style.text, legendWidth, 5 + style.LabelSize() * 1.2 + style.AxisSize() * 1.8};
 }
@@ -134,7 +134,7 @@ void TimelinePlot::DrawLayerNames(Canvas& canvas, Spot bottom, const PlotStyle& 
     canvas.Text(layers[layer].name, {x + size * 1.4, y}, Align::LEFT, size, theme.ink,
                 Weight::BOLD);
     const double name = TextWidth(layers[layer].name, Weight::BOLD, size);
-    canvas.Text(ShareText(layer), {x + size * 1.8 + name, y}, Align::LEFT, size, theme.mute);
+    canvas.Text(ShareOf(layer), {x + size * 1.8 + name, y}, Align::LEFT, size, theme.mute);
   }
   canvas.Text(legend, {bottom.x, first - size * LEGEND_LINE * static_cast<double>(lines)},
               Align::LEFT, size, theme.mute);

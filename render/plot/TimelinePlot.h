@@ -33,7 +33,7 @@ class TimelinePlot : public PlotBody {
   void DrawLegend(Canvas& canvas, const Box& box, const PlotStyle& style) const override;
 
  private:
-  std::string ShareText(size_t layer) const;
+  std::string ShareOf(size_t layer) const;
   double RateOf(uint64_t count, size_t column) const;
   void DrawLayers(Canvas& canvas, const CycleScale& x, const Scale& y,
                   const PlotStyle& style) const;
