@@ -9,6 +9,7 @@
 #include "measure/MessagePairs.h"
 #include "measure/PacketFollower.h"
 #include "trace/ask/BatchCursor.h"
+#include "trace/ask/NoteMarks.h"
 
 namespace marrowfin {
 namespace {
@@ -91,7 +92,8 @@ class Grouping {
 // A pass through the records.
 class GroupCounter {
  public:
-  GroupCounter(NotesOfTrace* notes, const GroupQuestion& question) : notes(notes) {
+  GroupCounter(NotesOfTrace* notes, const GroupQuestion& question)
+      : notes(notes), chosen(notes, question.conditions) {
     for (const std::string& by : question.by) {
       groupings.emplace_back(by);
       attributes.push_back(by == GroupQuestion::THREAD ? std::nullopt
@@ -138,6 +140,9 @@ class GroupCounter {
     if (Fault fault = Read(found, consumes, consumed)) {
       return fault;
     }
+    if (Fault fault = chosen.Read(found)) {
+      return fault;
+    }
     return follower ? follower->Read(found) : Fault();
   }
 
@@ -158,22 +163,29 @@ class GroupCounter {
     const size_t row = found.rows[i];
     const Columns& columns = *found.columns;
     const Columns::Tag tag = columns.tag[row];
-    const Sort sort = SortOf(tag.thread, i);
-    for (size_t k = 0; k < groupings.size(); ++k) {
-      GroupTraffic& group = groupings[k].At(sort.Of(k));
-      group.fires += tag.type == FIRE_RECORD ? 1 : 0;
-      group.transmissions += tag.type == SWITCH_RECORD ? 1 : 0;
-      if (tag.type == SEND_RECORD) {
-        ++group.sends;
-        group.distances.Add(Apart(columns.at[row].column, columns.to[row].column) +
-                            Apart(columns.at[row].row, columns.to[row].row));
-      }
+    const Sort sort = chosen.Meet(i) ? SortOf(tag.thread, i) : Sort();
+    if (chosen.Meet(i)) {
+      Count(columns, row, sort);
     }
     if (consumed != nullptr) {
       Pair(tag.type, columns.cycle[row], found.Record(i), sort, i);
     }
     if (follower) {
       Follow(found, i, sort);
+    }
+  }
+
+  void Count(const Columns& columns, size_t row, Sort sort) {
+    const uint32_t type = columns.tag[row].type;
+    for (size_t k = 0; k < groupings.size(); ++k) {
+      GroupTraffic& group = groupings[k].At(sort.Of(k));
+      group.fires += type == FIRE_RECORD ? 1 : 0;
+      group.transmissions += type == SWITCH_RECORD ? 1 : 0;
+      if (type == SEND_RECORD) {
+        ++group.sends;
+        group.distances.Add(Apart(columns.at[row].column, columns.to[row].column) +
+                            Apart(columns.at[row].row, columns.to[row].row));
+      }
     }
   }
 
@@ -190,7 +202,7 @@ class GroupCounter {
   }
 
   void Pair(uint32_t type, uint64_t cycle, uint64_t record, Sort sort, size_t i) {
-    if (type == SEND_RECORD) {
+    if (type == SEND_RECORD && chosen.Meet(i)) {
       messages.Send(record, cycle, sort);
     } else if (type == FIRE_RECORD) {
       messages.Fire(cycle, consumed->All(i), [&](uint64_t cycles, uint64_t, Sort sent) {
@@ -203,15 +215,16 @@ class GroupCounter {
 
   void Follow(const Selection& found, size_t i, Sort sort) {
     arrived.clear();
-    follower->Add(found, i, sort.Bits(), arrived);
+    follower->Add(found, i, {sort.Bits(), chosen.Meet(i)}, arrived);
     for (const PacketLife& life : arrived) {
       for (size_t k = 0; k < groupings.size(); ++k) {
-        groupings[k].At(Sort(life.sort).Of(k)).latencies.Add(life.Latency());
+        groupings[k].At(Sort(life.entry.sort).Of(k)).latencies.Add(life.Latency());
       }
     }
   }
 
   NotesOfTrace* notes;
+  NoteMarks chosen;
   std::vector<Grouping> groupings;
   std::vector<std::optional<uint32_t>> attributes;  // of each of them; none of threads
   std::vector<const NoteValues*> values;
@@ -244,6 +257,18 @@ Fault NoSuchGroups(const std::string& name, const TraceSource& trace, const Note
 }
 
 }  // namespace
+
+void NameThreads(const About* about, std::vector<GroupedTraffic>& groups) {
+  for (GroupedTraffic& grouped : groups) {
+    if (grouped.by != GroupQuestion::THREAD || about == nullptr) {
+      continue;
+    }
+    for (GroupTraffic& group : grouped.groups) {
+      const auto found = about->threads.find(static_cast<uint32_t>(group.value));
+      group.name = found == about->threads.end() ? "" : found->second.name;
+    }
+  }
+}
 
 ValueCounts SendToFireOf(const GroupedTraffic& grouped) {
   ValueCounts all = grouped.others.sendToFire;

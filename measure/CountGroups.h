@@ -9,7 +9,9 @@
 #include "measure/Distribution.h"
 #include "measure/Timeline.h"
 #include "trace/ask/EventFilter.h"
+#include "trace/ask/NoteCondition.h"
 #include "trace/ask/NotesOfTrace.h"
+#include "trace/base/About.h"
 #include "trace/base/Progress.h"
 #include "trace/base/Result.h"
 #include "trace/index/Index.h"
@@ -53,7 +55,14 @@ struct GroupQuestion {
 
   bool packets = false;            // whether there are any to follow
   bool packetsAreThreads = false;  // and whether each thread is one, else the notes tell them
+
+  // What notes of the events must meet as well: of pairs those of the message, of packets those of
+  // the event with which they entered.
+  std::vector<NoteCondition> conditions = {};
 };
+
+// Gives threads the names that the run gave them; `about` may be null.
+void NameThreads(const About* about, std::vector<GroupedTraffic>& groups);
 
 // All messages of a grouping from their sends to the fires that consumed them.
 ValueCounts SendToFireOf(const GroupedTraffic& grouped);

@@ -4,6 +4,7 @@
 
 #include "measure/PacketFollower.h"
 #include "trace/ask/BatchCursor.h"
+#include "trace/ask/NoteMarks.h"
 
 namespace marrowfin {
 
@@ -12,18 +13,23 @@ bool TellPackets(const NotesOfTrace* notes) {
 }
 
 Result<PacketCounts> CountPackets(const TraceSource& trace, const Index& index, NotesOfTrace* notes,
-                                  const EventFilter& filter, const TimeColumns& windows,
+                                  const PacketQuestion& question,
                                   const ProgressCallback& progress) {
-  BatchCursor cursor(trace, index, filter, progress);
-  PacketFollower follower(TellPackets(notes) ? notes : nullptr, windows);
+  BatchCursor cursor(trace, index, question.filter.events, progress);
+  const bool told = !question.packetsAreThreads && TellPackets(notes);
+  PacketFollower follower(told ? notes : nullptr, question.windows);
+  NoteMarks chosen(notes, question.filter.notes);
   std::vector<PacketLife> arrived;
   Selection found;
   while (cursor.Next(found)) {
     if (Fault fault = follower.Read(found)) {
       return fault;
     }
+    if (Fault fault = chosen.Read(found)) {
+      return fault;
+    }
     for (size_t i = 0; i < found.Size(); ++i) {
-      follower.Add(found, i, 0, arrived);
+      follower.Add(found, i, {.counted = chosen.Meet(i)}, arrived);
     }
     arrived.clear();
   }

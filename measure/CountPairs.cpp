@@ -2,6 +2,7 @@
 
 #include "measure/MessagePairs.h"
 #include "trace/ask/BatchCursor.h"
+#include "trace/ask/NoteMarks.h"
 
 namespace marrowfin {
 namespace {
@@ -15,16 +16,20 @@ struct Ends {
 
 class PairCounter {
  public:
-  PairCounter(NotesOfTrace& notes, uint32_t consumes) : notes(notes), consumes(consumes) {}
+  PairCounter(NotesOfTrace& notes, uint32_t consumes, const std::vector<NoteCondition>& conditions)
+      : notes(notes), consumes(consumes), chosen(&notes, conditions) {}
 
   Fault Add(const Selection& found) {
     const Result<const NoteValues*> consumed = notes.Of(found, consumes);
     if (!consumed) {
       return consumed.Why();
     }
+    if (Fault fault = chosen.Read(found)) {
+      return fault;
+    }
     for (size_t i = 0; i < found.Size(); ++i) {
       const TraceEvent event = found.Event(i);
-      if (event.type == SEND_RECORD) {
+      if (event.type == SEND_RECORD && chosen.Meet(i)) {
         pairs.Send(event.record, event.cycle, {event.thread, event.at, event.to});
       } else if (event.type == FIRE_RECORD) {
         pairs.Fire(
@@ -51,21 +56,22 @@ class PairCounter {
 
   NotesOfTrace& notes;
   uint32_t consumes;
+  NoteMarks chosen;
   MessagePairs<Ends> pairs;
 };
 
 }  // namespace
 
 Result<std::optional<PairCounts>> CountPairs(const TraceSource& trace, const Index& index,
-                                             NotesOfTrace* notes, const EventFilter& filter,
+                                             NotesOfTrace* notes, const NotedFilter& filter,
                                              const ProgressCallback& progress) {
   const std::optional<uint32_t> consumes =
       notes != nullptr ? notes->Declarations().Attribute(CONSUMES_ATTRIBUTE) : std::nullopt;
   if (!consumes) {
     return std::optional<PairCounts>();
   }
-  BatchCursor cursor(trace, index, filter, progress);
-  PairCounter counter(*notes, *consumes);
+  BatchCursor cursor(trace, index, filter.events, progress);
+  PairCounter counter(*notes, *consumes, filter.notes);
   Selection found;
   while (cursor.Next(found)) {
     if (Fault fault = counter.Add(found)) {

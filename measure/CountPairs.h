@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "measure/Distribution.h"
-#include "trace/ask/EventFilter.h"
+#include "trace/ask/NotedCursor.h"
 #include "trace/ask/NotesOfTrace.h"
 #include "trace/base/Progress.h"
 #include "trace/base/Result.h"
@@ -26,13 +26,13 @@ struct PairCounts {
   std::optional<ConsumedMessage> slowest;  // of equally slow ones that which was consumed first
 };
 
-// Counts the pairs of which both ends are let through by the filter, in one pass; as CountGroups
-// does, of which it is the sum. Nothing where notes (null where there are none) do not tell what
-// fires consumed. A fault where the trace cannot be read, or `progress`, which counts records,
-// asked to stop.
+// Counts the pairs of which both ends are let through by the filter's conditions for events, and
+// the message by those on notes, in one pass; as CountGroups does, of which it is the sum. Nothing
+// where notes (null where there are none) do not tell what fires consumed. A fault where the trace
+// cannot be read, or `progress`, which counts records, asked to stop.
 [[nodiscard]] Result<std::optional<PairCounts>> CountPairs(const TraceSource& trace,
                                                            const Index& index, NotesOfTrace* notes,
-                                                           const EventFilter& filter,
+                                                           const NotedFilter& filter,
                                                            const ProgressCallback& progress = {});
 
 }  // namespace marrowfin

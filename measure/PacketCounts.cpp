@@ -19,12 +19,12 @@ PacketCounts::PacketCounts(const TimeColumns& windows)
     : sinceInjection(windows), sinceCreation(windows) {}
 
 void PacketCounts::Enter(uint64_t packet, uint64_t cycle, PacketRole role,
-                         std::optional<uint64_t> created, Place at, uint64_t sort) {
+                         std::optional<uint64_t> created, Place at, PacketEntry entry) {
   PacketLife life;
   life.from = at;
   life.packet = packet;
   life.injected = cycle;
-  life.sort = sort;
+  life.entry = entry;
   // What lies in the future is no creation.
   if (created && *created <= cycle) {
     life.created = created;
@@ -34,6 +34,10 @@ void PacketCounts::Enter(uint64_t packet, uint64_t cycle, PacketRole role,
     life.hopped = cycle;
   }
   journeys.emplace(packet, life);
+  if (!entry.counted) {
+    ++passedOver;
+    return;
+  }
   sinceInjection.Begin(cycle);
   if (life.created) {
     sinceCreation.Begin(*life.created);
@@ -41,7 +45,7 @@ void PacketCounts::Enter(uint64_t packet, uint64_t cycle, PacketRole role,
 }
 
 void PacketCounts::Hop(PacketLife& life, uint64_t cycle) {
-  if (life.hopped && cycle >= *life.hopped) {  // cycles may fall
+  if (life.entry.counted && life.hopped && cycle >= *life.hopped) {  // cycles may fall
     hopTimes.Add(cycle - *life.hopped);
   }
 }
@@ -67,12 +71,12 @@ void PacketCounts::Arrive(const PacketLife& life) {
 
 std::optional<PacketLife> PacketCounts::Add(uint64_t packet, uint64_t cycle, PacketRole role,
                                             std::optional<uint64_t> created, Place at,
-                                            uint64_t sort) {
+                                            PacketEntry entry) {
   const auto found = journeys.find(packet);
   if (found == journeys.end()) {
     // Of a range that begins in the middle of a run some packets have no entry.
     if (role == PacketRole::ENTRY || role == PacketRole::FIRE || role == PacketRole::SEND) {
-      Enter(packet, cycle, role, created, at, sort);
+      Enter(packet, cycle, role, created, at, entry);
     }
     return std::nullopt;
   }
@@ -90,6 +94,10 @@ std::optional<PacketLife> PacketCounts::Add(uint64_t packet, uint64_t cycle, Pac
   life.to = at;
   const PacketLife left = life;
   journeys.erase(found);
+  if (!left.entry.counted) {
+    --passedOver;
+    return std::nullopt;
+  }
   if (cycle < left.injected) {  // cycles may fall
     return std::nullopt;
   }

@@ -24,6 +24,12 @@ enum class PacketRole {
   SEND,   // the first of these is the entry, the others went over a link
 };
 
+// What is said of a packet by the event with which it enters.
+struct PacketEntry {
+  uint64_t sort = 0;    // for whom it matters, of which sort it is
+  bool counted = true;  // whether it is among those that are asked for
+};
+
 // A packet that reached its end.
 struct PacketLife {
   uint64_t packet = 0;
@@ -34,7 +40,7 @@ struct PacketLife {
   Place from;                      // where it entered
   Place to;                        // where it left
   std::optional<uint64_t> hopped;  // cycle of the last hop so far
-  uint64_t sort = 0;               // what the caller said of its entry
+  PacketEntry entry;               // what the caller said of it
 
   uint64_t Latency() const { return ejected - injected; }
 };
@@ -53,13 +59,14 @@ class PacketCounts {
   static constexpr size_t MOST_SLOWEST = 10;
 
   // An event of a packet: its cycle and place, when the packet was created where that is told, and
-  // for whom it matters, of which sort it is if this is its entry. The packet, where this is its
-  // exit.
+  // what it says of the packet if this is its entry. The packet, where this is its exit and it is
+  // counted.
   std::optional<PacketLife> Add(uint64_t packet, uint64_t cycle, PacketRole role,
-                                std::optional<uint64_t> created, Place at = {}, uint64_t sort = 0);
+                                std::optional<uint64_t> created, Place at = {},
+                                PacketEntry entry = {});
 
   uint64_t Delivered() const { return latencies.Size(); }
-  uint64_t UnderWay() const { return journeys.size(); }
+  uint64_t UnderWay() const { return journeys.size() - passedOver; }
 
   const ValueCounts& Latencies() const { return latencies; }      // exit - entry
   const ValueCounts& TotalLatencies() const { return total; }     // exit - created
@@ -87,11 +94,12 @@ class PacketCounts {
 
  private:
   void Enter(uint64_t packet, uint64_t cycle, PacketRole role, std::optional<uint64_t> created,
-             Place at, uint64_t sort);
+             Place at, PacketEntry entry);
   void Hop(PacketLife& life, uint64_t cycle);
   void Arrive(const PacketLife& life);
 
   std::unordered_map<uint64_t, PacketLife> journeys;  // under way
+  size_t passedOver = 0;                              // of them, that are not counted
   ValueCounts latencies;
   ValueCounts total;
   ValueCounts sourceWaits;

@@ -11,14 +11,15 @@ PacketRole RoleByThread(uint32_t type) {
 
 }  // namespace
 
-void PacketFollower::Add(const Selection& found, size_t i, uint64_t sort,
+void PacketFollower::Add(const Selection& found, size_t i, PacketEntry entry,
                          std::vector<PacketLife>& arrived) {
   const size_t row = found.rows[i];
   const uint64_t cycle = found.columns->cycle[row];
   const Columns::Tag tag = found.columns->tag[row];
   const Place at = found.columns->at[row];
   const auto add = [&](uint64_t packet, PacketRole role, std::optional<uint64_t> created) {
-    if (const std::optional<PacketLife> life = counts.Add(packet, cycle, role, created, at, sort)) {
+    if (const std::optional<PacketLife> life =
+            counts.Add(packet, cycle, role, created, at, entry)) {
       arrived.push_back(*life);
     }
   };

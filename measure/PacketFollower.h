@@ -151,9 +151,9 @@ class PacketFollower {
   // Reads what is noted of records that follow each other; Add is about the i-th of them.
   [[nodiscard]] Fault Read(const Selection& found) { return told ? told->Read(found) : Fault(); }
 
-  // Takes up a record. `sort` is for PacketLife; packets that arrive with it are put behind
-  // `arrived`.
-  void Add(const Selection& found, size_t i, uint64_t sort, std::vector<PacketLife>& arrived);
+  // Takes up a record, with what it says of a packet if that enters with it; packets that arrive
+  // with it, and are counted, are put behind `arrived`.
+  void Add(const Selection& found, size_t i, PacketEntry entry, std::vector<PacketLife>& arrived);
 
   const PacketCounts& Counts() const { return counts; }
 

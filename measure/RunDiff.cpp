@@ -126,19 +126,6 @@ const std::vector<Told>& MessageMeasures() {
   return measures;
 }
 
-// A distribution in five numbers: "latencyP95".
-void AddValues(const std::string& name, const std::string& words, Quantity quantity,
-               const ValueCounts& a, const ValueCounts& b, std::vector<Change>& changes) {
-  const Quantity ofMean = quantity == Quantity::CYCLES ? quantity : Quantity::NUMBER;
-  changes.push_back({name + "Mean", words + ", mean", ofMean, MeanOf(a), MeanOf(b)});
-  for (const uint32_t percent : {50U, 95U, 99U}) {
-    const std::string which = std::to_string(percent);
-    changes.push_back({name + "P" + which, words + ", " + which + " % within", quantity,
-                       PercentileOf(a, percent), PercentileOf(b, percent)});
-  }
-  changes.push_back({name + "Max", words + ", largest", quantity, LargestOf(a), LargestOf(b)});
-}
-
 void AddPackets(const PacketCounts& a, const PacketCounts& b, std::vector<Change>& changes) {
   const auto count = [&](const char* name, const char* words,
                          uint64_t (PacketCounts::*of)() const) {
@@ -146,7 +133,7 @@ void AddPackets(const PacketCounts& a, const PacketCounts& b, std::vector<Change
   };
   const auto values = [&](const char* name, const char* words, Quantity quantity,
                           const ValueCounts& (PacketCounts::*of)() const) {
-    AddValues(name, words, quantity, (a.*of)(), (b.*of)(), changes);
+    AddValueChanges(name, words, quantity, (a.*of)(), (b.*of)(), changes);
   };
   using P = PacketCounts;
   count("packets", "packets delivered", &P::Delivered);
@@ -172,6 +159,7 @@ PlaceMeasure AsPlaceMeasure(UnitMeasure measure) {
     case UnitMeasure::FIRES:
     case UnitMeasure::LONGEST_GAP:
     case UnitMeasure::TRANSMISSIONS:
+    case UnitMeasure::SWITCH_LOAD:
       break;
   }
   return PlaceMeasure::FIRES;
@@ -180,9 +168,12 @@ PlaceMeasure AsPlaceMeasure(UnitMeasure measure) {
 std::vector<double> UnitValues(const MeasuredRun& run, UnitMeasure measure, Level level) {
   const PlaceCounts& places = run.counts.Places();
   std::vector<double> values;
-  if (measure == UnitMeasure::TRANSMISSIONS) {
-    for (const uint64_t transmissions : places.Transmissions()) {
-      values.push_back(AsDouble(transmissions) / run.measures.cycles);
+  if (IsOfSwitches(measure)) {
+    const std::vector<uint64_t>& transmissions = places.Transmissions();
+    for (size_t i = 0; i < transmissions.size(); ++i) {
+      const double capacity =
+          measure == UnitMeasure::SWITCH_LOAD ? run.measures.switchLoads->capacities[i] : 1;
+      values.push_back(AsDouble(transmissions[i]) / (run.measures.cycles * capacity));
     }
     return values;
   }
@@ -221,6 +212,18 @@ std::optional<double> Change::Relative() const {
 
 double UnitChange::Difference() const { return Apart(a.value_or(0), b.value_or(0)); }
 
+void AddValueChanges(const std::string& name, const std::string& words, Quantity quantity,
+                     const ValueCounts& a, const ValueCounts& b, std::vector<Change>& changes) {
+  const Quantity ofMean = quantity == Quantity::CYCLES ? quantity : Quantity::NUMBER;
+  changes.push_back({name + "Mean", words + ", mean", ofMean, MeanOf(a), MeanOf(b)});
+  for (const uint32_t percent : {50U, 95U, 99U}) {
+    const std::string which = std::to_string(percent);
+    changes.push_back({name + "P" + which, words + ", " + which + " % within", quantity,
+                       PercentileOf(a, percent), PercentileOf(b, percent)});
+  }
+  changes.push_back({name + "Max", words + ", largest", quantity, LargestOf(a), LargestOf(b)});
+}
+
 std::vector<Change> ChangesOf(const MeasuredRun& a, const MeasuredRun& b) {
   std::vector<Change> changes;
   for (const auto& measures : {WorkMeasures, MessageMeasures}) {
@@ -229,11 +232,11 @@ std::vector<Change> ChangesOf(const MeasuredRun& a, const MeasuredRun& b) {
           {told.name, told.words, told.quantity, told.of(a.measures), told.of(b.measures)});
     }
   }
-  AddValues("distance", "distance", Quantity::COUNT, a.measures.distances, b.measures.distances,
-            changes);
+  AddValueChanges("distance", "distance", Quantity::COUNT, a.measures.distances,
+                  b.measures.distances, changes);
   if (a.pairs != nullptr && b.pairs != nullptr) {
-    AddValues("sendToFire", "from send to fire", Quantity::CYCLES, a.pairs->cycles, b.pairs->cycles,
-              changes);
+    AddValueChanges("sendToFire", "from send to fire", Quantity::CYCLES, a.pairs->cycles,
+                    b.pairs->cycles, changes);
   }
   if (a.packets != nullptr && b.packets != nullptr) {
     AddPackets(*a.packets, *b.packets, changes);
@@ -242,14 +245,22 @@ std::vector<Change> ChangesOf(const MeasuredRun& a, const MeasuredRun& b) {
 }
 
 const char* UnitMeasureName(UnitMeasure measure) {
-  constexpr const char* names[] = {"fires", "sends",      "receives",     "utilisation",
-                                   "idle",  "longestGap", "transmissions"};
+  constexpr const char* names[] = {"fires", "sends",      "receives",      "utilisation",
+                                   "idle",  "longestGap", "transmissions", "switchLoad"};
   return names[static_cast<size_t>(measure)];
+}
+
+bool IsOfSwitches(UnitMeasure measure) {
+  return measure == UnitMeasure::TRANSMISSIONS || measure == UnitMeasure::SWITCH_LOAD;
 }
 
 std::vector<UnitChange> UnitChangesOf(const MeasuredRun& a, const MeasuredRun& b,
                                       UnitMeasure measure, Level level) {
-  const Level at = measure == UnitMeasure::TRANSMISSIONS ? Level::CLUSTER : level;
+  const bool isTold = a.measures.switchLoads && b.measures.switchLoads;
+  if (measure == UnitMeasure::SWITCH_LOAD && !isTold) {
+    return {};
+  }
+  const Level at = IsOfSwitches(measure) ? Level::CLUSTER : level;
   const PerAxis unitsA = UnitsOf(a.counts.Places().Shape(), at);
   const PerAxis unitsB = UnitsOf(b.counts.Places().Shape(), at);
   const std::vector<double> inA = UnitValues(a, measure, at);
@@ -280,6 +291,28 @@ std::vector<LinkChange> LinkChangesOf(const RunMeasures& a, const RunMeasures& b
           changes.push_back({node, heading, load(a, node, heading), load(b, node, heading)});
         }
       }
+    }
+  }
+  return changes;
+}
+
+std::vector<TrafficChange> TrafficChangesOf(const MeasuredRun& a, const MeasuredRun& b) {
+  const PerAxis clusters = a.counts.Places().Shape().clusters;
+  const std::vector<uint64_t>& inA = a.counts.Traffic();
+  const std::vector<uint64_t>& inB = b.counts.Traffic();
+  std::vector<TrafficChange> changes;
+  if (clusters != b.counts.Places().Shape().clusters || inA.size() != inB.size()) {
+    return changes;
+  }
+  const size_t count = a.counts.Places().Shape().Switches();
+  const auto place = [&](size_t number) {
+    return Place{static_cast<uint32_t>(number % clusters.columns),
+                 static_cast<uint32_t>(number / clusters.columns)};
+  };
+  for (size_t i = 0; i < inA.size(); ++i) {
+    if (inA[i] + inB[i] > 0) {
+      changes.push_back({place(i / count), place(i % count), AsDouble(inA[i]) / a.measures.cycles,
+                         AsDouble(inB[i]) / b.measures.cycles});
     }
   }
   return changes;

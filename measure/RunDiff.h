@@ -45,16 +45,33 @@ struct MeasuredRun {
 // where both runs tell such.
 std::vector<Change> ChangesOf(const MeasuredRun& a, const MeasuredRun& b);
 
+// Adds those of a distribution: of its mean, its 50th, 95th and 99th percentile, and its largest
+// value, as "latencyMean" and so on.
+void AddValueChanges(const std::string& name, const std::string& words, Quantity quantity,
+                     const ValueCounts& a, const ValueCounts& b, std::vector<Change>& changes);
+
 // What changed at the units of the array: a measure of elements, or what else single units have.
-enum class UnitMeasure { FIRES, SENDS, RECEIVES, UTILISATION, IDLE, LONGEST_GAP, TRANSMISSIONS };
+enum class UnitMeasure {
+  FIRES,
+  SENDS,
+  RECEIVES,
+  UTILISATION,
+  IDLE,
+  LONGEST_GAP,
+  TRANSMISSIONS,
+  SWITCH_LOAD
+};
 
-constexpr UnitMeasure UNIT_MEASURES[] = {UnitMeasure::FIRES,        UnitMeasure::SENDS,
-                                         UnitMeasure::RECEIVES,     UnitMeasure::UTILISATION,
-                                         UnitMeasure::IDLE,         UnitMeasure::LONGEST_GAP,
-                                         UnitMeasure::TRANSMISSIONS};
+constexpr UnitMeasure UNIT_MEASURES[] = {UnitMeasure::FIRES,         UnitMeasure::SENDS,
+                                         UnitMeasure::RECEIVES,      UnitMeasure::UTILISATION,
+                                         UnitMeasure::IDLE,          UnitMeasure::LONGEST_GAP,
+                                         UnitMeasure::TRANSMISSIONS, UnitMeasure::SWITCH_LOAD};
 
-// "fires", "sends", "receives", "utilisation", "idle", "longestGap", "transmissions".
+// "fires", "sends", "receives", "utilisation", "idle", "longestGap", "transmissions", "switchLoad".
 const char* UnitMeasureName(UnitMeasure measure);
+
+// Whether a measure is of the switches of clusters, whatever the level.
+bool IsOfSwitches(UnitMeasure measure);
 
 struct UnitChange {
   Place at;
@@ -67,8 +84,8 @@ struct UnitChange {
 
 // Of each unit that either array has at a level, row by row. Counts are by cycle of each run's own
 // range, and of domains and clusters the mean of their elements, so that arrays of different sizes
-// and runs of different lengths can be compared; of gaps the longest. TRANSMISSIONS are of the
-// switches of clusters, whatever the level.
+// and runs of different lengths can be compared; of gaps the longest. Of SWITCH_LOAD nothing unless
+// both runs tell what switches can pass on.
 std::vector<UnitChange> UnitChangesOf(const MeasuredRun& a, const MeasuredRun& b,
                                       UnitMeasure measure, Level level);
 
@@ -98,6 +115,18 @@ struct LinkChange {
 // not the same: of different meshes, or observed between elements in one and modelled between the
 // switches of clusters in the other.
 std::vector<LinkChange> LinkChangesOf(const RunMeasures& a, const RunMeasures& b);
+
+// Messages a cycle from a cluster to another one, or itself, in both runs.
+struct TrafficChange {
+  Place from;
+  Place to;
+  double a = 0;
+  double b = 0;
+};
+
+// Of each two clusters between which there was a message in either run, row by row. Nothing where
+// the arrays do not have the same clusters, or too many (MessageCounts).
+std::vector<TrafficChange> TrafficChangesOf(const MeasuredRun& a, const MeasuredRun& b);
 
 }  // namespace marrowfin
 

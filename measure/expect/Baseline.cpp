@@ -71,8 +71,8 @@ Result<Baseline> Baseline::Parse(std::string_view text, const std::string& name)
   const auto rules = json->find("rules");
   if (rules == json->end()) {
     Flatten(*json, "", 0, baseline.ofAll);
-    if (baseline.ofAll.count("firesPerCycle") == 0) {
-      return Refused(name, "this is neither a baseline nor what stats --json prints");
+    if (baseline.ofAll.count("firesPerCycle") == 0 && baseline.ofAll.count("causes.told") == 0) {
+      return Refused(name, "this is neither a baseline nor what stats --json or why --json prints");
     }
     return baseline;
   }

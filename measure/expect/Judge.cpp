@@ -6,13 +6,16 @@
 #include <utility>
 
 #include "measure/CountPackets.h"
+#include "measure/RunCauses.h"
 #include "measure/expect/FarMessages.h"
+#include "measure/expect/TrafficNumbers.h"
 #include "measure/expect/Witnesses.h"
 #include "trace/base/NearestWord.h"
 
 namespace marrowfin {
 namespace {
 
+constexpr char NO_CAUSES[] = "the run has no fires and no messages";
 constexpr char NO_BASELINE[] = "the baseline has no such number";
 
 // A measure of a rule, to be compared with what is counted.
@@ -46,6 +49,7 @@ RuleScope EventsOf(const Rule& rule, const Measure& measure) {
   return scope;
 }
 
+constexpr char NO_TRAFFIC[] = "the array has more clusters than traffic is told of";
 constexpr char NO_SWITCH_MODEL[] = "the companion does not tell what switches can pass on";
 
 // Whether a measure is of what switches can pass on, and nothing tells that.
@@ -56,7 +60,8 @@ bool LacksSwitchModel(const Measure& measure, const RunFacts& facts) {
 }
 
 std::string NoUnits(const RuleScope& scope, MeasureOf of) {
-  const std::string unit = MeasureOfName(of);
+  const std::string unit =
+      of == MeasureOf::TRAFFIC ? "pair of different clusters" : MeasureOfName(of);
   return "there is no " + unit + (scope.region ? " in " + scope.regionText : "") +
          " that has this number";
 }
@@ -84,6 +89,9 @@ std::string WhyUntold(const Measure& measure, const RunFacts& facts) {
   }
   if (measure.of == MeasureOf::PAIRS && facts.pairs == nullptr) {
     return "nothing tells what fires consumed: record the trace with a companion that does";
+  }
+  if (measure.needsCauses) {
+    return facts.causes == nullptr ? NO_CAUSES : "the critical path is a single moment";
   }
   if (LacksSwitchModel(measure, facts)) {
     return NO_SWITCH_MODEL;
@@ -293,23 +301,32 @@ class Judging {
       return counts.Why();
     }
     const RunMeasures measures = MeasuresOf(*counts, NetworkOf(run.about), question.filter.region);
-    RunFacts facts = {&*counts, &measures, nullptr, nullptr, question.filter.region, {}};
+    RunFacts facts;
+    facts.counts = &*counts;
+    facts.measures = &measures;
+    facts.region = question.filter.region;
     std::optional<PacketCounts> packets;
     if (group.AnyOf(IsOfPackets)) {
-      if (Fault fault = Follow(question.filter, counts->Times().Columns(), packets)) {
+      if (Fault fault = Follow(question, counts->Times().Columns(), packets)) {
         return fault;
       }
       facts.packets = packets ? &*packets : nullptr;
     }
     std::optional<PairCounts> pairs;
     if (group.AnyOf(IsOfPairs)) {
-      Result<std::optional<PairCounts>> counted =
-          CountPairs(*run.trace, *run.index, run.notes, question.filter, progress);
+      Result<std::optional<PairCounts>> counted = CountPairs(
+          *run.trace, *run.index, run.notes, {question.filter, question.conditions}, progress);
       if (!counted) {
         return counted.Why();
       }
       pairs = std::move(counted).Take();
       facts.pairs = pairs ? &*pairs : nullptr;
+    }
+    if (group.AnyOf([](const Item& item) { return item.measure->needsCauses; })) {
+      if (Fault fault = FindOut()) {
+        return fault;
+      }
+      facts.causes = causes ? &*causes : nullptr;
     }
     for (const Item& item : group.items) {
       CompareItem(item, facts);
@@ -317,15 +334,34 @@ class Judging {
     return {};
   }
 
-  Fault Follow(const EventFilter& filter, const TimeColumns& range,
+  // What led to the end of the run, which all rules share.
+  Fault FindOut() {
+    if (soughtCauses) {
+      return {};
+    }
+    const CauseQuestion question = {
+        run.question.shape, run.question.wrapColumns, run.question.wrapRows, {}};
+    Result<std::optional<RunCauses>> found =
+        FindRunCauses(*run.trace, *run.index, run.notes, question, progress);
+    if (!found) {
+      return found.Why();
+    }
+    causes = std::move(found).Take();
+    soughtCauses = true;
+    return {};
+  }
+
+  Fault Follow(const RunQuestion& question, const TimeColumns& range,
                std::optional<PacketCounts>& packets) {
     const bool threads = run.packets == PacketsBy::THREADS;
     if (run.packets == PacketsBy::NOTHING || (!threads && !TellPackets(run.notes))) {
       return {};
     }
-    Result<PacketCounts> counted =
-        CountPackets(*run.trace, *run.index, threads ? nullptr : run.notes, filter,
-                     PacketCounts::Windows(range.first, range.last), progress);
+    Result<PacketCounts> counted = CountPackets(*run.trace, *run.index, run.notes,
+                                                {{question.filter, question.conditions},
+                                                 PacketCounts::Windows(range.first, range.last),
+                                                 threads},
+                                                progress);
     if (!counted) {
       return counted.Why();
     }
@@ -344,7 +380,13 @@ class Judging {
       finding.untold = NoRegion(*places);
       return;
     }
+    const std::optional<RegionWords>& to = item.rule->to;
+    if (item.measure->of == MeasureOf::TRAFFIC && to && !to->In(run.question.shape)) {
+      finding.untold = NoRegion(*to);
+      return;
+    }
     facts.places = places;
+    facts.to = to;
     Comparison comparison(finding);
     for (const PlacedNumber& number : item.measure->numbers(facts)) {
       if (comparison.Take(number.value)) {
@@ -352,12 +394,19 @@ class Judging {
       }
     }
     if (finding.compared == 0) {
-      finding.untold = LacksSwitchModel(*item.measure, facts)
-                           ? NO_SWITCH_MODEL
-                           : NoUnits(item.rule->scope, item.measure->of);
+      finding.untold = WhyNoUnits(item, facts);
     } else {
       finding.untold.clear();
     }
+  }
+
+  static std::string WhyNoUnits(const Item& item, const RunFacts& facts) {
+    const Measure& measure = *item.measure;
+    const bool ofTraffic = measure.of == MeasureOf::TRAFFIC || measure.name == "cluster.inner";
+    return LacksSwitchModel(measure, facts)                 ? NO_SWITCH_MODEL
+           : measure.needsCauses && facts.causes == nullptr ? NO_CAUSES
+           : ofTraffic && !HasTraffic(facts)                ? NO_TRAFFIC
+                                                            : NoUnits(item.rule->scope, measure.of);
   }
 
   static void CompareNumber(const Item& item, const RunFacts& facts) {
@@ -466,6 +515,8 @@ class Judging {
   const ProgressCallback& progress;
   std::vector<Verdict> verdicts;
   std::vector<Group> groups;
+  bool soughtCauses = false;
+  std::optional<RunCauses> causes;
   std::map<std::string, size_t> numbers;  // of the groups, by the key of their scope
 };
 

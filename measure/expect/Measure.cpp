@@ -3,8 +3,8 @@
 namespace marrowfin {
 
 const char* MeasureOfName(MeasureOf of) {
-  constexpr const char* names[] = {"run",    "packets", "pairs",  "element",
-                                   "domain", "cluster", "switch", "link"};
+  constexpr const char* names[] = {"run",    "packets", "pairs",  "causes", "element",
+                                   "domain", "cluster", "switch", "link",   "traffic"};
   return names[static_cast<size_t>(of)];
 }
 

@@ -1,8 +1,11 @@
 #include "measure/expect/MeasureTable.h"
 
+#include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <utility>
 
+#include "measure/expect/CauseNumbers.h"
 #include "measure/expect/UnitNumbers.h"
 
 namespace marrowfin {
@@ -284,9 +287,9 @@ std::vector<Measure> MakeAll() {
   for (const DistributionEntry& entry : Distributions()) {
     AddDistribution(all, entry);
   }
-  std::vector<Measure> units = UnitMeasures();
-  for (Measure& measure : units) {
-    all.push_back(std::move(measure));
+  for (std::vector<Measure> (*make)() : {UnitMeasures, CauseMeasures}) {
+    std::vector<Measure> more = make();
+    std::move(more.begin(), more.end(), std::back_inserter(all));
   }
   return all;
 }

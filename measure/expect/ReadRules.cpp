@@ -34,7 +34,7 @@ constexpr KeyName RULE_KEYS[] = {
     {"at_least", false}, {"at_most", false},     {"above", false},   {"below", false},
     {"equals", false},   {"within", true},       {"baseline", true}, {"cycles", true},
     {"every", true},     {"region", true},       {"thread", true},   {"kind", true},
-    {"where", true},     {"skip", true},         {"optional", true}};
+    {"where", true},     {"to", false},          {"skip", true},     {"optional", true}};
 
 std::vector<std::string> KeysOf(bool ofDefaults) {
   std::vector<std::string> names;
@@ -130,9 +130,9 @@ class RuleReader {
     if (HasControls(rule.description, "\n\t")) {
       Refuse(LineOf("description"), "the description has a control character");
     }
+    TakeScope(rule);
     TakeMeasures(rule);
     TakeBound(rule);
-    TakeScope(rule);
     if (Get("skip")) {
       rule.skip = Text("skip");
       if (rule.skip->empty() || HasControls(*rule.skip, "")) {
@@ -326,8 +326,11 @@ class RuleReader {
     rule.patterned = true;
     bool met = false;
     for (const MeasureEntry& measure : AllMeasures()) {
-      if (!measure->IsOfUnits() && !measure->isMoment && MeetsPattern(measure->name, pattern)) {
-        met = true;
+      if (measure->IsOfUnits() || measure->isMoment || !MeetsPattern(measure->name, pattern)) {
+        continue;
+      }
+      met = true;
+      if (!measure->needsCauses || rule.scope.IsWholeRun()) {
         AddMeasure(rule, measure);
       }
     }
@@ -371,7 +374,10 @@ class RuleReader {
       });
     });
     if (rule.measures.empty()) {
-      Refuse(LineOf("except"), "except leaves no measure");
+      Refuse(LineOf(except.empty() ? "measure" : "except"),
+             except.empty() ? "the measures are about the causes of a whole run, and the rule is "
+                              "about a part of it"
+                            : "except leaves no measure");
     }
   }
 
@@ -416,6 +422,12 @@ class RuleReader {
         scope.every = static_cast<uint64_t>(cycles);
       }
     }
+    if (Get("to")) {
+      const std::string wrong = ParseRegion(Text("to"), rule.to.emplace());
+      if (!wrong.empty()) {
+        Refuse(LineOf("to"), wrong);
+      }
+    }
     TakeThread(scope);
     scope.where = Texts("where");
     if (Get("kind")) {
@@ -446,18 +458,24 @@ class RuleReader {
     if (bound.For({}).AreEmpty()) {
       refuse("no number meets " + LimitsText(bound.For({})));
     }
+    const bool ofTraffic =
+        std::any_of(rule.measures.begin(), rule.measures.end(),
+                    [](const MeasureEntry& measure) { return measure->of == MeasureOf::TRAFFIC; });
+    if (rule.to && !ofTraffic) {
+      refuse("to says where traffic goes, and the rule is of no measure of traffic");
+    }
+    RuleScope withoutPlaces = rule.scope;
+    withoutPlaces.region.reset();
     for (const MeasureEntry& entry : rule.measures) {
       const Measure& measure = *entry;
+      if (measure.needsCauses && !(measure.IsOfUnits() ? withoutPlaces : rule.scope).IsWholeRun()) {
+        refuse(measure.name + " is about the causes of a whole run: leave out cycles, every, " +
+               (measure.IsOfUnits() ? "" : "region, ") + "thread, kind and where");
+      }
       if (hasBaseline && (measure.IsOfUnits() || rule.scope.every > 0)) {
         refuse("a baseline has one number for each measure: " + measure.name +
                (measure.IsOfUnits() ? " is one of each " + std::string(MeasureOfName(measure.of))
                                     : " every so many cycles has more"));
-      }
-      if (measure.of == MeasureOf::PACKETS && !rule.scope.where.empty()) {
-        refuse(measure.name + " follows whole packets: leave out kind and where");
-      }
-      if (measure.of == MeasureOf::PAIRS && !rule.scope.where.empty()) {
-        refuse(measure.name + " is of messages and fires together: leave out kind and where");
       }
     }
   }
@@ -543,6 +561,12 @@ class FileReader {
 };
 
 }  // namespace
+
+bool RuleScope::IsWholeRun() const {
+  const NumberRange all;
+  return range.first == all.first && range.last == all.last && every == 0 && !region && !thread &&
+         where.empty();
+}
 
 std::string RuleScope::Key() const {
   std::string key = std::to_string(range.first) + ":" + std::to_string(range.last) + " " +

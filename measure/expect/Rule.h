@@ -24,6 +24,9 @@ struct RuleScope {
   std::optional<std::variant<uint32_t, std::string>> thread;  // a number, or a name of the run's
   std::vector<std::string> where;                             // conditions on notes
 
+  // Whether all events of the run are meant.
+  bool IsWholeRun() const;
+
   // Words that are the same for equal scopes alone.
   std::string Key() const;
 };
@@ -36,6 +39,7 @@ struct Rule {
   std::vector<MeasureEntry> measures;
   bool patterned = false;  // whether a measure that the run does not tell may be missing
   RuleScope scope;
+  std::optional<RegionWords> to;  // of traffic, the clusters that it goes to
   Bound bound;
   std::string baseline;  // the file, as a name from where the program runs; empty for none
   std::optional<std::string> skip;  // why the rule is not asked

@@ -1,25 +1,17 @@
 #include "measure/expect/UnitNumbers.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "measure/Level.h"
+#include "measure/expect/AskedUnits.h"
+#include "measure/expect/TrafficNumbers.h"
 
 namespace marrowfin {
 namespace {
 
 typedef std::vector<PlacedNumber> Numbers;
-
-const ArrayShape& ShapeOf(const RunFacts& facts) { return facts.counts->Places().Shape(); }
-
-// The positions that were asked for; all where none were.
-std::optional<Region> PositionsOf(const RunFacts& facts) {
-  return facts.places ? facts.places->In(ShapeOf(facts)) : std::nullopt;
-}
-
-Place PlaceOf(size_t number, uint32_t columns) {
-  return {static_cast<uint32_t>(number % columns), static_cast<uint32_t>(number / columns)};
-}
 
 // Elements.
 
@@ -107,18 +99,6 @@ Numbers OfGroups(const RunFacts& facts, Level level, Reduction reduction, CountO
 
 // Switches.
 
-// A cluster stands for its switch, wherever records have it; positions are those of records.
-std::vector<size_t> SwitchesOf(const RunFacts& facts) {
-  const ArrayShape& shape = ShapeOf(facts);
-  if (!facts.places || facts.places->kind == RegionWords::POSITIONS) {
-    return SwitchesIn(shape, PositionsOf(facts));
-  }
-  if (facts.places->kind == RegionWords::DOMAIN) {
-    return {};
-  }
-  return UnitsIn(shape, Level::CLUSTER, PositionsOf(facts));
-}
-
 template <class Number>
 Numbers OfSwitches(const RunFacts& facts, Number number) {
   const ArrayShape& shape = ShapeOf(facts);
@@ -182,19 +162,6 @@ Numbers OfLinks(const RunFacts& facts, double by) {
     }
   }
   return numbers;
-}
-
-Measure OfUnit(MeasureOf of, const std::string& name, const std::string& unit,
-               const std::string& what, LookAt look,
-               std::function<std::vector<PlacedNumber>(const RunFacts&)> numbers) {
-  Measure measure;
-  measure.name = std::string(MeasureOfName(of)) + "." + name;
-  measure.of = of;
-  measure.unit = unit;
-  measure.what = what;
-  measure.look = look;
-  measure.numbers = std::move(numbers);
-  return measure;
 }
 
 void AddElements(std::vector<Measure>& all) {
@@ -294,6 +261,8 @@ std::vector<Measure> UnitMeasures() {
   AddGroups(all, MeasureOf::DOMAIN, Level::DOMAIN);
   AddGroups(all, MeasureOf::CLUSTER, Level::CLUSTER);
   AddSwitchesAndLinks(all);
+  std::vector<Measure> traffic = TrafficMeasures();
+  std::move(traffic.begin(), traffic.end(), std::back_inserter(all));
   return all;
 }
 

@@ -36,9 +36,10 @@ std::string ComparedWords(const Finding& finding) {
     return "windows";
   }
   const std::string unit = MeasureOfName(finding.witness.of);
-  return finding.windows    ? "numbers of windows and units"
-         : unit == "switch" ? "switches"
-                            : unit + "s";
+  return finding.windows     ? "numbers of windows and units"
+         : unit == "switch"  ? "switches"
+         : unit == "traffic" ? "pairs of clusters"
+                             : unit + "s";
 }
 
 std::string MomentText(const Witness& witness) {
@@ -82,7 +83,10 @@ std::string WitnessPlaceText(const Witness& witness) {
     case MeasureOf::RUN:
     case MeasureOf::PACKETS:
     case MeasureOf::PAIRS:
+    case MeasureOf::CAUSES:
       return "";
+    case MeasureOf::TRAFFIC:
+      return "cluster " + at + " to cluster " + PlaceWords(witness.to);
     case MeasureOf::SWITCH:
       return "switch of cluster " + at +
              (witness.position ? " at " + PlaceWords(*witness.position) : "");

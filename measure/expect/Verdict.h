@@ -23,6 +23,7 @@ struct Witness {
   MeasureOf of = MeasureOf::RUN;  // what `at` is a place of; of RUN there is none
   Place at;                       // as PlacedNumber has it
   Heading heading = Heading::RIGHT;
+  Place to;                           // of traffic, the cluster that it goes to
   Level linkLevel = Level::PE;        // of a link: what its nodes are
   std::optional<Place> position;      // where records have the unit, or its first element
   std::optional<TraceEvent> message;  // that goes as far, or waits until `cycle`

@@ -43,6 +43,7 @@ Place PositionOf(const ArrayShape& shape, const Witness& witness) {
     case MeasureOf::DOMAIN:
       return shape.FirstOfDomain(witness.at);
     case MeasureOf::CLUSTER:
+    case MeasureOf::TRAFFIC:
       return shape.FirstOfCluster(witness.at);
     case MeasureOf::SWITCH:
       return shape.SwitchOf(witness.at);
@@ -102,6 +103,13 @@ void TakeLink(const RunFacts& facts, Witness& witness) {
   }
 }
 
+// When the critical path ends.
+void TakeChain(const RunFacts& facts, Witness& witness) {
+  if (facts.causes != nullptr) {
+    witness.cycle = facts.causes->chain.lastTime;
+  }
+}
+
 void TakeMoment(const Measure& measure, const RunFacts& facts, bool tooLarge, Witness& witness) {
   const RunMeasures& measures = *facts.measures;
   switch (measure.look) {
@@ -143,6 +151,16 @@ void TakeMoment(const Measure& measure, const RunFacts& facts, bool tooLarge, Wi
         witness.cycle = facts.pairs->slowest->consumed;
       }
       return;
+    case LookAt::CHAIN:
+      TakeChain(facts, witness);
+      return;
+    case LookAt::MESSAGE_OF_CHAIN:
+      TakeChain(facts, witness);
+      if (facts.causes != nullptr && facts.causes->longestMessage) {
+        witness.message = facts.causes->longestMessage;
+        witness.cycle = witness.message->cycle + facts.causes->chain.longestMessage;
+      }
+      return;
     case LookAt::END:
       witness.cycle = measures.range.last;
       return;
@@ -173,9 +191,13 @@ Witness WitnessOf(const Measure& measure, const RunFacts& facts, const PlacedNum
   Witness witness;
   witness.range = facts.measures->range;
   witness.heading = number.heading;
+  witness.to = number.to;
   witness.linkLevel = facts.measures->links.level;
   TakePlace(facts, measure.of, number.at, witness);
   witness.cycle = number.cycle;
+  if (measure.look == LookAt::CHAIN) {
+    TakeChain(facts, witness);
+  }
   TakeColumn(measure.look, facts, tooLarge, witness);
   return witness;
 }

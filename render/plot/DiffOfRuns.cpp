@@ -37,6 +37,8 @@ DiffWords WordsOf(UnitMeasure measure) {
       return {"Idle share", "% of cycles without a fire", "", " %", 100};
     case UnitMeasure::LONGEST_GAP:
       return {"Longest gap", "cycles from a fire to the next", "", "", 1};
+    case UnitMeasure::SWITCH_LOAD:
+      return {"Switch load", "% of what it can pass on", "switch", " %", 100};
     case UnitMeasure::TRANSMISSIONS:
       break;
   }
@@ -184,7 +186,7 @@ Plot PlotDiff(const PlottedRun& a, const PlottedRun& b, const DiffWish& wish,
   const DiffWords words = WordsOf(wish.measure);
   const ArrayShape& shapeA = a.counts->Places().Shape();
   const ArrayShape& shapeB = b.counts->Places().Shape();
-  const bool switches = wish.measure == UnitMeasure::TRANSMISSIONS;
+  const bool switches = IsOfSwitches(wish.measure);
   const Level level =
       switches     ? Level::CLUSTER
       : wish.level ? *wish.level

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "measure/CountPairs.h"
 #include "measure/Level.h"
 #include "measure/NumberTable.h"
 #include "measure/PacketCounts.h"
@@ -25,6 +26,7 @@ struct PlottedRun {
   std::optional<Region> region;  // that they were chosen by; of its elements measures are
   const RunCounts* counts = nullptr;
   const PacketCounts* packets = nullptr;  // where something tells packets
+  const PairCounts* pairs = nullptr;      // where it was counted what fires consumed
   RunMeasures measures;
 };
 

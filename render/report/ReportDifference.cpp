@@ -1,26 +1,12 @@
 #include "render/report/ReportDifference.h"
 
-#include <cmath>
-#include <cstdint>
 #include <utility>
 
 #include "measure/NumberText.h"
+#include "measure/ValueText.h"
 
 namespace marrowfin {
 namespace {
-
-std::string ValueText(Quantity quantity, double value) {
-  if (quantity == Quantity::SHARE) {
-    return (value < 0 ? "−" : "") + PercentText(std::abs(value));
-  }
-  const bool whole = value == std::floor(value) && std::abs(value) < 9e15;
-  return whole ? (value < 0 ? "−" : "") + CountText(static_cast<uint64_t>(std::abs(value)))
-               : ThreeDigits(value);
-}
-
-std::string SignedText(double value, const std::string& text) {
-  return (value > 0 ? "+" : "") + text;
-}
 
 std::string SpanText(const std::optional<PhaseSpan>& span) {
   return span ? CountText(span->cycles.first) + " to " + CountText(span->cycles.last) : "–";

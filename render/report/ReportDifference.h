@@ -20,8 +20,8 @@ struct ReportedDifference {
   RunAlignment aligned;
   std::vector<PhasePair> phases;
 
-  MeasuredRun Run() const { return {*run.counts, run.measures, run.packets}; }
-  MeasuredRun Other() const { return {*other.counts, other.measures, other.packets}; }
+  MeasuredRun Run() const { return {*run.counts, run.measures, run.packets, run.pairs}; }
+  MeasuredRun Other() const { return {*other.counts, other.measures, other.packets, other.pairs}; }
 };
 
 // Whether they are equal, where they part, and which is quicker.

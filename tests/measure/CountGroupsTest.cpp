@@ -3,7 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <tuple>
+
+#include "measure/CountPackets.h"
 #include "measure/CountPairs.h"
+#include "measure/GroupDiff.h"
 #include "tests/trace/support/Opened.h"
 #include "tests/trace/support/RandomTrace.h"
 #include "trace/read/Companion.h"
@@ -138,14 +143,67 @@ TEST_F(CountGroupsTest, TheSlowestMessageToItsFireIsKnown) {
   EXPECT_EQ((*pairs)->slowest->message.at, (Place{3, 0}));
   EXPECT_EQ((*pairs)->slowest->message.to, (Place{0, 1}));
   EXPECT_EQ((*pairs)->slowest->consumed, 17U);
-  EventFilter filter;
-  filter.thread = 1;
+  NotedFilter filter;
+  filter.events.thread = 1;
   EXPECT_EQ((*CountPairs(*trace, *index, &*notes, filter))->cycles.Counts(), (Values{{4, 1}}));
   const auto stop = [](const Progress&) { return false; };
   EXPECT_EQ(CountPairs(*trace, *index, &*notes, {}, stop).Why().kind, Fault::CANCELLED);
   const Result<std::optional<PairCounts>> untold = CountPairs(*trace, *index, nullptr, {});
   ASSERT_TRUE(untold);
   EXPECT_FALSE(*untold) << "nothing tells what fires consumed";
+}
+
+TEST_F(CountGroupsTest, ConditionsOnNotesChooseMessagesBySendsAndPacketsByEntries) {
+  const NamedValue load = recorder.DeclareValue(kind, "load");
+  const NamedValue store = recorder.DeclareValue(kind, "store");
+  const NamedValue work = recorder.DeclareValue(kind, "work");
+  const RecordNumber first = recorder.Send(5, 1, {0, 0}, {3, 0});
+  recorder.Note(load);
+  recorder.Note(packet, 70);
+  const RecordNumber second = recorder.Send(6, 1, {0, 0}, {0, 1});
+  recorder.Note(store);
+  recorder.Note(packet, 71);
+  recorder.Fire(9, 1, {3, 0});
+  recorder.Note(work);
+  recorder.Note(consumes, first);
+  recorder.Fire(17, 1, {0, 1});
+  recorder.Note(work);
+  recorder.Note(consumes, second);
+  GroupQuestion question = {{}, {"kind"}, true, false};
+  ASSERT_TRUE(Count(question));
+  const auto where = [&](const std::string& text) {
+    const Result<NoteCondition> condition =
+        ParseNoteCondition(text, notes->Declarations(), "notes");
+    EXPECT_TRUE(condition) << condition.Why().Text();
+    return std::vector<NoteCondition>{*condition};
+  };
+  question.conditions = where("kind=load");
+  const Result<std::vector<GroupedTraffic>> loads = Count(question);
+  ASSERT_TRUE(loads) << loads.Why().Text();
+  ASSERT_EQ((*loads)[0].groups.size(), 1U) << "no group of what is left out";
+  EXPECT_EQ((*loads)[0].groups[0].name, "load");
+  EXPECT_EQ((*loads)[0].groups[0].sends, 1U);
+  EXPECT_EQ((*loads)[0].groups[0].sendToFire.Counts(), (Values{{4, 1}})) << "whatever its fire is";
+  EXPECT_EQ((*loads)[0].groups[0].latencies.Counts(), (Values{{4, 1}}));
+  const Result<std::optional<PairCounts>> pairs =
+      CountPairs(*trace, *index, &*notes, {{}, where("kind=store")});
+  ASSERT_TRUE(pairs && *pairs);
+  EXPECT_EQ((*pairs)->cycles.Counts(), (Values{{11, 1}}));
+  const auto packets = [&](const std::string& text) {
+    const Result<PacketCounts> counts =
+        CountPackets(*trace, *index, &*notes, {{{}, where(text)}, PacketCounts::Windows(5, 17)});
+    EXPECT_TRUE(counts) << counts.Why().Text();
+    return *counts;
+  };
+  EXPECT_EQ(packets("kind=store").Latencies().Counts(), (Values{{11, 1}}));
+  EXPECT_EQ(packets("kind=store").UnderWay(), 0U);
+  EXPECT_EQ(packets("kind=store").Windows()[1].injected, 1U);
+  EXPECT_EQ(packets("kind=store").SlowestOnes().size(), 1U);
+  EXPECT_EQ(packets("kind=work").Delivered(), 0U) << "no packet enters with one";
+  NoteCondition none = where("kind=load")[0];
+  none.attribute = 99;
+  question.conditions = {none};
+  EXPECT_EQ(Count(question).Why().kind, Fault::OUT_OF_RANGE);
 }
 
 TEST_F(CountGroupsTest, OnlyNamesMakeGroups) {
@@ -184,6 +242,52 @@ TEST_F(CountGroupsTest, OfManyGroupsTheFirstAreToldApart) {
   EXPECT_EQ(threads.groups.back().value, 1000U);
   EXPECT_EQ(threads.groups.front().value, 1001 - GroupedTraffic::MOST_GROUPS);
   EXPECT_EQ(threads.others.fires, 300 - GroupedTraffic::MOST_GROUPS);
+}
+
+GroupTraffic GroupOf(uint64_t value, const std::string& name, uint64_t fires) {
+  GroupTraffic group;
+  group.value = value;
+  group.name = name;
+  group.fires = fires;
+  return group;
+}
+
+TEST(GroupDiffTest, GroupsOfTheSameNameAreHeldAgainstEachOtherWhateverTheirValues) {
+  GroupedTraffic a = {"kind", {GroupOf(0, "load", 7), GroupOf(1, "store", 2)}, {}, {}};
+  GroupedTraffic b = {"kind", {GroupOf(0, "store", 5), GroupOf(1, "add", 1)}, {}, {}};
+  a.groups[0].latencies.Add(9);
+  a.without.sends = 1;
+  const std::vector<GroupedChanges> changes = GroupChangesOf({a}, {b, {"class", {}, {}, {}}});
+  ASSERT_EQ(changes.size(), 1U) << "groupings that one run lacks are left out";
+  EXPECT_EQ(changes[0].by, "kind");
+  ASSERT_EQ(changes[0].groups.size(), 4U);
+  const auto told = [&](size_t i) {
+    const GroupChange& group = changes[0].groups[i];
+    EXPECT_EQ(group.changes[0].name, "fires");
+    return std::tuple(group.name, *group.changes[0].a, *group.changes[0].b, group.EventsMoved());
+  };
+  EXPECT_EQ(told(0), (std::tuple("load", 7.0, 0.0, 7.0)));
+  EXPECT_EQ(told(1), (std::tuple("store", 2.0, 5.0, 3.0)));
+  EXPECT_EQ(told(2), (std::tuple("add", 0.0, 1.0, 1.0)));
+  EXPECT_EQ(told(3), (std::tuple("none", 0.0, 0.0, 1.0)));
+  EXPECT_FALSE(changes[0].groups[3].value);
+  const std::vector<Change>& ofLoad = changes[0].groups[0].changes;
+  const auto latency = std::find_if(ofLoad.begin(), ofLoad.end(), [](const Change& change) {
+    return change.name == "latencyMean";
+  });
+  ASSERT_NE(latency, ofLoad.end());
+  EXPECT_EQ(latency->a, 9.0);
+  EXPECT_FALSE(latency->b) << "none arrived";
+}
+
+TEST(GroupDiffTest, GroupsWithoutNamesAreTheSameWhereTheirValuesAre) {
+  const GroupedTraffic a = {"thread", {GroupOf(3, "", 7)}, {}, {}};
+  const GroupedTraffic b = {"thread", {GroupOf(2, "", 7), GroupOf(3, "", 7)}, {}, {}};
+  const std::vector<GroupedChanges> changes = GroupChangesOf({a}, {b});
+  ASSERT_EQ(changes[0].groups.size(), 2U);
+  EXPECT_EQ(changes[0].groups[0].value, 3U);
+  EXPECT_EQ(changes[0].groups[0].EventsMoved(), 0.0);
+  EXPECT_EQ(changes[0].groups[1].value, 2U);
 }
 
 TEST_F(CountGroupsTest, AFilterAndACallbackAreHeeded) {

@@ -55,7 +55,7 @@ TEST_P(MeshLatencyTest, HopsAndLatenciesAreThoseThatTheSimulatorCounted) {
   const Result<CycleRange> range = CyclesOf(*trace);
   ASSERT_TRUE(range);
   const Result<PacketCounts> counts =
-      CountPackets(*trace, *index, &notes, {}, PacketCounts::Windows(range->first, range->last));
+      CountPackets(*trace, *index, &notes, {{}, PacketCounts::Windows(range->first, range->last)});
   ASSERT_TRUE(counts) << counts.Why().Text();
   EXPECT_EQ(counts->Delivered(), said.at("packets"));
   EXPECT_EQ(counts->UnderWay(), 0U);

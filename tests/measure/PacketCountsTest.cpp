@@ -147,12 +147,12 @@ TEST(PacketCountsTest, OfTheSlowestPacketsAllIsKept) {
 
 TEST(PacketCountsTest, AnExitTellsThePacketWithTheSortOfItsEntry) {
   PacketCounts counts = Empty();
-  EXPECT_FALSE(counts.Add(1, 3, PacketRole::ENTRY, std::nullopt, {}, 77));
-  EXPECT_FALSE(counts.Add(1, 4, PacketRole::HOP, std::nullopt, {}, 78));
-  const std::optional<PacketLife> life = counts.Add(1, 9, PacketRole::EXIT, std::nullopt, {}, 79);
+  EXPECT_FALSE(counts.Add(1, 3, PacketRole::ENTRY, std::nullopt, {}, {77}));
+  EXPECT_FALSE(counts.Add(1, 4, PacketRole::HOP, std::nullopt, {}, {78}));
+  const std::optional<PacketLife> life = counts.Add(1, 9, PacketRole::EXIT, std::nullopt, {}, {79});
   ASSERT_TRUE(life);
   EXPECT_EQ(life->Latency(), 6U);
-  EXPECT_EQ(life->sort, 77U);
+  EXPECT_EQ(life->entry.sort, 77U);
   EXPECT_FALSE(counts.Add(1, 9, PacketRole::EXIT, std::nullopt));
 }
 
@@ -162,7 +162,7 @@ TEST(CountPacketsTest, WithoutNotesTheThreadIsThePacket) {
                               {FIRE_RECORD, 3, 6, {0, 0}, {}},
                               {FIRE_RECORD, 6, 5, {1, 0}, {}}}));
   const Result<PacketCounts> counts =
-      CountPackets(*opened.trace, *opened.index, nullptr, {}, PacketCounts::Windows(1, 6));
+      CountPackets(*opened.trace, *opened.index, nullptr, {{}, PacketCounts::Windows(1, 6)});
   ASSERT_TRUE(counts);
   EXPECT_FALSE(TellPackets(nullptr));
   EXPECT_EQ(counts->Latencies().Counts(), (std::map<uint64_t, uint64_t>{{5, 1}}));
@@ -178,8 +178,8 @@ TEST(CountPacketsTest, CountingCanBeStopped) {
   }
   const Opened opened(Encode(events));
   const auto count = [&](const ProgressCallback& progress) {
-    return CountPackets(*opened.trace, *opened.index, nullptr, {}, PacketCounts::Windows(0, 40000),
-                        progress);
+    return CountPackets(*opened.trace, *opened.index, nullptr,
+                        {{}, PacketCounts::Windows(0, 40000)}, progress);
   };
   EXPECT_EQ(count([](const Progress&) { return false; }).Why().kind, Fault::CANCELLED);
   uint64_t done = 0;
@@ -223,7 +223,7 @@ TEST(CountPacketsTest, MessagesAreFollowedToTheFiresThatConsumedThem) {
   ASSERT_NE(companion.Notes(), nullptr);
   NotesOfTrace notes(*trace, *index, *companion.Notes());
   const Result<PacketCounts> counts =
-      CountPackets(*trace, *index, &notes, {}, PacketCounts::Windows(4, 20));
+      CountPackets(*trace, *index, &notes, {{}, PacketCounts::Windows(4, 20)});
   ASSERT_TRUE(counts) << counts.Why().Text();
   EXPECT_EQ(counts->Latencies().Counts(), (std::map<uint64_t, uint64_t>{{15, 1}, {14, 1}}));
   EXPECT_EQ(counts->TotalLatencies().Counts(), (std::map<uint64_t, uint64_t>{{18, 1}, {17, 1}}));
@@ -244,7 +244,7 @@ TEST(CountPacketsTest, MessagesOfTheSimulatorAreAllDeliveredOverTheHopsThatItCou
   ASSERT_NE(companion.Notes(), nullptr);
   NotesOfTrace notes(*trace, *index, *companion.Notes());
   const Result<PacketCounts> counts =
-      CountPackets(*trace, *index, &notes, {}, PacketCounts::Windows(0, 1000000));
+      CountPackets(*trace, *index, &notes, {{}, PacketCounts::Windows(0, 1000000)});
   ASSERT_TRUE(counts) << counts.Why().Text();
   const size_t said = run.out.find("\narray/messages = ");
   ASSERT_NE(said, std::string::npos);

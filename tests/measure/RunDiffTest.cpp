@@ -148,5 +148,37 @@ TEST(RunDiffTest, OfAHighArrayAndAWideOneOnlyTheUnitsThatAreThereAreLookedAt) {
   EXPECT_EQ(units.size(), 399999U);
 }
 
+TEST(RunDiffTest, TrafficAndLoadsOfSwitchesChangeByClusterWhereBothRunsTellThem) {
+  const ArrayShape shape({2, 1}, {1, 1}, {2, 2});
+  const MeasuredTrace a({{SEND_RECORD, 0, 0, {0, 0}, {2, 0}},
+                         {SEND_RECORD, 1, 0, {0, 0}, {3, 0}},
+                         {SWITCH_RECORD, 1, 0, shape.SwitchOf({1, 0}), {}}},
+                        shape);
+  const MeasuredTrace b(
+      {{SEND_RECORD, 0, 0, {0, 0}, {1, 0}}, {SWITCH_RECORD, 3, 0, shape.SwitchOf({1, 0}), {}}},
+      shape);
+  const std::vector<TrafficChange> traffic = TrafficChangesOf(AsMeasured(a), AsMeasured(b));
+  ASSERT_EQ(traffic.size(), 2U);
+  EXPECT_EQ(traffic[0].to, (Place{0, 0}));
+  EXPECT_EQ(traffic[0].b, 0.25);
+  EXPECT_EQ(traffic[1].to, (Place{1, 0}));
+  EXPECT_EQ(traffic[1].a, 1);
+  EXPECT_EQ(traffic[1].b, 0);
+  EXPECT_TRUE(
+      UnitChangesOf(AsMeasured(a), AsMeasured(b), UnitMeasure::SWITCH_LOAD, Level::PE).empty())
+      << "nothing tells what switches can pass on";
+  About about;
+  about.switches = AboutSwitches{std::nullopt, 2, {}};
+  const RunMeasures loadedA = MeasuresOf(a.counts, NetworkOf(&about));
+  const RunMeasures loadedB = MeasuresOf(b.counts, NetworkOf(&about));
+  const std::vector<UnitChange> loads =
+      UnitChangesOf({a.counts, loadedA}, {b.counts, loadedB}, UnitMeasure::SWITCH_LOAD, Level::PE);
+  ASSERT_EQ(loads.size(), 2U);
+  EXPECT_EQ(loads[1].a, 0.25);
+  EXPECT_EQ(loads[1].b, 0.125);
+  const MeasuredTrace other({{SEND_RECORD, 0, 0, {0, 0}, {1, 0}}}, {1, 1, 4});
+  EXPECT_TRUE(TrafficChangesOf(AsMeasured(a), AsMeasured(other)).empty()) << "other clusters";
+}
+
 }  // namespace
 }  // namespace marrowfin::testing

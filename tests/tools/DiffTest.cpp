@@ -119,6 +119,9 @@ TEST_F(DiffTest, TheTextTellsWhereRunsPartAndWhatChanged) {
             "  utilisation                       up at 3, most at (0, 0): 33.3 % to 60 %\n"
             "  longest gap                       the same everywhere\n"
             "\n"
+            "From B to A, by thread\n"
+            "  7                                 fires 0 to 1\n"
+            "\n"
             "Phases\n"
             "  none, or not of both runs\n");
 }
@@ -257,6 +260,34 @@ TEST_F(DiffTest, TheManualPageHasEveryNameOfJson) {
   for (const char* const alignment : {"cycle", "step", "fire", "phase"}) {
     ExpectNamesIn(names, Json(Different({"--json", "--align", alignment})));
   }
+}
+
+TEST_F(DiffTest, WhatChangedIsToldByThreadAndFromClusterToCluster) {
+  Trace("fire 1 0 0 0\nfire 2 3 0 0\nsend 3 3 0 0 1 0\nfire 4 3 1 0\n", "more.trace");
+  Trace("fire 1 0 0 0\nfire 2 3 0 0\nsend 4 4 0 0 1 0\n", "less.trace");
+  const std::vector<std::string> diff = {"diff", "more.trace", "less.trace", "-c", "2",
+                                         "-d",   "1",          "-p",         "1"};
+  EXPECT_THAT(Run(diff).out,
+              HasSubstr("\nFrom B to A, by thread\n"
+                        "  3                                 fires 1 to 2; messages 0 to "
+                        "1; distance, mean - to 1\n"
+                        "  4                                 messages 1 to 0; distance, "
+                        "mean 1 to -\n"));
+  std::vector<std::string> table = diff;
+  table.insert(table.end(), {"--csv", "groups"});
+  const std::vector<std::string> groups = LinesOf(Run(table).out);
+  EXPECT_EQ(groups[0], "by,value,name,measure,a,b,change,relative");
+  EXPECT_THAT(groups, ::testing::Contains("\"thread\",3,\"\",fires,2,1,1,1"));
+  EXPECT_THAT(groups, ::testing::Contains("\"thread\",4,\"\",sends,0,1,-1,-1"));
+  table.back() = "traffic";
+  EXPECT_THAT(LinesOf(Run(table).out),
+              ElementsAre("fromColumn,fromRow,toColumn,toRow,a,b,change", "0,0,1,0,0.25,0.25,0"));
+  table.pop_back();
+  table.back() = "--json";
+  const json told = Json(Run(table).out)["groups"];
+  EXPECT_EQ(told[0]["by"], "thread");
+  EXPECT_EQ(told[0]["groups"][1]["value"], 3);
+  EXPECT_EQ(told[0]["groups"][1]["measures"][0]["change"], 1.0);
 }
 
 TEST_F(DiffTest, TablesAreOneLineForEachUnit) {

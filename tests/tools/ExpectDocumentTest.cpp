@@ -92,6 +92,38 @@ TEST_F(ExpectDocumentTest, EveryNumberOfStatsIsAMeasure) {
   }
 }
 
+TEST_F(ExpectDocumentTest, EveryNumberOfWhyIsAMeasure) {
+  ASSERT_EQ(0, Script("marrowfin-sim -program spmv -size 16 -companion true -outFilename sim.trace")
+                   .exitStatus);
+  std::set<std::string> measures;
+  std::istringstream listed(Run({"expect", "--measures"}).out);
+  for (std::string line; std::getline(listed, line);) {
+    measures.insert(line.substr(0, line.find(' ')));
+  }
+  const nlohmann::json why = Json(Run({"why", "sim.trace", "--json"}).out);
+  std::vector<std::string> names;
+  AddNumbers(why, "", names);
+  EXPECT_GT(names.size(), 20U);
+  for (const std::string& name : names) {
+    // What only says more of numbers: at which records they are.
+    const bool saysMore = name.starts_with("event.") || name == "chain.firstRecord" ||
+                          name == "chain.longestMessageRecord";
+    EXPECT_NE(measures.count(name) > 0, saysMore) << name;
+  }
+  const std::pair<const char*, nlohmann::json> units[] = {
+      {"element.chain.", why["chain"]["pes"][0]},
+      {"domain.chain.", why["chain"]["domains"][0]},
+      {"cluster.chain.", why["chain"]["clusters"][0]},
+      {"element.slack.", why["slack"][0]}};
+  for (const auto& [start, unit] : units) {
+    for (const auto& [key, value] : unit.items()) {
+      if (value.is_number() && key != "fires") {
+        EXPECT_EQ(1U, measures.count(start + key)) << start << key;
+      }
+    }
+  }
+}
+
 TEST_F(ExpectDocumentTest, EveryExampleOfARuleHoldsOfARunOfTheSimulator) {
   ASSERT_EQ(0, Script("marrowfin-sim -program stencil -outFilename run.trace").exitStatus);
   Write("rules.toml", Blocks("toml")[1]);
@@ -101,7 +133,7 @@ TEST_F(ExpectDocumentTest, EveryExampleOfARuleHoldsOfARunOfTheSimulator) {
   EXPECT_EQ(1, result.exitStatus) << result.err << text;
   // Messages of this program do go far, between memories and elements.
   EXPECT_THAT(text, HasSubstr(": fails: no message goes more than six hops: "));
-  EXPECT_THAT(text, HasSubstr(": 16 rules: 14 hold, 1 fails, 1 is skipped\n"));
+  EXPECT_THAT(text, HasSubstr(": 21 rules: 19 hold, 1 fails, 1 is skipped\n"));
 }
 
 TEST_F(ExpectDocumentTest, EveryKeyOfARuleIsExplained) {
@@ -117,7 +149,7 @@ TEST_F(ExpectDocumentTest, EveryKeyOfARuleIsExplained) {
     const size_t row = document.find("`" + key + "`");
     EXPECT_LT(row, document.find("`[defaults]` may")) << key << " in the table";
   }
-  EXPECT_EQ(19, count);
+  EXPECT_EQ(20, count);
 }
 
 // All names of fields, at any depth.
@@ -138,13 +170,16 @@ TEST_F(ExpectDocumentTest, TheManualPageNamesEveryFieldOfTheJson) {
         "[[rule]]\nname = \"a\"\nmeasure = [\"fires\", \"packets.latency.max\", \"distance.max\", "
         "\"packets.onset\"]\nbelow = 1\n"
         "[[rule]]\nname = \"b\"\nmeasure = \"link.load\"\nbelow = 0\n"
+        "[[rule]]\nname = \"t\"\nmeasure = \"traffic.messages\"\nbelow = 0\n"
         "[[rule]]\nname = \"c\"\nmeasure = \"fires\"\nbaseline = \"b.json\"\nwithin = 1\n");
-  const CommandResult result = Run(
-      {"expect", "rules.toml", "t.trace", "--packets", "thread", "--update-baseline", "--json"});
+  const CommandResult result =
+      Run({"expect", "rules.toml", "t.trace", "--packets", "thread", "--update-baseline", "--json",
+           "-c", "2", "-d", "1", "-p", "1"});
   std::set<std::string> names;
   AddNames(Json(result.out), names);
   EXPECT_EQ(1U, names.count("untold"));
   EXPECT_EQ(1U, names.count("packet"));
+  EXPECT_EQ(1U, names.count("to"));
   std::string page = testing::ReadFile(MARROWFIN_SOURCE_DIR "/docs/man/marrowfin-trace.1");
   const size_t start = page.find("\n.B expect\n", page.find("\n.SH JSON\n"));
   ASSERT_NE(std::string::npos, start);

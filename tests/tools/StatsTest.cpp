@@ -86,6 +86,70 @@ TEST_F(StatsTest, JsonHasTheSameNumbersUnrounded) {
   EXPECT_FALSE(stats.contains("packets"));
 }
 
+TEST_F(StatsTest, TrafficBetweenClustersIsToldOfArraysThatHaveSeveral) {
+  Trace("send 1 0 0 0 2 0\nsend 2 0 1 1 3 1\nsend 3 0 2 0 0 0\nsend 3 0 2 0 3 0\n");
+  const std::string text = Run({"stats", "t.trace", "-c", "2", "-d", "1", "-p", "2"}).out;
+  EXPECT_THAT(text, HasSubstr("\nTraffic between clusters\n"
+                              "  messages              3 leave their cluster, 75 % of all\n"
+                              "  busiest               (0, 0) to (1, 0): 2\n"
+                              "                        (1, 0) to (0, 0): 1\n"));
+  const json stats = Json(Run({"stats", "t.trace", "-c", "2", "-d", "1", "-p", "2", "--json"}).out);
+  EXPECT_EQ(stats["traffic"].dump(),
+            R"([{"from":[0,0],"messages":2,"to":[1,0]},{"from":[1,0],"messages":1,"to":[0,0]},)"
+            R"({"from":[1,0],"messages":1,"to":[1,0]}])");
+  EXPECT_EQ(
+      Json(Run({"stats", "t.trace", "-c", "9", "-d", "1", "-p", "1", "--json"}).out)["traffic"],
+      nullptr)
+      << "of 81 clusters the matrix is a table of its own";
+  EXPECT_THAT(Stats({}), Not(HasSubstr("Traffic"))) << "one cluster has none to send to";
+}
+
+TEST_F(StatsTest, ConditionsOnNotesChooseEventsWithTheirPacketsAndTheWayToTheirFires) {
+  const std::string name = folder.File("noted.trace");
+  marrowfin::Recorder recorder;
+  ASSERT_FALSE(recorder.Open(name));
+  const NameNote kind = recorder.DeclareName("kind");
+  const NumberNote packet = recorder.DeclareNumber("packet");
+  const RecordsNote consumes = recorder.DeclareRecords("consumes");
+  const auto send = [&](uint64_t cycle, const char* what, uint64_t number) {
+    const RecordNumber record = recorder.Send(cycle, 0, {0, 0}, {1, 1});
+    recorder.Note(recorder.DeclareValue(kind, what));
+    recorder.Note(packet, number);
+    return record;
+  };
+  const RecordNumber load = send(10, "load", 1);
+  const RecordNumber store = send(11, "store", 2);
+  recorder.Fire(14, 0, {1, 1});
+  recorder.Note(consumes, load);
+  recorder.Fire(20, 0, {1, 1});
+  recorder.Note(consumes, store);
+  ASSERT_FALSE(recorder.Close());
+  const json all = Json(Run({"stats", "noted.trace", "--json"}).out);
+  EXPECT_EQ(all["sendToFire"]["count"], 2);
+  const CommandResult result = Run({"stats", "noted.trace", "--kind", "store", "--json"});
+  EXPECT_EQ(result.exitStatus, 0) << result.err;
+  const json stores = Json(result.out);
+  EXPECT_EQ(stores["records"], 1);
+  EXPECT_EQ(stores["fires"], 0);
+  EXPECT_EQ(stores["lastCycle"], 20) << "over the same cycles";
+  EXPECT_EQ(stores["sendToFire"], json({{"count", 1},
+                                        {"mean", 9.0},
+                                        {"min", 9},
+                                        {"p50", nullptr},
+                                        {"p95", nullptr},
+                                        {"p99", nullptr},
+                                        {"max", 9}}));
+  EXPECT_EQ(stores["packets"]["delivered"], 1);
+  EXPECT_EQ(stores["packets"]["latency"]["max"], 9);
+  EXPECT_EQ(stores["groups"][1]["groups"].size(), 1U) << "no group of what is left out";
+  EXPECT_EQ(Json(Run({"stats", "noted.trace", "--where", "packet=1", "--json"})
+                     .out)["packets"]["latency"]["max"],
+            4);
+  const CommandResult none = Run({"stats", "t.trace", "--kind", "load"});
+  EXPECT_EQ(none.exitStatus, 1);
+  EXPECT_THAT(none.err, HasSubstr("there are no notes beside it that could be asked"));
+}
+
 TEST_F(StatsTest, TablesAreOneLineForEachUnit) {
   EXPECT_THAT(Lines(Stats({"--csv", "pes"})),
               ElementsAre("column,row,fires,sends,receives,activeCycles,utilisation,longestGap",

@@ -52,7 +52,8 @@ const std::map<std::string, DiffTable>& Tables() {
   static const std::map<std::string, DiffTable> tables = {
       {"measures", DiffTable::MEASURES}, {"pes", DiffTable::ELEMENTS},
       {"domains", DiffTable::DOMAINS},   {"clusters", DiffTable::CLUSTERS},
-      {"links", DiffTable::LINKS},       {"phases", DiffTable::PHASES},
+      {"links", DiffTable::LINKS},       {"traffic", DiffTable::TRAFFIC},
+      {"groups", DiffTable::GROUPS},     {"phases", DiffTable::PHASES},
       {"slips", DiffTable::SLIPS}};
   return tables;
 }
@@ -127,6 +128,34 @@ void TakeMeasures(const CountedRun& run, DiffedRun& side) {
       MeasuresOf(*run.counts, NetworkOf(run.companion->GetAbout()), run.question.filter.region);
 }
 
+// By all that the notes name; of a run without any by thread.
+MaybeFailure GroupOne(const RunFlags& flags, const Console& console, CountedRun& run,
+                      std::vector<GroupedTraffic>& groups) {
+  std::vector<std::string> by;
+  if (run.companion->Notes() == nullptr) {
+    by = {GroupQuestion::THREAD};
+  }
+  if (MaybeFailure failure = GroupCounted(flags, by, console, run, groups)) {
+    return failure;
+  }
+  NameThreads(run.companion->GetAbout(), groups);
+  return std::nullopt;
+}
+
+MaybeFailure GroupRuns(const Flags& flags, const Console& console, DiffedRuns& runs,
+                       DiffAnswer& answer) {
+  std::vector<GroupedTraffic> ofA;
+  std::vector<GroupedTraffic> ofB;
+  if (MaybeFailure failure = GroupOne(flags.diff.run, console, runs.a, ofA)) {
+    return failure;
+  }
+  if (MaybeFailure failure = GroupOne(flags.diff.OfOther(), console, runs.b, ofB)) {
+    return failure;
+  }
+  answer.groups = GroupChangesOf(ofA, ofB);
+  return std::nullopt;
+}
+
 // Nothing is measured of runs of which one is empty: no rate is of no cycles.
 MaybeFailure MeasureRuns(const Flags& flags, const Console& console, DiffedRuns& runs,
                          DiffAnswer& answer) {
@@ -142,16 +171,18 @@ MaybeFailure MeasureRuns(const Flags& flags, const Console& console, DiffedRuns&
   if (MaybeFailure failure = CountDiffed(flags.diff, true, console, runs)) {
     return failure;
   }
-  if (MaybeFailure failure = PairCounted(flags.diff.run, console, runs.a)) {
-    return failure;
-  }
-  if (MaybeFailure failure = PairCounted(flags.diff.OfOther(), console, runs.b)) {
+  if (MaybeFailure failure = PairDiffed(flags.diff, console, runs)) {
     return failure;
   }
   // Of a trace that breaks off, an index knows the start.
   for (const CountedRun* run : {&runs.a, &runs.b}) {
     if (const Fault& end = run->trace.index->GetSummary().end) {
       return FailureOf(end);
+    }
+  }
+  if (!flags.quiet) {
+    if (MaybeFailure failure = GroupRuns(flags, console, runs, answer)) {
+      return failure;
     }
   }
   TakeMeasures(runs.a, answer.a);

@@ -139,6 +139,9 @@ MaybeFailure HoldAgainst(const ReportFlags& flags, const Console& console, Diffe
     if (MaybeFailure failure = CountDiffed(diff, true, console, runs)) {
       return failure;
     }
+    if (MaybeFailure failure = PairDiffed(diff, console, runs)) {
+      return failure;
+    }
     difference.run = PlottedRunOf(flags.run, runs.a);
     difference.other = PlottedRunOf(diff.OfOther(), runs.b);
     difference.phases = PairPhases(difference.run.measures, runs.a.counts->Times().Columns(),

@@ -26,9 +26,12 @@ constexpr char footer[] =
     "  marrowfin-trace stats run.trace --json -o run.json\n"
     "  marrowfin-trace stats run.trace --csv links -o links.csv\n"
     "  marrowfin-trace stats run.trace --by kind --csv groups\n"
+    "  marrowfin-trace stats noted.trace --kind load --where 'size>=64'\n"
     "\n"
     "Rates are by cycle of the range that is asked for. Packets are told where the trace has a\n"
-    "companion that names them, or with --packets thread. docs/measures.md defines each number.\n"
+    "companion that names them, or with --packets thread. Conditions on notes choose events, the\n"
+    "packets that entered with one and the messages among them, whatever fire consumed those.\n"
+    "docs/measures.md defines each number.\n"
     "\n"
     "Exit status: 0 done, 1 the trace cannot be read or breaks off before all that was asked for,\n"
     "2 command line refused, 3 the output cannot be written or nowhere is room for the index.";
@@ -72,19 +75,6 @@ bool IsKnownToIndex(StatsTable table) { return table == StatsTable::TIME; }
 
 bool NeedsPackets(const StatsFlags& flags) {
   return !flags.csv || flags.csv == "latency" || flags.csv == "groups";
-}
-
-// Threads by the names that the run gave them.
-void NameThreads(const About* about, std::vector<GroupedTraffic>& groups) {
-  for (GroupedTraffic& grouped : groups) {
-    if (grouped.by != GroupQuestion::THREAD || about == nullptr) {
-      continue;
-    }
-    for (GroupTraffic& group : grouped.groups) {
-      const auto found = about->threads.find(static_cast<uint32_t>(group.value));
-      group.name = found == about->threads.end() ? "" : found->second.name;
-    }
-  }
 }
 
 MaybeFailure Write(const StatsFlags& flags, const RunAnswer& answer, const Console& console) {
@@ -134,6 +124,7 @@ MaybeFailure Stats(const StatsFlags& flags, const Console& console) {
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<StatsFlags>();
   flags->run.Declare(app);
+  flags->run.DeclareNotes(app);
   flags->run.DeclarePackets(app);
   app.add_flag("--json", flags->json, "Print JSON");
   std::vector<std::string> tables;

@@ -8,6 +8,15 @@
 
 namespace marrowfin {
 
+// A name as a cell: in quotes, those within doubled.
+inline std::string Quoted(const std::string& name) {
+  std::string text = "\"";
+  for (const char character : name) {
+    text += character == '"' ? "\"\"" : std::string(1, character);
+  }
+  return text + "\"";
+}
+
 // Lines of values, commas between them. Reals have as many digits as tell them from all others;
 // what is not there is empty. Words hold no commas.
 class CsvLines {

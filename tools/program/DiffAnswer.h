@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "measure/GroupDiff.h"
 #include "measure/PhasePairs.h"
 #include "measure/RunAlignment.h"
 #include "measure/RunDiff.h"
@@ -36,7 +37,8 @@ struct DiffAnswer {
   Alignment alignment = Alignment::CYCLE;
   bool ordered = false;
   RunAlignment aligned;
-  std::vector<PhasePair> phases;  // where both runs were measured
+  std::vector<PhasePair> phases;       // where both runs were measured
+  std::vector<GroupedChanges> groups;  // likewise
 
   bool IsMeasured() const { return a.measures && b.measures; }
 };
@@ -47,9 +49,20 @@ std::string DiffText(const DiffAnswer& answer);
 // The same and more for machines; numbers are not rounded.
 nlohmann::json DiffJson(const DiffAnswer& answer);
 
-// One line for each measure, unit of the array, link, phase, or element with its slip; with a line
-// of names before. Measured runs alone; SLIPS of an alignment by fire.
-enum class DiffTable { MEASURES, ELEMENTS, DOMAINS, CLUSTERS, LINKS, PHASES, SLIPS };
+// One line for each measure, unit of the array, link, pair of clusters, measure of a group, phase,
+// or element with its slip; with a line of names before. Measured runs alone; SLIPS of an alignment
+// by fire.
+enum class DiffTable {
+  MEASURES,
+  ELEMENTS,
+  DOMAINS,
+  CLUSTERS,
+  LINKS,
+  TRAFFIC,
+  GROUPS,
+  PHASES,
+  SLIPS
+};
 std::string DiffCsv(const DiffAnswer& answer, DiffTable table);
 
 }  // namespace marrowfin

@@ -22,7 +22,7 @@ std::optional<double> DifferenceOf(const UnitChange& change) {
 std::string Units(const DiffAnswer& answer, Level level) {
   CsvLines lines("column,row,measure,a,b,change");
   for (const UnitMeasure measure : UNIT_MEASURES) {
-    if (measure == UnitMeasure::TRANSMISSIONS && level != Level::CLUSTER) {
+    if (IsOfSwitches(measure) && level != Level::CLUSTER) {
       continue;
     }
     for (const UnitChange& change :
@@ -39,6 +39,30 @@ std::string Links(const DiffAnswer& answer) {
   for (const LinkChange& link : LinkChangesOf(*answer.a.measures, *answer.b.measures)) {
     lines.Add(link.node.column, link.node.row, HeadingName(link.heading), link.a, link.b,
               link.a - link.b);
+  }
+  return lines.text;
+}
+
+std::string Traffic(const DiffAnswer& answer) {
+  CsvLines lines("fromColumn,fromRow,toColumn,toRow,a,b,change");
+  for (const TrafficChange& pair : TrafficChangesOf(answer.a.Measured(), answer.b.Measured())) {
+    lines.Add(pair.from.column, pair.from.row, pair.to.column, pair.to.row, pair.a, pair.b,
+              pair.a - pair.b);
+  }
+  return lines.text;
+}
+
+std::string Groups(const DiffAnswer& answer) {
+  CsvLines lines("by,value,name,measure,a,b,change,relative");
+  for (const GroupedChanges& grouped : answer.groups) {
+    const std::string by = Quoted(grouped.by);
+    for (const GroupChange& group : grouped.groups) {
+      const std::string name = Quoted(group.name);
+      for (const Change& change : group.changes) {
+        lines.Add(by.c_str(), group.value, name.c_str(), change.name.c_str(), change.a, change.b,
+                  change.Difference(), change.Relative());
+      }
+    }
   }
   return lines.text;
 }
@@ -86,6 +110,10 @@ std::string DiffCsv(const DiffAnswer& answer, DiffTable table) {
       return Units(answer, Level::CLUSTER);
     case DiffTable::LINKS:
       return Links(answer);
+    case DiffTable::TRAFFIC:
+      return Traffic(answer);
+    case DiffTable::GROUPS:
+      return Groups(answer);
     case DiffTable::PHASES:
       return Phases(answer);
     case DiffTable::SLIPS:

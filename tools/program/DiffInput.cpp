@@ -84,6 +84,13 @@ MaybeFailure CountDiffed(const DiffFlags& flags, bool withPackets, const Console
   return CountOpened(flags.OfOther(), withPackets, console, runs.b);
 }
 
+MaybeFailure PairDiffed(const DiffFlags& flags, const Console& console, DiffedRuns& runs) {
+  if (MaybeFailure failure = PairCounted(flags.run, console, runs.a)) {
+    return failure;
+  }
+  return PairCounted(flags.OfOther(), console, runs.b);
+}
+
 MaybeFailure AlignDiffed(const DiffFlags& flags, AlignQuestion question, const Console& console,
                          DiffedRuns& runs, RunAlignment& aligned) {
   const FilterFlags& filter = flags.run.filter;

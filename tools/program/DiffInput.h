@@ -41,6 +41,9 @@ MaybeFailure DescribeDiffed(const DiffFlags& flags, const Console& console, Diff
 MaybeFailure CountDiffed(const DiffFlags& flags, bool withPackets, const Console& console,
                          DiffedRuns& runs);
 
+// Counts how long messages take to their fires, of both runs that were counted.
+MaybeFailure PairDiffed(const DiffFlags& flags, const Console& console, DiffedRuns& runs);
+
 // Holds the traces against each other, not by phase; opened only, unless a condition on events asks
 // for the array.
 MaybeFailure AlignDiffed(const DiffFlags& flags, AlignQuestion question, const Console& console,

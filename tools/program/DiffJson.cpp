@@ -87,14 +87,28 @@ Json SlipJson(const DiffAnswer& answer) {
   return {{"first", DivergenceJson(answer, answer.aligned.firstSlip)}, {"elements", places}};
 }
 
-Json MeasuresJson(const DiffAnswer& answer) {
+Json ChangesJson(const std::vector<Change>& changes) {
   Json json = Json::array();
-  for (const Change& change : ChangesOf(answer.a.Measured(), answer.b.Measured())) {
+  for (const Change& change : changes) {
     json.push_back({{"name", change.name},
                     {"a", OrNull(change.a)},
                     {"b", OrNull(change.b)},
                     {"change", OrNull(change.Difference())},
                     {"relative", OrNull(change.Relative())}});
+  }
+  return json;
+}
+
+Json GroupsJson(const DiffAnswer& answer) {
+  Json json = Json::array();
+  for (const GroupedChanges& grouped : answer.groups) {
+    Json groups = Json::array();
+    for (const GroupChange& group : grouped.groups) {
+      groups.push_back({{"value", OrNull(group.value)},
+                        {"name", group.name.empty() ? Json() : Json(group.name)},
+                        {"measures", ChangesJson(group.changes)}});
+    }
+    json.push_back({{"by", grouped.by}, {"groups", std::move(groups)}});
   }
   return json;
 }
@@ -109,11 +123,16 @@ Json UnitJson(const std::optional<UnitChange>& change) {
 Json WhereJson(const DiffAnswer& answer, Level level) {
   Json json = Json::object();
   for (const UnitMeasure measure : UNIT_MEASURES) {
-    if (measure == UnitMeasure::TRANSMISSIONS && level != Level::CLUSTER) {
+    if (IsOfSwitches(measure) && level != Level::CLUSTER) {
       continue;
     }
-    const UnitSummary summary =
-        SummaryOf(UnitChangesOf(answer.a.Measured(), answer.b.Measured(), measure, level));
+    const std::vector<UnitChange> changes =
+        UnitChangesOf(answer.a.Measured(), answer.b.Measured(), measure, level);
+    if (changes.empty()) {
+      json[UnitMeasureName(measure)] = nullptr;
+      continue;
+    }
+    const UnitSummary summary = SummaryOf(changes);
     json[UnitMeasureName(measure)] = {{"up", summary.up},
                                       {"down", summary.down},
                                       {"same", summary.same},
@@ -163,12 +182,15 @@ Json DiffJson(const DiffAnswer& answer) {
                {"speedUp", Json()},
                {"measures", Json()},
                {"where", Json()},
+               {"groups", Json()},
                {"phases", Json()}};
   if (answer.IsMeasured()) {
     json["speedUp"] = answer.b.measures->cycles / answer.a.measures->cycles;
-    json["measures"] = MeasuresJson(answer);
+    json["measures"] = ChangesJson(ChangesOf(answer.a.Measured(), answer.b.Measured()));
     json["where"] = {{"pes", WhereJson(answer, Level::PE)},
+                     {"domains", WhereJson(answer, Level::DOMAIN)},
                      {"clusters", WhereJson(answer, Level::CLUSTER)}};
+    json["groups"] = GroupsJson(answer);
     json["phases"] = PhasesJson(answer);
   }
   return json;

@@ -5,8 +5,10 @@
 
 #include "convert/export/EventWords.h"
 #include "measure/NumberText.h"
+#include "measure/ValueText.h"
 #include "tools/program/DiffAnswer.h"
 #include "tools/program/ShellWord.h"
+#include "tools/program/TerminalText.h"
 #include "tools/program/ViewCommand.h"
 #include "trace/base/TypeNames.h"
 
@@ -32,20 +34,9 @@ std::string Right(const std::string& text, size_t width) {
   return std::string(width > has ? width - has : 1, ' ') + text;
 }
 
-std::string Signed(double value, const std::string& text) { return (value > 0 ? "+" : "") + text; }
-
 std::string SignedCycles(int64_t cycles) {
   const double value = static_cast<double>(cycles);
-  return Signed(value, ThreeDigits(value));
-}
-
-std::string ValueText(Quantity quantity, double value) {
-  if (quantity == Quantity::SHARE) {
-    return (value < 0 ? "−" : "") + PercentText(std::abs(value));
-  }
-  const bool whole = value == std::floor(value) && std::abs(value) < 9e15;
-  return whole ? (value < 0 ? "−" : "") + CountText(static_cast<uint64_t>(std::abs(value)))
-               : ThreeDigits(value);
+  return SignedText(value, ThreeDigits(value));
 }
 
 std::string RelativeText(double share) {
@@ -185,7 +176,7 @@ std::string SlipText(const DiffAnswer& answer) {
       largest = &slip;
     }
   }
-  text += "  " + Left("mean", NAMES) + Signed(sum, ThreeDigits(sum / matched)) + "\n";
+  text += "  " + Left("mean", NAMES) + SignedText(sum, ThreeDigits(sum / matched)) + "\n";
   return text + "  " + Left("largest", NAMES) + SignedCycles(largest->largest) + " at PE " +
          PlaceText(largest->at.column, largest->at.row) + "\n";
 }
@@ -211,7 +202,7 @@ std::string MeasuresText(const DiffAnswer& answer) {
     };
     text += "  " + Left(change.words, NAMES) + value(change.a) + value(change.b);
     if (const std::optional<double> difference = change.Difference()) {
-      text += Right(Signed(*difference, ValueText(change.quantity, *difference)), VALUES);
+      text += Right(SignedText(*difference, ValueText(change.quantity, *difference)), VALUES);
     }
     if (const std::optional<double> relative = change.Relative()) {
       text += "  (" + RelativeText(*relative) + ")";
@@ -241,21 +232,35 @@ std::string WhereLine(const UnitSummary& summary, Quantity quantity) {
   return text;
 }
 
+Quantity QuantityOf(UnitMeasure measure) {
+  switch (measure) {
+    case UnitMeasure::UTILISATION:
+    case UnitMeasure::IDLE:
+    case UnitMeasure::SWITCH_LOAD:
+      return Quantity::SHARE;
+    case UnitMeasure::LONGEST_GAP:
+      return Quantity::CYCLES;
+    default:
+      return Quantity::RATE;
+  }
+}
+
 std::string WhereText(const DiffAnswer& answer, Level level) {
   std::string text = std::string("\nFrom B to A, by ") + LevelName(level) +
                      (level == Level::PE ? "" : ", means of its PEs") + "\n";
   for (const UnitMeasure measure : UNIT_MEASURES) {
-    const bool ofSwitches = measure == UnitMeasure::TRANSMISSIONS;
-    if ((ofSwitches && level != Level::CLUSTER) || measure == UnitMeasure::IDLE) {
+    if ((IsOfSwitches(measure) && level != Level::CLUSTER) || measure == UnitMeasure::IDLE) {
       continue;  // the idle share is what the utilisation leaves
     }
     const std::vector<UnitChange> changes =
         UnitChangesOf(answer.a.Measured(), answer.b.Measured(), measure, level);
-    const Quantity quantity = measure == UnitMeasure::UTILISATION   ? Quantity::SHARE
-                              : measure == UnitMeasure::LONGEST_GAP ? Quantity::CYCLES
-                                                                    : Quantity::RATE;
+    if (changes.empty()) {
+      continue;  // not of both
+    }
+    const Quantity quantity = QuantityOf(measure);
     const UnitSummary summary = SummaryOf(changes);
-    const std::string name = measure == UnitMeasure::LONGEST_GAP ? "longest gap"
+    const std::string name = measure == UnitMeasure::LONGEST_GAP   ? "longest gap"
+                             : measure == UnitMeasure::SWITCH_LOAD ? "switch load"
                              : quantity == Quantity::RATE
                                  ? UnitMeasureName(measure) + std::string(" per cycle")
                                  : UnitMeasureName(measure);
@@ -264,6 +269,58 @@ std::string WhereText(const DiffAnswer& answer, Level level) {
       text += "  " + Left("not compared", NAMES) + CountText(summary.onlyA) +
               " that A alone has, " + CountText(summary.onlyB) + " that B alone has\n";
     }
+  }
+  return text;
+}
+
+constexpr size_t MOST_LISTED = 8;  // groups
+
+bool IsTold(const Change& change) {
+  const bool isCount =
+      change.name == "fires" || change.name == "sends" || change.name == "transmissions";
+  return (isCount || change.name.ends_with("Mean")) && change.a != change.b &&
+         change.Difference() != 0.0;
+}
+
+std::string GroupName(const GroupChange& group) {
+  return group.value && group.name.empty() ? CountText(*group.value) : PrintableLine(group.name);
+}
+
+// "fires 120 to 130; from send to fire, mean 12.1 to 14"; nothing where nothing changed.
+std::string GroupText(const GroupChange& group) {
+  std::string text;
+  for (const Change& change : group.changes) {
+    if (IsTold(change)) {
+      const auto value = [&](const std::optional<double>& of) {
+        return of ? ValueText(change.quantity, *of) : std::string("-");
+      };
+      text += (text.empty() ? "" : "; ") + change.words + " " + value(change.b) + " to " +
+              value(change.a);
+    }
+  }
+  return text;
+}
+
+// Those of which events became more or fewer, most of them first; then what else changed.
+std::string GroupsText(const GroupedChanges& grouped) {
+  std::string text = "\nFrom B to A, by " + PrintableLine(grouped.by) + "\n";
+  std::vector<const GroupChange*> changed;
+  for (const GroupChange& group : grouped.groups) {
+    if (!GroupText(group).empty()) {
+      changed.push_back(&group);
+    }
+  }
+  std::stable_sort(changed.begin(), changed.end(), [](const GroupChange* a, const GroupChange* b) {
+    return a->EventsMoved() > b->EventsMoved();
+  });
+  if (changed.empty()) {
+    return text + "  the same of all\n";
+  }
+  for (size_t i = 0; i < std::min(MOST_LISTED, changed.size()); ++i) {
+    text += "  " + Left(GroupName(*changed[i]), NAMES) + GroupText(*changed[i]) + "\n";
+  }
+  if (changed.size() > MOST_LISTED) {
+    text += "  " + CountText(changed.size() - MOST_LISTED) + " more, see --csv groups\n";
   }
   return text;
 }
@@ -304,6 +361,9 @@ std::string DiffText(const DiffAnswer& answer) {
   text += SpeedText(answer) + MeasuresText(answer) + WhereText(answer, Level::PE);
   if (answer.a.run->question.shape.Switches() > 1 || answer.b.run->question.shape.Switches() > 1) {
     text += WhereText(answer, Level::CLUSTER);
+  }
+  for (const GroupedChanges& grouped : answer.groups) {
+    text += GroupsText(grouped);
   }
   return text + PhasesText(answer);
 }

@@ -33,6 +33,9 @@ Json AsJson(const Witness& witness) {
     if (witness.position) {
       json["place"]["position"] = AsJson(*witness.position);
     }
+    if (witness.of == MeasureOf::TRAFFIC) {
+      json["place"]["to"] = AsJson(witness.to);
+    }
     if (witness.of == MeasureOf::LINK) {
       json["place"]["heading"] = HeadingName(witness.heading);
     }

@@ -208,8 +208,7 @@ MaybeFailure FilterFlags::ChosenFor(const std::string& trace,
   return std::nullopt;
 }
 
-MaybeFailure NoteFlags::ConditionsFor(const TraceSource& trace, const Companion& companion,
-                                      std::vector<NoteCondition>& conditions) const {
+std::vector<std::string> NoteFlags::Texts() const {
   std::vector<std::string> texts = where;
   if (kind) {
     texts.push_back(std::string(KIND_ATTRIBUTE) + "=" + *kind);
@@ -217,6 +216,12 @@ MaybeFailure NoteFlags::ConditionsFor(const TraceSource& trace, const Companion&
   if (packet) {
     texts.push_back(std::string(PACKET_ATTRIBUTE) + "=" + std::to_string(*packet));
   }
+  return texts;
+}
+
+MaybeFailure NoteFlags::ConditionsFor(const TraceSource& trace, const Companion& companion,
+                                      std::vector<NoteCondition>& conditions) const {
+  const std::vector<std::string> texts = Texts();
   const NotesFile* const notes = companion.Notes();
   if (!texts.empty() && notes == nullptr) {
     return Failure{EXIT_INPUT, trace.Name() + ": there are no notes beside it that could be asked",

@@ -73,6 +73,11 @@ struct NoteFlags {
 
   void Declare(CLI::App& app);
 
+  bool AskForAll() const { return !kind && !packet && where.empty(); }
+
+  // The conditions as they were written, "kind=load".
+  std::vector<std::string> Texts() const;
+
   // The conditions on notes; a failure where there are some and no notes that are believed, or such
   // that cannot be asked so.
   MaybeFailure ConditionsFor(const TraceSource& trace, const Companion& companion,

@@ -160,8 +160,8 @@ Result<AnswerTable> TellCounters(const NotesAsked& asked) {
 }
 
 Result<AnswerTable> CountByPlace(const NotesAsked& asked, const NotedFilter& filter) {
-  const Result<PlaceCounts> counts = CountAtPlaces(*asked.trace.file, *asked.trace.index,
-                                                   asked.joined.notes, filter, asked.progress);
+  const Result<EventsAtPlaces> counts = CountAtPlaces(*asked.trace.file, *asked.trace.index,
+                                                      asked.joined.notes, filter, asked.progress);
   if (!counts) {
     return counts.Why();
   }

@@ -7,6 +7,7 @@
 #include "measure/KeptCounts.h"
 #include "tools/program/CompanionInput.h"
 #include "trace/ask/FilterRange.h"
+#include "trace/ask/NotedCursor.h"
 
 namespace marrowfin {
 namespace {
@@ -21,19 +22,8 @@ MaybeFailure ChooseFilter(const RunFlags& flags, CountedRun& run) {
   if (summary.end) {
     filter.lastRecord = std::min(filter.lastRecord, summary.records);
   }
-  return std::nullopt;
-}
-
-Fault Count(const RunFlags& flags, const Console& console, CountedRun& run) {
-  Result<RunCounts> counts = Watched(flags, console, "M", [&](const ProgressCallback& progress) {
-    const std::unique_ptr<IndexStore> kept = KeptCountsOf(*run.trace.file, *run.trace.index);
-    return CountRunOnce(*run.trace.file, *run.trace.index, kept.get(), run.question, progress);
-  });
-  if (!counts) {
-    return counts.Why();
-  }
-  run.counts = std::move(counts).Take();
-  return {};
+  run.question.conditions.clear();
+  return flags.notes.ConditionsFor(*run.trace.file, *run.companion, run.question.conditions);
 }
 
 // The notes of a run; nothing where it has none.
@@ -44,24 +34,49 @@ std::optional<NotesOfTrace>& NotesOf(const CountedRun& run, std::optional<NotesO
   return notes;
 }
 
+NotedFilter FilterOf(const CountedRun& run) {
+  return {run.question.filter, run.question.conditions};
+}
+
+Fault Count(const RunFlags& flags, const Console& console, CountedRun& run) {
+  RunQuestion question = run.question;
+  std::optional<NotesOfTrace> notes;
+  if (!question.conditions.empty()) {
+    question.notes = &*NotesOf(run, notes);
+  }
+  Result<RunCounts> counts = Watched(flags, console, "M", [&](const ProgressCallback& progress) {
+    const std::unique_ptr<IndexStore> kept = KeptCountsOf(*run.trace.file, *run.trace.index);
+    return CountRunOnce(*run.trace.file, *run.trace.index, kept.get(), question, progress);
+  });
+  if (!counts) {
+    return counts.Why();
+  }
+  if (notes) {
+    ReportRefused(notes->Refused(), console);
+  }
+  run.counts = std::move(counts).Take();
+  return {};
+}
+
 Fault Follow(const RunFlags& flags, const Console& console, CountedRun& run) {
   const bool threads = flags.packets == "thread";
   std::optional<NotesOfTrace> notes;
-  NotesOfTrace* const told = !threads && NotesOf(run, notes) ? &*notes : nullptr;
+  NotesOfTrace* const told = NotesOf(run, notes) ? &*notes : nullptr;
   if (flags.packets == "none" || (!threads && !TellPackets(told))) {
     return {};
   }
   const TimeColumns& range = run.counts->Times().Columns();
+  const PacketQuestion question = {FilterOf(run), PacketCounts::Windows(range.first, range.last),
+                                   threads};
   Result<PacketCounts> packets =
       Watched(flags, console, "M records", [&](const ProgressCallback& progress) {
-        return CountPackets(*run.trace.file, *run.trace.index, told, run.question.filter,
-                            PacketCounts::Windows(range.first, range.last), progress);
+        return CountPackets(*run.trace.file, *run.trace.index, told, question, progress);
       });
   if (!packets) {
     return packets.Why();
   }
   run.packets = std::move(packets).Take();
-  if (notes) {
+  if (notes && run.question.conditions.empty()) {
     ReportRefused(notes->Refused(), console);
   }
   return {};
@@ -72,7 +87,7 @@ Fault Pair(const RunFlags& flags, const Console& console, CountedRun& run) {
   NotesOfTrace* const told = NotesOf(run, notes) ? &*notes : nullptr;
   Result<std::optional<PairCounts>> pairs =
       Watched(flags, console, "M records", [&](const ProgressCallback& progress) {
-        return CountPairs(*run.trace.file, *run.trace.index, told, run.question.filter, progress);
+        return CountPairs(*run.trace.file, *run.trace.index, told, FilterOf(run), progress);
       });
   if (!pairs) {
     return pairs.Why();
@@ -90,6 +105,7 @@ Fault Group(const RunFlags& flags, const std::vector<std::string>& by, const Con
   question.by = by.empty() && told != nullptr ? GroupingsOf(told) : by;
   question.packets = run.packets.has_value();
   question.packetsAreThreads = flags.packets == "thread";
+  question.conditions = run.question.conditions;
   if (question.by.empty()) {
     return {};
   }
@@ -101,7 +117,7 @@ Fault Group(const RunFlags& flags, const std::vector<std::string>& by, const Con
     return counted.Why();
   }
   groups = std::move(counted).Take();
-  if (notes && !run.packets) {
+  if (notes && !run.packets && run.question.conditions.empty()) {
     ReportRefused(notes->Refused(), console);
   }
   return {};
@@ -130,6 +146,8 @@ void RunFlags::DeclareConditions(CLI::App& app, bool numbered) {
   shape.Declare(app);
 }
 
+void RunFlags::DeclareNotes(CLI::App& app) { notes.Declare(app); }
+
 void RunFlags::DeclarePackets(CLI::App& app) {
   app.add_option("--packets", packets,
                  "What tells packets: notes (the companion), thread (each is a packet), or none")
@@ -144,7 +162,7 @@ MaybeFailure RunFlags::Check() const {
   return shape.Check();
 }
 
-bool RunFlags::AskForAll() const { return filter.AskForAll(); }
+bool RunFlags::AskForAll() const { return filter.AskForAll() && notes.AskForAll(); }
 
 std::string RunFlags::Chosen() const {
   std::string text;
@@ -158,7 +176,13 @@ std::string RunFlags::Chosen() const {
   if (filter.AskForPlaces()) {
     add("a region");
   }
-  return !filter.inverted ? text : text.empty() ? "all but a part" : "all but " + text;
+  if (filter.inverted) {
+    text = text.empty() ? "all but a part" : "all but " + text;
+  }
+  for (const std::string& condition : notes.Texts()) {
+    add(condition);
+  }
+  return text;
 }
 
 MaybeFailure ChooseArray(const RunFlags& flags, CountedRun& run) {

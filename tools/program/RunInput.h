@@ -23,6 +23,7 @@ namespace marrowfin {
 struct RunFlags {
   std::string trace;
   FilterFlags filter;
+  NoteFlags notes;
   ShapeFlags shape;
   std::string packets = "notes";
 
@@ -31,6 +32,9 @@ struct RunFlags {
   // Without the trace; and without the numbers of records and steps where those say nothing, which
   // are not the same of two runs.
   void DeclareConditions(CLI::App& app, bool numbered);
+
+  // The flags that choose events by their notes, of those that heed them.
+  void DeclareNotes(CLI::App& app);
 
   // The flag of those that tell of packets.
   void DeclarePackets(CLI::App& app);

@@ -21,6 +21,7 @@ PlottedRun PlottedRunOf(const RunFlags& flags, const CountedRun& counted) {
   run.chosen = flags.Chosen();
   run.counts = &*counted.counts;
   run.packets = counted.packets ? &*counted.packets : nullptr;
+  run.pairs = counted.pairs ? &*counted.pairs : nullptr;
   run.region = counted.question.filter.region;
   run.measures = MeasuresOf(*counted.counts, NetworkOf(counted.companion->GetAbout()), run.region);
   return run;

@@ -1,6 +1,7 @@
 #include <string>
 #include <utility>
 
+#include "measure/ClusterTraffic.h"
 #include "measure/Level.h"
 #include "tools/program/CsvLines.h"
 #include "tools/program/RunAnswer.h"
@@ -101,14 +102,8 @@ std::string Distances(const RunAnswer& answer) {
 
 std::string Traffic(const RunAnswer& answer) {
   CsvLines lines("fromColumn,fromRow,toColumn,toRow,messages");
-  const std::vector<uint64_t>& traffic = answer.counts->Traffic();
-  const uint64_t columns = answer.shape.clusters.columns;
-  const uint64_t clusters = answer.shape.Switches();
-  for (size_t i = 0; i < traffic.size(); ++i) {
-    if (traffic[i] > 0) {
-      lines.Add(i / clusters % columns, i / clusters / columns, i % clusters % columns,
-                i % clusters / columns, traffic[i]);
-    }
+  for (const ClusterPair& pair : TrafficOf(*answer.counts)) {
+    lines.Add(pair.from.column, pair.from.row, pair.to.column, pair.to.row, pair.messages);
   }
   return lines.text;
 }
@@ -134,15 +129,6 @@ std::string Latency(const RunAnswer& answer) {
               counts.Largest());
   }
   return lines.text;
-}
-
-// A name as a cell: in quotes, those within doubled.
-std::string Quoted(const std::string& name) {
-  std::string text = "\"";
-  for (const char character : name) {
-    text += character == '"' ? "\"\"" : std::string(1, character);
-  }
-  return text + "\"";
 }
 
 void AddGroup(const std::string& by, const std::string& value, const GroupTraffic& group,

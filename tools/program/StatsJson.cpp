@@ -2,6 +2,7 @@
 #include <string>
 #include <vector>
 
+#include "measure/ClusterTraffic.h"
 #include "measure/NumberText.h"
 #include "tools/program/Json.h"
 #include "tools/program/RunAnswer.h"
@@ -84,6 +85,21 @@ Json AsJson(const LinkMeasures& links) {
             {"rate", links.bisectionRate},
             {"share", links.bisectionShare}}},
           {"modelError", links.modelError ? Json(*links.modelError) : Json()}};
+}
+
+// Arrays with more clusters have a table of it: a matrix grows with their square.
+constexpr uint64_t MOST_CLUSTERS = 64;
+
+Json TrafficAsJson(const RunAnswer& answer) {
+  if (answer.shape.Switches() > MOST_CLUSTERS) {
+    return nullptr;
+  }
+  Json json = Json::array();
+  for (const ClusterPair& pair : TrafficOf(*answer.counts)) {
+    json.push_back(
+        {{"from", AsJson(pair.from)}, {"to", AsJson(pair.to)}, {"messages", pair.messages}});
+  }
+  return json;
 }
 
 Json PhasesAsJson(const RunAnswer& answer) {
@@ -187,6 +203,7 @@ Json StatsJson(const RunAnswer& answer) {
                {"quietFirst", m.quietFirst},
                {"distance", AsJson(m.distances)},
                {"links", AsJson(m.links)},
+               {"traffic", TrafficAsJson(answer)},
                {"phases", PhasesAsJson(answer)}};
   if (m.longestGap) {
     json["longestGap"] = {{"at", AsJson(m.longestGap->at)},

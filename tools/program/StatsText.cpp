@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "measure/ClusterTraffic.h"
 #include "measure/NumberText.h"
 #include "tools/program/RunAnswer.h"
 #include "tools/program/TerminalText.h"
@@ -142,6 +143,26 @@ void AddLinks(Table& table, const LinkMeasures& links) {
   }
 }
 
+// What clusters sent to others, of arrays that have several.
+void AddTraffic(Table& table, const RunAnswer& answer) {
+  const std::vector<ClusterPair> pairs = TrafficOf(*answer.counts);
+  if (answer.shape.Switches() < 2 || pairs.empty()) {
+    return;
+  }
+  table.Heading("Traffic between clusters");
+  const uint64_t between = MessagesBetween(pairs);
+  table.Line("messages", CountText(between) + " leave their cluster, " +
+                             PercentText(static_cast<double>(between) /
+                                         static_cast<double>(answer.measures.sends)) +
+                             " of all");
+  std::string name = "busiest";
+  for (const ClusterPair& pair : BusiestBetween(pairs, MOST_TOLD)) {
+    table.Line(name, PlaceText(pair.from.column, pair.from.row) + " to " +
+                         PlaceText(pair.to.column, pair.to.row) + ": " + CountText(pair.messages));
+    name.clear();
+  }
+}
+
 void AddSwitches(Table& table, const RunMeasures& measures) {
   table.Heading("Switches");
   table.Line("transmissions", CountText(measures.transmissions));
@@ -176,6 +197,9 @@ void AddPackets(Table& table, const PacketCounts& packets, bool areThreads) {
                             CountText(slowest.injected));
   if (const std::optional<uint64_t> onset = packets.Onset()) {
     table.Line("saturates", "from cycle " + CountText(*onset) + " on");
+  } else if (const std::optional<uint64_t> early = packets.EarlyPercentile()) {
+    table.Line("saturates", "never: no three windows in a row have a 95 % over " +
+                                CountText(*early) + " x 2 cycles");
   }
 }
 
@@ -249,6 +273,7 @@ std::string StatsText(const RunAnswer& answer) {
   if (measures.sends > 0) {
     AddMessages(table, answer);
     AddLinks(table, measures.links);
+    AddTraffic(table, answer);
   }
   if (measures.transmissions > 0) {
     AddSwitches(table, measures);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "trace/ask/NoteMarks.h"
 #include "trace/ask/Walk.h"
 
 namespace marrowfin {
@@ -65,18 +66,8 @@ bool NotedCursor::Take(Selection& found) {
     return true;
   }
   const std::span<uint8_t> marked = std::span(marks).first(found.Size());
-  std::fill(marked.begin(), marked.end(), uint8_t{1});
-  for (const NoteCondition& condition : filter.notes) {
-    const Result<const NoteValues*> values = notes.Of(found, condition.attribute);
-    if (!values) {
-      fault = values.Why();
-      return false;
-    }
-    MarkNotes(condition, notes.Declarations().attributes[condition.attribute].type, **values,
-              marked);
-  }
-  if (notes.Refused().kind == Fault::OTHER_TRACE) {
-    fault = notes.Refused();
+  fault = MarkNoted(notes, filter.notes, found, marked);
+  if (fault) {
     return false;
   }
   size_t count = 0;

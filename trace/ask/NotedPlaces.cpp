@@ -4,8 +4,9 @@
 
 namespace marrowfin {
 
-Result<PlaceCounts> CountAtPlaces(const TraceSource& trace, const Index& index, NotesOfTrace& notes,
-                                  const NotedFilter& filter, const ProgressCallback& progress) {
+Result<EventsAtPlaces> CountAtPlaces(const TraceSource& trace, const Index& index,
+                                     NotesOfTrace& notes, const NotedFilter& filter,
+                                     const ProgressCallback& progress) {
   std::unordered_map<uint64_t, uint64_t> counts;
   NotedCursor cursor(trace, index, notes, filter, progress);
   Selection found;
@@ -18,7 +19,7 @@ Result<PlaceCounts> CountAtPlaces(const TraceSource& trace, const Index& index, 
   if (cursor.GetFault()) {
     return cursor.GetFault();
   }
-  PlaceCounts places;
+  EventsAtPlaces places;
   for (const auto& [place, count] : counts) {
     places[{static_cast<uint32_t>(place >> 32), static_cast<uint32_t>(place)}] = count;
   }

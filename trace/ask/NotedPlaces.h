@@ -15,15 +15,15 @@
 
 namespace marrowfin {
 
-typedef std::map<Place, uint64_t, InRowOrder> PlaceCounts;
+typedef std::map<Place, uint64_t, InRowOrder> EventsAtPlaces;
 
 // How many of the events that a filter lets through each place has: where they fired or
 // transmitted, and of sends the sender. Where an element spent its time waiting is
 // `kind=wait`. Reads what NotedCursor reads, and has its faults; memory follows the places. `notes`
 // serves one thread at a time.
-[[nodiscard]] Result<PlaceCounts> CountAtPlaces(const TraceSource& trace, const Index& index,
-                                                NotesOfTrace& notes, const NotedFilter& filter,
-                                                const ProgressCallback& progress = {});
+[[nodiscard]] Result<EventsAtPlaces> CountAtPlaces(const TraceSource& trace, const Index& index,
+                                                   NotesOfTrace& notes, const NotedFilter& filter,
+                                                   const ProgressCallback& progress = {});
 
 }  // namespace marrowfin
 

@@ -19,6 +19,7 @@ namespace marrowfin {
 namespace {
 
 using ::testing::HasSubstr;
+using ::testing::Not;
 using testing::Opened;
 using ::testing::Optional;
 
@@ -396,6 +397,123 @@ TEST_F(JudgeTest, HowLongMessagesTakeToTheirFiresIsAMeasureWhereNotesTellIt) {
   EXPECT_TRUE(In("sendToFire.mean", "equals = 5").holds);
   EXPECT_EQ(In("sendToFire.count", "equals = 1\ncycles = \":12\"").value, 1.0);
   EXPECT_EQ(In("sendToFire.p95", "at_most = 6").untold, "there are too few of them");
+}
+
+// One thread whose message crosses two clusters and waits there for another fire's.
+constexpr char crossing[] =
+    "fire 10 0 0 0\n"
+    "send 11 0 0 0 2 0\n"
+    "fire 16 0 2 0\n"
+    "fire 18 0 2 0\n"
+    "send 19 1 2 0 3 0\n"
+    "send 19 1 3 0 0 0\n"
+    "send 20 1 3 0 1 0\n";
+
+TEST_F(JudgeTest, TrafficIsHeldOfEachClusterToEachOther) {
+  Use(crossing, {{2, 1}, {1, 1}, {2, 2}});
+  Finding finding = In("traffic.messages", "at_most = 1");
+  EXPECT_EQ(FindingText(finding), "traffic.messages is 2 messages, wanted at most 1");
+  EXPECT_EQ(FindingPlaceText(finding),
+            "cluster (1, 0) to cluster (0, 0), cycle 19, of cycles 10 to 20");
+  EXPECT_EQ(finding.compared, 2U) << "clusters and themselves are no pairs";
+  EXPECT_EQ(In("traffic.messages", "at_most = 1\nregion = \"cluster:0,0\"").value, 1.0);
+  EXPECT_EQ(In("traffic.messages", "at_most = 1\nto = \"cluster:1,0\"").value, 1.0);
+  EXPECT_EQ(
+      In("traffic.messages", "at_most = 1\nregion = \"cluster:0,0\"\nto = \"cluster:0,0\"").untold,
+      "there is no pair of different clusters in cluster:0,0 that has this number");
+  EXPECT_EQ(In("traffic.messages", "at_most = 1\nto = \"cluster:2,0\"").untold,
+            "the array has no cluster at column 2, row 0");
+  EXPECT_DOUBLE_EQ(*In("traffic.rate", "at_most = 0").value, 2 / 11.0);
+  EXPECT_EQ(In("traffic.messages", "at_most = 0\ncycles = \"20:\"").value, 1.0);
+  finding = In("cluster.inner", "at_most = 0");
+  EXPECT_EQ(finding.value, 1.0);
+  EXPECT_EQ(WitnessPlaceText(finding.witness), "cluster (1, 0)");
+}
+
+TEST_F(JudgeTest, AnArrayOfTooManyClustersTellsNoTraffic) {
+  Use(crossing, {{64, 32}, {1, 1}, {1, 1}});
+  EXPECT_EQ(In("traffic.messages", "at_most = 1").untold,
+            "the array has more clusters than traffic is told of");
+}
+
+TEST_F(JudgeTest, TheCriticalPathBoundsAndSlackAreMeasures) {
+  // Nothing of it is told, so that all of it is inferred: a fire, its message, two more fires.
+  Use("fire 10 0 0 0\nsend 11 0 0 0 2 0\nfire 16 0 2 0\nfire 17 1 3 1\nfire 18 0 2 0\n",
+      {{2, 1}, {1, 1}, {2, 2}});
+  EXPECT_EQ(In("chain.fires", "at_most = 9").value, 3.0);
+  EXPECT_EQ(In("chain.messages", "at_most = 9").value, 1.0);
+  EXPECT_EQ(In("chain.inferred", "at_most = 9").value, 3.0);
+  EXPECT_EQ(In("causes.inferred", "at_most = 9").value, 3.0);
+  EXPECT_EQ(In("chain.before", "at_most = 9").value, 0.0);
+  const double work = *In("chain.time.work", "at_most = 9").value;
+  const double travel = *In("chain.time.travel", "at_most = 9").value;
+  const double wait = *In("chain.time.wait", "at_most = 9").value;
+  EXPECT_EQ(work + travel + wait, 8.0) << "from cycle 10 to 18";
+  EXPECT_EQ(travel, 5.0) << "the only message took no longer than it must";
+  EXPECT_EQ(*In("chain.share.travel", "at_most = 1").value, travel / 8);
+  EXPECT_EQ(In("bounds.end", "at_most = 99").value, 18.0);
+  EXPECT_EQ(In("bounds.freeMessages", "at_most = 99").value, 17.0) << "what has no cause stays";
+  Finding finding = In("chain.longestMessage", "at_most = 4");
+  EXPECT_EQ(FindingText(finding), "chain.longestMessage is 5 cycles, wanted at most 4");
+  EXPECT_EQ(
+      FindingPlaceText(finding),
+      "record 1 at cycle 11, from (0, 0) to (2, 0), consumed at cycle 16, of cycles 10 to 18");
+  finding = In("element.slack.least", "at_most = 0");
+  EXPECT_EQ(finding.compared, 3U) << "those that fired";
+  EXPECT_EQ(FindingPlaceText(finding), "element (3, 1), cycle 18, of cycles 10 to 18");
+  EXPECT_EQ(finding.value, 1.0) << "nothing follows from its fire, and one cycle is left";
+  EXPECT_EQ(In("element.slack.mean", "at_least = 0\nregion = \"cluster:0,0\"").value, 0.0);
+  EXPECT_EQ(In("element.chain.travel", "at_most = 0").value, 5.0) << "where the message arrived";
+  EXPECT_EQ(WitnessPlaceText(In("cluster.chain.travel", "at_most = 0").witness), "cluster (1, 0)");
+  EXPECT_EQ(In("domain.chain.travel", "at_most = 0").compared, 2U) << "those off the path have 0";
+  EXPECT_EQ(In("switch.chain.wait", "at_most = 0").value, 0.0);
+}
+
+TEST_F(JudgeTest, CausesAreOfAWholeRunAndPatternsAskForThemOfNothingLess) {
+  const auto names = [&](const std::string& lines) {
+    const Result<RuleFile> file =
+        ParseRules("[[rule]]\nname = \"r\"\nmeasure = \"*\"\nat_least = 0\n" + lines, "r");
+    std::string all;
+    for (const MeasureEntry& measure : file->rules.at(0).measures) {
+      all += measure->name + " ";
+    }
+    return all;
+  };
+  EXPECT_THAT(names(""), HasSubstr("chain.time.wait"));
+  EXPECT_THAT(names(""), HasSubstr("bounds.noWaits"));
+  EXPECT_THAT(names("cycles = \"0:10\""), Not(HasSubstr("chain.time.wait")));
+  EXPECT_THAT(names("thread = 1"), Not(HasSubstr("bounds")));
+  const auto fault = [](const std::string& lines) {
+    return ParseRules("[[rule]]\nname = \"r\"\nat_least = 0\n" + lines, "r").Why().Text();
+  };
+  EXPECT_THAT(fault("measure = \"chain.fires\"\ncycles = \"0:10\""),
+              HasSubstr("chain.fires is about the causes of a whole run: leave out cycles, every, "
+                        "region, thread, kind and where"));
+  EXPECT_THAT(fault("measure = \"chain.*\"\nthread = 3"),
+              HasSubstr("the rule is about a part of it"));
+  EXPECT_TRUE(
+      ParseRules("[[rule]]\nname = \"r\"\nat_least = 0\nmeasure = "
+                 "\"element.slack.least\"\nregion = \"0,0\"",
+                 "r"))
+      << "which elements are asked";
+  EXPECT_THAT(fault("measure = \"fires\"\nto = \"cluster:0,0\""),
+              HasSubstr("to says where traffic goes, and the rule is of no measure of traffic"));
+}
+
+TEST_F(JudgeTest, ARunWithoutFiresAndMessagesHasNoCauses) {
+  Use("switch 1 0 4 4\n", {1, 1, 8});
+  EXPECT_EQ(In("chain.fires", "at_most = 9").untold, "the run has no fires and no messages");
+  EXPECT_EQ(In("element.slack.least", "at_most = 9").untold,
+            "the run has no fires and no messages");
+}
+
+TEST_F(JudgeTest, WhatWhyPrintsIsABaselineToo) {
+  Use(crossing, {{2, 1}, {1, 1}, {2, 2}});
+  Result<Baseline> why = Baseline::Parse(
+      R"({"causes": {"told": 0}, "chain": {"fires": 3, "time": {"wait": 0}}})", "why.json");
+  ASSERT_TRUE(why) << why.Why().Text();
+  baselines["why.json"] = std::move(why).Take();
+  EXPECT_TRUE(In("chain.fires", "baseline = \"why.json\"\nwithin = 0").holds);
 }
 
 TEST_F(JudgeTest, AnEmptyTraceAndWorkThatIsStoppedAreFaults) {

@@ -182,8 +182,6 @@ TEST(ReadRulesTest, WhatCannotBeMeantIsRefusedWithItsLine) {
        "line 1: a baseline has one number for each measure: fires every so many cycles has more"},
       {"[[rule]]\nname = \"r\"\nmeasure = \"element.gap\"\nbaseline = \"b\"\nwithin = 1\n",
        "line 1: a baseline has one number for each measure: element.gap is one of each element"},
-      {"[[rule]]\nname = \"r\"\nmeasure = \"packets.hops.max\"\nat_most = 1\nkind = \"load\"\n",
-       "line 1: packets.hops.max follows whole packets: leave out kind and where"},
       {RuleWith("at_most = 1\nexcept = \"*\""), "line 5: except leaves no measure"},
       {RuleWith("at_most = 1\ncycles = \"9:1\""), "line 5: 9:1 ends before it begins"},
       {RuleWith("at_most = 1\ncycles = 9"), "line 5: cycles is no text"},

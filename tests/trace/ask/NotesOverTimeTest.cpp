@@ -151,11 +151,11 @@ TEST(NotedPlacesTest, PlacesHaveTheEventsThatAPlainScanFindsThere) {
   for (int round = 0; round < 20; ++round) {
     const NotedFilter filter = {RandomFilter(random, noted.events, 8),
                                 {RandomCondition(random, noted)}};
-    PlaceCounts expected;
+    EventsAtPlaces expected;
     for (const uint64_t record : Expected(noted, filter.events, filter.notes)) {
       ++expected[noted.events[record].at];
     }
-    const Result<PlaceCounts> counts =
+    const Result<EventsAtPlaces> counts =
         CountAtPlaces(known.Trace(), known.TraceIndex(), known.notes, filter);
     ASSERT_TRUE(counts) << counts.Why().Text();
     ASSERT_EQ(expected, *counts);

@@ -77,6 +77,11 @@ MaybeFailure PlotDifference(const Flags& flags, const Console& console) {
   const RunFlags other = flags.diff.OfOther();
   const PlottedRun a = PlottedRunOf(flags.diff.run, runs.a);
   const PlottedRun b = PlottedRunOf(other, runs.b);
+  if (flags.Wish().measure == UnitMeasure::SWITCH_LOAD &&
+      !(a.measures.switchLoads && b.measures.switchLoads)) {
+    return Failure{EXIT_INPUT, "nothing tells what the switches of both runs can pass on",
+                   "Record the runs with companions that do ([switches]), or show transmissions."};
+  }
   const Plot plot = PlotDiff(a, b, flags.Wish(), flags.plot.Style());
   if (MaybeFailure failure = WritePlot(flags.plot, "diff", plot, console)) {
     return failure;

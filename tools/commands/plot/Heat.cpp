@@ -17,6 +17,7 @@ constexpr char footer[] =
     "  marrowfin-trace plot heat run.trace --measure utilisation --level cluster -o heat.svg\n"
     "  marrowfin-trace plot heat run.trace --size slide --theme dark -o slide.png\n"
     "  marrowfin-trace plot heat run.trace --csv heat.csv\n"
+    "  marrowfin-trace plot heat noted.trace --kind wait -o waits.png\n"
     "\n"
     "A cell is a processing element, or a larger unit, and its colour what it did in the range.\n"
     "marrowfin-trace plot --help tells the exit status.";
@@ -59,6 +60,7 @@ HeatWish WishOf(const HeatFlags& flags) {
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<HeatFlags>();
   flags->shared.Declare(app, "column");
+  flags->shared.run.DeclareNotes(app);
   app.add_option("--measure", flags->measure, "What is shown")
       ->check(CLI::IsMember(NamesOf(Measures())))
       ->capture_default_str();

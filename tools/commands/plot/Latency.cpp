@@ -48,6 +48,7 @@ Result<Plot> MakeLatency(const LatencyFlags& flags, const RunToPlot& of) {
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<LatencyFlags>();
   flags->shared.Declare(app, "column");
+  flags->shared.run.DeclareNotes(app);
   flags->shared.run.DeclarePackets(app);
   app.add_option("--since", flags->since,
                  "Where the time of a packet begins: injection, or creation (with the queue of its "

@@ -39,6 +39,7 @@ LinksWish WishOf(const LinksFlags& flags) {
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<LinksFlags>();
   flags->shared.Declare(app, "column");
+  flags->shared.run.DeclareNotes(app);
   app.add_option("--level", flags->level,
                  "Links between PEs or switches of clusters; unless given, what messages use")
       ->check(CLI::IsMember({"pe", "cluster"}));

@@ -26,6 +26,7 @@ struct TimelineFlags {
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<TimelineFlags>();
   flags->shared.Declare(app, "wide");
+  flags->shared.run.DeclareNotes(app);
   app.add_option("--by", flags->by, "What is stacked: thread or type")
       ->check(CLI::IsMember({"thread", "type"}))
       ->capture_default_str();
