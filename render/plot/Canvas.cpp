@@ -34,6 +34,12 @@ Fault NoPage(const std::string& reason) {
   return fault;
 }
 
+// What FreeType cannot draw of letters that are part of the program it had no memory for.
+Fault NoPage(cairo_status_t status) {
+  return NoPage(std::string(cairo_status_to_string(
+      status == CAIRO_STATUS_FREETYPE_ERROR ? CAIRO_STATUS_NO_MEMORY : status)));
+}
+
 Fault WriteAll(const std::string& bytes, ByteSink& sink) {
   return sink.Write(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()).fault;
 }
@@ -69,7 +75,7 @@ Result<std::unique_ptr<Canvas>> Canvas::Open(PlotFormat format, double width, do
   }
   canvas->cairo = cairo_create(canvas->surface);
   if (cairo_status(canvas->cairo) != CAIRO_STATUS_SUCCESS) {
-    return NoPage(cairo_status_to_string(cairo_status(canvas->cairo)));
+    return NoPage(cairo_status(canvas->cairo));
   }
   cairo_scale(canvas->cairo, canvas->scale, canvas->scale);
   return canvas;
@@ -277,7 +283,7 @@ Fault Canvas::Write(ByteSink& sink, const std::string& name) {
   // Behind the first thing that went wrong nothing was drawn.
   const cairo_status_t drawn = cairo_status(cairo);
   if (drawn != CAIRO_STATUS_SUCCESS) {
-    return NoPage(cairo_status_to_string(drawn));
+    return NoPage(drawn);
   }
   cairo_destroy(cairo);
   cairo = nullptr;
@@ -286,7 +292,7 @@ Fault Canvas::Write(ByteSink& sink, const std::string& name) {
   }
   cairo_surface_finish(surface);
   if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS || bytes.empty()) {
-    return NoPage(cairo_status_to_string(cairo_surface_status(surface)));
+    return NoPage(cairo_surface_status(surface));
   }
   return WriteAll(format == PlotFormat::SVG ? KeepCellsSharp(RenameSvgParts(bytes, name)) : bytes,
                   sink);
