@@ -144,6 +144,36 @@ TEST_F(PackedEverywhereTest, EverySubcommandDoesTheSameOfAPackedTrace) {
   }
 }
 
+// What has to be unpacked first, beside its companion.
+TEST_F(PackedEverywhereTest, EverySubcommandReadsWhatGzipOrZstdPacked) {
+  for (const std::string packer : {"gzip", "zstd"}) {
+    ASSERT_EQ(0, Shell("mkdir " + packer + " && cp raw/*.notes raw/*.about raw/*.toml " + packer +
+                       " && for name in run other; do " + packer + " -qc raw/$name.trace > " +
+                       packer + "/$name.trace || exit 1; done")
+                     .exitStatus);
+  }
+  for (const Reading& reading : readings) {
+    SCOPED_TRACE(::testing::PrintToString(reading.words));
+    // Of a stream less is told.
+    if (reading.words[0] == "info") {
+      continue;
+    }
+    const Outcome plain = OutcomeOf("raw", reading.words);
+    for (const std::string packer : {"gzip", "zstd"}) {
+      const Outcome packed = OutcomeOf(packer, reading.words);
+      EXPECT_EQ(reading.exitStatus, packed.result.exitStatus) << packed.result.err;
+      EXPECT_TRUE(plain.result.out == packed.result.out)
+          << plain.result.out.substr(0, 900) << "\n\n"
+          << packed.result.out.substr(0, 900);
+      EXPECT_EQ(plain.result.err, packed.result.err);
+      EXPECT_TRUE(plain.files == packed.files);
+    }
+  }
+  for (const std::string packer : {"gzip", "zstd"}) {
+    EXPECT_FALSE(fs::exists(folder.File(packer + "/run.trace.mfindex")));
+  }
+}
+
 // The table of readings is whole: what is not in it reads no trace, or has an index to tell of.
 TEST_F(PackedEverywhereTest, EverySubcommandIsAsked) {
   std::set<std::string> missing;

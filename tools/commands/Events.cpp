@@ -199,7 +199,7 @@ MaybeFailure Events(const EventsFlags& flags, const Console& console) {
 
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<EventsFlags>();
-  app.add_option("TRACE", flags->trace, "The trace: a plain file")->required();
+  app.add_option("TRACE", flags->trace, "The trace: a file, packed or not")->required();
   flags->filter.Declare(app);
   flags->notes.Declare(app);
   AddCount(app, "--limit", flags->limit, "Only so many events, the first ones");

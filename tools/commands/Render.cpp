@@ -288,7 +288,7 @@ MaybeFailure Render(const RenderFlags& flags, const Console& console) {
 
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<RenderFlags>();
-  app.add_option("TRACE", flags->trace, "The trace: a plain file")->required();
+  app.add_option("TRACE", flags->trace, "The trace: a file, packed or not")->required();
   app.add_option("-o,--output", flags->output,
                  "The file to write, .png, .mp4, .webm, .gif or .apng; - is standard output")
       ->required();

@@ -255,7 +255,7 @@ MaybeFailure Why(const WhyFlags& flags, const Console& console) {
 
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<WhyFlags>();
-  app.add_option("TRACE", flags->trace, "The trace: a plain file")->required();
+  app.add_option("TRACE", flags->trace, "The trace: a file, packed or not")->required();
   flags->event.Declare(app);
   app.add_option("--cone", flags->cone,
                  "back: all that led to the event; forward: all that followed from it")

@@ -137,7 +137,7 @@ std::string ThreadsText(const std::vector<ThreadRange>& threads) {
 }  // namespace
 
 void RunFlags::Declare(CLI::App& app) {
-  app.add_option("TRACE", trace, "The trace: a plain file")->required();
+  app.add_option("TRACE", trace, "The trace: a file, packed or not")->required();
   DeclareConditions(app, true);
 }
 

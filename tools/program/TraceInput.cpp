@@ -3,13 +3,18 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <utility>
 
 #include "tools/program/Flags.h"
 #include "tools/program/Interruption.h"
 #include "tools/program/Output.h"
 #include "tools/program/ProgressLine.h"
 #include "tools/program/Report.h"
+#include "trace/index/IndexStore.h"
 #include "trace/read/FittingShapes.h"
+#include "trace/read/Packing.h"
+#include "trace/read/UnpackedTrace.h"
 
 namespace marrowfin {
 
@@ -90,7 +95,52 @@ MaybeFailure OpenIndexedQuietly(const std::string& name, const Console& console,
   return fault ? MaybeFailure(IndexingFailureOf(fault, name)) : std::nullopt;
 }
 
+namespace {
+
+// A trace that gzip or zstd packed has to be unpacked to be read anywhere, and is another file each
+// time: its index is not kept.
+MaybeFailure OpenUnpackedIndexed(const std::string& name, const Console& console,
+                                 IndexedTrace& trace) {
+  Result<UnpackedTrace> opened = [&] {
+    const Interruption interruption;
+    ProgressLine progress(console.terminal, "unpacking " + name, "MB", 1e6);
+    return OpenUnpacked(name, [&](const Progress& now) {
+      progress.Update(now.done, now.all);
+      return !interruption.Asked();
+    });
+  }();
+  if (!opened) {
+    return IndexingFailureOf(opened.Why(), name);
+  }
+  trace.file = std::move(opened->trace);
+  const std::unique_ptr<IndexStore> store = IndexInMemory();
+  const Fault fault = TakeIndex(console, trace, [&](const ProgressCallback& progress) {
+    return Index::Open(*trace.file, *store, progress);
+  });
+  return fault ? MaybeFailure(IndexingFailureOf(fault, name)) : std::nullopt;
+}
+
+// Whether it begins as what gzip or zstd packs; what cannot be looked at is told by who opens it.
+bool IsPackedStream(const std::string& name) {
+  const Result<std::unique_ptr<PositionedFile>> file = OpenPlainFile(name, PlainAccess::READ);
+  uint8_t start[PACKED_START];
+  if (!file) {
+    return false;
+  }
+  const size_t length = static_cast<size_t>(std::min<uint64_t>((*file)->Size(), sizeof(start)));
+  if ((*file)->ReadAt(0, length, start)) {
+    return false;
+  }
+  const Packing packing = PackingOf(start, length);
+  return packing == Packing::GZIP || packing == Packing::ZSTD;
+}
+
+}  // namespace
+
 MaybeFailure OpenIndexed(const std::string& name, const Console& console, IndexedTrace& trace) {
+  if (IsPackedStream(name)) {
+    return OpenUnpackedIndexed(name, console, trace);
+  }
   if (MaybeFailure failure = OpenIndexedQuietly(name, console, trace)) {
     return failure;
   }

@@ -34,7 +34,8 @@ MaybeFailure Summarize(const std::string& name, const ReadOptions& options, cons
 
 // A trace that can be read anywhere, with its index, which is built or extended where it has to be.
 // A signal that ends the program meanwhile leaves nothing half written. Where no index can be kept
-// every question has to read the whole trace: that is told on console.err and is no failure.
+// every question has to read the whole trace: that is told on console.err and is no failure. What
+// gzip or zstd packed is unpacked first, into a file without a name.
 struct IndexedTrace {
   std::unique_ptr<TraceSource> file;
   std::unique_ptr<Index> index;
