@@ -105,7 +105,7 @@ def test_bash_completes_values_that_the_program_takes(folder):
     assert offers(folder, "stats", "--packets", "") == ["none", "notes", "thread"]
     assert offers(folder, "events", "--type", "fire,s") == ["fire,send", "fire,switch"]
     assert offers(folder, "stats", "--thread", "") == []
-    assert offers(folder, "stats", "--csv", "pes", "--pack") == ["--packets"]
+    assert offers(folder, "stats", "--csv", "pes", "--pack") == ["--packet", "--packets"]
     assert offers(folder, "completion", "z") == ["zsh"]
     # The value of an option is no subcommand.
     assert offers(folder, "expect", "--rule", "plot", "--jun") == ["--junit"]
