@@ -2,7 +2,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <limits.h>
 #include <stdio.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -13,39 +12,10 @@
 #include <utility>
 
 #include "trace/write/LinkTarget.h"
+#include "trace/write/TemporaryName.h"
 
 namespace marrowfin {
 namespace {
-
-constexpr char MARK[] = ".mfpart-";
-constexpr size_t RANDOM_LENGTH = 6;
-
-std::string RandomWord() {
-  constexpr char LETTERS[] = "abcdefghijklmnopqrstuvwxyz012345";
-  uint8_t numbers[RANDOM_LENGTH] = {};
-  // Without chance all words are the same, and a folder can be made by one process at a time.
-  static_cast<void>(getentropy(numbers, sizeof(numbers)));
-  std::string word;
-  for (const uint8_t number : numbers) {
-    word += LETTERS[number % (sizeof(LETTERS) - 1)];
-  }
-  return word;
-}
-
-std::string FolderOf(const std::string& file) {
-  const std::string folder = file.substr(0, file.rfind('/') + 1);
-  return folder.empty() ? "." : folder;
-}
-
-// What the names of a folder's temporaries begin with. A long name is cut: the rest has to fit.
-std::string PrefixOf(const std::string& target) {
-  const std::string base = target.substr(target.rfind('/') + 1);
-  return base.substr(0, NAME_MAX - (sizeof(MARK) - 1) - RANDOM_LENGTH) + MARK;
-}
-
-std::string TemporaryName(const std::string& target) {
-  return target.substr(0, target.rfind('/') + 1) + PrefixOf(target) + RandomWord();
-}
 
 void RemoveTree(int at, const char* name);
 
@@ -89,32 +59,6 @@ void RemoveLeftover(const std::string& name) {
   close(left);
 }
 
-void RemoveLeftovers(const std::string& target) {
-  const std::string folder = FolderOf(target);
-  const std::string prefix = PrefixOf(target);
-  DIR* const entries = opendir(folder.c_str());
-  if (entries == nullptr) {
-    return;
-  }
-  while (const dirent* const entry = readdir(entries)) {
-    const std::string base = entry->d_name;
-    if (base.starts_with(prefix) && base.size() == prefix.size() + RANDOM_LENGTH) {
-      RemoveLeftover(folder + "/" + base);
-    }
-  }
-  closedir(entries);
-}
-
-// The new name survives a loss of power once the folder that it is in is on the disk. Not every
-// file system lets a folder be synchronised.
-void SyncNames(const std::string& target) {
-  const int opened = open(FolderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (opened != -1) {
-    fsync(opened);
-    close(opened);
-  }
-}
-
 }  // namespace
 
 AtomicFolder::~AtomicFolder() {
@@ -139,7 +83,7 @@ Fault AtomicFolder::Open(const std::string& name, const MayReplace& mayGo) {
     path.pop_back();
   }
   target = LinkTarget(path);
-  RemoveLeftovers(target);
+  ForEachTemporary(target, RemoveLeftover);
   return MakeTemporary() ? Fault() : Refused("cannot create");
 }
 

@@ -1,8 +1,6 @@
 #include "trace/write/AtomicFile.h"
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <limits.h>
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -15,37 +13,14 @@
 #include <utility>
 
 #include "trace/write/LinkTarget.h"
+#include "trace/write/TemporaryName.h"
 
 namespace marrowfin {
 
 namespace {
 
-constexpr char MARK[] = ".mfpart-";
-constexpr size_t RANDOM_LENGTH = 6;
-
 constexpr char CHOOSE[] = "choose another place, or make this one writable";
 constexpr char MAKE_ROOM[] = "make room there, or choose another place";
-
-// With the slash; empty for the current folder.
-std::string FolderOf(const std::string& file) { return file.substr(0, file.rfind('/') + 1); }
-
-// What the names of a file's temporaries begin with. A long name is cut: the rest has to fit.
-std::string PrefixOf(const std::string& file) {
-  const std::string base = file.substr(file.rfind('/') + 1);
-  return base.substr(0, NAME_MAX - (sizeof(MARK) - 1) - RANDOM_LENGTH) + MARK;
-}
-
-std::string RandomWord() {
-  constexpr char LETTERS[] = "abcdefghijklmnopqrstuvwxyz012345";
-  uint8_t numbers[RANDOM_LENGTH] = {};
-  // Without chance all words are the same, and a file can be written by one process at a time.
-  static_cast<void>(getentropy(numbers, sizeof(numbers)));
-  std::string word;
-  for (const uint8_t number : numbers) {
-    word += LETTERS[number % (sizeof(LETTERS) - 1)];
-  }
-  return word;
-}
 
 // Removes the temporary unless some process holds its lock.
 void RemoveLeftover(const std::string& name) {
@@ -58,33 +33,6 @@ void RemoveLeftover(const std::string& name) {
     unlink(name.c_str());
   }
   close(left);
-}
-
-void RemoveLeftovers(const std::string& file) {
-  const std::string folder = FolderOf(file);
-  const std::string prefix = PrefixOf(file);
-  DIR* const entries = opendir(folder.empty() ? "." : folder.c_str());
-  if (entries == nullptr) {
-    return;
-  }
-  while (const dirent* const entry = readdir(entries)) {
-    const std::string base = entry->d_name;
-    if (base.starts_with(prefix) && base.size() == prefix.size() + RANDOM_LENGTH) {
-      RemoveLeftover(folder + base);
-    }
-  }
-  closedir(entries);
-}
-
-// The new name survives a loss of power once its folder is on the disk. Not every file system lets
-// a folder be synchronised; the file itself is safe by then.
-void SyncFolder(const std::string& folder) {
-  const int opened =
-      open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (opened != -1) {
-    fsync(opened);
-    close(opened);
-  }
 }
 
 // Holds the signals that end a process back while a temporary exists that nobody remembers.
@@ -220,7 +168,7 @@ Fault AtomicFile::OpenTemporary(std::optional<mode_t> permissions) {
     errno = EISDIR;
     return Refused("cannot create", CHOOSE);
   }
-  RemoveLeftovers(target);
+  ForEachTemporary(target, RemoveLeftover);
   if (!CreateTemporary(permissions ? 0600 : 0666)) {
     return Refused("cannot create", CHOOSE);
   }
@@ -239,7 +187,7 @@ bool AtomicFile::CreateTemporary(mode_t mode) {
   const SignalsHeldBack heldBack;
   errno = EEXIST;
   for (int attempt = 0; attempt < ATTEMPTS && descriptor == -1 && errno == EEXIST; ++attempt) {
-    temporaryName = FolderOf(target) + PrefixOf(target) + RandomWord();
+    temporaryName = TemporaryName(target);
     descriptor = open(temporaryName.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
     if (descriptor != -1 && !IsOurs()) {
       close(std::exchange(descriptor, -1));
@@ -304,7 +252,7 @@ Fault AtomicFile::Finish() {
   }
   Forget();
   flock(descriptor, LOCK_UN);
-  SyncFolder(FolderOf(target));
+  SyncNames(target);
   return {};
 }
 
