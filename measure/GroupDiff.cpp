@@ -25,29 +25,44 @@ std::vector<Change> ChangesOfGroup(const GroupTraffic& a, const GroupTraffic& b)
   return changes;
 }
 
-// By which groups of two runs are the same: a name, or a value without one.
+// By which groups of two runs are the same: a name, and which of the groups of that name it is; or
+// a value without a name.
 typedef std::pair<std::string, uint64_t> Key;
 
-Key KeyOf(const GroupTraffic& group) { return {group.name, group.name.empty() ? group.value : 0}; }
+std::vector<Key> KeysOf(const std::vector<GroupTraffic>& groups) {
+  std::map<std::string, uint64_t> met;
+  std::vector<Key> keys;
+  for (const GroupTraffic& group : groups) {
+    keys.emplace_back(group.name, group.name.empty() ? group.value : met[group.name]++);
+  }
+  return keys;
+}
 
 GroupedChanges Between(const GroupedTraffic& a, const GroupedTraffic& b) {
+  const std::vector<Key> keysOfA = KeysOf(a.groups);
+  const std::vector<Key> keysOfB = KeysOf(b.groups);
   std::map<Key, const GroupTraffic*> ofB;
-  for (const GroupTraffic& group : b.groups) {
-    ofB.emplace(KeyOf(group), &group);
+  for (size_t i = 0; i < keysOfB.size(); ++i) {
+    ofB[keysOfB[i]] = &b.groups[i];
   }
   const GroupTraffic none;
   GroupedChanges changes = {a.by, {}};
-  for (const GroupTraffic& group : a.groups) {
-    const auto found = ofB.find(KeyOf(group));
-    const GroupTraffic& other = found == ofB.end() ? none : *found->second;
-    changes.groups.push_back({group.value, group.name, ChangesOfGroup(group, other)});
+  const auto add = [&](const GroupTraffic& group, const GroupTraffic& inA,
+                       const GroupTraffic& inB) {
+    changes.groups.push_back({group.value, group.name, ChangesOfGroup(inA, inB)});
+  };
+  for (size_t i = 0; i < keysOfA.size(); ++i) {
+    const auto found = ofB.find(keysOfA[i]);
     if (found != ofB.end()) {
+      add(a.groups[i], a.groups[i], *found->second);
       ofB.erase(found);
+    } else if (b.others.Events() == 0) {
+      add(a.groups[i], a.groups[i], none);
     }
   }
-  for (const GroupTraffic& group : b.groups) {
-    if (ofB.count(KeyOf(group)) > 0) {
-      changes.groups.push_back({group.value, group.name, ChangesOfGroup(none, group)});
+  for (size_t i = 0; i < keysOfB.size(); ++i) {
+    if (ofB.count(keysOfB[i]) > 0 && a.others.Events() == 0) {
+      add(b.groups[i], none, b.groups[i]);
     }
   }
   if (a.without.Events() + b.without.Events() > 0) {

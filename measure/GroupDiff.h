@@ -28,8 +28,9 @@ struct GroupedChanges {
 };
 
 // The changes under each grouping that both runs were counted by, in the order of A. Groups are the
-// same where their names are, or, without names, their values; one that a run lacks had no events
-// there. What groups do not tell apart (GroupedTraffic::others) cannot be held against each other.
+// same where their names are, or, without names, their values; several of one name in their order.
+// One that a run lacks had no events there, or is left out where it may be among what the run's
+// groups do not tell apart (GroupedTraffic::others), which cannot be held against anything.
 std::vector<GroupedChanges> GroupChangesOf(const std::vector<GroupedTraffic>& a,
                                            const std::vector<GroupedTraffic>& b);
 

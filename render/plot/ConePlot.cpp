@@ -73,8 +73,10 @@ void ConePlot::DrawRings(Canvas& canvas, const ArrayGrid& grid, const PlotStyle&
     return (first == a) != (first == b) ? first == a : fires[a] > fires[b];
   });
   std::vector<ArrayGrid::Ringed> ringed;
-  for (size_t i = 0; i < std::min(ArrayGrid::RINGS, order.size()) && fires[order[i]] > 0; ++i) {
-    ringed.push_back({order[i], TextOf(fires[order[i]])});
+  for (const size_t unit : order) {
+    if (fires[unit] > 0 && ringed.size() < ArrayGrid::RINGS) {
+      ringed.push_back({unit, TextOf(fires[unit])});
+    }
   }
   grid.DrawRings(canvas, ringed, style);
   if (first) {

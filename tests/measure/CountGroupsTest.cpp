@@ -290,6 +290,26 @@ TEST(GroupDiffTest, GroupsWithoutNamesAreTheSameWhereTheirValuesAre) {
   EXPECT_EQ(changes[0].groups[1].value, 2U);
 }
 
+TEST(GroupDiffTest, GroupsThatShareANameAreHeldAgainstEachOtherInTheirOrder) {
+  const GroupedTraffic a = {
+      "thread", {GroupOf(0, "worker", 7), GroupOf(1, "worker", 3), GroupOf(2, "host", 1)}, {}, {}};
+  const std::vector<GroupedChanges> changes = GroupChangesOf({a}, {a});
+  ASSERT_EQ(changes[0].groups.size(), 3U);
+  for (const GroupChange& group : changes[0].groups) {
+    EXPECT_EQ(group.EventsMoved(), 0.0) << group.name;
+  }
+  EXPECT_EQ(changes[0].groups[1].changes[0].b, 3.0);
+}
+
+TEST(GroupDiffTest, AGroupThatMayBeAmongThoseNotToldApartIsNoneThatHadNoEvents) {
+  const GroupedTraffic a = {"thread", {GroupOf(3, "", 7)}, {}, {}};
+  const GroupedTraffic b = {"thread", {GroupOf(2, "", 7)}, GroupOf(0, "", 1), {}};
+  const std::vector<GroupedChanges> changes = GroupChangesOf({a}, {b});
+  ASSERT_EQ(changes[0].groups.size(), 1U);
+  EXPECT_EQ(changes[0].groups[0].value, 2U);
+  EXPECT_TRUE(GroupChangesOf({b}, {a})[0].groups[0].value == 2U);
+}
+
 TEST_F(CountGroupsTest, AFilterAndACallbackAreHeeded) {
   for (uint64_t cycle = 0; cycle < 40000; ++cycle) {
     recorder.Fire(cycle, 0, {0, 0});

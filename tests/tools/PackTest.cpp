@@ -180,6 +180,18 @@ TEST_F(PackTest, TheCompanionOfATraceThatIsReplacedGoesWithIt) {
   EXPECT_FALSE(fs::exists(folder.File("run.trace.about")));
 }
 
+TEST_F(PackTest, ACompanionThatIsThereIsNoLossWithoutForce) {
+  LongTrace(1000);
+  Succeed({"pack", "long.trace"});
+  WriteFile(folder.File("again.about"), "format = 1\n");
+  const CommandResult refused = Run({"unpack", "long.mfz", "-o", "again", "--no-companion"});
+  EXPECT_EQ(2, refused.exitStatus) << refused.err;
+  EXPECT_THAT(refused.err, HasSubstr("again.about"));
+  EXPECT_EQ("format = 1\n", Bytes("again.about"));
+  Succeed({"unpack", "long.mfz", "-o", "again", "--no-companion", "--force"});
+  EXPECT_FALSE(fs::exists(folder.File("again.about"))) << "it was of another trace";
+}
+
 TEST_F(PackTest, ADamagedBlockIsNamedAndTheOthersAreSalvaged) {
   LongTrace(200000);
   Succeed({"pack", "long.trace"});
@@ -194,7 +206,7 @@ TEST_F(PackTest, ADamagedBlockIsNamedAndTheOthersAreSalvaged) {
   const CommandResult salvaged = Run({"unpack", "long.mfz", "-o", "again", "--salvage"});
   EXPECT_EQ(1, salvaged.exitStatus);
   EXPECT_THAT(salvaged.err, HasSubstr("of the packed trace is damaged: records "));
-  EXPECT_THAT(salvaged.err, HasSubstr("1 blocks are lost"));
+  EXPECT_THAT(salvaged.err, HasSubstr("1 block is lost"));
   const uint64_t missing =
       fs::file_size(folder.File("long.trace")) - fs::file_size(folder.File("again"));
   EXPECT_GT(missing, 0U);

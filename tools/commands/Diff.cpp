@@ -180,7 +180,7 @@ MaybeFailure MeasureRuns(const Flags& flags, const Console& console, DiffedRuns&
       return FailureOf(end);
     }
   }
-  if (!flags.quiet) {
+  if (!flags.quiet && (!flags.csv || flags.csv == "groups")) {
     if (MaybeFailure failure = GroupRuns(flags, console, runs, answer)) {
       return failure;
     }

@@ -1,4 +1,7 @@
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <ostream>
@@ -11,6 +14,7 @@
 #include "tools/program/Output.h"
 #include "tools/program/OutputApart.h"
 #include "tools/program/PackedName.h"
+#include "tools/program/PlainCount.h"
 #include "tools/program/ProgressLine.h"
 #include "tools/program/Report.h"
 #include "tools/program/Subcommands.h"
@@ -20,7 +24,6 @@
 #include "trace/read/CompanionFiles.h"
 #include "trace/read/NotesFile.h"
 #include "trace/write/AtomicFile.h"
-#include "trace/write/Recorder.h"
 
 namespace marrowfin {
 namespace {
@@ -130,7 +133,10 @@ class BlockCopy {
  private:
   MaybeFailure Lose(const Fault& fault, ProgressLine& progress) {
     Failure failure = FailureOf(fault);
-    if (!salvage || fault.kind != Fault::DAMAGED_INPUT) {
+    if (fault.kind != Fault::DAMAGED_INPUT) {
+      return failure;
+    }
+    if (!salvage) {
       failure.remedy = "Fetch it again, or have what is whole with --salvage.";
       return failure;
     }
@@ -214,15 +220,17 @@ MaybeFailure UnpackTo(const UnpackFlags& flags, const std::string& name, const C
     }
     account = {trace.Bytes(), trace.Lost() + beside.Lost(), about.there, notes.there};
   }
-  if (isPlain) {
-    RemoveCompanion(name);  // of the trace that was there before
-  }
   MaybeFailure failure = CommitNeighbours(about, notes);
   if (!failure) {
     failure = output.Commit();
   }
-  if (failure && isPlain) {
-    RemoveCompanion(name);
+  if (!failure && isPlain) {  // what else lies beside it was of the trace that was there before
+    if (!about.there) {
+      unlink(AboutBeside(name).c_str());
+    }
+    if (!notes.there) {
+      unlink(NotesFile::NameBeside(name).c_str());
+    }
   }
   return failure;
 }
@@ -235,7 +243,7 @@ MaybeFailure Unpack(const UnpackFlags& flags, const Console& console) {
     }
   }
   for (const std::string& file :
-       name == STANDARD_STREAM || flags.noCompanion
+       name == STANDARD_STREAM
            ? std::vector<std::string>{name}
            : std::vector<std::string>{name, AboutBeside(name), NotesFile::NameBeside(name)}) {
     if (MaybeFailure failure = CheckNotThere(file, flags.force)) {
@@ -260,7 +268,8 @@ MaybeFailure Unpack(const UnpackFlags& flags, const Console& console) {
   }
   if (account.lost > 0) {
     return Failure{EXIT_INPUT,
-                   flags.packed + ": " + std::to_string(account.lost) + " blocks are lost",
+                   flags.packed + ": " + PlainCount(account.lost, "block") +
+                       (account.lost == 1 ? " is" : " are") + " lost",
                    "What the others held is in " + name + "."};
   }
   return std::nullopt;
