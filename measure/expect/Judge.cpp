@@ -25,6 +25,14 @@ struct Item {
   Finding* finding;
 };
 
+// Whether it is worth finding out what led to what: not for what a pattern has beyond its baseline,
+// which holds whatever it is.
+bool WantsCauses(const Item& item) {
+  const Rule& rule = *item.rule;
+  const bool isBeyond = rule.patterned && !rule.baseline.empty() && !item.finding->baseline;
+  return item.measure->needsCauses && !isBeyond;
+}
+
 // What shares a count.
 struct Group {
   RuleScope scope;
@@ -322,7 +330,7 @@ class Judging {
       pairs = std::move(counted).Take();
       facts.pairs = pairs ? &*pairs : nullptr;
     }
-    if (group.AnyOf([](const Item& item) { return item.measure->needsCauses; })) {
+    if (group.AnyOf(WantsCauses)) {
       if (Fault fault = FindOut()) {
         return fault;
       }

@@ -248,10 +248,12 @@ MaybeFailure RenderFramesOnce(const RenderFlags& flags, const Companion& compani
   if (MaybeFailure failure = OpenRenderer(flags, shape, renderer)) {
     return failure;
   }
-  Account(flags, *renderer, std::to_string(frames.Count()) + " moments", shape, console);
   MaybeFailure failure = flags.sheet ? WriteSheet(flags, frames, *renderer, console)
                                      : WriteFilm(flags, frames, *renderer, console);
   damagedIndex = frames.MetDamagedIndex();
+  if (!failure) {
+    Account(flags, *renderer, std::to_string(frames.Count()) + " moments", shape, console);
+  }
   return failure;
 }
 
