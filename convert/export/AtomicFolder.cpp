@@ -102,15 +102,21 @@ bool AtomicFolder::MakeTemporary() {
       return true;
     }
     temporary.clear();
-    errno = EEXIST;
+    if (errno != EEXIST) {
+      const int why = errno;
+      rmdir(made.c_str());
+      errno = why;
+    }
   }
   return false;
 }
 
-// Where folders cannot be locked at all, nobody takes any for leftovers.
+// Where folders cannot be locked at all, nobody takes any for leftovers. errno is EEXIST where
+// another process has it, or had.
 bool AtomicFolder::Lock() {
   descriptor = open(temporary.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (descriptor == -1) {
+    errno = errno == ENOENT ? EEXIST : errno;
     return false;
   }
   const bool taken = flock(descriptor, LOCK_EX | LOCK_NB) == -1 && errno == EWOULDBLOCK;
@@ -118,6 +124,7 @@ bool AtomicFolder::Lock() {
   const bool removed = fstat(descriptor, &status) == 0 && status.st_nlink == 0;
   if (taken || removed) {
     close(std::exchange(descriptor, -1));
+    errno = EEXIST;
   }
   return descriptor != -1;
 }
@@ -132,8 +139,11 @@ bool AtomicFolder::TakeName() const {
     // Not every file system knows how not to replace.
     return rename(temporary.c_str(), target.c_str()) == 0;
   }
-  errno = EEXIST;
-  return mayReplace(target) && Replace();
+  if (!mayReplace(target)) {
+    errno = EEXIST;
+    return false;
+  }
+  return Replace();
 }
 
 // Both names change at once where the file system can do that; else there is neither for a moment.

@@ -176,10 +176,11 @@ void Otf2Definitions::WriteRegions(Otf2Archive& archive) {
                  {otf2::TRANSMIT, "switch", OTF2_REGION_ROLE_DATA_TRANSFER}};
   for (const auto& region : REGIONS) {
     const uint32_t name = WrittenText(region.name, archive);
+    const uint32_t none = Text("");
     archive.Define([&](auto* writer) {
       return OTF2_GlobalDefWriter_WriteRegion(
-          writer, region.number, name, name, Text(""), static_cast<OTF2_RegionRole>(region.role),
-          OTF2_PARADIGM_HARDWARE, OTF2_REGION_FLAG_NONE, Text(""), 0, 0);
+          writer, region.number, name, name, none, static_cast<OTF2_RegionRole>(region.role),
+          OTF2_PARADIGM_HARDWARE, OTF2_REGION_FLAG_NONE, none, 0, 0);
     });
   }
 }
@@ -319,9 +320,10 @@ void Otf2Definitions::WriteMetrics(Otf2Archive& archive) {
     const NoteCounter& counter = naming.notes->counters[number];
     const uint32_t name = WrittenText(counter.name, archive);
     const uint32_t unit = WrittenText(counter.unit, archive);
+    const uint32_t none = Text("");
     archive.Define([&](auto* writer) {
       return OTF2_GlobalDefWriter_WriteMetricMember(
-          writer, number, name, Text(""), OTF2_METRIC_TYPE_OTHER, OTF2_METRIC_ABSOLUTE_NEXT,
+          writer, number, name, none, OTF2_METRIC_TYPE_OTHER, OTF2_METRIC_ABSOLUTE_NEXT,
           OTF2_TYPE_DOUBLE, OTF2_BASE_DECIMAL, 0, unit);
     });
     archive.Define([&](auto* writer) {

@@ -450,7 +450,7 @@ Fault Otf2Exporter::Report(const ProgressCallback& progress) {
   ++piecesWritten;
   const bool stops = piecesWritten % PROGRESS_PIECES == 0 && progress &&
                      !progress({piecesWritten, spool.Pieces(), Progress::RECORDS});
-  return stops ? CancelledFault(archive.GetFault().file) : Fault();
+  return stops ? CancelledFault("") : Fault();
 }
 
 Fault Otf2Exporter::End() {

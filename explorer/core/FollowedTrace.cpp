@@ -115,7 +115,6 @@ void FollowedTrace::Follow() {
 void FollowedTrace::Guard(const std::function<void()>& work) {
   Fault fault;
   fault.kind = Fault::SYSTEM;
-  fault.file = status.file;
   try {
     try {
       work();
@@ -127,6 +126,7 @@ void FollowedTrace::Guard(const std::function<void()>& work) {
     } catch (...) {
       fault.reason = "the explorer met a mistake of its own";
     }
+    fault.file = status.file;
     Fail(fault);
   } catch (...) {
     // Not even that could be told; the state says it.

@@ -19,6 +19,7 @@ constexpr size_t CHECKED_FOOTER = 8;
 
 // A section takes at least its head and a byte, and in the directory at most this much.
 constexpr uint64_t LARGEST_ENTRY = 1 + 5 + 5 + 5 + 5;
+constexpr size_t SMALLEST_ENTRY = 5;
 
 bool IsSound(const MfzSection& section) {
   const bool isTrace = section.stream == MfzStream::TRACE;
@@ -94,7 +95,7 @@ uint64_t LargestMfzDirectory(uint64_t size) { return 10 + size / (MFZ_HEAD + 1) 
 std::optional<std::vector<MfzSection>> DecodeMfzDirectory(std::span<const uint8_t> bytes,
                                                           uint64_t size) {
   ByteReader reader(bytes.data(), bytes.size());
-  std::vector<MfzSection> sections(reader.Count(bytes.size()));
+  std::vector<MfzSection> sections(reader.Count(bytes.size() / SMALLEST_ENTRY));
   std::array<uint64_t, MFZ_STREAMS> ends = {};
   uint64_t record = 0;
   uint64_t offset = sizeof(MFZ_MAGIC);

@@ -15,16 +15,22 @@ namespace marrowfin {
 
 namespace {
 
-// EdgeSum of the first `size` bytes of the trace.
+// EdgeSum of the first `size` bytes of the trace; 0 where they are damaged blocks of a packed one,
+// which is known by other things.
 Result<uint32_t> EdgesOf(const TraceSource& trace, uint64_t size) {
+  const auto copy = [&](uint64_t offset, std::vector<uint8_t>& bytes) {
+    return trace.Copy(offset, bytes.size(), bytes.data());
+  };
   const size_t length = static_cast<size_t>(std::min(size, TRACE_EDGE));
   std::vector<uint8_t> first(length);
   std::vector<uint8_t> last(length);
-  if (Fault fault = trace.Copy(0, length, first.data())) {
-    return fault;
-  }
-  if (Fault fault = trace.Copy(size - length, length, last.data())) {
-    return fault;
+  for (const Fault& fault : {copy(0, first), copy(size - length, last)}) {
+    if (fault && fault.kind == Fault::DAMAGED_INPUT && trace.File().HasBlocks()) {
+      return 0;
+    }
+    if (fault) {
+      return fault;
+    }
   }
   return EdgeSum(first, last);
 }

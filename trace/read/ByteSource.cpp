@@ -13,7 +13,11 @@ class Piece : public ByteSource {
 
   Result<size_t> Read(uint8_t* bytes, size_t wanted) override {
     const size_t count = static_cast<size_t>(std::min<uint64_t>(wanted, size - bytesRead));
-    if (Fault fault = file.ReadAt(offset + bytesRead, count, bytes)) {
+    const Fault fault = file.ReadAt(offset + bytesRead, count, bytes);
+    if (fault && file.HasBlocks()) {
+      return ReadBlock(bytes, count);
+    }
+    if (fault) {
       return fault;
     }
     bytesRead += count;
@@ -24,6 +28,19 @@ class Piece : public ByteSource {
   uint64_t InputRead() const override { return bytesRead; }
 
  private:
+  // What stands before a block that is damaged.
+  Result<size_t> ReadBlock(uint8_t* bytes, size_t wanted) {
+    const uint64_t at = offset + bytesRead;
+    const Result<FileBlock> block = file.BlockAt(at);
+    if (!block) {
+      return block.Why();
+    }
+    const size_t count = static_cast<size_t>(std::min<uint64_t>(wanted, block->End() - at));
+    std::copy_n(block->bytes + static_cast<size_t>(at - block->offset), count, bytes);
+    bytesRead += count;
+    return count;
+  }
+
   const PositionedFile& file;
   uint64_t offset;
   uint64_t size;

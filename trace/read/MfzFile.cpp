@@ -20,6 +20,44 @@ std::string Range(const char* what, uint64_t begin, uint64_t end) {
   return std::string(what) + " " + std::to_string(begin) + " to " + std::to_string(end - 1);
 }
 
+// Finds what may be heads, from front to back.
+class HeadFinder {
+ public:
+  explicit HeadFinder(const PositionedFile& file) : file(file), block(BLOCK) {}
+
+  // The first one at `from` or behind it; the end of the file where there is none.
+  Result<uint64_t> Next(uint64_t from) {
+    constexpr size_t LENGTH = sizeof(MFZ_HEAD_MAGIC);
+    while (file.Size() >= LENGTH && from <= file.Size() - LENGTH) {
+      if (from < begin || from + LENGTH > end) {
+        const size_t length = static_cast<size_t>(std::min<uint64_t>(BLOCK, file.Size() - from));
+        if (Fault fault = file.ReadAt(from, length, block.data())) {
+          return fault;
+        }
+        begin = from;
+        end = from + length;
+      }
+      const uint8_t* const last = block.data() + static_cast<size_t>(end - begin);
+      const uint8_t* const found =
+          std::search(static_cast<const uint8_t*>(block.data()) + static_cast<size_t>(from - begin),
+                      last, std::begin(MFZ_HEAD_MAGIC), std::end(MFZ_HEAD_MAGIC));
+      if (found != last) {
+        return begin + static_cast<uint64_t>(found - block.data());
+      }
+      from = end - (LENGTH - 1);
+    }
+    return file.Size();
+  }
+
+ private:
+  static constexpr size_t BLOCK = 256 << 10;
+
+  const PositionedFile& file;
+  std::vector<uint8_t> block;  // bytes begin to end of the file
+  uint64_t begin = 0;
+  uint64_t end = 0;
+};
+
 }  // namespace
 
 Result<bool> IsMfz(const PositionedFile& file) {
@@ -82,19 +120,23 @@ bool MfzFile::TakeDirectory() {
   }
   const std::optional<uint64_t> begin = DecodeMfzFooter(bytes);
   const std::optional<MfzSection> section = begin ? SectionAt(*begin) : std::nullopt;
-  if (!section || section->stream != MfzStream::DIRECTORY ||
-      *begin + MFZ_HEAD + section->size + sizeof(bytes) != file->Size() ||
-      section->rawSize > LargestMfzDirectory(*begin)) {
+  return section && section->stream == MfzStream::DIRECTORY &&
+         *begin + MFZ_HEAD + section->size + sizeof(bytes) == file->Size() &&
+         TakeDirectory(*section);
+}
+
+bool MfzFile::TakeDirectory(const MfzSection& section) {
+  if (section.rawSize > LargestMfzDirectory(section.offset)) {
     return false;
   }
-  std::vector<uint8_t> packed(section->size);
-  std::vector<uint8_t> raw(section->rawSize);
-  if (file->ReadAt(*begin + MFZ_HEAD, packed.size(), packed.data()) ||
-      MfzChecksum(packed) != section->checksum ||
+  std::vector<uint8_t> packed(section.size);
+  std::vector<uint8_t> raw(section.rawSize);
+  if (file->ReadAt(section.offset + MFZ_HEAD, packed.size(), packed.data()) ||
+      MfzChecksum(packed) != section.checksum ||
       ZSTD_decompress(raw.data(), raw.size(), packed.data(), packed.size()) != raw.size()) {
     return false;
   }
-  const auto found = DecodeMfzDirectory(raw, *begin - sizeof(MFZ_MAGIC));
+  const auto found = DecodeMfzDirectory(raw, section.offset - sizeof(MFZ_MAGIC));
   isWhole = found.has_value();
   if (found) {
     Sort(*found);
@@ -102,32 +144,32 @@ bool MfzFile::TakeDirectory() {
   return isWhole;
 }
 
-// Where a head is damaged, the next one is looked for byte by byte.
+// A directory that can be read although the end of the file cannot tells all. Else, where a head is
+// damaged, the next one is looked for byte by byte, and what was passed over may be the last of it.
 Fault MfzFile::LookForSections() {
-  constexpr size_t BLOCK = 256 << 10;
   std::vector<MfzSection> found;
-  std::vector<uint8_t> block(BLOCK);
+  HeadFinder heads(*file);
+  bool isPassedOver = false;
   uint64_t offset = sizeof(MFZ_MAGIC);
   while (offset < file->Size()) {
     if (const std::optional<MfzSection> section = SectionAt(offset)) {
-      isWhole = section->stream == MfzStream::DIRECTORY;
-      if (!isWhole) {
+      const bool isDirectory = section->stream == MfzStream::DIRECTORY;
+      if (isDirectory && TakeDirectory(*section)) {
+        return {};
+      }
+      isWhole = isDirectory && !isPassedOver;
+      if (!isDirectory) {
         found.push_back(*section);
       }
       offset += MFZ_HEAD + section->size;
       continue;
     }
-    const size_t length = static_cast<size_t>(std::min<uint64_t>(BLOCK, file->Size() - offset));
-    if (Fault fault = file->ReadAt(offset, length, block.data())) {
-      return fault;
+    isPassedOver = true;
+    const Result<uint64_t> next = heads.Next(offset + 1);
+    if (!next) {
+      return next.Why();
     }
-    const auto end = block.begin() + static_cast<ptrdiff_t>(length);
-    const auto next =
-        std::search(block.begin() + 1, end, std::begin(MFZ_HEAD_MAGIC), std::end(MFZ_HEAD_MAGIC));
-    const bool isLast = length == file->Size() - offset;
-    offset += next != end ? static_cast<uint64_t>(next - block.begin())
-              : isLast    ? length
-                          : length - sizeof(MFZ_HEAD_MAGIC) + 1;
+    offset = *next;
   }
   Sort(found);
   return {};

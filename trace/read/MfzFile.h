@@ -31,7 +31,7 @@ class MfzFile {
   const PositionedFile& File() const { return *file; }
   const std::string& Name() const { return file->Name(); }
 
-  // Whether the directory was there, and so all of the packed trace.
+  // Whether the directory was there, and so the end of the packed trace.
   bool IsWhole() const { return isWhole; }
 
   // In order of their bytes; they do not overlap. What lies between them is missing.
@@ -62,6 +62,7 @@ class MfzFile {
   explicit MfzFile(std::unique_ptr<PositionedFile> file) : file(std::move(file)) {}
 
   bool TakeDirectory();
+  bool TakeDirectory(const MfzSection& section);
   Fault LookForSections();
   std::optional<MfzSection> SectionAt(uint64_t offset) const;
   void Sort(const std::vector<MfzSection>& found);

@@ -112,10 +112,11 @@ class Part : public PositionedFile {
     return behind != sections.begin() && offset < (behind - 1)->End() ? &*(behind - 1) : nullptr;
   }
 
-  // What is not packed has checksums of its own, of smaller pieces than a section: nobody reads all
-  // of one for the sake of some bytes.
+  // An index and notes that are not packed have checksums of their own, of smaller pieces than a
+  // section: nobody reads all of one for the sake of some bytes.
   Fault ReadFrom(const MfzSection& section, size_t skipped, size_t count, uint8_t* out) const {
-    if (section.coding == MfzCoding::PLAIN) {
+    const bool isChecked = stream == MfzStream::INDEX || stream == MfzStream::NOTES;
+    if (section.coding == MfzCoding::PLAIN && isChecked) {
       return packed->File().ReadAt(section.offset + MFZ_HEAD + skipped, count, out);
     }
     const Result<FileBlock> block = BlockOf(section, skipped + count);

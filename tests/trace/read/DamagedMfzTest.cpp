@@ -9,6 +9,7 @@
 #include "tests/trace/support/PackedBytes.h"
 #include "tests/trace/support/RandomTrace.h"
 #include "trace/base/MfzFormat.h"
+#include "trace/index/IndexStore.h"
 #include "trace/read/MfzFile.h"
 #include "trace/read/Unpack.h"
 
@@ -45,10 +46,12 @@ class DamagedMfzTest : public ::testing::Test {
     std::vector<Fault> faults;
     for (const MfzSection& section : whole->Sections(MfzStream::TRACE)) {
       std::string out(section.rawSize, '\0');
+      // Where the end is missing there is one byte more than there is, and nothing else tells of
+      // it.
+      const uint64_t end = std::min(section.End(), part->Size());
+      const size_t there = static_cast<size_t>(end - std::min(section.begin, end));
       const Fault fault =
-          section.End() > part->Size()
-              ? file->Missing(MfzStream::TRACE, section.begin)
-              : part->ReadAt(section.begin, out.size(), reinterpret_cast<uint8_t*>(out.data()));
+          part->ReadAt(section.begin, there, reinterpret_cast<uint8_t*>(out.data()));
       if (fault) {
         faults.push_back(fault);
       } else {
@@ -56,6 +59,11 @@ class DamagedMfzTest : public ::testing::Test {
       }
     }
     return faults;
+  }
+
+  uint64_t DirectoryAt() const {
+    const auto* const end = reinterpret_cast<const uint8_t*>(packed.data()) + packed.size();
+    return *DecodeMfzFooter(end - MFZ_FOOTER);
   }
 
   std::string Damaged(uint64_t at) const {
@@ -104,9 +112,7 @@ TEST_F(DamagedMfzTest, ADamagedHeadTakesNothingAway) {
 }
 
 TEST_F(DamagedMfzTest, ADamagedDirectoryTakesNothingAway) {
-  const uint64_t directory = *DecodeMfzFooter(reinterpret_cast<const uint8_t*>(packed.data()) +
-                                              packed.size() - MFZ_FOOTER);
-  for (uint64_t at = directory; at < packed.size(); at += 7) {
+  for (uint64_t at = DirectoryAt(); at < packed.size(); at += 7) {
     EXPECT_TRUE(ReadBlocks(Damaged(at)).empty()) << at;
   }
 }
@@ -117,6 +123,9 @@ TEST_F(DamagedMfzTest, WithoutDirectoryADamagedHeadTakesItsBlockAlone) {
     for (size_t i = 0; i < MFZ_HEAD; i += 9) {
       std::string bytes = Damaged(section.offset + i);
       bytes.back() = 'x';
+      EXPECT_TRUE(ReadBlocks(bytes).empty()) << "a directory is found by its head, too";
+      char& inDirectory = bytes[static_cast<size_t>(DirectoryAt() + MFZ_HEAD + 9)];
+      inDirectory = static_cast<char>(inDirectory ^ 1);
       const std::vector<Fault> faults = ReadBlocks(bytes);
       ASSERT_EQ(faults.size(), 1U) << number << " " << i;
       EXPECT_EQ(faults[0].kind, Fault::DAMAGED_INPUT);
@@ -143,6 +152,23 @@ TEST_F(DamagedMfzTest, WhatIsCutAnywhereIsReadUpToThere) {
     const Fault fault = part->ReadAt(0, all.size(), reinterpret_cast<uint8_t*>(all.data()));
     EXPECT_EQ(static_cast<bool>(fault), !file->IsWhole());
     EXPECT_TRUE(file->IsWhole() || fault.kind == Fault::DAMAGED_INPUT) << fault.Text();
+  }
+}
+
+// As of a trace that is cut, or holds what is none: all questions are answered up to there.
+TEST_F(DamagedMfzTest, WhatIsCutOrDamagedAnywhereIsIndexedUpToThere) {
+  for (const MfzSection& section : whole->Sections(MfzStream::TRACE)) {
+    const std::string damaged = Damaged(section.offset + MFZ_HEAD + section.size / 2);
+    for (const std::string& bytes :
+         {packed.substr(0, static_cast<size_t>(section.offset)), damaged}) {
+      const std::unique_ptr<TraceSource> trace = Made(
+          TraceSource::Over(MemoryFile(std::vector<uint8_t>(bytes.begin(), bytes.end()), "t.mfz")));
+      const std::unique_ptr<IndexStore> store = IndexInMemory();
+      const std::unique_ptr<Index> index = Made(Index::Open(*trace, *store));
+      ASSERT_NE(index, nullptr) << section.begin;
+      EXPECT_EQ(index->GetSummary().records, section.firstRecord);
+      EXPECT_EQ(index->GetSummary().end.kind, Fault::DAMAGED_INPUT);
+    }
   }
 }
 

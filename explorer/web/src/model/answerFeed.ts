@@ -75,7 +75,8 @@ export class AnswerFeed<Name extends Ask> {
       this.latest.drop();
       return;
     }
-    const text = trace + this.explorer.trace.head.value?.records + JSON.stringify(question);
+    const head = this.explorer.trace.head.value;
+    const text = trace + head?.records + head?.notesComing + JSON.stringify(question);
     if (text !== this.asked) {
       this.asked = text;
       if (this.takes === 'long') {

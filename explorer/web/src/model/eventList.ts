@@ -226,7 +226,10 @@ export class EventList {
     const { words } = this.words.peek();
     for (let word = words.length - 1; word >= 0; --word) {
       const text = words.filter((_, at) => at !== word).map((each) => each.text);
-      const { terms } = readFilterWords(text.join(' '), this.attributes.peek());
+      const { terms, usable } = readFilterWords(text.join(' '), this.attributes.peek());
+      if (!usable) {
+        continue;
+      }
       const filter = filterOf(terms, this.explorer.view.skipTo.peek());
       const answer = await this.ask({ filter });
       if (key !== this.key) {

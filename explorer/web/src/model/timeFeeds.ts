@@ -79,6 +79,7 @@ export class TimeFeeds {
     this.overview.clear();
     this.lanes.clear();
     this.phases.value = [];
+    this.explorer.time.found.value = undefined;
   }
 
   /** The trace has grown, or more of it is indexed. */

@@ -60,8 +60,8 @@ export interface TraceHead {
   readonly attributes: readonly Attribute[];
   readonly counters: readonly { readonly name: string; readonly places: boolean | number }[];
   readonly companionFault?: FaultOfTrace | null;
-  /** From which record on there are no notes, where they end before the trace does. */
   readonly notesComing?: boolean;
+  /** From which record on there are no notes, where they end before the trace does. */
   readonly notesEnd?: { readonly record: number; readonly message: string; readonly remedy: string } | null;
   readonly indexed: boolean | { readonly done: number; readonly all: number };
   readonly viewerShows: boolean;
