@@ -105,14 +105,21 @@ MaybeFailure CheckSubcommand(const std::vector<std::string>& arguments) {
   return std::nullopt;
 }
 
+// Which subcommands and kinds get their flags.
+using IsWanted = std::function<bool(const std::string& name)>;
+
 // Declares what a table lists below `app`; what is then parsed goes to `chosen`.
-void Declare(CLI::App& app, const std::vector<const Subcommand*>& table, Action& chosen) {
+void Declare(CLI::App& app, const std::vector<const Subcommand*>& table, Action& chosen,
+             const IsWanted& isWanted) {
   app.require_subcommand(1);
   for (const Subcommand* entry : table) {
     CLI::App* const sub = app.add_subcommand(entry->name, entry->summary);
     sub->footer(entry->footer);
+    if (!isWanted(entry->name)) {
+      continue;
+    }
     if (entry->kinds != nullptr) {
-      Declare(*sub, entry->kinds(), chosen);
+      Declare(*sub, entry->kinds(), chosen, isWanted);
     } else {
       sub->callback([&chosen, action = entry->configure(*sub)] { chosen = action; });
     }
@@ -121,10 +128,10 @@ void Declare(CLI::App& app, const std::vector<const Subcommand*>& table, Action&
 
 constexpr char description[] = "Works on the traces that marrowfin replays.";
 
-void DeclareProgram(CLI::App& app, Action& chosen) {
+void DeclareProgram(CLI::App& app, Action& chosen, const IsWanted& isWanted) {
   app.footer(programFooter);
   app.set_version_flag("--version", std::string(PROGRAM_NAME) + " " MARROWFIN_VERSION);
-  Declare(app, Subcommands(), chosen);
+  Declare(app, Subcommands(), chosen, isWanted);
 }
 
 // Parses and runs.
@@ -135,7 +142,11 @@ int ParseAndRun(const std::vector<std::string>& arguments, const Console& consol
     Report(*failure, console);
     return failure->code;
   }
-  DeclareProgram(app, chosen);
+  // A subcommand is entered by its name alone, and the flags of all take longer to declare than
+  // many a question to answer.
+  DeclareProgram(app, chosen, [&](const std::string& name) {
+    return std::find(arguments.begin(), arguments.end(), name) != arguments.end();
+  });
   try {
     // CLI11 takes the words from the last to the first.
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
@@ -150,7 +161,7 @@ int ParseAndRun(const std::vector<std::string>& arguments, const Console& consol
 CompletedCommand CompletedProgram() {
   CLI::App app(description, PROGRAM_NAME);
   Action chosen;
-  DeclareProgram(app, chosen);
+  DeclareProgram(app, chosen, [](const std::string&) { return true; });
   return CompletedCommandOf(app);
 }
 
