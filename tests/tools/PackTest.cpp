@@ -192,6 +192,39 @@ TEST_F(PackTest, ACompanionThatIsThereIsNoLossWithoutForce) {
   EXPECT_FALSE(fs::exists(folder.File("again.about"))) << "it was of another trace";
 }
 
+TEST_F(PackTest, WhatLiesBesideANewNameIsNoLossWithoutForce) {
+  LongTrace(1000);
+  for (const std::string there : {"new.mfz.about", "new.mfz.notes"}) {
+    WriteFile(folder.File(there), "of old");
+    for (std::vector<std::string> words :
+         {std::vector<std::string>{"pack", "long.trace", "-o", "new.mfz"},
+          {"cut", "long.trace", "-o", "new.mfz"},
+          {"cut", "long.trace", "-o", "new.mfz", "--no-companion"}}) {
+      SCOPED_TRACE(words[0] + " " + words.back() + " where " + there + " is");
+      const CommandResult refused = Run(words);
+      EXPECT_EQ(2, refused.exitStatus) << refused.err;
+      EXPECT_THAT(refused.err, HasSubstr(there + ": exists already"));
+      EXPECT_EQ("of old", Bytes(there));
+      EXPECT_FALSE(fs::exists(folder.File("new.mfz")));
+    }
+    Succeed({"pack", "long.trace", "-o", "new.mfz", "--force"});
+    EXPECT_FALSE(fs::exists(folder.File(there))) << "it was of another trace";
+    fs::remove(folder.File("new.mfz"));
+  }
+}
+
+TEST_F(PackTest, OnlyAFileWithBlocksIsSalvaged) {
+  LongTrace(1000);
+  Succeed({"pack", "long.trace"});
+  for (const std::string& line : {std::string("\"$0\" unpack --salvage - -o again <long.mfz"),
+                                  std::string("\"$0\" unpack --salvage long.trace -o again")}) {
+    const CommandResult refused = Shell(line);
+    EXPECT_EQ(2, refused.exitStatus) << line;
+    EXPECT_THAT(refused.err, HasSubstr("--salvage looks for blocks"));
+    EXPECT_FALSE(fs::exists(folder.File("again")));
+  }
+}
+
 TEST_F(PackTest, ADamagedBlockIsNamedAndTheOthersAreSalvaged) {
   LongTrace(200000);
   Succeed({"pack", "long.trace"});

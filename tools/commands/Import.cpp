@@ -16,6 +16,7 @@
 #include "convert/import/Format.h"
 #include "convert/import/Report.h"
 #include "tools/commands/ImportStream.h"
+#include "tools/program/ExistingOutput.h"
 #include "tools/program/Flags.h"
 #include "tools/program/NotedOutput.h"
 #include "tools/program/Output.h"
@@ -209,13 +210,13 @@ MaybeFailure CheckOutput(const ImportFlags& flags) {
   if (flags.output == STANDARD_STREAM) {
     return std::nullopt;
   }
-  for (const std::string& name : flags.how.FilesOf(flags.output)) {
+  for (const std::string& name : FilesOfTrace(flags.output)) {
     if (flags.input != STANDARD_STREAM && IsSameFile(flags.input, name)) {
       return Failure{EXIT_USAGE, name + ": is the input",
                      "Name another output with -o: the trace would replace the capture."};
     }
   }
-  return flags.how.CheckNotThere(flags.output);
+  return CheckTraceNotThere(flags.output, flags.how.force);
 }
 
 // What the input calls its parts, out of entries "ours=theirs".

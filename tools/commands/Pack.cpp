@@ -183,7 +183,7 @@ MaybeFailure Pack(const PackFlags& flags, const Console& console) {
       return failure;
     }
   }
-  if (MaybeFailure failure = CheckNotThere(name, flags.force)) {
+  if (MaybeFailure failure = CheckTraceNotThere(name, flags.force)) {
     return failure;
   }
   Output output;

@@ -193,6 +193,10 @@ MaybeFailure UnpackTo(const UnpackFlags& flags, const std::string& name, const C
   if (!packed) {
     return FailureOf(packed.Why());
   }
+  if (flags.salvage && *packed == nullptr) {
+    return Failure{EXIT_USAGE, flags.packed + ": no packed trace in a file",
+                   "--salvage looks for blocks in one, such as pack writes."};
+  }
   Output output;
   if (MaybeFailure failure = output.Open(name)) {
     return failure;
@@ -242,13 +246,8 @@ MaybeFailure Unpack(const UnpackFlags& flags, const Console& console) {
       return failure;
     }
   }
-  for (const std::string& file :
-       name == STANDARD_STREAM
-           ? std::vector<std::string>{name}
-           : std::vector<std::string>{name, AboutBeside(name), NotesFile::NameBeside(name)}) {
-    if (MaybeFailure failure = CheckNotThere(file, flags.force)) {
-      return failure;
-    }
+  if (MaybeFailure failure = CheckTraceNotThere(name, flags.force)) {
+    return failure;
   }
   Unpacked account;
   if (MaybeFailure failure = UnpackTo(flags, name, console, account)) {
@@ -277,7 +276,9 @@ MaybeFailure Unpack(const UnpackFlags& flags, const Console& console) {
 
 Action Configure(CLI::App& app) {
   const auto flags = std::make_shared<UnpackFlags>();
-  app.add_option("PACKED", flags->packed, "The packed trace; - is standard input")->required();
+  app.add_option("PACKED", flags->packed,
+                 "The packed trace; - is standard input, of which the trace alone is read")
+      ->required();
   app.add_option("-o,--output", flags->output,
                  "The trace to write, PACKED without its ending by default; - is standard output");
   app.add_flag("--no-companion", flags->noCompanion, "Write the trace alone");

@@ -1,4 +1,5 @@
 #include "tools/program/EditOutput.h"
+#include "tools/program/ExistingOutput.h"
 
 #include <nlohmann/json.hpp>
 #include <ostream>
@@ -58,7 +59,7 @@ MaybeFailure CheckEditOutput(const EditFlags& flags, const std::string& output,
   if (output == STANDARD_STREAM) {
     return std::nullopt;
   }
-  for (const std::string& file : flags.FilesOf(output)) {
+  for (const std::string& file : FilesOfTrace(output)) {
     for (const std::string& input : inputs) {
       if (input == STANDARD_STREAM) {
         continue;
@@ -68,7 +69,7 @@ MaybeFailure CheckEditOutput(const EditFlags& flags, const std::string& output,
       }
     }
   }
-  return flags.CheckNotThere(output);
+  return CheckTraceNotThere(output, flags.force);
 }
 
 MaybeFailure EditOutput::Open(const std::string& path, bool companion, bool pack) {

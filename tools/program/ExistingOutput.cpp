@@ -3,6 +3,8 @@
 #include <sys/stat.h>
 
 #include "tools/program/Output.h"
+#include "trace/read/AboutFile.h"
+#include "trace/read/NotesFile.h"
 
 namespace marrowfin {
 
@@ -18,6 +20,21 @@ MaybeFailure CheckNotThere(const std::string& output, bool force) {
   }
   return Failure{EXIT_USAGE, output + ": exists already",
                  "Name another file, or replace this one with --force."};
+}
+
+std::vector<std::string> FilesOfTrace(const std::string& output) {
+  return output == STANDARD_STREAM
+             ? std::vector<std::string>{output}
+             : std::vector<std::string>{output, AboutBeside(output), NotesFile::NameBeside(output)};
+}
+
+MaybeFailure CheckTraceNotThere(const std::string& output, bool force) {
+  for (const std::string& file : FilesOfTrace(output)) {
+    if (MaybeFailure failure = CheckNotThere(file, force)) {
+      return failure;
+    }
+  }
+  return std::nullopt;
 }
 
 }  // namespace marrowfin

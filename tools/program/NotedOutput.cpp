@@ -7,7 +7,6 @@
 
 #include "tools/program/ExistingOutput.h"
 #include "tools/program/Output.h"
-#include "tools/program/PackedName.h"
 #include "trace/edit/ScratchFile.h"
 #include "trace/read/AboutFile.h"
 #include "trace/read/NotesFile.h"
@@ -21,24 +20,6 @@ void NotedOutputFlags::DeclareHow(CLI::App& app) {
   app.add_flag("--no-companion", noCompanion,
                "Write the trace alone, without what tells of the run and without notes");
   AddPack(app, pack);
-}
-
-std::vector<std::string> NotedOutputFlags::FilesOf(const std::string& output) const {
-  std::vector<std::string> files = {output};
-  if (!noCompanion && output != STANDARD_STREAM && !pack && !IsPackedName(output)) {
-    files.push_back(AboutBeside(output));
-    files.push_back(NotesFile::NameBeside(output));
-  }
-  return files;
-}
-
-MaybeFailure NotedOutputFlags::CheckNotThere(const std::string& output) const {
-  for (const std::string& file : FilesOf(output)) {
-    if (MaybeFailure failure = marrowfin::CheckNotThere(file, force)) {
-      return failure;
-    }
-  }
-  return std::nullopt;
 }
 
 NotedOutput::~NotedOutput() {

@@ -21,13 +21,6 @@ struct NotedOutputFlags {
   bool pack = false;
 
   void DeclareHow(CLI::App& app);
-
-  // What is written for the trace `output` where that is a plain file: a packed trace has its
-  // companion within.
-  std::vector<std::string> FilesOf(const std::string& output) const;
-
-  // Refuses an output any file of which is there already, unless --force is given.
-  [[nodiscard]] MaybeFailure CheckNotThere(const std::string& output) const;
 };
 
 // The trace that a subcommand makes, and its companion: all there whole, or none of it. The
