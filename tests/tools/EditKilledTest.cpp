@@ -11,6 +11,7 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 #include <random>
 
 #include "tests/tools/CommandFixture.h"
@@ -208,6 +209,92 @@ TEST_P(UnwrittenTest, AFolderThatMayNotBeWrittenIsTold) {
 std::string NameOf(const ::testing::TestParamInfo<Making>& test) { return test.param.name; }
 INSTANTIATE_TEST_SUITE_P(Commands, KilledTest, ::testing::ValuesIn(makings), NameOf);
 INSTANTIATE_TEST_SUITE_P(Commands, UnwrittenTest, ::testing::ValuesIn(makings), NameOf);
+
+// A folder of many files, of which the library of the format writes one after the other.
+class KilledFolderTest : public EditKilledTest {
+ protected:
+  void SetUp() override {
+    LongTrace(3000, "t.trace");
+    LongTrace(500, "old.trace");
+  }
+
+  // Its files; of the one that holds a random number the length.
+  std::map<std::string, std::string> FilesOf(const std::string& name) const {
+    std::map<std::string, std::string> files;
+    for (const auto& entry : fs::recursive_directory_iterator(folder.File(name))) {
+      if (entry.is_regular_file()) {
+        const std::string file = fs::relative(entry.path(), folder.File(name)).string();
+        files[file] = file == "traces.otf2" ? std::to_string(entry.file_size())
+                                            : testing::ReadFile(entry.path().string());
+      }
+    }
+    return files;
+  }
+
+  void ExportTo(const std::string& name, const std::string& trace) const {
+    const CommandResult result = Run({"export", trace, "-o", name, "--force"});
+    ASSERT_EQ(0, result.exitStatus) << result.err;
+  }
+};
+
+TEST_F(KilledFolderTest, OfAnExportThatIsKilledTheFolderIsTheOldOneOrTheWholeNewOne) {
+  constexpr int ROUNDS = 8;
+  ExportTo("old.otf2", "old.trace");
+  const auto start = std::chrono::steady_clock::now();
+  ExportTo("new.otf2", "t.trace");
+  const auto took = std::chrono::steady_clock::now() - start;
+  const auto most = std::chrono::duration_cast<std::chrono::microseconds>(took).count() * 5 / 4;
+  const std::map<std::string, std::string> old = FilesOf("old.otf2");
+  const std::map<std::string, std::string> whole = FilesOf("new.otf2");
+  ASSERT_NE(old, whole);
+  std::mt19937 random(1);
+  int kept = 0;
+  for (int round = 0; round < ROUNDS; ++round) {
+    ExportTo("made.otf2", "old.trace");
+    const pid_t child = Start({"export", "t.trace", "-o", "made.otf2", "--force"});
+    usleep(static_cast<useconds_t>(random() % static_cast<uint64_t>(most)));
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    const std::map<std::string, std::string> there = FilesOf("made.otf2");
+    ASSERT_TRUE(there == old || there == whole) << "in round " << round;
+    kept += there == old ? 1 : 0;
+  }
+  EXPECT_LT(0, kept) << "it was killed too late";
+  // What is left over goes with the next run.
+  ExportTo("made.otf2", "t.trace");
+  EXPECT_TRUE(whole == FilesOf("made.otf2"));
+  EXPECT_FALSE(HasFileLike(".mfpart-"));
+}
+
+TEST_F(KilledFolderTest, AFullDiskIsToldAndTheOldFolderStays) {
+  const std::string disk = folder.File("disk");
+  fs::create_directory(disk);
+  testing::ExpectInChild([&] {
+    ASSERT_NO_FATAL_FAILURE(testing::MountSmallDisk(disk, 4 << 20));
+    LongTrace(200000, "long.trace");
+    ExportTo("disk/made.otf2", "old.trace");
+    const std::map<std::string, std::string> old = FilesOf("disk/made.otf2");
+    const CommandResult result = Run({"export", "long.trace", "-o", "disk/made.otf2", "--force"});
+    EXPECT_EQ(3, result.exitStatus) << result.err;
+    EXPECT_THAT(result.err, ::testing::HasSubstr("made.otf2"));
+    EXPECT_TRUE(old == FilesOf("disk/made.otf2"));
+    EXPECT_THAT(ContentsOf(disk), ::testing::ElementsAre("made.otf2"));
+  });
+}
+
+TEST_F(KilledFolderTest, AFolderThatMayNotBeWrittenIsTold) {
+  const std::string closed = folder.File("closed");
+  fs::create_directory(closed);
+  ASSERT_EQ(0, chmod(closed.c_str(), 0500));
+  testing::ExpectInChild([&] {
+    GiveUpRights();
+    const CommandResult result = Run({"export", "t.trace", "-o", "closed/made.otf2"});
+    EXPECT_EQ(3, result.exitStatus);
+    EXPECT_THAT(result.err, ::testing::HasSubstr("closed/made.otf2"));
+    EXPECT_THAT(result.err, ::testing::HasSubstr("Permission denied"));
+  });
+  EXPECT_TRUE(fs::is_empty(closed));
+}
 
 // Lets AddressSanitizer keep little of what the programs freed, or that is most of their memory.
 void KeepLittleOfWhatIsFreed() {

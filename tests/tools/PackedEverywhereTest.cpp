@@ -75,6 +75,7 @@ const std::vector<Reading> readings = {
     {{"export", "run.trace", "-o", "made.vcd"}},
     {{"export", "run.trace", "-o", "made.h5"}},
     {{"export", "run.trace", "-o", "made.sqlite"}},
+    {{"export", "run.trace", "-o", "made.otf2"}},
     {{"pack", "run.trace", "-o", "made.mfz"}},
     {{"unpack", "run.trace", "--no-companion", "-o", "made.trace"}},
 };
@@ -111,13 +112,31 @@ class PackedEverywhereTest : public CommandFixture {
     std::map<std::string, std::string> files;
   };
 
+  // The files of a folder by their names in it; of the one that holds a random number the length.
+  static std::map<std::string, std::string> FilesWithin(const std::string& path) {
+    std::map<std::string, std::string> files;
+    for (const auto& entry : fs::recursive_directory_iterator(path)) {
+      if (entry.is_regular_file()) {
+        const std::string name = fs::relative(entry.path(), path).string();
+        files[name] = name == "traces.otf2" ? std::to_string(entry.file_size())
+                                            : ReadFile(entry.path().string());
+      }
+    }
+    return files;
+  }
+
   Outcome OutcomeOf(const std::string& in, const Line& words) const {
     Outcome outcome;
     outcome.result = testing::RunCommand(Words(words), {"", folder.File(in), {}});
     for (const std::string& name : ContentsOf(folder.File(in))) {
       if (name.starts_with("made")) {
-        outcome.files[name] = ReadFile(folder.File(in) + "/" + name);
-        fs::remove(folder.File(in) + "/" + name);
+        const std::string path = folder.File(in) + "/" + name;
+        if (fs::is_directory(path)) {
+          outcome.files.merge(FilesWithin(path));
+        } else {
+          outcome.files[name] = ReadFile(path);
+        }
+        fs::remove_all(path);
       }
     }
     return outcome;
