@@ -25,7 +25,7 @@ constexpr char footer[] =
     "  marrowfin-trace stats run.trace --cycles 5000:9999 --region cluster:2,0\n"
     "  marrowfin-trace stats run.trace --json -o run.json\n"
     "  marrowfin-trace stats run.trace --csv links -o links.csv\n"
-    "  marrowfin-trace stats run.trace --by kind --csv groups\n"
+    "  marrowfin-trace stats noted.trace --by kind --csv groups\n"
     "  marrowfin-trace stats noted.trace --kind load --where 'size>=64'\n"
     "\n"
     "Rates are by cycle of the range that is asked for. Packets are told where the trace has a\n"

@@ -19,9 +19,9 @@ namespace {
 constexpr char footer[] =
     "Examples:\n"
     "  marrowfin-trace plot histogram run.trace -o distances.png\n"
-    "  marrowfin-trace plot histogram run.trace --of distance --of latency -o both.svg\n"
+    "  marrowfin-trace plot histogram noted.trace --of distance --of latency -o both.svg\n"
     "  marrowfin-trace plot histogram run.trace --of fires -o fires.png\n"
-    "  marrowfin-trace plot histogram run.trace --of attribute:size --csv sizes.csv\n"
+    "  marrowfin-trace plot histogram noted.trace --of attribute:size --csv sizes.csv\n"
     "\n"
     "hops, latency, total-latency (since creation) and source-wait are of packets, which are told\n"
     "where the trace has a companion that names them, or with --packets thread; distance of "

@@ -11,10 +11,10 @@ namespace {
 
 constexpr char footer[] =
     "Examples:\n"
-    "  marrowfin-trace plot latency run.trace -o latency.png\n"
-    "  marrowfin-trace plot latency run.trace --since creation --size slide -o slide.png\n"
-    "  marrowfin-trace plot latency run.trace --packets thread --cycles 0:9999 -o latency.pdf\n"
-    "  marrowfin-trace plot latency run.trace --csv latency.csv\n"
+    "  marrowfin-trace plot latency noted.trace -o latency.png\n"
+    "  marrowfin-trace plot latency noted.trace --since creation --size slide -o slide.png\n"
+    "  marrowfin-trace plot latency noted.trace --packets thread --cycles 0:9999 -o latency.pdf\n"
+    "  marrowfin-trace plot latency noted.trace --csv latency.csv\n"
     "\n"
     "Percentiles of the latencies of packets by the cycle at which they began, on a\n"
     "logarithmic axis; a dashed line where the network saturates. Packets are told where the "
