@@ -166,6 +166,8 @@ TEST(ArrayRendererTest, ShapesThatNoViewerShowsAreRefused) {
   EXPECT_THAT(why(ArrayShape({2, 3}, {1, 1}, {1, 1})), HasSubstr("shows no array of this shape"));
   EXPECT_THAT(why(ArrayShape(0, 1, 1)), HasSubstr("shows no array of this shape"));
   EXPECT_THAT(why(ArrayShape(256, 2, 4)), HasSubstr("4194304 elements is too large"));
+  EXPECT_THAT(why(ArrayShape(129, 2, 4)), HasSubstr("1065024 elements is too large"))
+      << "over a thousand each way";
   EXPECT_THAT(why(ArrayShape(1, 1, 1)), ::testing::IsEmpty());
 }
 

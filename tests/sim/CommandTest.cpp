@@ -217,6 +217,21 @@ TEST_F(CommandTest, HelpDescribesEveryOptionAndSucceeds) {
   EXPECT_THAT(result.out, HasSubstr("\n-array/clusters 4\n"));
 }
 
+TEST_F(CommandTest, CompletionIsForBashAndZshAndNoOtherShell) {
+  for (const char* const shell : {"bash", "zsh"}) {
+    const CommandResult result = RunSimulator({"--completion", shell});
+    EXPECT_EQ(0, result.exitStatus) << shell;
+    EXPECT_THAT(result.out, HasSubstr("marrowfin-sim")) << shell;
+  }
+  for (const std::vector<std::string>& words :
+       {std::vector<std::string>{"--completion"}, {"--completion", "fish"}}) {
+    const CommandResult result = RunSimulator(words);
+    EXPECT_EQ(2, result.exitStatus);
+    EXPECT_EQ("", result.out);
+    EXPECT_THAT(result.err, HasSubstr("--completion wants the name of a shell, bash or zsh"));
+  }
+}
+
 TEST_F(CommandTest, VersionNamesTheProgramAndSucceeds) {
   const CommandResult result = RunSimulator({"--version"});
   EXPECT_EQ(0, result.exitStatus);

@@ -330,6 +330,12 @@ TEST_F(ImportTest, TheAccountIsPrintedForPeople) {
   EXPECT_EQ("", err);
 }
 
+TEST_F(ImportTest, TheHelpSaysWhichPackedInputIsTaken) {
+  ASSERT_EQ(0, Run({"import", "--help"}));
+  EXPECT_THAT(out, ::testing::HasSubstr("Input that is packed by gzip, zstd or, but for tt-npe, "
+                                        "bzip2 is\nunpacked on the way.\n"));
+}
+
 TEST_F(ImportTest, ReasonsToSkipHaveTheirWords) {
   ASSERT_EQ(0, Import(List({FireAt(10), Event(R"("type":"ATOMIC")"),
                             Event(R"("zone":"K","zone_phase":"pause")"), Event(R"("type":"WRITE")"),

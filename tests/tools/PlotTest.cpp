@@ -11,6 +11,7 @@ using ::testing::AllOf;
 using testing::CommandResult;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using testing::ReadFile;
 using ::testing::StartsWith;
 
@@ -58,6 +59,8 @@ TEST_F(PlotTest, TheNameOfTheOutputTellsTheFormat) {
 TEST_F(PlotTest, TheSameFlagsMakeTheSameBytesAndOthersOthers) {
   const std::string heat = Picture({"heat"}, "a.svg");
   EXPECT_EQ(heat, Picture({"heat"}, "b.svg"));
+  EXPECT_EQ(heat,
+            Picture({"heat", "--text", "1", "--theme", "light", "--size", "column"}, "b.svg"));
   for (const std::vector<std::string>& flags :
        {std::vector<std::string>{"--measure", "utilisation"},
         {"--measure", "transmissions"},
@@ -162,6 +165,14 @@ TEST_F(PlotTest, PacketsAreDrawnWhereSomethingTellsThem) {
       Plot({"latency", "--packets", "thread", "--since", "creation", "-o", "b.png"});
   EXPECT_EQ(1, created.exitStatus);
   EXPECT_THAT(created.err, HasSubstr("nothing tells when its packets were created"));
+}
+
+TEST_F(PlotTest, TheHistogramIsOfLatencyTooWherePacketsArriveAndElseOfDistanceAlone) {
+  const auto has = [this](const char* cycles) {
+    return Plot({"histogram", "--packets", "thread", "--cycles", cycles, "--csv", "-"}).out;
+  };
+  EXPECT_THAT(has("0:3"), HasSubstr("\nlatency,"));
+  EXPECT_THAT(has("0:1"), AllOf(StartsWith("distribution,"), Not(HasSubstr("\nlatency,"))));
 }
 
 TEST_F(PlotTest, AttributesAreDrawnWhereTheCompanionHasThem) {

@@ -6,10 +6,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <map>
+#include <sstream>
 #include <thread>
 
 #include "tests/support/Command.h"
@@ -21,8 +23,12 @@ namespace marrowfin {
 namespace {
 
 using testing::CommandResult;
+using ::testing::ContainsRegex;
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
 using testing::RunCommand;
 using ::testing::StartsWith;
 
@@ -78,6 +84,43 @@ TEST_F(ProgramTest, HelpListsEverySubcommandExamplesAndExitStatuses) {
   }
   EXPECT_THAT(result.out, HasSubstr("Examples:\n  marrowfin-trace "));
   EXPECT_THAT(result.out, HasSubstr("Exit status:\n  0  all went well\n"));
+}
+
+// The lines from "Examples:" to the next empty line.
+std::vector<std::string> ExamplesIn(const std::string& help) {
+  std::istringstream lines(help);
+  std::string line;
+  while (std::getline(lines, line) && line != "Examples:") {
+  }
+  std::vector<std::string> examples;
+  while (std::getline(lines, line) && !line.empty()) {
+    examples.push_back(line);
+  }
+  return examples;
+}
+
+TEST_F(ProgramTest, ExamplesOfTheHelpAreCommandsUpToAnEmptyLine) {
+  std::vector<std::vector<std::string>> pages;
+  for (const Subcommand* subcommand : Subcommands()) {
+    pages.push_back({MARROWFIN_TRACE, subcommand->name, "--help"});
+  }
+  for (const Subcommand* kind : PlotKinds()) {
+    pages.push_back({MARROWFIN_TRACE, "plot", kind->name, "--help"});
+  }
+  for (const std::vector<std::string>& page : pages) {
+    const std::vector<std::string> examples = ExamplesIn(RunCommand(page).out);
+    EXPECT_THAT(examples, Not(IsEmpty())) << page[1];
+    EXPECT_THAT(examples, Each(StartsWith("  marrowfin-trace " + page[1] + " "))) << page[2];
+  }
+}
+
+TEST_F(ProgramTest, TheHelpOfEverySubcommandSaysThatStatus2IsARefusedCommandLine) {
+  for (const Subcommand* subcommand : Subcommands()) {
+    std::string help = RunCommand({MARROWFIN_TRACE, subcommand->name, "--help"}).out;
+    std::replace(help.begin(), help.end(), '\n', ' ');
+    EXPECT_THAT(help, ContainsRegex("Exit status: 0 .*, 2 command line (or SQL )?refused[,.]"))
+        << subcommand->name;
+  }
 }
 
 TEST_F(ProgramTest, EverySubcommandHasHelpWithExamples) {

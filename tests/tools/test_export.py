@@ -925,6 +925,30 @@ def test_columns_read_back_give_the_events(made):
     ]
 
 
+def test_columns_say_what_their_numbers_mean(made):
+    folder, _ = made
+    export(folder, "out.h5", *SHAPE)
+    with h5py.File(folder / "out.h5") as file:
+        meanings = {
+            name: column.attrs["meaning"]
+            for name, column in file["events"].items()
+            if "meaning" in column.attrs
+        }
+    nowhere = f"{NOWHERE} where the event is no send"
+    assert meanings == {
+        "type": f"{SWITCH}: switch, {FIRE}: fire, {SEND}: send",
+        "to_col": nowhere,
+        "to_row": nowhere,
+    }
+
+
+def test_columns_come_in_chunks_of_32768_values(made):
+    folder, _ = made
+    export(folder, "out.h5", *SHAPE)
+    with h5py.File(folder / "out.h5") as file:
+        assert {column.chunks for column in file["events"].values()} == {(32768,)}
+
+
 def test_columns_have_notes_and_counters(noted):
     folder, listed = noted
     samples = run_account(folder, "out.h5")["samples"]

@@ -213,6 +213,22 @@ def test_packets_of_nodes_that_there_are_not_are_skipped_and_counted(tmp_path):
     take(tmp_path, "netrace", "in.tra", "--strict", status=1)
 
 
+@pytest.mark.parametrize("waited_for, is_known", [(65536, True), (65537, False)])
+def test_of_packets_that_are_waited_for_the_first_of_over_65536_is_forgotten(
+    tmp_path, waited_for, is_known
+):
+    packet = lambda number, *waiting: Packet(number, number, 0, 1, 0, 1, 0, waiting)  # noqa: E731
+    late = [1_000_000 + n for n in range(waited_for)]
+    lists = [late[at : at + 255] for at in range(0, waited_for, 255)]
+    packets = [packet(number, *waiting) for number, waiting in enumerate(lists)]
+    (tmp_path / "in.tra").write_bytes(netrace_bytes([*packets, packet(late[0])]))
+    take(tmp_path, "netrace", "in.tra")
+    last = notes_in(tmp_path)[-2]
+    assert last["notes"]["packet"] == late[0]
+    # Record 0 is the frame's.
+    assert last["notes"].get("consumes") == ([1] if is_known else None)
+
+
 def test_a_recording_that_breaks_off_anywhere_is_refused_and_leaves_nothing(tmp_path):
     whole = netrace_bytes(make_packets(5, count=6))
     for size in range(0, len(whole), 5):
@@ -385,6 +401,15 @@ def test_lines_that_are_not_understood_are_skipped_and_counted(tmp_path):
     assert [record.cycle for record in records_in(tmp_path)] == [1, 7]
     result = take(tmp_path, "csv", "in.csv", "--strict", status=1)
     assert b"in.csv: line 3: a type that is not known" in result.stderr
+
+
+def test_the_account_for_people_tells_the_reasons_that_there_were_and_no_others(tmp_path):
+    (tmp_path / "in.csv").write_text("cycle,type,column,row\n1,fire,0,0\n2,fly,0,0\n")
+    text = take(tmp_path, "csv", "in.csv").stdout.decode()
+    line = "    of a type that is not known".ljust(44) + "           1"
+    assert [part for part in text.splitlines() if part.startswith("    ")] == [
+        line + "  first: [1]: line 3: a type that is not known"
+    ]
 
 
 @pytest.mark.parametrize(

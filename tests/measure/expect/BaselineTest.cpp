@@ -67,6 +67,19 @@ TEST(BaselineTest, WhatIsNoBaselineIsRefused) {
   EXPECT_FALSE(Baseline::Parse(deep + "1" + std::string(100000, '}'), "b.json"));
 }
 
+TEST(BaselineTest, AFileIsReadUpTo16MiBAndRefusedBeyond) {
+  const testing::TempDir folder;
+  const std::string name = folder.File("b.json");
+  const auto readWith = [&name](size_t size) {
+    std::string text = R"({"rules": {"a": {"fires": 3}}})";
+    text.resize(size, ' ');
+    testing::WriteFile(name, text);
+    return Baseline::Read(name);
+  };
+  EXPECT_TRUE(readWith(size_t{16} << 20));
+  EXPECT_EQ(readWith((size_t{16} << 20) + 1).Why().kind, Fault::REFUSED_INPUT);
+}
+
 TEST(BaselineTest, AFileThatIsMissingIsToBeMade) {
   const testing::TempDir folder;
   const Fault fault = Baseline::Read(folder.File("none.json")).Why();

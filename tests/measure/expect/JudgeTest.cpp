@@ -204,6 +204,14 @@ TEST_F(JudgeTest, EveryWindowMustHoldAndTheWorstIsTold) {
   EXPECT_EQ(In("fires", "at_least = 1\nevery = 9223372036854775807").compared, 2U);
 }
 
+TEST_F(JudgeTest, ARuleMayAskForTenThousandWindowsAndNoMore) {
+  Use("fire 0 0 0 0\nfire 9999 0 0 0\n");
+  EXPECT_EQ(In("fires", "at_most = 1\nevery = 1").compared, 10000U);
+  Use("fire 0 0 0 0\nfire 10000 0 0 0\n");
+  EXPECT_EQ(In("fires", "at_most = 1\nevery = 1").untold,
+            "the range has over 10000 windows of 1 cycles: make them longer");
+}
+
 TEST_F(JudgeTest, ARegionMeansItsUnits) {
   EXPECT_EQ(In("elements.never", "at_most = 0\nregion = \"1,0:1,1\"").value, 1.0);
   const Finding finding = In("elements.never", "at_most = 0\nregion = \"1,0:1,1\"");
@@ -537,6 +545,14 @@ TEST(FarMessagesTest, LookingForOneStopsWhereWhoeverAsksSaysSo) {
   EXPECT_EQ(words, 1U);
   const Result<std::optional<TraceEvent>> none = FirstFarMessage(question);
   EXPECT_TRUE(none && !none->has_value());
+}
+
+TEST(FarMessagesTest, WhatIsNoMessageIsNeverFar) {
+  const Opened opened(testing::TraceBytes("switch 1 0 1 1\nfire 1 0 1 1\nsend 2 0 0 0 1 1\n"));
+  const Result<std::optional<TraceEvent>> far =
+      FirstFarMessage({*opened.trace, *opened.index, nullptr, {}, {}, ArrayShape(1, 1, 2), 2});
+  ASSERT_TRUE(far && far->has_value());
+  EXPECT_EQ((*far)->record, 2U);
 }
 
 }  // namespace

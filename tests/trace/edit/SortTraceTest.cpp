@@ -38,6 +38,10 @@ std::string Sort(const std::string& bytes, const SortOptions& options, SortAccou
   return made.TraceBytes();
 }
 
+TEST(SortTraceTest, Takes256MiBUnlessItIsGivenOtherwise) {
+  EXPECT_EQ(SortOptions().memory, size_t{256} << 20);
+}
+
 TEST(SortTraceTest, WhatFitsIntoMemoryIsSortedAsAPlainStableSortDoes) {
   std::mt19937 random(1);
   for (const uint64_t cycles : {uint64_t{1}, uint64_t{7}, uint64_t{5000}, ~uint64_t{0}}) {

@@ -146,5 +146,13 @@ TEST_F(CompanionTest, RunThatGoesOnIsFollowed) {
   EXPECT_TRUE(IsFine(companion.WhyNoNotes()));
 }
 
+TEST_F(CompanionTest, WhatWasGivenStaysWhateverStandsBesideTheTrace) {
+  Record(300);
+  Companion companion = Companion::Of(*OpenTrace(name), nullptr, nullptr);
+  companion.Follow(*OpenTrace(name));
+  EXPECT_EQ(nullptr, companion.GetAbout());
+  EXPECT_EQ(nullptr, companion.Notes());
+}
+
 }  // namespace
 }  // namespace marrowfin::testing

@@ -1,8 +1,13 @@
 #include "trace/read/Reader.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <chrono>
+#include <csignal>
 #include <memory>
 #include <random>
 #include <thread>
@@ -254,6 +259,34 @@ TEST(ReaderTest, FifoIsReadAsItIsWritten) {
   const ReadResult result = ReadNamed(name);
   writer.join();
   EXPECT_TRUE(Encode(result.events) == bytes);
+}
+
+TEST(ReaderTest, SignalsThatComeWhileAFifoIsWaitedForEndNothing) {
+  const std::string bytes = Encode({Event()});
+  const TempDir folder;
+  const std::string name = folder.File("fifo");
+  ASSERT_EQ(mkfifo(name.c_str(), 0600), 0);
+  struct sigaction taken = {};
+  taken.sa_handler = [](int) {};  // and what waits is not begun again by the system
+  struct sigaction before = {};
+  sigaction(SIGUSR1, &taken, &before);
+  // So that writing waits for no reader, should the one that is asked have given up.
+  const int spare = open(name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  std::thread writer([&, reader = pthread_self()] {
+    const int opened = open(name.c_str(), O_WRONLY | O_CLOEXEC);
+    for (int i = 0; i < 20; ++i) {
+      pthread_kill(reader, SIGUSR1);
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    WriteFile(name, bytes);
+    close(opened);
+  });
+  const ReadResult result = ReadNamed(name);
+  writer.join();
+  close(spare);
+  sigaction(SIGUSR1, &before, nullptr);
+  EXPECT_FALSE(result.fault) << result.fault.Text();
+  EXPECT_EQ(Encode(result.events), bytes);
 }
 
 TEST(ReaderTest, MissingFileAndFolderAreFaultsOfTheSystem) {
