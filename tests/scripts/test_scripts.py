@@ -5,6 +5,7 @@ import importlib.util
 import json
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 
@@ -225,6 +226,13 @@ def mutate():
 def listed(program, name, *environment):
     properties = [{"name": "ENVIRONMENT", "value": list(environment)}] if environment else []
     return {"command": [program, f"--gtest_filter={name}"], "properties": properties}
+
+
+def test_mistakes_in_a_folder_are_tried_with_all_of_its_suites(mutate):
+    text = (ROOT / "tests" / "CMakeLists.txt").read_text(encoding="utf-8")
+    for suite in re.findall(r"add_subdirectory\(([\w/]+)\)", text):
+        folder = suite.split("/")[0]
+        assert suite in mutate.SUITES.get(folder, [suite]), f"{suite} of {folder}"
 
 
 def test_tests_of_one_program_with_the_same_environment_share_a_process(mutate):
