@@ -203,6 +203,20 @@ TEST_F(FloorplanRendererTest, WhatIsFreshIsSolidAndWhatIsOldIsHollowAndSmaller) 
   }
 }
 
+TEST_F(FloorplanRendererTest, CellsLessThanEightPixelsApartAreFullAtAnyAge) {
+  const ArrayShape shape(1, 1, 8);
+  const auto isFull = [&](uint32_t pitch) {
+    FloorplanView view;
+    view.size = PictureSize{8 * pitch + 16, 8 * pitch + 16};
+    const Picture picture = Draw(With(shape, {2, 1}, 3, ElementCodes::OLDEST), view);
+    EXPECT_EQ(pitch, renderer->Layout().Pitch());
+    const PixelBox box = renderer->Layout().Element({2, 1});
+    return Count(picture, box, Middle(picture, box)) == box.width * box.height;
+  };
+  EXPECT_TRUE(isFull(7));
+  EXPECT_FALSE(isFull(8));
+}
+
 TEST_F(FloorplanRendererTest, WhatNothingHasTouchedIsADot) {
   const ArrayShape shape(2, 2, 2);
   FloorplanView view;
@@ -324,6 +338,31 @@ TEST_F(FloorplanRendererTest, AMessageIsWideWhereItComesFrom) {
   const int64_t start = renderer->Layout().Element({1, 0}).x - 1;
   const int64_t end = renderer->Layout().Element({7, 0}).x - 1;
   EXPECT_LT(2 * dark(end), dark(start));
+}
+
+TEST_F(FloorplanRendererTest, WhereCellsAreCloseAMessageIsNarrower) {
+  const ArrayShape shape(1, 1, 8);
+  ArrayState state = AsBuilt(shape);
+  state.step = 30;
+  state.messages = {{0, 28, 0, {0, 0}, {7, 0}}};
+  // How dark it is right before the second cell, where there is nothing else.
+  const auto darkAt = [&](uint32_t pitch) {
+    FloorplanView view;
+    view.size = PictureSize{8 * pitch + 16, 8 * pitch + 16};
+    const Picture picture = Draw(state, view);
+    EXPECT_EQ(pitch, renderer->Layout().Pitch());
+    const int64_t x = renderer->Layout().Element({1, 0}).x - 1;
+    int sum = 0;
+    for (int64_t y = 0; y < picture.size.height; ++y) {
+      sum += 255 - At(picture, x, y).green;
+    }
+    return sum;
+  };
+  const int close = darkAt(8);
+  const int apart = darkAt(16);
+  EXPECT_LT(0, close);
+  EXPECT_LT(close, apart);
+  EXPECT_LT(apart, 2 * close);
 }
 
 TEST_F(FloorplanRendererTest, ASwitchIsFilledWhileItIsFresh) {
