@@ -404,5 +404,17 @@ TEST_F(EventAnswersTest, TheNextEventOfAPieceIsFoundBothWays) {
             "");
 }
 
+TEST_F(EventAnswersTest, ALinkOfAnArrayOfTwoClustersJoinsTheClusters) {
+  const AskedTrace here(TraceBytes("send 1 0 0 0 1 0\nsend 2 0 1 1 2 0\nsend 3 0 2 0 1 1\n"), {},
+                        ArrayShape({2, 1}, {1, 1}, {2, 2}));
+  here.UntilReady();
+  const auto next = [&](const json& link) {
+    return here.Ask({{"ask", "next"}, {"piece", {{"link", link}}}, {"record", 0}});
+  };
+  EXPECT_EQ(next({0, 0, "right"}).head["event"]["record"], 1);
+  EXPECT_EQ(next({1, 0, "left"}).head["event"]["record"], 2);
+  EXPECT_EQ(next({2, 0, "left"}).Code(), "bad-question") << "there are two clusters";
+}
+
 }  // namespace
 }  // namespace marrowfin::testing

@@ -1,3 +1,4 @@
+#include "explorer/core/FoundCauses.h"
 #include "explorer/core/FoundOnce.h"
 
 #include <gtest/gtest.h>
@@ -147,6 +148,24 @@ TEST(FoundOnceTest, WhereTheFinderThrowsWhoWaitsFindsItHimself) {
   finder.GoOn();
   EXPECT_THROW(static_cast<void>(finder.End()), std::runtime_error);
   EXPECT_EQ(**other.get(), 7);
+}
+
+TEST(FoundOnceTest, CausesAreFoundForOneArrayAtATime) {
+  FoundCauses causes;
+  bool foundBeside = false;
+  const auto other = [&]() -> Result<FoundCauses::Found> {
+    foundBeside = true;
+    return Failure();
+  };
+  const auto first = [&]() -> Result<FoundCauses::Found> {
+    std::thread([&] {
+      const auto impatient = [](const Progress&) { return false; };
+      EXPECT_FALSE(causes.Get(ArrayShape(2, 1, 1), impatient, other));
+    }).join();
+    return Failure();
+  };
+  EXPECT_FALSE(causes.Get(ArrayShape(1, 1, 1), {}, first));
+  EXPECT_FALSE(foundBeside);
 }
 
 }  // namespace

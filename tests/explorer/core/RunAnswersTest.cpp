@@ -456,6 +456,8 @@ TEST_F(RunAnswersTest, ThreadsAndKindsAreFoundByNumberAndName) {
   EXPECT_EQ(Ask({{"ask", "search"}, {"text", name}, {"most", 5}}).head["kinds"][0]["name"], name);
   EXPECT_EQ(Ask({{"ask", "search"}, {"text", "nothing of that name"}}).head["kinds"],
             json::array());
+  EXPECT_GT(Ask({{"ask", "search"}, {"text", ""}, {"most", 9}}).head["kinds"].size(), 1U);
+  EXPECT_EQ(Ask({{"ask", "search"}, {"text", ""}, {"most", 1}}).head["kinds"].size(), 1U);
 }
 
 TEST_F(RunAnswersTest, WhoeverDoesNotWantAnAnswerAnyMoreIsToldSo) {

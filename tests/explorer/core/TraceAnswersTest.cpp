@@ -82,6 +82,30 @@ TEST(TraceAnswersTest, WhatTheRunToldOfItselfIsToldToo) {
   EXPECT_EQ(head["viewerShape"], ShapeJson(ArrayShape(2, 1, 2)));
 }
 
+TEST(TraceAnswersTest, NoMorePlacesAndThreadsAreFoundThanAreWanted) {
+  const std::string bytes = TraceBytes("fire 5 0 0 0\nfire 6 1 3 1\n");
+  Fingerprint print;
+  print.Add(FIRE_RECORD, 5, 0, {0, 0}, {});
+  print.Add(FIRE_RECORD, 6, 1, {3, 1}, {});
+  About about;
+  about.name = "a run";
+  about.printed = 2;
+  about.fingerprint = print.Value();
+  about.threads = {{0, {"Lane a", ""}}, {1, {"lane b", ""}}};
+  about.places = {{{0, 0}, "Memory"}, {{1, 0}, "core"}, {{3, 1}, "a memory"}};
+  const AskedTrace asked(bytes, {{".about", AboutText(about)}});
+  asked.UntilReady();
+  const auto found = [&](const std::string& text, uint64_t most, const char* what) {
+    return asked.Ask({{"ask", "search"}, {"text", text}, {"most", most}}).head[what].size();
+  };
+  EXPECT_EQ(found("memory", 1, "places"), 1U);
+  EXPECT_EQ(found("memory", 2, "places"), 2U);
+  EXPECT_EQ(found("MEMORY", 9, "places"), 2U);
+  EXPECT_EQ(found("lane", 1, "threads"), 1U);
+  EXPECT_EQ(found("lane", 9, "threads"), 2U);
+  EXPECT_EQ(found("1", 9, "threads"), 1U);
+}
+
 TEST(TraceAnswersTest, AnArrayThatWasGivenComesBeforeAllOthers) {
   const ArrayShape shape = {2, 2, 4};
   const AskedTrace asked(TraceBytes("fire 5 0 0 0\n"), {}, shape);

@@ -70,6 +70,14 @@ def test_marks_that_others_have_saved_meanwhile_are_not_lost(served):
     assert get(server, fingerprint)["marks"] == []
 
 
+def test_a_file_of_other_marks_is_in_another_state(served):
+    server, _, fingerprint = served
+    first = json.loads(post(server, fingerprint, {"over": "", "marks": [MARK]}).bytes)["state"]
+    second = json.loads(post(server, fingerprint, {"over": first, "marks": []}).bytes)["state"]
+    assert first != second
+    assert post(server, fingerprint, {"over": first, "marks": [MARK]}).status == 409
+
+
 def test_of_many_who_save_at_once_one_does(served):
     server, _, fingerprint = served
     got = []

@@ -42,6 +42,7 @@ def test_help_and_version_are_told():
     for word in ("--port", "--listen", "--no-browser", "--token-file", "-c", "Exit status"):
         assert word in help_text
     assert "\n\nPrints a link" in help_text
+    assert "\n\nExit status" in help_text
 
 
 def test_shells_complete_its_options_and_names_of_files(tmp_path):
