@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "convert/export/CsvField.h"
 #include "convert/export/EventWords.h"
@@ -115,10 +116,13 @@ std::string TableCsv(const AnswerTable& table) {
 nlohmann::json TableJson(const AnswerTable& table) {
   nlohmann::json rows = nlohmann::json::array();
   for (const std::vector<Cell>& row : table.rows) {
-    nlohmann::json& object = rows.emplace_back();
+    // One that becomes an object by its first field cannot be taken apart where memory runs out
+    // then.
+    nlohmann::json object = nlohmann::json::object();
     for (size_t i = 0; i < row.size(); ++i) {
       object[table.titles[i]] = AsJson(row[i]);
     }
+    rows.push_back(std::move(object));
   }
   return rows;
 }

@@ -211,7 +211,7 @@ void PrintBeside(const Companion& companion, const Summary& summary, std::ostrea
 }
 
 nlohmann::json BesideAsJson(const Companion& companion) {
-  nlohmann::json json;
+  nlohmann::json json = nlohmann::json::object();
   if (companion.GetAbout() != nullptr) {
     json["about"] = AboutAsJson(*companion.GetAbout());
   } else if (companion.WhyNoAbout()) {
@@ -222,7 +222,7 @@ nlohmann::json BesideAsJson(const Companion& companion) {
   } else if (companion.WhyNoNotes()) {
     json["notes"] = {{"fault", AsJson(companion.WhyNoNotes())}};
   }
-  return json;
+  return json.empty() ? nlohmann::json() : json;
 }
 
 }  // namespace marrowfin
