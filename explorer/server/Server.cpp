@@ -163,8 +163,9 @@ class Counted {
 };
 
 // A WebSocket: questions come in, answers go out in whatever order they are found, and news between
-// them. What was asked keeps its place until its answer is sent, so that whoever does not read
-// cannot have more and more answers wait for him.
+// them. What was asked keeps its place until its answer is the next to be sent, so that whoever
+// does not read cannot have more and more answers wait for him, and whoever has read one may ask
+// again.
 class SocketSession : public std::enable_shared_from_this<SocketSession> {
  public:
   SocketSession(tcp::socket socket, Shared& shared, Counted counted)
@@ -301,8 +302,13 @@ class SocketSession : public std::enable_shared_from_this<SocketSession> {
     }
   }
 
+  // The place is free before the answer can be read: what is asked then may be here before it is
+  // known here that all was written.
   void Write() {
     const Message& message = queue.front();
+    if (message.answers) {
+      asked.erase(message.number);
+    }
     stream.text(message.isText);
     const std::array<asio::const_buffer, 2> buffers = {
         asio::buffer(message.front.data(), message.isText ? 0 : FRONT),
@@ -313,9 +319,6 @@ class SocketSession : public std::enable_shared_from_this<SocketSession> {
   }
 
   void Wrote() {
-    if (queue.front().answers) {
-      asked.erase(queue.front().number);
-    }
     queue.pop_front();
     if (!queue.empty()) {
       Write();
