@@ -15,6 +15,7 @@
 #include <random>
 
 #include "tests/tools/CommandFixture.h"
+#include "tests/tools/FilesWithin.h"
 #include "tests/tools/Rights.h"
 #include "tests/trace/support/Child.h"
 
@@ -218,17 +219,8 @@ class KilledFolderTest : public EditKilledTest {
     LongTrace(500, "old.trace");
   }
 
-  // Its files; of the one that holds a random number the length.
   std::map<std::string, std::string> FilesOf(const std::string& name) const {
-    std::map<std::string, std::string> files;
-    for (const auto& entry : fs::recursive_directory_iterator(folder.File(name))) {
-      if (entry.is_regular_file()) {
-        const std::string file = fs::relative(entry.path(), folder.File(name)).string();
-        files[file] = file == "traces.otf2" ? std::to_string(entry.file_size())
-                                            : testing::ReadFile(entry.path().string());
-      }
-    }
-    return files;
+    return testing::FilesWithin(folder.File(name));
   }
 
   void ExportTo(const std::string& name, const std::string& trace) const {

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "tests/tools/CommandFixture.h"
+#include "tests/tools/FilesWithin.h"
 
 namespace marrowfin {
 namespace {
@@ -112,19 +113,6 @@ class PackedEverywhereTest : public CommandFixture {
     std::map<std::string, std::string> files;
   };
 
-  // The files of a folder by their names in it; of the one that holds a random number the length.
-  static std::map<std::string, std::string> FilesWithin(const std::string& path) {
-    std::map<std::string, std::string> files;
-    for (const auto& entry : fs::recursive_directory_iterator(path)) {
-      if (entry.is_regular_file()) {
-        const std::string name = fs::relative(entry.path(), path).string();
-        files[name] = name == "traces.otf2" ? std::to_string(entry.file_size())
-                                            : ReadFile(entry.path().string());
-      }
-    }
-    return files;
-  }
-
   Outcome OutcomeOf(const std::string& in, const Line& words) const {
     Outcome outcome;
     outcome.result = testing::RunCommand(Words(words), {"", folder.File(in), {}});
@@ -132,7 +120,7 @@ class PackedEverywhereTest : public CommandFixture {
       if (name.starts_with("made")) {
         const std::string path = folder.File(in) + "/" + name;
         if (fs::is_directory(path)) {
-          outcome.files.merge(FilesWithin(path));
+          outcome.files.merge(testing::FilesWithin(path));
         } else {
           outcome.files[name] = ReadFile(path);
         }

@@ -1,9 +1,9 @@
 #include "tools/program/EditOutput.h"
-#include "tools/program/ExistingOutput.h"
 
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "tools/program/ExistingOutput.h"
 #include "tools/program/Json.h"
 #include "tools/program/OutputApart.h"
 #include "tools/program/TerminalText.h"
