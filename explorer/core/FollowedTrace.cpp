@@ -116,15 +116,16 @@ void FollowedTrace::Guard(const std::function<void()>& work) {
   Fault fault;
   fault.kind = Fault::SYSTEM;
   try {
+    fault.reason = "the explorer met a mistake of its own";
     try {
       work();
       return;
     } catch (const std::bad_alloc&) {
       fault.reason = "memory ran out";
     } catch (const std::exception& error) {
-      fault.reason = std::string("the explorer met a mistake of its own: ") + error.what();
+      fault.reason += std::string(": ") + error.what();
     } catch (...) {
-      fault.reason = "the explorer met a mistake of its own";
+      // It has no words of its own.
     }
     fault.file = status.file;
     Fail(fault);

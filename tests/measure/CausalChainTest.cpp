@@ -318,6 +318,27 @@ TEST(RunBoundsTest, WhoAsksToStopGetsNoAnswer) {
   EXPECT_EQ(FindSlack(*causes, stop).Why().kind, Fault::CANCELLED);
 }
 
+TEST(CausalConeTest, OnlyCausesThatNobodyToldCountAsInferred) {
+  RecordedRun run;
+  const RecordNumber first = run.recorder.Fire(5, 0, {0, 0});
+  const RecordNumber send = run.recorder.Send(6, 0, {0, 0}, {1, 0});
+  run.recorder.Note(run.producedBy, first);
+  run.recorder.Fire(9, 0, {1, 0});
+  run.recorder.Note(run.consumes, send);
+  run.End();
+  for (const auto& [told, inferred] : {std::pair(true, 0U), std::pair(false, 2U)}) {
+    const Result<Causes> causes = run.Find(Flat(2), told);
+    ASSERT_TRUE(causes);
+    for (const auto& [record, direction] :
+         {std::pair(2U, ConeDirection::BACK), std::pair(0U, ConeDirection::FORWARD)}) {
+      const Result<CausalCone> cone = FindCone(*causes, record, direction);
+      ASSERT_TRUE(cone);
+      EXPECT_EQ(cone->Events(), 3U);
+      EXPECT_EQ(cone->inferred, inferred);
+    }
+  }
+}
+
 TEST(CausalConeTest, WhoAsksToStopGetsNoAnswer) {
   const Opened run(Encode(std::vector<Event>(20000, {FIRE_RECORD, 1, 0, {0, 0}, {}})));
   const Result<Causes> causes = FindCauses(*run.trace, *run.index, nullptr, Flat(2));

@@ -235,6 +235,20 @@ def test_mistakes_in_a_folder_are_tried_with_all_of_its_suites(mutate):
         assert suite in mutate.SUITES.get(folder, [suite]), f"{suite} of {folder}"
 
 
+def test_what_was_caught_is_kept_with_the_sources(mutate, tmp_path, monkeypatch):
+    monkeypatch.setattr(mutate, "CAUGHT", tmp_path / "caught.txt")
+    by_file = mutate.shuffled_mutants(["trace/base/Utf8.cpp"], "1")
+    caught, survived = by_file["trace/base/Utf8.cpp"][:2]
+    results = mutate.Results(tmp_path / "results.json", False, "tree")
+    results.put(caught, "caught by trace")
+    results.put(survived, "survived")
+    results.keep(by_file)
+    elsewhere = mutate.Results(tmp_path / "other.json", False, "tree")
+    assert elsewhere.get(caught) == "caught by trace"
+    assert elsewhere.get(survived) is None
+    assert mutate.Results(tmp_path / "other.json", True, "tree").get(caught) is None
+
+
 def test_tests_of_one_program_with_the_same_environment_share_a_process(mutate):
     tests = [listed("a", "A.one"), listed("b", "B.one"), listed("a", "A.two"),
              listed("a", "A.one", "X=1"), {"command": ["python3", "c.py"]}]

@@ -314,6 +314,7 @@ def test_messages_that_leave_the_array_have_no_route(tmp_path):
     account = account_of(tmp_path, "popnet", "in.txt", "--derive-switches", *MESH)
     assert account["withoutRoute"] == 1
     assert account["records"]["derived"] == 3
+    assert account["records"]["total"] == len(records_in(tmp_path)) == 5
 
 
 # Tables and lines of JSON -------------------------------------------------------------------------
@@ -362,6 +363,21 @@ def test_notes_and_names_come_back(tmp_path, form):
     assert [json.loads(line) for line in after.splitlines()] == [
         json.loads(line) for line in before.splitlines()
     ]
+
+
+def test_notes_that_no_note_can_hold_are_left_out(tmp_path):
+    notes = {"nothing": None, "object": {"x": 1}, "number": 5, "records": [], "truth": True}
+    event = {"cycle": 1, "type": "fire", "column": 0, "row": 0, "notes": notes}
+    (tmp_path / "in.jsonl").write_text(json.dumps(event) + "\n")
+    account = account_of(tmp_path, "jsonl", "in.jsonl")
+    assert account["events"]["converted"] == 1
+    assert [e["notes"] for e in notes_in(tmp_path)] == [{"number": 5, "records": [], "truth": 1}]
+
+
+def test_a_line_without_an_end_is_no_text(tmp_path):
+    (tmp_path / "in.txt").write_bytes(b"0 0 0 7 7 1\n" + b" " * ((1 << 20) + 1))
+    refused = take(tmp_path, "popnet", "in.txt", status=1).stderr.decode()
+    assert ": line 2: more than 1048576 bytes without an end\n" in refused
 
 
 def test_a_table_may_call_its_columns_as_it_likes(tmp_path):

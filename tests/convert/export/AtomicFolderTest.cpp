@@ -52,6 +52,13 @@ TEST_F(AtomicFolderTest, IsThereOnceItIsCommittedAndLeavesNothingBeside) {
   EXPECT_EQ((std::set<std::string>{"out"}), Names());
 }
 
+TEST_F(AtomicFolderTest, OneThatWasNeverBegunClosesNoFileOfAnybody) {
+  const int somebodys = open("/dev/null", O_RDONLY);
+  ASSERT_EQ(dup2(somebodys, STDIN_FILENO), STDIN_FILENO);
+  { const AtomicFolder never; }
+  EXPECT_NE(fcntl(STDIN_FILENO, F_GETFD), -1);
+}
+
 TEST_F(AtomicFolderTest, IsGoneWhereItIsNotCommitted) {
   {
     AtomicFolder made;

@@ -147,7 +147,7 @@ void ExpectFailureAndRecovery(const Thrown& thrown, const std::string& reason) {
 TEST(FollowedTraceTest, WhateverIsThrownEndsNeitherTheProgramNorTheFollowing) {
   ExpectFailureAndRecovery(std::bad_alloc(), "memory ran out");
   ExpectFailureAndRecovery(std::runtime_error("no such table"), "no such table");
-  ExpectFailureAndRecovery(7, "a mistake of its own");
+  ExpectFailureAndRecovery(7, "the explorer met a mistake of its own: ");
 }
 
 TEST(FollowedTraceTest, AReplacedTraceIsAnotherOneAndTheOldNameSaysSo) {
