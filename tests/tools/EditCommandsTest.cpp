@@ -395,6 +395,20 @@ TEST_F(EditCommandsTest, ShiftMovesCyclesPlacesAndThreads) {
             Made("shift", {"--map-places", "places.csv"}));
 }
 
+TEST_F(EditCommandsTest, ShiftDoesNotWriteOverTheFileThatTellsWherePlacesGo) {
+  Trace(byHand);
+  const std::string places = "column,row,toColumn,toRow\n7,2,0,0\n";
+  testing::WriteFile(folder.File("places.csv"), places);
+  std::filesystem::create_symlink("places.csv", folder.File("link"));
+  for (const char* const output : {"places.csv", "./places.csv", "link"}) {
+    const CommandResult result =
+        Run({"shift", "t.trace", "--map-places", "places.csv", "-o", output, "--force"});
+    EXPECT_EQ(2, result.exitStatus) << output;
+    EXPECT_THAT(result.err, HasSubstr("is the file that tells where places go"));
+    EXPECT_EQ(places, Bytes("places.csv"));
+  }
+}
+
 TEST_F(EditCommandsTest, AMirrorTurnsClustersWithTheirSwitches) {
   // An array of 2 x 2 clusters of 1 x 1 domains of 4 x 4 elements.
   Trace("fire 1 0 0 0\nswitch 1 0 4 4\nswitch 1 0 8 4\nsend 2 0 0 0 7 1\n");
@@ -479,6 +493,18 @@ TEST_F(EditCommandsTest, MergePutsTracesIntoOneByCycle) {
   const CommandResult piped = Shell("cat b.trace | \"$0\" merge a.trace - -o - | cat");
   EXPECT_EQ(Bytes("made.trace"), piped.out);
   EXPECT_EQ(2, Run({"merge", "-", "-", "-o", "x.trace"}).exitStatus);
+}
+
+TEST_F(EditCommandsTest, MergeTakesMoreTracesThanFilesMayBeOpenUnlessAProcessAsks) {
+  std::string fires;
+  for (int cycle = 1; cycle <= 200; ++cycle) {
+    fires += "fire " + std::to_string(cycle) + " 0 0 0\n";
+  }
+  Trace(fires);
+  Done({"split", "t.trace", "--every-records", "1", "-o", "piece.trace"});
+  const CommandResult merged = Shell("ulimit -Sn 64 && \"$0\" merge piece-*.trace -o made.trace");
+  EXPECT_EQ(0, merged.exitStatus) << merged.err;
+  EXPECT_EQ(Bytes("t.trace"), Bytes("made.trace"));
 }
 
 TEST_F(EditCommandsTest, WhatSaysNothingOrTwoThingsIsRefused) {

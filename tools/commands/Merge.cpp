@@ -1,3 +1,5 @@
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <memory>
 #include <optional>
@@ -138,10 +140,21 @@ MaybeFailure CheckFlags(const MergeFlags& flags) {
   return CheckEditOutput(flags.edit, flags.edit.output, flags.traces);
 }
 
+// All inputs stay open, with their companions: together soon more files than a process may have
+// open unless it asks.
+void AllowManyFiles() {
+  rlimit files = {};
+  if (getrlimit(RLIMIT_NOFILE, &files) == 0) {
+    files.rlim_cur = files.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &files);
+  }
+}
+
 MaybeFailure Merge(const MergeFlags& flags, const Console& console) {
   if (MaybeFailure failure = CheckFlags(flags)) {
     return failure;
   }
+  AllowManyFiles();
   Merging merging = {flags, console, {}, {}, {}, {}, {}};
   for (const std::string& name : flags.traces) {
     merging.traces.push_back(std::make_unique<FedTrace>());

@@ -13,6 +13,7 @@
 #include "tools/program/FeedInput.h"
 #include "tools/program/Flags.h"
 #include "tools/program/Interruption.h"
+#include "tools/program/OutputApart.h"
 #include "tools/program/ProgressLine.h"
 #include "tools/program/Report.h"
 #include "tools/program/Subcommands.h"
@@ -217,6 +218,10 @@ MaybeFailure CheckFlags(const ShiftFlags& flags) {
   }
   if (MaybeFailure failure = flags.shape.Check()) {
     return failure;
+  }
+  if (!flags.mapPlaces.empty() && AreOneOutput(flags.mapPlaces, flags.edit.output)) {
+    return Failure{EXIT_USAGE, flags.edit.output + ": is the file that tells where places go",
+                   "Write to another file."};
   }
   return CheckEditOutput(flags.edit, flags.edit.output, {flags.trace});
 }
