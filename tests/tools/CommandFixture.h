@@ -49,7 +49,7 @@ class CommandFixture : public ::testing::Test {
   // Makes a trace of many records. Returns its path.
   std::string LongTrace(uint64_t records, const std::string& name = "long.trace") const {
     const testing::CommandResult made =
-        Run({"synth", "-o", folder.File(name), "--records", std::to_string(records)});
+        Run({"synth", "-o", folder.File(name), "--force", "--records", std::to_string(records)});
     EXPECT_EQ(0, made.exitStatus) << made.err;
     return folder.File(name);
   }

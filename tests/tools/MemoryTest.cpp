@@ -37,7 +37,7 @@ TEST_F(MemoryTest, RunningOutOfMemoryAnywhereIsAFailure) {
       {"state", Trace(), "--cycle", "2", "--places"},
       {"events", Trace()},
       {"events", Trace(), "--format", "jsonl", "--last", "1", "-o", folder.File("listed")},
-      {"synth", "-o", folder.File("made"), "--records", "10"},
+      {"synth", "-o", folder.File("made"), "--force", "--records", "10"},
   };
   for (const std::vector<std::string>& line : lines) {
     int failed = 0;

@@ -248,7 +248,7 @@ TEST_F(ProgramTest, AnOutputThatIsStandardOutputIsAloneThere) {
       RunCommand({"sh", "-c",
                   "cd '" + folder.Path() +
                       "'; printf precious >t; \"$0\" synth -o /dev/stdout "
-                      "--records 1 >>t; \"$0\" synth -o t --records 1 >>t; head -c 8 t",
+                      "--records 1 >>t; \"$0\" synth -o t --force --records 1 >>t; head -c 8 t",
                   MARROWFIN_TRACE});
   EXPECT_EQ("precious", appended.out);
 }

@@ -30,7 +30,7 @@ class SynthTest : public CommandFixture {
  protected:
   // The bytes of a trace that is made so.
   std::string Made(std::vector<std::string> flags) const {
-    flags.insert(flags.begin(), {"synth", "-o", "made"});
+    flags.insert(flags.begin(), {"synth", "-o", "made", "--force"});
     const CommandResult result = Run(flags);
     EXPECT_EQ(0, result.exitStatus) << result.err;
     EXPECT_EQ("", result.err);
@@ -136,8 +136,12 @@ TEST_F(SynthTest, TheAccountNamesTheCommandThatShowsTheTrace) {
               EndsWith(" -c 2 -d 3 -p 5 -f 'a b'\n"));
 }
 
-TEST_F(SynthTest, AnExistingOutputIsReplaced) {
+TEST_F(SynthTest, AnExistingOutputIsReplacedByForceAlone) {
   testing::WriteFile(folder.File("made"), "precious and long");
+  const CommandResult refused = Run({"synth", "-o", "made", "--records", "0"});
+  EXPECT_EQ(2, refused.exitStatus);
+  EXPECT_THAT(refused.err, HasSubstr("--force"));
+  EXPECT_EQ("precious and long", testing::ReadFile(folder.File("made")));
   EXPECT_EQ("", Made({"--records", "0"}));
   EXPECT_THAT(FolderContents(), ElementsAre("made"));
 }
@@ -166,7 +170,7 @@ TEST_F(SynthTest, AFullDiskIsAnErrorAndNothingHalfWrittenStays) {
     ASSERT_NO_FATAL_FAILURE(testing::MountSmallDisk(folder.File("disk"), 1 << 20));
     testing::WriteFile(folder.File("disk/old"), "old");
     for (const std::string name : {"disk/new", "disk/old"}) {
-      const CommandResult result = Run({"synth", "-o", name, "--records", "200000"});
+      const CommandResult result = Run({"synth", "-o", name, "--force", "--records", "200000"});
       EXPECT_EQ(3, result.exitStatus);
       EXPECT_EQ("", result.out);
       EXPECT_THAT(result.err, MatchesRegex("marrowfin-trace: " + name +
@@ -188,8 +192,9 @@ TEST_F(SynthTest, ALimitOnTheSizeOfFilesIsAnErrorLikeAFullDisk) {
 TEST_F(SynthTest, ASignalInTheMiddleLeavesNothingAndAnExistingOutputAsItWas) {
   testing::WriteFile(folder.File("made"), "precious");
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    RunningProgram program(Words({"synth", "-o", folder.File("made"), "--records", "100000"}),
-                           RunningProgram::TO_FILE, RunningProgram::FOR_HOLDING);
+    RunningProgram program(
+        Words({"synth", "-o", folder.File("made"), "--force", "--records", "100000"}),
+        RunningProgram::TO_FILE, RunningProgram::FOR_HOLDING);
     ASSERT_TRUE(HoldWriting(program));
     program.Signal(signal);
     program.Release();

@@ -3,6 +3,7 @@
 #include <ostream>
 #include <string>
 
+#include "tools/program/ExistingOutput.h"
 #include "tools/program/Flags.h"
 #include "tools/program/Output.h"
 #include "tools/program/PackedName.h"
@@ -36,6 +37,7 @@ struct SynthFlags {
   uint32_t threads = 4;
   uint64_t seed = 1;
   bool random = false;
+  bool force = false;
   bool pack = false;
 };
 
@@ -64,6 +66,9 @@ MaybeFailure Synth(const SynthFlags& flags, const Console& console) {
   if (MaybeFailure failure = flags.shape.Check()) {
     return failure;
   }
+  if (MaybeFailure failure = CheckNotThere(flags.output, flags.force)) {
+    return failure;
+  }
   options.shape = flags.shape.Shape();
   options.records = flags.records;
   options.threads = flags.threads;
@@ -90,6 +95,7 @@ Action Configure(CLI::App& app) {
       ->check(CLI::Range(1U, 4096U));
   AddCount(app, "--seed", flags->seed, "Where the random numbers start")->capture_default_str();
   app.add_flag("--random", flags->random, "Draw every record by itself");
+  AddForce(app, flags->force);
   AddPack(app, flags->pack);
   flags->shape.Declare(app);
   return [flags](const Console& console) { return Synth(*flags, console); };

@@ -469,7 +469,7 @@ def test_latencies_are_drawn_where_packets_arrive(folder):
 
 
 def test_large_tables_end_and_say_so(folder):
-    result = run(folder, "synth", "-o", "large.trace", "--records", "20000",
+    result = run(folder, "synth", "-o", "large.trace", "--force", "--records", "20000",
                  "-c", "4", "-d", "2", "-p", "4")
     assert result.returncode == 0, result.stderr
     page = page_of(folder, trace="large.trace")
@@ -481,7 +481,7 @@ def test_large_tables_end_and_say_so(folder):
 
 
 def test_the_map_of_a_large_array_is_of_its_domains(folder):
-    result = run(folder, "synth", "-o", "large.trace", "--records", "20000",
+    result = run(folder, "synth", "-o", "large.trace", "--force", "--records", "20000",
                  "-c", "16", "-d", "4", "-p", "4")
     assert result.returncode == 0, result.stderr
     page = page_of(folder, trace="large.trace")
