@@ -342,7 +342,7 @@ TEST_F(SubcommandsTest, AHyphenIsStandardOutputForEachOutput) {
                          {"notes", "t.trace"},
                          {"why", "t.trace"},
                          {"plot", "heat", "t.trace"},
-                         {"synth", "--records", "9"},
+                         {"synth", "--records", "9", "--force"},
                          {"import", "--format", "tt-npe", "in.json", "--force"}}) {
     SCOPED_TRACE(::testing::PrintToString(line));
     Line toFile = line;
