@@ -16,7 +16,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char checkFooter[] =
     "Examples:\n"
     "  marrowfin-trace check run.trace\n"
     "  marrowfin-trace check run.trace -c 4 -d 2 -p 4\n"
@@ -187,7 +187,7 @@ MaybeFailure Check(const CheckFlags& flags, const Console& console) {
   return FailureOf(flags, summary, findings, beside);
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureCheck(CLI::App& app) {
   const auto flags = std::make_shared<CheckFlags>();
   app.add_option("TRACE", flags->trace, "The trace; - is standard input")->required();
   flags->shape.Declare(app);
@@ -198,7 +198,7 @@ Action Configure(CLI::App& app) {
 
 }  // namespace
 
-extern const Subcommand checkSubcommand = {"check", "Name every fault of a trace", footer,
-                                           Configure};
+extern const Subcommand checkSubcommand = {"check", "Name every fault of a trace", checkFooter,
+                                           ConfigureCheck};
 
 }  // namespace marrowfin

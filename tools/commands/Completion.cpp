@@ -11,7 +11,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char completionFooter[] =
     "Examples:\n"
     "  marrowfin-trace completion bash -o marrowfin-trace.bash\n"
     "  marrowfin-trace completion zsh -o _marrowfin-trace\n"
@@ -38,7 +38,7 @@ MaybeFailure Complete(const CompletionFlags& flags, const Console& console) {
   return output.Commit();
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureCompletion(CLI::App& app) {
   const auto flags = std::make_shared<CompletionFlags>();
   app.add_option("SHELL", flags->shell, "bash or zsh")
       ->required()
@@ -50,7 +50,7 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand completionSubcommand = {
-    "completion", "Print what completes command lines of this program in bash or zsh", footer,
-    Configure};
+    "completion", "Print what completes command lines of this program in bash or zsh",
+    completionFooter, ConfigureCompletion};
 
 }  // namespace marrowfin

@@ -7,7 +7,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char cutFooter[] =
     "Examples:\n"
     "  marrowfin-trace cut run.trace --cycles 100..900 -o part.trace\n"
     "  marrowfin-trace cut run.trace --cycles 100..900 --threads 1 --lead-in -o thread1.trace\n"
@@ -22,7 +22,7 @@ constexpr char footer[] =
     "Exit status: 0 done, 1 the trace cannot be read or breaks off before all that was asked for,\n"
     "2 command line refused, 3 the output cannot be written or nowhere is room for the index.";
 
-MaybeFailure CheckFlags(const CutFlags& flags) {
+MaybeFailure CheckCutFlags(const CutFlags& flags) {
   if (MaybeFailure failure = flags.Check()) {
     return failure;
   }
@@ -30,7 +30,7 @@ MaybeFailure CheckFlags(const CutFlags& flags) {
 }
 
 MaybeFailure Cut(const CutFlags& flags, const Console& console) {
-  if (MaybeFailure failure = CheckFlags(flags)) {
+  if (MaybeFailure failure = CheckCutFlags(flags)) {
     return failure;
   }
   CutSource source;
@@ -50,7 +50,7 @@ MaybeFailure Cut(const CutFlags& flags, const Console& console) {
   return CheckCutWhole(source, question.filter.events);
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureCut(CLI::App& app) {
   const auto flags = std::make_shared<CutFlags>();
   flags->Declare(app);
   flags->edit.Declare(app);
@@ -59,7 +59,7 @@ Action Configure(CLI::App& app) {
 
 }  // namespace
 
-extern const Subcommand cutSubcommand = {"cut", "Copy a part of a trace into a new one", footer,
-                                         Configure};
+extern const Subcommand cutSubcommand = {"cut", "Copy a part of a trace into a new one", cutFooter,
+                                         ConfigureCut};
 
 }  // namespace marrowfin

@@ -22,7 +22,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char diffFooter[] =
     "Examples:\n"
     "  marrowfin-trace diff new.trace old.trace\n"
     "  marrowfin-trace diff new.trace old.trace --align fire --csv slips -o slips.csv\n"
@@ -48,7 +48,7 @@ const std::map<std::string, Alignment>& Alignments() {
   return alignments;
 }
 
-const std::map<std::string, DiffTable>& Tables() {
+const std::map<std::string, DiffTable>& DiffTables() {
   static const std::map<std::string, DiffTable> tables = {
       {"measures", DiffTable::MEASURES}, {"pes", DiffTable::ELEMENTS},
       {"domains", DiffTable::DOMAINS},   {"clusters", DiffTable::CLUSTERS},
@@ -58,7 +58,7 @@ const std::map<std::string, DiffTable>& Tables() {
   return tables;
 }
 
-struct Flags {
+struct CompareFlags {
   DiffFlags diff;
   std::string align = "cycle";
   bool ordered = false;
@@ -70,7 +70,7 @@ struct Flags {
   bool AsksForTable() const { return csv && *csv != "slips"; }
 };
 
-MaybeFailure CheckFlags(const Flags& flags) {
+MaybeFailure CheckDiffFlags(const CompareFlags& flags) {
   if (flags.json && flags.csv) {
     return Failure{EXIT_USAGE, "--json and --csv are two forms of one answer", "Give one of them."};
   }
@@ -97,7 +97,7 @@ MaybeFailure CheckFlags(const Flags& flags) {
 bool IsEmpty(const CountedRun& run) { return run.trace.file->Size() == 0; }
 
 // By phase, only the measured runs can be held against each other.
-MaybeFailure AlignByPhase(const Flags& flags, const DiffedRuns& runs, const Console& console,
+MaybeFailure AlignByPhase(const CompareFlags& flags, const DiffedRuns& runs, const Console& console,
                           DiffAnswer& answer) {
   const Interruption interruption;
   ProgressLine line(console.terminal, "comparing phases", "M", 1e6);
@@ -142,7 +142,7 @@ MaybeFailure GroupOne(const RunFlags& flags, const Console& console, CountedRun&
   return std::nullopt;
 }
 
-MaybeFailure GroupRuns(const Flags& flags, const Console& console, DiffedRuns& runs,
+MaybeFailure GroupRuns(const CompareFlags& flags, const Console& console, DiffedRuns& runs,
                        DiffAnswer& answer) {
   std::vector<GroupedTraffic> ofA;
   std::vector<GroupedTraffic> ofB;
@@ -157,7 +157,7 @@ MaybeFailure GroupRuns(const Flags& flags, const Console& console, DiffedRuns& r
 }
 
 // Nothing is measured of runs of which one is empty: no rate is of no cycles.
-MaybeFailure MeasureRuns(const Flags& flags, const Console& console, DiffedRuns& runs,
+MaybeFailure MeasureRuns(const CompareFlags& flags, const Console& console, DiffedRuns& runs,
                          DiffAnswer& answer) {
   for (const CountedRun* run : {&runs.a, &runs.b}) {
     if (IsEmpty(*run)) {
@@ -205,7 +205,7 @@ MaybeFailure TakeCycles(const CountedRun& run, DiffedRun& side) {
   return std::nullopt;
 }
 
-MaybeFailure Tell(const Flags& flags, const DiffedRuns& runs, const Console& console,
+MaybeFailure Tell(const CompareFlags& flags, const DiffedRuns& runs, const Console& console,
                   DiffAnswer& answer) {
   if (flags.quiet) {
     return std::nullopt;
@@ -220,12 +220,12 @@ MaybeFailure Tell(const Flags& flags, const DiffedRuns& runs, const Console& con
     return failure;
   }
   output.Text() = flags.json  ? JsonText(DiffJson(answer))
-                  : flags.csv ? DiffCsv(answer, Tables().at(*flags.csv))
+                  : flags.csv ? DiffCsv(answer, DiffTables().at(*flags.csv))
                               : DiffText(answer);
   return output.Commit();
 }
 
-MaybeFailure Compare(const Flags& flags, const Console& console, DiffedRuns& runs,
+MaybeFailure Compare(const CompareFlags& flags, const Console& console, DiffedRuns& runs,
                      DiffAnswer& answer) {
   // Without records there are no phases.
   if ((IsEmpty(runs.a) || IsEmpty(runs.b)) && answer.alignment == Alignment::PHASE) {
@@ -253,8 +253,8 @@ MaybeFailure Compare(const Flags& flags, const Console& console, DiffedRuns& run
                                                  : std::nullopt;
 }
 
-MaybeFailure Diff(const Flags& flags, const Console& console) {
-  if (MaybeFailure failure = CheckFlags(flags)) {
+MaybeFailure Diff(const CompareFlags& flags, const Console& console) {
+  if (MaybeFailure failure = CheckDiffFlags(flags)) {
     return failure;
   }
   DiffedRuns runs;
@@ -276,8 +276,8 @@ MaybeFailure Diff(const Flags& flags, const Console& console) {
   return answer.aligned.AreEqual() ? std::nullopt : MaybeFailure(AnswerNo());
 }
 
-Action Configure(CLI::App& app) {
-  const auto flags = std::make_shared<Flags>();
+Action ConfigureDiff(CLI::App& app) {
+  const auto flags = std::make_shared<CompareFlags>();
   app.add_option("A", flags->diff.run.trace, "The trace that is looked at; may be packed")
       ->required();
   app.add_option("B", flags->diff.other, "The trace that it is held against; may be packed")
@@ -292,7 +292,7 @@ Action Configure(CLI::App& app) {
                "Tell by the exit status alone, and stop where it is clear");
   app.add_flag("--json", flags->json, "Print JSON");
   app.add_option("--csv", flags->csv, "Print this table as CSV")
-      ->check(CLI::IsMember(NamesOf(Tables())));
+      ->check(CLI::IsMember(NamesOf(DiffTables())));
   app.add_option("-o,--output", flags->output, "Write to this file, not to standard output");
   return [flags](const Console& console) { return Diff(*flags, console); };
 }
@@ -300,6 +300,7 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand diffSubcommand = {
-    "diff", "Hold one run against another: where they part, and what changed", footer, Configure};
+    "diff", "Hold one run against another: where they part, and what changed", diffFooter,
+    ConfigureDiff};
 
 }  // namespace marrowfin

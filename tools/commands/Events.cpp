@@ -24,7 +24,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char eventsFooter[] =
     "Examples:\n"
     "  marrowfin-trace events run.trace --limit 20\n"
     "  marrowfin-trace events run.trace --cycles 100..120 --types fire,send --rect 0,0,3,3\n"
@@ -43,7 +43,7 @@ constexpr char footer[] =
     "Exit status: 0 done, 1 the trace cannot be read or breaks off before all that was asked for,\n"
     "2 command line refused, 3 the output cannot be written or nowhere is room for the index.";
 
-constexpr std::pair<const char*, EventFormat> FORMATS[] = {
+constexpr std::pair<const char*, EventFormat> EVENTS_FORMATS[] = {
     {"text", EventFormat::TEXT}, {"csv", EventFormat::CSV}, {"jsonl", EventFormat::JSON_LINES}};
 
 struct EventsFlags {
@@ -51,7 +51,7 @@ struct EventsFlags {
   FilterFlags filter;
   NoteFlags notes;
   ShapeFlags shape;
-  std::string format = FORMATS[0].first;
+  std::string format = EVENTS_FORMATS[0].first;
   std::optional<uint64_t> limit;
   std::optional<uint64_t> last;
   bool backwards = false;
@@ -59,21 +59,21 @@ struct EventsFlags {
   std::optional<std::string> output;
 };
 
-std::vector<std::string> FormatNames() {
+std::vector<std::string> EventsFormatNames() {
   std::vector<std::string> names;
-  for (const auto& [name, unused] : FORMATS) {
+  for (const auto& [name, unused] : EVENTS_FORMATS) {
     names.push_back(name);
   }
   return names;
 }
 
-EventFormat FormatNamed(const std::string& name) {
-  return std::find_if(std::begin(FORMATS), std::end(FORMATS),
+EventFormat EventsFormatNamed(const std::string& name) {
+  return std::find_if(std::begin(EVENTS_FORMATS), std::end(EVENTS_FORMATS),
                       [&](const auto& format) { return format.first == name; })
       ->second;
 }
 
-MaybeFailure CheckFlags(const EventsFlags& flags) {
+MaybeFailure CheckEventsFlags(const EventsFlags& flags) {
   if (flags.limit && flags.last) {
     return Failure{EXIT_USAGE, "--limit tells the first events and --last the last ones",
                    "Give one of them."};
@@ -166,7 +166,7 @@ MaybeFailure TellList(const Telling& telling) {
 }
 
 MaybeFailure Events(const EventsFlags& flags, const Console& console) {
-  if (MaybeFailure failure = CheckFlags(flags)) {
+  if (MaybeFailure failure = CheckEventsFlags(flags)) {
     return failure;
   }
   IndexedTrace trace;
@@ -190,14 +190,14 @@ MaybeFailure Events(const EventsFlags& flags, const Console& console) {
   if (MaybeFailure failure = output.Open(flags.output)) {
     return failure;
   }
-  const std::unique_ptr<EventLines> lines = MakeEventLines(FormatNamed(flags.format), naming);
+  const std::unique_ptr<EventLines> lines = MakeEventLines(EventsFormatNamed(flags.format), naming);
   const EventQuestion question = {trace, notes, filter, console,
                                   !flags.output && isatty(STDOUT_FILENO) != 0};
   const Telling telling = {flags, question, *lines, output};
   return flags.count ? TellCount(telling) : TellList(telling);
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureEvents(CLI::App& app) {
   const auto flags = std::make_shared<EventsFlags>();
   app.add_option("TRACE", flags->trace, "The trace: a file, packed or not")->required();
   flags->filter.Declare(app);
@@ -207,7 +207,7 @@ Action Configure(CLI::App& app) {
   app.add_flag("--backwards", flags->backwards, "The latest event first");
   app.add_flag("--count", flags->count, "Tell how many there are, and none of them");
   app.add_option("--format", flags->format, "text, csv, or jsonl: a JSON object a line")
-      ->check(CLI::IsMember(FormatNames()))
+      ->check(CLI::IsMember(EventsFormatNames()))
       ->capture_default_str();
   AddTextOutput(app, flags->output);
   flags->shape.Declare(app);
@@ -216,7 +216,7 @@ Action Configure(CLI::App& app) {
 
 }  // namespace
 
-extern const Subcommand eventsSubcommand = {"events", "List the events of a trace", footer,
-                                            Configure};
+extern const Subcommand eventsSubcommand = {"events", "List the events of a trace", eventsFooter,
+                                            ConfigureEvents};
 
 }  // namespace marrowfin

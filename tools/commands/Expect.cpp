@@ -32,7 +32,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char footer[] =
+constexpr char expectFooter[] =
     "Examples:\n"
     "  marrowfin-trace expect rules.toml run.trace\n"
     "  marrowfin-trace expect rules.toml run.trace --junit verdicts.xml\n"
@@ -108,7 +108,7 @@ MaybeFailure CheckOutputs(const ExpectFlags& flags) {
   return std::nullopt;
 }
 
-MaybeFailure CheckFlags(const ExpectFlags& flags) {
+MaybeFailure CheckExpectFlags(const ExpectFlags& flags) {
   if (flags.listMeasures) {
     return std::nullopt;
   }
@@ -344,13 +344,13 @@ MaybeFailure ExpectOf(const ExpectFlags& flags, const Console& console) {
 }
 
 MaybeFailure Expect(const ExpectFlags& flags, const Console& console) {
-  if (MaybeFailure failure = CheckFlags(flags)) {
+  if (MaybeFailure failure = CheckExpectFlags(flags)) {
     return failure;
   }
   return flags.listMeasures ? PrintMeasures(console) : AsTrouble(ExpectOf(flags, console));
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureExpect(CLI::App& app) {
   const auto flags = std::make_shared<ExpectFlags>();
   app.add_option("RULES", flags->rules, "The file of rules");
   app.add_option("TRACE", flags->run.trace, "The trace: a file, packed or not");
@@ -370,7 +370,7 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand expectSubcommand = {
-    "expect", "Hold a run against rules: bounds on any measure, for regression runs", footer,
-    Configure};
+    "expect", "Hold a run against rules: bounds on any measure, for regression runs", expectFooter,
+    ConfigureExpect};
 
 }  // namespace marrowfin

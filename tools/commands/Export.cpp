@@ -32,7 +32,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char exportFooter[] =
     "Examples:\n"
     "  marrowfin-trace export run.trace -o run.pftrace\n"
     "  marrowfin-trace export run.trace --cycles 100..900 -o part.sqlite\n"
@@ -64,7 +64,7 @@ struct ExportFlags {
   bool json = false;
 };
 
-std::vector<std::string> FormatNames() {
+std::vector<std::string> ExportFormatNames() {
   std::vector<std::string> names;
   for (const ExportFormat& format : ExportFormats()) {
     names.push_back(format.name);
@@ -72,7 +72,7 @@ std::vector<std::string> FormatNames() {
   return names;
 }
 
-std::string FormatHelp() {
+std::string ExportFormatHelp() {
   std::string help = "What to write, unless the ending of OUTPUT tells:";
   const char* between = " ";
   for (const ExportFormat& format : ExportFormats()) {
@@ -116,7 +116,7 @@ MaybeFailure CheckFolder(const ExportFlags& flags, const ExportFormat& format) {
   return std::nullopt;
 }
 
-MaybeFailure CheckFlags(const ExportFlags& flags) {
+MaybeFailure CheckExportFlags(const ExportFlags& flags) {
   const ExportFormat* const format = FormatMeant(flags);
   if (format == nullptr) {
     return Failure{EXIT_USAGE, flags.output + ": the name tells no format",
@@ -162,7 +162,7 @@ MaybeFailure CheckTrace(const ExportFlags& flags, const ExportFormat& format,
 }
 
 // What is exported, and to where.
-struct Job {
+struct ExportJob {
   const ExportFlags& flags;
   const ExportFormat& format;
   const Console& console;
@@ -177,7 +177,7 @@ struct Exported {
   uint64_t samples = 0;
 };
 
-MaybeFailure WriteTo(const Job& job, Exporter& exporter, Exported& exported) {
+MaybeFailure WriteTo(const ExportJob& job, Exporter& exporter, Exported& exported) {
   Export work(job.filter, exporter);
   Fault refused;
   const Fault fault = AskIndexed(job.console, job.trace, [&]() -> Fault {
@@ -212,7 +212,7 @@ MaybeFailure WriteTo(const Job& job, Exporter& exporter, Exported& exported) {
 }
 
 // A signal waits until what is half a folder is gone.
-MaybeFailure WriteFolder(const Job& job, Exported& exported) {
+MaybeFailure WriteFolder(const ExportJob& job, Exported& exported) {
   const Interruption interruption;
   AtomicFolder folder;
   if (const Fault fault = folder.Open(job.flags.output, [&job](const std::string& there) {
@@ -231,7 +231,7 @@ MaybeFailure WriteFolder(const Job& job, Exported& exported) {
   return fault ? MaybeFailure(OutputFailureOf(fault)) : std::nullopt;
 }
 
-MaybeFailure WriteFile(const Job& job, Exported& exported) {
+MaybeFailure WriteFile(const ExportJob& job, Exported& exported) {
   Output output;
   if (MaybeFailure failure = output.Open(job.flags.output)) {
     return failure;
@@ -255,13 +255,13 @@ MaybeFailure WriteFile(const Job& job, Exported& exported) {
 }
 
 // Beyond a limit of the size of files a write is to fail in other libraries as anywhere.
-MaybeFailure WriteOutput(const Job& job, Exported& exported) {
+MaybeFailure WriteOutput(const ExportJob& job, Exported& exported) {
   signal(SIGXFSZ, SIG_IGN);
   return job.format.place == ExportPlace::FOLDER ? WriteFolder(job, exported)
                                                  : WriteFile(job, exported);
 }
 
-void Account(const Job& job, const Exported& exported) {
+void Account(const ExportJob& job, const Exported& exported) {
   std::ostream& out = AccountStream(job.console, job.flags.output);
   if (job.flags.json) {
     out << JsonText({{"trace", job.flags.trace},
@@ -279,7 +279,7 @@ void Account(const Job& job, const Exported& exported) {
 }
 
 // That what the trace lost may have belonged to the answer.
-MaybeFailure CheckWhole(const Job& job) {
+MaybeFailure CheckWhole(const ExportJob& job) {
   const Fault& end = job.naming.summary.end;
   if (!end) {
     return std::nullopt;
@@ -293,7 +293,7 @@ MaybeFailure CheckWhole(const Job& job) {
 }
 
 MaybeFailure RunExport(const ExportFlags& flags, const Console& console) {
-  if (MaybeFailure failure = CheckFlags(flags)) {
+  if (MaybeFailure failure = CheckExportFlags(flags)) {
     return failure;
   }
   const ExportFormat& format = *FormatMeant(flags);
@@ -317,7 +317,7 @@ MaybeFailure RunExport(const ExportFlags& flags, const Console& console) {
   if (MaybeFailure failure = flags.notes.ConditionsFor(*trace.file, companion, filter.notes)) {
     return failure;
   }
-  const Job job = {flags, format, console, trace, notes, naming, filter};
+  const ExportJob job = {flags, format, console, trace, notes, naming, filter};
   Exported exported;
   if (MaybeFailure failure = WriteOutput(job, exported)) {
     return failure;
@@ -326,12 +326,13 @@ MaybeFailure RunExport(const ExportFlags& flags, const Console& console) {
   return CheckWhole(job);
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureExport(CLI::App& app) {
   const auto flags = std::make_shared<ExportFlags>();
   app.add_option("TRACE", flags->trace, "The trace: a file, packed or not")->required();
   app.add_option("-o,--output", flags->output, "The file or folder to write; - is standard output")
       ->required();
-  app.add_option("--format", flags->format, FormatHelp())->check(CLI::IsMember(FormatNames()));
+  app.add_option("--format", flags->format, ExportFormatHelp())
+      ->check(CLI::IsMember(ExportFormatNames()));
   flags->filter.Declare(app);
   flags->notes.Declare(app);
   flags->shape.Declare(app);
@@ -343,6 +344,6 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand exportSubcommand = {
-    "export", "Write a trace in the format of another program", footer, Configure};
+    "export", "Write a trace in the format of another program", exportFooter, ConfigureExport};
 
 }  // namespace marrowfin

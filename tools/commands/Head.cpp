@@ -11,7 +11,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char headFooter[] =
     "Examples:\n"
     "  marrowfin-trace head run.trace -o start.trace\n"
     "  marrowfin-trace head run.trace.zst -n 500 -o first500.trace\n"
@@ -48,7 +48,7 @@ MaybeFailure OpenHead(const HeadFlags& flags, const Console& console, CutSource&
   return DescribeCut(flags.cut, console, source);
 }
 
-MaybeFailure CheckFlags(const HeadFlags& flags) {
+MaybeFailure CheckHeadFlags(const HeadFlags& flags) {
   if (MaybeFailure failure = flags.cut.Check()) {
     return failure;
   }
@@ -56,7 +56,7 @@ MaybeFailure CheckFlags(const HeadFlags& flags) {
 }
 
 MaybeFailure Head(const HeadFlags& flags, const Console& console) {
-  if (MaybeFailure failure = CheckFlags(flags)) {
+  if (MaybeFailure failure = CheckHeadFlags(flags)) {
     return failure;
   }
   CutSource source;
@@ -78,7 +78,7 @@ MaybeFailure Head(const HeadFlags& flags, const Console& console) {
   return isSated ? std::nullopt : CheckCutWhole(source, question.filter.events);
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureHead(CLI::App& app) {
   const auto flags = std::make_shared<HeadFlags>();
   flags->cut.Declare(app);
   AddCount(app, "-n,--number", flags->number, "How many records")->capture_default_str();
@@ -88,7 +88,7 @@ Action Configure(CLI::App& app) {
 
 }  // namespace
 
-extern const Subcommand headSubcommand = {"head", "Copy the first records of a trace", footer,
-                                          Configure};
+extern const Subcommand headSubcommand = {"head", "Copy the first records of a trace", headFooter,
+                                          ConfigureHead};
 
 }  // namespace marrowfin

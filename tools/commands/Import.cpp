@@ -31,7 +31,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char importFooter[] =
     "Examples:\n"
     "  marrowfin-trace import --format tt-npe capture.json -o noc.trace\n"
     "  marrowfin-trace import --format tt-npe capture.json -o noc.trace --force --json\n"
@@ -68,7 +68,7 @@ struct ImportFlags {
   std::optional<uint64_t> mostRecords;
 };
 
-std::vector<std::string> FormatNames() {
+std::vector<std::string> ImportFormatNames() {
   std::vector<std::string> names;
   for (const ImportFormat& format : ImportFormats()) {
     names.push_back(format.name);
@@ -79,7 +79,7 @@ std::vector<std::string> FormatNames() {
   return names;
 }
 
-std::string FormatHelp() {
+std::string ImportFormatHelp() {
   std::string help = "What the input is:";
   const auto add = [&help](const auto& format) {
     help +=
@@ -102,7 +102,7 @@ const StreamFormat* StreamFormatNamed(const std::string& name) {
   return found == formats.end() ? nullptr : &*found;
 }
 
-const ImportFormat& FormatNamed(const std::string& name) {
+const ImportFormat& ImportFormatNamed(const std::string& name) {
   const std::span<const ImportFormat> formats = ImportFormats();
   return *std::find_if(formats.begin(), formats.end(),
                        [&name](const ImportFormat& format) { return format.name == name; });
@@ -119,7 +119,7 @@ Result<Capture> ReadInput(const ImportFlags& flags, const Console& console) {
     return input.Why();
   }
   source.Open(std::move(input).Take(), flags.input);
-  return FormatNamed(flags.format).read(source, {flags.strict});
+  return ImportFormatNamed(flags.format).read(source, {flags.strict});
 }
 
 MaybeFailure CheckSize(const ImportFlags& flags, const Capture& capture, const ArrayLayout& layout,
@@ -136,7 +136,7 @@ MaybeFailure CheckSize(const ImportFlags& flags, const Capture& capture, const A
 }
 
 // What is imported, from where, and to where.
-struct Job {
+struct ImportJob {
   const ImportFlags& flags;
   const Console& console;
   const Capture& capture;
@@ -159,7 +159,7 @@ std::string CommandText(const ImportFlags& flags) {
          (flags.deriveSwitches ? " --derive-switches " + ShapeText(flags.shape.Shape()) : "");
 }
 
-About AboutJob(const Job& job, const Account& account) {
+About AboutJob(const ImportJob& job, const Account& account) {
   About about = AboutCapture(job.capture, job.layout, account);
   about.name = job.flags.input.substr(job.flags.input.rfind('/') + 1);
   about.command = CommandText(job.flags);
@@ -167,7 +167,7 @@ About AboutJob(const Job& job, const Account& account) {
   return about;
 }
 
-MaybeFailure Write(const Job& job, ByteSink& sink, CaptureNotes* notes, Account& account) {
+MaybeFailure Write(const ImportJob& job, ByteSink& sink, CaptureNotes* notes, Account& account) {
   Writer writer;
   writer.Attach(sink);
   ProgressLine line(job.console.terminal, "writing " + job.flags.output, "M events", 1e6);
@@ -184,7 +184,7 @@ MaybeFailure Write(const Job& job, ByteSink& sink, CaptureNotes* notes, Account&
 }
 
 // Writes trace and companion.
-MaybeFailure WriteOutput(const Job& job, NotedOutput& output, Account& account) {
+MaybeFailure WriteOutput(const ImportJob& job, NotedOutput& output, Account& account) {
   const ImportFlags& flags = job.flags;
   if (MaybeFailure failure = output.Open(flags.output, !flags.how.noCompanion, flags.how.pack)) {
     return failure;
@@ -232,7 +232,7 @@ MaybeFailure TakeMap(const ImportFlags& flags, std::map<std::string, std::string
   return std::nullopt;
 }
 
-MaybeFailure CheckFlags(const ImportFlags& flags) {
+MaybeFailure CheckImportFlags(const ImportFlags& flags) {
   const bool isStream = StreamFormatNamed(flags.format) != nullptr;
   if (!isStream && (flags.width || !flags.map.empty() || flags.deriveSwitches)) {
     return Failure{EXIT_USAGE,
@@ -267,7 +267,7 @@ MaybeFailure ImportAsStream(const ImportFlags& flags, const Console& console) {
 }
 
 MaybeFailure Import(const ImportFlags& flags, const Console& console) {
-  if (MaybeFailure failure = CheckFlags(flags)) {
+  if (MaybeFailure failure = CheckImportFlags(flags)) {
     return failure;
   }
   if (MaybeFailure failure = CheckOutput(flags)) {
@@ -317,14 +317,14 @@ MaybeFailure Import(const ImportFlags& flags, const Console& console) {
   return std::nullopt;
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureImport(CLI::App& app) {
   const auto flags = std::make_shared<ImportFlags>();
   app.add_option("INPUT", flags->input, "The recording; - is standard input")->required();
   app.add_option("-o,--output", flags->output, "The trace to write; - is standard output")
       ->required();
-  app.add_option("--format", flags->format, FormatHelp())
+  app.add_option("--format", flags->format, ImportFormatHelp())
       ->required()
-      ->check(CLI::IsMember(FormatNames()));
+      ->check(CLI::IsMember(ImportFormatNames()));
   app.add_flag("--json", flags->json, "Print the account as JSON");
   app.add_flag("--no-frame", flags->noFrame,
                "Leave out the two records that make the viewer show every event");
@@ -347,6 +347,6 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand importSubcommand = {
-    "import", "Turn a recording of another kind into a trace", footer, Configure};
+    "import", "Turn a recording of another kind into a trace", importFooter, ConfigureImport};
 
 }  // namespace marrowfin

@@ -21,7 +21,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char indexFooter[] =
     "Examples:\n"
     "  marrowfin-trace index run.trace\n"
     "  marrowfin-trace index run.trace --output run.mfindex\n"
@@ -143,7 +143,7 @@ MaybeFailure BuildIndex(const IndexFlags& flags, const Console& console) {
   return end ? MaybeFailure(FailureOf(end)) : std::nullopt;
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureIndex(CLI::App& app) {
   const auto flags = std::make_shared<IndexFlags>();
   app.add_option("TRACE", flags->trace, "The trace: a plain file")->required();
   app.add_option("-o,--output", flags->output, "Build the index anew, in this file");
@@ -154,6 +154,6 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand indexSubcommand = {"index", "Build the index that makes questions quick",
-                                           footer, Configure};
+                                           indexFooter, ConfigureIndex};
 
 }  // namespace marrowfin

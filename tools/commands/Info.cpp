@@ -22,7 +22,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char infoFooter[] =
     "Examples:\n"
     "  marrowfin-trace info run.trace\n"
     "  marrowfin-trace info run.trace.zst --json\n"
@@ -256,7 +256,7 @@ MaybeFailure Info(const InfoFlags& flags, const Console& console) {
   return summary.end ? MaybeFailure(FailureOf(summary.end)) : std::nullopt;
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureInfo(CLI::App& app) {
   const auto flags = std::make_shared<InfoFlags>();
   app.add_option("TRACE", flags->trace, "The trace; - is standard input")->required();
   app.add_flag("--json", flags->json, "Print JSON");
@@ -266,6 +266,6 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand infoSubcommand = {"info", "Tell what is in a trace and how to view it",
-                                          footer, Configure};
+                                          infoFooter, ConfigureInfo};
 
 }  // namespace marrowfin

@@ -20,7 +20,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char mergeFooter[] =
     "Examples:\n"
     "  marrowfin-trace merge old.trace new.trace -o both.trace\n"
     "  marrowfin-trace merge old.trace.zst new.trace run.trace -o all.trace --no-companion\n"
@@ -133,7 +133,7 @@ MaybeFailure TellLosses(const Merging& merging) {
   return end == account.ends.end() ? std::nullopt : MaybeFailure(CutShort(*end));
 }
 
-MaybeFailure CheckFlags(const MergeFlags& flags) {
+MaybeFailure CheckMergeFlags(const MergeFlags& flags) {
   if (std::count(flags.traces.begin(), flags.traces.end(), STANDARD_STREAM) > 1) {
     return Failure{EXIT_USAGE, "standard input (-) is named more than once", "Name it once."};
   }
@@ -151,7 +151,7 @@ void AllowManyFiles() {
 }
 
 MaybeFailure Merge(const MergeFlags& flags, const Console& console) {
-  if (MaybeFailure failure = CheckFlags(flags)) {
+  if (MaybeFailure failure = CheckMergeFlags(flags)) {
     return failure;
   }
   AllowManyFiles();
@@ -187,7 +187,7 @@ MaybeFailure Merge(const MergeFlags& flags, const Console& console) {
   return TellLosses(merging);
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureMerge(CLI::App& app) {
   const auto flags = std::make_shared<MergeFlags>();
   app.add_option("TRACE", flags->traces, "The traces: files, packed or not; - is standard input")
       ->required();
@@ -197,7 +197,7 @@ Action Configure(CLI::App& app) {
 
 }  // namespace
 
-extern const Subcommand mergeSubcommand = {"merge", "Put several traces into one, by cycle", footer,
-                                           Configure};
+extern const Subcommand mergeSubcommand = {"merge", "Put several traces into one, by cycle",
+                                           mergeFooter, ConfigureMerge};
 
 }  // namespace marrowfin

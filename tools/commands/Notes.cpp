@@ -24,7 +24,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char notesFooter[] =
     "Examples:\n"
     "  marrowfin-trace notes noted.trace\n"
     "  marrowfin-trace notes noted.trace --by kind --bins 20 --cycles 100:299\n"
@@ -94,7 +94,7 @@ MaybeFailure CheckQuestion(const NotesFlags& flags) {
   return std::nullopt;
 }
 
-MaybeFailure CheckFlags(const NotesFlags& flags) {
+MaybeFailure CheckNotesFlags(const NotesFlags& flags) {
   for (const MaybeFailure& failure :
        {CheckQuestion(flags), flags.filter.Check(), flags.shape.Check(),
         flags.output ? CheckOutputApart(flags.trace, *flags.output) : MaybeFailure()}) {
@@ -268,7 +268,7 @@ MaybeFailure CheckWhole(const NotesFlags& flags, const Subject& subject) {
 }
 
 MaybeFailure Notes(const NotesFlags& flags, const Console& console) {
-  if (MaybeFailure failure = CheckFlags(flags)) {
+  if (MaybeFailure failure = CheckNotesFlags(flags)) {
     return failure;
   }
   Subject subject;
@@ -292,7 +292,7 @@ MaybeFailure Notes(const NotesFlags& flags, const Console& console) {
   return CheckWhole(flags, subject);
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureNotes(CLI::App& app) {
   const auto flags = std::make_shared<NotesFlags>();
   app.add_option("TRACE", flags->trace, "The trace: a plain file with notes beside it")->required();
   app.add_option("--by", flags->by,
@@ -319,6 +319,7 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand notesSubcommand = {
-    "notes", "Tell what notes amount to: records by kind, counters over time", footer, Configure};
+    "notes", "Tell what notes amount to: records by kind, counters over time", notesFooter,
+    ConfigureNotes};
 
 }  // namespace marrowfin

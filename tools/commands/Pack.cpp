@@ -27,7 +27,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char packFooter[] =
     "Examples:\n"
     "  marrowfin-trace pack run.trace\n"
     "  marrowfin-trace pack run.trace -o named.mfz --set name=baseline --set thread.0=requests\n"
@@ -205,7 +205,7 @@ MaybeFailure Pack(const PackFlags& flags, const Console& console) {
   return std::nullopt;
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigurePack(CLI::App& app) {
   const auto flags = std::make_shared<PackFlags>();
   app.add_option("TRACE", flags->trace, "The trace; - is standard input")->required();
   app.add_option(
@@ -226,6 +226,7 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand packSubcommand = {
-    "pack", "Pack a trace, its index and its companion into one small file", footer, Configure};
+    "pack", "Pack a trace, its index and its companion into one small file", packFooter,
+    ConfigurePack};
 
 }  // namespace marrowfin

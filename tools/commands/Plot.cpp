@@ -3,7 +3,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char plotFooter[] =
     "Examples:\n"
     "  marrowfin-trace plot heat run.trace -o heat.png\n"
     "  marrowfin-trace plot timeline run.trace --cycles 5000:9999 --theme dark -o when.pdf\n"
@@ -18,6 +18,6 @@ constexpr char footer[] =
 }  // namespace
 
 extern const Subcommand plotSubcommand = {"plot", "Draw what a run does, as PNG, SVG or PDF",
-                                          footer, nullptr, PlotKinds};
+                                          plotFooter, nullptr, PlotKinds};
 
 }  // namespace marrowfin

@@ -28,7 +28,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char queryFooter[] =
     "Examples:\n"
     "  marrowfin-trace query run.trace --schema\n"
     "  marrowfin-trace query run.trace \"select col, row, count(*) from fires group by 1, 2\"\n"
@@ -46,17 +46,18 @@ constexpr char footer[] =
     "refused,\n"
     "3 the output cannot be written or nowhere is room for the index.";
 
-constexpr std::pair<const char*, QueryFormat> FORMATS[] = {{"text", QueryFormat::TEXT},
-                                                           {"csv", QueryFormat::CSV},
-                                                           {"json", QueryFormat::JSON},
-                                                           {"jsonl", QueryFormat::JSON_LINES}};
+constexpr std::pair<const char*, QueryFormat> QUERY_FORMATS[] = {
+    {"text", QueryFormat::TEXT},
+    {"csv", QueryFormat::CSV},
+    {"json", QueryFormat::JSON},
+    {"jsonl", QueryFormat::JSON_LINES}};
 
 struct QueryFlags {
   std::string trace;
   std::optional<std::string> sql;
   std::optional<std::string> file;
   std::vector<std::string> parameters;
-  std::string format = FORMATS[0].first;
+  std::string format = QUERY_FORMATS[0].first;
   bool json = false;
   bool schema = false;
   bool force = false;
@@ -65,15 +66,15 @@ struct QueryFlags {
 
   QueryFormat Format() const {
     const std::string& name = json ? "json" : format;
-    return std::find_if(std::begin(FORMATS), std::end(FORMATS),
+    return std::find_if(std::begin(QUERY_FORMATS), std::end(QUERY_FORMATS),
                         [&](const auto& known) { return known.first == name; })
         ->second;
   }
 };
 
-std::vector<std::string> FormatNames() {
+std::vector<std::string> QueryFormatNames() {
   std::vector<std::string> names;
-  for (const auto& [name, unused] : FORMATS) {
+  for (const auto& [name, unused] : QUERY_FORMATS) {
     names.emplace_back(name);
   }
   return names;
@@ -93,7 +94,7 @@ MaybeFailure CheckOutput(const QueryFlags& flags) {
   return CheckNotThere(*flags.output, flags.force);
 }
 
-MaybeFailure CheckFlags(const QueryFlags& flags) {
+MaybeFailure CheckQueryFlags(const QueryFlags& flags) {
   const int given = (flags.sql ? 1 : 0) + (flags.file ? 1 : 0) + (flags.schema ? 1 : 0);
   if (given != 1) {
     return Failure{EXIT_USAGE, given == 0 ? "nothing is asked" : "several things are asked",
@@ -306,7 +307,7 @@ MaybeFailure TellSchema(const QueryFlags& flags, const SqlSchema& schema, TextOu
 MaybeFailure RunQuery(const QueryFlags& flags, const Console& console) {
   SqlParameters parameters;
   std::string sql;
-  if (MaybeFailure failure = CheckFlags(flags)) {
+  if (MaybeFailure failure = CheckQueryFlags(flags)) {
     return failure;
   }
   if (MaybeFailure failure = ReadParameters(flags, parameters)) {
@@ -332,7 +333,7 @@ MaybeFailure RunQuery(const QueryFlags& flags, const Console& console) {
   return TellAnswer({flags, console, opened, sql, parameters}, *lines, output);
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureQuery(CLI::App& app) {
   const auto flags = std::make_shared<QueryFlags>();
   app.add_option("TRACE", flags->trace, "The trace: a file, packed or not")->required();
   app.add_option("SQL", flags->sql, "What is asked; - is standard input");
@@ -346,7 +347,7 @@ Action Configure(CLI::App& app) {
   app.add_flag("--schema", flags->schema, "Tell what there is to be asked: tables and columns");
   app.add_option("--format", flags->format,
                  "text, csv, json (a list of objects), or jsonl: an object a line")
-      ->check(CLI::IsMember(FormatNames()))
+      ->check(CLI::IsMember(QueryFormatNames()))
       ->capture_default_str();
   app.add_flag("--json", flags->json, "The same as --format json");
   AddTextOutput(app, flags->output);
@@ -357,6 +358,7 @@ Action Configure(CLI::App& app) {
 
 }  // namespace
 
-extern const Subcommand querySubcommand = {"query", "Ask a trace in SQL", footer, Configure};
+extern const Subcommand querySubcommand = {"query", "Ask a trace in SQL", queryFooter,
+                                           ConfigureQuery};
 
 }  // namespace marrowfin

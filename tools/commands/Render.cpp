@@ -30,7 +30,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char footer[] =
+constexpr char renderFooter[] =
     "Examples:\n"
     "  marrowfin-trace render run.trace --step 100 -o a.png\n"
     "  marrowfin-trace render run.trace --cycle 5000 -c 4 -d 2 -p 4 --size 1080x1080 -o a.png\n"
@@ -288,7 +288,7 @@ MaybeFailure Render(const RenderFlags& flags, const Console& console) {
                                        : RenderPicture(flags, companion, trace, console);
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureRender(CLI::App& app) {
   const auto flags = std::make_shared<RenderFlags>();
   app.add_option("TRACE", flags->trace, "The trace: a file, packed or not")->required();
   app.add_option("-o,--output", flags->output,
@@ -324,7 +324,7 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand renderSubcommand = {
-    "render", "Draw moments of a trace as the viewer does, as pictures or films", footer,
-    Configure};
+    "render", "Draw moments of a trace as the viewer does, as pictures or films", renderFooter,
+    ConfigureRender};
 
 }  // namespace marrowfin

@@ -7,10 +7,10 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char renderWithoutPiecesFooter[] =
     "This marrowfin-trace was built without the viewer's pieces and draws nothing.";
 
-Action Configure(CLI::App& app) {
+Action ConfigureRenderWithoutPieces(CLI::App& app) {
   app.allow_extras();
   return [](const Console& /*console*/) -> MaybeFailure {
     return Failure{EXIT_SYSTEM, "render: this program was built without the viewer's pieces",
@@ -21,6 +21,7 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand renderSubcommand = {"render", "Draw a moment of a trace (not built)",
-                                            footer, Configure};
+                                            renderWithoutPiecesFooter,
+                                            ConfigureRenderWithoutPieces};
 
 }  // namespace marrowfin

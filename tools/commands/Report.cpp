@@ -25,7 +25,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char reportFooter[] =
     "Examples:\n"
     "  marrowfin-trace report run.trace -o report.html\n"
     "  marrowfin-trace report run.trace -o report.html --pdf report.pdf\n"
@@ -62,7 +62,7 @@ const Theme& ThemeOf(const std::string& name) {
   return name == "dark" ? Theme::Dark() : name == "print" ? Theme::Print() : Theme::Light();
 }
 
-MaybeFailure CheckFlags(const ReportFlags& flags) {
+MaybeFailure CheckReportFlags(const ReportFlags& flags) {
   if (!flags.page && !flags.pdf) {
     return Failure{EXIT_USAGE, "nothing says where the report goes",
                    "Name the page with -o, or its print with --pdf."};
@@ -293,7 +293,7 @@ MaybeFailure WritePdf(const ReportFlags& flags, const ReportedRun& reported) {
 }
 
 MaybeFailure MakeReport(const ReportFlags& flags, const Console& console) {
-  if (MaybeFailure failure = CheckFlags(flags)) {
+  if (MaybeFailure failure = CheckReportFlags(flags)) {
     return failure;
   }
   std::optional<AskedRules> asked;
@@ -355,7 +355,7 @@ std::vector<std::string> GivenOptions(const CLI::App& app) {
   return words;
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureReport(CLI::App& app) {
   const auto flags = std::make_shared<ReportFlags>();
   flags->run.Declare(app);
   flags->run.DeclarePackets(app);
@@ -377,6 +377,7 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand reportSubcommand = {
-    "report", "Write one page about a run: what an architect asks first", footer, Configure};
+    "report", "Write one page about a run: what an architect asks first", reportFooter,
+    ConfigureReport};
 
 }  // namespace marrowfin

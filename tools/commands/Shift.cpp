@@ -21,7 +21,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char shiftFooter[] =
     "Examples:\n"
     "  marrowfin-trace shift run.trace --first-cycle 0 -o from0.trace\n"
     "  marrowfin-trace shift run.trace --later 500 --move 32,0 -o beside.trace\n"
@@ -205,7 +205,7 @@ EditAccount AccountOf(Shifting& shifting) {
   return account;
 }
 
-MaybeFailure CheckFlags(const ShiftFlags& flags) {
+MaybeFailure CheckShiftFlags(const ShiftFlags& flags) {
   if (!flags.SaysSomething()) {
     return Failure{EXIT_USAGE, "nothing says what is to be moved",
                    "Give --first-cycle, --later, --earlier, --move, --mirror, --map-threads or "
@@ -249,7 +249,7 @@ MaybeFailure Describe(Shifting& shifting) {
 }
 
 MaybeFailure RunShift(const ShiftFlags& flags, const Console& console) {
-  if (MaybeFailure failure = CheckFlags(flags)) {
+  if (MaybeFailure failure = CheckShiftFlags(flags)) {
     return failure;
   }
   Shifting shifting = {flags, console, {}, {}, {}, {}, {}, {}};
@@ -304,7 +304,7 @@ void AddParsed(CLI::App& app, const std::string& name, const std::string& form, 
       });
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureShift(CLI::App& app) {
   const auto flags = std::make_shared<ShiftFlags>();
   app.add_option("TRACE", flags->trace, "The trace: a file, packed or not; - is standard input")
       ->required();
@@ -328,6 +328,7 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand shiftSubcommand = {
-    "shift", "Move the records of a trace: to other cycles, places, threads", footer, Configure};
+    "shift", "Move the records of a trace: to other cycles, places, threads", shiftFooter,
+    ConfigureShift};
 
 }  // namespace marrowfin

@@ -16,7 +16,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char sortFooter[] =
     "Examples:\n"
     "  marrowfin-trace sort run.trace -o sorted.trace\n"
     "  marrowfin-trace sort run.trace.zst -o small.trace --memory 64M --no-companion\n"
@@ -115,7 +115,7 @@ MaybeFailure Sort(const SortFlags& flags, const Console& console) {
   return sorting.account.end ? MaybeFailure(CutShort(sorting.account.end)) : std::nullopt;
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureSort(CLI::App& app) {
   const auto flags = std::make_shared<SortFlags>();
   app.add_option("TRACE", flags->trace, "The trace: a file, packed or not; - is standard input")
       ->required();
@@ -129,6 +129,6 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand sortSubcommand = {"sort", "Put the records of a trace in order of cycles",
-                                          footer, Configure};
+                                          sortFooter, ConfigureSort};
 
 }  // namespace marrowfin

@@ -13,7 +13,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char splitFooter[] =
     "Examples:\n"
     "  marrowfin-trace split run.trace --every-size 200K -o part.trace\n"
     "  marrowfin-trace split run.trace --every-cycles 500 --cycles ..2000 -o span.trace\n"
@@ -180,7 +180,7 @@ class Splitting {
   std::vector<EditAccount> accounts;
 };
 
-MaybeFailure CheckFlags(const SplitFlags& flags) {
+MaybeFailure CheckSplitFlags(const SplitFlags& flags) {
   const int ways = (flags.records ? 1 : 0) + (flags.size ? 1 : 0) + (flags.cycles ? 1 : 0) +
                    (flags.byThread ? 1 : 0);
   if (ways != 1) {
@@ -198,13 +198,13 @@ MaybeFailure CheckFlags(const SplitFlags& flags) {
 }
 
 MaybeFailure Split(const SplitFlags& flags, const Console& console) {
-  if (MaybeFailure failure = CheckFlags(flags)) {
+  if (MaybeFailure failure = CheckSplitFlags(flags)) {
     return failure;
   }
   return Splitting(flags, console).Split();
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureSplit(CLI::App& app) {
   const auto flags = std::make_shared<SplitFlags>();
   flags->cut.Declare(app);
   AddCount(app, "--every-records", flags->records, "So many records a piece");
@@ -221,6 +221,6 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand splitSubcommand = {
-    "split", "Copy a trace into several, by size, cycles or thread", footer, Configure};
+    "split", "Copy a trace into several, by size, cycles or thread", splitFooter, ConfigureSplit};
 
 }  // namespace marrowfin

@@ -20,7 +20,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char stateFooter[] =
     "Examples:\n"
     "  marrowfin-trace state run.trace --step 100\n"
     "  marrowfin-trace state run.trace --cycle 5000 -c 4 -d 2 -p 4 --json\n"
@@ -287,7 +287,7 @@ MaybeFailure State(const StateFlags& flags, const Console& console) {
                                                   : std::nullopt;
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureState(CLI::App& app) {
   const auto flags = std::make_shared<StateFlags>();
   app.add_option("TRACE", flags->trace, "The trace: a file, packed or not")->required();
   flags->moment.Declare(app);
@@ -305,6 +305,6 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand stateSubcommand = {"state", "Tell every colour at a moment of a trace",
-                                           footer, Configure};
+                                           stateFooter, ConfigureState};
 
 }  // namespace marrowfin

@@ -19,7 +19,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char statsFooter[] =
     "Examples:\n"
     "  marrowfin-trace stats run.trace\n"
     "  marrowfin-trace stats run.trace --cycles 5000:9999 --region cluster:2,0\n"
@@ -36,7 +36,7 @@ constexpr char footer[] =
     "Exit status: 0 done, 1 the trace cannot be read or breaks off before all that was asked for,\n"
     "2 command line refused, 3 the output cannot be written or nowhere is room for the index.";
 
-const std::map<std::string, StatsTable>& Tables() {
+const std::map<std::string, StatsTable>& StatsTables() {
   static const std::map<std::string, StatsTable> tables = {
       {"domains", StatsTable::DOMAINS},   {"pes", StatsTable::ELEMENTS},
       {"clusters", StatsTable::CLUSTERS}, {"links", StatsTable::LINKS},
@@ -54,7 +54,7 @@ struct StatsFlags {
   std::optional<std::string> output;
 };
 
-MaybeFailure CheckFlags(const StatsFlags& flags) {
+MaybeFailure CheckStatsFlags(const StatsFlags& flags) {
   if (flags.json && flags.csv) {
     return Failure{EXIT_USAGE, "--json and --csv are two forms of one answer", "Give one of them."};
   }
@@ -83,18 +83,18 @@ MaybeFailure Write(const StatsFlags& flags, const RunAnswer& answer, const Conso
     return failure;
   }
   output.Text() = flags.json  ? JsonText(StatsJson(answer))
-                  : flags.csv ? StatsCsv(answer, Tables().at(*flags.csv))
+                  : flags.csv ? StatsCsv(answer, StatsTables().at(*flags.csv))
                               : StatsText(answer);
   return output.Commit();
 }
 
 MaybeFailure Stats(const StatsFlags& flags, const Console& console) {
-  if (MaybeFailure failure = CheckFlags(flags)) {
+  if (MaybeFailure failure = CheckStatsFlags(flags)) {
     return failure;
   }
   CountedRun run;
   if (flags.csv) {
-    run.question.timelineSuffices = IsKnownToIndex(Tables().at(*flags.csv));
+    run.question.timelineSuffices = IsKnownToIndex(StatsTables().at(*flags.csv));
     run.question.timelineByThread = false;
   }
   if (MaybeFailure failure = CountRunOf(flags.run, NeedsPackets(flags), console, run)) {
@@ -121,14 +121,14 @@ MaybeFailure Stats(const StatsFlags& flags, const Console& console) {
   return CheckWhole(flags.run, run);
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureStats(CLI::App& app) {
   const auto flags = std::make_shared<StatsFlags>();
   flags->run.Declare(app);
   flags->run.DeclareNotes(app);
   flags->run.DeclarePackets(app);
   app.add_flag("--json", flags->json, "Print JSON");
   std::vector<std::string> tables;
-  for (const auto& [name, table] : Tables()) {
+  for (const auto& [name, table] : StatsTables()) {
     tables.push_back(name);
   }
   app.add_option("--csv", flags->csv, "Print this table as CSV")->check(CLI::IsMember(tables));
@@ -144,6 +144,7 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand statsSubcommand = {
-    "stats", "Tell how busy, how even, how far, how long: the numbers of a run", footer, Configure};
+    "stats", "Tell how busy, how even, how far, how long: the numbers of a run", statsFooter,
+    ConfigureStats};
 
 }  // namespace marrowfin

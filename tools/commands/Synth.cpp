@@ -18,7 +18,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char synthFooter[] =
     "Examples:\n"
     "  marrowfin-trace synth -o big.trace --records 2000000 -c 4 -d 2 -p 8\n"
     "  marrowfin-trace synth -o wild.trace --random --seed 7\n"
@@ -85,7 +85,7 @@ MaybeFailure Synth(const SynthFlags& flags, const Console& console) {
   return std::nullopt;
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureSynth(CLI::App& app) {
   const auto flags = std::make_shared<SynthFlags>();
   app.add_option("-o,--output", flags->output, "The trace to write; - is standard output")
       ->required();
@@ -103,7 +103,7 @@ Action Configure(CLI::App& app) {
 
 }  // namespace
 
-extern const Subcommand synthSubcommand = {"synth", "Make a trace up, of any length", footer,
-                                           Configure};
+extern const Subcommand synthSubcommand = {"synth", "Make a trace up, of any length", synthFooter,
+                                           ConfigureSynth};
 
 }  // namespace marrowfin

@@ -8,7 +8,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char tailFooter[] =
     "Examples:\n"
     "  marrowfin-trace tail run.trace -o end.trace\n"
     "  marrowfin-trace tail run.trace --threads 3 -n 100 -o end3.trace\n"
@@ -28,7 +28,7 @@ struct TailFlags {
 
 constexpr uint64_t USUAL_NUMBER = 1000;
 
-MaybeFailure CheckFlags(const TailFlags& flags) {
+MaybeFailure CheckTailFlags(const TailFlags& flags) {
   if (flags.number && flags.cycles) {
     return Failure{EXIT_USAGE, "-n tells the last records and --last-cycles the last cycles",
                    "Give one of them."};
@@ -62,7 +62,7 @@ CutQuestion QuestionOf(const TailFlags& flags, const CutSource& source) {
 }
 
 MaybeFailure Tail(const TailFlags& flags, const Console& console) {
-  if (MaybeFailure failure = CheckFlags(flags)) {
+  if (MaybeFailure failure = CheckTailFlags(flags)) {
     return failure;
   }
   CutSource source;
@@ -80,7 +80,7 @@ MaybeFailure Tail(const TailFlags& flags, const Console& console) {
   return CheckCutWhole(source, question.filter.events);
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureTail(CLI::App& app) {
   const auto flags = std::make_shared<TailFlags>();
   flags->cut.Declare(app);
   AddCount(app, "-n,--number", flags->number,
@@ -92,7 +92,7 @@ Action Configure(CLI::App& app) {
 
 }  // namespace
 
-extern const Subcommand tailSubcommand = {"tail", "Copy the last records of a trace", footer,
-                                          Configure};
+extern const Subcommand tailSubcommand = {"tail", "Copy the last records of a trace", tailFooter,
+                                          ConfigureTail};
 
 }  // namespace marrowfin

@@ -28,7 +28,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char unpackFooter[] =
     "Examples:\n"
     "  marrowfin-trace unpack run.mfz\n"
     "  marrowfin-trace unpack run.mfz -o - | marrowfin-trace check -\n"
@@ -274,7 +274,7 @@ MaybeFailure Unpack(const UnpackFlags& flags, const Console& console) {
   return std::nullopt;
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureUnpack(CLI::App& app) {
   const auto flags = std::make_shared<UnpackFlags>();
   app.add_option("PACKED", flags->packed,
                  "The packed trace; - is standard input, of which the trace alone is read")
@@ -291,6 +291,6 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand unpackSubcommand = {"unpack", "Give the bytes of a packed trace back",
-                                            footer, Configure};
+                                            unpackFooter, ConfigureUnpack};
 
 }  // namespace marrowfin

@@ -29,7 +29,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char whyFooter[] =
     "Examples:\n"
     "  marrowfin-trace why run.trace\n"
     "  marrowfin-trace why run.trace --record 5124 --steps 50\n"
@@ -67,7 +67,7 @@ struct WhyFlags {
 
 constexpr uint64_t TOLD_STEPS = 20;
 
-MaybeFailure CheckFlags(const WhyFlags& flags) {
+MaybeFailure CheckWhyFlags(const WhyFlags& flags) {
   if (MaybeFailure failure = flags.event.Check()) {
     return failure;
   }
@@ -225,7 +225,7 @@ MaybeFailure Write(const WhyFlags& flags, const WhyAnswer& answer, const Console
 }
 
 MaybeFailure Why(const WhyFlags& flags, const Console& console) {
-  if (MaybeFailure failure = CheckFlags(flags)) {
+  if (MaybeFailure failure = CheckWhyFlags(flags)) {
     return failure;
   }
   Run run;
@@ -253,7 +253,7 @@ MaybeFailure Why(const WhyFlags& flags, const Console& console) {
   return end ? MaybeFailure(CutShort(end)) : std::nullopt;
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureWhy(CLI::App& app) {
   const auto flags = std::make_shared<WhyFlags>();
   app.add_option("TRACE", flags->trace, "The trace: a file, packed or not")->required();
   flags->event.Declare(app);
@@ -274,7 +274,7 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand whySubcommand = {
-    "why", "Tell what led to an event: chains of causes, the critical path of a run", footer,
-    Configure};
+    "why", "Tell what led to an event: chains of causes, the critical path of a run", whyFooter,
+    ConfigureWhy};
 
 }  // namespace marrowfin

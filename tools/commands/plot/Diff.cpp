@@ -13,7 +13,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char diffPlotFooter[] =
     "Examples:\n"
     "  marrowfin-trace plot diff new.trace old.trace -o diff.png\n"
     "  marrowfin-trace plot diff new.trace old.trace --measure utilisation --level cluster -o "
@@ -28,13 +28,13 @@ constexpr char footer[] =
     "exit\n"
     "status.";
 
-const std::map<std::string, Level>& Levels() {
+const std::map<std::string, Level>& DiffPlotLevels() {
   static const std::map<std::string, Level> levels = {
       {"pe", Level::PE}, {"domain", Level::DOMAIN}, {"cluster", Level::CLUSTER}};
   return levels;
 }
 
-const std::map<std::string, UnitMeasure>& Measures() {
+const std::map<std::string, UnitMeasure>& DiffPlotMeasures() {
   static const std::map<std::string, UnitMeasure> measures = [] {
     std::map<std::string, UnitMeasure> named;
     for (const UnitMeasure measure : UNIT_MEASURES) {
@@ -45,22 +45,22 @@ const std::map<std::string, UnitMeasure>& Measures() {
   return measures;
 }
 
-struct Flags {
+struct DiffPlotFlags {
   DiffFlags diff;
   PlotFlags plot;
   std::string measure = "fires";
   std::optional<std::string> level;
 
   DiffWish Wish() const {
-    DiffWish wish = {Measures().at(measure)};
+    DiffWish wish = {DiffPlotMeasures().at(measure)};
     if (level) {
-      wish.level = Levels().at(*level);
+      wish.level = DiffPlotLevels().at(*level);
     }
     return wish;
   }
 };
 
-MaybeFailure PlotDifference(const Flags& flags, const Console& console) {
+MaybeFailure PlotDifference(const DiffPlotFlags& flags, const Console& console) {
   if (MaybeFailure failure = flags.plot.Check({flags.diff.run.trace, flags.diff.other})) {
     return failure;
   }
@@ -90,8 +90,8 @@ MaybeFailure PlotDifference(const Flags& flags, const Console& console) {
   return cut ? cut : CheckWhole(other, runs.b);
 }
 
-Action Configure(CLI::App& app) {
-  const auto flags = std::make_shared<Flags>();
+Action ConfigureDiffPlot(CLI::App& app) {
+  const auto flags = std::make_shared<DiffPlotFlags>();
   app.add_option("A", flags->diff.run.trace, "The trace that is looked at; may be packed")
       ->required();
   app.add_option("B", flags->diff.other, "The trace that it is held against; may be packed")
@@ -99,16 +99,16 @@ Action Configure(CLI::App& app) {
   flags->diff.Declare(app);
   flags->plot.Declare(app, "column");
   app.add_option("--measure", flags->measure, "What is shown")
-      ->check(CLI::IsMember(NamesOf(Measures())))
+      ->check(CLI::IsMember(NamesOf(DiffPlotMeasures())))
       ->capture_default_str();
   app.add_option("--level", flags->level, "Of which units; unless given, the finest that is seen")
-      ->check(CLI::IsMember(NamesOf(Levels())));
+      ->check(CLI::IsMember(NamesOf(DiffPlotLevels())));
   return [flags](const Console& console) { return PlotDifference(*flags, console); };
 }
 
 }  // namespace
 
 extern const Subcommand diffKind = {"diff", "Where one run does more than another, and where less",
-                                    footer, Configure};
+                                    diffPlotFooter, ConfigureDiffPlot};
 
 }  // namespace marrowfin

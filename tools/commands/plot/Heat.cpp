@@ -11,7 +11,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char heatPlotFooter[] =
     "Examples:\n"
     "  marrowfin-trace plot heat run.trace -o heat.png\n"
     "  marrowfin-trace plot heat run.trace --measure utilisation --level cluster -o heat.svg\n"
@@ -22,7 +22,7 @@ constexpr char footer[] =
     "A cell is a processing element, or a larger unit, and its colour what it did in the range.\n"
     "marrowfin-trace plot --help tells the exit status.";
 
-const std::map<std::string, HeatWish>& Measures() {
+const std::map<std::string, HeatWish>& HeatPlotMeasures() {
   static const std::map<std::string, HeatWish> measures = {
       {"fires", {PlaceMeasure::FIRES}},       {"sends", {PlaceMeasure::SENDS}},
       {"receives", {PlaceMeasure::RECEIVES}}, {"utilisation", {PlaceMeasure::UTILISATION}},
@@ -30,7 +30,7 @@ const std::map<std::string, HeatWish>& Measures() {
   return measures;
 }
 
-const std::map<std::string, Level>& Levels() {
+const std::map<std::string, Level>& HeatPlotLevels() {
   static const std::map<std::string, Level> levels = {
       {"pe", Level::PE}, {"domain", Level::DOMAIN}, {"cluster", Level::CLUSTER}};
   return levels;
@@ -48,24 +48,24 @@ struct HeatFlags {
 bool AreSums(const std::string& measure) { return measure != "utilisation" && measure != "idle"; }
 
 HeatWish WishOf(const HeatFlags& flags) {
-  HeatWish wish = Measures().at(flags.measure);
+  HeatWish wish = HeatPlotMeasures().at(flags.measure);
   if (flags.level) {
-    wish.level = Levels().at(*flags.level);
+    wish.level = HeatPlotLevels().at(*flags.level);
   }
   wish.largest = flags.reduce == "max";
   wish.scaleMax = flags.scaleMax;
   return wish;
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureHeatPlot(CLI::App& app) {
   const auto flags = std::make_shared<HeatFlags>();
   flags->shared.Declare(app, "column");
   flags->shared.run.DeclareNotes(app);
   app.add_option("--measure", flags->measure, "What is shown")
-      ->check(CLI::IsMember(NamesOf(Measures())))
+      ->check(CLI::IsMember(NamesOf(HeatPlotMeasures())))
       ->capture_default_str();
   app.add_option("--level", flags->level, "Of which units; unless given, the finest that is seen")
-      ->check(CLI::IsMember(NamesOf(Levels())));
+      ->check(CLI::IsMember(NamesOf(HeatPlotLevels())));
   app.add_option("--reduce", flags->reduce, "Of the PEs of a unit: mean or max")
       ->check(CLI::IsMember({"mean", "max"}))
       ->capture_default_str();
@@ -81,6 +81,7 @@ Action Configure(CLI::App& app) {
 
 }  // namespace
 
-extern const Subcommand heatKind = {"heat", "Where a run is busy: the array", footer, Configure};
+extern const Subcommand heatKind = {"heat", "Where a run is busy: the array", heatPlotFooter,
+                                    ConfigureHeatPlot};
 
 }  // namespace marrowfin

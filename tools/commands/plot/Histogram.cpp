@@ -16,7 +16,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char histogramPlotFooter[] =
     "Examples:\n"
     "  marrowfin-trace plot histogram run.trace -o distances.png\n"
     "  marrowfin-trace plot histogram noted.trace --of distance --of latency -o both.svg\n"
@@ -132,7 +132,7 @@ Result<Plot> MakeHistogram(const HistogramFlags& flags, const Console& console, 
   return PlotHistogram(of.run, wishes);
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureHistogramPlot(CLI::App& app) {
   const auto flags = std::make_shared<HistogramFlags>();
   flags->shared.Declare(app, "wide");
   flags->shared.run.DeclarePackets(app);
@@ -156,7 +156,7 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand histogramKind = {
-    "histogram", "How far and how long: distributions of hops, latencies, attributes", footer,
-    Configure};
+    "histogram", "How far and how long: distributions of hops, latencies, attributes",
+    histogramPlotFooter, ConfigureHistogramPlot};
 
 }  // namespace marrowfin

@@ -9,7 +9,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char latencyPlotFooter[] =
     "Examples:\n"
     "  marrowfin-trace plot latency noted.trace -o latency.png\n"
     "  marrowfin-trace plot latency noted.trace --since creation --size slide -o slide.png\n"
@@ -45,7 +45,7 @@ Result<Plot> MakeLatency(const LatencyFlags& flags, const RunToPlot& of) {
   return PlotLatency(of.run, LatencySince::CREATION);
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureLatencyPlot(CLI::App& app) {
   const auto flags = std::make_shared<LatencyFlags>();
   flags->shared.Declare(app, "column");
   flags->shared.run.DeclareNotes(app);
@@ -63,7 +63,8 @@ Action Configure(CLI::App& app) {
 
 }  // namespace
 
-extern const Subcommand latencyKind = {
-    "latency", "When a network saturates: latencies of packets over time", footer, Configure};
+extern const Subcommand latencyKind = {"latency",
+                                       "When a network saturates: latencies of packets over time",
+                                       latencyPlotFooter, ConfigureLatencyPlot};
 
 }  // namespace marrowfin

@@ -10,7 +10,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char linksPlotFooter[] =
     "Examples:\n"
     "  marrowfin-trace plot links run.trace -o links.png\n"
     "  marrowfin-trace plot links run.trace --level cluster --theme print -o links.pdf\n"
@@ -36,7 +36,7 @@ LinksWish WishOf(const LinksFlags& flags) {
   return wish;
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureLinksPlot(CLI::App& app) {
   const auto flags = std::make_shared<LinksFlags>();
   flags->shared.Declare(app, "column");
   flags->shared.run.DeclareNotes(app);
@@ -55,7 +55,7 @@ Action Configure(CLI::App& app) {
 
 }  // namespace
 
-extern const Subcommand linksKind = {"links", "Which links fill: the load of each", footer,
-                                     Configure};
+extern const Subcommand linksKind = {"links", "Which links fill: the load of each", linksPlotFooter,
+                                     ConfigureLinksPlot};
 
 }  // namespace marrowfin

@@ -14,7 +14,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char spacetimePlotFooter[] =
     "Examples:\n"
     "  marrowfin-trace plot spacetime run.trace -o map.png\n"
     "  marrowfin-trace plot spacetime run.trace --by thread -o threads.svg\n"
@@ -26,7 +26,7 @@ constexpr char footer[] =
     "each\n"
     "cluster. Rows and columns are as fine as the page shows: of a larger page there are more.";
 
-const std::map<std::string, SpaceTimeEvents>& Measures() {
+const std::map<std::string, SpaceTimeEvents>& SpacetimePlotMeasures() {
   static const std::map<std::string, SpaceTimeEvents> measures = {
       {"fires", SpaceTimeEvents::FIRES},
       {"sends", SpaceTimeEvents::SENDS},
@@ -46,7 +46,7 @@ Result<Plot> MakeMap(const SpaceTimeFlags& flags, const Console& console, RunToP
   SpaceTimeQuestion question;
   question.shape = of.counted.question.shape;
   question.filter = of.counted.question.filter;
-  question.events = Measures().at(flags.measure);
+  question.events = SpacetimePlotMeasures().at(flags.measure);
   question.mostRows = size.rows;
   question.mostColumns = size.columns;
   question.byThread = flags.by == "thread";
@@ -60,11 +60,11 @@ Result<Plot> MakeMap(const SpaceTimeFlags& flags, const Console& console, RunToP
   return PlotSpaceTime(of.run, std::move(map).Take(), flags.scaleMax);
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureSpacetimePlot(CLI::App& app) {
   const auto flags = std::make_shared<SpaceTimeFlags>();
   flags->shared.Declare(app, "wide");
   app.add_option("--measure", flags->measure, "What is counted")
-      ->check(CLI::IsMember(NamesOf(Measures())))
+      ->check(CLI::IsMember(NamesOf(SpacetimePlotMeasures())))
       ->capture_default_str();
   app.add_option("--by", flags->by, "What has a colour: activity, or the thread with most")
       ->check(CLI::IsMember({"activity", "thread"}))
@@ -79,6 +79,6 @@ Action Configure(CLI::App& app) {
 }  // namespace
 
 extern const Subcommand spacetimeKind = {"spacetime", "Who worked when: PEs up, cycles across",
-                                         footer, Configure};
+                                         spacetimePlotFooter, ConfigureSpacetimePlot};
 
 }  // namespace marrowfin

@@ -13,7 +13,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char threadsPlotFooter[] =
     "Examples:\n"
     "  marrowfin-trace plot threads run.trace -o threads.png\n"
     "  marrowfin-trace plot threads run.trace --level domain --size wide -o threads.svg\n"
@@ -24,7 +24,7 @@ constexpr char footer[] =
     "90 % of them. Where that is so everywhere, threads share all places, and there is no map.\n"
     "marrowfin-trace plot --help tells the exit status.";
 
-const std::map<std::string, Level>& Levels() {
+const std::map<std::string, Level>& ThreadsPlotLevels() {
   static const std::map<std::string, Level> levels = {
       {"pe", Level::PE}, {"domain", Level::DOMAIN}, {"cluster", Level::CLUSTER}};
   return levels;
@@ -39,7 +39,7 @@ Result<Plot> MakeMap(const ThreadsFlags& flags, const Console& console, RunToPlo
   ThreadQuestion question;
   question.shape = of.counted.question.shape;
   question.filter = of.counted.question.filter;
-  question.level = flags.level ? Levels().at(*flags.level)
+  question.level = flags.level ? ThreadsPlotLevels().at(*flags.level)
                                : LevelFor(question.shape, of.style.PlotWidth(), of.style.Scale());
   const Result<ThreadMap> map =
       AskRun(flags.shared.run, console, of.counted, [&](const ProgressCallback& progress) {
@@ -51,11 +51,11 @@ Result<Plot> MakeMap(const ThreadsFlags& flags, const Console& console, RunToPlo
   return PlotThreads(of.run, *map);
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureThreadsPlot(CLI::App& app) {
   const auto flags = std::make_shared<ThreadsFlags>();
   flags->shared.Declare(app, "column");
   app.add_option("--level", flags->level, "Of which units; unless given, the finest that is seen")
-      ->check(CLI::IsMember(NamesOf(Levels())));
+      ->check(CLI::IsMember(NamesOf(ThreadsPlotLevels())));
   return [flags](const Console& console) {
     RunPlotNeeds needs;
     needs.sumsSuffice = true;
@@ -66,6 +66,7 @@ Action Configure(CLI::App& app) {
 
 }  // namespace
 
-extern const Subcommand threadsKind = {"threads", "Which thread lives where", footer, Configure};
+extern const Subcommand threadsKind = {"threads", "Which thread lives where", threadsPlotFooter,
+                                       ConfigureThreadsPlot};
 
 }  // namespace marrowfin

@@ -9,7 +9,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char timelinePlotFooter[] =
     "Examples:\n"
     "  marrowfin-trace plot timeline run.trace -o when.png\n"
     "  marrowfin-trace plot timeline run.trace --cycles 5000:9999 --theme dark -o when.pdf\n"
@@ -23,7 +23,7 @@ struct TimelineFlags {
   std::string by = "thread";
 };
 
-Action Configure(CLI::App& app) {
+Action ConfigureTimelinePlot(CLI::App& app) {
   const auto flags = std::make_shared<TimelineFlags>();
   flags->shared.Declare(app, "wide");
   flags->shared.run.DeclareNotes(app);
@@ -42,7 +42,7 @@ Action Configure(CLI::App& app) {
 
 }  // namespace
 
-extern const Subcommand timelineKind = {"timeline", "When a run is busy, with its phases", footer,
-                                        Configure};
+extern const Subcommand timelineKind = {"timeline", "When a run is busy, with its phases",
+                                        timelinePlotFooter, ConfigureTimelinePlot};
 
 }  // namespace marrowfin

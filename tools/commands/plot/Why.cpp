@@ -17,7 +17,7 @@
 namespace marrowfin {
 namespace {
 
-constexpr char footer[] =
+constexpr char whyPlotFooter[] =
     "Examples:\n"
     "  marrowfin-trace plot why run.trace -o path.png\n"
     "  marrowfin-trace plot why run.trace --record 5124 -o chain.svg\n"
@@ -47,7 +47,7 @@ struct Found {
   bool certain = true;
 };
 
-MaybeFailure CheckFlags(const WhyPlotFlags& flags) {
+MaybeFailure CheckWhyPlotFlags(const WhyPlotFlags& flags) {
   if (!flags.shared.run.AskForAll()) {
     return Failure{EXIT_USAGE, "causes are those of a whole run, and a part of it is asked for",
                    "Leave out the conditions on events; --record and --pe name one."};
@@ -152,7 +152,7 @@ Result<Plot> MakePlot(const WhyPlotFlags& flags, const Console& console, RunToPl
   return PlotWhy(of.run, found.chain, std::move(map).Take(), of.style);
 }
 
-Action Configure(CLI::App& app) {
+Action ConfigureWhyPlot(CLI::App& app) {
   const auto flags = std::make_shared<WhyPlotFlags>();
   flags->shared.Declare(app, "wide");
   app.remove_option(app.get_option("--pe"));  // which names the event here, and no part of the run
@@ -164,7 +164,7 @@ Action Configure(CLI::App& app) {
                "How much later each PE could have fired without the run being longer");
   app.add_flag("--infer", flags->infer, "Infer causes as if the companion told none");
   return [flags](const Console& console) {
-    if (MaybeFailure failure = CheckFlags(*flags)) {
+    if (MaybeFailure failure = CheckWhyPlotFlags(*flags)) {
       return MaybeFailure(failure);
     }
     Found found;
@@ -175,7 +175,7 @@ Action Configure(CLI::App& app) {
 
 }  // namespace
 
-extern const Subcommand whyKind = {"why", "What led to an event, or to the end of the run", footer,
-                                   Configure};
+extern const Subcommand whyKind = {"why", "What led to an event, or to the end of the run",
+                                   whyPlotFooter, ConfigureWhyPlot};
 
 }  // namespace marrowfin
