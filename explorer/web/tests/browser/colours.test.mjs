@@ -44,7 +44,7 @@ before(async () => {
   servers.set('wide.trace', await serve(file('wide.trace')));
 }, LONG);
 
-after(() => leave(...servers.values()));
+after(() => leave());
 
 const open = (name, hash, options = {}) => openView(servers.get(name).link, { hash, width: 1000, height: 700, ...options });
 

@@ -14,7 +14,7 @@ before(async () => {
   server = await serve(trace, '-c', '4', '-d', '2', '-p', '4');
 });
 
-after(() => leave(server));
+after(() => leave());
 
 const filter = (page) => page.getByRole('textbox', { name: 'Filter events' });
 

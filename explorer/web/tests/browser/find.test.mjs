@@ -10,7 +10,7 @@ before(async () => {
   server = await serve(synth('run.trace', 100_000), '-c', '4', '-d', '2', '-p', '4');
 });
 
-after(() => leave(server));
+after(() => leave());
 
 const box = (page) => page.getByRole('combobox', { name: 'Find a place, cycle or event' });
 const results = (page) => page.getByRole('dialog').getByRole('option').allTextContents();

@@ -46,7 +46,7 @@ after(async () => {
   await browser?.close();
   screen?.removeAllListeners('exit');
   screen?.kill();
-  await leave(server);
+  await leave();
 });
 
 /** Says what the driver says of software is no complaint; all else is. */

@@ -18,7 +18,7 @@ before(async () => {
   server = await serve(file('run.trace'), ...FLAGS);
 });
 
-after(() => leave(server));
+after(() => leave());
 
 const open = (hash, options = {}) => openView(server.link, { hash, width: 1000, height: 700, ...options });
 

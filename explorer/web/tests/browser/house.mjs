@@ -81,12 +81,19 @@ export function torus(name, side, sends) {
   return file(name);
 }
 
-/** Starts the server; `link` is what it prints. */
+const servers = [];
+
+/**
+ * Starts the server, at any port unless the arguments name one. `link` is what it prints; `end` tells
+ * when it has ended.
+ */
 export async function serve(...args) {
-  const server = spawn(process.env.MARROWFIN_EXPLORER, [...args, '--no-browser', '--port', '0'], {
+  const port = args.includes('--port') ? [] : ['--port', '0'];
+  const server = spawn(process.env.MARROWFIN_EXPLORER, [...args, '--no-browser', ...port], {
     cwd: folder,
     stdio: ['ignore', 'pipe', 'inherit'],
   });
+  const ended = new Promise((resolve) => server.on('exit', resolve));
   const link = await new Promise((resolve, reject) => {
     let text = '';
     server.stdout.on('data', (bytes) => {
@@ -96,9 +103,14 @@ export async function serve(...args) {
         resolve(found[0]);
       }
     });
-    server.on('exit', (code) => reject(new Error(`the server ended with ${code}`)));
+    void ended.then((code) => reject(new Error(`the server ended with ${code}`)));
   });
-  return { link, pid: server.pid, end: () => server.kill('SIGTERM') };
+  const end = () => {
+    server.kill('SIGTERM');
+    return ended;
+  };
+  servers.push({ end });
+  return { link, pid: server.pid, end };
 }
 
 let browser;
@@ -118,9 +130,10 @@ export async function launch() {
   });
 }
 
-export async function leave(...servers) {
+/** Ends the browser and every server, those of tests that failed as well. */
+export async function leave() {
   await browser?.close();
-  servers.forEach((server) => server?.end());
+  await Promise.all(servers.map((server) => server.end()));
   rmSync(folder, { recursive: true, force: true });
 }
 

@@ -10,7 +10,7 @@ before(async () => {
   server = await serve(synth('run.trace', 100_000), '-c', '4', '-d', '2', '-p', '4');
 });
 
-after(() => leave(server));
+after(() => leave());
 
 const panel = (page) => page.getByRole('tabpanel', { name: 'Inspector' });
 const headings = (page) => panel(page).getByRole('heading').allTextContents();

@@ -20,7 +20,7 @@ before(async () => {
   plain = await serve(synth('run.trace', 60_000), '-c', '4', '-d', '2', '-p', '4');
 });
 
-after(() => leave(around, plain));
+after(() => leave());
 
 const canvasBox = (page) => page.locator('.floorplan-box').boundingBox();
 

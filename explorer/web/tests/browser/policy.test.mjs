@@ -16,7 +16,7 @@ before(async () => {
   server = await serve(file('run.trace'), ...FLAGS);
 });
 
-after(() => leave(server));
+after(() => leave());
 
 const open = () => openView(server.link, { hash: 'cycle=60', width: 1200, height: 800 });
 

@@ -19,7 +19,7 @@ before(async () => {
   server = await serve(file('one.trace'), file('other.trace'), ...FLAGS);
 });
 
-after(() => leave(server));
+after(() => leave());
 
 const open = (hash) => openView(server.link, { hash, width: 1000, height: 700 });
 

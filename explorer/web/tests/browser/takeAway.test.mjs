@@ -12,7 +12,7 @@ before(async () => {
   server = await serve(synth('run.trace', 60_000), ...SHAPE);
 });
 
-after(() => leave(server));
+after(() => leave());
 
 const dialog = (page) => page.getByRole('dialog', { name: 'Take away' });
 

@@ -25,7 +25,7 @@ before(async () => {
   mesh = await serve('hotspot.trace');
 });
 
-after(() => leave(stencil, mesh));
+after(() => leave());
 
 /** Keeps a picture for the guide, if that is wanted. */
 async function picture(page, name) {

@@ -10,7 +10,7 @@ before(async () => {
   server = await serve(synth('run.trace'), '-c', '4', '-d', '2', '-p', '4');
 });
 
-after(() => leave(server));
+after(() => leave());
 
 const OVERVIEW = 15; // pixels from the top of the strips
 const RULER = 40;

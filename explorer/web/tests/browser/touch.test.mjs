@@ -17,7 +17,7 @@ before(async () => {
   server = await serve(file('run.trace'), ...FLAGS);
 });
 
-after(() => leave(server));
+after(() => leave());
 
 /** The page under fingers: `down`, `move` and `up` take where they are. */
 async function open(hash) {
