@@ -1,4 +1,4 @@
-import { LEAST_PITCH, lengthsOf, type Look, type Spot } from './floorplan/layout';
+import { LEAST_PITCH, lengthsOf, type Look, type Plan, type Spot } from './floorplan/layout';
 import type { Shape } from './shape';
 
 /**
@@ -26,8 +26,8 @@ const LEAST_ZOOM = 0.25;
 const NUMBERS = 4; // pixels that the array is off the middle, since its numbers stand left and below
 
 /** CSS pixels from one element to the next where all of the array is seen; whole ones from 4 on. */
-export function fitPitch(shape: Shape, asViewer: boolean, stage: Stage): number {
-  const [across, up] = lengthsOf(shape, asViewer);
+export function fitPitch(shape: Shape, plan: Plan, stage: Stage): number {
+  const [across, up] = lengthsOf(shape, plan);
   const [beside = 0, above = 0] = stage.around ?? [];
   const pitch = Math.min(
     (stage.width - 2 * stage.margin) / (across + 2 * beside),
@@ -36,8 +36,8 @@ export function fitPitch(shape: Shape, asViewer: boolean, stage: Stage): number 
   return pitch >= LEAST_PITCH ? Math.min(MOST_PITCH, Math.floor(pitch)) : Math.max(0.01, pitch);
 }
 
-export function fitted(shape: Shape, asViewer: boolean): Camera {
-  const [across, up] = lengthsOf(shape, asViewer);
+export function fitted(shape: Shape, plan: Plan): Camera {
+  const [across, up] = lengthsOf(shape, plan);
   return { zoom: 1, x: across / 2, y: up / 2 };
 }
 
@@ -52,12 +52,12 @@ export function clampZoom(zoom: number, fit: number): number {
 }
 
 /** What a camera sees; without one, all of the array. */
-export function lookOf(shape: Shape, asViewer: boolean, stage: Stage, camera: Camera | undefined): Look {
-  const at = camera ?? fitted(shape, asViewer);
-  const pitch = devicePitch(fitPitch(shape, asViewer, stage) * at.zoom, stage.ratio);
+export function lookOf(shape: Shape, plan: Plan, stage: Stage, camera: Camera | undefined): Look {
+  const at = camera ?? fitted(shape, plan);
+  const pitch = devicePitch(fitPitch(shape, plan, stage) * at.zoom, stage.ratio);
   const shift = camera === undefined ? NUMBERS : 0;
   return {
-    asViewer,
+    plan,
     pitch,
     ratio: stage.ratio,
     width: Math.round(stage.width * stage.ratio),

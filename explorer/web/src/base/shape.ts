@@ -9,6 +9,13 @@ export interface Shape {
 
 export type Level = 'pe' | 'domain' | 'cluster';
 
+/** What is drawn as one: units of a level, or square blocks of the elements of a mesh. */
+export interface Grain {
+  readonly of: Level | 'block';
+  /** Elements along each axis; the last blocks of an axis may have fewer. */
+  readonly span: PlacePair;
+}
+
 /** Elements of a cluster along each axis. */
 export const clusterSpan = (shape: Shape): PlacePair => [
   shape.domains[0] * shape.pes[0],
@@ -35,16 +42,19 @@ export function unitSpan(shape: Shape, level: Level): PlacePair {
   }
 }
 
-/** How many units of a level the array has along each axis. */
-export function unitsOf(shape: Shape, level: Level): PlacePair {
-  const span = unitSpan(shape, level);
-  return [columnsOf(shape) / span[0], rowsOf(shape) / span[1]];
-}
+export const grainOf = (shape: Shape, level: Level): Grain => ({ of: level, span: unitSpan(shape, level) });
 
-export function unitOf(shape: Shape, level: Level, element: Place): Place {
-  const span = unitSpan(shape, level);
-  return { column: Math.floor(element.column / span[0]), row: Math.floor(element.row / span[1]) };
-}
+/** How many units the array has along each axis. */
+export const unitsOf = (shape: Shape, { span }: Grain): PlacePair => [
+  Math.ceil(columnsOf(shape) / span[0]),
+  Math.ceil(rowsOf(shape) / span[1]),
+];
+
+/** The unit that an element is in. */
+export const unitOf = ({ span }: Grain, element: Place): Place => ({
+  column: Math.floor(element.column / span[0]),
+  row: Math.floor(element.row / span[1]),
+});
 
 export const elementNumber = (shape: Shape, place: Place): number =>
   place.row * columnsOf(shape) + place.column;

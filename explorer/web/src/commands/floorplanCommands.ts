@@ -39,7 +39,7 @@ export function floorplanCommands(explorer: Explorer, moves: FloorplanMoves): re
       name: 'Flat, without gaps',
       can: () => {
         const shape = trace.head.peek()?.shape ?? undefined;
-        return shape !== undefined && !isFlat(shape);
+        return shape !== undefined && !isFlat(shape) && !view.asViewer.peek();
       },
       run: () => (trace.flat.value = !trace.flat.peek()),
     },

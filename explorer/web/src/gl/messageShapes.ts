@@ -108,11 +108,11 @@ export function addBands(list: WedgeList, layout: Layout, messages: MessageList,
 export function coverOf(layout: Layout, messages: MessageList): number {
   let area = 0;
   const thin = layout.cssPitch < WEDGE_PITCH;
-  const { asViewer, pitch } = layout.look;
+  const { plan, pitch } = layout.look;
   const scale = Math.min(1, layout.cssPitch / FULL_PITCH) * layout.look.ratio;
   for (let i = 0; i < messages.record.length; ++i) {
     const { from, to } = endsOf(layout, messages, i);
-    const wide = asViewer ? pitch / 4 : thin ? layout.look.ratio : ((messages.age[i] === 0 ? NEW_WIDTH : OLD_WIDTH) + NEW_TIP) / 2 * scale;
+    const wide = plan === 'viewer' ? pitch / 4 : thin ? layout.look.ratio : ((messages.age[i] === 0 ? NEW_WIDTH : OLD_WIDTH) + NEW_TIP) / 2 * scale;
     area += distance(from, to) * wide;
   }
   const { width, height } = layout.box;

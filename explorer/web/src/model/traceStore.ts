@@ -1,7 +1,7 @@
 import { computed, signal } from '@preact/signals';
 
 import { placeText, type Place } from '../base/place';
-import { columnsOf, isFlat, rowsOf, type Shape } from '../base/shape';
+import type { Shape } from '../base/shape';
 import type { TraceHead } from '../protocol/answers';
 import type { TraceStatus } from '../protocol/status';
 
@@ -13,20 +13,14 @@ export class TraceStore {
   /** Undefined until the engine has told about the trace. */
   readonly head = signal<TraceHead | undefined>(undefined);
 
-  /** Drawn without clusters and domains. */
+  /** Drawn without gaps, as a mesh. */
   readonly flat = signal(false);
 
   readonly status = computed(() =>
     this.all.value.find((status) => status.fingerprint === this.fingerprint.value),
   );
 
-  readonly shape = computed<Shape | undefined>(() => {
-    const shape = this.head.value?.shape ?? undefined;
-    if (shape === undefined || !this.flat.value || isFlat(shape)) {
-      return shape;
-    }
-    return { clusters: [1, 1], domains: [1, 1], pes: [columnsOf(shape), rowsOf(shape)] };
-  });
+  readonly shape = computed<Shape | undefined>(() => this.head.value?.shape ?? undefined);
 
   readonly firstCycle = computed(() => BigInt(this.head.value?.firstCycle ?? 0));
   readonly lastCycle = computed(() => BigInt(this.head.value?.lastCycle ?? 0));

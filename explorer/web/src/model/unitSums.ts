@@ -1,4 +1,4 @@
-import { columnsOf, unitSpan, unitsOf, type Level, type Shape } from '../base/shape';
+import { columnsOf, grainOf, unitSpan, unitsOf, type Level, type Shape } from '../base/shape';
 import type { Place, PlacePair } from '../base/place';
 
 /** Columns and rows of a part of the array, both ends included. */
@@ -36,7 +36,7 @@ export interface UnitSum {
 
 /** All units of a level with their sums, the largest first. */
 export function ranking(shape: Shape, level: Level, counts: Float64Array): readonly UnitSum[] {
-  const [columns, rows] = unitsOf(shape, level);
+  const [columns, rows] = unitsOf(shape, grainOf(shape, level));
   const units = Array.from({ length: columns * rows }, (_, at): UnitSum => {
     const unit: PlacePair = [at % columns, Math.floor(at / columns)];
     return { unit, sum: sumIn(shape, counts, areaOf(shape, level, unit)) };

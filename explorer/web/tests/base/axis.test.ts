@@ -5,7 +5,7 @@ import { Halves, NaturalAxis, ViewerAxis } from '../../src/base/floorplan/axis';
 const starts = (count: number, at: (i: number) => number) => Array.from({ length: count }, (_, i) => at(i));
 
 test('Domains stand half an element apart, a whole one at the cross, and clusters have frames', () => {
-  const halves = new Halves(2, 2, 4, true);
+  const halves = new Halves(2, 2, 4, 'framed');
   // Frame, four elements, the cross, four elements.
   expect(starts(8, (i) => halves.element(i))).toEqual([1, 3, 5, 7, 11, 13, 15, 17]);
   expect(halves.clusterLength).toBe(20);
@@ -15,24 +15,24 @@ test('Domains stand half an element apart, a whole one at the cross, and cluster
 });
 
 test('An array of one cluster and one domain has neither frame nor gap', () => {
-  const halves = new Halves(1, 1, 8, false);
+  const halves = new Halves(1, 1, 8, 'inside');
   expect(starts(8, (i) => halves.element(i))).toEqual([0, 2, 4, 6, 8, 10, 12, 14]);
   expect(halves.length).toBe(16);
 });
 
 test('Four domains have the cross in their middle', () => {
-  const halves = new Halves(1, 4, 2, false);
+  const halves = new Halves(1, 4, 2, 'inside');
   expect(starts(4, (i) => halves.domain(i))).toEqual([0, 5, 11, 16]);
 });
 
 test('Cells are a pitch apart but for the gap', () => {
-  const axis = new NaturalAxis(new Halves(1, 1, 4, false), 10, 1);
+  const axis = new NaturalAxis(new Halves(1, 1, 4, 'inside'), 10, 1);
   expect(starts(4, (i) => axis.element(i).start)).toEqual([0, 10, 20, 30]);
   expect(axis.element(2)).toEqual({ start: 20, end: 29 });
 });
 
 test('No unit is lost where there is less than a pixel for it', () => {
-  const axis = new NaturalAxis(new Halves(1, 1, 64, false), 0.3, 0);
+  const axis = new NaturalAxis(new Halves(1, 1, 64, 'inside'), 0.3, 0);
   for (let i = 0; i < 64; ++i) {
     const { start, end } = axis.element(i);
     expect(end - start).toBeGreaterThanOrEqual(1);

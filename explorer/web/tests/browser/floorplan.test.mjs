@@ -4,7 +4,7 @@ import assert from 'node:assert/strict';
 import { after, before, describe, test } from 'node:test';
 
 import { barriers, close, cutOff, file, launch, leave, open as openView, rest, serve, state, tool } from './house.mjs';
-import { coloursOf, follow, spotOf, waitFor } from './plan.mjs';
+import { coloursOf, engineState, follow, spotOf, waitFor } from './plan.mjs';
 
 const FLAGS = ['-c', '2', '-d', '2', '-p', '4'];
 const SIDE = 16;
@@ -112,6 +112,68 @@ test('The wheel zooms at the pointer, a drag pans and is no click, 0 fits again'
   assert.equal((await state(page)).selected, undefined);
   await page.keyboard.press('0');
   await waitFor(page, (now) => now.zoom === 1);
+  await close(page);
+});
+
+test('A mesh whose elements are too small is drawn in blocks of them, and each is found in its block', LONG, async () => {
+  const flags = ['-c', '1', '-d', '1', '-p', '256'];
+  const side = 256;
+  tool('synth', '-o', 'mesh.trace', '--records', '20000', ...flags);
+  const mesh = await serve(file('mesh.trace'), ...flags);
+  const page = await openView(mesh.link, { hash: 'reading=viewer&step=60&layers=s' });
+  assert.equal((await state(page)).level, 'block');
+  const colours = await coloursOf(page, side);
+  const { elements } = engineState('mesh.trace', '--step', 60, ...flags);
+  const untouched = engineState('mesh.trace', '--step', 0, ...flags).elements[side - 1][side - 1];
+  const seen = new Set();
+  for (let row = 0; row < side; row += 2) {
+    for (let column = 0; column < side; column += 2) {
+      const block = [0, 1].flatMap((up) => elements[row + up].slice(column, column + 2));
+      const touched = block.filter((colour) => colour !== untouched);
+      const shown = colours[row][column];
+      assert.ok(touched.length === 0 ? shown === untouched : touched.includes(shown), `${column},${row}: ${shown} of ${block}`);
+      seen.add(shown);
+    }
+  }
+  assert.ok(seen.size > 3, 'several colours are seen');
+  const middle = await spotOf(page, 40, 60);
+  await page.mouse.click(middle.x - 1, middle.y - 1);
+  assert.deepEqual((await state(page)).selected, { piece: { pe: [40, 61] } });
+  await page.mouse.click(middle.x + 1, middle.y + 1);
+  assert.deepEqual((await state(page)).selected, { piece: { pe: [41, 60] } });
+  await page.locator('.floorplan-canvas').last().focus();
+  await page.keyboard.press('ArrowRight');
+  assert.deepEqual((await state(page)).selected, { piece: { pe: [42, 60] } });
+  await page.keyboard.press('v');
+  await waitFor(page, (now) => now.reading === 'natural');
+  assert.equal((await state(page)).level, 'block');
+  assert.match(await page.locator('.rail').textContent(), /Blocks of 2 × 2 PEs/);
+  await page.mouse.move(middle.x, middle.y);
+  await page.mouse.wheel(0, -600);
+  await waitFor(page, (now) => now.level === 'pe');
+  await close(page);
+});
+
+test('H lays the array out without gaps, and what is shown stays the same', LONG, async () => {
+  const page = await open('cycle=60&layers=ms');
+  const colours = await coloursOf(page, SIDE);
+  const apart = (await spotOf(page, 4, 0)).x - (await spotOf(page, 3, 0)).x;
+  const { step } = await state(page);
+  await page.keyboard.press('h');
+  await rest(page);
+  const pitches = new Set();
+  for (let column = 1; column < SIDE; ++column) {
+    pitches.add((await spotOf(page, column, 0)).x - (await spotOf(page, column - 1, 0)).x);
+  }
+  assert.equal(pitches.size, 1);
+  assert.ok(apart > 1.2 * [...pitches][0], 'there were gaps');
+  // Messages and digits lie over some middles at other sizes.
+  const flat = await coloursOf(page, SIDE);
+  const same = flat.flat().filter((colour, i) => colour === colours.flat()[i]).length;
+  assert.ok(same > 0.9 * SIDE * SIDE, `${same} are the same`);
+  await page.keyboard.press('End');
+  await waitFor(page, (now) => now.step > step);
+  assert.equal((await state(page)).alert, undefined);
   await close(page);
 });
 

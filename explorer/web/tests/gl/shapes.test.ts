@@ -10,7 +10,7 @@ import { WEDGE_WORDS, WedgeList } from '../../src/gl/wedges';
 
 const MESH: Shape = { clusters: [1, 1], domains: [1, 1], pes: [4, 4] };
 const at = (width: number) =>
-  new Layout(MESH, lookOf(MESH, false, { width, height: width, ratio: 1, margin: 0 }, undefined));
+  new Layout(MESH, lookOf(MESH, 'natural', { width, height: width, ratio: 1, margin: 0 }, undefined));
 
 const message = (from: [number, number], to: [number, number], age: number): MessageList => ({
   record: Float64Array.of(1),

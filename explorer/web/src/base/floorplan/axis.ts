@@ -13,6 +13,8 @@ export interface Axis {
   readonly elements: number;
   readonly clusters: number;
   element(number: number): Stretch;
+  /** Several elements beside each other, both ends included. */
+  elementsFrom(first: number, last: number): Stretch;
   domain(number: number): Stretch;
   cluster(number: number): Stretch;
   /** The middle of a cluster's switch. */
@@ -25,7 +27,8 @@ export interface Axis {
  * Along one axis of an array, in halves of the distance from one element to the next. Domains stand
  * apart by half an element, at the middle of a cluster, where its switch is, by a whole one;
  * clusters have a frame half an element away and stand apart by half an element. An array of one
- * cluster has no frame, and one of one domain no gaps.
+ * cluster has no frame (`inside`), one of one domain no gaps, and one that is laid out flat (`none`)
+ * neither.
  */
 export class Halves {
   private readonly frame: number;
@@ -34,9 +37,9 @@ export class Halves {
     readonly clusters: number,
     readonly domains: number,
     readonly pes: number,
-    framed: boolean,
+    private readonly gaps: 'framed' | 'inside' | 'none',
   ) {
-    this.frame = framed ? 1 : 0;
+    this.frame = gaps === 'framed' ? 1 : 0;
   }
 
   get clusterLength(): number {
@@ -62,21 +65,25 @@ export class Halves {
 
   switchMiddle(cluster: number): number {
     const first = this.cluster(cluster) + this.frame;
-    return this.domains > 1
+    return this.isParted
       ? first + this.inDomains(Math.floor(this.domains / 2)) - 1
-      : first + this.pes;
+      : first + this.domains * this.pes;
+  }
+
+  private get isParted(): boolean {
+    return this.domains > 1 && this.gaps !== 'none';
   }
 
   /** Where a domain of a cluster begins, without the frame. */
   private inDomains(number: number): number {
-    if (this.domains === 1) {
+    if (!this.isParted) {
       return number * 2 * this.pes;
     }
     return number * (2 * this.pes + 1) + (number >= Math.floor(this.domains / 2) ? 1 : 0);
   }
 
   private crossBefore(number: number): number {
-    if (number === 0 || this.domains === 1) {
+    if (number === 0 || !this.isParted) {
       return 0;
     }
     return number === Math.floor(this.domains / 2) ? 2 : 1;
@@ -104,8 +111,11 @@ export class NaturalAxis implements Axis {
   }
 
   element(number: number): Stretch {
-    const start = this.halves.element(number);
-    return this.stretch(start, start + 2, this.gap);
+    return this.elementsFrom(number, number);
+  }
+
+  elementsFrom(first: number, last: number): Stretch {
+    return this.stretch(this.halves.element(first), this.halves.element(last) + 2, this.gap);
   }
 
   domain(number: number): Stretch {
@@ -178,8 +188,11 @@ export class ViewerAxis implements Axis {
   }
 
   element(number: number): Stretch {
-    const base = this.base(number);
-    return this.stretch(base, base + SIZE);
+    return this.elementsFrom(number, number);
+  }
+
+  elementsFrom(first: number, last: number): Stretch {
+    return this.stretch(this.base(first), this.base(last) + SIZE);
   }
 
   domain(number: number): Stretch {

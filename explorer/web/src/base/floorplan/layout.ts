@@ -1,5 +1,5 @@
 import type { Place } from '../place';
-import { isFlat, switchesOf, type Level, type Shape } from '../shape';
+import { columnsOf, grainOf, isFlat, rowsOf, switchesOf, type Grain, type Shape } from '../shape';
 import { Halves, NaturalAxis, VIEWER_PITCH, ViewerAxis, type Axis, type Stretch } from './axis';
 
 /** A rectangle of device pixels from the upper left corner of the canvas. */
@@ -15,9 +15,12 @@ export interface Spot {
   readonly y: number;
 }
 
+/** How an array is laid out: with gaps between domains and clusters, without any, or as the viewer does. */
+export type Plan = 'natural' | 'flat' | 'viewer';
+
 /** What of the array is looked at, in device pixels. */
 export interface Look {
-  readonly asViewer: boolean;
+  readonly plan: Plan;
   /** From one element to the next. */
   readonly pitch: number;
   /** Of the canvas. */
@@ -33,13 +36,23 @@ export interface Look {
 export const LEAST_PITCH = 4; // CSS pixels from which a unit is drawn
 export const LEAST_FRAMED = 24; // of a cluster: frames of smaller ones hide what is in them
 
-/** The finest level of which units are at least 4 CSS pixels apart. */
-export function levelAt(shape: Shape, pitch: number): Level {
+/** Elements along a side of the smallest blocks that are at least 4 CSS pixels apart: a power of two. */
+const blockSide = (pitch: number): number => 2 ** Math.ceil(Math.log2(LEAST_PITCH / pitch));
+
+/**
+ * The finest units that are at least 4 CSS pixels apart. A mesh has none but its elements, and is
+ * drawn in blocks of them, as is any array without gaps.
+ */
+export function grainAt(shape: Shape, plan: Plan, pitch: number): Grain {
   if (pitch >= LEAST_PITCH) {
-    return 'pe';
+    return grainOf(shape, 'pe');
+  }
+  if (isMesh(shape, plan)) {
+    const side = blockSide(pitch);
+    return { of: 'block', span: [side, side] };
   }
   const domain = pitch * Math.min(shape.pes[0], shape.pes[1]);
-  return domain >= LEAST_PITCH ? 'domain' : 'cluster';
+  return grainOf(shape, domain >= LEAST_PITCH ? 'domain' : 'cluster');
 }
 
 /** The pitch in CSS pixels from which a level is drawn. */
@@ -47,16 +60,21 @@ export function pitchOf(shape: Shape, level: 'pe' | 'domain'): number {
   return level === 'pe' ? LEAST_PITCH : LEAST_PITCH / Math.min(shape.pes[0], shape.pes[1]);
 }
 
-const isFramed = (shape: Shape): boolean => switchesOf(shape) > 1;
+const isMesh = (shape: Shape, plan: Plan): boolean => plan === 'flat' || isFlat(shape);
+
+/** The natural floorplan along an axis. */
+function halvesOf(shape: Shape, plan: Plan, i: 0 | 1): Halves {
+  const gaps = plan === 'flat' ? 'none' : switchesOf(shape) > 1 ? 'framed' : 'inside';
+  return new Halves(shape.clusters[i], shape.domains[i], shape.pes[i], gaps);
+}
 
 /** How long the array is along an axis for a pitch of 1. */
-export function lengthsOf(shape: Shape, asViewer: boolean): readonly [number, number] {
-  return [0, 1].map((i) => {
-    const [clusters, domains, pes] = [shape.clusters[i] ?? 1, shape.domains[i] ?? 1, shape.pes[i] ?? 1];
-    return asViewer
-      ? ViewerAxis.units(clusters, domains, pes) / VIEWER_PITCH
-      : new Halves(clusters, domains, pes, isFramed(shape)).length / 2;
-  }) as unknown as readonly [number, number];
+export function lengthsOf(shape: Shape, plan: Plan): readonly [number, number] {
+  const along = (i: 0 | 1) =>
+    plan === 'viewer'
+      ? ViewerAxis.units(shape.clusters[i], shape.domains[i], shape.pes[i]) / VIEWER_PITCH
+      : halvesOf(shape, plan, i).length / 2;
+  return [along(0), along(1)];
 }
 
 /** Pixels between cells: 1, from 18 CSS pixels on 2. */
@@ -71,7 +89,7 @@ export function gapAt(pitch: number, ratio: number): number {
 export class Layout {
   readonly columns: Axis;
   readonly rows: Axis;
-  readonly level: Level;
+  readonly grain: Grain;
   readonly gap: number;
 
   constructor(
@@ -81,11 +99,17 @@ export class Layout {
     this.gap = gapAt(look.pitch, look.ratio);
     this.columns = this.axisOf(0);
     this.rows = this.axisOf(1);
-    this.level = levelAt(shape, look.pitch / look.ratio);
+    this.grain = grainAt(shape, look.plan, look.pitch / look.ratio);
   }
 
+  /** Of what is drawn as one. */
+  get level(): Grain['of'] {
+    return this.grain.of;
+  }
+
+  /** A mesh, or drawn as one: neither gaps nor outlines, and no switches. */
   get isFlat(): boolean {
-    return isFlat(this.shape);
+    return isMesh(this.shape, this.look.plan);
   }
 
   /** CSS pixels from one element to the next. */
@@ -105,8 +129,20 @@ export class Layout {
     return this.boxOf(this.columns.cluster(place.column), this.rows.cluster(place.row));
   }
 
-  unit(level: Level, place: Place): Box {
-    return level === 'pe' ? this.element(place) : level === 'domain' ? this.domain(place) : this.cluster(place);
+  /** What is drawn as one. */
+  unit(place: Place): Box {
+    return this.boxOf(this.unitAlong(0, place.column), this.unitAlong(1, place.row));
+  }
+
+  /** Where a unit lies along an axis. */
+  unitAlong(i: 0 | 1, number: number): Stretch {
+    const axis = i === 0 ? this.columns : this.rows;
+    if (this.level === 'domain' || this.level === 'cluster') {
+      return axis[this.level](number);
+    }
+    const side = this.grain.span[i];
+    const count = i === 0 ? columnsOf(this.shape) : rowsOf(this.shape);
+    return axis.elementsFrom(number * side, Math.min(count, (number + 1) * side) - 1);
   }
 
   middle(place: Place): Spot {
@@ -133,9 +169,9 @@ export class Layout {
 
   private axisOf(i: 0 | 1): Axis {
     const { clusters, domains, pes } = this.shape;
-    return this.look.asViewer
+    return this.look.plan === 'viewer'
       ? new ViewerAxis(clusters[i], domains[i], pes[i], this.look.pitch / VIEWER_PITCH)
-      : new NaturalAxis(new Halves(clusters[i], domains[i], pes[i], isFramed(this.shape)), this.look.pitch, this.gap);
+      : new NaturalAxis(halvesOf(this.shape, this.look.plan, i), this.look.pitch, this.gap);
   }
 
   private boxOf(across: Stretch, up: Stretch): Box {

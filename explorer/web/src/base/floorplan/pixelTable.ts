@@ -63,7 +63,7 @@ function addClusters(table: PixelTable, axis: Axis, edge: number, place: Place):
 }
 
 function tableOf(layout: Layout, i: 0 | 1): PixelTable {
-  const { look, level, shape } = layout;
+  const { look, grain, shape } = layout;
   const pixels = i === 0 ? look.width : look.height;
   const axis = i === 0 ? layout.columns : layout.rows;
   const table = { pixels, words: new Int32Array(2 * pixels * WORDS).fill(-1) };
@@ -72,10 +72,8 @@ function tableOf(layout: Layout, i: 0 | 1): PixelTable {
     i === 0
       ? ({ start, end }) => ({ start: look.left + start, end: look.left + end })
       : ({ start, end }) => ({ start: look.bottom - end, end: look.bottom - start });
-  const unit = (number: number) =>
-    level === 'pe' ? axis.element(number) : level === 'domain' ? axis.domain(number) : axis.cluster(number);
   addClusters(table, axis, Math.max(1, Math.round(look.ratio)), place);
-  addUnits(table, unitsOf(shape, level)[i], unit, place);
+  addUnits(table, unitsOf(shape, grain)[i], (number) => layout.unitAlong(i, number), place);
   return table;
 }
 

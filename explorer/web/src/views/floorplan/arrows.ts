@@ -1,4 +1,4 @@
-import { unitOf, unitsOf, type Level } from '../../base/shape';
+import { unitOf, unitsOf, type Grain } from '../../base/shape';
 import type { Explorer } from '../../model/explorer';
 import type { Piece } from '../../protocol/questions';
 import type { FloorplanController } from './controller';
@@ -13,9 +13,12 @@ const WAYS: Readonly<Record<string, readonly [number, number]>> = {
 
 const clamp = (value: number, end: number): number => Math.min(end - 1, Math.max(0, value));
 
-function pieceOf(level: Level, column: number, row: number): Piece {
-  const pair = [column, row] as const;
-  return level === 'pe' ? { pe: pair } : level === 'domain' ? { domain: pair } : { cluster: pair };
+/** Of a block, its first element stands for it. */
+function pieceOf({ of, span }: Grain, column: number, row: number): Piece {
+  if (of === 'domain') {
+    return { domain: [column, row] };
+  }
+  return of === 'cluster' ? { cluster: [column, row] } : { pe: [column * span[0], row * span[1]] };
 }
 
 /** Arrow keys on the floorplan choose the unit beside the selected one, of the level that is drawn. */
@@ -28,13 +31,13 @@ export function moveSelection(explorer: Explorer, controller: FloorplanControlle
     }
     event.preventDefault();
     event.stopPropagation();
-    const { shape, level } = layout;
-    const [columns, rows] = unitsOf(shape, level);
+    const { shape, grain } = layout;
+    const [columns, rows] = unitsOf(shape, grain);
     const piece = explorer.selection.piece.peek();
-    const from = piece === undefined ? undefined : unitOf(shape, level, firstElement(layout, piece));
+    const from = piece === undefined ? undefined : unitOf(grain, firstElement(layout, piece));
     const far = event.shiftKey ? 4 : 1;
     const column = from === undefined ? 0 : clamp(from.column + way[0] * far, columns);
     const row = from === undefined ? 0 : clamp(from.row + way[1] * far, rows);
-    explorer.selection.selectPiece(pieceOf(level, column, row));
+    explorer.selection.selectPiece(pieceOf(grain, column, row));
   };
 }

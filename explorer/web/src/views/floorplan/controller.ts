@@ -89,7 +89,7 @@ export class FloorplanController {
         layout,
         ...renderer.maker.tables(layout),
         bars: input.links?.bars ?? [],
-        switches: input.switches || layout.look.asViewer,
+        switches: layout.look.plan === 'viewer' || (input.switches && !layout.isFlat),
       },
       { x: spot.x * ratio, y: spot.y * ratio },
     );

@@ -1,6 +1,6 @@
 import type { Stage } from '../../base/camera';
 import { fitPitch, lookOf } from '../../base/camera';
-import { Layout, type Box } from '../../base/floorplan/layout';
+import { Layout, type Box, type Plan } from '../../base/floorplan/layout';
 import { columnsOf, isFlat, unitSpan, type Shape } from '../../base/shape';
 import { ARC_OUT, barsOf, meshPlace, type LinkLoads } from '../../gl/linkShapes';
 import type { Explorer } from '../../model/explorer';
@@ -26,12 +26,15 @@ function roomFor(explorer: Explorer, shape: Shape, stage: Stage): Stage {
   return { ...stage, around: [head.wrapColumns ? out : 0, head.wrapRows ? out : 0] };
 }
 
+/** The viewer's picture is the viewer's. */
+const planOf = ({ view, trace }: Explorer): Plan => (view.asViewer.value ? 'viewer' : trace.flat.value ? 'flat' : 'natural');
+
 export function layoutOf(explorer: Explorer, stage: Stage): Layout | undefined {
   const shape = explorer.trace.shape.value;
   if (shape === undefined || stage.width < 1 || stage.height < 1) {
     return undefined;
   }
-  return new Layout(shape, lookOf(shape, explorer.view.asViewer.value, roomFor(explorer, shape, stage), explorer.view.camera.value));
+  return new Layout(shape, lookOf(shape, planOf(explorer), roomFor(explorer, shape, stage), explorer.view.camera.value));
 }
 
 export const paletteOf = (explorer: Explorer): Palette =>
@@ -159,5 +162,5 @@ function rectBox(explorer: Explorer, layout: Layout): Box | undefined {
 /** CSS pixels from one element to the next where all of the array is seen. */
 export function fitOf(explorer: Explorer, stage: Stage): number {
   const shape = explorer.trace.shape.value;
-  return shape === undefined ? 1 : fitPitch(shape, explorer.view.asViewer.value, roomFor(explorer, shape, stage));
+  return shape === undefined ? 1 : fitPitch(shape, planOf(explorer), roomFor(explorer, shape, stage));
 }

@@ -1,7 +1,7 @@
 import { meshPlace, type Bar } from '../../gl/linkShapes';
 import { middleOf, type Box, type Layout, type Spot } from '../../base/floorplan/layout';
 import { unitAt, type PixelTable } from '../../base/floorplan/pixelTable';
-import type { Place } from '../../base/place';
+import type { Place, PlacePair } from '../../base/place';
 import { unitOf, unitSpan } from '../../base/shape';
 import type { Piece } from '../../protocol/questions';
 import type { PlaceRect } from '../../model/selectionStore';
@@ -12,7 +12,7 @@ const LEAST_LINK = 8; // CSS pixels of a link's hit area
 export function boxOfPiece(layout: Layout, piece: Piece, bars: readonly Bar[], of: 'elements' | 'clusters'): Box {
   const place = (pair: readonly [number, number]): Place => ({ column: pair[0], row: pair[1] });
   if ('pe' in piece) {
-    return layout.unit(layout.level, unitOf(layout.shape, layout.level, place(piece.pe)));
+    return layout.unit(unitOf(layout.grain, place(piece.pe)));
   }
   if ('domain' in piece) {
     return layout.domain(place(piece.domain));
@@ -111,7 +111,7 @@ function unitNear(table: PixelTable, pixel: number, gap: number, back: 1 | -1): 
   return undefined;
 }
 
-/** The element, domain or cluster under a spot, as far as the picture tells them apart. */
+/** The element, block, domain or cluster under a spot, as far as the picture tells them apart. */
 export function unitUnder({ layout, columns, rows }: Pickable, spot: Spot): Place | undefined {
   const column = unitNear(columns, Math.floor(spot.x), layout.gap, -1);
   const row = unitNear(rows, Math.floor(spot.y), layout.gap, 1);
@@ -135,7 +135,25 @@ export function pieceUnder(pickable: Pickable, spot: Spot): Piece | undefined {
     return undefined;
   }
   const pair = [unit.column, unit.row] as const;
-  return layout.level === 'pe' ? { pe: pair } : layout.level === 'domain' ? { domain: pair } : { cluster: pair };
+  if (layout.level === 'domain') {
+    return { domain: pair };
+  }
+  return layout.level === 'cluster' ? { cluster: pair } : { pe: elementIn(layout, unit, spot) };
+}
+
+/** The element of a block that is under a spot, though it is not drawn by itself. */
+function elementIn(layout: Layout, unit: Place, spot: Spot): PlacePair {
+  const [width, height] = layout.grain.span;
+  const box = layout.unit(unit);
+  const within = (offset: number, size: number, count: number) =>
+    Math.min(count - 1, Math.max(0, Math.floor((offset * count) / size)));
+  const first = { column: unit.column * width, row: unit.row * height };
+  const columns = Math.min(width, layout.columns.elements - first.column);
+  const rows = Math.min(height, layout.rows.elements - first.row);
+  return [
+    first.column + within(Math.floor(spot.x) - box.x, box.width, columns),
+    first.row + within(box.y + box.height - 1 - Math.floor(spot.y), box.height, rows),
+  ];
 }
 
 /** All elements that a rectangle of the canvas touches. */

@@ -42,6 +42,7 @@ export class FloorplanRenderer {
   ) {
     this.gl = openContext(canvas);
     this.context = overlay.getContext('2d');
+    canvas.style.visibility = 'hidden'; // black until something is drawn
     canvas.addEventListener('webglcontextlost', (event) => {
       event.preventDefault();
       this.programs = undefined;
@@ -56,6 +57,7 @@ export class FloorplanRenderer {
 
   draw(input: FloorplanInput): void {
     const { look } = input.cells.layout;
+    this.canvas.style.visibility = '';
     this.resize(look.width, look.height, look.ratio);
     if (this.context !== null) {
       this.context.clearRect(0, 0, look.width, look.height);
@@ -111,7 +113,7 @@ export function addLines(list: WedgeList, input: FloorplanInput): void {
   if (layout.level !== 'pe') {
     return;
   }
-  if (input.switches && !layout.look.asViewer) {
+  if (input.switches && !layout.isFlat && layout.look.plan !== 'viewer') {
     addSwitches(list, layout, picture.switches, palette, lit);
   }
   if (input.messages) {

@@ -54,22 +54,22 @@ export class SceneMaker {
   private readonly columns = memo((layout: Layout): PixelTable => columnTable(layout));
   private readonly rows = memo((layout: Layout): PixelTable => rowTable(layout));
   private readonly threads = memo((layout: Layout, elements: Uint8Array) =>
-    threadCodes(layout.shape, layout.level, elements),
+    threadCodes(layout.shape, layout.grain, elements),
   );
   private readonly viewers = memo((layout: Layout, elements: Uint8Array) =>
-    commonCodes(layout.shape, layout.level, elements),
+    commonCodes(layout.shape, layout.grain, elements),
   );
   private readonly kinds = memo((layout: Layout, elements: Uint8Array) =>
-    commonCodes(layout.shape, layout.level, elements),
+    commonCodes(layout.shape, layout.grain, elements),
   );
   private readonly heats = memo((layout: Layout, values: Float64Array, end: number) =>
-    heatCodes(layout.shape, layout.level, values, end),
+    heatCodes(layout.shape, layout.grain, values, end),
   );
   private readonly blanks = memo((layout: Layout) =>
-    threadCodes(layout.shape, layout.level, new Uint8Array(layout.columns.elements * layout.rows.elements)),
+    threadCodes(layout.shape, layout.grain, new Uint8Array(layout.columns.elements * layout.rows.elements)),
   );
   private readonly busy = memo((layout: Layout, units: Codes) =>
-    busyClusters(layout.shape, layout.level, units),
+    busyClusters(layout.shape, layout.grain, units),
   );
   private readonly threadLooks = memo(threadLook);
   private readonly shareLooks = memo(shareLook);
@@ -92,7 +92,8 @@ export class SceneMaker {
     const { ratio } = layout.look;
     const cluster = layout.cluster({ column: 0, row: 0 });
     const framed = Math.min(cluster.width, cluster.height) >= LEAST_FRAMED * ratio;
-    const several = layout.shape.clusters[0] * layout.shape.clusters[1] > 1;
+    // Blocks leave their elements' room white: the frame tells where the mesh is.
+    const edged = layout.level === 'block' || (!layout.isFlat && layout.shape.clusters[0] * layout.shape.clusters[1] > 1);
     const plain = input.viewer === undefined;
     return {
       ...this.tables(layout),
@@ -101,11 +102,11 @@ export class SceneMaker {
       busy: this.busy(layout, units),
       look: this.lookOf(input),
       hollow: plain && layout.level === 'pe' && layout.cssPitch >= HOLLOW_PITCH,
-      outlines: !plain || (framed && several),
+      outlines: !plain || (framed && edged),
       digit: plain && layout.cssPitch >= DIGIT_PITCH ? digitSize(layout) : 0,
       edge: Math.max(1, Math.round(ratio)),
       page: input.page,
-      sheet: layout.look.asViewer ? sheetOf(layout) : undefined,
+      sheet: layout.look.plan === 'viewer' ? sheetOf(layout) : undefined,
     };
   }
 

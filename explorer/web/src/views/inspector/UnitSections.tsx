@@ -1,4 +1,4 @@
-import { unitsOf, type Level, type Shape } from '../../base/shape';
+import { grainOf, unitsOf, type Level, type Shape } from '../../base/shape';
 import type { PlacePair } from '../../base/place';
 import { counted, rangeText, thousands } from '../../base/words';
 import { spanOf } from '../../model/inspection';
@@ -72,7 +72,7 @@ function Busiest({ level, ranked }: { readonly level: Level; readonly ranked: re
 
 function rankText(shape: Shape, level: Level, unit: PlacePair, ranked: readonly UnitSum[]): string {
   const own = ranked.find((one) => one.unit[0] === unit[0] && one.unit[1] === unit[1])?.sum ?? 0;
-  const [columns, rows] = unitsOf(shape, level);
+  const [columns, rows] = unitsOf(shape, grainOf(shape, level));
   const rank = 1 + ranked.filter(({ sum }) => sum > own).length;
   return `rank ${thousands(rank)} of ${counted(columns * rows, level)}`;
 }

@@ -2,7 +2,7 @@ import { fuzzyMatch, matchedParts } from '../../base/fuzzy';
 import { goalsOf, type Goal } from '../../base/goals';
 import { readFilterWords } from '../../base/filterWords';
 import type { PlacePair } from '../../base/place';
-import { isInside, switchPlace, unitsOf, type Shape } from '../../base/shape';
+import { grainOf, isInside, switchPlace, unitsOf, type Shape } from '../../base/shape';
 import { counted, thousands } from '../../base/words';
 import type { Group } from '../../commands/registry';
 import { filterOf } from '../../model/eventList';
@@ -59,7 +59,7 @@ function hasPlace(shape: Shape, kind: 'pe' | 'switch' | 'domain' | 'cluster', [c
   if (kind === 'pe') {
     return isInside(shape, { column, row });
   }
-  const [columns, rows] = unitsOf(shape, kind === 'domain' ? 'domain' : 'cluster');
+  const [columns, rows] = unitsOf(shape, grainOf(shape, kind === 'domain' ? 'domain' : 'cluster'));
   return column < columns && row < rows;
 }
 

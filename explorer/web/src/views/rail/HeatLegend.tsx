@@ -25,7 +25,7 @@ export function heatEnd(explorer: Explorer, layout: Layout): { readonly end: num
   if (heat === undefined || head === undefined) {
     return undefined;
   }
-  const end = scaleEnd(layout.shape, layout.level, heat.values, heat.end);
+  const end = scaleEnd(layout.shape, layout.grain, heat.values, heat.end);
   return { end, more: head.highest > end };
 }
 

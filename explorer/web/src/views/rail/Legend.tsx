@@ -1,4 +1,4 @@
-import { pitchOf } from '../../base/floorplan/layout';
+import { LEAST_PITCH, pitchOf } from '../../base/floorplan/layout';
 import { THREADS } from '../../base/picture';
 import { counted, thousands } from '../../base/words';
 import { threadColours } from '../../theme/palettes';
@@ -66,27 +66,30 @@ function ThreadLegend() {
 
 const percent = (share: number): string => `${thousands(Math.ceil(100 * share))} %`;
 
+const GRAINS = { block: 'Blocks', domain: 'Domains', cluster: 'Clusters' } as const;
+
 /** What is drawn at this zoom, and at which that changes. */
 function LevelLegend({ controller }: { readonly controller: FloorplanController }) {
   const layout = controller.seen.value;
-  if (layout === undefined || layout.level === 'pe') {
+  const level = layout?.level;
+  if (layout === undefined || level === undefined || level === 'pe') {
     return null;
   }
-  const { shape, level } = layout;
+  const { shape } = layout;
+  const { span } = layout.grain;
   const fit = controller.fit();
-  const span = level === 'domain' ? shape.pes : [shape.domains[0] * shape.pes[0], shape.domains[1] * shape.pes[1]];
   return (
     <>
       <h2 class="rail-title">Drawn now</h2>
       <div class="legend">
         <span class="strong">
-          {level === 'domain' ? 'Domains' : 'Clusters'} of {span[0]} × {span[1]} PEs
+          {GRAINS[level]} of {span[0]} × {span[1]} PEs
         </span>
         <span class="legend-small">
           PEs from zoom {percent(pitchOf(shape, 'pe') / fit)},{' '}
-          {level === 'domain'
-            ? `clusters below ${percent(pitchOf(shape, 'domain') / fit)}`
-            : `domains from ${percent(pitchOf(shape, 'domain') / fit)}`}
+          {level === 'block'
+            ? `larger blocks below ${percent(LEAST_PITCH / span[0] / fit)}`
+            : `${level === 'domain' ? 'clusters below' : 'domains from'} ${percent(pitchOf(shape, 'domain') / fit)}`}
         </span>
       </div>
     </>

@@ -1,5 +1,6 @@
 import type { Layout } from '../../base/floorplan/layout';
 import { THREADS } from '../../base/picture';
+import type { Grain } from '../../base/shape';
 import { counted, rangeText, thousands } from '../../base/words';
 import { OTHER_KIND } from '../../gl/cellLooks';
 import { linkEnd } from '../../model/selectionStore';
@@ -101,6 +102,8 @@ function linkLines(explorer: Explorer, palette: Palette): LegendLine[] {
   ];
 }
 
+const grainWords = ({ of, span }: Grain): string => (of === 'block' ? `blocks of ${span[0]} × ${span[1]} PEs` : `${of}s`);
+
 /** What the picture of the floorplan shows, as the rail beside it tells. */
 export function legendOf(explorer: Explorer, layout: Layout): readonly LegendLine[] {
   const { view, settings } = explorer;
@@ -114,7 +117,7 @@ export function legendOf(explorer: Explorer, layout: Layout): readonly LegendLin
     ...(threads ? threadLines(explorer, palette) : []),
     ...(by === 'kind' ? kindLines(explorer, palette) : []),
     ...(by === 'heat' ? heatLines(explorer, layout, palette) : []),
-    ...(layout.level === 'pe' ? [] : [{ note: `drawn: ${layout.level === 'domain' ? 'domains' : 'clusters'}` }]),
+    ...(layout.level === 'pe' ? [] : [{ note: `drawn: ${grainWords(layout.grain)}` }]),
     ...(view.messages.peek() && layout.level === 'pe' && !viewer
       ? [{ title: 'Messages' }, { wedge: 1, text: 'wide end sends' }, { wedge: 0.3, text: 'to 11 steps old' }]
       : []),

@@ -11,7 +11,7 @@ const SHAPE = { clusters: [2, 1], domains: [1, 1], pes: [2, 2] } as const;
 const NONE = { record: new Float64Array(), age: new Uint8Array(), thread: new Uint32Array(), from: new Uint32Array(), to: new Uint32Array() };
 
 function sceneOf(elements: readonly number[], pitch: number) {
-  const look = { asViewer: false, pitch, width: 400, height: 300, left: 20, bottom: 280, ratio: 1 };
+  const look = { plan: 'natural' as const, pitch, width: 400, height: 300, left: 20, bottom: 280, ratio: 1 };
   const picture: Picture = {
     reading: 'natural',
     step: 0,

@@ -5,7 +5,7 @@ import { barsOf, meshPlace, type LinkLoads } from '../../../src/gl/linkShapes';
 import { shownBox } from '../../../src/views/takeAway/viewPicture';
 
 const SHAPE = { clusters: [1, 1], domains: [1, 1], pes: [4, 4] } as const;
-const layout = new Layout(SHAPE, { asViewer: false, pitch: 40, width: 600, height: 500, left: 200, bottom: 350, ratio: 1 });
+const layout = new Layout(SHAPE, { plan: 'natural', pitch: 40, width: 600, height: 500, left: 200, bottom: 350, ratio: 1 });
 
 const loads = (wrap: boolean): LinkLoads => ({
   columns: 4,
