@@ -21,6 +21,7 @@
 #include "tools/program/Failure.h"
 #include "tools/program/Flags.h"
 #include "tools/program/OutOfMemory.h"
+#include "tools/program/ShellWord.h"
 #include "tools/program/TerminalText.h"
 #include "tools/program/TraceInput.h"
 #include "trace/read/PositionedFile.h"
@@ -120,6 +121,19 @@ void AllowManyConnections() {
   }
 }
 
+// The command line once more, to be typed in a shell where this one was, without its port.
+std::string RestartLine(const std::vector<std::string>& words) {
+  std::string line = "marrowfin-explorer";
+  for (size_t i = 0; i < words.size(); ++i) {
+    if (words[i] == "--port") {
+      ++i;
+    } else if (!words[i].starts_with("--port=")) {
+      line += " " + ShellWord(words[i]);
+    }
+  }
+  return line;
+}
+
 MaybeFailure Explore(ExplorerFlags& flags) {
   if (MaybeFailure failure = flags.shape.Check()) {
     return failure;
@@ -136,6 +150,7 @@ MaybeFailure Explore(ExplorerFlags& flags) {
     return FailureOf(token.Why());
   }
   flags.server.token = std::move(token).Take();
+  flags.server.keepsToken = !flags.tokenFile.empty();
   AllowManyConnections();
   Result<std::unique_ptr<Server>> server = Server::Start(flags.server);
   if (!server) {
@@ -173,6 +188,7 @@ int Main(int argc, char** argv) {
     std::cout << CompletionText(app, flags.completion) << std::flush;
     return std::cout ? EXIT_OK : EXIT_SYSTEM;
   }
+  flags.server.restart = RestartLine(std::vector<std::string>(argv + 1, argv + argc));
   if (const MaybeFailure failure = Explore(flags)) {
     Report(*failure);
     return failure->code;

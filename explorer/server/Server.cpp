@@ -671,6 +671,10 @@ Result<std::vector<tcp::acceptor>> BindAll(asio::io_context& context,
   return acceptors;
 }
 
+std::string RestartLine(const ServerOptions& options, uint16_t port) {
+  return options.restart + " --port " + std::to_string(port);
+}
+
 constexpr size_t TAKERS = 2;
 
 size_t WorkerCount() { return std::clamp<size_t>(std::thread::hardware_concurrency(), 2, 8); }
@@ -696,7 +700,9 @@ struct Server::Parts {
     traces = std::make_unique<OpenTraces>(
         options.files, [this](const TraceNews& news) { Tell(news); }, options.timing);
     core = std::make_unique<Core>(*traces, options.shape);
-    site = std::make_unique<Site>(*traces, *core, SiteAccess{options.token, options.listen, port});
+    site = std::make_unique<Site>(*traces, *core,
+                                  SiteAccess{options.token, options.listen, port,
+                                             RestartLine(options, port), options.keepsToken});
     shared.site = site.get();
     shared.core = core.get();
     shared.workers = &workers;

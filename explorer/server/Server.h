@@ -30,8 +30,10 @@ struct ServerOptions {
   std::vector<std::string> files;
   std::optional<ArrayShape> shape;  // of all traces
   std::string token;
-  std::string listen;    // an address; empty for the loopback addresses
-  uint16_t port = 8120;  // where it is taken, the next free one of a hundred; 0 for any
+  bool keepsToken = false;  // the next server has the same one
+  std::string restart;      // the command line that starts it again, without a port
+  std::string listen;       // an address; empty for the loopback addresses
+  uint16_t port = 8120;     // where it is taken, the next free one of a hundred; 0 for any
   ServerLimits limits;
   FollowedTrace::Timing timing;
 };

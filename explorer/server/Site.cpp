@@ -325,6 +325,9 @@ std::string Site::StatusText() const {
   text.Object();
   text.Key("protocol").Number(AnswerBytes::PROTOCOL);
   text.Key("build").Text(std::string(MARROWFIN_VERSION " ") + std::string(PageBuild()));
+  text.Key("restart").Object();
+  text.Key("command").Text(access.restart);
+  text.Key("sameLink").Flag(access.keepsToken).End();
   text.Key("traces").Array();
   for (const TraceStatus& status : traces.Status()) {
     PutTrace(status, text);

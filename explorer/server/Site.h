@@ -43,6 +43,8 @@ struct SiteAccess {
   std::string token;
   std::string address;  // that it listens at besides the loopback addresses; may be empty
   uint16_t port = 0;    // by which its cookie is called
+  std::string restart;  // the command line that starts the server again
+  bool keepsToken = false;
 };
 
 // What the server answers to requests, without a word about connections: who is let in, the page,

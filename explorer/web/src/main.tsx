@@ -94,7 +94,6 @@ const panels: Panels = {
   Dialogs: later(async () => (await import('./views/dialogs/Dialogs')).Dialogs),
 };
 
-explorer.watch.port = location.port;
 explorer.watch.reload = () => location.reload();
 followAddress(explorer);
 followSurroundings(explorer);

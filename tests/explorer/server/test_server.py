@@ -45,6 +45,25 @@ def test_help_and_version_are_told():
     assert "\n\nExit status" in help_text
 
 
+def test_it_tells_how_to_start_it_again(tmp_path):
+    (tmp_path / "a trace").write_bytes(fires(10))
+    token = tmp_path / "token"
+    for arguments, words, same in [
+            ([], "marrowfin-explorer --no-browser 'a trace'", False),
+            (["--token-file", str(token), "-c", "2"], f"marrowfin-explorer --no-browser --token-file {token} -c 2 'a trace'",
+             True)]:
+        with Server("a trace", arguments=arguments, folder=tmp_path) as server:
+            told = json.loads(server.request("GET", "/api/status").bytes)["restart"]
+            assert told == {"command": f"{words} --port {server.port}", "sameLink": same}
+            server.stop()
+            again = told["command"].replace("marrowfin-explorer", str(PROGRAM), 1)
+            with subprocess.Popen(["bash", "-c", f"exec {again}"], stdout=subprocess.PIPE, cwd=tmp_path) as second:
+                link = second.stdout.readline().decode().strip()
+                second.terminate()
+            assert f":{server.port}/" in link
+            assert (link == server.link) == same
+
+
 def test_shells_complete_its_options_and_names_of_files(tmp_path):
     (tmp_path / "some.trace").write_bytes(b"")
     script = run("--completion", "bash").stdout

@@ -6,10 +6,12 @@ export type Goal =
   | { readonly kind: 'cycle'; readonly cycle: bigint }
   | { readonly kind: 'step' | 'record'; readonly number: number }
   | { readonly kind: 'packet'; readonly packet: bigint }
+  | { readonly kind: 'link'; readonly link: readonly [number, number, 'right' | 'left' | 'up' | 'down'] }
   | { readonly kind: 'pe' | 'switch' | 'domain' | 'cluster'; readonly place: readonly [number, number] };
 
 const NUMBER = /^(?:(cycle|step|record|packet|c|s|r|p)\s*:?\s*)?(\d[\d,]*)$/i;
 const PLACE = /^(?:(pe|switch|domain|cluster)\s*:?\s*)?\(?(\d{1,6})\s*[,;x ]\s*(\d{1,6})\)?$/i;
+const LINK = /^link\s*:?\s*\(?(\d{1,6})\s*[,;x ]\s*(\d{1,6})\)?\s+(right|left|up|down)$/i;
 const LONG = { c: 'cycle', s: 'step', r: 'record', p: 'packet' } as const;
 
 function numberGoal(kind: string, digits: string): Goal | undefined {
@@ -39,6 +41,11 @@ export function goalsOf(text: string): readonly Goal[] {
   if (place !== null) {
     const kind = (place[1]?.toLowerCase() ?? 'pe') as 'pe';
     goals.push({ kind, place: [Number(place[2]), Number(place[3])] });
+  }
+  const link = LINK.exec(trimmed);
+  if (link !== null) {
+    const way = (link[3]?.toLowerCase() ?? 'right') as 'right';
+    goals.push({ kind: 'link', link: [Number(link[1]), Number(link[2]), way] });
   }
   const number = NUMBER.exec(trimmed);
   if (number !== null && (place === null || thousands)) {

@@ -20,6 +20,8 @@ export type CommandId =
   | 'timeline.panRight'
   | 'timeline.whole'
   | 'timeline.toRange'
+  | 'timeline.rangeFrom'
+  | 'timeline.rangeTo'
   | 'timeline.clearRange'
   | 'timeline.pin'
   | 'timeline.by'

@@ -26,6 +26,7 @@ export const KEY_GROUPS: readonly KeyGroup[] = [
       { name: 'Go to step or cycle', ids: ['time.goTo'] },
       { name: 'Zoom timeline', ids: ['timeline.zoomIn', 'timeline.zoomOut'] },
       { name: 'Pan timeline', ids: ['timeline.panLeft', 'timeline.panRight'] },
+      { name: 'Range from here, to here', ids: ['timeline.rangeFrom', 'timeline.rangeTo'] },
     ],
   },
   {
@@ -50,6 +51,14 @@ export const KEY_GROUPS: readonly KeyGroup[] = [
       { name: 'Link load', ids: ['layer.linkLoad'] },
       { name: 'Zoom, fit all', ids: ['floorplan.zoomIn', 'floorplan.zoomOut', 'floorplan.fit'] },
       { name: 'Flat, without gaps', ids: ['floorplan.flat'] },
+    ],
+  },
+  {
+    name: 'On the floorplan, reached by Tab',
+    lines: [
+      { name: 'Select the one beside', ids: [], typed: ['←', '→', '↑', '↓'] },
+      { name: 'Grow a rectangle', ids: [], typed: ['Shift', '←', '→', '↑', '↓'] },
+      { name: 'Pan', ids: [], typed: ['Ctrl', '←', '→', '↑', '↓'] },
     ],
   },
   {

@@ -19,6 +19,8 @@ export const KEYS = {
   S: 'timeline.zoomOut',
   A: 'timeline.panLeft',
   D: 'timeline.panRight',
+  I: 'timeline.rangeFrom',
+  O: 'timeline.rangeTo',
   '/': 'find.search',
   'Ctrl+F': 'find.search',
   'Ctrl+Shift+P': 'find.commands',

@@ -1,7 +1,10 @@
+import { placeOf } from '../base/place';
+import { grainOf, unitOf } from '../base/shape';
 import type { EventWalk } from '../model/eventWalk';
 import type { Explorer } from '../model/explorer';
 import type { Inspection } from '../model/inspection';
 import type { EventHead } from '../protocol/answers';
+import type { Piece } from '../protocol/questions';
 import { EVENT_TYPES } from '../protocol/questions';
 import type { Command } from './registry';
 
@@ -20,6 +23,21 @@ function endOfRecord(inspection: Inspection, end: 'sender' | 'receiver') {
   const columns = inspection.event.fed.peek()?.answer.columns;
   const list = end === 'sender' ? columns?.at : columns?.to;
   return EVENT_TYPES[columns?.type[0] ?? 0] === 'send' && list !== undefined ? ([list[0] ?? 0, list[1] ?? 0] as const) : undefined;
+}
+
+/** What the selected event is of. */
+function actorOfRecord({ trace }: Explorer, inspection: Inspection): Piece | undefined {
+  const columns = inspection.event.fed.peek()?.answer.columns;
+  const shape = trace.shape.peek();
+  if (columns === undefined || shape === undefined) {
+    return undefined;
+  }
+  const at = [columns.at[0] ?? 0, columns.at[1] ?? 0] as const;
+  if (EVENT_TYPES[columns.type[0] ?? 0] !== 'switch') {
+    return { pe: at };
+  }
+  const { column, row } = unitOf(grainOf(shape, 'cluster'), placeOf(at));
+  return { switch: [column, row] };
 }
 
 function follow(explorer: Explorer, inspection: Inspection, end: 'sender' | 'receiver'): void {
@@ -81,17 +99,19 @@ export function selectionCommands(
   const { selection, panels } = explorer;
   const group = 'Selection';
   const hasPiece = () => selection.piece.peek() !== undefined;
+  const actor = () => selection.piece.peek() ?? actorOfRecord(explorer, inspection);
+  const hasActor = () => actor() !== undefined;
   const has = () => selection.selected.peek() !== undefined;
   const go = (back: boolean) => () => {
-    const piece = selection.piece.peek();
+    const piece = actor();
     if (piece !== undefined) {
       void walk.go(piece, back);
     }
   };
   const to = (end: 'sender' | 'receiver') => () => follow(explorer, inspection, end);
   return [
-    { id: 'select.previousEvent', group, name: 'Previous event', icon: 'back', can: hasPiece, run: go(true) },
-    { id: 'select.nextEvent', group, name: 'Next event', icon: 'forward', can: hasPiece, run: go(false) },
+    { id: 'select.previousEvent', group, name: 'Previous event', icon: 'back', can: hasActor, run: go(true) },
+    { id: 'select.nextEvent', group, name: 'Next event', icon: 'forward', can: hasActor, run: go(false) },
     { id: 'select.sender', group, name: 'To the sender of the message', icon: 'message', can: has, run: to('sender') },
     {
       id: 'select.receiver',

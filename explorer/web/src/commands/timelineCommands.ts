@@ -25,6 +25,17 @@ function togglePin(explorer: Explorer): void {
   }
 }
 
+/** One end of the range at the playhead; the other one stays unless it would lie on the wrong side. */
+function setRangeEnd({ time, playback, trace }: Explorer, end: 'first' | 'last'): void {
+  const { cycle } = playback.now.peek();
+  const { first, last } = time.range.peek() ?? { first: trace.firstCycle.peek(), last: trace.lastCycle.peek() };
+  if (end === 'first') {
+    time.range.value = { first: cycle, last: last < cycle ? trace.lastCycle.peek() : last };
+  } else {
+    time.range.value = { first: first > cycle ? trace.firstCycle.peek() : first, last: cycle };
+  }
+}
+
 /** What moves the timeline's window and says what it shows. */
 export function timelineCommands(explorer: Explorer, timeline: Timeline): readonly Command[] {
   const { time, selection, trace } = explorer;
@@ -50,6 +61,20 @@ export function timelineCommands(explorer: Explorer, timeline: Timeline): readon
           mover.toSpan(range.first, range.last);
         }
       },
+    },
+    {
+      id: 'timeline.rangeFrom',
+      group,
+      name: 'Begin the range at the playhead',
+      can,
+      run: () => setRangeEnd(explorer, 'first'),
+    },
+    {
+      id: 'timeline.rangeTo',
+      group,
+      name: 'End the range at the playhead',
+      can,
+      run: () => setRangeEnd(explorer, 'last'),
     },
     {
       id: 'timeline.clearRange',

@@ -21,6 +21,7 @@ export type Answering = {
 const READY: Status = {
   protocol: 1,
   build: 'fake',
+  restart: { command: 'marrowfin-explorer fake.trace --port 8120', sameLink: true },
   traces: [
     {
       fingerprint: 'fake',

@@ -1,6 +1,7 @@
 import { thousands } from '../base/words';
 import type { FaultOfTrace } from '../protocol/answers';
 import { AskError } from '../protocol/fault';
+import type { Status } from '../protocol/status';
 import type { Alert, AlertPart } from './alerts';
 
 // The words of alerts: what happened, where, what to do. No code, no exclamation mark, no apology.
@@ -59,13 +60,13 @@ export function broken(end: FaultOfTrace, goToLast: () => void): Alert {
   };
 }
 
-export function lost(seconds: number, next: number, command: string, tryNow: () => void): Alert {
+export function lost(seconds: number, next: number, { command, sameLink }: Status['restart'], tryNow: () => void): Alert {
   return {
     id: 'lost',
     gravity: 'warn',
     parts: [
       strong(`The server has not answered for ${thousands(seconds)} s.`),
-      ` The picture stays as it was. Next try in ${thousands(next)} s. If it has ended, start it again: `,
+      ` The picture stays as it was. Next try in ${thousands(next)} s. If it has ended, start it again${sameLink ? '' : ' and open the link that it prints'}: `,
       { code: command },
     ],
     action: { label: 'Try now', run: tryNow },

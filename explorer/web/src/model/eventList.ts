@@ -7,6 +7,8 @@ import { AskError, isCancelled } from '../protocol/fault';
 import type { Filter, Questions } from '../protocol/questions';
 import type { Explorer } from './explorer';
 import { momentOf } from './moment';
+import type { CycleSpan } from './timeStore';
+import { filterOf, isAll, isOfWholeRun } from './eventFilter';
 import { pageOf, pagesOf, type EventPage, type EventRow } from './eventPage';
 
 export const PAGE = 200; // rows that are fetched at once
@@ -16,37 +18,6 @@ const MOST_ASKED = 2000; // rows that the engine gives at once
 const PASSING: ReadonlySet<string> = new Set(['busy', 'lost']);
 const PAUSE = 500; // milliseconds
 const TYPING = 120; // milliseconds without a key after which a filter counts
-
-/** The members of a filter that words ask for. */
-export function filterOf({ not, ...terms }: FilterTerms, skipTo: bigint): Filter {
-  const filter = conditionsOf(terms, skipTo);
-  return not === true && !isAll(filter) ? { without: [filter] } : filter;
-}
-
-/** One thread is told as such: of it the engine knows the counts. */
-function threadsOf(threads: FilterTerms['threads']): Pick<Filter, 'thread' | 'threads'> {
-  const [one, ...others] = threads ?? [];
-  if (threads === undefined || one === undefined) {
-    return {};
-  }
-  return others.length === 0 && one[0] === one[1] ? { thread: one[0] } : { threads };
-}
-
-function conditionsOf(terms: Omit<FilterTerms, 'not'>, skipTo: bigint): Filter {
-  const { cycles, notes, records, threads, ...same } = terms;
-  return {
-    ...same,
-    ...threadsOf(threads),
-    ...(records === undefined ? {} : { records: [records[0], Math.min(records[1], Number.MAX_SAFE_INTEGER - 1) + 1] }),
-    ...(cycles === undefined ? {} : { cycles: [String(cycles[0]), String(cycles[1])] }),
-    ...(terms.steps === undefined || skipTo === 0n ? {} : { skipTo: String(skipTo) }),
-    ...(notes === undefined
-      ? {}
-      : { notes: notes.map((note) => ('where' in note ? note : { ...note, value: String(note.value) })) }),
-  };
-}
-
-const isAll = (filter: Filter): boolean => Object.keys(filter).length === 0;
 
 export interface Counted {
   readonly count: number;
@@ -73,8 +44,13 @@ export class EventList {
 
   readonly words = computed<FilterWords>(() => readFilterWords(this.text.value, this.attributes.value));
 
-  /** Of all words that can be used. */
-  readonly filter = computed<Filter>(() => filterOf(this.words.value.terms, this.explorer.view.skipTo.value));
+  /** The range, where the list keeps to it. */
+  readonly range = computed<CycleSpan | undefined>(() =>
+    isOfWholeRun(this.words.value.terms) ? undefined : this.explorer.time.range.value,
+  );
+
+  /** What is listed: what all words that can be used ask for, in the range. */
+  readonly filter = computed<Filter>(() => this.listed(this.words.value.terms));
 
   private readonly pages = new Lru<number, EventPage>(KEPT_PAGES);
   private readonly arrived = signal(0);
@@ -174,6 +150,13 @@ export class EventList {
     }
   }
 
+  private listed(terms: FilterTerms): Filter {
+    const { time, view } = this.explorer;
+    const filter = filterOf(terms, view.skipTo.value);
+    const range = isOfWholeRun(terms) ? undefined : time.range.value;
+    return range === undefined ? filter : { ...filter, cycles: [String(range.first), String(range.last)] };
+  }
+
   private async ask(more: Partial<Questions['count']>) {
     const { engine, trace } = this.explorer;
     const shape = trace.shape.peek();
@@ -193,7 +176,7 @@ export class EventList {
     this.failure.value = undefined;
     const records = this.explorer.trace.head.peek()?.records ?? 0;
     const all = isAll(this.filter.peek());
-    this.explorer.time.found.value = all ? undefined : this.filter.peek();
+    this.explorer.time.found.value = isAll(filterOf(this.words.peek().terms, 0n)) ? undefined : this.filter.peek();
     if (all) {
       this.counted.value = { count: records, exact: true };
       this.slow.value = false; // a count that is in work is of another filter
@@ -230,7 +213,7 @@ export class EventList {
       if (!usable) {
         continue;
       }
-      const filter = filterOf(terms, this.explorer.view.skipTo.peek());
+      const filter = this.listed(terms);
       const answer = await this.ask({ filter });
       if (key !== this.key) {
         return;

@@ -22,16 +22,22 @@ export class Inspection {
   readonly fires: AnswerFeed<'heat'>;
   readonly sends: AnswerFeed<'heat'>;
   readonly receives: AnswerFeed<'heat'>;
+  readonly transmissions: AnswerFeed<'heat'>;
   readonly links: AnswerFeed<'links'>;
   readonly measures: AnswerFeed<'measures'>;
 
-  /** Whether sums over many elements are shown: of a cluster, a domain or a rectangle. */
-  private readonly many = computed(() => {
-    const selected = this.explorer.selection.selected.value;
-    return (
-      selected !== undefined &&
-      ('rect' in selected || ('piece' in selected && ('cluster' in selected.piece || 'domain' in selected.piece)))
-    );
+  /** Whether sums are shown: of a cluster, a domain or a rectangle, and of a PE where there is a range. */
+  private readonly summed = computed(() => {
+    const { selection, time } = this.explorer;
+    const selected = selection.selected.value;
+    if (selected === undefined || 'record' in selected) {
+      return false;
+    }
+    if ('rect' in selected) {
+      return true;
+    }
+    const { piece } = selected;
+    return 'cluster' in piece || 'domain' in piece || ('pe' in piece && time.range.value !== undefined);
   });
 
   constructor(private readonly explorer: Explorer) {
@@ -42,6 +48,7 @@ export class Inspection {
     this.fires = heat('fires');
     this.sends = heat('sends');
     this.receives = heat('receives');
+    this.transmissions = heat('transmissions');
     this.links = new AnswerFeed(explorer, 'links', () => this.linksQuestion(), () => 'links', 'long');
     this.measures = new AnswerFeed(explorer, 'measures', () => this.measuresQuestion(), () => 'measures', 'long');
   }
@@ -68,7 +75,7 @@ export class Inspection {
   }
 
   private get sums() {
-    return [this.fires, this.sends, this.receives, this.links, this.measures];
+    return [this.fires, this.sends, this.receives, this.transmissions, this.links, this.measures];
   }
 
   private get feeds() {
@@ -97,7 +104,13 @@ export class Inspection {
 
   private heatQuestion(what: Questions['heat']['what']): Questions['heat'] | undefined {
     const shape = this.explorer.trace.shape.value;
-    return this.many.value && shape !== undefined ? { ...digits(spanOf(this.explorer)), shape, what } : undefined;
+    const wanted = what === 'transmissions' ? this.ofSwitch : this.summed.value;
+    return wanted && shape !== undefined ? { ...digits(spanOf(this.explorer)), shape, what } : undefined;
+  }
+
+  private get ofSwitch(): boolean {
+    const piece = this.explorer.selection.piece.value;
+    return piece !== undefined && 'switch' in piece && this.explorer.time.range.value !== undefined;
   }
 
   private linksQuestion(): Questions['links'] | undefined {

@@ -17,13 +17,12 @@ export class Watch {
   /** Called where the page must be loaded anew. */
   reload: () => void = () => undefined;
 
-  /** The port of the server, for the command that starts it again. */
-  port = '';
 
   /** What the address of the page asks for: a name or a fingerprint. */
   wished = '';
 
   private build: string | undefined;
+  private restart: Status['restart'] | undefined;
   private begun: { readonly at: number; readonly share: number } | undefined;
   private timer: ReturnType<typeof setTimeout> | undefined;
   private clock: ReturnType<typeof setInterval> | undefined;
@@ -79,6 +78,7 @@ export class Watch {
   private takeStatus(status: Status): void {
     this.explorer.trace.all.value = status.traces;
     this.build ??= status.build;
+    this.restart = status.restart;
     if (status.build !== this.build) {
       this.explorer.alerts.raise(newBuild(() => this.reload()));
     }
@@ -233,9 +233,8 @@ export class Watch {
     const now = Date.now();
     const seconds = Math.max(0, Math.round((now - connection.since) / 1000));
     const next = Math.max(0, Math.ceil((connection.nextTry - now) / 1000));
-    const name = this.explorer.trace.status.peek()?.name ?? '';
-    const command = `marrowfin-explorer ${name}${this.port === '' ? '' : ` --port ${this.port}`}`;
-    this.explorer.alerts.raise(lost(seconds, next, command, () => this.explorer.engine.retry()));
+    const restart = this.restart ?? { command: 'marrowfin-explorer', sameLink: false };
+    this.explorer.alerts.raise(lost(seconds, next, restart, () => this.explorer.engine.retry()));
   }
 
   private followFailures(): void {

@@ -16,6 +16,8 @@ export interface TraceStatus {
 export interface Status {
   readonly protocol: number;
   readonly build: string;
+  /** The command line that starts the server again, and whether its links stay right then. */
+  readonly restart: { readonly command: string; readonly sameLink: boolean };
   readonly traces: readonly TraceStatus[];
 }
 

@@ -24,6 +24,13 @@ describe('where a text may lead', () => {
     expect(goalsOf('cluster 1,2')).toEqual([{ kind: 'cluster', place: [1, 2] }]);
   });
 
+  it('is a link for where it leaves and which way', () => {
+    expect(goalsOf('link 3,2 right')).toEqual([{ kind: 'link', link: [3, 2, 'right'] }]);
+    expect(goalsOf('LINK: (0, 1) Up')).toEqual([{ kind: 'link', link: [0, 1, 'up'] }]);
+    expect(goalsOf('link 3,2')).toEqual([]);
+    expect(goalsOf('link 3,2 north')).toEqual([]);
+  });
+
   it('may be both for a number with thousands', () => {
     expect(goalsOf('1,842').map((goal) => goal.kind)).toEqual(['pe', 'cycle', 'step']);
   });

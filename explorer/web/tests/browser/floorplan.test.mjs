@@ -89,6 +89,20 @@ test('A click selects, arrow keys go on from there, and Escape forgets it', LONG
   await page.keyboard.press('ArrowDown');
   assert.deepEqual((await state(page)).selected, { piece: { pe: [4, 11] } });
   assert.match(await page.locator('.floorplan-canvas').last().getAttribute('aria-label'), /PE 4,11 is selected/);
+  for (const key of ['Shift+ArrowRight', 'Shift+ArrowRight', 'Shift+ArrowUp', 'Shift+ArrowLeft']) {
+    await page.keyboard.press(key);
+  }
+  assert.deepEqual((await state(page)).selected, { rect: { first: { column: 4, row: 11 }, last: { column: 5, row: 12 } } });
+  for (const key of ['Shift+ArrowLeft', 'Shift+ArrowLeft', 'Shift+ArrowLeft']) {
+    await page.keyboard.press(key);
+  }
+  assert.deepEqual((await state(page)).selected, { rect: { first: { column: 2, row: 11 }, last: { column: 4, row: 12 } } });
+  const before = await spotOf(page, 3, 3);
+  await page.keyboard.press('Control+ArrowRight');
+  await page.keyboard.press('Control+ArrowUp');
+  await rest(page);
+  const panned = await spotOf(page, 3, 3);
+  assert.deepEqual([panned.x - before.x, panned.y - before.y], [-64, 64]);
   await page.keyboard.press('Escape');
   assert.equal((await state(page)).selected, undefined);
   await close(page);

@@ -88,8 +88,9 @@ const servers = [];
  * when it has ended.
  */
 export async function serve(...args) {
-  const port = args.includes('--port') ? [] : ['--port', '0'];
-  const server = spawn(process.env.MARROWFIN_EXPLORER, [...args, '--no-browser', ...port], {
+  const own = { '--port': ['0'], '--no-browser': [] };
+  const more = Object.entries(own).flatMap(([flag, words]) => (args.includes(flag) ? [] : [flag, ...words]));
+  const server = spawn(process.env.MARROWFIN_EXPLORER, [...args, ...more], {
     cwd: folder,
     stdio: ['ignore', 'pipe', 'inherit'],
   });

@@ -23,7 +23,7 @@ test('A piece tells what it shows, its run, what is around the playhead, and its
   await first.click();
   await rest(page);
   assert.equal((await view(page)).select, `pe:${name[1]},${name[2]}`);
-  assert.deepEqual((await headings(page)).slice(0, 3), [name[0], 'Whole run', 'Around the playhead']);
+  assert.deepEqual((await headings(page)).slice(0, 3), [name[0], 'In the range', 'Whole run']);
   assert.ok((await panel(page).textContent()).includes('Shows'));
   assert.ok((await panel(page).locator('.event-line').count()) >= 5);
   await close(page);

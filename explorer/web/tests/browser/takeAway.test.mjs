@@ -48,7 +48,7 @@ test('What is taken away has the bytes of the command that is copied beside it',
   const numbers = await saved(page, 'Numbers as JSON');
   assert.deepEqual(numbers.bytes, tool('stats', file('run.trace'), '--cycles', '700:760', '--json', ...SHAPE));
   const events = await saved(page, 'Events as CSV');
-  assert.equal(events.bytes.toString().trimEnd().split('\n').length, 60_001);
+  assert.deepEqual(events.bytes, tool('events', file('run.trace'), '--format', 'csv', '--cycles', '700:760', ...SHAPE));
   await close(page);
 });
 

@@ -2,7 +2,8 @@ import { effect } from '@preact/signals';
 import { afterEach, beforeEach, describe, expect, it, vi } from 'vitest';
 
 import { FakeEngine } from '../../src/engine/fakeEngine';
-import { EventList, PAGE, filterOf } from '../../src/model/eventList';
+import { filterOf } from '../../src/model/eventFilter';
+import { EventList, PAGE } from '../../src/model/eventList';
 import { csvOf, CSV_HEAD } from '../../src/model/eventPage';
 import { Explorer } from '../../src/model/explorer';
 import type { TraceHead } from '../../src/protocol/answers';
@@ -55,6 +56,7 @@ function engineOf() {
 }
 
 let engine: FakeEngine;
+let explorer: Explorer;
 let list: EventList;
 let end: () => void;
 const settled = () => vi.advanceTimersByTimeAsync(200);
@@ -62,7 +64,7 @@ const settled = () => vi.advanceTimersByTimeAsync(200);
 beforeEach(() => {
   vi.useFakeTimers();
   engine = engineOf();
-  const explorer = new Explorer(engine);
+  explorer = new Explorer(engine);
   explorer.trace.head.value = HEAD;
   list = new EventList(explorer);
   end = list.follow();
@@ -154,6 +156,35 @@ describe('the list of events', () => {
     expect(list.relief.value).toEqual({ word: 1, count: Math.ceil(RECORDS / 3) });
   });
 
+  it('keeps to the range, but where its words name a time', async () => {
+    explorer.time.range.value = { first: 100n, last: 200n };
+    await settled();
+    expect(engine.asked[0]?.question).toMatchObject({ filter: { cycles: ['100', '200'] } });
+    expect(explorer.time.found.value).toBeUndefined(); // nothing was looked for
+    list.text.value = 'thread:2';
+    await settled();
+    expect(list.filter.value).toEqual({ thread: 2, cycles: ['100', '200'] });
+    expect(explorer.time.found.value).toEqual(list.filter.value);
+    list.text.value = 'thread:2 cycle>=300';
+    expect(list.range.value).toBeUndefined();
+    expect(list.filter.value).toMatchObject({ thread: 2, cycles: ['300', String((1n << 64n) - 1n)] });
+    list.text.value = 'not thread:2';
+    expect(list.filter.value).toEqual({ without: [{ thread: 2 }] });
+    list.text.value = '';
+    explorer.time.range.value = undefined;
+    await settled();
+    expect(list.filter.value).toEqual({});
+    expect(list.counted.value).toEqual({ count: RECORDS, exact: true });
+  });
+
+  it('names a word to leave out only where something matches in the range', async () => {
+    explorer.time.range.value = { first: 20_000n, last: 30_000n };
+    list.text.value = 'thread:2 fire';
+    await settled();
+    expect(list.counted.value?.count).toBe(0);
+    expect(list.relief.value).toBeUndefined();
+  });
+
   it('leaves words out that it does not understand', async () => {
     list.text.value = 'tread:2 kind:read';
     expect(list.words.value.usable).toBe(false);
@@ -194,9 +225,9 @@ describe('the list of events', () => {
 
   it('says why where a question is refused', async () => {
     end();
-    const explorer = new Explorer(new FakeEngine({}));
-    explorer.trace.head.value = HEAD;
-    list = new EventList(explorer);
+    const refusing = new Explorer(new FakeEngine({}));
+    refusing.trace.head.value = HEAD;
+    list = new EventList(refusing);
     end = list.follow();
     list.text.value = 'thread:2';
     await settled();

@@ -1,7 +1,7 @@
 import { expect, test } from 'vitest';
 
 import { cutTake, eventsTake, filmTake, plotTake, selectionTake, stateTake, takeText, viewTake } from '../../src/model/takeAway';
-import { filterOf } from '../../src/model/eventList';
+import { filterOf } from '../../src/model/eventFilter';
 import { readFilterWords } from '../../src/base/filterWords';
 import { openSmall, settled } from '../fixtures/smallTrace';
 

@@ -16,8 +16,11 @@ test('Alerts have the words that were agreed on', () => {
   expect(words(indexing({ share: 0.384, secondsLeft: 4, lastStep: 1999 }))).toBe(
     '**Reading the trace: 38 %**, about 4 s left. You can look at steps 0 to 1,999 now.',
   );
-  expect(words(lost(14, 4, 'marrowfin-explorer stencil.trace --port 8120', nothing))).toBe(
+  expect(words(lost(14, 4, { command: 'marrowfin-explorer stencil.trace --port 8120', sameLink: true }, nothing))).toBe(
     '**The server has not answered for 14 s.** The picture stays as it was. Next try in 4 s. If it has ended, start it again: `marrowfin-explorer stencil.trace --port 8120`',
+  );
+  expect(words(lost(14, 4, { command: 'marrowfin-explorer a.trace', sameLink: false }, nothing))).toContain(
+    'If it has ended, start it again and open the link that it prints: `marrowfin-explorer a.trace`',
   );
   expect(words(replaced(new Date(2026, 1, 3, 14, 2), false, nothing))).toBe(
     '**This is another trace now.** The file changed at 14:02. Your view is kept in the link.',
@@ -107,12 +110,11 @@ afterEach(() => void vi.useRealTimers());
 
 test('A lost server is told with the time, and forgotten when it is back', async () => {
   const { engine, explorer } = await openSmall();
-  explorer.watch.port = '8120';
   const now = Date.now();
   engine.connection.value = { state: 'lost', since: now, nextTry: now + 18_000 };
   vi.advanceTimersByTime(14_000);
   expect(words(explorer.alerts.shown.value)).toBe(
-    '**The server has not answered for 14 s.** The picture stays as it was. Next try in 4 s. If it has ended, start it again: `marrowfin-explorer small.trace --port 8120`',
+    '**The server has not answered for 14 s.** The picture stays as it was. Next try in 4 s. If it has ended, start it again: `marrowfin-explorer small.trace -c 2 --port 8120`',
   );
   explorer.alerts.shown.value?.action?.run();
   expect(engine.retries).toBe(1);

@@ -85,6 +85,9 @@ export function gapAt(pitch: number, ratio: number): number {
   return Math.max(1, Math.round((pitch >= 18 * ratio ? 2 : 1) * ratio));
 }
 
+const sameLook = (a: Look, b: Look): boolean =>
+  (Object.keys(a) as (keyof Look)[]).every((key) => a[key] === b[key]);
+
 /** Where everything of an array lies on a canvas: column 0 at the left, row 0 below. */
 export class Layout {
   readonly columns: Axis;
@@ -100,6 +103,11 @@ export class Layout {
     this.columns = this.axisOf(0);
     this.rows = this.axisOf(1);
     this.grain = grainAt(shape, look.plan, look.pitch / look.ratio);
+  }
+
+  /** Whether it is another one of the same: what is made of one need not be made anew. */
+  equals(other: Layout): boolean {
+    return this.shape === other.shape && sameLook(this.look, other.look);
   }
 
   /** Of what is drawn as one. */

@@ -2,7 +2,7 @@ import { useSignal } from '@preact/signals';
 import { useEffect } from 'preact/hooks';
 
 import { withoutWord } from '../../base/filterWords';
-import { counted, thousands } from '../../base/words';
+import { counted, rangeText, thousands } from '../../base/words';
 import { eventsTake } from '../../model/takeAway';
 import type { EventList } from '../../model/eventList';
 import type { EventRow } from '../../model/eventPage';
@@ -75,6 +75,7 @@ function Count({ list }: { readonly list: EventList }) {
   const { explorer } = page;
   const count = list.counted.value;
   const records = explorer.trace.head.value?.records ?? 0;
+  const range = list.range.value;
   const busy = useSignal(false);
   const done = useSignal('');
   const take = async (work: () => Promise<string>) => {
@@ -91,7 +92,7 @@ function Count({ list }: { readonly list: EventList }) {
             <b>{thousands(count.count)}</b>
             {count.count === records && list.text.value.trim() === ''
               ? ' records'
-              : ` of ${counted(records, 'record')} match`}
+              : ` of ${counted(records, 'record')} ${range === undefined ? 'match' : `match in cycles ${rangeText(range.first, range.last)}`}`}
           </>
         )}
       </span>
@@ -132,7 +133,10 @@ function NoRows({ list }: { readonly list: EventList }) {
   const word = relief === undefined ? undefined : list.words.value.words[relief.word];
   return (
     <p class="event-none" role="status">
-      <b>No record matches.</b> The trace ends at cycle {thousands(explorer.trace.lastCycle.value)}.{' '}
+      <b>No record matches.</b>{' '}
+      {list.range.value === undefined
+        ? `The trace ends at cycle ${thousands(explorer.trace.lastCycle.value)}.`
+        : 'Only those in the range are looked for.'}{' '}
       {relief === undefined || word === undefined ? null : (
         <>
           Remove{' '}

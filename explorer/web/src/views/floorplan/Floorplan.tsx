@@ -143,7 +143,7 @@ export function Floorplan({ controller }: { readonly controller: FloorplanContro
           ref={overlay}
           tabIndex={0}
           role="application"
-          aria-label={`Floorplan${label}. Arrow keys choose another one.`}
+          aria-label={`Floorplan${label}. Arrow keys choose another one, with Shift a rectangle; with Ctrl they pan.`}
           onKeyDown={onKeyDown}
         />
         {!controller.works.value && (

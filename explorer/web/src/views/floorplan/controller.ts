@@ -2,6 +2,7 @@ import { effect, signal } from '@preact/signals';
 
 import { cameraOf, clampZoom, type Camera, type Stage } from '../../base/camera';
 import type { Box, Layout, Spot } from '../../base/floorplan/layout';
+import { memo } from '../../base/memo';
 import type { Explorer } from '../../model/explorer';
 import type { Piece } from '../../protocol/questions';
 import { followHand } from '../../input/drag';
@@ -34,6 +35,7 @@ export class FloorplanController {
   /** How often it was drawn. */
   draws = 0;
 
+  private readonly cover = memo(coverOf);
   private stage = signal<Stage>({ width: 0, height: 0, ratio: 1, margin: MARGIN });
   private readonly band = signal<Box | undefined>(undefined);
   private renderer: FloorplanRenderer | undefined;
@@ -166,7 +168,8 @@ export class FloorplanController {
 
   /** Reads everything that is drawn; whatever of it changes, there is another frame. */
   private prepare(): void {
-    const layout = layoutOf(this.explorer, this.stage.value);
+    const wanted = layoutOf(this.explorer, this.stage.value);
+    const layout = wanted !== undefined && this.layout?.equals(wanted) === true ? this.layout : wanted;
     this.layout = layout;
     this.seen.value = layout;
     this.input = layout && inputOf(this.explorer, layout, this.font, this.rem, this.band.value);
@@ -179,7 +182,7 @@ export class FloorplanController {
     if (input === undefined || layout === undefined || !input.messages || layout.level !== 'pe' || input.links !== undefined) {
       return false;
     }
-    return coverOf(layout, input.cells.picture.messages) > COVERED;
+    return this.cover(layout, input.cells.picture.messages) > COVERED;
   }
 
   private request(): void {

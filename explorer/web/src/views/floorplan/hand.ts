@@ -84,6 +84,11 @@ export class FloorplanHand implements Hand {
     }
   }
 
+  /** Moves what is seen by CSS pixels. */
+  pan(dx: number, dy: number): void {
+    this.move((camera, { look }) => pannedBy(camera, look, dx * look.ratio, dy * look.ratio));
+  }
+
   /** Zooms at a spot, or at the middle. */
   zoom(spot: Spot | undefined, factor: number): void {
     this.move((camera, { look }) => {

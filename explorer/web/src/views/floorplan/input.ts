@@ -1,5 +1,6 @@
 import type { Stage } from '../../base/camera';
 import { fitPitch, lookOf } from '../../base/camera';
+import { memo } from '../../base/memo';
 import { Layout, type Box, type Plan } from '../../base/floorplan/layout';
 import { columnsOf, isFlat, unitSpan, type Shape } from '../../base/shape';
 import { ARC_OUT, barsOf, meshPlace, type LinkLoads } from '../../gl/linkShapes';
@@ -7,6 +8,7 @@ import type { Explorer } from '../../model/explorer';
 import { PALETTES, type Palette } from '../../theme/palettes';
 import { boxOfPiece, firstElement } from './pick';
 import type { FloorplanInput } from './renderer';
+import type { Answer, TraceHead } from '../../protocol/answers';
 import type { Piece } from '../../protocol/questions';
 
 /** Everything that the floorplan is drawn from, read from the stores in one place. */
@@ -40,21 +42,30 @@ export function layoutOf(explorer: Explorer, stage: Stage): Layout | undefined {
 export const paletteOf = (explorer: Explorer): Palette =>
   PALETTES[explorer.view.asViewer.value ? 'light' : explorer.settings.theme.value];
 
-export function loadsOf(explorer: Explorer): LinkLoads | undefined {
-  const answer = explorer.layers.links.answer.value;
-  const head = explorer.trace.head.value;
-  if (!explorer.view.linkLoad.value || answer === undefined || head === undefined) {
-    return undefined;
-  }
+const keptLoads = memo((answer: Answer<'links'>, head: TraceHead, end: number): LinkLoads => {
   const { right, left, up, down } = answer.columns;
   return {
     ...answer.head.mesh,
     loads: { right, left, up, down },
-    end: explorer.layers.loadEnd,
+    end,
     wrapColumns: head.wrapColumns,
     wrapRows: head.wrapRows,
   };
+});
+
+export function loadsOf(explorer: Explorer): LinkLoads | undefined {
+  const answer = explorer.layers.links.answer.value;
+  const head = explorer.trace.head.value;
+  return !explorer.view.linkLoad.value || answer === undefined || head === undefined
+    ? undefined
+    : keptLoads(answer, head, explorer.layers.loadEnd);
 }
+
+/** The bars of all links; there are four a node, so that they are made only where they differ. */
+const keptBars = memo((layout: Layout, loads: LinkLoads) => {
+  const place = meshPlace(layout, loads.of);
+  return { loads, place, bars: barsOf(loads, place, layout.look.ratio) };
+});
 
 /** Fires and the like by element; transmissions are told by cluster, and shown on all of it. */
 function heatOf(explorer: Explorer, shape: Shape): { values: Float64Array; end: number } | undefined {
@@ -106,9 +117,8 @@ export function inputOf(explorer: Explorer, layout: Layout, font: string, rem: n
   }
   const palette = paletteOf(explorer);
   const loads = loadsOf(explorer);
-  const { ratio } = layout.look;
-  const place = loads && meshPlace(layout, loads.of);
-  const bars = loads !== undefined && place !== undefined ? barsOf(loads, place, ratio) : [];
+  const links = loads && keptBars(layout, loads);
+  const bars = links?.bars ?? [];
   const of = loads?.of ?? 'elements';
   const piece = selection.piece.value;
   const hovered = selection.hovered.value;
@@ -144,7 +154,7 @@ export function inputOf(explorer: Explorer, layout: Layout, font: string, rem: n
     },
     messages: view.messages.value,
     switches: view.switches.value && loads?.of !== 'elements',
-    links: loads && place && { loads, place, bars },
+    links,
     strength: path === undefined ? 1 : 0.2,
   };
 }

@@ -1,6 +1,7 @@
 import type { Layout } from '../../base/floorplan/layout';
 import { LEAST_FRAMED } from '../../base/floorplan/layout';
 import { columnTable, rowTable, type PixelTable } from '../../base/floorplan/pixelTable';
+import { memo } from '../../base/memo';
 import type { Picture } from '../../base/picture';
 import {
   heatLook,
@@ -32,17 +33,6 @@ export interface CellInput {
 
 export const DIGIT_PITCH = 22; // CSS pixels
 const HOLLOW_PITCH = 8;
-
-/** Keeps the last result as long as what it was made of is the same. */
-function memo<Keys extends readonly unknown[], Value>(make: (...keys: Keys) => Value) {
-  let last: { keys: Keys; value: Value } | undefined;
-  return (...keys: Keys): Value => {
-    if (last === undefined || keys.some((key, i) => key !== last?.keys[i])) {
-      last = { keys, value: make(...keys) };
-    }
-    return last.value;
-  };
-}
 
 const none = (layout: Layout, length: number): Codes => {
   const columns = length === 0 ? layout.shape.clusters[0] : 1;

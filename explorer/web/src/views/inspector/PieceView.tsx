@@ -8,7 +8,7 @@ import { usePage } from '../context';
 import { Around } from './Around';
 import { LinkSection } from './LinkSection';
 import { Chip, Head, NumberRow, PieceRow, Section } from './parts';
-import { UnitSections } from './UnitSections';
+import { RangeOfElement, RangeOfSwitch, UnitSections } from './UnitSections';
 import { nameBehind, onPicture, pathOf, rounded, titleOf } from './words';
 
 type PieceHead = Answers['piece']['head'];
@@ -147,6 +147,8 @@ export function PieceView({ piece }: { readonly piece: Piece }) {
       {head === undefined || isLarge(piece) ? null : <Shows head={head} piece={piece} />}
       {'link' in piece ? <LinkSection link={piece.link} /> : null}
       {isLarge(piece) ? <UnitSections piece={piece} /> : null}
+      {'pe' in piece ? <RangeOfElement pe={piece.pe} /> : null}
+      {'switch' in piece ? <RangeOfSwitch cluster={piece.switch} /> : null}
       {head === undefined ? null : <Whole head={head} piece={piece} />}
       {head === undefined ? null : <Around events={head.around} />}
       {head === undefined || head.neighbours.length === 0 ? null : (

@@ -1,5 +1,5 @@
 import { grainOf, unitsOf, type Level, type Shape } from '../../base/shape';
-import type { PlacePair } from '../../base/place';
+import { placeOf, type PlacePair } from '../../base/place';
 import { counted, rangeText, thousands } from '../../base/words';
 import { spanOf } from '../../model/inspection';
 import type { PlaceRect } from '../../model/selectionStore';
@@ -37,11 +37,12 @@ function Sums(props: {
     return null;
   }
   const sum = sumIn(shape, fires, area);
+  const size = areaSize(area);
   return (
     <Section title={title} aside={aside ?? `cycles ${rangeText(span.first, span.last)}`}>
       <dl class="numbers">
         <NumberRow name="Fires" value={sum} />
-        <NumberRow name="Fires a PE" value={rounded(sum / areaSize(area))} />
+        {size === 1 ? null : <NumberRow name="Fires a PE" value={rounded(sum / size)} />}
         {median === undefined ? null : <NumberRow name={`Median ${median.name}`} value={median.sum} />}
         {sends === undefined ? null : <NumberRow name="Sends" value={sumIn(shape, sends, area)} />}
         {receives === undefined ? null : <NumberRow name="Receives" value={sumIn(shape, receives, area)} />}
@@ -100,6 +101,35 @@ export function UnitSections({ piece }: { readonly piece: Piece }) {
       />
       {counts === undefined ? null : <Busiest level={level} ranked={ranked} />}
     </>
+  );
+}
+
+/** What a PE does in the range; the whole run stands elsewhere. */
+export function RangeOfElement({ pe }: { readonly pe: PlacePair }) {
+  const { explorer } = usePage();
+  const shape = explorer.trace.shape.value;
+  if (shape === undefined || explorer.time.range.value === undefined) {
+    return null;
+  }
+  const place = placeOf(pe);
+  return <Sums shape={shape} area={{ first: place, last: place }} />;
+}
+
+/** What a switch transmits in the range. */
+export function RangeOfSwitch({ cluster }: { readonly cluster: PlacePair }) {
+  const { explorer, inspection } = usePage();
+  const shape = explorer.trace.shape.value;
+  const range = explorer.time.range.value;
+  const counts = inspection.transmissions.fed.value?.answer.columns.count;
+  if (shape === undefined || range === undefined || counts === undefined) {
+    return null;
+  }
+  return (
+    <Section title="In the range" aside={`cycles ${rangeText(range.first, range.last)}`}>
+      <dl class="numbers">
+        <NumberRow name="Transmissions" value={counts[cluster[1] * shape.clusters[0] + cluster[0]] ?? 0} />
+      </dl>
+    </Section>
   );
 }
 

@@ -2,11 +2,11 @@ import { fuzzyMatch, matchedParts } from '../../base/fuzzy';
 import { goalsOf, type Goal } from '../../base/goals';
 import { readFilterWords } from '../../base/filterWords';
 import type { PlacePair } from '../../base/place';
-import { grainOf, isInside, switchPlace, unitsOf, type Shape } from '../../base/shape';
+import { grainOf, isFlat, isInside, switchPlace, unitsOf, type Shape } from '../../base/shape';
 import { counted, thousands } from '../../base/words';
 import type { Group } from '../../commands/registry';
-import { filterOf } from '../../model/eventList';
-import { pieceText } from '../../model/selectionStore';
+import { filterOf } from '../../model/eventFilter';
+import { linkEnd, pieceText, type Mesh } from '../../model/selectionStore';
 import type { Lane } from '../../model/timeStore';
 import type { Answers } from '../../protocol/answers';
 import type { Piece } from '../../protocol/questions';
@@ -87,7 +87,41 @@ function placeResult(page: Page, goal: Extract<Goal, { place: unknown }>): Resul
   };
 }
 
-function momentResult(page: Page, goal: Exclude<Goal, { place: unknown }>): Result | undefined {
+/** The nodes that links lead from and to: PEs of a mesh, or the switches of clusters. */
+function meshOf({ explorer }: Page): Mesh {
+  const shape = explorer.trace.shape.value;
+  const [columns, rows] = shape === undefined ? [0, 0] : isFlat(shape) ? shape.pes : shape.clusters;
+  return explorer.layers.links.answer.value?.head.mesh ?? { columns, rows };
+}
+
+function linkResult(page: Page, goal: Extract<Goal, { link: unknown }>): Result | undefined {
+  const { trace, view } = page.explorer;
+  const mesh = meshOf(page);
+  const head = trace.head.value;
+  const [column, row, heading] = goal.link;
+  if (head === undefined || column >= mesh.columns || row >= mesh.rows) {
+    return undefined;
+  }
+  const straight = linkEnd({ column, row }, heading);
+  const isWithin = (at: number, size: number, wraps: boolean) => (at >= 0 && at < size) || (wraps && size > 2);
+  if (!isWithin(straight.column, mesh.columns, head.wrapColumns) || !isWithin(straight.row, mesh.rows, head.wrapRows)) {
+    return undefined;
+  }
+  const piece: Piece = { link: goal.link };
+  const text = pieceText(piece, mesh);
+  return {
+    key: text,
+    group: 'Go',
+    icon: 'load',
+    parts: plain(text.charAt(0).toUpperCase() + text.slice(1)),
+    run: () => {
+      view.linkLoad.value = true;
+      toPiece(page, piece);
+    },
+  };
+}
+
+function momentResult(page: Page, goal: Exclude<Goal, { place: unknown } | { link: unknown }>): Result | undefined {
   const { travel, explorer } = page;
   const head = explorer.trace.head.value;
   const result = (text: string, detail: string, run: () => unknown): Result => ({
@@ -246,7 +280,7 @@ function counterResults(page: Page, text: string): readonly Result[] {
 /** Everything that a text may mean; without one, marks. */
 export function findResults(page: Page, text: string, found: Found | undefined): readonly Result[] {
   const goals = goalsOf(text).map((goal) =>
-    'place' in goal ? placeResult(page, goal) : momentResult(page, goal),
+    'place' in goal ? placeResult(page, goal) : 'link' in goal ? linkResult(page, goal) : momentResult(page, goal),
   );
   const results = [
     ...goals.filter((result) => result !== undefined),

@@ -122,13 +122,17 @@ export function plainOffers(page: Page): readonly Offer[] {
   const filter = () => events.filter.peek();
   const text = events.text.value.trim();
   const count = events.counted.value?.count;
-  const all = text === '' ? 'all' : count === undefined ? '' : thousands(count);
+  const range = events.range.value;
+  const some = `${count === undefined ? '' : thousands(count)}${text === '' ? '' : ` that match ${text}`}`;
   return [
     {
       id: 'events',
       icon: 'index',
       name: 'Events',
-      words: text === '' ? `all ${counted(explorer.trace.head.value?.records ?? 0, 'record')}` : `${all} that match ${text}`,
+      words:
+        text === '' && range === undefined
+          ? `all ${counted(explorer.trace.head.value?.records ?? 0, 'record')}`
+          : `${some}${range === undefined ? '' : ` in ${spanWords(page)}`}`,
       formats: [{ name: 'CSV', query: () => eventsTake(explorer, filter(), 'csv'), directly: true }],
       command: () => eventsTake(explorer, filter(), 'text'),
     },

@@ -50,6 +50,19 @@ describe('what a text may mean', () => {
     expect(page.explorer.selection.piece.value).toEqual({ pe: [3, 7] });
   });
 
+  it('is a link that the mesh has', () => {
+    expect(names('link 0,0 right')).toEqual(['Link 0,0 → 1,0']);
+    expect(names('link 1,0 right')).toEqual([]); // leads out of two by two clusters
+    expect(names('link 2,0 left')).toEqual([]);
+    expect(names('link 0,0 down')).toEqual([]);
+    run('link 1,1 down');
+    expect(page.explorer.selection.piece.value).toEqual({ link: [1, 1, 'down'] });
+    expect(page.explorer.view.linkLoad.value).toBe(true);
+    page.explorer.trace.head.value = { ...HEAD, wrapColumns: true, shape: { clusters: [1, 1], domains: [1, 1], pes: [4, 4] } };
+    expect(names('link 3,0 right')).toEqual(['Link 3,0 → 0,0']);
+    expect(names('link 0,3 up')).toEqual([]);
+  });
+
   it('is a moment', () => {
     expect(names('1842')).toEqual(['Cycle 1,842', 'Step 1,842']);
     run('1842');

@@ -44,7 +44,7 @@ test('Alerts are shown one at a time, the gravest first, with what can be done',
   const end = { kind: 'cut-record', message: 'the trace ends after 15 of the 20 bytes of a header', file: 'a', place: '', remedy: '', record: 7, offset: 140 };
   await after(() => {
     page.explorer.alerts.raise(broken(end, () => undefined));
-    page.explorer.alerts.raise(lost(14, 4, 'marrowfin-explorer a.trace', () => ++tried));
+    page.explorer.alerts.raise(lost(14, 4, { command: 'marrowfin-explorer a.trace', sameLink: true }, () => ++tried));
   });
   expect(root.querySelector('[role=alert]')?.textContent).toContain('The server has not answered for 14 s.');
   expect(root.querySelector('code')?.textContent).toBe('marrowfin-explorer a.trace');

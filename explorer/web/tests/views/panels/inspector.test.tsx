@@ -50,6 +50,26 @@ test('Notes that end early are told, and which events have none for that', async
   expect(words()).toContain('Its notes are missing');
 });
 
+test('A PE and a switch tell what they do in the range, where there is one', async () => {
+  const asked: unknown[] = [];
+  const heat: Answering['heat'] = (question) => {
+    asked.push([question.what, question.first, question.last]);
+    const last = { fires: 70, sends: 71, receives: 72, transmissions: 73, idle: 0 }[question.what];
+    const count = question.what === 'transmissions' ? Float64Array.of(last) : Float64Array.of(1, last, 3, 4);
+    return { head: { highest: 9, end: 9 }, columns: { count } };
+  };
+  const { words, after, page } = await show(Inspector, { ...ANSWERS, heat });
+  page.inspection.follow();
+  await after(() => page.explorer.selection.selectPiece({ pe: [1, 0] }));
+  expect(words()).not.toContain('In the range');
+  expect(asked).toEqual([]);
+  await after(() => (page.explorer.time.range.value = { first: 5n, last: 9n }));
+  expect(asked).toEqual([['fires', '5', '9'], ['sends', '5', '9'], ['receives', '5', '9']]);
+  expect(words()).toMatch(/In the range ?cycles 5–9 ?Fires ?70 ?Sends ?71 ?Receives ?72/);
+  await after(() => page.explorer.selection.selectPiece({ switch: [0, 0] }));
+  expect(words()).toMatch(/In the range ?cycles 5–9 ?Transmissions ?73/);
+});
+
 test('A PE tells what it shows and why, its run, its neighbours, and the notes of each event around', async () => {
   const { words, root, press, after, page } = await show(Inspector, ANSWERS);
   await after(() => page.explorer.selection.selectPiece({ pe: [1, 0] }));
