@@ -41,9 +41,9 @@ struct SiteReply {
 // Where the server is, and who may come in.
 struct SiteAccess {
   std::string token;
-  std::string address;  // that it listens at besides the loopback addresses; may be empty
-  uint16_t port = 0;    // by which its cookie is called
-  std::string restart;  // the command line that starts the server again
+  std::string address;       // that it listens at besides the loopback addresses; may be empty
+  uint16_t port = 0;         // by which its cookie is called
+  std::string restart = {};  // the command line that starts the server again
   bool keepsToken = false;
 };
 
