@@ -182,9 +182,7 @@ Plot PlotSlack(const PlottedRun& run, const RunSlack& slack, bool certain, const
     map.units->push_back(unit);
   }
   const HeatScale scale = ScaleOf(map);
-  const std::string clipped = scale.clipped ? UnitsText(map.level, scale.above) + " above " +
-                                                  ThreeDigits(scale.end) + " take the last colour"
-                                            : "scale 0 to largest, nothing clipped";
+  const std::string clipped = ClippingText(scale, UnitsText(map.level, scale.above));
   Plot plot;
   plot.words.title =
       std::string("Least slack of each ") + LevelName(map.level) + (certain ? "" : " (inferred)");

@@ -159,9 +159,7 @@ Plot PlotHeat(const PlottedRun& run, const HeatWish& wish, const PlotStyle& styl
   const std::string level = map.level == Level::PE || wish.transmissions
                                 ? ""
                                 : "drawn by " + std::string(LevelName(map.level));
-  const std::string clipped = scale.clipped ? UnitsText(map.level, scale.above) + " above " +
-                                                  ThreeDigits(scale.end) + " take the last colour"
-                                            : "scale 0 to largest, nothing clipped";
+  const std::string clipped = ClippingText(scale, UnitsText(map.level, scale.above));
   plot.words.caption =
       CaptionOf(run, {AllOf(run, wish, map), level, clipped, "places (column, row), row 0 below"});
   plot.numbers = [&run, map, words, scale] { return NumbersOf(run, map, words, scale); };

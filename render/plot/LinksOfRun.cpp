@@ -88,9 +88,7 @@ std::string ModelOf(const PlottedRun& run, const LinkMeasures& links) {
 }
 
 std::string ClippingOf(const HeatScale& scale) {
-  return scale.clipped ? CountOf(scale.above, "link") + " above " + ThreeDigits(scale.end) +
-                             (scale.above == 1 ? " takes" : " take") + " the last colour"
-                       : "scale 0 to largest, nothing clipped";
+  return ClippingText(scale, CountOf(scale.above, "link"));
 }
 
 PlotNumbers NumbersOf(const PlottedRun& run, const LinkMeasures& links, const LinkMap& map,

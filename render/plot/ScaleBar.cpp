@@ -26,6 +26,7 @@ HeatScale ScaleOf(std::span<const double> values, std::optional<double> end) {
   HeatScale scale;
   if (above.empty()) {
     scale.end = end.value_or(1);
+    scale.wider = end.has_value();
     return scale;
   }
   std::sort(above.begin(), above.end());
@@ -35,7 +36,16 @@ HeatScale ScaleOf(std::span<const double> values, std::optional<double> end) {
   scale.above =
       static_cast<size_t>(above.end() - std::upper_bound(above.begin(), above.end(), scale.end));
   scale.clipped = scale.above > 0;
+  scale.wider = scale.end > above.back();
   return scale;
+}
+
+std::string ClippingText(const HeatScale& scale, const std::string& above) {
+  if (scale.clipped) {
+    return above + " above " + ThreeDigits(scale.end) + (scale.above == 1 ? " takes" : " take") +
+           " the last colour";
+  }
+  return "scale 0 to " + (scale.wider ? ThreeDigits(scale.end) : "largest") + ", nothing clipped";
 }
 
 ScaleBar::ScaleBar(std::span<const double> values, const HeatScale& scale, std::string title,

@@ -18,12 +18,16 @@ struct HeatScale {
   double end = 1;
   size_t above = 0;  // values beyond the end, which take the last colour
   bool clipped = false;
+  bool wider = false;  // it ends beyond the largest value
 
   size_t StepOf(double value) const;
 };
 
 // `end` is where the scale is to end, if not by that rule.
 HeatScale ScaleOf(std::span<const double> values, std::optional<double> end = {});
+
+// What a caption says of the end of a scale; `above` are the values beyond it in words: "3 PEs".
+std::string ClippingText(const HeatScale& scale, const std::string& above);
 
 // What explains the colours: the steps with their numbers, how many values are on each of them, and
 // how many have no colour.

@@ -10,6 +10,7 @@
 #include "render/plot/Axis.h"
 #include "render/plot/HeatPlot.h"
 #include "render/plot/Page.h"
+#include "render/plot/ScaleBar.h"
 #include "render/plot/SvgNames.h"
 #include "render/plot/TimelinePlot.h"
 
@@ -135,6 +136,19 @@ TEST(HeatScaleTest, TheScaleEndsAtTheLargestValueUnlessThatStandsOut) {
   EXPECT_EQ(ScaleOf(MapOf({0, 0, 0, 0})).end, 1);
   map.values.assign(map.values.size(), 0);
   EXPECT_EQ(ScaleOf(map).end, 40) << "two pictures have one scale, also where nothing happened";
+}
+
+TEST(HeatScaleTest, TheCaptionSaysWhereTheScaleEnds) {
+  HeatMap map = MapOf({0, 10, 12, 14});
+  EXPECT_EQ(ClippingText(ScaleOf(map), "0 PEs"), "scale 0 to largest, nothing clipped");
+  map.scaleMax = 14;
+  EXPECT_EQ(ClippingText(ScaleOf(map), "0 PEs"), "scale 0 to largest, nothing clipped");
+  map.scaleMax = 40;
+  EXPECT_EQ(ClippingText(ScaleOf(map), "0 PEs"), "scale 0 to 40, nothing clipped");
+  map.scaleMax = 12;
+  EXPECT_EQ(ClippingText(ScaleOf(map), "1 PE"), "1 PE above 12 takes the last colour");
+  map.scaleMax = 11;
+  EXPECT_EQ(ClippingText(ScaleOf(map), "2 PEs"), "2 PEs above 11 take the last colour");
 }
 
 TEST(HeatScaleTest, ValuesFarBeyondTheEndTakeTheLastStep) {

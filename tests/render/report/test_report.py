@@ -119,7 +119,7 @@ def run(folder, *words):
 
 def made(folder, *flags, trace="run.trace", status=0):
     """The text of the page that is made without a word."""
-    result = run(folder, "report", trace, *flags, "-o", "page.html")
+    result = run(folder, "report", trace, *flags, "-o", "page.html", "--force")
     assert (result.returncode, result.stdout) == (status, b""), result.stderr
     assert status != 0 or result.stderr == b""
     return (folder / "page.html").read_text(encoding="utf-8")
@@ -383,7 +383,7 @@ def test_verdicts_are_those_that_expect_tells_whatever_the_page_is_about(folder)
 
 def test_rules_that_cannot_be_read_make_no_page_and_are_not_written_over(folder):
     (folder / "rules.toml").write_text("[[rule]]\nname = 5\n")
-    result = run(folder, "report", "run.trace", "--expect", "rules.toml", "-o", "page.html")
+    result = run(folder, "report", "run.trace", "--expect", "rules.toml", "-o", "page.html", "--force")
     assert result.returncode == 1 and b"rules.toml" in result.stderr
     result = run(folder, "report", "run.trace", "--expect", "rules.toml", "-o", "./rules.toml")
     assert result.returncode == 2 and b"is the file of rules" in result.stderr
@@ -396,7 +396,7 @@ def test_the_baseline_of_a_rule_is_not_written_over(folder):
         "[[rule]]\nname = \"a\"\nmeasure = \"fires\"\nbaseline = \"base.json\"\nwithin = 0\n")
     base = run(folder, "stats", "run.trace", "--json").stdout
     (folder / "base.json").write_bytes(base)
-    result = run(folder, "report", "run.trace", "--expect", "rules.toml", "-o", "./base.json")
+    result = run(folder, "report", "run.trace", "--expect", "rules.toml", "-o", "./base.json", "--force")
     assert result.returncode == 2 and b"is a baseline of the rules" in result.stderr
     assert (folder / "base.json").read_bytes() == base
 
@@ -447,7 +447,7 @@ def test_faults_of_the_trace_are_told_in_the_page_and_by_the_status(folder):
 
 def test_a_companion_that_is_not_believed_is_told(folder):
     (folder / "run.trace.notes").write_bytes(b"these are no notes at all, whatever their name says")
-    result = run(folder, "report", "run.trace", "-o", "page.html")
+    result = run(folder, "report", "run.trace", "-o", "page.html", "--force")
     assert result.returncode == 0 and b"notes" in result.stderr
     page = Page((folder / "page.html").read_text(encoding="utf-8"))
     assert "Beside the trace, not believed: " in page.sections()["Faults"].text()
