@@ -348,7 +348,7 @@ class StreamMemoryTest : public EditKilledTest, public ::testing::WithParamInter
     if (ending == "mfz") {
       EXPECT_EQ(0, Run({"pack", trace, "-o", name, "--force"}).exitStatus);
     } else if (ending != "trace") {
-      EXPECT_EQ(0, Run({"events", trace, "--format", ending, "-o", name}).exitStatus);
+      EXPECT_EQ(0, Run({"events", trace, "--format", ending, "-o", name, "--force"}).exitStatus);
     }
     return name;
   }

@@ -244,7 +244,7 @@ TEST_F(EventsTest, AFileIsThereWholeOrStaysAsItWas) {
   const std::string all = testing::ReadFile(folder.File("out.csv"));
   EXPECT_EQ(Events({"--format", "csv"}), all);
   ExpectOutput("out.csv: the number of events, 5\n",
-               Run({"events", "t.trace", "--count", "--output", "out.csv"}));
+               Run({"events", "t.trace", "--count", "--output", "out.csv", "--force"}));
   EXPECT_EQ("5\n", testing::ReadFile(folder.File("out.csv")));
   ExpectFailure(2,
                 "t.trace: is the trace\n"
@@ -306,7 +306,7 @@ TEST_F(EventsTest, ABrokenTraceIsListedUpToTheBreak) {
   EXPECT_THAT(Records({"--cycles", ":259"}), ElementsAre(0, 1));
   EXPECT_THAT(Records({"--steps", ":1", "--last", "1"}), ElementsAre(1));
   // A file has what there is.
-  const CommandResult written = Run({"events", "t.trace", "-o", "out"});
+  const CommandResult written = Run({"events", "t.trace", "-o", "out", "--force"});
   EXPECT_EQ(1, written.exitStatus);
   EXPECT_EQ("out: 4 events\n", written.out);
   EXPECT_EQ(Run({"events", "t.trace"}).out, testing::ReadFile(folder.File("out")));

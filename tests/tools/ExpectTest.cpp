@@ -225,7 +225,7 @@ TEST_F(ExpectTest, TheSameInputGivesTheSameBytes) {
   Rules(std::string(good) + bad);
   std::string before;
   for (int i = 0; i < 2; ++i) {
-    Expect({"--junit", "v.xml", "--json", "-o", "v.json"});
+    Expect({"--junit", "v.xml", "--json", "-o", "v.json", "--force"});
     const std::string now =
         testing::ReadFile(folder.File("v.xml")) + testing::ReadFile(folder.File("v.json"));
     EXPECT_TRUE(i == 0 || now == before);
@@ -295,7 +295,7 @@ TEST_F(ExpectTest, NothingIsWrittenOverWhatIsReadOrIsNoBaseline) {
   EXPECT_EQ("precious", testing::ReadFile(folder.File("base.json")));
   for (const char* const name : {"t.trace", "t.trace.notes", "r.toml", "./r.toml", "base.json"}) {
     for (const char* const flag : {"--junit", "-o"}) {
-      result = Expect({flag, name});
+      result = Expect({flag, name, "--force"});
       EXPECT_EQ(2, result.exitStatus) << name << result.err;
       EXPECT_EQ("", result.out);
     }
@@ -309,7 +309,7 @@ TEST_F(ExpectTest, NothingIsWrittenOverWhatIsReadOrIsNoBaseline) {
   EXPECT_EQ(2, Expect({"--update-baseline"}).exitStatus);
   EXPECT_FALSE(HasFileLike("about"));
   Rules(std::string(near));
-  EXPECT_EQ(2, Expect({"--update-baseline", "-o", "./base.json"}).exitStatus);
+  EXPECT_EQ(2, Expect({"--update-baseline", "-o", "./base.json", "--force"}).exitStatus);
   EXPECT_EQ("precious", testing::ReadFile(folder.File("base.json")));
 }
 

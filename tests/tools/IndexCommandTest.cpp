@@ -202,7 +202,11 @@ TEST_F(IndexCommandTest, AnOutputThatIsNamedIsBuiltAnewThere) {
   for (const char* flag : {"-o", "--output"}) {
     testing::WriteFile(folder.File("mine"), "something else");
     const auto version = VersionOf(folder.File("mine"));
-    EXPECT_THAT(Run({"index", "long.trace", flag, "mine"}).out, StartsWith("mine: "));
+    ExpectFailure(2,
+                  "mine: exists already\n  Name another file, or replace this one with --force.\n",
+                  Run({"index", "long.trace", flag, "mine"}));
+    EXPECT_EQ(version, VersionOf(folder.File("mine")));
+    EXPECT_THAT(Run({"index", "long.trace", flag, "mine", "--force"}).out, StartsWith("mine: "));
     EXPECT_NE(version, VersionOf(folder.File("mine")));
     EXPECT_THAT(FolderContents(), ElementsAre("long.trace", "mine"));
     EXPECT_THAT(testing::ReadFile(folder.File("mine")), StartsWith("MFINDEX3"));
@@ -256,7 +260,7 @@ TEST_F(IndexCommandTest, ALinkStaysALinkAndItsFileIsReplaced) {
   fs::create_directory(folder.File("elsewhere"));
   testing::WriteFile(folder.File("elsewhere/index"), "old");
   fs::create_symlink("elsewhere/index", folder.File("link"));
-  EXPECT_EQ(0, Run({"index", "long.trace", "-o", "link"}).exitStatus);
+  EXPECT_EQ(0, Run({"index", "long.trace", "-o", "link", "--force"}).exitStatus);
   EXPECT_TRUE(fs::is_symlink(folder.File("link")));
   EXPECT_THAT(testing::ReadFile(folder.File("elsewhere/index")), StartsWith("MFINDEX3"));
   EXPECT_THAT(ContentsOf(folder.File("elsewhere")), ElementsAre("index"));
@@ -329,7 +333,7 @@ TEST_F(IndexCommandTest, AFullDiskIsAnErrorAndNothingHalfWrittenStays) {
                     name +
                         ": cannot write the index: No space left on device\n"
                         "  Make room there, or choose another place with -o.\n",
-                    Run({"index", "long.trace", "-o", name}));
+                    Run({"index", "long.trace", "-o", name, "--force"}));
       EXPECT_THAT(ContentsOf(folder.File("disk")), ElementsAre("filler", "old"));
     }
     EXPECT_EQ("old", testing::ReadFile(folder.File("disk/old")));

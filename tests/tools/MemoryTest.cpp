@@ -36,7 +36,8 @@ TEST_F(MemoryTest, RunningOutOfMemoryAnywhereIsAFailure) {
       {"state", Trace(), "--cycle", "2", "--json"},
       {"state", Trace(), "--cycle", "2", "--places"},
       {"events", Trace()},
-      {"events", Trace(), "--format", "jsonl", "--last", "1", "-o", folder.File("listed")},
+      {"events", Trace(), "--format", "jsonl", "--last", "1", "-o", folder.File("listed"),
+       "--force"},
       {"synth", "-o", folder.File("made"), "--force", "--records", "10"},
   };
   for (const std::vector<std::string>& line : lines) {

@@ -35,7 +35,7 @@ class PlotTest : public CommandFixture {
   // The bytes of the picture that is made without a word.
   std::string Picture(const std::vector<std::string>& flags, const std::string& name) const {
     std::vector<std::string> words = flags;
-    words.insert(words.end(), {"-o", name});
+    words.insert(words.end(), {"-o", name, "--force"});
     const CommandResult result = Plot(words);
     EXPECT_EQ(0, result.exitStatus) << result.err;
     EXPECT_EQ("", result.err);
@@ -279,8 +279,9 @@ TEST_F(PlotTest, CyclesAreToldApartHoweverHighTheyAre) {
   trace(~uint64_t{0} - 299, "end.trace");
   for (const char* const name : {"far.trace", "end.trace"}) {
     for (const char* const kind : {"timeline", "spacetime", "why", "latency", "histogram"}) {
-      const CommandResult drawn = Run({"plot", kind, name, "-o", "a.svg", "--packets", "thread"});
-      const CommandResult plain = Run({"plot", kind, name, "-o", "a.svg"});
+      const CommandResult drawn =
+          Run({"plot", kind, name, "-o", "a.svg", "--packets", "thread", "--force"});
+      const CommandResult plain = Run({"plot", kind, name, "-o", "a.svg", "--force"});
       EXPECT_TRUE(drawn.exitStatus == 0 || plain.exitStatus == 0) << kind << plain.err;
     }
   }

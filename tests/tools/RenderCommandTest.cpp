@@ -58,7 +58,7 @@ class RenderCommandTest : public CommandFixture {
 
   // The picture of a run that says nothing.
   Picture Rendered(std::vector<std::string> words) const {
-    words.insert(words.end(), {"-o", "a.png"});
+    words.insert(words.end(), {"-o", "a.png", "--force"});
     ExpectOutput("", Render(words));
     return ReadPicture("a.png");
   }
@@ -231,10 +231,10 @@ TEST_F(RenderCommandTest, OfABrokenTraceOnlyMomentsBeforeTheBreakAreDrawn) {
 
 TEST_F(RenderCommandTest, AFailureLeavesAnOutputThatExistsAsItWas) {
   testing::WriteFile(folder.File("a.png"), "before");
-  EXPECT_EQ(1, Render({"--step", "9", "-o", "a.png"}).exitStatus);
-  EXPECT_EQ(3, Render({"--step", "1", "-c", "512", "-o", "a.png"}).exitStatus);
+  EXPECT_EQ(1, Render({"--step", "9", "-o", "a.png", "--force"}).exitStatus);
+  EXPECT_EQ(3, Render({"--step", "1", "-c", "512", "-o", "a.png", "--force"}).exitStatus);
   EXPECT_EQ("before", testing::ReadFile(folder.File("a.png")));
-  ExpectOutput("", Render({"--step", "1", "-o", "a.png"}));
+  ExpectOutput("", Render({"--step", "1", "-o", "a.png", "--force"}));
   EXPECT_EQ(Rendered({"--step", "1"}), ReadPicture("a.png"));
 }
 
@@ -308,7 +308,8 @@ TEST_F(RenderCommandTest, NothingIsKeptInTheFoldersOfTheUser) {
   unsetenv("MESA_SHADER_CACHE_DISABLE");
   ExpectOutput("", Render({"--step", "1", "-o", "a.png"}));
   EXPECT_THAT(ContentsOf(cache.Path()), IsEmpty());
-  ExpectOutput("", Render({"--step", "1", "-o", "a.png"}, {"XDG_CACHE_HOME=/proc/none"}));
+  ExpectOutput("",
+               Render({"--step", "1", "-o", "a.png", "--force"}, {"XDG_CACHE_HOME=/proc/none"}));
   EXPECT_THAT(FolderContents(), ElementsAre("a.png", "t.trace", "t.trace.mfindex"));
 }
 
@@ -364,7 +365,7 @@ class RenderWithScarceMemoryTest : public RenderCommandTest {
 
   Ends RunAll(std::vector<std::string> words, int places) const {
     words.insert(words.begin(), {"render", "t.trace"});
-    words.insert(words.end(), {"-o", "a.png"});
+    words.insert(words.end(), {"-o", "a.png", "--force"});
     EXPECT_EQ(0, Run(words).exitStatus);
     const std::string whole = testing::ReadFile(folder.File("a.png"));
     Ends ends;

@@ -114,8 +114,8 @@ TEST_F(ScarceMemoryTest, PlotsEndCleanlyButForWhatDrawingLibrariesDo) {
   int crashed = 0;
   for (const char* kind : {"heat", "timeline"}) {
     testing::RunWithScarceMemory(
-        Words({"plot", kind, "long.trace", "-o", "made.png"}), {"", folder.Path(), {}}, 50,
-        [&](const CommandResult& result, const std::string& what) {
+        Words({"plot", kind, "long.trace", "-o", "made.png", "--force"}), {"", folder.Path(), {}},
+        50, [&](const CommandResult& result, const std::string& what) {
           ++runs;
           crashed += result.signal == SIGSEGV;
           if (result.signal == 0 && result.exitStatus != 0) {

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <regex>
 #include <set>
 #include <sstream>
 
@@ -70,11 +71,11 @@ class SubcommandsTest : public CommandFixture {
   static std::vector<Line> EmptyRefusersOf(const std::string& trace) {
     return {{"stats", trace},
             {"notes", trace},
-            {"report", trace, "-o", "p.html"},
-            {"plot", "heat", trace, "-o", "p.svg"},
-            {"plot", "links", trace, "-o", "p.svg"},
-            {"plot", "threads", trace, "-o", "p.svg"},
-            {"plot", "timeline", trace, "-o", "p.svg"}};
+            {"report", trace, "-o", "p.html", "--force"},
+            {"plot", "heat", trace, "-o", "p.svg", "--force"},
+            {"plot", "links", trace, "-o", "p.svg", "--force"},
+            {"plot", "threads", trace, "-o", "p.svg", "--force"},
+            {"plot", "timeline", trace, "-o", "p.svg", "--force"}};
   }
 
   // A trace with notes of all that examples ask for.
@@ -346,7 +347,7 @@ TEST_F(SubcommandsTest, AHyphenIsStandardOutputForEachOutput) {
                          {"import", "--format", "tt-npe", "in.json", "--force"}}) {
     SCOPED_TRACE(::testing::PrintToString(line));
     Line toFile = line;
-    toFile.insert(toFile.end(), {"-o", "made.png"});
+    toFile.insert(toFile.end(), {"-o", "made.png", "--force"});
     const CommandResult file = Run(toFile);
     Line toHyphen = line;
     toHyphen.insert(toHyphen.end(), {"-o", "-"});
@@ -440,6 +441,12 @@ class ExamplesTest : public SubcommandsTest {
     const size_t shown = line.find("| display");  // wants a screen
     if (shown != std::string::npos) {
       line.replace(shown, std::string::npos, "> shown.png");
+    }
+    // Whoever tries one example has not made the output of another one of that name.
+    const std::regex output(
+        " (-o|--pdf|--junit|--csv|--json|--caption) ([a-z][^ ]*\\.(png|svg|pdf|html|csv|xml))");
+    for (std::sregex_iterator named(line.begin(), line.end(), output), end; named != end; ++named) {
+      fs::remove(folder.File((*named)[2].str()));
     }
     const std::string path = fs::path(MARROWFIN_TRACE).parent_path();
     const CommandResult result = Shell("PATH=" + path + ":$PATH; " + line);

@@ -45,7 +45,7 @@ def environment(**changes):
 
 def render(folder, *words, status=0, **changes):
     result = subprocess.run(
-        [PROGRAM, "render", "t.trace", *SHAPE, *words],
+        [PROGRAM, "render", "t.trace", *SHAPE, *words, "--force"],
         cwd=folder,
         env=environment(**changes),
         capture_output=True,

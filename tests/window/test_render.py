@@ -89,7 +89,7 @@ class Renderer:
     def draw(self, step: int, spin: int = 0, **changes) -> numpy.ndarray:
         layout = changes.get("layout", self.layout)
         size = changes.get("size", self.size)
-        words = [os.environ["MARROWFIN_TRACE"], "render", "t.trace", "-o", "a.png"]
+        words = [os.environ["MARROWFIN_TRACE"], "render", "t.trace", "-o", "a.png", "--force"]
         words += [f"--step={step}", f"--spin={spin}", f"-F{changes.get('skip', self.skip)}"]
         words += [f"-{name[0]}{getattr(layout, name)}" for name in ("clusters", "domains", "pes")]
         words += [f"--size={size[0]}x{size[1]}"] if size else []

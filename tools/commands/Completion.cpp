@@ -26,9 +26,13 @@ constexpr char completionFooter[] =
 struct CompletionFlags {
   std::string shell;
   std::optional<std::string> output;
+  bool force = false;
 };
 
 MaybeFailure Complete(const CompletionFlags& flags, const Console& console) {
+  if (MaybeFailure failure = CheckTextOutput(flags.output, flags.force, {})) {
+    return failure;
+  }
   TextOutput output(console);
   if (MaybeFailure failure = output.Open(flags.output)) {
     return failure;
@@ -43,7 +47,7 @@ Action ConfigureCompletion(CLI::App& app) {
   app.add_option("SHELL", flags->shell, "bash or zsh")
       ->required()
       ->check(CLI::IsMember({"bash", "zsh"}));
-  AddTextOutput(app, flags->output);
+  AddTextOutput(app, flags->output, flags->force);
   return [flags](const Console& console) { return Complete(*flags, console); };
 }
 

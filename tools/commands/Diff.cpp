@@ -12,7 +12,6 @@
 #include "tools/program/DiffInput.h"
 #include "tools/program/Interruption.h"
 #include "tools/program/Json.h"
-#include "tools/program/OutputApart.h"
 #include "tools/program/PlotOutput.h"
 #include "tools/program/ProgressLine.h"
 #include "tools/program/Subcommands.h"
@@ -66,6 +65,7 @@ struct CompareFlags {
   bool json = false;
   std::optional<std::string> csv;
   std::optional<std::string> output;
+  bool force = false;
 
   bool AsksForTable() const { return csv && *csv != "slips"; }
 };
@@ -84,12 +84,9 @@ MaybeFailure CheckDiffFlags(const CompareFlags& flags) {
     return Failure{EXIT_USAGE, "the order of events counts within cycles and steps alone",
                    "Leave out --ordered, or align by cycle or step."};
   }
-  if (flags.output) {
-    for (const std::string& trace : {flags.diff.run.trace, flags.diff.other}) {
-      if (MaybeFailure failure = CheckOutputApart(trace, *flags.output)) {
-        return failure;
-      }
-    }
+  if (MaybeFailure failure =
+          CheckTextOutput(flags.output, flags.force, {flags.diff.run.trace, flags.diff.other})) {
+    return failure;
   }
   return flags.diff.run.Check();
 }
@@ -293,7 +290,7 @@ Action ConfigureDiff(CLI::App& app) {
   app.add_flag("--json", flags->json, "Print JSON");
   app.add_option("--csv", flags->csv, "Print this table as CSV")
       ->check(CLI::IsMember(NamesOf(DiffTables())));
-  app.add_option("-o,--output", flags->output, "Write to this file, not to standard output");
+  AddTextOutput(app, flags->output, flags->force);
   return [flags](const Console& console) { return Diff(*flags, console); };
 }
 

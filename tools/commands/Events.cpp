@@ -14,7 +14,6 @@
 #include "tools/program/EventList.h"
 #include "tools/program/FilterFlags.h"
 #include "tools/program/Flags.h"
-#include "tools/program/OutputApart.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/TerminalText.h"
 #include "tools/program/TextOutput.h"
@@ -57,6 +56,7 @@ struct EventsFlags {
   bool backwards = false;
   bool count = false;
   std::optional<std::string> output;
+  bool force = false;
 };
 
 std::vector<std::string> EventsFormatNames() {
@@ -82,10 +82,8 @@ MaybeFailure CheckEventsFlags(const EventsFlags& flags) {
     return Failure{EXIT_USAGE, "--count counts all events that the other flags choose",
                    "Leave out --limit, --last and --backwards."};
   }
-  if (flags.output) {
-    if (MaybeFailure failure = CheckOutputApart(flags.trace, *flags.output)) {
-      return failure;
-    }
+  if (MaybeFailure failure = CheckTextOutput(flags.output, flags.force, {flags.trace})) {
+    return failure;
   }
   if (MaybeFailure failure = flags.filter.Check()) {
     return failure;
@@ -209,7 +207,7 @@ Action ConfigureEvents(CLI::App& app) {
   app.add_option("--format", flags->format, "text, csv, or jsonl: a JSON object a line")
       ->check(CLI::IsMember(EventsFormatNames()))
       ->capture_default_str();
-  AddTextOutput(app, flags->output);
+  AddTextOutput(app, flags->output, flags->force);
   flags->shape.Declare(app);
   return [flags](const Console& console) { return Events(*flags, console); };
 }

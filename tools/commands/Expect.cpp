@@ -62,6 +62,7 @@ struct ExpectFlags {
   std::vector<std::string> chosen;
   std::optional<std::string> junit;
   std::optional<std::string> output;
+  bool force = false;
   bool json = false;
   bool update = false;
   bool listMeasures = false;
@@ -86,13 +87,7 @@ MaybeFailure PrintMeasures(const Console& console) {
 
 MaybeFailure CheckOutputs(const ExpectFlags& flags) {
   for (const std::optional<std::string>& output : {flags.junit, flags.output}) {
-    if (!output) {
-      continue;
-    }
-    if (MaybeFailure failure = CheckOutputApart(flags.run.trace, *output)) {
-      return failure;
-    }
-    if (IsSameFile(flags.rules, *output)) {
+    if (output && IsSameFile(flags.rules, *output)) {
       return Failure{EXIT_USAGE, *output + ": is the file of rules", "Name another file."};
     }
   }
@@ -104,6 +99,11 @@ MaybeFailure CheckOutputs(const ExpectFlags& flags) {
                          "Name a file for one of them, with --junit or -o."}
                : Failure{EXIT_USAGE, *flags.junit + ": is named for two outputs",
                          "Name two files."};
+  }
+  for (const std::optional<std::string>& output : {flags.junit, flags.output}) {
+    if (MaybeFailure failure = CheckTextOutput(output, flags.force, {flags.run.trace})) {
+      return failure;
+    }
   }
   return std::nullopt;
 }
@@ -360,7 +360,7 @@ Action ConfigureExpect(CLI::App& app) {
   flags->run.DeclarePackets(app);
   app.add_option("--junit", flags->junit, "Write the verdicts to this file as JUnit's XML, too");
   app.add_flag("--json", flags->json, "Print JSON");
-  AddTextOutput(app, flags->output);
+  AddTextOutput(app, flags->output, flags->force);
   app.add_flag("--update-baseline", flags->update,
                "Write what was measured as the baselines that the rules have");
   app.add_flag("--measures", flags->listMeasures, "List the measures that rules can ask for");

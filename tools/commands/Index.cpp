@@ -3,12 +3,15 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdlib>
+#include <fstream>
 #include <iomanip>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <string>
+#include <string_view>
 
+#include "tools/program/ExistingOutput.h"
 #include "tools/program/Interruption.h"
 #include "tools/program/Json.h"
 #include "tools/program/Output.h"
@@ -38,11 +41,24 @@ struct IndexFlags {
   std::string trace;
   std::string output;
   bool json = false;
+  bool force = false;
 };
 
 bool IsLink(const std::string& path) {
   struct stat status;
   return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
+// An index, be it of another trace, of an earlier version or damaged, can be built again.
+bool IsIndex(const std::string& path) {
+  if (path.ends_with(".mfindex")) {
+    return true;
+  }
+  constexpr std::string_view BEGINNING = "MFINDEX";
+  std::string bytes(BEGINNING.size(), '\0');
+  std::ifstream file(path, std::ios::binary);
+  file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  return file && bytes == BEGINNING;
 }
 
 // Refuses an output whose replacement would destroy something else. A link is followed, so that the
@@ -61,6 +77,9 @@ MaybeFailure CheckOutput(const IndexFlags& flags, std::string& output) {
   }
   if (access(output.c_str(), W_OK) == -1) {
     return SystemFailure(EXIT_SYSTEM, output, "replace", remedy);
+  }
+  if (MaybeFailure failure = CheckNotThere(output, flags.force || IsIndex(output))) {
+    return failure;
   }
   char* const resolved = IsLink(output) ? realpath(output.c_str(), nullptr) : nullptr;
   if (resolved != nullptr) {
@@ -147,6 +166,7 @@ Action ConfigureIndex(CLI::App& app) {
   const auto flags = std::make_shared<IndexFlags>();
   app.add_option("TRACE", flags->trace, "The trace: a plain file")->required();
   app.add_option("-o,--output", flags->output, "Build the index anew, in this file");
+  app.add_flag("--force", flags->force, "Replace an output that exists and is no index");
   app.add_flag("--json", flags->json, "Print JSON");
   return [flags](const Console& console) { return BuildIndex(*flags, console); };
 }

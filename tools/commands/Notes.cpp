@@ -14,7 +14,6 @@
 #include "tools/program/Interruption.h"
 #include "tools/program/Json.h"
 #include "tools/program/NotesAnswer.h"
-#include "tools/program/OutputApart.h"
 #include "tools/program/ProgressLine.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/TerminalText.h"
@@ -57,6 +56,7 @@ struct NotesFlags {
   ShapeFlags shape;
   std::string format = "text";
   std::optional<std::string> output;
+  bool force = false;
 
   bool CountsEvents() const { return places && counter.empty(); }
 };
@@ -97,7 +97,7 @@ MaybeFailure CheckQuestion(const NotesFlags& flags) {
 MaybeFailure CheckNotesFlags(const NotesFlags& flags) {
   for (const MaybeFailure& failure :
        {CheckQuestion(flags), flags.filter.Check(), flags.shape.Check(),
-        flags.output ? CheckOutputApart(flags.trace, *flags.output) : MaybeFailure()}) {
+        CheckTextOutput(flags.output, flags.force, {flags.trace})}) {
     if (failure) {
       return failure;
     }
@@ -311,7 +311,7 @@ Action ConfigureNotes(CLI::App& app) {
   app.add_option("--format", flags->format, "text, csv or json")
       ->check(CLI::IsMember({"text", "csv", "json"}))
       ->capture_default_str();
-  AddTextOutput(app, flags->output);
+  AddTextOutput(app, flags->output, flags->force);
   flags->shape.Declare(app);
   return [flags](const Console& console) { return Notes(*flags, console); };
 }

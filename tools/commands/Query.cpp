@@ -350,8 +350,7 @@ Action ConfigureQuery(CLI::App& app) {
       ->check(CLI::IsMember(QueryFormatNames()))
       ->capture_default_str();
   app.add_flag("--json", flags->json, "The same as --format json");
-  AddTextOutput(app, flags->output);
-  AddForce(app, flags->force);
+  AddTextOutput(app, flags->output, flags->force);
   flags->shape.Declare(app);
   return [flags](const Console& console) { return RunQuery(*flags, console); };
 }

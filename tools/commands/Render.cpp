@@ -16,6 +16,7 @@
 #include "tools/commands/RenderFlags.h"
 #include "tools/commands/RenderOutput.h"
 #include "tools/program/CompanionInput.h"
+#include "tools/program/ExistingOutput.h"
 #include "tools/program/Flags.h"
 #include "tools/program/Frames.h"
 #include "tools/program/Moment.h"
@@ -33,12 +34,12 @@ namespace fs = std::filesystem;
 constexpr char renderFooter[] =
     "Examples:\n"
     "  marrowfin-trace render run.trace --step 100 -o a.png\n"
-    "  marrowfin-trace render run.trace --cycle 5000 -c 4 -d 2 -p 4 --size 1080x1080 -o a.png\n"
+    "  marrowfin-trace render run.trace --cycle 5000 -c 4 -d 2 -p 4 --size 1080x1080 -o large.png\n"
     "  marrowfin-trace render run.trace --step 100 --spin 30 -o - | display\n"
     "  marrowfin-trace render run.trace --from 100 --to 400 --fps 24 -o a.mp4\n"
     "  marrowfin-trace render run.trace --cycles --every 10 -o a.webm\n"
-    "  marrowfin-trace render run.trace --sheet 4x3 -o a.png\n"
-    "  marrowfin-trace render run.trace --natural --cycle 5000 -o a.png\n"
+    "  marrowfin-trace render run.trace --sheet 4x3 -o sheet.png\n"
+    "  marrowfin-trace render run.trace --natural --cycle 5000 -o floorplan.png\n"
     "\n"
     "--step gives, to the pixel, what the viewer's window shows after so many animation steps of\n"
     "the same trace with the same -c, -d, -p and -F; --cycle draws the state with every event up\n"
@@ -145,7 +146,7 @@ MaybeFailure CheckOutput(const RenderFlags& flags) {
     return Failure{EXIT_USAGE, flags.output + ": its name tells no format",
                    "Name the output as .png, .mp4, .webm, .gif or .apng, or give --film."};
   }
-  return std::nullopt;
+  return CheckNotThere(flags.output, flags.force);
 }
 
 // What is never on the screen has no picture.
@@ -294,6 +295,7 @@ Action ConfigureRender(CLI::App& app) {
   app.add_option("-o,--output", flags->output,
                  "The file to write, .png, .mp4, .webm, .gif or .apng; - is standard output")
       ->required();
+  AddForce(app, flags->force);
   flags->moment.Declare(app);
   flags->frames.Declare(app);
   AddCount(app, "--fps", flags->perSecond, "Pictures of a film per second")

@@ -17,6 +17,7 @@ namespace marrowfin {
 struct RenderFlags {
   std::string trace;
   std::string output;
+  bool force = false;
   MomentFlags moment;
   FrameFlags frames;
   ShapeFlags shape;

@@ -13,6 +13,7 @@
 #include "render/report/ReportPage.h"
 #include "tools/program/CompanionInput.h"
 #include "tools/program/DiffInput.h"
+#include "tools/program/ExistingOutput.h"
 #include "tools/program/ExpectInput.h"
 #include "tools/program/Interruption.h"
 #include "tools/program/Output.h"
@@ -53,6 +54,7 @@ struct ReportFlags {
   std::optional<std::string> pdf;
   std::optional<std::string> against;
   std::optional<std::string> rules;
+  bool force = false;
   bool noCauses = false;
   std::string theme = "light";
   std::vector<std::string> given;  // of what makes the page another one, as it was written
@@ -84,6 +86,9 @@ MaybeFailure CheckReportFlags(const ReportFlags& flags) {
   for (const std::optional<std::string>& output : {flags.page, flags.pdf}) {
     if (output && flags.rules && IsSameFile(*flags.rules, *output)) {
       return Failure{EXIT_USAGE, *output + ": is the file of rules", "Name another file."};
+    }
+    if (MaybeFailure failure = output ? CheckNotThere(*output, flags.force) : std::nullopt) {
+      return failure;
     }
   }
   return flags.run.Check();
@@ -339,7 +344,8 @@ std::vector<std::string> GivenOptions(const CLI::App& app) {
   std::vector<std::string> words;
   for (const CLI::Option* const option : app.get_options()) {
     const std::string name = option->get_name();
-    if (option->count() == 0 || name == "TRACE" || name == "--output" || name == "--pdf") {
+    const bool isOfOutput = name == "--output" || name == "--pdf" || name == "--force";
+    if (option->count() == 0 || name == "TRACE" || isOfOutput) {
       continue;
     }
     if (option->get_expected_max() == 0) {
@@ -361,6 +367,7 @@ Action ConfigureReport(CLI::App& app) {
   flags->run.DeclarePackets(app);
   app.add_option("-o,--output", flags->page, "The page, HTML; - for standard output");
   app.add_option("--pdf", flags->pdf, "The page as it is printed");
+  AddForce(app, flags->force);
   app.add_option("--against", flags->against, "Hold the run against this one");
   app.add_option("--expect", flags->rules, "Hold the run against the rules of this file");
   app.add_flag("--no-causes", flags->noCauses,

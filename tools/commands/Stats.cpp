@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "tools/program/Json.h"
-#include "tools/program/OutputApart.h"
 #include "tools/program/RunAnswer.h"
 #include "tools/program/RunInput.h"
 #include "tools/program/Subcommands.h"
@@ -52,6 +51,7 @@ struct StatsFlags {
   std::optional<std::string> csv;
   std::vector<std::string> by;
   std::optional<std::string> output;
+  bool force = false;
 };
 
 MaybeFailure CheckStatsFlags(const StatsFlags& flags) {
@@ -62,10 +62,8 @@ MaybeFailure CheckStatsFlags(const StatsFlags& flags) {
     return Failure{EXIT_USAGE, "--by: too many groupings at a time",
                    "Give it at most " + std::to_string(GroupQuestion::MOST) + " times."};
   }
-  if (flags.output) {
-    if (MaybeFailure failure = CheckOutputApart(flags.run.trace, *flags.output)) {
-      return failure;
-    }
+  if (MaybeFailure failure = CheckTextOutput(flags.output, flags.force, {flags.run.trace})) {
+    return failure;
   }
   return flags.run.Check();
 }
@@ -137,7 +135,7 @@ Action ConfigureStats(CLI::App& app) {
                  "unless given, by all of them where there is a companion")
       ->expected(1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  AddTextOutput(app, flags->output);
+  AddTextOutput(app, flags->output, flags->force);
   return [flags](const Console& console) { return Stats(*flags, console); };
 }
 

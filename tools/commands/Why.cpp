@@ -18,7 +18,6 @@
 #include "tools/program/Flags.h"
 #include "tools/program/Interruption.h"
 #include "tools/program/Json.h"
-#include "tools/program/OutputApart.h"
 #include "tools/program/ProgressLine.h"
 #include "tools/program/Subcommands.h"
 #include "tools/program/TerminalText.h"
@@ -63,6 +62,7 @@ struct WhyFlags {
   bool infer = false;
   bool json = false;
   std::optional<std::string> output;
+  bool force = false;
 };
 
 constexpr uint64_t TOLD_STEPS = 20;
@@ -75,10 +75,8 @@ MaybeFailure CheckWhyFlags(const WhyFlags& flags) {
     return Failure{EXIT_USAGE, "--packet asks for the way of a packet, as the companion tells it",
                    "Leave out what names an event, --cone and --infer."};
   }
-  if (flags.output) {
-    if (MaybeFailure failure = CheckOutputApart(flags.trace, *flags.output)) {
-      return failure;
-    }
+  if (MaybeFailure failure = CheckTextOutput(flags.output, flags.force, {flags.trace})) {
+    return failure;
   }
   return flags.shape.Check();
 }
@@ -266,7 +264,7 @@ Action ConfigureWhy(CLI::App& app) {
            "So many steps of the chain, the last ones; unless given 20, in JSON all");
   app.add_flag("--infer", flags->infer, "Infer causes as if the companion told none");
   app.add_flag("--json", flags->json, "Print JSON");
-  AddTextOutput(app, flags->output);
+  AddTextOutput(app, flags->output, flags->force);
   flags->shape.Declare(app);
   return [flags](const Console& console) { return Why(*flags, console); };
 }

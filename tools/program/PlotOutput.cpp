@@ -1,4 +1,5 @@
 #include "tools/program/PlotOutput.h"
+#include "tools/program/ExistingOutput.h"
 
 #include <filesystem>
 #include <limits>
@@ -153,6 +154,7 @@ void PlotFlags::Declare(CLI::App& app, const std::string& usual) {
   size = usual;
   app.add_option("-o,--output", output,
                  "The picture: .png, .svg or .pdf; - for PNG on standard output");
+  AddForce(app, force);
   app.add_option("--csv", csv, "Write the numbers of the picture here; - for standard output");
   app.add_option("--json", json, "The same as JSON, with what the picture says");
   app.add_option("--theme", theme, "light, dark, or print")
@@ -194,6 +196,11 @@ MaybeFailure PlotFlags::Check(const std::vector<std::string>& traces) const {
   if (output && *output != "-" && Formats().count(extension) == 0) {
     return Failure{EXIT_USAGE, *output + ": its name tells no format",
                    "Name the output as .png, .svg or .pdf."};
+  }
+  for (const Target& target : targets) {
+    if (MaybeFailure failure = CheckNotThere(target.path, force)) {
+      return failure;
+    }
   }
   return CheckApart(targets);
 }

@@ -18,6 +18,7 @@ struct PlotFlags {
   std::optional<std::string> csv;
   std::optional<std::string> json;
   std::optional<std::string> captionFile;
+  bool force = false;
   std::string theme = "light";
   std::string size;
   double text = 1;

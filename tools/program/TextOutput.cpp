@@ -3,15 +3,32 @@
 #include <CLI/CLI.hpp>
 #include <ostream>
 
+#include "tools/program/ExistingOutput.h"
+#include "tools/program/OutputApart.h"
+
 namespace marrowfin {
 
-void AddTextOutput(CLI::App& app, std::optional<std::string>& output) {
+void AddTextOutput(CLI::App& app, std::optional<std::string>& output, bool& force) {
   app.add_option_function<std::string>(
       "-o,--output",
       [&output](const std::string& path) {
         output = path == STANDARD_STREAM ? std::nullopt : std::optional(path);
       },
       "Write to this file, not to standard output (-)");
+  AddForce(app, force);
+}
+
+MaybeFailure CheckTextOutput(const std::optional<std::string>& output, bool force,
+                             const std::vector<std::string>& traces) {
+  if (!output) {
+    return std::nullopt;
+  }
+  for (const std::string& trace : traces) {
+    if (MaybeFailure failure = CheckOutputApart(trace, *output)) {
+      return failure;
+    }
+  }
+  return CheckNotThere(*output, force);
 }
 
 MaybeFailure TextOutput::Open(const std::optional<std::string>& path) {

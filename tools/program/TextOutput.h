@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "tools/program/Failure.h"
 #include "tools/program/Output.h"
@@ -15,8 +16,13 @@ class App;
 
 namespace marrowfin {
 
-// The flag -o of a text, which is printed unless a file is given.
-void AddTextOutput(CLI::App& app, std::optional<std::string>& output);
+// The flags -o and --force of a text, which is printed unless a file is given.
+void AddTextOutput(CLI::App& app, std::optional<std::string>& output, bool& force);
+
+// Refuses, with EXIT_USAGE, an output that is one of the traces that are read, or stands beside
+// one, and one that is there already unless it was forced.
+[[nodiscard]] MaybeFailure CheckTextOutput(const std::optional<std::string>& output, bool force,
+                                           const std::vector<std::string>& traces);
 
 // Where a long text goes that is made piece by piece: standard output, or a file that is there
 // whole or not at all.
