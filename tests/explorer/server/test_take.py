@@ -24,7 +24,7 @@ def a_served_trace(tmp_path_factory):
 def by_hand(trace, folder, ending, *words):
     out = folder / ("by-hand" + ending)
     subprocess.run([TRACE_TOOL, *words[:1 if words[0] != "plot" else 2], trace,
-                    *words[1 if words[0] != "plot" else 2:], "-o", out], check=True)
+                    *words[1 if words[0] != "plot" else 2:], "-o", out, "--force"], check=True)
     return out.read_bytes()
 
 

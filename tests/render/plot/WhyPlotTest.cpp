@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "measure/CountSpaceTime.h"
+#include "render/plot/CauseWords.h"
 #include "render/plot/ConeOfRun.h"
 #include "render/plot/WhyOfRun.h"
 #include "tests/render/plot/Pictures.h"
@@ -215,6 +216,19 @@ TEST_F(WhyPlotOfOneFireTest, IsASquareAndARing) {
   EXPECT_THAT(plot.words.finding, StartsWith("1 fire and 0 messages over 0 of "));
   EXPECT_THAT(plot.words.finding, Not(HasSubstr("%")));
   EXPECT_THAT(BytesOf(plot, StyleOf(PlotFormat::PNG, PlotStyle::WIDE)), StartsWith("\x89PNG"));
+}
+
+TEST(CauseWordsTest, EachTypeOfEventHasItsName) {
+  TraceEvent event = {3, 472, 1, FIRE_RECORD, {7, 3}, {}};
+  EXPECT_EQ(CauseEventName(event), "fire");
+  EXPECT_EQ(CauseEventWords(event), "fire: PE (7, 3), thread 1, cycle 472");
+  event.type = SEND_RECORD;
+  event.to = {1, 2};
+  EXPECT_EQ(CauseEventName(event), "message");
+  EXPECT_EQ(CauseEventWords(event), "message: (7, 3) to (1, 2), thread 1, cycle 472");
+  event.type = SWITCH_RECORD;
+  EXPECT_EQ(CauseEventName(event), "transmission");
+  EXPECT_EQ(CauseEventWords(event), "transmission: switch at (7, 3), thread 1, cycle 472");
 }
 
 }  // namespace

@@ -3,27 +3,9 @@ import { grainOf, unitOf } from '../base/shape';
 import type { EventWalk } from '../model/eventWalk';
 import type { Explorer } from '../model/explorer';
 import type { Inspection } from '../model/inspection';
-import type { EventHead } from '../protocol/answers';
 import type { Piece } from '../protocol/questions';
 import { EVENT_TYPES } from '../protocol/questions';
 import type { Command } from './registry';
-
-/** The other end of the message that came in last, or that went out last. */
-function messageEnd(explorer: Explorer, inspection: Inspection, end: 'sender' | 'receiver') {
-  const { cycle } = explorer.playback.now.peek();
-  const what = end === 'sender' ? 'gets' : 'sends';
-  const around = inspection.shown.peek()?.around ?? [];
-  const before = around.filter((event) => event.what === what && BigInt(event.cycle) <= cycle);
-  const event: EventHead | undefined = before[before.length - 1] ?? around.find((one) => one.what === what);
-  return event === undefined ? undefined : { event, place: end === 'sender' ? event.at : event.to };
-}
-
-/** The ends of the selected event, if it is a message. */
-function endOfRecord(inspection: Inspection, end: 'sender' | 'receiver') {
-  const columns = inspection.event.fed.peek()?.answer.columns;
-  const list = end === 'sender' ? columns?.at : columns?.to;
-  return EVENT_TYPES[columns?.type[0] ?? 0] === 'send' && list !== undefined ? ([list[0] ?? 0, list[1] ?? 0] as const) : undefined;
-}
 
 /** What the selected event is of. */
 function actorOfRecord({ trace }: Explorer, inspection: Inspection): Piece | undefined {
@@ -38,22 +20,6 @@ function actorOfRecord({ trace }: Explorer, inspection: Inspection): Piece | und
   }
   const { column, row } = unitOf(grainOf(shape, 'cluster'), placeOf(at));
   return { switch: [column, row] };
-}
-
-function follow(explorer: Explorer, inspection: Inspection, end: 'sender' | 'receiver'): void {
-  const selected = explorer.selection.selected.peek();
-  if (selected !== undefined && 'record' in selected) {
-    const place = endOfRecord(inspection, end);
-    if (place !== undefined) {
-      explorer.selection.selectPiece({ pe: place });
-    }
-    return;
-  }
-  const found = messageEnd(explorer, inspection, end);
-  if (found?.place !== undefined) {
-    explorer.selection.selectPiece({ pe: found.place });
-    void explorer.pilot.goToRecord(found.event.record);
-  }
 }
 
 /** Whether the notes tell packets. */
@@ -79,17 +45,6 @@ function followAlong({ view, causes, selection, pilot }: Explorer): void {
   }
 }
 
-/** The cycles that an event, or the shown part of time, stands for. */
-function selectionToRange(explorer: Explorer, inspection: Inspection): void {
-  const { time, playback } = explorer;
-  const { cycle } = playback.now.peek();
-  const around = inspection.shown.peek()?.around ?? [];
-  const cycles = around.map((event) => BigInt(event.cycle));
-  const first = cycles.reduce((least, each) => (each < least ? each : least), cycle);
-  const last = cycles.reduce((most, each) => (each > most ? each : most), cycle);
-  time.range.value = { first, last };
-}
-
 /** Events of what is selected, the ends of its messages, and the panel that tells about it. */
 export function selectionCommands(
   explorer: Explorer,
@@ -108,7 +63,8 @@ export function selectionCommands(
       void walk.go(piece, back);
     }
   };
-  const to = (end: 'sender' | 'receiver') => () => follow(explorer, inspection, end);
+  const to = (end: 'sender' | 'receiver') => () =>
+    void import('./selectionSteps').then((part) => part.toMessageEnd(explorer, inspection, end));
   return [
     { id: 'select.previousEvent', group, name: 'Previous event', icon: 'back', can: hasActor, run: go(true) },
     { id: 'select.nextEvent', group, name: 'Next event', icon: 'forward', can: hasActor, run: go(false) },
@@ -135,7 +91,7 @@ export function selectionCommands(
       name: 'Make what is around the playhead the range',
       icon: 'focus',
       can: hasPiece,
-      run: () => selectionToRange(explorer, inspection),
+      run: () => void import('./selectionSteps').then((part) => part.selectionToRange(explorer, inspection)),
     },
     {
       id: 'select.inspector',

@@ -28,12 +28,9 @@ function togglePin(explorer: Explorer): void {
 /** One end of the range at the playhead; the other one stays unless it would lie on the wrong side. */
 function setRangeEnd({ time, playback, trace }: Explorer, end: 'first' | 'last'): void {
   const { cycle } = playback.now.peek();
-  const { first, last } = time.range.peek() ?? { first: trace.firstCycle.peek(), last: trace.lastCycle.peek() };
-  if (end === 'first') {
-    time.range.value = { first: cycle, last: last < cycle ? trace.lastCycle.peek() : last };
-  } else {
-    time.range.value = { first: first > cycle ? trace.firstCycle.peek() : first, last: cycle };
-  }
+  const whole = { first: trace.firstCycle.peek(), last: trace.lastCycle.peek() };
+  const range = { ...whole, ...time.range.peek(), [end]: cycle };
+  time.range.value = range.first > range.last ? { ...whole, [end]: cycle } : range;
 }
 
 /** What moves the timeline's window and says what it shows. */

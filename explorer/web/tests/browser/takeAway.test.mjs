@@ -39,7 +39,7 @@ test('What is taken away has the bytes of the command that is copied beside it',
     await page.waitForFunction((ending) => document.querySelector('.status-notice')?.textContent.endsWith(ending), name);
     const command = await told(page);
     assert.ok(command.endsWith(` -o ${name}`), `${command} and ${name}`);
-    shell(command);
+    shell(`${command} --force`);
     assert.deepEqual(bytes, readFileSync(file(name)), command);
   }
   const raw = await saved(page, 'Range as a trace as trace');
@@ -108,7 +108,7 @@ test('The command of the view draws the moment that is shown, in either reading'
     await dialog(page).getByRole('button', { name: 'Picture of the view: copy as command' }).click();
     const command = await told(page);
     assert.match(command, words);
-    shell(command);
+    shell(`${command} --force`);
     await close(page);
   }
 });

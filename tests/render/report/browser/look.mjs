@@ -27,7 +27,7 @@ function programOf(name) {
 }
 
 function report(name, ...flags) {
-  execFileSync(process.env.MARROWFIN_TRACE, ["report", file("run.trace"), ...flags, "-o", file(name)]);
+  execFileSync(process.env.MARROWFIN_TRACE, ["report", file("run.trace"), ...flags, "-o", file(name), "--force"]);
   return file(name);
 }
 
@@ -110,7 +110,7 @@ for (const theme of ["light", "dark"]) {
     );
     execFileSync(process.env.MARROWFIN_TRACE, [
       "report", file("told.trace"), "--against", file("other.trace"), "--expect", file("rules.toml"),
-      "--theme", theme, "-o", file(`all-${theme}.html`),
+      "--theme", theme, "-o", file(`all-${theme}.html`), "--force",
     ]);
     const page = await open(file(`all-${theme}.html`));
     for (const section of ["verdicts", "difference", "run", "where", "when", "causes", "faults", "made"]) {

@@ -55,11 +55,6 @@ export function grainAt(shape: Shape, plan: Plan, pitch: number): Grain {
   return grainOf(shape, domain >= LEAST_PITCH ? 'domain' : 'cluster');
 }
 
-/** The pitch in CSS pixels from which a level is drawn. */
-export function pitchOf(shape: Shape, level: 'pe' | 'domain'): number {
-  return level === 'pe' ? LEAST_PITCH : LEAST_PITCH / Math.min(shape.pes[0], shape.pes[1]);
-}
-
 const isMesh = (shape: Shape, plan: Plan): boolean => plan === 'flat' || isFlat(shape);
 
 /** The natural floorplan along an axis. */
@@ -85,9 +80,6 @@ export function gapAt(pitch: number, ratio: number): number {
   return Math.max(1, Math.round((pitch >= 18 * ratio ? 2 : 1) * ratio));
 }
 
-const sameLook = (a: Look, b: Look): boolean =>
-  (Object.keys(a) as (keyof Look)[]).every((key) => a[key] === b[key]);
-
 /** Where everything of an array lies on a canvas: column 0 at the left, row 0 below. */
 export class Layout {
   readonly columns: Axis;
@@ -107,7 +99,7 @@ export class Layout {
 
   /** Whether it is another one of the same: what is made of one need not be made anew. */
   equals(other: Layout): boolean {
-    return this.shape === other.shape && sameLook(this.look, other.look);
+    return this.shape === other.shape && JSON.stringify(this.look) === JSON.stringify(other.look);
   }
 
   /** Of what is drawn as one. */

@@ -3,13 +3,13 @@ import { useEffect, useMemo, useRef } from 'preact/hooks';
 
 import { columnsOf, isFlat, rowsOf, type Shape } from '../../base/shape';
 import { thousands } from '../../base/words';
+import type { Explorer } from '../../model/explorer';
 import { namedPiece } from '../../model/hover';
 import { Button } from '../../widgets/Button';
 import { Tooltip } from '../../widgets/Tooltip';
 import { Keys } from '../../widgets/Keys';
 import { usePage } from '../context';
 import type { FloorplanController } from './controller';
-import { moveSelection } from './arrows';
 import './floorplan.css';
 
 /** "4 × 4 clusters › 2 × 2 domains › 4 × 4 PEs". */
@@ -119,6 +119,19 @@ function Crowded({ controller }: { readonly controller: FloorplanController }) {
   );
 }
 
+/** What arrow keys do is not needed before one is pressed. */
+function arrowKeys(explorer: Explorer, controller: FloorplanController) {
+  let mover: Promise<(event: KeyboardEvent) => void> | undefined;
+  return (event: KeyboardEvent): void => {
+    if (event.key.startsWith('Arrow') && !event.metaKey && !event.altKey) {
+      event.preventDefault();
+      event.stopPropagation();
+      mover ??= import('./arrows').then((part) => part.moveSelection(explorer, controller));
+      void mover.then((move) => move(event));
+    }
+  };
+}
+
 export function Floorplan({ controller }: { readonly controller: FloorplanController }) {
   const { explorer } = usePage();
   const box = useRef<HTMLDivElement>(null);
@@ -130,7 +143,7 @@ export function Floorplan({ controller }: { readonly controller: FloorplanContro
     }
     return controller.start(box.current, canvas.current, overlay.current);
   }, [controller]);
-  const onKeyDown = useMemo(() => moveSelection(explorer, controller), [explorer, controller]);
+  const onKeyDown = useMemo(() => arrowKeys(explorer, controller), [explorer, controller]);
   const selected = explorer.selection.piece.value;
   const label = selected === undefined ? '' : `, ${namedPiece(explorer, selected)} is selected`;
   return (
@@ -143,7 +156,7 @@ export function Floorplan({ controller }: { readonly controller: FloorplanContro
           ref={overlay}
           tabIndex={0}
           role="application"
-          aria-label={`Floorplan${label}. Arrow keys choose another one, with Shift a rectangle; with Ctrl they pan.`}
+          aria-label={`Floorplan${label}. Arrow keys choose another one, Shift grows a rectangle, Ctrl pans.`}
           onKeyDown={onKeyDown}
         />
         {!controller.works.value && (

@@ -80,11 +80,9 @@ export function moveSelection(explorer: Explorer, controller: FloorplanControlle
   return (event: KeyboardEvent): void => {
     const way = WAYS[event.key];
     const layout = controller.seen.peek();
-    if (way === undefined || layout === undefined || event.metaKey || event.altKey) {
+    if (way === undefined || layout === undefined) {
       return;
     }
-    event.preventDefault();
-    event.stopPropagation();
     if (event.ctrlKey) {
       controller.hand.pan(-way[0] * PAN, way[1] * PAN);
       return;

@@ -1,6 +1,5 @@
-import { LEAST_PITCH, pitchOf } from '../../base/floorplan/layout';
 import { THREADS } from '../../base/picture';
-import { counted, thousands } from '../../base/words';
+import { counted } from '../../base/words';
 import { threadColours } from '../../theme/palettes';
 import { ThreadChip } from '../../widgets/ThreadChip';
 import { usePage } from '../context';
@@ -8,10 +7,12 @@ import type { FloorplanController } from '../floorplan/controller';
 import { later } from '../../widgets/later';
 import { AgeLegend, MessageLegend } from './AgeLegend';
 import type { HeatLegend as Heat } from './HeatLegend';
+import type { LevelLegend as Level } from './LevelLegend';
 
 // Those of layers that most pages are not opened with.
 const LinkLegend = later(async () => (await import('./LinkLegend')).LinkLegend);
 const KindLegend = later(async () => (await import('./KindLegend')).KindLegend);
+const LevelLegend = later<Parameters<typeof Level>[0]>(async () => (await import('./LevelLegend')).LevelLegend);
 const HeatLegend = later<Parameters<typeof Heat>[0]>(async () => (await import('./HeatLegend')).HeatLegend);
 
 /** How many elements each thread (modulo 6) fired on last; the last number is of none. */
@@ -64,38 +65,6 @@ function ThreadLegend() {
   );
 }
 
-const percent = (share: number): string => `${thousands(Math.ceil(100 * share))} %`;
-
-const GRAINS = { block: 'Blocks', domain: 'Domains', cluster: 'Clusters' } as const;
-
-/** What is drawn at this zoom, and at which that changes. */
-function LevelLegend({ controller }: { readonly controller: FloorplanController }) {
-  const layout = controller.seen.value;
-  const level = layout?.level;
-  if (layout === undefined || level === undefined || level === 'pe') {
-    return null;
-  }
-  const { shape } = layout;
-  const { span } = layout.grain;
-  const fit = controller.fit();
-  return (
-    <>
-      <h2 class="rail-title">Drawn now</h2>
-      <div class="legend">
-        <span class="strong">
-          {GRAINS[level]} of {span[0]} × {span[1]} PEs
-        </span>
-        <span class="legend-small">
-          PEs from zoom {percent(pitchOf(shape, 'pe') / fit)},{' '}
-          {level === 'block'
-            ? `larger blocks below ${percent(LEAST_PITCH / span[0] / fit)}`
-            : `${level === 'domain' ? 'clusters below' : 'domains from'} ${percent(pitchOf(shape, 'domain') / fit)}`}
-        </span>
-      </div>
-    </>
-  );
-}
-
 export function Legend({ controller }: { readonly controller: FloorplanController }) {
   const { view } = usePage().explorer;
   const by = view.colourBy.value;
@@ -105,7 +74,7 @@ export function Legend({ controller }: { readonly controller: FloorplanControlle
       {by === 'thread' && !view.linkLoad.value && <ThreadLegend />}
       {by === 'kind' && <KindLegend />}
       {by === 'heat' && <HeatLegend controller={controller} />}
-      <LevelLegend controller={controller} />
+      {controller.seen.value?.level !== 'pe' && <LevelLegend controller={controller} />}
     </>
   );
 }
