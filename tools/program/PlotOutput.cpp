@@ -1,11 +1,11 @@
 #include "tools/program/PlotOutput.h"
-#include "tools/program/ExistingOutput.h"
 
 #include <filesystem>
 #include <limits>
 #include <map>
 #include <utility>
 
+#include "tools/program/ExistingOutput.h"
 #include "tools/program/NumbersText.h"
 #include "tools/program/Output.h"
 #include "tools/program/OutputApart.h"

@@ -45,9 +45,7 @@ export class EventList {
   readonly words = computed<FilterWords>(() => readFilterWords(this.text.value, this.attributes.value));
 
   /** The range, where the list keeps to it. */
-  readonly range = computed<CycleSpan | undefined>(() =>
-    isOfWholeRun(this.words.value.terms) ? undefined : this.explorer.time.range.value,
-  );
+  readonly range = computed<CycleSpan | undefined>(() => this.rangeOf(this.words.value.terms));
 
   /** What is listed: what all words that can be used ask for, in the range. */
   readonly filter = computed<Filter>(() => this.listed(this.words.value.terms));
@@ -150,10 +148,13 @@ export class EventList {
     }
   }
 
+  private rangeOf(terms: FilterTerms): CycleSpan | undefined {
+    return isOfWholeRun(terms) ? undefined : this.explorer.time.range.value;
+  }
+
   private listed(terms: FilterTerms): Filter {
-    const { time, view } = this.explorer;
-    const filter = filterOf(terms, view.skipTo.value);
-    const range = isOfWholeRun(terms) ? undefined : time.range.value;
+    const filter = filterOf(terms, this.explorer.view.skipTo.value);
+    const range = this.rangeOf(terms);
     return range === undefined ? filter : { ...filter, cycles: [String(range.first), String(range.last)] };
   }
 

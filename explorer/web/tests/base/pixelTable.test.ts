@@ -98,6 +98,15 @@ test('An array that is laid out flat has no gaps, and clusters keep their elemen
   expect(layout.switchMiddle({ column: 1, row: 0 }).x).toBe(x + 4 * pitch - layout.gap / 2);
 });
 
+test('A layout is the same as long as shape and look are', () => {
+  const look = lookOf(SHAPE, 'natural', STAGE, undefined);
+  const layout = new Layout(SHAPE, look);
+  expect(layout.equals(new Layout(SHAPE, { ...look }))).toBe(true);
+  expect(layout.equals(new Layout(SHAPE, { ...look, left: look.left + 1 }))).toBe(false);
+  expect(layout.equals(new Layout(SHAPE, { ...look, plan: 'flat' }))).toBe(false);
+  expect(layout.equals(new Layout({ ...SHAPE }, look))).toBe(false);
+});
+
 test('Zooming keeps the spot under the pointer', () => {
   const look = lookOf(SHAPE, 'natural', STAGE, undefined);
   const fit = fitPitch(SHAPE, 'natural', STAGE);

@@ -123,7 +123,7 @@ function Crowded({ controller }: { readonly controller: FloorplanController }) {
 function arrowKeys(explorer: Explorer, controller: FloorplanController) {
   let mover: Promise<(event: KeyboardEvent) => void> | undefined;
   return (event: KeyboardEvent): void => {
-    if (event.key.startsWith('Arrow') && !event.metaKey && !event.altKey) {
+    if (event.key.startsWith('Arrow') && !event.altKey) {
       event.preventDefault();
       event.stopPropagation();
       mover ??= import('./arrows').then((part) => part.moveSelection(explorer, controller));

@@ -83,7 +83,7 @@ export function moveSelection(explorer: Explorer, controller: FloorplanControlle
     if (way === undefined || layout === undefined) {
       return;
     }
-    if (event.ctrlKey) {
+    if (event.ctrlKey || event.metaKey) {
       controller.hand.pan(-way[0] * PAN, way[1] * PAN);
       return;
     }

@@ -74,7 +74,7 @@ export function Legend({ controller }: { readonly controller: FloorplanControlle
       {by === 'thread' && !view.linkLoad.value && <ThreadLegend />}
       {by === 'kind' && <KindLegend />}
       {by === 'heat' && <HeatLegend controller={controller} />}
-      {controller.seen.value?.level !== 'pe' && <LevelLegend controller={controller} />}
+      {(controller.seen.value?.level ?? 'pe') !== 'pe' && <LevelLegend controller={controller} />}
     </>
   );
 }

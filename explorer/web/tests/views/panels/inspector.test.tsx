@@ -70,6 +70,20 @@ test('A PE and a switch tell what they do in the range, where there is one', asy
   expect(words()).toMatch(/In the range ?cycles 5–9 ?Transmissions ?73/);
 });
 
+test('The next event of a selected event is that of its PE', async () => {
+  const asked: unknown[] = [];
+  const when: Answering['when'] = () => ({ head: { record: 1, step: 1, cycle: '1', naturalStep: 1 } });
+  const next: Answering['next'] = (question) => {
+    asked.push(question.piece);
+    return { head: { event: null } };
+  };
+  const { after, page } = await show(Inspector, { ...ANSWERS, when, next });
+  expect(page.commands.canRun('select.nextEvent')).toBe(false);
+  await after(() => (page.explorer.selection.selected.value = { record: 7 }));
+  await after(() => page.commands.run('select.nextEvent'));
+  expect(asked).toEqual([{ pe: [1, 0] }]);
+});
+
 test('A PE tells what it shows and why, its run, its neighbours, and the notes of each event around', async () => {
   const { words, root, press, after, page } = await show(Inspector, ANSWERS);
   await after(() => page.explorer.selection.selectPiece({ pe: [1, 0] }));
