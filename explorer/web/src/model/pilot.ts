@@ -4,11 +4,11 @@ import { clamp } from '../base/cycles';
 import { Latest } from '../base/latest';
 import { Lru } from '../base/lru';
 import type { Picture } from '../base/picture';
-import type { Answer } from '../protocol/answers';
 import { isCancelled } from '../protocol/fault';
 import type { Moment, Questions, Reading } from '../protocol/questions';
 import type { Explorer } from './explorer';
 import { momentOf, type Position } from './moment';
+import { pictureOf } from './pictureOf';
 import { Turn } from './turn';
 import { Walker, type Direction } from './walker';
 
@@ -20,25 +20,6 @@ interface Wish {
   readonly trace: string;
   readonly question: Questions['state'];
   readonly begun: number;
-}
-
-export function pictureOf(reading: Reading, answer: Answer<'state'>): Picture {
-  const { head, columns } = answer;
-  return {
-    reading,
-    step: head.step,
-    cycle: BigInt(head.cycle),
-    last: head.last,
-    elements: columns.elements,
-    switches: columns.switches,
-    messages: {
-      record: columns.record,
-      age: columns.age,
-      thread: columns.thread,
-      from: columns.from,
-      to: columns.to,
-    },
-  };
 }
 
 /**
@@ -56,6 +37,7 @@ export class Pilot {
   private readonly kept: Lru<string, Picture>;
   private steps = 0;
   private stepping = false;
+  private walking: Promise<void> = Promise.resolve(); // until the steps on their way are shown
   private flight = 0; // another number for each jump
   private readonly turn = new Turn();
 
@@ -75,18 +57,26 @@ export class Pilot {
     return this.jumps.busy || this.stepping;
   }
 
-  /** Shows the wanted moment again whenever trace, shape or reading become others. */
+  /** Shows the wanted moment again whenever trace, shape or reading become others, or the trace has grown. */
   follow(): () => void {
-    const { trace, view } = this.explorer;
-    return effect(() => {
-      trace.fingerprint.value;
-      const shape = trace.shape.value;
-      const reading = view.reading.value;
-      view.skipTo.value;
-      if (shape !== undefined) {
-        queueMicrotask(() => this.turnTo(reading));
-      }
-    });
+    const { trace, view, playback } = this.explorer;
+    const ends = [
+      effect(() => {
+        trace.fingerprint.value;
+        const shape = trace.shape.value;
+        const reading = view.reading.value;
+        view.skipTo.value;
+        if (shape !== undefined) {
+          queueMicrotask(() => this.turnTo(reading));
+        }
+      }),
+      effect(() => {
+        if (trace.records.value > 0 && playback.picture.peek() !== undefined) {
+          void this.again();
+        }
+      }),
+    ];
+    return () => ends.forEach((end) => end());
   }
 
   goTo(at: Position, moment: Moment = this.momentAt(at)): void {
@@ -130,7 +120,7 @@ export class Pilot {
   /** Asks for what is shown once more, where it could not be had before. */
   refresh(): void {
     if (this.explorer.playback.picture.peek() === undefined || this.failure.peek() !== undefined) {
-      this.goTo(this.explorer.playback.wanted.peek());
+      void this.again();
     }
   }
 
@@ -156,7 +146,7 @@ export class Pilot {
   step(by: number): void {
     this.steps = Math.min(MOST_STEPS, Math.max(-MOST_STEPS, this.steps + by));
     if (!this.stepping) {
-      void this.walk();
+      this.walking = this.walk();
     }
   }
 
@@ -172,6 +162,12 @@ export class Pilot {
     }
     this.show(next);
     return 'moved';
+  }
+
+  /** Asks for the wanted moment once more, behind the steps that are on their way. */
+  private async again(): Promise<void> {
+    await this.walking;
+    this.goTo(this.explorer.playback.wanted.peek());
   }
 
   private momentAt(at: Position): Moment {
@@ -228,7 +224,7 @@ export class Pilot {
   }
 
   private async fetch(wish: Wish, stop: AbortSignal): Promise<void> {
-    const key = wish.trace + JSON.stringify(wish.question);
+    const key = `${wish.trace} ${this.explorer.trace.records.peek()} ${JSON.stringify(wish.question)}`;
     const waiting = setTimeout(() => (this.slow.value = true), 150);
     try {
       const known = this.kept.get(key);

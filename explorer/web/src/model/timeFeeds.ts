@@ -4,7 +4,7 @@ import { bucketCycles, bucketEnd, type BucketSpan } from '../base/buckets';
 import { bucketsOf, type BandData, type TickData } from '../base/stripData';
 import type { Answer } from '../protocol/answers';
 import type { Questions } from '../protocol/questions';
-import { activityOf, type Activity } from './activity';
+import type { Activity } from './activity';
 import { AnswerFeed } from './answerFeed';
 import type { Explorer } from './explorer';
 import { StripFeed } from './stripFeed';
@@ -120,8 +120,9 @@ export class TimeFeeds {
     const { engine, trace, time } = this.explorer;
     const by = time.activityBy.peek();
     const question: Questions['activity'] = { ...binsAsked(span), by, worst };
-    const answer = await engine.ask(trace.fingerprint.peek(), 'activity', question, { signal: stop });
-    return activityOf(answer, by);
+    const asked = engine.ask(trace.fingerprint.peek(), 'activity', question, { signal: stop });
+    const [answer, part] = await Promise.all([asked, import('./activity')]);
+    return part.activityOf(answer, by);
   }
 
   private async fetchLane(lane: Lane, span: BucketSpan, stop: AbortSignal): Promise<LaneData> {

@@ -20,7 +20,13 @@ export class TraceStore {
     this.all.value.find((status) => status.fingerprint === this.fingerprint.value),
   );
 
-  readonly shape = computed<Shape | undefined>(() => this.head.value?.shape ?? undefined);
+  private readonly shapeText = computed(() => JSON.stringify(this.head.value?.shape ?? null));
+
+  /** Another object only where it is another shape, however often the trace is told of. */
+  readonly shape = computed(() => (JSON.parse(this.shapeText.value) as Shape | null) ?? undefined);
+
+  /** How many are known so far. */
+  readonly records = computed(() => this.head.value?.records ?? 0);
 
   readonly firstCycle = computed(() => BigInt(this.head.value?.firstCycle ?? 0));
   readonly lastCycle = computed(() => BigInt(this.head.value?.lastCycle ?? 0));

@@ -17,7 +17,6 @@ export class Watch {
   /** Called where the page must be loaded anew. */
   reload: () => void = () => undefined;
 
-
   /** What the address of the page asks for: a name or a fingerprint. */
   wished = '';
 

@@ -1,6 +1,10 @@
 import { expect, test } from 'vitest';
 
+import type { FakeEngine } from '../../src/engine/fakeEngine';
+import type { Explorer } from '../../src/model/explorer';
+import type { TraceHead } from '../../src/protocol/answers';
 import { AskError } from '../../src/protocol/fault';
+import type { Questions } from '../../src/protocol/questions';
 import { ANSWERING, elementsAt, openSmall, settled, STEPS, stepOf } from '../fixtures/smallTrace';
 
 test('The first moment is shown when the trace is open', async () => {
@@ -68,6 +72,73 @@ test('Steps end at the ends of the trace without a word', async () => {
   await settled(explorer);
   expect(explorer.playback.picture.value?.step).toBe(STEPS - 1);
   expect(explorer.alerts.shown.value).toBeUndefined();
+});
+
+/** The trace told of once more, with `more` members that have become others. */
+const tellAgain = (explorer: Explorer, more: Partial<TraceHead> = {}) => {
+  const head = explorer.trace.head.value!;
+  explorer.trace.head.value = { ...head, shape: { ...head.shape! }, ...more };
+};
+
+/** A trace whose changes are told when `free` is called. */
+async function openHeld() {
+  let free: () => void = () => undefined;
+  const held = new Promise<void>((resolve) => (free = resolve));
+  const opened = await openSmall({
+    steps: async (question, trace) => {
+      await held;
+      return ANSWERING.steps!(question, trace);
+    },
+  });
+  return { ...opened, free };
+}
+
+const soon = () => new Promise((resolve) => setTimeout(resolve, 5));
+const statesAsked = (engine: FakeEngine) =>
+  engine.asked.flatMap(({ ask, question }) => (ask === 'state' ? [stepOf(question as Questions['state'])] : []));
+
+test('A step is not lost when the trace is told of once more', async () => {
+  const { engine, explorer, free } = await openHeld();
+  explorer.pilot.step(1);
+  await soon();
+  engine.asked.length = 0;
+  tellAgain(explorer);
+  await soon();
+  free();
+  await settled(explorer);
+  expect(explorer.playback.picture.value?.step).toBe(1);
+  expect(statesAsked(engine)).toEqual([]);
+});
+
+test('What is shown is asked for again behind a step when the trace has grown', async () => {
+  const { engine, explorer, free } = await openHeld();
+  explorer.pilot.step(1);
+  await soon();
+  engine.asked.length = 0;
+  tellAgain(explorer, { records: explorer.trace.records.value + 5 });
+  await soon();
+  expect(statesAsked(engine)).toEqual([]);
+  free();
+  await settled(explorer);
+  await soon();
+  expect(explorer.playback.picture.value?.step).toBe(1);
+  expect(statesAsked(engine)).toEqual([1]);
+});
+
+test('A moment that was shown is known again until the trace has grown', async () => {
+  const { engine, explorer } = await openSmall();
+  const goTo = async (step: number) => {
+    engine.asked.length = 0;
+    explorer.pilot.goToStep(step);
+    await settled(explorer);
+    return statesAsked(engine);
+  };
+  expect(await goTo(7)).toEqual([7]);
+  expect(await goTo(9)).toEqual([9]);
+  expect(await goTo(7)).toEqual([]);
+  tellAgain(explorer, { records: explorer.trace.records.value + 5 });
+  await soon();
+  expect(await goTo(9)).toEqual([9]);
 });
 
 test('A jump takes over from steps that are on their way', async () => {
