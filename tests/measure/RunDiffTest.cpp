@@ -51,6 +51,59 @@ TEST(RunDiffTest, NothingChangesFromARunToItself) {
   }
 }
 
+TEST(RunDiffTest, EveryChangeHasTwoNamesOneForProgramsAndOneForPeople) {
+  const MeasuredTrace run(Random(1, {2, 2, 2}), {2, 2, 2});
+  std::string words;
+  for (const Change& change : ChangesOf(AsMeasured(run), AsMeasured(run))) {
+    words += change.name + ": " + change.words + "\n";
+  }
+  EXPECT_EQ(words, R"(cycles: cycles
+records: records
+fires: fires
+firesPerCycle: fires per cycle
+utilisation: utilisation
+largestUtilisation: largest of a PE
+elementRate: fires per PE and cycle
+busiestElement: busiest PE
+idleElements: PEs that never fire
+elementMaxOverMean: PEs, max/mean
+elementGini: PEs, Gini
+elementCov: PEs, CoV
+clusterMaxOverMean: clusters, max/mean
+clusterGini: clusters, Gini
+clusterCov: clusters, CoV
+longestGap: longest gap
+peakFires: fires of the busiest cycle
+quietCycles: longest quiet spell
+phases: phases
+outside: places outside the array
+sends: messages
+linkLoad: link load, mean
+busiestLink: link load, largest
+unusedLinks: links unused
+linkMaxOverMean: links, max/mean
+linkGini: links, Gini
+linkCov: links, CoV
+bisectionRate: bisection, messages a cycle
+bisectionShare: bisection, share
+modelError: model error
+transmissions: transmissions
+switchRate: transmissions per switch and cycle
+busiestSwitch: busiest switch
+switchLoad: switch load, mean
+busiestSwitchLoad: switch load, largest
+idleSwitches: switches that never transmit
+switchMaxOverMean: switches, max/mean
+switchGini: switches, Gini
+switchCov: switches, CoV
+distanceMean: distance, mean
+distanceP50: distance, 50 % within
+distanceP95: distance, 95 % within
+distanceP99: distance, 99 % within
+distanceMax: distance, largest
+)");
+}
+
 TEST(RunDiffTest, AChangeIsWhatTheFirstRunHasMoreThanTheSecond) {
   const MeasuredTrace a({{FIRE_RECORD, 0, 0, {0, 0}, {}},
                          {FIRE_RECORD, 1, 0, {0, 0}, {}},

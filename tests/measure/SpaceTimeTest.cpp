@@ -175,6 +175,18 @@ TEST(CountSpaceTimeTest, OfManyThreadsThoseWithMostEventsAreToldApart) {
   EXPECT_EQ(map->Threads(), (std::vector<uint32_t>{0, 1, 2, 3, 4}));
 }
 
+TEST(CountSpaceTimeTest, UnlessAskedForThereAreNoMoreThanFiveHundredColumns) {
+  for (const uint64_t cycles : {uint64_t{500}, uint64_t{501}}) {
+    const Opened opened(
+        Encode({{FIRE_RECORD, 0, 0, {0, 0}, {}}, {FIRE_RECORD, cycles - 1, 0, {0, 0}, {}}}));
+    SpaceTimeQuestion question;
+    question.shape = {2, 2, 2};
+    const Result<SpaceTime> map = CountSpaceTime(*opened.trace, *opened.index, question);
+    ASSERT_TRUE(map) << map.Why().Text();
+    EXPECT_EQ(map->Times().Count(), cycles == 500 ? 500U : 251U);
+  }
+}
+
 TEST(CountSpaceTimeTest, TheRangeIsThatOfTheCyclesThatWereAskedFor) {
   std::vector<Event> events;
   for (uint64_t cycle = 10; cycle < 100; ++cycle) {

@@ -276,6 +276,21 @@ TEST(FollowedTraceTest, AnotherProcessKnowsATraceByTheSameName) {
   EXPECT_EQ(one.Status().fingerprint, other.Status().fingerprint);
 }
 
+TEST(FollowedTraceTest, AnIndexThatIsKeptIsNotMadeAnew) {
+  std::mt19937 random(4);
+  RandomTraceOptions options;
+  options.records = 300000;
+  const AskedTrace first(Encode(RandomEvents(random, options)));
+  first.UntilReady();
+  const std::string index = first.name + ".mfindex";
+  ASSERT_TRUE(std::filesystem::exists(index));
+  const std::string hardLink = index + ".same";
+  std::filesystem::create_hard_link(index, hardLink);
+  const OpenTraces again({first.name});
+  first.Until([&] { return again.Status()[0].state == TraceStatus::READY; });
+  EXPECT_TRUE(std::filesystem::equivalent(index, hardLink)) << "another file has its name";
+}
+
 TEST(FollowedTraceTest, APackedTraceIsAnsweredLikeAPlainOne) {
   const TempDir folder;
   const std::string name = folder.File("t.trace");

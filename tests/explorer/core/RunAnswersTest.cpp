@@ -479,5 +479,28 @@ TEST_F(RunAnswersTest, WhoeverDoesNotWantAnAnswerAnyMoreIsToldSo) {
   EXPECT_EQ(answer(false).Code(), "");
 }
 
+TEST_F(RunAnswersTest, WhoeverStopsWaitingWhileTheViewersStartIsLookedForIsToldSo) {
+  events = RandomEvents(random, [] {
+    RandomTraceOptions options = Options();
+    options.records = 200000;
+    return options;
+  }());
+  Begin();
+  OpenTraces traces({asked->name});
+  asked->Until([&] { return traces.Status()[0].state == TraceStatus::READY; });
+  const Core core(traces, shape);
+  const std::string question =
+      json{{"protocol", 1}, {"trace", traces.Status()[0].fingerprint},
+           {"ask", "when"}, {"reading", "viewer"},
+           {"step", 3},     {"skipTo", std::to_string(events.back().cycle)}}
+          .dump();
+  const auto answer = [&](int patience) {
+    return ReadAnswerBytes(
+        core.Answer({reinterpret_cast<const uint8_t*>(question.data()), question.size()},
+                    [&] { return patience-- <= 0; }));
+  };
+  EXPECT_EQ(answer(1).Code(), "cancelled");
+}
+
 }  // namespace
 }  // namespace marrowfin::testing

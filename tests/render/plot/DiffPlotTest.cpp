@@ -247,6 +247,21 @@ TEST_F(DiffPlotTest, OfDifferentArraysWhatOnlyOneHasIsCrossedOut) {
   EXPECT_THAT(Bytes(plot, {}), StartsWith("\x89PNG"));
 }
 
+TEST_F(DiffPlotTest, WordsTellInWhichMapChangesAreBeyondTheScale) {
+  const ArrayShape wide = {PerAxis{16, 1}, TWO, TWO};
+  const MeasuredTrace more(RunOf(640, 5, 640, 64, 60), wide);
+  const MeasuredTrace less(RunOf(640, 7, 0, 64, 30), wide);
+  const Plot apart = PlotDiff(AsPlotted(more, "more.trace"), AsPlotted(less, "less.trace"), {}, {});
+  EXPECT_THAT(apart.words.caption,
+              AllOf(HasSubstr(" (A − B) take the outermost colour"),
+                    HasSubstr(" (A / mean A − B / mean B) take the outermost colour")));
+  const MeasuredTrace same(RunOf(640, 7, 0, 64, 60), wide);
+  const Plot near = PlotDiff(AsPlotted(more, "more.trace"), AsPlotted(same, "same.trace"), {}, {});
+  EXPECT_THAT(near.words.caption,
+              AllOf(HasSubstr(" take the outermost colour"), Not(HasSubstr("mean A"))))
+      << "there is one map";
+}
+
 TEST_F(DiffPlotTest, TheNumbersBehindAPictureAreWhatIsDrawn) {
   const PlotNumbers numbers = PlotDiff(busy, even, {}, {}).numbers();
   ASSERT_EQ(numbers.tables[0].Rows(), 32U);

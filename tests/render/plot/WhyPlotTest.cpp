@@ -94,6 +94,18 @@ TEST_F(WhyPlotTest, PicturesAreToThePixelThoseThatWereLookedAt) {
   EXPECT_NE(BytesOf(PlotOf(), wide), BytesOf(PlotOf(true, Level::CLUSTER), wide));
 }
 
+TEST_F(WhyPlotTest, OnPagesNarrowerThanThreeHundredPointsTheMapStandsBelow) {
+  const Plot plot = PlotOf();
+  PlotStyle style;
+  const auto heightAt = [&](double page) {
+    style.width = page * style.text;
+    return plot.body->HeightFor(280, style);
+  };
+  EXPECT_EQ(heightAt(299.9), heightAt(200));
+  EXPECT_EQ(heightAt(300), heightAt(500));
+  EXPECT_GT(heightAt(299.9), 1.5 * heightAt(300));
+}
+
 // What led to the last fire of thread 1, and what followed from its first one.
 class ConePlotTest : public WhyPlotTest {
  protected:
