@@ -1,5 +1,6 @@
 // A packed trace in place of the trace, with its companion within: no subcommand tells them apart.
 
+#include <algorithm>
 #include <map>
 #include <set>
 #include <sstream>
@@ -81,6 +82,12 @@ const std::vector<Reading> readings = {
     {{"unpack", "run.trace", "--no-companion", "-o", "made.trace"}},
 };
 
+// A report against another run reads its own for both.
+bool IsReadTwice(const Line& words) {
+  return std::count(words.begin(), words.end(), "run.trace") > 1 ||
+         std::count(words.begin(), words.end(), "--against") > 0;
+}
+
 class PackedEverywhereTest : public CommandFixture {
  protected:
   // Two runs of a simulator with notes and counters, as they are in one folder and packed in
@@ -114,8 +121,12 @@ class PackedEverywhereTest : public CommandFixture {
   };
 
   Outcome OutcomeOf(const std::string& in, const Line& words) const {
+    return OutcomeOfCommand(in, Words(words));
+  }
+
+  Outcome OutcomeOfCommand(const std::string& in, const Line& words) const {
     Outcome outcome;
-    outcome.result = testing::RunCommand(Words(words), {"", folder.File(in), {}});
+    outcome.result = testing::RunCommand(words, {"", folder.File(in), {}});
     for (const std::string& name : ContentsOf(folder.File(in))) {
       if (name.starts_with("made")) {
         const std::string path = folder.File(in) + "/" + name;
@@ -179,6 +190,88 @@ TEST_F(PackedEverywhereTest, EverySubcommandReadsWhatGzipOrZstdPacked) {
   for (const std::string packer : {"gzip", "zstd"}) {
     EXPECT_FALSE(fs::exists(folder.File(packer + "/run.trace.mfindex")));
   }
+}
+
+// What can be read once only, from front to back: a pipe by the same name, beside its companion.
+TEST_F(PackedEverywhereTest, EverySubcommandReadsAPipe) {
+  ASSERT_EQ(0, Shell("mkdir pipe && cp raw/* pipe && rm pipe/run.trace && mkfifo pipe/run.trace")
+                   .exitStatus);
+  for (const Reading& reading : readings) {
+    SCOPED_TRACE(::testing::PrintToString(reading.words));
+    // Of a stream less is told, nothing can be read from it twice, and who copies records in order
+    // copies those of a pipe alone.
+    if (std::set<std::string>{"info", "merge", "shift", "sort"}.count(reading.words[0]) > 0 ||
+        IsReadTwice(reading.words)) {
+      continue;
+    }
+    const Outcome plain = OutcomeOf("raw", reading.words);
+    Line fed = {"sh", "-c", "timeout 60 cat ../raw/run.trace > run.trace & exec timeout 60 \"$@\"",
+                ""};
+    const Line words = Words(reading.words);
+    fed.insert(fed.end(), words.begin(), words.end());
+    const Outcome piped = OutcomeOfCommand("pipe", fed);
+    EXPECT_EQ(reading.exitStatus, piped.result.exitStatus) << piped.result.err;
+    EXPECT_TRUE(plain.result.out == piped.result.out) << plain.result.out.substr(0, 900) << "\n\n"
+                                                      << piped.result.out.substr(0, 900);
+    EXPECT_EQ(plain.result.err, piped.result.err);
+    EXPECT_TRUE(plain.files == piped.files);
+  }
+  EXPECT_FALSE(fs::exists(folder.File("pipe/run.trace.mfindex")));
+}
+
+// Standard input stands beside nothing, so a trace without a companion is the same there.
+TEST_F(PackedEverywhereTest, EverySubcommandReadsStandardInput) {
+  ASSERT_EQ(0, Shell("mkdir bare in && cp raw/rules.toml raw/other.trace bare && "
+                     "cp raw/rules.toml raw/other.trace in && cp raw/run.trace bare/-")
+                   .exitStatus);
+  for (const Reading& reading : readings) {
+    SCOPED_TRACE(::testing::PrintToString(reading.words));
+    Line words = Words(reading.words);
+    const auto asked = std::find(words.begin(), words.end(), "run.trace");
+    const bool wantsNotes = std::count(words.begin(), words.end(), "--packet") > 0 ||
+                            reading.words[0] == "notes" ||
+                            words.back().find("kind") != Line::value_type::npos;
+    if (reading.words[0] == "info" || reading.words[0] == "unpack" || wantsNotes ||
+        IsReadTwice(words)) {
+      continue;
+    }
+    *asked = "./-";
+    const Outcome named = OutcomeOfCommand("bare", words);
+    *asked = "-";
+    Line fed = {"sh", "-c", "exec \"$@\" < ../raw/run.trace", ""};
+    fed.insert(fed.end(), words.begin(), words.end());
+    const Outcome given = OutcomeOfCommand("in", fed);
+    EXPECT_EQ(named.result.exitStatus, given.result.exitStatus) << given.result.err;
+    const auto unnamed = [](std::string text) {
+      for (size_t at = 0; (at = text.find("./-", at)) != std::string::npos;) {
+        text.replace(at, 3, "-");
+      }
+      return text;
+    };
+    EXPECT_EQ(unnamed(named.result.out), given.result.out);
+    EXPECT_EQ(unnamed(named.result.err), given.result.err);
+    EXPECT_EQ(named.files.size(), given.files.size());
+  }
+}
+
+TEST_F(PackedEverywhereTest, StandardInputIsOneInput) {
+  for (const Line& words :
+       {Line{"diff", "-", "-"}, Line{"plot", "diff", "-", "-", "-o", "made.svg"},
+        Line{"query", "-", "-"}, Line{"query", "-", "--file", "-"}}) {
+    SCOPED_TRACE(::testing::PrintToString(words));
+    const Outcome outcome = OutcomeOf("raw", words);
+    EXPECT_EQ(2, outcome.result.exitStatus);
+    EXPECT_EQ("marrowfin-trace: standard input (-) is named more than once\n  Name it once.\n",
+              outcome.result.err);
+    EXPECT_TRUE(outcome.files.empty());
+  }
+  const Outcome report =
+      OutcomeOf("raw", {"report", "-", "--against", "run.trace", "-o", "made.html"});
+  EXPECT_EQ(2, report.result.exitStatus);
+  EXPECT_EQ(
+      "marrowfin-trace: -: is read twice where it is held against another run, and can be read "
+      "once only\n  Copy it to a file first.\n",
+      report.result.err);
 }
 
 // The table of readings is whole: what is not in it reads no trace, or has an index to tell of.

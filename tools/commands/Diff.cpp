@@ -275,9 +275,11 @@ MaybeFailure Diff(const CompareFlags& flags, const Console& console) {
 
 Action ConfigureDiff(CLI::App& app) {
   const auto flags = std::make_shared<CompareFlags>();
-  app.add_option("A", flags->diff.run.trace, "The trace that is looked at; may be packed")
+  app.add_option("A", flags->diff.run.trace,
+                 "The trace that is looked at; may be packed (- is standard input)")
       ->required();
-  app.add_option("B", flags->diff.other, "The trace that it is held against; may be packed")
+  app.add_option("B", flags->diff.other,
+                 "The trace that it is held against; may be packed (- is standard input)")
       ->required();
   app.add_option("--align", flags->align, "What is held against what: cycle, step, fire or phase")
       ->check(CLI::IsMember(NamesOf(Alignments())))

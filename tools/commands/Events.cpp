@@ -197,7 +197,8 @@ MaybeFailure Events(const EventsFlags& flags, const Console& console) {
 
 Action ConfigureEvents(CLI::App& app) {
   const auto flags = std::make_shared<EventsFlags>();
-  app.add_option("TRACE", flags->trace, "The trace: a file, packed or not")->required();
+  app.add_option("TRACE", flags->trace, "The trace: a file, packed or not; - is standard input")
+      ->required();
   flags->filter.Declare(app);
   flags->notes.Declare(app);
   AddCount(app, "--limit", flags->limit, "Only so many events, the first ones");

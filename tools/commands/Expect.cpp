@@ -353,7 +353,8 @@ MaybeFailure Expect(const ExpectFlags& flags, const Console& console) {
 Action ConfigureExpect(CLI::App& app) {
   const auto flags = std::make_shared<ExpectFlags>();
   app.add_option("RULES", flags->rules, "The file of rules");
-  app.add_option("TRACE", flags->run.trace, "The trace: a file, packed or not");
+  app.add_option("TRACE", flags->run.trace,
+                 "The trace: a file, packed or not; - is standard input");
   app.add_option("--rule", flags->chosen,
                  "Only rules of this name, in which * stands for anything; may be given again");
   flags->run.shape.Declare(app);

@@ -328,7 +328,8 @@ MaybeFailure RunExport(const ExportFlags& flags, const Console& console) {
 
 Action ConfigureExport(CLI::App& app) {
   const auto flags = std::make_shared<ExportFlags>();
-  app.add_option("TRACE", flags->trace, "The trace: a file, packed or not")->required();
+  app.add_option("TRACE", flags->trace, "The trace: a file, packed or not; - is standard input")
+      ->required();
   app.add_option("-o,--output", flags->output, "The file or folder to write; - is standard output")
       ->required();
   app.add_option("--format", flags->format, ExportFormatHelp())

@@ -134,8 +134,8 @@ MaybeFailure TellLosses(const Merging& merging) {
 }
 
 MaybeFailure CheckMergeFlags(const MergeFlags& flags) {
-  if (std::count(flags.traces.begin(), flags.traces.end(), STANDARD_STREAM) > 1) {
-    return Failure{EXIT_USAGE, "standard input (-) is named more than once", "Name it once."};
+  if (MaybeFailure failure = CheckOneStandardInput(flags.traces)) {
+    return failure;
   }
   return CheckEditOutput(flags.edit, flags.edit.output, flags.traces);
 }

@@ -23,7 +23,7 @@
 #include "tools/program/Subcommands.h"
 #include "tools/program/TerminalText.h"
 #include "tools/program/TextOutput.h"
-#include "tools/program/UnpackedInput.h"
+#include "tools/program/WatchBytes.h"
 
 namespace marrowfin {
 namespace {
@@ -139,6 +139,9 @@ MaybeFailure ReadAll(std::istream& from, const std::string& name, std::string& s
 
 MaybeFailure ReadSql(const QueryFlags& flags, std::string& sql) {
   const std::string file = flags.file ? *flags.file : *flags.sql;
+  if (MaybeFailure failure = CheckOneStandardInput({flags.trace, file})) {
+    return failure;
+  }
   if (file == STANDARD_STREAM) {
     return ReadAll(std::cin, "standard input", sql);
   }
@@ -164,11 +167,7 @@ struct OpenedTrace {
 };
 
 MaybeFailure OpenForSql(const QueryFlags& flags, const Console& console, OpenedTrace& opened) {
-  bool packed = false;
-  if (MaybeFailure failure = OpenUnpackedTrace(flags.trace, console, opened.trace, packed)) {
-    return failure;
-  }
-  if (MaybeFailure failure = IndexUnpacked(flags.trace, packed, console, opened.trace)) {
+  if (MaybeFailure failure = OpenIndexed(flags.trace, console, opened.trace)) {
     return failure;
   }
   opened.companion =
@@ -335,7 +334,8 @@ MaybeFailure RunQuery(const QueryFlags& flags, const Console& console) {
 
 Action ConfigureQuery(CLI::App& app) {
   const auto flags = std::make_shared<QueryFlags>();
-  app.add_option("TRACE", flags->trace, "The trace: a file, packed or not")->required();
+  app.add_option("TRACE", flags->trace, "The trace: a file, packed or not; - is standard input")
+      ->required();
   app.add_option("SQL", flags->sql, "What is asked; - is standard input");
   app.add_option("-f,--file", flags->file, "Read the SQL from this file; - is standard input");
   app.add_option("--param", flags->parameters,

@@ -291,7 +291,8 @@ MaybeFailure Render(const RenderFlags& flags, const Console& console) {
 
 Action ConfigureRender(CLI::App& app) {
   const auto flags = std::make_shared<RenderFlags>();
-  app.add_option("TRACE", flags->trace, "The trace: a file, packed or not")->required();
+  app.add_option("TRACE", flags->trace, "The trace: a file, packed or not; - is standard input")
+      ->required();
   app.add_option("-o,--output", flags->output,
                  "The file to write, .png, .mp4, .webm, .gif or .apng; - is standard output")
       ->required();

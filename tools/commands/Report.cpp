@@ -91,6 +91,13 @@ MaybeFailure CheckReportFlags(const ReportFlags& flags) {
       return failure;
     }
   }
+  if (flags.against && IsStream(flags.run.trace)) {
+    return Failure{EXIT_USAGE,
+                   flags.run.trace +
+                       ": is read twice where it is held against another run, and "
+                       "can be read once only",
+                   "Copy it to a file first."};
+  }
   return flags.run.Check();
 }
 

@@ -289,7 +289,8 @@ MaybeFailure State(const StateFlags& flags, const Console& console) {
 
 Action ConfigureState(CLI::App& app) {
   const auto flags = std::make_shared<StateFlags>();
-  app.add_option("TRACE", flags->trace, "The trace: a file, packed or not")->required();
+  app.add_option("TRACE", flags->trace, "The trace: a file, packed or not; - is standard input")
+      ->required();
   flags->moment.Declare(app);
   flags->shape.Declare(app);
   AddRegion(app, "--region", flags->region,

@@ -253,7 +253,8 @@ MaybeFailure Why(const WhyFlags& flags, const Console& console) {
 
 Action ConfigureWhy(CLI::App& app) {
   const auto flags = std::make_shared<WhyFlags>();
-  app.add_option("TRACE", flags->trace, "The trace: a file, packed or not")->required();
+  app.add_option("TRACE", flags->trace, "The trace: a file, packed or not; - is standard input")
+      ->required();
   flags->event.Declare(app);
   app.add_option("--cone", flags->cone,
                  "back: all that led to the event; forward: all that followed from it")

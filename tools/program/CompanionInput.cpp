@@ -1,5 +1,6 @@
 #include "tools/program/CompanionInput.h"
 
+#include "tools/program/Output.h"
 #include "tools/program/Report.h"
 #include "trace/read/EarlyEnd.h"
 #include "trace/read/FittingShapes.h"
@@ -31,10 +32,16 @@ const ArrayShape* ToldShape(const Companion& companion, const Summary& summary) 
   return holds ? &about->array->shape : nullptr;
 }
 
+// What comes through standard input stands beside nothing.
+Companion CompanionOf(const TraceSource& trace) {
+  return trace.Name() == STANDARD_STREAM ? Companion::Of(trace, nullptr, nullptr)
+                                         : Companion::Beside(trace);
+}
+
 }  // namespace
 
 Companion OpenCompanion(const TraceSource& trace, uint64_t records, const Console& console) {
-  Companion companion = Companion::Beside(trace);
+  Companion companion = CompanionOf(trace);
   ReportUnless(companion.WhyNoAbout(), NO_ABOUT, console);
   ReportUnless(companion.WhyNoNotes(), "its notes are left out", console);
   if (const NotesFile* const notes = companion.Notes()) {
@@ -52,7 +59,7 @@ void ReportRefused(const Fault& refused, const Console& console) {
 }
 
 Companion OpenAbout(const TraceSource& trace, const Console& console) {
-  Companion companion = Companion::Beside(trace);
+  Companion companion = CompanionOf(trace);
   ReportUnless(companion.WhyNoAbout(), NO_ABOUT, console);
   return companion;
 }

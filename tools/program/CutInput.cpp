@@ -103,7 +103,7 @@ MaybeFailure DescribeCut(const CutFlags& flags, const Console& console, CutSourc
 }
 
 MaybeFailure OpenCut(const CutFlags& flags, const Console& console, CutSource& source) {
-  if (MaybeFailure failure = OpenAnyIndexed(flags.trace, console, source.edited.trace)) {
+  if (MaybeFailure failure = OpenIndexed(flags.trace, console, source.edited.trace)) {
     return failure;
   }
   return DescribeCut(flags, console, source);

@@ -3,15 +3,14 @@
 #include <utility>
 
 #include "measure/AlignRuns.h"
-#include "tools/program/UnpackedInput.h"
+#include "tools/program/WatchBytes.h"
 #include "trace/read/FittingShapes.h"
 
 namespace marrowfin {
 namespace {
 
-MaybeFailure IndexOne(const std::string& name, bool packed, const Console& console,
-                      CountedRun& run) {
-  return run.trace.index ? std::nullopt : IndexUnpacked(name, packed, console, run.trace);
+MaybeFailure IndexOne(const Console& console, CountedRun& run) {
+  return run.trace.index ? std::nullopt : IndexOpened(console, run.trace);
 }
 
 // Whether the array of a run is only known from its events.
@@ -45,11 +44,13 @@ RunFlags DiffFlags::OfOther() const {
 }
 
 MaybeFailure OpenDiffed(const DiffFlags& flags, const Console& console, DiffedRuns& runs) {
-  if (MaybeFailure failure =
-          OpenUnpackedTrace(flags.run.trace, console, runs.a.trace, runs.packedA)) {
+  if (MaybeFailure failure = CheckOneStandardInput({flags.run.trace, flags.other})) {
     return failure;
   }
-  return OpenUnpackedTrace(flags.other, console, runs.b.trace, runs.packedB);
+  if (MaybeFailure failure = OpenUnindexed(flags.run.trace, console, runs.a.trace)) {
+    return failure;
+  }
+  return OpenUnindexed(flags.other, console, runs.b.trace);
 }
 
 MaybeFailure DescribeDiffed(const DiffFlags& flags, const Console& console, DiffedRuns& runs) {
@@ -59,8 +60,7 @@ MaybeFailure DescribeDiffed(const DiffFlags& flags, const Console& console, Diff
   for (const bool ofA : {true, false}) {
     CountedRun& run = ofA ? runs.a : runs.b;
     const RunFlags ofRun = ofA ? flags.run : flags.OfOther();
-    const bool packed = ofA ? runs.packedA : runs.packedB;
-    if (MaybeFailure failure = IndexOne(ofRun.trace, packed, console, run)) {
+    if (MaybeFailure failure = IndexOne(console, run)) {
       return failure;
     }
     if (MaybeFailure failure = DescribeRun(ofRun, console, run)) {

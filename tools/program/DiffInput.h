@@ -26,8 +26,6 @@ struct DiffFlags {
 struct DiffedRuns {
   CountedRun a;
   CountedRun b;
-  bool packedA = false;  // whether the file is packed: its trace was unpacked to be read
-  bool packedB = false;
 };
 
 // Opens both traces, without indexes; packed ones are unpacked.

@@ -66,7 +66,7 @@ MaybeFailure FedTrace::Open(const std::string& path, bool companion, const Conso
   name = path;
   if (companion && MayHaveCompanion(name)) {
     edited = std::make_unique<EditedTrace>();
-    if (MaybeFailure failure = OpenAnyIndexed(name, console, edited->trace)) {
+    if (MaybeFailure failure = OpenIndexed(name, console, edited->trace)) {
       return failure;
     }
     OpenItsCompanion(console, *edited);

@@ -137,7 +137,8 @@ std::string ThreadsText(const std::vector<ThreadRange>& threads) {
 }  // namespace
 
 void RunFlags::Declare(CLI::App& app) {
-  app.add_option("TRACE", trace, "The trace: a file, packed or not")->required();
+  app.add_option("TRACE", trace, "The trace: a file, packed or not; - is standard input")
+      ->required();
   DeclareConditions(app, true);
 }
 

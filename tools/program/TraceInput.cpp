@@ -1,5 +1,6 @@
 #include "tools/program/TraceInput.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -7,13 +8,14 @@
 #include <utility>
 
 #include "tools/program/Flags.h"
-#include "tools/program/Interruption.h"
 #include "tools/program/Output.h"
 #include "tools/program/ProgressLine.h"
 #include "tools/program/Report.h"
+#include "tools/program/WatchBytes.h"
+#include "trace/edit/CopyTrace.h"
 #include "trace/index/IndexStore.h"
+#include "trace/read/CompanionFiles.h"
 #include "trace/read/FittingShapes.h"
-#include "trace/read/Packing.h"
 #include "trace/read/UnpackedTrace.h"
 
 namespace marrowfin {
@@ -64,12 +66,8 @@ namespace {
 // Opens or builds the index, with a line of progress.
 template <class Make>
 Fault TakeIndex(const Console& console, IndexedTrace& trace, Make make) {
-  const Interruption interruption;
-  ProgressLine progress(console.terminal, "indexing " + trace.file->Name(), "MB", 1e6);
-  Result<std::unique_ptr<Index>> index = make([&](const Progress& now) {
-    progress.Update(now.done, now.all);
-    return !interruption.Asked();
-  });
+  Result<std::unique_ptr<Index>> index =
+      WatchBytes("indexing " + trace.file->Name(), console, make);
   if (!index) {
     return index.Why();
   }
@@ -95,57 +93,89 @@ MaybeFailure OpenIndexedQuietly(const std::string& name, const Console& console,
   return fault ? MaybeFailure(IndexingFailureOf(fault, name)) : std::nullopt;
 }
 
-namespace {
-
-// A trace that gzip or zstd packed has to be unpacked to be read anywhere, and is another file each
-// time: its index is not kept.
-MaybeFailure OpenUnpackedIndexed(const std::string& name, const Console& console,
-                                 IndexedTrace& trace) {
-  Result<UnpackedTrace> opened = [&] {
-    const Interruption interruption;
-    ProgressLine progress(console.terminal, "unpacking " + name, "MB", 1e6);
-    return OpenUnpacked(name, [&](const Progress& now) {
-      progress.Update(now.done, now.all);
-      return !interruption.Asked();
-    });
-  }();
-  if (!opened) {
-    return IndexingFailureOf(opened.Why(), name);
-  }
-  trace.file = std::move(opened->trace);
-  const std::unique_ptr<IndexStore> store = IndexInMemory();
-  const Fault fault = TakeIndex(console, trace, [&](const ProgressCallback& progress) {
-    return Index::Open(*trace.file, *store, progress);
-  });
-  return fault ? MaybeFailure(IndexingFailureOf(fault, name)) : std::nullopt;
+bool IsStream(const std::string& name) {
+  struct stat status;
+  return name == STANDARD_STREAM ||
+         (stat(name.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode));
 }
 
-// Whether it begins as what gzip or zstd packs; what cannot be looked at is told by who opens it.
-bool IsPackedStream(const std::string& name) {
-  const Result<std::unique_ptr<PositionedFile>> file = OpenPlainFile(name, PlainAccess::READ);
-  uint8_t start[PACKED_START];
-  if (!file) {
-    return false;
+namespace {
+
+MaybeFailure CopyFront(const std::string& name, uint64_t most, const Console& console,
+                       IndexedTrace& trace) {
+  Result<std::unique_ptr<ByteSource>> source = OpenInput(name);
+  if (!source) {
+    return FailureOf(source.Why());
   }
-  const size_t length = static_cast<size_t>(std::min<uint64_t>((*file)->Size(), sizeof(start)));
-  if ((*file)->ReadAt(0, length, start)) {
-    return false;
+  Result<std::unique_ptr<TraceSource>> copy = WatchBytes(
+      "reading " + name, console,
+      [&](const ProgressCallback& progress) { return CopyTrace(**source, name, most, progress); });
+  if (!copy) {
+    return IndexingFailureOf(copy.Why(), name);
   }
-  const Packing packing = PackingOf(start, length);
-  return packing == Packing::GZIP || packing == Packing::ZSTD;
+  trace.file = std::move(copy).Take();
+  trace.isCopy = true;
+  return std::nullopt;
 }
 
 }  // namespace
 
-MaybeFailure OpenIndexed(const std::string& name, const Console& console, IndexedTrace& trace) {
-  if (IsPackedStream(name)) {
-    return OpenUnpackedIndexed(name, console, trace);
+MaybeFailure OpenUnindexed(const std::string& name, const Console& console, IndexedTrace& trace) {
+  if (IsStream(name)) {
+    return CopyFront(name, ~uint64_t{0}, console, trace);
   }
-  if (MaybeFailure failure = OpenIndexedQuietly(name, console, trace)) {
+  Result<UnpackedTrace> opened =
+      WatchBytes("unpacking " + name, console,
+                 [&](const ProgressCallback& progress) { return OpenUnpacked(name, progress); });
+  if (!opened) {
+    return IndexingFailureOf(opened.Why(), name);
+  }
+  trace.file = std::move(opened->trace);
+  trace.isCopy = opened->packed;
+  return std::nullopt;
+}
+
+MaybeFailure IndexOpened(const Console& console, IndexedTrace& trace) {
+  const std::unique_ptr<IndexStore> nameless = IndexFileAt("", 0);
+  const Fault fault = TakeIndex(console, trace, [&](const ProgressCallback& progress) {
+    return trace.isCopy ? Index::Open(*trace.file, *nameless, progress)
+                        : Index::Open(*trace.file, progress);
+  });
+  if (fault) {
+    return IndexingFailureOf(fault, trace.file->Name());
+  }
+  const MaybeFailure unkept = trace.isCopy ? std::nullopt : WhyUnkept(trace);
+  if (unkept) {
+    Report(*unkept, console);
+  }
+  return std::nullopt;
+}
+
+MaybeFailure OpenIndexed(const std::string& name, const Console& console, IndexedTrace& trace) {
+  if (MaybeFailure failure = OpenUnindexed(name, console, trace)) {
     return failure;
   }
-  if (const MaybeFailure unkept = WhyUnkept(trace)) {
-    Report(*unkept, console);
+  return IndexOpened(console, trace);
+}
+
+MaybeFailure OpenFrontIndexed(const std::string& name, uint64_t most, const Console& console,
+                              IndexedTrace& trace) {
+  const Result<std::shared_ptr<const MfzFile>> packed = OpenPackedFile(name);
+  if (!packed) {
+    return FailureOf(packed.Why());
+  }
+  if (*packed != nullptr) {
+    return OpenIndexed(name, console, trace);
+  }
+  if (MaybeFailure failure = CopyFront(name, most, console, trace)) {
+    return failure;
+  }
+  return IndexOpened(console, trace);
+}
+
+MaybeFailure CheckOneStandardInput(const std::vector<std::string>& names) {
+  if (std::count(names.begin(), names.end(), STANDARD_STREAM) > 1) {
+    return Failure{EXIT_USAGE, "standard input (-) is named more than once", "Name it once."};
   }
   return std::nullopt;
 }

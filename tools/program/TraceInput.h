@@ -34,14 +34,32 @@ MaybeFailure Summarize(const std::string& name, const ReadOptions& options, cons
 
 // A trace that can be read anywhere, with its index, which is built or extended where it has to be.
 // A signal that ends the program meanwhile leaves nothing half written. Where no index can be kept
-// every question has to read the whole trace: that is told on console.err and is no failure. What
-// gzip or zstd packed is unpacked first, into a file without a name.
+// every question has to read the whole trace: that is told on console.err and is no failure.
+//
+// What can only be read from front to back is copied first into a file without a name, which goes
+// away with the trace, as does its index: what gzip or zstd packed, a pipe, standard input.
 struct IndexedTrace {
   std::unique_ptr<TraceSource> file;
+  bool isCopy = false;
   std::unique_ptr<Index> index;
   std::vector<std::unique_ptr<Index>> replaced;  // built anew since; kept for who refers to them
 };
 MaybeFailure OpenIndexed(const std::string& name, const Console& console, IndexedTrace& trace);
+
+// The two halves of it, for who may do without the index.
+MaybeFailure OpenUnindexed(const std::string& name, const Console& console, IndexedTrace& trace);
+MaybeFailure IndexOpened(const Console& console, IndexedTrace& trace);
+
+// The same of the first `most` bytes alone, which are copied; of a packed trace, any part of which
+// can be read, of all.
+MaybeFailure OpenFrontIndexed(const std::string& name, uint64_t most, const Console& console,
+                              IndexedTrace& trace);
+
+// Whether it can be read from front to back only, and once: a pipe, a terminal, standard input.
+bool IsStream(const std::string& name);
+
+// A refusal where standard input is to be several inputs.
+MaybeFailure CheckOneStandardInput(const std::vector<std::string>& names);
 
 // The same without a word about an index that cannot be kept, and what there would be to say.
 MaybeFailure OpenIndexedQuietly(const std::string& name, const Console& console,

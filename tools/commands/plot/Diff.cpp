@@ -92,9 +92,11 @@ MaybeFailure PlotDifference(const DiffPlotFlags& flags, const Console& console) 
 
 Action ConfigureDiffPlot(CLI::App& app) {
   const auto flags = std::make_shared<DiffPlotFlags>();
-  app.add_option("A", flags->diff.run.trace, "The trace that is looked at; may be packed")
+  app.add_option("A", flags->diff.run.trace,
+                 "The trace that is looked at; may be packed (- is standard input)")
       ->required();
-  app.add_option("B", flags->diff.other, "The trace that it is held against; may be packed")
+  app.add_option("B", flags->diff.other,
+                 "The trace that it is held against; may be packed (- is standard input)")
       ->required();
   flags->diff.Declare(app);
   flags->plot.Declare(app, "column");
