@@ -103,6 +103,18 @@ void MeasureSpeed(const Subject& subject, const PositionedFile& raw, const std::
   Note("  zstd -1 of the raw bytes", millions / unpacking[1].processor, "M/s");
 }
 
+}  // namespace
+
+uint64_t PackedSize(const Subject& subject) {
+  const std::string packed = subject.folder + "/size.mfz";
+  Pack(*Value(OpenPlainFile(subject.file, PlainAccess::READ)), packed);
+  const uint64_t size = Value(OpenPlainFile(packed, PlainAccess::READ))->Size();
+  unlink(packed.c_str());
+  return size;
+}
+
+namespace {
+
 void MeasureSize(const Subject& subject, const PositionedFile& raw, const std::string& packed) {
   const uint64_t size = Value(OpenPlainFile(packed, PlainAccess::READ))->Size();
   const double share = static_cast<double>(size) / static_cast<double>(raw.Size());

@@ -19,6 +19,9 @@ struct Subject {
   int repetitions = 5;
 };
 
+// Of the trace packed, with its index.
+uint64_t PackedSize(const Subject& subject);
+
 // What is compared between traces of different lengths, in seconds.
 struct Latencies {
   double seek = 0;

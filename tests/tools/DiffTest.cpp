@@ -357,13 +357,11 @@ TEST_F(DiffTest, WhatCannotBeReadIsTroubleAndNoDifference) {
   testing::WriteFile(folder.File("wrong.trace"), "this is no trace, but some text in a file");
   testing::WriteFile(folder.File("damaged.gz"), "\x1f\x8b\x08\x01 nothing");
   std::filesystem::create_directory(folder.File("folder"));
-  ASSERT_EQ(0, mkfifo(folder.File("pipe").c_str(), 0600));
   const std::map<std::string, std::string> reasons = {
       {"cut.trace", "cut.trace: record 6 at byte "},
       {"wrong.trace", "wrong.trace: record 0 at byte 0: "},
       {"damaged.gz", "damaged.gz: "},
       {"folder", "folder: cannot read: Is a directory"},
-      {"pipe", "pipe: a pipe or device cannot be read out of order\n  Copy or unpack it into a "},
       {"missing", "missing: cannot open: No such file or directory"}};
   for (const auto& [name, reason] : reasons) {
     for (const bool first : {true, false}) {

@@ -88,6 +88,10 @@ const std::vector<Making> makings = {
      {"import", "--format", "tt-npe", "in.json", "-o", "made.trace"},
      {"made.trace", "made.trace.notes", "made.trace.about"}},
     {"exportLines", {"export", "n.trace", "-o", "made.csv"}, {"made.csv"}},
+    {"exportChrome", {"export", "n.trace", "-o", "made.json"}, {"made.json"}},
+    {"exportPerfetto", {"export", "n.trace", "-o", "made.pftrace"}, {"made.pftrace"}},
+    {"exportWaveform", {"export", "n.trace", "-o", "made.vcd"}, {"made.vcd"}},
+    {"exportColumns", {"export", "n.trace", "-o", "made.h5"}, {"made.h5"}},
     {"exportDatabase", {"export", "n.trace", "-o", "made.sqlite"}, {"made.sqlite"}},
     {"query", {"query", "t.trace", "select * from fires", "-o", "made.txt"}, {"made.txt"}},
 };

@@ -236,6 +236,7 @@ TEST_F(EventsTest, TheNumberOfEventsIsToldInEveryForm) {
   EXPECT_EQ("3\n", Events({"--count", "--type", "fire"}));
   EXPECT_EQ("events\n0\n", Events({"--count", "--thread", "3", "--format", "csv"}));
   EXPECT_EQ("{\"events\":2}\n", Events({"--count", "--thread", "1", "--format", "jsonl"}));
+  EXPECT_EQ(Events({"--format", "jsonl"}), Events({"--json"}));
 }
 
 TEST_F(EventsTest, AFileIsThereWholeOrStaysAsItWas) {

@@ -106,6 +106,10 @@ TEST_F(NotesCommandTest, JsonTellsTheSameAndWhatWasAsked) {
             Json(result.out));
 }
 
+TEST_F(NotesCommandTest, JsonHasAFlagOfItsOwn) {
+  EXPECT_EQ(Notes({"--counters", "--format", "json"}).out, Notes({"--counters", "--json"}).out);
+}
+
 TEST_F(NotesCommandTest, MoreBinsThanCyclesLeaveOutThoseWithoutOne) {
   EXPECT_EQ(3U, Rows({"--counter", "queue", "--cycles", "110:112", "--bins", "100"}).size());
   EXPECT_EQ(json::array(), Rows({"--cycles", "140:"}));

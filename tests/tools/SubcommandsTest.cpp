@@ -262,7 +262,7 @@ TEST_F(SubcommandsTest, ACommandLineThatIsNotUnderstoodReadsAndWritesNothing) {
       {"synth"},
       {"synth", "-o"},
       {"synth", "-o", "made", "more"},
-      {"synth", "-o", "made", "--json"},
+      {"synth", "-o", "made", "--count"},
       {"synth", "-o", "made", "--records", "-1"},
       {"synth", "-o", "made", "--records", "1e6"},
       {"synth", "-o", "made", "--records", "18446744073709551616"},

@@ -136,6 +136,27 @@ TEST_F(SynthTest, TheAccountNamesTheCommandThatShowsTheTrace) {
               EndsWith(" -c 2 -d 3 -p 5 -f 'a b'\n"));
 }
 
+TEST_F(SynthTest, TheAccountAsJsonTellsWhatWasMade) {
+  const auto told = [&](const char* name) {
+    const CommandResult result =
+        Run({"synth", "-o", name, "--records", "7", "-c", "2", "-d", "3", "-p", "5", "--json"});
+    EXPECT_EQ(0, result.exitStatus) << result.err;
+    return nlohmann::json::parse(result.out);
+  };
+  const nlohmann::json made = told("made");
+  EXPECT_EQ((nlohmann::json{{"output", "made"},
+                            {"inputs", nlohmann::json::array()},
+                            {"records", 7},
+                            {"bytes", std::filesystem::file_size(folder.File("made"))},
+                            {"companion", false},
+                            {"packed", false},
+                            {"view", "marrowfin -c 2 -d 3 -p 5 -f made"}}),
+            made);
+  const nlohmann::json packed = told("made.mfz");
+  EXPECT_EQ(true, packed["packed"]);
+  EXPECT_FALSE(packed.contains("view"));
+}
+
 TEST_F(SynthTest, AnExistingOutputIsReplacedByForceAlone) {
   testing::WriteFile(folder.File("made"), "precious and long");
   const CommandResult refused = Run({"synth", "-o", "made", "--records", "0"});

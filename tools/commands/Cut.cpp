@@ -46,7 +46,7 @@ MaybeFailure Cut(const CutFlags& flags, const Console& console) {
           CutPart(flags, question, flags.edit.output, console, source, cut, account)) {
     return failure;
   }
-  TellEdited(flags.edit, {account}, console);
+  TellEdited({account}, flags.edit.json, console);
   return CheckCutWhole(source, question.filter.events);
 }
 

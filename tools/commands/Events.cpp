@@ -208,6 +208,7 @@ Action ConfigureEvents(CLI::App& app) {
   app.add_option("--format", flags->format, "text, csv, or jsonl: a JSON object a line")
       ->check(CLI::IsMember(EventsFormatNames()))
       ->capture_default_str();
+  AddJsonFormat(app, flags->format, "jsonl");
   AddTextOutput(app, flags->output, flags->force);
   flags->shape.Declare(app);
   return [flags](const Console& console) { return Events(*flags, console); };

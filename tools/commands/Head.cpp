@@ -73,7 +73,7 @@ MaybeFailure Head(const HeadFlags& flags, const Console& console) {
           CutPart(flags.cut, question, flags.cut.edit.output, console, source, cut, account)) {
     return failure;
   }
-  TellEdited(flags.cut.edit, {account}, console);
+  TellEdited({account}, flags.cut.edit.json, console);
   const bool isSated = cut.records == flags.number;
   return isSated ? std::nullopt : CheckCutWhole(source, question.filter.events);
 }

@@ -183,7 +183,7 @@ MaybeFailure Merge(const MergeFlags& flags, const Console& console) {
   if (MaybeFailure failure = merging.output->Commit(&about)) {
     return failure;
   }
-  TellEdited(flags.edit, {account}, console);
+  TellEdited({account}, flags.edit.json, console);
   return TellLosses(merging);
 }
 

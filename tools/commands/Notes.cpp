@@ -311,6 +311,7 @@ Action ConfigureNotes(CLI::App& app) {
   app.add_option("--format", flags->format, "text, csv or json")
       ->check(CLI::IsMember({"text", "csv", "json"}))
       ->capture_default_str();
+  AddJsonFormat(app, flags->format, "json");
   AddTextOutput(app, flags->output, flags->force);
   flags->shape.Declare(app);
   return [flags](const Console& console) { return Notes(*flags, console); };

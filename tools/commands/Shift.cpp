@@ -278,7 +278,7 @@ MaybeFailure RunShift(const ShiftFlags& flags, const Console& console) {
   if (MaybeFailure failure = shifting.output->Commit(about != nullptr ? &moved : nullptr)) {
     return failure;
   }
-  TellEdited(flags.edit, {account}, console);
+  TellEdited({account}, flags.edit.json, console);
   if (shifting.account.lostValues > 0) {
     Report(Failure{EXIT_OK,
                    flags.edit.output + ": " + std::to_string(shifting.account.lostValues) +

@@ -111,7 +111,7 @@ MaybeFailure Sort(const SortFlags& flags, const Console& console) {
   if (MaybeFailure failure = sorting.output->Commit(sorting.trace.GetAbout())) {
     return failure;
   }
-  TellEdited(flags.edit, {account}, console);
+  TellEdited({account}, flags.edit.json, console);
   return sorting.account.end ? MaybeFailure(CutShort(sorting.account.end)) : std::nullopt;
 }
 

@@ -63,7 +63,7 @@ class Splitting {
                            : flags.cycles ? SplitByCycles()
                                           : SplitBySize();
     if (!accounts.empty()) {
-      TellEdited(flags.cut.edit, accounts, console);
+      TellEdited(accounts, flags.cut.edit.json, console);
     }
     return failure ? failure : CheckCutWhole(source, source.filter.events);
   }

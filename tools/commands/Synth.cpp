@@ -1,18 +1,15 @@
 #include <CLI/CLI.hpp>
 #include <memory>
-#include <ostream>
 #include <string>
 
+#include "tools/program/EditOutput.h"
 #include "tools/program/ExistingOutput.h"
 #include "tools/program/Flags.h"
-#include "tools/program/Output.h"
 #include "tools/program/PackedName.h"
 #include "tools/program/ProgressLine.h"
 #include "tools/program/Subcommands.h"
-#include "tools/program/TerminalText.h"
 #include "tools/program/TraceInput.h"
 #include "tools/program/TraceOutput.h"
-#include "tools/program/ViewCommand.h"
 #include "trace/write/Synth.h"
 
 namespace marrowfin {
@@ -39,9 +36,11 @@ struct SynthFlags {
   bool random = false;
   bool force = false;
   bool pack = false;
+  bool json = false;
 };
 
-MaybeFailure Write(const SynthOptions& options, const SynthFlags& flags, const Console& console) {
+MaybeFailure Write(const SynthOptions& options, const SynthFlags& flags, const Console& console,
+                   EditAccount& account) {
   const std::string& file = flags.output;
   TraceOutput output;
   if (MaybeFailure failure = output.Open(file, flags.pack)) {
@@ -57,6 +56,11 @@ MaybeFailure Write(const SynthOptions& options, const SynthFlags& flags, const C
   if (writer.Close() || fault) {
     return OutputFailureOf(writer.GetFault());
   }
+  account.output = file;
+  account.records = writer.WholeRecords();
+  account.bytes = writer.WholeBytes();
+  account.packed = flags.pack || IsPackedName(file);
+  account.shape = options.shape;
   return output.Commit();
 }
 
@@ -73,15 +77,11 @@ MaybeFailure Synth(const SynthFlags& flags, const Console& console) {
   options.records = flags.records;
   options.threads = flags.threads;
   options.seed = flags.seed;
-  if (MaybeFailure failure = Write(options, flags, console)) {
+  EditAccount account;
+  if (MaybeFailure failure = Write(options, flags, console, account)) {
     return failure;
   }
-  std::ostream& out = AccountStream(console, flags.output);
-  out << LineFor(out, flags.output) << ": " << flags.records << " records";
-  if (!flags.pack && !IsPackedName(flags.output)) {
-    out << ", view it with " << LineFor(out, ViewCommand(options.shape, ShownName(flags.output)));
-  }
-  out << "\n";
+  TellEdited({account}, flags.json, console);
   return std::nullopt;
 }
 
@@ -97,6 +97,7 @@ Action ConfigureSynth(CLI::App& app) {
   app.add_flag("--random", flags->random, "Draw every record by itself");
   AddForce(app, flags->force);
   AddPack(app, flags->pack);
+  app.add_flag("--json", flags->json, "Print the account as JSON");
   flags->shape.Declare(app);
   return [flags](const Console& console) { return Synth(*flags, console); };
 }

@@ -76,7 +76,7 @@ MaybeFailure Tail(const TailFlags& flags, const Console& console) {
           CutPart(flags.cut, question, flags.cut.edit.output, console, source, cut, account)) {
     return failure;
   }
-  TellEdited(flags.cut.edit, {account}, console);
+  TellEdited({account}, flags.cut.edit.json, console);
   return CheckCutWhole(source, question.filter.events);
 }
 

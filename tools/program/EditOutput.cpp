@@ -101,13 +101,12 @@ MaybeFailure EditOutput::Commit(const About* about) {
   return output.Commit(told);
 }
 
-void TellEdited(const EditFlags& flags, const std::vector<EditAccount>& accounts,
-                const Console& console) {
+void TellEdited(const std::vector<EditAccount>& accounts, bool asJson, const Console& console) {
   if (accounts.empty()) {
     return;
   }
   std::ostream& out = AccountStream(console, accounts.front().output);
-  if (!flags.json) {
+  if (!asJson) {
     for (const EditAccount& account : accounts) {
       TellInWords(account, out);
     }

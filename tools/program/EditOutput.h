@@ -65,9 +65,8 @@ class EditOutput {
   std::optional<NewTrace> made;
 };
 
-// Says what was made: a line, or with --json an object; several of them when it was several.
-void TellEdited(const EditFlags& flags, const std::vector<EditAccount>& accounts,
-                const Console& console);
+// Says what was made: a line, or as JSON an object; several of them when it was several.
+void TellEdited(const std::vector<EditAccount>& accounts, bool asJson, const Console& console);
 
 }  // namespace marrowfin
 

@@ -53,4 +53,9 @@ std::string MakeSignedDecimal(std::string& text) {
   return "";
 }
 
+void AddJsonFormat(CLI::App& app, std::string& format, const std::string& name) {
+  app.add_flag_callback(
+      "--json", [&format, name] { format = name; }, "The same as --format " + name);
+}
+
 }  // namespace marrowfin

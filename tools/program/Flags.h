@@ -32,6 +32,9 @@ CLI::Option* AddSize(CLI::App& app, const std::string& names, Count& size,
       ->type_name("SIZE");
 }
 
+// A flag that stands for the format in JSON, by which every subcommand knows it.
+void AddJsonFormat(CLI::App& app, std::string& format, const std::string& name);
+
 // What is wrong with `text` as a whole number of 32 bits with or without a sign, as the viewer's
 // option -F takes it; nothing where it is one, which is then brought into the form that any parser
 // takes for decimal.
