@@ -139,6 +139,12 @@ TEST_F(ThreadPlotTest, WordsAndNumbersTellPlacesAndTheirThread) {
   EXPECT_EQ(numbers.tables[0].cells[4], NumberCell(uint64_t{60}));
   EXPECT_EQ(numbers.tables[0].cells[5 * 6 + 3], NumberCell()) << "nobody fires";
   EXPECT_EQ(numbers.tables[1].Rows(), 4U);
+  ThreadMap one = map;
+  one.places.assign(32, {});
+  one.places[7] = map.places[7];
+  EXPECT_EQ(PlotThreads(counted.run, one).words.finding,
+            "1 of 32 PEs fires; in 1 of them one thread makes at least 90 % of the fires, 0 are "
+            "shared");
   ThreadMap none = map;
   none.fires.assign(5, 0);
   none.places.assign(32, {});

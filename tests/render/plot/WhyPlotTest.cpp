@@ -3,11 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "measure/CountSpaceTime.h"
+#include "render/plot/ArrayAndMapPlot.h"
+#include "render/plot/ArrayGrid.h"
 #include "render/plot/CauseWords.h"
 #include "render/plot/ConeOfRun.h"
 #include "render/plot/WhyOfRun.h"
@@ -104,6 +107,20 @@ TEST_F(WhyPlotTest, OnPagesNarrowerThanThreeHundredPointsTheMapStandsBelow) {
   EXPECT_EQ(heightAt(299.9), heightAt(200));
   EXPECT_EQ(heightAt(300), heightAt(500));
   EXPECT_GT(heightAt(299.9), 1.5 * heightAt(300));
+}
+
+TEST_F(WhyPlotTest, TheArrayBesideTheMapIsAsFineAsItsPartOfThePageLets) {
+  const ArrayShape large = {4, 4, 8};
+  std::set<Level> levels;
+  for (double width = 80; width < 600; width += 0.5) {
+    PlotStyle style;
+    style.width = width;
+    const double part = width < ArrayAndMapPlot::NARROW ? 1 : ArrayAndMapPlot::ARRAY_PART;
+    const Level level = LevelBesideMap(large, style);
+    EXPECT_EQ(level, LevelFor(large, width * part - 60, style.Scale())) << width;
+    levels.insert(level);
+  }
+  EXPECT_GT(levels.size(), 1U);
 }
 
 // What led to the last fire of thread 1, and what followed from its first one.
