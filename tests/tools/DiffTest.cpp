@@ -1,6 +1,5 @@
 // marrowfin-trace diff
 
-#include <sys/stat.h>
 
 #include <map>
 #include <sstream>

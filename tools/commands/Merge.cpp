@@ -134,7 +134,7 @@ MaybeFailure TellLosses(const Merging& merging) {
 }
 
 MaybeFailure CheckMergeFlags(const MergeFlags& flags) {
-  if (MaybeFailure failure = CheckOneStandardInput(flags.traces)) {
+  if (MaybeFailure failure = CheckReadOnce(flags.traces)) {
     return failure;
   }
   return CheckEditOutput(flags.edit, flags.edit.output, flags.traces);

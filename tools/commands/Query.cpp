@@ -139,7 +139,7 @@ MaybeFailure ReadAll(std::istream& from, const std::string& name, std::string& s
 
 MaybeFailure ReadSql(const QueryFlags& flags, std::string& sql) {
   const std::string file = flags.file ? *flags.file : *flags.sql;
-  if (MaybeFailure failure = CheckOneStandardInput({flags.trace, file})) {
+  if (MaybeFailure failure = CheckReadOnce({flags.trace, file})) {
     return failure;
   }
   if (file == STANDARD_STREAM) {

@@ -44,7 +44,7 @@ RunFlags DiffFlags::OfOther() const {
 }
 
 MaybeFailure OpenDiffed(const DiffFlags& flags, const Console& console, DiffedRuns& runs) {
-  if (MaybeFailure failure = CheckOneStandardInput({flags.run.trace, flags.other})) {
+  if (MaybeFailure failure = CheckReadOnce({flags.run.trace, flags.other})) {
     return failure;
   }
   if (MaybeFailure failure = OpenUnindexed(flags.run.trace, console, runs.a.trace)) {

@@ -107,9 +107,13 @@ MaybeFailure CopyFront(const std::string& name, uint64_t most, const Console& co
   if (!source) {
     return FailureOf(source.Why());
   }
-  Result<std::unique_ptr<TraceSource>> copy = WatchBytes(
-      "reading " + name, console,
-      [&](const ProgressCallback& progress) { return CopyTrace(**source, name, most, progress); });
+  // There is nothing yet that a signal could leave half written, and who writes may be slow.
+  ProgressLine line(console.terminal, "reading " + name, "MB", 1e6);
+  Result<std::unique_ptr<TraceSource>> copy =
+      CopyTrace(**source, name, most, [&](const Progress& now) {
+        line.Update(now.done, now.all);
+        return true;
+      });
   if (!copy) {
     return IndexingFailureOf(copy.Why(), name);
   }
@@ -136,9 +140,8 @@ MaybeFailure OpenUnindexed(const std::string& name, const Console& console, Inde
 }
 
 MaybeFailure IndexOpened(const Console& console, IndexedTrace& trace) {
-  const std::unique_ptr<IndexStore> nameless = IndexFileAt("", 0);
   const Fault fault = TakeIndex(console, trace, [&](const ProgressCallback& progress) {
-    return trace.isCopy ? Index::Open(*trace.file, *nameless, progress)
+    return trace.isCopy ? Index::Open(*trace.file, *IndexWithoutName(), progress)
                         : Index::Open(*trace.file, progress);
   });
   if (fault) {
@@ -160,12 +163,14 @@ MaybeFailure OpenIndexed(const std::string& name, const Console& console, Indexe
 
 MaybeFailure OpenFrontIndexed(const std::string& name, uint64_t most, const Console& console,
                               IndexedTrace& trace) {
-  const Result<std::shared_ptr<const MfzFile>> packed = OpenPackedFile(name);
-  if (!packed) {
-    return FailureOf(packed.Why());
-  }
-  if (*packed != nullptr) {
-    return OpenIndexed(name, console, trace);
+  if (!IsStream(name)) {
+    const Result<std::shared_ptr<const MfzFile>> packed = OpenPackedFile(name);
+    if (!packed) {
+      return FailureOf(packed.Why());
+    }
+    if (*packed != nullptr) {
+      return OpenIndexed(name, console, trace);
+    }
   }
   if (MaybeFailure failure = CopyFront(name, most, console, trace)) {
     return failure;
@@ -173,9 +178,32 @@ MaybeFailure OpenFrontIndexed(const std::string& name, uint64_t most, const Cons
   return IndexOpened(console, trace);
 }
 
-MaybeFailure CheckOneStandardInput(const std::vector<std::string>& names) {
+namespace {
+
+// Whether both names are of one pipe, whatever it is called.
+bool AreOnePipe(const std::string& a, const std::string& b) {
+  const auto look = [](const std::string& name, struct stat& status) {
+    return name == STANDARD_STREAM ? fstat(STDIN_FILENO, &status) : stat(name.c_str(), &status);
+  };
+  struct stat ofA;
+  struct stat ofB;
+  return look(a, ofA) == 0 && look(b, ofB) == 0 &&
+         (S_ISFIFO(ofA.st_mode) || S_ISSOCK(ofA.st_mode)) && ofA.st_dev == ofB.st_dev &&
+         ofA.st_ino == ofB.st_ino;
+}
+
+}  // namespace
+
+MaybeFailure CheckReadOnce(const std::vector<std::string>& names) {
   if (std::count(names.begin(), names.end(), STANDARD_STREAM) > 1) {
     return Failure{EXIT_USAGE, "standard input (-) is named more than once", "Name it once."};
+  }
+  for (auto a = names.begin(); a != names.end(); ++a) {
+    const auto b = std::find_if(a + 1, names.end(),
+                                [&](const std::string& name) { return AreOnePipe(*a, name); });
+    if (b != names.end()) {
+      return Failure{EXIT_USAGE, *b + ": is the same pipe as " + *a, "Name it once."};
+    }
   }
   return std::nullopt;
 }
@@ -195,7 +223,8 @@ MaybeFailure WhyUnkept(const IndexedTrace& trace) {
 
 Fault RebuildIndex(const Console& console, IndexedTrace& trace) {
   return TakeIndex(console, trace, [&](const ProgressCallback& progress) {
-    return Index::Rebuild(*trace.file, progress);
+    return trace.isCopy ? Index::Open(*trace.file, *IndexWithoutName(), progress)
+                        : Index::Rebuild(*trace.file, progress);
   });
 }
 

@@ -58,8 +58,8 @@ MaybeFailure OpenFrontIndexed(const std::string& name, uint64_t most, const Cons
 // Whether it can be read from front to back only, and once: a pipe, a terminal, standard input.
 bool IsStream(const std::string& name);
 
-// A refusal where standard input is to be several inputs.
-MaybeFailure CheckOneStandardInput(const std::vector<std::string>& names);
+// A refusal where standard input, or a pipe, is to be several inputs.
+MaybeFailure CheckReadOnce(const std::vector<std::string>& names);
 
 // The same without a word about an index that cannot be kept, and what there would be to say.
 MaybeFailure OpenIndexedQuietly(const std::string& name, const Console& console,

@@ -66,6 +66,7 @@ export class Causes {
       const { view, selection, trace } = this.explorer;
       const selected = selection.selected.value;
       const of = view.causesOf.value;
+      trace.head.value; // of a trace that has grown, or answers again, there may be more
       const turn = ++this.turn;
       const shown = view.causes.value && trace.shape.value !== undefined;
       if (selected !== undefined && !('record' in selected)) {

@@ -19,7 +19,7 @@ class Followed<Name extends Ask> {
   constructor(explorer: Explorer, name: Name) {
     this.latest = new Latest(async (question, stop) => {
       const trace = explorer.trace.fingerprint.peek();
-      const key = trace + JSON.stringify(question);
+      const key = `${trace} ${explorer.trace.records.peek()} ${JSON.stringify(question)}`;
       try {
         const answer = this.kept.get(key) ?? (await explorer.engine.ask(trace, name, question, { signal: stop }));
         this.kept.set(key, answer);
@@ -96,7 +96,7 @@ export class Layers {
   private followHeat(): void {
     const { view, trace } = this.explorer;
     const shape = trace.shape.value;
-    if (shape !== undefined && view.colourBy.value === 'heat' && trace.fingerprint.value !== '') {
+    if (trace.head.value && shape !== undefined && view.colourBy.value === 'heat' && trace.fingerprint.value !== '') {
       this.heat.want({ ...this.span(), shape, what: view.heatOf.value });
     }
   }
@@ -104,7 +104,7 @@ export class Layers {
   private followLinks(): void {
     const { view, trace } = this.explorer;
     const shape = trace.shape.value;
-    if (shape !== undefined && view.linkLoad.value && trace.fingerprint.value !== '') {
+    if (trace.head.value && shape !== undefined && view.linkLoad.value && trace.fingerprint.value !== '') {
       this.links.want({ ...this.span(), shape });
     }
   }
@@ -114,7 +114,7 @@ export class Layers {
     const { view, trace, playback } = this.explorer;
     const shape = trace.shape.value;
     const picture = playback.picture.value;
-    if (shape !== undefined && picture !== undefined && view.colourBy.value === 'kind') {
+    if (trace.head.value && shape !== undefined && picture !== undefined && view.colourBy.value === 'kind') {
       const moment = momentOf(picture.reading, picture, view.skipTo.peek());
       this.kinds.want({ ...moment, shape });
     }

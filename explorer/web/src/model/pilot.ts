@@ -6,21 +6,14 @@ import { Lru } from '../base/lru';
 import type { Picture } from '../base/picture';
 import { isCancelled } from '../protocol/fault';
 import type { Moment, Questions, Reading } from '../protocol/questions';
+import { askPicture, type Wish } from './askPicture';
 import type { Explorer } from './explorer';
 import { momentOf, type Position } from './moment';
-import { pictureOf } from './pictureOf';
 import { Turn } from './turn';
 import { Walker, type Direction } from './walker';
 
 const MOST_STEPS = 1000; // that are kept while they cannot be shown as fast as they are asked for
 const KEPT_BYTES = 32 * 1024 * 1024;
-
-/** What is asked for a picture. */
-interface Wish {
-  readonly trace: string;
-  readonly question: Questions['state'];
-  readonly begun: number;
-}
 
 /**
  * Brings the wanted moment to the screen: jumps, of which the latest wins, and steps, of which none
@@ -31,13 +24,13 @@ export class Pilot {
 
   /** Whether a picture has been waited for for a while. */
   readonly slow = signal(false);
-
   private readonly jumps: Latest<Wish>;
   private readonly walker: Walker;
   private readonly kept: Lru<string, Picture>;
   private steps = 0;
   private stepping = false;
-  private walking: Promise<void> = Promise.resolve(); // until the steps on their way are shown
+  private walking = Promise.resolve(); // until the steps on their way are shown
+  private finding = Promise.resolve(); // until it is known which moment is meant
   private flight = 0; // another number for each jump
   private readonly turn = new Turn();
 
@@ -60,23 +53,21 @@ export class Pilot {
   /** Shows the wanted moment again whenever trace, shape or reading become others, or the trace has grown. */
   follow(): () => void {
     const { trace, view, playback } = this.explorer;
-    const ends = [
-      effect(() => {
-        trace.fingerprint.value;
-        const shape = trace.shape.value;
-        const reading = view.reading.value;
-        view.skipTo.value;
-        if (shape !== undefined) {
-          queueMicrotask(() => this.turnTo(reading));
-        }
-      }),
-      effect(() => {
-        if (trace.records.value > 0 && playback.picture.peek() !== undefined) {
-          void this.again();
-        }
-      }),
-    ];
-    return () => ends.forEach((end) => end());
+    const turning = effect(() => {
+      trace.fingerprint.value;
+      const shape = trace.shape.value;
+      const reading = view.reading.value;
+      view.skipTo.value;
+      if (shape !== undefined) {
+        queueMicrotask(() => this.turnTo(reading));
+      }
+    });
+    const growing = effect(() => {
+      if (trace.records.value > 0 && playback.picture.peek() !== undefined) {
+        void this.again();
+      }
+    });
+    return () => (turning(), growing());
   }
 
   goTo(at: Position, moment: Moment = this.momentAt(at)): void {
@@ -164,10 +155,15 @@ export class Pilot {
     return 'moved';
   }
 
-  /** Asks for the wanted moment once more, behind the steps that are on their way. */
+  /** Asks for the wanted moment once more, behind what is on its way. */
   private async again(): Promise<void> {
-    await this.walking;
-    this.goTo(this.explorer.playback.wanted.peek());
+    const { trace, view } = this.explorer;
+    const asked = trace.fingerprint.peek();
+    await Promise.all([this.walking, this.finding]);
+    await this.jumps.idle();
+    if (asked === trace.fingerprint.peek()) {
+      this.turnTo(view.reading.peek());
+    }
   }
 
   private momentAt(at: Position): Moment {
@@ -178,7 +174,11 @@ export class Pilot {
     return momentOf(view.reading.peek(), { step, cycle }, view.skipTo.peek());
   }
 
-  private async goWhen(question: Questions['when']): Promise<void> {
+  private goWhen(question: Questions['when']): Promise<void> {
+    return (this.finding = this.find(question));
+  }
+
+  private async find(question: Questions['when']): Promise<void> {
     const flight = (this.flight += 1);
     try {
       const { head } = await this.explorer.engine.ask(
@@ -228,7 +228,7 @@ export class Pilot {
     const waiting = setTimeout(() => (this.slow.value = true), 150);
     try {
       const known = this.kept.get(key);
-      const picture = known ?? (await this.askState(wish, stop));
+      const picture = known ?? (await askPicture(this.explorer.engine, wish, stop));
       this.keep(key, picture);
       this.failure.value = undefined;
       if (wish.trace === this.explorer.trace.fingerprint.peek()) {
@@ -241,11 +241,6 @@ export class Pilot {
       clearTimeout(waiting);
       this.slow.value = false;
     }
-  }
-
-  private async askState(wish: Wish, stop: AbortSignal): Promise<Picture> {
-    const answer = await this.explorer.engine.ask(wish.trace, 'state', wish.question, { signal: stop });
-    return pictureOf(wish.question.reading, answer);
   }
 
   private keep(key: string, picture: Picture): void {

@@ -143,6 +143,7 @@ export class Watch {
       }
       this.takeIndex(own.state === 'indexing' ? own.indexed : null);
       await this.takeHead();
+      this.explorer.pilot.refresh();
     } catch (error) {
       this.fail(error);
     }
@@ -223,7 +224,7 @@ export class Watch {
     } else if (connection.state === 'connected') {
       this.explorer.alerts.settle('lost');
       if (this.build !== undefined) {
-        void this.lookAgain().then(() => this.explorer.pilot.refresh());
+        void this.lookAgain();
       }
     }
   }

@@ -125,6 +125,26 @@ test('What is shown is asked for again behind a step when the trace has grown', 
   expect(statesAsked(engine)).toEqual([1]);
 });
 
+test('A jump that is on its way when the trace has grown arrives', async () => {
+  let free: () => void = () => undefined;
+  const held = new Promise<void>((resolve) => (free = resolve));
+  const { explorer } = await openSmall({
+    when: async (question, trace) => {
+      await held;
+      return ANSWERING.when!(question, trace);
+    },
+  });
+  const arrived = explorer.pilot.goToRecord(30);
+  await soon();
+  tellAgain(explorer, { records: explorer.trace.records.value + 5 });
+  await soon();
+  free();
+  await arrived;
+  await soon();
+  await settled(explorer);
+  expect(explorer.playback.picture.value?.step).toBeGreaterThan(20);
+});
+
 test('A moment that was shown is known again until the trace has grown', async () => {
   const { engine, explorer } = await openSmall();
   const goTo = async (step: number) => {

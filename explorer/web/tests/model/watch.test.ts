@@ -3,7 +3,7 @@ import { afterEach, beforeEach, expect, test, vi } from 'vitest';
 import { broken, failed, grown, indexing, lost, newBuild, refused, replaced } from '../../src/model/alertWords';
 import type { Alert } from '../../src/model/alerts';
 import { AskError } from '../../src/protocol/fault';
-import { openSmall, settled, STATUS } from '../fixtures/smallTrace';
+import { ANSWERING, openSmall, settled, STATUS } from '../fixtures/smallTrace';
 
 const words = (alert: Alert | undefined): string =>
   (alert?.parts ?? [])
@@ -97,6 +97,22 @@ test('A file with other records in it is told and not opened', async () => {
   await settled(explorer);
   expect(explorer.trace.fingerprint.value).toBe('small');
   expect(explorer.alerts.shown.value?.id).toBe('replaced');
+});
+
+test('A moment that could not be had while the index was made anew is shown then', async () => {
+  let whole = false;
+  const { engine, explorer } = await openSmall({
+    state: (question, trace) => {
+      if (!whole) {
+        throw new AskError({ code: 'not-indexed-yet', message: 'ask again' });
+      }
+      return ANSWERING.state!(question, trace);
+    },
+  });
+  expect(explorer.playback.picture.value).toBeUndefined();
+  whole = true;
+  engine.tell({ news: 'indexed', trace: explorer.trace.fingerprint.value });
+  await vi.waitFor(() => expect(explorer.playback.picture.value).toBeDefined());
 });
 
 test('News about another trace says nothing about this one', async () => {
