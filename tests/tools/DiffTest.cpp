@@ -1,6 +1,5 @@
 // marrowfin-trace diff
 
-
 #include <map>
 #include <sstream>
 
