@@ -277,6 +277,14 @@ TEST_F(PackedEverywhereTest, WhatIsPackedGoesThroughAPipeToo) {
   EXPECT_EQ(plain.out, Shell("gzip -c raw/run.trace | " + program + asked).out);
 }
 
+TEST_F(PackedEverywhereTest, PicturesNameStandardInput) {
+  const CommandResult result =
+      Shell(std::string(MARROWFIN_TRACE) +
+            " plot heat - -o made.svg --caption made.txt < raw/run.trace && cat made.txt");
+  EXPECT_EQ(0, result.exitStatus) << result.err;
+  EXPECT_THAT(result.out, ::testing::HasSubstr("standard input · cycles "));
+}
+
 TEST_F(PackedEverywhereTest, StandardInputIsOneInput) {
   for (const Line& words :
        {Line{"diff", "-", "-"}, Line{"plot", "diff", "-", "-", "-o", "made.svg"},

@@ -261,8 +261,9 @@ ReportedRun ReportedRunOf(const ReportFlags& flags, const CountedRun& counted) {
     }
   }
   reported.summary = &counted.trace.index->GetSummary();
-  reported.file = ShellWord(reported.run.trace);
-  reported.command = CommandOf(flags, reported.run.trace);
+  const std::string file = std::filesystem::path(flags.run.trace).filename();
+  reported.file = ShellWord(file);
+  reported.command = CommandOf(flags, file);
   reported.program = "marrowfin-trace " MARROWFIN_VERSION;
   return reported;
 }

@@ -2,6 +2,8 @@
 
 #include <filesystem>
 
+#include "tools/program/Output.h"
+
 namespace marrowfin {
 namespace {
 
@@ -16,7 +18,9 @@ MaybeFailure Check(const RunPlotFlags& flags) {
 
 PlottedRun PlottedRunOf(const RunFlags& flags, const CountedRun& counted) {
   PlottedRun run;
-  run.trace = std::filesystem::path(flags.trace).filename();
+  run.trace = flags.trace == STANDARD_STREAM
+                  ? "standard input"
+                  : std::filesystem::path(flags.trace).filename().string();
   run.whole = flags.AskForAll();
   run.chosen = flags.Chosen();
   run.counts = &*counted.counts;

@@ -50,8 +50,8 @@ MaybeFailure OpenIndexed(const std::string& name, const Console& console, Indexe
 MaybeFailure OpenUnindexed(const std::string& name, const Console& console, IndexedTrace& trace);
 MaybeFailure IndexOpened(const Console& console, IndexedTrace& trace);
 
-// The same of the first `most` bytes alone, which are copied; of a packed trace, any part of which
-// can be read, of all.
+// As OpenIndexed, of the first `most` bytes alone, which are copied; of a packed trace, any part of
+// which can be read, of all.
 MaybeFailure OpenFrontIndexed(const std::string& name, uint64_t most, const Console& console,
                               IndexedTrace& trace);
 

@@ -1,4 +1,4 @@
-import { effect, signal } from '@preact/signals';
+import { effect, signal, untracked } from '@preact/signals';
 
 import { Latest } from '../base/latest';
 import { Lru } from '../base/lru';
@@ -42,7 +42,7 @@ class Followed<Name extends Ask> {
   }
 
   want(question: Questions[Name]): void {
-    this.latest.want(question);
+    untracked(() => this.latest.want(question)); // what asking looks at is no reason to ask again
   }
 }
 
@@ -93,28 +93,34 @@ export class Layers {
     return () => ends.forEach((end) => end());
   }
 
+  /** Of the trace, whenever that is told of: what failed, or was of less, is asked for again. */
+  private shape() {
+    const { head, shape } = this.explorer.trace;
+    return head.value && shape.value;
+  }
+
   private followHeat(): void {
     const { view, trace } = this.explorer;
-    const shape = trace.shape.value;
-    if (trace.head.value && shape !== undefined && view.colourBy.value === 'heat' && trace.fingerprint.value !== '') {
+    const shape = this.shape();
+    if (shape !== undefined && view.colourBy.value === 'heat' && trace.fingerprint.value !== '') {
       this.heat.want({ ...this.span(), shape, what: view.heatOf.value });
     }
   }
 
   private followLinks(): void {
     const { view, trace } = this.explorer;
-    const shape = trace.shape.value;
-    if (trace.head.value && shape !== undefined && view.linkLoad.value && trace.fingerprint.value !== '') {
+    const shape = this.shape();
+    if (shape !== undefined && view.linkLoad.value && trace.fingerprint.value !== '') {
       this.links.want({ ...this.span(), shape });
     }
   }
 
   /** The kinds of the moment that is shown; while playing, of those that there is time for. */
   private followKinds(): void {
-    const { view, trace, playback } = this.explorer;
-    const shape = trace.shape.value;
+    const { view, playback } = this.explorer;
+    const shape = this.shape();
     const picture = playback.picture.value;
-    if (trace.head.value && shape !== undefined && picture !== undefined && view.colourBy.value === 'kind') {
+    if (shape !== undefined && picture !== undefined && view.colourBy.value === 'kind') {
       const moment = momentOf(picture.reading, picture, view.skipTo.peek());
       this.kinds.want({ ...moment, shape });
     }

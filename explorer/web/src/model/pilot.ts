@@ -24,6 +24,7 @@ export class Pilot {
 
   /** Whether a picture has been waited for for a while. */
   readonly slow = signal(false);
+
   private readonly jumps: Latest<Wish>;
   private readonly walker: Walker;
   private readonly kept: Lru<string, Picture>;
