@@ -118,6 +118,16 @@ export function viewerLook(viewer: ViewerColours): CellLook {
   return { colours, sides: [1], paper: WHITE, outline: BLACK };
 }
 
+/** Any look, of which nothing is of what is shown on top. */
+export function dimmedLook(look: CellLook): CellLook {
+  const colours = look.colours.slice();
+  for (let i = 0; i < colours.length; i += 4) {
+    const [red = 0, green = 0, blue = 0] = colours.subarray(i, i + 3);
+    colours.set(mix([red, green, blue], look.paper, DIMMED), i);
+  }
+  return { ...look, colours };
+}
+
 /** The colour of a message as the viewer shows it. */
 export const messageColour = (viewer: ViewerColours, age: number): Rgb =>
   triple(viewer.messages, Math.min(11, age));

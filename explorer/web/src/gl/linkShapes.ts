@@ -1,3 +1,4 @@
+import type { Axis } from '../base/floorplan/axis';
 import type { Layout, Spot } from '../base/floorplan/layout';
 import type { Place } from '../base/place';
 import { stopOf, type Palette } from '../theme/palettes';
@@ -33,9 +34,9 @@ export const STEPS: Readonly<Record<Way, readonly [number, number]>> = {
 };
 
 export interface MeshPlace {
-  /** Device pixels from one node to the next. */
-  readonly pitch: number;
-  /** CSS pixels of it. */
+  /** Device pixels from one node to the next one at its side, and to the next one above. */
+  readonly pitch: readonly [number, number];
+  /** CSS pixels of the shorter one. */
   readonly cssPitch: number;
   /** Half the side of a router. */
   readonly half: number;
@@ -47,22 +48,24 @@ export function meshPlace(layout: Layout, of: 'elements' | 'clusters'): MeshPlac
   const { pitch, ratio } = layout.look;
   if (of === 'elements') {
     return {
-      pitch,
+      pitch: [pitch, pitch],
       cssPitch: pitch / ratio,
       half: Math.round((ROUTER * pitch) / 2),
       middle: (node) => layout.middle(node),
     };
   }
-  const span = layout.columns.clusters > 1
-    ? layout.columns.switchMiddle(1) - layout.columns.switchMiddle(0)
-    : layout.columns.length;
+  const along = (axis: Axis) => (axis.clusters > 1 ? axis.switchMiddle(1) - axis.switchMiddle(0) : axis.length);
+  const spans = [along(layout.columns), along(layout.rows)] as const;
   return {
-    pitch: span,
-    cssPitch: span / ratio,
+    pitch: spans,
+    cssPitch: Math.min(...spans) / ratio,
     half: Math.round(layout.switchRadius),
     middle: (cluster) => layout.switchMiddle(cluster),
   };
 }
+
+/** Device pixels from a node to the next one in a direction. */
+const pitchAlong = (place: MeshPlace, way: Way): number => place.pitch[STEPS[way][0] === 0 ? 1 : 0];
 
 /** How wide a bar is in CSS pixels. */
 export function barWidth(share: number, cssPitch: number): number {
@@ -131,8 +134,8 @@ function arcsOf(bar: Bar, links: LinkLoads, place: MeshPlace, ratio: number): Ba
   const [dx, dy] = STEPS[bar.way];
   const off = (APART / 2) * (place.cssPitch < NUMBERS_PITCH ? 0.4 : 1) * ratio + bar.half;
   const from = place.half + 2 * ratio;
-  const reach = ARC_OUT * place.pitch;
-  const bend = BENT * place.pitch;
+  const reach = ARC_OUT * pitchAlong(place, bar.way);
+  const bend = BENT * place.cssPitch * ratio;
   const end = endOfLink(links, bar.node, bar.way);
   const at = (node: Place, side: 1 | -1): Spot => {
     const { x, y } = place.middle(node);
@@ -157,7 +160,7 @@ function barOf(links: LinkLoads, place: MeshPlace, ratio: number, node: Place, w
   const off = (APART / 2) * (place.cssPitch < NUMBERS_PITCH ? 0.4 : 1) * ratio + half;
   const middle = place.middle(node);
   const from = place.half + 2 * ratio;
-  const to = place.pitch - from;
+  const to = pitchAlong(place, way) - from;
   const x = middle.x - dy * off;
   const y = middle.y + dx * off;
   return { node, way, share, load, half, line: [x + dx * from, y + dy * from, x + dx * to, y + dy * to] };

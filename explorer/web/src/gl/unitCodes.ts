@@ -119,10 +119,14 @@ export function scaleEnd(shape: Shape, grain: Grain, values: Float64Array, end: 
   if (grain.of === 'pe') {
     return end;
   }
-  const columns = unitsOf(shape, grain)[0];
-  const means = unitSums(shape, grain, values).map((sum, unit) => sum / sizeOf(shape, grain, unit, columns));
-  const some = means.filter((mean) => mean > 0).sort();
+  const some = unitMeans(shape, grain, values).filter((mean) => mean > 0).sort();
   return some[Math.floor(SCALE_SHARE * (some.length - 1))] ?? 0;
+}
+
+/** Numbers of units, as numbers of each of their elements. */
+export function unitMeans(shape: Shape, grain: Grain, values: Float64Array): Float64Array {
+  const columns = unitsOf(shape, grain)[0];
+  return unitSums(shape, grain, values).map((sum, unit) => sum / sizeOf(shape, grain, unit, columns));
 }
 
 /** Codes of numbers of units on a scale: 1 + stop of 16, 0 where there is none. */

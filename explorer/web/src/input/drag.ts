@@ -16,6 +16,7 @@ export interface Hand {
 }
 
 export const CLICK_SLACK = 5; // pixels that a click may move
+const HELD = 400; // milliseconds
 const LINE = 20; // pixels of a line, where a wheel counts lines
 
 const between = (a: Spot, b: Spot): Spot => ({ x: (a.x + b.x) / 2, y: (a.y + b.y) / 2 });
@@ -39,7 +40,13 @@ export function followHand(element: HTMLElement, hand: Hand): () => void {
 interface Touch {
   readonly first: Spot;
   last: Spot;
+  readonly since: number;
+  held: boolean;
 }
+
+/** A finger that rests before it moves stands for Shift, which it has not. */
+export const isHeld = (event: PointerEvent, since: number): boolean =>
+  event.pointerType === 'touch' && event.timeStamp - since > HELD;
 
 class Follower {
   private readonly touches = new Map<number, Touch>();
@@ -60,7 +67,7 @@ class Follower {
       return;
     }
     const spot = this.spotOf(event);
-    this.touches.set(event.pointerId, { first: spot, last: spot });
+    this.touches.set(event.pointerId, { first: spot, last: spot, since: event.timeStamp, held: false });
     this.element.setPointerCapture(event.pointerId);
     this.dragging = this.touches.size > 1;
     this.hand.press(spot, event.shiftKey);
@@ -79,8 +86,9 @@ class Follower {
       this.pinch(event.pointerId, last);
     } else if (this.dragging || apart(touch.first, spot) > CLICK_SLACK) {
       const from = this.dragging ? last : touch.first;
+      touch.held ||= !this.dragging && isHeld(event, touch.since);
       this.dragging = true;
-      this.hand.drag(touch.first, spot, from, event.shiftKey);
+      this.hand.drag(touch.first, spot, from, event.shiftKey || touch.held);
     }
   }
 
@@ -92,7 +100,7 @@ class Follower {
     }
     const spot = this.spotOf(event);
     if (this.dragging) {
-      this.hand.drop(touch.first, spot, event.shiftKey);
+      this.hand.drop(touch.first, spot, event.shiftKey || touch.held);
     } else {
       this.hand.click(spot, event.shiftKey);
     }

@@ -23,7 +23,10 @@ test('A piece tells what it shows, its run, what is around the playhead, and its
   await first.click();
   await rest(page);
   assert.equal((await view(page)).select, `pe:${name[1]},${name[2]}`);
-  assert.deepEqual((await headings(page)).slice(0, 3), [name[0], 'In the range', 'Whole run']);
+  assert.deepEqual((await headings(page)).slice(0, 3), [name[0], 'In the range, of all', 'Around the playhead']);
+  const fires = panel(page).locator('.number-row', { hasText: 'Fires' });
+  const [, part, all] = /([\d,]+) of ([\d,]+)/.exec(await fires.textContent()).map((text) => Number(text.replaceAll(',', '')));
+  assert.ok(0 < part && part < all, `${part} of ${all}`);
   assert.ok((await panel(page).textContent()).includes('Shows'));
   assert.ok((await panel(page).locator('.event-line').count()) >= 5);
   await close(page);

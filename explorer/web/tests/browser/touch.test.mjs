@@ -61,6 +61,35 @@ test('A finger pans, which is no tap', LONG, async () => {
   await close(page);
 });
 
+test('A finger that rests before it moves draws a rectangle, and on a strip the range', LONG, async () => {
+  const { page, down, move, up } = await open('cycle=60&window=1000-1999');
+  const [from, to] = [await spotOf(page, 3, 3), await spotOf(page, 6, 5)];
+  await down(from);
+  await page.waitForTimeout(600);
+  for (let i = 1; i <= 4; ++i) {
+    await move(by(from, ((to.x - from.x) * i) / 4, ((to.y - from.y) * i) / 4));
+  }
+  await up();
+  await rest(page);
+  const { rect } = (await state(page)).selected;
+  assert.deepEqual([rect.first, rect.last], [{ column: 3, row: 3 }, { column: 6, row: 5 }]);
+  const box = await page.locator('.timeline-area').boundingBox();
+  const at = (share) => ({ x: box.x + share * box.width, y: box.y + 90 });
+  await down(at(0.2));
+  await page.waitForTimeout(600);
+  for (let share = 0.25; share <= 0.4; share += 0.05) {
+    await move(at(share));
+  }
+  await move(at(0.4));
+  await up();
+  await rest(page);
+  const now = await view(page);
+  const [first, last] = now.range.split('-').map(Number);
+  assert.ok(Math.abs(first - 1200) <= 25 && Math.abs(last - 1400) <= 25, now.range);
+  assert.equal(now.window, '1000-1999');
+  await close(page);
+});
+
 test('Two fingers zoom about their middle, and select nothing', LONG, async () => {
   const { page, down, move, up } = await open('cycle=60');
   const middle = await spotOf(page, 8, 8);

@@ -1,6 +1,6 @@
 import { expect, test } from 'vitest';
 
-import { heatLook, kindLook, threadLook } from '../../src/gl/cellLooks';
+import { dimmedLook, heatLook, kindLook, threadLook, viewerLook } from '../../src/gl/cellLooks';
 import { PALETTES, mix } from '../../src/theme/palettes';
 
 const palette = PALETTES.light;
@@ -28,4 +28,17 @@ test('Cells of heat and of kinds have one colour up to their edges', () => {
     }
   }
   expect(at(heatLook(palette, true).colours, 0, 16)).toEqual(palette.sequential[15]);
+});
+
+test('Beside what is shown on top, every look is pale, on its own paper', () => {
+  const viewer = { elements: new Uint8Array(93).fill(0), switches: new Uint8Array(111), messages: new Uint8Array(36) };
+  for (const look of [heatLook(palette, true), kindLook(palette, true), viewerLook(viewer), threadLook(palette, undefined)]) {
+    const dimmed = dimmedLook(look);
+    for (const [row, code] of [[0, 1], [0, 5], [1, 3]] as const) {
+      const [red = 0, green = 0, blue = 0] = at(look.colours, row, code);
+      expect(at(dimmed.colours, row, code)).toEqual(mix([red, green, blue], look.paper, 0.2));
+    }
+    const shapes = (colours: Uint8Array) => colours.filter((_, i) => i % 4 === 3);
+    expect(shapes(dimmed.colours)).toEqual(shapes(look.colours));
+  }
 });

@@ -117,11 +117,11 @@ test('The arc of a link leaves the array bent to its own right side, and comes b
   const arrives = arcs.find(({ arc }) => arc?.arrives === true)?.arc?.corners ?? [];
   const [last, first] = [layout.middle({ column: 3, row: 0 }), layout.middle({ column: 0, row: 0 })];
   const out = leaves[leaves.length - 1];
-  expect(out?.x).toBeCloseTo(last.x + place.half + 2 + 0.6 * place.pitch);
-  expect(out?.y).toBeGreaterThan(last.y + 0.3 * place.pitch);
+  expect(out?.x).toBeCloseTo(last.x + place.half + 2 + 0.6 * place.pitch[0]);
+  expect(out?.y).toBeGreaterThan(last.y + 0.3 * place.pitch[1]);
   const end = arrives[arrives.length - 1];
   expect(end?.x).toBeCloseTo(first.x - place.half - 2);
-  expect(arrives[0]?.x).toBeCloseTo(first.x - place.half - 2 - 0.6 * place.pitch);
+  expect(arrives[0]?.x).toBeCloseTo(first.x - place.half - 2 - 0.6 * place.pitch[0]);
   expect(endOfLink({ columns: 4, rows: 4 }, { column: 3, row: 0 }, 'right')).toEqual({ column: 0, row: 0 });
   expect(endOfLink({ columns: 4, rows: 4 }, { column: 1, row: 0 }, 'down')).toEqual({ column: 1, row: 3 });
 });
@@ -131,4 +131,23 @@ test('Fuller bars are wider, and all are thinner where there is no room', () => 
   expect(barWidth(2, 60)).toBeCloseTo(10.5);
   expect(barWidth(0, 60)).toBeCloseTo(1.5);
   expect(barWidth(1, 20)).toBeCloseTo(4.2);
+});
+
+test('Links of clusters that are not square end at the next switch along and above', () => {
+  const shape: Shape = { clusters: [2, 2], domains: [1, 1], pes: [8, 2] };
+  const look = { plan: 'natural', pitch: 20, width: 800, height: 400, left: 0, bottom: 400, ratio: 1 } as const;
+  const place = meshPlace(new Layout(shape, look), 'clusters');
+  const own = { columns: 2, rows: 2, of: 'clusters' as const, end: 1, wrapColumns: false, wrapRows: false };
+  const one = new Float64Array(4).fill(1);
+  const bars = barsOf({ ...own, loads: { right: one, left: one, up: one, down: one } }, place, 1);
+  const from = place.middle({ column: 0, row: 0 });
+  for (const [way, node] of [['right', { column: 1, row: 0 }], ['up', { column: 0, row: 1 }]] as const) {
+    const bar = bars.find((each) => each.way === way && each.node.column === 0 && each.node.row === 0);
+    const to = place.middle(node);
+    const [x, y] = [bar?.line[2] ?? 0, bar?.line[3] ?? 0];
+    const short = place.half + 2;
+    expect(way === 'right' ? to.x - x : y - to.y).toBeCloseTo(short);
+    expect(Math.hypot(to.x - from.x, to.y - from.y)).toBeGreaterThan(40);
+  }
+  expect(place.pitch[0]).toBeGreaterThan(2 * place.pitch[1]);
 });

@@ -6,11 +6,14 @@ import { thousands } from '../../base/words';
 import type { Explorer } from '../../model/explorer';
 import { namedPiece } from '../../model/hover';
 import { Button } from '../../widgets/Button';
+import { later } from '../../widgets/later';
 import { Tooltip } from '../../widgets/Tooltip';
 import { Keys } from '../../widgets/Keys';
 import { usePage } from '../context';
 import type { FloorplanController } from './controller';
 import './floorplan.css';
+
+const Crowded = later<{ readonly controller: FloorplanController }>(async () => (await import('./Crowded')).Crowded);
 
 /** "4 × 4 clusters › 2 × 2 domains › 4 × 4 PEs". */
 export function levelsText(shape: Shape): string {
@@ -96,29 +99,6 @@ function Tip(props: { readonly controller: FloorplanController; readonly origin:
   );
 }
 
-function Crowded({ controller }: { readonly controller: FloorplanController }) {
-  const { explorer, commands } = usePage();
-  if (!controller.crowded.value) {
-    return null;
-  }
-  const count = explorer.playback.picture.value?.messages.record.length ?? 0;
-  const instead = () => {
-    explorer.view.messages.value = false;
-    commands.run('layer.linkLoad');
-  };
-  return (
-    <div class="crowded middle-only">
-      <span>
-        <strong>{thousands(count)} messages</strong> overlap here.
-      </span>
-      <Button label="Show link load" look="outlined" onPress={instead}>
-        Show link load
-        <Keys parts={commands.keysOf('layer.linkLoad')[0]} />
-      </Button>
-    </div>
-  );
-}
-
 /** What arrow keys do is not needed before one is pressed. */
 function arrowKeys(explorer: Explorer, controller: FloorplanController) {
   let mover: Promise<(event: KeyboardEvent) => void> | undefined;
@@ -164,7 +144,7 @@ export function Floorplan({ controller }: { readonly controller: FloorplanContro
             <strong>This browser has no WebGL2.</strong> Allow it in the settings, or use another browser.
           </p>
         )}
-        <Crowded controller={controller} />
+        {controller.crowded.value && <Crowded controller={controller} />}
         <Tip controller={controller} origin={box} />
       </div>
     </>

@@ -26,7 +26,7 @@ export class FloorplanController {
   readonly hand: FloorplanHand;
   readonly works = signal(true);
 
-  /** Whether messages cover so much that link load tells more. */
+  /** Whether messages cover so much, or are so small, that link load tells more. */
   readonly crowded = signal(false);
 
   /** What is seen, for the words beside the picture: level, zoom. */
@@ -179,10 +179,11 @@ export class FloorplanController {
 
   private isCrowded(): boolean {
     const { input, layout } = this;
-    if (input === undefined || layout === undefined || !input.messages || layout.level !== 'pe' || input.links !== undefined) {
+    if (input === undefined || layout === undefined || !input.messages || input.links !== undefined) {
       return false;
     }
-    return this.cover(layout, input.cells.picture.messages) > COVERED;
+    const { messages } = input.cells.picture;
+    return layout.level === 'pe' ? this.cover(layout, messages) > COVERED : messages.record.length > 0;
   }
 
   private request(): void {

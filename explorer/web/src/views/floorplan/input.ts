@@ -15,9 +15,6 @@ import type { Piece } from '../../protocol/questions';
 
 export const MARGIN = 26; // CSS pixels left free around a fitted array
 
-/** No thread: everything is dimmed, beside the way that is shown. */
-const NOBODY = -1;
-
 /** Where links go around the edge, there is room for their arcs. */
 function roomFor(explorer: Explorer, shape: Shape, stage: Stage): Stage {
   const head = explorer.trace.head.value;
@@ -131,7 +128,8 @@ export function inputOf(explorer: Explorer, layout: Layout, font: string, rem: n
       palette,
       page: PALETTES[settings.theme.value].paper,
       colourBy: view.colourBy.value,
-      lit: path === undefined ? view.litThread.value : NOBODY,
+      lit: view.litThread.value,
+      dimmed: path !== undefined,
       viewer: asViewer && view.colourBy.value === 'thread' ? viewerColours : undefined,
       kinds: layers.kinds.answer.value?.columns.elements,
       heat: keptHeat(explorer, layout.shape),

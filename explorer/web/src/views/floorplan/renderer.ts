@@ -21,6 +21,9 @@ export interface FloorplanInput {
   readonly strength: number;
 }
 
+/** No thread: all are dimmed. */
+const NOBODY = -1;
+
 interface Programs {
   readonly cells: CellProgram;
   readonly wedges: WedgeProgram;
@@ -106,7 +109,7 @@ export class FloorplanRenderer {
 
 /** Links, switches and messages, as far as they are drawn at this level. */
 export function addLines(list: WedgeList, input: FloorplanInput): void {
-  const { layout, picture, palette, lit } = input.cells;
+  const { layout, picture, palette, lit, dimmed } = input.cells;
   if (input.links !== undefined) {
     addBars(list, input.links.bars, input.links.place, layout.look.ratio, palette);
   }
@@ -114,7 +117,7 @@ export function addLines(list: WedgeList, input: FloorplanInput): void {
     return;
   }
   if (input.switches && !layout.isFlat && layout.look.plan !== 'viewer') {
-    addSwitches(list, layout, picture.switches, palette, lit);
+    addSwitches(list, layout, picture.switches, palette, dimmed ? NOBODY : lit);
   }
   if (input.messages) {
     addAllMessages(list, input, layout, picture);

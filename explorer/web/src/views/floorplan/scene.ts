@@ -4,6 +4,7 @@ import { columnTable, rowTable, type PixelTable } from '../../base/floorplan/pix
 import { memo } from '../../base/memo';
 import type { Picture } from '../../base/picture';
 import {
+  dimmedLook,
   heatLook,
   kindLook,
   shareLook,
@@ -23,6 +24,8 @@ export interface CellInput {
   readonly page: readonly [number, number, number];
   readonly colourBy: 'thread' | 'kind' | 'heat' | 'nothing';
   readonly lit: number | undefined;
+  /** Whether all of it is dimmed, beside what is shown on top. */
+  readonly dimmed: boolean;
   readonly viewer: ViewerColours | undefined;
   /** A code of the kind of each element. */
   readonly kinds: Uint8Array | undefined;
@@ -66,6 +69,7 @@ export class SceneMaker {
   private readonly heatLooks = memo(heatLook);
   private readonly kindLooks = memo(kindLook);
   private readonly viewerLooks = memo(viewerLook);
+  private readonly dimmedLooks = memo(dimmedLook);
   private readonly switches = memo((layout: Layout, codes: Uint8Array): Codes => {
     const [columns, rows] = layout.shape.clusters;
     return codes.length === columns * rows ? { columns, rows, codes } : none(layout, 0);
@@ -90,7 +94,7 @@ export class SceneMaker {
       units,
       clusters: this.switches(layout, picture.switches),
       busy: this.busy(layout, units),
-      look: this.lookOf(input),
+      look: input.dimmed ? this.dimmedLooks(this.lookOf(input)) : this.lookOf(input),
       hollow: plain && layout.level === 'pe' && layout.cssPitch >= HOLLOW_PITCH,
       outlines: !plain || (framed && edged),
       digit: plain && layout.cssPitch >= DIGIT_PITCH ? digitSize(layout) : 0,

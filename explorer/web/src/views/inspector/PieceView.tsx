@@ -8,7 +8,8 @@ import { usePage } from '../context';
 import { Around } from './Around';
 import { LinkSection } from './LinkSection';
 import { Chip, Head, NumberRow, PieceRow, Section } from './parts';
-import { RangeOfElement, RangeOfSwitch, UnitSections } from './UnitSections';
+import { UnitSections } from './UnitSections';
+import { rangeNumbers } from './rangeNumbers';
 import { nameBehind, onPicture, pathOf, rounded, titleOf } from './words';
 
 type PieceHead = Answers['piece']['head'];
@@ -68,9 +69,18 @@ function Shows({ head, piece }: { readonly head: PieceHead; readonly piece: Piec
 
 const OTHERS: Readonly<Record<string, string>> = { pe: 'PE', switch: 'switch', domain: 'domain', cluster: 'cluster' };
 
-/** Numbers of the whole run; the first has a bar whose tick is the average of its like. */
+/** "13 of 192": what of a number is of the range, where there is one. */
+const shareText = (part: number | undefined, whole: number): number | string =>
+  part === undefined ? whole : `${thousands(part)} of ${thousands(whole)}`;
+
+/**
+ * Numbers of the whole run, and what of them is of the range; the first has a bar whose tick is the
+ * average of its like.
+ */
 function Whole({ head, piece }: { readonly head: PieceHead; readonly piece: Piece }) {
   const { whole } = head;
+  const range = rangeNumbers(usePage(), piece);
+  const title = range === undefined ? 'Whole run' : 'In the range, of all';
   const { average } = whole;
   if ('link' in piece) {
     return (
@@ -82,17 +92,17 @@ function Whole({ head, piece }: { readonly head: PieceHead; readonly piece: Piec
     );
   }
   const isSwitch = 'switch' in piece;
-  const [value, usual, name] = isSwitch
-    ? [whole.transmissions, average.transmissions, 'Transmissions']
-    : [whole.fires, average.fires, 'Fires'];
+  const [value, usual, name, part] = isSwitch
+    ? [whole.transmissions, average.transmissions, 'Transmissions', range?.transmissions]
+    : [whole.fires, average.fires, 'Fires', range?.fires];
   const like = OTHERS[Object.keys(piece)[0] ?? ''] ?? 'piece';
   const scale = Math.max(2 * usual, value, 1);
   return (
-    <Section title="Whole run" aside={`average ${like}: ${rounded(usual)} ${name.toLowerCase()}`}>
+    <Section title={title} aside={`average ${like}: ${rounded(usual)} ${name.toLowerCase()}`}>
       <dl class="numbers">
-        <NumberRow name={name} value={value} share={value / scale} tick={usual / scale} />
-        {isSwitch ? null : <NumberRow name="Sends" value={whole.sends} />}
-        {isSwitch ? null : <NumberRow name="Receives" value={whole.receives} />}
+        <NumberRow name={name} value={shareText(part, value)} share={value / scale} tick={usual / scale} />
+        {isSwitch ? null : <NumberRow name="Sends" value={shareText(range?.sends, whole.sends)} />}
+        {isSwitch ? null : <NumberRow name="Receives" value={shareText(range?.receives, whole.receives)} />}
       </dl>
     </Section>
   );
@@ -147,8 +157,6 @@ export function PieceView({ piece }: { readonly piece: Piece }) {
       {head === undefined || isLarge(piece) ? null : <Shows head={head} piece={piece} />}
       {'link' in piece ? <LinkSection link={piece.link} /> : null}
       {isLarge(piece) ? <UnitSections piece={piece} /> : null}
-      {'pe' in piece ? <RangeOfElement pe={piece.pe} /> : null}
-      {'switch' in piece ? <RangeOfSwitch cluster={piece.switch} /> : null}
       {head === undefined ? null : <Whole head={head} piece={piece} />}
       {head === undefined ? null : <Around events={head.around} />}
       {head === undefined || head.neighbours.length === 0 ? null : (

@@ -1,5 +1,5 @@
 import { grainOf, unitsOf, type Level, type Shape } from '../../base/shape';
-import { placeOf, type PlacePair } from '../../base/place';
+import type { PlacePair } from '../../base/place';
 import { counted, rangeText, thousands } from '../../base/words';
 import { spanOf } from '../../model/inspection';
 import type { PlaceRect } from '../../model/selectionStore';
@@ -101,35 +101,6 @@ export function UnitSections({ piece }: { readonly piece: Piece }) {
       />
       {counts === undefined ? null : <Busiest level={level} ranked={ranked} />}
     </>
-  );
-}
-
-/** What a PE does in the range; the whole run stands elsewhere. */
-export function RangeOfElement({ pe }: { readonly pe: PlacePair }) {
-  const { explorer } = usePage();
-  const shape = explorer.trace.shape.value;
-  if (shape === undefined || explorer.time.range.value === undefined) {
-    return null;
-  }
-  const place = placeOf(pe);
-  return <Sums shape={shape} area={{ first: place, last: place }} />;
-}
-
-/** What a switch transmits in the range. */
-export function RangeOfSwitch({ cluster }: { readonly cluster: PlacePair }) {
-  const { explorer, inspection } = usePage();
-  const shape = explorer.trace.shape.value;
-  const range = explorer.time.range.value;
-  const counts = inspection.transmissions.fed.value?.answer.columns.count;
-  if (shape === undefined || range === undefined || counts === undefined) {
-    return null;
-  }
-  return (
-    <Section title="In the range" aside={`cycles ${rangeText(range.first, range.last)}`}>
-      <dl class="numbers">
-        <NumberRow name="Transmissions" value={counts[cluster[1] * shape.clusters[0] + cluster[0]] ?? 0} />
-      </dl>
-    </Section>
   );
 }
 

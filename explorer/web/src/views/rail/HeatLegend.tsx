@@ -1,6 +1,6 @@
 import type { Layout } from '../../base/floorplan/layout';
 import { rangeText } from '../../base/words';
-import { scaleEnd } from '../../gl/unitCodes';
+import { scaleEnd, unitMeans } from '../../gl/unitCodes';
 import type { Explorer } from '../../model/explorer';
 import type { HeatOf } from '../../protocol/questions';
 import { usePage } from '../context';
@@ -26,7 +26,9 @@ export function heatEnd(explorer: Explorer, layout: Layout): { readonly end: num
     return undefined;
   }
   const end = scaleEnd(layout.shape, layout.grain, heat.values, heat.end);
-  return { end, more: head.highest > end };
+  const highest =
+    layout.level === 'pe' ? head.highest : unitMeans(layout.shape, layout.grain, heat.values).reduce((a, b) => Math.max(a, b), 0);
+  return { end, more: highest > end };
 }
 
 /** How much of what is counted each colour stands for. */

@@ -13,6 +13,7 @@ import type { LevelLegend as Level } from './LevelLegend';
 const LinkLegend = later(async () => (await import('./LinkLegend')).LinkLegend);
 const KindLegend = later(async () => (await import('./KindLegend')).KindLegend);
 const LevelLegend = later<Parameters<typeof Level>[0]>(async () => (await import('./LevelLegend')).LevelLegend);
+const ViewerLegend = later(async () => (await import('./ViewerLegend')).ViewerLegend);
 const HeatLegend = later<Parameters<typeof Heat>[0]>(async () => (await import('./HeatLegend')).HeatLegend);
 
 /** How many elements each thread (modulo 6) fired on last; the last number is of none. */
@@ -74,6 +75,7 @@ export function Legend({ controller }: { readonly controller: FloorplanControlle
       {by === 'thread' && !view.linkLoad.value && <ThreadLegend />}
       {by === 'kind' && <KindLegend />}
       {by === 'heat' && <HeatLegend controller={controller} />}
+      {view.asViewer.value && <ViewerLegend />}
       {(controller.seen.value?.level ?? 'pe') !== 'pe' && <LevelLegend controller={controller} />}
     </>
   );

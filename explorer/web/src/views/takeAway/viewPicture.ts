@@ -22,8 +22,8 @@ const AROUND = { left: 44, right: 20, above: 20, below: 34 } as const; // of the
 
 /** What of the canvas is shown: the array and what stands around it, as far as it is seen. */
 export function shownBox({ box, look }: Layout, unit: number, links: FloorplanInput['links']): Box {
-  const arcs = (links?.place.pitch ?? 0) * (ARC_OUT + 0.1);
-  const [beside, above] = [links?.loads.wrapColumns ? arcs : 0, links?.loads.wrapRows ? arcs : 0];
+  const arcs = (i: 0 | 1) => (links?.place.pitch[i] ?? 0) * (ARC_OUT + 0.1);
+  const [beside, above] = [links?.loads.wrapColumns ? arcs(0) : 0, links?.loads.wrapRows ? arcs(1) : 0];
   const left = Math.max(0, Math.floor(box.x - AROUND.left * unit - beside));
   const top = Math.max(0, Math.floor(box.y - AROUND.above * unit - above));
   const right = Math.min(look.width, Math.ceil(box.x + box.width + AROUND.right * unit + beside));

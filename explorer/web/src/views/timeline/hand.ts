@@ -1,3 +1,4 @@
+import { isHeld } from '../../input/drag';
 import { centreOn, edgeDrag, frameDrag, panDrag, pinchDrag, rangeDrag, scrub, scrubDrag, type Drag, type Hand } from './drags';
 import type { TimelineScene } from './scene';
 import { cursorOf, zoneAt, type Zone } from './zones';
@@ -13,7 +14,7 @@ interface Press {
   readonly zone: Zone;
   readonly shift: boolean;
   drag: Drag | undefined;
-  begin: (() => Drag | undefined) | undefined;
+  readonly since: number;
 }
 
 /** Pointer and wheel over the strips. */
@@ -74,9 +75,7 @@ export class TimelineHand {
       return;
     }
     const from = this.handOf(event);
-    const touch = event.pointerType === 'touch';
-    this.press = { id: event.pointerId, from, zone, shift: event.shiftKey, drag: undefined, begin: undefined };
-    this.press.begin = () => this.dragOf(zone, from, event.shiftKey || (touch && zone.kind === 'strip'));
+    this.press = { id: event.pointerId, from, zone, shift: event.shiftKey, drag: undefined, since: event.timeStamp };
     if (zone.kind === 'ruler' && !event.shiftKey) {
       scrub(this.scene, from.x);
     }
@@ -119,7 +118,8 @@ export class TimelineHand {
       return;
     }
     if (press.drag === undefined && Math.abs(x - press.from.x) > CLICK) {
-      press.drag = press.begin?.();
+      const pans = event.pointerType === 'touch' && press.zone.kind === 'strip' && !isHeld(event, press.since);
+      press.drag = this.dragOf(press.zone, press.from, press.shift || pans);
     }
     press.drag?.(this.handOf(event));
   }

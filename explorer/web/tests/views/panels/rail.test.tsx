@@ -51,3 +51,26 @@ test('The thread whose row is pointed at is lit, and none once the pointer leave
   await after(() => row.dispatchEvent(new Event('pointerleave')));
   expect(page.explorer.view.litThread.value).toBeUndefined();
 });
+
+test('The viewer reading starts where it is told, and stays where what is told is no number', async () => {
+  const { root, after, page } = await show(View);
+  page.explorer.panels.width.value = 'wide';
+  await after(() => (page.explorer.view.reading.value = 'viewer'));
+  const field = await vi.waitFor(() => {
+    const found = root.querySelector<HTMLInputElement>('input[inputmode=numeric]');
+    expect(found).not.toBeNull();
+    return found!;
+  });
+  const tell = (text: string) =>
+    after(() => {
+      field.value = text;
+      field.dispatchEvent(new Event('change', { bubbles: true }));
+    });
+  await tell('1,200');
+  expect(page.explorer.view.skipTo.value).toBe(1200n);
+  for (const text of ['soon', '-3', '', '1'.repeat(19)]) {
+    await tell(text);
+    expect(page.explorer.view.skipTo.value).toBe(1200n);
+    expect(field.value).toBe('1200');
+  }
+});
