@@ -71,6 +71,10 @@ void CaptureNotes::Add(uint64_t cycle, Place at, Place to, const CaptureEvent& e
   writer.Note(number, event.number);
 }
 
+void CaptureNotes::AddSwitch(uint64_t cycle, uint32_t thread, Place at) {
+  Record(SWITCH_RECORD, cycle, thread, at, {});
+}
+
 void CaptureNotes::AddFrame(uint64_t cycle, uint32_t thread, Place at) {
   Record(SEND_RECORD, cycle, thread, at, at);
   writer.Note(kind, frameKind);

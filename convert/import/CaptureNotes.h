@@ -28,6 +28,9 @@ class CaptureNotes {
   // A record of an event; `to` counts for messages only.
   void Add(uint64_t cycle, Place at, Place to, const CaptureEvent& event);
 
+  // A transmission of a switch, which was derived: nothing is noted of it.
+  void AddSwitch(uint64_t cycle, uint32_t thread, Place at);
+
   // A record of the frame: a message from a place to itself.
   void AddFrame(uint64_t cycle, uint32_t thread, Place at);
 

@@ -4,6 +4,7 @@
 
 #include "convert/import/CaptureNotes.h"
 #include "convert/import/Refusal.h"
+#include "convert/import/SwitchRoute.h"
 
 namespace marrowfin {
 namespace {
@@ -13,8 +14,9 @@ constexpr uint64_t eventsPerReport = 65536;
 // Turns the events of one capture into records.
 class Converter {
  public:
-  Converter(const ArrayLayout& layout, Writer& writer, CaptureNotes* notes, Account& account)
-      : layout(layout), writer(writer), notes(notes), account(account) {}
+  Converter(const ArrayLayout& layout, const std::optional<ArrayShape>& switchesOf, Writer& writer,
+            CaptureNotes* notes, Account& account)
+      : layout(layout), switchesOf(switchesOf), writer(writer), notes(notes), account(account) {}
 
   void Convert(const CaptureEvent& event) {
     const uint64_t cycle = event.time - account.origin;
@@ -65,6 +67,20 @@ class Converter {
       notes->Add(cycle, from, to, event);
     }
     ++account.sends;
+    if (switchesOf) {
+      Derive(cycle, event.processor, from, to);
+    }
+  }
+
+  void Derive(uint64_t cycle, uint32_t thread, Place from, Place to) {
+    const bool isKnown = SwitchRoute(*switchesOf).ForEach(from, to, [&](Place at) {
+      writer.Switch(cycle, thread, at);
+      if (notes != nullptr) {
+        notes->AddSwitch(cycle, thread, at);
+      }
+      ++account.derived;
+    });
+    account.withoutRoute += isKnown ? 0 : 1;
   }
 
   void SendToAll(const CaptureEvent& event, uint64_t cycle) {
@@ -76,16 +92,29 @@ class Converter {
   }
 
   const ArrayLayout& layout;
+  const std::optional<ArrayShape>& switchesOf;
   Writer& writer;
   CaptureNotes* notes;
   Account& account;
 };
 
+Fault TooMany(uint64_t records, const std::string& more, const std::string& input, uint64_t most) {
+  return Refusal(
+      input,
+      "becomes " + more + std::to_string(records) + " records, more than " + std::to_string(most),
+      "allow more if the disk has room for 36 bytes each");
+}
+
 // The records of an event are few beside the events of a capture: what is counted is events.
-Fault WriteEvents(const Capture& capture, Converter& converter, const Writer& writer,
-                  const ProgressCallback& progress) {
+Fault WriteEvents(const Capture& capture, const ConversionOptions& options,
+                  const std::string& input, Converter& converter, const Account& account,
+                  const Writer& writer, const ProgressCallback& progress) {
   for (size_t i = 0; i < capture.events.size() && !writer.GetFault(); ++i) {
     converter.Convert(capture.events[i]);
+    if (account.Records() - account.frameRecords > options.mostRecords) {
+      return TooMany(account.Records() - account.frameRecords, "at least ", input,
+                     options.mostRecords);
+    }
     if (progress && i % eventsPerReport == 0 &&
         !progress({i, capture.events.size(), Progress::RECORDS})) {
       return CancelledFault("");
@@ -117,10 +146,7 @@ Fault CheckRecords(const Capture& capture, const ConversionOptions& options,
   if (records <= options.mostRecords) {
     return {};
   }
-  return Refusal(input,
-                 "becomes " + std::to_string(records) + " records, more than " +
-                     std::to_string(options.mostRecords),
-                 "allow more if the disk has room for 36 bytes each");
+  return TooMany(records, "", input, options.mostRecords);
 }
 
 void SortByTime(Capture& capture) {
@@ -129,7 +155,8 @@ void SortByTime(Capture& capture) {
 }
 
 Result<Account> WriteRecords(const Capture& capture, const ArrayLayout& layout,
-                             const ConversionOptions& options, Writer& writer, CaptureNotes* notes,
+                             const ConversionOptions& options, const std::string& input,
+                             Writer& writer, CaptureNotes* notes,
                              const ProgressCallback& progress) {
   Account account;
   account.frameThread = static_cast<uint32_t>(capture.processors.size());
@@ -137,11 +164,11 @@ Result<Account> WriteRecords(const Capture& capture, const ArrayLayout& layout,
     account.origin = capture.events.front().time;
     account.lastCycle = capture.events.back().time - account.origin;
   }
-  Converter converter(layout, writer, notes, account);
+  Converter converter(layout, options.switchesOf, writer, notes, account);
   if (options.frame) {
     converter.Frame(0);
   }
-  if (Fault fault = WriteEvents(capture, converter, writer, progress)) {
+  if (Fault fault = WriteEvents(capture, options, input, converter, account, writer, progress)) {
     return fault;
   }
   if (options.frame) {

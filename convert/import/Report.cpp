@@ -28,12 +28,16 @@ uint64_t ConvertedEvents(const Account& account) {
   return std::accumulate(account.converted.begin(), account.converted.end(), uint64_t{0});
 }
 
-uint64_t RecordsWritten(const Account& account) {
-  return account.fires + account.sends + account.frameRecords;
-}
+uint64_t RecordsWritten(const Account& account) { return account.Records(); }
 
 std::ostream& Line(std::ostream& out, const std::string& text, uint64_t count) {
   return out << std::left << std::setw(44) << text << std::right << std::setw(12) << count;
+}
+
+void LineIfAny(std::ostream& out, const std::string& text, uint64_t count) {
+  if (count != 0) {
+    Line(out, text, count) << "\n";
+  }
 }
 
 void PrintConverted(std::ostream& out, const Account& account) {
@@ -130,7 +134,7 @@ Json DevicesAsJson(const ArrayLayout& layout) {
 }
 
 Json ViewAsJson(const ImportReport& report) {
-  const ArrayShape& shape = report.layout.Shape();
+  const ArrayShape& shape = report.shape;
   Json view = {{"clusters", shape.clusters.columns},
                {"domains", shape.domains.columns},
                {"pes", shape.pes.columns},
@@ -144,6 +148,7 @@ Json ViewAsJson(const ImportReport& report) {
 Json RecordsAsJson(const Account& account) {
   Json records = {{"fires", account.fires},
                   {"sends", account.sends},
+                  {"derived", account.derived},
                   {"frame", account.frameRecords},
                   {"total", RecordsWritten(account)}};
   if (account.frameRecords != 0) {
@@ -166,7 +171,9 @@ std::string ReportAsText(const ImportReport& report) {
   Line(out, "records written", RecordsWritten(account)) << "\n";
   Line(out, "  fires", account.fires) << "\n";
   Line(out, "  sends", account.sends) << "\n";
+  LineIfAny(out, "  switches that were derived", account.derived);
   Line(out, "  frame (before and behind, draws nothing)", account.frameRecords) << "\n";
+  LineIfAny(out, "messages off the array, without switches", account.withoutRoute);
   out << "cycles 0 to " << account.lastCycle << " (cycle 0 is " << account.origin
       << " in the capture)\n";
   PrintThreads(out, report);
@@ -192,6 +199,7 @@ std::string ReportAsJson(const ImportReport& report) {
   json["converted"] = ConvertedAsJson(account);
   json["skipped"] = SkippedAsJson(report.capture);
   json["records"] = RecordsAsJson(account);
+  json["withoutRoute"] = account.withoutRoute;
   json["cycles"] = {{"origin", account.origin}, {"last", account.lastCycle}};
   json["threads"] = ThreadsAsJson(report.capture);
   json["devices"] = DevicesAsJson(report.layout);

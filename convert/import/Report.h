@@ -20,6 +20,7 @@ struct ImportReport {
   const Capture& capture;
   const ArrayLayout& layout;
   const Account& account;
+  ArrayShape shape;  // that a viewer shows
 };
 
 // For people and for programs. Both end in a line feed.

@@ -201,16 +201,30 @@ void Canvas::Line(const std::vector<Spot>& spots, const Pen& pen) {
   Stroke(pen);
 }
 
-void Canvas::Hatch(const Box& box, Color color) {
+void Canvas::Hatch(const Box& box, Color color) { Hatch(std::vector<Box>{box}, color); }
+
+void Canvas::Hatch(const std::vector<Box>& boxes, Color color) {
   constexpr double APART = 2.2;  // points, along the page
+  if (boxes.empty()) {
+    return;
+  }
   cairo_save(cairo);
-  cairo_rectangle(cairo, Snap(box.x), Snap(box.y), Snap(box.Right()) - Snap(box.x),
-                  Snap(box.Bottom()) - Snap(box.y));
+  Box all = boxes.front();
+  for (const Box& box : boxes) {
+    cairo_rectangle(cairo, Snap(box.x), Snap(box.y), Snap(box.Right()) - Snap(box.x),
+                    Snap(box.Bottom()) - Snap(box.y));
+    const double right = std::max(all.Right(), box.Right());
+    const double bottom = std::max(all.Bottom(), box.Bottom());
+    all.x = std::min(all.x, box.x);
+    all.y = std::min(all.y, box.y);
+    all.width = right - all.x;
+    all.height = bottom - all.y;
+  }
   cairo_clip(cairo);
-  for (double at = std::floor((box.x + box.y) / APART) * APART; at < box.Right() + box.Bottom();
+  for (double at = std::floor((all.x + all.y) / APART) * APART; at < all.Right() + all.Bottom();
        at += APART) {
-    cairo_move_to(cairo, Rounded(at - box.Bottom()), Rounded(box.Bottom()));
-    cairo_line_to(cairo, Rounded(at - box.y), Rounded(box.y));
+    cairo_move_to(cairo, Rounded(at - all.Bottom()), Rounded(all.Bottom()));
+    cairo_line_to(cairo, Rounded(at - all.y), Rounded(all.y));
   }
   Stroke({color, 0.5});
   cairo_restore(cairo);

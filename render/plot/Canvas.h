@@ -83,6 +83,7 @@ class Canvas {
 
   // Lines that rise to the right, which go on from box to box.
   void Hatch(const Box& box, Color color);
+  void Hatch(const std::vector<Box>& boxes, Color color);
 
   void Line(const std::vector<Spot>& spots, const Pen& pen);
   void Polygon(const std::vector<Spot>& corners, Color fill, const Pen& outline);

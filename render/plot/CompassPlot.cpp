@@ -6,7 +6,8 @@
 namespace marrowfin {
 namespace {
 
-constexpr double BETWEEN = 13;  // points between maps
+constexpr double LEAST_DOTTED = 4;  // pixels of a cell from which one without load has a dot
+constexpr double BETWEEN = 13;      // points between maps
 constexpr Heading ORDER[] = {Heading::UP, Heading::LEFT, Heading::RIGHT, Heading::DOWN};
 
 const char* NameOf(Heading heading) {
@@ -97,10 +98,18 @@ void CompassPlot::DrawMap(Canvas& canvas, const Box& box, Heading heading,
   for (size_t i = 0; i < values.size(); ++i) {
     if (values[i] > 0) {
       canvas.Cell({corner(i).x, corner(i).y, cell, cell}, theme.sequence[scale.StepOf(values[i])]);
+    } else if (cell >= LEAST_DOTTED * canvas.Pixel()) {
+      const double dot = std::max(canvas.Pixel(), std::min(0.8, cell * 0.16));
+      canvas.Fill({corner(i).x + (cell - dot) / 2, corner(i).y + (cell - dot) / 2, dot, dot},
+                  theme.rule);
     }
   }
   canvas.Frame(plot, {theme.rule, 0.4});
   canvas.Text("0", {plot.x, plot.Bottom() + size * 1.3}, Align::LEFT, size, theme.mute);
+  if (plot.height >= size * 2) {
+    canvas.Text("row " + std::to_string(map.mesh.nodes.rows - 1),
+                {plot.Right(), plot.y - size * 0.6}, Align::RIGHT, size, theme.mute);
+  }
   canvas.Text("column " + std::to_string(map.mesh.nodes.columns - 1),
               {plot.Right(), plot.Bottom() + size * 1.3}, Align::RIGHT, size, theme.mute);
   const size_t hottest =

@@ -17,6 +17,7 @@ constexpr double HIGHEST_ROW = 9;        // points of a row of the map, of text 
 constexpr double HEIGHT = 0.62;          // of the width, where there are rows for it
 constexpr double BARS = 24;              // points of the longest bar
 constexpr double LEAST_WITH_BARS = 300;  // points of the page
+constexpr double LEGEND_COLUMN = 11;     // of the letters' size
 constexpr double LEGEND_LINE = 1.8;      // from thread to thread, of the size of the text
 
 // The next number of two digits, of which the second is 0 or 5.
@@ -172,6 +173,15 @@ double SpaceTimePlot::HeightFor(double width, const PlotStyle& style) const {
   return std::max(std::min(width * HEIGHT, rows), 70 * style.text);
 }
 
+// The thread that has most of a cell; of several, the first.
+size_t SpaceTimePlot::MostAt(size_t row, size_t column) const {
+  size_t most = 0;
+  for (size_t slot = 1; slot < colours.threads.size(); ++slot) {
+    most = map.At(row, column, slot) > map.At(row, column, most) ? slot : most;
+  }
+  return most;
+}
+
 Color SpaceTimePlot::ColourAt(size_t row, size_t column, const Theme& theme) const {
   const uint64_t count = map.At(row, column);
   if (count == 0) {
@@ -180,10 +190,7 @@ Color SpaceTimePlot::ColourAt(size_t row, size_t column, const Theme& theme) con
   if (colours.threads.empty()) {
     return theme.sequence[colours.scale.StepOf(map.RateAt(row, column))];
   }
-  size_t most = 0;
-  for (size_t slot = 1; slot < colours.threads.size(); ++slot) {
-    most = map.At(row, column, slot) > map.At(row, column, most) ? slot : most;
-  }
+  const size_t most = MostAt(row, column);
   const double share = static_cast<double>(map.At(row, column, most)) / static_cast<double>(count);
   return Mixed(theme.paper, theme.categories[most], share);
 }
@@ -218,6 +225,34 @@ void SpaceTimePlot::DrawCells(Canvas& canvas, const Box& area, const PlotStyle& 
     }
     canvas.Cells({edge, area.y, area.Right() - edge, area.height}, 1, rows, last);
   }
+}
+
+// Cells of threads whose colours are not told apart by themselves. Where hatching is too fine for a
+// cell it goes on in the next one.
+void SpaceTimePlot::DrawHatching(Canvas& canvas, const Box& area, const PlotStyle& style) const {
+  const CycleScale x = {map.Times().first, map.Times().last, area.x, area.Right()};
+  const size_t rows = map.Rows().Count();
+  const size_t columns = map.Times().Count();
+  const double height = area.height / static_cast<double>(rows);
+  const auto isHatched = [&](size_t row, size_t column) {
+    return map.At(row, column) > 0 && MostAt(row, column) >= Theme::PLAIN_CATEGORIES;
+  };
+  std::vector<Box> boxes;
+  for (size_t row = 0; row < rows; ++row) {
+    for (size_t column = 0; column < columns; ++column) {
+      const size_t first = column;
+      while (column < columns && isHatched(row, column)) {
+        ++column;
+      }
+      if (column > first) {
+        const double left = x.At(map.Times().FirstOf(first));
+        const double right = column < columns ? x.At(map.Times().FirstOf(column)) : area.Right();
+        boxes.push_back(
+            {left, area.Bottom() - height * static_cast<double>(row + 1), right - left, height});
+      }
+    }
+  }
+  canvas.Hatch(boxes, style.theme->paper);
 }
 
 // Numbers of units left of the map, a tick between them, and a rule between those that stand
@@ -290,17 +325,27 @@ void SpaceTimePlot::DrawThreads(Canvas& canvas, Spot bottom, const PlotStyle& st
   const Theme& theme = *style.theme;
   const double size = style.LabelSize();
   const double total = static_cast<double>(std::max<uint64_t>(1, map.Total()));
-  double y = bottom.y - size * 0.2;
-  for (const size_t slot : told) {
-    canvas.Fill({bottom.x, y - size * 0.85, size, size}, theme.categories[slot]);
-    canvas.Text(colours.threads[slot], {bottom.x + size * 1.4, y}, Align::LEFT, size, theme.ink,
+  const size_t lines = LinesOfLegend(style);
+  const double first = bottom.y - size * 0.2;
+  for (size_t i = 0; i < told.size(); ++i) {
+    const size_t slot = told[i];
+    const double x = bottom.x + size * LEGEND_COLUMN * static_cast<double>(i / lines);
+    const double y = first - size * LEGEND_LINE * static_cast<double>(i % lines);
+    const Box box = {x, y - size * 0.85, size, size};
+    canvas.Fill(box, theme.categories[slot]);
+    if (slot >= Theme::PLAIN_CATEGORIES) {
+      canvas.Hatch(box, theme.paper);
+    }
+    canvas.Text(colours.threads[slot], {x + size * 1.4, y}, Align::LEFT, size, theme.ink,
                 Weight::BOLD);
     const double name = TextWidth(colours.threads[slot], Weight::BOLD, size);
     canvas.Text(PercentText(static_cast<double>(ofThreads[slot]) / total),
-                {bottom.x + size * 1.8 + name, y}, Align::LEFT, size, theme.mute);
-    y -= size * LEGEND_LINE;
+                {x + size * 1.8 + name, y}, Align::LEFT, size, theme.mute);
   }
-  canvas.Text("thread, share", {bottom.x, y}, Align::LEFT, size, theme.mute);
+  canvas.Text(
+      "thread, share",
+      {bottom.x, first - size * LEGEND_LINE * static_cast<double>(std::min(lines, told.size()))},
+      Align::LEFT, size, theme.mute);
 }
 
 ScaleBar SpaceTimePlot::Bar() const { return {rates, colours.scale, colours.unit, "cell"}; }
@@ -308,7 +353,12 @@ ScaleBar SpaceTimePlot::Bar() const { return {rates, colours.scale, colours.unit
 double SpaceTimePlot::LegendHeight(double /*width*/, const PlotStyle& style) const {
   return colours.threads.empty()
              ? Bar().LyingHeight(style)
-             : style.LabelSize() * LEGEND_LINE * static_cast<double>(told.size() + 1);
+             : style.LabelSize() * LEGEND_LINE * static_cast<double>(LinesOfLegend(style) + 1);
+}
+
+size_t SpaceTimePlot::LinesOfLegend(const PlotStyle& style) const {
+  const size_t columns = style.ColumnsFor(told.size());
+  return std::max<size_t>(1, (told.size() + columns - 1) / columns);
 }
 
 void SpaceTimePlot::DrawLegend(Canvas& canvas, const Box& box, const PlotStyle& style) const {
@@ -331,6 +381,9 @@ void SpaceTimePlot::Draw(Canvas& canvas, const Box& area, const PlotStyle& style
     plot.height -= style.LabelSize() * 0.6;
   }
   DrawCells(canvas, plot, style);
+  if (colours.threads.size() > Theme::PLAIN_CATEGORIES) {
+    DrawHatching(canvas, plot, style);
+  }
   DrawUnits(canvas, plot, style);
   const CycleScale x = {map.Times().first, map.Times().last, plot.x, plot.Right()};
   DrawHorizontalAxis(canvas, plot, x.SinceFirst(),

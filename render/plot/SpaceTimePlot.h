@@ -67,11 +67,14 @@ class SpaceTimePlot : public PlotBody {
   bool HasBars(const PlotStyle& style) const;
   double BarsWidth(const PlotStyle& style) const;
   double LegendWidth(const PlotStyle& style) const;
+  size_t MostAt(size_t row, size_t column) const;
   Color ColourAt(size_t row, size_t column, const Theme& theme) const;
   void DrawCells(Canvas& canvas, const Box& area, const PlotStyle& style) const;
+  void DrawHatching(Canvas& canvas, const Box& area, const PlotStyle& style) const;
   void DrawUnits(Canvas& canvas, const Box& area, const PlotStyle& style) const;
   void DrawBars(Canvas& canvas, const Box& area, const PlotStyle& style) const;
   void DrawThreads(Canvas& canvas, Spot bottom, const PlotStyle& style) const;
+  size_t LinesOfLegend(const PlotStyle& style) const;
   ScaleBar Bar() const;
 
   std::shared_ptr<const SpaceTime> shared;

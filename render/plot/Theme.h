@@ -16,6 +16,8 @@ namespace marrowfin {
 struct Theme {
   static constexpr size_t STEPS = 16;
   static constexpr size_t CATEGORIES = 12;
+  // So many are told apart by colour alone; those behind them are hatched as well.
+  static constexpr size_t PLAIN_CATEGORIES = 6;
 
   const char* name;
   Color paper;

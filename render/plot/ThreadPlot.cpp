@@ -9,9 +9,6 @@
 namespace marrowfin {
 namespace {
 
-// Colours that are told apart by themselves; those behind them are hatched as well.
-constexpr size_t PLAIN_COLORS = 6;
-
 constexpr double LEGEND_LINE = 1.9;  // from thread to thread, of the size of the text
 constexpr double DOTTED = 6;         // pixels of a cell in which a dot is seen
 
@@ -99,7 +96,7 @@ double ThreadPlot::HeightFor(double width, const PlotStyle& style) const {
 void ThreadPlot::DrawSquare(Canvas& canvas, const Box& box, size_t entry,
                             const PlotStyle& style) const {
   canvas.Cell(box, style.theme->categories[entry]);
-  if (entry >= PLAIN_COLORS) {
+  if (entry >= Theme::PLAIN_CATEGORIES) {
     canvas.Hatch(box, style.theme->paper);
   }
 }

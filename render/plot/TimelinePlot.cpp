@@ -10,9 +10,6 @@
 namespace marrowfin {
 namespace {
 
-// Layers that are told apart by colour alone; those above are hatched as well.
-constexpr size_t PLAIN_LAYERS = 6;
-
 constexpr double LEGEND_LINE = 1.8;  // from layer to layer, of the size of the text
 
 uint64_t SumOf(const std::vector<uint64_t>& counts) {
@@ -78,7 +75,7 @@ void TimelinePlot::DrawLayers(Canvas& canvas, const CycleScale& x, const Scale& 
       if (above > below) {
         const Box box = {left, y.At(above), right - left, y.At(below) - y.At(above)};
         canvas.Fill(box, style.theme->categories[layer]);
-        if (layer >= PLAIN_LAYERS) {
+        if (layer >= Theme::PLAIN_CATEGORIES) {
           canvas.Hatch(box, style.theme->paper);
         }
       }
@@ -128,7 +125,7 @@ void TimelinePlot::DrawLayerNames(Canvas& canvas, Spot bottom, const PlotStyle& 
     const double y = first - size * LEGEND_LINE * static_cast<double>(layer % lines);
     const Box box = {x, y - size * 0.85, size, size};
     canvas.Fill(box, theme.categories[layer]);
-    if (layer >= PLAIN_LAYERS) {
+    if (layer >= Theme::PLAIN_CATEGORIES) {
       canvas.Hatch(box, theme.paper);
     }
     canvas.Text(layers[layer].name, {x + size * 1.4, y}, Align::LEFT, size, theme.ink,

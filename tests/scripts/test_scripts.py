@@ -309,3 +309,45 @@ def test_a_missing_sandbox_is_refused(project):
                  "--try-sandbox")
     assert result.returncode == 2
     assert "bubblewrap" in result.stderr
+
+
+def fake_build(folder, stats):
+    """Programs that write how they were called; `stats` is what the trace tool says of a run."""
+    folder.mkdir()
+    writes = '''#!/bin/bash
+while [[ $# -gt 0 ]]; do
+  case $1 in
+    -o | --csv | --json | --trace | -outFilename) [[ ${2:-} == *.* ]] && echo made >"$2" ;;
+  esac
+  shift
+done
+'''
+    for name in ("mesh_noc", "marrowfin-sim", "marrowfin-trace"):
+        text = writes + (f"echo {stats}\n" if name == "marrowfin-trace" else "")
+        (folder / name).write_text(text, encoding="utf-8")
+        (folder / name).chmod(0o755)
+    return str(folder)
+
+
+def test_builds_that_tell_other_things_are_told_apart(project, tmp_path):
+    one, same, other = (
+        fake_build(tmp_path / name, text)
+        for name, text in (("one", "1"), ("same", "1"), ("other", "2"))
+    )
+    right = run(project, "scripts/same-bytes", one, same)
+    assert (right.returncode, right.stderr) == (0, "")
+    assert re.search(r"^same-bytes: [1-9]\d+ files compared$", right.stdout, re.MULTILINE)
+    assert "differs" not in right.stdout
+    wrong = run(project, "scripts/same-bytes", one, other)
+    assert wrong.returncode == 1
+    assert "same-bytes: stats-mesh.json differs" in wrong.stdout
+    assert "heat-mesh.svg" not in wrong.stdout
+    assert run(project, "scripts/same-bytes", one).returncode == 2
+
+
+def test_only_targets_that_are_there_are_fuzzed(project):
+    (project / "fuzz" / "corpus" / "reader").mkdir(parents=True)
+    wrong = run(project, "scripts/fuzz", "reeder")
+    assert wrong.returncode == 2
+    assert "there is no target reeder; there are: reader" in wrong.stderr
+    assert run(project, "scripts/fuzz", "--minutes", "soon").returncode == 2

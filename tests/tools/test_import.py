@@ -555,3 +555,58 @@ def test_memory_does_not_grow_with_the_input(tmp_path):
     words = ("import", "--format", "csv", "in.csv", "-o", "o.trace")
     run(tmp_path, *words, preexec_fn=scarce)
     assert (tmp_path / "o.trace").read_bytes() == (tmp_path / "t.trace").read_bytes()
+
+
+def tt_npe(**fields):
+    return dict(proc="BRISC", noc="NOC_0", sx=0, sy=0, timestamp=100, **fields)
+
+
+def test_switches_of_a_capture_are_derived_for_each_of_its_messages(tmp_path):
+    events = [
+        tt_npe(type="WRITE_", dx=7, dy=7, num_bytes=64),
+        tt_npe(type="WRITE_", dx=1, dy=1, num_bytes=64),
+        tt_npe(type="READ", dx=5, dy=0, num_bytes=32),
+        tt_npe(
+            type="WRITE_MULTICAST",
+            dx=8,
+            dy=0,
+            num_bytes=8,
+            mcast_start_x=7,
+            mcast_start_y=0,
+            mcast_end_x=8,
+            mcast_end_y=0,
+        ),
+    ]
+    (tmp_path / "in.json").write_text(json.dumps(events))
+    account = account_of(tmp_path, "tt-npe", "in.json", "--derive-switches", *MESH)
+    wanted = []
+    for start, end in (
+        ((0, 0), (7, 7)),
+        ((0, 0), (1, 1)),  # within a domain
+        ((5, 0), (0, 0)),  # what is read comes
+        ((0, 0), (7, 0)),
+        ((0, 0), (8, 0)),  # off the array
+    ):
+        wanted.append((SEND, start))
+        if end != (8, 0):
+            wanted.extend((SWITCH, at) for at in route(start, end))
+    records = records_in(tmp_path)[1:-1]
+    assert [(record.kind, tuple(record.at)) for record in records] == wanted
+    derived = sum(kind == SWITCH for kind, _ in wanted)
+    assert account["records"]["derived"] == derived > 0
+    assert account["records"]["total"] == len(records) + 2
+    assert account["withoutRoute"] == 1
+    assert account["view"]["command"] == "marrowfin -c 2 -d 2 -p 2 -f o.trace"
+    run(tmp_path, "check", "o.trace")
+    plain = account_of(tmp_path, "tt-npe", "in.json", "--force")
+    assert plain["records"]["derived"] == plain["withoutRoute"] == 0
+    assert plain["records"]["total"] == len(records) + 2 - derived
+
+
+def test_derived_switches_count_as_records_of_a_limit(tmp_path):
+    (tmp_path / "in.json").write_text(json.dumps([tt_npe(type="WRITE_", dx=7, dy=7, num_bytes=64)]))
+    line = ("import", "in.json", "-o", "o.trace", "--format", "tt-npe", "--derive-switches", *MESH)
+    refused = run(tmp_path, *line, "--max-records", "3", status=1)
+    assert b"in.json: becomes at least 4 records, more than 3" in refused.stderr
+    assert sorted(file.name for file in tmp_path.iterdir()) == ["in.json"]
+    run(tmp_path, *line, "--max-records", "4")

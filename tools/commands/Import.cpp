@@ -122,15 +122,19 @@ Result<Capture> ReadInput(const ImportFlags& flags, const Console& console) {
   return ImportFormatNamed(flags.format).read(source, {flags.strict});
 }
 
+Failure TooManyRecords(const Fault& fault) {
+  Failure failure = FailureOf(fault);
+  failure.remedy = "Raise the limit with --max-records if the disk has room for 36 bytes each.";
+  return failure;
+}
+
 MaybeFailure CheckSize(const ImportFlags& flags, const Capture& capture, const ArrayLayout& layout,
                        const ConversionOptions& options) {
   if (const Fault fault = CheckArray(layout, flags.input)) {
     return FailureOf(fault);
   }
   if (const Fault fault = CheckRecords(capture, options, flags.input)) {
-    Failure failure = FailureOf(fault);
-    failure.remedy = "Raise the limit with --max-records if the disk has room for 36 bytes each.";
-    return failure;
+    return TooManyRecords(fault);
   }
   return std::nullopt;
 }
@@ -161,6 +165,12 @@ std::string CommandText(const ImportFlags& flags) {
 
 About AboutJob(const ImportJob& job, const Account& account) {
   About about = AboutCapture(job.capture, job.layout, account);
+  if (job.options.switchesOf) {
+    about.array = AboutArray();
+    about.array->shape = *job.options.switchesOf;
+    about.links = AboutLinks();
+    about.links->routing = "xy";
+  }
   about.name = job.flags.input.substr(job.flags.input.rfind('/') + 1);
   about.command = CommandText(job.flags);
   about.tool = "marrowfin-trace " MARROWFIN_VERSION;
@@ -172,12 +182,13 @@ MaybeFailure Write(const ImportJob& job, ByteSink& sink, CaptureNotes* notes, Ac
   writer.Attach(sink);
   ProgressLine line(job.console.terminal, "writing " + job.flags.output, "M events", 1e6);
   const Result<Account> written =
-      WriteRecords(job.capture, job.layout, job.options, writer, notes, [&](const Progress& now) {
-        line.Update(now.done, now.all);
-        return true;
-      });
+      WriteRecords(job.capture, job.layout, job.options, job.flags.input, writer, notes,
+                   [&](const Progress& now) {
+                     line.Update(now.done, now.all);
+                     return true;
+                   });
   if (!written) {
-    return OutputFailureOf(written.Why());
+    return writer.GetFault() ? OutputFailureOf(written.Why()) : TooManyRecords(written.Why());
   }
   account = *written;
   return std::nullopt;
@@ -234,9 +245,8 @@ MaybeFailure TakeMap(const ImportFlags& flags, std::map<std::string, std::string
 
 MaybeFailure CheckImportFlags(const ImportFlags& flags) {
   const bool isStream = StreamFormatNamed(flags.format) != nullptr;
-  if (!isStream && (flags.width || !flags.map.empty() || flags.deriveSwitches)) {
-    return Failure{EXIT_USAGE,
-                   "--width, --map and --derive-switches say nothing of " + flags.format,
+  if (!isStream && (flags.width || !flags.map.empty())) {
+    return Failure{EXIT_USAGE, "--width and --map say nothing of " + flags.format,
                    "Leave them out."};
   }
   if (flags.shape.Given() && !flags.deriveSwitches) {
@@ -283,8 +293,13 @@ MaybeFailure Import(const ImportFlags& flags, const Console& console) {
   Capture& capture = *read;
   SortByTime(capture);
   const ArrayLayout layout(capture);
-  const ConversionOptions options = {!flags.noFrame,
-                                     flags.mostRecords.value_or(ConversionOptions().mostRecords)};
+  ConversionOptions options;
+  options.frame = !flags.noFrame;
+  options.mostRecords = flags.mostRecords.value_or(options.mostRecords);
+  if (flags.deriveSwitches) {
+    options.switchesOf = flags.shape.Shape();
+  }
+  const ArrayShape shown = options.switchesOf.value_or(layout.Shape());
   if (MaybeFailure failure = CheckSize(flags, capture, layout, options)) {
     return failure;
   }
@@ -295,24 +310,24 @@ MaybeFailure Import(const ImportFlags& flags, const Console& console) {
     return failure;
   }
   std::ostream& out = AccountStream(console, flags.output);
-  const auto shown = [&](const std::string& name) {
+  const auto named = [&](const std::string& name) {
     return flags.json ? name : LineFor(out, name);
   };
   std::vector<std::string> companion = output.CompanionFiles();
   for (std::string& name : companion) {
-    name = shown(name);
+    name = named(name);
   }
   // No viewer of traces as they are shows a packed one.
-  const std::string view =
-      output.IsPacked() ? "" : ViewCommand(layout.Shape(), ShownName(flags.output));
+  const std::string view = output.IsPacked() ? "" : ViewCommand(shown, ShownName(flags.output));
   const ImportReport report = {flags.format,
-                               shown(flags.input),
-                               shown(flags.output),
+                               named(flags.input),
+                               named(flags.output),
                                companion,
-                               shown(view),
+                               named(view),
                                capture,
                                layout,
-                               account};
+                               account,
+                               shown};
   out << (flags.json ? ReportAsJson(report) : ReportAsText(report));
   return std::nullopt;
 }

@@ -28,11 +28,11 @@ TEST(ConversionTest, ProgressIsToldOfEvery65536Events) {
   Writer writer;
   writer.Attach(sink);
   std::vector<std::pair<uint64_t, uint64_t>> reports;
-  ASSERT_TRUE(
-      WriteRecords(capture, ArrayLayout(capture), {}, writer, nullptr, [&](const Progress& now) {
-        reports.emplace_back(now.done, now.all);
-        return true;
-      }));
+  ASSERT_TRUE(WriteRecords(capture, ArrayLayout(capture), {}, "in", writer, nullptr,
+                           [&](const Progress& now) {
+                             reports.emplace_back(now.done, now.all);
+                             return true;
+                           }));
   EXPECT_THAT(reports, ::testing::ElementsAre(std::pair(0, 65537), std::pair(65536, 65537)));
   EXPECT_EQ(65537u * 28 + 2 * 36, sink.Bytes().size());
 }
@@ -42,8 +42,8 @@ TEST(ConversionTest, ARequestToStopIsAFault) {
   MemorySink sink;
   Writer writer;
   writer.Attach(sink);
-  const Result<Account> account = WriteRecords(capture, ArrayLayout(capture), {}, writer, nullptr,
-                                               [](const Progress&) { return false; });
+  const Result<Account> account = WriteRecords(capture, ArrayLayout(capture), {}, "in", writer,
+                                               nullptr, [](const Progress&) { return false; });
   EXPECT_EQ(Fault::CANCELLED, account.Why().kind);
 }
 
@@ -53,7 +53,7 @@ TEST(ConversionTest, TheAccountCountsWhatTheWriterTook) {
   Writer writer;
   writer.Attach(sink);
   const Result<Account> account =
-      WriteRecords(capture, ArrayLayout(capture), {}, writer, nullptr, nullptr);
+      WriteRecords(capture, ArrayLayout(capture), {}, "in", writer, nullptr, nullptr);
   ASSERT_TRUE(account);
   EXPECT_EQ(3u, account->converted[KIND_ZONE]);
   EXPECT_EQ(3u, account->convertedRecords[KIND_ZONE]);
@@ -81,11 +81,11 @@ TEST(ConversionTest, AFailedWriterEndsTheConversion) {
   Writer writer;
   writer.Attach(sink);
   uint64_t furthest = 0;
-  const Result<Account> account =
-      WriteRecords(capture, ArrayLayout(capture), {}, writer, nullptr, [&](const Progress& now) {
-        furthest = now.done;
-        return true;
-      });
+  const Result<Account> account = WriteRecords(capture, ArrayLayout(capture), {}, "in", writer,
+                                               nullptr, [&](const Progress& now) {
+                                                 furthest = now.done;
+                                                 return true;
+                                               });
   EXPECT_EQ("full: cannot write: No space left on device", account.Why().Text());
   EXPECT_EQ(0u, furthest) << "the first report, and none behind the failure";
   EXPECT_EQ(1, sink.writes);

@@ -85,6 +85,51 @@ TEST_F(SpaceTimePlotTest, TheSamePlotHasTheSameBytesAlsoTheSecondTime) {
                              "style=\"image-rendering:pixelated\" id=\"plot-"));
 }
 
+// A thread for each of twelve rows of the array, always the same.
+class ManyThreadsTest : public SpaceTimePlotTest {
+ protected:
+  ManyThreadsTest() : SpaceTimePlotTest(Events(), {{1, 1}, {1, 1}, {12, 12}}) {}
+
+  static std::vector<Event> Events() {
+    std::vector<Event> events;
+    for (uint64_t cycle = 0; cycle < 100; ++cycle) {
+      for (uint32_t i = 0; i < 144; ++i) {
+        events.push_back({FIRE_RECORD, cycle, i / 12, {i % 12, i / 12}, {}});
+      }
+    }
+    return events;
+  }
+};
+
+TEST_F(ManyThreadsTest, ThreadsBehindTheSixthAreHatchedInTheMapAndBesideTheirNames) {
+  const PlotStyle style = StyleOf(PlotFormat::PNG, PlotStyle::WIDE);
+  const std::string png = Picture(style, true);
+  const PngPixels picture(png);
+  const Theme& theme = Theme::Light();
+  // Each thread has as many cells; lines of the paper take a part of those that are hatched.
+  std::vector<size_t> pixels;
+  for (const Color& color : theme.categories) {
+    pixels.push_back(picture.Count(color));
+  }
+  for (size_t slot = 0; slot < Theme::CATEGORIES; ++slot) {
+    SCOPED_TRACE(slot);
+    if (slot < Theme::PLAIN_CATEGORIES) {
+      EXPECT_GT(pixels[slot] * 10, pixels[0] * 9);
+    } else {
+      EXPECT_GT(pixels[slot] * 10, pixels[0] * 2);
+      EXPECT_LT(pixels[slot] * 10, pixels[0] * 9);
+    }
+  }
+}
+
+TEST_F(ManyThreadsTest, OnASlideTheirNamesStandInTwoColumns) {
+  PlotStyle slide = StyleOf(PlotFormat::SVG, PlotStyle::WIDE);
+  const Plot plot = PlotSpaceTime(counted.run, Map(true));
+  const double tall = plot.body->LegendHeight(100, slide);
+  slide.slide = true;
+  EXPECT_LT(plot.body->LegendHeight(100, slide) / slide.LabelSize(), tall / 13 * 8);
+}
+
 TEST_F(SpaceTimePlotTest, TheScaleEndsAtARoundNumberBehindThe99And5Tenth) {
   std::vector<double> rates(1000, 0.1);
   rates[0] = rates[1] = 9;
