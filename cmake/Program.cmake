@@ -18,6 +18,15 @@ function(marrowfin_program target name)
   add_custom_target(${target}_completions ALL DEPENDS completion.bash completion.zsh)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/completion.bash RENAME ${name}
           DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT programs)
-  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/completion.zsh RENAME _${name}
-          DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT programs)
+  # Debian's zsh looks for what packages bring elsewhere than for what stands below other prefixes. Which
+  # of both it is, is known when it is installed.
+  install(CODE "
+    if(CMAKE_INSTALL_PREFIX MATCHES \"^/usr$|/_CPack_Packages/.*/usr$\")
+      set(place vendor-completions)
+    else()
+      set(place site-functions)
+    endif()
+    file(INSTALL \"${CMAKE_CURRENT_BINARY_DIR}/completion.zsh\" RENAME _${name}
+         DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DATADIR}/zsh/\${place}\")"
+          COMPONENT programs)
 endfunction()

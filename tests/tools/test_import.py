@@ -335,13 +335,25 @@ def make_records(seed, count=1000):
 @pytest.mark.parametrize("seed", [1, 2, 3])
 @pytest.mark.parametrize("form", ["csv", "jsonl"])
 def test_what_events_writes_comes_back_to_the_byte(tmp_path, seed, form):
-    data = encode(make_records(seed))
+    records = make_records(seed)
+    data = encode(records)
     (tmp_path / "t.trace").write_bytes(data)
     run(tmp_path, "events", "t.trace", "--format", form, "-o", "in")
     account = account_of(tmp_path, form, "in")
     assert account["events"]["converted"] == 1000
     assert (tmp_path / "o.trace").read_bytes() == data
-    assert account["falls"] > 0
+    falls = sum(a.cycle > b.cycle for a, b in zip(records, records[1:]))
+    assert account["falls"] == falls > 0
+
+
+def test_a_note_that_is_neither_number_nor_text_nor_list_is_none(tmp_path):
+    line = {"cycle": 3, "type": "fire", "thread": 1, "at": [0, 0]}
+    lines = [dict(line, notes={"size": 5, "odd": {"a": 7}, "none": None}), line]
+    (tmp_path / "in").write_text("".join(json.dumps(one) + "\n" for one in lines))
+    account = account_of(tmp_path, "jsonl", "in")
+    assert account["events"]["converted"] == 2
+    first = json.loads(run(tmp_path, "events", "o.trace", "--format", "jsonl").stdout.splitlines()[0])
+    assert first["notes"] == {"size": 5}
 
 
 @pytest.mark.parametrize("form", ["csv", "jsonl"])

@@ -95,6 +95,10 @@ TEST_F(LinkPlotTest, ManyNodesAreFourMapsOfTheBusiestLinkOfACell) {
   ExpectKeptPicture("links-compass.png", BytesOf(plot, light));
   const PlotStyle wide = StyleOf(PlotFormat::PNG, 504);
   ExpectKeptPicture("links-compass-wide.png", BytesOf(plot, wide));
+  // Where there is more height than is wanted, the width tells how large a map is.
+  PlotStyle tall = light;
+  tall.height = 600;
+  ExpectKeptPicture("links-compass-tall.png", BytesOf(plot, tall));
   map.loads[0][0] = 0.96;
   EXPECT_NE(BytesOf(plot, light),
             BytesOf(PlotOf(std::make_unique<CompassPlot>(map, PerAxis{4, 4})), light));
