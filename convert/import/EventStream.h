@@ -102,6 +102,10 @@ struct StreamFormat {
   // Account::frameRecords. Nothing where the trace is to be what the input says, to the byte.
   std::optional<uint32_t> frameThread;
 
+  // Which of the options say something of it.
+  bool takesWidth;
+  bool takesNames;
+
   std::unique_ptr<EventStream> (*open)(InputBytes& input, const StreamOptions& options);
 };
 

@@ -37,7 +37,7 @@ Fault StreamImport::Write(const std::string& input) {
     }
   }
   if (options.frameThread && records > 0) {
-    WriteFrame(highestCycle + (highestCycle + 1 == 0 ? 0 : 1));
+    WriteFrame(account.lastCycle + (account.lastCycle + 1 == 0 ? 0 : 1));
   }
   return writer.Flush();
 }
@@ -50,10 +50,10 @@ void StreamImport::WriteFrame(uint64_t cycle) {
 void StreamImport::WriteEvent(const StreamEvent& event) {
   const bool isFirst =
       records == account.frameRecords && account.fires + account.sends + account.switches == 0;
-  account.falls += !isFirst && event.cycle < account.lastCycle ? 1 : 0;
-  account.firstCycle = isFirst ? event.cycle : account.firstCycle;
-  account.lastCycle = event.cycle;
-  highestCycle = std::max(highestCycle, event.cycle);
+  account.falls += !isFirst && event.cycle < previousCycle ? 1 : 0;
+  account.firstCycle = isFirst ? event.cycle : std::min(account.firstCycle, event.cycle);
+  account.lastCycle = std::max(account.lastCycle, event.cycle);
+  previousCycle = event.cycle;
   Put(event.type, event.cycle, event.thread, event.at, event.to);
   if (notes != nullptr) {
     for (const StreamNote& note : event.notes) {
@@ -139,7 +139,14 @@ About StreamImport::Describe() const {
 }
 
 std::optional<ArrayShape> StreamImport::View() const {
-  return options.switchesOf ? options.switchesOf : SuggestShape(extents);
+  if (options.switchesOf) {
+    return options.switchesOf;
+  }
+  // Ends of messages that are far off make an array no larger, and here nothing else told of it.
+  const std::optional<ArrayShape> shape = SuggestShape(extents);
+  const bool shows =
+      shape && extents.sent.columns <= shape->Columns() && extents.sent.rows <= shape->Rows();
+  return shows ? shape : std::nullopt;
 }
 
 }  // namespace marrowfin

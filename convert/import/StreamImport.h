@@ -36,9 +36,9 @@ struct StreamAccount {
   uint64_t withoutRoute = 0;  // messages for which none could be: an end is not on the array
   uint64_t frameRecords = 0;
   uint64_t notesLeftOut = 0;
-  uint64_t falls = 0;  // records whose cycle is below that of the record before
-  uint64_t firstCycle = 0;
-  uint64_t lastCycle = 0;
+  uint64_t falls = 0;       // records whose cycle is below that of the record before
+  uint64_t firstCycle = 0;  // the lowest of the events
+  uint64_t lastCycle = 0;   // the highest
 
   uint64_t Records() const { return fires + sends + switches + derived + frameRecords; }
 };
@@ -77,7 +77,7 @@ class StreamImport {
   NotesWriter* notes;
   StreamAccount account;
   uint64_t records = 0;
-  uint64_t highestCycle = 0;
+  uint64_t previousCycle = 0;
   Fingerprint print;
   uint32_t printed = 0;
   Summary extents;  // what View needs of it

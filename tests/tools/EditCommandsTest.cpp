@@ -18,6 +18,7 @@ namespace fs = std::filesystem;
 using nlohmann::json;
 using testing::CommandResult;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
@@ -193,8 +194,63 @@ TEST_F(EditCommandsTest, AnOutputThatIsThereIsReplacedOnlyByForce) {
   const CommandResult split =
       Run({"split", "t.trace", "--every-records", "2", "-o", "piece.trace"});
   EXPECT_EQ(2, split.exitStatus);
-  EXPECT_EQ(TraceBytes("fire 5 1 7 2\nswitch 6 0 4 4\n"), Bytes("piece-0001.trace"));
+  EXPECT_FALSE(fs::exists(folder.File("piece-0001.trace"))) << "refused before anything is written";
   EXPECT_EQ("of old", Bytes("piece-0002.trace"));
+}
+
+TEST_F(EditCommandsTest, SplitWritesNothingWhereAPieceIsTheTraceItself) {
+  Trace(byHand);
+  const std::string whole = Bytes("t.trace");
+  for (const char* const name : {"piece-0002.trace", "piece-thread-2.trace"}) {
+    fs::rename(folder.File("t.trace"), folder.File(name));
+    const bool byThread = std::string(name).find("thread") != std::string::npos;
+    Line line = {"split", name, "-o", "piece.trace", "--force"};
+    const Line how = byThread ? Line{"--by-thread"} : Line{"--every-records", "2"};
+    line.insert(line.end(), how.begin(), how.end());
+    const CommandResult result = Run(line);
+    EXPECT_EQ(2, result.exitStatus);
+    EXPECT_THAT(result.err, HasSubstr("is the trace"));
+    EXPECT_EQ(whole, Bytes(name));
+    for (const auto& entry : fs::directory_iterator(folder.Path())) {
+      // The trace and its index.
+      EXPECT_THAT(entry.path().filename().string(),
+                  ::testing::AnyOf(StartsWith(name), StartsWith("t."), EndsWith(".mfindex")));
+    }
+    fs::rename(folder.File(name), folder.File("t.trace"));
+  }
+}
+
+TEST_F(EditCommandsTest, SplitRefusesToFillAFolder) {
+  Done({"synth", "-o", "t.trace", "--records", "100001", "-c", "2", "-d", "1", "-p", "4"});
+  for (const char* const how : {"--every-records", "--every-size"}) {
+    const CommandResult result = Run({"split", "t.trace", how, "1", "-o", "piece.trace"});
+    EXPECT_EQ(2, result.exitStatus) << how;
+    EXPECT_THAT(result.err, HasSubstr("t.trace: becomes up to 100001 pieces, more than 100000"));
+    EXPECT_FALSE(fs::exists(folder.File("piece-0001.trace")));
+  }
+}
+
+TEST_F(EditCommandsTest, SortAsksForNoMoreMemoryThanATraceCanTake) {
+  Trace("fire 7 0 0 0\nfire 5 1 0 0\n");
+  Done({"sort", "t.trace", "-o", "made.trace", "--memory", "1T"});
+  EXPECT_EQ(TraceBytes("fire 5 1 0 0\nfire 7 0 0 0\n"), Bytes("made.trace"));
+}
+
+TEST_F(EditCommandsTest, AFullStandardOutputIsNamedWithWhatHelps) {
+  Done({"synth", "-o", "t.trace", "--records", "20000", "-c", "2", "-d", "1", "-p", "4"});
+  Done({"index", "t.trace"});
+  for (const std::string line :
+       {"cut t.trace", "sort t.trace", "merge t.trace t.trace", "head t.trace", "tail t.trace",
+        "shift t.trace --later 5", "pack t.trace", "export t.trace --format csv", "unpack t.mfz"}) {
+    SCOPED_TRACE(line);
+    Done({"pack", "t.trace", "-o", "t.mfz", "--force"});
+    const CommandResult result = Shell("exec \"$0\" " + line + " -o - >/dev/full");
+    EXPECT_EQ(3, result.exitStatus);
+    EXPECT_EQ(
+        "marrowfin-trace: standard output: cannot write: No space left on device\n"
+        "  Make room, or name a file elsewhere with -o.\n",
+        result.err);
+  }
 }
 
 TEST_F(EditCommandsTest, NoTraceIsReadAndWrittenAtOnce) {

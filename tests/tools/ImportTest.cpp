@@ -247,7 +247,8 @@ TEST_F(ImportTest, AKindOfItsOwnIsCountedForEachConvertedEvent) {
     EXPECT_EQ(kind == "multicasts" ? 6 : 1, counts["records"]) << kind;
   }
   EXPECT_EQ(10u, account["converted"].size());
-  EXPECT_EQ(nlohmann::json::parse(R"({"fires":5,"sends":10,"frame":2,"frameThread":2,"total":17})"),
+  EXPECT_EQ(nlohmann::json::parse(
+                R"({"fires":5,"sends":10,"derived":0,"frame":2,"frameThread":2,"total":17})"),
             account["records"]);
 }
 
@@ -364,7 +365,8 @@ TEST_F(ImportTest, TheAccountIsPrintedForPrograms) {
       "skipped":{"unknownType":{"events":0},"unknownPhase":{"events":0},
                  "noDestination":{"events":0},"unknownDevice":{"events":0},
                  "oddValue":{"events":0},"incomplete":{"events":0}},
-      "records":{"fires":1,"sends":0,"frame":2,"frameThread":2,"total":3},
+      "records":{"fires":1,"sends":0,"derived":0,"frame":2,"frameThread":2,"total":3},
+      "withoutRoute":0,
       "cycles":{"origin":10,"last":0},
       "threads":[{"thread":0,"processor":"BRISC","events":1},
                  {"thread":1,"processor":"NCRISC","events":0}],

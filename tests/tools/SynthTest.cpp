@@ -150,11 +150,13 @@ TEST_F(SynthTest, TheAccountAsJsonTellsWhatWasMade) {
                             {"bytes", std::filesystem::file_size(folder.File("made"))},
                             {"companion", false},
                             {"packed", false},
+                            {"shape", "-c 2 -d 3 -p 5"},
                             {"view", "marrowfin -c 2 -d 3 -p 5 -f made"}}),
             made);
   const nlohmann::json packed = told("made.mfz");
   EXPECT_EQ(true, packed["packed"]);
   EXPECT_FALSE(packed.contains("view"));
+  EXPECT_EQ("-c 2 -d 3 -p 5", packed["shape"]);
 }
 
 TEST_F(SynthTest, AnExistingOutputIsReplacedByForceAlone) {

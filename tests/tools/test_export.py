@@ -6,6 +6,7 @@ import csv
 import json
 import os
 import random
+import re
 import resource
 import signal
 import sqlite3
@@ -1115,6 +1116,23 @@ def test_a_trace_that_breaks_off_is_exported_up_to_there_and_told(made, form):
     assert f"{name}: {len(events) - 1} events\n".encode() == result.stdout
     assert b"what the trace held behind it is missing from the answer" in result.stderr
     assert (folder / name).exists()
+
+
+@pytest.mark.parametrize("form", FORMATS)
+def test_a_packed_trace_that_is_damaged_is_exported_up_to_there_and_told(tmp_path, form):
+    run(tmp_path, "synth", "-o", "t.trace", "--records", "120000", *SHAPE)
+    run(tmp_path, "pack", "t.trace", "-o", "t.mfz")
+    packed = bytearray((tmp_path / "t.mfz").read_bytes())
+    at = len(packed) // 2
+    packed[at : at + 3] = bytes(byte ^ 0x55 for byte in packed[at : at + 3])
+    (tmp_path / "t.mfz").write_bytes(packed)
+    name = "out." + FORMATS[form]
+    result = run(tmp_path, "export", "t.mfz", "-o", name, *SHAPE, status=1)
+    events = int(re.search(rb": (\d+) events", result.stdout)[1])
+    assert 0 < events < 120000
+    assert re.search(rb"t\.mfz: .*block [1-9]\d* of the packed trace is damaged", result.stderr), result.stderr
+    behind = ("export", "t.mfz", "-o", "behind", "--format", "csv", "--records", f"{events}..")
+    assert b"missing from the answer" in run(tmp_path, *behind, status=1).stderr
 
 
 @pytest.mark.parametrize("form", FORMATS)

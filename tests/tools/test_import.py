@@ -622,3 +622,36 @@ def test_derived_switches_count_as_records_of_a_limit(tmp_path):
     assert b"in.json: becomes at least 4 records, more than 3" in refused.stderr
     assert sorted(file.name for file in tmp_path.iterdir()) == ["in.json"]
     run(tmp_path, *line, "--max-records", "4")
+
+
+def test_cycles_of_an_account_are_the_lowest_and_the_highest(tmp_path):
+    lines = [{"cycle": cycle, "type": "fire", "thread": 1, "at": [0, 0]} for cycle in (7, 90, 3, 8)]
+    (tmp_path / "in").write_text("".join(json.dumps(line) + "\n" for line in lines))
+    account = account_of(tmp_path, "jsonl", "in")
+    assert account["cycles"] == {"first": 3, "last": 90}
+    assert account["falls"] == 1
+
+
+@pytest.mark.parametrize(
+    "form, flag",
+    [
+        (form, flag)
+        for flag, odd in (
+            (("--width", "3"), ("popnet", "csv", "jsonl", "tt-npe")),
+            (("--map", "cycle=1"), ("popnet", "netrace", "tt-npe")),
+        )
+        for form in odd
+    ],
+)
+def test_a_flag_that_says_nothing_of_a_format_is_refused(tmp_path, form, flag):
+    (tmp_path / "in").write_text("0 0 0 1 1 1\n")
+    refused = take(tmp_path, form, "in", *flag, status=2)
+    assert f"{flag[0]} says nothing of {form}".encode() in refused.stderr
+
+
+def test_no_array_is_named_that_does_not_show_the_messages(tmp_path):
+    (tmp_path / "in").write_text("5 1 99999999\n")
+    account = account_of(tmp_path, "hops", "in", "--width", "4")
+    assert "command" not in (account["view"] or {})
+    (tmp_path / "in").write_text("5 1 9\n")
+    assert "command" in account_of(tmp_path, "hops", "in", "--width", "4")["view"]

@@ -278,9 +278,10 @@ void Account(const ExportJob& job, const Exported& exported) {
   out << "\n";
 }
 
-// That what the trace lost may have belonged to the answer.
+// That what the trace lost may have belonged to the answer. The index may have been built anew on
+// the way: that a packed trace is damaged is met only where it is unpacked.
 MaybeFailure CheckWhole(const ExportJob& job) {
-  const Fault& end = job.naming.summary.end;
+  const Fault end = job.trace.index->GetSummary().end;
   if (!end) {
     return std::nullopt;
   }

@@ -244,10 +244,12 @@ MaybeFailure TakeMap(const ImportFlags& flags, std::map<std::string, std::string
 }
 
 MaybeFailure CheckImportFlags(const ImportFlags& flags) {
-  const bool isStream = StreamFormatNamed(flags.format) != nullptr;
-  if (!isStream && (flags.width || !flags.map.empty())) {
-    return Failure{EXIT_USAGE, "--width and --map say nothing of " + flags.format,
-                   "Leave them out."};
+  const StreamFormat* const stream = StreamFormatNamed(flags.format);
+  const bool odd = flags.width && (stream == nullptr || !stream->takesWidth);
+  if (odd || (!flags.map.empty() && (stream == nullptr || !stream->takesNames))) {
+    return Failure{EXIT_USAGE,
+                   std::string(odd ? "--width" : "--map") + " says nothing of " + flags.format,
+                   "Leave it out."};
   }
   if (flags.shape.Given() && !flags.deriveSwitches) {
     return Failure{EXIT_USAGE, "-c, -d and -p give the array whose switches are derived",

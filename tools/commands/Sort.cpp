@@ -29,6 +29,8 @@ constexpr char sortFooter[] =
     "Exit status: 0 done, 1 the trace cannot be read or breaks off, 2 command line refused,\n"
     "3 the output cannot be written or there is no room.";
 
+constexpr uint64_t MOST_UNPACKED = 128;  // bytes in memory for one of the file
+
 struct SortFlags {
   std::string trace;
   EditFlags edit;
@@ -58,7 +60,11 @@ Fault SortOnce(Sorting& sorting) {
     return {};
   }
   SortOptions options;
-  options.memory = static_cast<size_t>(flags.memory);
+  // Records in memory take some two times the room of those in the file, packed ones up to a
+  // hundred times: what is allowed beyond that would be asked for in vain.
+  const uint64_t all = sorting.trace.Feed().All();
+  const uint64_t enough = all == 0 ? flags.memory : all * MOST_UNPACKED + SortOptions::LEAST_MEMORY;
+  options.memory = static_cast<size_t>(std::min(flags.memory, enough));
   options.threads = std::clamp<size_t>(std::thread::hardware_concurrency(), 1, 16);
   const Interruption interruption;
   ProgressLine line(sorting.console.terminal, "sorting " + flags.trace, "MB", 1e6);

@@ -21,10 +21,15 @@ constexpr char splitFooter[] =
     "\n"
     "Writes the pieces of a trace, or of what meets all conditions, each a trace with a companion\n"
     "of its own: part-0001.trace, part-0002.trace, ... or part-thread-3.trace. Merged again they\n"
-    "are the whole. Where something goes wrong the pieces that are complete stay.\n"
+    "are the whole. Where something goes wrong the pieces that are complete stay. None is written\n"
+    "where one of the names that there may be is taken, or where there would be more than "
+    "100,000.\n"
     "\n"
     "Exit status: 0 done, 1 the trace cannot be read or breaks off before all that was asked for,\n"
     "2 command line refused, 3 a piece cannot be written or nowhere is room for the index.";
+
+constexpr uint64_t MOST_PIECES = 100'000;  // files of a folder
+constexpr uint64_t LARGEST_RECORD = 36;    // bytes
 
 struct SplitFlags {
   CutFlags cut;
@@ -59,6 +64,9 @@ class Splitting {
     if (MaybeFailure failure = OpenCut(flags.cut, console, source)) {
       return failure;
     }
+    if (MaybeFailure failure = flags.byThread ? CheckThreadNames() : CheckNumberedNames()) {
+      return failure;
+    }
     MaybeFailure failure = flags.byThread ? SplitByThread()
                            : flags.cycles ? SplitByCycles()
                                           : SplitBySize();
@@ -76,10 +84,66 @@ class Splitting {
     return question;
   }
 
-  MaybeFailure Write(const CutQuestion& question, const std::string& name, CutAccount& cut) {
-    if (MaybeFailure failure = CheckEditOutput(flags.cut.edit, name, {flags.cut.trace})) {
-      return failure;
+  // At most so many pieces there are, of what is asked for.
+  uint64_t MostPieces() const {
+    const Summary& summary = source.edited.GetSummary();
+    const EventFilter& filter = source.filter.events;
+    const auto pieces = [](uint64_t all, uint64_t each) { return all / each + 1; };
+    uint64_t most = std::max<uint64_t>(1, summary.records);
+    if (flags.records) {
+      most = std::min(most, pieces(summary.records, *flags.records));
     }
+    if (flags.size) {
+      // A piece has a record at least, whatever its size.
+      const uint64_t room = std::max<uint64_t>(*flags.size, LARGEST_RECORD) - LARGEST_RECORD + 1;
+      most = std::min(most, pieces(summary.records * LARGEST_RECORD, room));
+    }
+    if (flags.cycles && summary.maxCycle >= filter.firstCycle) {
+      const uint64_t first = std::max(summary.firstCycle, filter.firstCycle);
+      const uint64_t last = std::max(first, std::min(summary.maxCycle, filter.lastCycle));
+      most = std::min(most, pieces(last - first, *flags.cycles) + 1);
+    }
+    return most;
+  }
+
+  MaybeFailure CheckName(const std::string& name) const {
+    return CheckEditOutput(flags.cut.edit, name, {flags.cut.trace});
+  }
+
+  // Nothing is written where a piece must not be: an older one that stood behind the last would be
+  // taken for one of these.
+  MaybeFailure CheckNumberedNames() const {
+    const uint64_t most = MostPieces();
+    if (most > MOST_PIECES) {
+      return Failure{EXIT_USAGE,
+                     flags.cut.trace + ": becomes up to " + std::to_string(most) +
+                         " pieces, more than " + std::to_string(MOST_PIECES),
+                     "Ask for larger pieces."};
+    }
+    for (uint64_t number = 1; number <= most; ++number) {
+      if (MaybeFailure failure = CheckName(NumberedName(flags.cut.edit.output, number))) {
+        return failure;
+      }
+    }
+    return std::nullopt;
+  }
+
+  std::string ThreadName(uint32_t thread) const {
+    return PieceName(flags.cut.edit.output, "thread-" + std::to_string(thread));
+  }
+
+  MaybeFailure CheckThreadNames() const {
+    for (const auto& [thread, unused] : source.edited.GetSummary().threads) {
+      if (source.filter.events.HasThread(thread)) {
+        if (MaybeFailure failure = CheckName(ThreadName(thread))) {
+          return failure;
+        }
+      }
+    }
+    return std::nullopt;
+  }
+
+  MaybeFailure Write(const CutQuestion& question, const std::string& name, CutAccount& cut) {
     EditAccount account;
     if (MaybeFailure failure = CutPart(flags.cut, question, name, console, source, cut, account)) {
       return failure;
@@ -166,8 +230,7 @@ class Splitting {
       question.filter.events.threads.clear();
       question.filter.events.thread = thread;
       CutAccount cut;
-      const std::string name = PieceName(flags.cut.edit.output, "thread-" + std::to_string(thread));
-      if (MaybeFailure failure = Write(question, name, cut)) {
+      if (MaybeFailure failure = Write(question, ThreadName(thread), cut)) {
         return failure;
       }
     }

@@ -21,9 +21,12 @@ std::string CyclesText(const EditAccount& account) {
 void TellInWords(const EditAccount& account, std::ostream& out) {
   out << LineFor(out, account.output) << ": " << account.records << " records"
       << CyclesText(account);
-  if (account.shape && account.records > 0 && !account.packed) {
-    out << ", view it with "
-        << LineFor(out, ViewCommand(*account.shape, ShownName(account.output)));
+  if (account.shape && account.records > 0) {
+    // No viewer of traces as they are shows a packed one.
+    out << (account.packed
+                ? ", of an array " + ShapeText(*account.shape)
+                : ", view it with " +
+                      LineFor(out, ViewCommand(*account.shape, ShownName(account.output))));
   }
   out << "\n";
 }
@@ -35,6 +38,9 @@ nlohmann::json AsJson(const EditAccount& account) {
   if (account.firstCycle) {
     json["firstCycle"] = *account.firstCycle;
     json["lastCycle"] = *account.lastCycle;
+  }
+  if (account.shape) {
+    json["shape"] = ShapeText(*account.shape);
   }
   if (account.shape && !account.packed) {
     json["view"] = ViewCommand(*account.shape, ShownName(account.output));

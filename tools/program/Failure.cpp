@@ -18,6 +18,11 @@ std::string AsSentence(std::string text) {
 }  // namespace
 
 Failure FailureOf(const Fault& fault) {
+  if (fault.kind == Fault::SYSTEM && fault.file == STANDARD_OUTPUT) {
+    Fault plain = fault;
+    plain.remedy.clear();
+    return {EXIT_SYSTEM, plain.Text(), "Make room, or name a file elsewhere with -o."};
+  }
   Fault plain = fault;
   plain.remedy.clear();
   const bool unreadable = fault.kind == Fault::SYSTEM && fault.remedy.empty();

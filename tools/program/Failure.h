@@ -9,6 +9,9 @@
 
 namespace marrowfin {
 
+// What messages call it.
+constexpr char STANDARD_OUTPUT[] = "standard output";
+
 // Why a subcommand could not do its work, in words for its user.
 struct Failure {
   ExitCode code;

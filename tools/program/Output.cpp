@@ -40,7 +40,7 @@ MaybeFailure Output::OpenStandard() {
     return Failure{EXIT_USAGE, "standard output is a terminal",
                    "Send it to a file or a pipe, or name a file."};
   }
-  standard.emplace(STDOUT_FILENO, "standard output");
+  standard.emplace(STDOUT_FILENO, STANDARD_OUTPUT);
   return std::nullopt;
 }
 

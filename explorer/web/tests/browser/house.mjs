@@ -106,8 +106,8 @@ export async function serve(...args) {
     });
     void ended.then((code) => reject(new Error(`the server ended with ${code}`)));
   });
-  const end = () => {
-    server.kill('SIGTERM');
+  const end = (signal = 'SIGTERM') => {
+    server.kill(signal);
     return ended;
   };
   servers.push({ end });

@@ -3,6 +3,7 @@
 
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
+import { randomInt } from 'node:crypto';
 import { mkdirSync } from 'node:fs';
 import { after, before, test } from 'node:test';
 import { fileURLToPath } from 'node:url';
@@ -149,6 +150,27 @@ test('What happened before the stall', async () => {
   assert.ok((await view(page)).marks.startsWith(cycle));
   await picture(page, 'before-the-stall');
   await close(page);
+});
+
+test('Over ssh', async () => {
+  const port = String(randomInt(20_000, 30_000)); // as in life.test.mjs
+  const args = ['stencil.trace', '--token-file', 'token', '--port'];
+  const first = await serve(...args, port);
+  assert.match(first.link, /^http:\/\/127\.0\.0\.1:/);
+  const page = await open(first.link, { ...SIZE, hash: 'cycle=1842&select=pe:10,20' });
+  const { step } = await state(page);
+  await first.end('SIGKILL'); // as a connection that breaks: nobody says goodbye
+  const alert = page.getByRole('alert');
+  await alert.filter({ hasText: 'The server has not answered' }).waitFor({ timeout: 60_000 });
+  assert.equal((await state(page)).step, step);
+  await picture(page, 'over-ssh');
+  const second = await serve(...args, new URL(first.link).port);
+  assert.equal(second.link, first.link);
+  await page.waitForFunction(() => window.explorer.state.connection === 'connected');
+  await rest(page);
+  assert.equal(await alert.count(), 0);
+  await second.end();
+  await page.context().close(); // a browser complains of the connection itself
 });
 
 test('Send a colleague this view', async () => {
