@@ -26,7 +26,11 @@ function(marrowfin_program target name)
     else()
       set(place site-functions)
     endif()
+    set(data \"${CMAKE_INSTALL_DATADIR}\")
+    if(NOT IS_ABSOLUTE \"\${data}\")
+      set(data \"\${CMAKE_INSTALL_PREFIX}/\${data}\")
+    endif()
     file(INSTALL \"${CMAKE_CURRENT_BINARY_DIR}/completion.zsh\" RENAME _${name}
-         DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DATADIR}/zsh/\${place}\")"
+         DESTINATION \"\${data}/zsh/\${place}\")"
           COMPONENT programs)
 endfunction()

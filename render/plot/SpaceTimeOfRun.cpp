@@ -161,11 +161,12 @@ Plot PlotSpaceTime(const PlottedRun& run, SpaceTime counted, std::optional<doubl
           ? "Where and when PEs " + Verb(map->Events())
           : "Which thread " + std::string(EventsName(map->Events())) + " where and when";
   plot.words.finding = FindingOf(run, *map, colours.threads);
-  plot.words.caption =
-      CaptionOf(run, {CellWords(*map), OrderWords(map->Rows().Shape()),
-                      colours.threads.empty()
-                          ? ScaleWords(colours.scale, rates.size(), scaleMax.has_value())
-                          : "colour = the thread with most, the paler the more others have"});
+  plot.words.caption = CaptionOf(
+      run,
+      {CellWords(*map), OrderWords(map->Rows().Shape()),
+       colours.threads.empty() ? ScaleWords(colours.scale, rates.size(), scaleMax.has_value())
+                               : "colour = the thread with most, the paler the more others have",
+       colours.threads.size() > Theme::PLAIN_CATEGORIES ? "hatched as in the legend" : ""});
   plot.numbers = [&run, map, scale = colours.scale] { return NumbersOf(run, *map, scale); };
   plot.body = std::make_unique<SpaceTimePlot>(map, std::move(colours));
   return plot;

@@ -12,13 +12,14 @@
 namespace marrowfin {
 namespace {
 
-constexpr double LEAST_CELL = 2;         // pixels
-constexpr double HIGHEST_ROW = 9;        // points of a row of the map, of text of usual size
-constexpr double HEIGHT = 0.62;          // of the width, where there are rows for it
-constexpr double BARS = 24;              // points of the longest bar
-constexpr double LEAST_WITH_BARS = 300;  // points of the page
-constexpr double LEGEND_COLUMN = 11;     // of the letters' size
-constexpr double LEGEND_LINE = 1.8;      // from thread to thread, of the size of the text
+constexpr double LEAST_CELL = 2;             // pixels
+constexpr double HIGHEST_ROW = 9;            // points of a row of the map, of text of usual size
+constexpr double HEIGHT = 0.62;              // of the width, where there are rows for it
+constexpr double BARS = 24;                  // points of the longest bar
+constexpr double LEAST_WITH_BARS = 300;      // points of the page
+constexpr double LEAST_HATCHED = 2.2 * 2.2;  // square points of cells side by side
+constexpr double LEGEND_COLUMN = 11;         // of the letters' size
+constexpr double LEGEND_LINE = 1.8;          // from thread to thread, of the size of the text
 
 // The next number of two digits, of which the second is 0 or 5.
 double RoundedUp(double value) {
@@ -247,8 +248,11 @@ void SpaceTimePlot::DrawHatching(Canvas& canvas, const Box& area, const PlotStyl
       if (column > first) {
         const double left = x.At(map.Times().FirstOf(first));
         const double right = column < columns ? x.At(map.Times().FirstOf(column)) : area.Right();
-        boxes.push_back(
-            {left, area.Bottom() - height * static_cast<double>(row + 1), right - left, height});
+        // Of less, the lines would leave hardly anything.
+        if ((right - left) * height >= LEAST_HATCHED) {
+          boxes.push_back(
+              {left, area.Bottom() - height * static_cast<double>(row + 1), right - left, height});
+        }
       }
     }
   }

@@ -350,4 +350,6 @@ def test_only_targets_that_are_there_are_fuzzed(project):
     wrong = run(project, "scripts/fuzz", "reeder")
     assert wrong.returncode == 2
     assert "there is no target reeder; there are: reader" in wrong.stderr
-    assert run(project, "scripts/fuzz", "--minutes", "soon").returncode == 2
+    for minutes in (["soon"], ["08"], ["0"], []):
+        wrong = run(project, "scripts/fuzz", "--minutes", *minutes)
+        assert (wrong.returncode, wrong.stderr) == (2, "fuzz: --minutes takes a number from 1 to 9999\n")

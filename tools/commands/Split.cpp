@@ -9,6 +9,7 @@
 #include "tools/program/Output.h"
 #include "tools/program/Subcommands.h"
 #include "trace/ask/EventCursor.h"
+#include "trace/ask/FilterRange.h"
 
 namespace marrowfin {
 namespace {
@@ -28,8 +29,9 @@ constexpr char splitFooter[] =
     "Exit status: 0 done, 1 the trace cannot be read or breaks off before all that was asked for,\n"
     "2 command line refused, 3 a piece cannot be written or nowhere is room for the index.";
 
-constexpr uint64_t MOST_PIECES = 100'000;  // files of a folder
-constexpr uint64_t LARGEST_RECORD = 36;    // bytes
+constexpr uint64_t MOST_PIECES = 100'000;   // files of a folder
+constexpr uint64_t MOST_LOOKED_FOR = 4096;  // names before any piece is written: each takes a while
+constexpr uint64_t LARGEST_RECORD = 36;     // bytes
 
 struct SplitFlags {
   CutFlags cut;
@@ -84,24 +86,30 @@ class Splitting {
     return question;
   }
 
-  // At most so many pieces there are, of what is asked for.
+  // At most so many pieces there are, of what is asked for; no more than one more than may be.
   uint64_t MostPieces() const {
-    const Summary& summary = source.edited.GetSummary();
     const EventFilter& filter = source.filter.events;
-    const auto pieces = [](uint64_t all, uint64_t each) { return all / each + 1; };
-    uint64_t most = std::max<uint64_t>(1, summary.records);
+    const Summary& summary = source.edited.GetSummary();
+    const Result<RecordRange> range =
+        RangeOf(*source.edited.trace.file, *source.edited.trace.index, filter);
+    const uint64_t records = range ? range->end - range->begin : summary.records;
+    const auto pieces = [](uint64_t all, uint64_t each) {
+      return std::min(all / each, MOST_PIECES) + 1;
+    };
+    uint64_t most = pieces(records, 1);
     if (flags.records) {
-      most = std::min(most, pieces(summary.records, *flags.records));
+      most = std::min(most, pieces(records, *flags.records));
     }
     if (flags.size) {
-      // A piece has a record at least, whatever its size.
-      const uint64_t room = std::max<uint64_t>(*flags.size, LARGEST_RECORD) - LARGEST_RECORD + 1;
-      most = std::min(most, pieces(summary.records * LARGEST_RECORD, room));
+      // Each has a record at least, however large, and a lead-in besides.
+      const uint64_t over = (flags.cut.leadIn ? 2 : 1) * LARGEST_RECORD;
+      const uint64_t room = *flags.size > over ? *flags.size - over : 1;
+      most = std::min(most, pieces(records * LARGEST_RECORD, room));
     }
     if (flags.cycles && summary.maxCycle >= filter.firstCycle) {
       const uint64_t first = std::max(summary.firstCycle, filter.firstCycle);
       const uint64_t last = std::max(first, std::min(summary.maxCycle, filter.lastCycle));
-      most = std::min(most, pieces(last - first, *flags.cycles) + 1);
+      most = std::min(most, pieces(last - first, *flags.cycles));
     }
     return most;
   }
@@ -115,12 +123,12 @@ class Splitting {
   MaybeFailure CheckNumberedNames() const {
     const uint64_t most = MostPieces();
     if (most > MOST_PIECES) {
-      return Failure{EXIT_USAGE,
-                     flags.cut.trace + ": becomes up to " + std::to_string(most) +
-                         " pieces, more than " + std::to_string(MOST_PIECES),
-                     "Ask for larger pieces."};
+      return Failure{
+          EXIT_USAGE,
+          flags.cut.trace + ": may become more than " + std::to_string(MOST_PIECES) + " pieces",
+          "Ask for larger pieces."};
     }
-    for (uint64_t number = 1; number <= most; ++number) {
+    for (uint64_t number = 1; number <= std::min(most, MOST_LOOKED_FOR); ++number) {
       if (MaybeFailure failure = CheckName(NumberedName(flags.cut.edit.output, number))) {
         return failure;
       }
@@ -144,6 +152,9 @@ class Splitting {
   }
 
   MaybeFailure Write(const CutQuestion& question, const std::string& name, CutAccount& cut) {
+    if (MaybeFailure failure = CheckName(name)) {
+      return failure;
+    }
     EditAccount account;
     if (MaybeFailure failure = CutPart(flags.cut, question, name, console, source, cut, account)) {
       return failure;

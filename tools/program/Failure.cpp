@@ -18,7 +18,7 @@ std::string AsSentence(std::string text) {
 }  // namespace
 
 Failure FailureOf(const Fault& fault) {
-  if (fault.kind == Fault::SYSTEM && fault.file == STANDARD_OUTPUT) {
+  if (IsOfStandardOutput(fault)) {
     Fault plain = fault;
     plain.remedy.clear();
     return {EXIT_SYSTEM, plain.Text(), "Make room, or name a file elsewhere with -o."};
@@ -28,6 +28,12 @@ Failure FailureOf(const Fault& fault) {
   const bool unreadable = fault.kind == Fault::SYSTEM && fault.remedy.empty();
   return {EXIT_INPUT, plain.Text(),
           unreadable ? "Name a file that you may read." : AsSentence(fault.remedy)};
+}
+
+// A file may be called so, too: but none that is read is written.
+bool IsOfStandardOutput(const Fault& fault) {
+  return fault.kind == Fault::SYSTEM && fault.file == STANDARD_OUTPUT &&
+         fault.reason.starts_with("cannot write");
 }
 
 Failure AnswerNo() { return {EXIT_NO, "", ""}; }

@@ -30,6 +30,9 @@ bool IsAnswerNo(const MaybeFailure& failure);
 // A failure of such a subcommand: EXIT_TROUBLE in place of EXIT_INPUT, which is its no.
 MaybeFailure AsTrouble(MaybeFailure failure);
 
+// Whether standard output could not be written.
+bool IsOfStandardOutput(const Fault& fault);
+
 // A fault in the words of the programs: of an input, or of an output that cannot be written.
 Failure FailureOf(const Fault& fault);
 Failure OutputFailureOf(const Fault& fault);

@@ -22,7 +22,7 @@ namespace marrowfin {
 
 Failure IndexingFailureOf(const Fault& fault, const std::string& trace) {
   Failure failure = FailureOf(fault);
-  if (fault.kind == Fault::SYSTEM && fault.file != trace && fault.file != STANDARD_OUTPUT) {
+  if (fault.kind == Fault::SYSTEM && fault.file != trace && !IsOfStandardOutput(fault)) {
     failure.code = EXIT_SYSTEM;
     failure.remedy = fault.remedy.empty() ? "Set XDG_CACHE_HOME to a folder that can be written."
                                           : failure.remedy;

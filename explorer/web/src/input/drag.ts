@@ -70,6 +70,9 @@ class Follower {
     this.touches.set(event.pointerId, { first: spot, last: spot, since: event.timeStamp, held: false });
     this.element.setPointerCapture(event.pointerId);
     this.dragging = this.touches.size > 1;
+    if (this.dragging) {
+      this.touches.forEach((touch) => (touch.held = false)); // two zoom, and select nothing
+    }
     this.hand.press(spot, event.shiftKey);
   }
 
@@ -110,6 +113,7 @@ class Follower {
   cancel(event: PointerEvent): void {
     this.touches.delete(event.pointerId);
     this.dragging = this.touches.size > 0;
+    this.hand.press(this.spotOf(event), false); // what was begun is forgotten
   }
 
   wheel(event: WheelEvent): void {

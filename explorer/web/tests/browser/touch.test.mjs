@@ -116,6 +116,20 @@ test('Two fingers zoom about their middle, and select nothing', LONG, async () =
 
 const spanOf = async (page) => (await view(page)).window.split('-').map(Number);
 
+test('A second finger ends what a finger that rested has begun', LONG, async () => {
+  const { page, down, move, up } = await open('cycle=60');
+  const from = await spotOf(page, 4, 4);
+  await down(from);
+  await page.waitForTimeout(600);
+  await move(by(from, 30, 0));
+  await down(by(from, 30, 0), by(from, 90, 0));
+  await move(by(from, 20, 0), by(from, 100, 0));
+  await up();
+  await rest(page);
+  assert.equal((await state(page)).selected, undefined);
+  await close(page);
+});
+
 test('A finger on the ruler moves the playhead, one on a strip pans, and two zoom', LONG, async () => {
   const { page, down, move, up } = await open('cycle=60&window=1000-1999');
   const box = await page.locator('.timeline-area').boundingBox();

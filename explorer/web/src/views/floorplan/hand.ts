@@ -26,6 +26,7 @@ export class FloorplanHand implements Hand {
 
   press(): void {
     this.setHover(undefined);
+    this.ground.showBand(undefined);
   }
 
   drag(from: Spot, to: Spot, last: Spot, shift: boolean): void {
