@@ -23,8 +23,8 @@ constexpr char splitFooter[] =
     "Writes the pieces of a trace, or of what meets all conditions, each a trace with a companion\n"
     "of its own: part-0001.trace, part-0002.trace, ... or part-thread-3.trace. Merged again they\n"
     "are the whole. Where something goes wrong the pieces that are complete stay. None is written\n"
-    "where one of the names that there may be is taken, or where there would be more than "
-    "100,000.\n"
+    "where one of the first 4,096 names that there may be is taken, or where there may be more\n"
+    "than 100,000.\n"
     "\n"
     "Exit status: 0 done, 1 the trace cannot be read or breaks off before all that was asked for,\n"
     "2 command line refused, 3 a piece cannot be written or nowhere is room for the index.";
