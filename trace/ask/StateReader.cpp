@@ -349,9 +349,21 @@ Fault StateReader::ApplyRecords(const Clock& clock, uint64_t first, uint64_t las
   return fault ? fault : contradiction;
 }
 
-// Where the record before `record` stands; nowhere before record 0.
+// The cycle and the changes up to the record before `record`; none before record 0. Boundaries tell
+// their own: the record before them ends a block of a packed trace, all of which would be unpacked
+// for it.
 Result<IndexEntry> StateReader::Before(uint64_t record) const {
-  return record > 0 ? Locate(trace, index, record - 1) : IndexEntry();
+  if (record == 0) {
+    return IndexEntry();
+  }
+  const auto boundaries = index.Boundaries();
+  const auto found =
+      std::partition_point(boundaries.begin(), boundaries.end(),
+                           [&](const IndexBoundary& b) { return b.record < record; });
+  if (found != boundaries.end() && found->record == record) {
+    return IndexEntry{record - 1, found->offset, found->lastCycle, found->changes};
+  }
+  return Locate(trace, index, record - 1);
 }
 
 // The first record whose message, if it has one, is still to be seen.

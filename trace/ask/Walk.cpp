@@ -9,12 +9,42 @@ namespace marrowfin {
 
 namespace {
 
-// The last entry of which `isBefore` is true; the first entry where it is true of none.
+// Where a walk may begin: at an entry of the sparse table or at a boundary.
+struct Start {
+  uint64_t record = 0;
+  uint64_t offset = 0;   // its first byte
+  uint64_t counted = 0;  // the records whose changes are known
+  uint64_t cycle = 0;    // of the last of these
+  uint64_t changes = 0;  // up to it
+};
+
+Start StartAt(const IndexEntry& entry) {
+  return {entry.record, entry.offset, entry.record + 1, entry.cycle, entry.changes};
+}
+
+Start StartAt(const IndexBoundary& boundary) {
+  return {boundary.record, boundary.offset, boundary.record, boundary.lastCycle, boundary.changes};
+}
+
+template <class Rows, class IsBefore>
+Start LastOf(const Rows& rows, IsBefore isBefore) {
+  const auto above = std::partition_point(rows.begin(), rows.end(),
+                                          [&](const auto& row) { return isBefore(StartAt(row)); });
+  return above == rows.begin() ? Start() : StartAt(*(above - 1));
+}
+
+// The last start of which `isBefore` is true; the first entry where it is true of none. Boundaries
+// count as well: of a packed trace, all of the block before one would be unpacked for the sake of
+// an entry that is nearest to what is behind it.
 template <class IsBefore>
-const IndexEntry& LastEntry(const Index& index, IsBefore isBefore) {
+Start LastStart(const Index& index, IsBefore isBefore) {
   const auto entries = index.Entries();
-  const auto found = std::partition_point(entries.begin(), entries.end(), isBefore);
-  return found == entries.begin() ? entries.front() : *(found - 1);
+  const Start entry = LastOf(entries, isBefore);
+  const Start boundary = LastOf(index.Boundaries(), isBefore);
+  if (boundary.record > entry.record) {
+    return boundary;
+  }
+  return entry.counted > 0 ? entry : StartAt(entries.front());
 }
 
 // Where the trace is not what the index says, what stands there does not matter.
@@ -25,12 +55,11 @@ Fault FaultAt(const TraceSource& trace, const Index& index, const Fault& found, 
   return fault;
 }
 
-Fault WalkFrom(const TraceSource& trace, const Index& index, const IndexEntry& entry,
-               uint64_t first, uint64_t last, const BatchFunction& take,
-               const ProgressCallback& progress = {}) {
+Fault WalkFrom(const TraceSource& trace, const Index& index, const Start& start, uint64_t first,
+               uint64_t last, const BatchFunction& take, const ProgressCallback& progress = {}) {
   auto columns = std::make_unique<Columns>();
-  uint64_t record = entry.record;
-  uint64_t offset = entry.offset;
+  uint64_t record = start.record;
+  uint64_t offset = start.offset;
   const uint64_t all = index.GetSummary().records;
   last = std::min(last, all);
   while (record < last) {
@@ -60,16 +89,14 @@ Fault Walk(const TraceSource& trace, const Index& index, uint64_t first, uint64_
   if (index.Entries().empty() || first >= last) {
     return {};
   }
-  const IndexEntry& entry =
-      LastEntry(index, [&](const IndexEntry& e) { return e.record <= first; });
-  return WalkFrom(trace, index, entry, first, last, take, progress);
+  const Start start = LastStart(index, [&](const Start& s) { return s.record <= first; });
+  return WalkFrom(trace, index, start, first, last, take, progress);
 }
 
 Result<IndexEntry> Locate(const TraceSource& trace, const Index& index, uint64_t record) {
-  const IndexEntry& entry =
-      LastEntry(index, [&](const IndexEntry& e) { return e.record <= record; });
-  IndexEntry located = entry;
-  Fault fault = WalkFrom(trace, index, entry, entry.record + 1, record + 1,
+  const Start start = LastStart(index, [&](const Start& s) { return s.record <= record; });
+  IndexEntry located = {start.record, start.offset, start.cycle, start.changes};
+  Fault fault = WalkFrom(trace, index, start, start.counted, record + 1,
                          [&](const Columns& columns, size_t from, size_t to) {
                            for (size_t i = from; i < to; ++i) {
                              located.changes += columns.cycle[i] != located.cycle;
@@ -96,11 +123,10 @@ Result<uint64_t> FindChange(const TraceSource& trace, const Index& index, uint64
   if (changes == 0) {
     return uint64_t{0};
   }
-  const IndexEntry& entry =
-      LastEntry(index, [&](const IndexEntry& e) { return e.changes < changes; });
-  uint64_t seen = entry.changes;
-  uint64_t cycle = entry.cycle;
-  Fault fault = WalkFrom(trace, index, entry, entry.record + 1, record,
+  const Start start = LastStart(index, [&](const Start& s) { return s.changes < changes; });
+  uint64_t seen = start.changes;
+  uint64_t cycle = start.cycle;
+  Fault fault = WalkFrom(trace, index, start, start.counted, record,
                          [&](const Columns& columns, size_t from, size_t to) {
                            for (size_t i = from; i < to; ++i) {
                              seen += columns.cycle[i] != cycle;
@@ -125,12 +151,12 @@ Result<uint64_t> FindCycle(const TraceSource& trace, const Index& index, uint64_
   if (index.Entries().empty() || cycle > summary.maxCycle) {
     return record;
   }
-  const IndexEntry& entry = LastEntry(index, [&](const IndexEntry& e) {
-    const bool rising = summary.Ordered() || e.record < summary.firstFall;
-    return rising && e.cycle < cycle;
+  const Start start = LastStart(index, [&](const Start& s) {
+    const bool rising = summary.Ordered() || s.record < summary.firstFall;
+    return rising && s.cycle < cycle;
   });
   Fault fault = WalkFrom(
-      trace, index, entry, entry.record, record,
+      trace, index, start, start.record, record,
       [&](const Columns& columns, size_t from, size_t to) {
         const uint64_t* begin = columns.cycle;
         const uint64_t* found =

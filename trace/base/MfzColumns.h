@@ -164,7 +164,9 @@ class MfzAwaited {
   // Takes the place of a rank, which must be below Size().
   uint64_t Take(size_t rank) {
     const uint64_t place = places[begin + rank];
-    memmove(places + begin + 1, places + begin, rank * sizeof(places[0]));
+    for (; rank > 0; --rank) {  // few: of most messages the first is awaited
+      places[begin + rank] = places[begin + rank - 1];
+    }
     ++begin;
     return place;
   }

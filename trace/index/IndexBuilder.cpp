@@ -72,7 +72,7 @@ void IndexBuilder::AddEntry(const Columns& columns) {
     entries.resize((entries.size() + 1) / 2);
     stride *= 2;
   }
-  nextEntry = record + stride;
+  nextEntry = entries.back().record + stride;
 }
 
 void IndexBuilder::Sample(const Columns& columns) {

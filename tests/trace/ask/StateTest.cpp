@@ -2,7 +2,11 @@
 
 #include <algorithm>
 #include <functional>
+#include <memory>
 #include <random>
+#include <set>
+#include <string>
+#include <utility>
 
 #include "tests/support/TraceText.h"
 #include "tests/trace/ask/ViewerModel.h"
@@ -11,6 +15,9 @@
 #include "tests/trace/support/Told.h"
 #include "trace/ask/StateCursor.h"
 #include "trace/ask/StateReader.h"
+#include "trace/base/MfzColumns.h"
+#include "trace/index/IndexStore.h"
+#include "trace/read/MfzFile.h"
 
 namespace marrowfin::testing {
 namespace {
@@ -379,6 +386,91 @@ TEST(StateTest, TraceThatIsWrittenAnewInPlaceIsAFaultThatSaysSo) {
       EXPECT_EQ(reader.CountSteps(0).Why().kind, Fault::CHANGED);
     }
   }
+}
+
+// A file in memory that remembers where it was read.
+class Watched : public PositionedFile {
+ public:
+  explicit Watched(const std::string& bytes)
+      : PositionedFile("watched", IdentityOf(bytes)), bytes(bytes) {}
+
+  Result<FileIdentity> Now() const override { return identity; }
+  Fault ReadAt(uint64_t offset, size_t length, uint8_t* out) const override {
+    read.insert(offset);
+    bytes.copy(reinterpret_cast<char*>(out), length, offset);
+    return {};
+  }
+
+  mutable std::set<uint64_t> read;
+
+ private:
+  static FileIdentity IdentityOf(const std::string& bytes) {
+    FileIdentity identity;
+    identity.size = bytes.size();
+    return identity;
+  }
+  std::string bytes;
+};
+
+// The blocks of records of a packed trace that a state at a step asks for, by number.
+std::set<uint64_t> BlocksOfStep(const std::string& packed, IndexStore& store,
+                                const ArrayShape& shape, uint64_t step, ArrayState& state) {
+  auto file = std::make_unique<Watched>(packed);
+  const Watched& watched = *file;
+  const auto trace = Made(TraceSource::Over(std::move(file)));
+  const auto index = Made(Index::Open(*trace, store));
+  watched.read.clear();
+  EXPECT_TRUE(Take(StateReader(*trace, *index, shape).AtStep(step, 0), state));
+  const auto sections = *MfzFile::Open(FileOf(packed));
+  std::set<uint64_t> blocks;
+  for (const MfzSection& section : sections->Sections(MfzStream::TRACE)) {
+    if (watched.read.contains(section.offset + MFZ_HEAD)) {
+      blocks.insert(section.firstRecord / MFZ_BLOCK_RECORDS);
+    }
+  }
+  return blocks;
+}
+
+// Apart from the first block, which tells where the steps begin. The entries of the sparse table
+// are at other records than those that blocks begin with, as they are in indexes of raw traces.
+TEST(StateTest, MomentOfAPackedTraceUnpacksTheBlockThatItLiesInAlone) {
+  std::mt19937 random(15);
+  const RandomTraceOptions options = ManyKeyframes();
+  const std::string raw = Encode(RandomEvents(random, options));
+  const std::string packed = PackedBytes(raw);
+  constexpr uint64_t NEAR = 2000;  // records: more than those of the steps that messages are seen
+  const auto store = IndexInMemory();
+  const auto whole = Made(TraceSource::Over(FileOf(packed)));
+  const auto built = Made(Index::Open(*whole, *store, {}, {.entryRecords = 9 * Columns::CAPACITY}));
+  ASSERT_GT(built->Boundaries().size(), 4U);
+  for (const IndexBoundary& boundary : built->Boundaries()) {
+    ASSERT_LT(boundary.record % MFZ_BLOCK_RECORDS, NEAR / 2);
+  }
+  const Opened plain(raw);
+  uint64_t steps = 0;
+  ASSERT_TRUE(Take(StateReader(*plain.trace, *plain.index, options.shape).CountSteps(0), steps));
+  size_t inside = 0;
+  size_t across = 0;
+  for (uint64_t step = 0; step <= steps; step += 1 + steps / 150) {
+    ArrayState state;
+    const std::set<uint64_t> blocks = BlocksOfStep(packed, *store, options.shape, step, state);
+    const uint64_t last = state.last / MFZ_BLOCK_RECORDS;
+    const uint64_t within = state.last % MFZ_BLOCK_RECORDS;
+    if (within > NEAR && within < MFZ_BLOCK_RECORDS - Columns::CAPACITY) {
+      EXPECT_EQ(blocks, (std::set<uint64_t>{0, last})) << "step " << step;
+      inside += last > 0 ? 1 : 0;
+    } else if (last > 0 && within < NEAR) {
+      across += blocks == std::set<uint64_t>{0, last - 1, last} ? 1 : 0;
+    }
+    ArrayState expected;
+    ASSERT_TRUE(
+        Take(StateReader(*plain.trace, *plain.index, options.shape).AtStep(step, 0), expected));
+    EXPECT_EQ(state.elementCodes, expected.elementCodes) << "step " << step;
+    EXPECT_EQ(state.switchCodes, expected.switchCodes) << "step " << step;
+    EXPECT_EQ(state.messages.size(), expected.messages.size()) << "step " << step;
+  }
+  EXPECT_GT(inside, 50U);
+  EXPECT_GT(across, 0U);  // messages that were sent in the block before
 }
 
 }  // namespace

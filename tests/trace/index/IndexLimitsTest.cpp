@@ -468,5 +468,17 @@ TEST(IndexLimitsTest, FullTableOfRecordsKeepsEveryOtherOne) {
             FreshAnswers(*trace, options.shape, 1, 20));
 }
 
+// Also where the last row is one of those that are left out. A row stands at the first batch behind
+// its distance.
+TEST(IndexLimitsTest, RowsOfATableThatWasFullStandNoFartherApartThanItSays) {
+  const FineIndex fine(ManyEvents(60000), {.entryRecords = 512, .entries = 16});
+  const auto entries = fine.index->Entries();
+  EXPECT_EQ(fine.index->Stride(), 4096U);
+  ASSERT_GT(entries.size(), 8U);
+  for (size_t i = 1; i < entries.size(); ++i) {
+    EXPECT_LE(entries[i].record, entries[i - 1].record + 4096 + Columns::CAPACITY) << i;
+  }
+}
+
 }  // namespace
 }  // namespace marrowfin::testing
