@@ -391,6 +391,22 @@ TEST_F(LongQueryTest, AStateIsToldByStepAndByCycle) {
   EXPECT_EQ(Fault::OUT_OF_RANGE, FaultOf("select * from state(100000000)").kind);
 }
 
+TEST_F(LongQueryTest, AnArgumentThatIsNoNumberFromZeroOnIsAFaultThatNamesIt) {
+  for (const char* const table :
+       {"state(-1)", "state('x')", "state(-0.5)", "state(x'00ff')", "state where cycle = -1",
+        "state(5) where skip_to = 'x'", "activity('a')", "activity(0, 'b')", "activity(-5, 10)"}) {
+    const Fault fault = FaultOf(std::string("select count(*) from ") + table);
+    EXPECT_EQ(fault.kind, Fault::OUT_OF_RANGE) << table;
+    EXPECT_THAT(fault.reason, HasSubstr("is a number from 0 on, and not")) << table;
+  }
+  EXPECT_THAT(FaultOf("select * from activity(0, 'b')").reason, HasSubstr("last_cycle"));
+  EXPECT_THAT(FaultOf("select * from activity(0, 'b')").reason, HasSubstr("not b"));
+  // As with every function of tables, NULL has no rows; numbers may be texts.
+  EXPECT_EQ(Rows("select count(*) from state(null)"), Rows("select 0"));
+  EXPECT_EQ(Rows("select count(*) from activity(null, 5)"), Rows("select 0"));
+  EXPECT_EQ(Rows("select count(*) from state('700')"), Rows("select count(*) from state(700)"));
+}
+
 // Notes -------------------------------------------------------------------------------------------
 
 class NotedQueryTest : public QueryTest {
