@@ -30,12 +30,6 @@ class ActivityRows : public NumberedRows {
  private:
   Result<uint64_t> Find(const SqlTrace& of, const SqlQuestion& question) override {
     trace = &of;
-    for (const auto& [column, name] :
-         {std::pair(FIRST_CYCLE, "first_cycle"), std::pair(LAST_CYCLE, "last_cycle")}) {
-      if (Fault fault = WrongArgument(of, question, column, name)) {
-        return fault;
-      }
-    }
     first = ArgumentOf(question, FIRST_CYCLE);
     last = ArgumentOf(question, LAST_CYCLE);
     if (first.IsEmpty() || last.IsEmpty()) {

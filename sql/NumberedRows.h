@@ -56,12 +56,6 @@ class SmallTable : public SqlTable {
   SqlWork& work;
 };
 
-// The fault of an argument that is no number from 0 on; none where it is not given, or NULL, of
-// which there are no rows. Nothing compares arguments again, so that one which were passed over
-// would be answered as if it had not been there.
-Fault WrongArgument(const SqlTrace& trace, const SqlQuestion& question, size_t column,
-                    const char* name);
-
 // What an argument of a table was given: all that are equal to it.
 inline NumberBounds ArgumentOf(const SqlQuestion& question, size_t column) {
   NumberBounds bounds;

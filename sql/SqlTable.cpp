@@ -8,6 +8,8 @@
 #include <optional>
 #include <utility>
 
+#include "sql/NumberBounds.h"
+
 namespace marrowfin {
 
 namespace {
@@ -343,6 +345,41 @@ Fault NoTrace(const OpenTable& table) {
   return fault;
 }
 
+// All arguments but the trace are whole numbers. Nothing compares them again, so that any other
+// would be answered as if it had not been there; NULL has no rows, as of all functions.
+bool IsArgument(sqlite3_value* value) {
+  const int type = sqlite3_value_numeric_type(value);
+  NumberBounds bounds;
+  bounds.Narrow(SQLITE_INDEX_CONSTRAINT_EQ, value);
+  return type == SQLITE_NULL ||
+         ((type == SQLITE_INTEGER || type == SQLITE_FLOAT) && !bounds.IsEmpty());
+}
+
+Fault WrongArgument(const std::string& trace, const SqlColumn& column, sqlite3_value* value) {
+  constexpr int LONGEST = 40;  // bytes that are told
+  const bool isShort =
+      sqlite3_value_type(value) != SQLITE_BLOB && sqlite3_value_bytes(value) <= LONGEST;
+  const auto* const text =
+      isShort ? reinterpret_cast<const char*>(sqlite3_value_text(value)) : nullptr;
+  Fault fault;
+  fault.kind = Fault::OUT_OF_RANGE;
+  fault.file = trace;
+  fault.reason = "the argument " + column.name + " is a whole number from 0 on, and not " +
+                 (text == nullptr ? "what it was given" : text);
+  fault.remedy = "give such a number; max(0, ...) makes one of what may be less";
+  return fault;
+}
+
+Fault CheckArguments(const OpenTable& table, const SqlTrace& trace, const SqlQuestion& question) {
+  for (const SqlCondition& condition : question.conditions) {
+    const SqlColumn& column = table.table->Columns()[condition.column];
+    if (column.isArgument && !IsArgument(condition.value)) {
+      return WrongArgument(trace.file.Name(), column, condition.value);
+    }
+  }
+  return {};
+}
+
 Fault AskRows(OpenTable& table, OpenCursor& cursor, const char* text, bool backwards,
               sqlite3_value** values) {
   std::vector<Planned> plan;
@@ -362,7 +399,13 @@ Fault AskRows(OpenTable& table, OpenCursor& cursor, const char* text, bool backw
     }
   }
   question.conditions = conditions;
-  return cursor.trace ? cursor.rows->Ask(*cursor.trace, question) : NoTrace(table);
+  if (!cursor.trace) {
+    return NoTrace(table);
+  }
+  if (Fault fault = CheckArguments(table, *cursor.trace, question)) {
+    return fault;
+  }
+  return cursor.rows->Ask(*cursor.trace, question);
 }
 
 int Filter(sqlite3_vtab_cursor* cursor, int backwards, const char* plan, int /*count*/,

@@ -70,12 +70,6 @@ class StateRows : public NumberedRows {
   }
 
   Fault SetMoment(const SqlTrace& trace, const SqlQuestion& question) {
-    for (const auto& [column, name] :
-         {std::pair(STEP, "step"), std::pair(CYCLE, "cycle"), std::pair(SKIP_TO, "skip_to")}) {
-      if (Fault fault = WrongArgument(trace, question, column, name)) {
-        return fault;
-      }
-    }
     const NumberBounds steps = ArgumentOf(question, STEP);
     const NumberBounds cycles = ArgumentOf(question, CYCLE);
     const NumberBounds skips = ArgumentOf(question, SKIP_TO);

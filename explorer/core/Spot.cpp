@@ -45,7 +45,7 @@ Result<uint64_t> StepOf(const Asking& asking, const ViewerSteps& steps, uint64_t
   if (record < steps.start || record == 0) {
     return uint64_t{0};
   }
-  const Result<IndexEntry> before = Locate(asking.Trace(), asking.index, record - 1);
+  const Result<Preceding> before = FindPreceding(asking.Trace(), asking.index, record);
   if (!before) {
     return before.Why();
   }
@@ -71,7 +71,7 @@ Result<Spot> FindSpot(const Asking& asking, const SpotQuestion& question) {
   spot.end = *end;
   spot.lastStep = steps->count;
   if (*end > 0) {
-    const Result<IndexEntry> last = Locate(asking.Trace(), asking.index, *end - 1);
+    const Result<Preceding> last = FindPreceding(asking.Trace(), asking.index, *end);
     const Result<uint64_t> step = last ? StepOf(asking, *steps, *end - 1) : last.Why();
     if (!step) {
       return step.Why();

@@ -19,7 +19,9 @@
 namespace marrowfin {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using testing::IsFine;
@@ -391,20 +393,27 @@ TEST_F(LongQueryTest, AStateIsToldByStepAndByCycle) {
   EXPECT_EQ(Fault::OUT_OF_RANGE, FaultOf("select * from state(100000000)").kind);
 }
 
-TEST_F(LongQueryTest, AnArgumentThatIsNoNumberFromZeroOnIsAFaultThatNamesIt) {
+TEST_F(LongQueryTest, AnArgumentThatIsNoWholeNumberFromZeroOnIsAFaultThatNamesIt) {
   for (const char* const table :
-       {"state(-1)", "state('x')", "state(-0.5)", "state(x'00ff')", "state where cycle = -1",
-        "state(5) where skip_to = 'x'", "activity('a')", "activity(0, 'b')", "activity(-5, 10)"}) {
+       {"state(-1)", "state('x')", "state(0.5)", "state(1e300)", "state(x'00ff')",
+        "state where cycle = -1", "state(5) where skip_to = 'x'", "activity('a')",
+        "activity(0, 'b')", "activity(-5, 10)", "activity(0, 99.5)", "activity(0, 9e999)"}) {
     const Fault fault = FaultOf(std::string("select count(*) from ") + table);
     EXPECT_EQ(fault.kind, Fault::OUT_OF_RANGE) << table;
-    EXPECT_THAT(fault.reason, HasSubstr("is a number from 0 on, and not")) << table;
+    EXPECT_THAT(fault.reason, HasSubstr("is a whole number from 0 on, and not")) << table;
   }
-  EXPECT_THAT(FaultOf("select * from activity(0, 'b')").reason, HasSubstr("last_cycle"));
-  EXPECT_THAT(FaultOf("select * from activity(0, 'b')").reason, HasSubstr("not b"));
-  // As with every function of tables, NULL has no rows; numbers may be texts.
+  EXPECT_THAT(FaultOf("select * from activity(0, 'b')").reason,
+              AllOf(HasSubstr("last_cycle"), EndsWith("not b")));
+  EXPECT_THAT(FaultOf("select * from state(x'00ff')").reason, EndsWith("what it was given"));
+  EXPECT_THAT(FaultOf("select * from state('" + std::string(100000, 'x') + "')").reason,
+              EndsWith("what it was given"));
+  // As with every function of tables, NULL has no rows; numbers may be texts and whole reals.
   EXPECT_EQ(Rows("select count(*) from state(null)"), Rows("select 0"));
   EXPECT_EQ(Rows("select count(*) from activity(null, 5)"), Rows("select 0"));
   EXPECT_EQ(Rows("select count(*) from state('700')"), Rows("select count(*) from state(700)"));
+  EXPECT_EQ(Rows("select count(*) from state(700.0)"), Rows("select count(*) from state(700)"));
+  EXPECT_EQ(Rows("select sum(fires) from activity(0, 1e19)"),
+            Rows("select sum(fires) from activity"));
 }
 
 // Notes -------------------------------------------------------------------------------------------

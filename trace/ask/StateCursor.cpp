@@ -267,11 +267,12 @@ Result<uint64_t> StateCursor::StartBefore(const ArrayState& state) const {
 
 // The step that takes a record; not the first one that the steps have.
 Result<uint64_t> StateCursor::StepOf(uint64_t record) const {
-  const Result<IndexEntry> entry = Locate(trace, index, reading.natural ? record : record - 1);
-  if (!entry) {
-    return entry.Why();
+  const Result<Preceding> before =
+      FindPreceding(trace, index, reading.natural ? record + 1 : record);
+  if (!before) {
+    return before.Why();
   }
-  return entry->changes - reading.steps.changes + reading.steps.early + 1;
+  return before->changes - reading.steps.changes + reading.steps.early + 1;
 }
 
 // Where cycles fall, the events of the next cycle stand anywhere in the trace.

@@ -175,11 +175,11 @@ Fault StateReader::FillCycle(uint64_t cycle, ArrayState& state,
   Clock clock;
   clock.natural = true;
   if (state.last > 0) {
-    const Result<IndexEntry> entry = Locate(trace, index, state.last - 1);
-    if (!entry) {
-      return entry.Why();
+    const Result<Preceding> before = FindPreceding(trace, index, state.last);
+    if (!before) {
+      return before.Why();
     }
-    clock.step = entry->changes + 1;
+    clock.step = before->changes + 1;
   }
   if (Fault fault = CheckLocations(state, ProgressOf(CHECKING, progress))) {
     return fault;
@@ -205,11 +205,11 @@ Fault StateReader::Fill(const Clock& clock, ArrayState& state,
     return fault;
   }
   if (state.last > state.first) {
-    const Result<IndexEntry> entry = Locate(trace, index, state.last - 1);
-    if (!entry) {
-      return entry.Why();
+    const Result<Preceding> before = FindPreceding(trace, index, state.last);
+    if (!before) {
+      return before.Why();
     }
-    state.cycle = entry->cycle;
+    state.cycle = before->cycle;
   }
   Paint(state);
   return {};
@@ -311,11 +311,11 @@ Fault StateReader::ApplyRecords(const Clock& clock, uint64_t first, uint64_t las
     }
     return ApplyRecords(clock, first, last - 1, true, state);
   }
-  Result<IndexEntry> located = Before(first);
-  if (!located) {
-    return located.Why();
+  Result<Preceding> preceding = FindPreceding(trace, index, first);
+  if (!preceding) {
+    return preceding.Why();
   }
-  IndexEntry& before = *located;
+  Preceding& before = *preceding;
   bool hasBefore = first > 0;
   Fault contradiction;
   const Fault fault = Walk(
@@ -349,23 +349,6 @@ Fault StateReader::ApplyRecords(const Clock& clock, uint64_t first, uint64_t las
   return fault ? fault : contradiction;
 }
 
-// The cycle and the changes up to the record before `record`; none before record 0. Boundaries tell
-// their own: the record before them ends a block of a packed trace, all of which would be unpacked
-// for it.
-Result<IndexEntry> StateReader::Before(uint64_t record) const {
-  if (record == 0) {
-    return IndexEntry();
-  }
-  const auto boundaries = index.Boundaries();
-  const auto found =
-      std::partition_point(boundaries.begin(), boundaries.end(),
-                           [&](const IndexBoundary& b) { return b.record < record; });
-  if (found != boundaries.end() && found->record == record) {
-    return IndexEntry{record - 1, found->offset, found->lastCycle, found->changes};
-  }
-  return Locate(trace, index, record - 1);
-}
-
 // The first record whose message, if it has one, is still to be seen.
 Result<uint64_t> StateReader::FirstMessage(const Clock& clock, const ArrayState& state) const {
   if (clock.step <= LAST_MESSAGE_AGE + 1) {
@@ -388,11 +371,11 @@ Fault StateReader::AddMessages(const Clock& clock, ArrayState& state) const {
   if (!first || *first >= state.last) {
     return first.Why();
   }
-  Result<IndexEntry> located = Before(*first);
-  if (!located) {
-    return located.Why();
+  Result<Preceding> preceding = FindPreceding(trace, index, *first);
+  if (!preceding) {
+    return preceding.Why();
   }
-  IndexEntry& before = *located;
+  Preceding& before = *preceding;
   bool hasBefore = *first > 0;
   return Walk(
       trace, index, *first, state.last, [&](const Columns& columns, size_t from, size_t to) {

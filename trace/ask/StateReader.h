@@ -65,7 +65,6 @@ class StateReader {
                      ArrayState& state, const ProgressCallback& progress = {}) const;
   Fault AddMessages(const Clock& clock, ArrayState& state) const;
   Result<uint64_t> FirstMessage(const Clock& clock, const ArrayState& state) const;
-  Result<IndexEntry> Before(uint64_t record) const;
   Fault CheckLocations(const ArrayState& state, const ProgressCallback& progress) const;
   Fault FillCycleUnordered(uint64_t cycle, ArrayState& state,
                            const ProgressCallback& progress) const;

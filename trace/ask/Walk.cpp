@@ -115,6 +115,28 @@ Result<IndexEntry> Locate(const TraceSource& trace, const Index& index, uint64_t
   return located;
 }
 
+Result<Preceding> FindPreceding(const TraceSource& trace, const Index& index, uint64_t record) {
+  if (record == 0) {
+    return Preceding();
+  }
+  const Start start = LastStart(index, [&](const Start& s) { return s.counted <= record; });
+  Preceding found = {start.cycle, start.changes};
+  Fault fault = start.counted == record
+                    ? Fault()
+                    : WalkFrom(trace, index, start, start.counted, record,
+                               [&](const Columns& columns, size_t from, size_t to) {
+                                 for (size_t i = from; i < to; ++i) {
+                                   found.changes += columns.cycle[i] != found.cycle;
+                                   found.cycle = columns.cycle[i];
+                                 }
+                                 return true;
+                               });
+  if (fault) {
+    return fault;
+  }
+  return found;
+}
+
 Result<uint64_t> FindChange(const TraceSource& trace, const Index& index, uint64_t changes) {
   uint64_t record = index.GetSummary().records;
   if (changes > index.GetSummary().changes || index.Entries().empty()) {

@@ -36,6 +36,17 @@ typedef std::function<bool(const Columns& columns, size_t from, size_t to)> Batc
 // Where record `record` stands; it must exist.
 Result<IndexEntry> Locate(const TraceSource& trace, const Index& index, uint64_t record);
 
+// What precedes a record: the cycle of the one before it, and the changes of cycle up to that one.
+struct Preceding {
+  uint64_t cycle = 0;
+  uint64_t changes = 0;
+};
+
+// What precedes `record`, which may be the end of the trace; nothing precedes record 0. A boundary
+// tells it of its own record: the one before ends a block of a packed trace, all of which would be
+// unpacked for it.
+Result<Preceding> FindPreceding(const TraceSource& trace, const Index& index, uint64_t record);
+
 // The first record that is the changes-th change of cycle, 0 for record 0; the number of all
 // records where there are fewer changes.
 Result<uint64_t> FindChange(const TraceSource& trace, const Index& index, uint64_t changes);

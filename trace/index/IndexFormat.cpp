@@ -332,11 +332,13 @@ bool AreMasksSound(const IndexBoundary& b, size_t number, uint64_t dataSize) {
 bool IsBoundarySound(const IndexBoundary& b, size_t number, const IndexBoundary& last,
                      const IndexTables& d, uint64_t dataSize) {
   const uint64_t elements = static_cast<uint64_t>(b.columns) * b.rows;
-  const bool ascends =
-      b.record > last.record && b.record <= d.summary.records && b.offset > last.offset &&
-      b.offset <= d.summary.bytes && CanTake(b.record - last.record, b.offset - last.offset) &&
-      b.changes >= last.changes && b.changes <= d.summary.changes && b.columns >= last.columns &&
-      b.rows >= last.rows && b.switches >= last.switches && b.farEnds >= last.farEnds;
+  const bool ascends = b.record > last.record && b.record <= d.summary.records &&
+                       b.offset > last.offset && b.offset <= d.summary.bytes &&
+                       (b.record == d.summary.records) == (b.offset == d.summary.bytes) &&
+                       CanTake(b.record - last.record, b.offset - last.offset) &&
+                       b.changes >= last.changes && b.changes <= d.summary.changes &&
+                       b.columns >= last.columns && b.rows >= last.rows &&
+                       b.switches >= last.switches && b.farEnds >= last.farEnds;
   const bool fits = IsSide(b.columns) && IsSide(b.rows) && (b.columns == 0) == (b.rows == 0) &&
                     elements <= IndexLimits::MAX_ELEMENTS &&
                     b.switches <= d.summary.switchPlaces.size() &&

@@ -13,8 +13,10 @@
 #include "tests/trace/support/Opened.h"
 #include "tests/trace/support/RandomTrace.h"
 #include "tests/trace/support/Told.h"
+#include "tests/trace/support/WatchedFile.h"
 #include "trace/ask/StateCursor.h"
 #include "trace/ask/StateReader.h"
+#include "trace/ask/Walk.h"
 #include "trace/base/MfzColumns.h"
 #include "trace/index/IndexStore.h"
 #include "trace/read/MfzFile.h"
@@ -388,43 +390,20 @@ TEST(StateTest, TraceThatIsWrittenAnewInPlaceIsAFaultThatSaysSo) {
   }
 }
 
-// A file in memory that remembers where it was read.
-class Watched : public PositionedFile {
- public:
-  explicit Watched(const std::string& bytes)
-      : PositionedFile("watched", IdentityOf(bytes)), bytes(bytes) {}
-
-  Result<FileIdentity> Now() const override { return identity; }
-  Fault ReadAt(uint64_t offset, size_t length, uint8_t* out) const override {
-    read.insert(offset);
-    bytes.copy(reinterpret_cast<char*>(out), length, offset);
-    return {};
-  }
-
-  mutable std::set<uint64_t> read;
-
- private:
-  static FileIdentity IdentityOf(const std::string& bytes) {
-    FileIdentity identity;
-    identity.size = bytes.size();
-    return identity;
-  }
-  std::string bytes;
-};
-
-// The blocks of records of a packed trace that a state at a step asks for, by number.
-std::set<uint64_t> BlocksOfStep(const std::string& packed, IndexStore& store,
-                                const ArrayShape& shape, uint64_t step, ArrayState& state) {
-  auto file = std::make_unique<Watched>(packed);
-  const Watched& watched = *file;
-  const auto trace = Made(TraceSource::Over(std::move(file)));
+// The blocks of records of a packed trace that a question asks for, by number.
+std::set<uint64_t> BlocksAsked(
+    const std::string& packed, IndexStore& store,
+    const std::function<void(const TraceSource& trace, const Index& index)>& ask) {
+  std::set<uint64_t> read;
+  const auto trace = Made(TraceSource::Over(std::make_unique<WatchedFile>(
+      packed, [&](uint64_t offset, size_t /*length*/) { read.insert(offset); })));
   const auto index = Made(Index::Open(*trace, store));
-  watched.read.clear();
-  EXPECT_TRUE(Take(StateReader(*trace, *index, shape).AtStep(step, 0), state));
+  read.clear();
+  ask(*trace, *index);
   const auto sections = *MfzFile::Open(FileOf(packed));
   std::set<uint64_t> blocks;
   for (const MfzSection& section : sections->Sections(MfzStream::TRACE)) {
-    if (watched.read.contains(section.offset + MFZ_HEAD)) {
+    if (read.contains(section.offset + MFZ_HEAD)) {
       blocks.insert(section.firstRecord / MFZ_BLOCK_RECORDS);
     }
   }
@@ -453,7 +432,10 @@ TEST(StateTest, MomentOfAPackedTraceUnpacksTheBlockThatItLiesInAlone) {
   size_t across = 0;
   for (uint64_t step = 0; step <= steps; step += 1 + steps / 150) {
     ArrayState state;
-    const std::set<uint64_t> blocks = BlocksOfStep(packed, *store, options.shape, step, state);
+    const auto blocks =
+        BlocksAsked(packed, *store, [&](const TraceSource& trace, const Index& index) {
+          EXPECT_TRUE(Take(StateReader(trace, index, options.shape).AtStep(step, 0), state));
+        });
     const uint64_t last = state.last / MFZ_BLOCK_RECORDS;
     const uint64_t within = state.last % MFZ_BLOCK_RECORDS;
     if (within > NEAR && within < MFZ_BLOCK_RECORDS - Columns::CAPACITY) {
@@ -471,6 +453,41 @@ TEST(StateTest, MomentOfAPackedTraceUnpacksTheBlockThatItLiesInAlone) {
   }
   EXPECT_GT(inside, 50U);
   EXPECT_GT(across, 0U);  // messages that were sent in the block before
+}
+
+// What precedes a record that a boundary tells of is known without reading anything.
+TEST(StateTest, WhatPrecedesABoundaryIsToldByItAndByTheRecordBefore) {
+  std::mt19937 random(16);
+  const std::vector<Event> events = RandomEvents(random, ManyKeyframes());
+  const std::string packed = PackedBytes(Encode(events));
+  const auto store = IndexInMemory();
+  const auto whole = Made(TraceSource::Over(FileOf(packed)));
+  const auto built = Made(Index::Open(*whole, *store));
+  ASSERT_GT(built->Boundaries().size(), 4U);
+  for (const IndexBoundary& boundary : built->Boundaries()) {
+    Preceding before;
+    const auto blocks =
+        BlocksAsked(packed, *store, [&](const TraceSource& trace, const Index& index) {
+          EXPECT_TRUE(Take(FindPreceding(trace, index, boundary.record), before));
+        });
+    EXPECT_TRUE(blocks.empty());
+    IndexEntry entry;
+    ASSERT_TRUE(Take(Locate(*whole, *built, boundary.record - 1), entry));
+    EXPECT_EQ(before.cycle, entry.cycle);
+    EXPECT_EQ(before.changes, entry.changes);
+  }
+  uint64_t changes = 0;
+  for (size_t record = 0; record <= events.size(); ++record) {
+    if (record > 1) {
+      changes += events[record - 1].cycle != events[record - 2].cycle ? 1 : 0;
+    }
+    if (record < 3 || record % 997 == 0 || record == events.size()) {
+      Preceding before;
+      ASSERT_TRUE(Take(FindPreceding(*whole, *built, record), before));
+      EXPECT_EQ(before.cycle, record == 0 ? 0 : events[record - 1].cycle) << record;
+      EXPECT_EQ(before.changes, changes) << record;
+    }
+  }
 }
 
 }  // namespace

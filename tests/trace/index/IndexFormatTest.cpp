@@ -397,6 +397,17 @@ TEST(IndexFormatTest, DirectoryThatContradictsItselfIsRefused) {
       {"an entry with too many changes", [](auto& d) { d.entries[2].changes = 61; }},
       {"boundaries that do not ascend", [](auto& d) { d.boundaries[1].record = 40; }},
       {"a boundary behind the end", [](auto& d) { d.boundaries[1].record = 101; }},
+      {"a boundary at the end of the records but not of the bytes",
+       [](auto& d) {
+         IndexBoundary& b = d.boundaries[1];
+         b.record = 100;
+         b.offset = 100 * 28;
+         b.switches = 3;
+         b.keyframe.rawSize = 35;
+         b.threadSlots = static_cast<uint32_t>(d.summary.ThreadSlots());
+         b.farEnds = 5;
+         d.atLastBoundary = d.summary;
+       }},
       {"a boundary that records cannot reach", [](auto& d) { d.boundaries[0].offset = 41 * 36; }},
       {"a boundary with falling changes", [](auto& d) { d.boundaries[1].changes = 19; }},
       {"an array that shrinks", [](auto& d) { d.boundaries[0].columns = 8; }},

@@ -16,6 +16,7 @@
 #include "tests/support/Files.h"
 #include "tests/trace/support/Child.h"
 #include "tests/trace/support/RandomTrace.h"
+#include "tests/trace/support/WatchedFile.h"
 #include "trace/read/BlockWindow.h"
 #include "trace/read/Residence.h"
 
@@ -48,29 +49,16 @@ std::unique_ptr<TraceSource> Over(std::unique_ptr<PositionedFile> file) {
 }
 
 // A file that has no view of itself and counts what is read of it.
-class Counting : public PositionedFile {
+class Counting : public WatchedFile {
  public:
   explicit Counting(const std::string& bytes)
-      : PositionedFile("counting", IdentityOf(bytes)), bytes(bytes) {}
+      : WatchedFile(bytes, [this](uint64_t /*offset*/, size_t length) {
+          reads += length > 100 ? 1 : 0;
+          largest = std::max<size_t>(largest, length);
+        }) {}
 
-  Result<FileIdentity> Now() const override { return identity; }
-  Fault ReadAt(uint64_t offset, size_t length, uint8_t* out) const override {
-    reads += length > 100 ? 1 : 0;
-    largest = std::max<size_t>(largest, length);
-    bytes.copy(reinterpret_cast<char*>(out), length, offset);
-    return {};
-  }
-
-  mutable std::atomic<int> reads = 0;
-  mutable std::atomic<size_t> largest = 0;
-
- private:
-  static FileIdentity IdentityOf(const std::string& bytes) {
-    FileIdentity identity;
-    identity.size = bytes.size();
-    return identity;
-  }
-  std::string bytes;
+  std::atomic<int> reads = 0;
+  std::atomic<size_t> largest = 0;
 };
 
 // What a source says of its batches, from the front.
