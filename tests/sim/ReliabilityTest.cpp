@@ -466,7 +466,7 @@ TEST(LengthTest, MemoryDoesNotGrowWithTheLengthOfTheRun) {
   };
   const auto [shortPeak, shortMessages] = run("20");
   const auto [longPeak, longMessages] = run("600");
-  EXPECT_LE(longPeak, shortPeak + 512);
+  EXPECT_LE(longPeak, shortPeak + 1024);
   EXPECT_EQ(shortMessages, longMessages);
 }
 
